@@ -1,0 +1,74 @@
+// qeCore: the words that every header of the library uses.
+//
+// Export marks, the two-overload macro, Windows handle types without <windows.h>, result codes. Every public
+// header compiles alone, and before and after <windows.h>, with the GNU and the Microsoft C++ ABI.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+typedef long HRESULT;  // NOLINT: the same words as the platform's, so that both may stand in one file
+#include <winerror.h>
+
+/// Marks what the library exports and its users import.
+#if defined(QECORE_BUILD)
+#define YK_API __declspec(dllexport)
+#else
+#define YK_API __declspec(dllimport)
+#endif
+
+/// Declares two virtual overloads of one name in two neighbouring slots, the first in the lower one.
+/// The GNU C++ ABI lays overloads out as they are declared, Microsoft's lays a name's overloads out in
+/// reverse.
+#if defined(_MSC_VER)
+#define YK_SLOT_PAIR(first, second) \
+  second;                           \
+  first
+#else
+#define YK_SLOT_PAIR(first, second) \
+  first;                            \
+  second
+#endif
+
+// Windows types, named and no more: what is behind them is <windows.h>'s business.
+struct HBITMAP__;
+struct HDC__;
+struct HINSTANCE__;
+struct HWND__;
+struct _POINTL;
+struct _RECTL;
+struct tagPOINT;
+typedef HBITMAP__* HBITMAP;      // NOLINT
+typedef HDC__* HDC;              // NOLINT
+typedef HINSTANCE__* HINSTANCE;  // NOLINT
+typedef HWND__* HWND;            // NOLINT
+typedef void* HGLOBAL;           // NOLINT
+typedef void* HGDIOBJ;           // NOLINT
+typedef _POINTL POINTL;          // NOLINT
+typedef _RECTL RECTL;            // NOLINT
+typedef tagPOINT POINT;          // NOLINT
+
+namespace yk {
+
+// Result codes: 0 or positive is success, negative is failure. The common ones (S_OK, S_FALSE, E_FAIL,
+// E_NOTIMPL, E_NOINTERFACE, E_INVALIDARG, E_OUTOFMEMORY) are the platform's; these are the library's own.
+
+/// An item, class, module, key, file or file type was not found.
+inline constexpr HRESULT YK_E_NOTFOUND = static_cast<HRESULT>(0x80060002u);
+/// The pixel format does not suit the operation.
+inline constexpr HRESULT YK_E_FORMAT = static_cast<HRESULT>(0x80060003u);
+/// Nothing to act on: an empty container or stack, no image data or target; or storage that is already there.
+inline constexpr HRESULT YK_E_EMPTY = static_cast<HRESULT>(0x80060006u);
+/// Too little data to tell a file's type.
+inline constexpr HRESULT YK_E_TOOSHORT = static_cast<HRESULT>(0x80060009u);
+/// A file could not be opened for the requested access.
+inline constexpr HRESULT YK_E_ACCESS = static_cast<HRESULT>(0x8006000Au);
+/// Not an object file, or a damaged one, or one of an unsupported version.
+inline constexpr HRESULT YK_E_BADFILE = static_cast<HRESULT>(0x8006000Eu);
+
+/// True for S_OK, S_FALSE and every other non-negative code.
+constexpr bool Succeeded(HRESULT result) noexcept { return result >= 0; }
+/// True for every negative code.
+constexpr bool Failed(HRESULT result) noexcept { return result < 0; }
+
+}  // namespace yk

@@ -1,0 +1,101 @@
+// The interfaces of import and export filters, which plug-ins implement.
+//
+//   class PngFilter final : public Implements<PngFilter, ykFlt2d> { ... HRESULT Read(...) noexcept override;
+//   ... };
+//
+//   Unknown 0..7
+//     ykFlt      8 GetFlags   9 GetPattern   10 GetName   11 QueryFileInfo   12 QuerySettings
+//       ykFlt2d  13 Range     14 Read        15 Write
+//       qe_Flt3d
+//
+// A filter class is registered with the identifier of ykFlt2d or qe_Flt3d as its interface (registry.h); the
+// registry then makes one instance and notes its flags, patterns and name in the class record. An image
+// filter's class identifier is the file format's (ids::FILE_PNG and its like): Load and Save find it by that.
+#pragma once
+
+#include <qecore/core/implements.h>
+
+namespace yk {
+
+class AbstractImage;
+class Map;
+class Stream;
+
+/// Settings pages of a host's dialogs. The host supplies it; the library only passes it on.
+class ykUIPages;
+
+/// A file-format filter.
+class ykFlt : public Answers<ykFlt, Unknown> {
+ public:
+  static Guid const& Id() noexcept { return ids::FLT; }
+
+  /// An unsigned value whose meaning is the plug-in's; kept in the class record under key 2.
+  virtual unsigned GetFlags() noexcept { return 0; }
+
+  /// The `index`-th file pattern or extension, from 0, null after the last. The filter owns the text.
+  virtual wchar_t const* GetPattern(unsigned index) noexcept {
+    (void)index;
+    return nullptr;
+  }
+
+  /// The name to show, or null. The filter owns the text.
+  virtual wchar_t const* GetName() noexcept { return nullptr; }
+
+  /// Describes the file in `stream` by values in `info`.
+  virtual HRESULT QueryFileInfo(Stream* stream, Map* info, int options) noexcept {
+    (void)stream, (void)info, (void)options;
+    return E_NOTIMPL;
+  }
+
+  /// Offers settings for saving or loading to the host's pages.
+  virtual HRESULT QuerySettings(bool save, ykUIPages* pages) noexcept {
+    (void)save, (void)pages;
+    return E_NOTIMPL;
+  }
+
+ protected:
+  ykFlt() noexcept = default;
+  ~ykFlt() = default;
+};
+
+/// An image filter.
+class ykFlt2d : public Answers<ykFlt2d, ykFlt> {
+ public:
+  static Guid const& Id() noexcept { return ids::FLT_2D; }
+
+  /// Its meaning is agreed between the plug-ins and the host.
+  virtual bool Range(bool option) noexcept {
+    (void)option;
+    return false;
+  }
+
+  /// Reads the picture at the stream's position. S_OK: `*image` is a new image with one reference, the
+  /// caller's. Failure: a code, and `*image` is null. `options` is 0 unless the caller knows the filter.
+  virtual HRESULT Read(Stream* stream, AbstractImage** image, unsigned options) noexcept {
+    (void)stream, (void)options;
+    if (image) *image = nullptr;
+    return E_NOTIMPL;
+  }
+
+  /// Writes the picture at the stream's position. `options` is 0 unless the caller knows the filter.
+  virtual HRESULT Write(Stream* stream, AbstractImage* image, unsigned options) noexcept {
+    (void)stream, (void)image, (void)options;
+    return E_NOTIMPL;
+  }
+
+ protected:
+  ykFlt2d() noexcept = default;
+  ~ykFlt2d() = default;
+};
+
+/// A filter of 3-D files. It answers ykFlt and not ykFlt2d, on purpose.
+class qe_Flt3d : public Answers<qe_Flt3d, ykFlt> {
+ public:
+  static Guid const& Id() noexcept { return ids::FLT_3D; }
+
+ protected:
+  qe_Flt3d() noexcept = default;
+  ~qe_Flt3d() = default;
+};
+
+}  // namespace yk

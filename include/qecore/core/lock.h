@@ -1,0 +1,73 @@
+// Locks: a critical section with its scope guard, and a reader/writer lock.
+//
+//   CriticalSection section;
+//   { Locker guard(section);  ... }       // left at the end of the scope
+//
+//   RWLock lock;
+//   lock.EnterRead();   ...   lock.LeaveRead();
+#pragma once
+
+#include <qecore/core/base.h>
+
+namespace yk {
+
+/// The platform's CRITICAL_SECTION: recursive for the thread that owns it.
+class YK_API CriticalSection {
+ public:
+  CriticalSection() noexcept;
+  ~CriticalSection();
+  CriticalSection(CriticalSection const&) = delete;
+  CriticalSection& operator=(CriticalSection const&) = delete;
+
+  void Enter() noexcept;
+  void Leave() noexcept;
+
+ private:
+  alignas(8) unsigned char section[40];  // CRITICAL_SECTION
+  uint32_t marker;                       // 0x12345678, for a person in a debugger; nothing reads it
+};
+
+static_assert(sizeof(CriticalSection) == 48);
+
+/// Holds a critical section for the length of a scope.
+class Locker {
+ public:
+  explicit Locker(CriticalSection& toHold) noexcept : section(&toHold) { section->Enter(); }
+  ~Locker() { section->Leave(); }
+  Locker(Locker const&) = delete;
+  Locker& operator=(Locker const&) = delete;
+
+ private:
+  CriticalSection* section;
+};
+
+/// Many readers or one writer. Once a writer has asked, new readers queue behind it; readers that queued
+/// during a write all enter before the next writer. Not re-entrant, and a reader cannot become a writer.
+/// Waits have no time limit. Should the system not grant the lock its semaphores, the lock does not wait and
+/// protects nothing.
+class YK_API RWLock {
+ public:
+  RWLock() noexcept;
+  ~RWLock();
+  RWLock(RWLock const&) = delete;
+  RWLock& operator=(RWLock const&) = delete;
+
+  void EnterRead() noexcept;
+  void LeaveRead() noexcept;
+  void EnterWrite() noexcept;
+  void LeaveWrite() noexcept;
+
+ private:
+  static constexpr int PLACES = 0x7FFFFFFF;
+
+  int readers = PLACES;  // free places for readers; a writer takes them all
+  int departing = 0;     // readers that a waiting writer still waits for
+  int writers = 1;       // 1 when no writer holds or waits; each takes one
+  void* writerQueue;     // semaphore: writers behind another writer
+  void* readersGone;     // auto-reset event: set by the last departing reader
+  void* readerQueue;     // semaphore: readers behind a writer
+};
+
+static_assert(sizeof(RWLock) == 40);
+
+}  // namespace yk

@@ -1,0 +1,75 @@
+// yk::Ref: holds one reference to a counted object.
+//
+//   Ref<Stream> stream;
+//   if (Failed(FileStream::Create(path, 1, stream.Receive()))) return E_FAIL;   // a factory hands out:
+//   received Ref<Map> map = Ref<Map>::Adopt(Map::Create());                              // a maker hands
+//   out: adopted Ref<Stream> mine = Ref<Stream>::Share(lent);                                // lent: shared,
+//   one AddRef return map.Detach();                                                        // handed on:
+//   detached
+//
+// Receive is for operations that write null, or nothing, when they fail. Where one leaves a dead pointer
+// behind on failure (Image2d::Rescale, Image2d::Crop), take a plain pointer and adopt it on success.
+#pragma once
+
+namespace yk {
+
+template <class T>
+class Ref {
+ public:
+  Ref() noexcept = default;
+  Ref(Ref const& other) noexcept : object(Counted(other.object)) {}
+  Ref(Ref&& other) noexcept : object(other.Detach()) {}
+  ~Ref() { Reset(); }
+
+  Ref& operator=(Ref other) noexcept {
+    T* const mine = object;
+    object = other.object;
+    other.object = mine;
+    return *this;
+  }
+
+  /// Takes over a reference that the caller owns. Null is fine.
+  [[nodiscard]] static Ref Adopt(T* owned) noexcept {
+    Ref ref;
+    ref.object = owned;
+    return ref;
+  }
+
+  /// Takes a reference of its own to an object that the caller was lent. Null is fine.
+  [[nodiscard]] static Ref Share(T* lent) noexcept { return Adopt(Counted(lent)); }
+
+  T* get() const noexcept { return object; }
+  T* operator->() const noexcept { return object; }
+  T& operator*() const noexcept { return *object; }
+  explicit operator bool() const noexcept { return object != nullptr; }
+
+  /// Drops the reference held and gives the address for a factory to write to.
+  [[nodiscard]] T** Receive() noexcept {
+    Reset();
+    return &object;
+  }
+
+  /// The same for an operation with a `void**`, such as CreateInterface or QueryInterface.
+  [[nodiscard]] void** ReceiveVoid() noexcept { return reinterpret_cast<void**>(Receive()); }
+
+  /// Hands the reference to the caller.
+  [[nodiscard]] T* Detach() noexcept {
+    T* const mine = object;
+    object = nullptr;
+    return mine;
+  }
+
+  void Reset() noexcept {
+    if (T* const old = Detach()) old->Release();
+  }
+
+ private:
+  static T* Counted(T* lent) noexcept {
+    if (lent) lent->AddRef();
+    return lent;
+  }
+
+  T* object = nullptr;
+};
+
+}  // namespace yk
