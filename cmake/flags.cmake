@@ -1,0 +1,70 @@
+# Compiler flags as interface targets.
+#   qecore_flags   every file of the repository: warnings are errors, rounding is exact
+#   qecore_lean    the library itself: neither exceptions nor run-time type information
+
+add_library(qecore_flags INTERFACE)
+add_library(qecore_lean INTERFACE)
+
+target_compile_features(qecore_flags INTERFACE cxx_std_20)
+target_compile_definitions(qecore_flags INTERFACE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
+
+if(MSVC)
+  target_compile_options(qecore_flags INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus /Zc:preprocessor /fp:precise)
+  target_compile_definitions(qecore_flags INTERFACE _CRT_SECURE_NO_WARNINGS)
+  target_compile_options(qecore_lean INTERFACE /GR- /EHs-c-)
+  target_compile_definitions(qecore_lean INTERFACE _HAS_EXCEPTIONS=0)
+else()
+  target_compile_options(
+    qecore_flags
+    INTERFACE -Wall
+              -Wextra
+              -Werror
+              -Wundef
+              -Wvla
+              -Wcast-qual
+              -Wno-delete-non-virtual-dtor # the contract has no virtual destructors, on purpose
+              -Wno-overloaded-virtual # a class may override one of a pair of overloads
+              -ffp-contract=off # a fused multiply-add rounds once instead of twice: results are part of the contract
+              -fstack-protector-strong
+              $<$<CONFIG:Release>:-O2>
+              $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local>
+              $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond>
+              $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op>
+              $<$<CXX_COMPILER_ID:Clang>:-Wshadow>)
+  target_compile_definitions(qecore_flags INTERFACE $<IF:$<CONFIG:Debug>,_GLIBCXX_ASSERTIONS,_FORTIFY_SOURCE=2>)
+  # Fully static: otherwise stack protection imports a DLL of its own.
+  target_link_options(qecore_flags INTERFACE -static -fstack-protector-strong)
+  target_compile_options(qecore_lean INTERFACE -fno-exceptions -fno-rtti -Wdouble-promotion)
+endif()
+
+# Single files get more by their name, so that no list has to be kept:
+#   *_kernels*.cpp   pixel loops: all optimisation
+#   *_avx2.cpp       may use AVX2, called only behind a check of the processor
+#   *_ssse3.cpp      likewise SSSE3
+include(CheckCXXCompilerFlag)
+# GCC cannot align the stack of Win64 for 256-bit vectors; the assembler turns aligned moves into unaligned ones.
+check_cxx_compiler_flag(-Wa,-muse-unaligned-vector-move QECORE_HAS_UNALIGNED_VECTOR_MOVE)
+
+function(qecore_flags_by_name)
+  foreach(source IN LISTS ARGN)
+    set(flags "")
+    if(source MATCHES "(_kernels[^/]*|_avx2|_ssse3)\\.cpp$" AND NOT MSVC)
+      list(APPEND flags $<$<CONFIG:Release>:-O3>)
+    endif()
+    if(source MATCHES "_avx2\\.cpp$")
+      if(MSVC)
+        list(APPEND flags /arch:AVX2)
+      else()
+        list(APPEND flags -mavx2)
+        if(QECORE_HAS_UNALIGNED_VECTOR_MOVE)
+          list(APPEND flags -Wa,-muse-unaligned-vector-move)
+        endif()
+      endif()
+    elseif(source MATCHES "_ssse3\\.cpp$" AND NOT MSVC)
+      list(APPEND flags -mssse3)
+    endif()
+    if(flags)
+      set_property(SOURCE "${source}" APPEND PROPERTY COMPILE_OPTIONS ${flags})
+    endif()
+  endforeach()
+endfunction()

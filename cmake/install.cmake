@@ -1,0 +1,15 @@
+# cmake --install: bin/ (library, plug-ins, tools), lib/ (import library, CMake package), include/qecore/.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(TARGETS qeCore EXPORT qeCoreTargets RUNTIME DESTINATION bin ARCHIVE DESTINATION lib LIBRARY DESTINATION bin)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/qecore" DESTINATION include FILES_MATCHING PATTERN "*.h")
+foreach(target qewic qetool)
+  if(TARGET ${target})
+    install(TARGETS ${target} RUNTIME DESTINATION bin LIBRARY DESTINATION bin)
+  endif()
+endforeach()
+
+install(EXPORT qeCoreTargets NAMESPACE qeCore:: DESTINATION lib/cmake/qeCore FILE qeCoreConfig.cmake)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/qeCoreConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/qeCoreConfigVersion.cmake" DESTINATION lib/cmake/qeCore)

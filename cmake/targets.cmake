@@ -1,0 +1,29 @@
+# Small functions that the folders' CMakeLists.txt share. Sources are found by folder: a new file needs no edit here.
+
+# qecore_folders(<out> <folder>): the names of the folders in <folder> that hold C++ sources.
+function(qecore_folders out folder)
+  set(names "")
+  file(GLOB sources CONFIGURE_DEPENDS "${folder}/*/*.cpp")
+  foreach(source IN LISTS sources)
+    cmake_path(GET source PARENT_PATH parent)
+    cmake_path(GET parent FILENAME name)
+    list(APPEND names "${name}")
+  endforeach()
+  list(REMOVE_DUPLICATES names)
+  set(${out} "${names}" PARENT_SCOPE)
+endfunction()
+
+# qecore_program(<name> <folder>): <name>.exe from the sources and resources of <folder>.
+function(qecore_program name folder)
+  file(GLOB sources CONFIGURE_DEPENDS "${folder}/*.cpp" "${folder}/*.rc")
+  add_executable(${name} ${sources})
+  target_link_libraries(${name} PRIVATE qeCore::qeCore qecore_flags)
+endfunction()
+
+# qecore_plugin(<name> <folder>): <name>.qem from the sources and resources of <folder>.
+function(qecore_plugin name folder)
+  file(GLOB sources CONFIGURE_DEPENDS "${folder}/*.cpp" "${folder}/*.rc")
+  add_library(${name} MODULE ${sources})
+  set_target_properties(${name} PROPERTIES PREFIX "" SUFFIX ".qem")
+  target_link_libraries(${name} PRIVATE qeCore::qeCore qecore_flags)
+endfunction()
