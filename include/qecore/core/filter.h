@@ -1,7 +1,9 @@
 // The interfaces of import and export filters, which plug-ins implement.
 //
-//   class PngFilter final : public Implements<PngFilter, ykFlt2d> { ... HRESULT Read(...) noexcept override;
-//   ... };
+//   class PngFilter final : public Implements<PngFilter, ykFlt2d> {
+//     ...
+//     HRESULT Read(Stream* stream, AbstractImage** image, unsigned options) noexcept override;
+//   };
 //
 //   Unknown 0..7
 //     ykFlt      8 GetFlags   9 GetPattern   10 GetName   11 QueryFileInfo   12 QuerySettings

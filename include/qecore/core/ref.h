@@ -1,11 +1,10 @@
 // yk::Ref: holds one reference to a counted object.
 //
 //   Ref<Stream> stream;
-//   if (Failed(FileStream::Create(path, 1, stream.Receive()))) return E_FAIL;   // a factory hands out:
-//   received Ref<Map> map = Ref<Map>::Adopt(Map::Create());                              // a maker hands
-//   out: adopted Ref<Stream> mine = Ref<Stream>::Share(lent);                                // lent: shared,
-//   one AddRef return map.Detach();                                                        // handed on:
-//   detached
+//   if (Failed(FileStream::Create(path, 1, stream.Receive()))) ...   // a factory hands out: receive
+//   Ref<Map> map = Ref<Map>::Adopt(Map::Create());                   // a maker hands out: adopt
+//   Ref<Stream> mine = Ref<Stream>::Share(lent);                     // lent: share, one reference more
+//   return map.Detach();                                             // handed on: detach
 //
 // Receive is for operations that write null, or nothing, when they fail. Where one leaves a dead pointer
 // behind on failure (Image2d::Rescale, Image2d::Crop), take a plain pointer and adopt it on success.

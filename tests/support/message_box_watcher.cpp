@@ -1,0 +1,67 @@
+#include "message_box_watcher.h"
+
+#include <windows.h>
+
+#include <utility>
+
+namespace {
+
+HWND FindBox() {
+  HWND box = nullptr;
+  while ((box = FindWindowExW(nullptr, box, L"#32770", L"Internal Error")) != nullptr) {
+    DWORD process = 0;
+    GetWindowThreadProcessId(box, &process);
+    if (process == GetCurrentProcessId()) return box;
+  }
+  return nullptr;
+}
+
+// A box has two Static children, the icon and the text; empty while the box is still being made.
+std::wstring ReadText(HWND box) {
+  std::wstring text;
+  HWND child = nullptr;
+  while ((child = FindWindowExW(box, child, L"Static", nullptr)) != nullptr) {
+    wchar_t buffer[2048];
+    int const length = GetWindowTextW(child, buffer, 2048);
+    if (length > static_cast<int>(text.size())) text.assign(buffer, static_cast<size_t>(length));
+  }
+  return text;
+}
+
+// Asks again now and then: a box that is not waiting yet may drop the first request.
+void Close(HWND box) {
+  for (int tries = 0; IsWindow(box); ++tries) {
+    if (tries % 50 == 0) PostMessageW(box, WM_COMMAND, IDOK, 0);
+    Sleep(2);
+  }
+}
+
+}  // namespace
+
+MessageBoxWatcher::MessageBoxWatcher() : thread(&MessageBoxWatcher::Watch, this) {}
+
+MessageBoxWatcher::~MessageBoxWatcher() {
+  done = true;
+  thread.join();
+}
+
+Texts MessageBoxWatcher::Take() {
+  std::lock_guard const guard(mutex);
+  return std::exchange(texts, {});
+}
+
+void MessageBoxWatcher::Watch() {
+  while (!done) {
+    HWND const box = FindBox();
+    std::wstring text = box ? ReadText(box) : std::wstring();
+    if (text.empty()) {
+      Sleep(2);
+      continue;
+    }
+    {
+      std::lock_guard const guard(mutex);
+      texts.push_back(std::move(text));
+    }
+    Close(box);
+  }
+}
