@@ -1,0 +1,177 @@
+// yk::UndoManager: what a host changed, as transactions that can be taken back and made again.
+//
+//   Ref<UndoManager> undo;
+//   CreateInterface(ids::UNDO_MANAGER, undo.ReceiveVoid());
+//
+//   undo->BeginTransaction();
+//   undo->RecordValue(image, KEY_TITLE, false);        // before the property changes
+//   image->SetValue(KEY_TITLE, title);
+//   undo->AddItem(PixelItem::Create(image, rect));     // the manager's from here on
+//   undo->EndTransaction(L"Rename");
+//   undo->Undo();
+//
+//   history   [ 0 ][ 1 ][ 2 ][ 3 ][ 4 ]     committed transactions, oldest first
+//                        ^ position         what Undo reverts; 3 and 4 are the redo part
+//
+// Beginning inside an open transaction deepens it; only the outermost end commits. A commit discards the redo
+// part. Nothing is trimmed: the three limits are data for the host.
+//
+// Ownership: the manager takes over the caller's reference to every item, refused ones included, and releases
+// it once. It owns the transactions; pointers to them and to items are lent until the history changes.
+//
+// Re-entry: while an undo or redo runs, its change callback included, Undo, Redo and BeginTransaction answer
+// YK_E_EMPTY. All else may be called, also what removes the transaction being replayed: it stays whole until
+// its replay has ended. The manager itself stays until the call that runs on it returns.
+//
+// Threads: one, the host's user-interface thread.
+#pragma once
+
+#include <qecore/undo/undo_item.h>
+#include <qecore/values/array.h>
+#include <qecore/values/string.h>
+
+namespace yk {
+
+/// A committed or open transaction. The manager's; others read it.
+///
+///   offset  0       4     8      16      24     32         36        40
+///           +-------+-----+------+-------+------+----------+---------+
+///           | state |     | name | first | last | reserved | created |
+///           +-------+-----+------+-------+------+----------+---------+
+struct Transaction {
+  /// Bits of `state`.
+  enum State : uint32_t {
+    UNDONE = 0x10000,  ///< has been undone at least once: its items are prepared
+  };
+
+  uint32_t state = 0;
+  String name;                  ///< the text given at the commit
+  ykUndoItem* first = nullptr;  ///< the items, in the order they were added
+  ykUndoItem* last = nullptr;
+  uint32_t reserved = 0;
+  uint32_t created = 0;  ///< GetTickCount when the record was made
+};
+
+static_assert(sizeof(Transaction) == 40 && offsetof(Transaction, name) == 8);
+static_assert(offsetof(Transaction, first) == 16 && offsetof(Transaction, created) == 36);
+
+/// The manager.
+///
+///   slot  8 Undo         13 HasHistory          18 Clear         23 HasOpenItems
+///         9 Redo         14 IsRecording         19 GetUndoList   24 GetLastTransaction
+///        10 AddItem      15 BeginTransaction    20 (reserved)    25 RecordValue
+///        11 CanUndo      16 EndTransaction      21 GetUndoName   26 OnCommit
+///        12 CanRedo      17 CancelTransaction   22 GetRedoName
+///
+///   offset 16 history   32 sizeLimit    40 thirdLimit   48 depth      56 busy
+///          24 open      36 levelLimit   44 count        52 position   64 changed
+///
+/// A host that derives from it for OnCommit compiles the deriving class without run-time type information.
+class YK_API UndoManager : public Destroys<UndoManager, Unknown> {
+ public:
+  static Guid const& Id() noexcept { return ids::UNDO_MANAGER; }
+  using ChangeCallback = void (*)(UndoManager* manager);
+
+  /// A new manager, or null.
+  static UndoManager* Create() noexcept;
+
+  /// Answers its own identifier and Unknown's.
+  HRESULT QueryInterface(Guid const& id, void** out) noexcept override;
+
+  /// Reverts the transaction at the position, or replays the one behind it. YK_E_EMPTY while one of the two
+  /// runs. E_FAIL: there is none. What the items answer is ignored.
+  virtual HRESULT Undo() noexcept;
+  virtual HRESULT Redo() noexcept;
+
+  /// Adds to the open transaction. The caller's reference is the manager's from here on, also on failure.
+  /// E_FAIL outside a transaction; E_INVALIDARG for null and for an item that is in the open transaction.
+  virtual HRESULT AddItem(ykUndoItem* item) noexcept;
+
+  virtual bool CanUndo() noexcept;
+  virtual bool CanRedo() noexcept;
+  /// True as soon as something was committed; Clear does not reset what it looks at, on purpose.
+  virtual bool HasHistory() noexcept;
+  /// True inside a transaction.
+  virtual bool IsRecording() noexcept;
+
+  /// Opens a transaction, or one more level of it. YK_E_EMPTY while an undo or redo runs.
+  virtual HRESULT BeginTransaction() noexcept;
+  /// Ends a level, and commits at the outermost. S_OK: committed. 1: it held no item, nothing is recorded.
+  /// E_FAIL: no transaction is open, or an inner level ended. E_OUTOFMEMORY: the items are dropped.
+  virtual HRESULT EndTransaction(wchar_t const* name) noexcept;
+  /// Ends a level, and drops the items at the outermost. E_FAIL as above.
+  virtual HRESULT CancelTransaction() noexcept;
+
+  /// Forgets the history. An open transaction stays.
+  virtual HRESULT Clear() noexcept;
+
+  /// Transactions from the current one backwards, in a new array that is the caller's and does not own them.
+  /// With `max` of 1 and more it holds up to `max` + 1 of them, on purpose; else all.
+  /// E_FAIL: there is nothing to undo. `*out` is null on failure.
+  virtual HRESULT GetUndoList(Array** out, int max) noexcept;
+
+  /// Reserved: E_NOTIMPL.
+  virtual HRESULT Reserved20() noexcept;
+
+  /// The name of what Undo would revert, of what Redo would replay. E_FAIL: nothing, and `out` is untouched.
+  virtual HRESULT GetUndoName(String& out) noexcept;
+  virtual HRESULT GetRedoName(String& out) noexcept;
+
+  /// True inside a transaction that has an item already.
+  virtual bool HasOpenItems() noexcept;
+
+  /// The transaction at the position; null when the history is empty or a redo is possible.
+  virtual Transaction* GetLastTransaction() noexcept;
+
+  /// Records that the property `key` of `object` is about to change: call it before SetValue. The item keeps
+  /// the property's value as it is now and exchanges it with the present one at each undo and redo, through
+  /// the object's GetValue and SetValue. A property that was absent is absent again after the undo.
+  /// A value that GetValue cannot read back (a map's objects and matrices) is left alone rather than lost:
+  /// the item then changes nothing, and its Undo and Redo say E_FAIL.
+  ///
+  /// `merge`: when the last committed transaction records this property already, that item serves, and
+  /// nothing new is recorded. \return the item, lent; null outside a transaction, for a null object, and when
+  /// there is no memory.
+  virtual ykUndoItem* RecordValue(Unknown* object, unsigned key, bool merge) noexcept;
+
+  /// A hook for derived managers, called after each commit and before the change callback.
+  virtual HRESULT OnCommit() noexcept;
+
+  /// Sets what is called after every change of the history, and when the manager dies; null for none.
+  void SetChangeCallback(ChangeCallback callback) noexcept { changed = callback; }
+
+ protected:
+  UndoManager() noexcept;
+  ~UndoManager();
+
+ private:
+  template <class, class>
+  friend class Destroys;
+
+  int Entries() noexcept;
+  Transaction* Entry(int index) noexcept;
+  void DropLast() noexcept;
+  void CloseOpen() noexcept;
+  void Changed() noexcept;
+  HRESULT Commit(Transaction* transaction) noexcept;
+  ykUndoItem* FindRecorded(Unknown* object, unsigned key) noexcept;
+
+  Array* history;  // made with Transaction's deleter
+  Transaction* open = nullptr;
+
+ public:
+  uint32_t sizeLimit = 0x1000000;  ///< a setting of the host; nothing here reads it
+  uint32_t levelLimit = 256;       ///< likewise
+  uint32_t thirdLimit = 10;        ///< likewise
+
+ private:
+  int32_t count = 0;
+  uint32_t depth = 0;
+  int32_t position = 0;
+  uint32_t busy = 0;
+  ChangeCallback changed = nullptr;
+};
+
+static_assert(sizeof(UndoManager) == 72);
+
+}  // namespace yk
