@@ -1,0 +1,43 @@
+// The object file: chunks that nest.
+//
+//   offset  0        2              6                    size
+//           +--------+--------------+--------------------+
+//           | tag    | size         | payload            |      size counts these 6 bytes, too;
+//           +--------+--------------+--------------------+      the payload is bytes, chunks, or both
+//
+//   FILE_FRAME ── VERSION              2, in 32 bits
+//              ├─ BANNER               text for people who look into the file
+//              ├─ CLASS_TABLE_OFFSET   where the chunk CLASS_TABLE stands, from the start of the frame;
+//              ├─ OBJECT_TABLE_OFFSET  likewise; the writer makes neither table and writes 0
+//              └─ BODY                 what the objects write
+//
+// A reference to an object is a signed 32-bit number: an index into the objects so far, or, at the object's
+// first occurrence, -(index + 1) followed by an empty chunk FIRST_OCCURRENCE. All numbers are little-endian.
+#pragma once
+
+namespace yk::chunk {
+
+// tags of the format itself; objects choose the tags of their own chunks
+inline constexpr unsigned short BODY = 1;
+inline constexpr unsigned short VERSION = 2;
+inline constexpr unsigned short CLASS_TABLE = 3;
+inline constexpr unsigned short OBJECT_TABLE = 4;
+inline constexpr unsigned short CLASS_TABLE_OFFSET = 5;
+inline constexpr unsigned short OBJECT_TABLE_OFFSET = 6;
+inline constexpr unsigned short FILE_FRAME = 9;
+inline constexpr unsigned short FIRST_OCCURRENCE = 10;
+inline constexpr unsigned short BANNER = 11;
+
+inline constexpr unsigned HEADER_SIZE = 6;
+inline constexpr unsigned FILE_VERSION = 2;
+/// Chunks may nest this deep, in what is written and in what is read; recursive readers count on it.
+inline constexpr int MAX_DEPTH = 1024;
+
+// flags of Open
+inline constexpr unsigned NO_TABLES = 1;  ///< leave out the two offsets
+inline constexpr unsigned RAW = 2;        ///< no frame at all, only what the objects write
+
+// flags of BeginChunk
+inline constexpr unsigned short DROP_IF_EMPTY = 1;  ///< a chunk without payload leaves no trace
+
+}  // namespace yk::chunk

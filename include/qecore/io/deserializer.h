@@ -1,0 +1,104 @@
+// yk::Deserializer: reads an object file (chunk.h draws one).
+//
+//   Ref<Deserializer> reader = Ref<Deserializer>::Adopt(Deserializer::Create());
+//   if (Failed(reader->Open(stream, 0))) return;
+//   while (reader->IsInChunk()) {
+//     switch (reader->BeginChunk()) {
+//       case MY_TAG: reader->GetStream()->Read(&fields, sizeof fields); break;
+//       case TITLE_TAG: title.Load(reader.get()); break;
+//     }
+//     reader->EndChunk();                                   // skips what was not read
+//   }
+//
+//   slot    8 Open    10 ReadReference   12 GetChunkSize   14 EndChunk
+//           9 Close   11 BeginChunk      13 IsInChunk      15 GetVersion
+//
+// A damaged file does no harm to a client that is written like this one. A chunk is corrupt when its header is
+// cut short, its size is below 6, it ends behind the chunk around it or behind the stream, or it lies deeper
+// than chunk::MAX_DEPTH. BeginChunk then answers 0; the chunk has the size 0, nothing is in it, and its
+// EndChunk goes to the end of the chunk around it, whose loop so ends.
+//
+// Ownership: holds the stream and the objects of its table while open. One thread at a time.
+#pragma once
+
+#include <qecore/core/implements.h>
+#include <qecore/core/ref.h>
+#include <qecore/io/chunk.h>
+
+namespace yk {
+
+class Array;
+class Stream;
+
+/// It has no identifier of its own: QueryInterface and IsTypeOf are Unknown's.
+class YK_API Deserializer final : public Destroys<Deserializer, Unknown> {
+ public:
+  /// A new reader, or null.
+  static Deserializer* Create() noexcept;
+
+  /// Reads the frame, from where the stream stands, and stops at the first byte of the body. With chunk::RAW
+  /// there is no frame. A file that is still open is closed first.
+  /// E_INVALIDARG: no stream. YK_E_BADFILE: not an object file, or a damaged one. E_FAIL: the file ends
+  /// before its body. After a failure the stream is held until Close.
+  virtual HRESULT Open(Stream* newStream, unsigned openFlags) noexcept;
+  /// Goes behind the frame and lets go of the stream and the objects. \return S_OK
+  virtual HRESULT Close() noexcept;
+  /// Reads a reference to an object of the table; S_OK: `*object` has one reference more. Else `*object` is
+  /// null: E_INVALIDARG for a number that the table does not have, every first occurrence among them (begin
+  /// the chunk FIRST_OCCURRENCE, make the object, AddReference, load it); E_NOINTERFACE for an object that
+  /// could not be made.
+  virtual HRESULT ReadReference(Unknown** object) noexcept;
+  /// Enters the next chunk. \return its tag, 0 when it is corrupt; EndChunk is due either way
+  virtual unsigned short BeginChunk() noexcept;
+  /// Bytes of payload of the innermost chunk.
+  virtual unsigned GetChunkSize() noexcept;
+  /// True while the stream stands before the end of the innermost chunk.
+  virtual bool IsInChunk() noexcept;
+  /// Goes to the end of the innermost chunk and leaves it. False, and nothing moves, when none is open.
+  virtual bool EndChunk() noexcept;
+  /// The format's version that the file gives; nobody compares it.
+  virtual unsigned GetVersion() noexcept;
+
+  /// The stream to read payload from, lent; null while no file is open.
+  Stream* GetStream() const noexcept { return stream.get(); }
+  /// Bytes between the stream's position and the end of the innermost chunk (or of the stream, when no chunk
+  /// is open): what a record may still take.
+  unsigned GetRemaining() noexcept;
+  /// Adds an object, of which the table takes a reference, or null for one that could not be made. Objects
+  /// must be added in the order of their first occurrences.
+  HRESULT AddReference(Unknown* object) noexcept;
+
+ private:
+  template <class, class>
+  friend class Destroys;
+
+  struct OpenChunk {
+    unsigned short tag;
+    bool ended;  // nothing more to read in it, wherever the stream stands
+    unsigned payload;
+    unsigned end;
+  };
+
+  Deserializer() noexcept;
+  ~Deserializer();
+
+  OpenChunk* Innermost() const noexcept;
+  unsigned Bound() const noexcept;
+  unsigned short Enter(unsigned bound) noexcept;
+  HRESULT ReadFrame() noexcept;
+  HRESULT CheckTable(unsigned short tag, unsigned frameEnd) noexcept;
+  bool ReadNumber(unsigned& number) noexcept;
+
+  Ref<Stream> stream;
+  Ref<Array> objects;
+  OpenChunk* chunks = nullptr;
+  int capacity = 0;
+  int depth = -1;  // of the innermost chunk; one that could not be noted counts, too, and is corrupt
+  unsigned streamSize = 0;
+  unsigned fileStart = 0;
+  unsigned flags = 0;
+  unsigned version = 0;
+  bool inFrame = false;
+};
+
+}  // namespace yk

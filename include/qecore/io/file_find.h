@@ -1,0 +1,59 @@
+// Walks one folder with a wildcard pattern.
+//
+//   FileFind find(L"c:\\pictures", L"*.png", FileFind::FILES);
+//   for (String path; find.GetNext();) {
+//     find.GetFullName(path);
+//     ...
+//   }
+//
+//   offset 0 folder   8 pattern   16 flags   24 state   32 name   40 lastAccess   48 lastWrite   56 size
+#pragma once
+
+#include <qecore/values/string.h>
+
+namespace yk {
+
+/// True when the whole name matches the pattern, in either case:
+///   ?       any one character            [a-cx]  one of these; `-` at either end is itself
+///   *       any characters               .       a dot, or nothing at the end of the name
+/// `*.*` matches every name, `*.` one without an extension. There is no escape; a `[` without `]` is itself.
+YK_API bool RegularCompare(wchar_t const* pattern, wchar_t const* name) noexcept;
+
+class YK_API FileFind {
+ public:
+  enum Flag : unsigned { FILES = 1, FOLDERS = 2 };
+
+  /// Starts the search. When it cannot start, GetNext answers false. The pattern chooses among files only.
+  FileFind(String const& folder, String const& pattern, unsigned flags) noexcept;
+  ~FileFind();
+  FileFind(FileFind const&) = delete;
+  FileFind& operator=(FileFind const&) = delete;
+
+  /// Goes to the next entry; false when there is none. "." and ".." are left out.
+  bool GetNext() noexcept;
+  /// The folder and the current name. \return true
+  bool GetFullName(String& out) const noexcept;
+  /// True when the current entry is a folder.
+  bool IsFolder() const noexcept;
+
+  String folder;  ///< with a separator at its end
+  String pattern;
+  unsigned flags;
+
+ private:
+  struct State;
+  State* state = nullptr;
+
+  bool Fetch() noexcept;
+
+ public:
+  // the current entry
+  String name;
+  uint64_t lastAccess = 0;  ///< in the system's units of 100 ns since 1601
+  uint64_t lastWrite = 0;
+  unsigned size = 0;  ///< the low 32 bits of a file's size; 0 for a folder
+};
+
+static_assert(sizeof(FileFind) == 64);
+
+}  // namespace yk

@@ -1,0 +1,72 @@
+// yk::FileStream: a stream over a file on disk.
+//
+//   Ref<Stream> stream;
+//   HRESULT result = FileStream::Create(L"scene.bin", FileStream::CREATE, stream.Receive());
+//
+//   slot   17 GetFileName   18 GetFileTime   19 SetFileTime      (behind those of Stream)
+//
+//   offset 16 handle   24 name   32 status   36 flags (bit 0: delete the file at the end)
+//
+// A path of the form "$(module)NAME:RESOURCE.TYPE" opens a resource of the module NAME, which must be loaded
+// (see MemStream::Create). Every other path is a file's.
+#pragma once
+
+#include <qecore/io/stream.h>
+#include <qecore/values/string.h>
+
+namespace yk {
+
+class YK_API FileStream final : public Implements<FileStream, Stream> {
+ public:
+  /// How a file is opened. Others may read a file that is open, and write one that is open for reading.
+  enum Mode : unsigned {
+    READ = 1,        ///< an existing file
+    WRITE = 2,       ///< an existing file, not emptied
+    READ_WRITE = 3,  ///< an existing file
+    CREATE = 4,      ///< for reading and writing; a new file, or an existing one emptied
+    MODE_MASK = 0xF,
+    TEMPORARY = 0x100,  ///< a new file in the temporary folder, deleted with the stream; path and mode are
+                        ///< not looked at
+  };
+
+  static Guid const& Id() noexcept { return ids::FILE_STREAM; }
+
+  /// Opens `path`. On failure `*out` is null: YK_E_NOTFOUND for a missing file or folder, YK_E_ACCESS when
+  /// access is denied or others hold the file, E_FAIL for everything else, an unknown mode among it.
+  static HRESULT Create(String const& path, unsigned flags, Stream** out) noexcept;
+  static HRESULT CreateTemp(Stream** out) noexcept;
+
+  Guid const* GetTypeId() noexcept override { return &ids::FILE_STREAM; }
+
+  using Stream::Read;
+  HRESULT Read(void* buffer, unsigned size, unsigned* done) noexcept override;
+  HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override;
+  HRESULT Seek(long offset, unsigned origin, unsigned* newPosition) noexcept override;
+  unsigned GetPosition() noexcept override;
+  unsigned GetSize() noexcept override;
+  HRESULT SetSize(unsigned size) noexcept override;
+  HRESULT GetState() noexcept override;
+
+  /// The path that was opened; a temporary file's is the one it got.
+  virtual HRESULT GetFileName(String& out) noexcept;
+  /// The time of the last write, in the system's units of 100 ns since 1601.
+  virtual HRESULT GetFileTime(unsigned long long* time) noexcept;
+  /// Sets the times of creation and of the last write.
+  virtual HRESULT SetFileTime(unsigned long long const* time) noexcept;
+
+ private:
+  template <class, class>
+  friend class Destroys;
+
+  FileStream(String const& path, unsigned flags) noexcept;
+  ~FileStream();
+
+  HRESULT OpenHandle(unsigned mode) noexcept;
+
+  void* handle;
+  String name;
+  HRESULT status = E_FAIL;
+  unsigned flags = 0;
+};
+
+}  // namespace yk

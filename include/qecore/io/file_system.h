@@ -1,0 +1,46 @@
+// A file system that a host supplies: names that stand for streams.
+//
+//   Ref<Stream> stream;
+//   HRESULT result = archive->GetStream(L"textures/wood.png", stream.Receive());
+//
+// Two operations are fixed, one of each interface; the other slots are reserved for hosts and answer
+// E_NOTIMPL here.
+//
+//   ykFS        slot 8 reserved   9 FindEntry
+//   ykFSEntry   slot 8 reserved   9 reserved   10 OpenStream
+#pragma once
+
+#include <qecore/core/unknown.h>
+
+namespace yk {
+
+class Stream;
+
+/// What a name stands for.
+class ykFSEntry : public Unknown {
+ public:
+  virtual HRESULT ReservedSlot8() noexcept { return E_NOTIMPL; }
+  virtual HRESULT ReservedSlot9() noexcept { return E_NOTIMPL; }
+  /// Hands out a stream over the entry. GetStream passes 0 for `mode`.
+  virtual HRESULT OpenStream(Stream** out, unsigned mode) noexcept = 0;
+
+ protected:
+  ykFSEntry() noexcept = default;
+  ~ykFSEntry() = default;
+};
+
+class ykFS : public Unknown {
+ public:
+  virtual HRESULT ReservedSlot8() noexcept { return E_NOTIMPL; }
+  /// Hands out the entry of this name, with one reference.
+  virtual HRESULT FindEntry(wchar_t const* name, ykFSEntry** out) noexcept = 0;
+
+  /// Finds the entry and opens it; `*out` is null on failure.
+  YK_API HRESULT GetStream(wchar_t const* name, Stream** out) noexcept;
+
+ protected:
+  ykFS() noexcept = default;
+  ~ykFS() = default;
+};
+
+}  // namespace yk

@@ -1,0 +1,89 @@
+// yk::Stream: the one byte-stream interface of the library.
+//
+//   Ref<Stream> stream;
+//   if (Failed(FileStream::Create(L"scene.bin", FileStream::READ, stream.Receive()))) return;
+//   unsigned done = 0;
+//   stream->Read(header, sizeof header, &done);
+//
+//   slot   8 Read(String&)   10 Write   12 GetPosition   14 SetSize    16 WriteStringAsUTF8
+//          9 Read(bytes)     11 Seek    13 GetSize       15 GetState
+//
+// Positions and sizes are unsigned 32-bit: no stream is larger than 4 GiB. Every read zeroes the part of the
+// caller's buffer that it could not fill, so that a short read never leaves garbage.
+//
+// Kinds: FileStream (file_stream.h), MemStream and the streams over module resources (mem_stream.h), and the
+// reader with a block buffer (buffered_stream.h). Hosts and plug-ins derive their own: they must define Read,
+// Seek, GetPosition, GetSize and GetState; what they leave out answers E_NOTIMPL.
+//
+// Ownership: counted objects; a creating function hands out the only reference. Failure: result codes.
+// Threads: one stream is used by one thread at a time.
+#pragma once
+
+#include <qecore/core/implements.h>
+
+namespace yk {
+
+class String;
+
+class Stream : public Answers<Stream, Unknown> {
+ public:
+  /// Where Seek counts from.
+  enum Origin : unsigned { FROM_START = 0, FROM_POSITION = 1, FROM_END = 2 };
+
+  static Guid const& Id() noexcept { return ids::STREAM; }
+
+  Guid const* GetTypeId() noexcept override { return &ids::STREAM; }
+
+  // Two overloads in neighbouring slots:
+  //
+  // slot 8: reads a text, a 16-bit count and as many UTF-16 units. S_OK always: what the stream does not hold
+  // reads as zero.
+  //
+  // slot 9: reads up to `size` bytes. `*done`, when given, is the number read; the rest of the buffer is
+  // zeroed. Reading less than asked for is no failure (except at the very end of a MemStream).
+  YK_SLOT_PAIR(virtual HRESULT Read(String& text) noexcept,
+               virtual HRESULT Read(void* buffer, unsigned size, unsigned* done = nullptr) noexcept = 0);
+
+  /// Writes `size` bytes; `*done`, when given, is the number written.
+  virtual HRESULT Write(void const* buffer, unsigned size, unsigned* done = nullptr) noexcept {
+    (void)buffer, (void)size, (void)done;
+    return E_NOTIMPL;
+  }
+  /// Moves the position; `*newPosition`, when given, is where it then stands.
+  virtual HRESULT Seek(long offset, unsigned origin, unsigned* newPosition = nullptr) noexcept = 0;
+  virtual unsigned GetPosition() noexcept = 0;
+  virtual unsigned GetSize() noexcept = 0;
+  /// Truncates or extends.
+  virtual HRESULT SetSize(unsigned size) noexcept {
+    (void)size;
+    return E_NOTIMPL;
+  }
+  /// S_OK while the stream is usable.
+  virtual HRESULT GetState() noexcept = 0;
+
+  /// Writes a 16-bit count of bytes and the text as UTF-8; with `scramble` every byte is rotated left by two
+  /// bits. (Slot 8 reads UTF-16: the two are not each other's inverse, on purpose.) A text whose UTF-8 form
+  /// has more than 527 bytes is cut there, at a whole character.
+  virtual HRESULT WriteStringAsUTF8(wchar_t const* text, bool scramble) noexcept {
+    return WriteUtf8(*this, text, scramble);
+  }
+
+ protected:
+  Stream() noexcept = default;
+  ~Stream() = default;
+
+ private:
+  YK_API static HRESULT ReadText(Stream& stream, String& text) noexcept;
+  YK_API static HRESULT WriteUtf8(Stream& stream, wchar_t const* text, bool scramble) noexcept;
+};
+
+inline HRESULT Stream::Read(String& text) noexcept { return ReadText(*this, text); }
+
+/// Copies `count` bytes from `start` of the source to where the target stands, in pieces of 24576 bytes; a
+/// negative count means as many bytes as the whole source has. Stops early when either stream's state is not
+/// S_OK. A piece that the source cannot fill is written whole, zeros behind what it held: this is intended.
+/// The source's position is restored, except when a read fails: then that failure is the result at once.
+/// S_FALSE for a count of 0.
+YK_API HRESULT CopyStream(Stream* source, Stream* target, int start, int count) noexcept;
+
+}  // namespace yk
