@@ -1,0 +1,43 @@
+// Conversion of runs of pixels from one format to another.
+//
+//   img::ConvertPixels(gray, bgra, IMG_GRAY8, IMG_BGRA32, count, nullptr);
+//
+//   from \ to      GRAY8  BGR24  BGRA32  GRAYF  BGRF  BGRAF
+//   GRAY8            =      x      x       x      x     x      grey goes to alpha as well: grey 0 is
+//   transparent PAL8             x      x      x       x*     x     x      * the entry's alpha, not its
+//   colour BGR24            x      =      x              x     x      alpha becomes 255, or 1.0 BGRA32 x x =
+//   x     x GRAY16                  x      x              x     x      like GRAY8 BGR48                   x
+//   x              x     x BGRA64                  x      x              x     x GRAYF            x*     x x
+//   =      x     x      * clamps to 0..255; like GRAY8 else BGRF             x      x      x              = x
+//   BGRAF            x      x      x              x     =
+//   PAL1             x      x
+//   PAL4                    x
+//   RGB555                  x
+//
+// and every format to itself, which copies. Any other pair is refused; go through BGRA32 or BGRAF.
+//
+// The numbers: byte to float is v / 255, 16 bits to float v / 65535, both in single precision; 16 bits to
+// byte is the high byte; colour to grey is the plain average. Float to byte is v * 255.0 + 0.5 in double
+// precision, cut to an integer, of which the low 8 bits stay: nothing is clamped (1.5 gives 127), so keep
+// float pixels within 0.0 to 1.0. Only GRAYF to GRAY8 clamps, and cuts without rounding.
+//
+// The conversions are there while yk::System is. Any number of threads may convert at once.
+#pragma once
+
+#include <qecore/image/format.h>
+
+namespace yk::img {
+
+/// Converts `count` pixels. Formats of less than a byte start at the first pixel of their first byte.
+/// `palette` is the source's, read when the source is a palette format: it has all the entries of that
+/// format.
+///
+/// From GRAY8 to BGRF the call writes four bytes behind the last pixel; have them. (ConvertLine and RescaleTo
+/// do not.)
+///
+/// S_OK. E_INVALIDARG, and nothing is written: no such pair or format, a negative count, a null pointer where
+/// pixels or entries are needed, no System.
+YK_API HRESULT ConvertPixels(void const* src, void* dst, IMG_FORMAT srcFormat, IMG_FORMAT dstFormat,
+                             int count, IMG_PALENTRY* palette) noexcept;
+
+}  // namespace yk::img

@@ -1,0 +1,110 @@
+// Pixel formats: their numbers, their facts, the palette entry.
+//
+//   unsigned short bits;
+//   int bytes = img::GetPixelSize(IMG_BGR48, bits);         // 6, and bits is 48
+//   img::FormatFacts const& facts = img::GetFacts(format);  // one row of the table below
+//
+//   memory order   BGR24   B G R | B G R | ...              channels of 8 bits: one byte each
+//                  BGRA32  B G R A | ...
+//                  BGR48   B B G G R R | ...                channels of 16 bits: little-endian
+//                  BGRAF   B(4) G(4) R(4) A(4) | ...        channels of 32 bits: float, 1.0 is full intensity
+//                  RGB555  a little-endian word: -rrrrrgg gggbbbbb
+//                  PAL1    the highest bit is the left pixel;  PAL4  the high nibble is the left pixel
+//   a row          pixels, padded to a multiple of 4 bytes; rows stand bottom-up
+//   a palette      2, 16 or 256 entries of R G B A, one byte each
+//
+// Everything here is a constant: any thread, no failure.
+#pragma once
+
+#include <qecore/core/base.h>
+
+namespace yk {
+
+/// What the pixels of an image are. The numbers are stored by callers; 5, 6, 10 and 11 are not assigned.
+enum IMG_FORMAT : int32_t {
+  IMG_NONE = 0,     ///< the format of an empty image
+  IMG_GRAY8 = 1,    ///< one byte of grey
+  IMG_PAL8 = 2,     ///< one byte that indexes 256 palette entries
+  IMG_BGR24 = 3,    ///< bytes blue, green, red
+  IMG_BGRA32 = 4,   ///< bytes blue, green, red, alpha
+  IMG_GRAY16 = 7,   ///< one 16-bit grey
+  IMG_BGR48 = 8,    ///< 16-bit blue, green, red
+  IMG_BGRA64 = 9,   ///< 16-bit blue, green, red, alpha
+  IMG_GRAYF = 12,   ///< one float of grey, 0.0 to 1.0
+  IMG_BGRF = 13,    ///< floats blue, green, red
+  IMG_BGRAF = 14,   ///< floats blue, green, red, alpha
+  IMG_MONO32 = 15,  ///< 32 bits whose meaning is the caller's; converts to nothing and from nothing
+  IMG_PAL1 = 16,    ///< one bit that indexes 2 palette entries
+  IMG_PAL4 = 17,    ///< four bits that index 16 palette entries
+  IMG_RGB555 = 18,  ///< bits 0 to 4 blue, 5 to 9 green, 10 to 14 red, 15 unused
+};
+
+/// One entry of a palette. The byte order is the reverse of a pixel's.
+struct IMG_PALENTRY {
+  uint8_t red;
+  uint8_t green;
+  uint8_t blue;
+  uint8_t alpha;
+};
+
+static_assert(sizeof(IMG_PALENTRY) == 4);
+
+namespace img {
+
+/// The number of the last format.
+inline constexpr int LAST_FORMAT = IMG_RGB555;
+
+/// All that is fixed about one format. A number that is no format has zeros and the name "none".
+struct FormatFacts {
+  IMG_FORMAT format;        ///< the row's own number; IMG_NONE where no format has it
+  uint16_t bits;            ///< per pixel
+  uint8_t bytes;            ///< per pixel; 0 for the formats of less than a byte
+  uint8_t channels;         ///< that resampling computes with, as floats; 0 where it cannot
+  uint16_t paletteEntries;  ///< 2, 16, 256; 0 for a format without a palette
+  bool dib;                 ///< lives in a GDI bitmap section unless the heap is asked for
+  char const* name;         ///< lower case, to show and to type: "bgr24"
+};
+
+/// Indexed by format.
+inline constexpr FormatFacts FORMATS[LAST_FORMAT + 1] = {
+    {IMG_NONE, 0, 0, 0, 0, false, "none"},      {IMG_GRAY8, 8, 1, 1, 0, true, "gray8"},
+    {IMG_PAL8, 8, 1, 4, 256, false, "pal8"},    {IMG_BGR24, 24, 3, 3, 0, true, "bgr24"},
+    {IMG_BGRA32, 32, 4, 4, 0, true, "bgra32"},  {IMG_NONE, 0, 0, 0, 0, false, "none"},
+    {IMG_NONE, 0, 0, 0, 0, false, "none"},      {IMG_GRAY16, 16, 2, 1, 0, false, "gray16"},
+    {IMG_BGR48, 48, 6, 3, 0, false, "bgr48"},   {IMG_BGRA64, 64, 8, 4, 0, false, "bgra64"},
+    {IMG_NONE, 0, 0, 0, 0, false, "none"},      {IMG_NONE, 0, 0, 0, 0, false, "none"},
+    {IMG_GRAYF, 32, 4, 1, 0, false, "grayf"},   {IMG_BGRF, 96, 12, 3, 0, false, "bgrf"},
+    {IMG_BGRAF, 128, 16, 4, 0, false, "bgraf"}, {IMG_MONO32, 32, 4, 1, 0, false, "mono32"},
+    {IMG_PAL1, 1, 0, 0, 2, false, "pal1"},      {IMG_PAL4, 4, 0, 0, 16, false, "pal4"},
+    {IMG_RGB555, 16, 2, 0, 0, false, "rgb555"},
+};
+
+/// The row of `format`; the row of zeros when there is no such format.
+constexpr FormatFacts const& GetFacts(IMG_FORMAT format) noexcept {
+  return FORMATS[format > 0 && format <= LAST_FORMAT ? format : 0];
+}
+
+/// Bytes of a padded row of `width` pixels; 0 for an unknown format or a width below 1.
+constexpr int64_t GetRowSize(IMG_FORMAT format, int width) noexcept {
+  return width < 1 ? 0 : (int64_t{GetFacts(format).bits} * width + 31) / 32 * 4;
+}
+
+/// Sets `bits` to the bits per pixel. \return the bytes per pixel. Both are 0 for an unknown format.
+YK_API int GetPixelSize(IMG_FORMAT format, unsigned short& bits) noexcept;
+
+namespace check {
+
+constexpr bool RowsMatchTheirNumbers() noexcept {
+  for (int i = 0; i <= LAST_FORMAT; ++i) {
+    FormatFacts const& row = FORMATS[i];
+    if (row.format != i && !(row.format == IMG_NONE && row.bits == 0)) return false;
+    if (row.bytes != row.bits / 8) return false;
+    if (row.paletteEntries && row.paletteEntries != 1 << row.bits) return false;
+  }
+  return true;
+}
+static_assert(RowsMatchTheirNumbers());
+
+}  // namespace check
+}  // namespace img
+}  // namespace yk

@@ -1,0 +1,196 @@
+// Raster images: yk::AbstractImage, what filters and drawing exchange, and yk::Image2d, the one that holds
+// pixels.
+//
+//   Ref<Image2d> image = Ref<Image2d>::Adopt(Image2d::Create());
+//   if (Failed(image->Create(IMG_BGR24, 640, 480))) return;
+//   for (int y = 0; y < image->height; ++y) memset(image->GetLine(y), 0xFF, 3 * image->width);
+//   image->Save(L"white.png");                                     // through a filter plug-in
+//
+//   Unknown        0 QueryInterface  1 AddRef  2 Release  3 Destroy  4 IsTypeOf  5 GetTypeId  6 GetValue
+//                  7 SetValue
+//   qe_Streamable  8 Save(Serializer)  9 Load(Deserializer)
+//   AbstractImage  10 DeleteThis  11 GetPixel  12 ClearColor(unsigned)  13 ClearColor(point4df)  14 Free
+//   Image2d        15 Create    17 GetLineEx  19 FlipV    21 Crop       23 ConvertLine       25
+//   IsGrayScalePalette
+//                  16 GetLine   18 FlipH      20 Rescale  22 RescaleTo  24 PremultiplyAlpha  26
+//                  IsGrayScaleContent 27 Save(path)
+//
+//   offset  0        8      16     24        32           40                  (Image2d is packed to 2 bytes)
+//           +--------+------+------+---------+------------+
+//           | table  | refs | name | drivers | properties |
+//           +--------+------+------+---------+------------+
+//           40       48     56        64       68      72       76       80             82             84
+//           +--------+------+---------+--------+-------+--------+--------+--------------+--------------+------+
+//           | handle | bits | palette | format | width | height | stride | paletteCount | bitsPerPixel |
+//           84,85|
+//           +--------+------+---------+--------+-------+--------+--------+--------------+--------------+------+
+//                                                                              84 bytesPerPixel, 85 flags
+//
+//   bits -> | bottom row, padded to 4 bytes | ... | top row = GetLine(0) | palette, for the palette formats |
+//
+// The image owns its pixels; the palette stands in the same block. One thread at a time; the reference count
+// is atomic. An image is reached by its pointer: it answers no query, not even for its own identifier.
+#pragma once
+
+#include <qecore/core/driver_data.h>
+#include <qecore/core/streamable.h>
+#include <qecore/image/format.h>
+#include <qecore/values/string.h>
+
+namespace yk {
+
+class Map;
+struct point3df;
+struct point4df;
+
+/// A bit of Image2d::flags, for the caller to set before Create: the pixels come from the heap, never from
+/// the system. Create and Free keep it.
+inline constexpr uint8_t IMG_HEAP_MEMORY = 0x01;
+
+/// An image of any kind.
+class AbstractImage : public qe_Streamable {
+ public:
+  static Guid const& Id() noexcept { return ids::ABSTRACT_IMAGE; }
+
+  /// Reads the file at `path` through the filter for its type, which its first bytes tell. \return a new
+  /// image with one reference, the caller's; null when any step fails.
+  YK_API static AbstractImage* Load(wchar_t const* path) noexcept;
+  using qe_Streamable::Load;
+
+  bool IsTypeOf(Guid const& id) noexcept override { return id == Id() || qe_Streamable::IsTypeOf(id); }
+
+  /// A property that was set; the numbers are the callers' own. YK_E_NOTFOUND, and `value` is untouched, when
+  /// none was ever set; else what Map::GetValue answers.
+  HRESULT GetValue(unsigned id, Variant& value) noexcept override { return GetProperty(id, value); }
+  /// Sets a property; an empty `value` removes it. E_OUTOFMEMORY, or what Map::SetValue answers.
+  HRESULT SetValue(unsigned id, Variant const& value) noexcept override { return SetProperty(id, value); }
+
+  /// The slot of a deleting destructor: destroys the image, frees its memory when bit 0 of `flags` is set.
+  virtual void* DeleteThis(unsigned flags) noexcept = 0;
+
+  /// The colour of the pixel at `at`, which spans 0.0 to 1.0 in both directions.
+  virtual bool GetPixel(point3df const& at, point4df& color) noexcept = 0;
+  /// Fills the image.
+  YK_SLOT_PAIR(virtual HRESULT ClearColor(unsigned color) noexcept = 0,
+               virtual HRESULT ClearColor(point4df const& color) noexcept = 0);
+  /// Gives up the pixels.
+  virtual HRESULT Free() noexcept = 0;
+  using Unknown::Free;
+
+  String name;         ///< for callers; the library sets it nowhere
+  drvDataPtr drivers;  ///< what drawing back-ends keep for this image
+
+ protected:
+  YK_API AbstractImage() noexcept;
+  YK_API ~AbstractImage();
+
+ private:
+  YK_API HRESULT GetProperty(unsigned id, Variant& value) noexcept;
+  YK_API HRESULT SetProperty(unsigned id, Variant const& value) noexcept;
+
+  Map* properties = nullptr;  // null until the first SetValue; one reference
+};
+
+#pragma pack(push, 2)  // callers read the fields: their places are part of the contract
+
+/// Pixels in memory.
+class YK_API Image2d : public AbstractImage {
+ public:
+  static Guid const& Id() noexcept { return ids::IMAGE_2D; }
+
+  /// A new empty image with one reference, or null.
+  static Image2d* Create() noexcept;
+
+  HRESULT QueryInterface(Guid const& id, void** out) noexcept override;  ///< always E_NOINTERFACE
+  void Destroy() noexcept override;                                      ///< through slot 10
+  bool IsTypeOf(Guid const& id) noexcept override;
+  void* DeleteThis(unsigned flags) noexcept override;
+
+  /// The nearest pixel to (width * at.x, height * at.y), clamped to the image, as floats blue, green, red,
+  /// alpha; `at.z` is ignored. Always true; `color` is untouched when the image is empty or its format has no
+  /// conversion to BGRAF.
+  bool GetPixel(point3df const& at, point4df& color) noexcept override;
+
+  /// Fills the image with the low three bytes of `color`; YK_E_EMPTY without pixels. BGR24: red, green, blue
+  /// from the lowest byte up; S_OK. GRAY8: their average. BGRA32: `color` is the pixel, blue lowest. These
+  /// two fill and nevertheless answer E_NOTIMPL, on purpose. Other formats: E_NOTIMPL, and nothing is
+  /// written.
+  HRESULT ClearColor(unsigned color) noexcept override;
+  HRESULT ClearColor(point4df const& color) noexcept override;  ///< E_NOTIMPL, changes nothing
+
+  /// Gives up the pixels; the image is empty then. S_FALSE: it was. Keeps `flags`, and the numbers of a
+  /// palette that is gone.
+  HRESULT Free() noexcept override;
+  using AbstractImage::Free;
+
+  /// New pixels, not cleared, in place of the old. A negative height counts as its absolute value; row 0 is
+  /// the top row either way. S_OK.
+  /// E_INVALIDARG: no such format; the image is as before, but for `bitsPerPixel`, which is 0.
+  /// E_OUTOFMEMORY (global memory), E_FAIL (bitmap or heap): there is none, or the width is negative, or the
+  /// bytes do not fit 31 bits; the old pixels are gone and GetLine answers null. E_FAIL too, with the
+  /// system's memory, for a size of no bytes. After E_FAIL the fields have the size asked for.
+  virtual HRESULT Create(IMG_FORMAT format, int width, int height) noexcept;
+
+  /// The start of row `y`, counted from the top; null when there is no such row.
+  virtual unsigned char* GetLine(int y) noexcept;
+  /// The address of pixel `x` of row `y`; `x` is not checked. The row's start for formats of less than a
+  /// byte.
+  virtual unsigned char* GetLineEx(int y, int x) noexcept;
+
+  /// Mirrors left and right. Leaves formats of less than a byte as they are. S_OK, also when empty.
+  virtual HRESULT FlipH() noexcept;
+  /// Mirrors top and bottom, whole bytes of pixels only. YK_E_EMPTY without pixels.
+  virtual HRESULT FlipV() noexcept;
+
+  /// A new image of this size and format, with this one resampled into it. Failure: what Create or RescaleTo
+  /// answers. After a failed Create `*result` is a dead pointer: look at the code, not at the pointer.
+  virtual HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result) noexcept;
+  /// A new image with the columns `left` to `right` - 1 and the rows `top` to `bottom` - 1. E_INVALIDARG: not
+  /// inside the image, and `*result` is untouched. After a failed Create `*result` is a dead pointer.
+  virtual HRESULT Crop(int left, int top, int right, int bottom, Image2d** result) noexcept;
+  /// Averages this image, by area, into the pixels that `target` has. YK_E_EMPTY without a target. S_OK else;
+  /// rows that cannot be converted stay as they were: sources are GRAY8, PAL8, BGR24, BGRA32, BGR48, BGRA64,
+  /// GRAYF, BGRF, BGRAF, targets GRAY8, BGR24, BGRA32, GRAYF, BGRF, BGRAF, and any pair at equal size that
+  /// ConvertPixels knows.
+  virtual HRESULT RescaleTo(Image2d* target) noexcept;
+
+  /// Converts row `y` into a buffer of `dstSize` bytes, which must hold a padded row of `dstFormat`.
+  /// E_INVALIDARG: null, too small, no such row or pair; nothing is written.
+  virtual HRESULT ConvertLine(int y, IMG_FORMAT dstFormat, void* dst, int dstSize) noexcept;
+
+  /// Multiplies blue, green and red by alpha / 255, cutting. YK_E_FORMAT: not BGRA32.
+  virtual HRESULT PremultiplyAlpha() noexcept;
+
+  /// True when every palette entry i is the grey i. False for black and white, on purpose, and without a
+  /// palette.
+  virtual bool IsGrayScalePalette() noexcept;
+  /// The number of grey levels in a BGR24 image that has no colour; 0 for any other image.
+  virtual int IsGrayScaleContent() noexcept;
+
+  /// Writes the image through the filter for "jpeg", "jpg" or "png", whichever ends the path, in lower case.
+  /// E_FAIL: another extension, or the file cannot be written; else what the registry or the filter answers.
+  virtual HRESULT Save(wchar_t const* path) noexcept;
+  using AbstractImage::Save;
+
+  void* handle = nullptr;           ///< what owns the pixels: a bitmap, global memory, null for the heap
+  unsigned char* bits = nullptr;    ///< the bottom row; null when empty
+  IMG_PALENTRY* palette = nullptr;  ///< of a palette format; means nothing in any other
+  IMG_FORMAT format = IMG_NONE;
+  int32_t width = 0;   ///< pixels
+  int32_t height = 0;  ///< rows, never negative
+  int32_t stride = 0;  ///< bytes from one row to the next
+  uint16_t paletteCount = 0;
+  uint16_t bitsPerPixel = 0;
+  uint8_t bytesPerPixel = 0;  ///< 0 for formats of less than a byte
+  uint8_t flags = 0;          ///< IMG_HEAP_MEMORY
+
+ protected:
+  Image2d() noexcept;
+  ~Image2d();
+};
+
+#pragma pack(pop)
+
+static_assert(sizeof(AbstractImage) == 40 && sizeof(Image2d) == 86 && alignof(Image2d) == 2);
+
+}  // namespace yk
