@@ -2,17 +2,20 @@
 //
 //   img::ConvertPixels(gray, bgra, IMG_GRAY8, IMG_BGRA32, count, nullptr);
 //
-//   from \ to      GRAY8  BGR24  BGRA32  GRAYF  BGRF  BGRAF
-//   GRAY8            =      x      x       x      x     x      grey goes to alpha as well: grey 0 is
-//   transparent PAL8             x      x      x       x*     x     x      * the entry's alpha, not its
-//   colour BGR24            x      =      x              x     x      alpha becomes 255, or 1.0 BGRA32 x x =
-//   x     x GRAY16                  x      x              x     x      like GRAY8 BGR48                   x
-//   x              x     x BGRA64                  x      x              x     x GRAYF            x*     x x
-//   =      x     x      * clamps to 0..255; like GRAY8 else BGRF             x      x      x              = x
-//   BGRAF            x      x      x              x     =
-//   PAL1             x      x
-//   PAL4                    x
-//   RGB555                  x
+//   from \ to   GRAY8  BGR24  BGRA32  GRAYF  BGRF  BGRAF
+//   GRAY8         =      x      x       x      x     x     grey goes to alpha as well: grey 0 is transparent
+//   PAL8          x      x      x       x      x     x     to GRAYF: the entry's alpha, not its colour
+//   BGR24         x      =      x              x     x     alpha becomes 255, or 1.0
+//   BGRA32        x      x      =              x     x
+//   GRAY16               x      x              x     x     alpha like GRAY8
+//   BGR48                x      x              x     x
+//   BGRA64               x      x              x     x
+//   GRAYF         x      x      x       =      x     x     alpha like GRAY8; to GRAY8: clamps
+//   BGRF          x      x      x              =     x
+//   BGRAF         x      x      x              x     =
+//   PAL1          x      x
+//   PAL4                 x
+//   RGB555               x
 //
 // and every format to itself, which copies. Any other pair is refused; go through BGRA32 or BGRAF.
 //

@@ -6,25 +6,24 @@
 //   for (int y = 0; y < image->height; ++y) memset(image->GetLine(y), 0xFF, 3 * image->width);
 //   image->Save(L"white.png");                                     // through a filter plug-in
 //
-//   Unknown        0 QueryInterface  1 AddRef  2 Release  3 Destroy  4 IsTypeOf  5 GetTypeId  6 GetValue
-//                  7 SetValue
-//   qe_Streamable  8 Save(Serializer)  9 Load(Deserializer)
-//   AbstractImage  10 DeleteThis  11 GetPixel  12 ClearColor(unsigned)  13 ClearColor(point4df)  14 Free
-//   Image2d        15 Create    17 GetLineEx  19 FlipV    21 Crop       23 ConvertLine       25
-//   IsGrayScalePalette
-//                  16 GetLine   18 FlipH      20 Rescale  22 RescaleTo  24 PremultiplyAlpha  26
-//                  IsGrayScaleContent 27 Save(path)
+//   Unknown        0 QueryInterface  1 AddRef      2 Release    3 Destroy
+//                  4 IsTypeOf        5 GetTypeId   6 GetValue   7 SetValue
+//   qe_Streamable  8 Save(Serializer)              9 Load(Deserializer)
+//   AbstractImage  10 DeleteThis     11 GetPixel   12 ClearColor(unsigned)   13 ClearColor(point4df)   14 Free
+//   Image2d        15 Create         16 GetLine    17 GetLineEx              18 FlipH        19 FlipV
+//                  20 Rescale        21 Crop       22 RescaleTo              23 ConvertLine
+//                  24 PremultiplyAlpha             25 IsGrayScalePalette     26 IsGrayScaleContent
+//                  27 Save(path)
 //
-//   offset  0        8      16     24        32           40                  (Image2d is packed to 2 bytes)
-//           +--------+------+------+---------+------------+
-//           | table  | refs | name | drivers | properties |
-//           +--------+------+------+---------+------------+
-//           40       48     56        64       68      72       76       80             82             84
-//           +--------+------+---------+--------+-------+--------+--------+--------------+--------------+------+
-//           | handle | bits | palette | format | width | height | stride | paletteCount | bitsPerPixel |
-//           84,85|
-//           +--------+------+---------+--------+-------+--------+--------+--------------+--------------+------+
-//                                                                              84 bytesPerPixel, 85 flags
+//   offset  0       8      16     24        32           40            (Image2d is packed to 2 bytes)
+//           +-------+------+------+---------+------------+
+//           | table | refs | name | drivers | properties |
+//           +-------+------+------+---------+------------+
+//           40       48     56        64       68      72       76       80             82             84 to 86
+//           +--------+------+---------+--------+-------+--------+--------+--------------+--------------+---+---+
+//           | handle | bits | palette | format | width | height | stride | paletteCount | bitsPerPixel | p | f |
+//           +--------+------+---------+--------+-------+--------+--------+--------------+--------------+---+---+
+//                                                              p = bytesPerPixel, f = flags, one byte each
 //
 //   bits -> | bottom row, padded to 4 bytes | ... | top row = GetLine(0) | palette, for the palette formats |
 //
