@@ -2,7 +2,7 @@
 //
 //   class Stream : public Answers<Stream, Unknown> { ... };          an interface: answers its identifier
 //
-//  class Counter final : public Implements<Counter, Unknown> {   a class that is made
+//   class Counter final : public Implements<Counter, Unknown> {   a class that is made
 //    public:
 //     static Guid const& Id() noexcept { return COUNTER_ID; }
 //     static Counter* Create() noexcept { return new (std::nothrow) Counter; }

@@ -1,4 +1,5 @@
-// Memory: the allocation functions for blocks that cross a module's boundary, and an arena.
+// Memory: the allocation functions for blocks that cross a module's boundary, and an arena. And the library's
+// own strncmp, for hosts that were built against it.
 //
 // The library, hosts and plug-ins may each have a C runtime of their own, so a block is freed by the module
 // that made it, or made and freed with yk_new, yk_realloc and yk_delete, which are the library's malloc,
@@ -7,6 +8,13 @@
 
 #include <qecore/core/implements.h>
 #include <qecore/core/lock.h>
+
+namespace qe {
+
+/// The C library's strncmp.
+YK_API int strncmp(char const* a, char const* b, size_t count) noexcept;
+
+}  // namespace qe
 
 namespace yk {
 
@@ -63,15 +71,16 @@ class YK_API Malloc final : public Implements<Malloc, Unknown> {
 
   struct Block;
 
-  explicit Malloc(unsigned blockSize) noexcept;
+  explicit Malloc(int toRequest) noexcept;
   ~Malloc();
 
   void* Take(size_t size, size_t alignment) noexcept;
+  size_t Payload() const noexcept;
+  bool Fits(size_t size, size_t alignment) const noexcept;
   bool NextBlock() noexcept;
   Block* NewBlock() noexcept;
-  void Enter(Block* block) noexcept;
   template <class Char>
-  Char* Duplicate(Char const* text, size_t length) noexcept;
+  Char* Duplicate(Char const* text) noexcept;
 
   unsigned blockSize;
   unsigned char* cursor = nullptr;

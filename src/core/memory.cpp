@@ -1,0 +1,166 @@
+#include <qecore/core/memory.h>
+#include <stdlib.h>
+#include <string.h>
+#include <windows.h>
+
+#include <new>
+#include <string>
+
+namespace yk {
+
+// What stands at the start of each block.
+struct Malloc::Block {
+  HGLOBAL handle;
+  uint64_t used;   // recorded when the arena moved on to a new block
+  uint64_t total;  // the arena's total when this block became current
+  Block* next;
+
+  unsigned char* Payload() noexcept { return reinterpret_cast<unsigned char*>(this + 1); }
+};
+
+namespace {
+
+constexpr unsigned BLOCK_HEADER = 32;
+
+size_t Padding(unsigned char const* cursor, size_t alignment) noexcept {
+  size_t const over = reinterpret_cast<uintptr_t>(cursor) % alignment;
+  return over ? alignment - over : 0;
+}
+
+// Holds a critical section when asked to.
+class OptionalLocker {
+ public:
+  OptionalLocker(CriticalSection& toHold, bool wanted) noexcept : section(wanted ? &toHold : nullptr) {
+    if (section) section->Enter();
+  }
+  ~OptionalLocker() {
+    if (section) section->Leave();
+  }
+  OptionalLocker(OptionalLocker const&) = delete;
+  OptionalLocker& operator=(OptionalLocker const&) = delete;
+
+ private:
+  CriticalSection* section;
+};
+
+}  // namespace
+
+void* yk_new(size_t size) noexcept { return malloc(size); }
+void yk_delete(void* block) noexcept { free(block); }
+void* yk_realloc(void* block, size_t size) noexcept { return realloc(block, size); }
+
+Malloc::Malloc(int toRequest) noexcept : blockSize(static_cast<unsigned>(toRequest)) {
+  static_assert(sizeof(Block) == BLOCK_HEADER);
+}
+
+Malloc::~Malloc() {
+  while (Block* const block = first) {
+    first = block->next;
+    HGLOBAL const handle = block->handle;
+    GlobalUnlock(handle);
+    GlobalFree(handle);
+  }
+}
+
+Malloc* Malloc::Create(int blockSize) noexcept { return new (std::nothrow) Malloc(blockSize); }
+
+void Malloc::Destroy() noexcept { DeleteThis(1); }
+
+wchar_t* Malloc::StrDup(wchar_t const* text) noexcept { return Duplicate(text); }
+char* Malloc::StrDup(char const* text) noexcept { return Duplicate(text); }
+
+template <class Char>
+Char* Malloc::Duplicate(Char const* text) noexcept {
+  if (!text || !*text) return nullptr;
+  size_t const bytes = (std::char_traits<Char>::length(text) + 1) * sizeof(Char);
+  void* const copy = Alloc(bytes);
+  return copy ? static_cast<Char*>(memcpy(copy, text, bytes)) : nullptr;
+}
+
+void* Malloc::Alloc(size_t size) noexcept { return Take(size, 1); }
+
+void* Malloc::AllocZero(size_t size) noexcept {
+  void* const block = Alloc(size);
+  return block ? memset(block, 0, size) : nullptr;
+}
+
+void* Malloc::AllocAligned(size_t size, size_t alignment) noexcept { return Take(size, alignment); }
+
+void Malloc::Reset() noexcept {
+  if (!current) return;
+  total = 0;
+  current = first;
+  cursor = first->Payload();
+  remaining = Payload();
+  for (Block* block = first; block; block = block->next) block->used = block->total = 0;
+}
+
+void Malloc::SetThreadSafe(bool on) noexcept { threadSafe = on; }
+
+void* Malloc::DeleteThis(unsigned flags) noexcept { return DeleteSelf(flags); }
+
+void* Malloc::Take(size_t size, size_t alignment) noexcept {
+  OptionalLocker const guard(lock, threadSafe);
+  if (alignment == 0 || size > Payload()) return nullptr;
+  if (!Fits(size, alignment)) {
+    // A new block whose own padding is too large is kept for later; the arena stays where it was.
+    Block* const block = current;
+    unsigned char* const place = cursor;
+    uint64_t const left = remaining;
+    if (!NextBlock()) return nullptr;
+    if (!Fits(size, alignment)) {
+      current = block, cursor = place, remaining = left;
+      return nullptr;
+    }
+  }
+  size_t const padding = Padding(cursor, alignment);
+  void* const taken = cursor + padding;
+  total += padding + size;
+  cursor += padding + size;
+  remaining -= padding + size;
+  return taken;
+}
+
+// A block size that has no room behind the header, or is negative, leaves nothing to hand out.
+size_t Malloc::Payload() const noexcept {
+  return static_cast<int>(blockSize) > static_cast<int>(BLOCK_HEADER) ? blockSize - BLOCK_HEADER : 0;
+}
+
+bool Malloc::Fits(size_t size, size_t alignment) const noexcept {
+  size_t const padding = Padding(cursor, alignment);
+  return padding <= remaining && size <= remaining - padding;
+}
+
+bool Malloc::NextBlock() noexcept {
+  Block* next = current ? current->next : first;
+  if (!next) next = NewBlock();
+  if (!next) return false;
+  current = next;
+  current->total = total;
+  cursor = current->Payload();
+  remaining = Payload();
+  return true;
+}
+
+Malloc::Block* Malloc::NewBlock() noexcept {
+  if (Payload() == 0) return nullptr;
+  HGLOBAL const handle = GlobalAlloc(GMEM_MOVEABLE, blockSize);
+  if (!handle) return nullptr;
+  Block* const block = static_cast<Block*>(GlobalLock(handle));
+  if (!block) {
+    GlobalFree(handle);
+    return nullptr;
+  }
+  *block = {handle, 0, 0, nullptr};
+  if (current) {
+    current->next = block;
+    current->used = total - current->total;
+  } else {
+    first = block;
+  }
+  return block;
+}
+
+}  // namespace yk
+
+int qe::strncmp(char const* a, char const* b, size_t count) noexcept { return ::strncmp(a, b, count); }
