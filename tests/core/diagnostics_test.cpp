@@ -1,0 +1,41 @@
+#include <gtest/gtest.h>
+#include <qecore/core/diagnostics.h>
+#include <windows.h>
+
+#include <string>
+
+#include "support/message_box_watcher.h"
+
+namespace {
+
+using namespace yk;
+
+TEST(Diagnostics, ErrorsAreShownAsTheRuntimeFormatsThem) {
+  MessageBoxWatcher watcher;
+  qe_Error("narrow %s and wide %S, %d", "a", L"b", 7);
+  qe_Error(L"wide %s and narrow %S, %d", L"a", "b", 7);
+  EXPECT_EQ(watcher.Take(), (Texts{L"narrow a and wide b, 7", L"wide a and narrow b, 7"}));
+  qe_Error(L"%s", std::wstring(3000, L'x').c_str());
+  qe_Error("%s", std::string(3000, 'y').c_str());
+  EXPECT_EQ(watcher.Take(), (Texts{std::wstring(1023, L'x'), std::wstring(1023, L'y')}));
+}
+
+std::string debuggerOutput;
+
+LONG CALLBACK CatchOutput(EXCEPTION_POINTERS* fault) {
+  EXCEPTION_RECORD const& record = *fault->ExceptionRecord;
+  if (record.ExceptionCode == 0x40010006) {  // what OutputDebugStringA raises: the length, the text
+    debuggerOutput += reinterpret_cast<char const*>(record.ExceptionInformation[1]);
+  }
+  return EXCEPTION_CONTINUE_SEARCH;
+}
+
+TEST(Diagnostics, MessagesGoToTheDebugger) {
+  void* const handler = AddVectoredExceptionHandler(1, CatchOutput);
+  ykMessage("%d%%", 50);
+  ykMessage("%s", std::string(5000, 'z').c_str());
+  RemoveVectoredExceptionHandler(handler);
+  EXPECT_EQ(debuggerOutput, "50%" + std::string(1023, 'z'));
+}
+
+}  // namespace

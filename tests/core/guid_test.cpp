@@ -1,0 +1,64 @@
+#include <gtest/gtest.h>
+#include <qecore/core/guid.h>
+
+#include <string>
+
+namespace {
+
+using namespace yk;
+
+constexpr Guid ID = {0x01234567, 0x89AB, 0xCDEF, {0x10, 0x32, 0x54, 0x76, 0x98, 0xBA, 0xDC, 0xFE}};
+
+TEST(Guid, HasOneTextForm) {
+  char narrow[Guid::TEXT_SIZE];
+  wchar_t wide[Guid::TEXT_SIZE];
+  ID.toString(narrow);
+  ID.toString(wide);
+  EXPECT_STREQ(narrow, "{01234567-89AB-CDEF-1032-547698BADCFE}");
+  EXPECT_STREQ(wide, L"{01234567-89AB-CDEF-1032-547698BADCFE}");
+  Guid read = {};
+  EXPECT_TRUE(read.Init(wide));
+  EXPECT_EQ(read, ID);
+  read.Empty();
+  EXPECT_EQ(read, Guid{});
+}
+
+TEST(Guid, ReadsWhatTheRuntimesScannerReads) {
+  static constexpr struct {
+    char const* text;
+    bool valid;
+    Guid expected;
+  } ROWS[] = {
+      {"{01234567-89ab-cdef-1032-547698badcfe", true, ID},
+      {"{01234567-89AB-CDEF-1032-547698BADCFE} and more", true, ID},
+      {"{00000000-0000-0000-0000-000000000000}", true, {}},
+      {"{1-2-3-4- 5 6 7 8 9 A", true, {1, 2, 3, {0, 4, 5, 6, 7, 8, 9, 10}}},
+      {"01234567-89AB-CDEF-1032-547698BADCFE}", false, {}},
+      {" {01234567-89AB-CDEF-1032-547698BADCFE}", false, {}},
+      {"{01234567+89AB-CDEF-1032-547698BADCFE}", false, {}},
+      {"{012345678-9AB-CDEF-1032-547698BADCFE}", false, {}},
+      {"{01234567-89AB-CDEF-1032-547698BADC", false, {}},
+      {"", false, {}},
+      {nullptr, false, {}},
+  };
+  for (auto const& row : ROWS) {
+    Guid read = ID;
+    EXPECT_EQ(read.Init(row.text), row.valid) << row.text;
+    EXPECT_TRUE(!row.valid || read == row.expected) << row.text;
+  }
+}
+
+// White space before a group is let through, so that a text can be as long as one likes.
+TEST(Guid, LooksAtNoMoreThan255WideCharacters) {
+  auto const spaced = [](size_t length) {
+    std::wstring const head = L"{01234567-89AB-CDEF-1032-547698BADC";
+    return head + std::wstring(length - head.size() - 2, L' ') + L"FE}";
+  };
+  Guid read = {};
+  EXPECT_TRUE(read.Init(spaced(255).c_str()));
+  EXPECT_EQ(read, ID);
+  EXPECT_FALSE(read.Init(spaced(257).c_str()));
+  EXPECT_FALSE(read.Init(std::wstring(100000, L'\x4E00').c_str()));
+}
+
+}  // namespace
