@@ -85,6 +85,7 @@ class YK_API Array : public Implements<Array, Unknown> {
   ~Array();
 
  private:
+  bool Has(int index) const noexcept { return index >= 0 && index < count; }
   bool Grow() noexcept;
 
   Deleter deleter = nullptr;

@@ -66,7 +66,7 @@ YK_API int WToUTF8(wchar_t const* src, char* dst, int size) noexcept;
 /// \param dst  null counts the units of the whole input, whatever `size` says
 /// \return units, the terminator not counted
 /// Continuation bytes are not checked, and values beyond 16 bits are cut to their low 16 bits. A sequence
-/// that the terminator cuts short ends the text. A null `src` is an empty text.
+/// that the terminator cuts short is completed with zeros and ends the text. A null `src` is an empty text.
 YK_API int UTF8ToW(char const* src, wchar_t* dst, int size) noexcept;
 
 }  // namespace str

@@ -140,6 +140,7 @@ class YK_API String {
   bool Realloc(size_t length) noexcept;
   /// The same without a result; cuts the string to `length` characters.
   void Terminate(size_t length) noexcept { Realloc(length); }
+  /// False for a position behind the end and for a null or an empty text.
   bool AtInsert(size_t position, wchar_t const* text) noexcept;
   /// False when the range is not wholly inside the string. What follows the range up to the first zero
   /// character moves down.
@@ -149,8 +150,8 @@ class YK_API String {
   /// The first or the last characters, at most `count`.
   String Left(size_t count) const noexcept;
   String Right(size_t count) const noexcept;
-  /// Strips spaces and tabs from both ends.
-  void Trim() noexcept;
+  /// Strips spaces and tabs from both ends. False: there were none.
+  bool Trim() noexcept;
   /// A copy with the escapes `\b \n \r \t` (in either case) resolved; a backslash before any other character
   /// is dropped, and a lone one at the end stays.
   String Parse_C_string() const noexcept;

@@ -196,6 +196,7 @@ class YK_API Variant {
  private:
   void Hold(Type kind, Value content) noexcept;
   void HoldBytes(Type kind, void const* data, size_t bytes, bool borrow) noexcept;
+  void HoldText(Type kind, void const* text, size_t length, size_t unit, unsigned how) noexcept;
 };
 
 #pragma pack(pop)

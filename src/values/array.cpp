@@ -1,0 +1,321 @@
+#include <qecore/core/diagnostics.h>
+#include <qecore/core/memory.h>
+#include <qecore/values/array.h>
+#include <qecore/values/string.h>
+#include <string.h>
+
+#include <new>
+
+namespace yk {
+
+namespace {
+
+constexpr int DEFAULT_STEP = 40;
+
+// An array that is already large grows by larger steps.
+struct StepRule {
+  int aboveCapacity;
+  int leastStep;
+};
+constexpr StepRule STEP_RULES[] = {{16384, 8192}, {2048, 1024}, {512, 256}};
+
+int StepFor(int capacity, int step) noexcept {
+  for (StepRule const& rule : STEP_RULES) {
+    if (capacity > rule.aboveCapacity) return step > rule.leastStep ? step : rule.leastStep;
+  }
+  return step;
+}
+
+// The capacity after a growth; no more than the old one when the array is full for good.
+int GrownCapacity(int capacity, int step) noexcept {
+  return step < Array::MAX_COUNT - capacity ? capacity + step : Array::MAX_COUNT;
+}
+
+void ReleaseObject(void* element) noexcept {
+  if (element) static_cast<Unknown*>(element)->Release();
+}
+
+void DeleteString(void* element) noexcept { delete static_cast<String*>(element); }
+
+// Quicksort around the middle element. The order of equal elements follows from these very steps. Which part
+// is sorted first changes nothing in the result, so the shorter one recurses and the depth stays small. The
+// scans are bounded for a comparison that contradicts itself; a sane one stops at the pivot.
+void QuickSort(void** a, int lo, int hi, Array::Comparison compare, void const* context) noexcept {
+  while (lo < hi) {
+    void const* const pivot = a[(lo + hi) / 2];
+    int i = lo;
+    int j = hi;
+    while (i <= j) {
+      while (compare(a[i], pivot, context) < 0 && i < hi) ++i;
+      while (compare(a[j], pivot, context) > 0 && j > lo) --j;
+      if (i > j) break;
+      void* const element = a[i];
+      a[i++] = a[j];
+      a[j--] = element;
+    }
+    bool const leftIsShorter = j - lo < hi - i;
+    if (leftIsShorter) {
+      QuickSort(a, lo, j, compare, context);
+      lo = i;
+    } else {
+      QuickSort(a, i, hi, compare, context);
+      hi = j;
+    }
+  }
+}
+
+}  // namespace
+
+// ---- Array
+
+Array::Array(int growBy) noexcept : step(growBy > 0 ? growBy : DEFAULT_STEP) {}
+
+Array::~Array() {
+  FreeAll();
+  ::operator delete(static_cast<void*>(elements));
+}
+
+Array* Array::Create(int step) noexcept { return new (std::nothrow) Array(step); }
+
+Array* Array::CreateEx(Deleter deleter) noexcept {
+  Array* const array = Create(DEFAULT_STEP);
+  if (array) array->SetDeleter(deleter);
+  return array;
+}
+
+void* Array::At(int index) noexcept {
+  if (Has(index)) return elements[index];
+  qe_Error("Array::At(%d) is out of range:%d", index, count);
+  return nullptr;
+}
+
+bool Array::AtDelete(int index) noexcept {
+  if (!Has(index)) {
+    qe_Error("Array::ATDelete(%d) is out of range:%d", index, count);
+    return false;
+  }
+  --count;
+  memmove(elements + index, elements + index + 1, static_cast<size_t>(count - index) * sizeof *elements);
+  return true;
+}
+
+bool Array::AtInsert(int index, void* element) noexcept {
+  if (index < 0 || index > count) {
+    qe_Error("Array::AtInsert(%d) is out of range:%d", index, count);
+    return false;
+  }
+  if (count == capacity && !Grow()) return false;
+  memmove(elements + index + 1, elements + index, static_cast<size_t>(count - index) * sizeof *elements);
+  elements[index] = element;
+  ++count;
+  return true;
+}
+
+bool Array::AtPut(int index, void* element) noexcept {
+  if (!Has(index)) {
+    qe_Error("Array::AtPut(%d) is out of range:%d", index, count);
+    return false;
+  }
+  elements[index] = element;
+  return true;
+}
+
+bool Array::Remove(void* element) noexcept { return AtDelete(FindItem(element)); }
+
+void Array::Reset() noexcept { count = 0; }
+
+int Array::FindItem(void const* element) noexcept {
+  for (int i = 0; i < count; ++i) {
+    if (elements[i] == element) return i;
+  }
+  return -1;
+}
+
+int Array::Add(void* element) noexcept {
+  AtInsert(count, element);
+  return count - 1;
+}
+
+bool Array::Swap(int first, int second) noexcept {
+  if (Has(first) && Has(second)) {
+    void* const element = elements[first];
+    elements[first] = elements[second];
+    elements[second] = element;
+  }
+  return Has(first) || Has(second);  // one index is enough: intended
+}
+
+void Array::FreeAll() noexcept {
+  for (int i = 0; deleter && i < count; ++i) deleter(elements[i]);
+  count = 0;
+}
+
+bool Array::FreeAt(int index) noexcept {
+  if (deleter && Has(index)) deleter(elements[index]);
+  return AtDelete(index);
+}
+
+bool Array::FreeItem(void* element) noexcept {
+  if (deleter) deleter(element);
+  return Remove(element);
+}
+
+bool Array::Sort(Comparison compare, void const* context) noexcept {
+  return SortRange(0, count - 1, compare, context);
+}
+
+bool Array::SortRange(int first, int last, Comparison compare, void const* context) noexcept {
+  if (!Has(first) || !Has(last) || first >= last || !compare) return false;
+  QuickSort(elements, first, last, compare, context);
+  return true;
+}
+
+bool Array::SetDeleter(Deleter fn) noexcept {
+  deleter = fn;
+  if (fn == ReleasesObjects()) deleter = ReleaseObject;
+  if (fn == DeletesStrings()) deleter = DeleteString;
+  return true;
+}
+
+bool Array::Grow() noexcept {
+  step = StepFor(capacity, step);
+  int const grown = GrownCapacity(capacity, step);
+  if (grown <= capacity) {
+    qe_Error("Array::ATInsert overflow");
+    return false;
+  }
+  void* const block = ::operator new(static_cast<size_t>(grown) * sizeof *elements, std::nothrow);
+  if (!block) return false;
+  if (count > 0) memcpy(block, elements, static_cast<size_t>(count) * sizeof *elements);
+  ::operator delete(static_cast<void*>(elements));
+  elements = static_cast<void**>(block);
+  capacity = grown;
+  return true;
+}
+
+// ---- SortedArray
+
+SortedArray::SortedArray() noexcept : Implements(DEFAULT_STEP) {}
+
+SortedArray* SortedArray::Create(Comparison compare, void const* context) noexcept {
+  SortedArray* const array = new (std::nothrow) SortedArray;
+  if (array) array->SetCompare(compare, context);
+  return array;
+}
+
+int SortedArray::Add(void* element) noexcept {
+  int position;
+  if (Search(element, &position) && !duplicates) return -1;
+  AtInsert(position, element);
+  return position;
+}
+
+int SortedArray::FindKey(void const* key) noexcept {
+  int position;
+  return Search(key, &position) ? position : -1;
+}
+
+bool SortedArray::Search(void const* key, int* position) noexcept {
+  int lo = 0;
+  int hi = compare ? Count() - 1 : -1;
+  bool found = false;
+  while (lo <= hi) {
+    int const middle = (lo + hi) / 2;
+    int const order = compare(Array::At(middle), key, context);
+    if (order < 0) {
+      lo = middle + 1;
+      continue;
+    }
+    hi = middle - 1;
+    if (order != 0) continue;
+    found = true;
+    if (!duplicates) lo = middle;  // ends the search here
+  }
+  if (position) *position = lo;
+  return found;
+}
+
+bool SortedArray::SetCompare(Comparison order, void const* about) noexcept {
+  compare = order;
+  context = about;
+  return true;
+}
+
+// ---- DataArray
+
+DataArray::~DataArray() { FreeAll(); }
+
+DataArray* DataArray::Create() noexcept { return new (std::nothrow) DataArray; }
+
+HRESULT DataArray::SetRecord(unsigned size, Deleter fn) noexcept {
+  if (buffer) return YK_E_EMPTY;
+  recordSize = size;
+  deleter = fn;
+  return S_OK;
+}
+
+void* DataArray::At(int index) noexcept { return index >= 0 && index < count ? Record(index) : nullptr; }
+
+bool DataArray::AtFree(int index) noexcept {
+  if (index < 0 || index >= count) {
+    qe_Error("DataArray::AtFree index[%d] out of range", index);
+    return false;
+  }
+  if (deleter) deleter(Record(index));
+  --count;
+  memmove(Record(index), Record(index + 1), static_cast<size_t>(count - index) * recordSize);
+  return true;
+}
+
+void DataArray::FreeAll() noexcept {
+  for (int i = 0; deleter && i < count; ++i) deleter(Record(i));
+  yk_delete(buffer);
+  buffer = nullptr;
+  count = 0;
+  capacity = 0;
+}
+
+void* DataArray::AtInsert(int index) noexcept {
+  if (index < 0 || index > count) {
+    qe_Error("Array::ATInsert index[%d] out of range", index);
+    return nullptr;
+  }
+  if (count == capacity) {
+    int const grown = GrownCapacity(capacity, step);
+    if (grown <= capacity) {
+      qe_Error("Array::ATInsert overflow");
+      return nullptr;
+    }
+    if (!Resize(grown)) return nullptr;
+  }
+  memmove(Record(index + 1), Record(index), static_cast<size_t>(count - index) * recordSize);
+  ++count;
+  return memset(Record(index), 0, recordSize);
+}
+
+HRESULT DataArray::Allocate(int records) noexcept {
+  if (count != 0 || recordSize == 0) return YK_E_EMPTY;
+  if (records < 0) return E_INVALIDARG;
+  if (records == 0) {
+    FreeAll();
+    return S_OK;
+  }
+  if (!Resize(records)) return E_OUTOFMEMORY;
+  count = records;
+  return S_OK;
+}
+
+unsigned char* DataArray::Record(int index) const noexcept {
+  return buffer + static_cast<size_t>(index) * recordSize;
+}
+
+bool DataArray::Resize(int records) noexcept {
+  if (recordSize == 0) return false;
+  void* const block = yk_realloc(buffer, static_cast<size_t>(records) * recordSize);
+  if (!block) return false;
+  buffer = static_cast<unsigned char*>(block);
+  capacity = records;
+  return true;
+}
+
+}  // namespace yk

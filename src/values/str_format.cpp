@@ -1,0 +1,165 @@
+#include <qecore/values/str.h>
+#include <stdio.h>
+#include <wchar.h>
+
+// The Microsoft C runtime's bounded wide formatter. The standard one of MinGW reads `%s` as narrow.
+#if defined(__MINGW32__)
+extern "C" __declspec(dllimport) int __cdecl _vswprintf_c_l(wchar_t* buffer, size_t count,
+                                                            wchar_t const* format, _locale_t locale,
+                                                            va_list arguments);
+#endif
+
+namespace yk {
+
+namespace {
+
+constexpr size_t ARGUMENT_ROOM = 4096;  // characters of formatted arguments, marks and terminator included
+constexpr size_t FORMAT_ROOM = 8192;    // characters of an argument format with its marks
+constexpr size_t MOST_PIECES = 9;       // %1 to %9
+constexpr wchar_t MARK = 1;             // stands before each piece but the first
+constexpr wchar_t const* NO_PIECE = L"$ERROR$";
+
+constexpr bool IsPieceDigit(wchar_t c) noexcept { return c >= L'1' && c <= L'9'; }
+
+// Whether every `%` is doubled or numbered.
+bool IsPositional(wchar_t const* format) noexcept {
+  for (; *format; ++format) {
+    if (*format != L'%') continue;
+    ++format;
+    if (*format != L'%' && !IsPieceDigit(*format)) return false;
+  }
+  return true;
+}
+
+// Copies an argument format with a mark before every `%` but the first. A format that is too long is cut
+// before a directive. Answers the number of directives, those that were cut off among them.
+size_t MarkDirectives(wchar_t const* argfmt, wchar_t (&marked)[FORMAT_ROOM]) noexcept {
+  size_t directives = 0;
+  size_t end = 0;
+  size_t lastDirective = 0;
+  bool cut = false;
+  for (; *argfmt; ++argfmt) {
+    bool const directive = *argfmt == L'%';
+    if (directive && directives++ > 0 && !cut) {
+      lastDirective = end;
+      marked[end++] = MARK;
+    }
+    if (!cut) marked[end++] = *argfmt;
+    if (end >= FORMAT_ROOM - 2) {
+      cut = true;
+      end = lastDirective;
+    }
+  }
+  marked[end] = 0;
+  return directives;
+}
+
+// The pieces of the formatted arguments, each terminated where its mark stood.
+struct Pieces {
+  Pieces(wchar_t* text, size_t number) noexcept : count(number) {
+    for (wchar_t const*& piece : start) piece = L"";
+    start[0] = text;
+    for (size_t next = 1; *text; ++text) {
+      if (*text != MARK) continue;
+      *text = 0;
+      if (next < MOST_PIECES) start[next++] = text + 1;
+    }
+  }
+
+  wchar_t const* Numbered(wchar_t digit) const noexcept {
+    size_t const number = static_cast<size_t>(digit - L'0');
+    return number <= count ? start[number - 1] : NO_PIECE;
+  }
+
+  wchar_t const* start[MOST_PIECES];
+  size_t count;
+};
+
+// Writes into a buffer as far as it goes, and terminates.
+class BoundedText {
+ public:
+  BoundedText(wchar_t* buffer, size_t characters) noexcept
+      : next(buffer), room(buffer && characters ? characters - 1 : 0) {
+    if (buffer && characters) *buffer = 0;
+  }
+
+  void Put(wchar_t c) noexcept {
+    if (room == 0) return;
+    *next++ = c;
+    *next = 0;
+    --room;
+  }
+
+  void Put(wchar_t const* text) noexcept {
+    while (*text) Put(*text++);
+  }
+
+ private:
+  wchar_t* next;
+  size_t room;
+};
+
+int FormatPositional(wchar_t* dst, size_t size, wchar_t const* format, wchar_t const* argfmt,
+                     va_list arguments) noexcept {
+  wchar_t marked[FORMAT_ROOM];
+  size_t const directives = MarkDirectives(argfmt ? argfmt : L"", marked);
+  wchar_t text[ARGUMENT_ROOM];
+  text[0] = 0;
+  int const length = str::vprintf(text, ARGUMENT_ROOM, marked, arguments);
+  text[ARGUMENT_ROOM - 1] = 0;
+  Pieces const pieces(text, directives);
+
+  BoundedText out(dst, size);
+  for (; *format; ++format) {
+    bool const directive = *format == L'%';
+    if (directive) ++format;
+    if (directive && IsPieceDigit(*format)) {
+      out.Put(pieces.Numbered(*format));
+    } else {
+      out.Put(*format);
+    }
+  }
+  return length;
+}
+
+}  // namespace
+
+int str::printf(wchar_t* buffer, size_t size, wchar_t const* format, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, format);
+  int const length = vprintf(buffer, size, format, arguments);
+  va_end(arguments);
+  return length;
+}
+
+int str::vprintf(wchar_t* buffer, size_t size, wchar_t const* format, va_list arguments) noexcept {
+  if (!buffer || size == 0 || !format) return -1;  // the runtime would end the process
+  return _vswprintf_c_l(buffer, size, format, nullptr, arguments);
+}
+
+int str::printf(char* buffer, size_t size, char const* format, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, format);
+  int const length = vprintf(buffer, size, format, arguments);
+  va_end(arguments);
+  return length;
+}
+
+int str::vprintf(char* buffer, size_t size, char const* format, va_list arguments) noexcept {
+  if ((!buffer && size > 0) || !format) return -1;
+  return _vsnprintf(buffer, size, format, arguments);
+}
+
+int qeprintf2(wchar_t* dst, size_t size, wchar_t const* format, wchar_t const* argfmt, ...) noexcept {
+  if (!format) format = L"";
+  va_list arguments;
+  va_start(arguments, argfmt);
+  int const length = IsPositional(format) ? FormatPositional(dst, size, format, argfmt, arguments)
+                                          : str::vprintf(dst, size, format, arguments);
+  va_end(arguments);
+  return length;
+}
+
+int qescanf(char*, char const*, ...) noexcept { return 0; }
+
+}  // namespace yk

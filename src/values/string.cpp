@@ -1,0 +1,373 @@
+#include <malloc.h>
+#include <qecore/core/memory.h>
+#include <qecore/values/str.h>
+#include <qecore/values/string.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <wchar.h>
+#include <windows.h>
+
+namespace yk {
+
+namespace {
+
+constexpr size_t CAPACITY_STEP = 32;  // characters, the terminator counted
+constexpr size_t LENGTH_BYTES = 8;
+constexpr size_t MOST_LENGTH = (static_cast<size_t>(-1) - LENGTH_BYTES) / sizeof(wchar_t) - CAPACITY_STEP;
+constexpr size_t FORMAT_ROOM = 8192;  // characters that printf and printf_add format into
+
+constexpr size_t BlockSize(size_t length) noexcept {
+  size_t const capacity = (length + 1 + CAPACITY_STEP - 1) / CAPACITY_STEP * CAPACITY_STEP;
+  return LENGTH_BYTES + sizeof(wchar_t) * capacity;
+}
+static_assert(BlockSize(1) == 72 && BlockSize(31) == 72 && BlockSize(32) == 136 && BlockSize(63) == 136);
+
+constexpr bool IsBlank(wchar_t c) noexcept { return c == L' ' || c == L'\t'; }
+
+// A found index passes through a signed 32-bit integer: the contract of every search.
+size_t Found(size_t index) noexcept { return static_cast<size_t>(static_cast<int>(index)); }
+
+int AsCount(size_t size) noexcept { return size > INT_MAX ? INT_MAX : static_cast<int>(size); }
+
+// Converts from the ANSI code page into a string that is empty.
+void FromAnsi(char const* text, String& out) noexcept {
+  int const size = text ? atow(text, nullptr, 0) : 0;
+  if (size <= 1 || !out.Realloc(static_cast<size_t>(size - 1))) return;
+  atow(text, out.GetBuffer(), static_cast<size_t>(size));
+}
+
+// A formatted text, cut at its room.
+class Formatted {
+ public:
+  Formatted(wchar_t const* format, va_list arguments) noexcept {
+    text[0] = 0;
+    if (format) _vsnwprintf(text, FORMAT_ROOM, format, arguments);
+    text[FORMAT_ROOM - 1] = 0;
+  }
+  wchar_t const* c_str() const noexcept { return text; }
+
+ private:
+  wchar_t text[FORMAT_ROOM];
+};
+
+// What `\c` stands for: the escape's character, or c itself.
+constexpr wchar_t Unescaped(wchar_t c) noexcept {
+  constexpr struct {
+    wchar_t lower, upper, character;
+  } ESCAPES[] = {{L'b', L'B', L'\b'}, {L'n', L'N', L'\n'}, {L'r', L'R', L'\r'}, {L't', L'T', L'\t'}};
+  for (auto const& escape : ESCAPES) {
+    if (c == escape.lower || c == escape.upper) return escape.character;
+  }
+  return c;
+}
+
+}  // namespace
+
+// ---- construction and lifetime
+
+String::String(String const& other) noexcept {
+  if (!other.block) return;
+  size_t const bytes = _msize(other.block);
+  void* const copy = yk_new(bytes);
+  if (copy) block = static_cast<Block*>(memcpy(copy, other.block, bytes));
+}
+
+String::String(Guid const& id) noexcept {
+  wchar_t text[Guid::TEXT_SIZE];
+  id.toString(text);
+  Assign(text, Guid::TEXT_SIZE - 1);
+}
+
+String::String(char c) noexcept : String(static_cast<wchar_t>(static_cast<signed char>(c))) {}
+
+String::String(wchar_t c) noexcept { Assign(&c, 1); }
+
+String::String(char const* text) noexcept { FromAnsi(text, *this); }
+
+String::String(wchar_t const* text) noexcept { Assign(text, str::Length(text)); }
+
+String::String(wchar_t const* text, size_t length) noexcept {
+  if (text) Assign(text, length);
+}
+
+String::String(HWND window) noexcept {
+  LRESULT const length = SendMessageW(window, WM_GETTEXTLENGTH, 0, 0);
+  if (length < 1 || !Realloc(static_cast<size_t>(length))) return;
+  // The text may have shrunk since: what the window does not fill is zero.
+  memset(Text(block), 0, Length() * sizeof(wchar_t));
+  SendMessageW(window, WM_GETTEXT, Length() + 1, reinterpret_cast<LPARAM>(Text(block)));
+  Text(block)[Length()] = 0;
+}
+
+void String::Empty() noexcept {
+  yk_delete(block);
+  block = nullptr;
+}
+
+// ---- access
+
+wchar_t String::At(size_t index) const noexcept { return index < Length() ? Text(block)[index] : L'\0'; }
+
+bool String::SetAt(size_t index, wchar_t c) noexcept {
+  if (index >= Length()) return false;
+  Text(block)[index] = c;
+  return true;
+}
+
+void String::Get(wchar_t* buffer, size_t size) const noexcept {
+  if (!buffer) return;
+  wchar_t const* const text = c_str();
+  size_t end = 0;
+  for (; end + 1 < size && text[end]; ++end) buffer[end] = text[end];
+  buffer[end] = 0;  // also when the size is 0: intended
+}
+
+void String::Get(char* buffer, size_t size) const noexcept {
+  if (!buffer) return;
+  if (!block) {
+    buffer[0] = 0;
+    return;
+  }
+  if (size > 0) wtoa(c_str(), buffer, size);
+}
+
+void String::GetUTF8(char* buffer, size_t size) const noexcept {
+  if (!buffer) return;
+  buffer[0] = 0;
+  str::WToUTF8(c_str(), buffer, AsCount(size));
+}
+
+int String::GetInt() const noexcept { return _wtol(c_str()); }
+
+// ---- assignment and concatenation
+
+String& String::operator=(String const& other) noexcept {
+  if (this != &other) Assign(other.c_str(), other.Length());
+  return *this;
+}
+
+String& String::operator=(String&& other) noexcept {
+  Block* const mine = block;
+  block = other.block;
+  other.block = mine;
+  return *this;
+}
+
+String& String::operator=(wchar_t const* text) noexcept {
+  Assign(text, str::Length(text));
+  return *this;
+}
+
+String String::operator+(String const& other) const noexcept {
+  String sum;
+  if (!sum.Realloc(Length() + other.Length()) || !sum.block) return sum;
+  memcpy(Text(sum.block), c_str(), Length() * sizeof(wchar_t));
+  memcpy(Text(sum.block) + Length(), other.c_str(), other.Length() * sizeof(wchar_t));
+  return sum;
+}
+
+String& String::operator+=(String const& other) noexcept {
+  Append(other.c_str(), other.Length());
+  return *this;
+}
+
+String& String::operator+=(wchar_t const* text) noexcept {
+  Append(text, str::Length(text));
+  return *this;
+}
+
+String& String::operator+=(char const* text) noexcept { return *this += String(text); }
+
+void String::printf(wchar_t const* format, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, format);
+  *this = Formatted(format, arguments).c_str();
+  va_end(arguments);
+}
+
+void String::printf_add(wchar_t const* format, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, format);
+  *this += Formatted(format, arguments).c_str();
+  va_end(arguments);
+}
+
+// ---- comparison
+
+int String::Compare(String const& other) const noexcept { return wcscmp(c_str(), other.c_str()); }
+
+int String::CompareNoCase(String const& other) const noexcept { return _wcsicmp(c_str(), other.c_str()); }
+
+bool String::operator==(String const& other) const noexcept {
+  return Length() == other.Length() && wcscmp(c_str(), other.c_str()) == 0;
+}
+
+bool String::operator==(wchar_t const* text) const noexcept {
+  return wcscmp(c_str(), text ? text : L"") == 0;
+}
+
+bool String::operator==(char const* text) const noexcept {
+  if (!text) return !block;
+  wchar_t const* mine = c_str();
+  // As integers, so that a byte from 0x80 up, negative here, equals no character.
+  for (; int{*mine} == int{static_cast<signed char>(*text)}; ++mine, ++text) {
+    if (*mine == 0) return true;
+  }
+  return false;
+}
+
+// ---- searching
+
+size_t String::Find(wchar_t c) const noexcept {
+  wchar_t const* const hit = block ? wmemchr(Text(block), c, Length()) : nullptr;
+  return hit ? Found(static_cast<size_t>(hit - Text(block))) : npos;
+}
+
+size_t String::Find(wchar_t const* text) const noexcept {
+  if (!block) return npos;
+  wchar_t const* const hit = wcsstr(Text(block), text ? text : L"");
+  return hit ? Found(static_cast<size_t>(hit - Text(block))) : npos;
+}
+
+size_t String::Find(String const& text) const noexcept { return text.block ? Find(text.c_str()) : npos; }
+
+size_t String::Find(char const* text) const noexcept {
+  if (!text) return block ? 0 : npos;
+  return Find(String(text));
+}
+
+size_t String::RFind(wchar_t const* text) const noexcept {
+  size_t const sought = str::Length(text);
+  size_t const length = str::Length(c_str());
+  if (sought == 0 || sought > length) return npos;
+  for (size_t index = length - sought + 1; index-- > 0;) {
+    if (wmemcmp(Text(block) + index, text, sought) == 0) return Found(index);
+  }
+  return npos;
+}
+
+size_t String::RFind(String const& text) const noexcept { return RFind(text.c_str()); }
+
+// ---- editing
+
+bool String::Realloc(size_t length) noexcept {
+  if (length == 0) {
+    Empty();
+    return true;
+  }
+  if (length > MOST_LENGTH) return false;
+  if (!block || BlockSize(length) != BlockSize(Length())) {
+    void* const moved = yk_realloc(block, BlockSize(length));
+    if (moved) block = static_cast<Block*>(moved);
+    if (!moved && length > Length()) return false;  // a block that cannot shrink is large enough
+  }
+  block->length = length;
+  Text(block)[length] = 0;
+  return true;
+}
+
+bool String::AtInsert(size_t position, wchar_t const* text) noexcept {
+  if (!text || !*text || position > Length()) return false;
+  if (Holds(text)) return AtInsert(position, String(text).c_str());
+  size_t const old = Length();
+  size_t const added = wcslen(text);
+  if (added > MOST_LENGTH - old || !Realloc(old + added)) return false;
+  wchar_t* const at = Text(block) + position;
+  memmove(at + added, at, (old - position) * sizeof(wchar_t));
+  memcpy(at, text, added * sizeof(wchar_t));
+  return true;
+}
+
+bool String::AtDelete(size_t position, size_t count) noexcept {
+  if (count == 0 || count > Length() || position > Length() - count) return false;
+  wchar_t* const at = Text(block) + position;
+  memmove(at, at + count, (wcslen(at + count) + 1) * sizeof(wchar_t));
+  return Realloc(Length() - count);
+}
+
+bool String::Cut(size_t position, size_t count) noexcept {
+  if (position >= Length()) return false;
+  if (count >= Length() - position) return Realloc(position);
+  wchar_t* const at = Text(block) + position;
+  size_t const moved = wcslen(at + count);
+  memmove(at, at + count, moved * sizeof(wchar_t));
+  return Realloc(position + moved);
+}
+
+String String::Left(size_t count) const noexcept {
+  return String(c_str(), count < Length() ? count : Length());
+}
+
+String String::Right(size_t count) const noexcept {
+  if (count > Length()) count = Length();
+  return String(c_str() + (Length() - count), count);
+}
+
+bool String::Trim() noexcept {
+  size_t first = 0;
+  size_t end = Length();
+  while (first < end && IsBlank(Text(block)[first])) ++first;
+  while (end > first && IsBlank(Text(block)[end - 1])) --end;
+  size_t const kept = end - first;
+  if (kept == Length()) return false;
+  memmove(Text(block), Text(block) + first, kept * sizeof(wchar_t));
+  return Realloc(kept);
+}
+
+String String::Parse_C_string() const noexcept {
+  String result;
+  if (!result.Realloc(Length()) || !block) return result;
+  wchar_t const* in = Text(block);
+  wchar_t const* const end = in + Length();
+  wchar_t* const text = Text(result.block);
+  wchar_t* out = text;
+  for (; in < end; ++in) {
+    bool const escape = *in == L'\\' && in + 1 < end;
+    *out++ = escape ? Unescaped(*++in) : *in;
+  }
+  result.Terminate(static_cast<size_t>(out - text));
+  return result;
+}
+
+void String::MakeUpper() noexcept {
+  if (block) CharUpperW(Text(block));
+}
+
+void String::MakeLower() noexcept {
+  if (block) CharLowerW(Text(block));
+}
+
+void String::DoubleTerminate() noexcept {
+  size_t const last = block ? Length() : 1;  // character 0 of an empty string is not written: intended
+  if (Realloc(last + 1)) Text(block)[last] = 0;
+}
+
+// ---- private
+
+void String::Assign(wchar_t const* text, size_t length) noexcept {
+  if (Holds(text)) {
+    memmove(Text(block), text, length * sizeof(wchar_t));
+    Realloc(length);
+  } else if (Realloc(length) && length > 0) {
+    memcpy(Text(block), text, length * sizeof(wchar_t));
+  }
+}
+
+void String::Append(wchar_t const* text, size_t length) noexcept {
+  size_t const old = Length();
+  bool const own = Holds(text);
+  size_t const offset = own ? static_cast<size_t>(text - Text(block)) : 0;
+  if (length == 0 || length > MOST_LENGTH - old || !Realloc(old + length)) return;
+  memcpy(Text(block) + old, own ? Text(block) + offset : text, length * sizeof(wchar_t));
+}
+
+// Whether the text lies in this string's block, which editing may move.
+bool String::Holds(wchar_t const* text) const noexcept {
+  uintptr_t const address = reinterpret_cast<uintptr_t>(text);
+  uintptr_t const first = reinterpret_cast<uintptr_t>(c_str());
+  return block && address >= first && address <= first + Length() * sizeof(wchar_t);
+}
+
+}  // namespace yk

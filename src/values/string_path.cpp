@@ -1,0 +1,90 @@
+#include <qecore/values/str.h>
+#include <qecore/values/string.h>
+#include <string.h>
+#include <wchar.h>
+
+namespace yk {
+
+namespace {
+
+constexpr size_t RELATIVE_ROOM = 256;  // characters of a relative path that count, with the terminator
+constexpr size_t BASE_ROOM = 510;      // and of its base
+// Every base, the separator behind it, every relative path, the terminator.
+constexpr size_t PATH_ROOM = (BASE_ROOM - 1) + 1 + RELATIVE_ROOM;
+
+constexpr bool IsSeparator(wchar_t c) noexcept { return c == L'\\' || c == L'/'; }
+
+void ReplaceAll(wchar_t* text, wchar_t old, wchar_t by) noexcept {
+  for (; *text; ++text) {
+    if (*text == old) *text = by;
+  }
+}
+
+// Takes the last folder off a path that ends in a separator, which stays at its end. A path without another
+// separator is left as it is.
+void RemoveLastFolder(wchar_t* path) noexcept {
+  for (size_t i = str::Length(path); i-- > 1;) {
+    if (path[i - 1] != L'\\') continue;
+    path[i] = 0;
+    return;
+  }
+}
+
+}  // namespace
+
+String String::FileExt() const noexcept {
+  wchar_t const* const dot = wcsrchr(c_str(), L'.');
+  return dot ? String(dot + 1) : String();
+}
+
+String String::FilePath() const noexcept {
+  size_t const separator = Separator();
+  return separator != npos ? Left(separator) : String();
+}
+
+String String::FileShortName() const noexcept {
+  size_t const separator = Separator();
+  return separator != npos ? String(c_str() + separator + 1) : String();
+}
+
+void String::RemoveExtension() noexcept {
+  wchar_t const* const dot = wcsrchr(c_str(), L'.');
+  if (dot) Terminate(static_cast<size_t>(dot - c_str()));
+}
+
+void String::TerminatePath() noexcept {
+  if (block && !IsSeparator(At(Length() - 1))) *this += L"\\";
+}
+
+void String::UnterminatePath() noexcept {
+  if (block && IsSeparator(At(Length() - 1))) Terminate(Length() - 1);
+}
+
+bool String::FileConcatePaths(String const& base, String const& rel) noexcept {
+  if (rel.IsEmpty()) return false;
+  wchar_t relative[RELATIVE_ROOM];
+  rel.Get(relative, RELATIVE_ROOM);
+  ReplaceAll(relative, L'/', L'\\');
+  wchar_t path[PATH_ROOM];
+  base.Get(path, BASE_ROOM);
+  str::TerminatePath(path);
+
+  wchar_t const* rest = relative;
+  while (wcsncmp(rest, L"..\\", 3) == 0) {
+    rest += 3;
+    RemoveLastFolder(path);
+  }
+  str::Concat(path, PATH_ROOM, rest);
+  *this = path;
+  return true;
+}
+
+// The last `\`; the last `/` only in a text that has no `\` at all.
+size_t String::Separator() const noexcept {
+  wchar_t const* const text = c_str();
+  wchar_t const* separator = wcsrchr(text, L'\\');
+  if (!separator) separator = wcsrchr(text, L'/');
+  return separator ? static_cast<size_t>(separator - text) : npos;
+}
+
+}  // namespace yk
