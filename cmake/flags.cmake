@@ -37,6 +37,15 @@ else()
   target_compile_options(qecore_lean INTERFACE -fno-exceptions -fno-rtti -Wdouble-promotion)
 endif()
 
+# Fault finding (presets ubsan and guard): the run-time side is linked into every program and library.
+option(QECORE_UBSAN "Report undefined behaviour by file and line, and stop" OFF)
+if(QECORE_UBSAN)
+  add_library(qecore_ubsan OBJECT cmake/ubsan_handlers.cpp)
+  target_compile_features(qecore_ubsan PRIVATE cxx_std_20)
+  target_compile_options(qecore_flags INTERFACE -fsanitize=undefined -fno-sanitize=vptr -fno-sanitize-recover=undefined -g)
+  target_link_libraries(qecore_flags INTERFACE qecore_ubsan $<TARGET_OBJECTS:qecore_ubsan>)
+endif()
+
 # Single files get more by their name, so that no list has to be kept:
 #   *_kernels*.cpp   pixel loops: all optimisation
 #   *_avx2.cpp       may use AVX2, called only behind a check of the processor

