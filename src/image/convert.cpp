@@ -1,0 +1,98 @@
+#include <string.h>
+
+#include <new>
+
+#include "convert_p.h"
+
+#if !defined(__GNUC__)
+#include <windows.h>
+#endif
+
+namespace yk {
+
+namespace {
+
+// One cell for each pair; row and column are the formats' numbers less one. Written by System's constructor and
+// destructor alone.
+img::Converter* conversionTable = nullptr;
+
+constexpr size_t CELLS = static_cast<size_t>(img::LAST_FORMAT) * img::LAST_FORMAT;
+
+constexpr bool InTable(IMG_FORMAT format) noexcept { return format >= 1 && format <= img::LAST_FORMAT; }
+
+constexpr size_t CellOf(IMG_FORMAT source, IMG_FORMAT target) noexcept {
+  return static_cast<size_t>(source - 1) * img::LAST_FORMAT + static_cast<size_t>(target - 1);
+}
+
+img::Kernel const* BestKernels() noexcept {
+#if defined(__GNUC__)
+  __builtin_cpu_init();
+  if (__builtin_cpu_supports("avx2")) return img::KERNELS_AVX2;
+  if (__builtin_cpu_supports("ssse3")) return img::KERNELS_SSSE3;
+#else
+  if (IsProcessorFeaturePresent(PF_AVX2_INSTRUCTIONS_AVAILABLE)) return img::KERNELS_AVX2;
+  if (IsProcessorFeaturePresent(PF_SSSE3_INSTRUCTIONS_AVAILABLE)) return img::KERNELS_SSSE3;
+#endif
+  return img::KERNELS_BASE;
+}
+
+HRESULT Copy(void const* src, void* dst, IMG_FORMAT format, int count) noexcept {
+  size_t const size = (static_cast<size_t>(img::GetFacts(format).bits) * static_cast<size_t>(count) + 7) / 8;
+  if (size == 0) return S_OK;
+  if (!src || !dst) return E_INVALIDARG;
+  memmove(dst, src, size);
+  return S_OK;
+}
+
+}  // namespace
+
+int img::GetPixelSize(IMG_FORMAT format, unsigned short& bits) noexcept {
+  FormatFacts const& facts = GetFacts(format);
+  bits = facts.bits;
+  return facts.bytes;
+}
+
+bool img::BuildConversionTable() noexcept {
+  if (!conversionTable) conversionTable = new (std::nothrow) Converter[CELLS]();
+  if (!conversionTable) return false;
+  Kernel const* const kernels = BestKernels();
+  for (int i = 0; i < KERNEL_COUNT; ++i) {
+    conversionTable[CellOf(kernels[i].source, kernels[i].target)] = kernels[i].run;
+  }
+  return true;
+}
+
+void img::FreeConversionTable() noexcept {
+  delete[] conversionTable;
+  conversionTable = nullptr;
+}
+
+img::Converter img::FindConverter(IMG_FORMAT source, IMG_FORMAT target) noexcept {
+  if (!conversionTable || !InTable(source) || !InTable(target)) return nullptr;
+  return conversionTable[CellOf(source, target)];
+}
+
+HRESULT img::ConvertRow(void const* src, void* dst, IMG_FORMAT srcFormat, IMG_FORMAT dstFormat, int count,
+                        IMG_PALENTRY const* palette) noexcept {
+  if (count < 0) return E_INVALIDARG;
+  if (srcFormat == dstFormat) return Copy(src, dst, srcFormat, count);
+  Converter const convert = FindConverter(srcFormat, dstFormat);
+  if (!convert) return E_INVALIDARG;
+  if (count == 0) return S_OK;
+  if (!src || !dst || (GetFacts(srcFormat).paletteEntries && !palette)) return E_INVALIDARG;
+  convert(static_cast<uint8_t const*>(src), static_cast<uint8_t*>(dst), static_cast<size_t>(count), palette);
+  return S_OK;
+}
+
+HRESULT img::ConvertPixels(void const* src, void* dst, IMG_FORMAT srcFormat, IMG_FORMAT dstFormat, int count,
+                           IMG_PALENTRY* palette) noexcept {
+  HRESULT const result = ConvertRow(src, dst, srcFormat, dstFormat, count, palette);
+  if (Succeeded(result) && count > 0 && srcFormat == IMG_GRAY8 && dstFormat == IMG_BGRF) {
+    // On purpose: the grey stands in the four bytes behind the last pixel as well. Callers have them.
+    float* const end = static_cast<float*>(dst) + 3 * static_cast<size_t>(count);
+    memcpy(end, end - 1, sizeof(float));
+  }
+  return result;
+}
+
+}  // namespace yk

@@ -1,0 +1,303 @@
+// The 48 converters, generated from three small operations over channels:
+//
+//   Recode      changes the type of each channel: byte, 16 bits, float
+//   Rearrange   changes the number of channels: grey, colour, colour and alpha
+//   Look up     replaces indices by palette entries, as bytes
+//
+//   BGR48 -> BGRA32   Recode 16 bits to byte, Rearrange 3 to 4        GRAYF -> BGR24   Recode, Rearrange 1 to 3
+//   BGR24 -> BGRAF    Rearrange 3 to 4, Recode byte to float          PAL8  -> BGRF    Look up, Recode
+//
+// Two operations in a row work on blocks that stay in the first-level cache.
+//
+// One text for every processor: each file that includes this one instantiates the kernels for its own instruction
+// set, and the anonymous namespace keeps the copies apart. The loops without intrinsics define the results; those
+// with them (vector_kernels_p.h) do as many pixels as they like and leave the rest.
+#pragma once
+
+#include <string.h>
+
+#include "vector_kernels_p.h"
+
+namespace yk::img {
+namespace {
+
+/// A format of `N` channels of type `T`: 1 grey, 3 blue, green, red, 4 those and alpha.
+template <class T, size_t N>
+struct Channels {
+  using Type = T;
+  static constexpr size_t COUNT = N;
+  static constexpr size_t SIZE = N * sizeof(T);
+};
+
+using Gray8 = Channels<uint8_t, 1>;
+using Bgr24 = Channels<uint8_t, 3>;
+using Bgra32 = Channels<uint8_t, 4>;
+using Gray16 = Channels<uint16_t, 1>;
+using Bgr48 = Channels<uint16_t, 3>;
+using Bgra64 = Channels<uint16_t, 4>;
+using GrayF = Channels<float, 1>;
+using BgrF = Channels<float, 3>;
+using BgraF = Channels<float, 4>;
+
+constexpr size_t BLOCK = 256;  // pixels between two operations
+
+// Pixels may stand at any address: they are read and written as bytes.
+
+template <class T>
+T Read(uint8_t const* at, size_t index) noexcept {
+  T value;
+  memcpy(&value, at + index * sizeof(T), sizeof(T));
+  return value;
+}
+
+template <class T>
+void Write(uint8_t* at, size_t index, T value) noexcept {
+  memcpy(at + index * sizeof(T), &value, sizeof(T));
+}
+
+// ---- Recode ---------------------------------------------------------------------------------------------------------
+
+template <class To, class From>
+struct Recoded;
+
+/// v / 255, rounded once. 1/255 is 1/256 + 1/65280: the first product is exact and the second so small that the
+/// sum is the correctly rounded quotient for each of the 256 values.
+template <>
+struct Recoded<float, uint8_t> {
+  static float Of(uint8_t value) noexcept {
+    float const v = static_cast<float>(static_cast<int>(value));
+    return v * (1.0f / 256) + v * static_cast<float>(1.0 / 255 - 1.0 / 256);
+  }
+};
+
+/// v / 65535, rounded once, in the same way; true for each of the 65536 values.
+template <>
+struct Recoded<float, uint16_t> {
+  static float Of(uint16_t value) noexcept {
+    float const v = static_cast<float>(static_cast<int>(value));
+    return v * (1.0f / 65536) + v * static_cast<float>(1.0 / 65535 - 1.0 / 65536);
+  }
+};
+
+/// The high byte.
+template <>
+struct Recoded<uint8_t, uint16_t> {
+  static uint8_t Of(uint16_t value) noexcept { return static_cast<uint8_t>(value >> 8); }
+};
+
+/// The low byte of v * 255 + 0.5, cut: not clamped, on purpose. What is no 32-bit integer gives 0.
+template <>
+struct Recoded<uint8_t, float> {
+  static uint8_t Of(float value) noexcept {
+    double const scaled = static_cast<double>(value) * 255.0 + 0.5;
+    return static_cast<uint8_t>(_mm_cvttsd_si32(_mm_set_sd(scaled)));
+  }
+};
+
+template <Isa ISA, class To, class From>
+void Recode(uint8_t const* in, uint8_t* out, size_t count) noexcept {
+  size_t i = VectorRecode<ISA, To, From>::Run(in, out, count);
+  for (; i < count; ++i) Write<To>(out, i, Recoded<To, From>::Of(Read<From>(in, i)));
+}
+
+// ---- Rearrange ------------------------------------------------------------------------------------------------------
+
+template <class T>
+constexpr T FULL = static_cast<T>(255);
+template <>
+constexpr float FULL<float> = 1.0f;
+
+inline uint8_t Average(uint8_t b, uint8_t g, uint8_t r) noexcept {
+  return static_cast<uint8_t>((b + g + r) / 3);
+}
+inline float Average(float b, float g, float r) noexcept { return ((b + g) + r) / 3.0f; }
+
+/// One pixel. Grey goes to every channel, alpha included: grey 0 is transparent, on purpose.
+template <class T, size_t FROM, size_t TO>
+void RearrangePixel(uint8_t const* in, uint8_t* out) noexcept {
+  T const b = Read<T>(in, 0);
+  T const g = Read<T>(in, FROM == 1 ? 0 : 1);
+  T const r = Read<T>(in, FROM == 1 ? 0 : 2);
+  if constexpr (TO == 1) {
+    Write<T>(out, 0, Average(b, g, r));
+  } else {
+    Write<T>(out, 0, b);
+    Write<T>(out, 1, g);
+    Write<T>(out, 2, r);
+    if constexpr (TO == 4) Write<T>(out, 3, FROM == 1 ? b : FULL<T>);
+  }
+}
+
+template <Isa ISA, class T, size_t FROM, size_t TO>
+void Rearrange(uint8_t const* in, uint8_t* out, size_t count) noexcept {
+  size_t i = VectorRearrange<ISA, T, FROM, TO>::Run(in, out, count);
+  for (; i < count; ++i) {
+    RearrangePixel<T, FROM, TO>(in + i * FROM * sizeof(T), out + i * TO * sizeof(T));
+  }
+}
+
+// ---- Convert --------------------------------------------------------------------------------------------------------
+
+template <Isa ISA, class Source, class Target>
+void Convert(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const* palette) noexcept;
+
+/// Source to Middle to Target, a block at a time. `first` does the first half, Convert the second.
+template <Isa ISA, class Middle, class Target, class First>
+void ConvertThrough(uint8_t* out, size_t count, First first) noexcept {
+  [[maybe_unused]] uint8_t block[BLOCK * Middle::SIZE];
+  for (size_t done = 0; done < count; done += BLOCK) {
+    size_t const now = count - done < BLOCK ? count - done : BLOCK;
+    uint8_t* const there = out + done * Target::SIZE;
+    if constexpr (std::is_same_v<Middle, Target>) {
+      first(done, there, now);
+    } else {
+      first(done, block, now);
+      Convert<ISA, Middle, Target>(block, there, now, nullptr);
+    }
+  }
+}
+
+/// What stands between Source and Target when both type and number of channels change. The numbers change where
+/// that is cheapest, in the narrower type, but for averages: those are taken before anything is lost.
+template <class Source, class Target>
+struct Between {
+  static constexpr bool NARROWS = sizeof(typename Source::Type) > sizeof(typename Target::Type);
+  static constexpr bool RECODE_FIRST =
+      Target::COUNT != 1 && (NARROWS || sizeof(typename Source::Type) == sizeof(uint16_t));
+  using Type = std::conditional_t<RECODE_FIRST, Channels<typename Target::Type, Source::COUNT>,
+                                  Channels<typename Source::Type, Target::COUNT>>;
+};
+
+template <Isa ISA, class Source, class Target>
+void Convert(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const*) noexcept {
+  using From = typename Source::Type;
+  using To = typename Target::Type;
+  if constexpr (std::is_same_v<From, To>) {
+    Rearrange<ISA, From, Source::COUNT, Target::COUNT>(in, out, count);
+  } else if constexpr (Source::COUNT == Target::COUNT) {
+    Recode<ISA, To, From>(in, out, count * Source::COUNT);
+  } else {
+    using Middle = typename Between<Source, Target>::Type;
+    ConvertThrough<ISA, Middle, Target>(out, count, [in](size_t done, uint8_t* block, size_t now) {
+      Convert<ISA, Source, Middle>(in + done * Source::SIZE, block, now, nullptr);
+    });
+  }
+}
+
+/// GRAYF to GRAY8, alone of all: clamped, and cut without rounding. Not-a-number gives 0.
+template <Isa ISA>
+void ConvertClamped(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const*) noexcept {
+  for (size_t i = VectorClamp<ISA>::Run(in, out, count); i < count; ++i) {
+    float const v = Read<float>(in, i);
+    float const above = v > 0.0f ? v : 0.0f;
+    float const within = above < 1.0f ? above : 1.0f;
+    out[i] = static_cast<uint8_t>(static_cast<int>(within * 255.0f));
+  }
+}
+
+/// The top bit of a word, unused, counts for nothing; the low three bits of each channel stay 0.
+template <Isa ISA>
+void ConvertRgb555(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const*) noexcept {
+  for (size_t i = 0; i < count; ++i) {
+    unsigned const word = Read<uint16_t>(in, i);
+    out[3 * i] = static_cast<uint8_t>((word & 0x1F) << 3);
+    out[3 * i + 1] = static_cast<uint8_t>((word >> 2) & 0xF8);
+    out[3 * i + 2] = static_cast<uint8_t>((word >> 7) & 0xF8);
+  }
+}
+
+// ---- Look up --------------------------------------------------------------------------------------------------------
+
+/// The index of pixel `i`; the leftmost pixel stands in the highest bits.
+template <unsigned BITS>
+unsigned IndexAt(uint8_t const* in, size_t i) noexcept {
+  constexpr unsigned PER_BYTE = 8 / BITS;
+  unsigned const shift = static_cast<unsigned>(PER_BYTE - 1 - i % PER_BYTE) * BITS;
+  return (in[i / PER_BYTE] >> shift) & ((1u << BITS) - 1);
+}
+
+/// The entries of `count` pixels as BGRA32. They are fetched whole and turned from red, green, blue, alpha in a
+/// loop of its own, since only that one can be vectorised.
+template <Isa ISA, unsigned BITS>
+void LookUp(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const* palette) noexcept {
+  uint8_t const* const entries = reinterpret_cast<uint8_t const*>(palette);
+  for (size_t i = 0; i < count; ++i) Write(out, i, Read<uint32_t>(entries, IndexAt<BITS>(in, i)));
+  for (size_t i = 0; i < count; ++i) {
+    uint32_t const v = Read<uint32_t>(out, i);
+    Write<uint32_t>(out, i, (v & 0xFF00FF00u) | (v & 0xFF) << 16 | (v >> 16 & 0xFF));
+  }
+}
+
+template <Isa ISA, unsigned BITS, class Target>
+void ConvertIndexed(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const* palette) noexcept {
+  ConvertThrough<ISA, Bgra32, Target>(out, count, [=](size_t done, uint8_t* block, size_t now) {
+    LookUp<ISA, BITS>(in + done * BITS / 8, block, now, palette);
+  });
+}
+
+/// PAL8 to GRAYF takes the entry's alpha for the grey, on purpose.
+template <Isa ISA>
+void ConvertIndexedAlpha(uint8_t const* in, uint8_t* out, size_t count,
+                         IMG_PALENTRY const* palette) noexcept {
+  ConvertThrough<ISA, Gray8, GrayF>(out, count, [=](size_t done, uint8_t* block, size_t now) {
+    for (size_t i = 0; i < now; ++i) block[i] = palette[in[done + i]].alpha;
+  });
+}
+
+// ---- the pairs ------------------------------------------------------------------------------------------------------
+
+template <Isa ISA>
+constexpr Kernel KERNELS[] = {
+    {IMG_GRAY8, IMG_BGR24, Convert<ISA, Gray8, Bgr24>},
+    {IMG_GRAY8, IMG_BGRA32, Convert<ISA, Gray8, Bgra32>},
+    {IMG_GRAY8, IMG_GRAYF, Convert<ISA, Gray8, GrayF>},
+    {IMG_GRAY8, IMG_BGRF, Convert<ISA, Gray8, BgrF>},
+    {IMG_GRAY8, IMG_BGRAF, Convert<ISA, Gray8, BgraF>},
+    {IMG_PAL8, IMG_GRAY8, ConvertIndexed<ISA, 8, Gray8>},
+    {IMG_PAL8, IMG_BGR24, ConvertIndexed<ISA, 8, Bgr24>},
+    {IMG_PAL8, IMG_BGRA32, ConvertIndexed<ISA, 8, Bgra32>},
+    {IMG_PAL8, IMG_GRAYF, ConvertIndexedAlpha<ISA>},
+    {IMG_PAL8, IMG_BGRF, ConvertIndexed<ISA, 8, BgrF>},
+    {IMG_PAL8, IMG_BGRAF, ConvertIndexed<ISA, 8, BgraF>},
+    {IMG_BGR24, IMG_GRAY8, Convert<ISA, Bgr24, Gray8>},
+    {IMG_BGR24, IMG_BGRA32, Convert<ISA, Bgr24, Bgra32>},
+    {IMG_BGR24, IMG_BGRF, Convert<ISA, Bgr24, BgrF>},
+    {IMG_BGR24, IMG_BGRAF, Convert<ISA, Bgr24, BgraF>},
+    {IMG_BGRA32, IMG_GRAY8, Convert<ISA, Bgra32, Gray8>},
+    {IMG_BGRA32, IMG_BGR24, Convert<ISA, Bgra32, Bgr24>},
+    {IMG_BGRA32, IMG_BGRF, Convert<ISA, Bgra32, BgrF>},
+    {IMG_BGRA32, IMG_BGRAF, Convert<ISA, Bgra32, BgraF>},
+    {IMG_GRAY16, IMG_BGR24, Convert<ISA, Gray16, Bgr24>},
+    {IMG_GRAY16, IMG_BGRA32, Convert<ISA, Gray16, Bgra32>},
+    {IMG_GRAY16, IMG_BGRF, Convert<ISA, Gray16, BgrF>},
+    {IMG_GRAY16, IMG_BGRAF, Convert<ISA, Gray16, BgraF>},
+    {IMG_BGR48, IMG_BGR24, Convert<ISA, Bgr48, Bgr24>},
+    {IMG_BGR48, IMG_BGRA32, Convert<ISA, Bgr48, Bgra32>},
+    {IMG_BGR48, IMG_BGRF, Convert<ISA, Bgr48, BgrF>},
+    {IMG_BGR48, IMG_BGRAF, Convert<ISA, Bgr48, BgraF>},
+    {IMG_BGRA64, IMG_BGR24, Convert<ISA, Bgra64, Bgr24>},
+    {IMG_BGRA64, IMG_BGRA32, Convert<ISA, Bgra64, Bgra32>},
+    {IMG_BGRA64, IMG_BGRF, Convert<ISA, Bgra64, BgrF>},
+    {IMG_BGRA64, IMG_BGRAF, Convert<ISA, Bgra64, BgraF>},
+    {IMG_GRAYF, IMG_GRAY8, ConvertClamped<ISA>},
+    {IMG_GRAYF, IMG_BGR24, Convert<ISA, GrayF, Bgr24>},
+    {IMG_GRAYF, IMG_BGRA32, Convert<ISA, GrayF, Bgra32>},
+    {IMG_GRAYF, IMG_BGRF, Convert<ISA, GrayF, BgrF>},
+    {IMG_GRAYF, IMG_BGRAF, Convert<ISA, GrayF, BgraF>},
+    {IMG_BGRF, IMG_GRAY8, Convert<ISA, BgrF, Gray8>},
+    {IMG_BGRF, IMG_BGR24, Convert<ISA, BgrF, Bgr24>},
+    {IMG_BGRF, IMG_BGRA32, Convert<ISA, BgrF, Bgra32>},
+    {IMG_BGRF, IMG_BGRAF, Convert<ISA, BgrF, BgraF>},
+    {IMG_BGRAF, IMG_GRAY8, Convert<ISA, BgraF, Gray8>},
+    {IMG_BGRAF, IMG_BGR24, Convert<ISA, BgraF, Bgr24>},
+    {IMG_BGRAF, IMG_BGRA32, Convert<ISA, BgraF, Bgra32>},
+    {IMG_BGRAF, IMG_BGRF, Convert<ISA, BgraF, BgrF>},
+    {IMG_PAL1, IMG_GRAY8, ConvertIndexed<ISA, 1, Gray8>},
+    {IMG_PAL1, IMG_BGR24, ConvertIndexed<ISA, 1, Bgr24>},
+    {IMG_PAL4, IMG_BGR24, ConvertIndexed<ISA, 4, Bgr24>},
+    {IMG_RGB555, IMG_BGR24, ConvertRgb555<ISA>},
+};
+static_assert(sizeof KERNELS<Isa::BASE> / sizeof(Kernel) == KERNEL_COUNT);
+
+}  // namespace
+}  // namespace yk::img
