@@ -68,6 +68,8 @@ void QuickSort(void** a, int lo, int hi, Array::Comparison compare, void const* 
 
 // ---- Array
 
+constexpr int Array::MAX_COUNT;  // so that it is exported: callers may bind references to it
+
 Array::Array(int growBy) noexcept : step(growBy > 0 ? growBy : DEFAULT_STEP) {}
 
 Array::~Array() {

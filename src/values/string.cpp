@@ -65,6 +65,8 @@ constexpr wchar_t Unescaped(wchar_t c) noexcept {
 
 }  // namespace
 
+constexpr size_t String::npos;  // so that it is exported: callers may bind references to it
+
 // ---- construction and lifetime
 
 String::String(String const& other) noexcept {

@@ -1,0 +1,162 @@
+#include <gtest/gtest.h>
+#include <qecore/values/str.h>
+
+#include <new>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+using namespace yk;
+using std::string;
+using std::wstring;
+
+template <class... Columns>
+using Table = std::vector<std::tuple<Columns...>>;
+
+TEST(Utf8, EncodesEachUnitByItselfAndTruncatesAsStated) {
+  // text, size, the buffer after (8 bytes, `#` before), result
+  Table<wchar_t const*, int, string, int> const cases = {
+      {L"\x7F\x80\x7FF", -1, {"\x7F\xC2\x80\xDF\xBF\0##", 8}, 6},
+      {L"\x800\xFFFF", -1, {"\xE0\xA0\x80\xEF\xBF\xBF\0#", 8}, 7},
+      {L"\xD83D\xDE00", 8, {"\xED\xA0\xBD\xED\xB8\x80\0#", 8}, 7},
+      {L"\xE9\x20AC", 4, {"\xC3\xA9#\0####", 8}, 6},
+      {L"abc", 3, {"ab\0#####", 8}, 4},
+      {L"\x20ACz", 3, {"##\0#####", 8}, 5},
+      {L"z", 0, {"########", 8}, 2},
+      {nullptr, 8, {"\0#######", 8}, 0},
+      {nullptr, 0, {"########", 8}, 0},
+  };
+  for (auto const& [text, size, after, result] : cases) {
+    string buffer(8, '#');
+    EXPECT_EQ(str::WToUTF8(text, buffer.data(), size), result);
+    EXPECT_EQ(buffer, after) << "result " << result << ", size " << size;
+    EXPECT_EQ(str::WToUTF8(text, nullptr, 0), result);
+  }
+}
+
+TEST(Utf8, EncodesACountOfUnits) {
+  string buffer(6, '#');
+  EXPECT_EQ(WideToUTF8StringEx(L"abc", buffer.data(), 3, 3), 4);
+  EXPECT_EQ(buffer, "ab####");  // cut: no terminator
+  EXPECT_EQ(WideToUTF8StringEx(L"a\0b", buffer.data(), 2, -1), 3);
+  EXPECT_EQ(buffer, string("a\0\0###", 6));
+  EXPECT_TRUE(WideToUTF8StringEx(L"abc", nullptr, 3, 0) == 4 &&
+              WideToUTF8StringEx(nullptr, nullptr, 3, 6) == 0);
+}
+
+TEST(Utf8, DecodesByTheLeadAlone) {
+  Table<char const*, wstring> const cases = {
+      {"a\xC3\xA9\xE2\x82\xAC", L"a\xE9\x20AC"},
+      {"\xFF\x41", L"\xFFFF\x41"},
+      {"\x80\xBFz", L"\x3Fz"},                    // a stray continuation byte leads two
+      {"\xF0\x9F\x98\x80z", L"\xF600z"},          // U+1F600 without its high bits
+      {"\xFB\x81\x82\x83\x84z", L"\x20C4z"},      // five bytes
+      {"\xFD\x81\x82\x83\x84\x85z", L"\x3105z"},  // six
+      {"\xE2\x82", L"\x2080"},                    // cut short: zeros for what is missing
+  };
+  for (auto const& [bytes, expected] : cases) {
+    int const size = static_cast<int>(expected.size());
+    wstring units(expected.size() + 2, L'#');
+    EXPECT_EQ(str::UTF8ToW(bytes, nullptr, 0), size);
+    EXPECT_EQ(str::UTF8ToW(bytes, units.data(), size), size);
+    EXPECT_EQ(units, expected + L'\0' + L'#');
+  }
+}
+
+TEST(Str, ConcatStaysInItsBuffer) {
+  // the texts, size, the text after, result
+  Table<string, string, size_t, string, size_t> const cases = {
+      {"ab", "cd", 5, "abcd", 4}, {"ab", "cd", 4, "abc", 4}, {"ab", "cd", 3, "ab", 3}, {"", "cd", 1, "", 1},
+      {"abcd", "e", 3, "ab", 3},  {"ab", "", 6, "ab", 2},    {"ab", "c", 0, "ab", 0},
+  };
+  for (auto const& [dst, src, size, after, result] : cases) {
+    string text = dst + string(8 - dst.size(), '\0');
+    EXPECT_EQ(str::Concat(text.data(), size, src.c_str()), result);
+    EXPECT_STREQ(text.c_str(), after.c_str());
+  }
+  wchar_t wide[4] = L"ab";
+  EXPECT_EQ(str::Concat(wide, 4, L"cd"), 4u);
+  EXPECT_STREQ(wide, L"abc");
+}
+
+TEST(Str, AllTrimTakesBlanksFromBothEndsAndWritesZeros) {
+  char narrow[] = " \ta b\t ";
+  wchar_t wide[] = L"a \n \t", blank[] = L" \t";
+  str::AllTrim(narrow);
+  str::AllTrim(wide);
+  str::AllTrim(blank);
+  EXPECT_STREQ(narrow, "a b");
+  EXPECT_STREQ(blank, L"");
+  EXPECT_EQ(wstring(wide, 5), wstring(L"a \n\0\0", 5));
+}
+
+TEST(Str, PreprocessCKeepsTheOldByteForWhatIsNoEscape) {
+  Table<string, string> const cases = {
+      {"a\\n\\r\\tb", "a\n\r\tb"}, {"a\\qb", "a\\b"}, {"\\nx\\qy", "\nxxy"}, {"a\\", "a\\"}};
+  for (auto [text, after] : cases) {
+    preprocess_C(text.data());
+    EXPECT_STREQ(text.c_str(), after.c_str());
+  }
+}
+
+TEST(Str, PathsAndCopies) {
+  EXPECT_TRUE(GetDirLen(nullptr) == 0 && GetDirLen(L"name") == 0 && GetDirLen(L"c:file") == 2);
+  EXPECT_EQ(GetDirLen(L"c:\\a/b"), 5u);
+  wchar_t path[4] = L"a/";
+  str::TerminatePath(path);
+  str::TerminatePath(path);
+  EXPECT_STREQ(path, L"a/\\");
+  wchar_t* const copy = str::New(L"copy");
+  EXPECT_TRUE(str::New("") == nullptr && wstring(copy) == L"copy");
+  ::operator delete(copy);
+  char narrow[8];
+  wchar_t wide[8];
+  EXPECT_TRUE(wtoa_BufSize(L"caf\xE9") == 5 && wtoa(L"caf\xE9", narrow, 8) == 5 &&
+              atow(narrow, wide, 8) == 5);
+  EXPECT_STREQ(wide, L"caf\xE9");
+}
+
+TEST(Str, PrintfIsTheMicrosoftRuntimes) {
+  wchar_t wide[6] = L"#####";
+  EXPECT_TRUE(str::printf(wide, 6, L"%s%d", L"ab", 7) == 3 && wstring(wide) == L"ab7");
+  EXPECT_TRUE(str::printf(wide, 4, L"%s", L"abcdef") == -1 && wstring(wide) == L"abc");
+  char narrow[] = "#####";
+  EXPECT_EQ(str::printf(narrow, 3, "%s", "abcdef"), -1);
+  EXPECT_STREQ(narrow, "abc##");  // cut, and no terminator
+}
+
+TEST(Qeprintf2, PlacesArgumentsByNumber) {
+  // format, argument format, text, result; the arguments are 3 and "files"
+  Table<wchar_t const*, wchar_t const*, wchar_t const*, int> const cases = {
+      {L"%2 of %1", L"%d%s", L"files of 3", 7},
+      {L"100%% %1", L"%d%s", L"100% 3", 7},
+      {L"%1%1-%2%%2", L"<%d> and <%s>", L"<3> and <<3> and <-files>%2", 16},
+      {L"%3", L"%d%s", L"$ERROR$", 7},
+      {L"", L"%d", L"", 1},
+      {L"%d %s", nullptr, L"3 files", 7},  // an ordinary format
+  };
+  wchar_t text[64];
+  for (auto const& [format, argfmt, expected, result] : cases) {
+    EXPECT_EQ(qeprintf2(text, 64, format, argfmt, 3, L"files"), result) << format;
+    EXPECT_STREQ(text, expected);
+  }
+  qeprintf2(text, 64, L"%d %1", L"<%d>", 3);  // ordinary as a whole; the runtime has its own way with `%1`
+  EXPECT_EQ(wstring(text, 2), L"3 ");
+}
+
+TEST(Qeprintf2, StaysInItsBuffers) {
+  wstring text(8, L'#');
+  EXPECT_EQ(qeprintf2(text.data(), 4, L"%2 of %1", L"%d%s", 3, L"files"), 7);
+  EXPECT_EQ(qeprintf2(text.data(), 0, L"%1", L"%d", 3), 1);
+  EXPECT_EQ(text, wstring(L"fil\0####", 8));
+  wstring room(9000, L'#');
+  EXPECT_EQ(qeprintf2(room.data(), 9000, L"%1%2", L"%d%s", 3, wstring(6000, L'x').c_str()), -1);
+  EXPECT_EQ(wstring(room.c_str()), L"3" + wstring(4093, L'x'));
+  wstring const longFormat = L"%d" + wstring(9000, L' ') + L"%s";
+  qeprintf2(room.data(), 9000, L"<%2>", longFormat.c_str(), 3, L"files");
+  EXPECT_STREQ(room.c_str(), L"<>");
+}
+
+}  // namespace

@@ -1,0 +1,186 @@
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <qecore/core/ids.h>
+#include <qecore/values/string.h>
+#include <windows.h>
+
+#include <string>
+
+#include "support/binary.h"
+
+namespace {
+
+using namespace yk;
+using std::wstring;
+
+wstring Characters(String const& s) { return wstring(s.c_str(), s.Length()); }
+void* BlockOf(String const& s) { return Field<void*>(&s, 0); }
+
+TEST(String, ABlockIsALengthTheCharactersAndRoomInStepsOf32) {
+  for (auto [length, bytes] : {std::pair<size_t, size_t>{1, 72}, {31, 72}, {32, 136}, {63, 136}, {64, 200}}) {
+    String const s(wstring(length, L'x').c_str()), copy(s);
+    EXPECT_TRUE(_msize(BlockOf(s)) == bytes && Field<uint64_t>(BlockOf(copy), 0) == length);
+    EXPECT_EQ(wstring(static_cast<wchar_t*>(BlockOf(copy)) + 4), wstring(length, L'x'));
+  }
+  String s(L"0123456789");
+  void const* const block = BlockOf(s);
+  EXPECT_TRUE(s.Realloc(20) && BlockOf(s) == block && s.Realloc(200) && _msize(BlockOf(s)) == 456);
+  s.Terminate(4);
+  EXPECT_FALSE(s.Realloc(String::npos) || s.Realloc(size_t{1} << 62));
+  EXPECT_EQ(_msize(BlockOf(s)), 72u);
+  EXPECT_EQ(Characters(s), L"0123");
+}
+
+TEST(String, ConstructsFromEachKindOfText) {
+  EXPECT_TRUE(Characters(String('\xE9')) == L"\xFFE9" && Characters(String("caf\xE9")) == L"caf\xE9");
+  EXPECT_EQ(Characters(String(L'\0')) + Characters(String(L"a\0b", 3)), wstring(L"\0a\0b", 4));
+  EXPECT_EQ(Characters(String(ids::UNKNOWN)), L"{9567FA11-6E86-4BB0-B4B6-8D273B879B1F}");
+}
+
+TEST(String, NothingLeftIsNull) {
+  bool (*const removals[])(String & s) = {
+      [](String& s) { return s.Cut(0, 3); }, [](String& s) { return s.AtDelete(0, 3); },
+      [](String& s) { return s = L"", true; }, [](String& s) { return s = String(), true; },
+      [](String& s) { return s = L" \t ", s.Trim(); }};
+  for (auto const& removal : removals) {
+    String s(L"abc");
+    EXPECT_TRUE(removal(s) && BlockOf(s) == nullptr && wstring(s.c_str()).empty());
+  }
+  EXPECT_TRUE(String(L"").IsEmpty() && String(L"abc").Left(0).IsEmpty() && (String() + String()).IsEmpty());
+}
+
+// A window that promises more text than it has.
+LRESULT CALLBACK Promise(HWND window, UINT message, WPARAM wide, LPARAM along) {
+  return message == WM_GETTEXTLENGTH ? 40 : DefWindowProcW(window, message, wide, along);
+}
+
+TEST(String, AWindowsTextHasThePromisedLength) {
+  HWND const window =
+      CreateWindowW(L"STATIC", L"short", 0, 0, 0, 9, 9, HWND_MESSAGE, nullptr, nullptr, nullptr);
+  ASSERT_NE(window, nullptr);
+  EXPECT_EQ(Characters(String(window)), L"short");
+  SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(Promise));
+  EXPECT_EQ(Characters(String(window)), L"short" + wstring(35, L'\0'));
+  DestroyWindow(window);
+  EXPECT_TRUE(String(window).IsEmpty());
+}
+
+TEST(String, GivesItsCharacters) {
+  String s(L"ab\0d", 4);
+  EXPECT_TRUE(s.At(3) == L'd' && s.At(4) == 0 && s.SetAt(0, L'A') && !s.SetAt(4, L'x'));
+  wchar_t wide[] = L"####";
+  s.Get(wide, 4);
+  s.Get(wide + 3, 0);  // writes the terminator all the same
+  EXPECT_EQ(wstring(wide, 4), wstring(L"Ab\0\0", 4));
+  s.Get(wide, 2);
+  EXPECT_STREQ(wide, L"A");
+  char narrow[8];
+  String(L"\x20AC").GetUTF8(narrow, 8);
+  EXPECT_STREQ(narrow, "\xE2\x82\xAC");
+  String(L"caf\xE9").Get(narrow, 8);
+  EXPECT_STREQ(narrow, "caf\xE9");
+  EXPECT_TRUE(String(L"-12x").GetInt() == -12 && String().GetInt() == 0);
+}
+
+TEST(String, JoinsAndTakesTextsOutOfItself) {
+  String s(L"ab");
+  s += s;
+  s += "c";
+  s += L"d";
+  EXPECT_EQ(Characters(s + String(L"!")), L"ababcd!");
+  s = wstring(31, L'x').c_str();
+  s += s.c_str() + 1;  // moves the block
+  EXPECT_EQ(Characters(s), wstring(61, L'x'));
+  s = L"0123456789";
+  s = s.c_str() + 3;
+  EXPECT_TRUE(s.AtInsert(1, s.c_str() + 5));
+  EXPECT_EQ(Characters(s), L"389456789");
+  s.printf(L"%s-%d", L"a", 1);
+  s.printf_add(L"+%s", s.c_str());
+  EXPECT_EQ(Characters(s), L"a-1+a-1");
+  s.printf(L"%s", wstring(9000, L'x').c_str());
+  EXPECT_EQ(Characters(s), wstring(8191, L'x'));
+}
+
+TEST(String, Compares) {
+  String const a(L"a"), b(L"B"), none;
+  EXPECT_TRUE(b.Compare(a) < 0 && b.CompareNoCase(a) > 0);
+  EXPECT_TRUE(b < a && a > b && a >= a && a <= a && none < a);
+  EXPECT_TRUE(none == String() && none != a && a == L"a" && none == L"" && a == "a" && none == "");
+  EXPECT_FALSE(String(L"a\0b", 3) == a);                  // lengths differ
+  EXPECT_TRUE(String(L"a\0b", 3) == String(L"a\0c", 3));  // and behind a zero nothing is looked at
+  EXPECT_FALSE(a == "ab" || String(L"\xE9") == "\xE9" || String(L"\xFFE9") == "\xE9");
+}
+
+TEST(String, Searches) {
+  String const text(L"aab\0aa", 6), none;
+  EXPECT_TRUE(text.Find(L'b') == 2 && text.Find(L'\0') == 3 && text.Find(L'z') == String::npos);
+  EXPECT_TRUE(text.Find(L"ab") == 1 && text.Find(String(L"b")) == 2 && text.Find("ab") == 1);
+  EXPECT_TRUE(text.Find(L"") == 0 && text.Find("") == String::npos && text.Find(none) == String::npos);
+  EXPECT_TRUE(text.Find(static_cast<wchar_t*>(nullptr)) == 0 && text.Find(static_cast<char*>(nullptr)) == 0);
+  EXPECT_TRUE(none.Find(L"") == String::npos && text.RFind(L"a") == 1 && text.RFind(L"") == String::npos);
+  EXPECT_TRUE(String(L"aaaa").RFind(L"aa") == 2 && String(L"aaa").RFind(String(L"aa")) == 1);
+}
+
+TEST(String, Edits) {
+  struct {
+    char const* name;
+    wchar_t const *before, *after;
+    bool (*edit)(String& s);
+  } const cases[] = {
+      {"insert", L"ad", L"abcd", [](String& s) { return s.AtInsert(1, L"bc"); }},
+      {"insert behind the end", L"ab", L"ab", [](String& s) { return !s.AtInsert(3, L"c"); }},
+      {"delete", L"abcd", L"ad", [](String& s) { return s.AtDelete(1, 2); }},
+      {"delete too much", L"abcd", L"abcd", [](String& s) { return !s.AtDelete(2, 5); }},
+      {"delete a range that wraps", L"abcd", L"abcd", [](String& s) { return !s.AtDelete(2, String::npos); }},
+      {"delete nothing", L"abcd", L"abcd", [](String& s) { return !s.AtDelete(2, 0); }},
+      {"cut", L"abcd", L"ad", [](String& s) { return s.Cut(1, 2); }},
+      {"cut too much", L"abcd", L"ab", [](String& s) { return s.Cut(2, String::npos); }},
+      {"cut at the end", L"ab", L"ab", [](String& s) { return !s.Cut(2, 1); }},
+      {"trim", L"\t a b ", L"a b", [](String& s) { return s.Trim(); }},
+      {"upper", L"a\xE9", L"A\xC9", [](String& s) { return s.MakeUpper(), true; }},
+      {"lower", L"A\xC9", L"a\xE9", [](String& s) { return s.MakeLower(), true; }},
+      {"left", L"abc", L"ab", [](String& s) { return s = s.Left(2), true; }},
+      {"right", L"abc", L"bc", [](String& s) { return s = s.Right(2), true; }},
+      {"escapes", LR"(a\Tb\\c\q\)", L"a\tb\\cq\\", [](String& s) { return s = s.Parse_C_string(), true; }},
+      {"double zero", L"ab", L"ab", [](String& s) { return s.DoubleTerminate(), s.Length() == 3; }},
+      {"extension", L"dir.v\\file", L"v\\file", [](String& s) { return s = s.FileExt(), true; }},
+      {"path", L"c:/a/b", L"c:/a", [](String& s) { return s = s.FilePath(), true; }},
+      {"short name", L"a/b\\c/d", L"c/d", [](String& s) { return s = s.FileShortName(), true; }},
+      {"short name of a bare name", L"a.txt", L"", [](String& s) { return s = s.FileShortName(), true; }},
+      {"remove extension", L"a.b\\c", L"a", [](String& s) { return s.RemoveExtension(), true; }},
+      {"terminate", L"a", L"a\\", [](String& s) { return s.TerminatePath(), s.TerminatePath(), true; }},
+      {"unterminate", L"a\\/", L"a\\", [](String& s) { return s.UnterminatePath(), true; }},
+  };
+  for (auto const& c : cases) {
+    String s(c.before);
+    EXPECT_TRUE(c.edit(s)) << c.name;
+    EXPECT_STREQ(s.c_str(), c.after) << c.name;
+  }
+  String list;
+  list.DoubleTerminate();
+  EXPECT_TRUE(list.Length() == 2 && list.At(1) == 0 && list.c_str()[2] == 0);
+}
+
+TEST(String, ConcatenatesPaths) {
+  wchar_t const* const cases[][3] = {
+      {L"c:\\x\\y", L"..\\..\\z", L"c:\\z"},
+      {L"c:\\x", L"./z", L"c:\\x\\.\\z"},
+      {L"c:\\x\\", L"a/b", L"c:\\x\\a\\b"},
+      {L"c:", L"../../z", L"c:\\z"},
+      {L"", L"..\\z", L"z"},
+      {L"c:\\x", L"..", L"c:\\x\\.."},
+  };
+  String path;
+  for (auto const& [base, relative, joined] : cases) {
+    EXPECT_TRUE(path.FileConcatePaths(String(base), String(relative)));
+    EXPECT_STREQ(path.c_str(), joined);
+  }
+  EXPECT_FALSE(path.FileConcatePaths(path, String()));
+  EXPECT_STREQ(path.c_str(), L"c:\\x\\..");
+  path = wstring(600, L'b').c_str();
+  EXPECT_TRUE(path.FileConcatePaths(path, String(wstring(300, L'r').c_str())));
+  EXPECT_EQ(Characters(path), wstring(509, L'b') + L"\\" + wstring(255, L'r'));
+}
+
+}  // namespace

@@ -1,0 +1,229 @@
+#include <gtest/gtest.h>
+#include <qecore/core/ref.h>
+#include <qecore/draw/geometry.h>
+#include <qecore/values/array.h>
+#include <qecore/values/string.h>
+#include <qecore/values/variant.h>
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <tuple>
+
+#include "support/binary.h"
+
+namespace {
+
+using namespace yk;
+using std::string;
+using std::wstring;
+
+template <class... Arguments>
+Variant Made(Arguments... arguments) {
+  Variant v;
+  v.Init(arguments...);
+  return v;
+}
+
+// A variant as a damaged file may leave it: a tag and nothing behind it.
+Variant Bare(int type) {
+  Variant v;
+  v.type = static_cast<uint8_t>(type);
+  return v;
+}
+
+void* PayloadOf(Variant const& v) { return Field<void*>(&v, 0); }
+
+TEST(Variant, IsSixteenBytesWithTheTagInByte13) {
+  // clang-format off: a table
+  std::tuple<Variant, uint64_t, uint8_t> const cases[] = {
+      {Made(true), 1, 1},
+      {Made(uint8_t{0xFE}), 0xFE, 2},
+      {Made(uint16_t{0xFEDC}), 0xFEDC, 3},
+      {Made(0xFEDCBA98u), 0xFEDCBA98, 4},
+      {Made(uint64_t{0xFEDCBA9876543210}), 0xFEDCBA9876543210, 5},
+      {Made(int16_t{-2}), 0xFFFE, 6},
+      {Made(-2), 0xFFFFFFFE, 7},
+      {Made(int64_t{-2}), 0xFFFFFFFFFFFFFFFE, 8},
+      {Made(1.5f), 0x3FC00000, 11},
+      {Made(1.5), 0x3FF8000000000000, 12},
+      {Made(point2df{1.5f, -1.5f}), 0xBFC000003FC00000, 26}};
+  // clang-format on
+  for (auto const& [v, value, type] : cases) {
+    EXPECT_EQ(Field<uint64_t>(&v, 0), value) << int{type};
+    EXPECT_EQ(Field<uint16_t>(&v, 12), type << 8);
+  }
+}
+
+TEST(Variant, TextsAreCopiedBorrowedOrKeptEmpty) {
+  wchar_t const* const none = nullptr;
+  String const text(L"string");
+  std::tuple<Variant, uint8_t, unsigned> const cases[] = {
+      {Made("narrow"), 14, 7}, {Made(L"wide"), 15, 10}, {Made(text), 15, 14},    {Made(""), 0, 0},
+      {Made(none, 1u), 0, 0},  {Made("", 2u), 14, 0},   {Made(none, 3u), 15, 0}, {Made(String()), 0, 0},
+  };
+  for (auto const& [v, type, size] : cases) {
+    void* payload = nullptr;
+    EXPECT_EQ(v.type, type);
+    EXPECT_EQ(v.GetDataPtr(&payload), size);
+    EXPECT_TRUE((payload == nullptr) == (size == 0) && v.flags == 0);
+  }
+  Variant v;
+  v.Init(text, true);
+  EXPECT_TRUE(PayloadOf(v) == text.c_str() && v.flags == 2 && v.size == 14);
+  v.flags |= Variant::TRANSIENT;
+  Variant const copy(v);
+  EXPECT_TRUE(PayloadOf(copy) != text.c_str() && copy.flags == 4 && copy.size == 14);
+  v.Init(copy);
+  v.Init(static_cast<wchar_t*>(PayloadOf(v)) + 3);  // out of itself
+  v.Init(v);
+  EXPECT_STREQ(static_cast<wchar_t*>(PayloadOf(v)), L"ing");
+  v.Done();
+  EXPECT_TRUE(PayloadOf(v) == nullptr && v.type == 0 && v.flags == 0 && v.size == 8);  // the size stays
+}
+
+TEST(Variant, BlobsOfTheSameSizeKeepTheirBuffer) {
+  Variant v, out;
+  v.Init("abc", 3, false);
+  void* const buffer = PayloadOf(v);
+  v.Init("xyz", 3, true);
+  v.Init(nullptr, 3, false);
+  char bytes[4] = "###";
+  EXPECT_TRUE(PayloadOf(v) == buffer && v.flags == 0 && v.Get(static_cast<void*>(bytes), 2u) == 2);
+  EXPECT_STREQ(bytes, "xy#");
+  char own[] = "pq";
+  v.Init(own, 2, true);
+  v.Init("rs", 2, false);  // into the borrowed buffer
+  EXPECT_STREQ(own, "rs");
+  EXPECT_TRUE(v.Get(out) == S_OK && PayloadOf(out) == own && out.flags == 2);
+}
+
+TEST(Variant, HoldsOneReferenceToAnObject) {
+  Ref<Array> const object = Ref<Array>::Adopt(Array::Create(0));
+  Variant v = Made(static_cast<Unknown*>(object.get()));
+  EXPECT_EQ(References(object.get()), 2u);
+  Variant const shared(v);
+  EXPECT_EQ(References(object.get()), 3u);
+  v.Init(v.GetI());
+  v.flags |= Variant::BORROWED;  // means nothing here
+  v.Done();
+  EXPECT_EQ(References(object.get()), 2u);
+  EXPECT_EQ(v.GetI(), nullptr);
+}
+
+template <class Number>
+std::pair<bool, Number> Converted(Variant const& v) {
+  Number number = 9;
+  bool const converted = v.Get(number);
+  return {converted, number};
+}
+
+TEST(Variant, ConvertsToEachNumber) {
+  std::tuple<char const*, Variant, bool, int, unsigned, float, double> const cases[] = {
+      {"16 bits", Made(static_cast<unsigned short>(65000)), true, 65000, 65000, 65000, 65000},
+      {"32 bits, of which some take 16", Made(70000u), true, 4464, 70000, 70000, 4464},
+      {"64 bits", Made(uint64_t{0xFFFFFFFF00000005}), true, 5, 5, 0x1p64f, 18446744069414584325.0},
+      {"short", Made(static_cast<short>(-3)), true, -3, 0xFFFFFFFD, -3, -3},
+      {"signed 64 bits", Made(int64_t{-4294967295}), true, 1, 1, -0x1p32f, -4294967295.0},
+      {"float", Made(2.5f), true, 3, 3, 2.5f, 2.5},
+      {"double", Made(-2.5), true, -3, 0xFFFFFFFD, -2.5f, -2.5},
+      {"too large a double", Made(1e10), true, INT32_MIN, 0x80000000, 1e10f, 1e10},
+      {"narrow text", Made("12.75x"), true, 12, 12, 12.75f, 12.75},
+      {"wide text", Made(L"0.1"), true, 0, 0, 0.1f, double{0.1f}},
+      {"empty text", Made(L"", 2u), true, 0, 0, 0, 0},
+      {"no tag at all", Bare(200), false, 0, 0, 0, 0},
+  };
+  for (auto const& [name, v, converts, asInt, asUnsigned, asFloat, asDouble] : cases) {
+    EXPECT_EQ(Converted<int>(v), std::pair(converts, asInt)) << name;
+    EXPECT_EQ(Converted<unsigned>(v), std::pair(converts, asUnsigned)) << name;
+    EXPECT_EQ(Converted<float>(v), std::pair(converts, asFloat)) << name;
+    EXPECT_EQ(Converted<double>(v), std::pair(converts, asDouble)) << name;
+    EXPECT_EQ(Converted<bool>(v), std::pair(converts, asUnsigned != 0)) << name;
+    EXPECT_EQ(Converted<uint8_t>(v), std::pair(converts, uint8_t(std::min(asUnsigned, 255u)))) << name;
+    EXPECT_EQ(Converted<uint16_t>(v), std::pair(converts, uint16_t(std::min(asUnsigned, 65535u)))) << name;
+  }
+}
+
+TEST(Variant, ConvertsToTextsAndPoints) {
+  String s(L"before");
+  EXPECT_TRUE(Made("caf\xE9").Get(s) && s == L"caf\xE9" && Made(L"wide").Get(s) && s == L"wide");
+  EXPECT_FALSE(Made(7).Get(s) || !s.IsEmpty());
+  point2d p;
+  EXPECT_TRUE(Made(point2d{0.1, 2}).Get(p) && p == (point2d{0.1, 2}));
+  EXPECT_TRUE(Made(point2df{0.1f, 3}).Get(p) && p == (point2d{0.1f, 3}));
+  EXPECT_FALSE(Bare(Variant::POINT_2D).Get(p) || !(p == point2d{}));
+}
+
+TEST(Variant, CopiesTextsIntoBuffersAndNotBehindThem) {
+  // a buffer's size, the four characters after, of which each was `#`, and the result
+  std::tuple<unsigned, wstring, size_t> const cases[] = {
+      {4, {L"abc\0", 4}, 3}, {3, L"abc#", 3}, {2, L"ab##", 2}, {0, L"####", 0}};
+  for (auto const& [length, after, result] : cases) {
+    string narrow(4, '#');
+    wstring wide(4, L'#');
+    EXPECT_TRUE(Made("abc").Get(narrow.data(), length) == result &&
+                Made(L"abc").Get(wide.data(), length) == result);
+    EXPECT_TRUE(wide == after && narrow == string(after.begin(), after.end())) << length;
+  }
+  char narrow[4] = "###";
+  wchar_t wide[4] = L"###";
+  EXPECT_TRUE(Made(L"ab").Get(narrow, 4) == 2 && Made("cd").Get(wide, 4) == 2 && wstring(wide) == L"cd");
+  EXPECT_TRUE(Made(L"abcdef").Get(narrow, 2) <= 2 && narrow[2] == 0);
+}
+
+TEST(Variant, GetsIntoAnother) {
+  Ref<Array> const object = Ref<Array>::Adopt(Array::Create(0));
+  for (Variant const& v : {Made(true), Made(0.1), Made(int64_t{-5}), Made("text"), Made(L"text"),
+                           Made(point2d{1, 2}), Made(point2df{1, 2}), Made(point3d{1, 2, 3})}) {
+    Variant out = Made("before");
+    EXPECT_EQ(v.Get(out), S_OK);
+    EXPECT_TRUE(v.Compare(out)) << int{v.type};
+  }
+  for (Variant const& v : {Bare(0), Bare(16), Made(static_cast<Unknown*>(object.get())), Made(matrix3d{})}) {
+    Variant out = Made("before");
+    EXPECT_EQ(v.Get(out), E_INVALIDARG);
+    EXPECT_TRUE(out.type == v.type && !PayloadOf(out)) << int{v.type};
+  }
+  Variant out = Made(7), borrowing;
+  EXPECT_TRUE(Made(L"", 2u).Get(out) == S_OK && out.type == 0);
+  borrowing.Init(L"text", 1);
+  EXPECT_EQ(borrowing.Get(out), S_OK);
+  EXPECT_TRUE(PayloadOf(out) == PayloadOf(borrowing) && out.flags == 2);
+}
+
+TEST(Variant, Compares) {
+  matrix3d near, off;
+  near.elements[11] = 1e-30;
+  off.elements[11] = 3e-30;
+  double const none = std::numeric_limits<double>::quiet_NaN();
+  // clang-format off: a table
+  std::tuple<Variant, Variant, bool> const cases[] = {
+      {Made(5), Made(5), true},
+      {Made(5), Made(5u), false},
+      {Made(0.0f), Made(-0.0f), true},
+      {Made(none), Made(none), false},
+      {Made("ab"), Made("ab"), true},
+      {Made(L"ab"), Made(L"aB"), false},
+      {Made("", 2u), Made("", 2u), true},
+      {Made("", 2u), Made("a"), false},
+      {Made("abc"), Made(L"abc"), true},
+      {Made(L"abc"), Made("abd"), false},
+      {Made("ab"), Made(L"abc"), false},
+      {Made("\xE9"), Made(L"\xE9"), false},
+      {Made("", 2u), Made(L"", 2u), false},
+      {Made(point3df{1, 2, 3}), Made(point3df{1, 2, 3}), true},
+      {Made(point3d{1, 2, 3}), Made(point3d{1, 2, 4}), false},
+      {Made(matrix3d{}), Made(near), true},
+      {Made(matrix3d{}), Made(off), false},
+      {Made(matrix2d{}), Made(matrix2d{}), false},
+      {Bare(0), Bare(0), false},
+      {Bare(23), Bare(23), false},
+      {Bare(255), Bare(255), false}};
+  // clang-format on
+  for (auto const& [a, b, equal] : cases) {
+    EXPECT_EQ(a.Compare(b), equal) << int{a.type} << " and " << int{b.type};
+    EXPECT_EQ(b.Compare(a), equal);
+  }
+}
+
+}  // namespace
