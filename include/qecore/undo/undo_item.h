@@ -68,14 +68,14 @@ static_assert(sizeof(ykUndoItem) == 29);
 
 /// What an item derives from: writes the two slots of the destructor and the size for `Self`. The class is
 /// `final` and befriends `Destroys`, which runs its destructor.
-template <class Self>
-class UndoItemOf : public Destroys<Self, ykUndoItem> {
+template <class Self, class Base = ykUndoItem>
+class UndoItemOf : public Destroys<Self, Base> {
  public:
   void* DeleteThis(unsigned flags) noexcept override { return this->DeleteSelf(flags); }
   int GetSize() noexcept override { return static_cast<int>(sizeof(Self)); }
 
  protected:
-  UndoItemOf() noexcept = default;
+  using Destroys<Self, Base>::Destroys;
   ~UndoItemOf() = default;
 };
 

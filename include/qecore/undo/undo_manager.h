@@ -66,62 +66,69 @@ static_assert(offsetof(Transaction, first) == 16 && offsetof(Transaction, create
 ///   offset 16 history   32 sizeLimit    40 thirdLimit   48 depth      56 busy
 ///          24 open      36 levelLimit   44 count        52 position   64 changed
 ///
-/// A host that derives from it for OnCommit compiles the deriving class without run-time type information.
-class YK_API UndoManager : public Destroys<UndoManager, Unknown> {
+/// Hosts may derive from it, for OnCommit: all virtual functions are inline, and what they do is exported.
+class UndoManager : public Destroys<UndoManager, Unknown> {
  public:
   static Guid const& Id() noexcept { return ids::UNDO_MANAGER; }
   using ChangeCallback = void (*)(UndoManager* manager);
 
   /// A new manager, or null.
-  static UndoManager* Create() noexcept;
+  YK_API static UndoManager* Create() noexcept;
 
   /// Answers its own identifier and Unknown's.
-  HRESULT QueryInterface(Guid const& id, void** out) noexcept override;
+  HRESULT QueryInterface(Guid const& id, void** out) noexcept override {
+    if (!(id == Id())) return Unknown::QueryInterface(id, out);
+    *out = this;
+    AddRef();
+    return S_OK;
+  }
 
   /// Reverts the transaction at the position, or replays the one behind it. YK_E_EMPTY while one of the two
   /// runs. E_FAIL: there is none. What the items answer is ignored.
-  virtual HRESULT Undo() noexcept;
-  virtual HRESULT Redo() noexcept;
+  virtual HRESULT Undo() noexcept { return DoUndo(); }
+  virtual HRESULT Redo() noexcept { return DoRedo(); }
 
   /// Adds to the open transaction. The caller's reference is the manager's from here on, also on failure.
   /// E_FAIL outside a transaction; E_INVALIDARG for null and for an item that is in the open transaction.
-  virtual HRESULT AddItem(ykUndoItem* item) noexcept;
+  virtual HRESULT AddItem(ykUndoItem* item) noexcept { return DoAddItem(item); }
 
-  virtual bool CanUndo() noexcept;
-  virtual bool CanRedo() noexcept;
+  virtual bool CanUndo() noexcept { return Entries() > 0 && position >= 0; }
+  virtual bool CanRedo() noexcept { return Entries() > 0 && position < Entries() - 1; }
   /// True as soon as something was committed; Clear does not reset what it looks at, on purpose.
-  virtual bool HasHistory() noexcept;
+  virtual bool HasHistory() noexcept { return count > 0; }
   /// True inside a transaction.
-  virtual bool IsRecording() noexcept;
+  virtual bool IsRecording() noexcept { return depth != 0; }
 
   /// Opens a transaction, or one more level of it. YK_E_EMPTY while an undo or redo runs.
-  virtual HRESULT BeginTransaction() noexcept;
+  virtual HRESULT BeginTransaction() noexcept { return DoBegin(); }
   /// Ends a level, and commits at the outermost. S_OK: committed. 1: it held no item, nothing is recorded.
   /// E_FAIL: no transaction is open, or an inner level ended. E_OUTOFMEMORY: the items are dropped.
-  virtual HRESULT EndTransaction(wchar_t const* name) noexcept;
+  virtual HRESULT EndTransaction(wchar_t const* name) noexcept { return DoEnd(name); }
   /// Ends a level, and drops the items at the outermost. E_FAIL as above.
-  virtual HRESULT CancelTransaction() noexcept;
+  virtual HRESULT CancelTransaction() noexcept { return DoCancel(); }
 
   /// Forgets the history. An open transaction stays.
-  virtual HRESULT Clear() noexcept;
+  virtual HRESULT Clear() noexcept { return DoClear(); }
 
   /// Transactions from the current one backwards, in a new array that is the caller's and does not own them.
   /// With `max` of 1 and more it holds up to `max` + 1 of them, on purpose; else all.
   /// E_FAIL: there is nothing to undo. `*out` is null on failure.
-  virtual HRESULT GetUndoList(Array** out, int max) noexcept;
+  virtual HRESULT GetUndoList(Array** out, int max) noexcept { return DoGetUndoList(out, max); }
 
   /// Reserved: E_NOTIMPL.
-  virtual HRESULT Reserved20() noexcept;
+  virtual HRESULT Reserved20() noexcept { return E_NOTIMPL; }
 
   /// The name of what Undo would revert, of what Redo would replay. E_FAIL: nothing, and `out` is untouched.
-  virtual HRESULT GetUndoName(String& out) noexcept;
-  virtual HRESULT GetRedoName(String& out) noexcept;
+  virtual HRESULT GetUndoName(String& out) noexcept { return CanUndo() ? DoGetName(position, out) : E_FAIL; }
+  virtual HRESULT GetRedoName(String& out) noexcept {
+    return CanRedo() ? DoGetName(position + 1, out) : E_FAIL;
+  }
 
   /// True inside a transaction that has an item already.
-  virtual bool HasOpenItems() noexcept;
+  virtual bool HasOpenItems() noexcept { return depth != 0 && open && open->first; }
 
   /// The transaction at the position; null when the history is empty or a redo is possible.
-  virtual Transaction* GetLastTransaction() noexcept;
+  virtual Transaction* GetLastTransaction() noexcept { return CanRedo() ? nullptr : Entry(position); }
 
   /// Records that the property `key` of `object` is about to change: call it before SetValue. The item keeps
   /// the property's value as it is now and exchanges it with the present one at each undo and redo, through
@@ -132,24 +139,40 @@ class YK_API UndoManager : public Destroys<UndoManager, Unknown> {
   /// `merge`: when the last committed transaction records this property already, that item serves, and
   /// nothing new is recorded. \return the item, lent; null outside a transaction, for a null object, and when
   /// there is no memory.
-  virtual ykUndoItem* RecordValue(Unknown* object, unsigned key, bool merge) noexcept;
+  virtual ykUndoItem* RecordValue(Unknown* object, unsigned key, bool merge) noexcept {
+    return DoRecordValue(object, key, merge);
+  }
 
   /// A hook for derived managers, called after each commit and before the change callback.
-  virtual HRESULT OnCommit() noexcept;
+  virtual HRESULT OnCommit() noexcept { return E_NOTIMPL; }
 
   /// Sets what is called after every change of the history, and when the manager dies; null for none.
   void SetChangeCallback(ChangeCallback callback) noexcept { changed = callback; }
 
  protected:
-  UndoManager() noexcept;
-  ~UndoManager();
+  YK_API UndoManager() noexcept;
+  YK_API ~UndoManager();
 
  private:
   template <class, class>
   friend class Destroys;
 
-  int Entries() noexcept;
-  Transaction* Entry(int index) noexcept;
+  YK_API HRESULT DoUndo() noexcept;
+  YK_API HRESULT DoRedo() noexcept;
+  YK_API HRESULT DoAddItem(ykUndoItem* item) noexcept;
+  YK_API HRESULT DoBegin() noexcept;
+  YK_API HRESULT DoEnd(wchar_t const* name) noexcept;
+  YK_API HRESULT DoCancel() noexcept;
+  YK_API HRESULT DoClear() noexcept;
+  YK_API HRESULT DoGetUndoList(Array** out, int max) noexcept;
+  YK_API HRESULT DoGetName(int index, String& out) noexcept;
+  YK_API ykUndoItem* DoRecordValue(Unknown* object, unsigned key, bool merge) noexcept;
+
+  int Entries() noexcept { return history ? history->Count() : 0; }
+  Transaction* Entry(int index) noexcept {  // null out of range, without a report
+    bool const inside = index >= 0 && index < Entries();
+    return inside ? static_cast<Transaction*>(history->At(index)) : nullptr;
+  }
   void DropLast() noexcept;
   void CloseOpen() noexcept;
   void Changed() noexcept;
