@@ -45,6 +45,14 @@ if(QECORE_UBSAN)
   target_compile_options(qecore_flags INTERFACE -fsanitize=undefined -fno-sanitize=vptr -fno-sanitize-recover=undefined -g)
   target_link_libraries(qecore_flags INTERFACE qecore_ubsan $<TARGET_OBJECTS:qecore_ubsan>)
 endif()
+option(QECORE_GUARD_HEAP "End each heap block at a page that nobody may touch" OFF)
+if(QECORE_GUARD_HEAP)
+  add_library(qecore_guard_heap OBJECT cmake/guard_heap.cpp)
+  target_compile_features(qecore_guard_heap PRIVATE cxx_std_20)
+  target_link_options(
+    qecore_flags INTERFACE -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc,--wrap=free,--wrap=_msize)
+  target_link_libraries(qecore_flags INTERFACE qecore_guard_heap $<TARGET_OBJECTS:qecore_guard_heap>)
+endif()
 
 # Single files get more by their name, so that no list has to be kept:
 #   *_kernels*.cpp   pixel loops: all optimisation
