@@ -82,18 +82,18 @@ class YK_API Deserializer final : public Destroys<Deserializer, Unknown> {
   Deserializer() noexcept;
   ~Deserializer();
 
-  OpenChunk* Innermost() const noexcept;
-  unsigned Bound() const noexcept;
-  unsigned short Enter(unsigned bound) noexcept;
+  unsigned short EnterChunk(unsigned bound) noexcept;
   HRESULT ReadFrame() noexcept;
-  HRESULT CheckTable(unsigned short tag, unsigned frameEnd) noexcept;
+  HRESULT ReadFramePart(unsigned short tag) noexcept;
+  HRESULT CheckTable(unsigned short tag) noexcept;
   bool ReadNumber(unsigned& number) noexcept;
 
   Ref<Stream> stream;
   Ref<Array> objects;
   OpenChunk* chunks = nullptr;
   int capacity = 0;
-  int depth = -1;  // of the innermost chunk; one that could not be noted counts, too, and is corrupt
+  int depth = -1;     // the innermost chunk's place in `chunks`
+  unsigned lost = 0;  // chunks begun inside the innermost one that could not be noted: all are corrupt
   unsigned streamSize = 0;
   unsigned fileStart = 0;
   unsigned flags = 0;

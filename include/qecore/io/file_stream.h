@@ -58,10 +58,12 @@ class YK_API FileStream final : public Implements<FileStream, Stream> {
   template <class, class>
   friend class Destroys;
 
-  FileStream(String const& path, unsigned flags) noexcept;
+  FileStream(String const& path, unsigned openFlags) noexcept;
   ~FileStream();
 
   HRESULT OpenHandle(unsigned mode) noexcept;
+
+  static constexpr unsigned DELETE_AT_END = 1;
 
   void* handle;
   String name;

@@ -68,15 +68,16 @@ class YK_API Serializer final : public Destroys<Serializer, Unknown> {
   Serializer() noexcept;
   ~Serializer();
 
-  bool HasOpenChunk() const noexcept { return depth > bottom; }
-  void WriteNumberChunk(unsigned short tag, unsigned number, unsigned* position) noexcept;
+  void WriteFrame() noexcept;
+  void WriteNumberChunk(unsigned short tag, unsigned number, unsigned& position) noexcept;
 
   Ref<Stream> stream;
   Ref<Array> objects;  // made by the first reference
   OpenChunk* chunks = nullptr;
   int capacity = 0;
-  int depth = -1;   // of the innermost chunk; one that could not be noted counts, too
-  int bottom = -1;  // the depth at which nothing is open
+  int depth = -1;     // the innermost chunk's place in `chunks`
+  int bottom = -1;    // the depth at which nothing is open
+  unsigned lost = 0;  // chunks begun inside the innermost one that could not be noted
   unsigned fileStart = 0;
   unsigned offsetPositions[2] = {};
   unsigned flags = 0;

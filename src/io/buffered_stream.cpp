@@ -1,0 +1,97 @@
+#include <qecore/core/ref.h>
+#include <qecore/io/buffered_stream.h>
+
+#include "stream_p.h"
+
+#include <new>
+
+namespace yk {
+namespace {
+
+constexpr unsigned BLOCK_BITS = 12;
+constexpr unsigned BLOCK_SIZE = 1u << BLOCK_BITS;
+
+class BufferedStream final : public Destroys<BufferedStream, Stream> {
+ public:
+  explicit BufferedStream(Stream* source) noexcept
+      : inner(Ref<Stream>::Share(source)), size(source->GetSize()), position(source->GetPosition()) {}
+
+  /// On purpose the inner stream's answer, unlike QueryInterface.
+  bool IsTypeOf(Guid const& id) noexcept override { return inner->IsTypeOf(id); }
+
+  using Stream::Read;
+  HRESULT Read(void* buffer, unsigned bytes, unsigned* done) noexcept override {
+    auto* const target = static_cast<unsigned char*>(buffer);
+    unsigned got = 0;
+    while (got < bytes) {
+      unsigned const available = Load();
+      if (available == 0) break;
+      unsigned const piece = available < bytes - got ? available : bytes - got;
+      memcpy(target + got, block + (position & (BLOCK_SIZE - 1)), piece);
+      got += piece;
+      position += piece;
+    }
+    if (got < bytes) memset(target + got, 0, bytes - got);
+    if (done) *done = got;
+    return S_OK;
+  }
+
+  HRESULT Seek(long offset, unsigned origin, unsigned* newPosition) noexcept override {
+    int64_t target = offset;
+    if (origin == FROM_POSITION) target += static_cast<int64_t>(position);
+    if (origin == FROM_END) target += static_cast<int64_t>(size);
+    auto const place = static_cast<uint64_t>(target);  // huge for one before the start: that goes to the end
+    position = place < size ? place : size;
+    if (newPosition) *newPosition = static_cast<unsigned>(position);
+    return S_OK;
+  }
+
+  unsigned GetPosition() noexcept override { return static_cast<unsigned>(position); }
+  unsigned GetSize() noexcept override { return static_cast<unsigned>(size); }
+  HRESULT GetState() noexcept override { return inner->GetState(); }
+
+ private:
+  template <class, class>
+  friend class yk::Destroys;
+  ~BufferedStream() = default;
+
+  /// Makes the block at the position the one that is held. \return bytes from the position to the end of what
+  /// it holds
+  unsigned Load() noexcept {
+    if (position >= size) return 0;
+    auto const wanted = static_cast<int32_t>(position >> BLOCK_BITS);
+    if (wanted != held) Fetch(wanted);
+    uint64_t const start = static_cast<uint64_t>(wanted) << BLOCK_BITS;
+    uint64_t const end = start + valid < size ? start + valid : size;
+    return position < end ? static_cast<unsigned>(end - position) : 0;
+  }
+
+  /// A whole block left the inner stream at the start of the next one, which then needs no seek.
+  void Fetch(int32_t wanted) noexcept {
+    bool const sequential = held >= 0 && wanted == held + 1 && valid == BLOCK_SIZE;
+    bool const there = sequential || Succeeded(SeekTo(*inner, static_cast<unsigned>(wanted) << BLOCK_BITS));
+    valid = there ? ReadUpTo(*inner, block, BLOCK_SIZE) : 0;
+    held = wanted;
+  }
+
+  Ref<Stream> inner;
+  uint64_t size;      // of the inner stream at first: what is appended later is not seen
+  uint64_t position;  // this stream's own
+  unsigned char block[BLOCK_SIZE];
+  int32_t held = -1;   // index of the block in the buffer
+  uint32_t valid = 0;  // bytes in it
+};
+
+static_assert(sizeof(BufferedStream) == 4144);
+
+}  // namespace
+
+HRESULT ykCreateBufferedStream(Stream* inner, Stream** out) noexcept {
+  if (!out) return E_INVALIDARG;
+  *out = nullptr;
+  if (!inner) return E_INVALIDARG;
+  *out = new (std::nothrow) BufferedStream(inner);
+  return *out ? S_OK : E_OUTOFMEMORY;
+}
+
+}  // namespace yk

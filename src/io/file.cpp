@@ -1,0 +1,74 @@
+#include <qecore/io/file.h>
+
+#include <windows.h>
+
+#include <string.h>
+#include <wchar.h>
+
+namespace yk {
+namespace {
+
+constexpr size_t LONGEST_PATH = 32767;  // the system's limit
+
+/// The separator that FilePath cuts at: the last backslash, or the last slash in a text without any. Null when
+/// nothing would be left in front of it.
+wchar_t* ParentEnd(wchar_t* path) noexcept {
+  wchar_t* separator = wcsrchr(path, L'\\');
+  if (!separator) separator = wcsrchr(path, L'/');
+  return separator == path ? nullptr : separator;
+}
+
+}  // namespace
+
+bool file::IsFileExist(String const& path) noexcept {
+  HANDLE const handle =
+      CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return false;
+  CloseHandle(handle);
+  return true;
+}
+
+HRESULT file::NewFolder(wchar_t const* path) noexcept {
+  return path && CreateDirectoryW(path, nullptr) ? S_OK : E_FAIL;
+}
+
+HRESULT file::NewFolderEx(String const& path) noexcept {
+  if (path.Length() > LONGEST_PATH) return E_FAIL;
+  if (IsFolder(path.c_str())) return S_OK;
+  HRESULT made = NewFolder(path.c_str());
+  if (Succeeded(made)) return made;
+
+  // Cut the path at one separator after the other until a parent is there or can be made, then put the
+  // separators back one by one. A loop, so that a path of a thousand names needs no deep stack.
+  String cut = path;
+  wchar_t* const text = cut.GetBuffer();
+  size_t const length = wcslen(cut.c_str());
+  do {
+    wchar_t* const end = text ? ParentEnd(text) : nullptr;
+    if (!end) return made;
+    *end = 0;
+    made = IsFolder(text) ? S_OK : NewFolder(text);
+  } while (Failed(made));
+  for (size_t end = wcslen(text); end < length; end = wcslen(text)) {
+    text[end] = path.c_str()[end];
+    made = NewFolder(text);
+    if (Failed(made)) return made;
+  }
+  return made;
+}
+
+bool file::IsFolder(wchar_t const* path) noexcept {
+  DWORD const attributes = path ? GetFileAttributesW(path) : INVALID_FILE_ATTRIBUTES;
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+bool file::GetTempFolder(size_t size, wchar_t* buffer) noexcept {
+  if (!buffer || size == 0) return false;
+  buffer[0] = 0;
+  auto const room = static_cast<DWORD>(size < MAXDWORD ? size : MAXDWORD);
+  DWORD const length = GetTempPathW(room, buffer);
+  if (length >= room) buffer[0] = 0;
+  return length != 0;
+}
+
+}  // namespace yk

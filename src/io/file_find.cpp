@@ -1,0 +1,86 @@
+#include <qecore/io/file_find.h>
+
+#include <windows.h>
+
+#include <string.h>
+#include <new>
+
+namespace yk {
+
+/// A search under way.
+struct FileFind::State {
+  HANDLE find;
+  WIN32_FIND_DATAW entry;
+  unsigned fetched;  // entries that GetNext has looked at; the first one comes with the search itself
+};
+
+namespace {
+
+uint64_t TimeOf(FILETIME const& time) noexcept {
+  uint64_t value;
+  memcpy(&value, &time, sizeof value);
+  return value;
+}
+
+bool IsSelfOrParent(wchar_t const* name) noexcept {
+  return wcscmp(name, L".") == 0 || wcscmp(name, L"..") == 0;
+}
+
+}  // namespace
+
+FileFind::FileFind(String const& where, String const& namePattern, unsigned what) noexcept
+    : folder(where), pattern(namePattern), flags(what) {
+  folder.TerminatePath();
+  auto* const started = new (std::nothrow) State;
+  if (!started) return;
+  String all = folder;
+  all += L"*.*";
+  started->fetched = 0;
+  started->find = FindFirstFileW(all.c_str(), &started->entry);
+  if (started->find == INVALID_HANDLE_VALUE) {
+    delete started;
+    return;
+  }
+  state = started;
+}
+
+FileFind::~FileFind() {
+  if (!state) return;
+  FindClose(state->find);
+  delete state;
+}
+
+bool FileFind::GetNext() noexcept {
+  while (Fetch()) {
+    WIN32_FIND_DATAW const& entry = state->entry;
+    bool const isFolder = IsFolder();
+    if (!(flags & (isFolder ? FOLDERS : FILES))) continue;
+    if (isFolder ? IsSelfOrParent(entry.cFileName) : !RegularCompare(pattern.c_str(), entry.cFileName))
+      continue;
+    name = entry.cFileName;
+    lastAccess = TimeOf(entry.ftLastAccessTime);
+    lastWrite = TimeOf(entry.ftLastWriteTime);
+    size = isFolder ? 0 : entry.nFileSizeLow;
+    return true;
+  }
+  return false;
+}
+
+bool FileFind::GetFullName(String& out) const noexcept {
+  out = folder;
+  out += name;
+  return true;
+}
+
+bool FileFind::IsFolder() const noexcept {
+  return state && (state->entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+/// Puts the next entry into the state, whatever it is.
+bool FileFind::Fetch() noexcept {
+  if (!state || (state->fetched > 0 && !FindNextFileW(state->find, &state->entry))) return false;
+  ++state->fetched;
+  return true;
+}
+
+}  // namespace yk

@@ -1,0 +1,180 @@
+#include "stream_p.h"
+
+#include <qecore/core/ref.h>
+#include <qecore/io/file_stream.h>
+#include <qecore/io/mem_stream.h>
+
+#include <windows.h>
+
+#include <new>
+
+namespace yk {
+namespace {
+
+struct OpenMode {
+  DWORD access;
+  DWORD share;
+  DWORD disposition;
+};
+
+/// By mode; the first is none.
+constexpr OpenMode MODES[] = {
+    {},
+    {GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING},
+    {GENERIC_WRITE, FILE_SHARE_READ, OPEN_EXISTING},
+    {GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, OPEN_EXISTING},
+    {GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS},
+};
+static_assert(sizeof MODES / sizeof *MODES == FileStream::CREATE + 1);
+
+constexpr struct {
+  DWORD error;
+  HRESULT result;
+} OPEN_FAILURES[] = {
+    {ERROR_FILE_NOT_FOUND, YK_E_NOTFOUND},
+    {ERROR_PATH_NOT_FOUND, YK_E_NOTFOUND},
+    {ERROR_ACCESS_DENIED, YK_E_ACCESS},
+    {ERROR_SHARING_VIOLATION, YK_E_ACCESS},
+};
+
+HRESULT FailureOf(DWORD error) noexcept {
+  for (auto const& row : OPEN_FAILURES) {
+    if (row.error == error) return row.result;
+  }
+  return E_FAIL;
+}
+
+HRESULT ResultOf(BOOL done) noexcept { return done ? S_OK : E_FAIL; }
+
+/// A path "$(module)NAME:RESOURCE.TYPE", taken apart.
+struct ResourcePath {
+  String module;
+  String name;
+  String type;
+
+  /// False: the path is an ordinary one.
+  bool Parse(wchar_t const* path) noexcept {
+    if (wcsncmp(path, L"$(", 2) != 0) return false;
+    wchar_t const* const word = path + 2;
+    wchar_t const* const close = wcschr(word, L')');
+    if (!close || String(word, static_cast<size_t>(close - word)).CompareNoCase(L"module") != 0) return false;
+    wchar_t const* const colon = wcschr(close + 1, L':');
+    wchar_t const* const dot = colon ? wcschr(colon + 1, L'.') : nullptr;
+    if (!dot) return false;
+    module = String(close + 1, static_cast<size_t>(colon - (close + 1)));
+    name = String(colon + 1, static_cast<size_t>(dot - (colon + 1)));
+    type = dot + 1;
+    return true;
+  }
+};
+
+HRESULT OpenResource(ResourcePath const& path, Stream** out) noexcept {
+  HMODULE const module = GetModuleHandleW(path.module.c_str());
+  return module ? MemStream::Create(module, path.type.c_str(), path.name.c_str(), out) : E_FAIL;
+}
+
+}  // namespace
+
+HRESULT FileStream::Create(String const& path, unsigned flags, Stream** out) noexcept {
+  if (!out) return E_INVALIDARG;
+  *out = nullptr;
+  ResourcePath resource;
+  if (resource.Parse(path.c_str())) return OpenResource(resource, out);
+  Ref<Stream> const stream = Ref<Stream>::Adopt(new (std::nothrow) FileStream(path, flags));
+  if (!stream) return E_OUTOFMEMORY;
+  HRESULT const opened = stream->GetState();
+  if (Succeeded(opened)) *out = Ref<Stream>(stream).Detach();
+  return opened;
+}
+
+HRESULT FileStream::CreateTemp(Stream** out) noexcept { return Create(String(), TEMPORARY | CREATE, out); }
+
+FileStream::FileStream(String const& path, unsigned openFlags) noexcept
+    : handle(INVALID_HANDLE_VALUE), name(path) {
+  unsigned mode = openFlags & MODE_MASK;
+  if (openFlags & TEMPORARY) {
+    wchar_t folder[MAX_PATH];
+    wchar_t file[MAX_PATH];
+    DWORD const length = GetTempPathW(MAX_PATH, folder);
+    if (length == 0 || length >= MAX_PATH || !GetTempFileNameW(folder, L"qe", 0, file)) return;
+    name = file;
+    flags = DELETE_AT_END;
+    mode = CREATE;
+  }
+  status = OpenHandle(mode);
+}
+
+FileStream::~FileStream() {
+  if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
+  if (flags & DELETE_AT_END) DeleteFileW(name.c_str());
+}
+
+HRESULT FileStream::OpenHandle(unsigned mode) noexcept {
+  if (mode == 0 || mode > CREATE) return E_FAIL;
+  auto const [access, share, disposition] = MODES[mode];
+  handle = CreateFileW(name.c_str(), access, share, nullptr, disposition, 0, nullptr);
+  return handle != INVALID_HANDLE_VALUE ? S_OK : FailureOf(GetLastError());
+}
+
+HRESULT FileStream::Read(void* buffer, unsigned size, unsigned* done) noexcept {
+  DWORD got = 0;
+  BOOL const read = ReadFile(handle, buffer, size, &got, nullptr);
+  if (got < size) memset(static_cast<unsigned char*>(buffer) + got, 0, size - got);
+  if (done) *done = got;
+  return ResultOf(read);
+}
+
+HRESULT FileStream::Write(void const* buffer, unsigned size, unsigned* done) noexcept {
+  DWORD written = 0;
+  BOOL const wrote = WriteFile(handle, buffer, size, &written, nullptr);
+  if (done) *done = written;
+  return ResultOf(wrote);
+}
+
+HRESULT FileStream::Seek(long offset, unsigned origin, unsigned* newPosition) noexcept {
+  DWORD const position = SetFilePointer(handle, offset, nullptr, origin);
+  if (position == INVALID_SET_FILE_POINTER) return E_FAIL;
+  if (newPosition) *newPosition = position;
+  return S_OK;
+}
+
+unsigned FileStream::GetPosition() noexcept {
+  DWORD const position = SetFilePointer(handle, 0, nullptr, FILE_CURRENT);
+  return position != INVALID_SET_FILE_POINTER ? position : 0;
+}
+
+unsigned FileStream::GetSize() noexcept {
+  LARGE_INTEGER bytes = {};  // stays 0 for what has no size, such as a pipe
+  GetFileSizeEx(handle, &bytes);
+  return bytes.LowPart;
+}
+
+HRESULT FileStream::SetSize(unsigned size) noexcept {
+  if (Failed(SeekTo(*this, size))) return E_FAIL;
+  return ResultOf(SetEndOfFile(handle));
+}
+
+HRESULT FileStream::GetState() noexcept { return status; }
+
+HRESULT FileStream::GetFileName(String& out) noexcept {
+  if (handle == INVALID_HANDLE_VALUE) return E_FAIL;
+  out = name;
+  return S_OK;
+}
+
+HRESULT FileStream::GetFileTime(unsigned long long* time) noexcept {
+  if (!time) return E_INVALIDARG;
+  FILETIME lastWrite;
+  if (!::GetFileTime(handle, nullptr, nullptr, &lastWrite)) return E_FAIL;
+  memcpy(time, &lastWrite, sizeof *time);
+  return S_OK;
+}
+
+HRESULT FileStream::SetFileTime(unsigned long long const* time) noexcept {
+  if (!time) return E_INVALIDARG;
+  FILETIME moment;
+  memcpy(&moment, time, sizeof moment);
+  return ResultOf(::SetFileTime(handle, &moment, nullptr, &moment));
+}
+
+}  // namespace yk

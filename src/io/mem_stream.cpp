@@ -1,0 +1,159 @@
+#include <qecore/core/ref.h>
+#include <qecore/io/mem_stream.h>
+
+#include <windows.h>
+
+#include <string.h>
+#include <new>
+
+namespace yk {
+namespace {
+
+constexpr unsigned STEP_BITS = 16;  // blocks grow by 64 KiB
+constexpr uint64_t STEP = uint64_t{1} << STEP_BITS;
+constexpr uint64_t LARGEST = 0xFFFFFFFF;  // positions are 32-bit outside
+
+}  // namespace
+
+HRESULT MemStream::Create(Stream** out) noexcept {
+  if (!out) return E_INVALIDARG;
+  *out = new (std::nothrow) MemStream;
+  return *out ? S_OK : E_OUTOFMEMORY;
+}
+
+MemStream::~MemStream() {
+  if (!block) return;
+  GlobalUnlock(block);
+  if (flags & OWNED) GlobalFree(block);
+}
+
+HRESULT MemStream::Read(void* buffer, unsigned bytes, unsigned* done) noexcept {
+  uint64_t const from = position;
+  unsigned got = bytes;
+  bool const advanced = Advance(got, false);
+  if (got > 0) memcpy(buffer, data + from, got);
+  if (got < bytes) memset(static_cast<unsigned char*>(buffer) + got, 0, bytes - got);
+  if (done) *done = got;
+  return advanced ? S_OK : E_FAIL;
+}
+
+HRESULT MemStream::Write(void const* buffer, unsigned bytes, unsigned* done) noexcept {
+  uint64_t const from = position;
+  unsigned room = bytes;
+  bool const advanced = Advance(room, true);
+  if (room > 0) memcpy(data + from, buffer, room);
+  if (done) *done = room;
+  return advanced ? S_OK : E_FAIL;
+}
+
+HRESULT MemStream::Seek(long offset, unsigned origin, unsigned* newPosition) noexcept {
+  int64_t target = offset;
+  if (origin == FROM_POSITION) target += static_cast<int64_t>(position);
+  if (origin == FROM_END) target += static_cast<int64_t>(size);
+  if (target < 0 || static_cast<uint64_t>(target) > size) return E_INVALIDARG;
+  flags &= ~BROKEN;
+  position = static_cast<uint64_t>(target);
+  if (newPosition) *newPosition = static_cast<unsigned>(position);
+  return S_OK;
+}
+
+unsigned MemStream::GetPosition() noexcept { return static_cast<unsigned>(position); }
+
+unsigned MemStream::GetSize() noexcept { return static_cast<unsigned>(size); }
+
+HRESULT MemStream::SetSize(unsigned newSize) noexcept {
+  if (newSize > 0) {
+    if (!Resize(newSize)) return E_FAIL;
+    shrunk = newSize < capacity;  // the capacity stays as it was, on purpose
+  }
+  size = newSize;
+  if (position > size) position = size;
+  return S_OK;
+}
+
+HRESULT MemStream::GetState() noexcept { return flags & BROKEN ? E_FAIL : S_OK; }
+
+HRESULT MemStream::Attach(HGLOBAL newBlock) noexcept {
+  if (block) return E_FAIL;
+  if (newBlock) {
+    void* const locked = GlobalLock(newBlock);
+    if (!locked) return E_FAIL;
+    block = newBlock;
+    data = static_cast<unsigned char*>(locked);
+    flags &= ~OWNED;
+  } else if (!Resize(STEP)) {
+    return E_FAIL;
+  }
+  capacity = GlobalSize(block);
+  size = newBlock ? capacity : 0;
+  if (position > size) position = size;
+  shrunk = false;
+  return S_OK;
+}
+
+HRESULT MemStream::AttachBuffer(void* buffer, unsigned bytes) noexcept {
+  if (block || data) return YK_E_EMPTY;
+  if (!buffer && bytes > 0) return E_INVALIDARG;
+  data = static_cast<unsigned char*>(buffer);
+  size = capacity = bytes;
+  return S_OK;
+}
+
+HGLOBAL MemStream::GetHandle(bool owned) noexcept {
+  if (block) flags = owned ? flags | OWNED : flags & ~OWNED;
+  return block;
+}
+
+HRESULT MemStream::GetBuffer(void** out) noexcept {
+  if (!out) return E_INVALIDARG;
+  *out = data;
+  return S_OK;
+}
+
+/// Moves the position by `bytes`, which a read cuts at the end and a write makes room for. False: not at all,
+/// and `bytes` is then 0.
+bool MemStream::Advance(unsigned& bytes, bool writing) noexcept {
+  uint64_t const end = position + bytes;
+  bool const beyond = end > size;
+  bool const possible = !(flags & BROKEN) && (!beyond || (writing ? MakeRoom(end) : position < size));
+  if (!possible) {
+    bytes = 0;
+    return false;
+  }
+  if (beyond && writing) size = end;
+  if (beyond && !writing) bytes = static_cast<unsigned>(size - position);
+  position += bytes;
+  return true;
+}
+
+/// Makes sure that the storage reaches to `end`.
+bool MemStream::MakeRoom(uint64_t end) noexcept {
+  if (end > LARGEST) return false;
+  if (end > capacity) {
+    uint64_t const grown = ((end >> STEP_BITS) + 1) << STEP_BITS;  // strictly above the end, on purpose
+    if (!Resize(grown)) return false;
+    capacity = grown;
+  } else if (shrunk && end > GlobalSize(block)) {
+    if (!Resize(capacity)) return false;
+  } else {
+    return true;
+  }
+  shrunk = false;
+  return true;
+}
+
+/// Gives the block this size, or makes one when there is none, also in the place of a caller's buffer. New
+/// bytes are zero. On failure the storage is as it was.
+bool MemStream::Resize(uint64_t bytes) noexcept {
+  if (flags & BROKEN) return false;
+  if (block) GlobalUnlock(block);
+  HGLOBAL const resized = block ? GlobalReAlloc(block, bytes, GMEM_MOVEABLE | GMEM_ZEROINIT)
+                                : GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, bytes);
+  if (resized && !block) flags |= OWNED;
+  if (resized) block = resized;
+  if (block) data = static_cast<unsigned char*>(GlobalLock(block));
+  if (!data) size = position = capacity = 0;  // a block that cannot be locked holds nothing
+  return resized && data;
+}
+
+}  // namespace yk

@@ -1,0 +1,19 @@
+// What reading the records of values has in common: whatever a record claims, a load takes no more than the
+// chunk still holds, and what the chunk does not hold reads as zero.
+#pragma once
+
+#include "stream_p.h"
+
+#include <qecore/io/deserializer.h>
+
+namespace yk {
+
+/// Reads from the chunk that the reader stands in and not beyond it; the rest of the buffer is zeroed.
+inline void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept {
+  unsigned const remaining = reader.GetRemaining();
+  unsigned const there = size < remaining ? size : remaining;
+  ReadUpTo(*reader.GetStream(), buffer, there);
+  memset(static_cast<unsigned char*>(buffer) + there, 0, size - there);
+}
+
+}  // namespace yk

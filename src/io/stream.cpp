@@ -1,0 +1,66 @@
+#include "stream_p.h"
+
+#include <qecore/core/memory.h>
+#include <qecore/values/str.h>
+#include <qecore/values/string.h>
+
+namespace yk {
+namespace {
+
+constexpr int UTF8_BUFFER = 528;  // with the terminator: what WriteStringAsUTF8 can write at once
+constexpr unsigned COPY_BUFFER = 0x6000;
+
+unsigned char RotateLeft2(unsigned char byte) noexcept {
+  return static_cast<unsigned char>(byte << 2 | byte >> 6);
+}
+
+HRESULT CopyBytes(Stream& source, Stream& target, unsigned char* buffer, unsigned count) noexcept {
+  while (count > 0) {
+    if (target.GetState() != S_OK || source.GetState() != S_OK) break;
+    unsigned const piece = count < COPY_BUFFER ? count : COPY_BUFFER;
+    count -= piece;
+    HRESULT const result = source.Read(buffer, piece);
+    if (Failed(result)) return result;
+    target.Write(buffer,
+                 piece);  // its result is not looked at; a target that fails for good says so by its state
+  }
+  return S_OK;
+}
+
+}  // namespace
+
+HRESULT Stream::ReadText(Stream& stream, String& text) noexcept {
+  uint16_t length = 0;
+  ReadUpTo(stream, &length, sizeof length);
+  if (!text.Realloc(length) || length == 0) return S_OK;
+  ReadUpTo(stream, text.GetBuffer(), length * static_cast<unsigned>(sizeof(wchar_t)));
+  return S_OK;
+}
+
+HRESULT Stream::WriteUtf8(Stream& stream, wchar_t const* text, bool scramble) noexcept {
+  char bytes[UTF8_BUFFER] = {};  // zeros, so that the end of a text that was cut is found
+  if (text) str::WToUTF8(text, bytes, UTF8_BUFFER);
+  auto const length = static_cast<uint16_t>(strlen(bytes));
+  for (unsigned i = 0; scramble && i < length; ++i) {
+    bytes[i] = static_cast<char>(RotateLeft2(static_cast<unsigned char>(bytes[i])));
+  }
+  HRESULT const result = stream.Write(&length, sizeof length);
+  return length > 0 ? stream.Write(bytes, length) : result;
+}
+
+HRESULT CopyStream(Stream* source, Stream* target, int start, int count) noexcept {
+  if (!source || !target) return E_INVALIDARG;
+  unsigned const bytes = count < 0 ? source->GetSize() : static_cast<unsigned>(count);
+  if (bytes == 0) return S_FALSE;
+  unsigned const position = source->GetPosition();
+  HRESULT result = source->Seek(start, Stream::FROM_START);
+  if (Failed(result)) return result;
+  void* const buffer = yk_new(COPY_BUFFER);
+  if (!buffer) return E_OUTOFMEMORY;
+  result = CopyBytes(*source, *target, static_cast<unsigned char*>(buffer), bytes);
+  yk_delete(buffer);
+  if (Succeeded(result)) SeekTo(*source, position);
+  return result;
+}
+
+}  // namespace yk

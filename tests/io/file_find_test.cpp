@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+#include <qecore/io/file_find.h>
+#include <windows.h>
+
+#include <random>
+#include <set>
+
+#include "support/binary.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+using namespace yk;
+
+wchar_t Up(wchar_t c) { return static_cast<wchar_t>(towupper(c)); }
+
+bool DirectClass(wchar_t const* at, wchar_t const* close, wchar_t c) {
+  while (at < close) {
+    bool const range = at + 2 < close && at[1] == L'-';
+    if (range ? Up(at[0]) <= c && c <= Up(at[2]) : Up(*at) == c) return true;
+    at += range ? 3 : 1;
+  }
+  return false;
+}
+
+/// The matcher's rules, one by one, as a recursion that may take very long.
+bool Direct(wchar_t const* p, wchar_t const* n) {
+  for (; *p; ++p) {
+    if (*p == L'*') {
+      std::wstring const rest = p + 1;
+      wchar_t const* const dot = wcschr(n, L'.');
+      if (rest.empty() || rest == L".*") return true;
+      if (rest == L".") return !dot || !dot[1];
+      if (rest[0] == L'.' && dot) {
+        n = dot;
+        bool const plain = rest.find_first_of(L"*?[") == std::wstring::npos;
+        if (plain && !wcschr(dot + 1, L'.')) return _wcsicmp(rest.c_str() + 1, dot + 1) == 0;
+      }
+      for (; *n; ++n) {
+        if (Direct(p + 1, n)) return true;
+      }
+      return false;
+    }
+    wchar_t const* const close = *p == L'[' ? wcschr(p, L']') : nullptr;
+    if (*p == L'.' && !*n) continue;
+    if (!*n) return false;
+    if (close ? !DirectClass(p + 1, close, Up(*n)) : *p != L'?' && Up(*p) != Up(*n)) return false;
+    if (close) p = close;
+    ++n;
+  }
+  return !*n;
+}
+
+TEST(RegularCompare, KnownAnswers) {
+  struct {
+    wchar_t const* pattern;
+    wchar_t const* name;
+    bool matches;
+  } const rows[] = {{L"*.TXT", L"a.txt", true}, {L"*.txt", L"a.b.txt", true},
+                    {L"*.", L"readme", true},   {L"*.", L"a.b", false},
+                    {L"*.", L"a.", true},       {L"*.*", L"readme", true},
+                    {L"*", L"", true},          {L"a?", L"a", false},
+                    {L"[a-c]x", L"Bx", true},   {L"[a-c]x", L"dx", false},
+                    {L"[-a]", L"-", true},      {L"[a-]", L"-", true},
+                    {L"[a-]", L"b", false},     {L"[]", L"", false},
+                    {L"[ab", L"[AB", true},     {L"readme.", L"readme", true},
+                    {L"a.b", L"ab", false},     {L"*a", L"", false},
+                    {L"**.", L"a.b", true},     {L"*.t?t", L"x.TXT", true},
+                    {L"*.a.b", L"x.a.b", true}, {L"", L"", true},
+                    {L"", L"a", false},         {L"*.a.", L"x.a", false},
+                    {L"*.a.", L"x.y.a", true},  {nullptr, L"a", false},
+                    {L"a", nullptr, false}};
+  for (auto const& row : rows) {
+    EXPECT_EQ(RegularCompare(row.pattern, row.name), row.matches) << row.pattern << " " << row.name;
+  }
+}
+
+TEST(RegularCompare, AnswersAsTheRulesDo) {
+  std::mt19937 random(3);
+  auto const text = [&](std::wstring const& letters, size_t longest) {
+    std::wstring made(random() % (longest + 1), L' ');
+    for (wchar_t& c : made) c = letters[random() % letters.size()];
+    return made;
+  };
+  int matches = 0;
+  for (int i = 0; i < 200000; ++i) {
+    std::wstring const pattern = text(L"aB.**?[-]", 9), name = text(L"Aab..-]", 8);
+    bool const expected = Direct(pattern.c_str(), name.c_str());
+    matches += expected;
+    ASSERT_EQ(RegularCompare(pattern.c_str(), name.c_str()), expected) << pattern << " " << name;
+  }
+  EXPECT_GT(matches, 10000);
+}
+
+TEST(RegularCompare, ManyStarsOnALongName) {
+  std::wstring pattern, name(5000, L'a');
+  for (int i = 0; i < 60; ++i) pattern += L"*a?";
+  EXPECT_TRUE(RegularCompare(pattern.c_str(), name.c_str()));
+  EXPECT_FALSE(RegularCompare((pattern + L"b").c_str(), name.c_str()));
+}
+
+std::set<std::wstring> Find(std::wstring const& folder, wchar_t const* pattern, unsigned flags) {
+  std::set<std::wstring> names;
+  FileFind find(folder.c_str(), pattern, flags);
+  for (String full; find.GetNext() && find.GetFullName(full);) {
+    EXPECT_EQ(full.c_str(), folder + L"\\" + find.name.c_str());
+    names.insert(find.name.c_str());
+    EXPECT_EQ(find.IsFolder(), find.name.Find(L'.') == 0) << find.name.c_str();
+    EXPECT_EQ(find.size, find.IsFolder() ? 0u : 3u);
+    EXPECT_NE(find.lastWrite, 0u);
+  }
+  EXPECT_FALSE(find.GetNext()) << "the end stays the end";
+  return names;
+}
+
+TEST(FileFind, WalksAFolder) {
+  TempFolder const folder;
+  for (wchar_t const* name : {L"a.txt", L"b.TXT", L"c.png"}) folder.Write(name, "abc");
+  CreateDirectoryW(folder.Path(L".hidden").c_str(), nullptr);
+  std::wstring const path = folder.Path().substr(0, folder.Path().size() - 1);
+  using Names = std::set<std::wstring>;
+  EXPECT_EQ(Find(path, L"*.txt", FileFind::FILES), (Names{L"a.txt", L"b.TXT"}));
+  EXPECT_EQ(Find(path, L"*.txt", FileFind::FOLDERS), Names{L".hidden"}) << "the pattern is for files";
+  EXPECT_EQ(Find(path, L"*", 3), (Names{L"a.txt", L"b.TXT", L"c.png", L".hidden"}));
+  EXPECT_EQ(Find(path, L"*", 0), Names{});
+  EXPECT_EQ(Find(path + L"\\missing", L"*", 3), Names{});
+  EXPECT_EQ(Find(std::wstring(70000, L'x'), L"*", 3), Names{});
+  RemoveDirectoryW(folder.Path(L".hidden").c_str());
+}
+
+}  // namespace
