@@ -4,7 +4,7 @@
 
 #include <numbers>
 
-#include "../core/conversions_p.h"
+#include "core/conversions_p.h"
 
 namespace yk {
 namespace {

@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-#include "../core/conversions_p.h"
+#include "core/conversions_p.h"
 #include "geometry_p.h"
 
 namespace yk {

@@ -76,9 +76,10 @@ class YK_API IDC final : public Destroys<IDC, Unknown> {
 
   // ---- the surface
 
-  /// Draws into the pixels of an image of format IMG_BGR24 or IMG_BGRA32 (else E_INVALIDARG) from now on, with
-  /// `dc` as the memory device context; gives up a surface of its own. The mode becomes MODE_PAINT, the origin
-  /// 0 and the clip the whole image. topDown stays as it is: clear for an image, whose rows are bottom-up.
+  /// Draws into the pixels of an image of format IMG_BGR24 or IMG_BGRA32 (else E_INVALIDARG) from now on,
+  /// with `dc` as the memory device context; gives up a surface of its own. The mode becomes MODE_PAINT, the
+  /// origin 0 and the clip the whole image. topDown stays as it is: clear for an image, whose rows are
+  /// bottom-up.
   virtual HRESULT Attach(HDC dc, Image2d* image) noexcept;
   /// Forgets the pixels, the device context, the clip and the origin, and frees nothing.
   virtual HRESULT Detach() noexcept;
@@ -127,11 +128,12 @@ class YK_API IDC final : public Destroys<IDC, Unknown> {
                                              void* context) noexcept,
                virtual HRESULT FrameRectWith(xrect2d const& r, ColorCallback callback,
                                              void* context) noexcept);
-  /// A frame with corners that fade: without the corner pixels, which get a fifth of the colour's alpha, while
-  /// those diagonally inside get a third. Always S_OK.
+  /// A frame with corners that fade: without the corner pixels, which get a fifth of the colour's alpha,
+  /// while those diagonally inside get a third. Always S_OK.
   virtual HRESULT FrameRoundRect(xrect2d const& r) noexcept;
-  /// A frame of `width` pixels, inside the rectangle: left and top in the colour `light`, right and bottom in
-  /// `dark`, with mitred corners, blended. A width that reaches past the middle fills the rectangle.
+  /// A frame of `width` pixels, inside the rectangle, in the current mode: left and top in the colour `light`,
+  /// right and bottom in `dark`, with mitred corners whose diagonal is dark. A width that reaches past the
+  /// middle fills the rectangle.
   virtual HRESULT FrameBevel(xrect2d const& r, unsigned light, unsigned dark, int width) noexcept;
   /// Calls back for each pixel of an image, or of `sourceRect` of it, that comes to lie inside the clip when
   /// the first is put at (x, y). Pixels that the image does not have are left out.
@@ -159,12 +161,12 @@ class YK_API IDC final : public Destroys<IDC, Unknown> {
 
   // ---- lines and shapes, anti-aliased, in the current colour and mode
 
-  /// A line one pixel wide, both ends included: each step along the longer axis paints two pixels, weighted by
-  /// how near the line passes. With a line pattern, a step is painted when the pattern has it. S_FALSE, and
-  /// the pattern does not move on, for a line without length or wholly outside the clip.
+  /// A line one pixel wide, both ends included: each step along the longer axis paints two pixels, weighted
+  /// by how near the line passes. With a line pattern, a step is painted when the pattern has it. S_FALSE,
+  /// and the pattern does not move on, for a line without length or wholly outside the clip.
   virtual HRESULT DrawLine(point2df const& a, point2df const& b) noexcept;
-  /// Connected lines. A pixel is painted once, also where lines meet or cross; the pattern runs on through the
-  /// joints and through what is outside the clip. `closed` connects the last point with the first.
+  /// Connected lines. A pixel is painted once, also where lines meet or cross; the pattern runs on through
+  /// the joints and through what is outside the clip. `closed` connects the last point with the first.
   virtual HRESULT DrawPolyline(point2df const* points, int count, bool closed) noexcept;
   /// Fills a polygon, which may cross itself, by exact coverage. See FillRule; another rule is E_INVALIDARG.
   /// A polygon along pixel edges is filled as FillRect does it.
@@ -172,8 +174,8 @@ class YK_API IDC final : public Destroys<IDC, Unknown> {
   /// Fills the ellipse that touches the edges of the rectangle, or, for an outline above 0, the band of that
   /// width inside its edge.
   virtual HRESULT FillEllipse(rect2d const& r, double outline = 0) noexcept;
-  /// GDI's polygon: whole pixels, no anti-aliasing, even-odd. Fills with `fill`, then draws the closed outline
-  /// with a pen of `penWidth` pixels (0 is 1) in `outline`; each colour by its alpha, 0 for none, and
+  /// GDI's polygon: whole pixels, no anti-aliasing, even-odd. Fills with `fill`, then draws the closed
+  /// outline with a pen of `penWidth` pixels (0 is 1) in `outline`; each colour by its alpha, 0 for none, and
   /// where the outline is the fill is not.
   virtual HRESULT DrawPolygon(POINT const* points, int count, unsigned fill, unsigned outline,
                               int penWidth) noexcept;
@@ -183,8 +185,8 @@ class YK_API IDC final : public Destroys<IDC, Unknown> {
   /// Sets the alpha of every pixel in the rectangle. YK_E_EMPTY on a surface without alpha.
   virtual HRESULT SetAlpha(xrect2d const& r, unsigned char alpha) noexcept;
   /// Text in the current colour, alpha included, and in the font that is selected into the memory device
-  /// context. `format` is DrawTextW's; with DT_CALCRECT the rectangle is set to the text's size and nothing is
-  /// painted. `length` -1: up to the terminator. E_FAIL when the system refuses. Call it as DrawText.
+  /// context. `format` is DrawTextW's; with DT_CALCRECT the rectangle is set to the text's size and nothing
+  /// is painted. `length` -1: up to the terminator. E_FAIL when the system refuses. Call it as DrawText.
   YK_SLOT_PAIR(virtual HRESULT PaintText(String const& text, xrect2d* r, unsigned format) noexcept,
                virtual HRESULT PaintText(wchar_t const* text, int length, xrect2d* r,
                                          unsigned format) noexcept);

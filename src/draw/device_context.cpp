@@ -1,0 +1,280 @@
+#include "gdi_p.h"
+// first: it brings the platform's types
+
+#include <qecore/core/registry.h>
+#include <qecore/draw/color.h>
+#include <qecore/image/image.h>
+#include <qecore/values/array.h>
+#include <string.h>
+
+#include <algorithm>
+#include <new>
+
+#include "device_context_p.h"
+
+namespace yk {
+namespace {
+
+constexpr unsigned OPAQUE_BLACK = 0xFF000000;
+
+int BitCount(bool hasAlpha) noexcept { return hasAlpha ? 32 : 24; }
+
+HRESULT CreateContext(ClassInfo const* info, void** out) noexcept {
+  *out = nullptr;
+  if (!(info->classId == IDC::Id())) return E_NOINTERFACE;
+  *out = IDC::Create();
+  return *out ? S_OK : E_OUTOFMEMORY;
+}
+
+// A surface of its own has a device context of its own; else the caller's is in use, which is the caller's to
+// delete.
+bool OwnsSurface(IDC const& dc) noexcept { return dc.surfaceBitmap != nullptr; }
+
+void MakeMemoryDC(IDC& dc) noexcept {
+  dc.memoryDC = draw::MemoryDC::Make();
+  if (dc.surfaceBitmap) {
+    dc.previousObject = SelectObject(dc.memoryDC, dc.surfaceBitmap);
+  } else {
+    dc.foreignDC = dc.memoryDC;  // over an image's pixels: noted as one to delete
+  }
+}
+
+// Device contexts go first: a bitmap that is selected cannot be deleted.
+void FreeSurface(IDC& dc) noexcept {
+  if (dc.foreignDC) DeleteDC(dc.foreignDC);
+  if (OwnsSurface(dc) && dc.memoryDC) DeleteDC(dc.memoryDC);
+  if (dc.surfaceBitmap) DeleteObject(dc.surfaceBitmap);
+  dc.foreignDC = dc.memoryDC = nullptr;
+  dc.previousObject = nullptr;
+  dc.surfaceBitmap = nullptr;
+  dc.bits = nullptr;
+  dc.width = dc.height = dc.stride = 0;
+}
+
+HRESULT MakeSurface(IDC& dc, int w, int h) noexcept {
+  int64_t const rowBytes = draw::RowBytes(w, BitCount(dc.hasAlpha));
+  dc.width = w;
+  dc.height = h;
+  dc.bytesPerPixel = dc.hasAlpha ? 4 : 3;
+  dc.stride = ClampToInt(rowBytes);
+  if (rowBytes > INT32_MAX) return E_FAIL;
+  dc.surfaceBitmap = draw::MakeSection(w, dc.topDown ? -h : h, BitCount(dc.hasAlpha), &dc.bits);
+  if (!dc.surfaceBitmap) return E_FAIL;
+  MakeMemoryDC(dc);
+  return S_OK;
+}
+
+// The way round BitBlt. The header says 24 bits whatever the surface has; pixels that this would read and the
+// surface does not have make it fail.
+HRESULT StretchTo(HDC target, IDC const& dc, int x, int y, int w, int h, xrect2d const& source) noexcept {
+  int64_t const needed = draw::RowBytes(w, 24) * h;
+  if (!dc.bits || w < 1 || h < 1 || needed > int64_t{dc.stride} * dc.height) return E_FAIL;
+  BITMAPINFO info = {};
+  info.bmiHeader = {sizeof(BITMAPINFOHEADER), w, h, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
+  int const lines = StretchDIBits(target, x, y, w, h, source.left, source.top, w, h, dc.bits, &info,
+                                  DIB_RGB_COLORS, SRCCOPY);
+  return lines < 1 ? E_FAIL : S_OK;
+}
+
+}  // namespace
+
+// ---- the object
+
+IDC* IDC::Create() noexcept { return new (std::nothrow) IDC; }
+
+HRESULT IDC::Register() noexcept {
+  ClassInfo info;
+  info.classId = info.interfaceId = Id();
+  info.name = "RGBA device context";
+  info.flags = ClassInfo::STATIC_NAME;
+  info.create = CreateContext;
+  return RegisterInterface(&info);
+}
+
+IDC::~IDC() {
+  FreeSurface(*this);
+  if (colourStack) colourStack->Release();
+}
+
+HRESULT IDC::QueryInterface(Guid const&, void**) noexcept { return E_NOINTERFACE; }
+
+void IDC::Destroy() noexcept {
+  // looked at as the address that came in: the language lets `this` count as never null
+  IDC* const volatile object = this;
+  if (object) DeleteSelf(1);
+}
+
+bool IDC::IsTypeOf(Guid const& id) noexcept { return id == Id() || Unknown::IsTypeOf(id); }
+
+// ---- the surface
+
+HRESULT IDC::Attach(HDC dc, Image2d* image) noexcept {
+  if (!dc || !image) return E_INVALIDARG;
+  if (image->format != IMG_BGR24 && image->format != IMG_BGRA32) return E_INVALIDARG;
+  if (OwnsSurface(*this)) FreeSurface(*this);
+  mode = MODE_PAINT;
+  width = image->width;
+  height = image->height;
+  bits = image->bits;
+  stride = image->stride;
+  clip = {0, 0, width, height};
+  originX = originY = 0;
+  bytesPerPixel = image->bytesPerPixel;
+  memoryDC = dc;
+  hasAlpha = image->format == IMG_BGRA32;
+  return S_OK;
+}
+
+HRESULT IDC::Detach() noexcept {
+  // a device context of its own would be lost: it waits for ReleaseDC, or the end, where that looks second
+  if (OwnsSurface(*this) && memoryDC) foreignDC = memoryDC;
+  bits = nullptr;
+  width = height = stride = 0;
+  clip = {};
+  originX = originY = 0;
+  memoryDC = nullptr;
+  previousObject = nullptr;
+  return S_OK;
+}
+
+HRESULT IDC::Create(xrect2d const& r) noexcept {
+  xrect2d const wanted = r;  // r may be the clip
+  HRESULT const result = Create(ClampToInt(int64_t{wanted.right} - wanted.left),
+                                ClampToInt(int64_t{wanted.bottom} - wanted.top));
+  if (Succeeded(result)) SetOrigin(ClampToInt(-int64_t{wanted.left}), ClampToInt(-int64_t{wanted.top}));
+  return result;
+}
+
+HRESULT IDC::Create(int w, int h) noexcept {
+  if (w < 1 || h < 1) return E_INVALIDARG;
+  clip = {0, 0, w, h};
+  originX = originY = 0;
+  bool const isSame = bits && w == width && h == height && bytesPerPixel == (hasAlpha ? 4 : 3);
+  if (isSame) {
+    if (!memoryDC) MakeMemoryDC(*this);
+    return S_OK;
+  }
+  FreeSurface(*this);
+  return MakeSurface(*this, w, h);
+}
+
+HRESULT IDC::ReleaseDC() noexcept {
+  if (memoryDC) {
+    if (previousObject) SelectObject(memoryDC, previousObject);
+    previousObject = nullptr;
+    DeleteDC(memoryDC);
+    if (foreignDC == memoryDC) foreignDC = nullptr;
+    memoryDC = nullptr;
+    return S_OK;
+  }
+  if (foreignDC) DeleteDC(foreignDC);
+  foreignDC = nullptr;
+  return E_FAIL;
+}
+
+HRESULT IDC::Blit(HDC target, int x, int y, xrect2d const* source) noexcept {
+  xrect2d const r = source ? *source : xrect2d(0, 0, width, height);
+  int const w = ClampToInt(int64_t{r.right} - r.left);
+  int const h = ClampToInt(int64_t{r.bottom} - r.top);
+  SetViewportOrgEx(memoryDC, 0, 0, nullptr);
+  if (BitBlt(target, x, y, w, h, memoryDC, r.left, r.top, SRCCOPY)) return S_OK;
+  return StretchTo(target, *this, x, y, w, h, r);
+}
+
+HRESULT IDC::Clear(unsigned color) noexcept {
+  if (!bits) return E_FAIL;
+  xrect2d const all(0, 0, width, height);
+  if (draw::HasAlpha(*this)) {
+    draw::RowFill const copy(MODE_COPY, color, bytesPerPixel);
+    draw::ForEachRow(*this, all, [&](unsigned char* row, int) { copy(row, draw::Width(all)); });
+    return S_OK;
+  }
+  // one row is painted and copied over the others, with what pads it
+  unsigned char* const first = draw::PixelAt(*this, 0, 0);
+  draw::RowFill const paint(MODE_PAINT, color | OPAQUE_BLACK, bytesPerPixel);
+  paint(first, draw::Width(all));
+  for (int y = 1; y < height; ++y) memcpy(draw::PixelAt(*this, y, 0), first, static_cast<size_t>(stride));
+  return S_OK;
+}
+
+// ---- state
+
+HRESULT IDC::SetOrigin(int x, int y) noexcept {
+  originX = x;
+  originY = y;
+  SetViewportOrgEx(memoryDC, x, y, nullptr);
+  return S_OK;
+}
+
+HRESULT IDC::GetOrigin(int& x, int& y) noexcept {
+  x = originX;
+  y = originY;
+  return S_OK;
+}
+
+HRESULT IDC::SetClip(xrect2d const& r) noexcept {
+  clip = {std::max(r.left, 0), std::max(r.top, 0), std::min(r.right, width), std::min(r.bottom, height)};
+  return S_OK;
+}
+
+HRESULT IDC::GetClip(xrect2d& r) noexcept {
+  r = clip;
+  return S_OK;
+}
+
+unsigned IDC::SetMode(unsigned newMode) noexcept {
+  unsigned const before = mode;
+  bool const needsAlpha = newMode == MODE_COPY || newMode == MODE_COMPOSITE;
+  mode = needsAlpha && !hasAlpha ? static_cast<unsigned>(MODE_PAINT) : newMode;
+  return before;
+}
+
+HRESULT IDC::SetColor(unsigned color) noexcept {
+  colour = color;
+  return S_OK;
+}
+
+// ---- pixels and colour
+
+unsigned IDC::GetPixel(int x, int y) noexcept {
+  xrect2d pixel(x, y, AddClamped(x, 1), AddClamped(y, 1));
+  if (!draw::ShiftAndClip(*this, pixel)) return 0;
+  unsigned char const* const p = draw::PixelAt(*this, pixel.top, pixel.left);
+  return OPAQUE_BLACK | unsigned{p[0]} << 16 | unsigned{p[1]} << 8 | unsigned{p[2]};
+}
+
+bool IDC::BlendPixel(int x, int y, unsigned color) noexcept {
+  xrect2d pixel(x, y, AddClamped(x, 1), AddClamped(y, 1));
+  if (!draw::ShiftAndClip(*this, pixel)) return false;
+  draw::BlendInto(draw::PixelAt(*this, pixel.top, pixel.left), color);
+  return true;
+}
+
+HRESULT IDC::PushColor() noexcept {
+  if (!colourStack) colourStack = Array::Create(0);
+  if (!colourStack) return E_OUTOFMEMORY;
+  int const count = colourStack->Count();
+  return colourStack->AtInsert(count, reinterpret_cast<void*>(uintptr_t{colour})) ? S_OK : E_OUTOFMEMORY;
+}
+
+HRESULT IDC::PopColor() noexcept {
+  if (!colourStack || colourStack->Count() == 0) return YK_E_EMPTY;
+  int const last = colourStack->Count() - 1;
+  colour = static_cast<unsigned>(reinterpret_cast<uintptr_t>(colourStack->At(last)));
+  colourStack->AtDelete(last);
+  return S_OK;
+}
+
+unsigned IDC::SetTextColor(unsigned color) noexcept { return ::SetTextColor(memoryDC, color & 0xFFFFFF); }
+
+HRESULT IDC::SetLinePattern(unsigned pattern) noexcept {
+  linePattern = pattern;
+  linePhase = 0;
+  return S_OK;
+}
+
+unsigned char* IDC::GetPixelAddress(int y, int x) noexcept {
+  return bits ? draw::PixelAt(*this, y, x) : nullptr;
+}
+
+}  // namespace yk

@@ -1,0 +1,237 @@
+// What a device context lets GDI draw: text and aliased polygons, into masks whose coverage is then painted.
+
+#include "gdi_p.h"
+// first: it brings the platform's types
+
+#include <math.h>
+#include <qecore/values/string.h>
+#include <wchar.h>
+
+#include <algorithm>
+
+#include "buffer_p.h"
+#include "device_context_p.h"
+
+namespace yk {
+namespace {
+
+using draw::GdiMask;
+using Coverage = draw::Buffer<unsigned char>;
+using Corners = draw::Buffer<POINT>;
+
+constexpr COLORREF WHITE = RGB(255, 255, 255);
+
+// A polygon's mask holds both colours' coverage: the fill's in the red bytes and the outline's in the blue
+// ones.
+constexpr COLORREF FILL_MASK = RGB(255, 0, 0);
+constexpr COLORREF OUTLINE_MASK = RGB(0, 0, 255);
+constexpr int FILL_BYTE = 2;
+constexpr int OUTLINE_BYTE = 0;
+
+// GDI gets no coordinate farther from what is visible than this, and no wider pen.
+constexpr int FAR_AWAY = 0x4000;
+constexpr int WIDEST_PEN = FAR_AWAY - 1;
+
+/// Paints a mask onto the surface; `coverageOf` makes a byte of the three of a pixel.
+template <class CoverageOf>
+HRESULT PaintMask(IDC const& dc, unsigned colour, xrect2d const& area, GdiMask const& mask,
+                  CoverageOf coverageOf) noexcept {
+  Coverage coverage;
+  if (!coverage.Reserve(static_cast<size_t>(mask.Columns()))) return E_OUTOFMEMORY;
+  for (int row = 0; row < mask.Rows(); ++row) {
+    unsigned char const* pixel = mask.Row(row);
+    for (int x = 0; x < mask.Columns(); ++x, pixel += 3) coverage.begin()[x] = coverageOf(pixel);
+    draw::Cover(dc, colour, area.left, area.top + row, coverage.begin(), mask.Columns());
+  }
+  return S_OK;
+}
+
+// ---- text
+
+// The font of the context, in another device context, for a scope.
+class SelectedFont {
+ public:
+  SelectedFont(HDC dc, HDC from) noexcept : dc(dc) {
+    if (HGDIOBJ const font = GetCurrentObject(from, OBJ_FONT)) before = SelectObject(dc, font);
+  }
+  ~SelectedFont() {
+    if (before) SelectObject(dc, before);
+  }
+  SelectedFont(SelectedFont const&) = delete;
+  SelectedFont& operator=(SelectedFont const&) = delete;
+
+ private:
+  HDC dc;
+  HGDIOBJ before = nullptr;
+};
+
+struct Text {
+  wchar_t const* characters;
+  int length;
+  unsigned format;
+};
+
+// \return the height, 0 when GDI refuses
+int LetDraw(HDC dc, Text const& text, unsigned format, RECT& r) noexcept {
+  return DrawTextW(dc, text.characters, text.length, &r, format);
+}
+
+RECT ToRect(xrect2d const& r) noexcept { return {r.left, r.top, r.right, r.bottom}; }
+xrect2d FromRect(RECT const& r) noexcept { return {r.left, r.top, r.right, r.bottom}; }
+
+HRESULT MeasureText(IDC const& dc, Text const& text, xrect2d& r) noexcept {
+  draw::MemoryDC const scratch;
+  SelectedFont const font(scratch, dc.memoryDC);
+  RECT measured = ToRect(r);
+  if (!LetDraw(scratch, text, text.format, measured) && text.length > 0) return E_FAIL;
+  r = FromRect(measured);
+  return S_OK;
+}
+
+// Where text may leave a mark: its rectangle, or with DT_NOCLIP as far around it as the text is large.
+xrect2d TextArea(IDC const& dc, Text const& text, xrect2d const& r) noexcept {
+  xrect2d area = draw::Shifted(dc, r);
+  if (!(text.format & DT_NOCLIP)) return area;
+  area.Normalize();
+  xrect2d size = r;
+  Text const measured = {text.characters, text.length, text.format | DT_CALCRECT};
+  if (Failed(MeasureText(dc, measured, size))) return area;
+  size.Normalize();
+  int const slant = AddClamped(size.bottom, -size.top);  // italic letters lean out of their box
+  area.Inflate(AddClamped(AddClamped(size.right, -size.left), slant), slant);
+  return area;
+}
+
+HRESULT PaintClippedText(IDC const& dc, Text const& text, xrect2d const& r, xrect2d const& area) noexcept {
+  GdiMask const mask(area);
+  if (!mask.IsMade()) return E_FAIL;
+  RECT where = ToRect(draw::Shifted(dc, r));
+  {
+    SelectedFont const font(mask.Dc(), dc.memoryDC);
+    SetBkMode(mask.Dc(), TRANSPARENT);
+    ::SetTextColor(mask.Dc(), WHITE);
+    if (!LetDraw(mask.Dc(), text, text.format, where)) return E_FAIL;
+  }
+  GdiFlush();
+  return PaintMask(dc, dc.colour, area, mask, [](unsigned char const* pixel) {
+    return static_cast<unsigned char>((pixel[0] + pixel[1] + pixel[2]) / 3);
+  });
+}
+
+// ---- polygons
+
+xrect2d Bounds(POINT const* points, int count) noexcept {
+  xrect2d box(points[0].x, points[0].y, points[0].x, points[0].y);
+  for (int i = 1; i < count; ++i) box.Add(points[i].x, points[i].y);
+  return box;
+}
+
+int AddRounded(int origin, double value) noexcept { return origin + static_cast<int>(floor(value + 0.5)); }
+
+// The inside of one of the four sides of a box: value >= limit, or <= where `above` is false.
+struct Side {
+  bool vertical;  // looks at y
+  bool above;
+  int limit;
+
+  int Of(POINT const& p) const noexcept { return vertical ? p.y : p.x; }
+  bool Keeps(POINT const& p) const noexcept { return above ? Of(p) >= limit : Of(p) <= limit; }
+
+  POINT Cut(POINT const& a, POINT const& b) const noexcept {
+    double const t = (static_cast<double>(limit) - Of(a)) / (static_cast<double>(Of(b)) - Of(a));
+    double const dx = (static_cast<double>(b.x) - a.x) * t, dy = (static_cast<double>(b.y) - a.y) * t;
+    return vertical ? POINT{AddRounded(0, a.x + dx), limit} : POINT{limit, AddRounded(0, a.y + dy)};
+  }
+};
+
+bool CutAlong(Side const& side, Corners& from, Corners& to) noexcept {
+  to.Shrink(0);
+  for (size_t i = 0; i < from.Count(); ++i) {
+    POINT const& a = from[i];
+    POINT const& b = from[i + 1 < from.Count() ? i + 1 : 0];
+    if (side.Keeps(a) && !to.Add(a)) return false;
+    if (side.Keeps(a) != side.Keeps(b) && !to.Add(side.Cut(a, b))) return false;
+  }
+  return true;
+}
+
+// Cuts a closed outline down to a box; what was outside runs along the box's sides. The result is in
+// `corners`.
+bool CutDown(Corners& corners, xrect2d const& box) noexcept {
+  Corners other;
+  return CutAlong({false, true, box.left}, corners, other) &&
+         CutAlong({true, true, box.top}, other, corners) &&
+         CutAlong({false, false, box.right}, corners, other) &&
+         CutAlong({true, false, box.bottom}, other, corners);
+}
+
+void FillMask(HDC dc, Corners& corners) noexcept {
+  draw::GdiObject const brush(CreateSolidBrush(FILL_MASK));
+  HGDIOBJ const oldPen = SelectObject(dc, GetStockObject(NULL_PEN));
+  HGDIOBJ const oldBrush = SelectObject(dc, brush.get());
+  Polygon(dc, corners.begin(), static_cast<int>(corners.Count()));
+  SelectObject(dc, oldBrush);
+  SelectObject(dc, oldPen);
+}
+
+// The outline goes on top and takes the fill away; the first corner stands at the end again.
+void OutlineMask(HDC dc, Corners& corners, int penWidth) noexcept {
+  draw::GdiObject const pen(CreatePen(PS_SOLID, penWidth, OUTLINE_MASK));
+  HGDIOBJ const old = SelectObject(dc, pen.get());
+  Polyline(dc, corners.begin(), static_cast<int>(corners.Count()));
+  SelectObject(dc, old);
+}
+
+}  // namespace
+
+HRESULT IDC::DrawPolygon(POINT const* points, int count, unsigned fill, unsigned outline,
+                         int penWidth) noexcept {
+  if (!points || count < 0 || penWidth < 0) return E_INVALIDARG;
+  if (count < 2 || !bits) return S_FALSE;
+  if (!draw::CanPaint(*this)) return E_NOTIMPL;
+  int const pen = std::min(penWidth, WIDEST_PEN);
+  xrect2d area = draw::Shifted(*this, Bounds(points, count));
+  area.Inflate(pen + 1, pen + 1);
+  if (!draw::ClipToSurface(*this, area)) return S_FALSE;
+
+  Corners corners;
+  if (!corners.Reserve(static_cast<size_t>(count) + 1)) return E_OUTOFMEMORY;
+  for (int i = 0; i < count; ++i) {
+    corners.Add({AddClamped(points[i].x, originX), AddClamped(points[i].y, originY)});
+  }
+  xrect2d reach = area;
+  reach.Inflate(FAR_AWAY, FAR_AWAY);
+  if (!CutDown(corners, reach)) return E_OUTOFMEMORY;
+  if (corners.Count() < 2) return S_FALSE;
+
+  GdiMask const mask(area);
+  if (!mask.IsMade()) return E_FAIL;
+  if (fill >> 24) FillMask(mask.Dc(), corners);
+  if (!corners.Add(POINT(corners[0]))) return E_OUTOFMEMORY;
+  if (outline >> 24) OutlineMask(mask.Dc(), corners, pen);
+  GdiFlush();
+  HRESULT const result =
+      PaintMask(*this, fill, area, mask, [](unsigned char const* pixel) { return pixel[FILL_BYTE]; });
+  if (Failed(result)) return result;
+  return PaintMask(*this, outline, area, mask,
+                   [](unsigned char const* pixel) { return pixel[OUTLINE_BYTE]; });
+}
+
+HRESULT IDC::PaintText(String const& text, xrect2d* r, unsigned format) noexcept {
+  return PaintText(text.c_str(), ClampToInt(static_cast<int64_t>(text.Length())), r, format);
+}
+
+HRESULT IDC::PaintText(wchar_t const* text, int length, xrect2d* r, unsigned format) noexcept {
+  if (!text || !r || length < -1) return E_INVALIDARG;
+  int const count = length >= 0 ? length : ClampToInt(static_cast<int64_t>(wcslen(text)));
+  // the text is the caller's to change, so GDI may not put an ellipsis into it
+  Text const given = {text, count, format & ~static_cast<unsigned>(DT_MODIFYSTRING)};
+  if (format & DT_CALCRECT) return MeasureText(*this, given, *r);
+  if (!bits || count == 0) return S_FALSE;
+  if (!draw::CanPaint(*this)) return E_NOTIMPL;
+  xrect2d area = TextArea(*this, given, *r);
+  if (!draw::ClipToSurface(*this, area)) return S_FALSE;
+  return PaintClippedText(*this, given, *r, area);
+}
+
+}  // namespace yk

@@ -1,0 +1,216 @@
+// Rectangles on a device context: fills, frames, gradients, images, and what changes alpha or colours in
+// place.
+
+#include <qecore/draw/color.h>
+#include <qecore/image/image.h>
+
+#include <algorithm>
+
+#include "device_context_p.h"
+
+namespace yk {
+namespace {
+
+using draw::ForEachRow;
+using draw::ShiftAndClip;
+using draw::Width;
+
+// Colours are worked out for this many pixels of a row at a time.
+constexpr int CHUNK = 256;
+
+xrect2d FromSize(int x, int y, int w, int h) noexcept { return {x, y, AddClamped(x, w), AddClamped(y, h)}; }
+
+int Span(int from, int to) noexcept { return ClampToInt(int64_t{to} - from); }
+
+// The weight of the second colour at a place in a gradient.
+float Progress(int at, int from, int to) noexcept {
+  return static_cast<float>((static_cast<double>(at) - from) / (static_cast<double>(to) - from));
+}
+
+// The four edges of a frame, each corner in one of them: top and bottom go from end to end.
+struct Edges {
+  xrect2d side[4];
+};
+
+Edges FrameEdges(int x, int y, int w, int h) noexcept {
+  int const right = AddClamped(x, w), bottom = AddClamped(y, h);
+  int const lastX = AddClamped(right, -1), lastY = AddClamped(bottom, -1);
+  int const innerTop = AddClamped(y, 1), innerHeight = AddClamped(h, -2);
+  return {{FromSize(x, y, w, 1), FromSize(x, lastY, w, 1), FromSize(x, innerTop, 1, innerHeight),
+           FromSize(lastX, innerTop, 1, innerHeight)}};
+}
+
+unsigned WithAlphaDividedBy(unsigned colour, unsigned divisor) noexcept {
+  return (colour & 0xFFFFFF) | (colour >> 24) / divisor << 24;
+}
+
+// Runs a row operation of the alpha surfaces over a rectangle.
+template <class Run>
+HRESULT ForAlphaRows(IDC& dc, xrect2d const& r, Run run) noexcept {
+  if (!draw::HasAlpha(dc)) return YK_E_EMPTY;
+  xrect2d area = r;
+  if (!ShiftAndClip(dc, area)) return S_FALSE;
+  ForEachRow(dc, area, [&](unsigned char* row, int) { run(row, Width(area)); });
+  return S_OK;
+}
+
+}  // namespace
+
+HRESULT draw::Fill(IDC const& dc, xrect2d const& r) noexcept {
+  if (!CanPaint(dc)) return E_NOTIMPL;
+  RowFill const fill(dc.mode, dc.colour, dc.bytesPerPixel);
+  if (r.left < r.right) ForEachRow(dc, r, [&](unsigned char* row, int) { fill(row, Width(r)); });
+  return dc.mode >= IDC::MODE_COPY ? S_FALSE : S_OK;
+}
+
+// ---- fills
+
+HRESULT IDC::FillRect(int x, int y, int w, int h) noexcept { return FillRect(FromSize(x, y, w, h)); }
+
+HRESULT IDC::FillRect(xrect2d const& r) noexcept {
+  xrect2d area = r;
+  return ShiftAndClip(*this, area) ? draw::Fill(*this, area) : S_FALSE;
+}
+
+HRESULT IDC::FillRectWith(int x, int y, int w, int h, ColorCallback callback, void* context) noexcept {
+  return FillRectWith(FromSize(x, y, w, h), callback, context);
+}
+
+HRESULT IDC::FillRectWith(xrect2d const& r, ColorCallback callback, void* context) noexcept {
+  if (!callback) return E_INVALIDARG;
+  xrect2d area = r;
+  if (!ShiftAndClip(*this, area)) return S_FALSE;
+  ForEachRow(*this, area, [&](unsigned char* pixel, int y) {
+    for (int x = area.left; x < area.right; ++x, pixel += bytesPerPixel) {
+      draw::BlendInto(pixel, callback(x - originX, y - originY, context));
+    }
+  });
+  return S_OK;
+}
+
+HRESULT IDC::FillGradientV(xrect2d const& r, unsigned first, unsigned second) noexcept {
+  xrect2d const whole = draw::Shifted(*this, r);
+  xrect2d area = whole;
+  if (!draw::ClipToSurface(*this, area)) return S_FALSE;
+  unsigned const saved = colour;
+  for (int y = area.top; y < area.bottom; ++y) {
+    colour = BlendColor(second, first, Progress(y, whole.top, whole.bottom));
+    draw::Fill(*this, {area.left, y, area.right, y + 1});
+  }
+  colour = saved;
+  return S_OK;
+}
+
+HRESULT IDC::FillGradientH(xrect2d const& r, unsigned first, unsigned second) noexcept {
+  xrect2d const whole = draw::Shifted(*this, r);
+  xrect2d area = whole;
+  if (!draw::ClipToSurface(*this, area)) return S_FALSE;
+  unsigned colours[CHUNK];
+  for (int left = area.left; left < area.right; left += CHUNK) {
+    xrect2d const chunk(left, area.top, std::min(left + CHUNK, area.right), area.bottom);
+    for (int x = chunk.left; x < chunk.right; ++x) {
+      colours[x - left] = BlendColor(second, first, Progress(x, whole.left, whole.right));
+    }
+    ForEachRow(*this, chunk,
+               [&](unsigned char* row, int) { draw::BlendRow(row, bytesPerPixel, colours, Width(chunk)); });
+  }
+  return S_OK;
+}
+
+// ---- frames
+
+HRESULT IDC::FrameRect(xrect2d const& r) noexcept {
+  return FrameRect(r.left, r.top, Span(r.left, r.right), Span(r.top, r.bottom));
+}
+
+HRESULT IDC::FrameRect(int x, int y, int w, int h) noexcept {
+  for (xrect2d const& edge : FrameEdges(x, y, w, h).side) FillRect(edge);
+  return S_OK;
+}
+
+HRESULT IDC::FrameRectWith(int x, int y, int w, int h, ColorCallback callback, void* context) noexcept {
+  if (!callback) return E_INVALIDARG;
+  for (xrect2d const& edge : FrameEdges(x, y, w, h).side) FillRectWith(edge, callback, context);
+  return S_OK;
+}
+
+HRESULT IDC::FrameRectWith(xrect2d const& r, ColorCallback callback, void* context) noexcept {
+  return FrameRectWith(r.left, r.top, Span(r.left, r.right), Span(r.top, r.bottom), callback, context);
+}
+
+HRESULT IDC::FrameRoundRect(xrect2d const& r) noexcept {
+  int const insideLeft = AddClamped(r.left, 1), insideTop = AddClamped(r.top, 1);
+  int const lastX = AddClamped(r.right, -1), lastY = AddClamped(r.bottom, -1);
+  int const insideX = AddClamped(r.right, -2), insideY = AddClamped(r.bottom, -2);
+  int const length = AddClamped(Span(r.left, r.right), -2), height = AddClamped(Span(r.top, r.bottom), -2);
+  FillRect(insideLeft, r.top, length, 1);
+  FillRect(insideLeft, lastY, length, 1);
+  FillRect(r.left, insideTop, 1, height);
+  FillRect(lastX, insideTop, 1, height);
+
+  unsigned const third = WithAlphaDividedBy(colour, 3), fifth = WithAlphaDividedBy(colour, 5);
+  for (int y : {insideTop, insideY}) {
+    for (int x : {insideLeft, insideX}) BlendPixel(x, y, third);
+  }
+  for (int y : {r.top, lastY}) {
+    for (int x : {r.left, lastX}) BlendPixel(x, y, fifth);
+  }
+  return S_OK;
+}
+
+// ---- images and visibility
+
+HRESULT IDC::DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect, PixelCallback callback,
+                       void* context) noexcept {
+  if (!source || !callback) return E_INVALIDARG;
+  xrect2d const whole(0, 0, source->width, source->height);
+  xrect2d const wanted = sourceRect ? *sourceRect : whole;
+  xrect2d part = wanted;
+  if (!source->bits || !whole.Clip(part)) return S_FALSE;
+
+  // where pixel (0, 0) of the source would lie on the surface; wide, since the positions are anyone's
+  int64_t const dx = int64_t{x} + originX - wanted.left;
+  int64_t const dy = int64_t{y} + originY - wanted.top;
+  xrect2d area(ClampToInt(part.left + dx), ClampToInt(part.top + dy), ClampToInt(part.right + dx),
+               ClampToInt(part.bottom + dy));
+  if (!draw::ClipToSurface(*this, area)) return S_FALSE;
+  ForEachRow(*this, area, [&](unsigned char* pixel, int row) {
+    int const from = static_cast<int>(area.left - dx);
+    unsigned char const* sourcePixel = source->GetLineEx(static_cast<int>(row - dy), from);
+    for (size_t i = Width(area); i > 0; --i, pixel += bytesPerPixel, sourcePixel += source->bytesPerPixel) {
+      callback(pixel, sourcePixel, context);
+    }
+  });
+  return S_OK;
+}
+
+bool IDC::IsVisible(xrect2d const& r) noexcept {
+  xrect2d area = draw::Shifted(*this, r);
+  return clip.Clip(area);
+}
+
+// ---- alpha and adjustment
+
+HRESULT IDC::SetAlpha(xrect2d const& r, unsigned char alpha) noexcept {
+  return ForAlphaRows(*this, r,
+                      [=](unsigned char* row, size_t pixels) { draw::SetAlphaRow(row, alpha, pixels); });
+}
+
+HRESULT IDC::PremultiplyAlpha(xrect2d const& r) noexcept {
+  return ForAlphaRows(*this, r, draw::PremultiplyRow);
+}
+
+HRESULT IDC::WhitenOpaque(xrect2d const& r) noexcept { return ForAlphaRows(*this, r, draw::WhitenRow); }
+
+HRESULT IDC::Adjust(xrect2d const* r, int a, int b, IADJUSTMENT* adjustment) noexcept {
+  if (!adjustment) return E_INVALIDARG;
+  xrect2d area = r ? draw::Shifted(*this, *r) : clip;
+  if (!draw::ClipToSurface(*this, area)) return S_FALSE;
+  if (adjustment->lift != a || adjustment->contrast != b) adjustment->Init(a, b);
+  ForEachRow(*this, area, [&](unsigned char* row, int) {
+    draw::TranslateRow(row, bytesPerPixel, adjustment->table, Width(area));
+  });
+  return S_OK;
+}
+
+}  // namespace yk

@@ -1,0 +1,167 @@
+// Lines and anti-aliased shapes on a device context.
+
+#include <math.h>
+
+#include <algorithm>
+
+#include "area_p.h"
+#include "device_context_p.h"
+#include "line_p.h"
+
+namespace yk {
+namespace {
+
+using draw::AreaRasterizer;
+using draw::LineWalk;
+
+bool AreFinite(point2df const* points, int count) noexcept {
+  return std::all_of(points, points + count,
+                     [](point2df const& p) { return isfinite(p.x) && isfinite(p.y); });
+}
+
+point2d OnSurface(IDC const& dc, point2df const& p) noexcept {
+  return {static_cast<double>(p.x) + dc.originX, static_cast<double>(p.y) + dc.originY};
+}
+
+// Walks a line and moves the pattern on, by the steps outside the clip as well.
+template <class Plot>
+void WalkLine(IDC& dc, LineWalk const& line, Plot plot) noexcept {
+  unsigned phase = dc.linePhase + line.StepsBefore();
+  for (int i = 0; i < line.StepsToWalk(); ++i) {
+    ++phase;
+    if (dc.linePattern == 0 || (dc.linePattern >> (phase & 15) & 1)) line.Step(i, plot);
+  }
+  if (dc.linePattern != 0) dc.linePhase += line.StepsInAll();
+}
+
+// A pixel of a polyline. Where lines meet, the one that covers it most counts.
+struct Dot {
+  int x, y;
+  unsigned char coverage;
+
+  bool IsAt(Dot const& other) const noexcept { return x == other.x && y == other.y; }
+  bool operator<(Dot const& other) const noexcept {
+    if (y != other.y) return y < other.y;
+    return x != other.x ? x < other.x : coverage > other.coverage;
+  }
+};
+
+using Dots = draw::Buffer<Dot>;
+
+// Walks every line of a polyline. False when there is no memory.
+bool CollectDots(IDC& dc, point2df const* points, int count, bool closed, Dots& dots) noexcept {
+  bool failed = false;
+  bool isFirst = true;
+  int const lines = closed ? count : count - 1;
+  for (int i = 0; i < lines; ++i) {
+    point2df const& a = points[i];
+    point2df const& b = points[i + 1 < count ? i + 1 : 0];
+    if (a == b) continue;
+    // the step at a joint belongs to the line that comes to it
+    int const ends = (isFirst ? 0 : LineWalk::NO_FIRST) | (i == count - 1 ? LineWalk::NO_LAST : 0);
+    LineWalk const line(OnSurface(dc, a), OnSurface(dc, b), dc.clip, ends);
+    WalkLine(dc, line, [&](int x, int y, unsigned char coverage) {
+      if (!dots.Add({x, y, coverage})) failed = true;
+    });
+    isFirst = false;
+  }
+  return !failed;
+}
+
+void PaintRun(void* context, int x, int y, unsigned char const* coverage, int count) noexcept {
+  IDC const& dc = *static_cast<IDC*>(context);
+  draw::Cover(dc, dc.colour, x, y, coverage, count);
+}
+
+bool HasClip(IDC const& dc) noexcept {
+  return dc.bits && dc.clip.left < dc.clip.right && dc.clip.top < dc.clip.bottom;
+}
+
+// Fills one row of a bevel with its two colours, which meet at `middle`.
+void FillBevelRow(IDC& dc, xrect2d const& light, unsigned lightColour, xrect2d const& dark,
+                  unsigned darkColour) noexcept {
+  xrect2d part = light;
+  dc.colour = lightColour;
+  if (draw::ClipToSurface(dc, part)) draw::Fill(dc, part);
+  part = dark;
+  dc.colour = darkColour;
+  if (draw::ClipToSurface(dc, part)) draw::Fill(dc, part);
+}
+
+}  // namespace
+
+HRESULT IDC::FrameBevel(xrect2d const& r, unsigned light, unsigned dark, int frameWidth) noexcept {
+  xrect2d const whole = draw::Shifted(*this, r);
+  xrect2d area = whole;
+  if (frameWidth < 1 || !draw::ClipToSurface(*this, area)) return S_FALSE;
+  if (!draw::CanPaint(*this)) return E_NOTIMPL;
+  unsigned const saved = colour;
+  // wide numbers: the rectangle may reach from one end of the range to the other
+  int64_t const left = whole.left, right = whole.right;
+  int64_t const middle = (left + right) >> 1;  // left of here the left edge is the nearer one
+  for (int y = area.top; y < area.bottom; ++y) {
+    int64_t const above = int64_t{y} - whole.top;
+    int64_t const below = int64_t{whole.bottom} - 1 - y;
+    int64_t lightEnd = std::min(left + frameWidth, middle);
+    int64_t darkStart = std::max(right - frameWidth, middle);
+    if (above < frameWidth && above < below) {
+      lightEnd = darkStart = std::max(right - 1 - above, middle);
+    } else if (below < frameWidth) {
+      lightEnd = darkStart = std::min(left + below, middle);
+    }
+    FillBevelRow(*this, {whole.left, y, ClampToInt(lightEnd), y + 1}, light,
+                 {ClampToInt(darkStart), y, whole.right, y + 1}, dark);
+  }
+  colour = saved;
+  return S_OK;
+}
+
+HRESULT IDC::DrawLine(point2df const& a, point2df const& b) noexcept {
+  if (!HasClip(*this) || !AreFinite(&a, 1) || !AreFinite(&b, 1)) return S_FALSE;
+  if (!draw::CanPaint(*this)) return E_NOTIMPL;
+  LineWalk const line(OnSurface(*this, a), OnSurface(*this, b), clip);
+  if (!line.IsVisible()) return S_FALSE;
+  WalkLine(*this, line,
+           [this](int x, int y, unsigned char coverage) { draw::Cover(*this, colour, x, y, &coverage, 1); });
+  return S_OK;
+}
+
+HRESULT IDC::DrawPolyline(point2df const* points, int count, bool closed) noexcept {
+  if (!points || count < 0) return E_INVALIDARG;
+  if (count < 2 || !HasClip(*this) || !AreFinite(points, count)) return S_FALSE;
+  if (!draw::CanPaint(*this)) return E_NOTIMPL;
+  Dots dots;
+  if (!CollectDots(*this, points, count, closed, dots)) return E_OUTOFMEMORY;
+  std::sort(dots.begin(), dots.end());
+  Dot const* painted = nullptr;
+  for (Dot const& dot : dots) {
+    if (!painted || !dot.IsAt(*painted)) draw::Cover(*this, colour, dot.x, dot.y, &dot.coverage, 1);
+    painted = &dot;
+  }
+  return painted ? S_OK : S_FALSE;
+}
+
+HRESULT IDC::FillPolygon(point2df const* points, int count, unsigned rule) noexcept {
+  if (!points || count < 0 || rule > NON_ZERO) return E_INVALIDARG;
+  if (count < 3 || !HasClip(*this) || !AreFinite(points, count)) return S_FALSE;
+  if (!draw::CanPaint(*this)) return E_NOTIMPL;
+  AreaRasterizer area(clip);
+  area.AddPolygon(points, count, originX, originY);
+  return area.Sweep(rule == NON_ZERO, PaintRun, this) ? S_OK : E_OUTOFMEMORY;
+}
+
+HRESULT IDC::FillEllipse(rect2d const& r, double outline) noexcept {
+  point2d const radius = {fabs(r.x2 - r.x1) / 2, fabs(r.y2 - r.y1) / 2};
+  point2d const centre = {r.x1 / 2 + r.x2 / 2 + originX, r.y1 / 2 + r.y2 / 2 + originY};
+  bool const isFinite = isfinite(radius.x + radius.y + centre.x + centre.y) && !isnan(outline);
+  if (!HasClip(*this) || !isFinite || radius.x == 0 || radius.y == 0) return S_FALSE;
+  if (!draw::CanPaint(*this)) return E_NOTIMPL;
+  AreaRasterizer area(clip);
+  area.AddEllipse(centre, radius);
+  if (outline > 0 && outline < std::min(radius.x, radius.y)) {
+    area.AddEllipse(centre, {radius.x - outline, radius.y - outline});
+  }
+  return area.Sweep(false, PaintRun, this) ? S_OK : E_OUTOFMEMORY;
+}
+
+}  // namespace yk

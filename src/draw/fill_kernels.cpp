@@ -1,0 +1,322 @@
+#include "fill_kernels_p.h"
+
+#include <string.h>
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+namespace yk::draw {
+namespace {
+
+using Lanes = RowFill::Lanes;
+constexpr size_t LANES = RowFill::LANES;
+constexpr unsigned OPAQUE_ALPHA = 255;
+
+struct Channels {
+  unsigned blue, green, red, alpha;
+};
+
+constexpr Channels Unpack(unsigned colour) noexcept {
+  return {colour >> 16 & 255, colour >> 8 & 255, colour & 255, colour >> 24};
+}
+
+// v / 255 for every product of two bytes, and for a sum of two whose weights make 255. Stays within 16 bits.
+constexpr uint16_t DivideBy255(uint16_t v) noexcept {
+  return static_cast<uint16_t>(static_cast<uint16_t>(v + 1 + (v >> 8)) >> 8);
+}
+
+constexpr bool DividesExactly() noexcept {
+  for (unsigned v = 0; v <= 255 * 255; ++v) {
+    if (DivideBy255(static_cast<uint16_t>(v)) != v / 255) return false;
+  }
+  return true;
+}
+static_assert(DividesExactly());
+
+// a b / 255, to the nearest.
+constexpr unsigned Scale(unsigned a, unsigned b) noexcept { return (a * b + 127) / 255; }
+
+// ---- fills
+
+template <class Change>
+inline void ForEachByte(unsigned char* __restrict row, size_t bytes, Change change) noexcept {
+  for (; bytes >= LANES; bytes -= LANES, row += LANES) {
+    for (size_t i = 0; i < LANES; ++i) row[i] = static_cast<unsigned char>(change(row[i], i));
+  }
+  for (size_t i = 0; i < bytes; ++i) row[i] = static_cast<unsigned char>(change(row[i], i));
+}
+
+void SetGrey(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
+  memset(row, lanes.gain[0], bytes);
+}
+
+void Store(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
+  uint16_t const* __restrict const keep = lanes.keep;
+  uint16_t const* __restrict const gain = lanes.gain;
+  ForEachByte(row, bytes, [=](unsigned d, size_t i) { return (d & keep[i]) | gain[i]; });
+}
+
+void Blend(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
+  uint16_t const* __restrict const keep = lanes.keep;
+  uint16_t const* __restrict const gain = lanes.gain;
+  ForEachByte(row, bytes, [=](unsigned d, size_t i) {
+    return DivideBy255(static_cast<uint16_t>(d * keep[i] + gain[i]));
+  });
+}
+
+void Invert(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
+  uint16_t const* __restrict const gain = lanes.gain;
+  ForEachByte(row, bytes, [=](unsigned d, size_t i) { return d ^ gain[i]; });
+}
+
+void Add(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
+  uint16_t const* __restrict const gain = lanes.gain;
+  ForEachByte(row, bytes, [=](unsigned d, size_t i) {
+    uint16_t const sum = static_cast<uint16_t>(d + gain[i]);
+    return std::min<uint16_t>(sum, 255);
+  });
+}
+
+void Subtract(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
+  uint16_t const* __restrict const gain = lanes.gain;
+  ForEachByte(row, bytes, [=](unsigned d, size_t i) {
+    return static_cast<uint16_t>(std::max<uint16_t>(static_cast<uint16_t>(d), gain[i]) - gain[i]);
+  });
+}
+
+// One colour over one pixel of any alpha. With w, the weight that is left of the pixel, each channel becomes
+// (d w + s a) / (w + a); a pixel with alpha 0 has no weight and takes the colour as it is.
+//
+// The quotient is at most 255 and lies on a whole number or at least 1/255 below one. One reciprocal for all
+// three channels and two roundings put it off by less than 0.0001, so that 1/512 more is past every whole
+// number that it reaches and short of every one that it does not.
+inline uint32_t CompositePixel(uint32_t d, unsigned gainB, unsigned gainG, unsigned gainR,
+                               unsigned a) noexcept {
+  unsigned const k = OPAQUE_ALPHA - a;
+  unsigned const dA = d >> 24;
+  unsigned const w = DivideBy255(static_cast<uint16_t>(dA * k));
+  unsigned const alpha = OPAQUE_ALPHA - DivideBy255(static_cast<uint16_t>((OPAQUE_ALPHA - dA) * k));
+  float const reciprocal = 1.0f / static_cast<float>(static_cast<int>(w + a));
+  auto const mix = [=](unsigned channel, unsigned gain) {
+    float const sum = static_cast<float>(static_cast<int>(channel * w + gain));
+    return static_cast<uint32_t>(static_cast<int>(sum * reciprocal + 1.0f / 512));
+  };
+  return alpha << 24 | mix(d >> 16 & 255, gainR) << 16 | mix(d >> 8 & 255, gainG) << 8 | mix(d & 255, gainB);
+}
+
+void Composite(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
+  unsigned const gainB = lanes.gain[0], gainG = lanes.gain[1], gainR = lanes.gain[2], a = lanes.alpha;
+  if (a == 0) return;
+  for (size_t i = 0; i < bytes; i += 4) {
+    uint32_t pixel;
+    memcpy(&pixel, row + i, 4);
+    pixel = CompositePixel(pixel, gainB, gainG, gainR, a);
+    memcpy(row + i, &pixel, 4);
+  }
+}
+
+// ---- what each mode runs, and with which lanes
+
+using Pattern = std::array<unsigned, 4>;
+
+Pattern Nothing(Channels const&) noexcept { return {}; }
+Pattern KeepAlpha(Channels const&) noexcept { return {0, 0, 0, 255}; }
+Pattern KeepWeight(Channels const& s) noexcept {
+  unsigned const k = OPAQUE_ALPHA - s.alpha;
+  return {k, k, k, 255};
+}
+Pattern AllOnes(Channels const&) noexcept { return {255, 255, 255, 0}; }
+Pattern Colour(Channels const& s) noexcept { return {s.blue, s.green, s.red, 0}; }
+Pattern ColourAndAlpha(Channels const& s) noexcept { return {s.blue, s.green, s.red, s.alpha}; }
+Pattern ColourByAlpha(Channels const& s) noexcept {
+  return {s.blue * s.alpha, s.green * s.alpha, s.red * s.alpha, 0};
+}
+
+struct Recipe {
+  RowFill::Kernel kernel;
+  Pattern (*keep)(Channels const&) noexcept;
+  Pattern (*gain)(Channels const&) noexcept;
+};
+
+constexpr Recipe OPAQUE_PAINT = {Store, KeepAlpha, Colour};
+constexpr Recipe GREY_PAINT = {SetGrey, Nothing, Colour};
+constexpr Recipe RECIPES[] = {
+    {Blend, KeepWeight, ColourByAlpha},   // paint
+    {Invert, Nothing, AllOnes},           // invert
+    {Add, Nothing, Colour},               // add
+    {Subtract, Nothing, Colour},          // subtract
+    {Store, Nothing, ColourAndAlpha},     // copy with alpha
+    {Composite, Nothing, ColourByAlpha},  // composite over
+};
+static_assert(std::size(RECIPES) == MODE_COUNT);
+
+Recipe const& ChooseRecipe(unsigned mode, Channels const& s, int bytesPerPixel) noexcept {
+  if (mode != 0 || s.alpha < OPAQUE_ALPHA) return RECIPES[mode];
+  bool const isGrey = s.blue == s.green && s.green == s.red;
+  return isGrey && bytesPerPixel == 3 ? GREY_PAINT : OPAQUE_PAINT;
+}
+
+void SetLanes(uint16_t (&lanes)[LANES], size_t pixelSize, Pattern const& pattern) noexcept {
+  for (size_t i = 0; i < LANES; ++i) lanes[i] = static_cast<uint16_t>(pattern[i % pixelSize]);
+}
+
+// ---- painting by coverage: one small struct for each mode, which changes one pixel. At the coverage 255
+// each does what the mode's fill does.
+
+struct CoverPaint {
+  static void Pixel(unsigned char* d, Channels const& s, unsigned coverage) noexcept {
+    unsigned const a = Scale(s.alpha, coverage);
+    unsigned const k = OPAQUE_ALPHA - a;
+    d[0] = static_cast<unsigned char>(DivideBy255(static_cast<uint16_t>(d[0] * k + s.blue * a)));
+    d[1] = static_cast<unsigned char>(DivideBy255(static_cast<uint16_t>(d[1] * k + s.green * a)));
+    d[2] = static_cast<unsigned char>(DivideBy255(static_cast<uint16_t>(d[2] * k + s.red * a)));
+  }
+};
+
+struct CoverInvert {
+  static void Pixel(unsigned char* d, Channels const&, unsigned coverage) noexcept {
+    for (int i = 0; i < 3; ++i) {
+      d[i] = static_cast<unsigned char>((d[i] * (255 - coverage) + (255u - d[i]) * coverage) / 255);
+    }
+  }
+};
+
+struct CoverAdd {
+  static unsigned char Sum(unsigned d, unsigned s) noexcept {
+    return static_cast<unsigned char>(std::min(d + s, 255u));
+  }
+  static void Pixel(unsigned char* d, Channels const& s, unsigned coverage) noexcept {
+    d[0] = Sum(d[0], Scale(s.blue, coverage));
+    d[1] = Sum(d[1], Scale(s.green, coverage));
+    d[2] = Sum(d[2], Scale(s.red, coverage));
+  }
+};
+
+struct CoverSubtract {
+  static unsigned char Difference(unsigned d, unsigned s) noexcept {
+    return static_cast<unsigned char>(d > s ? d - s : 0);
+  }
+  static void Pixel(unsigned char* d, Channels const& s, unsigned coverage) noexcept {
+    d[0] = Difference(d[0], Scale(s.blue, coverage));
+    d[1] = Difference(d[1], Scale(s.green, coverage));
+    d[2] = Difference(d[2], Scale(s.red, coverage));
+  }
+};
+
+// Between two pixels with alpha the channels count by their alpha, so that an invisible colour does not shine
+// through.
+struct CoverCopy {
+  static void Pixel(unsigned char* d, Channels const& s, unsigned coverage) noexcept {
+    unsigned const alpha = d[3] * (255 - coverage) + s.alpha * coverage;
+    unsigned const ofPixel = alpha ? d[3] * (255 - coverage) : 255 - coverage;
+    unsigned const ofColour = alpha ? s.alpha * coverage : coverage;
+    auto const mix = [=](unsigned a, unsigned b) {
+      return static_cast<unsigned char>((a * ofPixel + b * ofColour) / (ofPixel + ofColour));
+    };
+    d[0] = mix(d[0], s.blue);
+    d[1] = mix(d[1], s.green);
+    d[2] = mix(d[2], s.red);
+    d[3] = static_cast<unsigned char>(alpha / 255);
+  }
+};
+
+struct CoverComposite {
+  static void Pixel(unsigned char* d, Channels const& s, unsigned coverage) noexcept {
+    unsigned const a = Scale(s.alpha, coverage);
+    if (a == 0) return;
+    uint32_t pixel;
+    memcpy(&pixel, d, 4);
+    pixel = CompositePixel(pixel, s.blue * a, s.green * a, s.red * a, a);
+    memcpy(d, &pixel, 4);
+  }
+};
+
+using Cover = void (*)(Channels const& s, unsigned char* row, size_t pixelSize, unsigned char const* coverage,
+                       size_t pixels);
+
+template <class Mode>
+void CoverWith(Channels const& s, unsigned char* row, size_t pixelSize, unsigned char const* coverage,
+               size_t pixels) noexcept {
+  for (size_t i = 0; i < pixels; ++i, row += pixelSize) {
+    if (coverage[i]) Mode::Pixel(row, s, coverage[i]);
+  }
+}
+
+constexpr Cover COVERS[] = {CoverWith<CoverPaint>,    CoverWith<CoverInvert>, CoverWith<CoverAdd>,
+                            CoverWith<CoverSubtract>, CoverWith<CoverCopy>,   CoverWith<CoverComposite>};
+static_assert(std::size(COVERS) == MODE_COUNT);
+
+// ---- rows of pixels of 4 bytes
+
+template <class Change>
+inline void ForEachPixel(unsigned char* row, size_t pixels, Change change) noexcept {
+  for (size_t i = 0; i < pixels; ++i) {
+    uint32_t pixel;
+    memcpy(&pixel, row + i * 4, 4);
+    pixel = change(pixel);
+    memcpy(row + i * 4, &pixel, 4);
+  }
+}
+
+constexpr uint32_t COLOUR_BYTES = 0x00FFFFFF;
+
+}  // namespace
+
+RowFill::RowFill(unsigned mode, unsigned colour, int bytesPerPixel) noexcept
+    : pixelSize(static_cast<size_t>(bytesPerPixel)) {
+  Channels const s = Unpack(colour);
+  Recipe const& recipe = ChooseRecipe(mode, s, bytesPerPixel);
+  run = recipe.kernel;
+  SetLanes(lanes.keep, pixelSize, recipe.keep(s));
+  SetLanes(lanes.gain, pixelSize, recipe.gain(s));
+  lanes.alpha = s.alpha;
+}
+
+void CoverRow(unsigned mode, unsigned colour, unsigned char* row, int bytesPerPixel,
+              unsigned char const* coverage, size_t pixels) noexcept {
+  COVERS[mode](Unpack(colour), row, static_cast<size_t>(bytesPerPixel), coverage, pixels);
+}
+
+void BlendInto(unsigned char* pixel, unsigned colour) noexcept {
+  Channels const s = Unpack(colour);
+  unsigned const k = OPAQUE_ALPHA - s.alpha;
+  auto const blend = [&](unsigned d, unsigned channel) {
+    return static_cast<unsigned char>(DivideBy255(static_cast<uint16_t>(d * k)) +
+                                      DivideBy255(static_cast<uint16_t>(channel * s.alpha)));
+  };
+  pixel[0] = blend(pixel[0], s.blue);
+  pixel[1] = blend(pixel[1], s.green);
+  pixel[2] = blend(pixel[2], s.red);
+}
+
+void BlendRow(unsigned char* row, int bytesPerPixel, unsigned const* colours, size_t pixels) noexcept {
+  for (size_t i = 0; i < pixels; ++i, row += bytesPerPixel) BlendInto(row, colours[i]);
+}
+
+void SetAlphaRow(unsigned char* row, unsigned char alpha, size_t pixels) noexcept {
+  uint32_t const bits = static_cast<uint32_t>(alpha) << 24;
+  ForEachPixel(row, pixels, [=](uint32_t d) { return (d & COLOUR_BYTES) | bits; });
+}
+
+void PremultiplyRow(unsigned char* row, size_t pixels) noexcept {
+  // an opaque pixel is multiplied by 255 / 255
+  ForEachPixel(row, pixels, [](uint32_t d) {
+    uint32_t const a = d >> 24;
+    auto const by = [=](uint32_t channel) { return DivideBy255(static_cast<uint16_t>(channel * a)); };
+    uint32_t const red = by(d >> 16 & 255), green = by(d >> 8 & 255), blue = by(d & 255);
+    return a << 24 | red << 16 | green << 8 | blue;
+  });
+}
+
+void WhitenRow(unsigned char* row, size_t pixels) noexcept {
+  ForEachPixel(row, pixels, [](uint32_t d) { return d >> 24 ? d | COLOUR_BYTES : d; });
+}
+
+void TranslateRow(unsigned char* row, int bytesPerPixel, unsigned char const* table, size_t pixels) noexcept {
+  for (size_t i = 0; i < pixels; ++i, row += bytesPerPixel) {
+    for (int channel = 0; channel < 3; ++channel) row[channel] = table[row[channel]];
+  }
+}
+
+}  // namespace yk::draw

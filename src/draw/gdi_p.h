@@ -1,0 +1,96 @@
+// Owners of GDI objects, and a small bitmap to draw masks with.
+#pragma once
+
+#include <windows.h>
+// first: the platform's types are complete below
+
+#include <qecore/draw/geometry.h>
+
+#include "geometry_p.h"
+
+namespace yk::draw {
+
+/// A memory device context that goes with the screen, and is deleted at the end of the scope; null when there
+/// is none.
+class MemoryDC {
+ public:
+  MemoryDC() noexcept : handle(Make()) {}
+  ~MemoryDC() { DeleteDC(handle); }
+  MemoryDC(MemoryDC const&) = delete;
+  MemoryDC& operator=(MemoryDC const&) = delete;
+
+  operator HDC() const noexcept { return handle; }
+
+  static HDC Make() noexcept {
+    HDC const screen = GetDC(nullptr);
+    HDC const dc = CreateCompatibleDC(screen);
+    ReleaseDC(nullptr, screen);
+    return dc;
+  }
+
+ private:
+  HDC handle;
+};
+
+/// A GDI object that is deleted at the end of the scope. It must not be selected any more then.
+class GdiObject {
+ public:
+  explicit GdiObject(HGDIOBJ handle) noexcept : handle(handle) {}
+  ~GdiObject() { DeleteObject(handle); }
+  GdiObject(GdiObject const&) = delete;
+  GdiObject& operator=(GdiObject const&) = delete;
+
+  HGDIOBJ get() const noexcept { return handle; }
+
+ private:
+  HGDIOBJ handle;
+};
+
+/// A 24- or 32-bit DIB section; a positive height is bottom-up. Null when the system has no room.
+inline HBITMAP MakeSection(int width, int height, int bitCount, unsigned char** bits) noexcept {
+  BITMAPINFO info = {};
+  info.bmiHeader = {
+      sizeof(BITMAPINFOHEADER), width, height, 1, static_cast<WORD>(bitCount), BI_RGB, 0, 300, 300, 0, 0};
+  HDC const screen = GetDC(nullptr);
+  HBITMAP const bitmap =
+      CreateDIBSection(screen, &info, DIB_RGB_COLORS, reinterpret_cast<void**>(bits), nullptr, 0);
+  ReleaseDC(nullptr, screen);
+  return bitmap;
+}
+
+/// Bytes from row to row, or more than an int holds.
+constexpr int64_t RowBytes(int width, int bitCount) noexcept {
+  return (int64_t{bitCount} * width + 31) / 32 * 4;
+}
+
+/// A black 24-bit bitmap as large as a rectangle of a surface, with a device context in which GDI draws into
+/// it at the positions that it would draw at on the surface.
+class GdiMask {
+ public:
+  explicit GdiMask(xrect2d const& area) noexcept
+      : area(area), bitmap(MakeSection(Columns(), -Rows(), 24, &bits)) {
+    if (!bitmap.get() || !dc) return;
+    before = SelectObject(dc, bitmap.get());
+    SetViewportOrgEx(dc, -area.left, -area.top, nullptr);
+  }
+  ~GdiMask() {
+    if (before) SelectObject(dc, before);
+  }
+
+  bool IsMade() const noexcept { return before != nullptr; }
+  HDC Dc() const noexcept { return dc; }
+  int Columns() const noexcept { return area.right - area.left; }
+  int Rows() const noexcept { return area.bottom - area.top; }
+
+  /// Three bytes a pixel: blue, green, red. Rows count from the top.
+  unsigned char const* Row(int row) const noexcept { return bits + RowBytes(Columns(), 24) * row; }
+
+ private:
+  xrect2d area;
+  unsigned char* bits = nullptr;
+  GdiObject bitmap;
+  MemoryDC dc;
+  HGDIOBJ before = nullptr;
+};
+
+}  // namespace yk::draw

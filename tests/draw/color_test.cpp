@@ -1,0 +1,63 @@
+#include <gtest/gtest.h>
+#include <math.h>
+#include <qecore/draw/color.h>
+
+#include <numbers>
+
+using namespace yk;
+
+namespace {
+
+// The table entry from its definition, in more precision than the library has.
+int Entry(int i, int lift, int contrast) {
+  constexpr long double PI = std::numbers::pi_v<long double>;
+  long double x = i + lift * sinl(i / 255.0L * PI) * 1.5L;
+  if (contrast != 0) {
+    long double const y = x - 127.5L;
+    long double const k = contrast * fabsl(sinl(y / 127.5L * PI)) / 50;
+    x = (k > 0 ? y * (k + 1) : y / (1 - k)) + 127.5L;
+  }
+  return static_cast<int>(fminl(fmaxl(roundl(x), 0), 255));
+}
+
+}  // namespace
+
+TEST(Adjustment, EveryEntryIsExact) {
+  int const settings[] = {0, 1, -1, 7, 30, -30, 50, -50, 100, -100, 333, 32767, -32768};
+  for (int lift : settings) {
+    for (int contrast : settings) {
+      IADJUSTMENT const a(lift, contrast);
+      EXPECT_TRUE(a.lift == lift && a.contrast == contrast);
+      for (int i = 0; i < 256; ++i) {
+        ASSERT_EQ(a.table[i], Entry(i, lift, contrast)) << i << ": " << lift << ", " << contrast;
+      }
+    }
+  }
+}
+
+TEST(Adjustment, TranslatesBytesAndColours) {
+  IADJUSTMENT a(40, 0);
+  unsigned char bytes[] = {0, 1, 127, 128, 255, 99};
+  a.Translate(bytes, 5);
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(bytes[i], a.table["\x00\x01\x7F\x80\xFF"[i] & 255]);
+  EXPECT_EQ(bytes[5], 99);
+  a.Translate(nullptr, 0);
+  EXPECT_EQ(a.TranslateColor(0x01FF8000u), 0x01000000u | 255u << 16 | unsigned{a.table[128]} << 8);
+  EXPECT_EQ(IADJUSTMENT().TranslateColor(0x12345678), 0x12345678u);
+}
+
+TEST(BlendColor, WeighsAsStatedEvenOutsideItsRange) {
+  struct {
+    unsigned c0, c1;
+    float t;
+    unsigned expected;
+  } const rows[] = {
+      {0x01020304, 0xF1F2F3F4, 1.0f, 0x01020304},  {0x01020304, 0xF1F2F3F4, 0.0f, 0xF1F2F3F4},
+      {0xFFFFFFFF, 0x00000000, 0.5f, 0x7F7F7F7F},  {0x00000000, 0xFF80FF01, 0.5f, 0x80408000},
+      {0x000000FF, 0x00000000, 2.0f, 0x000000FE},   // 510, its low byte
+      {0x000000FF, 0x00000001, -1.0f, 0x00000003},  // (1 * 510 - 255 * 255) / 255 = -253
+      {0x00000001, 0x00000000, -0.5f, 0x00000000},  // -127 / 255, toward zero
+      {0x000000FF, 0x00000000, NAN, 0x00000000},    // the weight is -2^31
+  };
+  for (auto const& row : rows) EXPECT_EQ(BlendColor(row.c0, row.c1, row.t), row.expected) << row.t;
+}

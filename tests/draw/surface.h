@@ -1,0 +1,41 @@
+// A context with a surface of its own for a test, filled with noise, and a plain copy of its pixels to
+// compare with.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <qecore/core/ref.h>
+#include <qecore/draw/device_context.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+struct Pixel {
+  int blue, green, red, alpha;
+  friend bool operator==(Pixel const&, Pixel const&) = default;
+};
+
+inline yk::Ref<yk::IDC> MakeSurface(int w, int h, bool hasAlpha, bool topDown = false) {
+  yk::Ref<yk::IDC> dc = yk::Ref<yk::IDC>::Adopt(yk::IDC::Create());
+  dc->hasAlpha = hasAlpha;
+  dc->topDown = topDown;
+  EXPECT_EQ(dc->Create(w, h), S_OK);
+  return dc;
+}
+
+inline Pixel PixelAt(yk::IDC& dc, int x, int y) {
+  unsigned char const* p = dc.GetPixelAddress(y, x);
+  return {p[0], p[1], p[2], dc.bytesPerPixel == 4 ? p[3] : 255};
+}
+
+/// All bytes of the surface's memory, padding included.
+inline std::string Bytes(yk::IDC const& dc) {
+  return {reinterpret_cast<char const*>(dc.bits), static_cast<size_t>(dc.stride) * dc.height};
+}
+
+inline void FillWithNoise(yk::IDC& dc, std::mt19937& random) {
+  for (size_t i = 0; i < static_cast<size_t>(dc.stride) * dc.height; ++i) {
+    unsigned const r = random();
+    dc.bits[i] = static_cast<unsigned char>(r & 0x700 ? r : r & 0x800 ? 255 : 0);  // the ends more often
+  }
+}
