@@ -1,0 +1,41 @@
+// How a map is written to object files and read back: a chunk for each entry.
+#include "records_p.h"
+
+#include <qecore/io/serializer.h>
+#include <qecore/values/map.h>
+
+namespace yk {
+namespace {
+
+constexpr unsigned short ENTRY = 1000;
+constexpr unsigned SMALLEST_ENTRY = 4 + 2;  // a key, and a variant's header
+
+}  // namespace
+
+HRESULT Map::Save(Serializer* writer, ExecutionContext* context) noexcept {
+  if (!writer || !writer->GetStream()) return S_OK;
+  for (unsigned i = 0; i < count; ++i) {
+    Entry const& entry = entries[i];
+    if (entry.value.flags & Variant::TRANSIENT) continue;
+    writer->BeginChunk(ENTRY);
+    writer->GetStream()->Write(&entry.key, sizeof entry.key);
+    entry.value.Save(writer, context);
+    writer->EndChunk();
+  }
+  return S_OK;
+}
+
+HRESULT Map::Load(Deserializer* reader, ExecutionContext* context) noexcept {
+  while (reader && reader->IsInChunk()) {
+    bool const isEntry = reader->BeginChunk() == ENTRY;
+    if (isEntry && reader->GetRemaining() >= SMALLEST_ENTRY) {
+      unsigned key = 0;
+      ReadInChunk(*reader, &key, sizeof key);
+      if (Entry* const entry = Append(key)) entry->value.Load(reader, context);
+    }
+    reader->EndChunk();
+  }
+  return S_FALSE;
+}
+
+}  // namespace yk

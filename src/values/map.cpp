@@ -1,0 +1,109 @@
+#include <qecore/core/memory.h>
+#include <qecore/values/map.h>
+#include <string.h>
+
+#include <new>
+
+namespace yk {
+
+namespace {
+
+constexpr unsigned FIRST_ENTRIES = 10;
+constexpr unsigned MORE_ENTRIES = 5;
+
+// Exchanges two values without copying a payload.
+void Exchange(Variant& a, Variant& b) noexcept {
+  unsigned char bytes[sizeof(Variant)];
+  memcpy(bytes, &a, sizeof a);
+  memcpy(static_cast<void*>(&a), &b, sizeof b);
+  memcpy(static_cast<void*>(&b), bytes, sizeof b);
+}
+
+}  // namespace
+
+Map* Map::Create() noexcept { return new (std::nothrow) Map; }
+
+Map::~Map() {
+  // Behind the last entry values may wait that Remove left there.
+  for (unsigned i = 0; i < capacity; ++i) entries[i].value.Done();
+  yk_delete(entries);
+}
+
+HRESULT Map::QueryInterface(Guid const& id, void** out) noexcept {
+  if (!(id == Id())) return qe_Streamable::QueryInterface(id, out);
+  *out = this;
+  AddRef();
+  return S_OK;
+}
+
+void Map::Destroy() noexcept { DeleteThis(1); }
+
+HRESULT Map::GetValue(unsigned key, Variant& out) noexcept {
+  Entry const* const entry = Seek(key);
+  return entry ? entry->value.Get(out) : E_FAIL;
+}
+
+HRESULT Map::SetValue(unsigned key, Variant const& v) noexcept {
+  if (v.type == Variant::EMPTY) return Remove(key);
+  Variant copy(v);
+  if (copy.type == Variant::EMPTY) return E_OUTOFMEMORY;
+  Entry* entry = Seek(key);
+  if (!entry) entry = Append(key);
+  if (!entry) return E_OUTOFMEMORY;
+  Exchange(entry->value, copy);
+  return S_OK;
+}
+
+HRESULT Map::Remove(unsigned key) noexcept {
+  Entry* entry = Seek(key);
+  if (!entry) return E_FAIL;
+  entry->value.Done();
+  --count;
+  for (Entry const* const last = entries + count; entry < last; ++entry) {
+    entry[0].key = entry[1].key;
+    entry[0].value.Init(entry[1].value);
+  }
+  return S_OK;
+}
+
+HRESULT Map::Lookup(unsigned key) noexcept {
+  Seek(key);
+  return S_OK;  // found or not: intended
+}
+
+void* Map::DeleteThis(unsigned flags) noexcept {
+  this->~Map();
+  if (flags & 1) ::operator delete(static_cast<void*>(this));
+  return this;
+}
+
+Map::Entry* Map::Seek(unsigned key) const noexcept {
+  for (unsigned i = 0; i < count; ++i) {
+    if (entries[i].key == key) return entries + i;
+  }
+  return nullptr;
+}
+
+Map::Entry* Map::Append(unsigned key) noexcept {
+  // One entry early: intended.
+  if (count + 1 >= capacity && !Grow()) return nullptr;
+  Entry* const entry = entries + count;
+  entry->value.Done();
+  memset(static_cast<void*>(entry), 0, sizeof *entry);
+  entry->key = key;
+  ++count;
+  return entry;
+}
+
+bool Map::Grow() noexcept {
+  unsigned const more = capacity ? MORE_ENTRIES : FIRST_ENTRIES;
+  if (capacity > UINT32_MAX - more) return false;
+  void* const block = yk_realloc(entries, (size_t{capacity} + more) * sizeof(Entry));
+  if (!block) return false;
+  entries = static_cast<Entry*>(block);
+  memset(static_cast<void*>(entries + capacity), 0, more * sizeof(Entry));
+  capacity += more;
+  return true;
+}
+
+}  // namespace yk
