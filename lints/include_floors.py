@@ -11,7 +11,7 @@ import sys
 from pathlib import Path
 
 FLOORS = {"core": 0, "values": 1, "io": 2, "image": 3, "draw": 4, "undo": 4}
-ROOF = re.compile(r"core/(system|module|class_info)(_p)?\.(h|cpp)$")
+ROOF = re.compile(r"core/(system|module|module_scan|class_info|cache_record|builtin_classes)(_p)?\.(h|cpp)$")
 EVERYWHERE = {"draw/geometry.h"}
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
 

@@ -313,9 +313,7 @@ void Variant::Init(double v) noexcept { Hold(DOUBLE, Bits(v)); }
 
 void Variant::Init(Unknown* object) noexcept {
   if (object) object->AddRef();
-  Value content = {0};
-  content.object = object;
-  Hold(OBJECT, content);
+  Hold(OBJECT, Bits(object));
   size = 0;
 }
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <qecore/core/guid.h>
+#include <qecore/values/string.h>
 
 #include <string>
 
@@ -17,7 +18,7 @@ TEST(Guid, HasOneTextForm) {
   EXPECT_STREQ(narrow, "{01234567-89AB-CDEF-1032-547698BADCFE}");
   EXPECT_STREQ(wide, L"{01234567-89AB-CDEF-1032-547698BADCFE}");
   Guid read = {};
-  EXPECT_TRUE(read.Init(wide));
+  EXPECT_TRUE(read.Init(String(wide)));
   EXPECT_EQ(read, ID);
   read.Empty();
   EXPECT_EQ(read, Guid{});

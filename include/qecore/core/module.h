@@ -49,9 +49,9 @@
 
 namespace yk {
 
-class Array;
 class ExecutionContext;
 class Serializer;
+class System;
 
 /// What qe_entrypoint is told, in the order of a plug-in's life.
 enum ModuleMessage : unsigned {
@@ -114,11 +114,11 @@ class YK_API Module final : public Destroys<Module, Unknown> {
   friend class ModuleScan;
 
   Module() noexcept = default;
-  explicit Module(String const& path) noexcept;
-  ~Module() = default;
+  explicit Module(String const& toPath) noexcept;
+  ~Module();
 
   HRESULT Open() noexcept;
-  void RegisterClasses() noexcept;
+  void RegisterClasses(System& system) noexcept;
 };
 
 }  // namespace yk

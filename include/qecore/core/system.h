@@ -75,8 +75,8 @@ class YK_API System final : public Destroys<System, Unknown> {
 
   /// Options of EnumClasses.
   enum EnumOption : unsigned {
-    /// Also list the classes of those found classes that are categories themselves. Pass it only with
-    /// identifiers that are not the class identifier of such a category.
+    /// Search again below each class that is its own category. Such a class is in the very category that is
+    /// being searched, so there is nothing more to find; the option is for callers that have always passed it.
     ENUM_NESTED = 0x1,
   };
 
@@ -96,9 +96,10 @@ class YK_API System final : public Destroys<System, Unknown> {
   System() noexcept;
   ~System();
 
-  ClassInfo* Find(Guid const& classId) noexcept;
-  HRESULT Add(ClassInfo* record) noexcept;
+  bool Append(ClassInfo* record) noexcept;
   void Drop(ClassInfo* record) noexcept;
+  bool AppendModule(Module* module) noexcept;
+  void ForgetCode(HINSTANCE library) noexcept;
 
   Array* registry;           // every record, in order of registration; owns them
   Array* filters = nullptr;  // the filters' records

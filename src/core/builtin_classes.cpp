@@ -1,0 +1,43 @@
+#include "builtin_classes_p.h"
+
+#include <qecore/core/registry.h>
+#include <qecore/undo/undo_manager.h>
+#include <qecore/values/map.h>
+
+namespace yk {
+
+namespace {
+
+/// The factory of a class that has a static Create(). It makes nothing for another class's record.
+template <class Class, Guid const& ID>
+HRESULT Make(ClassInfo const* info, void** out) {
+  *out = nullptr;
+  if (!(info->classId == ID)) return E_NOINTERFACE;
+  *out = Class::Create();
+  return *out ? S_OK : E_OUTOFMEMORY;
+}
+
+template <class Class, Guid const& ID>
+HRESULT Register(Guid const& interfaceId, char const* name) noexcept {
+  ClassInfo info;
+  info.classId = ID;
+  info.interfaceId = interfaceId;
+  info.name = name;
+  info.create = Make<Class, ID>;
+  info.flags = ClassInfo::STATIC_NAME;
+  return RegisterInterface(&info);
+}
+
+HRESULT RegisterUndoManager() noexcept {
+  return Register<UndoManager, ids::UNDO_MANAGER>(ids::UNDO_MANAGER, "UndoManager");
+}
+
+constexpr HRESULT (*IN_ORDER[])() noexcept = {Map::Register, RegisterUndoManager};
+
+}  // namespace
+
+void RegisterBuiltinClasses() noexcept {
+  for (auto const registerClass : IN_ORDER) registerClass();
+}
+
+}  // namespace yk

@@ -1,0 +1,9 @@
+// The classes that the library itself brings.
+#pragma once
+
+namespace yk {
+
+/// Registers them, in their fixed order, with the System that is being built.
+void RegisterBuiltinClasses() noexcept;
+
+}  // namespace yk

@@ -1,0 +1,44 @@
+// How records of the module cache are read: a table says which chunks a record has and who takes each.
+#pragma once
+
+#include <qecore/io/deserializer.h>
+#include <qecore/io/stream.h>
+
+namespace yk {
+
+/// One kind of chunk in a record. `read` is called with the reader inside the chunk; false: it is damaged.
+template <class Target>
+struct CacheItem {
+  unsigned short tag;
+  bool required;
+  bool (*read)(Deserializer& reader, Target& target);
+};
+
+/// Reads the chunks of the record in which the reader stands, in whatever order. Unknown ones are skipped.
+/// \return false when a chunk is damaged or a required one is missing
+template <class Target, size_t COUNT>
+bool ReadItems(Deserializer& reader, CacheItem<Target> const (&items)[COUNT], Target& target) noexcept {
+  bool seen[COUNT] = {};
+  bool sound = true;
+  while (reader.IsInChunk()) {
+    unsigned short const tag = reader.BeginChunk();
+    if (tag == 0) sound = false;
+    for (size_t i = 0; i < COUNT; ++i) {
+      if (items[i].tag != tag) continue;
+      seen[i] = true;
+      sound = items[i].read(reader, target) && sound;
+    }
+    reader.EndChunk();
+  }
+  for (size_t i = 0; i < COUNT; ++i) sound = sound && (seen[i] || !items[i].required);
+  return sound;
+}
+
+/// Reads exactly `size` bytes from the chunk in which the reader stands.
+inline bool ReadBytes(Deserializer& reader, void* to, unsigned size) noexcept {
+  if (reader.GetRemaining() < size) return false;
+  unsigned done = 0;
+  return Succeeded(reader.GetStream()->Read(to, size, &done)) && done == size;
+}
+
+}  // namespace yk

@@ -1,0 +1,107 @@
+#include <qecore/core/memory.h>
+#include <qecore/core/registry.h>
+#include <qecore/io/serializer.h>
+#include <qecore/values/map.h>
+#include <string.h>
+
+#include <new>
+
+#include "cache_record_p.h"
+#include "class_info_p.h"
+
+namespace yk {
+
+namespace {
+
+// the chunks of a class record
+constexpr unsigned short TAG_NAME = 11;
+constexpr unsigned short TAG_INFO = 4101;
+constexpr unsigned short TAG_INTERFACE_ID = 4102;
+constexpr unsigned short TAG_CLASS_ID = 4103;
+
+void FreeName(ClassInfo& info) noexcept {
+  if (!(info.flags & ClassInfo::OWN_NAME)) return;
+  yk_delete(const_cast<char*>(info.name));
+  info.name = nullptr;
+  info.flags &= ~ClassInfo::OWN_NAME;
+}
+
+/// Room for a name of its own; null without memory.
+char* NewName(ClassInfo& info, size_t length) noexcept {
+  FreeName(info);
+  char* const name = static_cast<char*>(yk_new(length + 1));
+  info.name = name;
+  if (!name) return nullptr;
+  info.flags |= ClassInfo::OWN_NAME;
+  name[length] = 0;
+  return name;
+}
+
+bool ReadName(Deserializer& reader, ClassInfo& info) noexcept {
+  unsigned const length = reader.GetChunkSize();
+  if (length == 0) return true;
+  char* const name = NewName(info, length);
+  return name && ReadBytes(reader, name, length);
+}
+
+bool ReadInfo(Deserializer& reader, ClassInfo& info) noexcept {
+  Map* const map = Map::Create();
+  if (!map) return false;
+  if (info.info) info.info->Release();
+  info.info = map;
+  return Succeeded(map->Load(&reader, nullptr));
+}
+
+bool ReadInterfaceId(Deserializer& reader, ClassInfo& info) noexcept {
+  return ReadBytes(reader, &info.interfaceId, sizeof info.interfaceId);
+}
+
+bool ReadClassId(Deserializer& reader, ClassInfo& info) noexcept {
+  return ReadBytes(reader, &info.classId, sizeof info.classId);
+}
+
+constexpr CacheItem<ClassInfo> ITEMS[] = {
+    {TAG_CLASS_ID, true, ReadClassId},
+    {TAG_INTERFACE_ID, true, ReadInterfaceId},
+    {TAG_NAME, false, ReadName},
+    {TAG_INFO, false, ReadInfo},
+};
+
+}  // namespace
+
+ClassInfo::ClassInfo(Deserializer* reader) noexcept { ReadClassInfo(*reader, *this); }
+
+ClassInfo::~ClassInfo() {
+  if (info) info->Release();
+  FreeName(*this);
+}
+
+void CopyName(ClassInfo& info, char const* text) noexcept {
+  size_t const length = text ? strlen(text) : 0;
+  if (length == 0) {
+    FreeName(info);
+    info.name = nullptr;
+  } else if (char* const name = NewName(info, length)) {
+    memcpy(name, text, length);
+  }
+}
+
+// The flags are kept as they were saved. One that says that the name is the record's own is true of a null name,
+// too.
+bool ReadClassInfo(Deserializer& reader, ClassInfo& info) noexcept {
+  bool const flagged = ReadBytes(reader, &info.flags, sizeof info.flags);
+  return ReadItems(reader, ITEMS, info) && flagged;
+}
+
+void WriteClassInfo(Serializer& writer, ClassInfo const& info, ExecutionContext* context) noexcept {
+  writer.GetStream()->Write(&info.flags, sizeof info.flags);
+  writer.WriteChunk(TAG_CLASS_ID, &info.classId, sizeof info.classId);
+  writer.WriteChunk(TAG_INTERFACE_ID, &info.interfaceId, sizeof info.interfaceId);
+  writer.WriteStringChunk(TAG_NAME, info.name);
+  if (!info.info) return;
+  writer.BeginChunk(TAG_INFO);
+  info.info->Save(&writer, context);
+  writer.EndChunk();
+}
+
+}  // namespace yk

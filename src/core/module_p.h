@@ -1,0 +1,65 @@
+// The scan for plug-ins, and the tags of the module cache.
+#pragma once
+
+#include <qecore/core/ref.h>
+#include <qecore/values/string.h>
+
+namespace yk {
+
+class Array;
+class Deserializer;
+class FileFind;
+class Module;
+class Stream;
+class System;
+
+namespace cache {
+
+inline constexpr unsigned short MODULE_LIST = 0x1000;
+inline constexpr unsigned short MODULE = 0x1001;
+// in a module's chunk
+inline constexpr unsigned short FILE_NAME = 274;
+inline constexpr unsigned short CLASS = 4098;
+inline constexpr unsigned short FILE_TIME = 4099;
+inline constexpr unsigned short FILE_SIZE = 4100;
+
+}  // namespace cache
+
+/// One run of System::ScanModules. What the cache tells stays in here until the folder has confirmed it, so that
+/// a damaged or an old cache never touches the registry.
+class ModuleScan {
+ public:
+  ModuleScan(System& forSystem, String const& inFolder, String const& withCache) noexcept;
+  ~ModuleScan();
+  ModuleScan(ModuleScan const&) = delete;
+  ModuleScan& operator=(ModuleScan const&) = delete;
+
+  void Run() noexcept;
+
+ private:
+  void MarkKnown() noexcept;
+  void ReadCache() noexcept;
+  bool ReadModules(Deserializer& reader) noexcept;
+  bool ReadModule(Deserializer& reader) noexcept;
+  void SearchFolder() noexcept;
+  void MeetFile(FileFind& file) noexcept;
+  bool KeepFile(FileFind& file) noexcept;
+  void DropUnseen() noexcept;
+  void AdoptCached() noexcept;
+  void LoadNew() noexcept;
+  void WriteCache() noexcept;
+
+  int FindCached(String const& fileName) noexcept;
+  void DropCached(int index) noexcept;
+
+  System& system;
+  String folder;
+  String cacheFile;
+  Ref<Array>
+      cached;  // modules of the cache that the System does not know yet; in the chain of each its records,
+               // in the order of the file
+  Ref<Array> found;  // modules of new files
+  bool changed = false;
+};
+
+}  // namespace yk

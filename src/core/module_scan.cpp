@@ -1,0 +1,254 @@
+#include <qecore/core/module.h>
+#include <qecore/core/system.h>
+#include <qecore/io/file_find.h>
+#include <qecore/io/file_stream.h>
+#include <qecore/io/serializer.h>
+#include <qecore/values/array.h>
+#include <windows.h>
+
+#include <new>
+
+#include "cache_record_p.h"
+#include "class_info_p.h"
+#include "module_p.h"
+
+namespace yk {
+
+namespace {
+
+constexpr wchar_t PLUGIN_PATTERN[] = L"*.qem";
+constexpr size_t MAX_FILE_NAME = 255;
+
+/// A module record while it is being read.
+struct CachedModule {
+  Module* module;
+  ClassInfo** end;  // where the next class record is chained
+};
+
+bool ReadFileName(Deserializer& reader, CachedModule& target) noexcept {
+  return target.module->fileName.Load(&reader);
+}
+
+bool ReadFileTime(Deserializer& reader, CachedModule& target) noexcept {
+  return ReadBytes(reader, &target.module->fileTime, sizeof target.module->fileTime);
+}
+
+bool ReadFileSize(Deserializer& reader, CachedModule& target) noexcept {
+  return ReadBytes(reader, &target.module->fileSize, sizeof target.module->fileSize);
+}
+
+bool ReadClass(Deserializer& reader, CachedModule& target) noexcept {
+  ClassInfo* const info = new (std::nothrow) ClassInfo;
+  if (!info) return false;
+  *target.end = info;
+  target.end = &info->next;
+  return ReadClassInfo(reader, *info);
+}
+
+constexpr CacheItem<CachedModule> ITEMS[] = {
+    {cache::FILE_NAME, true, ReadFileName},
+    {cache::FILE_TIME, true, ReadFileTime},
+    {cache::FILE_SIZE, true, ReadFileSize},
+    {cache::CLASS, false, ReadClass},
+};
+
+// A file in the folder itself and nowhere else: a cache must not lead the System to another folder's libraries.
+bool IsPluginName(String const& name) noexcept {
+  if (name.Length() > MAX_FILE_NAME || !RegularCompare(PLUGIN_PATTERN, name.c_str())) return false;
+  for (size_t i = 0; i < name.Length(); ++i) {
+    wchar_t const c = name.At(i);
+    if (c < L' ' || c == L'\\' || c == L'/' || c == L':') return false;
+  }
+  return true;
+}
+
+uint64_t LastWrite(Stream& stream) noexcept {
+  Ref<FileStream> file;
+  unsigned long long time = 0;
+  if (Succeeded(stream.QueryInterface(ids::FILE_STREAM, file.ReceiveVoid()))) file->GetFileTime(&time);
+  return time;
+}
+
+uint64_t Now() noexcept {
+  FILETIME now;
+  GetSystemTimeAsFileTime(&now);
+  return uint64_t{now.dwHighDateTime} << 32 | now.dwLowDateTime;
+}
+
+Module* ModuleAt(Ref<Array> const& modules, int index) noexcept {
+  return static_cast<Module*>(modules->At(index));
+}
+
+}  // namespace
+
+ModuleScan::ModuleScan(System& forSystem, String const& inFolder, String const& withCache) noexcept
+    : system(forSystem),
+      folder(inFolder),
+      cacheFile(withCache),
+      cached(Ref<Array>::Adopt(Array::Create(0))),
+      found(Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()))) {
+  folder.TerminatePath();
+}
+
+ModuleScan::~ModuleScan() {
+  while (cached && cached->Count() > 0) DropCached(cached->Count() - 1);
+}
+
+void ModuleScan::Run() noexcept {
+  if (!cached || !found) return;
+  MarkKnown();
+  ReadCache();
+  SearchFolder();
+  DropUnseen();
+  AdoptCached();
+  LoadNew();
+  if (changed) WriteCache();
+}
+
+// A module that an earlier scan of this folder has found must be found again, or its file is gone.
+void ModuleScan::MarkKnown() noexcept {
+  for (int i = 0; system.modules && i < system.modules->Count(); ++i) {
+    Module& module = *static_cast<Module*>(system.modules->At(i));
+    if ((folder + module.fileName).CompareNoCase(module.path) == 0) module.flags |= Module::UNSEEN;
+  }
+}
+
+// A cache that cannot be made sense of is none, and is written anew.
+void ModuleScan::ReadCache() noexcept {
+  Ref<Stream> stream;
+  if (Failed(FileStream::Create(cacheFile, FileStream::READ, stream.Receive()))) return;
+  Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
+  bool const readable = reader && Succeeded(reader->Open(stream.get(), 0));
+  bool const sound = readable && reader->GetVersion() == chunk::FILE_VERSION && ReadModules(*reader);
+  if (sound) system.cacheTime = LastWrite(*stream);
+  changed = changed || !sound;
+}
+
+bool ModuleScan::ReadModules(Deserializer& reader) noexcept {
+  if (!reader.IsInChunk() || reader.BeginChunk() != cache::MODULE_LIST) return false;
+  bool sound = true;
+  while (reader.IsInChunk()) {
+    unsigned short const tag = reader.BeginChunk();
+    if (tag == 0) sound = false;
+    if (tag == cache::MODULE) sound = ReadModule(reader) && sound;
+    reader.EndChunk();
+  }
+  return sound;
+}
+
+// A damaged record is left out: its file is then a new one.
+bool ModuleScan::ReadModule(Deserializer& reader) noexcept {
+  Module* const module = new (std::nothrow) Module;
+  if (!module) return false;
+  module->flags = Module::UNSEEN;
+  cached->Add(module);
+  CachedModule target = {module, &module->classes};
+  bool const sound = ReadItems(reader, ITEMS, target) && IsPluginName(module->fileName);
+  module->path = folder + module->fileName;
+  if (!sound) DropCached(cached->Count() - 1);
+  return sound;
+}
+
+void ModuleScan::SearchFolder() noexcept {
+  FileFind file(folder, PLUGIN_PATTERN, FileFind::FILES);
+  while (file.GetNext()) MeetFile(file);
+}
+
+// The name is the search's, and not what Module makes of the path: a folder may be empty, or written with both
+// kinds of separators.
+void ModuleScan::MeetFile(FileFind& file) noexcept {
+  if (KeepFile(file)) return;
+  changed = true;
+  String path;
+  file.GetFullName(path);
+  Module* const module = new (std::nothrow) Module(path);
+  if (!module) return;
+  module->fileName = file.name;
+  module->fileTime = file.lastWrite;
+  module->fileSize = file.size;
+  found->Add(module);
+}
+
+// True when the file is known and has not changed since.
+bool ModuleScan::KeepFile(FileFind& file) noexcept {
+  int const index = FindCached(file.name);
+  Ref<Module> const known = Ref<Module>::Adopt(system.FindModule(file.name));
+  Module* const module = known ? known.get() : index >= 0 ? ModuleAt(cached, index) : nullptr;
+  bool const keep = module && module->fileTime == file.lastWrite;
+  if (keep) module->flags &= ~Module::UNSEEN;
+  if (known && !keep) system.UnloadModule(known.get());
+  if (index >= 0 && (known || !keep)) DropCached(index);
+  return keep;
+}
+
+void ModuleScan::DropUnseen() noexcept {
+  for (int i = system.modules ? system.modules->Count() - 1 : -1; i >= 0; --i) {
+    Module* const module = static_cast<Module*>(system.modules->At(i));
+    if (!(module->flags & Module::UNSEEN)) continue;
+    system.UnloadModule(module);
+    changed = true;
+  }
+  for (int i = cached->Count() - 1; i >= 0; --i) {
+    if (!(ModuleAt(cached, i)->flags & Module::UNSEEN)) continue;
+    DropCached(i);
+    changed = true;
+  }
+}
+
+// Cached classes are registered as they are: nothing is compared, no filter is asked, no library is loaded.
+void ModuleScan::AdoptCached() noexcept {
+  while (cached->Count() > 0) {
+    Ref<Module> const module = Ref<Module>::Adopt(ModuleAt(cached, 0));
+    cached->AtDelete(0);
+    ClassInfo* next = module->classes;
+    module->classes = nullptr;
+    while (ClassInfo* const info = next) {
+      next = info->next;
+      info->module = module.get();
+      if (!system.Append(info)) delete info;
+    }
+    system.AppendModule(module.get());
+  }
+}
+
+void ModuleScan::LoadNew() noexcept {
+  for (int i = 0; i < found->Count(); ++i) {
+    Module* const module = ModuleAt(found, i);
+    module->Load();
+    system.AppendModule(module);
+  }
+}
+
+void ModuleScan::WriteCache() noexcept {
+  system.cacheTime = Now();
+  Ref<Stream> stream;
+  if (Failed(FileStream::Create(cacheFile, FileStream::CREATE, stream.Receive()))) return;
+  Ref<Serializer> const writer = Ref<Serializer>::Adopt(Serializer::Create());
+  if (!writer || Failed(writer->Open(stream.get(), 0))) return;
+  writer->BeginChunk(cache::MODULE_LIST);
+  for (int i = 0; system.modules && i < system.modules->Count(); ++i) {
+    writer->BeginChunk(cache::MODULE);
+    static_cast<Module*>(system.modules->At(i))->Save(writer.get(), nullptr);
+    writer->EndChunk();
+  }
+  writer->EndChunk();
+  writer->Close();
+}
+
+int ModuleScan::FindCached(String const& fileName) noexcept {
+  for (int i = 0; i < cached->Count(); ++i) {
+    if (ModuleAt(cached, i)->fileName.CompareNoCase(fileName) == 0) return i;
+  }
+  return -1;
+}
+
+void ModuleScan::DropCached(int index) noexcept {
+  Ref<Module> const module = Ref<Module>::Adopt(ModuleAt(cached, index));
+  cached->AtDelete(index);
+  while (ClassInfo* const info = module->classes) {
+    module->classes = info->next;
+    delete info;
+  }
+}
+
+}  // namespace yk

@@ -1,0 +1,25 @@
+// A plug-in that never says that it has named its last class, and calls the library back whenever it is called:
+// it registers, creates, scans and forgets itself.
+#include "../plugin.h"
+
+intptr_t qe_entrypoint(unsigned message, uintptr_t first, void* second) {
+  yk::System* const system = yk::System::ptr();
+  if (message == yk::MODULE_VERSION_QUERY) return yk::KTZ_VERSION;
+  if (message == yk::MODULE_ATTACH) system->ScanModules(L".", L"");
+  if (message != yk::MODULE_CLASS) return 0;
+  void* object = nullptr;
+  if (first == 1 && yk::Succeeded(yk::CreateInterface(ENDLESS_ID, &object))) yk::Unknown::Free(&object);
+  if (first == 2) {
+    yk::Module* const module = system->FindModule(L"endless.qem");
+    if (module) {
+      system->UnloadModule(module);
+      module->Release();
+    }
+    yk::ClassInfo own;
+    Fill(&own, ENDLESS_ID, "registered twice");
+    yk::RegisterInterface(&own);
+  }
+  yk::Guid id = ENDLESS_ID;
+  id.second = static_cast<uint16_t>(id.second + first);
+  return Fill(second, id, "Endless");
+}
