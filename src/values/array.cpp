@@ -46,8 +46,12 @@ void QuickSort(void** a, int lo, int hi, Array::Comparison compare, void const* 
     int i = lo;
     int j = hi;
     while (i <= j) {
-      while (compare(a[i], pivot, context) < 0 && i < hi) ++i;
-      while (compare(a[j], pivot, context) > 0 && j > lo) --j;
+      for (; compare(a[i], pivot, context) < 0; ++i) {
+        if (i == hi) break;
+      }
+      for (; compare(a[j], pivot, context) > 0; --j) {
+        if (j == lo) break;
+      }
       if (i > j) break;
       void* const element = a[i];
       a[i++] = a[j];
@@ -73,7 +77,7 @@ constexpr int Array::MAX_COUNT;  // so that it is exported: callers may bind ref
 Array::Array(int growBy) noexcept : step(growBy > 0 ? growBy : DEFAULT_STEP) {}
 
 Array::~Array() {
-  FreeAll();
+  Array::FreeAll();
   ::operator delete(static_cast<void*>(elements));
 }
 
@@ -245,7 +249,7 @@ bool SortedArray::SetCompare(Comparison order, void const* about) noexcept {
 
 // ---- DataArray
 
-DataArray::~DataArray() { FreeAll(); }
+DataArray::~DataArray() { DataArray::FreeAll(); }
 
 DataArray* DataArray::Create() noexcept { return new (std::nothrow) DataArray; }
 

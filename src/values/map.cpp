@@ -1,9 +1,9 @@
 #include <qecore/core/memory.h>
 #include <qecore/core/registry.h>
 #include <qecore/values/map.h>
-#include <string.h>
 
 #include <new>
+#include <utility>
 
 namespace yk {
 
@@ -12,8 +12,8 @@ namespace {
 constexpr unsigned FIRST_ENTRIES = 10;
 constexpr unsigned MORE_ENTRIES = 5;
 
-// Answers the map's own identifier only.
-HRESULT CreateMap(ClassInfo const* info, void** out) {
+// The registry's factory.
+HRESULT CreateMap(ClassInfo const* info, void** out) noexcept {
   *out = nullptr;
   if (!(info->classId == Map::Id())) return E_NOINTERFACE;
   *out = Map::Create();
@@ -22,10 +22,10 @@ HRESULT CreateMap(ClassInfo const* info, void** out) {
 
 // Exchanges two values without copying a payload.
 void Exchange(Variant& a, Variant& b) noexcept {
-  unsigned char bytes[sizeof(Variant)];
-  memcpy(bytes, &a, sizeof a);
-  memcpy(static_cast<void*>(&a), &b, sizeof b);
-  memcpy(static_cast<void*>(&b), bytes, sizeof b);
+  std::swap(a.value, b.value);
+  std::swap(a.size, b.size);
+  std::swap(a.flags, b.flags);
+  std::swap(a.type, b.type);
 }
 
 }  // namespace
@@ -90,11 +90,7 @@ HRESULT Map::Lookup(unsigned key) noexcept {
   return S_OK;  // found or not: intended
 }
 
-void* Map::DeleteThis(unsigned flags) noexcept {
-  this->~Map();
-  if (flags & 1) ::operator delete(static_cast<void*>(this));
-  return this;
-}
+void* Map::DeleteThis(unsigned flags) noexcept { return DeleteSelf(flags); }
 
 Map::Entry* Map::Seek(unsigned key) const noexcept {
   for (unsigned i = 0; i < count; ++i) {
@@ -108,10 +104,8 @@ Map::Entry* Map::Append(unsigned key) noexcept {
   if (count + 1 >= capacity && !Grow()) return nullptr;
   Entry* const entry = entries + count;
   entry->value.Done();
-  memset(static_cast<void*>(entry), 0, sizeof *entry);
-  entry->key = key;
   ++count;
-  return entry;
+  return new (entry) Entry{key, {}};
 }
 
 bool Map::Grow() noexcept {
@@ -120,8 +114,7 @@ bool Map::Grow() noexcept {
   void* const block = yk_realloc(entries, (size_t{capacity} + more) * sizeof(Entry));
   if (!block) return false;
   entries = static_cast<Entry*>(block);
-  memset(static_cast<void*>(entries + capacity), 0, more * sizeof(Entry));
-  capacity += more;
+  for (unsigned const end = capacity + more; capacity < end; ++capacity) new (entries + capacity) Entry{};
   return true;
 }
 

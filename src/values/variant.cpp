@@ -313,7 +313,9 @@ void Variant::Init(double v) noexcept { Hold(DOUBLE, Bits(v)); }
 
 void Variant::Init(Unknown* object) noexcept {
   if (object) object->AddRef();
-  Hold(OBJECT, Bits(object));
+  Value content = {0};
+  content.object = object;
+  Hold(OBJECT, content);
   size = 0;
 }
 

@@ -4,6 +4,9 @@
 #include <qecore/values/string.h>
 
 #include <algorithm>
+#include <array>
+#include <climits>
+#include <numeric>
 #include <random>
 
 #include "support/binary.h"
@@ -28,8 +31,6 @@ Ints Elements(Array* array) {
   for (int i = 0; i < array->Count(); ++i) elements.push_back(N(array->At(i)));
   return elements;
 }
-
-int Capacity(Array* array) { return Field<int>(array, 44); }
 
 TEST(Array, EditsInRangeThroughItsSlots) {
   Ref<Array> const array = Numbers({1, 2, 3});
@@ -59,18 +60,16 @@ TEST(Array, ReportsWhatIsOutOfRange) {
 }
 
 TEST(Array, GrowsInStepsThatGrowUpToItsLimit) {
-  std::pair<int, Ints> const cases[] = {
-      {-3, {40, 80, 120}}, {512, {512, 1024, 1536, 2048, 2560, 3584}}, {0x7FFFFFFF, {Array::MAX_COUNT}}};
-  for (auto const& [step, expected] : cases) {
-    Ref<Array> const a = Numbers({}, step);
-    for (intptr_t const capacity : expected) {
-      while (a->Count() < Capacity(a.get())) a->Add(nullptr);
-      a->Add(nullptr);
-      EXPECT_EQ(Capacity(a.get()), capacity) << step;
-    }
+  for (auto [count, step, capacity] : {std::array{41, 0, 80},
+                                       {41, -3, 80},
+                                       {513, 512, 1024},
+                                       {600, 40, 776},
+                                       {2561, 512, 3584},
+                                       {16393, 8, 16392 + 8192},
+                                       {1, INT_MAX, Array::MAX_COUNT}}) {
+    Ref<Array> const a = Numbers(Ints(count), step);
+    EXPECT_EQ(Field<int>(a.get(), 44), capacity) << count << " by " << step;
   }
-  Ref<Array> const a = Numbers(Ints(600));
-  EXPECT_EQ(Capacity(a.get()), 776);
   Ref<Array> const full = Numbers(Ints(Array::MAX_COUNT), Array::MAX_COUNT);
   MessageBoxWatcher watcher;
   EXPECT_EQ(full->Add(P(1)), Array::MAX_COUNT - 1);
@@ -126,17 +125,17 @@ TEST(Array, SortsWithEqualElementsInTheOrderOfItsSteps) {
   EXPECT_EQ(Elements(a.get()), (Ints{50, 10, 20, 30}));
 }
 
-TEST(Array, AComparisonThatContradictsItselfHarmsNothing) {
+int Contradictory(void const*, void const*, void const* context) {
   static std::mt19937 random(2);
-  Ints numbers;
-  for (int i = 1; i <= 1000; ++i) numbers.push_back(i);
-  static int (*const answers[])() = {[] { return -1; }, [] { return 1; },
-                                     [] { return int(random() % 3) - 1; }};
-  for (auto const& answer : answers) {
+  return context ? static_cast<int>(N(context)) : static_cast<int>(random() % 3) - 1;
+}
+
+TEST(Array, AComparisonThatContradictsItselfHarmsNothing) {
+  Ints numbers(1000);
+  std::iota(numbers.begin(), numbers.end(), 1);
+  for (intptr_t const answer : {-1, 1, 0}) {
     Ref<Array> const a = Numbers(numbers);
-    EXPECT_TRUE(a->Sort(
-        [](void const*, void const*, void const* how) { return (*static_cast<int (*const*)()>(how))(); },
-        &answer));
+    EXPECT_TRUE(a->Sort(Contradictory, P(answer)));
     Ints elements = Elements(a.get());
     std::sort(elements.begin(), elements.end());
     EXPECT_EQ(elements, numbers);

@@ -77,8 +77,7 @@ TEST(Str, ConcatStaysInItsBuffer) {
     EXPECT_STREQ(text.c_str(), after.c_str());
   }
   wchar_t wide[4] = L"ab";
-  EXPECT_EQ(str::Concat(wide, 4, L"cd"), 4u);
-  EXPECT_STREQ(wide, L"abc");
+  EXPECT_TRUE(str::Concat(wide, 4, L"cd") == 4 && wstring(wide) == L"abc");
 }
 
 TEST(Str, AllTrimTakesBlanksFromBothEndsAndWritesZeros) {
@@ -111,11 +110,6 @@ TEST(Str, PathsAndCopies) {
   wchar_t* const copy = str::New(L"copy");
   EXPECT_TRUE(str::New("") == nullptr && wstring(copy) == L"copy");
   ::operator delete(copy);
-  char narrow[8];
-  wchar_t wide[8];
-  EXPECT_TRUE(wtoa_BufSize(L"caf\xE9") == 5 && wtoa(L"caf\xE9", narrow, 8) == 5 &&
-              atow(narrow, wide, 8) == 5);
-  EXPECT_STREQ(wide, L"caf\xE9");
 }
 
 TEST(Str, PrintfIsTheMicrosoftRuntimes) {
@@ -135,15 +129,13 @@ TEST(Qeprintf2, PlacesArgumentsByNumber) {
       {L"%1%1-%2%%2", L"<%d> and <%s>", L"<3> and <<3> and <-files>%2", 16},
       {L"%3", L"%d%s", L"$ERROR$", 7},
       {L"", L"%d", L"", 1},
-      {L"%d %s", nullptr, L"3 files", 7},  // an ordinary format
+      {L"%d%%%s", nullptr, L"3%files", 7},  // an ordinary format
   };
   wchar_t text[64];
   for (auto const& [format, argfmt, expected, result] : cases) {
     EXPECT_EQ(qeprintf2(text, 64, format, argfmt, 3, L"files"), result) << format;
     EXPECT_STREQ(text, expected);
   }
-  qeprintf2(text, 64, L"%d %1", L"<%d>", 3);  // ordinary as a whole; the runtime has its own way with `%1`
-  EXPECT_EQ(wstring(text, 2), L"3 ");
 }
 
 TEST(Qeprintf2, StaysInItsBuffers) {

@@ -58,7 +58,6 @@ TEST(String, AWindowsTextHasThePromisedLength) {
   HWND const window =
       CreateWindowW(L"STATIC", L"short", 0, 0, 0, 9, 9, HWND_MESSAGE, nullptr, nullptr, nullptr);
   ASSERT_NE(window, nullptr);
-  EXPECT_EQ(Characters(String(window)), L"short");
   SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(Promise));
   EXPECT_EQ(Characters(String(window)), L"short" + wstring(35, L'\0'));
   DestroyWindow(window);
@@ -133,14 +132,10 @@ TEST(String, Edits) {
       {"delete", L"abcd", L"ad", [](String& s) { return s.AtDelete(1, 2); }},
       {"delete too much", L"abcd", L"abcd", [](String& s) { return !s.AtDelete(2, 5); }},
       {"delete a range that wraps", L"abcd", L"abcd", [](String& s) { return !s.AtDelete(2, String::npos); }},
-      {"delete nothing", L"abcd", L"abcd", [](String& s) { return !s.AtDelete(2, 0); }},
       {"cut", L"abcd", L"ad", [](String& s) { return s.Cut(1, 2); }},
       {"cut too much", L"abcd", L"ab", [](String& s) { return s.Cut(2, String::npos); }},
-      {"cut at the end", L"ab", L"ab", [](String& s) { return !s.Cut(2, 1); }},
       {"trim", L"\t a b ", L"a b", [](String& s) { return s.Trim(); }},
-      {"upper", L"a\xE9", L"A\xC9", [](String& s) { return s.MakeUpper(), true; }},
       {"lower", L"A\xC9", L"a\xE9", [](String& s) { return s.MakeLower(), true; }},
-      {"left", L"abc", L"ab", [](String& s) { return s = s.Left(2), true; }},
       {"right", L"abc", L"bc", [](String& s) { return s = s.Right(2), true; }},
       {"escapes", LR"(a\Tb\\c\q\)", L"a\tb\\cq\\", [](String& s) { return s = s.Parse_C_string(), true; }},
       {"double zero", L"ab", L"ab", [](String& s) { return s.DoubleTerminate(), s.Length() == 3; }},

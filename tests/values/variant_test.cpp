@@ -34,27 +34,6 @@ Variant Bare(int type) {
 
 void* PayloadOf(Variant const& v) { return Field<void*>(&v, 0); }
 
-TEST(Variant, IsSixteenBytesWithTheTagInByte13) {
-  // clang-format off: a table
-  std::tuple<Variant, uint64_t, uint8_t> const cases[] = {
-      {Made(true), 1, 1},
-      {Made(uint8_t{0xFE}), 0xFE, 2},
-      {Made(uint16_t{0xFEDC}), 0xFEDC, 3},
-      {Made(0xFEDCBA98u), 0xFEDCBA98, 4},
-      {Made(uint64_t{0xFEDCBA9876543210}), 0xFEDCBA9876543210, 5},
-      {Made(int16_t{-2}), 0xFFFE, 6},
-      {Made(-2), 0xFFFFFFFE, 7},
-      {Made(int64_t{-2}), 0xFFFFFFFFFFFFFFFE, 8},
-      {Made(1.5f), 0x3FC00000, 11},
-      {Made(1.5), 0x3FF8000000000000, 12},
-      {Made(point2df{1.5f, -1.5f}), 0xBFC000003FC00000, 26}};
-  // clang-format on
-  for (auto const& [v, value, type] : cases) {
-    EXPECT_EQ(Field<uint64_t>(&v, 0), value) << int{type};
-    EXPECT_EQ(Field<uint16_t>(&v, 12), type << 8);
-  }
-}
-
 TEST(Variant, TextsAreCopiedBorrowedOrKeptEmpty) {
   wchar_t const* const none = nullptr;
   String const text(L"string");
@@ -64,9 +43,8 @@ TEST(Variant, TextsAreCopiedBorrowedOrKeptEmpty) {
   };
   for (auto const& [v, type, size] : cases) {
     void* payload = nullptr;
-    EXPECT_EQ(v.type, type);
-    EXPECT_EQ(v.GetDataPtr(&payload), size);
-    EXPECT_TRUE((payload == nullptr) == (size == 0) && v.flags == 0);
+    EXPECT_TRUE(v.type == type && v.flags == 0 && v.GetDataPtr(&payload) == size) << int{v.type};
+    EXPECT_EQ(payload == nullptr, size == 0);
   }
   Variant v;
   v.Init(text, true);
@@ -98,19 +76,6 @@ TEST(Variant, BlobsOfTheSameSizeKeepTheirBuffer) {
   EXPECT_TRUE(v.Get(out) == S_OK && PayloadOf(out) == own && out.flags == 2);
 }
 
-TEST(Variant, HoldsOneReferenceToAnObject) {
-  Ref<Array> const object = Ref<Array>::Adopt(Array::Create(0));
-  Variant v = Made(static_cast<Unknown*>(object.get()));
-  EXPECT_EQ(References(object.get()), 2u);
-  Variant const shared(v);
-  EXPECT_EQ(References(object.get()), 3u);
-  v.Init(v.GetI());
-  v.flags |= Variant::BORROWED;  // means nothing here
-  v.Done();
-  EXPECT_EQ(References(object.get()), 2u);
-  EXPECT_EQ(v.GetI(), nullptr);
-}
-
 template <class Number>
 std::pair<bool, Number> Converted(Variant const& v) {
   Number number = 9;
@@ -123,14 +88,12 @@ TEST(Variant, ConvertsToEachNumber) {
       {"16 bits", Made(static_cast<unsigned short>(65000)), true, 65000, 65000, 65000, 65000},
       {"32 bits, of which some take 16", Made(70000u), true, 4464, 70000, 70000, 4464},
       {"64 bits", Made(uint64_t{0xFFFFFFFF00000005}), true, 5, 5, 0x1p64f, 18446744069414584325.0},
-      {"short", Made(static_cast<short>(-3)), true, -3, 0xFFFFFFFD, -3, -3},
       {"signed 64 bits", Made(int64_t{-4294967295}), true, 1, 1, -0x1p32f, -4294967295.0},
       {"float", Made(2.5f), true, 3, 3, 2.5f, 2.5},
       {"double", Made(-2.5), true, -3, 0xFFFFFFFD, -2.5f, -2.5},
       {"too large a double", Made(1e10), true, INT32_MIN, 0x80000000, 1e10f, 1e10},
       {"narrow text", Made("12.75x"), true, 12, 12, 12.75f, 12.75},
       {"wide text", Made(L"0.1"), true, 0, 0, 0.1f, double{0.1f}},
-      {"empty text", Made(L"", 2u), true, 0, 0, 0, 0},
       {"no tag at all", Bare(200), false, 0, 0, 0, 0},
   };
   for (auto const& [name, v, converts, asInt, asUnsigned, asFloat, asDouble] : cases) {
@@ -173,6 +136,7 @@ TEST(Variant, CopiesTextsIntoBuffersAndNotBehindThem) {
 
 TEST(Variant, GetsIntoAnother) {
   Ref<Array> const object = Ref<Array>::Adopt(Array::Create(0));
+  EXPECT_EQ(Made(static_cast<Unknown*>(object.get())).GetI(), object.get());
   for (Variant const& v : {Made(true), Made(0.1), Made(int64_t{-5}), Made("text"), Made(L"text"),
                            Made(point2d{1, 2}), Made(point2df{1, 2}), Made(point3d{1, 2, 3})}) {
     Variant out = Made("before");

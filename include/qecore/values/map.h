@@ -20,12 +20,13 @@
 // set (E_OUTOFMEMORY). One thread at a time.
 #pragma once
 
+#include <qecore/core/implements.h>
 #include <qecore/core/streamable.h>
 #include <qecore/values/variant.h>
 
 namespace yk {
 
-class YK_API Map final : public qe_Streamable {
+class YK_API Map final : public Destroys<Map, qe_Streamable> {
  public:
   static Guid const& Id() noexcept { return ids::MAP; }
 
@@ -56,6 +57,9 @@ class YK_API Map final : public qe_Streamable {
   virtual void* DeleteThis(unsigned flags) noexcept;
 
  private:
+  template <class, class>
+  friend class Destroys;
+
   struct Entry {
     unsigned key;
     Variant value;

@@ -1,0 +1,246 @@
+#include <qecore/core/registry.h>
+#include <qecore/image/image.h>
+#include <qecore/values/map.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <new>
+
+#include <windows.h>
+
+#include "convert_p.h"
+#include "image_p.h"
+
+namespace yk {
+
+#if defined(__GNUC__)
+#pragma GCC diagnostic ignored \
+    "-Winvalid-offsetof"  // single inheritance: the offsets are what both ABIs have
+#endif
+static_assert(offsetof(Image2d, handle) == 40 && offsetof(Image2d, bits) == 48);
+static_assert(offsetof(Image2d, palette) == 56 && offsetof(Image2d, format) == 64);
+static_assert(offsetof(Image2d, width) == 68 && offsetof(Image2d, height) == 72 &&
+              offsetof(Image2d, stride) == 76);
+static_assert(offsetof(Image2d, paletteCount) == 80 && offsetof(Image2d, bitsPerPixel) == 82);
+static_assert(offsetof(Image2d, bytesPerPixel) == 84 && offsetof(Image2d, flags) == 85);
+
+namespace {
+
+// ---- sizes ----------------------------------------------------------------------------------------------------------
+
+/// The bytes of an image; `fits` says that they can be counted in a signed 32-bit number, stride included.
+struct Layout {
+  int32_t stride = 0;
+  int64_t rows = 0;     // bytes of all rows
+  int64_t palette = 0;  // bytes of the palette behind them
+  bool fits = false;
+
+  Layout(img::FormatFacts const& facts, int width, int64_t height) noexcept {
+    palette = int64_t{4} * facts.paletteEntries;
+    if (width < 0 || int64_t{facts.bits} * width + 31 > INT32_MAX) return;
+    stride = static_cast<int32_t>((int64_t{facts.bits} * width + 31) / 32 * 4);
+    rows = stride * height;
+    fits = Size() <= INT32_MAX;
+  }
+
+  int64_t Size() const noexcept { return rows + palette; }
+};
+
+// ---- pixel memory ---------------------------------------------------------------------------------------------------
+
+/// What owns the pixels and where they are; nothing when there is no memory.
+struct PixelMemory {
+  void* handle = nullptr;
+  unsigned char* bits = nullptr;
+};
+
+/// A bitmap section. Only grey bitmaps have colours of their own: a ramp.
+PixelMemory NewBitmap(int bitCount, int width, int height) noexcept {
+  struct {
+    BITMAPINFOHEADER header;
+    RGBQUAD ramp[256];
+  } info = {};
+  info.header = {
+      sizeof(BITMAPINFOHEADER), width, height, 1, static_cast<WORD>(bitCount), BI_RGB, 0, 300, 300, 0, 0};
+  for (int i = 0; i < 256 && bitCount == 8; ++i) {
+    BYTE const level = static_cast<BYTE>(i);
+    info.ramp[i] = {level, level, level, 0};
+  }
+  HDC const screen = GetDC(nullptr);
+  void* bits = nullptr;
+  HBITMAP const bitmap =
+      CreateDIBSection(screen, reinterpret_cast<BITMAPINFO const*>(&info), DIB_RGB_COLORS, &bits, nullptr, 0);
+  if (screen) ReleaseDC(nullptr, screen);
+  if (bitmap && bits) return {bitmap, static_cast<unsigned char*>(bits)};
+  if (bitmap) DeleteObject(bitmap);
+  return {};
+}
+
+PixelMemory NewGlobal(size_t size) noexcept {
+  HGLOBAL const block = GlobalAlloc(GMEM_MOVEABLE, size);
+  if (!block) return {};
+  if (void* const bits = GlobalLock(block)) return {block, static_cast<unsigned char*>(bits)};
+  GlobalFree(block);
+  return {};
+}
+
+PixelMemory NewHeap(size_t size) noexcept { return {nullptr, new (std::nothrow) unsigned char[size]}; }
+
+void Discard(PixelMemory memory, IMG_FORMAT format) noexcept {
+  if (!memory.handle) {
+    delete[] memory.bits;
+  } else if (img::GetFacts(format).dib) {
+    DeleteObject(memory.handle);
+  } else {
+    GlobalUnlock(memory.handle);
+    GlobalFree(memory.handle);
+  }
+}
+
+// ---- the class record -----------------------------------------------------------------------------------------------
+
+HRESULT MakeImage(ClassInfo const* info, void** out) noexcept {
+  if (!(info->classId == Image2d::Id())) return E_NOINTERFACE;
+  *out = Image2d::Create();
+  return *out ? S_OK : E_OUTOFMEMORY;
+}
+
+}  // namespace
+
+HRESULT img::RegisterImageClass() noexcept {
+  ClassInfo info;
+  info.classId = Image2d::Id();
+  info.interfaceId = AbstractImage::Id();
+  info.create = MakeImage;
+  return RegisterInterface(&info);
+}
+
+// ---- AbstractImage --------------------------------------------------------------------------------------------------
+
+AbstractImage::AbstractImage() noexcept = default;
+
+AbstractImage::~AbstractImage() {
+  if (properties) properties->Release();
+}
+
+HRESULT AbstractImage::GetProperty(unsigned id, Variant& value) noexcept {
+  return properties ? properties->GetValue(id, value) : YK_E_NOTFOUND;
+}
+
+HRESULT AbstractImage::SetProperty(unsigned id, Variant const& value) noexcept {
+  if (!properties) properties = Map::Create();
+  return properties ? properties->SetValue(id, value) : E_OUTOFMEMORY;
+}
+
+// ---- Image2d: the object --------------------------------------------------------------------------------------------
+
+Image2d::Image2d() noexcept = default;
+
+Image2d::~Image2d() { Image2d::Free(); }
+
+Image2d* Image2d::Create() noexcept { return new (std::nothrow) Image2d; }
+
+HRESULT Image2d::QueryInterface(Guid const&, void**) noexcept { return E_NOINTERFACE; }
+
+void Image2d::Destroy() noexcept {
+  // A call on no object does nothing, on purpose. The compiler takes `this` for an object; volatile makes it look.
+  Image2d* const volatile self = this;
+  if (self) DeleteThis(1);
+}
+
+bool Image2d::IsTypeOf(Guid const& id) noexcept { return id == Id() || AbstractImage::IsTypeOf(id); }
+
+void* Image2d::DeleteThis(unsigned how) noexcept {
+  Image2d::~Image2d();
+  if (how & 1) ::operator delete(static_cast<void*>(this));
+  return this;
+}
+
+// ---- Image2d: storage -----------------------------------------------------------------------------------------------
+
+HRESULT Image2d::Free() noexcept {
+  if (!bits) return S_FALSE;
+  Discard({handle, bits}, format);
+  handle = nullptr;
+  bits = nullptr;
+  format = IMG_NONE;
+  width = height = stride = 0;
+  bytesPerPixel = 0;
+  return S_OK;  // palette and paletteCount stay, on purpose: nothing looks at them in an empty image
+}
+
+HRESULT Image2d::Create(IMG_FORMAT newFormat, int newWidth, int newHeight) noexcept {
+  int const bytes = img::GetPixelSize(newFormat, bitsPerPixel);
+  if (bitsPerPixel == 0) return E_INVALIDARG;
+  Free();
+
+  img::FormatFacts const& facts = img::GetFacts(newFormat);
+  int64_t const rowCount = std::abs(int64_t{newHeight});
+  Layout const layout(facts, newWidth, rowCount);
+  bool const heap = flags & IMG_HEAP_MEMORY;
+  PixelMemory memory;
+  if (facts.dib && !heap) {
+    if (layout.fits) memory = NewBitmap(facts.bits, newWidth, newHeight);
+  } else if (heap) {
+    if (layout.fits) memory = NewHeap(static_cast<size_t>(layout.Size()));
+  } else if (!layout.fits || layout.Size() > 0) {
+    if (layout.fits) memory = NewGlobal(static_cast<size_t>(layout.Size()));
+    if (!memory.bits) return E_OUTOFMEMORY;
+  }
+
+  handle = memory.handle;
+  bits = memory.bits;
+  stride = layout.stride;
+  if (facts.paletteEntries) {
+    paletteCount = facts.paletteEntries;
+    palette = bits ? reinterpret_cast<IMG_PALENTRY*>(bits + layout.rows) : nullptr;
+  }
+  width = newWidth;
+  height = static_cast<int32_t>(std::min<int64_t>(rowCount, INT32_MAX));
+  bytesPerPixel = static_cast<uint8_t>(bytes);
+  format = newFormat;
+  return bits ? S_OK : E_FAIL;
+}
+
+unsigned char* Image2d::GetLine(int y) noexcept {
+  if (!bits || y < 0 || y >= height) return nullptr;
+  uint32_t const offset = static_cast<uint32_t>(height - y - 1) * static_cast<uint32_t>(stride);
+  return bits + static_cast<int32_t>(offset);
+}
+
+unsigned char* Image2d::GetLineEx(int y, int x) noexcept {
+  unsigned char* const row = GetLine(y);
+  return row ? row + static_cast<ptrdiff_t>(bytesPerPixel) * x : nullptr;
+}
+
+HRESULT Image2d::ConvertLine(int y, IMG_FORMAT dstFormat, void* dst, int dstSize) noexcept {
+  if (!dst || img::GetRowSize(dstFormat, width) > dstSize) return E_INVALIDARG;
+  unsigned char const* const row = GetLine(y);
+  return row ? img::ConvertRow(row, dst, format, dstFormat, width, palette) : E_INVALIDARG;
+}
+
+// ---- Image2d: what it shows -----------------------------------------------------------------------------------------
+
+bool Image2d::IsGrayScalePalette() noexcept {
+  // A palette is looked at in a palette format only: in another it may be left from pixels that are gone.
+  if (!bits || !palette || paletteCount == 0 || !img::GetFacts(format).paletteEntries) return false;
+  for (unsigned i = 0; i < paletteCount; ++i) {
+    if (palette[i].red != i || palette[i].green != i || palette[i].blue != i) return false;
+  }
+  return true;
+}
+
+int Image2d::IsGrayScaleContent() noexcept {
+  if (format != IMG_BGR24 || !bits) return 0;
+  bool seen[256] = {};
+  for (int y = 0; y < height; ++y) {
+    unsigned char const* pixel = GetLine(y);
+    for (int x = 0; x < width; ++x, pixel += 3) {
+      if (pixel[1] != pixel[0] || pixel[2] != pixel[0]) return 0;
+      seen[pixel[0]] = true;
+    }
+  }
+  return static_cast<int>(std::count(seen, seen + 256, true));
+}
+
+}  // namespace yk

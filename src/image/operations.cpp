@@ -1,0 +1,139 @@
+#include <qecore/draw/geometry.h>
+#include <qecore/image/image.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "convert_p.h"
+#include "core/conversions_p.h"
+#include "row_kernels_p.h"
+
+namespace yk {
+
+namespace {
+
+/// `ratio` of `size` as an index below `size`. Infinity and not-a-number give 0, as the processor converts them.
+int IndexAt(float ratio, int size) noexcept {
+  int const index = TruncateToInt(static_cast<float>(size) * ratio);
+  return std::max(std::min(index, size - 1), 0);
+}
+
+/// Copies `count` bytes of indices that start `shift` pixels into the first byte. A byte behind `source`, which has
+/// `available` bytes, counts as 0. The two shifts do not meet, and pixels of four bits are shifted like those of
+/// one: both are on purpose and part of the contract.
+void CopyIndices(uint8_t const* source, size_t available, uint8_t* target, size_t count,
+                 unsigned shift) noexcept {
+  if (shift == 0) {
+    memcpy(target, source, count);
+    return;
+  }
+  for (size_t i = 0; i < count; ++i) {
+    unsigned const next = i + 1 < available ? source[i + 1] : 0;
+    target[i] = static_cast<uint8_t>(source[i] << (7 - shift) | next >> shift);
+  }
+}
+
+/// Fills `count` pixels of `size` bytes with the first one, doubling what is done.
+void Repeat(uint8_t* row, size_t size, size_t count) noexcept {
+  size_t const total = size * count;
+  for (size_t done = size; done < total; done *= 2) memcpy(row + done, row, std::min(done, total - done));
+}
+
+/// Fills every row with one pixel; the padding stays as it is.
+void FillPixels(Image2d& image, uint8_t const* pixel) noexcept {
+  size_t const size = image.bytesPerPixel;
+  size_t const count = static_cast<size_t>(std::max(image.width, 0));
+  if (count == 0) return;
+  for (int y = 0; y < image.height; ++y) {
+    uint8_t* const row = image.GetLine(y);
+    memcpy(row, pixel, size);
+    Repeat(row, size, count);
+  }
+}
+
+/// Fills the rows, padding included.
+void FillRows(Image2d& image, int value) noexcept {
+  for (int y = 0; y < image.height; ++y) memset(image.GetLine(y), value, static_cast<size_t>(image.stride));
+}
+
+}  // namespace
+
+bool Image2d::GetPixel(point3df const& at, point4df& color) noexcept {
+  unsigned char const* const row = GetLine(IndexAt(at.y, height));
+  if (!row || width < 1) return true;
+  img::ConvertRow(row + static_cast<size_t>(bytesPerPixel) * static_cast<size_t>(IndexAt(at.x, width)),
+                  &color, format, IMG_BGRAF, 1, palette);
+  return true;
+}
+
+HRESULT Image2d::ClearColor(unsigned color) noexcept {
+  if (!bits) return YK_E_EMPTY;
+  unsigned const c0 = color & 0xFF;
+  unsigned const c1 = color >> 8 & 0xFF;
+  unsigned const c2 = color >> 16 & 0xFF;
+  if (format == IMG_BGR24) {
+    uint8_t const pixel[3] = {static_cast<uint8_t>(c2), static_cast<uint8_t>(c1), static_cast<uint8_t>(c0)};
+    c0 == c1&& c1 == c2 ? FillRows(*this, static_cast<int>(c0)) : FillPixels(*this, pixel);
+    return S_OK;
+  }
+  // Grey and BGRA images are filled and say E_NOTIMPL nevertheless; the byte orders differ. Both are on purpose.
+  if (format == IMG_GRAY8) FillRows(*this, static_cast<int>((c0 + c1 + c2) / 3));
+  if (format == IMG_BGRA32) FillPixels(*this, reinterpret_cast<uint8_t const*>(&color));
+  return E_NOTIMPL;
+}
+
+HRESULT Image2d::ClearColor(point4df const&) noexcept { return E_NOTIMPL; }
+
+HRESULT Image2d::FlipH() noexcept {
+  if (!bits || width < 2) return S_OK;
+  for (int y = 0; y < height; ++y) img::MirrorRow(GetLine(y), static_cast<size_t>(width), bytesPerPixel);
+  return S_OK;
+}
+
+HRESULT Image2d::FlipV() noexcept {
+  if (!bits) return YK_E_EMPTY;
+  size_t const size = static_cast<size_t>(std::max(width, 0)) * bytesPerPixel;
+  for (int y = 0; y < height / 2; ++y) img::SwapBytes(GetLine(y), GetLine(height - 1 - y), size);
+  return S_OK;
+}
+
+HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result) noexcept {
+  if (!result || left < 0 || top < 0 || right > width || bottom > height || right <= left || bottom <= top) {
+    return E_INVALIDARG;
+  }
+  if (!bits) return YK_E_EMPTY;
+  int const w = right - left;
+  int const h = bottom - top;
+  *result = Create();
+  if (!*result) return E_OUTOFMEMORY;
+  Image2d& target = **result;
+  HRESULT const created = target.Create(format, w, h);
+  if (Failed(created)) {
+    target.Release();  // `*result` keeps the dead pointer, on purpose: callers look at the code
+    return created;
+  }
+
+  if (img::GetFacts(format).paletteEntries) {
+    memcpy(target.palette, palette, std::min(paletteCount, target.paletteCount) * sizeof(IMG_PALENTRY));
+  }
+  if (bitsPerPixel < 8) {
+    size_t const skip = static_cast<size_t>(left) / 8;
+    size_t const count = (static_cast<size_t>(w) + 7) / 8;  // for pixels of four bits as well, on purpose
+    for (int y = 0; y < h; ++y) {
+      CopyIndices(GetLine(top + y) + skip, static_cast<size_t>(stride) - skip, target.GetLine(y), count,
+                  static_cast<unsigned>(left) % 8);
+    }
+    return S_OK;
+  }
+  size_t const count = static_cast<size_t>(w) * bytesPerPixel;
+  for (int y = 0; y < h; ++y) memcpy(target.GetLine(y), GetLineEx(top + y, left), count);
+  return S_OK;
+}
+
+HRESULT Image2d::PremultiplyAlpha() noexcept {
+  if (format != IMG_BGRA32) return YK_E_FORMAT;
+  for (int y = 0; y < height && bits; ++y) img::PremultiplyRow(GetLine(y), static_cast<size_t>(width));
+  return S_OK;
+}
+
+}  // namespace yk

@@ -1,0 +1,198 @@
+#include <qecore/image/image.h>
+#include <string.h>
+
+#include <algorithm>
+#include <new>
+
+#include "convert_p.h"
+#include "row_kernels_p.h"
+#include "weights_p.h"
+
+namespace yk {
+
+namespace {
+
+bool CanConvert(IMG_FORMAT from, IMG_FORMAT to) noexcept {
+  return from == to || img::FindConverter(from, to);
+}
+
+constexpr IMG_FORMAT FloatFormat(size_t channels) noexcept {
+  return channels == 1 ? IMG_GRAYF : channels == 4 ? IMG_BGRAF : IMG_BGRF;
+}
+
+HRESULT CopyPixels(Image2d& source, Image2d& target) noexcept {
+  size_t const size = static_cast<size_t>(std::min(source.stride, target.stride));
+  for (int y = 0; y < source.height; ++y) {
+    if (source.format == target.format) {
+      memmove(target.GetLine(y), source.GetLine(y), size);
+    } else {
+      img::ConvertRow(source.GetLine(y), target.GetLine(y), source.format, target.format, source.width,
+                      source.palette);
+    }
+  }
+  return S_OK;
+}
+
+HRESULT HalvePixels(Image2d& source, Image2d& target) noexcept {
+  for (int y = 0; y < target.height; ++y) {
+    img::HalveRow(source.GetLine(2 * y), source.GetLine(2 * y + 1), target.GetLine(y),
+                  static_cast<size_t>(target.width), target.bytesPerPixel);
+  }
+  return S_OK;
+}
+
+/// Area-weighted resampling. The results are those of
+///
+///   for each vertical overlap (sy, ty, wy), for each horizontal overlap (sx, tx, wx), for each channel:
+///     sums[tx] += (wy * wx) * source[sx]
+///
+/// in single precision and in that order, to the last bit. A source row is converted once though several target
+/// rows take from it; the products wy * wx are formed once for each wy in a row; a target row with the same one
+/// source row as the row above it is copied from there.
+class Resampler {
+ public:
+  Resampler(Image2d& from, Image2d& to) noexcept
+      : source(from),
+        target(to),
+        channels(img::GetFacts(from.format).channels),
+        middle(FloatFormat(channels)),
+        sourceWidth(static_cast<size_t>(from.width)),
+        targetWidth(static_cast<size_t>(to.width)) {}
+
+  ~Resampler() {
+    delete[] floats;
+    delete[] runs;
+  }
+
+  Resampler(Resampler const&) = delete;
+  Resampler& operator=(Resampler const&) = delete;
+
+  HRESULT Run() noexcept {
+    // Rows that cannot be converted stay as they are; either way that would be all of them.
+    if (channels == 0 || !CanConvert(source.format, middle) || !CanConvert(middle, target.format))
+      return S_OK;
+    if (!Allocate()) return E_OUTOFMEMORY;
+    WalkAcross();
+    WalkDown();
+    return S_OK;
+  }
+
+ private:
+  /// One block of floats: source row, sums, weights, products. The rows have one float to spare (see AddRow).
+  bool Allocate() noexcept {
+    size_t const overlaps = sourceWidth + targetWidth;
+    size_t const sourceSize = sourceWidth * channels + 1;
+    size_t const targetSize = targetWidth * channels + 1;
+    floats = new (std::nothrow) float[sourceSize + targetSize + 2 * overlaps]();
+    runs = new (std::nothrow) img::Run[targetWidth]();
+    if (!floats || !runs) return false;
+    sourceRow = floats;
+    sums = sourceRow + sourceSize;
+    weights = sums + targetSize;
+    products = weights + overlaps;
+    return true;
+  }
+
+  void WalkAcross() noexcept {
+    img::OverlapWalk walk(source.width, target.width);
+    for (img::Overlap overlap; walk.Next(overlap);) {
+      img::Run& run = runs[overlap.target];
+      if (run.count++ == 0) run.first = overlap.source;
+      weights[overlapCount++] = overlap.weight;
+    }
+  }
+
+  void WalkDown() noexcept {
+    img::OverlapWalk walk(source.height, target.height);
+    img::Overlap now;
+    img::Overlap next;
+    img::Overlap above = {-1, -1, 0};  // the only overlap of the target row above, if it has only one
+    bool more = walk.Next(now);
+    bool fresh = true;
+    while (more) {
+      more = walk.Next(next);
+      bool const last = !more || next.target != now.target;
+      bool const alone = fresh && last;
+      if (alone && above.source == now.source && above.weight == now.weight) {
+        RepeatRow(now.target);
+      } else {
+        AddSourceRow(now, fresh);
+        if (last) StoreRow(now.target);
+      }
+      if (last) above = alone ? now : img::Overlap{-1, -1, 0};
+      fresh = last;
+      now = next;
+    }
+  }
+
+  void AddSourceRow(img::Overlap const& overlap, bool fresh) noexcept {
+    if (overlap.source != rowHeld) {
+      img::ConvertRow(source.GetLine(overlap.source), sourceRow, source.format, middle, source.width,
+                      source.palette);
+      rowHeld = overlap.source;
+    }
+    img::AddRow(sums, sourceRow, runs, Products(overlap.weight), targetWidth, channels, fresh);
+  }
+
+  /// The weights times `factor`; a factor of 1 leaves them as they are.
+  float const* Products(float factor) noexcept {
+    if (factor == 1.0f) return weights;
+    if (factor != factorHeld) img::Scale(products, weights, overlapCount, factor);
+    factorHeld = factor;
+    return products;
+  }
+
+  void StoreRow(int y) noexcept {
+    img::ConvertRow(sums, target.GetLine(y), middle, target.format, target.width, nullptr);
+  }
+
+  void RepeatRow(int y) noexcept {
+    memcpy(target.GetLine(y), target.GetLine(y - 1), targetWidth * target.bytesPerPixel);
+  }
+
+  Image2d& source;
+  Image2d& target;
+  size_t channels;
+  IMG_FORMAT middle;  // of the sums
+  size_t sourceWidth;
+  size_t targetWidth;
+  float* floats = nullptr;
+  float* sourceRow = nullptr;
+  float* sums = nullptr;
+  float* weights = nullptr;
+  float* products = nullptr;
+  img::Run* runs = nullptr;
+  size_t overlapCount = 0;
+  int rowHeld = -1;          // the source row that stands in `sourceRow`
+  float factorHeld = -1.0f;  // the factor in `products`
+};
+
+}  // namespace
+
+HRESULT Image2d::RescaleTo(Image2d* target) noexcept {
+  if (!target) return YK_E_EMPTY;
+  bool const pixels = bits && target->bits;
+  bool const sameSize = width == target->width && height == target->height;
+  if (sameSize && (width == 0 || height == 0)) return S_OK;
+  if (!pixels || width < 1 || height < 1 || target->width < 1 || target->height < 1) return YK_E_EMPTY;
+  if (sameSize) return CopyPixels(*this, *target);
+  bool const half = width == int64_t{2} * target->width && height == int64_t{2} * target->height;
+  if (half && format == target->format && (format == IMG_BGR24 || format == IMG_GRAY8)) {
+    return HalvePixels(*this, *target);
+  }
+  return Resampler(*this, *target).Run();
+}
+
+HRESULT Image2d::Rescale(int newWidth, int newHeight, IMG_FORMAT newFormat, Image2d** result) noexcept {
+  if (!result) return E_INVALIDARG;
+  *result = Create();
+  if (!*result) return E_OUTOFMEMORY;
+  HRESULT const created = (*result)->Create(newFormat, newWidth, newHeight);
+  if (Failed(created)) {
+    (*result)->Release();  // `*result` keeps the dead pointer, on purpose: callers look at the code
+    return created;
+  }
+  return RescaleTo(*result);
+}
+
+}  // namespace yk

@@ -1,0 +1,164 @@
+#include "row_kernels_p.h"
+
+#include <emmintrin.h>
+#include <string.h>
+
+#include <algorithm>
+
+namespace yk {
+
+namespace {
+
+__m128i LoadVector(uint8_t const* at) noexcept {
+  return _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
+}
+void StoreVector(uint8_t* at, __m128i value) noexcept {
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(at), value);
+}
+
+template <size_t BYTES>
+void Mirror(uint8_t* row, size_t pixels) noexcept {
+  struct Pixel {
+    uint8_t bytes[BYTES];
+  };
+  static_assert(sizeof(Pixel) == BYTES);
+  Pixel* const first = reinterpret_cast<Pixel*>(row);
+  std::reverse(first, first + pixels);
+}
+
+/// (a * b) / 255, cut, for eight products of bytes. x / 255 is (x * 0x8081) >> 23 for every x of 16 bits.
+__m128i MultiplyBytes(__m128i a, __m128i b) noexcept {
+  __m128i const reciprocal = _mm_set1_epi16(static_cast<short>(0x8081));
+  return _mm_srli_epi16(_mm_mulhi_epu16(_mm_mullo_epi16(a, b), reciprocal), 7);
+}
+
+/// Two pixels in 16-bit lanes times their alpha; the alpha itself times 255, which leaves it as it is.
+__m128i PremultiplyTwo(__m128i pixels) noexcept {
+  __m128i const colour = _mm_setr_epi16(-1, -1, -1, 0, -1, -1, -1, 0);
+  __m128i const whole = _mm_setr_epi16(0, 0, 0, 255, 0, 0, 0, 255);
+  __m128i const alpha = _mm_shufflehi_epi16(_mm_shufflelo_epi16(pixels, 0xFF), 0xFF);
+  return MultiplyBytes(pixels, _mm_or_si128(_mm_and_si128(alpha, colour), whole));
+}
+
+/// Sums of the horizontal pairs of sixteen bytes.
+__m128i PairSums(__m128i bytes) noexcept {
+  return _mm_add_epi16(_mm_and_si128(bytes, _mm_set1_epi16(0xFF)), _mm_srli_epi16(bytes, 8));
+}
+
+size_t HalveGray(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size_t pixels) noexcept {
+  size_t i = 0;
+  for (; i + 8 <= pixels; i += 8) {
+    __m128i const sums =
+        _mm_add_epi16(PairSums(LoadVector(upper + 2 * i)), PairSums(LoadVector(lower + 2 * i)));
+    __m128i const means = _mm_packus_epi16(_mm_srli_epi16(sums, 2), _mm_setzero_si128());
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(target + i), means);
+  }
+  return i;
+}
+
+// One pixel of floats in a register: how many channels, how it is read and written. Three channels are read as four,
+// of which the last is not used, and written as three.
+
+struct One {
+  static constexpr size_t CHANNELS = 1;
+  static __m128 Read(float const* at) noexcept { return _mm_load_ss(at); }
+  static void Write(float* at, __m128 value) noexcept { _mm_store_ss(at, value); }
+};
+
+struct Three {
+  static constexpr size_t CHANNELS = 3;
+  static __m128 Read(float const* at) noexcept { return _mm_loadu_ps(at); }
+  static void Write(float* at, __m128 value) noexcept {
+    _mm_storel_pi(reinterpret_cast<__m64*>(at), value);
+    _mm_store_ss(at + 2, _mm_movehl_ps(value, value));
+  }
+};
+
+struct Four {
+  static constexpr size_t CHANNELS = 4;
+  static __m128 Read(float const* at) noexcept { return _mm_loadu_ps(at); }
+  static void Write(float* at, __m128 value) noexcept { _mm_storeu_ps(at, value); }
+};
+
+template <class Pixel, bool FRESH>
+void Add(float* sums, float const* source, img::Run const* runs, float const* weights,
+         size_t pixels) noexcept {
+  for (size_t x = 0; x < pixels; ++x, sums += Pixel::CHANNELS) {
+    __m128 sum = FRESH ? _mm_setzero_ps() : Pixel::Read(sums);
+    float const* from = source + static_cast<size_t>(runs[x].first) * Pixel::CHANNELS;
+    for (int k = 0; k < runs[x].count; ++k, from += Pixel::CHANNELS) {
+      sum = _mm_add_ps(sum, _mm_mul_ps(_mm_set1_ps(*weights++), Pixel::Read(from)));
+    }
+    Pixel::Write(sums, sum);
+  }
+}
+
+template <class Pixel>
+void Add(float* sums, float const* source, img::Run const* runs, float const* weights, size_t pixels,
+         bool fresh) noexcept {
+  fresh ? Add<Pixel, true>(sums, source, runs, weights, pixels)
+        : Add<Pixel, false>(sums, source, runs, weights, pixels);
+}
+
+}  // namespace
+
+void img::MirrorRow(uint8_t* row, size_t pixels, size_t bytes) noexcept {
+  using MirrorFunction = void (*)(uint8_t*, size_t) noexcept;
+  static constexpr MirrorFunction BY_SIZE[17] = {
+      nullptr, Mirror<1>, Mirror<2>, Mirror<3>,  Mirror<4>, nullptr, Mirror<6>, nullptr,   Mirror<8>,
+      nullptr, nullptr,   nullptr,   Mirror<12>, nullptr,   nullptr, nullptr,   Mirror<16>};
+  if (bytes < 17 && BY_SIZE[bytes]) BY_SIZE[bytes](row, pixels);
+}
+
+void img::SwapBytes(uint8_t* a, uint8_t* b, size_t size) noexcept {
+  uint8_t block[1024];
+  for (size_t done = 0; done < size; done += sizeof block) {
+    size_t const now = std::min(size - done, sizeof block);
+    memcpy(block, a + done, now);
+    memcpy(a + done, b + done, now);
+    memcpy(b + done, block, now);
+  }
+}
+
+void img::PremultiplyRow(uint8_t* row, size_t pixels) noexcept {
+  __m128i const zero = _mm_setzero_si128();
+  size_t i = 0;
+  for (; i + 4 <= pixels; i += 4) {
+    __m128i const four = LoadVector(row + 4 * i);
+    StoreVector(row + 4 * i, _mm_packus_epi16(PremultiplyTwo(_mm_unpacklo_epi8(four, zero)),
+                                              PremultiplyTwo(_mm_unpackhi_epi8(four, zero))));
+  }
+  for (; i < pixels; ++i) {
+    uint8_t* const pixel = row + 4 * i;
+    for (int c = 0; c < 3; ++c) pixel[c] = static_cast<uint8_t>(pixel[c] * pixel[3] / 255);
+  }
+}
+
+void img::HalveRow(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size_t pixels,
+                   size_t channels) noexcept {
+  if (channels == 1) {
+    for (size_t x = HalveGray(upper, lower, target, pixels); x < pixels; ++x) {
+      target[x] =
+          static_cast<uint8_t>((upper[2 * x] + upper[2 * x + 1] + lower[2 * x] + lower[2 * x + 1]) >> 2);
+    }
+    return;
+  }
+  for (size_t x = 0; x < pixels; ++x, upper += 6, lower += 6, target += 3) {
+    for (int c = 0; c < 3; ++c) {
+      target[c] = static_cast<uint8_t>((upper[c] + upper[c + 3] + lower[c] + lower[c + 3]) >> 2);
+    }
+  }
+}
+
+void img::AddRow(float* sums, float const* source, Run const* runs, float const* weights, size_t pixels,
+                 size_t channels, bool fresh) noexcept {
+  if (channels == 1) Add<One>(sums, source, runs, weights, pixels, fresh);
+  if (channels == 3) Add<Three>(sums, source, runs, weights, pixels, fresh);
+  if (channels == 4) Add<Four>(sums, source, runs, weights, pixels, fresh);
+}
+
+void img::Scale(float* products, float const* weights, size_t count, float factor) noexcept {
+  for (size_t i = 0; i < count; ++i) products[i] = factor * weights[i];
+}
+
+}  // namespace yk

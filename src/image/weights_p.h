@@ -1,0 +1,53 @@
+// How the pixels of one axis are shared out when their number changes.
+//
+//   3 pixels to 2   |  0  |  1  |  2  |      0 -> 0: 2/3   1 -> 0: 1/3
+//                   |   0    |    1   |      1 -> 1: 1/3   2 -> 1: 2/3
+#pragma once
+
+#include <math.h>
+
+namespace yk::img {
+
+/// A source pixel that covers a part of a target pixel.
+struct Overlap {
+  int source;
+  int target;
+  float weight;  ///< the part of the target pixel that is covered; the weights of each target pixel sum to 1
+};
+
+/// Walks over `sources` and `targets` pixels that span the same length, from left to right, overlap by overlap.
+/// There are at most sources + targets - 1, and each target pixel has one at least.
+class OverlapWalk {
+ public:
+  OverlapWalk(int sources, int targets) noexcept : n(sources), m(targets) {}
+
+  /// False: there are no more.
+  bool Next(Overlap& overlap) noexcept {
+    if (source >= n || target >= m) return false;
+    double const sourceEnd = (source + 1.0) / n;
+    double const targetEnd = (target + 1.0) / m;
+    overlap = {source, target, 0};
+    if (targetEnd > sourceEnd) {
+      double whole;
+      double const covered = modf(sourceEnd / (1.0 / m), &whole);
+      overlap.weight = static_cast<float>(covered - carry);
+      carry = covered;
+      ++source;
+    } else {
+      overlap.weight = static_cast<float>(1.0 - carry);
+      carry = 0.0;
+      if (sourceEnd == targetEnd) ++source;
+      ++target;
+    }
+    return true;
+  }
+
+ private:
+  int n;
+  int m;
+  int source = 0;
+  int target = 0;
+  double carry = 0.0;  // the part of the current target pixel that is covered already
+};
+
+}  // namespace yk::img

@@ -1,0 +1,186 @@
+#include <qecore/values/str.h>
+
+#include <new>
+#include <utility>
+
+#include "io/xml_chars_p.h"
+#include "io/xml_tree_p.h"
+
+namespace yk {
+
+namespace {
+
+bool IsElement(XmlNode const* node) noexcept { return node && node->Kind() == XML_ELEMENT; }
+
+bool IsName(wchar_t const* text) noexcept { return text && xml::IsName(text, str::Length(text)); }
+
+/// Copies a text with its line ends as LF. False when there is no memory.
+bool CopyLines(wchar_t const* text, String& out) noexcept {
+  size_t const length = str::Length(text);
+  if (!out.Realloc(length)) return false;
+  wchar_t* const buffer = out.GetBuffer();
+  size_t written = 0;
+  for (size_t i = 0; i < length; ++i) {
+    if (text[i] == L'\n' && i > 0 && text[i - 1] == L'\r') continue;
+    buffer[written++] = text[i] == L'\r' ? L'\n' : text[i];
+  }
+  return out.Realloc(written);
+}
+
+bool HasControls(String const& text) noexcept {
+  for (size_t i = 0; i < text.Length(); ++i) {
+    if (text.At(i) < 32 && !xml::IsAllowedControl(text.At(i))) return true;
+  }
+  return false;
+}
+
+bool IsComment(String const& text) noexcept {
+  bool const dashAtEnd = !text.IsEmpty() && text.At(text.Length() - 1) == L'-';
+  return !dashAtEnd && text.Find(L"--") == String::npos;
+}
+
+bool IsInstruction(String const& text) noexcept {
+  if (text.IsEmpty()) return true;
+  size_t const target = xml::NameLength(text.c_str());
+  if (target == 0 || xml::IsReservedTarget(text.c_str(), target)) return false;
+  return (target == text.Length() || xml::IsBlank(text.At(target))) && text.Find(L"?>") == String::npos;
+}
+
+/// What a node of this kind may hold as its text.
+bool Suits(uint32_t kind, String const& text) noexcept {
+  if (!xml::IsText(text.c_str(), text.Length())) return false;
+  if (kind == XML_ELEMENT) return true;
+  if (HasControls(text)) return false;
+  return kind == XML_COMMENT ? IsComment(text) : IsInstruction(text);
+}
+
+XmlAttribute* FindBehind(XmlNode const& node, wchar_t const* name, XmlAttribute*& previous) noexcept {
+  previous = nullptr;
+  for (XmlAttribute* attribute = node.FirstAttribute(); attribute; attribute = attribute->Next()) {
+    if (attribute->Name() == name) return attribute;
+    previous = attribute;
+  }
+  return nullptr;
+}
+
+bool IsAncestor(XmlNode const* node, XmlNode const* descendant) noexcept {
+  while (descendant && descendant != node) descendant = descendant->Parent();
+  return descendant != nullptr;
+}
+
+}  // namespace
+
+XmlHelper* XmlHelper::Create() noexcept { return new (std::nothrow) XmlHelper; }
+
+XmlNode* XmlHelper::CreateDocument() noexcept { return XmlTree::NewNode(XML_DOCUMENT); }
+
+XmlNode* XmlHelper::CreateNode(uint32_t kind, wchar_t const* content) noexcept {
+  if (kind != XML_ELEMENT && kind != XML_COMMENT && kind != XML_INSTRUCTION) return nullptr;
+  XmlNode* const node = XmlTree::NewNode(kind);
+  if (!node) return nullptr;
+  HRESULT const result = kind == XML_ELEMENT ? SetName(node, content) : SetText(node, content);
+  if (Succeeded(result)) return node;
+  XmlTree::Free(node);
+  return nullptr;
+}
+
+void XmlHelper::FreeNode(XmlNode* node) noexcept {
+  if (!node) return;
+  if (node->Parent()) XmlTree::Unlink(*node);
+  XmlTree::Free(node);
+}
+
+HRESULT XmlHelper::InsertChild(XmlNode* parent, XmlNode* node, XmlNode* before) noexcept {
+  if (!parent || (parent->Kind() != XML_DOCUMENT && parent->Kind() != XML_ELEMENT)) return E_INVALIDARG;
+  if (!node || node->Kind() == XML_DOCUMENT || node->Parent()) return E_INVALIDARG;
+  if (before && before->Parent() != parent) return E_INVALIDARG;
+  // A node without children holds nobody; asking only the others keeps the building of deep trees quick.
+  if (node == parent || (node->FirstChild() && IsAncestor(node, parent))) return E_INVALIDARG;
+  XmlTree::Link(*parent, *node, before);
+  return S_OK;
+}
+
+HRESULT XmlHelper::RemoveNode(XmlNode* node) noexcept {
+  if (!node || !node->Parent()) return YK_E_NOTFOUND;
+  XmlTree::Unlink(*node);
+  return S_OK;
+}
+
+XmlNode* XmlHelper::FindChild(XmlNode* parent, wchar_t const* name, XmlNode* after) noexcept {
+  if (!parent || (after && after->Parent() != parent)) return nullptr;
+  XmlNode* child = after ? after->Next() : parent->FirstChild();
+  while (child && !(IsElement(child) && (!name || child->Name() == name))) child = child->Next();
+  return child;
+}
+
+HRESULT XmlHelper::SetName(XmlNode* node, wchar_t const* name) noexcept {
+  if (!IsElement(node) || !IsName(name)) return E_INVALIDARG;
+  String copy(name);
+  if (copy.IsEmpty()) return E_OUTOFMEMORY;
+  XmlTree::Name(*node) = std::move(copy);
+  return S_OK;
+}
+
+HRESULT XmlHelper::SetText(XmlNode* node, wchar_t const* text) noexcept {
+  if (!node || node->Kind() == XML_DOCUMENT) return E_INVALIDARG;
+  String copy;
+  if (IsElement(node)) {
+    copy = text;
+    if (copy.Length() != str::Length(text)) return E_OUTOFMEMORY;
+  } else if (!CopyLines(text, copy)) {
+    return E_OUTOFMEMORY;
+  }
+  if (!Suits(node->Kind(), copy)) return E_INVALIDARG;
+  XmlTree::Text(*node) = std::move(copy);
+  return S_OK;
+}
+
+XmlAttribute* XmlHelper::FindAttribute(XmlNode* node, wchar_t const* name) noexcept {
+  XmlAttribute* previous;
+  return node && name ? FindBehind(*node, name, previous) : nullptr;
+}
+
+HRESULT XmlHelper::SetAttribute(XmlNode* node, wchar_t const* name, wchar_t const* value) noexcept {
+  size_t const length = str::Length(value);
+  if (!IsElement(node) || !IsName(name) || (value && !xml::IsText(value, length))) return E_INVALIDARG;
+  String copy(value);
+  if (copy.Length() != length) return E_OUTOFMEMORY;
+  XmlAttribute* attribute = FindAttribute(node, name);
+  if (!attribute) {
+    String nameCopy(name);
+    attribute = nameCopy.IsEmpty() ? nullptr : XmlTree::NewAttribute();
+    if (!attribute) return E_OUTOFMEMORY;
+    XmlTree::Name(*attribute) = std::move(nameCopy);
+    XmlTree::Append(*node, *attribute);
+  }
+  XmlTree::Value(*attribute) = std::move(copy);
+  return S_OK;
+}
+
+HRESULT XmlHelper::RemoveAttribute(XmlNode* node, wchar_t const* name) noexcept {
+  XmlAttribute* previous;
+  XmlAttribute* const attribute = node && name ? FindBehind(*node, name, previous) : nullptr;
+  if (!attribute) return YK_E_NOTFOUND;
+  XmlTree::Remove(*node, previous, *attribute);
+  return S_OK;
+}
+
+size_t XmlHelper::Escape(wchar_t const* text, wchar_t* buffer) noexcept {
+  return xml::Escape(text, str::Length(text), buffer);
+}
+
+HRESULT XmlHelper::Save(XmlNode const* document, Stream* stream, unsigned flags) noexcept {
+  if (!document || !stream) return E_INVALIDARG;
+  return xml::Write(*document, *stream, flags) ? S_OK : E_OUTOFMEMORY;
+}
+
+HRESULT XmlHelper::Load(Stream* stream, XmlNode** document, XmlError* error) noexcept {
+  XmlError found = {E_INVALIDARG, 0, 0, L"no stream, or no place for the document"};
+  if (document) *document = nullptr;
+  if (document && stream) *document = xml::Read(*stream, found);
+  if (document && *document) found = {S_OK, 0, 0, L""};
+  if (error) *error = found;
+  return found.code;
+}
+
+}  // namespace yk

@@ -1,0 +1,164 @@
+#include "io/xml_input_p.h"
+
+#include <qecore/io/stream.h>
+#include <string.h>
+
+#include "io/xml_chars_p.h"
+
+namespace yk::xml {
+
+namespace {
+
+constexpr wchar_t NOT_UTF8[] = L"the text is not UTF-8";
+constexpr wchar_t NOT_UTF16[] = L"the text is not UTF-16";
+constexpr wchar_t BIG_ENDIAN[] = L"UTF-16 with the high byte first is not supported";
+constexpr wchar_t BAD_CHARACTER[] = L"a character that XML does not allow";
+
+/// Takes all that the stream still holds, in blocks: what a stream says of its size is no reason to allocate.
+HRESULT ReadBytes(Stream& stream, Buffer<char>& bytes) noexcept {
+  constexpr unsigned BLOCK = 0x10000;
+  unsigned const start = stream.GetPosition();
+  unsigned const end = stream.GetSize();
+  for (;;) {
+    if (!bytes.Grow(BLOCK)) return E_OUTOFMEMORY;
+    unsigned done = 0;
+    HRESULT const result = stream.Read(bytes.data + bytes.size, BLOCK, &done);
+    if (Failed(result) || done == 0 || done > BLOCK) break;
+    bytes.size += done;
+  }
+  // The end is a failure to some streams; a failure before the promised end is one to all.
+  return end > start && bytes.size < end - start ? E_FAIL : S_OK;
+}
+
+/// Takes 16-bit units, turns line ends into LF, and refuses what XML does not allow. There is room for all.
+class Sink {
+ public:
+  explicit Sink(wchar_t* buffer) noexcept : start(buffer), next(buffer) {}
+
+  bool Put(wchar_t unit) noexcept {
+    bool const afterReturn = inReturn;
+    inReturn = unit == L'\r';
+    if (unit < 32) {
+      if (!IsAllowedControl(unit) || inPair) return false;
+      if (unit == L'\n' && afterReturn) return true;
+      if (unit == L'\r') unit = L'\n';
+    } else if (unit >= 0xD800 || inPair) {
+      if (IsLowSurrogate(unit) != inPair || unit >= 0xFFFE) return false;
+      inPair = IsHighSurrogate(unit);
+    }
+    *next++ = unit;
+    return true;
+  }
+
+  bool PutScalar(uint32_t scalar) noexcept {
+    if (scalar < 0x10000) return Put(static_cast<wchar_t>(scalar));
+    return Put(static_cast<wchar_t>(0xD7C0 + (scalar >> 10))) &&
+           Put(static_cast<wchar_t>(0xDC00 + (scalar & 0x3FF)));
+  }
+
+  bool IsWhole() const noexcept { return !inPair; }
+  size_t Count() const noexcept { return static_cast<size_t>(next - start); }
+
+ private:
+  wchar_t* start;
+  wchar_t* next;
+  bool inReturn = false;
+  bool inPair = false;
+};
+
+struct Utf8Form {
+  uint8_t mask, lead;  // a first byte with these bits under the mask
+  unsigned length;     // bytes
+  uint32_t least;      // the smallest value that needs them
+};
+
+constexpr Utf8Form UTF8_FORMS[] = {
+    {0xE0, 0xC0, 2, 0x80},
+    {0xF0, 0xE0, 3, 0x800},
+    {0xF8, 0xF0, 4, 0x10000},
+};
+
+/// Decodes one sequence of two bytes and more. \return its length; 0: it is none. The halves of a surrogate
+/// pair in three bytes each are taken as they come: this is how the library itself writes them.
+unsigned DecodeSequence(uint8_t const* bytes, size_t left, uint32_t& scalar) noexcept {
+  for (Utf8Form const& form : UTF8_FORMS) {
+    if ((bytes[0] & form.mask) != form.lead) continue;
+    if (left < form.length) return 0;
+    scalar = bytes[0] & ~uint32_t{form.mask};
+    for (unsigned i = 1; i < form.length; ++i) {
+      if ((bytes[i] & 0xC0) != 0x80) return 0;
+      scalar = scalar << 6 | (bytes[i] & 0x3F);
+    }
+    return scalar >= form.least && scalar <= 0x10FFFF ? form.length : 0;
+  }
+  return 0;
+}
+
+wchar_t const* DecodeUtf8(uint8_t const* bytes, size_t size, Sink& sink) noexcept {
+  for (size_t i = 0; i < size;) {
+    uint32_t scalar = bytes[i];
+    unsigned const length = scalar < 0x80 ? 1 : DecodeSequence(bytes + i, size - i, scalar);
+    if (length == 0) return NOT_UTF8;
+    if (!sink.PutScalar(scalar)) return BAD_CHARACTER;
+    i += length;
+  }
+  return sink.IsWhole() ? nullptr : BAD_CHARACTER;
+}
+
+wchar_t const* DecodeUtf16(uint8_t const* bytes, size_t size, Sink& sink) noexcept {
+  for (size_t i = 0; i + 1 < size; i += 2) {
+    if (!sink.Put(static_cast<wchar_t>(bytes[i] | bytes[i + 1] << 8))) return BAD_CHARACTER;
+  }
+  return size % 2 == 0 && sink.IsWhole() ? nullptr : NOT_UTF16;
+}
+
+struct Mark {
+  uint8_t bytes[3];
+  uint8_t length;   // bytes to look at
+  uint8_t skipped;  // bytes that are no text
+  bool utf16;
+  wchar_t const* fault;
+};
+
+// What a document begins with tells its encoding; without any of these it is UTF-8.
+constexpr Mark MARKS[] = {
+    {{0xEF, 0xBB, 0xBF}, 3, 3, false, nullptr},
+    {{0xFF, 0xFE}, 2, 2, true, nullptr},
+    {{'<', 0}, 2, 0, true, nullptr},
+    {{0xFE, 0xFF}, 2, 2, false, BIG_ENDIAN},
+    {{0, '<'}, 2, 0, false, BIG_ENDIAN},
+};
+
+Mark FindMark(Buffer<char> const& bytes) noexcept {
+  for (Mark const& mark : MARKS) {
+    if (bytes.size >= mark.length && memcmp(bytes.data, mark.bytes, mark.length) == 0) return mark;
+  }
+  return {};
+}
+
+}  // namespace
+
+void ReadInput(Stream& stream, Input& input) noexcept {
+  Buffer<char> bytes;
+  input.code = ReadBytes(stream, bytes);
+  if (Failed(input.code)) return;
+
+  Mark const mark = FindMark(bytes);
+  uint8_t const* const from = reinterpret_cast<uint8_t const*>(bytes.data) + mark.skipped;
+  size_t const size = bytes.size - mark.skipped;
+  input.utf16 = mark.utf16;
+  input.fault = mark.fault;
+  // No byte of UTF-8 makes more than one unit, and two of UTF-16 make one.
+  if (!input.text.Reserve((mark.utf16 ? size / 2 : size) + 1)) {
+    input.code = E_OUTOFMEMORY;
+    return;
+  }
+  Sink sink(input.text.data);
+  if (!input.fault) {
+    input.fault = mark.utf16 ? DecodeUtf16(from, size, sink) : DecodeUtf8(from, size, sink);
+  }
+  input.text.size = sink.Count();
+  input.text.data[input.text.size] = 0;
+}
+
+}  // namespace yk::xml

@@ -1,0 +1,25 @@
+// The text of a document: a stream's bytes, decoded and with every line end as LF.
+#pragma once
+
+#include "io/xml_buffer_p.h"
+
+namespace yk {
+
+class Stream;
+
+namespace xml {
+
+/// A decoded document. `text` is terminated with a zero and has no other.
+struct Input {
+  Buffer<wchar_t> text;
+  bool utf16 = false;
+  HRESULT code = S_OK;             ///< E_FAIL, E_OUTOFMEMORY: there is no text
+  wchar_t const* fault = nullptr;  ///< why the text ends before the stream does; null: it does not
+};
+
+/// Reads from the stream's position to its end.
+void ReadInput(Stream& stream, Input& input) noexcept;
+
+}  // namespace xml
+
+}  // namespace yk

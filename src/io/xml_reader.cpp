@@ -1,0 +1,542 @@
+#include <string.h>
+
+#include <algorithm>
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include "io/xml_chars_p.h"
+#include "io/xml_input_p.h"
+#include "io/xml_text_p.h"
+#include "io/xml_tree_p.h"
+
+namespace yk::xml {
+
+namespace {
+
+using std::wstring_view;
+
+constexpr wchar_t UNENDED[] = L"the document ends too early";
+
+struct Entity {
+  wstring_view name;
+  wchar_t character;
+};
+
+constexpr Entity ENTITIES[] = {
+    {L"amp", L'&'}, {L"lt", L'<'}, {L"gt", L'>'}, {L"quot", L'"'}, {L"apos", L'\''},
+};
+
+struct Encoding {
+  wstring_view name;
+  bool utf16;
+};
+
+constexpr Encoding ENCODINGS[] = {
+    {L"UTF-8", false}, {L"UTF8", false},    {L"US-ASCII", false},       {L"ASCII", false},
+    {L"UTF-16", true}, {L"UTF-16LE", true}, {L"ISO-10646-UCS-2", true},
+};
+
+constexpr wchar_t ToUpper(wchar_t c) noexcept { return c >= L'a' && c <= L'z' ? c - 32 : c; }
+
+bool EqualNoCase(wstring_view a, wstring_view b) noexcept {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](wchar_t x, wchar_t y) { return ToUpper(x) == ToUpper(y); });
+}
+
+/// False when there was no memory.
+bool Assign(String& out, wstring_view text) noexcept {
+  out = String(text.data(), text.size());
+  return out.Length() == text.size();
+}
+
+uint32_t DigitValue(wchar_t c) noexcept {
+  if (c >= L'0' && c <= L'9') return c - L'0';
+  if (c >= L'a' && c <= L'f') return c - L'a' + 10;
+  if (c >= L'A' && c <= L'F') return c - L'A' + 10;
+  return 16;
+}
+
+bool IsXmlCharacter(uint32_t c) noexcept {
+  if (c < 32) return IsAllowedControl(static_cast<wchar_t>(c));
+  return c < 0xD800 || (c >= 0xE000 && c < 0xFFFE) || (c >= 0x10000 && c <= 0x10FFFF);
+}
+
+/// An element that is open.
+struct Open {
+  XmlNode* node;
+  ElementText text;
+};
+
+class Reader {
+ public:
+  explicit Reader(Input& source) noexcept
+      : input(source), cursor(source.text.data), end(source.text.data + source.text.size) {}
+  ~Reader();
+
+  XmlNode* Read(XmlError& error) noexcept;
+
+ private:
+  bool Document() noexcept;
+  bool Declaration() noexcept;
+  bool DeclaredEncoding(wstring_view name) noexcept;
+  bool Pseudo(wchar_t const* name, wstring_view& value) noexcept;
+  bool Markup() noexcept;
+  bool Comment() noexcept;
+  bool Instruction() noexcept;
+  bool DocumentType() noexcept;
+  void SkipPast(wstring_view closing) noexcept;
+  bool StartTag() noexcept;
+  bool Attributes(XmlNode& node) noexcept;
+  bool Attribute(XmlNode& node) noexcept;
+  bool AttributeValue(String& out) noexcept;
+  bool CheckTwins(XmlNode const& node, wchar_t const* tag) noexcept;
+  bool EndTag() noexcept;
+
+  bool Characters() noexcept;
+  bool RawRun() noexcept;
+  bool Referred() noexcept;
+  bool Quoted() noexcept;
+  bool Reference(wchar_t* units, wstring_view& out) noexcept;
+  bool Number(uint32_t& value) noexcept;
+
+  XmlNode* AddChild(uint32_t kind) noexcept;
+  void ResumeText() noexcept;
+  bool AddTextChild(uint32_t kind, wchar_t const* from, wchar_t const* to) noexcept;
+
+  bool At(wstring_view text) const noexcept;
+  wchar_t const* Find(wchar_t const* from, wstring_view text) const noexcept;
+  bool SkipBlanks() noexcept;
+  bool Fail(wchar_t const* at, wchar_t const* why) noexcept;
+  bool FailUnended(wchar_t const* at, wchar_t const* why) noexcept;
+  bool FailMemory() noexcept;
+  void Locate(XmlError& error) const noexcept;
+
+  Open& Top() noexcept { return open[depth - 1]; }
+
+  Input& input;
+  wchar_t const* cursor;
+  wchar_t const* end;
+  XmlNode* document = nullptr;
+  bool hasRoot = false;
+  bool hasDocumentType = false;
+
+  HRESULT code = S_OK;
+  wchar_t const* faultAt = nullptr;
+  wchar_t const* faultText = nullptr;
+  bool ranOut = false;  // the fault is that the text ends
+
+  TextGatherer gatherer;
+  Buffer<XmlAttribute const*> attributes;  // of one element, to be sorted
+  unsigned depth = 0;
+  Open open[XML_DEPTH_LIMIT];
+};
+
+// ---- the document
+
+Reader::~Reader() {
+  if (document) XmlTree::Free(document);
+}
+
+XmlNode* Reader::Read(XmlError& error) noexcept {
+  document = XmlTree::NewNode(XML_DOCUMENT);
+  bool const whole = document ? Document() : FailMemory();
+  if (input.fault && (whole || ranOut)) Fail(end, input.fault);
+  if (code == S_OK) return std::exchange(document, nullptr);
+  Locate(error);
+  return nullptr;
+}
+
+bool Reader::Document() noexcept {
+  if (!Declaration()) return false;
+  while (cursor != end) {
+    if (!(*cursor == L'<' ? Markup() : Characters())) return false;
+  }
+  if (depth > 0) return FailUnended(end, L"an element is not ended");
+  return hasRoot || FailUnended(end, L"there is no element");
+}
+
+/// The declaration, if there is one: it says nothing that the first bytes have not said, and must agree.
+bool Reader::Declaration() noexcept {
+  if (!At(L"<?xml") || !(IsBlank(cursor[5]) || cursor[5] == L'?')) return true;
+  wchar_t const* const start = cursor;
+  cursor += 5;
+  wstring_view version, encoding, standalone;
+  if (!Pseudo(L"version", version) || !Pseudo(L"encoding", encoding) || !Pseudo(L"standalone", standalone)) {
+    return false;
+  }
+  SkipBlanks();
+  bool const isVersion = version.size() > 2 && version.substr(0, 2) == L"1.";
+  bool const isStandalone = !standalone.data() || standalone == L"yes" || standalone == L"no";
+  if (!At(L"?>") || !isVersion || !isStandalone) return Fail(start, L"the XML declaration is wrong");
+  cursor += 2;
+  return !encoding.data() || DeclaredEncoding(encoding);
+}
+
+bool Reader::DeclaredEncoding(wstring_view name) noexcept {
+  for (Encoding const& encoding : ENCODINGS) {
+    if (!EqualNoCase(encoding.name, name)) continue;
+    return encoding.utf16 == input.utf16 || Fail(name.data(), L"the text is not in the declared encoding");
+  }
+  return Fail(name.data(), L"the declared encoding is not supported");
+}
+
+/// One "name = value" of a declaration; none of that name leaves the value null.
+bool Reader::Pseudo(wchar_t const* name, wstring_view& value) noexcept {
+  wchar_t const* const before = cursor;
+  bool const separated = SkipBlanks();
+  if (!separated || !At(name)) {
+    cursor = before;
+    return true;
+  }
+  cursor += wcslen(name);
+  SkipBlanks();
+  if (*cursor != L'=') return Fail(cursor, L"'=' is missing");
+  ++cursor;
+  SkipBlanks();
+  wchar_t const quote = *cursor;
+  wchar_t const* const close = quote == L'"' || quote == L'\'' ? Find(cursor + 1, {&quote, 1}) : nullptr;
+  if (!close) return Fail(cursor, L"a value in quotes is missing");
+  value = {cursor + 1, static_cast<size_t>(close - cursor - 1)};
+  cursor = close + 1;
+  return true;
+}
+
+// ---- markup
+
+bool Reader::Markup() noexcept {
+  switch (cursor[1]) {
+    case L'/':
+      return EndTag();
+    case L'?':
+      return Instruction();
+    case L'!':
+      if (At(L"<!--")) return Comment();
+      if (At(L"<![CDATA[") && depth > 0) return Quoted();
+      if (At(L"<!DOCTYPE") && IsBlank(cursor[9])) return DocumentType();
+      return Fail(cursor, L"this markup is not allowed here");
+    default:
+      return StartTag();
+  }
+}
+
+bool Reader::Comment() noexcept {
+  wchar_t const* const from = cursor + 4;
+  wchar_t const* const to = Find(from, L"--");
+  if (!to) return FailUnended(cursor, L"a comment is not ended");
+  if (to[2] != L'>') return Fail(to, L"'--' inside a comment");
+  cursor = to + 3;
+  return AddTextChild(XML_COMMENT, from, to);
+}
+
+bool Reader::Instruction() noexcept {
+  wchar_t const* const from = cursor + 2;
+  size_t const target = NameLength(from);
+  wchar_t const* const to = Find(from, L"?>");
+  if (!to) return FailUnended(cursor, L"an instruction is not ended");
+  if (target == 0) return Fail(from, L"an instruction begins with a name");
+  if (IsReservedTarget(from, target)) return Fail(cursor, L"an XML declaration stands only at the beginning");
+  if (from + target != to && !IsBlank(from[target])) return Fail(from + target, L"a blank is missing");
+  cursor = to + 2;
+  return AddTextChild(XML_INSTRUCTION, from, to);
+}
+
+/// Skips a document type to its end, whatever it declares.
+bool Reader::DocumentType() noexcept {
+  if (hasRoot || hasDocumentType) return Fail(cursor, L"a document type stands in front of the element");
+  hasDocumentType = true;
+  wchar_t const* const start = cursor;
+  int brackets = 0;
+  for (cursor += 9; cursor && cursor != end; ++cursor) {
+    wchar_t const c = *cursor;
+    if (c == L'>' && brackets == 0) {
+      ++cursor;
+      return true;
+    }
+    if (c == L'[') ++brackets;
+    if (c == L']' && --brackets < 0) return Fail(cursor, L"']' without '['");
+    if (At(L"<!--")) {
+      SkipPast(L"-->");
+    } else if (At(L"<?")) {
+      SkipPast(L"?>");
+    } else if (c == L'"' || c == L'\'') {
+      SkipPast({&c, 1});
+    }
+  }
+  return FailUnended(start, L"a document type is not ended");
+}
+
+/// From a text's first character to the last of the next `closing`; to null when there is none.
+void Reader::SkipPast(wstring_view closing) noexcept {
+  wchar_t const* const found = Find(cursor + 1, closing);
+  cursor = found ? found + closing.size() - 1 : nullptr;
+}
+
+bool Reader::StartTag() noexcept {
+  wchar_t const* const tag = cursor;
+  size_t const length = NameLength(tag + 1);
+  if (length == 0) return Fail(tag, L"a name is missing behind '<'");
+  if (depth == 0 && hasRoot) return Fail(tag, L"more than one element at the top");
+  if (depth == XML_DEPTH_LIMIT) return Fail(tag, L"elements are nested too deeply");
+  XmlNode* const node = AddChild(XML_ELEMENT);
+  if (!node || !Assign(XmlTree::Name(*node), {tag + 1, length})) return FailMemory();
+  cursor = tag + 1 + length;
+  hasRoot = true;
+  if (!Attributes(*node) || !CheckTwins(*node, tag)) return false;
+  if (At(L"/>")) {
+    cursor += 2;
+    ResumeText();
+    return true;
+  }
+  ++cursor;  // Attributes has seen to it that this is '>'
+  open[depth].node = node;
+  gatherer.Open(open[depth++].text);
+  return true;
+}
+
+bool Reader::Attributes(XmlNode& node) noexcept {
+  for (;;) {
+    bool const separated = SkipBlanks();
+    if (*cursor == L'>' || At(L"/>")) return true;
+    if (cursor == end) return FailUnended(end, UNENDED);
+    if (NameLength(cursor) == 0) return Fail(cursor, L"a character that does not belong in a tag");
+    if (!separated) return Fail(cursor, L"a blank is missing");
+    if (!Attribute(node)) return false;
+  }
+}
+
+bool Reader::Attribute(XmlNode& node) noexcept {
+  XmlAttribute* const attribute = XmlTree::NewAttribute();
+  if (!attribute) return FailMemory();
+  XmlTree::Append(node, *attribute);
+  size_t const length = NameLength(cursor);
+  if (!Assign(XmlTree::Name(*attribute), {cursor, length})) return FailMemory();
+  cursor += length;
+  SkipBlanks();
+  if (*cursor != L'=') return Fail(cursor, L"'=' is missing");
+  ++cursor;
+  SkipBlanks();
+  return AttributeValue(XmlTree::Value(*attribute));
+}
+
+bool Reader::AttributeValue(String& out) noexcept {
+  wchar_t const quote = *cursor;
+  if (quote != L'"' && quote != L'\'') return Fail(cursor, L"a value in quotes is missing");
+  wchar_t const* const start = cursor++;
+  Buffer<wchar_t>& value = gatherer.buffer;
+  size_t const from = value.size;
+  while (*cursor != quote) {
+    if (cursor == end) return FailUnended(start, L"a value is not ended");
+    if (*cursor == L'<') return Fail(cursor, L"'<' inside a value");
+    wchar_t units[2] = {IsBlank(*cursor) ? L' ' : *cursor};
+    wstring_view piece(units, 1);
+    if (*cursor != L'&') {
+      ++cursor;
+    } else if (!Reference(units, piece)) {
+      return false;
+    }
+    if (!value.Append(piece.data(), piece.size())) return FailMemory();
+  }
+  ++cursor;
+  bool const stored = Assign(out, {value.data + from, value.size - from});
+  value.size = from;
+  return stored || FailMemory();
+}
+
+/// No two attributes may have one name. Sorted, twins stand side by side, however many there are.
+bool Reader::CheckTwins(XmlNode const& node, wchar_t const* tag) noexcept {
+  attributes.size = 0;
+  for (XmlAttribute const* one = node.FirstAttribute(); one; one = one->Next()) {
+    if (!attributes.Push(one)) return FailMemory();
+  }
+  XmlAttribute const** const first = attributes.data;
+  XmlAttribute const** const last = first + attributes.size;
+  std::sort(first, last, [](auto* a, auto* b) { return a->Name() < b->Name(); });
+  auto const isTwin = [](auto* a, auto* b) { return a->Name() == b->Name(); };
+  if (std::adjacent_find(first, last, isTwin) != last) return Fail(tag, L"two attributes have one name");
+  return true;
+}
+
+bool Reader::EndTag() noexcept {
+  wchar_t const* const name = cursor + 2;
+  size_t const length = NameLength(name);
+  if (depth == 0) return Fail(cursor, L"an end tag without its element");
+  String const& expected = Top().node->Name();
+  if (length != expected.Length() || wmemcmp(name, expected.c_str(), length) != 0) {
+    return Fail(cursor, L"the end tag is not that of the open element");
+  }
+  wchar_t const* const tag = cursor;
+  cursor = name + length;
+  SkipBlanks();
+  if (cursor == end) return FailUnended(end, UNENDED);
+  if (*cursor != L'>') return Fail(tag, L"'>' is missing");
+  ++cursor;
+  XmlNode& node = *Top().node;
+  wstring_view const whole = gatherer.Close(Top().text, node.FirstChild());
+  if (!Assign(XmlTree::Text(node), whole)) return FailMemory();
+  --depth;
+  ResumeText();
+  return true;
+}
+
+// ---- text
+
+bool Reader::Characters() noexcept {
+  if (depth > 0) return *cursor == L'&' ? Referred() : RawRun();
+  return SkipBlanks() || Fail(cursor, L"text outside the element");
+}
+
+/// What stands for itself, up to the next markup or reference.
+bool Reader::RawRun() noexcept {
+  wchar_t const* const from = cursor;
+  while (cursor != end && *cursor != L'<' && *cursor != L'&') ++cursor;
+  wstring_view const run(from, static_cast<size_t>(cursor - from));
+  size_t const wrong = run.find(L"]]>");
+  if (wrong != run.npos) return Fail(from + wrong, L"']]>' in a text");
+  return gatherer.AddRaw(Top().text, run) || FailMemory();
+}
+
+bool Reader::Referred() noexcept {
+  wchar_t units[2];
+  wstring_view character;
+  if (!Reference(units, character)) return false;
+  return gatherer.AddSolid(Top().text, character) || FailMemory();
+}
+
+/// A CDATA section.
+bool Reader::Quoted() noexcept {
+  wchar_t const* const from = cursor + 9;
+  wchar_t const* const to = Find(from, L"]]>");
+  if (!to) return FailUnended(cursor, L"a CDATA section is not ended");
+  cursor = to + 3;
+  return gatherer.AddSolid(Top().text, {from, static_cast<size_t>(to - from)}) || FailMemory();
+}
+
+/// Reads a reference; `units` is room for the two that it may stand for.
+bool Reader::Reference(wchar_t* units, wstring_view& out) noexcept {
+  wchar_t const* const start = cursor++;
+  uint32_t value = 0;
+  if (*cursor == L'#') {
+    if (!Number(value)) return Fail(start, L"a wrong character reference");
+  } else {
+    wstring_view const name(cursor, NameLength(cursor));
+    auto const row = std::find_if(std::begin(ENTITIES), std::end(ENTITIES),
+                                  [name](Entity const& known) { return known.name == name; });
+    if (row == std::end(ENTITIES)) return Fail(start, L"an unknown entity");
+    value = row->character;
+    cursor += name.size();
+  }
+  if (*cursor != L';') return Fail(start, L"';' is missing");
+  ++cursor;
+  bool const isPair = value >= 0x10000;
+  units[0] = static_cast<wchar_t>(isPair ? 0xD7C0 + (value >> 10) : value);
+  units[1] = static_cast<wchar_t>(0xDC00 + (value & 0x3FF));
+  out = {units, isPair ? 2u : 1u};
+  return true;
+}
+
+/// "#" and digits, or "#x" and hexadecimal ones.
+bool Reader::Number(uint32_t& value) noexcept {
+  uint32_t const base = cursor[1] == L'x' ? 16 : 10;
+  cursor += base == 16 ? 2 : 1;
+  wchar_t const* const digits = cursor;
+  for (uint32_t digit; (digit = DigitValue(*cursor)) < base; ++cursor) {
+    value = std::min<uint32_t>(value * base + digit, 0x110000);
+  }
+  return cursor != digits && IsXmlCharacter(value);
+}
+
+// ---- helpers
+
+/// Appends a node to the innermost element, or to the document.
+XmlNode* Reader::AddChild(uint32_t kind) noexcept {
+  if (depth > 0) gatherer.EndPiece(Top().text, !Top().node->FirstChild());
+  XmlNode* const node = XmlTree::NewNode(kind);
+  if (node) XmlTree::Link(depth > 0 ? *Top().node : *document, *node, nullptr);
+  return node;
+}
+
+/// Behind a child.
+void Reader::ResumeText() noexcept {
+  if (depth > 0) gatherer.BeginPiece(Top().text);
+}
+
+bool Reader::AddTextChild(uint32_t kind, wchar_t const* from, wchar_t const* to) noexcept {
+  XmlNode* const node = AddChild(kind);
+  if (!node || !Assign(XmlTree::Text(*node), {from, static_cast<size_t>(to - from)})) return FailMemory();
+  ResumeText();
+  return true;
+}
+
+/// The zero behind the text equals no character that is looked for: this cannot run over the end.
+bool Reader::At(wstring_view expected) const noexcept {
+  return wcsncmp(cursor, expected.data(), expected.size()) == 0;
+}
+
+wchar_t const* Reader::Find(wchar_t const* from, wstring_view sought) const noexcept {
+  wstring_view const rest(from, static_cast<size_t>(end - from));
+  size_t const found = rest.find(sought);
+  return found == rest.npos ? nullptr : from + found;
+}
+
+/// \return whether there was any
+bool Reader::SkipBlanks() noexcept {
+  wchar_t const* const start = cursor;
+  while (IsBlank(*cursor)) ++cursor;
+  return cursor != start;
+}
+
+bool Reader::Fail(wchar_t const* at, wchar_t const* why) noexcept {
+  code = YK_E_BADFILE;
+  faultAt = at;
+  faultText = why;
+  if (at == end) ranOut = true;
+  return false;
+}
+
+/// A fault at `at` that is one because the text ends.
+bool Reader::FailUnended(wchar_t const* at, wchar_t const* why) noexcept {
+  ranOut = true;
+  return Fail(at, why);
+}
+
+bool Reader::FailMemory() noexcept {
+  code = E_OUTOFMEMORY;
+  faultText = L"out of memory";
+  return false;
+}
+
+void Reader::Locate(XmlError& error) const noexcept {
+  error = {code, 0, 0, faultText};
+  if (!faultAt) return;
+  wchar_t const* line = input.text.data;
+  error.line = 1;
+  for (wchar_t const* at = line; at != faultAt; ++at) {
+    if (*at != L'\n') continue;
+    ++error.line;
+    line = at + 1;
+  }
+  error.column = static_cast<uint32_t>(faultAt - line) + 1;
+}
+
+}  // namespace
+
+XmlNode* Read(Stream& stream, XmlError& error) noexcept {
+  Input input;
+  ReadInput(stream, input);
+  if (Failed(input.code)) {
+    bool const noMemory = input.code == E_OUTOFMEMORY;
+    error = {input.code, 0, 0, noMemory ? L"out of memory" : L"the stream could not be read"};
+    return nullptr;
+  }
+  Reader* const reader = new (std::nothrow) Reader(input);
+  if (!reader) {
+    error = {E_OUTOFMEMORY, 0, 0, L"out of memory"};
+    return nullptr;
+  }
+  XmlNode* const document = reader->Read(error);
+  delete reader;
+  return document;
+}
+
+}  // namespace yk::xml

@@ -1,0 +1,274 @@
+#include <qecore/io/stream.h>
+#include <qecore/values/str.h>
+#include <string.h>
+
+#include <algorithm>
+#include <iterator>
+#include <new>
+#include <string_view>
+
+#include "io/xml_tree_p.h"
+
+namespace yk::xml {
+
+namespace {
+
+using std::wstring_view;
+
+// ---- escaping
+
+struct EscapeRow {
+  wchar_t character;
+  wstring_view text;
+};
+
+constexpr EscapeRow ESCAPE_ROWS[] = {
+    {L'\t', L"&#x9;"}, {L'\n', L"&#xA;"},  {L'\r', L"&#xD;"}, {L'"', L"&quot;"},
+    {L'&', L"&amp;"},  {L'\'', L"&apos;"}, {L'<', L"&lt;"},   {L'>', L"&gt;"},
+};
+
+constexpr unsigned ESCAPE_LIMIT = 64;  // characters from here on stand for themselves
+
+struct EscapeTable {
+  bool special[ESCAPE_LIMIT] = {};
+  wstring_view text[ESCAPE_LIMIT];  // of a special character; empty drops it
+};
+
+constexpr EscapeTable ESCAPES = [] {
+  EscapeTable table;
+  for (unsigned c = 0; c < 32; ++c) table.special[c] = true;
+  for (EscapeRow const& row : ESCAPE_ROWS) {
+    table.special[row.character] = true;
+    table.text[row.character] = row.text;
+  }
+  return table;
+}();
+
+/// Calls `piece` for each run of characters that stand for themselves and for each escape.
+template <class Piece>
+void ForEachPiece(wstring_view text, Piece piece) noexcept {
+  size_t begin = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    unsigned const c = text[i];
+    if (c >= ESCAPE_LIMIT || !ESCAPES.special[c]) continue;
+    piece(text.substr(begin, i - begin));
+    piece(ESCAPES.text[c]);
+    begin = i + 1;
+  }
+  piece(text.substr(begin));
+}
+
+wstring_view View(String const& text) noexcept { return {text.c_str(), text.Length()}; }
+
+// ---- output
+
+constexpr unsigned TAB_ROW = 128;
+
+/// Tabs for the indentation, in an encoding. Deeper levels take the row several times.
+template <class Unit>
+struct TabRow {
+  Unit units[TAB_ROW];
+  constexpr TabRow() noexcept { std::fill(std::begin(units), std::end(units), Unit{'\t'}); }
+};
+
+constexpr TabRow<char> TABS_8;
+constexpr TabRow<wchar_t> TABS_16;
+
+/// The writer's state: the stream, the level, the flags, and bytes on their way. Nothing is allocated for a
+/// long name, text or value, so no element is ever cut short for want of memory.
+class Writer {
+ public:
+  Writer(Stream& target, unsigned writeFlags) noexcept : stream(target), flags(writeFlags) {}
+
+  void Document(XmlNode const& document) noexcept;
+
+ private:
+  void Tree(XmlNode const& top) noexcept;
+  bool Begin(XmlNode const& node) noexcept;
+  bool BeginElement(XmlNode const& node) noexcept;
+  void EndElement(XmlNode const& node) noexcept;
+  void Attribute(XmlAttribute const& attribute) noexcept;
+  void Enclosed(wstring_view left, wstring_view text, wstring_view right) noexcept;
+
+  void Text(wstring_view text) noexcept;
+  void Escaped(wstring_view text) noexcept;
+  void Indent() noexcept;
+  void LineEnd() noexcept;
+
+  void Bytes(void const* bytes, size_t size) noexcept;
+  void Utf8(wstring_view text) noexcept;
+  void Flush() noexcept;
+
+  bool IsUtf16() const noexcept { return (flags & XML_UTF16) != 0; }
+  bool HasLayout() const noexcept { return (flags & XML_LAYOUT) != 0; }
+
+  Stream& stream;
+  unsigned flags;
+  unsigned level = 0;
+  unsigned used = 0;
+  char buffer[0x4000];
+};
+
+void Writer::Document(XmlNode const& document) noexcept {
+  if (IsUtf16()) Bytes("\xFF\xFE", 2);
+  if (document.Kind() != XML_DOCUMENT) {
+    Tree(document);
+  } else {
+    for (XmlNode const* node = document.FirstChild(); node; node = node->Next()) Tree(*node);
+  }
+  Flush();
+}
+
+/// A node and what is in it, without recursion: trees may be of any depth.
+void Writer::Tree(XmlNode const& top) noexcept {
+  XmlNode const* node = &top;
+  for (;;) {
+    if (Begin(*node)) {
+      ++level;
+      node = node->FirstChild();
+      continue;
+    }
+    while (node != &top && !node->Next()) {
+      node = node->Parent();
+      --level;
+      EndElement(*node);
+    }
+    if (node == &top) return;
+    node = node->Next();
+  }
+}
+
+/// \return whether the children follow, and then EndElement
+bool Writer::Begin(XmlNode const& node) noexcept {
+  switch (node.Kind()) {
+    case XML_COMMENT:
+      Enclosed(L"<!--", View(node.Text()), L"-->");
+      return false;
+    case XML_INSTRUCTION:
+      Enclosed(L"<?", View(node.Text()), L"?>");
+      return false;
+    case XML_ELEMENT:
+      return BeginElement(node);
+    default:
+      return false;
+  }
+}
+
+void Writer::Enclosed(wstring_view left, wstring_view text, wstring_view right) noexcept {
+  Indent();
+  Text(left);
+  Text(text.empty() ? L"empty" : text);
+  Text(right);
+  LineEnd();
+}
+
+bool Writer::BeginElement(XmlNode const& node) noexcept {
+  bool const hasContent = node.FirstChild() || !node.Text().IsEmpty();
+  // An element that is all empty is not indented: this is intended.
+  if (hasContent || node.FirstAttribute()) Indent();
+  Text(L"<");
+  Text(View(node.Name()));
+  for (XmlAttribute const* one = node.FirstAttribute(); one; one = one->Next()) Attribute(*one);
+  Text(hasContent ? L">" : L"/>");
+  if (!hasContent || node.FirstChild()) LineEnd();
+  if (!hasContent) return false;
+  Escaped(View(node.Text()));
+  if (node.FirstChild()) return true;
+  EndElement(node);
+  return false;
+}
+
+void Writer::EndElement(XmlNode const& node) noexcept {
+  if (node.FirstChild()) Indent();
+  Text(L"</");
+  Text(View(node.Name()));
+  Text(L">");
+  LineEnd();
+}
+
+void Writer::Attribute(XmlAttribute const& attribute) noexcept {
+  Text(L" ");
+  Text(View(attribute.Name()));
+  Text(L"=\"");
+  Escaped(View(attribute.Value()));
+  Text(L"\"");
+}
+
+void Writer::Escaped(wstring_view text) noexcept {
+  ForEachPiece(text, [this](wstring_view piece) { Text(piece); });
+}
+
+void Writer::Indent() noexcept {
+  if (!HasLayout()) return;
+  for (unsigned left = level; left > 0;) {
+    unsigned const count = std::min(left, TAB_ROW);
+    Bytes(IsUtf16() ? static_cast<void const*>(TABS_16.units) : TABS_8.units, count * (IsUtf16() ? 2u : 1u));
+    left -= count;
+  }
+}
+
+/// CR LF, but CR alone in UTF-16: this is intended.
+void Writer::LineEnd() noexcept {
+  if (HasLayout()) Bytes(IsUtf16() ? "\r\0" : "\r\n", 2);
+}
+
+void Writer::Text(wstring_view text) noexcept {
+  if (IsUtf16()) {
+    Bytes(text.data(), text.size() * sizeof(wchar_t));
+  } else {
+    Utf8(text);
+  }
+}
+
+void Writer::Utf8(wstring_view text) noexcept {
+  constexpr size_t LONGEST = 3;  // bytes of a unit
+  while (!text.empty()) {
+    size_t const room = (sizeof buffer - used - 1) / LONGEST;  // and one byte for a terminator
+    size_t const count = std::min(text.size(), room);
+    if (count > 0) {
+      used += WideToUTF8StringEx(text.data(), buffer + used, static_cast<int>(count), -1) - 1;
+      text.remove_prefix(count);
+    } else {
+      Flush();
+    }
+  }
+}
+
+void Writer::Bytes(void const* bytes, size_t size) noexcept {
+  char const* from = static_cast<char const*>(bytes);
+  while (size > 0) {
+    if (used == sizeof buffer) Flush();
+    size_t const count = std::min(size, sizeof buffer - used);
+    memcpy(buffer + used, from, count);
+    used += static_cast<unsigned>(count);
+    from += count;
+    size -= count;
+  }
+}
+
+void Writer::Flush() noexcept {
+  if (used > 0) stream.Write(buffer, used);
+  used = 0;
+}
+
+}  // namespace
+
+size_t Escape(wchar_t const* text, size_t length, wchar_t* buffer) noexcept {
+  size_t total = 0;
+  ForEachPiece({text, length}, [&](wstring_view piece) {
+    if (buffer) std::copy(piece.begin(), piece.end(), buffer + total);
+    total += piece.size();
+  });
+  if (buffer) buffer[total] = 0;
+  return total;
+}
+
+bool Write(XmlNode const& document, Stream& stream, unsigned flags) noexcept {
+  Writer* const writer = new (std::nothrow) Writer(stream, flags);
+  if (!writer) return false;
+  writer->Document(document);
+  delete writer;
+  return true;
+}
+
+}  // namespace yk::xml

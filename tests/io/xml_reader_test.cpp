@@ -1,0 +1,241 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "io/xml_support.h"
+
+namespace {
+
+using namespace xmltest;
+
+TEST(XmlReader, ReadsWhatIsWellFormed) {
+  struct {
+    char const* name;
+    std::string bytes;
+    std::wstring line;
+  } const rows[] = {
+      {"attributes", "<a x='1' y = \"&lt;'&#x9;\"/>", L"(a@x=1@y=<'\t)"},
+      {"blanks in values", "<a x='\t\n\r\n'/>", L"(a@x=   )"},
+      {"references", "<a>&amp;&lt;&gt;&quot;&apos;&#65;&#x42;&#x1F600;</a>", L"(a'&<>\"'AB\xD83D\xDE00')"},
+      {"CDATA", "<a>1<![CDATA[<&]]]]><![CDATA[>]]></a>", L"(a'1<&]]>')"},
+      {"comments and instructions", "<!--x--><?y z?><a><!----><?t?></a><!-- -->",
+       L"(!'x' ?'y z' a(! ?'t') !' ')"},
+      {"mixed content", "<p>one <b>two</b> three<br/>\n four</p>", L"(p'one  three\n four'(b'two' br))"},
+      {"layout with spaces", "<a>\n  <b>\n    <c/>\n    <d/>\n  </b>\n</a>\n", L"(a(b(c d)))"},
+      {"layout with tabs", "<a>\r\n\t<b x='1'/>\r\n</a>", L"(a(b@x=1))"},
+      {"spaces without children", "<a>  </a>", L"(a'  ')"},
+      {"quoted blanks", "<a>\n<![CDATA[ ]]>\n<b/></a>", L"(a' \n'(b))"},
+      {"line ends", "<a>1\r\n2\r3\n4</a>", L"(a'1\n2\n3\n4')"},
+      {"mark", "\xEF\xBB\xBF<a/>", L"(a)"},
+      {"declaration", "<?xml version='1.0' encoding='utf-8' standalone='yes' ?>\n<a/>", L"(a)"},
+      {"document type", "<!DOCTYPE a [<!ENTITY b \"]>'\"> <!-- ' > --> <?p ']>?> ]><a/>", L"(a)"},
+      {"external names", "<!DOCTYPE a PUBLIC 'x>' 'http://y/'><a/>", L"(a)"},
+      {"sequences of 1 to 4 bytes", "<a>z\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80</a>",
+       L"(a'z\xE9\x4E2D\xD83D\xDE00')"},
+      {"halves of a pair", "<a>\xED\xA0\xBD\xED\xB8\x80</a>", L"(a'\xD83D\xDE00')"},
+      {"names", "<\xC3\xA9:-.1/>", L"(\xE9:-.1)"},
+      {"UTF-16", Utf16("<a x='1'>t</a>"), L"(a@x=1't')"},
+      {"UTF-16 without a mark", Utf16("<a/>").substr(2), L"(a)"},
+      {"UTF-16, declared", Utf16("<?xml version=\"1.1\" encoding=\"UTF-16\"?><a/>"), L"(a)"},
+  };
+  for (auto const& row : rows) EXPECT_EQ(Line(Loaded(row.bytes)), row.line) << row.name;
+}
+
+TEST(XmlReader, SaysWhereAndWhyItRefuses) {
+  struct {
+    std::string bytes;
+    unsigned line, column;
+  } const rows[] = {
+      {"", 1, 1},
+      {"  \n ", 2, 2},
+      {"text", 1, 1},
+      {"<a>", 1, 4},
+      {"<a", 1, 3},
+      {"<a></b>", 1, 4},
+      {"<a></a", 1, 7},
+      {"</a>", 1, 1},
+      {"<a/><b/>", 1, 5},
+      {"<a/>text", 1, 5},
+      {"<a/>&lt;", 1, 5},
+      {"<a/><![CDATA[]]>", 1, 5},
+      {"< a/>", 1, 1},
+      {"<a x/>", 1, 5},
+      {"<a x=1/>", 1, 6},
+      {"<a x='1'y='2'/>", 1, 9},
+      {"<a x='<'/>", 1, 7},
+      {"<a x='1/>", 1, 6},
+      {"<a\nx='1' y='2'\nx='3'/>", 1, 1},
+      {"<a>\n&unknown;</a>", 2, 1},
+      {"<a>&lt</a>", 1, 4},
+      {"<a>& </a>", 1, 4},
+      {"<a>&#;</a>", 1, 4},
+      {"<a>&#x;</a>", 1, 4},
+      {"<a>&#0;</a>", 1, 4},
+      {"<a>&#xD800;</a>", 1, 4},
+      {"<a>&#x110000;</a>", 1, 4},
+      {"<a>&#99999999999999999999;</a>", 1, 4},
+      {"<a>]]></a>", 1, 4},
+      {"<a><!-- -- --></a>", 1, 9},
+      {"<a><!-- --", 1, 9},
+      {"<a><!--", 1, 4},
+      {"<a><![CDATA[]]</a>", 1, 4},
+      {"<a><?1?></a>", 1, 6},
+      {"<a><?x", 1, 4},
+      {"<a/>\n<?xml version='1.0'?>", 2, 1},
+      {"<a><!DOCTYPE a></a>", 1, 4},
+      {"<!DOCTYPE a><!DOCTYPE a><a/>", 1, 13},
+      {"<!DOCTYPE a [", 1, 1},
+      {"<?xml encoding='UTF-8'?><a/>", 1, 1},
+      {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE9</a>", 1, 31},
+      {"<?xml version='1.0' encoding='UTF-16'?><a/>", 1, 31},
+      {Utf16("<?xml version='1.0' encoding='UTF-8'?><a/>"), 1, 31},
+      {std::string("<a>\0</a>", 8), 1, 4},
+      {"<a>\x01</a>", 1, 4},
+      {"<a>\x80</a>", 1, 4},
+      {"<a>\xC0\x80</a>", 1, 4},
+      {"<a>\xF4\x90\x80\x80</a>", 1, 4},
+      {"<a>\xED\xA0\xBD</a>", 1, 5},
+      {"<a>\xEF\xBF\xBF</a>", 1, 4},
+      {"<a>\xC3", 1, 4},
+      {Utf16("<a/>") + "x", 1, 5},
+      {std::string("\xFE\xFF\0<\0a", 6), 1, 1},
+  };
+  for (auto const& row : rows) {
+    XmlError error = {};
+    EXPECT_EQ(Line(Loaded(row.bytes, &error)), L"refused") << row.bytes;
+    EXPECT_EQ(error.code, YK_E_BADFILE) << row.bytes;
+    EXPECT_EQ(error.line, row.line) << row.bytes;
+    EXPECT_EQ(error.column, row.column) << row.bytes;
+    EXPECT_GT(wcslen(error.text), 8u) << row.bytes;
+  }
+}
+
+TEST(XmlReader, RefusesStreamsThatFailAndMissingArguments) {
+  class Failing final : public Stream {
+   public:
+    void Destroy() noexcept override {}
+    HRESULT Read(void*, unsigned, unsigned*) noexcept override { return E_FAIL; }
+    HRESULT Seek(long, unsigned, unsigned*) noexcept override { return E_FAIL; }
+    unsigned GetPosition() noexcept override { return 0; }
+    unsigned GetSize() noexcept override { return 0xFFFFFFFF; }
+    HRESULT GetState() noexcept override { return S_OK; }
+  } failing;
+  XmlNode* document = reinterpret_cast<XmlNode*>(1);
+  XmlError error = {};
+  EXPECT_EQ(Xml().Load(&failing, &document, &error), E_FAIL);
+  EXPECT_EQ(document, nullptr);
+  EXPECT_EQ(error.line, 0u);
+  EXPECT_EQ(Xml().Load(nullptr, &document, nullptr), E_INVALIDARG);
+  EXPECT_EQ(Xml().Load(&failing, nullptr, nullptr), E_INVALIDARG);
+}
+
+TEST(XmlReader, LimitsTheDepth) {
+  for (unsigned const depth : {1000u, 1001u, 1000000u}) {
+    std::string document;
+    for (unsigned i = 0; i < depth; ++i) document += "<a>";
+    for (unsigned i = 0; i < depth; ++i) document += "</a>";
+    XmlError error = {};
+    EXPECT_EQ(Loaded(document, &error) != nullptr, depth == 1000) << depth;
+    EXPECT_EQ(error.column, depth > 1000 ? 3001u : 0u);
+  }
+}
+
+// Inputs on which a careless reader takes time that grows with the square of their size.
+TEST(XmlReader, TakesLinearTime) {
+  std::string attributes = "<a";
+  std::string children = "<a>";
+  for (int i = 0; i < 100000; ++i) {
+    attributes += " same-beginning-" + std::to_string(i) + "=''";
+    children += "  t<b/>";
+  }
+  EXPECT_TRUE(Loaded(attributes + "/>"));
+  EXPECT_TRUE(Loaded(children + "</a>"));
+  EXPECT_FALSE(Loaded(attributes + " same-beginning-7=''/>"));
+  EXPECT_FALSE(Loaded("<a>" + std::string(1000000, '<')));
+  EXPECT_FALSE(Loaded("<!DOCTYPE a [" + std::string(1000000, '[')));
+}
+
+// ---- there and back
+
+class Forest {
+ public:
+  explicit Forest(unsigned seed) : random(seed) {}
+
+  Tree Document() {
+    Tree document(Xml().CreateDocument());
+    if (Below(2)) Xml().AppendChild(document.get(), Leaf());
+    XmlNode* const root = Element();
+    Xml().AppendChild(document.get(), root);
+    Grow(root, 0);
+    if (Below(2)) Xml().AppendChild(document.get(), Leaf());
+    return document;
+  }
+
+ private:
+  unsigned Below(unsigned limit) { return random() % limit; }
+
+  /// Few kinds of characters, most of them blanks and markup.
+  std::wstring Text() {
+    static wchar_t const* const PIECES[] = {L" ", L" ", L"\t",  L"\n", L"\r",
+                                            L"<", L"&", L"]]>", L"x",  L"\xD83D\xDE00"};
+    std::wstring text;
+    for (unsigned left = Below(4); left > 0; --left) text += PIECES[Below(std::size(PIECES))];
+    return text;
+  }
+
+  XmlNode* Leaf() {
+    static wchar_t const* const TEXTS[] = {L"a\rb", L"a\n", L"\r\nb", L"c <&>  ", L"\t- -"};
+    bool const comment = Below(2);
+    std::wstring const text = TEXTS[Below(std::size(TEXTS))];
+    return comment ? Xml().CreateNode(XML_COMMENT, (text + L"-x").c_str())
+                   : Xml().CreateNode(XML_INSTRUCTION, (L"t " + text).c_str());
+  }
+
+  XmlNode* Element() {
+    XmlNode* const node = Xml().CreateNode(XML_ELEMENT, Below(2) ? L"e" : L"f");
+    if (!Below(3)) Xml().SetAttribute(node, L"v", Text().c_str());
+    if (Below(2)) Xml().SetText(node, Text().c_str());
+    return node;
+  }
+
+  void Grow(XmlNode* parent, unsigned depth) {
+    for (unsigned left = depth < 4 ? Below(4) : 0; left > 0; --left) {
+      bool const leaf = !Below(5);
+      XmlNode* const child = leaf ? Leaf() : Element();
+      Xml().AppendChild(parent, child);
+      if (!leaf && Below(2)) Grow(child, depth + 1);
+    }
+  }
+
+  std::mt19937 random;
+};
+
+TEST(XmlReader, ReadsBackWhatTheWriterWrote) {
+  for (unsigned seed = 0; seed < 2000; ++seed) {
+    Tree const document = Forest(seed).Document();
+    for (unsigned flags = 0; flags < 4; ++flags) {
+      std::string const bytes = Saved(document.get(), flags);
+      ASSERT_EQ(Line(Loaded(bytes)), Line(document)) << "seed " << seed << " flags " << flags << "\n"
+                                                     << bytes;
+    }
+  }
+}
+
+TEST(XmlReader, SurvivesCutAndChangedDocuments) {
+  std::mt19937 random(1);
+  for (unsigned seed = 0; seed < 40; ++seed) {
+    std::string const bytes = Saved(Forest(seed).Document().get(), seed % 4);
+    size_t const end = bytes.find_last_of('>');
+    for (size_t cut = 0; cut < end; cut += 1 + bytes.size() / 200) Loaded(bytes.substr(0, cut));
+    for (int round = 0; round < 200; ++round) {
+      std::string changed = bytes;
+      for (int i = 0; i < 3; ++i)
+        changed[random() % bytes.size()] = "<>&/!?-[]'\" =;#x\0\xED\r"[random() % 19];
+      XmlError error = {};
+      bool const read = Loaded(changed, &error) != nullptr;
+      EXPECT_EQ(error.code, read ? S_OK : YK_E_BADFILE);
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,215 @@
+#include <gtest/gtest.h>
+
+#include "io/xml_support.h"
+
+namespace {
+
+using namespace xmltest;
+
+XmlNode* Add(XmlNode* parent, uint32_t kind, wchar_t const* content, wchar_t const* text = nullptr) {
+  XmlNode* const node = Xml().CreateNode(kind, content);
+  EXPECT_EQ(Xml().SetText(node, text ? text : node->Text().c_str()), S_OK);
+  EXPECT_EQ(Xml().AppendChild(parent, node), S_OK);
+  return node;
+}
+
+/// One node of each form that the writer knows.
+Tree Sample() {
+  Tree document(Xml().CreateDocument());
+  Add(document.get(), XML_COMMENT, L"a < b");
+  Add(document.get(), XML_COMMENT, nullptr);
+  Add(document.get(), XML_INSTRUCTION, L"go fast");
+  Add(document.get(), XML_INSTRUCTION, L"");
+  XmlNode* const root = Add(document.get(), XML_ELEMENT, L"root", L"t");
+  Add(root, XML_ELEMENT, L"bare");
+  Add(root, XML_ELEMENT, L"text", L"\x4E2D");
+  XmlNode* const inner = Add(root, XML_ELEMENT, L"inner");
+  Xml().SetAttribute(inner, L"v", L"");
+  Add(inner, XML_ELEMENT, L"bare");
+  XmlNode* const deep = Add(inner, XML_ELEMENT, L"deep");
+  Xml().SetAttribute(deep, L"a", L"1");
+  Xml().SetAttribute(deep, L"b", L"\t");
+  Add(inner, XML_COMMENT, L"c");
+  return document;
+}
+
+TEST(XmlWriter, WritesEveryFormCompactAndLaidOut) {
+  Tree const sample = Sample();
+  EXPECT_EQ(Saved(sample.get(), XML_COMPACT),
+            "<!--a < b--><!--empty--><?go fast?><?empty?><root>t<bare/><text>\xE4\xB8\xAD</text>"
+            "<inner v=\"\"><bare/><deep a=\"1\" b=\"&#x9;\"/><!--c--></inner></root>");
+  EXPECT_EQ(Saved(sample.get(), XML_LAYOUT),
+            "<!--a < b-->\r\n<!--empty-->\r\n<?go fast?>\r\n<?empty?>\r\n<root>\r\n"
+            "t<bare/>\r\n\t<text>\xE4\xB8\xAD</text>\r\n\t<inner v=\"\">\r\n<bare/>\r\n"
+            "\t\t<deep a=\"1\" b=\"&#x9;\"/>\r\n\t\t<!--c-->\r\n\t</inner>\r\n</root>\r\n");
+}
+
+// Line ends are CR alone in UTF-16, on purpose.
+TEST(XmlWriter, WritesUtf16BehindAMark) {
+  Tree document(Xml().CreateDocument());
+  XmlNode* const a = Add(document.get(), XML_ELEMENT, L"a");
+  Add(a, XML_ELEMENT, L"b", L"x");
+  EXPECT_EQ(Saved(document.get(), XML_UTF16), Utf16("<a><b>x</b></a>"));
+  EXPECT_EQ(Saved(document.get(), XML_UTF16 | XML_LAYOUT), Utf16("<a>\r\t<b>x</b>\r</a>\r"));
+  EXPECT_EQ(Saved(a, XML_UTF16), Utf16("<a><b>x</b></a>")) << "a node alone";
+  Xml().SetText(a, L"\xD83D\xDE00");
+  EXPECT_EQ(Saved(a, XML_COMPACT), "<a>\xED\xA0\xBD\xED\xB8\x80<b>x</b></a>");
+}
+
+TEST(XmlWriter, EscapesTextsAndValues) {
+  wchar_t all[64] = {};
+  for (wchar_t c = 1; c < 64; ++c) all[c - 1] = c;
+  std::string const expected = "&#x9;&#xA;&#xD; !&quot;#$%&amp;&apos;()*+,-./0123456789:;&lt;=&gt;?";
+  std::wstring const wide(expected.begin(), expected.end());
+  wchar_t buffer[200] = {};
+  EXPECT_EQ(Xml().Escape(all, nullptr), wide.size());
+  EXPECT_EQ(Xml().Escape(all, buffer), wide.size());
+  EXPECT_EQ(buffer, wide);
+  EXPECT_EQ(Xml().Escape(nullptr, buffer), 0u);
+  EXPECT_EQ(buffer[0], 0);
+  Tree const a(Xml().CreateNode(XML_ELEMENT, L"a"));
+  Xml().SetAttribute(a.get(), L"v", all);
+  Xml().SetText(a.get(), all);
+  EXPECT_EQ(Saved(a.get(), XML_COMPACT), "<a v=\"" + expected + "\">" + expected + "</a>");
+}
+
+TEST(XmlWriter, WritesLongNamesTextsAndValuesWhole) {
+  for (size_t const length : {229u, 230u, 239u, 240u, 249u, 250u, 256u, 5461u, 5462u, 20000u}) {
+    std::string const narrow(length, 'n'), text = narrow + "&amp;";
+    std::wstring const name(length, L'n');
+    Tree const node(Xml().CreateNode(XML_ELEMENT, name.c_str()));
+    EXPECT_EQ(Saved(node.get(), XML_COMPACT), "<" + narrow + "/>");
+    Xml().SetAttribute(node.get(), name.c_str(), (name + L"&").c_str());
+    Xml().SetText(node.get(), (name + L"&").c_str());
+    EXPECT_EQ(Saved(node.get(), XML_COMPACT),
+              "<" + narrow + " " + narrow + "=\"" + text + "\">" + text + "</" + narrow + ">");
+  }
+}
+
+/// A chain of elements, the innermost with a text.
+Tree Chain(unsigned depth) {
+  Tree document(Xml().CreateDocument());
+  XmlNode* node = document.get();
+  for (unsigned i = 0; i < depth; ++i) node = Add(node, XML_ELEMENT, L"e");
+  Xml().SetText(node, L"x");
+  return document;
+}
+
+TEST(XmlWriter, IndentsBeyondItsRowOfTabs) {
+  for (bool const utf16 : {false, true}) {
+    std::string const bytes = Saved(Chain(300).get(), XML_LAYOUT | (utf16 ? XML_UTF16 : 0u));
+    std::string const innermost = std::string(299, '\t') + "<e>x</e>";
+    EXPECT_NE(bytes.find(utf16 ? Utf16(innermost).substr(2) : innermost), bytes.npos);
+    EXPECT_EQ(std::count(bytes.begin(), bytes.end(), '\t'), 299 * 300 - 299);
+  }
+}
+
+TEST(XmlWriter, WritesAndFreesTreesOfAnyDepth) {
+  constexpr unsigned DEPTH = 200000;
+  Tree const chain = Chain(DEPTH);
+  EXPECT_EQ(Saved(chain.get(), XML_COMPACT).size(), DEPTH * 7 + 1);
+}
+
+TEST(XmlWriter, RefusesNothingToWriteOrToWriteTo) {
+  Tree const document(Xml().CreateDocument());
+  EXPECT_EQ(Xml().Save(nullptr, Memory().get(), 0), E_INVALIDARG);
+  EXPECT_EQ(Xml().Save(document.get(), nullptr, 0), E_INVALIDARG);
+  EXPECT_EQ(Saved(document.get(), XML_LAYOUT), "");
+}
+
+// ---- trees
+
+TEST(XmlTree, LinksUnlinksAndFinds) {
+  Tree const list(Xml().CreateNode(XML_ELEMENT, L"list"));
+  XmlNode* const a = Add(list.get(), XML_ELEMENT, L"a");
+  Add(list.get(), XML_COMMENT, L"note");
+  XmlNode* const b = Add(list.get(), XML_ELEMENT, L"b");
+  XmlNode* const a2 = Xml().CreateNode(XML_ELEMENT, L"a");
+  EXPECT_EQ(Xml().InsertChild(list.get(), a2, b), S_OK);
+  EXPECT_EQ(Line(list), L"list(a !'note' a b)");
+  EXPECT_EQ(Xml().FindChild(list.get(), L"a", nullptr), a);
+  EXPECT_EQ(Xml().FindChild(list.get(), L"a", a), a2);
+  EXPECT_EQ(Xml().FindChild(list.get(), L"a", a2), nullptr);
+  EXPECT_EQ(Xml().FindChild(list.get(), nullptr, a), a2);
+  EXPECT_EQ(Xml().RemoveNode(b), S_OK);
+  EXPECT_EQ(Xml().RemoveNode(b), YK_E_NOTFOUND);
+  EXPECT_EQ(Xml().InsertChild(list.get(), b, a), S_OK);
+  Xml().FreeNode(a2);
+  Add(list.get(), XML_ELEMENT, L"z");
+  EXPECT_EQ(Line(list), L"list(b a !'note' z)");
+  EXPECT_EQ(a->Parent(), list.get());
+}
+
+TEST(XmlTree, RefusesWhatIsNoTree) {
+  Tree const outer(Xml().CreateNode(XML_ELEMENT, L"outer"));
+  Tree const comment(Xml().CreateNode(XML_COMMENT, L"c"));
+  Tree const document(Xml().CreateDocument());
+  XmlNode* const inner = Add(outer.get(), XML_ELEMENT, L"inner");
+  Tree const other(Xml().CreateNode(XML_ELEMENT, L"other"));
+  struct {
+    char const* name;
+    XmlNode *parent, *node, *before;
+  } const rows[] = {
+      {"into nothing", nullptr, other.get(), nullptr},
+      {"nothing", outer.get(), nullptr, nullptr},
+      {"into a comment", comment.get(), other.get(), nullptr},
+      {"a document", outer.get(), document.get(), nullptr},
+      {"what is in a tree", outer.get(), inner, nullptr},
+      {"into itself", other.get(), other.get(), nullptr},
+      {"into its own child", inner, outer.get(), nullptr},
+      {"before a stranger", outer.get(), other.get(), comment.get()},
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(Xml().InsertChild(row.parent, row.node, row.before), E_INVALIDARG) << row.name;
+  }
+}
+
+TEST(XmlTree, KeepsAttributesInOrder) {
+  Tree const node(Xml().CreateNode(XML_ELEMENT, L"e"));
+  for (wchar_t const* name : {L"a", L"b", L"c"}) Xml().SetAttribute(node.get(), name, name);
+  Xml().SetAttribute(node.get(), L"b", L"new");
+  EXPECT_EQ(Line(node), L"e@a=a@b=new@c=c");
+  EXPECT_TRUE(Xml().FindAttribute(node.get(), L"b")->Value() == L"new");
+  EXPECT_EQ(Xml().RemoveAttribute(node.get(), L"c"), S_OK);
+  EXPECT_EQ(Xml().RemoveAttribute(node.get(), L"c"), YK_E_NOTFOUND);
+  EXPECT_EQ(Xml().RemoveAttribute(node.get(), L"a"), S_OK);
+  EXPECT_EQ(Xml().SetAttribute(node.get(), L"d", nullptr), S_OK);
+  EXPECT_EQ(Line(node), L"e@b=new@d=");
+}
+
+TEST(XmlTree, RefusesWhatXmlCannotExpress) {
+  struct {
+    uint32_t kind;
+    wchar_t const* content;
+    bool taken;
+  } const rows[] = {
+      {XML_ELEMENT, L"", false},
+      {XML_ELEMENT, nullptr, false},
+      {XML_ELEMENT, L"1a", false},
+      {XML_ELEMENT, L"a b", false},
+      {XML_ELEMENT, L"\xD800", false},
+      {XML_ELEMENT, L"_a-1.\x4E2D", true},
+      {XML_COMMENT, L"a--b", false},
+      {XML_COMMENT, L"a-", false},
+      {XML_COMMENT, L"\x01", false},
+      {XML_COMMENT, L"a-b", true},
+      {XML_INSTRUCTION, L"a?>", false},
+      {XML_INSTRUCTION, L"XML a", false},
+      {XML_INSTRUCTION, L" a", false},
+      {XML_INSTRUCTION, L"a\xFFFF", false},
+      {XML_INSTRUCTION, L"xml-a b", true},
+      {XML_DOCUMENT, L"", false},
+      {2, L"a", false},
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(Tree(Xml().CreateNode(row.kind, row.content)) != nullptr, row.taken) << row.content;
+  }
+  Tree const element(Xml().CreateNode(XML_ELEMENT, L"e"));
+  EXPECT_EQ(Xml().SetText(element.get(), L"\xDC00"), E_INVALIDARG);
+  EXPECT_EQ(Xml().SetAttribute(element.get(), L"a", L"\xD800"), E_INVALIDARG);
+  EXPECT_EQ(Xml().SetAttribute(element.get(), L"=", L""), E_INVALIDARG);
+  EXPECT_EQ(Xml().SetName(element.get(), L""), E_INVALIDARG);
+  EXPECT_EQ(Line(element), L"e");
+}
+
+}  // namespace

@@ -1,0 +1,79 @@
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <qecore/core/ref.h>
+#include <qecore/values/array.h>
+#include <qecore/values/map.h>
+
+#include "support/binary.h"
+
+namespace {
+
+using namespace yk;
+
+template <class T>
+Variant Made(T value) {
+  Variant v;
+  v.Init(value);
+  return v;
+}
+
+int Number(Map* map, unsigned key) {
+  Variant v;
+  int number = -1;
+  return map->GetValue(key, v) == S_OK && v.Get(number) ? number : -1;
+}
+
+TEST(Map, GrowsOneEntryEarlyInABlockOfTwentyByteEntries) {
+  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
+  for (unsigned i = 0; i < 15; ++i) {
+    unsigned const capacity = i < 9 ? 10 : i < 14 ? 15 : 20;
+    EXPECT_EQ(map->SetValue(100 + i, Made(static_cast<int>(i))), S_OK);
+    EXPECT_TRUE(Field<unsigned>(map.get(), 24) == i + 1 && Field<unsigned>(map.get(), 28) == capacity);
+  }
+  char* const entries = Field<char*>(map.get(), 16);
+  EXPECT_EQ(_msize(entries), 400u);
+  EXPECT_TRUE(Field<unsigned>(entries, 280) == 114 && Field<int>(entries, 284) == 14);
+}
+
+TEST(Map, SetsReplacesAndRemovesInOrder) {
+  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
+  Variant v = Made(7);
+  EXPECT_TRUE(map->GetValue(1, v) == E_FAIL && map->SetValue(1, Variant()) == E_FAIL &&
+              map->Remove(1) == E_FAIL);
+  EXPECT_EQ(Slot<long (*)(void*, unsigned)>(map.get(), 11)(map.get(), 1), S_OK);  // there or not
+  for (unsigned key = 1; key <= 4; ++key) map->SetValue(key, Made(static_cast<int>(key)));
+  map->SetValue(2, Made(L"22"));
+  EXPECT_EQ(map->SetValue(1, Variant()), S_OK);
+  EXPECT_EQ(Slot<long (*)(void*, unsigned)>(map.get(), 10)(map.get(), 4), S_OK);
+  EXPECT_TRUE(Number(map.get(), 1) == -1 && Number(map.get(), 2) == 22 && Number(map.get(), 3) == 3);
+  EXPECT_EQ(Field<unsigned>(Field<void*>(map.get(), 16), 0), 2u);
+  v.Init(L"kept");
+  v.flags |= Variant::TRANSIENT;
+  map->SetValue(9, v);
+  EXPECT_TRUE(map->GetValue(9, v) == S_OK && v.type == Variant::WIDE_STRING);
+}
+
+TEST(Map, LetsGoOfEveryObjectItHeld) {
+  Ref<Array> const object = Ref<Array>::Adopt(Array::Create(0));
+  Ref<Map> map = Ref<Map>::Adopt(Map::Create());
+  Variant const held = Made(static_cast<Unknown*>(object.get()));
+  for (unsigned key = 1; key <= 3; ++key) map->SetValue(key, held);
+  map->Remove(1);
+  EXPECT_EQ(References(object.get()), 5u);  // the vacated place keeps its own, as intended
+  map->SetValue(4, held);
+  EXPECT_EQ(References(object.get()), 5u);
+  map->Remove(2);
+  map.Reset();
+  EXPECT_EQ(References(object.get()), 2u);
+}
+
+TEST(Map, AnswersItsInterfaces) {
+  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
+  Ref<Unknown> self, streamable;
+  EXPECT_EQ(map->QueryInterface(ids::MAP, self.ReceiveVoid()), S_OK);
+  EXPECT_EQ(map->QueryInterface(ids::STREAMABLE, streamable.ReceiveVoid()), S_OK);
+  EXPECT_EQ(map->Release(), 3u);  // a streamable is given with two references
+  EXPECT_TRUE(map->IsTypeOf(ids::STREAMABLE) && !map->IsTypeOf(ids::MAP));
+}
+
+}  // namespace
