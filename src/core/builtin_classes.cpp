@@ -1,8 +1,11 @@
 #include "builtin_classes_p.h"
 
 #include <qecore/core/registry.h>
+#include <qecore/io/xml.h>
 #include <qecore/undo/undo_manager.h>
 #include <qecore/values/map.h>
+
+#include "image/image_p.h"
 
 namespace yk {
 
@@ -32,7 +35,12 @@ HRESULT RegisterUndoManager() noexcept {
   return Register<UndoManager, ids::UNDO_MANAGER>(ids::UNDO_MANAGER, "UndoManager");
 }
 
-constexpr HRESULT (*IN_ORDER[])() noexcept = {Map::Register, RegisterUndoManager};
+HRESULT RegisterXmlHelper() noexcept {
+  return Register<XmlHelper, ids::XML_HELPER>(ids::UNKNOWN, "XMLHelper");
+}
+
+constexpr HRESULT (*IN_ORDER[])() noexcept = {img::RegisterImageClass, Map::Register, RegisterUndoManager,
+                                              RegisterXmlHelper};
 
 }  // namespace
 

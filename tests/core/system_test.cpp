@@ -53,7 +53,10 @@ TEST_F(SystemTest, KnowsTheBuiltInClassesInOrder) {
     Guid classId, interfaceId;
     char const* name;
     unsigned flags;
-  } const rows[] = {{ids::MAP, ids::MAP, "Map", 2}, {ids::UNDO_MANAGER, ids::UNDO_MANAGER, "UndoManager", 2}};
+  } const rows[] = {{ids::IMAGE_2D, ids::ABSTRACT_IMAGE, nullptr, 0},
+                    {ids::MAP, ids::MAP, "Map", 2},
+                    {ids::UNDO_MANAGER, ids::UNDO_MANAGER, "UndoManager", 2},
+                    {ids::XML_HELPER, ids::UNKNOWN, "XMLHelper", 2}};
   ASSERT_EQ(Registry()->Count(), static_cast<int>(std::size(rows)));
   for (int i = 0; i < Registry()->Count(); ++i) {
     ClassInfo const& info = *static_cast<ClassInfo*>(Registry()->At(i));
