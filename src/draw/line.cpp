@@ -12,6 +12,9 @@ bool Reaches(double a, double b, int low, int high) noexcept {
   return std::min(a, b) < high && std::max(a, b) > low - 1.0;
 }
 
+// A count of steps, which may be more than an integer holds.
+unsigned Modulo(double count) noexcept { return static_cast<unsigned>(fmod(count, 4294967296.0)); }
+
 }  // namespace
 
 LineWalk::LineWalk(point2d const& a, point2d const& b, xrect2d const& clip, int ends) noexcept {
@@ -21,36 +24,31 @@ LineWalk::LineWalk(point2d const& a, point2d const& b, xrect2d const& clip, int 
   offset = steep ? a.x : a.y;
   double const goal = steep ? b.y : b.x;
   slope = ((steep ? b.x : b.y) - offset) / (goal - origin);
-  alongLow = steep ? clip.top : clip.left;
-  alongHigh = steep ? clip.bottom : clip.right;
   acrossLow = steep ? clip.left : clip.top;
   acrossHigh = steep ? clip.right : clip.bottom;
 
-  start = floor(origin + 0.5);
-  double const stop = floor(goal + 0.5);
+  // the places of the first and the last step
+  double start = floor(origin + 0.5);
+  double stop = floor(goal + 0.5);
   direction = stop < start ? -1 : 1;
-  begin = first = ends & NO_FIRST ? 1 : 0;
-  end = last = std::max(begin, fabs(stop - start) + (ends & NO_LAST ? 0 : 1));
+  if (ends & NO_FIRST) start += direction;
+  if (ends & NO_LAST) stop -= direction;
+  all = Modulo(std::max(0.0, (stop - start) * direction + 1));
 
   visible = Reaches(a.x, b.x, clip.left, clip.right) && Reaches(a.y, b.y, clip.top, clip.bottom);
-  if (!visible) return;
-  Narrow(alongLow, alongHigh);
-  if (slope != 0) {
-    Narrow(origin + (acrossLow - 1.0 - offset) / slope, origin + (acrossHigh - offset) / slope);
+  if (!visible || (stop - start) * direction < 0) return;
+  double low = std::max<double>(std::min(start, stop), steep ? clip.top : clip.left);
+  double high = std::min<double>(std::max(start, stop), (steep ? clip.bottom : clip.right) - 1.0);
+  if (slope != 0) {  // where the line passes the clip on the other axis, and a step more at each end
+    double const enters = origin + (acrossLow - 1.0 - offset) / slope;
+    double const leaves = origin + (acrossHigh - offset) / slope;
+    low = std::max(low, floor(std::min(enters, leaves)) - 1);
+    high = std::min(high, ceil(std::max(enters, leaves)) + 1);
   }
-  walked = last > first ? static_cast<int>(last - first) : 0;
+  first = direction > 0 ? low : high;
+  before = Modulo(fabs(first - start));
+  walked = high >= low ? static_cast<int>(high - low) + 1 : 0;
 }
-
-// Drops the steps that do not lie between two places along the line, in either order; one more stays at each
-// end.
-void LineWalk::Narrow(double from, double to) noexcept {
-  double const a = (from - start) * direction;
-  double const b = (to - start) * direction;
-  first = std::clamp(floor(std::min(a, b)) - 1, first, end);
-  last = std::clamp(ceil(std::max(a, b)) + 2, begin, last);
-}
-
-unsigned LineWalk::Modulo(double count) noexcept { return static_cast<unsigned>(fmod(count, 4294967296.0)); }
 
 double LineWalk::Floor(double value) noexcept { return floor(value); }
 

@@ -18,20 +18,19 @@ class LineWalk {
   /// False for a line without length, or whose box lies outside the clip.
   bool IsVisible() const noexcept { return visible; }
 
-  // The steps fall into those before the clip, those to walk, of which one or two may lie beside the clip,
-  // and those behind it. Counts of steps that are not walked are modulo 2^32.
-  unsigned StepsBefore() const noexcept { return Modulo(first - begin); }
+  // The steps fall into those before the clip, those to walk, and those behind it. Counts of steps that are
+  // not walked are modulo 2^32.
+  unsigned StepsBefore() const noexcept { return before; }
   int StepsToWalk() const noexcept { return walked; }
-  unsigned StepsInAll() const noexcept { return Modulo(end - begin); }
+  unsigned StepsInAll() const noexcept { return all; }
 
   /// Calls plot(x, y, coverage) for the pixels inside the clip of the i-th step to walk.
   template <class Plot>
   void Step(int i, Plot plot) const noexcept {
-    double const along = start + direction * (first + i);
+    double const along = first + direction * i;
     double const across = offset + (along - origin) * slope;
     double const nearest = Floor(across);
     if (!(nearest >= acrossLow - 1.0 && nearest < acrossHigh)) return;
-    if (!(along >= alongLow && along < alongHigh)) return;
     int const pixel = static_cast<int>(nearest);
     int const share = static_cast<int>((across - nearest) * 255 + 0.5);
     Plot2(static_cast<int>(along), pixel, 255 - share, plot);
@@ -39,9 +38,7 @@ class LineWalk {
   }
 
  private:
-  static unsigned Modulo(double count) noexcept;
   static double Floor(double value) noexcept;
-  void Narrow(double from, double to) noexcept;
 
   template <class Plot>
   void Plot2(int along, int across, int coverage, Plot plot) const noexcept {
@@ -50,14 +47,13 @@ class LineWalk {
   }
 
   bool visible = false;
-  bool steep = false;          // along is y
-  double start = 0;            // the place of step 0
-  double direction = 1;        // or -1
-  double begin = 0, end = 0;   // all steps, the last one not included
-  double first = 0, last = 0;  // the steps to walk, likewise
+  bool steep = false;    // along is y
+  double direction = 1;  // of the steps: along the axis or, -1, against it
+  double first = 0;      // the place of the first step to walk
   int walked = 0;
+  unsigned before = 0, all = 0;
   double origin = 0, offset = 0, slope = 0;  // across = offset + (along - origin) slope
-  int alongLow = 0, alongHigh = 0, acrossLow = 0, acrossHigh = 0;
+  int acrossLow = 0, acrossHigh = 0;         // of the clip
 };
 
 }  // namespace yk::draw
