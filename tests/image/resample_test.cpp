@@ -1,0 +1,132 @@
+#include <gtest/gtest.h>
+#include <math.h>
+
+#include "support.h"
+
+using namespace yk;
+
+namespace {
+
+struct Entry {
+  int source, target;
+  float weight;
+};
+
+/// The weight list, step by step as it is defined.
+std::vector<Entry> WeightList(int n, int m) {
+  std::vector<Entry> list;
+  double carry = 0.0, whole;
+  for (int i = 0, j = 0; i < n && j < m;) {
+    double const a = (i + 1.0) / n, b = (j + 1.0) / m, part = b > a ? modf(a / (1.0 / m), &whole) : 0.0;
+    list.push_back({i, j, float((b > a ? part : 1.0) - carry)});
+    carry = part;
+    if (b >= a) ++i;
+    if (a >= b) ++j;
+  }
+  return list;
+}
+
+/// The general path, loop by loop as it is defined.
+void Resample(Image2d& source, Image2d& target) {
+  static constexpr int CHANNELS[19] = {0, 1, 4, 3, 4, 0, 0, 1, 3, 4, 0, 0, 1, 3, 4, 1, 0, 0, 0};
+  size_t const channels = static_cast<size_t>(CHANNELS[source.format]);
+  IMG_FORMAT const middle = channels == 1 ? IMG_GRAYF : channels == 4 ? IMG_BGRAF : IMG_BGRF;
+  std::vector<float> sums(target.width * channels), row(source.width * channels);
+  std::vector<Entry> const across = WeightList(source.width, target.width);
+  int current = 0;
+  for (Entry const& down : WeightList(source.height, target.height)) {
+    img::ConvertPixels(source.GetLine(down.source), row.data(), source.format, middle, source.width,
+                       source.palette);
+    if (down.target != current) {
+      img::ConvertPixels(sums.data(), target.GetLine(current), middle, target.format, target.width, nullptr);
+      std::fill(sums.begin(), sums.end(), 0.0f);
+      current = down.target;
+    }
+    for (Entry const& x : across) {
+      float const weight = down.weight * x.weight;
+      for (size_t c = 0; c < channels; ++c)
+        sums[x.target * channels + c] += weight * row[x.source * channels + c];
+    }
+  }
+  img::ConvertPixels(sums.data(), target.GetLine(current), middle, target.format, target.width, nullptr);
+}
+
+/// Resamples noise into an image that holds noise, by the definition and by the library.
+void Compare(IMG_FORMAT from, IMG_FORMAT to, int sw, int sh, int tw, int th) {
+  SCOPED_TRACE(testing::Message() << from << ' ' << sw << ' ' << sh << " to " << to << ' ' << tw << ' '
+                                  << th);
+  ImageRef const source = Noise(from, sw, sh), target = Noise(to, tw, th, 2), expected = Noise(to, tw, th, 2);
+  Resample(*source, *expected);
+  ASSERT_EQ(source->RescaleTo(target.get()), S_OK);
+  ASSERT_EQ(BlockOf(*target), BlockOf(*expected));
+}
+
+}  // namespace
+
+TEST(RescaleTo, AgreesWithTheDefinitionToTheLastBit) {
+  std::mt19937 random(20);
+  for (int from : {1, 2, 3, 4, 8, 9, 12, 13, 14}) {
+    for (int to : {1, 2, 3, 4, 9, 12, 13, 14}) {
+      IMG_FORMAT const f = static_cast<IMG_FORMAT>(from), t = static_cast<IMG_FORMAT>(to);
+      for (int i = 0; i < 25 && !HasFatalFailure(); ++i) {
+        int const sw = 1 + random() % 40, sh = 1 + random() % 20, tw = 1 + random() % 40,
+                  th = 1 + random() % 20;
+        bool const special = (sw == tw && sh == th) || (sw == 2 * tw && sh == 2 * th);
+        if (!special) Compare(f, t, sw, sh, tw, th);
+      }
+      Compare(f, t, 7, 3, 21, 9);  // whole multiples, where rows repeat
+      Compare(f, t, 300, 1, 100, 1);
+    }
+  }
+}
+
+/// Exactly to half: a box of 2 x 2, cut, in these two formats, and through floats in all others.
+TEST(RescaleTo, HalvesByTheBox) {
+  for (IMG_FORMAT format : {IMG_GRAY8, IMG_BGR24}) {
+    ImageRef const source = Noise(format, 82, 4), target = NewImage(format, 41, 2);
+    ASSERT_EQ(source->RescaleTo(target.get()), S_OK);
+    int const n = source->bytesPerPixel;
+    for (int y = 0; y < 2; ++y) {
+      for (int i = 0; i < 41 * n; ++i) {
+        unsigned char const* const upper = source->GetLineEx(2 * y, i / n * 2) + i % n;
+        unsigned char const* const lower = source->GetLineEx(2 * y + 1, i / n * 2) + i % n;
+        ASSERT_EQ(target->GetLine(y)[i], (upper[0] + upper[n] + lower[0] + lower[n]) >> 2) << i;
+      }
+    }
+  }
+  Compare(IMG_BGRA32, IMG_BGRA32, 8, 4, 4, 2);
+  Compare(IMG_GRAY8, IMG_BGR24, 8, 4, 4, 2);
+}
+
+/// Formats that cannot pass through floats leave the target as it was.
+TEST(RescaleTo, LeavesRowsThatItCannotConvert) {
+  for (IMG_FORMAT from : {IMG_GRAY16, IMG_MONO32, IMG_PAL1, IMG_PAL4, IMG_RGB555}) {
+    ImageRef const source = Noise(from, 9, 5), target = Noise(IMG_BGRAF, 4, 7);
+    EXPECT_EQ(source->RescaleTo(target.get()), S_OK);
+    EXPECT_EQ(BlockOf(*target), BlockOf(*Noise(IMG_BGRAF, 4, 7))) << from;
+  }
+  EXPECT_EQ(Noise(IMG_GRAY8, 2, 2)->RescaleTo(nullptr), YK_E_EMPTY);
+}
+
+TEST(RescaleTo, CopiesOrConvertsAtTheSameSize) {
+  ImageRef const gray = Noise(IMG_GRAY8, 5, 3), copy = NewImage(IMG_GRAY8, 5, 3),
+                 floats = NewImage(IMG_BGRF, 5, 3);
+  EXPECT_EQ(gray->RescaleTo(copy.get()), S_OK);
+  EXPECT_EQ(BlockOf(*copy), BlockOf(*gray));
+  EXPECT_EQ(gray->RescaleTo(floats.get()), S_OK);
+  for (int i = 0; i < 45; ++i) {  // each row whole: none wrote into the next
+    EXPECT_EQ(reinterpret_cast<float*>(floats->GetLine(i / 15))[i % 15],
+              gray->GetLine(i / 15)[i % 15 / 3] / 255.0f);
+  }
+}
+
+TEST(Rescale, MakesANewImage) {
+  ImageRef const source = NewImage(IMG_GRAY8, 4, 1);
+  SetRow(*source, 0, {10, 20, 30, 40});
+  Image2d* result = nullptr;
+  ASSERT_EQ(source->Rescale(2, 1, IMG_GRAY8, &result), S_OK);
+  EXPECT_EQ(Bytes(result->GetLine(0), result->GetLine(0) + 2), (Bytes{15, 35}));
+  result->Release();
+  EXPECT_EQ(source->Rescale(3, 3, static_cast<IMG_FORMAT>(5), &result), E_INVALIDARG);
+  EXPECT_EQ(source->Rescale(0, 3, IMG_BGR24, &result), E_FAIL);
+}

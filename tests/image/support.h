@@ -1,0 +1,51 @@
+// What the image tests share.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <qecore/core/ref.h>
+#include <qecore/draw/geometry.h>
+#include <qecore/image/convert.h>
+#include <qecore/image/image.h>
+#include <string.h>
+
+#include <random>
+#include <vector>
+
+using Bytes = std::vector<unsigned char>;
+using ImageRef = yk::Ref<yk::Image2d>;
+
+inline ImageRef NewImage(yk::IMG_FORMAT format, int width, int height, uint8_t flags = 0) {
+  ImageRef image = ImageRef::Adopt(yk::Image2d::Create());
+  image->flags = flags;
+  return yk::Succeeded(image->Create(format, width, height)) ? image : ImageRef();
+}
+
+/// The size of the block of pixels, palette included.
+inline size_t BlockSize(yk::Image2d const& image) {
+  return static_cast<size_t>(image.stride) * image.height +
+         4 * yk::img::GetFacts(image.format).paletteEntries;
+}
+
+inline Bytes BlockOf(yk::Image2d const& image) { return Bytes(image.bits, image.bits + BlockSize(image)); }
+inline void SetRow(yk::Image2d& image, int y, Bytes const& row) {
+  memcpy(image.GetLine(y), row.data(), row.size());
+}
+
+/// Fills with noise; float formats with numbers between -0.5 and 1.5.
+void Randomize(yk::IMG_FORMAT format, unsigned char* at, size_t size, std::mt19937& random);
+
+/// A new image of noise, the same for the same seed.
+inline ImageRef Noise(yk::IMG_FORMAT format, int width, int height, unsigned seed = 1) {
+  std::mt19937 random(seed);
+  ImageRef image = NewImage(format, width, height);
+  Randomize(format, image->bits, BlockSize(*image), random);
+  return image;
+}
+
+/// The part of `image` that Crop makes; null when it refuses with E_INVALIDARG.
+inline ImageRef Part(yk::Image2d& image, int left, int top, int right, int bottom) {
+  yk::Image2d* result = nullptr;
+  HRESULT const code = image.Crop(left, top, right, bottom, &result);
+  EXPECT_EQ(code, result ? S_OK : E_INVALIDARG);
+  return ImageRef::Adopt(result);
+}
