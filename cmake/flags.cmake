@@ -29,12 +29,11 @@ else()
               $<$<CONFIG:Release>:-O2>
               $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local>
               $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond>
-              $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op>
-              $<$<CXX_COMPILER_ID:Clang>:-Wshadow>)
+              $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op>)
   target_compile_definitions(qecore_flags INTERFACE $<IF:$<CONFIG:Debug>,_GLIBCXX_ASSERTIONS,_FORTIFY_SOURCE=2>)
   # Fully static: otherwise stack protection imports a DLL of its own.
   target_link_options(qecore_flags INTERFACE -static -fstack-protector-strong)
-  target_compile_options(qecore_lean INTERFACE -fno-exceptions -fno-rtti -Wdouble-promotion)
+  target_compile_options(qecore_lean INTERFACE -fno-exceptions -fno-rtti $<$<CXX_COMPILER_ID:GNU>:-Wdouble-promotion>)
 endif()
 
 # Fault finding (presets ubsan and guard): the run-time side is linked into every program and library.
