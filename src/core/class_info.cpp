@@ -82,7 +82,7 @@ void CopyName(ClassInfo& info, char const* text) noexcept {
     FreeName(info);
     info.name = nullptr;
   } else if (char* const name = NewName(info, length)) {
-    memcpy(name, text, length);
+    memcpy(name, text, length + 1);
   }
 }
 

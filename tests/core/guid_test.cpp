@@ -17,32 +17,22 @@ TEST(Guid, HasOneTextForm) {
   ID.toString(wide);
   EXPECT_STREQ(narrow, "{01234567-89AB-CDEF-1032-547698BADCFE}");
   EXPECT_STREQ(wide, L"{01234567-89AB-CDEF-1032-547698BADCFE}");
-  Guid read = {};
-  EXPECT_TRUE(read.Init(String(wide)));
-  EXPECT_EQ(read, ID);
-  read.Empty();
-  EXPECT_EQ(read, Guid{});
 }
 
 TEST(Guid, ReadsWhatTheRuntimesScannerReads) {
-  static constexpr struct {
+  struct {
     char const* text;
     bool valid;
     Guid expected;
-  } ROWS[] = {
-      {"{01234567-89ab-cdef-1032-547698badcfe", true, ID},
-      {"{01234567-89AB-CDEF-1032-547698BADCFE} and more", true, ID},
-      {"{00000000-0000-0000-0000-000000000000}", true, {}},
-      {"{1-2-3-4- 5 6 7 8 9 A", true, {1, 2, 3, {0, 4, 5, 6, 7, 8, 9, 10}}},
-      {"01234567-89AB-CDEF-1032-547698BADCFE}", false, {}},
-      {" {01234567-89AB-CDEF-1032-547698BADCFE}", false, {}},
-      {"{01234567+89AB-CDEF-1032-547698BADCFE}", false, {}},
-      {"{012345678-9AB-CDEF-1032-547698BADCFE}", false, {}},
-      {"{01234567-89AB-CDEF-1032-547698BADC", false, {}},
-      {"", false, {}},
-      {nullptr, false, {}},
-  };
-  for (auto const& row : ROWS) {
+  } const rows[] = {{"{01234567-89ab-cdef-1032-547698badcfe", true, ID},
+                    {"{01234567-89AB-CDEF-1032-547698BADCFE} and more", true, ID},
+                    {"{1-2-3-4- 5 6 7 8 9 A", true, {1, 2, 3, {0, 4, 5, 6, 7, 8, 9, 10}}},
+                    {"01234567-89AB-CDEF-1032-547698BADCFE}", false, {}},
+                    {" {01234567-89AB-CDEF-1032-547698BADCFE}", false, {}},
+                    {"{012345678-9AB-CDEF-1032-547698BADCFE}", false, {}},
+                    {"{01234567-89AB-CDEF-1032-547698BADC", false, {}},
+                    {"", false, {}}};
+  for (auto const& row : rows) {
     Guid read = ID;
     EXPECT_EQ(read.Init(row.text), row.valid) << row.text;
     EXPECT_TRUE(!row.valid || read == row.expected) << row.text;
@@ -51,14 +41,11 @@ TEST(Guid, ReadsWhatTheRuntimesScannerReads) {
 
 // White space before a group is let through, so that a text can be as long as one likes.
 TEST(Guid, LooksAtNoMoreThan255WideCharacters) {
-  auto const spaced = [](size_t length) {
-    std::wstring const head = L"{01234567-89AB-CDEF-1032-547698BADC";
-    return head + std::wstring(length - head.size() - 2, L' ') + L"FE}";
-  };
+  std::wstring const head = L"{01234567-89AB-CDEF-1032-547698BADC";
   Guid read = {};
-  EXPECT_TRUE(read.Init(spaced(255).c_str()));
+  EXPECT_TRUE(read.Init(String((head + std::wstring(218, L' ') + L"FE}").c_str())));
   EXPECT_EQ(read, ID);
-  EXPECT_FALSE(read.Init(spaced(257).c_str()));
+  EXPECT_FALSE(read.Init((head + std::wstring(220, L' ') + L"FE}").c_str()));
   EXPECT_FALSE(read.Init(std::wstring(100000, L'\x4E00').c_str()));
 }
 

@@ -1,5 +1,5 @@
-// What the test plug-ins share: their classes' identifiers, and a log of the messages that they were sent. The log is
-// an environment variable, which the library, the plug-ins and the test have in common.
+// What the test plug-ins share: their classes' identifiers, a class, and a log of the messages that they were sent.
+// The log is an environment variable, which the library, the plug-ins and the test have in common.
 #pragma once
 
 #include <qecore/core/module.h>
@@ -17,40 +17,34 @@ inline constexpr yk::Guid ENDLESS_ID = {0xE9D00001, 1, 1, {1, 1, 1, 1, 1, 1, 1, 
 
 inline constexpr wchar_t LOG[] = L"QECORE_TEST_LOG";
 
-inline void Log(wchar_t const* plugin, unsigned message, uintptr_t first, void* second) {
+/// Notes "message,first ", with a "!" when a pointer that came with it is wrong.
+inline void Log(unsigned message, uintptr_t first, void* second) {
   wchar_t log[4096] = {};
   GetEnvironmentVariableW(LOG, log, 4000);
-  HMODULE self = nullptr;
-  GetModuleHandleExW(6, reinterpret_cast<wchar_t const*>(plugin), &self);  // whose text this is
-  bool const right =
-      message == yk::MODULE_ATTACH
-          ? reinterpret_cast<yk::System*>(first) == yk::System::ptr() && second == static_cast<void*>(self)
-          : (message == yk::MODULE_CLASS) == (second != nullptr);
-  swprintf(log + wcslen(log), 64, L"%ls:%u,%u%ls ", plugin, message,
-           message == yk::MODULE_ATTACH ? 0 : static_cast<unsigned>(first), right ? L"" : L"!");
+  bool const attached = message == yk::MODULE_ATTACH;
+  bool const right = attached ? first == reinterpret_cast<uintptr_t>(yk::System::ptr()) && second
+                              : (message == yk::MODULE_CLASS) == (second != nullptr);
+  swprintf(log + wcslen(log), 64, L"%u,%u%ls ", message, attached ? 0 : static_cast<unsigned>(first),
+           right ? L"" : L"!");
   SetEnvironmentVariableW(LOG, log);
 }
 
-/// A class that does nothing, under any identifier.
-class Thing final : public yk::Destroys<Thing, yk::Unknown> {
- public:
-  static HRESULT Make(yk::ClassInfo const*, void** out) {
-    *out = new (std::nothrow) Thing;
-    return *out ? S_OK : E_OUTOFMEMORY;
-  }
+/// Makes an object of a class that has a default constructor.
+template <class Class>
+HRESULT Make(yk::ClassInfo const*, void** out) {
+  *out = new (std::nothrow) Class;
+  return *out ? S_OK : E_OUTOFMEMORY;
+}
 
- private:
-  template <class, class>
-  friend class yk::Destroys;
-  ~Thing() = default;
-};
+/// A class that does nothing, under any identifier.
+class Thing final : public yk::Destroys<Thing, yk::Unknown> {};
 
 inline intptr_t Fill(void* record, yk::Guid const& id, char const* name, uint32_t flags = 0) {
   yk::ClassInfo* const info = static_cast<yk::ClassInfo*>(record);
   info->classId = info->interfaceId = id;
   info->name = name;
   info->flags = flags;
-  info->create = Thing::Make;
+  info->create = Make<Thing>;
   return 1;
 }
 

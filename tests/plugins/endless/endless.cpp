@@ -1,5 +1,5 @@
-// A plug-in that never says that it has named its last class, and calls the library back whenever it is called:
-// it registers, creates, scans and forgets itself.
+// A plug-in that never says that it has named its last class, and calls the library back whenever it is called: it
+// scans, creates, registers and asks to be forgotten.
 #include "../plugin.h"
 
 intptr_t qe_entrypoint(unsigned message, uintptr_t first, void* second) {
@@ -10,13 +10,11 @@ intptr_t qe_entrypoint(unsigned message, uintptr_t first, void* second) {
   void* object = nullptr;
   if (first == 1 && yk::Succeeded(yk::CreateInterface(ENDLESS_ID, &object))) yk::Unknown::Free(&object);
   if (first == 2) {
-    yk::Module* const module = system->FindModule(L"endless.qem");
-    if (module) {
-      system->UnloadModule(module);
-      module->Release();
-    }
+    object = system->FindModule(L"endless.qem");
+    system->UnloadModule(static_cast<yk::Module*>(object));
+    yk::Unknown::Free(&object);
     yk::ClassInfo own;
-    Fill(&own, ENDLESS_ID, "registered twice");
+    Fill(&own, ENDLESS_ID, "registered by itself");
     yk::RegisterInterface(&own);
   }
   yk::Guid id = ENDLESS_ID;
