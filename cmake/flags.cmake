@@ -48,6 +48,8 @@ option(QECORE_GUARD_HEAP "End each heap block at a page that nobody may touch" O
 if(QECORE_GUARD_HEAP)
   add_library(qecore_guard_heap OBJECT cmake/guard_heap.cpp)
   target_compile_features(qecore_guard_heap PRIVATE cxx_std_20)
+  # --wrap sees calls, not imports: nothing of the C runtime is declared as imported.
+  target_compile_definitions(qecore_flags INTERFACE _CRTIMP=)
   target_link_options(
     qecore_flags INTERFACE -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc,--wrap=free,--wrap=_msize)
   target_link_libraries(qecore_flags INTERFACE qecore_guard_heap $<TARGET_OBJECTS:qecore_guard_heap>)

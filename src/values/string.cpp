@@ -1,4 +1,3 @@
-#include <malloc.h>
 #include <qecore/core/memory.h>
 #include <qecore/values/str.h>
 #include <qecore/values/string.h>
@@ -71,7 +70,7 @@ constexpr size_t String::npos;  // so that it is exported: callers may bind refe
 
 String::String(String const& other) noexcept {
   if (!other.block) return;
-  size_t const bytes = _msize(other.block);
+  size_t const bytes = BlockSize(other.Length());
   void* const copy = yk_new(bytes);
   if (copy) block = static_cast<Block*>(memcpy(copy, other.block, bytes));
 }
