@@ -57,7 +57,8 @@ class Sink {
   }
 
   bool IsWhole() const noexcept { return !inPair; }
-  size_t Count() const noexcept { return static_cast<size_t>(next - start); }
+  /// Units taken, half a pair not counted.
+  size_t Count() const noexcept { return static_cast<size_t>(next - start) - (inPair ? 1 : 0); }
 
  private:
   wchar_t* start;

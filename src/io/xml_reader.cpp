@@ -85,7 +85,7 @@ class Reader {
   bool Comment() noexcept;
   bool Instruction() noexcept;
   bool DocumentType() noexcept;
-  void SkipPast(wstring_view closing) noexcept;
+  bool SkipQuoted() noexcept;
   bool StartTag() noexcept;
   bool Attributes(XmlNode& node) noexcept;
   bool Attribute(XmlNode& node) noexcept;
@@ -166,7 +166,8 @@ bool Reader::Declaration() noexcept {
     return false;
   }
   SkipBlanks();
-  bool const isVersion = version.size() > 2 && version.substr(0, 2) == L"1.";
+  bool const isVersion = version.size() > 2 && version.substr(0, 2) == L"1." &&
+                         version.find_first_not_of(L"0123456789", 2) == version.npos;
   bool const isStandalone = !standalone.data() || standalone == L"yes" || standalone == L"no";
   if (!At(L"?>") || !isVersion || !isStandalone) return Fail(start, L"the XML declaration is wrong");
   cursor += 2;
@@ -246,30 +247,34 @@ bool Reader::DocumentType() noexcept {
   if (hasRoot || hasDocumentType) return Fail(cursor, L"a document type stands in front of the element");
   hasDocumentType = true;
   wchar_t const* const start = cursor;
+  cursor += 9;
+  SkipBlanks();
+  size_t const name = NameLength(cursor);
+  if (name == 0) return Fail(cursor, L"a document type begins with a name");
   int brackets = 0;
-  for (cursor += 9; cursor && cursor != end; ++cursor) {
-    wchar_t const c = *cursor;
-    if (c == L'>' && brackets == 0) {
+  for (cursor += name; cursor != end; ++cursor) {
+    if (*cursor == L'>' && brackets == 0) {
       ++cursor;
       return true;
     }
-    if (c == L'[') ++brackets;
-    if (c == L']' && --brackets < 0) return Fail(cursor, L"']' without '['");
-    if (At(L"<!--")) {
-      SkipPast(L"-->");
-    } else if (At(L"<?")) {
-      SkipPast(L"?>");
-    } else if (c == L'"' || c == L'\'') {
-      SkipPast({&c, 1});
-    }
+    if (*cursor == L'[') ++brackets;
+    if (*cursor == L']' && --brackets < 0) return Fail(cursor, L"']' without '['");
+    if (!SkipQuoted()) break;
   }
   return FailUnended(start, L"a document type is not ended");
 }
 
-/// From a text's first character to the last of the next `closing`; to null when there is none.
-void Reader::SkipPast(wstring_view closing) noexcept {
+/// From the beginning of a comment, an instruction or a text in quotes to its last character; stays where there
+/// is none. False when it does not end.
+bool Reader::SkipQuoted() noexcept {
+  wstring_view closing;
+  if (At(L"<!--")) closing = L"-->";
+  if (At(L"<?")) closing = L"?>";
+  if (*cursor == L'"' || *cursor == L'\'') closing = {cursor, 1};
+  if (closing.empty()) return true;
   wchar_t const* const found = Find(cursor + 1, closing);
-  cursor = found ? found + closing.size() - 1 : nullptr;
+  if (found) cursor = found + closing.size() - 1;
+  return found != nullptr;
 }
 
 bool Reader::StartTag() noexcept {

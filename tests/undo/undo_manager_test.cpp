@@ -1,0 +1,395 @@
+#include <gtest/gtest.h>
+#include <qecore/core/ref.h>
+#include <qecore/undo/undo_manager.h>
+#include <qecore/values/map.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "support/binary.h"
+
+namespace {
+
+using namespace yk;
+
+/// Writes what is asked of it to a log ("p" prepare, "u" undo, "r" redo and its name) and counts its kind.
+class LogItem final : public UndoItemOf<LogItem> {
+ public:
+  static inline int alive = 0;
+  static inline std::string log;
+  static inline std::function<void()> onCall, onDeath;
+
+  explicit LogItem(char letter, uint8_t level = 0) : name(letter) {
+    order = level;
+    ++alive;
+  }
+
+  HRESULT Undo() noexcept override { return Note('u'); }
+  HRESULT Redo() noexcept override { return Note('r'); }
+  HRESULT PrepareUndo() noexcept override { return Note('p'); }
+
+ private:
+  template <class, class>
+  friend class yk::Destroys;
+  ~LogItem() {
+    --alive;
+    if (onDeath) onDeath();
+  }
+
+  HRESULT Note(char what) {
+    (log += what) += name;
+    if (onCall) onCall();
+    return E_FAIL;  // which the manager ignores
+  }
+
+  char name;
+};
+
+class UndoTest : public testing::Test {
+ protected:
+  void TearDown() override {
+    manager.Reset();
+    LogItem::onCall = LogItem::onDeath = nullptr;
+    EXPECT_EQ(LogItem::alive, 0) << "every item is released once";
+  }
+
+  /// Commits one item per letter; a digit behind a letter is its level.
+  void Commit(std::string const& letters, wchar_t const* name = L"") {
+    ASSERT_EQ(manager->BeginTransaction(), S_OK);
+    for (size_t i = 0; i < letters.size(); ++i) {
+      bool const leveled = i + 1 < letters.size() && isdigit(letters[i + 1]);
+      auto const level = static_cast<uint8_t>(leveled ? letters[i + 1] - '0' : 0);
+      ASSERT_EQ(manager->AddItem(new LogItem(letters[i], level)), S_OK);
+      if (leveled) ++i;
+    }
+    ASSERT_EQ(manager->EndTransaction(name), S_OK);
+  }
+
+  /// Commits transactions of one item each, whose name is the item's letter.
+  void CommitEach(std::string const& letters) {
+    for (char const letter : letters) Commit({letter}, std::wstring(1, letter).c_str());
+  }
+
+  std::string Log(HRESULT result) {
+    EXPECT_EQ(result, S_OK);
+    return std::exchange(LogItem::log, {});
+  }
+
+  int Count() { return Field<int>(manager.get(), 44); }
+  int Position() { return Field<int>(manager.get(), 52); }
+
+  Ref<UndoManager> manager = Ref<UndoManager>::Adopt(UndoManager::Create());
+};
+
+TEST_F(UndoTest, StartsAsStated) {
+  std::vector<uint32_t> settings;
+  for (size_t at = 32; at < 60; at += 4) settings.push_back(Field<uint32_t>(manager.get(), at));
+  EXPECT_EQ(settings, (std::vector<uint32_t>{0x1000000, 256, 10, 0, 0, 0, 0}));
+  EXPECT_FALSE(manager->IsTypeOf(ids::UNDO_MANAGER)) << "the base's answer, on purpose";
+
+  struct PlainItem final : UndoItemOf<PlainItem> {
+  } item;
+  EXPECT_EQ(item.ykUndoItem::GetSize(), 29);
+  EXPECT_STREQ(item.GetName(), L"{?*|*?}");
+  EXPECT_EQ(item.Undo(), E_NOTIMPL);
+  EXPECT_EQ(item.Redo(), E_NOTIMPL);
+  EXPECT_EQ(item.PrepareUndo(), S_OK);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(&item) + 12, 17), std::string(17, '\0'));
+}
+
+TEST_F(UndoTest, ReplaysBackwardsForwardsAndByLevel) {
+  Commit("abc");
+  EXPECT_EQ(Log(manager->Undo()), "pcpbpaucubua");
+  EXPECT_EQ(Log(manager->Redo()), "rarbrc");
+  EXPECT_EQ(Log(manager->Undo()), "ucubua") << "prepared once";
+  Commit("a2b0c2d7");
+  EXPECT_EQ(Log(manager->Undo()), "pbubpcpaucuapdud");
+  EXPECT_EQ(Log(manager->Redo()), "rbrarcrd");
+  EXPECT_EQ(manager->GetLastTransaction()->state, 0x10000u);
+  EXPECT_EQ(manager->Redo(), E_FAIL);
+}
+
+TEST_F(UndoTest, CommitDiscardsTheRedoPart) {
+  CommitEach("abc");
+  Log(manager->Undo());
+  Log(manager->Undo());
+  EXPECT_EQ(manager->GetLastTransaction(), nullptr);
+  CommitEach("d");
+  EXPECT_EQ(LogItem::alive, 2);
+  EXPECT_EQ(Position(), 1);
+  EXPECT_EQ(Count(), 2);
+  String name;
+  EXPECT_EQ(manager->GetRedoName(name), E_FAIL);
+  EXPECT_EQ(manager->GetUndoName(name), S_OK);
+  EXPECT_STREQ(name.c_str(), L"d");
+  Log(manager->Undo());
+  Log(manager->Undo());
+  EXPECT_EQ(manager->GetRedoName(name), S_OK);
+  EXPECT_STREQ(name.c_str(), L"a");
+  EXPECT_EQ(manager->Undo(), E_FAIL);
+  EXPECT_EQ(Position(), -1);
+}
+
+TEST_F(UndoTest, NestedLevelsCommitOrCancelAtTheOuterEnd) {
+  EXPECT_EQ(manager->EndTransaction(L""), E_FAIL);
+  EXPECT_EQ(manager->CancelTransaction(), E_FAIL);
+  for (bool const cancel : {false, true}) {
+    manager->BeginTransaction();
+    manager->BeginTransaction();
+    EXPECT_TRUE(manager->IsRecording() && !manager->HasOpenItems());
+    manager->AddItem(new LogItem('a'));
+    EXPECT_TRUE(manager->HasOpenItems());
+    EXPECT_EQ(manager->EndTransaction(L"inner"), E_FAIL);
+    EXPECT_EQ(cancel ? manager->CancelTransaction() : manager->EndTransaction(L"outer"), S_OK);
+    EXPECT_EQ(LogItem::alive, 1) << "only the committed one";
+  }
+  manager->BeginTransaction();
+  EXPECT_EQ(manager->EndTransaction(L"empty"), 1);
+  EXPECT_EQ(Count(), 1);
+}
+
+TEST_F(UndoTest, RefusedItemsAreReleased) {
+  EXPECT_EQ(manager->AddItem(new LogItem('a')), E_FAIL);
+  EXPECT_EQ(LogItem::alive, 0);
+  manager->BeginTransaction();
+  EXPECT_EQ(manager->AddItem(nullptr), E_INVALIDARG);
+  LogItem* const twice = new LogItem('a');
+  for (HRESULT const expected : {S_OK, E_INVALIDARG}) {
+    EXPECT_EQ(manager->AddItem(twice), expected);
+    EXPECT_EQ(manager->AddItem(new LogItem('b')), S_OK);
+    twice->AddRef();
+  }
+  twice->Release();
+  manager->EndTransaction(L"");
+  EXPECT_EQ(Log(manager->Undo()), "pbpbpaububua");
+  manager->BeginTransaction();
+  manager->AddItem(new LogItem('c'));  // left open when the manager goes
+}
+
+TEST_F(UndoTest, UndoListHoldsOneMoreThanAskedFor) {
+  Ref<Array> list;
+  EXPECT_EQ(manager->GetUndoList(list.Receive(), 1), E_FAIL);
+  CommitEach("abcd");
+  Log(manager->Undo());
+  std::pair<int, std::wstring> const rows[] = {
+      {1, L"cb"}, {2, L"cba"}, {9, L"cba"}, {0, L"cba"}, {-1, L"cba"}};
+  for (auto const& [max, expected] : rows) {
+    ASSERT_EQ(manager->GetUndoList(list.Receive(), max), S_OK);
+    std::wstring names;
+    for (int i = 0; i < list->Count(); ++i) names += static_cast<Transaction*>(list->At(i))->name.c_str();
+    EXPECT_EQ(names, expected) << max;
+  }
+}
+
+TEST_F(UndoTest, ClearForgetsAllButTheCount) {
+  CommitEach("ab");
+  Log(manager->Undo());
+  EXPECT_EQ(manager->Clear(), S_OK);
+  EXPECT_EQ(LogItem::alive, 0);
+  EXPECT_FALSE(manager->CanUndo() || manager->CanRedo());
+  EXPECT_TRUE(manager->HasHistory()) << "the count is not reset, on purpose";
+  CommitEach("c");
+  EXPECT_EQ(Count(), 3);
+  EXPECT_EQ(Position(), 0);
+}
+
+TEST_F(UndoTest, ChangeCallbackFollowsTheHook) {
+  static std::string calls;
+  class Hooked final : public Destroys<Hooked, UndoManager> {
+   public:
+    HRESULT OnCommit() noexcept override { return calls += 'h', S_OK; }
+  };
+  calls.clear();
+  manager = Ref<UndoManager>::Adopt(new Hooked);
+  manager->SetChangeCallback([](UndoManager*) { calls += 'c'; });
+  CommitEach("ab");
+  Log(manager->Undo());
+  Log(manager->Redo());
+  manager->BeginTransaction();
+  manager->EndTransaction(L"empty");
+  manager->Clear();
+  EXPECT_EQ(manager->Undo(), E_FAIL);
+  EXPECT_EQ(calls, "hchcccc");
+  manager.Reset();
+  EXPECT_EQ(calls, "hchccccc") << "and when it dies";
+}
+
+TEST_F(UndoTest, CallbacksCannotReenterAReplay) {
+  static std::vector<HRESULT> results;
+  results.clear();
+  UndoManager* const raw = manager.get();
+  auto const reenter = [](UndoManager* m) {
+    results.insert(results.end(), {m->Undo(), m->Redo(), m->BeginTransaction()});
+  };
+  CommitEach("a");
+  LogItem::onCall = [=] { reenter(raw); };
+  manager->SetChangeCallback(reenter);
+  EXPECT_EQ(Log(manager->Undo()), "paua");
+  EXPECT_EQ(results, std::vector<HRESULT>(9, YK_E_EMPTY)) << "prepare, undo, callback";
+  manager->SetChangeCallback(nullptr);
+}
+
+// An item of the replay does what takes its own transaction away; the replay goes on with all of it.
+TEST_F(UndoTest, ReplaySurvivesTheLossOfItsTransaction) {
+  for (bool const clear : {true, false}) {
+    Commit("abc");
+    manager->BeginTransaction();
+    manager->AddItem(new LogItem('n'));
+    LogItem::onCall = [&] { clear ? manager->Clear() : manager->EndTransaction(L"new"); };
+    EXPECT_EQ(Log(manager->Undo()), "pcpbpaucubua");
+    LogItem::onCall = nullptr;
+    EXPECT_EQ(LogItem::alive, 1) << "the new one";
+    manager->CancelTransaction();
+    manager->Clear();
+  }
+}
+
+TEST_F(UndoTest, ManagerSurvivesTheLossOfItsLastReference) {
+  Commit("ab");
+  UndoManager* const raw = manager.Detach();
+  LogItem::onCall = [raw, released = false]() mutable {
+    if (!std::exchange(released, true)) raw->Release();
+  };
+  EXPECT_EQ(Log(raw->Undo()), "pbpaubua");
+  EXPECT_EQ(LogItem::alive, 0) << "gone with the call";
+}
+
+// Items that die with their manager look at it, and take references for that.
+TEST_F(UndoTest, DyingItemsMayUseTheManager) {
+  UndoManager* const raw = manager.get();
+  LogItem::onDeath = [raw] {
+    Ref<UndoManager> const held = Ref<UndoManager>::Share(raw);
+    String name;
+    held->GetUndoName(name);
+    held->CanRedo();
+    held->AddItem(nullptr);
+    held->Undo();
+  };
+  CommitEach("abc");
+  manager->Clear();
+  CommitEach("de");
+  Log(manager->Undo());
+  CommitEach("f");
+  manager->BeginTransaction();
+  manager->AddItem(new LogItem('g'));
+  manager.Reset();
+  EXPECT_EQ(LogItem::alive, 0);
+}
+
+// ---- the value item
+
+class ValueItemTest : public UndoTest {
+ protected:
+  int Read(unsigned key) {
+    Variant value;
+    int number = 0;
+    return Succeeded(map->GetValue(key, value)) && value.Get(number) ? number : -1;
+  }
+
+  void Write(unsigned key, int number) {
+    Variant value;
+    value.Init(number);
+    map->SetValue(key, value);
+  }
+
+  /// Records a change of one property in a transaction of its own.
+  ykUndoItem* Change(unsigned key, int number, bool merge, HRESULT result = S_OK) {
+    manager->BeginTransaction();
+    ykUndoItem* const item = manager->RecordValue(map.get(), key, merge);
+    Write(key, number);
+    EXPECT_EQ(manager->EndTransaction(L""), result);
+    return item;
+  }
+
+  Ref<Map> map = Ref<Map>::Adopt(Map::Create());
+};
+
+TEST_F(ValueItemTest, PropertiesComeBackAndGo) {
+  EXPECT_EQ(manager->RecordValue(map.get(), 1, false), nullptr) << "outside a transaction";
+  Write(1, 10);
+  manager->BeginTransaction();
+  EXPECT_EQ(manager->RecordValue(nullptr, 1, false), nullptr);
+  for (unsigned const key : {1u, 2u, 1u}) {
+    ASSERT_NE(manager->RecordValue(map.get(), key, false), nullptr);
+    Write(key, Read(key) + 5);
+  }
+  EXPECT_EQ(References(map.get()), 4u);
+  manager->EndTransaction(L"");
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(Read(1), 20);
+    EXPECT_EQ(Read(2), 4);
+    manager->Undo();
+    EXPECT_EQ(Read(1), 10);
+    EXPECT_EQ(map->Count(), 1u) << "absent again";
+    manager->Redo();
+  }
+  manager->Clear();
+  EXPECT_EQ(References(map.get()), 1u);
+}
+
+TEST_F(ValueItemTest, MergedChangesBelongToTheRecordedItem) {
+  Write(1, 1);
+  ykUndoItem* const first = Change(1, 2, true);
+  manager->Undo();
+  manager->Redo();
+  EXPECT_EQ(Change(1, 3, true, 1), first) << "nothing new";
+  EXPECT_EQ(References(first), 1u);
+  manager->Undo();
+  EXPECT_EQ(Read(1), 1);
+  manager->BeginTransaction();
+  EXPECT_NE(manager->RecordValue(map.get(), 1, true), first) << "a redo is possible";
+  manager->CancelTransaction();
+  manager->Redo();
+  EXPECT_EQ(Read(1), 3);
+  EXPECT_NE(Change(1, 4, false), first);
+  EXPECT_NE(Change(2, 5, true), first) << "another key";
+  EXPECT_EQ(Count(), 3);
+}
+
+TEST_F(ValueItemTest, KeepsEmptyTextsAndLeavesUnreadableValuesAlone) {
+  Variant object, text;
+  object.Init(static_cast<Unknown*>(manager.get()));
+  text.Init(L"", Variant::KEEP_EMPTY);
+  map->SetValue(1, object);
+  map->SetValue(2, text);
+  manager->BeginTransaction();
+  for (unsigned const key : {1u, 2u, 3u}) manager->RecordValue(map.get(), key, false);
+  Write(2, 7);
+  map->SetValue(3, object);
+  manager->EndTransaction(L"");
+  manager->Undo();
+  EXPECT_EQ(map->GetValue(2, text), S_OK) << "an empty text is there";
+  EXPECT_EQ(References(manager.get()), 4u) << "the objects still are";
+  manager->Redo();
+  EXPECT_EQ(Read(2), 7);
+  EXPECT_EQ(References(manager.get()), 4u);
+  for (unsigned const key : {1u, 3u}) map->Remove(key);
+  object.Done();
+}
+
+// A value that the object only lends is copied before the object changes it.
+TEST_F(ValueItemTest, CopiesLentValues) {
+  class Lender final : public Unknown {
+   public:
+    wchar_t text[8] = L"old";
+    void Destroy() noexcept override {}
+    HRESULT GetValue(unsigned, Variant& out) noexcept override {
+      return out.Init(text, Variant::BORROW_TEXT), S_OK;
+    }
+    HRESULT SetValue(unsigned, Variant const& value) noexcept override {
+      return value.Get(text, 8) > 0 ? S_OK : E_FAIL;
+    }
+  } lender;
+  manager->BeginTransaction();
+  manager->RecordValue(&lender, 0, false);
+  wcscpy(lender.text, L"new");
+  manager->EndTransaction(L"");
+  manager->Undo();
+  EXPECT_STREQ(lender.text, L"old");
+  manager->Redo();
+  EXPECT_STREQ(lender.text, L"new");
+  manager.Reset();
+}
+
+}  // namespace
