@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 #include <qecore/core/ref.h>
+#include <qecore/core/system.h>
+#include <qecore/image/image.h>
 #include <qecore/undo/undo_manager.h>
 #include <qecore/values/map.h>
 
@@ -366,6 +368,24 @@ TEST_F(ValueItemTest, KeepsEmptyTextsAndLeavesUnreadableValuesAlone) {
   EXPECT_EQ(References(manager.get()), 4u);
   for (unsigned const key : {1u, 3u}) map->Remove(key);
   object.Done();
+}
+
+TEST_F(ValueItemTest, WorksOnImagesThroughTheRegistry) {
+  Ref<System> const system = Ref<System>::Adopt(System::Create());
+  ASSERT_EQ(CreateInterface(ids::UNDO_MANAGER, manager.ReceiveVoid()), S_OK);
+  Ref<Image2d> const image = Ref<Image2d>::Adopt(Image2d::Create());
+  Variant title, read;
+  title.Init(L"sunset");
+  manager->BeginTransaction();
+  manager->RecordValue(image.get(), 7, true);
+  image->SetValue(7, title);
+  manager->EndTransaction(L"Title");
+  manager->Undo();
+  EXPECT_NE(image->GetValue(7, read), S_OK);
+  manager->Redo();
+  EXPECT_EQ(image->GetValue(7, read), S_OK);
+  EXPECT_TRUE(read.Compare(title));
+  manager.Reset();
 }
 
 // A value that the object only lends is copied before the object changes it.
