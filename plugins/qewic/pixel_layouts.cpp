@@ -1,0 +1,100 @@
+#include "pixel_layouts.h"
+
+#include <stdint.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace qewic {
+
+using namespace yk;
+
+namespace {
+
+// Reading takes the first row with the file's pixels; writing the first that the file format accepts.
+Layout const LAYOUTS[] = {
+    {&GUID_WICPixelFormat1bppIndexed, IMG_PAL1, Layout::BOTH, Layout::COPY},
+    {&GUID_WICPixelFormatBlackWhite, IMG_PAL1, Layout::READ, Layout::RAMP},
+    {&GUID_WICPixelFormat2bppIndexed, IMG_PAL4, Layout::READ, Layout::WIDEN},
+    {&GUID_WICPixelFormat2bppGray, IMG_PAL4, Layout::READ, Layout::WIDEN | Layout::RAMP},
+    {&GUID_WICPixelFormat4bppIndexed, IMG_PAL4, Layout::BOTH, Layout::COPY},
+    {&GUID_WICPixelFormat4bppGray, IMG_PAL4, Layout::READ, Layout::RAMP},
+    {&GUID_WICPixelFormat8bppIndexed, IMG_PAL8, Layout::BOTH, Layout::COPY},
+    {&GUID_WICPixelFormat8bppGray, IMG_GRAY8, Layout::BOTH, Layout::COPY},
+    {&GUID_WICPixelFormat8bppIndexed, IMG_GRAY8, Layout::WRITE, Layout::RAMP},
+    {&GUID_WICPixelFormat16bppGray, IMG_GRAY16, Layout::BOTH, Layout::COPY},
+    {&GUID_WICPixelFormat16bppBGR555, IMG_RGB555, Layout::BOTH, Layout::COPY},
+    {&GUID_WICPixelFormat24bppBGR, IMG_BGR24, Layout::BOTH, Layout::COPY},
+    {&GUID_WICPixelFormat32bppBGRA, IMG_BGRA32, Layout::BOTH, Layout::COPY},
+    {&GUID_WICPixelFormat48bppRGB, IMG_BGR48, Layout::BOTH, Layout::SWAP_RED_BLUE},
+    {&GUID_WICPixelFormat48bppBGR, IMG_BGR48, Layout::BOTH, Layout::COPY},
+    {&GUID_WICPixelFormat64bppRGBA, IMG_BGRA64, Layout::BOTH, Layout::SWAP_RED_BLUE},
+    {&GUID_WICPixelFormat64bppBGRA, IMG_BGRA64, Layout::BOTH, Layout::COPY},
+    {&GUID_WICPixelFormat8bppIndexed, IMG_BGR24, Layout::WRITE, Layout::QUANTISE},
+};
+
+// One row per image format; unused places are IMG_NONE. Each step is one that the pixel conversion offers, or a
+// widening of palette indices.
+constexpr IMG_FORMAT TO_WRITE[][4] = {
+    {IMG_GRAY8, IMG_BGR24},
+    {IMG_PAL8, IMG_BGR24},
+    {IMG_BGR24},
+    {IMG_BGRA32, IMG_BGR24},
+    {IMG_GRAY16, IMG_BGR24},
+    {IMG_BGR48, IMG_BGR24},
+    {IMG_BGRA64, IMG_BGRA32, IMG_BGR24},
+    {IMG_GRAYF, IMG_GRAY8, IMG_BGR24},
+    {IMG_BGRF, IMG_BGR24},
+    {IMG_BGRAF, IMG_BGRA32, IMG_BGR24},
+    {IMG_PAL1, IMG_PAL8, IMG_BGR24},
+    {IMG_PAL4, IMG_PAL8, IMG_BGR24},
+    {IMG_RGB555, IMG_BGR24},
+};
+
+unsigned Index(unsigned char const* row, int bits, int x) noexcept {
+  int const bit = x * bits;
+  return (row[bit / 8] >> (8 - bits - bit % 8)) & ((1u << bits) - 1);
+}
+
+}  // namespace
+
+Layout const* LayoutToRead(GUID const& file) noexcept {
+  auto const* const found = std::find_if(std::begin(LAYOUTS), std::end(LAYOUTS), [&](Layout const& layout) {
+    return (layout.use & Layout::READ) && *layout.file == file;
+  });
+  return found == std::end(LAYOUTS) ? nullptr : found;
+}
+
+std::span<Layout const> Layouts() noexcept { return LAYOUTS; }
+
+std::span<IMG_FORMAT const> FormatsToWrite(IMG_FORMAT format) noexcept {
+  for (auto const& row : TO_WRITE) {
+    if (row[0] == format) return {row, std::find(std::begin(row), std::end(row), IMG_NONE)};
+  }
+  return {};
+}
+
+void SwapRedBlue(void* row, int width, int channels) noexcept {
+  uint16_t* pixel = static_cast<uint16_t*>(row);
+  for (int x = 0; x < width; ++x, pixel += channels) std::swap(pixel[0], pixel[2]);
+}
+
+void SwapBytes(void* row, int count) noexcept {
+  uint8_t* byte = static_cast<uint8_t*>(row);
+  for (int i = 0; i < count; ++i, byte += 2) std::swap(byte[0], byte[1]);
+}
+
+void WidenIndices(unsigned char const* from, int fromBits, unsigned char* to, int toBits,
+                  int width) noexcept {
+  int const perByte = 8 / toBits;
+  for (int byte = (width - 1) / perByte; byte >= 0; --byte) {
+    unsigned value = 0;
+    for (int i = 0; i < perByte; ++i) {
+      int const x = byte * perByte + i;
+      value = value << toBits | (x < width ? Index(from, fromBits, x) : 0);
+    }
+    to[byte] = static_cast<unsigned char>(value);
+  }
+}
+
+}  // namespace qewic

@@ -1,0 +1,183 @@
+#include <limits.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "codec.h"
+#include "com_p.h"
+#include "pixel_layouts.h"
+#include "stream_adapter.h"
+
+namespace qewic {
+
+using namespace yk;
+
+namespace {
+
+// No honest file packs more pixels than this into each of its bytes: a few dozen bytes do not make 100 MB. Small
+// pictures are not worth the doubt.
+constexpr uint64_t MOST_BYTES_PER_FILE_BYTE = 4096;
+constexpr uint64_t ALWAYS_ALLOWED_BYTES = 64 << 20;
+
+// The Imaging Component's own codes say that the file is at fault; any other code is passed on.
+HRESULT Explain(HRESULT result) noexcept {
+  constexpr int FACILITY_IMAGING = 0x898;
+  bool const fileAtFault = HRESULT_FACILITY(result) == FACILITY_IMAGING || result == E_FAIL;
+  return fileAtFault ? YK_E_BADFILE : result;
+}
+
+// One picture on its way in: what is asked of the Imaging Component, step by step.
+class Reader {
+ public:
+  HRESULT Open(GUID const& container, Stream* stream) noexcept;
+  HRESULT ChooseLayout() noexcept;
+  HRESULT Decode(Ref<Image2d>& image) noexcept;
+  bool SourceHasFailed() const noexcept { return adapter && adapter->HasFailed(); }
+
+ private:
+  HRESULT Convert(GUID const& target) noexcept;
+  HRESULT CheckSize(UINT width, UINT height) const noexcept;
+  HRESULT FillPalette(Image2d& image) noexcept;
+
+  Ref<IWICImagingFactory> factory;
+  Ref<StreamAdapter> adapter;
+  Ref<IWICBitmapDecoder> decoder;
+  Ref<IWICBitmapSource> source;  // the frame, or a converter over it
+  Layout const* layout = nullptr;
+};
+
+HRESULT Reader::Open(GUID const& container, Stream* stream) noexcept {
+  HRESULT result = CreateFactory(factory);
+  if (FAILED(result)) return result;
+  adapter = StreamAdapter::Create(stream);
+  if (!adapter) return E_OUTOFMEMORY;
+  result = factory->CreateDecoder(container, nullptr, decoder.Receive());
+  if (FAILED(result)) return result;
+  result = decoder->Initialize(adapter.get(), WICDecodeMetadataCacheOnDemand);
+  if (FAILED(result)) return result;
+  Ref<IWICBitmapFrameDecode> frame;
+  result = decoder->GetFrame(0, frame.Receive());
+  source = Ref<IWICBitmapSource>::Adopt(frame.Detach());
+  return result;
+}
+
+HRESULT Reader::Convert(GUID const& target) noexcept {
+  Ref<IWICBitmapSource> converted;
+  HRESULT const result = WICConvertBitmapSource(target, source.get(), converted.Receive());
+  if (FAILED(result)) return result;
+  layout = LayoutToRead(target);
+  source = converted;
+  return S_OK;
+}
+
+bool HasAlpha(IWICImagingFactory& factory, GUID const& pixels) noexcept {
+  Ref<IWICComponentInfo> component;
+  if (FAILED(factory.CreateComponentInfo(pixels, component.Receive()))) return true;
+  Ref<IWICPixelFormatInfo2> info;
+  BOOL transparent = TRUE;
+  if (SUCCEEDED(component->QueryInterface(__uuidof(IWICPixelFormatInfo2), info.ReceiveVoid()))) {
+    info->SupportsTransparency(&transparent);
+  }
+  return transparent;
+}
+
+// Takes the pixels as they are, or has the Imaging Component convert those that the library has no format for.
+HRESULT Reader::ChooseLayout() noexcept {
+  GUID pixels;
+  HRESULT const result = source->GetPixelFormat(&pixels);
+  if (FAILED(result)) return result;
+  layout = LayoutToRead(pixels);
+  if (layout) return S_OK;
+  if (!HasAlpha(*factory.get(), pixels) && SUCCEEDED(Convert(GUID_WICPixelFormat24bppBGR))) return S_OK;
+  return Convert(GUID_WICPixelFormat32bppBGRA);
+}
+
+// Refuses sizes that an image cannot have, and those that the file cannot back, before memory is asked for.
+HRESULT Reader::CheckSize(UINT width, UINT height) const noexcept {
+  if (width < 1 || height < 1) return YK_E_BADFILE;
+  if (width > INT_MAX || height > INT_MAX) return E_OUTOFMEMORY;
+  int64_t const row = img::GetRowSize(layout->image, static_cast<int>(width));
+  if (row > INT_MAX || row * height > INT_MAX) return E_OUTOFMEMORY;
+  uint64_t const size = static_cast<uint64_t>(row) * height;
+  if (size > ALWAYS_ALLOWED_BYTES && size / MOST_BYTES_PER_FILE_BYTE > adapter->Extent()) return YK_E_BADFILE;
+  return S_OK;
+}
+
+HRESULT Reader::FillPalette(Image2d& image) noexcept {
+  WICColor colors[256];
+  UINT count = 0;
+  if (layout->work & Layout::RAMP) {
+    count = layout->work & Layout::WIDEN ? 4 : image.paletteCount;
+    for (UINT i = 0; i < count; ++i) colors[i] = 0xFF000000u | i * 255 / (count - 1) * 0x010101u;
+  } else {
+    Ref<IWICPalette> palette;
+    HRESULT result = factory->CreatePalette(palette.Receive());
+    if (SUCCEEDED(result)) result = source->CopyPalette(palette.get());
+    if (SUCCEEDED(result)) result = palette->GetColors(std::size(colors), colors, &count);
+    if (FAILED(result)) return result;
+  }
+  // An index that a damaged picture makes up is opaque black.
+  std::fill(colors + std::min<UINT>(count, std::size(colors)), std::end(colors), 0xFF000000u);
+  auto const entry = [](WICColor color) {
+    return IMG_PALENTRY{static_cast<uint8_t>(color >> 16), static_cast<uint8_t>(color >> 8),
+                        static_cast<uint8_t>(color), static_cast<uint8_t>(color >> 24)};
+  };
+  std::transform(colors, colors + image.paletteCount, image.palette, entry);
+  return S_OK;
+}
+
+// Files go from the top down, the library's rows from the bottom up.
+void TurnOver(Image2d& image) noexcept {
+  for (int top = 0, bottom = image.height - 1; top < bottom; ++top, --bottom) {
+    std::swap_ranges(image.GetLine(top), image.GetLine(top) + image.stride, image.GetLine(bottom));
+  }
+}
+
+void Rework(Image2d& image, Layout const& layout) noexcept {
+  for (int y = 0; y < image.height; ++y) {
+    unsigned char* const row = image.GetLine(y);
+    if (layout.work & Layout::SWAP_RED_BLUE) SwapRedBlue(row, image.width, image.bytesPerPixel / 2);
+    if (layout.work & Layout::WIDEN) WidenIndices(row, 2, row, 4, image.width);
+  }
+}
+
+HRESULT Reader::Decode(Ref<Image2d>& image) noexcept {
+  UINT width = 0, height = 0;
+  HRESULT result = source->GetSize(&width, &height);
+  if (SUCCEEDED(result)) result = CheckSize(width, height);
+  if (FAILED(result)) return result;
+
+  image = Ref<Image2d>::Adopt(Image2d::Create());
+  if (!image) return E_OUTOFMEMORY;
+  if (yk::Failed(image->Create(layout->image, static_cast<int>(width), static_cast<int>(height)))) {
+    return E_OUTOFMEMORY;
+  }
+  UINT const stride = static_cast<UINT>(image->stride);
+  result = source->CopyPixels(nullptr, stride, stride * height, image->bits);
+  if (FAILED(result)) return result;
+  if (SourceHasFailed()) return E_FAIL;  // whatever the codec made of it
+  TurnOver(*image);
+  if (layout->work & (Layout::SWAP_RED_BLUE | Layout::WIDEN)) Rework(*image, *layout);
+  return img::GetFacts(layout->image).paletteEntries ? FillPalette(*image) : S_OK;
+}
+
+}  // namespace
+
+HRESULT ReadPicture(GUID const& container, Stream* stream, AbstractImage** out) noexcept {
+  if (!out) return E_INVALIDARG;
+  *out = nullptr;
+  if (!stream) return E_INVALIDARG;
+  ComScope const com;
+  if (FAILED(com.Result())) return com.Result();
+
+  Reader reader;
+  Ref<Image2d> image;
+  HRESULT result = reader.Open(container, stream);
+  if (SUCCEEDED(result)) result = reader.ChooseLayout();
+  if (SUCCEEDED(result)) result = reader.Decode(image);
+  if (FAILED(result)) return reader.SourceHasFailed() ? E_FAIL : Explain(result);
+  *out = image.Detach();
+  return S_OK;
+}
+
+}  // namespace qewic

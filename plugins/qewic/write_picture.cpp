@@ -1,0 +1,183 @@
+#include <qecore/image/convert.h>
+#include <qecore/io/mem_stream.h>
+#include <string.h>
+
+#include "codec.h"
+#include "com_p.h"
+#include "pixel_layouts.h"
+#include "stream_adapter.h"
+
+namespace qewic {
+
+using namespace yk;
+
+namespace {
+
+// One picture on its way out.
+class Writer {
+ public:
+  HRESULT Open(GUID const& container, Stream* stream) noexcept;
+  HRESULT ChooseLayout(Image2d const& image) noexcept;
+  HRESULT Encode(Image2d& image) noexcept;
+
+  /// The pixels that are written.
+  IMG_FORMAT Chosen() const noexcept { return layout->image; }
+  bool WritesWords() const noexcept {
+    return layout->image == IMG_GRAY16 || layout->image == IMG_BGR48 || layout->image == IMG_BGRA64;
+  }
+
+  bool swapsBytes = false;  ///< set when the encoder takes 16-bit channels the wrong way round
+
+ private:
+  HRESULT FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept;
+  HRESULT FillPalette(Image2d const& image, IWICPalette& palette) noexcept;
+  HRESULT Quantise(Ref<IWICBitmapSource>& source, IWICPalette& palette) noexcept;
+
+  Ref<IWICImagingFactory> factory;
+  Ref<StreamAdapter> adapter;
+  Ref<IWICBitmapEncoder> encoder;
+  Ref<IWICBitmapFrameEncode> frame;
+  Layout const* layout = nullptr;
+};
+
+HRESULT Writer::Open(GUID const& container, Stream* stream) noexcept {
+  HRESULT result = CreateFactory(factory);
+  if (FAILED(result)) return result;
+  adapter = StreamAdapter::Create(stream);
+  if (!adapter) return E_OUTOFMEMORY;
+  result = factory->CreateEncoder(container, nullptr, encoder.Receive());
+  if (FAILED(result)) return result;
+  result = encoder->Initialize(adapter.get(), WICBitmapEncoderNoCache);
+  if (FAILED(result)) return result;
+  result = encoder->CreateNewFrame(frame.Receive(), nullptr);
+  return FAILED(result) ? result : frame->Initialize(nullptr);
+}
+
+// Asks the file format for each way of writing this image, the closest first.
+HRESULT Writer::ChooseLayout(Image2d const& image) noexcept {
+  HRESULT const result = frame->SetSize(static_cast<UINT>(image.width), static_cast<UINT>(image.height));
+  if (FAILED(result)) return result;
+  for (IMG_FORMAT const format : FormatsToWrite(image.format)) {
+    for (Layout const& candidate : Layouts()) {
+      if (candidate.image != format || !(candidate.use & Layout::WRITE)) continue;
+      GUID accepted = *candidate.file;
+      if (FAILED(frame->SetPixelFormat(&accepted)) || !(accepted == *candidate.file)) continue;
+      layout = &candidate;
+      return S_OK;
+    }
+  }
+  return YK_E_FORMAT;
+}
+
+HRESULT ConvertRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* out) noexcept {
+  if (format == IMG_PAL8 && image.bitsPerPixel < 8) {
+    WidenIndices(image.GetLine(y), image.bitsPerPixel, out, 8, image.width);
+    return S_OK;
+  }
+  return img::ConvertPixels(image.GetLine(y), out, image.format, format, image.width, image.palette);
+}
+
+HRESULT Writer::FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept {
+  GUID const& pixels = layout->work & Layout::QUANTISE ? GUID_WICPixelFormat24bppBGR : *layout->file;
+  UINT const width = static_cast<UINT>(image.width), height = static_cast<UINT>(image.height);
+  HRESULT result = factory->CreateBitmap(width, height, pixels, WICBitmapCacheOnLoad, bitmap.Receive());
+  Ref<IWICBitmapLock> lock;
+  if (SUCCEEDED(result)) result = bitmap->Lock(nullptr, WICBitmapLockWrite, lock.Receive());
+  UINT stride = 0, size = 0;
+  BYTE* row = nullptr;
+  if (SUCCEEDED(result)) result = lock->GetStride(&stride);
+  if (SUCCEEDED(result)) result = lock->GetDataPointer(&size, &row);
+  for (int y = 0; y < image.height && SUCCEEDED(result); ++y, row += stride) {
+    result = ConvertRow(image, y, layout->image, row);
+    int const channels = img::GetFacts(layout->image).bytes / 2;  // of 16 bits, if it has such
+    if (layout->work & Layout::SWAP_RED_BLUE) SwapRedBlue(row, image.width, channels);
+    if (swapsBytes) SwapBytes(row, image.width * channels);
+  }
+  return result;
+}
+
+HRESULT Writer::FillPalette(Image2d const& image, IWICPalette& palette) noexcept {
+  bool const isRamp = layout->work & Layout::RAMP;
+  if (isRamp) return palette.InitializePredefined(WICBitmapPaletteTypeFixedGray256, FALSE);
+  WICColor colors[256];
+  for (unsigned i = 0; i < image.paletteCount; ++i) {
+    IMG_PALENTRY const& entry = image.palette[i];
+    colors[i] =
+        WICColor{entry.alpha} << 24 | WICColor{entry.red} << 16 | WICColor{entry.green} << 8 | entry.blue;
+  }
+  return palette.InitializeCustom(colors, image.paletteCount);
+}
+
+// Puts a converter to 256 colours of its own choice over `source`.
+HRESULT Writer::Quantise(Ref<IWICBitmapSource>& source, IWICPalette& palette) noexcept {
+  Ref<IWICFormatConverter> converter;
+  HRESULT result = palette.InitializeFromBitmap(source.get(), 256, FALSE);
+  if (SUCCEEDED(result)) result = factory->CreateFormatConverter(converter.Receive());
+  if (SUCCEEDED(result)) {
+    result = converter->Initialize(source.get(), *layout->file, WICBitmapDitherTypeErrorDiffusion, &palette,
+                                   0, WICBitmapPaletteTypeCustom);
+  }
+  source = Ref<IWICBitmapSource>::Adopt(converter.Detach());
+  return result;
+}
+
+HRESULT Writer::Encode(Image2d& image) noexcept {
+  Ref<IWICBitmap> bitmap;
+  HRESULT result = FillBitmap(image, bitmap);
+  if (FAILED(result)) return result;
+  Ref<IWICBitmapSource> source = Ref<IWICBitmapSource>::Share(bitmap.get());
+
+  bool const indexed = layout->image == IMG_PAL1 || layout->image == IMG_PAL4 || layout->image == IMG_PAL8;
+  if (indexed || layout->work & (Layout::RAMP | Layout::QUANTISE)) {
+    Ref<IWICPalette> palette;
+    result = factory->CreatePalette(palette.Receive());
+    if (FAILED(result)) return result;
+    result = layout->work & Layout::QUANTISE ? Quantise(source, *palette) : FillPalette(image, *palette);
+    if (SUCCEEDED(result)) result = bitmap->SetPalette(palette.get());
+    if (SUCCEEDED(result)) result = frame->SetPalette(palette.get());
+    if (FAILED(result)) return result;
+  }
+  result = frame->WriteSource(source.get(), nullptr);
+  if (SUCCEEDED(result)) result = frame->Commit();
+  if (SUCCEEDED(result)) result = encoder->Commit();
+  if (SUCCEEDED(result) && adapter->HasFailed()) result = E_FAIL;  // whatever the codec made of it
+  return SUCCEEDED(result) ? adapter->MoveToEnd() : result;
+}
+
+// Some Imaging Components put 16-bit channels into PNG files lowest byte first, against the format. One pixel there
+// and back tells.
+bool MixesUpBytes(GUID const& container, IMG_FORMAT format) noexcept {
+  static constexpr unsigned char LOW_AND_HIGH[] = {1, 2, 1, 2, 1, 2, 1, 2};
+  Ref<Image2d> const pixel = Ref<Image2d>::Adopt(Image2d::Create());
+  Ref<Stream> file;
+  if (!pixel || yk::Failed(pixel->Create(format, 1, 1)) || yk::Failed(MemStream::Create(file.Receive())))
+    return false;
+  memcpy(pixel->bits, LOW_AND_HIGH, pixel->bytesPerPixel);
+  Writer writer;
+  if (FAILED(writer.Open(container, file.get())) || FAILED(writer.ChooseLayout(*pixel)) ||
+      FAILED(writer.Encode(*pixel)) || yk::Failed(file->Seek(0, Stream::FROM_START))) {
+    return false;
+  }
+  Ref<AbstractImage> back;
+  if (yk::Failed(ReadPicture(container, file.get(), back.Receive()))) return false;
+  Image2d& there = static_cast<Image2d&>(*back);
+  return there.format == format && there.bits[0] == LOW_AND_HIGH[1];
+}
+
+}  // namespace
+
+HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image) noexcept {
+  if (FormatsToWrite(image.format).empty()) return YK_E_FORMAT;  // before anything is written
+  ComScope const com;
+  if (FAILED(com.Result())) return com.Result();
+  Writer writer;
+  HRESULT result = writer.Open(container, stream);
+  if (SUCCEEDED(result)) result = writer.ChooseLayout(image);
+  if (SUCCEEDED(result)) {
+    if (writer.WritesWords()) writer.swapsBytes = MixesUpBytes(container, writer.Chosen());
+    result = writer.Encode(image);
+  }
+  return FAILED(result) ? result : S_OK;
+}
+
+}  // namespace qewic

@@ -1,0 +1,418 @@
+// The image filters of qewic.qem, made through the registry as a host makes them.
+#include <objbase.h>
+#include <qecore/io/file_type.h>
+#include <qecore/values/map.h>
+#include <support/binary.h>
+
+#include <thread>
+
+#include "filters.h"
+
+namespace {
+
+Guid const* const TYPES[] = {&ids::FILE_PNG, &ids::FILE_JPEG, &ids::FILE_BMP, &ids::FILE_GIF,
+                             &ids::FILE_TIFF};
+
+// ---- classes
+
+TEST_F(Filters, AreRegisteredUnderTheFileTypes) {
+  struct Row {
+    Guid const& type;
+    unsigned flags;
+    std::vector<std::wstring> extensions;
+  };
+  Row const rows[] = {{ids::FILE_PNG, 3, {L"png"}},
+                      {ids::FILE_JPEG, 7, {L"jpg", L"jpeg", L"jpe"}},
+                      {ids::FILE_BMP, 3, {L"bmp"}},
+                      {ids::FILE_GIF, 3, {L"gif"}},
+                      {ids::FILE_TIFF, 3, {L"tif", L"tiff"}}};
+  for (Row const& row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.extensions));
+    ClassInfo* info = nullptr;
+    ASSERT_EQ(system->FindClass(row.type, &info), S_OK);
+    EXPECT_EQ(info->interfaceId, ids::FLT_2D);
+    Ref<ykFlt2d> const filter = Filter(row.type);
+    EXPECT_EQ(*filter->GetTypeId(), row.type);
+    EXPECT_EQ(filter->GetFlags(), row.flags);
+    EXPECT_GT(wcslen(filter->GetName()), 3u);
+    unsigned count = 0;
+    for (; filter->GetPattern(count); ++count) EXPECT_EQ(filter->GetPattern(count), row.extensions.at(count));
+    EXPECT_EQ(count, row.extensions.size());
+    for (Guid const& id : {row.type, ids::FLT_2D, ids::FLT, ids::UNKNOWN}) {
+      Ref<Unknown> object;
+      EXPECT_EQ(filter->QueryInterface(id, object.ReceiveVoid()), S_OK);
+      EXPECT_EQ(object.get(), filter.get());
+      EXPECT_TRUE(filter->IsTypeOf(id));
+    }
+    EXPECT_FALSE(filter->IsTypeOf(ids::FLT_3D));
+    EXPECT_EQ(References(filter.get()), 1u);
+  }
+}
+
+// ---- reading files that others have made
+
+struct KnownFile {
+  char const* name;
+  Guid const& type;
+  char const* hex;
+  IMG_FORMAT format;
+  int width, height;
+  std::vector<unsigned char>
+      pixels;  // from the top row down, in `format`, or as BGRA32 where it has a palette
+};
+
+TEST_F(Filters, ReadKnownFilesUprightAndInTheirColours) {
+  KnownFile const files[] = {
+      {"PNG, 8-bit RGB: red, green; blue, 1-2-3",
+       ids::FILE_PNG,
+       "89504e470d0a1a0a0000000d4948445200000002000000020802000000fdd49a73000000134944415478da63f8cfc0c000c20"
+       "c"
+       "ff1999980119fe0304cd6a9c4d0000000049454e44ae426082",
+       IMG_BGR24,
+       2,
+       2,
+       {0, 0, 255, 0, 255, 0, 255, 0, 0, 3, 2, 1}},
+      {"PNG, 2-bit indices 0 1 2; 3 2 1, entry 1 half transparent",
+       ids::FILE_PNG,
+       "89504e470d0a1a0a0000000d4948445200000003000000020203000000e01a8e890000000c504c54450a141e28323c46505a6"
+       "4"
+       "6e78c64877df0000000274524e53ff80080fb36a0000000c4944415478da639060780200013000fd6830cfdf00000000"
+       "49454e44ae426082",
+       IMG_PAL4,
+       3,
+       2,
+       {0x01, 0x20, 0x32, 0x10}},
+      {"PNG, 16-bit RGB: channels change places",
+       ids::FILE_PNG,
+       "89504e470d0a1a0a0000000d49484452000000010000000210020000004673fd33000000164944415478da6310543276094d6"
+       "3"
+       "60646266616503000dc1017bb79626b90000000049454e44ae426082",
+       IMG_BGR48,
+       1,
+       2,
+       {0x66, 0x55, 0x44, 0x33, 0x22, 0x11, 6, 5, 4, 3, 2, 1}},
+      {"PNG, 2-bit greys 0 1 3",
+       ids::FILE_PNG,
+       "89504e470d0a1a0a0000000d4948445200000003000000010200000000743b53c90000000a4944415478da63900100001e001"
+       "d"
+       "4b3831db0000000049454e44ae426082",
+       IMG_PAL4,
+       3,
+       1,
+       {0x01, 0x30}},
+      {"PNG, grey and alpha: no format of the library's own",
+       ids::FILE_PNG,
+       "89504e470d0a1a0a0000000d4948445200000001000000010804000000b51c0c020000000b4944415478da63f03d010001650"
+       "116e3f9c6d60000000049454e44ae426082",
+       IMG_BGRA32,
+       1,
+       1,
+       {77, 77, 77, 200}},
+      {"BMP, 24-bit, bottom row first: red, green; blue, white",
+       ids::FILE_BMP,
+       "424d4600000000000000360000002800000002000000020000000100180000000000100000000000000000000000000000000"
+       "0"
+       "000000ff0000ffffff00000000ff00ff000000",
+       IMG_BGR24,
+       2,
+       2,
+       {0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 255}},
+      {"GIF, 1 x 1, index 0 of white and black",
+       ids::FILE_GIF,
+       "47494638396101000100800000ffffff0000002c00000000010001000002024401003b",
+       IMG_PAL8,
+       1,
+       1,
+       {0}},
+  };
+  for (KnownFile const& file : files) {
+    SCOPED_TRACE(file.name);
+    Ref<Stream> const stream = MemoryWith(FromHex(file.hex));
+    Guid type;
+    EXPECT_EQ(qe_DetectFileType(stream.get(), type), S_OK);
+    EXPECT_EQ(type, file.type);
+    ImageRef image;
+    ASSERT_EQ(Decode(*Filter(file.type), *stream, image), S_OK);
+    EXPECT_EQ(image->format, file.format);
+    ASSERT_EQ(image->width, file.width);
+    ASSERT_EQ(image->height, file.height);
+    EXPECT_EQ(Pixels(*image, image->format), std::string(file.pixels.begin(), file.pixels.end()));
+  }
+  auto const paletteOf = [&](KnownFile const& file, int index) {
+    ImageRef image;
+    Decode(*Filter(file.type), *MemoryWith(FromHex(file.hex)), image);
+    IMG_PALENTRY const& entry = image->palette[index];
+    return std::vector<int>{entry.red, entry.green, entry.blue, entry.alpha};
+  };
+  EXPECT_EQ(paletteOf(files[1], 0), (std::vector<int>{10, 20, 30, 255}));
+  EXPECT_EQ(paletteOf(files[1], 1), (std::vector<int>{40, 50, 60, 128}));
+  EXPECT_EQ(paletteOf(files[1], 15), (std::vector<int>{0, 0, 0, 255}));  // the file has no such entry
+  EXPECT_EQ(paletteOf(files[3], 1), (std::vector<int>{85, 85, 85, 255}));
+  EXPECT_EQ(paletteOf(files[6], 0), (std::vector<int>{255, 255, 255, 255}));
+}
+
+// ---- there and back
+
+struct Held {
+  char const* name;
+  Guid const& type;
+  std::vector<IMG_FORMAT> written, read;
+};
+
+// What comes back is what the library's own conversion makes of the image, to the bit.
+TEST_F(Filters, HoldWhatTheirFilesCanHold) {
+  Held const rows[] = {
+      {"png",
+       ids::FILE_PNG,
+       {IMG_PAL1, IMG_PAL4, IMG_PAL8, IMG_GRAY8, IMG_GRAY16, IMG_BGR24, IMG_BGRA32, IMG_BGR48, IMG_BGRA64,
+        IMG_RGB555, IMG_GRAYF, IMG_BGRF, IMG_BGRAF},
+       {IMG_PAL1, IMG_PAL4, IMG_PAL8, IMG_GRAY8, IMG_GRAY16, IMG_BGR24, IMG_BGRA32, IMG_BGR48, IMG_BGRA64,
+        IMG_BGR24, IMG_GRAY8, IMG_BGR24, IMG_BGRA32}},
+      {"bmp",
+       ids::FILE_BMP,
+       {IMG_PAL1, IMG_PAL4, IMG_PAL8, IMG_RGB555, IMG_BGR24, IMG_GRAY8, IMG_BGR48},
+       {IMG_PAL1, IMG_PAL4, IMG_PAL8, IMG_RGB555, IMG_BGR24, IMG_PAL8, IMG_BGR24}},
+      {"gif",
+       ids::FILE_GIF,
+       {IMG_PAL1, IMG_PAL4, IMG_PAL8, IMG_GRAY8},
+       {IMG_PAL8, IMG_PAL8, IMG_PAL8, IMG_PAL8}},
+      {"tiff",
+       ids::FILE_TIFF,
+       {IMG_PAL1, IMG_PAL8, IMG_GRAY8, IMG_BGR24, IMG_BGRA32, IMG_BGR48, IMG_BGRA64},
+       {IMG_PAL1, IMG_PAL8, IMG_GRAY8, IMG_BGR24, IMG_BGRA32, IMG_BGR48, IMG_BGRA64}},
+  };
+  for (Held const& row : rows) {
+    for (size_t i = 0; i < row.written.size(); ++i) {
+      for (int width : {1, 2, 7, 8, 9, 33}) {
+        SCOPED_TRACE(testing::Message()
+                     << row.name << " " << img::GetFacts(row.written[i]).name << " " << width);
+        ImageRef const image = Noise(row.written[i], width, 5);
+        ImageRef const back = ThereAndBack(*Filter(row.type), *image);
+        ASSERT_TRUE(back && back->width == width && back->height == 5);
+        EXPECT_EQ(back->format, row.read[i]);
+        IMG_FORMAT const compared = img::GetFacts(row.read[i]).paletteEntries ? IMG_BGR24 : row.read[i];
+        EXPECT_EQ(Pixels(*back, compared), Pixels(*image, compared));
+      }
+    }
+  }
+}
+
+TEST_F(Filters, KeepThePaletteAndItsAlpha) {
+  ImageRef const image = Noise(IMG_PAL8, 16, 16);
+  image->palette[3].alpha = 100;
+  ImageRef const back = ThereAndBack(*Filter(ids::FILE_PNG), *image);
+  ASSERT_TRUE(back);
+  EXPECT_EQ(memcmp(back->palette, image->palette, sizeof(IMG_PALENTRY) * 256), 0);
+}
+
+TEST_F(Filters, ChooseColoursWhereOnly256FitAndDropAlpha) {
+  ImageRef const image = Painted(IMG_BGRA32, 40, 30, [](int x, int y, int channel) {
+    return channel == 0 ? (x < 20 ? 250 : 10) : channel == 1 ? (y < 15 ? 240 : 20) : 30;
+  });
+  ImageRef const back = ThereAndBack(*Filter(ids::FILE_GIF), *image);
+  ASSERT_TRUE(back);
+  EXPECT_EQ(back->format, IMG_PAL8);
+  std::string const mine = Pixels(*image, IMG_BGR24), theirs = Pixels(*back, IMG_BGR24);
+  for (size_t i = 0; i < mine.size(); ++i) ASSERT_NEAR(uint8_t(mine[i]), uint8_t(theirs[i]), 8) << i;
+}
+
+// ---- JPEG
+
+double MeanError(Image2d& a, Image2d& b) {
+  std::string const mine = Pixels(a, IMG_BGR24), theirs = Pixels(b, IMG_BGR24);
+  double sum = 0;
+  for (size_t i = 0; i < mine.size(); ++i) sum += std::abs(uint8_t(mine[i]) - uint8_t(theirs[i]));
+  return sum / static_cast<double>(mine.size());
+}
+
+TEST_F(Filters, TakeAQualityForJpeg) {
+  Ref<ykFlt2d> const filter = Filter(ids::FILE_JPEG);
+  ImageRef const photograph =
+      ImageRef::Adopt(static_cast<Image2d*>(AbstractImage::Load(L"" PICTURES "/rocket.jpg")));
+  ASSERT_TRUE(photograph);
+  EXPECT_EQ(photograph->format, IMG_BGR24);
+  EXPECT_EQ(photograph->width, 640);
+  EXPECT_EQ(photograph->height, 427);
+  size_t lastSize = 0;
+  double lastError = 255;
+  for (unsigned quality : {1, 20, 50, 80, 100}) {
+    std::string const file = Encode(*filter, *photograph, quality);
+    ImageRef back;
+    ASSERT_EQ(Decode(*filter, *MemoryWith(file), back), S_OK);
+    EXPECT_GT(file.size(), lastSize) << quality;
+    EXPECT_LT(MeanError(*photograph, *back), lastError) << quality;
+    lastSize = file.size(), lastError = MeanError(*photograph, *back);
+  }
+  EXPECT_LT(lastError, 1);
+  EXPECT_EQ(filter->Write(MemoryWith("").get(), photograph.get(), 101), E_INVALIDARG);
+}
+
+// Smooth pictures of every small size come back within a few levels, also where a file's units of 8 or 16 pixels
+// are cut by the picture's edge.
+TEST_F(Filters, WriteJpegsOfAnySize) {
+  Ref<ykFlt2d> const filter = Filter(ids::FILE_JPEG);
+  for (IMG_FORMAT format : {IMG_GRAY8, IMG_BGR24}) {
+    for (unsigned quality : {0, 75, 95}) {
+      for (int width = 1; width < 36; ++width) {
+        SCOPED_TRACE(testing::Message() << format << " " << quality << " " << width);
+        ImageRef const image = Painted(format, width, 36 - width, [](int x, int y, int channel) {
+          return 60 + 2 * x + 3 * y + 20 * channel;
+        });
+        ImageRef const back = ThereAndBack(*filter, *image, quality);
+        ASSERT_TRUE(back && back->width == width && back->height == 36 - width);
+        EXPECT_EQ(back->format, format);
+        EXPECT_LT(MeanError(*image, *back), 3);
+      }
+    }
+  }
+}
+
+// ---- what is damaged
+
+std::string SmallFile(Guid const& type, ykFlt2d& filter) {
+  return Encode(filter, *Noise(type == ids::FILE_GIF ? IMG_PAL8 : IMG_BGR24, 11, 9));
+}
+
+TEST_F(Filters, ReadACutFileWholeOrNotAtAll) {
+  for (Guid const* type : TYPES) {
+    Ref<ykFlt2d> const filter = Filter(*type);
+    std::string const file = SmallFile(*type, *filter);
+    ImageRef whole, image;
+    ASSERT_EQ(Decode(*filter, *MemoryWith(file), whole), S_OK);
+    for (size_t length = 0; length < file.size(); ++length) {
+      Ref<Stream> const stream = MemoryWith(file.substr(0, length));
+      if (Succeeded(Decode(*filter, *stream, image))) {
+        EXPECT_EQ(Pixels(*image, IMG_BGR24), Pixels(*whole, IMG_BGR24)) << length << " of " << file.size();
+        EXPECT_GT(length, file.size() * 3 / 4);  // what may be missing is the end's decoration
+      }
+      ASSERT_EQ(References(stream.get()), 1u);
+    }
+  }
+}
+
+TEST_F(Filters, SurviveADamagedFile) {
+  for (Guid const* type : TYPES) {
+    Ref<ykFlt2d> const filter = Filter(*type);
+    std::string const file = SmallFile(*type, *filter);
+    for (size_t at = 0; at < file.size(); ++at) {
+      for (char damage : {'\x01', '\x80', '\xFF'}) {
+        std::string damaged = file;
+        damaged[at] = static_cast<char>(damaged[at] ^ damage);
+        Ref<Stream> const stream = MemoryWith(damaged);
+        ImageRef image;
+        Decode(*filter, *stream, image);
+        EXPECT_TRUE(!image || image->GetLine(image->height - 1)) << at;
+        ASSERT_EQ(References(stream.get()), 1u);
+      }
+    }
+  }
+}
+
+TEST_F(Filters, RefuseWhatIsNotTheirs) {
+  ImageRef image;
+  for (Guid const* type : TYPES) {
+    std::string const file = SmallFile(*type, *Filter(*type));
+    for (Guid const* other : TYPES) {
+      HRESULT const expected = other == type ? S_OK : YK_E_BADFILE;
+      EXPECT_EQ(Decode(*Filter(*other), *MemoryWith(file), image), expected);
+    }
+  }
+  // 60000 x 60000 pixels are claimed and 12 bytes are there.
+  std::string const huge = FromHex(
+      "89504e470d0a1a0a0000000d494844520000ea600000ea6008020000000fb0e2150000000c4944415478da6360a03d00000064"
+      "0001b899"
+      "ef990000000049454e44ae426082");
+  EXPECT_LT(Decode(*Filter(ids::FILE_PNG), *MemoryWith(huge), image), 0);
+  Ref<ykFlt2d> const filter = Filter(ids::FILE_PNG);
+  Ref<Stream> const stream = MemoryWith("");
+  EXPECT_EQ(filter->Read(stream.get(), nullptr, 0), E_INVALIDARG);
+  EXPECT_EQ(filter->Write(stream.get(), nullptr, 0), E_INVALIDARG);
+  EXPECT_EQ(filter->Write(nullptr, Noise(IMG_BGR24, 1, 1).get(), 0), E_INVALIDARG);
+  EXPECT_EQ(filter->Write(stream.get(), ImageRef::Adopt(Image2d::Create()).get(), 0), YK_E_EMPTY);
+  EXPECT_EQ(filter->Write(stream.get(), Noise(IMG_MONO32, 2, 2).get(), 0), YK_E_FORMAT);
+  EXPECT_EQ(stream->GetSize(), 0u);
+}
+
+// ---- streams
+
+// Fails from the n-th call of Read or Write on.
+class FailingStream final : public Destroys<FailingStream, Stream> {
+ public:
+  FailingStream(Stream* under, int calls) : stream(Ref<Stream>::Share(under)), left(calls) {}
+
+  using Stream::Read;
+  HRESULT Read(void* buffer, unsigned size, unsigned* done) noexcept override {
+    return left-- > 0 ? stream->Read(buffer, size, done) : E_FAIL;
+  }
+  HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override {
+    return left-- > 0 ? stream->Write(buffer, size, done) : E_FAIL;
+  }
+  HRESULT Seek(long offset, unsigned origin, unsigned* at) noexcept override {
+    return stream->Seek(offset, origin, at);
+  }
+  unsigned GetPosition() noexcept override { return stream->GetPosition(); }
+  unsigned GetSize() noexcept override { return stream->GetSize(); }
+  HRESULT GetState() noexcept override { return S_OK; }
+
+  Ref<Stream> stream;
+  int left;
+};
+
+TEST_F(Filters, PassOnTheFailureOfAStream) {
+  for (Guid const* type : TYPES) {
+    Ref<ykFlt2d> const filter = Filter(*type);
+    ImageRef const image = Noise(IMG_BGR24, 300, 100);
+    std::string const file = Encode(*filter, *image);
+    unsigned const quality = filter->GetFlags() & 4 ? 50 : 0;
+    HRESULT written = E_FAIL, read = E_FAIL;
+    int calls = 0;
+    for (; Failed(written) || Failed(read); ++calls) {
+      ASSERT_LT(calls, 20000);
+      Ref<Stream> const target = Ref<Stream>::Adopt(new FailingStream(MemoryWith("").get(), calls));
+      Ref<Stream> const source = Ref<Stream>::Adopt(new FailingStream(MemoryWith(file).get(), calls));
+      ImageRef back;
+      if (Failed(written)) written = filter->Write(target.get(), image.get(), quality);
+      if (Failed(read)) read = Decode(*filter, *source, back);
+      EXPECT_TRUE(Failed(written) || static_cast<FailingStream*>(target.get())->left >= 0);
+      ASSERT_EQ(References(target.get()) + References(source.get()), 2u);
+      if (calls > 40) calls += calls / 4;  // the first calls are the interesting ones
+    }
+    EXPECT_GT(calls, 1);
+  }
+}
+
+TEST_F(Filters, WorkInTheMiddleOfAStream) {
+  for (Guid const* type : TYPES) {
+    Ref<ykFlt2d> const filter = Filter(*type);
+    ImageRef const image = Noise(IMG_GRAY8, 13, 4);
+    std::string const alone = Encode(*filter, *image);
+    Ref<Stream> const stream = MemoryWith("before");
+    stream->Seek(0, Stream::FROM_END);
+    ASSERT_EQ(filter->Write(stream.get(), image.get(), 0), S_OK);
+    EXPECT_EQ(stream->GetPosition(), 6 + alone.size());
+    stream->Write("after", 5);
+    EXPECT_EQ(BytesOf(*stream), "before" + alone + "after");
+    stream->Seek(6, Stream::FROM_START);
+    ImageRef back, expected;
+    ASSERT_EQ(Decode(*filter, *stream, back), S_OK);
+    ASSERT_EQ(Decode(*filter, *MemoryWith(alone), expected), S_OK);
+    EXPECT_EQ(Pixels(*back, IMG_BGR24), Pixels(*expected, IMG_BGR24));
+  }
+}
+
+// ---- threads
+
+TEST_F(Filters, LeaveTheThreadsComAsItWas) {
+  std::string const file = Encode(*Filter(ids::FILE_PNG), *Noise(IMG_BGR24, 3, 3));
+  std::thread([&] {
+    ImageRef image;
+    EXPECT_EQ(Decode(*Filter(ids::FILE_PNG), *MemoryWith(file), image), S_OK);
+    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);  // the mode was still free
+    EXPECT_EQ(Decode(*Filter(ids::FILE_PNG), *MemoryWith(file), image), S_OK);
+    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_FALSE);  // and is still there
+    CoUninitialize();
+    CoUninitialize();
+  }).join();
+}
+
+}  // namespace
