@@ -1,0 +1,277 @@
+// qetool as a person meets it: arguments in, text, exit code and files out.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <qecore/core/ref.h>
+#include <qecore/core/system.h>
+#include <qecore/image/convert.h>
+#include <qecore/image/image.h>
+#include <qecore/io/file_stream.h>
+#include <qecore/io/serializer.h>
+#include <qecore/values/string.h>
+
+#include <algorithm>
+
+#include "run_tool.h"
+
+namespace {
+
+using namespace yk;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class Tool : public testing::Test {
+ protected:
+  Tool() : system(Ref<System>::Adopt(System::Create())) {
+    system->ScanModules(ProgramFolder().c_str(), caches.Path(L"cache").c_str());
+  }
+
+  ToolResult Run(std::wstring const& arguments) const { return RunTool(arguments, folder); }
+
+  // Success says nothing on standard error; what it prints is the result.
+  std::string Good(std::wstring const& arguments) const {
+    ToolResult const result = Run(arguments);
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    return result.out;
+  }
+
+  // Failure is one line on standard error, and exit code 1.
+  std::string Bad(std::wstring const& arguments) const {
+    ToolResult const result = Run(arguments);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.err, StartsWith("qetool: "));
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    return result.err;
+  }
+
+  Ref<Image2d> Load(std::wstring const& name) const {
+    return Ref<Image2d>::Adopt(static_cast<Image2d*>(AbstractImage::Load(folder.Path(name).c_str())));
+  }
+
+  // A picture whose pixel in column x and row y is blue x, green y, red 7.
+  void MakePicture(std::wstring const& name, int width, int height) const {
+    Ref<Image2d> const image = Ref<Image2d>::Adopt(Image2d::Create());
+    ASSERT_EQ(image->Create(IMG_BGR24, width, height), S_OK);
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) {
+        uint8_t const pixel[] = {static_cast<uint8_t>(x), static_cast<uint8_t>(y), 7};
+        memcpy(image->GetLineEx(y, x), pixel, 3);
+      }
+    }
+    ASSERT_EQ(image->Save(folder.Path(name).c_str()), S_OK);
+  }
+
+  TempFolder folder, caches;
+  Ref<System> system;
+};
+
+using Pixel = std::vector<int>;
+
+Pixel At(Image2d& image, int x, int y) {
+  uint8_t const* const pixel = image.GetLineEx(y, x);
+  return Pixel(pixel, pixel + image.bytesPerPixel);
+}
+
+// ---- help and errors
+
+TEST_F(Tool, HelpsWithEachCommand) {
+  EXPECT_THAT(Good(L"--help"), testing::AllOf(HasSubstr("info"), HasSubstr("convert"), HasSubstr("plugins"),
+                                              HasSubstr("dump")));
+  EXPECT_THAT(Good(L"info --help"), HasSubstr("--palette"));
+  EXPECT_THAT(Good(L"convert --help"),
+              testing::AllOf(HasSubstr("--size"), HasSubstr("--crop"), HasSubstr("--flip"),
+                             HasSubstr("--format"), HasSubstr("--quality")));
+  EXPECT_THAT(Good(L"plugins --help"), HasSubstr("--cache"));
+  EXPECT_THAT(Good(L"dump --help"), HasSubstr("FILE"));
+}
+
+TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
+  MakePicture(L"good.png", 5, 4);
+  folder.Write(L"text.txt", "this is no picture at all");
+  folder.Write(L"cut.png", folder.Read(L"good.png").substr(0, 50));
+  struct Row {
+    wchar_t const* arguments;
+    std::vector<std::string> said;
+  };
+  Row const rows[] = {
+      {L"", {"subcommand"}},
+      {L"paint", {"paint"}},
+      {L"info", {"files"}},
+      {L"info missing.png", {"missing.png", "not found"}},
+      {L"info /missing/a.png", {"cannot open /missing/a.png", "not found"}},  // a path, and no option
+      {L"info *.xyz", {"*.xyz"}},
+      {L"info text.txt", {"text.txt", "known type"}},
+      {L"info cut.png", {"cut.png", "cut short"}},
+      {L"info good.png --plugins nowhere", {"nowhere", "no such folder"}},
+      {L"convert good.png", {"output"}},
+      {L"convert good.png out.xyz", {"out.xyz", "png"}},
+      {L"convert good.png out.png --size 10", {"--size 10"}},
+      {L"convert good.png out.png --size 0x0", {"--size"}},
+      {L"convert good.png out.png --size 99999999x99999999", {"99999999"}},
+      {L"convert good.png out.png --crop 1,2,3", {"--crop"}},
+      {L"convert good.png out.png --crop 0,0,6,4", {"good.png", "5 x 4"}},
+      {L"convert good.png out.png --flip x", {"--flip x"}},
+      {L"convert good.png out.png --format rgb", {"rgb", "bgr24"}},
+      {L"convert good.png out.png --format pal8", {"pal8", "bgr24"}},
+      {L"convert good.png out.jpg --quality 101", {"101"}},
+      {L"convert good.png nowhere\\out.png", {"nowhere", "not found"}},
+      {L"convert good.png good.png text.txt", {"text.txt", "folder"}},
+      {L"convert good.png good.png both", {"good.png"}},
+      {L"plugins nowhere", {"nowhere"}},
+      {L"dump missing.obj", {"missing.obj"}},
+      {L"dump text.txt", {"text.txt", "offset 0"}},
+  };
+  for (Row const& row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.arguments));
+    std::string const error = Bad(row.arguments);
+    for (std::string const& said : row.said) EXPECT_THAT(error, HasSubstr(said));
+  }
+  EXPECT_EQ(folder.Read(L"out.png") + folder.Read(L"out.png.part"), "");
+}
+
+// ---- info
+
+TEST_F(Tool, TellsOfEachPictureThatItCanRead) {
+  MakePicture(L"a.png", 5, 4);
+  MakePicture(L"\u00E4\u65E5.png", 6, 3);
+  EXPECT_THAT(Good(L"info a.png"), StartsWith("a.png: PNG, 5 x 4 pixels, bgr24 (24 bits), "));
+  EXPECT_THAT(Good(L"info *.png"),
+              testing::AllOf(HasSubstr("a.png: "), HasSubstr("\xC3\xA4\xE6\x97\xA5.png: PNG, 6 x 3")));
+  ToolResult const mixed = Run(L"info missing.png a.png");
+  EXPECT_EQ(mixed.exitCode, 1);
+  EXPECT_THAT(mixed.out, HasSubstr("a.png: PNG"));
+  Good(L"convert a.png a.gif");
+  std::string const palette = Good(L"info --palette a.gif");
+  EXPECT_THAT(palette, HasSubstr("GIF, 5 x 4 pixels, pal8 (8 bits), palette of 256, "));
+  EXPECT_THAT(palette, HasSubstr("255  red"));
+}
+
+// ---- convert
+
+TEST_F(Tool, CropsThenResizesThenFlips) {
+  MakePicture(L"in.png", 20, 10);
+  Good(L"convert in.png out.png --crop 4,2,12,8 --flip h");
+  Ref<Image2d> image = Load(L"out.png");
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->width, 8);
+  EXPECT_EQ(image->height, 6);
+  EXPECT_EQ(At(*image, 0, 0), (Pixel{11, 2, 7}));
+  EXPECT_EQ(At(*image, 7, 5), (Pixel{4, 7, 7}));
+  Good(L"convert in.png out.bmp --size 10x5 --flip v");
+  image = Load(L"out.bmp");
+  ASSERT_TRUE(image);
+  EXPECT_EQ(At(*image, 0, 0), (Pixel{0, 8, 7}));  // the mean of rows 8 and 9, cut
+  EXPECT_EQ(image->width, 10);
+  for (auto const* size : {L"40x", L"x20"}) {
+    Good(std::wstring(L"convert in.png out.tif --size ") + size);
+    image = Load(L"out.tif");
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->width, 40);
+    EXPECT_EQ(image->height, 20);
+  }
+}
+
+// Grey never becomes transparent, and formats without a direct way are reached by several steps.
+TEST_F(Tool, ChangesPixelFormats) {
+  MakePicture(L"in.png", 4, 3);
+  struct Row {
+    wchar_t const *first, *second;
+    IMG_FORMAT format;
+    Pixel pixel;  // of column 2, row 1, whose grey is (2 + 1 + 7) / 3
+  };
+  Row const rows[] = {
+      {L"gray8", L"gray8", IMG_GRAY8, {3}},
+      {L"gray8", L"bgra32", IMG_BGRA32, {3, 3, 3, 255}},
+      {L"bgra32", L"bgr24", IMG_BGR24, {2, 1, 7}},
+      {L"bgra32", L"bgraf", IMG_BGRA32, {2, 1, 7, 255}},
+      {L"gray8", L"bgraf", IMG_BGRA32, {3, 3, 3, 255}},
+  };
+  for (Row const& row : rows) {
+    Good(std::wstring(L"convert in.png first.png --format ") + row.first);
+    Good(std::wstring(L"convert first.png second.png --format ") + row.second);
+    Ref<Image2d> const image = Load(L"second.png");
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->format, row.format);
+    EXPECT_EQ(At(*image, 2, 1), row.pixel) << testing::PrintToString(row.second);
+  }
+}
+
+TEST_F(Tool, ConvertsManyIntoAFolder) {
+  for (auto const* name : {L"a.png", L"b.png", L"c.png"}) MakePicture(name, 9, 9);
+  folder.Write(L"b.png", "damaged now");
+  ToolResult const result = Run(L"convert *.png made/by/qetool --type JPG --quality 90 -v");
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_THAT(result.err, HasSubstr("b.png"));
+  EXPECT_THAT(result.out,
+              testing::AllOf(HasSubstr("a.png -> made/by/qetool/a.JPG: 9 x 9 pixels, bgr24; read "),
+                             HasSubstr("2 of 3 pictures converted")));
+  EXPECT_TRUE(Load(L"made\\by\\qetool\\c.JPG"));
+  EXPECT_FALSE(Load(L"made\\by\\qetool\\b.JPG"));
+  Good(L"convert a.png made --size 3x3");
+  EXPECT_EQ(Load(L"made\\a.png")->width, 3);
+}
+
+TEST_F(Tool, LeavesTheOldFileWhenTheNewOneFails) {
+  MakePicture(L"keep.png", 9, 9);
+  std::string const before = folder.Read(L"keep.png");
+  folder.Write(L"cut.png", before.substr(0, 60));
+  Bad(L"convert cut.png keep.png");
+  EXPECT_EQ(folder.Read(L"keep.png"), before);
+  Good(L"convert keep.png keep.png --size 3x3");
+  EXPECT_EQ(Load(L"keep.png")->width, 3);
+}
+
+// ---- plugins
+
+TEST_F(Tool, ListsPluginsLoadedFirstAndCachedThen) {
+  folder.Copy(ProgramFolder() + L"qewic.qem", L"qewic.qem");
+  std::string const first = Good(L"plugins . --cache my.cache");
+  EXPECT_THAT(first, HasSubstr(", 5 classes, loaded\n"));
+  EXPECT_THAT(first, HasSubstr("jpg, jpeg, jpe\n"));
+  std::string const second = Good(L"plugins . --cache my.cache");
+  EXPECT_THAT(second, HasSubstr(", 5 classes, from the cache\n"));
+  EXPECT_THAT(Good(L"dump my.cache"),
+              testing::AllOf(HasSubstr("9 (file), "), HasSubstr("(file name), 18 bytes: \"qewic.qem\""),
+                             HasSubstr("\"PNG filter\"")));
+  folder.Remove(L"qewic.qem");
+  EXPECT_THAT(Good(L"plugins . --cache my.cache"), StartsWith("no plug-ins in "));
+}
+
+// ---- dump
+
+TEST_F(Tool, DumpsWhatADamagedFileStillHolds) {
+  {
+    Ref<Stream> stream;
+    ASSERT_EQ(FileStream::Create(folder.Path(L"good.obj").c_str(), FileStream::CREATE, stream.Receive()),
+              S_OK);
+    Ref<Serializer> const writer = Ref<Serializer>::Adopt(Serializer::Create());
+    writer->Open(stream.get(), 0);
+    writer->BeginChunk(500);
+    stream->Write("\1\2\3\4", 4);
+    writer->WriteChunk(501, "\xFF\xFE\xFD", 3);
+    writer->WriteStringChunk(502, "hello");
+    writer->EndChunk();
+    writer->Close();
+  }
+  std::string const tree = Good(L"dump good.obj");
+  EXPECT_THAT(tree, HasSubstr("    500, 24 bytes: 67305985 (0x4030201)\n"));
+  EXPECT_THAT(tree, HasSubstr("      501, 3 bytes: FF FE FD\n"));
+  EXPECT_THAT(tree, HasSubstr("      502, 5 bytes: \"hello\"\n"));
+  std::string const file = folder.Read(L"good.obj");
+  size_t const body = file.rfind(std::string("\x01\0", 2), file.size() - 30);
+  for (size_t length : {size_t{3}, size_t{40}, body + 3, body + 8, file.size() - 12, file.size() - 1}) {
+    folder.Write(L"cut.obj", file.substr(0, length));
+    ToolResult const result = Run(L"dump cut.obj");
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.err, testing::AllOf(StartsWith("qetool: cut.obj is damaged"), HasSubstr("at offset")));
+    EXPECT_THAT(result.out, HasSubstr(length > 30 ? "(version), 4 bytes: 2 (0x2)" : "")) << length;
+  }
+  std::string deep;
+  for (unsigned size = 6 * 100000; size; size -= 6) {
+    deep += {'\7', '\0', char(size), char(size >> 8), char(size >> 16), '\0'};
+  }
+  folder.Write(L"deep.obj", deep);
+  EXPECT_THAT(Run(L"dump deep.obj").err, HasSubstr("too deep"));
+}
+
+}  // namespace

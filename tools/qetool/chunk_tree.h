@@ -1,0 +1,40 @@
+// The chunks of an object file as a tree, made from bytes that nobody vouches for.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace qetool {
+
+using Bytes = std::span<unsigned char const>;
+
+struct ChunkNode {
+  unsigned tag = 0;
+  size_t offset = 0;  // of the header, from the start of the file
+  Bytes payload;      // without the header
+  Bytes plain;        // the bytes of the payload before the first child; all of it when there is none
+  std::vector<ChunkNode> children;
+};
+
+struct ChunkTree {
+  std::vector<ChunkNode> roots;
+  /// What is wrong, with its offset; empty for a sound file. The roots have what could be read all the same.
+  std::string damage;
+};
+
+/// Payloads do not say whether they hold chunks: one does when chunks fill it exactly, behind at most a few bytes
+/// of plain data.
+ChunkTree ParseChunks(Bytes file);
+
+/// "body", "class", ... for the tags that the library itself writes; null for others. `parent` is null at the
+/// top.
+char const* ChunkName(ChunkNode const& node, ChunkNode const* parent);
+
+/// The plain bytes for a person: a number, a text, an identifier, or bytes.
+std::string DescribePlain(ChunkNode const& node);
+
+}  // namespace qetool

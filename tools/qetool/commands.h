@@ -1,0 +1,16 @@
+// The subcommands, one file each. Each adds itself to the command line; its work runs as CLI11's callback and
+// throws Failure when it cannot go on.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "host.h"
+
+namespace qetool {
+
+void AddInfo(CLI::App& app, Host& host);
+void AddConvert(CLI::App& app, Host& host);
+void AddPlugins(CLI::App& app, Host& host);
+void AddDump(CLI::App& app, Host& host);
+
+}  // namespace qetool

@@ -1,0 +1,250 @@
+// qetool convert: pictures into other formats, sizes and file types.
+#include <qecore/io/file.h>
+#include <stdio.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <set>
+
+#include "commands.h"
+#include "image_edit.h"
+#include "pictures.h"
+#include "text.h"
+
+namespace qetool {
+
+using namespace yk;
+
+namespace {
+
+struct Options {
+  std::vector<std::string> paths;  // inputs and, last, the output
+  std::string size, format, crop, flip, type;
+  unsigned quality = 0;
+  bool verbose = false;
+};
+
+/// One thing to do with each picture.
+struct Step {
+  char const* name;
+  std::function<void(ImageRef&)> work;
+};
+
+struct Job {
+  std::string input, output;
+};
+
+// "1,2,3,4" into four numbers. An empty piece counts as `missing`; a negative `missing` refuses it.
+bool ParseNumbers(std::string const& text, char separator, int missing, int* numbers, int count) {
+  char const* at = text.data();
+  char const* const end = at + text.size();
+  for (int i = 0; i < count; ++i) {
+    if (i && (at == end || *at++ != separator)) return false;
+    auto const [behind, error] = std::from_chars(at, end, numbers[i]);
+    if (error == std::errc::result_out_of_range) return false;
+    if (behind == at) numbers[i] = missing;
+    if (numbers[i] < 0) return false;
+    at = behind;
+  }
+  return at == end;
+}
+
+Step SizeStep(std::string const& text) {
+  int size[2];
+  if (!ParseNumbers(text, 'x', 0, size, 2) || (!size[0] && !size[1])) {
+    throw Failure{"--size " + text + ": it has to be WIDTHxHEIGHT, WIDTHx or xHEIGHT, such as 640x480"};
+  }
+  return {"resize", [width = size[0], height = size[1]](ImageRef& image) {
+            auto const inProportion = [](int length, int mine,
+                                         int other) {  // rounded, and at least one pixel
+              return static_cast<int>(
+                  std::clamp((2ll * length * mine + other) / (2ll * other), 1ll, 0x7FFFFFFFll));
+            };
+            Resize(image, width ? width : inProportion(height, image->width, image->height),
+                   height ? height : inProportion(width, image->height, image->width));
+          }};
+}
+
+Step CropStep(std::string const& text) {
+  int edge[4];
+  if (!ParseNumbers(text, ',', -1, edge, 4)) {
+    throw Failure{"--crop " + text + ": it has to be LEFT,TOP,RIGHT,BOTTOM, such as 10,10,200,150"};
+  }
+  return {"crop", [left = edge[0], top = edge[1], right = edge[2], bottom = edge[3]](ImageRef& image) {
+            Crop(image, left, top, right, bottom);
+          }};
+}
+
+Step FlipStep(std::string const& text) {
+  if (text == "h") return {"flip", FlipHorizontally};
+  if (text == "v") return {"flip", FlipVertically};
+  throw Failure{"--flip " + text + ": it has to be h (left and right change places) or v (top and bottom)"};
+}
+
+std::vector<Step> PlanSteps(Options const& options) {
+  std::vector<Step> steps;
+  if (!options.crop.empty()) steps.push_back(CropStep(options.crop));
+  if (!options.size.empty()) steps.push_back(SizeStep(options.size));
+  if (!options.flip.empty()) steps.push_back(FlipStep(options.flip));
+  if (!options.format.empty()) {
+    IMG_FORMAT const format = FormatByName(options.format);
+    steps.push_back({"format", [format](ImageRef& image) { ChangeFormat(image, format); }});
+  }
+  return steps;
+}
+
+std::string WithExtension(std::string const& name, std::string const& extension) {
+  if (extension.empty()) return name;
+  return name.substr(0, name.rfind('.')) + "." + extension;
+}
+
+bool IsFolderName(std::string const& path) {
+  return file::IsFolder(ToWide(path).c_str()) || path.back() == '/' || path.back() == '\\';
+}
+
+// Which file becomes which. Several inputs, or an output that is a folder, go into that folder by their names.
+std::vector<Job> PlanJobs(Options const& options) {
+  if (options.paths.size() < 2)
+    throw Failure{"convert needs an input and an output (see qetool convert --help)"};
+  std::string output = options.paths.back();
+  std::vector<std::string> const inputs = ExpandWildcards({options.paths.begin(), options.paths.end() - 1});
+  if (output.empty()) throw Failure{"the output has no name"};
+  if (inputs.size() == 1 && !IsFolderName(output)) return {{inputs[0], output}};
+
+  output.erase(output.find_last_not_of("/\\") + 1);
+  if (!output.empty() && Failed(file::NewFolderEx(ToWide(output)))) {
+    throw Failure{"cannot make the folder " + output + ": a file stands there, or access is denied"};
+  }
+  std::vector<Job> jobs;
+  std::set<std::string> taken;
+  for (std::string const& input : inputs) {
+    std::string const name = WithExtension(input.substr(input.find_last_of("/\\:") + 1), options.type);
+    std::string key = name;
+    std::transform(key.begin(), key.end(), key.begin(),
+                   [](unsigned char c) { return c < 128 ? tolower(c) : c; });
+    if (!taken.insert(key).second) throw Failure{"two pictures would both become " + output + "/" + name};
+    jobs.push_back({input, output + "/" + name});
+  }
+  return jobs;
+}
+
+/// One line on a terminal that says where we are; nothing where output goes to a file.
+class Progress {
+ public:
+  explicit Progress(size_t count) : total(count) {
+    DWORD mode;
+    isShown = total > 1 && GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode);
+  }
+  ~Progress() { Clear(); }
+
+  void Show(std::string const& name) {
+    ++current;
+    Clear();
+    if (isShown) fprintf(stderr, "[%zu/%zu] %.60s", current, total, name.c_str()), fflush(stderr);
+  }
+  void Clear() const {
+    if (isShown) fprintf(stderr, "\r%*s\r", 79, "");
+  }
+
+ private:
+  size_t const total;
+  size_t current = 0;
+  bool isShown;
+};
+
+/// Adds the name of what was just done and its time to a text.
+class StepTimes {
+ public:
+  void Done(char const* name) {
+    auto const now = std::chrono::steady_clock::now();
+    double const milliseconds = std::chrono::duration<double, std::milli>(now - last).count();
+    text += Format("%s%s %.1f ms", text.empty() ? "" : ", ", name, milliseconds);
+    last = now;
+  }
+  std::string text;
+
+ private:
+  std::chrono::steady_clock::time_point last = std::chrono::steady_clock::now();
+};
+
+// Returns what to tell of it.
+std::string ConvertOne(Job const& job, Guid const& filter, std::vector<Step> const& steps, unsigned quality) {
+  StepTimes times;
+  Picture picture = LoadPicture(job.input);
+  times.Done("read");
+  for (Step const& step : steps) {
+    try {
+      step.work(picture.image);
+    } catch (Failure const& failure) {
+      throw Failure{"cannot convert " + job.input + ": " + failure.text};
+    }
+    times.Done(step.name);
+  }
+  SavePicture(filter, *picture.image, job.output, filter == ids::FILE_JPEG ? quality : 0);
+  times.Done("write");
+  return Format("%s -> %s: %d x %d pixels, %s; %s", job.input.c_str(), job.output.c_str(),
+                picture.image->width, picture.image->height, img::GetFacts(picture.image->format).name,
+                times.text.c_str());
+}
+
+// One picture that fails keeps no other from being converted.
+void Run(Options const& options, Host& host) {
+  std::vector<Step> const steps = PlanSteps(options);
+  std::vector<Job> const jobs = PlanJobs(options);
+  host.Start();
+  std::vector<Guid> filters;
+  for (Job const& job : jobs) filters.push_back(FilterFor(host, job.output));
+
+  size_t failed = 0;
+  Progress progress(jobs.size());
+  for (size_t i = 0; i < jobs.size(); ++i) {
+    progress.Show(jobs[i].input);
+    try {
+      std::string const told = ConvertOne(jobs[i], filters[i], steps, options.quality);
+      progress.Clear();
+      if (options.verbose) printf("%s\n", told.c_str());
+    } catch (Failure const& failure) {
+      progress.Clear();
+      Report(failure.text);
+      ++failed;
+    }
+  }
+  if (jobs.size() > 1) printf("%zu of %zu pictures converted\n", jobs.size() - failed, jobs.size());
+  if (failed) throw CLI::RuntimeError(1);
+}
+
+}  // namespace
+
+void AddConvert(CLI::App& app, Host& host) {
+  CLI::App& command = *app.add_subcommand("convert", "Convert pictures: file type, size, part, pixel format");
+  auto const options = std::make_shared<Options>();
+  command.add_option("paths", options->paths, "Pictures (* and ? stand for parts of a name), and the output")
+      ->type_name("IN... OUT")
+      ->required();
+  command
+      .add_option("--crop", options->crop, "Keep the columns L to R-1 and the rows T to B-1, counted from 0")
+      ->type_name("L,T,R,B");
+  command.add_option("--size", options->size, "Resample; without W or H (640x, x480) in proportion")
+      ->type_name("WxH");
+  command.add_option("--flip", options->flip, "Mirror: h left and right, v top and bottom")->type_name("h|v");
+  command.add_option("--format", options->format, "Pixel format: gray8, bgr24, bgra32, grayf, bgrf or bgraf")
+      ->type_name("NAME");
+  command.add_option("--quality", options->quality, "Of JPEG files, 1 to 100")
+      ->type_name("N")
+      ->check(CLI::Range(1, 100));
+  command.add_option("--type", options->type, "Extension of the files in FOLDER; by default each input's")
+      ->type_name("EXT");
+  command.add_flag("-v,--verbose", options->verbose, "Tell each picture's result and the time of each step");
+  host.AddOptions(command);
+  command.footer(
+      "The type of each output is that of its extension. What is asked for is done in this order: crop, "
+      "size,\n"
+      "flip, format. What a file type cannot hold is written as the closest that it can.");
+  command.callback([options, &host] { Run(*options, host); });
+}
+
+}  // namespace qetool

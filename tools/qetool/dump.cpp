@@ -1,0 +1,60 @@
+// qetool dump: the chunk tree of an object file.
+#include <qecore/core/ref.h>
+#include <qecore/io/file_stream.h>
+#include <stdio.h>
+
+#include <memory>
+#include <vector>
+
+#include "chunk_tree.h"
+#include "commands.h"
+#include "text.h"
+
+namespace qetool {
+
+using namespace yk;
+
+namespace {
+
+std::vector<unsigned char> ReadAll(std::string const& path) {
+  Ref<Stream> stream;
+  HRESULT result = FileStream::Create(ToWide(path), FileStream::READ, stream.Receive());
+  if (Failed(result)) throw Failure{"cannot open " + path + ": " + Reason(result)};
+  std::vector<unsigned char> bytes(stream->GetSize());
+  unsigned done = 0;
+  result = stream->Read(bytes.data(), static_cast<unsigned>(bytes.size()), &done);
+  if (Failed(result) || done != bytes.size()) throw Failure{"cannot read " + path + ": " + Reason(E_FAIL)};
+  return bytes;
+}
+
+void Print(ChunkNode const& node, ChunkNode const* parent, int depth) {
+  char const* const name = ChunkName(node, parent);
+  std::string const plain = DescribePlain(node);
+  printf("%8zu  %*s%u%s%s%s, %s bytes%s%s\n", node.offset, 2 * depth, "", node.tag, name ? " (" : "",
+         name ? name : "", name ? ")" : "", Grouped(node.payload.size()).c_str(), plain.empty() ? "" : ": ",
+         plain.c_str());
+  for (ChunkNode const& child : node.children) Print(child, &node, depth + 1);
+}
+
+void Run(std::string const& path) {
+  std::vector<unsigned char> const bytes = ReadAll(path);
+  ChunkTree const tree = ParseChunks(bytes);
+  for (ChunkNode const& root : tree.roots) Print(root, nullptr, 0);
+  if (!tree.damage.empty()) throw Failure{path + " is damaged or no object file: " + tree.damage};
+}
+
+}  // namespace
+
+void AddDump(CLI::App& app, Host&) {
+  CLI::App& command =
+      *app.add_subcommand("dump", "Show the chunk tree of an object file, such as a plug-in cache");
+  auto const path = std::make_shared<std::string>();
+  command.add_option("file", *path, "Object file")->type_name("FILE")->required();
+  command.footer(
+      "Each line has the offset of a chunk, its tag, the bytes in it, and what they say. Of a damaged file "
+      "all\n"
+      "that can be read is shown.");
+  command.callback([path] { Run(*path); });
+}
+
+}  // namespace qetool

@@ -1,0 +1,118 @@
+#include "host.h"
+
+#include <qecore/io/file.h>
+#include <qecore/io/file_find.h>
+#include <qecore/values/array.h>
+#include <qecore/values/map.h>
+#include <windows.h>
+
+#include <algorithm>
+
+#include "text.h"
+
+namespace qetool {
+
+using namespace yk;
+
+namespace {
+
+String ProgramFolder() {
+  wchar_t path[4096];
+  DWORD const length = GetModuleFileNameW(nullptr, path, std::size(path));
+  return length && length < std::size(path) ? String(path).FilePath() : String(L".");
+}
+
+// One cache per plug-in folder, in the temporary folder: looking at a folder leaves nothing in it.
+String DefaultCache(String const& folder) {
+  wchar_t full[4096], temp[MAX_PATH + 1];
+  DWORD const length = GetFullPathNameW(folder.c_str(), std::size(full), full, nullptr);
+  String whole(length && length < std::size(full) ? full : folder.c_str());
+  whole.MakeLower();
+  uint64_t hash = 0xCBF29CE484222325u;  // FNV-1a
+  for (size_t i = 0; i < whole.Length(); ++i) hash = (hash ^ whole.At(i)) * 0x100000001B3u;
+  String cache;
+  cache.printf(L"%sqetool-%016I64x.cache", file::GetTempFolder(std::size(temp), temp) ? temp : L"", hash);
+  return cache;
+}
+
+std::string TextOf(Map* map, unsigned key) {
+  Variant value;
+  String text;
+  return map && Succeeded(map->GetValue(key, value)) && value.Get(text) ? ToUtf8(text) : std::string();
+}
+
+unsigned NumberOf(Map* map, unsigned key) {
+  Variant value;
+  unsigned number = 0;
+  return map && Succeeded(map->GetValue(key, value)) && value.Get(number) ? number : 0;
+}
+
+}  // namespace
+
+void Host::AddOptions(CLI::App& command) {
+  command
+      .add_option("--plugins", pluginFolder, "Folder with the plug-ins (*.qem); by default the program's own")
+      ->type_name("FOLDER");
+  AddCacheOption(command);
+}
+
+void Host::AddCacheOption(CLI::App& command) {
+  command
+      .add_option("--cache", cacheFile, "File that remembers what plug-ins hold; by default a temporary one")
+      ->type_name("FILE");
+}
+
+void Host::Start(std::string const& folder) {
+  system = Ref<System>::Adopt(System::Create());
+  if (!system) throw Failure{"cannot start the library: no memory"};
+  if (!folder.empty()) pluginFolder = folder;
+  String const path = pluginFolder.empty() ? ProgramFolder() : ToWide(pluginFolder);
+  if (!file::IsFolder(path.c_str()))
+    throw Failure{"cannot look for plug-ins in " + ToUtf8(path) + ": no such folder"};
+  pluginFolder = ToUtf8(path);
+  system->ScanModules(path, cacheFile.empty() ? DefaultCache(path) : ToWide(cacheFile));
+}
+
+std::vector<FilterInfo> Host::Filters() const {
+  std::vector<FilterInfo> filters;
+  Ref<Array> classes;
+  if (Failed(system->EnumClasses(ids::FLT_2D, classes.Receive(), 0))) return filters;
+  for (int i = 0; i < classes->Count(); ++i) {
+    filters.push_back(Describe(*static_cast<ClassInfo const*>(classes->At(i))));
+  }
+  return filters;
+}
+
+FilterInfo Describe(ClassInfo const& info) {
+  FilterInfo filter = {info.classId, TextOf(info.info, ClassInfo::INFO_NAME), {}, 0};
+  filter.flags = NumberOf(info.info, ClassInfo::INFO_FLAGS);
+  if (filter.name.empty() && info.name) filter.name = info.name;
+  unsigned const count = NumberOf(info.info, ClassInfo::INFO_PATTERN_COUNT);
+  for (unsigned i = 0; i < count; ++i) {
+    std::string const pattern = TextOf(info.info, ClassInfo::INFO_PATTERN + i);  // "png" or "*.png"
+    filter.extensions.push_back(pattern.substr(pattern.rfind('.') + 1));
+  }
+  return filter;
+}
+
+std::vector<std::string> ExpandWildcards(std::vector<std::string> const& arguments) {
+  std::vector<std::string> files;
+  for (std::string const& argument : arguments) {
+    size_t const slash = argument.find_last_of("\\/:");
+    size_t const name = slash == std::string::npos ? 0 : slash + 1;
+    if (argument.find_first_of("*?", name) == std::string::npos) {
+      files.push_back(argument);
+      continue;
+    }
+    std::string const folder = argument.substr(0, name);
+    std::vector<std::string> found;
+    FileFind find(ToWide(folder.empty() ? "." : folder), ToWide(argument.substr(name)), FileFind::FILES);
+    while (find.GetNext()) found.push_back(folder + ToUtf8(find.name));
+    if (found.empty()) throw Failure{"cannot find " + argument + ": no file has such a name"};
+    std::sort(found.begin(), found.end());
+    files.insert(files.end(), found.begin(), found.end());
+  }
+  return files;
+}
+
+}  // namespace qetool

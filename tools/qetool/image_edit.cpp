@@ -1,0 +1,131 @@
+#include "image_edit.h"
+
+#include <qecore/image/convert.h>
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "text.h"
+
+namespace qetool {
+
+using namespace yk;
+
+namespace {
+
+char const* Name(IMG_FORMAT format) { return img::GetFacts(format).name; }
+
+bool IsOneOf(IMG_FORMAT format, std::initializer_list<IMG_FORMAT> formats) {
+  return std::find(formats.begin(), formats.end(), format) != formats.end();
+}
+
+// The library's converters, without those that take alpha for grey or grey for alpha.
+bool IsStep(IMG_FORMAT from, IMG_FORMAT to) {
+  bool const greyToAlpha =
+      IsOneOf(from, {IMG_GRAY8, IMG_GRAY16, IMG_GRAYF}) && IsOneOf(to, {IMG_BGRA32, IMG_BGRAF});
+  bool const alphaToGrey = from == IMG_PAL8 && to == IMG_GRAYF;
+  return !greyToAlpha && !alphaToGrey &&
+         Succeeded(img::ConvertPixels(nullptr, nullptr, from, to, 0, nullptr));
+}
+
+// The formats on the shortest way, `from` left out; empty when there is none. Of ways of equal length the one
+// through the higher format is taken: it keeps more bits.
+std::vector<IMG_FORMAT> FindWay(IMG_FORMAT from, IMG_FORMAT to) {
+  std::array<int, img::LAST_FORMAT + 1> before = {};  // 0: not reached
+  std::vector<IMG_FORMAT> reached = {from};
+  before[from] = from;
+  for (size_t i = 0; i < reached.size() && !before[to]; ++i) {
+    for (int next = img::LAST_FORMAT; next > 0; --next) {
+      if (before[next] || !IsStep(reached[i], IMG_FORMAT(next))) continue;
+      before[next] = reached[i];
+      reached.push_back(IMG_FORMAT(next));
+    }
+  }
+  std::vector<IMG_FORMAT> way;
+  for (int at = to; before[at] && at != from; at = before[at]) way.insert(way.begin(), IMG_FORMAT(at));
+  return way;
+}
+
+ImageRef Rescaled(Image2d& image, int width, int height, IMG_FORMAT format) {
+  Image2d* scaled = nullptr;  // dead after a failure
+  HRESULT const result = image.Rescale(width, height, format, &scaled);
+  if (Failed(result)) {
+    throw Failure{Format("cannot make a picture of %d x %d pixels in %s: %s", width, height, Name(format),
+                         Reason(result).c_str())};
+  }
+  return ImageRef::Adopt(scaled);
+}
+
+// Cropping and mirroring work on whole bytes.
+void MakeWholeBytes(ImageRef& image) {
+  if (image->bytesPerPixel == 0) ChangeFormat(image, IMG_BGR24);
+}
+
+bool HasAlpha(Image2d const& image) {
+  if (img::GetFacts(image.format).paletteEntries == 0) {
+    return IsOneOf(image.format, {IMG_BGRA32, IMG_BGRA64, IMG_BGRAF});
+  }
+  return std::any_of(image.palette, image.palette + image.paletteCount,
+                     [](IMG_PALENTRY const& entry) { return entry.alpha != 255; });
+}
+
+}  // namespace
+
+IMG_FORMAT FormatByName(std::string const& name) {
+  std::string known;
+  for (img::FormatFacts const& facts : img::FORMATS) {
+    if (facts.format == IMG_NONE) continue;
+    if (EqualNoCase(facts.name, name)) return facts.format;
+    known += (known.empty() ? "" : ", ") + std::string(facts.name);
+  }
+  throw Failure{"there is no pixel format " + name + ": it has to be one of " + known};
+}
+
+IMG_FORMAT PlainFormat(Image2d const& image) { return HasAlpha(image) ? IMG_BGRA32 : IMG_BGR24; }
+
+void ChangeFormat(ImageRef& image, IMG_FORMAT format) {
+  if (image->format == format) return;
+  std::vector<IMG_FORMAT> const way = FindWay(image->format, format);
+  if (way.empty()) {
+    throw Failure{
+        Format("cannot make %s of %s: no converter leads there", Name(format), Name(image->format))};
+  }
+  for (IMG_FORMAT const step : way) image = Rescaled(*image, image->width, image->height, step);
+}
+
+void Crop(ImageRef& image, int left, int top, int right, int bottom) {
+  MakeWholeBytes(image);
+  Image2d* cropped = nullptr;  // dead after a failure
+  HRESULT const result = image->Crop(left, top, right, bottom, &cropped);
+  if (Failed(result)) {
+    throw Failure{Format("cannot crop to %d,%d,%d,%d: the picture has %d x %d pixels", left, top, right,
+                         bottom, image->width, image->height)};
+  }
+  image = ImageRef::Adopt(cropped);
+}
+
+void Resize(ImageRef& image, int width, int height) {
+  if (image->width == width && image->height == height) return;
+  bool const isGrey = IsOneOf(image->format, {IMG_GRAY8, IMG_GRAY16});
+  if (IsOneOf(image->format, {IMG_GRAYF, IMG_BGRF, IMG_BGRAF})) {
+    image = Rescaled(*image, width, height, image->format);
+    return;
+  }
+  // What the library cannot resample, or not into its own format, becomes what comes closest.
+  if (IsOneOf(image->format, {IMG_PAL1, IMG_PAL4, IMG_RGB555, IMG_MONO32})) ChangeFormat(image, IMG_BGR24);
+  if (image->format == IMG_GRAY16) ChangeFormat(image, IMG_GRAY8);
+  image = Rescaled(*image, width, height, isGrey ? IMG_GRAY8 : PlainFormat(*image));
+}
+
+void FlipHorizontally(ImageRef& image) {
+  MakeWholeBytes(image);
+  image->FlipH();
+}
+
+void FlipVertically(ImageRef& image) {
+  MakeWholeBytes(image);
+  image->FlipV();
+}
+
+}  // namespace qetool

@@ -1,0 +1,71 @@
+// qetool info: what is in a picture file.
+#include <stdio.h>
+
+#include <memory>
+
+#include "commands.h"
+#include "pictures.h"
+#include "text.h"
+
+namespace qetool {
+
+using namespace yk;
+
+namespace {
+
+struct Options {
+  std::vector<std::string> files;
+  bool listPalette = false;
+};
+
+bool HasPalette(Image2d const& image) { return img::GetFacts(image.format).paletteEntries != 0; }
+
+void PrintPalette(Image2d const& image) {
+  for (unsigned i = 0; i < image.paletteCount; ++i) {
+    IMG_PALENTRY const& entry = image.palette[i];
+    printf("  %3u  red %3u  green %3u  blue %3u  alpha %3u\n", i, entry.red, entry.green, entry.blue,
+           entry.alpha);
+  }
+}
+
+void PrintInfo(std::string const& path, bool listPalette) {
+  Picture const picture = LoadPicture(path);
+  Image2d& image = *picture.image;
+  std::string line = Format("%s: %s, %d x %d pixels, %s (%u bits), ", path.c_str(), TypeName(picture.type),
+                            image.width, image.height, img::GetFacts(image.format).name, image.bitsPerPixel);
+  if (HasPalette(image)) {
+    line += Format("palette of %u%s, ", image.paletteCount, image.IsGrayScalePalette() ? " greys" : "");
+  }
+  printf("%s%s bytes\n", line.c_str(), Grouped(picture.fileSize).c_str());
+  if (listPalette && HasPalette(image)) PrintPalette(image);
+}
+
+// One file that fails keeps no other from being told of.
+void Run(Options const& options, Host& host) {
+  host.Start();
+  bool failed = false;
+  for (std::string const& path : ExpandWildcards(options.files)) {
+    try {
+      PrintInfo(path, options.listPalette);
+    } catch (Failure const& failure) {
+      Report(failure.text);
+      failed = true;
+    }
+  }
+  if (failed) throw CLI::RuntimeError(1);
+}
+
+}  // namespace
+
+void AddInfo(CLI::App& app, Host& host) {
+  CLI::App& command = *app.add_subcommand("info", "Tell type, size, pixel format and palette of pictures");
+  auto const options = std::make_shared<Options>();
+  command.add_option("files", options->files, "Pictures; * and ? stand for parts of a name")
+      ->type_name("FILE")
+      ->required();
+  command.add_flag("--palette", options->listPalette, "List the colours of a palette");
+  host.AddOptions(command);
+  command.callback([options, &host] { Run(*options, host); });
+}
+
+}  // namespace qetool

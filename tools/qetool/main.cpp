@@ -1,0 +1,78 @@
+// qetool: the library's companion on the command line. One subcommand per file; see commands.h.
+#include <stdio.h>
+#include <windows.h>
+// shellapi.h needs windows.h before it
+#include <shellapi.h>
+
+#include <algorithm>
+#include <new>
+
+#include "commands.h"
+#include "text.h"
+
+namespace {
+
+using namespace qetool;
+
+// The arguments as UTF-8, whatever the code page is.
+std::vector<std::string> Arguments() {
+  int count = 0;
+  wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  std::vector<std::string> arguments;
+  for (int i = 1; i < count; ++i) arguments.push_back(ToUtf8(wide[i]));
+  LocalFree(wide);
+  return arguments;
+}
+
+// One line: CLI11's own text, and where to read on.
+std::string Explain(CLI::App const* app, CLI::Error const& error) {
+  std::string line = error.what();
+  for (char& c : line) c = c == '\n' ? ' ' : c;
+  return "qetool: " + line + " (see " + app->get_display_name() + " --help)\n";
+}
+
+bool HasCommand(CLI::App const& app, std::string const& name) {
+  auto const commands =
+      app.get_subcommands([&](CLI::App const* command) { return command->get_name() == name; });
+  return !commands.empty();
+}
+
+int Run() {
+  CLI::App app("Shows and converts pictures, plug-ins and object files through qeCore.", "qetool");
+  app.require_subcommand(1);
+  app.allow_windows_style_options(false);  // "/home" is a path
+  app.failure_message(Explain);
+  Host host;
+  AddInfo(app, host);
+  AddConvert(app, host);
+  AddPlugins(app, host);
+  AddDump(app, host);
+  try {
+    std::vector<std::string> arguments = Arguments();
+    if (!arguments.empty() && arguments[0][0] != '-' && !HasCommand(app, arguments[0])) {
+      throw Failure{"there is no command " + arguments[0] + " (see qetool --help)"};
+    }
+    std::reverse(arguments.begin(), arguments.end());  // CLI11 takes them from the back
+    app.parse(std::move(arguments));
+  } catch (CLI::Error const& error) {
+    return app.exit(error) == 0 ? 0 : 1;
+  } catch (Failure const& failure) {
+    Report(failure.text);
+    return 1;
+  } catch (std::bad_alloc const&) {
+    Report("not enough memory");
+    return 1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main() {
+  UINT const codePage = GetConsoleOutputCP();
+  SetConsoleOutputCP(CP_UTF8);
+  int const result = Run();
+  fflush(stdout);
+  SetConsoleOutputCP(codePage);
+  return result;
+}

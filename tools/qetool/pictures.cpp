@@ -1,0 +1,117 @@
+#include "pictures.h"
+
+#include <qecore/core/filter.h>
+#include <qecore/io/file_stream.h>
+#include <qecore/io/file_type.h>
+#include <windows.h>
+
+#include "image_edit.h"
+#include "text.h"
+
+namespace qetool {
+
+using namespace yk;
+
+namespace {
+
+struct TypeRow {
+  Guid const& type;
+  char const* name;
+};
+
+TypeRow const TYPES[] = {
+    {ids::FILE_PNG, "PNG"}, {ids::FILE_GIF, "GIF"},   {ids::FILE_U3D, "U3D"}, {ids::FILE_TIFF, "TIFF"},
+    {ids::FILE_BMP, "BMP"}, {ids::FILE_JPEG, "JPEG"}, {ids::FILE_TGA, "TGA"},
+};
+
+Ref<Stream> Open(std::string const& path) {
+  Ref<Stream> stream;
+  HRESULT const result = FileStream::Create(ToWide(path), FileStream::READ, stream.Receive());
+  if (Failed(result)) throw Failure{"cannot open " + path + ": " + Reason(result)};
+  return stream;
+}
+
+Ref<ykFlt2d> CreateFilter(Guid const& classId, std::string const& doing) {
+  Ref<Unknown> object;
+  HRESULT const result = CreateInterface(classId, object.ReceiveVoid());
+  if (result == YK_E_NOTFOUND) throw Failure{doing + ": no plug-in knows the format " + TypeName(classId)};
+  if (Failed(result)) throw Failure{doing + ": its plug-in does not start, " + Reason(result)};
+  Ref<ykFlt2d> filter;
+  if (Failed(object->QueryInterface(ids::FLT_2D, filter.ReceiveVoid()))) {
+    throw Failure{doing + ": its plug-in is for no pictures"};
+  }
+  return filter;
+}
+
+// What a filter does not take as it is, it is given in the plain format.
+HRESULT Write(ykFlt2d& filter, Stream& stream, Image2d& image, unsigned options) {
+  HRESULT result = filter.Write(&stream, &image, options);
+  if (result != YK_E_FORMAT || image.format == PlainFormat(image)) return result;
+  Ref<Image2d> plain = Ref<Image2d>::Share(&image);
+  ChangeFormat(plain, PlainFormat(image));
+  stream.SetSize(0);
+  return filter.Write(&stream, plain.get(), options);
+}
+
+}  // namespace
+
+char const* TypeName(Guid const& type) {
+  for (TypeRow const& row : TYPES) {
+    if (row.type == type) return row.name;
+  }
+  return "of a plug-in";
+}
+
+Picture LoadPicture(std::string const& path) {
+  Ref<Stream> const stream = Open(path);
+  std::string const doing = "cannot read " + path;
+  Picture picture = {{}, {}, stream->GetSize()};
+  HRESULT result = qe_DetectFileType(stream.get(), picture.type);
+  if (result == YK_E_NOTFOUND) throw Failure{doing + ": not a picture of a known type"};
+  if (Failed(result)) throw Failure{doing + ": " + Reason(result)};
+
+  Ref<ykFlt2d> const filter = CreateFilter(picture.type, doing);
+  Ref<AbstractImage> image;
+  result = filter->Read(stream.get(), image.Receive(), 0);
+  if (Failed(result)) throw Failure{doing + ": " + Reason(result)};
+  if (!image || !image->IsTypeOf(ids::IMAGE_2D)) throw Failure{doing + ": it holds no pixels"};
+  picture.image = Ref<Image2d>::Adopt(static_cast<Image2d*>(image.Detach()));
+  return picture;
+}
+
+Guid FilterFor(Host const& host, std::string const& path) {
+  size_t const dot = path.find_last_of("./\\");
+  bool const hasExtension = dot != std::string::npos && path[dot] == '.';
+  std::string const extension = hasExtension ? path.substr(dot + 1) : std::string();
+  std::string known;
+  for (FilterInfo const& filter : host.Filters()) {
+    for (std::string const& candidate : filter.extensions) {
+      if (EqualNoCase(candidate, extension)) return filter.classId;
+      known += (known.empty() ? "" : ", ") + candidate;
+    }
+  }
+  if (known.empty()) throw Failure{"cannot write " + path + ": no plug-ins in " + host.PluginFolder()};
+  throw Failure{"cannot write " + path + ": its extension is none of " + known};
+}
+
+void SavePicture(Guid const& filterClass, Image2d& image, std::string const& path, unsigned options) {
+  std::string const doing = "cannot write " + path;
+  Ref<ykFlt2d> const filter = CreateFilter(filterClass, doing);
+  String const finished = ToWide(path), unfinished = ToWide(path + ".part");
+  Ref<Stream> stream;
+  HRESULT result = FileStream::Create(unfinished, FileStream::CREATE, stream.Receive());
+  if (Failed(result)) throw Failure{doing + ": " + Reason(result)};
+  try {
+    result = Write(*filter, *stream, image, options);
+  } catch (Failure const&) {  // no way to the plain format: what the filter said stands
+    result = YK_E_FORMAT;
+  }
+  stream.Reset();
+  bool const moved =
+      Succeeded(result) && MoveFileExW(unfinished.c_str(), finished.c_str(), MOVEFILE_REPLACE_EXISTING);
+  if (moved) return;
+  DeleteFileW(unfinished.c_str());
+  throw Failure{doing + ": " + (Failed(result) ? Reason(result) : "the file there cannot be replaced")};
+}
+
+}  // namespace qetool

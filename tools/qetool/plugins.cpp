@@ -1,0 +1,73 @@
+// qetool plugins: the modules of a folder and their classes.
+#include <qecore/core/module.h>
+#include <qecore/io/file_find.h>
+#include <stdio.h>
+#include <string.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "commands.h"
+#include "text.h"
+
+namespace qetool {
+
+using namespace yk;
+
+namespace {
+
+std::string Joined(std::vector<std::string> const& texts) {
+  std::string joined;
+  for (std::string const& text : texts) joined += (joined.empty() ? "" : ", ") + text;
+  return joined;
+}
+
+void PrintClass(ClassInfo const& info) {
+  bool const isFilter = info.flags & ClassInfo::FILTER;
+  printf("  %s  %s\n", ToText(info.classId).c_str(), info.name ? info.name : "(no name)");
+  if (!isFilter) return;
+  FilterInfo const filter = Describe(info);
+  printf("      %s: %s\n", filter.name.c_str(), Joined(filter.extensions).c_str());
+}
+
+bool ByName(ClassInfo const* a, ClassInfo const* b) {
+  return strcmp(a->name ? a->name : "", b->name ? b->name : "") < 0;
+}
+
+void PrintModule(Module const& module) {
+  std::vector<ClassInfo const*> classes;
+  for (ClassInfo const* info = module.classes; info; info = info->next) classes.push_back(info);
+  std::sort(classes.begin(), classes.end(), ByName);  // the chain's own order tells only how it was read
+  char const* const origin = module.library ? "loaded" : "from the cache";
+  printf("%s: %s bytes, %zu class%s, %s\n", ToUtf8(module.fileName).c_str(), Grouped(module.fileSize).c_str(),
+         classes.size(), classes.size() == 1 ? "" : "es", origin);
+  for (ClassInfo const* info : classes) PrintClass(*info);
+}
+
+void Run(std::string const& folder, Host& host) {
+  host.Start(folder);
+  unsigned count = 0;
+  FileFind find(ToWide(host.PluginFolder()), L"*.qem", FileFind::FILES);
+  while (find.GetNext()) {
+    Ref<Module> const module = Ref<Module>::Adopt(System::ptr()->FindModule(find.name));
+    if (!module) continue;
+    PrintModule(*module);
+    ++count;
+  }
+  if (!count) printf("no plug-ins in %s\n", host.PluginFolder().c_str());
+}
+
+}  // namespace
+
+void AddPlugins(CLI::App& app, Host& host) {
+  CLI::App& command = *app.add_subcommand(
+      "plugins",
+      "List the plug-ins of a folder and their classes, and whether they are known from the cache");
+  auto const folder = std::make_shared<std::string>();
+  command.add_option("folder", *folder, "Folder with *.qem files; by default the program's own")
+      ->type_name("FOLDER");
+  host.AddCacheOption(command);
+  command.callback([folder, &host] { Run(*folder, host); });
+}
+
+}  // namespace qetool
