@@ -1,0 +1,31 @@
+// A whole host: loads a picture through whatever plug-in reads it, halves it, mirrors it, saves it.
+//
+//   host photograph.jpg small.png
+#include <qecore/core/ref.h>
+#include <qecore/core/system.h>
+#include <qecore/image/image.h>
+#include <qecore/values/string.h>
+#include <stdio.h>
+
+using namespace yk;
+
+int main(int count, char** arguments) {
+  if (count != 3) return puts("usage: host IN OUT.png"), 2;
+
+  // The System lives as long as this reference: plug-ins are unloaded with it.
+  Ref<System> const system = Ref<System>::Adopt(System::Create());
+  system->ScanModules(String(arguments[0]).FilePath(), L"host.cache");  // the plug-ins beside this program
+
+  Ref<AbstractImage> const loaded =
+      Ref<AbstractImage>::Adopt(AbstractImage::Load(String(arguments[1]).c_str()));
+  if (!loaded || !loaded->IsTypeOf(ids::IMAGE_2D)) return printf("cannot load %s\n", arguments[1]), 1;
+  Image2d& picture = static_cast<Image2d&>(*loaded);
+
+  Image2d* half = nullptr;
+  if (Failed(picture.Rescale(picture.width / 2, picture.height / 2, IMG_BGR24, &half))) return 1;
+  Ref<Image2d> const result = Ref<Image2d>::Adopt(half);
+  result->FlipH();
+  if (Failed(result->Save(String(arguments[2]).c_str()))) return printf("cannot save %s\n", arguments[2]), 1;
+  printf("%s: %d x %d pixels\n", arguments[2], result->width, result->height);
+  return 0;
+}

@@ -1,0 +1,81 @@
+// A whole plug-in: an image filter for plain TGA files, whose pixels lie as an image's do: bottom row first, blue
+// before green before red. Put plugin_tga.qem beside a host; ids::FILE_TGA is what the library calls such files.
+#include <qecore/core/filter.h>
+#include <qecore/core/module.h>
+#include <qecore/core/ref.h>
+#include <qecore/image/image.h>
+#include <qecore/io/stream.h>
+
+#include <new>
+
+using namespace yk;
+
+class TgaFilter final : public Implements<TgaFilter, ykFlt2d> {
+ public:
+  static Guid const& Id() noexcept { return ids::FILE_TGA; }
+
+  static HRESULT Create(ClassInfo const*, void** out) noexcept {
+    *out = new (std::nothrow) TgaFilter;
+    return *out ? S_OK : E_OUTOFMEMORY;
+  }
+
+  wchar_t const* GetName() noexcept override { return L"Truevision TGA"; }
+  wchar_t const* GetPattern(unsigned index) noexcept override { return index == 0 ? L"tga" : nullptr; }
+
+  HRESULT Read(Stream* stream, AbstractImage** image, unsigned) noexcept override {
+    *image = nullptr;
+    unsigned char h[18];  // the header: type 2 is true colour, not compressed; 16-bit width, height; bits
+    unsigned done = 0;
+    stream->Read(h, sizeof h, &done);
+    bool const plain = done == sizeof h && h[0] == 0 && h[1] == 0 && h[2] == 2 && (h[17] & 0x30) == 0;
+    if (!plain || (h[16] != 24 && h[16] != 32)) return YK_E_FORMAT;
+    Ref<Image2d> picture = Ref<Image2d>::Adopt(Image2d::Create());
+    if (!picture) return E_OUTOFMEMORY;
+    HRESULT const result =
+        picture->Create(h[16] == 24 ? IMG_BGR24 : IMG_BGRA32, h[12] | h[13] << 8, h[14] | h[15] << 8);
+    if (Failed(result)) return result;
+    unsigned const row = static_cast<unsigned>(picture->width * picture->bytesPerPixel);
+    for (int y = picture->height - 1; y >= 0; --y) {
+      if (Failed(stream->Read(picture->GetLine(y), row, &done)) || done != row) return YK_E_BADFILE;
+    }
+    *image = picture.Detach();
+    return S_OK;
+  }
+
+  HRESULT Write(Stream* stream, AbstractImage* image, unsigned) noexcept override {
+    if (!image->IsTypeOf(ids::IMAGE_2D)) return YK_E_FORMAT;
+    Image2d& picture = static_cast<Image2d&>(*image);
+    bool const fits = picture.width <= 0xFFFF && picture.height <= 0xFFFF;
+    if (!fits || (picture.format != IMG_BGR24 && picture.format != IMG_BGRA32)) return YK_E_FORMAT;
+    unsigned char h[18] = {};
+    h[2] = 2;
+    h[12] = picture.width & 0xFF, h[13] = picture.width >> 8 & 0xFF;
+    h[14] = picture.height & 0xFF, h[15] = picture.height >> 8 & 0xFF;
+    h[16] = static_cast<unsigned char>(picture.bitsPerPixel);
+    h[17] = picture.format == IMG_BGRA32 ? 8 : 0;  // bits of alpha
+    HRESULT result = stream->Write(h, sizeof h);
+    unsigned const row = static_cast<unsigned>(picture.width * picture.bytesPerPixel);
+    for (int y = picture.height - 1; y >= 0 && Succeeded(result); --y) {
+      result = stream->Write(picture.GetLine(y), row);
+    }
+    static constexpr char FOOTER[26] = "\0\0\0\0\0\0\0\0TRUEVISION-XFILE.";
+    return Succeeded(result) ? stream->Write(FOOTER, sizeof FOOTER) : result;
+  }
+
+ private:
+  template <class, class>
+  friend class yk::Destroys;
+  ~TgaFilter() = default;
+};
+
+extern "C" __declspec(dllexport) intptr_t
+    qe_entrypoint(unsigned message, uintptr_t first, void* second) noexcept {
+  if (message == MODULE_VERSION_QUERY) return KTZ_VERSION;
+  if (message != MODULE_CLASS || first != 0) return 0;  // one class
+  ClassInfo* const info = static_cast<ClassInfo*>(second);
+  info->classId = TgaFilter::Id();
+  info->interfaceId = ids::FLT_2D;
+  info->name = "TGA filter";
+  info->create = TgaFilter::Create;
+  return 1;
+}
