@@ -62,18 +62,14 @@ TEST(Variant, TextsAreCopiedBorrowedOrKeptEmpty) {
 
 TEST(Variant, BlobsOfTheSameSizeKeepTheirBuffer) {
   Variant v, out;
-  v.Init("abc", 3, false);
-  void* const buffer = PayloadOf(v);
-  v.Init("xyz", 3, true);
-  v.Init(nullptr, 3, false);
-  char bytes[4] = "###";
-  EXPECT_TRUE(PayloadOf(v) == buffer && v.flags == 0 && v.Get(static_cast<void*>(bytes), 2u) == 2);
-  EXPECT_STREQ(bytes, "xy#");
-  char own[] = "pq";
+  char own[] = "pq", bytes[4] = "###";
   v.Init(own, 2, true);
   v.Init("rs", 2, false);  // into the borrowed buffer
+  v.Init(nullptr, 2, false);
   EXPECT_STREQ(own, "rs");
   EXPECT_TRUE(v.Get(out) == S_OK && PayloadOf(out) == own && out.flags == 2);
+  v.Init("xyz", 3, false);
+  EXPECT_TRUE(PayloadOf(v) != own && v.Get(static_cast<void*>(bytes), 2u) == 2 && bytes[2] == '#');
 }
 
 template <class Number>
@@ -128,10 +124,9 @@ TEST(Variant, CopiesTextsIntoBuffersAndNotBehindThem) {
                 Made(L"abc").Get(wide.data(), length) == result);
     EXPECT_TRUE(wide == after && narrow == string(after.begin(), after.end())) << length;
   }
-  char narrow[4] = "###";
   wchar_t wide[4] = L"###";
-  EXPECT_TRUE(Made(L"ab").Get(narrow, 4) == 2 && Made("cd").Get(wide, 4) == 2 && wstring(wide) == L"cd");
-  EXPECT_TRUE(Made(L"abcdef").Get(narrow, 2) <= 2 && narrow[2] == 0);
+  EXPECT_TRUE(Made("cd").Get(wide, 4) == 2 && wstring(wide) == L"cd");
+  EXPECT_TRUE(Made("abcdef").Get(wide, 2) <= 2 && wide[2] == 0);
 }
 
 TEST(Variant, GetsIntoAnother) {
@@ -149,7 +144,6 @@ TEST(Variant, GetsIntoAnother) {
     EXPECT_TRUE(out.type == v.type && !PayloadOf(out)) << int{v.type};
   }
   Variant out = Made(7), borrowing;
-  EXPECT_TRUE(Made(L"", 2u).Get(out) == S_OK && out.type == 0);
   borrowing.Init(L"text", 1);
   EXPECT_EQ(borrowing.Get(out), S_OK);
   EXPECT_TRUE(PayloadOf(out) == PayloadOf(borrowing) && out.flags == 2);
