@@ -14,10 +14,9 @@ TEST(Diagnostics, ErrorsAreShownAsTheRuntimeFormatsThem) {
   MessageBoxWatcher watcher;
   qe_Error("narrow %s and wide %S, %d", "a", L"b", 7);
   qe_Error(L"wide %s and narrow %S, %d", L"a", "b", 7);
-  EXPECT_EQ(watcher.Take(), (Texts{L"narrow a and wide b, 7", L"wide a and narrow b, 7"}));
   qe_Error(L"%s", std::wstring(3000, L'x').c_str());
-  qe_Error("%s", std::string(3000, 'y').c_str());
-  EXPECT_EQ(watcher.Take(), (Texts{std::wstring(1023, L'x'), std::wstring(1023, L'y')}));
+  EXPECT_EQ(watcher.Take(),
+            (Texts{L"narrow a and wide b, 7", L"wide a and narrow b, 7", std::wstring(1023, L'x')}));
 }
 
 std::string debuggerOutput;

@@ -20,22 +20,15 @@ TEST(Guid, HasOneTextForm) {
 }
 
 TEST(Guid, ReadsWhatTheRuntimesScannerReads) {
-  struct {
-    char const* text;
-    bool valid;
-    Guid expected;
-  } const rows[] = {{"{01234567-89ab-cdef-1032-547698badcfe", true, ID},
-                    {"{01234567-89AB-CDEF-1032-547698BADCFE} and more", true, ID},
-                    {"{1-2-3-4- 5 6 7 8 9 A", true, {1, 2, 3, {0, 4, 5, 6, 7, 8, 9, 10}}},
-                    {"01234567-89AB-CDEF-1032-547698BADCFE}", false, {}},
-                    {" {01234567-89AB-CDEF-1032-547698BADCFE}", false, {}},
-                    {"{012345678-9AB-CDEF-1032-547698BADCFE}", false, {}},
-                    {"{01234567-89AB-CDEF-1032-547698BADC", false, {}},
-                    {"", false, {}}};
-  for (auto const& row : rows) {
-    Guid read = ID;
-    EXPECT_EQ(read.Init(row.text), row.valid) << row.text;
-    EXPECT_TRUE(!row.valid || read == row.expected) << row.text;
+  Guid read = {};
+  EXPECT_TRUE(read.Init("{01234567-89ab-cdef-1032-547698badcfe"));
+  EXPECT_EQ(read, ID);
+  EXPECT_TRUE(read.Init("{1-2-3-4- 5 6 7 8 9 A"));
+  EXPECT_EQ(read, (Guid{1, 2, 3, {0, 4, 5, 6, 7, 8, 9, 10}}));
+  for (char const* const text :
+       {"01234567-89AB-CDEF-1032-547698BADCFE}", " {01234567-89AB-CDEF-1032-547698BADCFE}",
+        "{01234567-89AB-CDEF-1032-547698BADC", ""}) {
+    EXPECT_FALSE(read.Init(text)) << text;
   }
 }
 

@@ -3,68 +3,42 @@
 #include <windows.h>
 
 #include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 
-namespace {
-
-// Files that a process still runs from cannot be deleted; they stay behind in the temporary folder.
-void RemoveTree(std::wstring const& folder) {
-  WIN32_FIND_DATAW entry;
-  HANDLE const search = FindFirstFileW((folder + L"*").c_str(), &entry);
-  if (search == INVALID_HANDLE_VALUE) return;
-  do {
-    std::wstring const name = entry.cFileName;
-    if (name == L"." || name == L"..") continue;
-    if (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-      RemoveTree(folder + name + L"\\");
-    } else {
-      DeleteFileW((folder + name).c_str());
-    }
-  } while (FindNextFileW(search, &entry));
-  FindClose(search);
-  RemoveDirectoryW(folder.c_str());
-}
-
-}  // namespace
+namespace fs = std::filesystem;
 
 TempFolder::TempFolder() {
   static std::atomic<int> counter;
-  wchar_t temporary[MAX_PATH + 1];
-  GetTempPathW(MAX_PATH + 1, temporary);
-  folder = std::wstring(temporary) + L"qecore-test-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
-           std::to_wstring(counter++) + L"\\";
-  CreateDirectoryW(folder.c_str(), nullptr);
+  std::wstring const name = L"qecore-test-" + std::to_wstring(GetCurrentProcessId()) + L"-";
+  folder = (fs::temp_directory_path() / (name + std::to_wstring(counter++) + L"\\")).wstring();
+  fs::create_directory(folder);
 }
 
-TempFolder::~TempFolder() { RemoveTree(folder); }
+// Files that the process still runs from cannot be deleted; they stay behind in the temporary folder.
+TempFolder::~TempFolder() {
+  std::error_code ignored;
+  fs::remove_all(folder, ignored);
+}
 
 void TempFolder::Write(std::wstring const& name, std::string const& bytes) const {
-  HANDLE const file = CreateFileW(Path(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr);
-  DWORD done = 0;
-  WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr);
-  CloseHandle(file);
+  std::ofstream(fs::path(Path(name)), std::ios::binary) << bytes;
 }
 
 std::string TempFolder::Read(std::wstring const& name) const {
-  HANDLE const file = CreateFileW(Path(name).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                  nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return {};
-  std::string bytes(GetFileSize(file, nullptr), '\0');
-  DWORD done = 0;
-  ReadFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &done, nullptr);
-  CloseHandle(file);
-  return bytes;
+  std::ifstream file(fs::path(Path(name)), std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 void TempFolder::Copy(std::wstring const& from, std::wstring const& name) const {
-  CopyFileW(from.c_str(), Path(name).c_str(), FALSE);
+  fs::copy_file(from, Path(name), fs::copy_options::overwrite_existing);
 }
 
-void TempFolder::Remove(std::wstring const& name) const { DeleteFileW(Path(name).c_str()); }
+void TempFolder::Remove(std::wstring const& name) const { fs::remove(Path(name)); }
 
 std::wstring ProgramFolder() {
   wchar_t path[MAX_PATH];
   GetModuleFileNameW(nullptr, path, MAX_PATH);
-  std::wstring const whole = path;
-  return whole.substr(0, whole.rfind(L'\\') + 1);
+  return fs::path(path).parent_path().wstring() + L"\\";
 }
