@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 #include <qecore/core/registry.h>
 #include <qecore/values/variant.h>
-#include <windows.h>
 
 #include "support.h"
 #include "support/binary.h"
+#include "support/gdi_objects.h"
 
 using namespace yk;
 
@@ -58,16 +58,15 @@ TEST(Create, LaysOutRowsAndPalette) {
 
 /// Grey, 24 and 32 bits are real bitmaps, the rest movable memory, and on request all of it is the heap's.
 TEST(Create, TakesMemoryFromWhereItSays) {
+  int const objects = CountGdiObjects();
   for (IMG_FORMAT format : {IMG_GRAY8, IMG_BGR24, IMG_BGRA32}) {
     ImageRef const image = NewImage(format, 5, 3);
     DIBSECTION section = {};
     ASSERT_EQ(GetObjectW(image->handle, sizeof section, &section), int(sizeof section));
     EXPECT_TRUE(section.dsBm.bmBits == image->bits && section.dsBm.bmWidthBytes == image->stride);
     EXPECT_EQ(section.dsBmih.biXPelsPerMeter, 300);
-    void* const handle = image->handle;
-    image->Free();
-    EXPECT_EQ(GetObjectW(handle, sizeof section, &section), 0);
   }
+  EXPECT_EQ(CountGdiObjects(), objects);
   ImageRef const global = NewImage(IMG_PAL8, 5, 3);
   EXPECT_GE(GlobalSize(global->handle), 24u + 1024u);
   EXPECT_EQ(GlobalFlags(global->handle) & GMEM_LOCKCOUNT, 1u);
