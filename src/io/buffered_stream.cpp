@@ -66,9 +66,10 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
     return position < end ? static_cast<unsigned>(end - position) : 0;
   }
 
-  /// A whole block left the inner stream at the start of the next one, which then needs no seek.
+  /// A whole block left the inner stream at the start of the next one, which then needs no seek. (At first
+  /// there is none: block 0 is sought, wherever the inner stream stands.)
   void Fetch(int32_t wanted) noexcept {
-    bool const sequential = held >= 0 && wanted == held + 1 && valid == BLOCK_SIZE;
+    bool const sequential = wanted == held + 1 && valid == BLOCK_SIZE;
     bool const there = sequential || Succeeded(SeekTo(*inner, static_cast<unsigned>(wanted) << BLOCK_BITS));
     valid = there ? ReadUpTo(*inner, block, BLOCK_SIZE) : 0;
     held = wanted;

@@ -81,16 +81,15 @@ bool Deserializer::IsInChunk() noexcept {
 
 bool Deserializer::EndChunk() noexcept {
   if (depth < 0 && lost == 0) return false;
-  // A chunk that was not noted ends with the one around it, which stays the innermost.
-  bool const wasLost = lost > 0;
   unsigned const end = depth >= 0 ? chunks[depth].end : streamSize;
-  if (wasLost) {
+  // A chunk that was not noted ends with the one around it, which stays the innermost.
+  if (lost > 0) {
     --lost;
   } else {
     --depth;
   }
-  bool const moved = Succeeded(SeekTo(*stream, end));
-  if (depth >= 0 && (wasLost || !moved)) chunks[depth].ended = true;
+  if (Failed(SeekTo(*stream, end)) && depth >= 0)
+    chunks[depth].ended = true;  // else its loop would stand still
   return true;
 }
 
@@ -115,8 +114,7 @@ HRESULT Deserializer::AddReference(Unknown* object) noexcept {
 }
 
 /// Reads a header and enters its chunk, which must end at `bound` or before. A corrupt chunk is entered as one
-/// without payload that reaches to `bound`, so that leaving it always goes forward; and the chunk around it
-/// counts as read to its end, even on a stream that cannot seek.
+/// without payload that reaches to `bound`, so that leaving it always goes forward.
 unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
   if (lost > 0 || depth + 1 >= chunk::MAX_DEPTH || !HasRoom(chunks, capacity, depth + 1)) {
     ++lost;
@@ -126,7 +124,6 @@ unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
   unsigned const start = stream->GetPosition();
   Header const header = inEnded ? Header() : ReadHeader(*stream);
   bool const sound = header.size >= chunk::HEADER_SIZE && uint64_t{start} + header.size <= bound;
-  if (!sound && depth >= 0) chunks[depth].ended = true;
   OpenChunk const entered = {header.tag, false, header.size - chunk::HEADER_SIZE, start + header.size};
   OpenChunk const corrupt = {0, true, 0, bound};
   chunks[++depth] = sound ? entered : corrupt;

@@ -52,8 +52,7 @@ Guid const* ByFooter(Stream& stream) noexcept {
   constexpr unsigned FOOTER = 26;
   constexpr unsigned TEXT_AT = 8;
   unsigned char footer[FOOTER];
-  if (stream.GetSize() < FOOTER || Failed(stream.Seek(-static_cast<long>(FOOTER), Stream::FROM_END)))
-    return nullptr;
+  if (Failed(stream.Seek(-static_cast<long>(FOOTER), Stream::FROM_END))) return nullptr;
   if (ReadUpTo(stream, footer, FOOTER) < FOOTER) return nullptr;
   return memcmp(footer + TEXT_AT, TEXT, sizeof TEXT - 1) == 0 ? &ids::FILE_TGA : nullptr;
 }
