@@ -2,6 +2,8 @@
 #include <windows.h>
 // first: the platform's types are complete below
 
+#include <qecore/core/registry.h>
+#include <qecore/core/system.h>
 #include <qecore/image/image.h>
 
 #include "support/gdi_objects.h"
@@ -119,6 +121,15 @@ TEST(Attached, LeavesNoGdiObjectsBehind) {
   EXPECT_EQ(CountGdiObjects(), before + 2);  // a bitmap and its device context: the count does count
 }
 
+TEST(Registered, IsMadeByItsIdentifier) {
+  Ref<System> const system = Ref<System>::Adopt(System::Create());
+  EXPECT_EQ(IDC::Register(), S_OK);
+  EXPECT_EQ(IDC::Register(), E_INVALIDARG);
+  Ref<IDC> dc;
+  EXPECT_EQ(CreateInterface(IDC::Id(), dc.ReceiveVoid()), S_OK);
+  EXPECT_EQ(dc->Create(2, 2), S_OK);
+}
+
 // A real window on a real screen: what is drawn is what stands there.
 TEST(Window, ShowsWhatWasDrawn) {
   HWND const window = CreateWindowExW(WS_EX_TOPMOST | WS_EX_TOOLWINDOW, L"Static", L"", WS_POPUP | WS_VISIBLE,
@@ -136,7 +147,7 @@ TEST(Window, ShowsWhatWasDrawn) {
     Sleep(20);
     BitBlt(seen->memoryDC, 0, 0, 64, 48, screen, 40, 30, SRCCOPY);
     GdiFlush();
-    same = Bytes(*seen) == Bytes(*drawn);
+    same = Pixels(*seen) == Pixels(*drawn);
   }
   EXPECT_TRUE(same);
   ReleaseDC(window, windowDC);

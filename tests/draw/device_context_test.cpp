@@ -4,7 +4,6 @@
 #include <qecore/draw/color.h>
 
 #include "support/binary.h"
-#include "support/gdi_objects.h"
 #include "surface.h"
 
 using namespace yk;
@@ -13,30 +12,27 @@ namespace {
 
 constexpr unsigned WHITE = 0xFFFFFFFF;
 
-int BlendedChannel(int d, int s, int a) { return d * (255 - a) / 255 + s * a / 255; }
-
 Pixel Blended(Pixel p, unsigned colour) {
   int const a = int(colour >> 24);
-  return {BlendedChannel(p.blue, colour >> 16 & 255, a), BlendedChannel(p.green, colour >> 8 & 255, a),
-          BlendedChannel(p.red, colour & 255, a), p.alpha};
+  auto const blend = [=](int d, unsigned s) { return d * (255 - a) / 255 + int(s & 255) * a / 255; };
+  return {blend(p.blue, colour >> 16), blend(p.green, colour >> 8), blend(p.red, colour), p.alpha};
 }
 
-// How often each pixel of a small surface was painted, one line of digits for each row: a fill that adds 1.
-std::string Counts(IDC& dc) {
-  std::string text;
-  for (int y = 0; y < dc.height; ++y) {
-    for (int x = 0; x < dc.width; ++x) text += static_cast<char>('0' + PixelAt(dc, x, y).red);
-    text += '/';
-  }
-  return text;
-}
-
+// A small black surface whose fills add, so that red counts how often a pixel was painted.
 Ref<IDC> MakeCounting(int w, int h) {
   Ref<IDC> dc = MakeSurface(w, h, false);
   dc->Clear(0);
   dc->SetMode(IDC::MODE_ADD);
   dc->SetColor(0x00000001);
   return dc;
+}
+
+std::string Counts(IDC& dc) {
+  std::string text;
+  for (int y = 0; y < dc.height; ++y, text += '/') {
+    for (int x = 0; x < dc.width; ++x) text += static_cast<char>('0' + PixelAt(dc, x, y).red);
+  }
+  return text;
 }
 
 unsigned PositionColour(int x, int y, void* alpha) {
@@ -49,10 +45,8 @@ TEST(DeviceContext, IsReachedByPointerOnly) {
   Ref<IDC> const dc = Ref<IDC>::Adopt(IDC::Create());
   void* out = &out;
   EXPECT_EQ(dc->QueryInterface(IDC::Id(), &out), E_NOINTERFACE);
-  EXPECT_EQ(dc->QueryInterface(ids::UNKNOWN, &out), E_NOINTERFACE);
   EXPECT_EQ(out, &out);
-  EXPECT_TRUE(dc->IsTypeOf(IDC::Id()) && dc->IsTypeOf(ids::UNKNOWN));
-  EXPECT_FALSE(dc->IsTypeOf(ids::IMAGE_2D));
+  EXPECT_TRUE(dc->IsTypeOf(IDC::Id()) && dc->IsTypeOf(ids::UNKNOWN) && !dc->IsTypeOf(ids::IMAGE_2D));
   EXPECT_EQ(dc->GetTypeId(), nullptr);
   Slot<void (*)(void*)>(dc.get(), 3)(nullptr);  // Destroy of nothing
   for (size_t i = 12; i < 115; ++i) EXPECT_EQ(Field<char>(dc.get(), i), 0) << i;
@@ -65,16 +59,13 @@ TEST(DeviceContext, MakesAndKeepsItsSurface) {
   EXPECT_EQ(create(dc.get(), 0, 5), E_INVALIDARG);
   EXPECT_EQ(create(dc.get(), 10, 10), S_OK);
   HBITMAP const bitmap = dc->surfaceBitmap;
-  EXPECT_EQ(dc->stride, 32);
   EXPECT_EQ(dc->ReleaseDC(), S_OK);
   EXPECT_EQ(dc->ReleaseDC(), E_FAIL);
   xrect2d const r(-3, 7, 7, 17);
   EXPECT_EQ(createAt(dc.get(), &r), S_OK);
   EXPECT_EQ(Field<HBITMAP>(dc.get(), 16), bitmap);
   EXPECT_NE(Field<HDC>(dc.get(), 104), nullptr);
-  int x = 0, y = 0;
-  dc->GetOrigin(x, y);
-  EXPECT_TRUE(x == 3 && y == -7);
+  EXPECT_TRUE(dc->originX == 3 && dc->originY == -7 && dc->stride == 32);
   dc->hasAlpha = 1;
   EXPECT_EQ(dc->Create(10, 10), S_OK);
   EXPECT_TRUE(dc->bytesPerPixel == 4 && dc->stride == 40);
@@ -89,10 +80,8 @@ TEST(DeviceContext, MakesAndKeepsItsSurface) {
 
 TEST(DeviceContext, CutsItsClipToTheSurface) {
   Ref<IDC> const dc = MakeSurface(100, 50, false);
-  xrect2d clip;
   dc->SetClip({-5, -5, 500, 500});
-  dc->GetClip(clip);
-  EXPECT_EQ(clip, xrect2d(0, 0, 100, 50));
+  EXPECT_EQ(dc->clip, xrect2d(0, 0, 100, 50));
   dc->SetOrigin(90, 40);
   EXPECT_TRUE(dc->IsVisible({9, 9, 99, 99}));
   EXPECT_FALSE(dc->IsVisible({10, 0, 99, 99}) || dc->IsVisible({INT_MIN, INT_MIN, -90, INT_MAX}));
@@ -106,55 +95,47 @@ TEST(DeviceContext, ClearsEverything) {
     dc->SetClip({1, 1, 2, 2});
     dc->SetMode(IDC::MODE_INVERT);
     EXPECT_EQ(dc->Clear(0x04030201), S_OK);
-    for (int i = 0; i < 12; ++i) {
-      EXPECT_EQ(PixelAt(*dc, i % 3, i / 3), (Pixel{3, 2, 1, hasAlpha ? 4 : 255}));
-    }
-    EXPECT_EQ(dc->GetPixel(1, 1), 0xFF030201u);
-    EXPECT_EQ(dc->GetPixel(0, 0), 0u);
+    for (Pixel const& p : Pixels(*dc)) EXPECT_EQ(p, (Pixel{3, 2, 1, hasAlpha ? 4 : 255}));
+    EXPECT_TRUE(dc->GetPixel(1, 1) == 0xFF030201u && dc->GetPixel(0, 0) == 0);
   }
 }
 
-TEST(DeviceContext, BlendsPixelsByAlphaAndKeepsTheirs) {
+TEST(DeviceContext, BlendsByAlphaAndKeepsThePixels) {
   std::mt19937 random(2);
-  for (bool hasAlpha : {false, true}) {
-    Ref<IDC> const dc = MakeSurface(9, 7, hasAlpha);
+  for (unsigned a : {0u, 1u, 128u, 254u, 255u}) {
+    Ref<IDC> const dc = MakeSurface(9, 7, a & 1);
+    FillWithNoise(*dc, random);
     dc->SetOrigin(-2, 3);
-    for (unsigned a : {0u, 1u, 128u, 254u, 255u}) {
-      FillWithNoise(*dc, random);
-      Pixel const before = PixelAt(*dc, 4, 5), neighbour = PixelAt(*dc, 5, 5);
-      unsigned const colour = a << 24 | 0xC86401;
-      EXPECT_TRUE(dc->BlendPixel(6, 2, colour));
-      EXPECT_EQ(PixelAt(*dc, 4, 5), Blended(before, colour));
-      EXPECT_EQ(dc->FillRect({7, 2, 99, 3}, PositionColour, &a), S_OK);
-      EXPECT_EQ(PixelAt(*dc, 5, 5), Blended(neighbour, a << 24 | 0x0702));
+    std::vector<Pixel> expected = Pixels(*dc);
+    unsigned const colour = a << 24 | 0xC86401;
+    expected[5 * 9 + 4] = Blended(expected[5 * 9 + 4], colour);
+    for (size_t x = 5; x < 9; ++x) {
+      expected[5 * 9 + x] = Blended(expected[5 * 9 + x], a << 24 | static_cast<unsigned>(x + 2) << 8 | 2);
     }
+    EXPECT_TRUE(dc->BlendPixel(6, 2, colour));
+    EXPECT_EQ(dc->FillRect({7, 2, 99, 3}, PositionColour, &a), S_OK);
     EXPECT_FALSE(dc->BlendPixel(1, 0, WHITE) || dc->BlendPixel(INT_MAX, INT_MIN, WHITE));
+    EXPECT_EQ(dc->FillRect({7, 2, 99, 3}, nullptr, &a), E_INVALIDARG);
+    EXPECT_TRUE(Pixels(*dc) == expected) << a;
   }
-  EXPECT_EQ(MakeSurface(1, 1, false)->FillRect({0, 0, 1, 1}, nullptr, nullptr), E_INVALIDARG);
 }
 
 TEST(DeviceContext, GradientsAreTakenOverTheUnclippedRectangle) {
   std::mt19937 random(3);
   unsigned const first = 0xFF102030, second = 0x40F0E0D0;
-  xrect2d const r(-7, -9, 40, 33);
   for (bool vertical : {true, false}) {
     Ref<IDC> const dc = MakeSurface(30, 20, false);
     FillWithNoise(*dc, random);
     dc->SetOrigin(2, 1);
-    Pixel before[20][30];
-    for (int i = 0; i < 600; ++i) before[i / 30][i % 30] = PixelAt(*dc, i % 30, i / 30);
+    std::vector<Pixel> const before = Pixels(*dc);
     auto const gradient = vertical ? &IDC::FillGradientV : &IDC::FillGradientH;
-    EXPECT_EQ(((*dc).*gradient)(r, first, second), S_OK);
-    for (int y = 0; y < 20; ++y) {
-      for (int x = 0; x < 30; ++x) {
-        double const t = vertical ? (y - 1 + 9) / 42.0 : (x - 2 + 7) / 47.0;
-        unsigned const c = BlendColor(second, first, static_cast<float>(t));
-        Pixel const p = before[y][x];
-        int const a = int(c >> 24), k = 255 - a;
-        auto const filled = [=](int d, unsigned s) { return (d * k + int(s & 255) * a) / 255; };
-        Pixel const asFill = {filled(p.blue, c >> 16), filled(p.green, c >> 8), filled(p.red, c), 255};
-        ASSERT_EQ(PixelAt(*dc, x, y), vertical ? asFill : Blended(p, c)) << x << ',' << y;
-      }
+    EXPECT_EQ(((*dc).*gradient)({-7, -9, 40, 33}, first, second), S_OK);
+    for (int i = 0; i < 600; ++i) {
+      double const t = vertical ? (i / 30 - 1 + 9) / 42.0 : (i % 30 - 2 + 7) / 47.0;
+      unsigned const c = BlendColor(second, first, static_cast<float>(t));
+      Pixel const p = before[static_cast<size_t>(i)];
+      int const a = int(c >> 24), filled = (p.red * (255 - a) + int(c & 255) * a) / 255;
+      ASSERT_EQ(PixelAt(*dc, i % 30, i / 30).red, vertical ? filled : Blended(p, c).red) << i;
     }
     EXPECT_EQ(((*dc).*gradient)({50, 0, 60, 9}, first, second), S_FALSE);
     EXPECT_EQ(dc->colour, 0u);
@@ -162,32 +143,24 @@ TEST(DeviceContext, GradientsAreTakenOverTheUnclippedRectangle) {
 }
 
 TEST(DeviceContext, FramesPaintEachPixelOnce) {
-  struct {
-    xrect2d r;
-    char const* counts;
-  } const rows[] = {{{1, 1, 5, 4}, "000000/011110/010010/011110/000000/"},
-                    {{1, 1, 3, 3}, "000000/011000/011000/000000/000000/"},
-                    {{4, 3, 9, 9}, "000000/000000/000000/000011/000010/"},
-                    {{2, 2, 2, 2}, "000000/000000/000000/000000/000000/"}};
-  for (auto const& row : rows) {
-    Ref<IDC> const dc = MakeCounting(6, 5);
-    EXPECT_EQ(dc->FrameRect(row.r), S_OK);
-    EXPECT_EQ(Counts(*dc), row.counts);
-    Ref<IDC> const called = MakeSurface(6, 5, false);
-    called->Clear(0);
-    auto const one = [](int, int, void*) { return 0xFF000001u; };
-    EXPECT_EQ(called->FrameRect(row.r, one, nullptr), S_OK);
-    EXPECT_EQ(Counts(*called), row.counts);
+  std::pair<xrect2d, char const*> const rows[] = {{{1, 1, 5, 4}, "000000/011110/010010/011110/000000/"},
+                                                  {{1, 1, 3, 3}, "000000/011000/011000/000000/000000/"},
+                                                  {{4, 3, 9, 9}, "000000/000000/000000/000011/000010/"},
+                                                  {{2, 2, 2, 2}, "000000/000000/000000/000000/000000/"}};
+  for (auto const& [r, counts] : rows) {
+    Ref<IDC> const dc = MakeCounting(6, 5), called = MakeCounting(6, 5);
+    EXPECT_EQ(dc->FrameRect(r), S_OK);
+    EXPECT_EQ(Counts(*dc), counts);
+    EXPECT_EQ(called->FrameRect(
+                  r, [](int, int, void*) { return 0xFF000001u; }, nullptr),
+              S_OK);
+    EXPECT_EQ(Counts(*called), counts);
   }
-  Ref<IDC> const round = MakeSurface(7, 6, false);
+  Ref<IDC> const round = MakeSurface(6, 6, false);
   round->Clear(0);
-  round->SetColor(0xFF00001E);
-  EXPECT_EQ(round->FrameRoundRect({1, 0, 7, 6}), S_OK);
-  int const expected[] = {6, 30, 30, 30, 30, 6, 30, 10, 0, 0, 10, 30, 30, 0, 0, 0, 0, 30};
-  for (int i = 0; i < 18; ++i) {
-    EXPECT_EQ(PixelAt(*round, 1 + i % 6, i / 6).red, expected[i]) << i;
-    EXPECT_EQ(PixelAt(*round, 1 + i % 6, 5 - i / 6).red, expected[i]) << i;
-  }
+  round->SetColor(0xFF00000F);
+  EXPECT_EQ(round->FrameRoundRect({0, 0, 6, 6}), S_OK);
+  EXPECT_EQ(Counts(*round), "3????3/?5005?/?0000?/?0000?/?5005?/3????3/");
 }
 
 TEST(DeviceContext, BevelsHaveMitredCorners) {
@@ -199,24 +172,23 @@ TEST(DeviceContext, BevelsHaveMitredCorners) {
                     {{0, 0, 6, 5}, 2, "111112/111122/110022/122222/222222/"},
                     {{0, 0, 6, 5}, INT_MAX, "111112/111122/112222/122222/222222/"},
                     {{1, 1, 4, 9}, 2, "000000/011200/012200/012200/012200/"},
-                    {{-9, 1, 4, 2}, 1, "000000/222200/000000/000000/000000/"}};
+                    {{-9, 1, 4, 2}, 1, "000000/222200/000000/000000/000000/"},
+                    {{INT_MIN, INT_MIN, INT_MAX, 4}, 1, "000000/000000/000000/222222/000000/"}};
   for (auto const& row : rows) {
     Ref<IDC> const dc = MakeCounting(6, 5);
     EXPECT_EQ(dc->FrameBevel(row.r, 1, 2, row.width), S_OK);
     EXPECT_EQ(Counts(*dc), row.colours) << row.width;
   }
-  EXPECT_EQ(MakeCounting(6, 5)->FrameBevel({INT_MIN, INT_MIN, INT_MAX, INT_MAX}, 1, 2, 3), S_OK);
-  EXPECT_EQ(MakeCounting(6, 5)->FrameBevel({0, 0, 6, 5}, 1, 2, 0), S_FALSE);
 }
 
 TEST(DeviceContext, KeepsAStackOfColours) {
   Ref<IDC> const dc = Ref<IDC>::Adopt(IDC::Create());
   EXPECT_EQ(dc->PopColor(), YK_E_EMPTY);
-  for (unsigned colour : {0xFFFFFFFFu, 0u, 0x80000001u}) {
+  for (unsigned colour : {WHITE, 0x80000001u}) {
     dc->SetColor(colour);
     EXPECT_EQ(dc->PushColor(), S_OK);
   }
-  for (unsigned colour : {0x80000001u, 0u, 0xFFFFFFFFu}) {
+  for (unsigned colour : {0x80000001u, WHITE}) {
     EXPECT_EQ(dc->PopColor(), S_OK);
     EXPECT_EQ(dc->colour, colour);
   }
@@ -225,27 +197,21 @@ TEST(DeviceContext, KeepsAStackOfColours) {
 
 TEST(DeviceContext, ChangesAlphaOnAlphaSurfacesOnly) {
   std::mt19937 random(4);
-  Ref<IDC> const dc = MakeSurface(20, 9, true);
+  Ref<IDC> const dc = MakeSurface(20, 9, true), plain = MakeSurface(2, 2, false);
   FillWithNoise(*dc, random);
-  std::vector<Pixel> before;
-  for (int i = 0; i < 180; ++i) before.push_back(PixelAt(*dc, i % 20, i / 20));
-  dc->SetOrigin(1, 1);
-  EXPECT_EQ(dc->PremultiplyAlpha({-9, -9, 9, 9}), S_OK);  // columns 0 to 9
-  EXPECT_EQ(dc->WhitenOpaque({9, -9, 14, 99}), S_OK);     // 10 to 14
-  EXPECT_EQ(dc->SetAlpha({14, -9, 99, 99}, 7), S_OK);     // 15 to 19
-  for (int i = 0; i < 180; ++i) {
-    Pixel p = before[static_cast<size_t>(i)];
-    int const a = p.alpha;
-    if (i % 20 < 10)
-      p = {p.blue * a / 255, p.green * a / 255, p.red * a / 255, a};
-    else if (i % 20 >= 15)
-      p.alpha = 7;
-    else if (a != 0)
-      p = {255, 255, 255, a};
-    EXPECT_EQ(PixelAt(*dc, i % 20, i / 20), p) << i;
+  std::vector<Pixel> expected = Pixels(*dc);
+  for (size_t i = 0; i < 180; ++i) {
+    auto& [blue, green, red, a] = expected[i];
+    if (i % 20 < 10) blue = blue * a / 255, green = green * a / 255, red = red * a / 255;
+    if (i % 20 >= 10 && i % 20 < 15 && a != 0) blue = green = red = 255;
+    if (i % 20 >= 15) a = 7;
   }
+  dc->SetOrigin(1, 1);
+  EXPECT_EQ(dc->PremultiplyAlpha({-9, -9, 9, 9}), S_OK);
+  EXPECT_EQ(dc->WhitenOpaque({9, -9, 14, 99}), S_OK);
+  EXPECT_EQ(dc->SetAlpha({14, -9, 99, 99}, 7), S_OK);
+  EXPECT_TRUE(Pixels(*dc) == expected);
   EXPECT_EQ(dc->SetAlpha({30, 0, 40, 9}, 7), S_FALSE);
-  Ref<IDC> const plain = MakeSurface(2, 2, false);
   EXPECT_EQ(plain->SetAlpha({0, 0, 2, 2}, 7), YK_E_EMPTY);
   EXPECT_EQ(plain->PremultiplyAlpha({0, 0, 2, 2}), YK_E_EMPTY);
   EXPECT_EQ(plain->WhitenOpaque({0, 0, 2, 2}), YK_E_EMPTY);
@@ -261,8 +227,7 @@ TEST(DeviceContext, AdjustsThroughTheTable) {
     EXPECT_EQ(dc->Adjust(&r, 25, -10, &adjustment), S_OK);
     EXPECT_EQ(memcmp(&adjustment, &expected, sizeof expected), 0);
     unsigned const mapped = expected.TranslateColor(0xFF403020);
-    EXPECT_EQ(dc->GetPixel(0, 0), 0xFF403020);
-    EXPECT_EQ(dc->GetPixel(1, 0), mapped);
+    EXPECT_TRUE(dc->GetPixel(0, 0) == 0xFF403020 && dc->GetPixel(1, 0) == mapped);
     adjustment.table[0x40] = 0x99;  // the same settings: the table is used as it is
     dc->SetClip({3, 0, 4, 1});
     EXPECT_EQ(dc->Adjust(nullptr, 25, -10, &adjustment), S_OK);
@@ -279,7 +244,7 @@ TEST(DeviceContext, BlitsWithAndWithoutItsMemoryDC) {
     FillWithNoise(*from, random);
     to->Clear(0);
     from->SetOrigin(5, 5);  // Blit takes it back from the memory device context
-    xrect2d const part(2, 3, 8, 9);
+    xrect2d const part(2, 3, 8, 9), beyond(0, 0, 12, 99);
     EXPECT_EQ(from->Blit(to->memoryDC, 4, 1, &part), S_OK);
     for (int i = 0; i < 36; ++i) {
       EXPECT_EQ(to->GetPixel(4 + i % 6, 1 + i / 6), from->GetPixel(2 - 5 + i % 6, 3 - 5 + i / 6)) << i;
@@ -287,10 +252,7 @@ TEST(DeviceContext, BlitsWithAndWithoutItsMemoryDC) {
     EXPECT_EQ(to->GetPixel(3, 1), 0xFF000000u);
     from->ReleaseDC();
     EXPECT_EQ(from->Blit(to->memoryDC, 0, 0, nullptr), S_OK);
-    if (!hasAlpha) {
-      EXPECT_EQ(Bytes(*from), Bytes(*to));
-    }
-    xrect2d const beyond(0, 0, 12, 99);
+    EXPECT_TRUE(hasAlpha || Pixels(*from) == Pixels(*to));
     EXPECT_EQ(from->Blit(to->memoryDC, 0, 0, &beyond), E_FAIL);
     EXPECT_EQ(from->Blit(nullptr, 0, 0, nullptr), E_FAIL);
   }

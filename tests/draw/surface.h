@@ -1,5 +1,4 @@
-// A context with a surface of its own for a test, filled with noise, and a plain copy of its pixels to
-// compare with.
+// A context with a surface of its own for a test, and its pixels as plain numbers to compare.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -28,9 +27,11 @@ inline Pixel PixelAt(yk::IDC& dc, int x, int y) {
   return {p[0], p[1], p[2], dc.bytesPerPixel == 4 ? p[3] : 255};
 }
 
-/// All bytes of the surface's memory, padding included.
-inline std::string Bytes(yk::IDC const& dc) {
-  return {reinterpret_cast<char const*>(dc.bits), static_cast<size_t>(dc.stride) * dc.height};
+/// All pixels, row by row from the top.
+inline std::vector<Pixel> Pixels(yk::IDC& dc) {
+  std::vector<Pixel> pixels;
+  for (int i = 0; i < dc.width * dc.height; ++i) pixels.push_back(PixelAt(dc, i % dc.width, i / dc.width));
+  return pixels;
 }
 
 inline void FillWithNoise(yk::IDC& dc, std::mt19937& random) {

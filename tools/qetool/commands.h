@@ -12,5 +12,6 @@ void AddInfo(CLI::App& app, Host& host);
 void AddConvert(CLI::App& app, Host& host);
 void AddPlugins(CLI::App& app, Host& host);
 void AddDump(CLI::App& app, Host& host);
+void AddSheet(CLI::App& app, Host& host);
 
 }  // namespace qetool

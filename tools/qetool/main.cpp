@@ -47,6 +47,7 @@ int Run() {
   AddConvert(app, host);
   AddPlugins(app, host);
   AddDump(app, host);
+  AddSheet(app, host);
   try {
     std::vector<std::string> arguments = Arguments();
     if (!arguments.empty() && arguments[0][0] != '-' && !HasCommand(app, arguments[0])) {
