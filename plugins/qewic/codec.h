@@ -21,7 +21,7 @@ HRESULT ReadPicture(GUID const& container, yk::Stream* stream, yk::AbstractImage
 /// that no file has.
 HRESULT WritePicture(GUID const& container, yk::Stream* stream, yk::Image2d& image) noexcept;
 
-/// The same for a JPEG file of a quality from 1 to 100.
+/// The same for a JPEG file of a quality from 1 to 100. A grey picture reads back as a colour one.
 HRESULT WriteJpeg(yk::Stream* stream, yk::Image2d& image, unsigned quality) noexcept;
 
 }  // namespace qewic

@@ -106,20 +106,20 @@ class Resampler {
     img::OverlapWalk walk(source.height, target.height);
     img::Overlap now;
     img::Overlap next;
-    img::Overlap above = {-1, -1, 0};  // the only overlap of the target row above, if it has only one
+    int above = -1;  // the only source row of the target row above, if it has only one
     bool more = walk.Next(now);
     bool fresh = true;
     while (more) {
       more = walk.Next(next);
       bool const last = !more || next.target != now.target;
-      bool const alone = fresh && last;
-      if (alone && above.source == now.source && above.weight == now.weight) {
+      bool const alone = fresh && last;  // its weight is 1, then
+      if (alone && above == now.source) {
         RepeatRow(now.target);
       } else {
         AddSourceRow(now, fresh);
         if (last) StoreRow(now.target);
       }
-      if (last) above = alone ? now : img::Overlap{-1, -1, 0};
+      if (last) above = alone ? now.source : -1;
       fresh = last;
       now = next;
     }

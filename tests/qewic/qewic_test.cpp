@@ -260,7 +260,7 @@ TEST_F(Filters, WriteJpegsOfAnySize) {
         });
         ImageRef const back = ThereAndBack(*filter, *image, quality);
         ASSERT_TRUE(back && back->width == width && back->height == 36 - width);
-        EXPECT_EQ(back->format, format);
+        EXPECT_EQ(back->format, quality ? IMG_BGR24 : format);  // a stated quality makes three channels
         EXPECT_LT(MeanError(*image, *back), 3);
       }
     }
