@@ -13,5 +13,6 @@ void AddConvert(CLI::App& app, Host& host);
 void AddPlugins(CLI::App& app, Host& host);
 void AddDump(CLI::App& app, Host& host);
 void AddSheet(CLI::App& app, Host& host);
+void AddXml(CLI::App& app, Host& host);
 
 }  // namespace qetool

@@ -9,6 +9,7 @@
 #include "chunk_tree.h"
 #include "commands.h"
 #include "text.h"
+#include "xml.h"
 
 namespace qetool {
 
@@ -36,10 +37,14 @@ void Print(ChunkNode const& node, ChunkNode const* parent, int depth) {
   for (ChunkNode const& child : node.children) Print(child, &node, depth + 1);
 }
 
-void Run(std::string const& path) {
+void Run(std::string const& path, bool asXml) {
   std::vector<unsigned char> const bytes = ReadAll(path);
   ChunkTree const tree = ParseChunks(bytes);
-  for (ChunkNode const& root : tree.roots) Print(root, nullptr, 0);
+  if (asXml) {
+    PrintChunksAsXml(tree, path);
+  } else {
+    for (ChunkNode const& root : tree.roots) Print(root, nullptr, 0);
+  }
   if (!tree.damage.empty()) throw Failure{path + " is damaged or no object file: " + tree.damage};
 }
 
@@ -54,7 +59,9 @@ void AddDump(CLI::App& app, Host&) {
       "Each line has the offset of a chunk, its tag, the bytes in it, and what they say. Of a damaged file "
       "all\n"
       "that can be read is shown.");
-  command.callback([path] { Run(*path); });
+  auto const asXml = std::make_shared<bool>(false);
+  command.add_flag("--xml", *asXml, "Write the tree as an XML document");
+  command.callback([path, asXml] { Run(*path, *asXml); });
 }
 
 }  // namespace qetool

@@ -48,6 +48,7 @@ int Run() {
   AddPlugins(app, host);
   AddDump(app, host);
   AddSheet(app, host);
+  AddXml(app, host);
   try {
     std::vector<std::string> arguments = Arguments();
     if (!arguments.empty() && arguments[0][0] != '-' && !HasCommand(app, arguments[0])) {

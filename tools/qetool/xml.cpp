@@ -1,0 +1,143 @@
+// qetool xml: reads a document and writes it anew; and the XML of qetool dump.
+#include "xml.h"
+
+#include <fcntl.h>
+#include <io.h>
+#include <qecore/core/ref.h>
+#include <qecore/io/file_stream.h>
+#include <qecore/io/mem_stream.h>
+#include <stdio.h>
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+#include "commands.h"
+#include "text.h"
+
+namespace qetool {
+
+using namespace yk;
+
+namespace {
+
+struct Options {
+  std::string input, output;
+  bool layout = false;
+  bool utf16 = false;
+};
+
+/// The library writes a pair of surrogates in UTF-8 as two sequences of three bytes.
+bool HasPairs(unsigned char const* utf8, unsigned size) {
+  auto const isHalf = [](unsigned char a, unsigned char b) { return a == 0xED && b >= 0xA0; };
+  return std::adjacent_find(utf8, utf8 + size, isHalf) != utf8 + size;
+}
+
+void WriteFile(std::string const& path, void const* bytes, unsigned size) {
+  Ref<Stream> stream;
+  HRESULT result = FileStream::Create(ToWide(path), FileStream::CREATE, stream.Receive());
+  if (Succeeded(result)) result = stream->Write(bytes, size);
+  if (Failed(result)) throw Failure{"cannot write " + path + ": " + Reason(result)};
+}
+
+void WriteToOutput(void const* bytes, unsigned size) {
+  fflush(stdout);
+  int const mode = _setmode(_fileno(stdout), _O_BINARY);  // line ends are the document's
+  size_t const written = fwrite(bytes, 1, size, stdout);
+  int const flushed = fflush(stdout);
+  _setmode(_fileno(stdout), mode);
+  if (written != size || flushed != 0) throw Failure{"cannot write to the output"};
+}
+
+void AddChunks(XmlDocument& document, XmlNode* parent, ChunkNode const& chunk, ChunkNode const* outer) {
+  XmlNode* const node = document.Add(parent, L"chunk");
+  document.Set(node, L"tag", std::to_string(chunk.tag));
+  if (char const* const name = ChunkName(chunk, outer)) document.Set(node, L"name", name);
+  document.Set(node, L"offset", std::to_string(chunk.offset));
+  document.Set(node, L"bytes", std::to_string(chunk.payload.size()));
+  std::string const value = DescribePlain(chunk);
+  if (!value.empty()) document.Set(node, L"value", value);
+  for (ChunkNode const& child : chunk.children) AddChunks(document, node, child, &chunk);
+}
+
+void Run(Options const& options) {
+  XmlDocument document;
+  document.Load(options.input);
+  document.Save(options.output, (options.layout ? XML_LAYOUT : 0u) | (options.utf16 ? XML_UTF16 : 0u));
+}
+
+}  // namespace
+
+XmlDocument::XmlDocument() : helper(Ref<XmlHelper>::Adopt(XmlHelper::Create())), root(nullptr) {
+  if (helper) root = helper->CreateDocument();
+  if (!root) throw std::bad_alloc();
+}
+
+void XmlDocument::Load(std::string const& path) {
+  Ref<Stream> stream;
+  HRESULT const result = FileStream::Create(ToWide(path), FileStream::READ, stream.Receive());
+  if (Failed(result)) throw Failure{"cannot open " + path + ": " + Reason(result)};
+  XmlNode* loaded = nullptr;
+  XmlError error = {};
+  if (Failed(helper->Load(stream.get(), &loaded, &error))) {
+    std::string const place = error.line > 0 ? Format(":%u:%u", error.line, error.column) : "";
+    throw Failure{"cannot read " + path + place + ": " + ToUtf8(error.text)};
+  }
+  helper->FreeNode(root);
+  root = loaded;
+}
+
+void XmlDocument::Save(std::string const& path, unsigned flags) {
+  Ref<Stream> stream;
+  HRESULT result = MemStream::Create(stream.Receive());
+  if (Succeeded(result)) result = helper->Save(root, stream.get(), flags);
+  if (Failed(result)) throw std::bad_alloc();
+  unsigned const size = stream->GetSize();
+  void* bytes = nullptr;
+  static_cast<MemStream*>(stream.get())->GetBuffer(&bytes);
+  if (path.empty()) {
+    WriteToOutput(bytes, size);
+  } else {
+    WriteFile(path, bytes, size);
+  }
+  if (!(flags & XML_UTF16) && HasPairs(static_cast<unsigned char*>(bytes), size)) {
+    Report("there are characters beyond U+FFFF, which most programs read only from UTF-16: use --utf16");
+  }
+}
+
+XmlNode* XmlDocument::Add(XmlNode* parent, wchar_t const* name) {
+  XmlNode* const node = helper->CreateNode(XML_ELEMENT, name);
+  if (!node) throw std::bad_alloc();
+  helper->AppendChild(parent, node);
+  return node;
+}
+
+void XmlDocument::Set(XmlNode* node, wchar_t const* name, std::string const& value) {
+  if (helper->SetAttribute(node, name, ToWide(value).c_str()) == E_OUTOFMEMORY) throw std::bad_alloc();
+}
+
+void PrintChunksAsXml(ChunkTree const& tree, std::string const& path) {
+  XmlDocument document;
+  XmlNode* const file = document.Add(document.Root(), L"objectfile");
+  document.Set(file, L"path", path);
+  if (!tree.damage.empty()) document.Set(file, L"damage", tree.damage);
+  for (ChunkNode const& chunk : tree.roots) AddChunks(document, file, chunk, nullptr);
+  document.Save({}, XML_LAYOUT);
+}
+
+void AddXml(CLI::App& app, Host&) {
+  CLI::App& command = *app.add_subcommand("xml", "Read an XML document and write it anew");
+  auto const options = std::make_shared<Options>();
+  command.add_option("file", options->input, "Document, in UTF-8 or UTF-16")->type_name("FILE")->required();
+  command.add_flag("--layout", options->layout, "Lay out with tabs and line ends");
+  command.add_flag("--utf16", options->utf16, "Write UTF-16 with a byte-order mark; UTF-8 without one else");
+  command.add_option("-o,--output", options->output, "File to write; standard output else")
+      ->type_name("FILE");
+  command.footer(
+      "Declarations and document types are not kept. A document that is not well formed is told of with "
+      "line\n"
+      "and column, and nothing is written.");
+  command.callback([options] { Run(*options); });
+}
+
+}  // namespace qetool

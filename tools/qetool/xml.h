@@ -1,0 +1,41 @@
+// XML documents of the command line.
+#pragma once
+
+#include <qecore/core/ref.h>
+#include <qecore/io/xml.h>
+
+#include <memory>
+#include <string>
+
+#include "chunk_tree.h"
+
+namespace qetool {
+
+/// The library's XML, and a document that is freed with its owner.
+class XmlDocument {
+ public:
+  XmlDocument();
+  ~XmlDocument() { helper->FreeNode(root); }
+  XmlDocument(XmlDocument const&) = delete;
+  XmlDocument& operator=(XmlDocument const&) = delete;
+
+  /// In place of what the document was.
+  void Load(std::string const& path);
+  /// To standard output when `path` is empty. The file is written when all of the document stands.
+  void Save(std::string const& path, unsigned flags);
+
+  yk::XmlNode* Add(yk::XmlNode* parent, wchar_t const* name);
+  /// A value that XML cannot hold is left out.
+  void Set(yk::XmlNode* node, wchar_t const* name, std::string const& value);
+
+  yk::XmlNode* Root() { return root; }
+
+ private:
+  yk::Ref<yk::XmlHelper> helper;
+  yk::XmlNode* root;
+};
+
+/// The chunks of an object file: an element "chunk" for each, what it says of itself as attributes.
+void PrintChunksAsXml(ChunkTree const& tree, std::string const& path);
+
+}  // namespace qetool
