@@ -83,10 +83,10 @@ HRESULT Variant::Load(Deserializer* reader, ExecutionContext*) noexcept {
   uint8_t header[2];
   ReadInChunk(*reader, header, sizeof header);
   value.bits = 0;  // what was held is not released, and no pointer comes from a file
-  size = 0;
   type = header[0] < TYPE_COUNT ? header[0] : static_cast<uint8_t>(EMPTY);
   flags = header[0] < TYPE_COUNT ? header[1] : uint8_t{0};
   VariantKind const& kind = KindOf(type);
+  size = kind.inlineBytes ? kind.fixedSize : 0;
   ReadInChunk(*reader, &value, kind.inlineBytes);
   if (!kind.sized) return S_OK;
   uint32_t bytes = 0;

@@ -68,7 +68,10 @@ TEST(FileStream, OpensResourcesByPath) {
   for (auto const& [path, result] : rows) {
     Ref<Stream> stream;
     EXPECT_EQ(Open(path, FileStream::READ, stream), result) << path;
-    EXPECT_EQ(stream ? Content(*stream) : "", Succeeded(result) ? "resource bytes" : "") << path;
+    if (!stream) continue;
+    EXPECT_EQ(stream->GetState(), S_OK);
+    EXPECT_EQ(Content(*stream), "resource bytes");
+    EXPECT_EQ(stream->GetState(), E_FAIL) << "at the end of a resource";
   }
 }
 
