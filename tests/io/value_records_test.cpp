@@ -1,4 +1,3 @@
-#include <qecore/draw/geometry.h>
 #include <qecore/io/deserializer.h>
 #include <qecore/io/serializer.h>
 #include <qecore/values/map.h>
@@ -29,35 +28,32 @@ std::string Saved(Value& value) {
   return Content(*stream);
 }
 
-template <class... Arguments>
-Variant Make(Arguments const&... arguments) {
-  Variant v;
-  v.Init(arguments...);
-  return v;
-}
-
 TEST(VariantRecord, Bytes) {
-  // false: the kind is saved without its payload
-  std::tuple<Variant, std::string, bool> const rows[] = {
-      {Variant(), "\0\0"s, false},
-      {Make(static_cast<short>(-2)), "\6\0\xFE\xFF"s, true},
-      {Make(0x01020304), "\7\0\4\3\2\1"s, true},
-      {Make("ab"), "\x0E\0\3\0\0\0ab"s, true},
-      {Make(L"\u00E9"), "\x0F\0\4\0\0\0\xE9\0"s, true},
-      {Make(L"", 2u), "\x0F\0\0\0\0\0"s, true},
-      {Make(point2df{1, 2}), "\x1A\0\0\0\x80?\0\0\0@"s, true},
-      {Make(point2d{0, 1}), "\x19\0\x10\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\xF0?"s, true},
-      {Make("blob", 4u, false), "\x0D\0"s, false},
-      {Make(static_cast<Unknown*>(nullptr)), "\x11\0"s, false}};
-  for (auto const& [value, bytes, comesBack] : rows) {
-    EXPECT_EQ(Saved(value), bytes);
+  // a kind each; blobs and objects are saved without what they hold
+  std::string const rows[] = {"\0\0"s,
+                              "\1\0\1"s,
+                              "\6\0\xFE\xFF"s,
+                              "\7\4\4\3\2\1"s,
+                              "\x0C\0\0\0\0\0\0\0\xF0?"s,
+                              "\x0D\2"s,
+                              "\x0E\0\3\0\0\0ab"s,
+                              "\x0F\0\4\0\0\0\xE9\0"s,
+                              "\x0F\0\0\0\0\0"s,
+                              "\x11\0"s,
+                              "\x1A\0\0\0\x80?\0\0\0@"s,
+                              "\x19\0\x10\0\0\0"s + std::string(16, '?')};
+  Variant text, expected;
+  for (std::string const& bytes : rows) {
     Ref<Deserializer> const reader = ReaderOf(bytes);
-    Variant back;
-    EXPECT_EQ(back.Load(reader.get(), nullptr), S_OK);
-    EXPECT_EQ(back.type, value.type);
-    EXPECT_EQ(back.Compare(value), comesBack) << +value.type;
+    Variant v;
+    EXPECT_EQ(v.Load(reader.get(), nullptr), S_OK);
     EXPECT_FALSE(reader->IsInChunk());
+    EXPECT_EQ(v.type, bytes[0]);
+    EXPECT_EQ(Saved(v), bytes);
+    if (bytes[0] == Variant::NARROW_STRING) text = v;
   }
+  expected.Init("ab");
+  EXPECT_TRUE(text.Compare(expected));
 }
 
 TEST(VariantRecord, DamageLeavesASafeValue) {
@@ -99,23 +95,19 @@ TEST(StringRecord, TakesWholeCharacters) {
 }
 
 TEST(MapRecord, SavesEntriesAndAppends) {
-  Ref<Map> const map = Ref<Map>::Adopt(Map::Create()), back = Ref<Map>::Adopt(Map::Create());
-  Variant v = Make(1);
+  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
+  std::string const saved =
+      "\xE8\3\x12\0\0\0\2\1\0\0\x0E\0\3\0\0\0ab"
+      "\xE8\3\x0D\0\0\0\6\0\0\0\1\0\1"s;
+  std::string const strange = "\1\0\x08\0\0\0??\xE8\3\x0B\0\0\0\7\0\0\0\1"s;  // no entry; half an entry
+  EXPECT_EQ(map->Load(ReaderOf(saved + strange).get(), nullptr), S_FALSE);
+  Variant v;
+  v.Init(1);
   v.flags |= Variant::TRANSIENT;
   map->SetValue(5, v);
-  map->SetValue(0x0102, Make("ab"));
-  map->SetValue(6, Make(true));
-  std::string const saved = Saved(*map);
-  EXPECT_EQ(saved,
-            "\xE8\3\x12\0\0\0\2\1\0\0\x0E\0\3\0\0\0ab"
-            "\xE8\3\x0D\0\0\0\6\0\0\0\1\0\1"s);
-  std::string const strange = "\1\0\x08\0\0\0??\xE8\3\x0B\0\0\0\7\0\0\0\1"s;  // no entry; half an entry
-  for (unsigned count : {2u, 4u}) {
-    EXPECT_EQ(back->Load(ReaderOf(saved + strange).get(), nullptr), S_FALSE);
-    EXPECT_EQ(back->Count(), count);
-  }
-  EXPECT_EQ(back->GetValue(0x0102, v), S_OK);
-  EXPECT_TRUE(v.Compare(Make("ab")));
+  EXPECT_EQ(Saved(*map), saved);
+  EXPECT_EQ(map->Load(ReaderOf(saved).get(), nullptr), S_FALSE);
+  EXPECT_EQ(map->Count(), 5u) << "appended";
 }
 
 }  // namespace
