@@ -55,9 +55,9 @@ class ModuleScan {
   System& system;
   String folder;
   String cacheFile;
-  Ref<Array>
-      cached;  // modules of the cache that the System does not know yet; in the chain of each its records,
-               // in the order of the file
+  // Modules of the cache that the System does not know yet; in the chain of each its records, in the order of the
+  // file. Null: there is no memory, and nothing is scanned.
+  Ref<Array> cached;
   Ref<Array> found;  // modules of new files
   bool changed = false;
 };

@@ -79,6 +79,14 @@ Module* ModuleAt(Ref<Array> const& modules, int index) noexcept {
   return static_cast<Module*>(modules->At(index));
 }
 
+/// Hands a reference to the array; it is dropped, and the answer false, when there is no memory.
+bool Keep(Ref<Array> const& modules, Module* module) noexcept {
+  int const before = modules->Count();
+  if (modules->Add(module) == before) return true;
+  module->Release();
+  return false;
+}
+
 }  // namespace
 
 ModuleScan::ModuleScan(System& forSystem, String const& inFolder, String const& withCache) noexcept
@@ -87,6 +95,8 @@ ModuleScan::ModuleScan(System& forSystem, String const& inFolder, String const& 
       cacheFile(withCache),
       cached(Ref<Array>::Adopt(Array::Create(0))),
       found(Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()))) {
+  // Without its folder the scan would look into the current one.
+  if (folder.Length() != inFolder.Length()) cached.Reset();
   folder.TerminatePath();
 }
 
@@ -141,12 +151,13 @@ bool ModuleScan::ReadModule(Deserializer& reader) noexcept {
   Module* const module = new (std::nothrow) Module;
   if (!module) return false;
   module->flags = Module::UNSEEN;
-  cached->Add(module);
+  if (!Keep(cached, module)) return false;
   CachedModule target = {module, &module->classes};
   bool const sound = ReadItems(reader, ITEMS, target) && IsPluginName(module->fileName);
   module->path = folder + module->fileName;
-  if (!sound) DropCached(cached->Count() - 1);
-  return sound;
+  bool const whole = module->path.Length() == folder.Length() + module->fileName.Length();
+  if (!sound || !whole) DropCached(cached->Count() - 1);
+  return sound && whole;
 }
 
 void ModuleScan::SearchFolder() noexcept {
@@ -166,7 +177,7 @@ void ModuleScan::MeetFile(FileFind& file) noexcept {
   module->fileName = file.name;
   module->fileTime = file.lastWrite;
   module->fileSize = file.size;
-  found->Add(module);
+  Keep(found, module);
 }
 
 // True when the file is known and has not changed since.

@@ -104,6 +104,8 @@ System::System() noexcept {
 // A plug-in that still calls in when it is told to go finds a System that holds nothing.
 System::~System() {
   theSystem = nullptr;
+  AddRef();         // while it goes: a plug-in that takes and drops a reference must not destroy it once more
+  scanning = true;  // and a scan does nothing any more
   Ref<Array> const records = Ref<Array>::Adopt(registry);
   Ref<Array> const plugins = Ref<Array>::Adopt(modules);
   Ref<Array> const filterRecords = Ref<Array>::Adopt(filters);
@@ -114,7 +116,7 @@ System::~System() {
     module->classes = nullptr;
     module->Unload();
   }
-  img::FreeConversionTable();
+  if (!theSystem) img::FreeConversionTable();  // a plug-in that was told to go may have made a new System
 }
 
 int System::GetVersion() noexcept { return VERSION; }
@@ -133,7 +135,10 @@ HRESULT System::CreateInterface(Guid const& classId, void** out) noexcept {
   if (Failed(result)) return result;
   if (info->module) {
     result = info->module->Load();
-    if (Succeeded(result)) result = FindClass(classId, &info);  // what loads may register and unload
+    if (Failed(result)) return result;
+    // What loads may do as it likes: register, unload, let go of this very System.
+    if (theSystem != this) return E_FAIL;
+    result = FindClass(classId, &info);
     if (Failed(result)) return result;
   }
   if (!info->create) return YK_E_NOTFOUND;
@@ -156,6 +161,11 @@ HRESULT System::RegisterInterface(ClassInfo const* info) noexcept {
   if (record->interfaceId == ids::FLT_2D || record->interfaceId == ids::FLT_3D) {
     record->flags |= ClassInfo::FILTER;
     QueryFilterInfo(record);
+    // The instance was a plug-in's, which may have registered the class itself meanwhile.
+    if (theSystem != this || Succeeded(FindClass(record->classId, &present))) {
+      delete record;
+      return E_INVALIDARG;
+    }
   }
   if (Append(record)) return S_OK;
   delete record;
@@ -226,10 +236,10 @@ Module* System::FindModule(String const& fileName) noexcept {
 
 HRESULT System::QueryFilterInfo(ClassInfo* info) noexcept {
   if (!info) return E_INVALIDARG;
-  Map* const map = Map::Create();
+  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
   if (!map) return E_FAIL;
   if (info->info) info->info->Release();
-  info->info = map;
+  info->info = Ref<Map>(map).Detach();
   void* made = nullptr;
   if (!info->create || Failed(info->create(info, &made)) || !made) return E_FAIL;
   Ref<ykFlt> const filter = Ref<ykFlt>::Adopt(static_cast<ykFlt*>(made));

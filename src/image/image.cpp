@@ -100,6 +100,7 @@ void Discard(PixelMemory memory, IMG_FORMAT format) noexcept {
 // ---- the class record -----------------------------------------------------------------------------------------------
 
 HRESULT MakeImage(ClassInfo const* info, void** out) noexcept {
+  *out = nullptr;
   if (!(info->classId == Image2d::Id())) return E_NOINTERFACE;
   *out = Image2d::Create();
   return *out ? S_OK : E_OUTOFMEMORY;

@@ -6,9 +6,10 @@ namespace yk {
 HRESULT ykFS::GetStream(wchar_t const* name, Stream** out) noexcept {
   if (!out) return E_INVALIDARG;
   *out = nullptr;
-  Ref<ykFSEntry> entry;
-  HRESULT const found = FindEntry(name, entry.Receive());
-  if (Failed(found)) return found;
+  ykFSEntry* handedOut = nullptr;
+  HRESULT const found = FindEntry(name, &handedOut);
+  if (Failed(found)) return found;  // whatever it left there: it is not ours
+  Ref<ykFSEntry> const entry = Ref<ykFSEntry>::Adopt(handedOut);
   return entry ? entry->OpenStream(out, 0) : E_FAIL;
 }
 

@@ -27,7 +27,8 @@
 //   }
 //
 // While it is unknown, or its file has changed, a plug-in is loaded by the scan (System::ScanModules); else
-// when one of its classes is first created. Once loaded its code stays until the last Release of the System.
+// when one of its classes is first created. Once loaded its code stays, also when a later scan drops the plug-in;
+// the last Release of the System unloads those that it still lists.
 //
 // The cache keeps one chunk 0x1001 for each plug-in, all of them in one chunk 0x1000; serializer.h draws
 // chunks.

@@ -3,8 +3,8 @@
 //   Ref<UndoManager> undo;
 //   HRESULT result = CreateInterface(ids::UNDO_MANAGER, undo.ReceiveVoid());
 //
-// The registry itself is held by yk::System (system.h), which must exist before either call: there is no
-// check. Nothing here is locked: register on the thread that built the System, before objects are shared.
+// The registry itself is held by yk::System (system.h), which must exist before either call: without one
+// both answer E_FAIL. Nothing here is locked: register on the thread that built the System, before objects are shared.
 #pragma once
 
 #include <qecore/core/guid.h>

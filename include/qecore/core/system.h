@@ -64,8 +64,8 @@ class YK_API System final : public Destroys<System, Unknown> {
   /// Takes stock of the plug-ins, "*.qem", in a folder. The cache file tells what classes the known ones
   /// have, so that their libraries stay unloaded until a class is created; new and changed ones are loaded,
   /// those that went are forgotten, and the cache is rewritten when it does not tell the truth any more. A
-  /// missing or damaged cache is none. S_OK; a plug-in that fails is left without classes. A scan within a
-  /// scan does nothing.
+  /// missing cache is none, and so is a damaged record of one. S_OK; a plug-in that fails is left without
+  /// classes. A scan within a scan does nothing.
   virtual HRESULT ScanModules(String const& folder, String const& cacheFile) noexcept;
 
   /// The records of the classes of an interface or category, in order of registration, hidden ones left out.
