@@ -237,6 +237,22 @@ TEST_F(Tool, ListsPluginsLoadedFirstAndCachedThen) {
   EXPECT_THAT(Good(L"plugins . --cache my.cache"), StartsWith("no plug-ins in "));
 }
 
+// ---- sheet
+
+TEST_F(Tool, DrawsASheetOfWhatItCanRead) {
+  MakePicture(L"wide.png", 200, 50);
+  MakePicture(L"tall.png", 10, 30);
+  EXPECT_EQ(Good(L"sheet s.png wide.png tall.png --cell 112"), "s.png: 2 pictures, 296 x 192 pixels\n");
+  Ref<Image2d> const sheet = Load(L"s.png");
+  EXPECT_EQ(At(*sheet, 24 + 136 + 56 - 5, 24 + 6),
+            Pixel({0, 0, 7}));  // the narrow one, in the middle, as it is
+  ToolResult const some = Run(L"sheet t.png none.png wide.png");
+  EXPECT_EQ(some.exitCode, 1);
+  EXPECT_THAT(some.out, HasSubstr("t.png: 1 picture, "));
+  EXPECT_THAT(some.err, HasSubstr("none.png"));
+  Bad(L"sheet t.xyz wide.png");
+}
+
 // ---- dump
 
 TEST_F(Tool, DumpsWhatADamagedFileStillHolds) {

@@ -239,7 +239,7 @@ class Sheet {
     dc->FillGradientV({0, 0, layout.width, layout.height}, TOP, BOTTOM);
   }
   ~Sheet() {
-    dc->Detach();
+    dc->Detach();  // cppcheck-suppress ignoredReturnValue  // taken for Ref's
     DeleteDC(memory);
   }
   Sheet(Sheet const&) = delete;
