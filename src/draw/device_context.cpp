@@ -152,6 +152,7 @@ HRESULT IDC::Create(int w, int h) noexcept {
   bool const isSame = bits && w == width && h == height && bytesPerPixel == (hasAlpha ? 4 : 3);
   if (isSame) {
     if (!memoryDC) MakeMemoryDC(*this);
+    SetViewportOrgEx(memoryDC, 0, 0, nullptr);
     return S_OK;
   }
   FreeSurface(*this);

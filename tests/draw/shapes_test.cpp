@@ -137,24 +137,17 @@ TEST(Area, WholePixelsAreFilledAsRectanglesAre) {
 TEST(Shapes, RefuseWhatTheyCannotDraw) {
   Ref<IDC> const dc = MakeBlack(10, 10);
   dc->SetLinePattern(0xFFFF);
-  Points const good = {{0, 0}, {8, 0}, {0, 8}}, bad = {{0, 0}, {NAN, 0}, {0, 8}},
-               endless = {{-ENDLESS, 0}, {8, 0}, {0, 8}};
+  Points const good = {{0, 0}, {8, 0}, {0, 8}}, bad = {{0, 0}, {NAN, 0}, {0, 8}};
   EXPECT_EQ(dc->FillPolygon(nullptr, 3, 0), E_INVALIDARG);
   EXPECT_EQ(dc->FillPolygon(good.data(), 3, 2), E_INVALIDARG);
-  EXPECT_EQ(dc->FillPolygon(good.data(), 2, 0), S_FALSE);
   EXPECT_EQ(dc->FillPolygon(bad.data(), 3, 0), S_FALSE);
-  EXPECT_EQ(dc->FillPolygon(endless.data(), 3, 0), S_FALSE);
   EXPECT_EQ(dc->DrawPolyline(nullptr, 2, false), E_INVALIDARG);
   EXPECT_EQ(dc->DrawPolyline(good.data(), 1, true), S_FALSE);
   EXPECT_EQ(dc->FillEllipse({0, 0, ENDLESS, 8}), S_FALSE);
   EXPECT_EQ(dc->FillEllipse({0, 0, 8, 8}, NAN), S_FALSE);
-  EXPECT_EQ(dc->FillEllipse({3, 0, 3, 8}), S_FALSE);
-  std::pair<point2df, point2df> const lines[] = {{{3, 3}, {3, 3}},
-                                                 {{-9, -1.5f}, {50, -1}},
-                                                 {{10, 0}, {10, 9}},
-                                                 {{NAN, 0}, {9, 9}},
-                                                 {{0, 0}, {ENDLESS, 9}}};
-  for (auto const& [a, b] : lines) EXPECT_EQ(dc->DrawLine(a, b), S_FALSE);
+  for (point2df const b : {point2df{3, 3}, {3, ENDLESS}, {NAN, 3}})
+    EXPECT_EQ(dc->DrawLine({3, 3}, b), S_FALSE);
+  EXPECT_EQ(dc->DrawLine({10, 0}, {10, 9}), S_FALSE);
   EXPECT_EQ(dc->linePhase, 0u);
   dc->SetMode(77);
   EXPECT_EQ(dc->FillPolygon(good.data(), 3, 0), E_NOTIMPL);
@@ -223,43 +216,38 @@ TEST(Line, IsNotMovedByBeingClipped) {
   std::mt19937 random(15);
   std::uniform_real_distribution<float> number(-1e6f, 1e6f);
   for (int round = 0; round < 60; ++round) {
-    Ref<IDC> const large = MakeBlack(500, 500), small = MakeBlack(30, 30);
-    large->SetOrigin(250, 250);
-    small->SetOrigin(15, 15);
-    point2df const a = {number(random), number(random)},
-                   b = {-a.x * 0.5f + number(random) / 1e5f, -a.y * 0.5f};
+    Ref<IDC> const large = MakeBlack(300, 300), small = MakeBlack(30, 30);
+    point2df a = {number(random), number(random)}, b = {-a.x / 2 + number(random) / 1e5f, -a.y / 2};
+    if (round == 0) a = {-LARGEST, 5}, b = {LARGEST, 5};
     for (IDC* dc : {large.get(), small.get()}) {
-      dc->SetLinePattern(0x3F0F);
+      dc->SetOrigin(dc->width / 2, dc->width / 2);
+      dc->SetLinePattern(round ? 0x3F0F : 0);
       dc->DrawLine(a, b);
     }
     for (int i = 0; i < 900; ++i) {
-      ASSERT_EQ(PixelAt(*small, i % 30, i / 30), PixelAt(*large, 235 + i % 30, 235 + i / 30)) << round;
+      ASSERT_EQ(PixelAt(*small, i % 30, i / 30), PixelAt(*large, 135 + i % 30, 135 + i / 30)) << round;
     }
+    EXPECT_TRUE(round || PixelAt(*small, 9, 20).red == 255);
   }
-  Ref<IDC> const dc = MakeBlack(3, 9);
-  EXPECT_EQ(dc->DrawLine({-LARGEST, 5}, {LARGEST, 5}), S_OK);
-  for (int x = 0; x < 3; ++x) EXPECT_EQ(PixelAt(*dc, x, 5).red, 255);
 }
 
 TEST(Polyline, PaintsJointsOnceAndRunsItsPatternOn) {
   Ref<IDC> const dc = MakeBlack(12, 9);
   dc->SetColor(0x80FFFFFF);
-  Points const box = {{2, 1}, {9, 1}, {9, 6}, {9, 6}, {2, 6}}, andBack = {{4, 3}, {6, 5}, {4, 3}};
+  Points const box = {{2, 1}, {9, 1}, {9, 6}, {9, 6}, {2, 6}},
+               joints = {{-20, 1}, {-7, 1}, {9, 1}, {10, 1}, {90, 1}};
   EXPECT_EQ(dc->DrawPolyline(box.data(), 5, true), S_OK);
-  EXPECT_EQ(dc->DrawPolyline(andBack.data(), 3, false), S_OK);
   for (int i = 0; i < 108; ++i) {
     int const x = i % 12, y = i / 12;
     bool const edge = x >= 2 && x <= 9 && y >= 1 && y <= 6 && (x == 2 || x == 9 || y == 1 || y == 6);
-    int const red = PixelAt(*dc, x, y).red;
-    EXPECT_TRUE(red == (edge || (x == 4 && y == 3) ? 128 : 0) || (!edge && y > 3)) << x << ',' << y;
+    EXPECT_EQ(PixelAt(*dc, x, y).red, edge ? 128 : 0) << x << ',' << y;
   }
   for (unsigned pattern : {0x00F5u, 0x3333u, 0xFFFF0000u}) {
     Ref<IDC> const whole = MakeBlack(60, 3), parts = MakeBlack(60, 3);
-    Points const joints = {{-20, 1}, {-7, 1}, {9, 1}, {10, 1}, {33, 1}, {90, 1}};
     whole->SetLinePattern(pattern);
     parts->SetLinePattern(pattern);
     whole->DrawLine(joints.front(), joints.back());
-    parts->DrawPolyline(joints.data(), 6, false);
+    parts->DrawPolyline(joints.data(), 5, false);
     EXPECT_TRUE(Pixels(*parts) == Pixels(*whole) && parts->linePhase == whole->linePhase) << pattern;
   }
 }
@@ -319,11 +307,10 @@ TEST(Text, IsGdisTextInTheCurrentColour) {
 TEST(Text, RefusesWhatItCannotPaint) {
   Ref<IDC> const dc = MakeBlack(20, 20);
   xrect2d r(0, 0, 20, 20), outside(20, 0, 40, 20);
-  EXPECT_EQ(dc->DrawText(nullptr, 3, &r, 0), E_INVALIDARG);
-  EXPECT_EQ(dc->DrawText(L"x", 1, nullptr, 0), E_INVALIDARG);
-  EXPECT_EQ(dc->DrawText(L"x", 0, &r, 0), S_FALSE);
-  EXPECT_EQ(dc->DrawText(L"x", 1, &outside, 0), S_FALSE);
   wchar_t const text[] = L"much too long for it";
+  EXPECT_EQ(dc->DrawText(nullptr, 3, &r, 0), E_INVALIDARG);
+  EXPECT_EQ(dc->DrawText(text, 1, nullptr, 0), E_INVALIDARG);
+  EXPECT_EQ(dc->DrawText(text, -1, &outside, 0), S_FALSE);
   EXPECT_EQ(dc->DrawText(text, 20, &r, DT_END_ELLIPSIS | DT_MODIFYSTRING | DT_SINGLELINE), S_OK);
   EXPECT_STREQ(text, L"much too long for it");
 }
@@ -344,17 +331,12 @@ TEST(GdiPolygon, IsGdisPolygonInTwoColours) {
       Polyline(gdi, star, 6);
       DeleteObject(SelectObject(gdi, old));
     });
-    for (size_t i = 0; i < 1600; ++i) {
-      int const x = static_cast<int>(i) % 40, y = static_cast<int>(i) / 40;
-      ASSERT_EQ(PixelAt(*dc, x, y).red, outline[i] ? 0xC8 : fill[i] ? 0x80 : 0) << x << ',' << y;
-    }
+    std::vector<Pixel> const pixels = Pixels(*dc);
+    for (size_t i = 0; i < 1600; ++i) ASSERT_EQ(pixels[i].red, outline[i] ? 0xC8 : fill[i] ? 0x80 : 0) << i;
   }
   POINT const wild[] = {{INT_MIN, 0}, {INT_MAX, INT_MIN}, {10, INT_MAX}};
   Ref<IDC> const dc = MakeBlack(40, 40);
   EXPECT_EQ(dc->DrawPolygon(wild, 3, WHITE, BLACK, 3), S_OK);
   EXPECT_EQ(dc->GetPixel(11, 20), WHITE);
   EXPECT_EQ(dc->DrawPolygon(star, 5, WHITE, WHITE, INT_MAX), S_OK);
-  EXPECT_EQ(dc->DrawPolygon(nullptr, 5, WHITE, WHITE, 1), E_INVALIDARG);
-  dc->SetClip({38, 38, 40, 40});
-  EXPECT_EQ(dc->DrawPolygon(star, 3, WHITE, WHITE, 0), S_FALSE);
 }
