@@ -1,9 +1,13 @@
 #include <windows.h>
 // first: the platform's types are complete below
 
+#include <qecore/core/registry.h>
+#include <qecore/core/system.h>
 #include <qecore/draw/color.h>
+#include <qecore/image/image.h>
 
 #include "support/binary.h"
+#include "support/gdi_objects.h"
 #include "surface.h"
 
 using namespace yk;
@@ -34,6 +38,17 @@ std::string Counts(IDC& dc) {
   }
   return text;
 }
+
+Ref<Image2d> MakeImage(IMG_FORMAT format, int w, int h) {
+  Ref<Image2d> image = Ref<Image2d>::Adopt(Image2d::Create());
+  EXPECT_EQ(image->Create(format, w, h), S_OK);
+  return image;
+}
+
+struct MemoryContext {
+  HDC dc = CreateCompatibleDC(nullptr);
+  ~MemoryContext() { DeleteDC(dc); }
+};
 
 unsigned PositionColour(int x, int y, void* alpha) {
   return *static_cast<unsigned*>(alpha) << 24 | unsigned(x & 255) << 8 | unsigned(y & 255);
@@ -117,23 +132,18 @@ TEST(DeviceContext, BlendsByAlphaAndKeepsThePixels) {
 }
 
 TEST(DeviceContext, GradientsAreTakenOverTheUnclippedRectangle) {
-  std::mt19937 random(3);
-  unsigned const first = 0xFF102030, second = 0x40F0E0D0;
   for (bool vertical : {true, false}) {
     Ref<IDC> const dc = MakeSurface(30, 20, false);
-    FillWithNoise(*dc, random);
     dc->SetOrigin(2, 1);
-    std::vector<Pixel> const before = Pixels(*dc);
     auto const gradient = vertical ? &IDC::FillGradientV : &IDC::FillGradientH;
-    EXPECT_EQ(((*dc).*gradient)({-7, -9, 40, 33}, first, second), S_OK);
+    EXPECT_EQ(((*dc).*gradient)({-7, -9, 40, 33}, 0xFF102030, 0xFFF0E0D0), S_OK);
     for (int i = 0; i < 600; ++i) {
       double const t = vertical ? (i / 30 - 1 + 9) / 42.0 : (i % 30 - 2 + 7) / 47.0;
-      unsigned const c = BlendColor(second, first, static_cast<float>(t));
-      Pixel const p = before[static_cast<size_t>(i)];
-      int const a = int(c >> 24), filled = (p.red * (255 - a) + int(c & 255) * a) / 255;
-      ASSERT_EQ(PixelAt(*dc, i % 30, i / 30).red, vertical ? filled : Blended(p, c).red) << i;
+      ASSERT_EQ(dc->GetPixel(i % 30 - 2, i / 30 - 1),
+                BlendColor(0xFFF0E0D0, 0xFF102030, static_cast<float>(t)))
+          << i;
     }
-    EXPECT_EQ(((*dc).*gradient)({50, 0, 60, 9}, first, second), S_FALSE);
+    EXPECT_EQ(((*dc).*gradient)({50, 0, 60, 9}, 0, 0), S_FALSE);
     EXPECT_EQ(dc->colour, 0u);
   }
 }
@@ -228,18 +238,134 @@ TEST(DeviceContext, BlitsWithAndWithoutItsMemoryDC) {
   for (bool hasAlpha : {false, true}) {
     Ref<IDC> const from = MakeSurface(12, 10, hasAlpha), to = MakeSurface(12, 10, hasAlpha);
     FillWithNoise(*from, random);
-    to->Clear(0);
     from->SetOrigin(5, 5);  // Blit takes it back from the memory device context
     xrect2d const part(2, 3, 8, 9), beyond(0, 0, 12, 99);
     EXPECT_EQ(from->Blit(to->memoryDC, 4, 1, &part), S_OK);
     for (int i = 0; i < 36; ++i) {
       EXPECT_EQ(to->GetPixel(4 + i % 6, 1 + i / 6), from->GetPixel(2 - 5 + i % 6, 3 - 5 + i / 6)) << i;
     }
-    EXPECT_EQ(to->GetPixel(3, 1), 0xFF000000u);
     from->ReleaseDC();
     EXPECT_EQ(from->Blit(to->memoryDC, 0, 0, nullptr), S_OK);
     EXPECT_TRUE(hasAlpha || Pixels(*from) == Pixels(*to));
     EXPECT_EQ(from->Blit(to->memoryDC, 0, 0, &beyond), E_FAIL);
-    EXPECT_EQ(from->Blit(nullptr, 0, 0, nullptr), E_FAIL);
   }
+}
+
+TEST(Attached, DrawsIntoTheImage) {
+  MemoryContext const memory;
+  for (IMG_FORMAT format : {IMG_BGR24, IMG_BGRA32}) {
+    Ref<Image2d> const image = MakeImage(format, 9, 5);
+    memset(image->bits, 0, static_cast<size_t>(image->stride) * 5);
+    Ref<IDC> const dc = MakeSurface(3, 3, false);
+    dc->SetMode(IDC::MODE_INVERT);
+    EXPECT_EQ(dc->Attach(memory.dc, image.get()), S_OK);
+    EXPECT_EQ(dc->surfaceBitmap, nullptr);
+    EXPECT_TRUE(dc->mode == 0 && dc->hasAlpha == (format == IMG_BGRA32) && dc->clip == xrect2d(0, 0, 9, 5));
+    dc->SetColor(0xFF030201);
+    dc->FillRect(2, 1, 1, 1);
+    EXPECT_EQ(memcmp(image->GetLineEx(1, 2), "\3\2\1", 3), 0);
+    EXPECT_EQ(dc->GetPixelAddress(1, 2), image->GetLineEx(1, 2));
+    EXPECT_EQ(dc->Detach(), S_OK);
+    EXPECT_TRUE(!dc->bits && !dc->memoryDC && dc->width == 0);
+    EXPECT_EQ(dc->FillRect(0, 0, 9, 9), S_FALSE);
+  }
+  Ref<IDC> const dc = MakeSurface(3, 3, false);
+  EXPECT_EQ(dc->Attach(memory.dc, MakeImage(IMG_GRAY8, 2, 2).get()), E_INVALIDARG);
+  EXPECT_EQ(dc->Attach(memory.dc, nullptr), E_INVALIDARG);
+  EXPECT_EQ(dc->Attach(nullptr, MakeImage(IMG_BGR24, 2, 2).get()), E_INVALIDARG);
+}
+
+TEST(Attached, DrawsImagesThroughACallback) {
+  using Calls = std::vector<std::pair<unsigned char*, unsigned char const*>>;
+  auto const note = [](unsigned char* to, unsigned char const* from, void* calls) {
+    static_cast<Calls*>(calls)->push_back({to, from});
+  };
+  Ref<Image2d> const image = MakeImage(IMG_BGR48, 8, 6);
+  struct {
+    xrect2d source;
+    int64_t x, y;
+  } const rows[] = {{{0, 0, 8, 6}, 0, 0},
+                    {{3, 1, 7, 4}, -4, 6},
+                    {{-2, -2, 99, 99}, 0, 0},
+                    {{0, 0, 8, 6}, 9, 0},
+                    {{INT_MIN, INT_MIN, INT_MAX, INT_MAX}, INT_MIN, INT_MIN}};
+  for (auto const& row : rows) {
+    Ref<IDC> const dc = MakeSurface(11, 10, true);
+    dc->SetClip({1, 0, 11, 10});
+    dc->SetOrigin(2, 1);
+    Calls calls, expected;
+    for (int i = 0; i < 110; ++i) {
+      int64_t const x = i % 11 - 2 - row.x + row.source.left, y = i / 11 - 1 - row.y + row.source.top;
+      xrect2d const& r = row.source;
+      bool const wanted = x >= r.left && x < r.right && y >= r.top && y < r.bottom && i % 11 >= 1;
+      if (!wanted || x < 0 || x >= 8 || y < 0 || y >= 6) continue;
+      expected.push_back({dc->GetPixelAddress(i / 11, i % 11), image->GetLineEx(int(y), int(x))});
+    }
+    HRESULT const result = dc->DrawImage(image.get(), int(row.x), int(row.y), &row.source, note, &calls);
+    EXPECT_EQ(result, expected.empty() ? S_FALSE : S_OK);
+    EXPECT_TRUE(calls == expected) << &row - rows;
+  }
+  EXPECT_EQ(MakeSurface(1, 1, true)->DrawImage(nullptr, 0, 0, nullptr, note, nullptr), E_INVALIDARG);
+}
+
+TEST(Attached, LeavesNoGdiObjectsBehind) {
+  Ref<IDC> const target = MakeSurface(8, 8, false);
+  auto const cycle = [&](int i) {
+    Ref<Image2d> const image = MakeImage(i & 1 ? IMG_BGR24 : IMG_BGRA32, 6, 6);
+    MemoryContext const memory;
+    HGDIOBJ const before = SelectObject(memory.dc, image->handle);
+    Ref<IDC> const dc = MakeSurface(4 + i % 3, 4, i & 2);
+    POINT const triangle[] = {{0, 0}, {3, 0}, {0, 3}};
+    xrect2d r(0, 0, 4, 4);
+    if (i % 5 == 0) dc->DrawText(L"x", 1, &r, 0);
+    if (i % 5 == 1) dc->DrawPolygon(triangle, 3, ~0u, ~0u, 1);
+    if (i % 7 == 0) dc->Create(5, 5);
+    if (i % 7 == 1) dc->ReleaseDC();
+    if (i % 7 == 2) dc->Detach();
+    dc->Attach(memory.dc, image.get());
+    dc->FillRect(0, 0, 3, 3);
+    EXPECT_EQ(dc->Blit(target->memoryDC, 0, 0, nullptr), S_OK);
+    if (i % 3 == 0) dc->Detach();
+    SelectObject(memory.dc, before);
+  };
+  for (int i = 0; i < 105; ++i) cycle(i);
+  int const before = CountGdiObjects();
+  EXPECT_GT(before, 2);
+  for (int i = 0; i < 10500; ++i) cycle(i);
+  EXPECT_EQ(CountGdiObjects(), before);
+  Ref<IDC> const counted = MakeSurface(1, 1, false);
+  EXPECT_EQ(CountGdiObjects(), before + 2);  // a bitmap and its device context: the count does count
+}
+
+TEST(DeviceContext, IsMadeByItsIdentifier) {
+  Ref<System> const system = Ref<System>::Adopt(System::Create());
+  EXPECT_TRUE(IDC::Register() == S_OK && IDC::Register() == E_INVALIDARG);
+  Ref<IDC> dc;
+  EXPECT_EQ(CreateInterface(IDC::Id(), dc.ReceiveVoid()), S_OK);
+  EXPECT_TRUE(dc->IsTypeOf(IDC::Id()));
+}
+
+// A real window on a real screen: what is drawn is what stands there.
+TEST(Window, ShowsWhatWasDrawn) {
+  HWND const window = CreateWindowExW(WS_EX_TOPMOST | WS_EX_TOOLWINDOW, L"Static", L"", WS_POPUP | WS_VISIBLE,
+                                      40, 30, 64, 48, nullptr, nullptr, nullptr, nullptr);
+  if (!window) GTEST_SKIP() << "there is no display";
+  std::mt19937 random(21);
+  Ref<IDC> const drawn = MakeSurface(64, 48, false), seen = MakeSurface(64, 48, false);
+  FillWithNoise(*drawn, random);
+  UpdateWindow(window);
+  HDC const windowDC = GetDC(window), screen = GetDC(nullptr);
+  bool same = false;
+  for (int attempt = 0; attempt < 50 && !same; ++attempt) {  // the screen may take its time
+    EXPECT_EQ(drawn->Blit(windowDC, 0, 0, nullptr), S_OK);
+    GdiFlush();
+    Sleep(20);
+    BitBlt(seen->memoryDC, 0, 0, 64, 48, screen, 40, 30, SRCCOPY);
+    GdiFlush();
+    same = Pixels(*seen) == Pixels(*drawn);
+  }
+  EXPECT_TRUE(same);
+  ReleaseDC(window, windowDC);
+  ReleaseDC(nullptr, screen);
+  DestroyWindow(window);
 }
