@@ -31,7 +31,9 @@ HRESULT Map::Load(Deserializer* reader, ExecutionContext* context) noexcept {
     if (isEntry && reader->GetRemaining() >= SMALLEST_ENTRY) {
       unsigned key = 0;
       ReadInChunk(*reader, &key, sizeof key);
-      if (Entry* const entry = Append(key)) entry->value.Load(reader, context);
+      Variant value;
+      value.Load(reader, context);
+      Append(key, value);
     }
     reader->EndChunk();
   }

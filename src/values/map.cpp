@@ -2,6 +2,7 @@
 #include <qecore/core/registry.h>
 #include <qecore/values/map.h>
 
+#include <bit>
 #include <new>
 #include <utility>
 
@@ -11,6 +12,13 @@ namespace {
 
 constexpr unsigned FIRST_ENTRIES = 10;
 constexpr unsigned MORE_ENTRIES = 5;
+constexpr size_t LARGE = 1000;
+
+// Entries that the block of a map of this capacity has room for. A large one doubles, so that many steps of
+// five entries do not move it each time.
+constexpr size_t Room(size_t capacity) noexcept {
+  return capacity <= LARGE ? capacity : std::bit_ceil(capacity);
+}
 
 // The registry's factory.
 HRESULT CreateMap(ClassInfo const* info, void** out) noexcept {
@@ -20,7 +28,8 @@ HRESULT CreateMap(ClassInfo const* info, void** out) noexcept {
   return *out ? S_OK : E_OUTOFMEMORY;
 }
 
-// Exchanges two values without copying a payload.
+// Exchanges two values without copying a payload. A value that is let go of may be an object that calls back
+// into the map: it is exchanged into a local one, which dies when the entries are in order again.
 void Exchange(Variant& a, Variant& b) noexcept {
   std::swap(a.value, b.value);
   std::swap(a.size, b.size);
@@ -66,9 +75,8 @@ HRESULT Map::SetValue(unsigned key, Variant const& v) noexcept {
   if (v.type == Variant::EMPTY) return Remove(key);
   Variant copy(v);
   if (copy.type == Variant::EMPTY) return E_OUTOFMEMORY;
-  Entry* entry = Seek(key);
-  if (!entry) entry = Append(key);
-  if (!entry) return E_OUTOFMEMORY;
+  Entry* const entry = Seek(key);
+  if (!entry) return Append(key, copy) ? S_OK : E_OUTOFMEMORY;
   Exchange(entry->value, copy);
   return S_OK;
 }
@@ -76,7 +84,8 @@ HRESULT Map::SetValue(unsigned key, Variant const& v) noexcept {
 HRESULT Map::Remove(unsigned key) noexcept {
   Entry* entry = Seek(key);
   if (!entry) return E_FAIL;
-  entry->value.Done();
+  Variant removed;
+  Exchange(entry->value, removed);
   --count;
   for (Entry const* const last = entries + count; entry < last; ++entry) {
     entry[0].key = entry[1].key;
@@ -99,21 +108,24 @@ Map::Entry* Map::Seek(unsigned key) const noexcept {
   return nullptr;
 }
 
-Map::Entry* Map::Append(unsigned key) noexcept {
+bool Map::Append(unsigned key, Variant& value) noexcept {
   // One entry early: intended.
-  if (count + 1 >= capacity && !Grow()) return nullptr;
-  Entry* const entry = entries + count;
-  entry->value.Done();
-  ++count;
-  return new (entry) Entry{key, {}};
+  if (count + 1 >= capacity && !Grow()) return false;
+  Entry& entry = entries[count++];
+  entry.key = key;
+  Exchange(entry.value, value);
+  return true;
 }
 
 bool Map::Grow() noexcept {
   unsigned const more = capacity ? MORE_ENTRIES : FIRST_ENTRIES;
   if (capacity > UINT32_MAX - more) return false;
-  void* const block = yk_realloc(entries, (size_t{capacity} + more) * sizeof(Entry));
-  if (!block) return false;
-  entries = static_cast<Entry*>(block);
+  size_t const room = Room(size_t{capacity} + more);
+  if (room != Room(capacity)) {
+    void* const block = yk_realloc(entries, room * sizeof(Entry));
+    if (!block) return false;
+    entries = static_cast<Entry*>(block);
+  }
   for (unsigned const end = capacity + more; capacity < end; ++capacity) new (entries + capacity) Entry{};
   return true;
 }

@@ -31,28 +31,33 @@ bool IsPositional(wchar_t const* format) noexcept {
   return true;
 }
 
-// Copies an argument format with a mark before every `%` but the first. A format that is too long is cut
-// before a directive. Answers the number of directives, those that were cut off among them.
-size_t MarkDirectives(wchar_t const* argfmt, wchar_t (&marked)[FORMAT_ROOM]) noexcept {
-  size_t directives = 0;
-  size_t end = 0;
-  size_t lastDirective = 0;
-  bool cut = false;
-  for (; *argfmt; ++argfmt) {
-    bool const directive = *argfmt == L'%';
-    if (directive && directives++ > 0 && !cut) {
-      lastDirective = end;
-      marked[end++] = MARK;
+// Whether a directive goes on behind this character: a flag, a width, a precision or a size.
+bool IsInDirective(wchar_t c) noexcept { return wcschr(L"-+ #.*0123456789hlLwIjzt", c) != nullptr; }
+
+// An argument format with a mark before every `%` but the first.
+struct MarkedFormat {
+  explicit MarkedFormat(wchar_t const* argfmt) noexcept {
+    size_t end = 0;
+    size_t whole = 0;  // the end without a directive that is not complete yet
+    bool inside = false;
+    for (; *argfmt; ++argfmt) {
+      bool const directive = *argfmt == L'%';
+      bool const mark = directive && directives > 0;
+      if (directive) ++directives;
+      if (end + mark + 1 >= FORMAT_ROOM) cut = true;
+      if (cut) continue;
+      if (mark) text[end++] = MARK;
+      text[end++] = *argfmt;
+      inside = directive || (inside && IsInDirective(*argfmt));
+      if (!inside) whole = end;
     }
-    if (!cut) marked[end++] = *argfmt;
-    if (end >= FORMAT_ROOM - 2) {
-      cut = true;
-      end = lastDirective;
-    }
+    text[cut ? whole : end] = 0;
   }
-  marked[end] = 0;
-  return directives;
-}
+
+  wchar_t text[FORMAT_ROOM];
+  size_t directives = 0;  // those that were cut off among them
+  bool cut = false;
+};
 
 // The pieces of the formatted arguments, each terminated where its mark stood.
 struct Pieces {
@@ -101,13 +106,11 @@ class BoundedText {
 
 int FormatPositional(wchar_t* dst, size_t size, wchar_t const* format, wchar_t const* argfmt,
                      va_list arguments) noexcept {
-  wchar_t marked[FORMAT_ROOM];
-  size_t const directives = MarkDirectives(argfmt ? argfmt : L"", marked);
-  wchar_t text[ARGUMENT_ROOM];
-  text[0] = 0;
-  int const length = str::vprintf(text, ARGUMENT_ROOM, marked, arguments);
+  MarkedFormat const marked(argfmt ? argfmt : L"");
+  wchar_t text[ARGUMENT_ROOM] = {};  // zeros: a failed conversion leaves the text without a terminator
+  int const length = str::vprintf(text, ARGUMENT_ROOM, marked.text, arguments);
   text[ARGUMENT_ROOM - 1] = 0;
-  Pieces const pieces(text, directives);
+  Pieces const pieces(text, marked.directives);
 
   BoundedText out(dst, size);
   for (; *format; ++format) {
@@ -119,7 +122,7 @@ int FormatPositional(wchar_t* dst, size_t size, wchar_t const* format, wchar_t c
       out.Put(*format);
     }
   }
-  return length;
+  return marked.cut ? -1 : length;
 }
 
 }  // namespace
@@ -133,7 +136,8 @@ int str::printf(wchar_t* buffer, size_t size, wchar_t const* format, ...) noexce
 }
 
 int str::vprintf(wchar_t* buffer, size_t size, wchar_t const* format, va_list arguments) noexcept {
-  if (!buffer || size == 0 || !format) return -1;  // the runtime would end the process
+  // Neither buffer nor size measures. One without the other, the runtime would end the process.
+  if (!format || (buffer == nullptr) != (size == 0)) return -1;
   return _vswprintf_c_l(buffer, size, format, nullptr, arguments);
 }
 

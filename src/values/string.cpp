@@ -41,14 +41,13 @@ void FromAnsi(char const* text, String& out) noexcept {
 class Formatted {
  public:
   Formatted(wchar_t const* format, va_list arguments) noexcept {
-    text[0] = 0;
     if (format) _vsnwprintf(text, FORMAT_ROOM, format, arguments);
     text[FORMAT_ROOM - 1] = 0;
   }
   wchar_t const* c_str() const noexcept { return text; }
 
  private:
-  wchar_t text[FORMAT_ROOM];
+  wchar_t text[FORMAT_ROOM] = {};  // zeros: a failed conversion leaves the text without a terminator
 };
 
 // What `\c` stands for: the escape's character, or c itself.

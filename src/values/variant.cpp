@@ -258,6 +258,22 @@ bool SameTexts(Variant const& narrow, Variant const& wide) noexcept {
   return false;
 }
 
+// Whether the bytes lie in a payload that the variant frees.
+bool Owns(Variant const& v, void const* data) noexcept {
+  bool const lent = v.type == Variant::OBJECT || (v.flags & Variant::BORROWED);
+  if (!KindOf(v.type).payload || lent || !v.value.pointer) return false;
+  return reinterpret_cast<uintptr_t>(data) - reinterpret_cast<uintptr_t>(v.value.pointer) < v.size;
+}
+
+// A copy of a payload, terminated whatever its source has become; null when there is no memory.
+void* NewPayload(void const* data, size_t bytes, size_t terminator) noexcept {
+  void* const copy = ::operator new(bytes, std::nothrow);
+  if (!copy) return nullptr;
+  if (data) memcpy(copy, data, bytes);
+  memset(static_cast<unsigned char*>(copy) + (bytes - terminator), 0, terminator);
+  return copy;
+}
+
 template <class Scalar>
 Variant::Value Bits(Scalar scalar) noexcept {
   Variant::Value value = {0};
@@ -455,8 +471,9 @@ HRESULT Variant::Get(Variant& out) const noexcept {
   } else if (kind.sized && value.pointer) {
     out.HoldBytes(static_cast<Type>(type), value.pointer, kind.fixedSize, borrow);
   } else {
+    uint32_t const bytes = size;  // what `out` lets go of may be the owner of this variant
     out.Hold(static_cast<Type>(type), copied ? value : Value{0});
-    out.size = size;
+    out.size = bytes;
   }
   return result;
 }
@@ -479,13 +496,13 @@ void Variant::Hold(Type kind, Value content) noexcept {
 }
 
 void Variant::HoldBytes(Type kind, void const* data, size_t bytes, bool borrow) noexcept {
+  size_t const terminator = KindOf(kind).terminator;
+  bool const allowed = bytes >= terminator && bytes <= UINT32_MAX;
+  if (borrow && Owns(*this, data)) borrow = false;  // Done would free what was lent
   Value content = {0};
-  content.pointer = borrow ? const_cast<void*>(data) : nullptr;
-  if (!borrow && bytes <= UINT32_MAX) content.pointer = ::operator new(bytes, std::nothrow);
-  bool const failed = !borrow && !content.pointer;
-  if (!borrow && !failed && data) memcpy(content.pointer, data, bytes);
+  if (allowed) content.pointer = borrow ? const_cast<void*>(data) : NewPayload(data, bytes, terminator);
   Done();
-  if (failed) return;
+  if (!allowed || (!borrow && !content.pointer)) return;
   Hold(kind, content);
   size = content.pointer ? static_cast<uint32_t>(bytes) : 0;
   flags = borrow ? BORROWED : 0;

@@ -14,24 +14,38 @@ struct VariantKind {
   uint8_t terminator;   ///< bytes at the payload's end that the size counts and the record leaves out
 };
 
-// clang-format off: a table
+// clang-format off
 inline constexpr VariantKind VARIANT_KINDS[] = {
-    // type                   payload fixed inline sized terminator
-    {Variant::EMPTY, false, 0, 0, false, 0},       {Variant::BOOL, false, 0, 1, false, 0},
-    {Variant::UINT8, false, 0, 1, false, 0},       {Variant::UINT16, false, 0, 2, false, 0},
-    {Variant::UINT32, false, 0, 4, false, 0},      {Variant::UINT64, false, 0, 8, false, 0},
-    {Variant::INT16, false, 0, 2, false, 0},       {Variant::INT32, false, 0, 4, false, 0},
-    {Variant::INT64, false, 0, 8, false, 0},       {Variant::RESERVED_9, true, 16, 0, false, 0},
-    {Variant::RESERVED_10, true, 0, 0, false, 0},  {Variant::FLOAT, false, 0, 4, false, 0},
-    {Variant::DOUBLE, false, 0, 8, false, 0},      {Variant::BLOB, true, 0, 0, false, 0},
-    {Variant::NARROW_STRING, true, 0, 0, true, 1}, {Variant::WIDE_STRING, true, 0, 0, true, 2},
-    {Variant::RESERVED_16, false, 0, 0, false, 0}, {Variant::OBJECT, true, 0, 0, false, 0},
-    {Variant::RESERVED_18, true, 16, 0, false, 0}, {Variant::RESERVED_19, true, 16, 0, false, 0},
-    {Variant::MATRIX_2D, true, 48, 0, false, 0},   {Variant::MATRIX_3D, true, 96, 0, false, 0},
-    {Variant::RESERVED_22, true, 56, 0, false, 0}, {Variant::POINT_3D, true, 24, 0, true, 0},
-    {Variant::POINT_3DF, true, 12, 0, false, 0},   {Variant::POINT_2D, true, 16, 0, true, 0},
-    {Variant::POINT_2DF, false, 8, 8, false, 0},   {Variant::RESERVED_27, true, 16, 0, false, 0},
-    {Variant::RESERVED_28, true, 16, 0, false, 0},
+    // type                   payload  fixed  inline  sized  terminator
+    {Variant::EMPTY,          false,   0,     0,      false, 0},
+    {Variant::BOOL,           false,   0,     1,      false, 0},
+    {Variant::UINT8,          false,   0,     1,      false, 0},
+    {Variant::UINT16,         false,   0,     2,      false, 0},
+    {Variant::UINT32,         false,   0,     4,      false, 0},
+    {Variant::UINT64,         false,   0,     8,      false, 0},
+    {Variant::INT16,          false,   0,     2,      false, 0},
+    {Variant::INT32,          false,   0,     4,      false, 0},
+    {Variant::INT64,          false,   0,     8,      false, 0},
+    {Variant::RESERVED_9,     true,    16,    0,      false, 0},
+    {Variant::RESERVED_10,    true,    0,     0,      false, 0},
+    {Variant::FLOAT,          false,   0,     4,      false, 0},
+    {Variant::DOUBLE,         false,   0,     8,      false, 0},
+    {Variant::BLOB,           true,    0,     0,      false, 0},
+    {Variant::NARROW_STRING,  true,    0,     0,      true,  1},
+    {Variant::WIDE_STRING,    true,    0,     0,      true,  2},
+    {Variant::RESERVED_16,    false,   0,     0,      false, 0},
+    {Variant::OBJECT,         true,    0,     0,      false, 0},
+    {Variant::RESERVED_18,    true,    16,    0,      false, 0},
+    {Variant::RESERVED_19,    true,    16,    0,      false, 0},
+    {Variant::MATRIX_2D,      true,    48,    0,      false, 0},
+    {Variant::MATRIX_3D,      true,    96,    0,      false, 0},
+    {Variant::RESERVED_22,    true,    56,    0,      false, 0},
+    {Variant::POINT_3D,       true,    24,    0,      true,  0},
+    {Variant::POINT_3DF,      true,    12,    0,      false, 0},
+    {Variant::POINT_2D,       true,    16,    0,      true,  0},
+    {Variant::POINT_2DF,      false,   8,     8,      false, 0},
+    {Variant::RESERVED_27,    true,    16,    0,      false, 0},
+    {Variant::RESERVED_28,    true,    16,    0,      false, 0},
 };
 // clang-format on
 

@@ -62,6 +62,24 @@ TEST(Map, LetsGoOfEveryObjectItHeld) {
   EXPECT_EQ(References(object.get()), 2u);
 }
 
+TEST(Map, ObjectsThatItLetsGoOfMayCallIt) {
+  static Map* map;
+  Ref<Map> const held = Ref<Map>::Adopt(map = Map::Create());
+  auto const fill = [](void*) {
+    for (unsigned key = 10; key < 60; ++key) map->SetValue(key, Made(static_cast<int>(key)));
+  };
+  for (bool const removes : {true, false}) {
+    Ref<Array> object = Ref<Array>::Adopt(Array::CreateEx(fill));
+    object->Add(nullptr);
+    for (unsigned key = 1; key <= 3; ++key) map->SetValue(key, Made(static_cast<int>(key)));
+    map->SetValue(2, Made(static_cast<Unknown*>(object.get())));
+    object.Reset();
+    EXPECT_EQ(removes ? map->Remove(2) : map->SetValue(2, Made(22)), S_OK);
+    EXPECT_TRUE(Number(map, 2) == (removes ? -1 : 22) && Number(map, 3) == 3 && Number(map, 59) == 59);
+    for (unsigned key = 10; key < 60; ++key) map->Remove(key);
+  }
+}
+
 TEST(Map, AnswersItsInterfaces) {
   Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
   Ref<Unknown> self, streamable;

@@ -129,9 +129,13 @@ TEST(Qeprintf2, StaysInItsBuffers) {
   wstring room(9000, L'#');
   EXPECT_EQ(qeprintf2(room.data(), 9000, L"%1%2", L"%d%s", 3, wstring(6000, L'x').c_str()), -1);
   EXPECT_EQ(wstring(room.c_str()), L"3" + wstring(4093, L'x'));
-  wstring const longFormat = L"%d" + wstring(9000, L' ') + L"%s";
-  qeprintf2(room.data(), 9000, L"<%2>", longFormat.c_str(), 3, L"files");
-  EXPECT_STREQ(room.c_str(), L"<>");
+  // An argument format that is cut behind a whole directive, and inside one.
+  EXPECT_EQ(qeprintf2(room.data(), 9000, L"%1", (L"%d" + wstring(8200, L'x')).c_str(), 3), -1);
+  EXPECT_EQ(wstring(room.c_str()), L"3" + wstring(4094, L'x'));
+  wstring const inside = L"%.1s%-" + wstring(8190, L'0') + L"9d%s";
+  EXPECT_EQ(qeprintf2(room.data(), 9000, L"<%1%2%3>", inside.c_str(), L"files", 1), -1);
+  EXPECT_STREQ(room.c_str(), L"<f>");
+  EXPECT_EQ(str::printf(static_cast<wchar_t*>(nullptr), 0, L"%d", 12345), 5);
 }
 
 }  // namespace

@@ -65,19 +65,31 @@ struct FormatFacts {
   char const* name;         ///< lower case, to show and to type: "bgr24"
 };
 
+// clang-format off
 /// Indexed by format.
 inline constexpr FormatFacts FORMATS[LAST_FORMAT + 1] = {
-    {IMG_NONE, 0, 0, 0, 0, false, "none"},      {IMG_GRAY8, 8, 1, 1, 0, true, "gray8"},
-    {IMG_PAL8, 8, 1, 4, 256, false, "pal8"},    {IMG_BGR24, 24, 3, 3, 0, true, "bgr24"},
-    {IMG_BGRA32, 32, 4, 4, 0, true, "bgra32"},  {IMG_NONE, 0, 0, 0, 0, false, "none"},
-    {IMG_NONE, 0, 0, 0, 0, false, "none"},      {IMG_GRAY16, 16, 2, 1, 0, false, "gray16"},
-    {IMG_BGR48, 48, 6, 3, 0, false, "bgr48"},   {IMG_BGRA64, 64, 8, 4, 0, false, "bgra64"},
-    {IMG_NONE, 0, 0, 0, 0, false, "none"},      {IMG_NONE, 0, 0, 0, 0, false, "none"},
-    {IMG_GRAYF, 32, 4, 1, 0, false, "grayf"},   {IMG_BGRF, 96, 12, 3, 0, false, "bgrf"},
-    {IMG_BGRAF, 128, 16, 4, 0, false, "bgraf"}, {IMG_MONO32, 32, 4, 1, 0, false, "mono32"},
-    {IMG_PAL1, 1, 0, 0, 2, false, "pal1"},      {IMG_PAL4, 4, 0, 0, 16, false, "pal4"},
-    {IMG_RGB555, 16, 2, 0, 0, false, "rgb555"},
+    // format     bits  bytes  channels  palette  dib     name
+    {IMG_NONE,    0,    0,     0,        0,       false,  "none"},
+    {IMG_GRAY8,   8,    1,     1,        0,       true,   "gray8"},
+    {IMG_PAL8,    8,    1,     4,        256,     false,  "pal8"},
+    {IMG_BGR24,   24,   3,     3,        0,       true,   "bgr24"},
+    {IMG_BGRA32,  32,   4,     4,        0,       true,   "bgra32"},
+    {IMG_NONE,    0,    0,     0,        0,       false,  "none"},
+    {IMG_NONE,    0,    0,     0,        0,       false,  "none"},
+    {IMG_GRAY16,  16,   2,     1,        0,       false,  "gray16"},
+    {IMG_BGR48,   48,   6,     3,        0,       false,  "bgr48"},
+    {IMG_BGRA64,  64,   8,     4,        0,       false,  "bgra64"},
+    {IMG_NONE,    0,    0,     0,        0,       false,  "none"},
+    {IMG_NONE,    0,    0,     0,        0,       false,  "none"},
+    {IMG_GRAYF,   32,   4,     1,        0,       false,  "grayf"},
+    {IMG_BGRF,    96,   12,    3,        0,       false,  "bgrf"},
+    {IMG_BGRAF,   128,  16,    4,        0,       false,  "bgraf"},
+    {IMG_MONO32,  32,   4,     1,        0,       false,  "mono32"},
+    {IMG_PAL1,    1,    0,     0,        2,       false,  "pal1"},
+    {IMG_PAL4,    4,    0,     0,        16,      false,  "pal4"},
+    {IMG_RGB555,  16,   2,     0,        0,       false,  "rgb555"},
 };
+// clang-format on
 
 /// The row of `format`; the row of zeros when there is no such format.
 constexpr FormatFacts const& GetFacts(IMG_FORMAT format) noexcept {

@@ -49,8 +49,8 @@ class YK_API Map final : public Destroys<Map, qe_Streamable> {
   /// Appends the entries of the chunk in which the reader stands, behind those that are there.
   /// \return S_FALSE always
   HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept override;
-  /// E_FAIL: there is no such key. The room of the last entry keeps its value until it is used again or the
-  /// map goes.
+  /// E_FAIL: there is no such key. Later entries move down by copying; one whose copy gets no memory is left
+  /// with an empty value. The room of the last entry keeps its value until it is used again or the map goes.
   virtual HRESULT Remove(unsigned key) noexcept;
   /// Looks for the key and answers S_OK whether it is there or not: this is intended.
   virtual HRESULT Lookup(unsigned key) noexcept;
@@ -70,10 +70,11 @@ class YK_API Map final : public Destroys<Map, qe_Streamable> {
   ~Map();
 
   Entry* Seek(unsigned key) const noexcept;
-  Entry* Append(unsigned key) noexcept;  // an entry with an empty value; null when there is no memory
+  // Takes the value into a new entry and gives back what waited in its room. False: there is no memory.
+  bool Append(unsigned key, Variant& value) noexcept;
   bool Grow() noexcept;
 
-  Entry* entries = nullptr;  // `capacity` entries; those behind `count` are zero or wait for reuse
+  Entry* entries = nullptr;  // `capacity` and more; those from `count` to there are zero or wait for reuse
   unsigned count = 0;
   unsigned capacity = 0;
 };

@@ -47,7 +47,9 @@ YK_API void AllTrim(wchar_t* text) noexcept;
 YK_API void TerminatePath(wchar_t* path) noexcept;
 
 /// Formats into a buffer of `size` characters. The wide forms always terminate and answer -1 when they cut;
-/// the narrow ones leave no terminator when the text fills the buffer. Both are the C runtime's rules.
+/// the narrow ones leave no terminator when the text fills the buffer. With neither a buffer nor a size both
+/// answer the length that the text would have. All these are the C runtime's rules. A null format, a size
+/// without a buffer and a wide buffer without a size answer -1.
 YK_API int printf(wchar_t* buffer, size_t size, wchar_t const* format, ...) noexcept;
 YK_API int vprintf(wchar_t* buffer, size_t size, wchar_t const* format, va_list arguments) noexcept;
 YK_API int printf(char* buffer, size_t size, char const* format, ...) noexcept;
@@ -102,7 +104,8 @@ YK_API void preprocess_C(char* text) noexcept;
 /// and `argfmt` is not looked at.
 /// \param size  characters in `dst`: a longer text is cut there, and terminated
 /// \return for an ordinary format what the C runtime returns; else the length of the formatted arguments with
-///   one mark before each directive but the first, and -1 when they do not fit 4096 characters
+///   one mark before each directive but the first, and -1 when they do not fit 4096 characters or `argfmt`
+///   does not fit 8192
 YK_API int qeprintf2(wchar_t* dst, size_t size, wchar_t const* format, wchar_t const* argfmt, ...) noexcept;
 
 /// Does nothing and gives 0. It stands here for the callers that are linked to it.

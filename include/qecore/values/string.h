@@ -188,7 +188,8 @@ class YK_API String {
   /// Writes the chunk, under the low 16 bits of `tag`; an empty string writes nothing.
   /// \return S_OK, S_FALSE for an empty string, or the writer's failure
   HRESULT Save(Serializer* writer, int tag) const noexcept;
-  /// Reads the chunk in which the reader stands. \return true, whatever the chunk held
+  /// Reads the chunk in which the reader stands. Without memory for it the string ends empty.
+  /// \return true, whatever the chunk held
   bool Load(Deserializer* reader) noexcept;
 
  private:

@@ -8,13 +8,12 @@
 //   offset  0                              8            12       13      14   16
 //           +------------------------------+------------+--------+-------+----+
 //           | value: a scalar, two floats, | size, of a | flags  | type  |    |    4-byte packing: a map
-//           entry | or a pointer to a payload    | payload    |        |       |    |    is a key and a
-//           variant
-//           +------------------------------+------------+--------+-------+----+
+//           | or a pointer to a payload    | payload    |        |       |    |    entry is a key and a
+//           +------------------------------+------------+--------+-------+----+    variant
 //
 // Ownership: a payload (text, blob, geometry) is the variant's own, from the global `operator new` of the
 // library, unless it was borrowed: then it stays its owner's, who keeps it alive. An object is held by one
-// reference. Copies own what they hold.
+// reference. Copies own what they hold. What would be borrowed out of the variant's own payload is copied.
 // Failure: the conversions answer false and store 0 or an empty String. An Init that gets no memory leaves
 // the variant empty. What is passed to an Init may be the variant's own payload. One thread at a time.
 #pragma once
@@ -75,7 +74,8 @@ class YK_API Variant {
   /// Bits of `flags`.
   enum Flag : uint8_t {
     BORROWED = 2,   ///< the payload is somebody else's and is never freed
-    TRANSIENT = 4,  ///< a Map keeps the value and does not save it; copies keep the bit
+    TRANSIENT = 4,  ///< a Map keeps the value and does not save it; Init(Variant const&) keeps the bit,
+                    ///< Get(Variant&) does not
   };
 
   /// Bits of the `how` of the text Inits.
@@ -170,7 +170,9 @@ class YK_API Variant {
 
   /// \return S_OK always
   HRESULT Save(Serializer* writer, ExecutionContext* context) const noexcept;
-  /// What the variant held before is not released: load into an empty one. \return S_OK always
+  /// What the variant held before is not released: load into an empty one. The flags are taken as saved,
+  /// but a payload that was read is the variant's own, so BORROWED is cleared. An unknown tag loads as empty.
+  /// \return S_OK always
   HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept;
 
   union Value {
