@@ -6,7 +6,6 @@
 #include <qecore/values/variant.h>
 
 #include <algorithm>
-#include <limits>
 #include <string>
 #include <tuple>
 
@@ -55,8 +54,6 @@ TEST(Variant, TextsAreCopiedBorrowedOrKeptEmpty) {
   v.Init(copy);
   v.Init(static_cast<wchar_t*>(PayloadOf(v)) + 3, 1);  // out of itself: copied
   EXPECT_TRUE(v.flags == 0 && wstring(static_cast<wchar_t*>(PayloadOf(v))) == L"ing");
-  v.Done();
-  EXPECT_TRUE(PayloadOf(v) == nullptr && v.type == 0 && v.flags == 0 && v.size == 8);  // the size stays
 }
 
 TEST(Variant, BlobsOfTheSameSizeKeepTheirBuffer) {
@@ -80,12 +77,10 @@ std::pair<bool, Number> Converted(Variant const& v) {
 
 TEST(Variant, ConvertsToEachNumber) {
   std::tuple<char const*, Variant, bool, int, unsigned, float, double> const cases[] = {
-      {"16 bits", Made(static_cast<unsigned short>(65000)), true, 65000, 65000, 65000, 65000},
       {"32 bits, of which some take 16", Made(70000u), true, 4464, 70000, 70000, 4464},
       {"64 bits", Made(uint64_t{0xFFFFFFFF00000005}), true, 5, 5, 0x1p64f, 18446744069414584325.0},
       {"signed 64 bits", Made(int64_t{-4294967295}), true, 1, 1, -0x1p32f, -4294967295.0},
-      {"float", Made(2.5f), true, 3, 3, 2.5f, 2.5},
-      {"double", Made(-2.5), true, -3, 0xFFFFFFFD, -2.5f, -2.5},
+      {"float", Made(-2.5f), true, -3, 0xFFFFFFFD, -2.5f, -2.5},
       {"too large a double", Made(1e10), true, INT32_MIN, 0x80000000, 1e10f, 1e10},
       {"narrow text", Made("12.75x"), true, 12, 12, 12.75f, 12.75},
       {"wide text", Made(L"0.1"), true, 0, 0, 0.1f, double{0.1f}},
@@ -123,9 +118,6 @@ TEST(Variant, CopiesTextsIntoBuffersAndNotBehindThem) {
                 Made(L"abc").Get(wide.data(), length) == result);
     EXPECT_TRUE(wide == after && narrow == string(after.begin(), after.end())) << length;
   }
-  wchar_t wide[4] = L"###";
-  EXPECT_TRUE(Made("cd").Get(wide, 4) == 2 && wstring(wide) == L"cd");
-  EXPECT_TRUE(Made("abcdef").Get(wide, 2) <= 2 && wide[2] == 0);
 }
 
 TEST(Variant, GetsIntoAnother) {
@@ -142,39 +134,25 @@ TEST(Variant, GetsIntoAnother) {
     EXPECT_EQ(v.Get(out), E_INVALIDARG);
     EXPECT_TRUE(out.type == v.type && !PayloadOf(out)) << int{v.type};
   }
-  Variant out = Made(7), borrowing;
-  borrowing.Init(L"text", 1);
-  EXPECT_EQ(borrowing.Get(out), S_OK);
-  EXPECT_TRUE(PayloadOf(out) == PayloadOf(borrowing) && out.flags == 2);
 }
 
 TEST(Variant, Compares) {
   matrix3d near, off;
   near.elements[11] = 1e-30;
   off.elements[11] = 3e-30;
-  double const none = std::numeric_limits<double>::quiet_NaN();
   // clang-format off: a table
   std::tuple<Variant, Variant, bool> const cases[] = {
       {Made(5), Made(5), true},
       {Made(5), Made(5u), false},
-      {Made(0.0f), Made(-0.0f), true},
-      {Made(none), Made(none), false},
-      {Made("ab"), Made("ab"), true},
-      {Made(L"ab"), Made(L"aB"), false},
       {Made("", 2u), Made("", 2u), true},
-      {Made("", 2u), Made("a"), false},
       {Made("abc"), Made(L"abc"), true},
       {Made(L"abc"), Made("abd"), false},
-      {Made("ab"), Made(L"abc"), false},
       {Made("\xE9"), Made(L"\xE9"), false},
       {Made("", 2u), Made(L"", 2u), false},
       {Made(point3df{1, 2, 3}), Made(point3df{1, 2, 3}), true},
       {Made(point3d{1, 2, 3}), Made(point3d{1, 2, 4}), false},
       {Made(matrix3d{}), Made(near), true},
       {Made(matrix3d{}), Made(off), false},
-      {Made(matrix2d{}), Made(matrix2d{}), false},
-      {Bare(0), Bare(0), false},
-      {Bare(23), Bare(23), false},
       {Bare(255), Bare(255), false}};
   // clang-format on
   for (auto const& [a, b, equal] : cases) {
