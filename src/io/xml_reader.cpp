@@ -1,6 +1,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <memory>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -64,7 +65,7 @@ bool IsXmlCharacter(uint32_t c) noexcept {
 
 /// An element that is open.
 struct Open {
-  XmlNode* node;
+  XmlNode* node = nullptr;
   ElementText text;
 };
 
@@ -129,7 +130,7 @@ class Reader {
   TextGatherer gatherer;
   Buffer<XmlAttribute const*> attributes;  // of one element, to be sorted
   unsigned depth = 0;
-  Open open[XML_DEPTH_LIMIT];
+  Open open[XML_DEPTH_LIMIT] = {};
 };
 
 // ---- the document
@@ -177,9 +178,10 @@ bool Reader::Declaration() noexcept {
 bool Reader::DeclaredEncoding(wstring_view name) noexcept {
   for (Encoding const& encoding : ENCODINGS) {
     if (!EqualNoCase(encoding.name, name)) continue;
-    return encoding.utf16 == input.utf16 || Fail(name.data(), L"the text is not in the declared encoding");
+    return encoding.utf16 == input.utf16 ||
+           Fail(std::to_address(name.begin()), L"the text is not in the declared encoding");
   }
-  return Fail(name.data(), L"the declared encoding is not supported");
+  return Fail(std::to_address(name.begin()), L"the declared encoding is not supported");
 }
 
 /// One "name = value" of a declaration; none of that name leaves the value null.

@@ -106,7 +106,7 @@ class Writer {
   unsigned flags;
   unsigned level = 0;
   unsigned used = 0;
-  char buffer[0x4000];
+  char buffer[0x4000] = {};
 };
 
 void Writer::Document(XmlNode const& document) noexcept {
@@ -222,15 +222,17 @@ void Writer::Text(wstring_view text) noexcept {
 
 void Writer::Utf8(wstring_view text) noexcept {
   constexpr size_t LONGEST = 3;  // bytes of a unit
-  while (!text.empty()) {
+  wchar_t const* from = text.data();
+  for (size_t left = text.size(); left > 0;) {
     size_t const room = (sizeof buffer - used - 1) / LONGEST;  // and one byte for a terminator
-    size_t const count = std::min(text.size(), room);
-    if (count > 0) {
-      used += WideToUTF8StringEx(text.data(), buffer + used, static_cast<int>(count), -1) - 1;
-      text.remove_prefix(count);
-    } else {
+    size_t const count = std::min(left, room);
+    if (count == 0) {
       Flush();
+      continue;
     }
+    used += WideToUTF8StringEx(from, buffer + used, static_cast<int>(count), -1) - 1;
+    from += count;
+    left -= count;
   }
 }
 

@@ -56,15 +56,11 @@ class UndoTest : public testing::Test {
     EXPECT_EQ(LogItem::alive, 0) << "every item is released once";
   }
 
-  /// Commits one item per letter; a digit behind a letter is its level.
-  void Commit(std::string const& letters, wchar_t const* name = L"") {
+  /// Commits one item per letter, each at its level.
+  void Commit(std::string const& letters, wchar_t const* name = L"", std::vector<uint8_t> levels = {}) {
+    levels.resize(letters.size());
     ASSERT_EQ(manager->BeginTransaction(), S_OK);
-    for (size_t i = 0; i < letters.size(); ++i) {
-      bool const leveled = i + 1 < letters.size() && isdigit(letters[i + 1]);
-      auto const level = static_cast<uint8_t>(leveled ? letters[i + 1] - '0' : 0);
-      ASSERT_EQ(manager->AddItem(new LogItem(letters[i], level)), S_OK);
-      if (leveled) ++i;
-    }
+    for (size_t i = 0; i < letters.size(); ++i) manager->AddItem(new LogItem(letters[i], levels[i]));
     ASSERT_EQ(manager->EndTransaction(name), S_OK);
   }
 
@@ -73,7 +69,8 @@ class UndoTest : public testing::Test {
     for (char const letter : letters) Commit({letter}, std::wstring(1, letter).c_str());
   }
 
-  std::string Log(HRESULT result) {
+  /// What was logged during a call that gave `result`, and before it.
+  std::string Log(HRESULT result = S_OK) {
     EXPECT_EQ(result, S_OK);
     return std::exchange(LogItem::log, {});
   }
@@ -94,9 +91,7 @@ TEST_F(UndoTest, StartsAsStated) {
   } item;
   EXPECT_EQ(item.ykUndoItem::GetSize(), 29);
   EXPECT_STREQ(item.GetName(), L"{?*|*?}");
-  EXPECT_EQ(item.Undo(), E_NOTIMPL);
-  EXPECT_EQ(item.Redo(), E_NOTIMPL);
-  EXPECT_EQ(item.PrepareUndo(), S_OK);
+  EXPECT_TRUE(item.Undo() == E_NOTIMPL && item.Redo() == E_NOTIMPL && item.PrepareUndo() == S_OK);
   EXPECT_EQ(std::string(reinterpret_cast<char*>(&item) + 12, 17), std::string(17, '\0'));
 }
 
@@ -105,14 +100,16 @@ TEST_F(UndoTest, ReplaysBackwardsForwardsAndByLevel) {
   EXPECT_EQ(Log(manager->Undo()), "pcpbpaucubua");
   EXPECT_EQ(Log(manager->Redo()), "rarbrc");
   EXPECT_EQ(Log(manager->Undo()), "ucubua") << "prepared once";
-  Commit("a2b0c2d7");
+  Commit("abcd", L"", {2, 0, 2, 7});
   EXPECT_EQ(Log(manager->Undo()), "pbubpcpaucuapdud");
   EXPECT_EQ(Log(manager->Redo()), "rbrarcrd");
   EXPECT_EQ(manager->GetLastTransaction()->state, 0x10000u);
   EXPECT_EQ(manager->Redo(), E_FAIL);
 }
 
-TEST_F(UndoTest, CommitDiscardsTheRedoPart) {
+TEST_F(UndoTest, CommitDiscardsTheRedoPartAndClearAllButTheCount) {
+  Ref<Array> list;
+  EXPECT_EQ(manager->GetUndoList(list.Receive(), 1), E_FAIL);
   CommitEach("abc");
   Log(manager->Undo());
   Log(manager->Undo());
@@ -131,6 +128,13 @@ TEST_F(UndoTest, CommitDiscardsTheRedoPart) {
   EXPECT_STREQ(name.c_str(), L"a");
   EXPECT_EQ(manager->Undo(), E_FAIL);
   EXPECT_EQ(Position(), -1);
+  EXPECT_EQ(manager->Clear(), S_OK);
+  EXPECT_EQ(LogItem::alive, 0);
+  EXPECT_FALSE(manager->CanUndo() || manager->CanRedo());
+  EXPECT_TRUE(manager->HasHistory()) << "the count is not reset, on purpose";
+  CommitEach("e");
+  EXPECT_EQ(Count(), 3);
+  EXPECT_EQ(Position(), 0);
 }
 
 TEST_F(UndoTest, NestedLevelsCommitOrCancelAtTheOuterEnd) {
@@ -170,13 +174,11 @@ TEST_F(UndoTest, RefusedItemsAreReleased) {
 }
 
 TEST_F(UndoTest, UndoListHoldsOneMoreThanAskedFor) {
-  Ref<Array> list;
-  EXPECT_EQ(manager->GetUndoList(list.Receive(), 1), E_FAIL);
   CommitEach("abcd");
   Log(manager->Undo());
-  std::pair<int, std::wstring> const rows[] = {
-      {1, L"cb"}, {2, L"cba"}, {9, L"cba"}, {0, L"cba"}, {-1, L"cba"}};
-  for (auto const& [max, expected] : rows) {
+  for (auto const& [max, expected] :
+       {std::pair(1, L"cb"), {2, L"cba"}, {9, L"cba"}, {0, L"cba"}, {-1, L"cba"}}) {
+    Ref<Array> list;
     ASSERT_EQ(manager->GetUndoList(list.Receive(), max), S_OK);
     std::wstring names;
     for (int i = 0; i < list->Count(); ++i) names += static_cast<Transaction*>(list->At(i))->name.c_str();
@@ -184,51 +186,35 @@ TEST_F(UndoTest, UndoListHoldsOneMoreThanAskedFor) {
   }
 }
 
-TEST_F(UndoTest, ClearForgetsAllButTheCount) {
-  CommitEach("ab");
-  Log(manager->Undo());
-  EXPECT_EQ(manager->Clear(), S_OK);
-  EXPECT_EQ(LogItem::alive, 0);
-  EXPECT_FALSE(manager->CanUndo() || manager->CanRedo());
-  EXPECT_TRUE(manager->HasHistory()) << "the count is not reset, on purpose";
-  CommitEach("c");
-  EXPECT_EQ(Count(), 3);
-  EXPECT_EQ(Position(), 0);
-}
-
 TEST_F(UndoTest, ChangeCallbackFollowsTheHook) {
-  static std::string calls;
   class Hooked final : public Destroys<Hooked, UndoManager> {
-   public:
-    HRESULT OnCommit() noexcept override { return calls += 'h', S_OK; }
+    HRESULT OnCommit() noexcept override { return LogItem::log += 'h', S_OK; }
   };
-  calls.clear();
   manager = Ref<UndoManager>::Adopt(new Hooked);
-  manager->SetChangeCallback([](UndoManager*) { calls += 'c'; });
+  manager->SetChangeCallback([](UndoManager*) { LogItem::log += 'c'; });
   CommitEach("ab");
-  Log(manager->Undo());
-  Log(manager->Redo());
+  EXPECT_EQ(Log(), "hchc");
+  EXPECT_EQ(Log(manager->Undo()), "pbubc");
+  EXPECT_EQ(Log(manager->Redo()), "rbc");
+  EXPECT_EQ(manager->Redo(), E_FAIL);
   manager->BeginTransaction();
   manager->EndTransaction(L"empty");
-  manager->Clear();
-  EXPECT_EQ(manager->Undo(), E_FAIL);
-  EXPECT_EQ(calls, "hchcccc");
+  EXPECT_EQ(Log(), "");
+  EXPECT_EQ(Log(manager->Clear()), "c");
   manager.Reset();
-  EXPECT_EQ(calls, "hchccccc") << "and when it dies";
+  EXPECT_EQ(Log(), "c") << "and when it dies";
 }
 
 TEST_F(UndoTest, CallbacksCannotReenterAReplay) {
-  static std::vector<HRESULT> results;
-  results.clear();
-  UndoManager* const raw = manager.get();
   auto const reenter = [](UndoManager* m) {
-    results.insert(results.end(), {m->Undo(), m->Redo(), m->BeginTransaction()});
+    bool const refused =
+        m->Undo() == YK_E_EMPTY && m->Redo() == YK_E_EMPTY && m->BeginTransaction() == YK_E_EMPTY;
+    LogItem::log += refused ? '.' : '!';
   };
   CommitEach("a");
-  LogItem::onCall = [=] { reenter(raw); };
+  LogItem::onCall = [=, raw = manager.get()] { reenter(raw); };
   manager->SetChangeCallback(reenter);
-  EXPECT_EQ(Log(manager->Undo()), "paua");
-  EXPECT_EQ(results, std::vector<HRESULT>(9, YK_E_EMPTY)) << "prepare, undo, callback";
+  EXPECT_EQ(Log(manager->Undo()), "pa.ua..");
   manager->SetChangeCallback(nullptr);
 }
 
@@ -264,8 +250,6 @@ TEST_F(UndoTest, DyingItemsMayUseTheManager) {
     Ref<UndoManager> const held = Ref<UndoManager>::Share(raw);
     String name;
     held->GetUndoName(name);
-    held->CanRedo();
-    held->AddItem(nullptr);
     held->Undo();
   };
   CommitEach("abc");
@@ -283,51 +267,54 @@ TEST_F(UndoTest, DyingItemsMayUseTheManager) {
 
 class ValueItemTest : public UndoTest {
  protected:
+  void SetUp() override { ASSERT_EQ(CreateInterface(ids::UNDO_MANAGER, manager.ReceiveVoid()), S_OK); }
+
+  /// -1 for an absent one.
   int Read(unsigned key) {
     Variant value;
     int number = 0;
-    return Succeeded(map->GetValue(key, value)) && value.Get(number) ? number : -1;
+    return Succeeded(image->GetValue(key, value)) && value.Get(number) ? number : -1;
   }
 
   void Write(unsigned key, int number) {
     Variant value;
     value.Init(number);
-    map->SetValue(key, value);
+    image->SetValue(key, value);
   }
 
   /// Records a change of one property in a transaction of its own.
   ykUndoItem* Change(unsigned key, int number, bool merge, HRESULT result = S_OK) {
     manager->BeginTransaction();
-    ykUndoItem* const item = manager->RecordValue(map.get(), key, merge);
+    ykUndoItem* const item = manager->RecordValue(image.get(), key, merge);
     Write(key, number);
     EXPECT_EQ(manager->EndTransaction(L""), result);
     return item;
   }
 
-  Ref<Map> map = Ref<Map>::Adopt(Map::Create());
+  Ref<System> system = Ref<System>::Adopt(System::Create());
+  Ref<Image2d> image = Ref<Image2d>::Adopt(Image2d::Create());
 };
 
 TEST_F(ValueItemTest, PropertiesComeBackAndGo) {
-  EXPECT_EQ(manager->RecordValue(map.get(), 1, false), nullptr) << "outside a transaction";
-  Write(1, 10);
+  EXPECT_EQ(manager->RecordValue(image.get(), 1, false), nullptr) << "outside a transaction";
   manager->BeginTransaction();
   EXPECT_EQ(manager->RecordValue(nullptr, 1, false), nullptr);
   for (unsigned const key : {1u, 2u, 1u}) {
-    ASSERT_NE(manager->RecordValue(map.get(), key, false), nullptr);
+    ASSERT_NE(manager->RecordValue(image.get(), key, false), nullptr);
     Write(key, Read(key) + 5);
   }
-  EXPECT_EQ(References(map.get()), 4u);
+  EXPECT_EQ(References(image.get()), 4u);
   manager->EndTransaction(L"");
   for (int round = 0; round < 2; ++round) {
-    EXPECT_EQ(Read(1), 20);
+    EXPECT_EQ(Read(1), 9);
     EXPECT_EQ(Read(2), 4);
     manager->Undo();
-    EXPECT_EQ(Read(1), 10);
-    EXPECT_EQ(map->Count(), 1u) << "absent again";
+    EXPECT_EQ(Read(1), -1);
+    EXPECT_EQ(Read(2), -1);
     manager->Redo();
   }
   manager->Clear();
-  EXPECT_EQ(References(map.get()), 1u);
+  EXPECT_EQ(References(image.get()), 1u);
 }
 
 TEST_F(ValueItemTest, MergedChangesBelongToTheRecordedItem) {
@@ -340,7 +327,7 @@ TEST_F(ValueItemTest, MergedChangesBelongToTheRecordedItem) {
   manager->Undo();
   EXPECT_EQ(Read(1), 1);
   manager->BeginTransaction();
-  EXPECT_NE(manager->RecordValue(map.get(), 1, true), first) << "a redo is possible";
+  EXPECT_NE(manager->RecordValue(image.get(), 1, true), first) << "a redo is possible";
   manager->CancelTransaction();
   manager->Redo();
   EXPECT_EQ(Read(1), 3);
@@ -350,42 +337,23 @@ TEST_F(ValueItemTest, MergedChangesBelongToTheRecordedItem) {
 }
 
 TEST_F(ValueItemTest, KeepsEmptyTextsAndLeavesUnreadableValuesAlone) {
+  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
   Variant object, text;
-  object.Init(static_cast<Unknown*>(manager.get()));
+  object.Init(static_cast<Unknown*>(image.get()));
   text.Init(L"", Variant::KEEP_EMPTY);
   map->SetValue(1, object);
   map->SetValue(2, text);
   manager->BeginTransaction();
   for (unsigned const key : {1u, 2u, 3u}) manager->RecordValue(map.get(), key, false);
-  Write(2, 7);
+  map->Remove(2);
   map->SetValue(3, object);
   manager->EndTransaction(L"");
   manager->Undo();
   EXPECT_EQ(map->GetValue(2, text), S_OK) << "an empty text is there";
-  EXPECT_EQ(References(manager.get()), 4u) << "the objects still are";
+  EXPECT_EQ(References(image.get()), 4u) << "the objects still are";
   manager->Redo();
-  EXPECT_EQ(Read(2), 7);
-  EXPECT_EQ(References(manager.get()), 4u);
-  for (unsigned const key : {1u, 3u}) map->Remove(key);
-  object.Done();
-}
-
-TEST_F(ValueItemTest, WorksOnImagesThroughTheRegistry) {
-  Ref<System> const system = Ref<System>::Adopt(System::Create());
-  ASSERT_EQ(CreateInterface(ids::UNDO_MANAGER, manager.ReceiveVoid()), S_OK);
-  Ref<Image2d> const image = Ref<Image2d>::Adopt(Image2d::Create());
-  Variant title, read;
-  title.Init(L"sunset");
-  manager->BeginTransaction();
-  manager->RecordValue(image.get(), 7, true);
-  image->SetValue(7, title);
-  manager->EndTransaction(L"Title");
-  manager->Undo();
-  EXPECT_NE(image->GetValue(7, read), S_OK);
-  manager->Redo();
-  EXPECT_EQ(image->GetValue(7, read), S_OK);
-  EXPECT_TRUE(read.Compare(title));
-  manager.Reset();
+  EXPECT_EQ(map->GetValue(2, text), E_FAIL);
+  EXPECT_EQ(References(image.get()), 4u);
 }
 
 // A value that the object only lends is copied before the object changes it.
@@ -397,9 +365,7 @@ TEST_F(ValueItemTest, CopiesLentValues) {
     HRESULT GetValue(unsigned, Variant& out) noexcept override {
       return out.Init(text, Variant::BORROW_TEXT), S_OK;
     }
-    HRESULT SetValue(unsigned, Variant const& value) noexcept override {
-      return value.Get(text, 8) > 0 ? S_OK : E_FAIL;
-    }
+    HRESULT SetValue(unsigned, Variant const& value) noexcept override { return value.Get(text, 8), S_OK; }
   } lender;
   manager->BeginTransaction();
   manager->RecordValue(&lender, 0, false);
@@ -407,8 +373,6 @@ TEST_F(ValueItemTest, CopiesLentValues) {
   manager->EndTransaction(L"");
   manager->Undo();
   EXPECT_STREQ(lender.text, L"old");
-  manager->Redo();
-  EXPECT_STREQ(lender.text, L"new");
   manager.Reset();
 }
 
