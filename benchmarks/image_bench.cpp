@@ -1,5 +1,5 @@
-// How fast pixels move: each conversion in gigabytes (read and written) a second, beside a plain copy of as many
-// bytes, in the cache and in memory; then resampling in millions of source pixels a second.
+// How fast pixels move: each conversion in gigabytes (read and written) a second, beside a plain copy of as
+// many bytes, in the cache and in memory; then resampling in millions of source pixels a second.
 //
 //   cmake --build --preset release --target image_bench && build/release/bin/image_bench.exe
 #include <qecore/core/ref.h>

@@ -12,8 +12,8 @@ namespace yk {
 
 namespace {
 
-// One cell for each pair; row and column are the formats' numbers less one. Written by System's constructor and
-// destructor alone.
+// One cell for each pair; row and column are the formats' numbers less one. Written by System's constructor
+// and destructor alone.
 img::Converter* conversionTable = nullptr;
 
 constexpr size_t CELLS = static_cast<size_t>(img::LAST_FORMAT) * img::LAST_FORMAT;

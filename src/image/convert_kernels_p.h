@@ -4,14 +4,14 @@
 //   Rearrange   changes the number of channels: grey, colour, colour and alpha
 //   Look up     replaces indices by palette entries, as bytes
 //
-//   BGR48 -> BGRA32   Recode 16 bits to byte, Rearrange 3 to 4        GRAYF -> BGR24   Recode, Rearrange 1 to 3
-//   BGR24 -> BGRAF    Rearrange 3 to 4, Recode byte to float          PAL8  -> BGRF    Look up, Recode
+//   BGR48 -> BGRA32   Recode 16 bits to byte, Rearrange 3 to 4    GRAYF -> BGR24   Recode, Rearrange 1 to 3
+//   BGR24 -> BGRAF    Rearrange 3 to 4, Recode byte to float      PAL8  -> BGRF    Look up, Rearrange, Recode
 //
 // Two operations in a row work on blocks that stay in the first-level cache.
 //
-// One text for every processor: each file that includes this one instantiates the kernels for its own instruction
-// set, and the anonymous namespace keeps the copies apart. The loops without intrinsics define the results; those
-// with them (vector_kernels_p.h) do as many pixels as they like and leave the rest.
+// One text for every processor: each file that includes this one instantiates the kernels for its own
+// instruction set, and the anonymous namespace keeps the copies apart. The loops without intrinsics define
+// the results; those with them (vector_kernels_p.h) do as many pixels as they like and leave the rest.
 #pragma once
 
 #include <string.h>
@@ -55,13 +55,13 @@ void Write(uint8_t* at, size_t index, T value) noexcept {
   memcpy(at + index * sizeof(T), &value, sizeof(T));
 }
 
-// ---- Recode ---------------------------------------------------------------------------------------------------------
+// ---- Recode -----------------------------------------------------------------------------------------------
 
 template <class To, class From>
 struct Recoded;
 
-/// v / 255, rounded once. 1/255 is 1/256 + 1/65280: the first product is exact and the second so small that the
-/// sum is the correctly rounded quotient for each of the 256 values.
+/// v / 255, rounded once. 1/255 is 1/256 + 1/65280: the first product is exact and the second so small that
+/// the sum is the correctly rounded quotient for each of the 256 values.
 template <>
 struct Recoded<float, uint8_t> {
   static float Of(uint8_t value) noexcept {
@@ -100,7 +100,7 @@ void Recode(uint8_t const* in, uint8_t* out, size_t count) noexcept {
   for (; i < count; ++i) Write<To>(out, i, Recoded<To, From>::Of(Read<From>(in, i)));
 }
 
-// ---- Rearrange ------------------------------------------------------------------------------------------------------
+// ---- Rearrange --------------------------------------------------------------------------------------------
 
 template <class T>
 constexpr T FULL = static_cast<T>(255);
@@ -136,7 +136,7 @@ void Rearrange(uint8_t const* in, uint8_t* out, size_t count) noexcept {
   }
 }
 
-// ---- Convert --------------------------------------------------------------------------------------------------------
+// ---- Convert ----------------------------------------------------------------------------------------------
 
 template <Isa ISA, class Source, class Target>
 void Convert(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const* palette) noexcept;
@@ -157,8 +157,8 @@ void ConvertThrough(uint8_t* out, size_t count, First first) noexcept {
   }
 }
 
-/// What stands between Source and Target when both type and number of channels change. The numbers change where
-/// that is cheapest, in the narrower type, but for averages: those are taken before anything is lost.
+/// What stands between Source and Target when both type and number of channels change. The numbers change
+/// where that is cheapest, in the narrower type, but for averages: those are taken before anything is lost.
 template <class Source, class Target>
 struct Between {
   static constexpr bool NARROWS = sizeof(typename Source::Type) > sizeof(typename Target::Type);
@@ -206,7 +206,7 @@ void ConvertRgb555(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY c
   }
 }
 
-// ---- Look up --------------------------------------------------------------------------------------------------------
+// ---- Look up ----------------------------------------------------------------------------------------------
 
 /// The index of pixel `i`; the leftmost pixel stands in the highest bits.
 template <unsigned BITS>
@@ -216,8 +216,8 @@ unsigned IndexAt(uint8_t const* in, size_t i) noexcept {
   return (in[i / PER_BYTE] >> shift) & ((1u << BITS) - 1);
 }
 
-/// The entries of `count` pixels as BGRA32. They are fetched whole and turned from red, green, blue, alpha in a
-/// loop of its own, since only that one can be vectorised.
+/// The entries of `count` pixels as BGRA32. They are fetched whole and turned from red, green, blue, alpha in
+/// a loop of its own, since only that one can be vectorised.
 template <Isa ISA, unsigned BITS>
 void LookUp(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const* palette) noexcept {
   uint8_t const* const entries = reinterpret_cast<uint8_t const*>(palette);
@@ -244,7 +244,7 @@ void ConvertIndexedAlpha(uint8_t const* in, uint8_t* out, size_t count,
   });
 }
 
-// ---- the pairs ------------------------------------------------------------------------------------------------------
+// ---- the pairs --------------------------------------------------------------------------------------------
 
 template <Isa ISA>
 constexpr Kernel KERNELS[] = {

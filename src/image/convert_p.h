@@ -5,7 +5,8 @@
 
 namespace yk::img {
 
-/// Converts `count` pixels and touches nothing behind the last one. `palette` is read by the palette formats only.
+/// Converts `count` pixels and touches nothing behind the last one. `palette` is read by the palette formats
+/// only.
 using Converter = void (*)(uint8_t const* src, uint8_t* dst, size_t count, IMG_PALENTRY const* palette);
 
 struct Kernel {
@@ -21,7 +22,8 @@ extern Kernel const* const KERNELS_BASE;
 extern Kernel const* const KERNELS_SSSE3;
 extern Kernel const* const KERNELS_AVX2;
 
-/// Fills the table with the best kernels for this processor; the constructor of System calls it. False: no memory.
+/// Fills the table with the best kernels for this processor; the constructor of System calls it. False: no
+/// memory.
 bool BuildConversionTable() noexcept;
 /// Gives the table up; the destructor of System calls it.
 void FreeConversionTable() noexcept;

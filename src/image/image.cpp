@@ -26,7 +26,7 @@ static_assert(offsetof(Image2d, bytesPerPixel) == 84 && offsetof(Image2d, flags)
 
 namespace {
 
-// ---- sizes ----------------------------------------------------------------------------------------------------------
+// ---- sizes ------------------------------------------------------------------------------------------------
 
 /// The bytes of an image; `fits` says that they can be counted in a signed 32-bit number, stride included.
 struct Layout {
@@ -46,7 +46,7 @@ struct Layout {
   int64_t Size() const noexcept { return rows + palette; }
 };
 
-// ---- pixel memory ---------------------------------------------------------------------------------------------------
+// ---- pixel memory -----------------------------------------------------------------------------------------
 
 /// What owns the pixels and where they are; nothing when there is no memory.
 struct PixelMemory {
@@ -97,7 +97,7 @@ void Discard(PixelMemory memory, IMG_FORMAT format) noexcept {
   }
 }
 
-// ---- the class record -----------------------------------------------------------------------------------------------
+// ---- the class record -------------------------------------------------------------------------------------
 
 HRESULT MakeImage(ClassInfo const* info, void** out) noexcept {
   *out = nullptr;
@@ -116,7 +116,7 @@ HRESULT img::RegisterImageClass() noexcept {
   return RegisterInterface(&info);
 }
 
-// ---- AbstractImage --------------------------------------------------------------------------------------------------
+// ---- AbstractImage ----------------------------------------------------------------------------------------
 
 AbstractImage::AbstractImage() noexcept = default;
 
@@ -133,7 +133,7 @@ HRESULT AbstractImage::SetProperty(unsigned id, Variant const& value) noexcept {
   return properties ? properties->SetValue(id, value) : E_OUTOFMEMORY;
 }
 
-// ---- Image2d: the object --------------------------------------------------------------------------------------------
+// ---- Image2d: the object ----------------------------------------------------------------------------------
 
 Image2d::Image2d() noexcept = default;
 
@@ -144,20 +144,17 @@ Image2d* Image2d::Create() noexcept { return new (std::nothrow) Image2d; }
 HRESULT Image2d::QueryInterface(Guid const&, void**) noexcept { return E_NOINTERFACE; }
 
 void Image2d::Destroy() noexcept {
-  // A call on no object does nothing, on purpose. The compiler takes `this` for an object; volatile makes it look.
+  // A call on no object does nothing, on purpose. The compiler takes `this` for an object; volatile makes it
+  // look.
   Image2d* const volatile self = this;
   if (self) DeleteThis(1);
 }
 
 bool Image2d::IsTypeOf(Guid const& id) noexcept { return id == Id() || AbstractImage::IsTypeOf(id); }
 
-void* Image2d::DeleteThis(unsigned how) noexcept {
-  Image2d::~Image2d();
-  if (how & 1) ::operator delete(static_cast<void*>(this));
-  return this;
-}
+void* Image2d::DeleteThis(unsigned how) noexcept { return DeleteSelf(how); }
 
-// ---- Image2d: storage -----------------------------------------------------------------------------------------------
+// ---- Image2d: storage -------------------------------------------------------------------------------------
 
 HRESULT Image2d::Free() noexcept {
   if (!bits) return S_FALSE;
@@ -220,7 +217,7 @@ HRESULT Image2d::ConvertLine(int y, IMG_FORMAT dstFormat, void* dst, int dstSize
   return row ? img::ConvertRow(row, dst, format, dstFormat, width, palette) : E_INVALIDARG;
 }
 
-// ---- Image2d: what it shows -----------------------------------------------------------------------------------------
+// ---- Image2d: what it shows -------------------------------------------------------------------------------
 
 bool Image2d::IsGrayScalePalette() noexcept {
   // A palette is looked at in a palette format only: in another it may be left from pixels that are gone.

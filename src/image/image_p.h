@@ -5,7 +5,8 @@
 
 namespace yk::img {
 
-/// Registers Image2d with the class registry; the constructor of System calls it. \return the registry's answer.
+/// Registers Image2d with the class registry; the constructor of System calls it. \return the registry's
+/// answer.
 HRESULT RegisterImageClass() noexcept;
 
 }  // namespace yk::img

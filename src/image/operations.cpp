@@ -12,15 +12,16 @@ namespace yk {
 
 namespace {
 
-/// `ratio` of `size` as an index below `size`. Infinity and not-a-number give 0, as the processor converts them.
+/// `ratio` of `size` as an index below `size`. Infinity and not-a-number give 0, as the processor converts
+/// them.
 int IndexAt(float ratio, int size) noexcept {
   int const index = TruncateToInt(static_cast<float>(size) * ratio);
   return std::max(std::min(index, size - 1), 0);
 }
 
-/// Copies `count` bytes of indices that start `shift` pixels into the first byte. A byte behind `source`, which has
-/// `available` bytes, counts as 0. The two shifts do not meet, and pixels of four bits are shifted like those of
-/// one: both are on purpose and part of the contract.
+/// Copies `count` bytes of indices that start `shift` pixels into the first byte. A byte behind `source`,
+/// which has `available` bytes, counts as 0. The two shifts do not meet, and pixels of four bits are shifted
+/// like those of one: both are on purpose and part of the contract.
 void CopyIndices(uint8_t const* source, size_t available, uint8_t* target, size_t count,
                  unsigned shift) noexcept {
   if (shift == 0) {
@@ -76,7 +77,8 @@ HRESULT Image2d::ClearColor(unsigned color) noexcept {
     c0 == c1&& c1 == c2 ? FillRows(*this, static_cast<int>(c0)) : FillPixels(*this, pixel);
     return S_OK;
   }
-  // Grey and BGRA images are filled and say E_NOTIMPL nevertheless; the byte orders differ. Both are on purpose.
+  // Grey and BGRA images are filled and say E_NOTIMPL nevertheless; the byte orders differ. Both are on
+  // purpose.
   if (format == IMG_GRAY8) FillRows(*this, static_cast<int>((c0 + c1 + c2) / 3));
   if (format == IMG_BGRA32) FillPixels(*this, reinterpret_cast<uint8_t const*>(&color));
   return E_NOTIMPL;

@@ -46,9 +46,9 @@ HRESULT HalvePixels(Image2d& source, Image2d& target) noexcept {
 ///   for each vertical overlap (sy, ty, wy), for each horizontal overlap (sx, tx, wx), for each channel:
 ///     sums[tx] += (wy * wx) * source[sx]
 ///
-/// in single precision and in that order, to the last bit. A source row is converted once though several target
-/// rows take from it; the products wy * wx are formed once for each wy in a row; a target row with the same one
-/// source row as the row above it is copied from there.
+/// in single precision and in that order, to the last bit. A source row is converted once though several
+/// target rows take from it; the products wy * wx are formed once for each wy in a row; a target row with the
+/// same one source row as the row above it is copied from there.
 class Resampler {
  public:
   Resampler(Image2d& from, Image2d& to) noexcept

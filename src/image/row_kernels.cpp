@@ -56,8 +56,22 @@ size_t HalveGray(uint8_t const* upper, uint8_t const* lower, uint8_t* target, si
   return i;
 }
 
-// One pixel of floats in a register: how many channels, how it is read and written. Three channels are read as four,
-// of which the last is not used, and written as three.
+/// Three bytes a pixel. The mean of every byte with the one three further on is formed, wanted or not, since
+/// that loop is one over plain bytes; of each six, the first three are those of a pixel.
+void HalveColour(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size_t pixels) noexcept {
+  constexpr size_t BLOCK = 64;
+  uint8_t means[6 * BLOCK];
+  for (size_t done = 0; done < pixels; done += BLOCK, upper += 6 * BLOCK, lower += 6 * BLOCK) {
+    size_t const now = std::min(pixels - done, BLOCK);
+    for (size_t i = 0; i < 6 * now - 3; ++i) {
+      means[i] = static_cast<uint8_t>((upper[i] + upper[i + 3] + lower[i] + lower[i + 3]) >> 2);
+    }
+    for (size_t x = 0; x < now; ++x) memcpy(target + 3 * (done + x), means + 6 * x, 3);
+  }
+}
+
+// One pixel of floats in a register: how many channels, how it is read and written. Three channels are read
+// as four, of which the last is not used, and written as three.
 
 struct One {
   static constexpr size_t CHANNELS = 1;
@@ -136,17 +150,10 @@ void img::PremultiplyRow(uint8_t* row, size_t pixels) noexcept {
 
 void img::HalveRow(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size_t pixels,
                    size_t channels) noexcept {
-  if (channels == 1) {
-    for (size_t x = HalveGray(upper, lower, target, pixels); x < pixels; ++x) {
-      target[x] =
-          static_cast<uint8_t>((upper[2 * x] + upper[2 * x + 1] + lower[2 * x] + lower[2 * x + 1]) >> 2);
-    }
-    return;
-  }
-  for (size_t x = 0; x < pixels; ++x, upper += 6, lower += 6, target += 3) {
-    for (int c = 0; c < 3; ++c) {
-      target[c] = static_cast<uint8_t>((upper[c] + upper[c + 3] + lower[c] + lower[c + 3]) >> 2);
-    }
+  if (channels == 3) return HalveColour(upper, lower, target, pixels);
+  for (size_t x = HalveGray(upper, lower, target, pixels); x < pixels; ++x) {
+    target[x] =
+        static_cast<uint8_t>((upper[2 * x] + upper[2 * x + 1] + lower[2 * x] + lower[2 * x + 1]) >> 2);
   }
 }
 

@@ -25,9 +25,9 @@ struct Run {
   int32_t count;
 };
 
-/// Adds to each of the `pixels` of `sums` the source pixels of its run, each times its weight, from left to right;
-/// `weights` stand in the order of the runs. With `fresh`, the sums start at zero. Pixels have 1, 3 or 4 `channels`;
-/// source and sums have room for one float behind the last.
+/// Adds to each of the `pixels` of `sums` the source pixels of its run, each times its weight, from left to
+/// right; `weights` stand in the order of the runs. With `fresh`, the sums start at zero. Pixels have 1, 3 or
+/// 4 `channels`; source and sums have room for one float behind the last.
 void AddRow(float* sums, float const* source, Run const* runs, float const* weights, size_t pixels,
             size_t channels, bool fresh) noexcept;
 

@@ -1,6 +1,6 @@
-// The loops that the compiler does not vectorise well, by hand. Each `Run` converts as many of `count` as fill its
-// registers and answers how many; it reads and writes nothing beyond those. A pair that is not here answers 0, and
-// the plain loop does it all.
+// The loops that the compiler does not vectorise well, by hand. Each `Run` converts as many of `count` as
+// fill its registers and answers how many; it reads and writes nothing beyond those. A pair that is not here
+// answers 0, and the plain loop does it all.
 #pragma once
 
 #include <immintrin.h>
@@ -32,7 +32,7 @@ struct VectorRearrange {
   static size_t Run(uint8_t const*, uint8_t*, size_t) noexcept { return 0; }
 };
 
-// ---- float to byte --------------------------------------------------------------------------------------------------
+// ---- float to byte ----------------------------------------------------------------------------------------
 
 /// Four floats to four 32-bit integers, of which the low bytes count.
 template <Isa ISA>
@@ -69,7 +69,8 @@ requires(ISA >= Isa::SSSE3) struct VectorRecode<ISA, uint8_t, float> {
   }
 };
 
-/// GRAYF to GRAY8: clamped to 0.0 to 1.0, cut. Not-a-number gives 0, which is the second operand of the maximum.
+/// GRAYF to GRAY8: clamped to 0.0 to 1.0, cut. Not-a-number gives 0, which is the second operand of the
+/// maximum.
 template <Isa ISA>
 struct VectorClamp {
   static __m128i Four(uint8_t const* in) noexcept {
@@ -95,7 +96,7 @@ struct VectorClamp<Isa::BASE> {
   static size_t Run(uint8_t const*, uint8_t*, size_t) noexcept { return 0; }
 };
 
-// ---- bytes: grey, colour, colour and alpha --------------------------------------------------------------------------
+// ---- bytes: grey, colour, colour and alpha ----------------------------------------------------------------
 
 /// Sixteen greys to three registers of colour.
 template <Isa ISA>
@@ -192,8 +193,8 @@ __m128i AverageOf(__m128i const (&quad)[4]) noexcept {
                           _mm_srli_epi16(_mm_mulhi_epu16(high, third), 1));
 }
 
-/// The same for eight pixels in each register. Pairs are added within the halves of a register, so the averages come
-/// out in groups of four, which the last step puts in order.
+/// The same for eight pixels in each register. Pairs are added within the halves of a register, so the
+/// averages come out in groups of four, which the last step puts in order.
 template <Isa ISA>
 void StoreAverages(uint8_t* out, __m256i const (&oct)[4]) noexcept {
   __m256i const colour = _mm256_set1_epi32(0x00010101);

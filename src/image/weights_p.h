@@ -15,8 +15,8 @@ struct Overlap {
   float weight;  ///< the part of the target pixel that is covered; the weights of each target pixel sum to 1
 };
 
-/// Walks over `sources` and `targets` pixels that span the same length, from left to right, overlap by overlap.
-/// There are at most sources + targets - 1, and each target pixel has one at least.
+/// Walks over `sources` and `targets` pixels that span the same length, from left to right, overlap by
+/// overlap. There are at most sources + targets - 1, and each target pixel has one at least.
 class OverlapWalk {
  public:
   OverlapWalk(int sources, int targets) noexcept : n(sources), m(targets) {}

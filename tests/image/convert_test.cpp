@@ -20,7 +20,7 @@ class WithSystem : public testing::Environment {
 };
 [[maybe_unused]] testing::Environment* const ENVIRONMENT = testing::AddGlobalTestEnvironment(new WithSystem);
 
-// ---- the rules, written down pixel by pixel -------------------------------------------------------------------------
+// ---- the rules, written down pixel by pixel ---------------------------------------------------------------
 
 enum Depth { EIGHT, SIXTEEN, FLOAT };
 
@@ -99,7 +99,8 @@ float HardFloat(std::mt19937& random) {
   return static_cast<float>(random() % 0x1000000) / 0x1000000;
 }
 
-/// Runs `convert` at every width, in rows with nothing behind them but `slack` bytes, which repeat the last ones.
+/// Runs `convert` at every width, in rows with nothing behind them but `slack` bytes, which repeat the last
+/// ones.
 template <class Converts>
 void CheckPair(IMG_FORMAT from, IMG_FORMAT to, size_t slack, Converts convert) {
   std::mt19937 random(static_cast<unsigned>(from * 100 + to));

@@ -83,11 +83,11 @@ TEST(RescaleTo, AgreesWithTheDefinitionToTheLastBit) {
 /// Exactly to half: a box of 2 x 2, cut, in these two formats, and through floats in all others.
 TEST(RescaleTo, HalvesByTheBox) {
   for (IMG_FORMAT format : {IMG_GRAY8, IMG_BGR24}) {
-    ImageRef const source = Noise(format, 82, 4), target = NewImage(format, 41, 2);
+    ImageRef const source = Noise(format, 282, 4), target = NewImage(format, 141, 2);
     ASSERT_EQ(source->RescaleTo(target.get()), S_OK);
     int const n = source->bytesPerPixel;
     for (int y = 0; y < 2; ++y) {
-      for (int i = 0; i < 41 * n; ++i) {
+      for (int i = 0; i < 141 * n; ++i) {
         unsigned char const* const upper = source->GetLineEx(2 * y, i / n * 2) + i % n;
         unsigned char const* const lower = source->GetLineEx(2 * y + 1, i / n * 2) + i % n;
         ASSERT_EQ(target->GetLine(y)[i], (upper[0] + upper[n] + lower[0] + lower[n]) >> 2) << i;

@@ -9,7 +9,7 @@
 //   Unknown        0 QueryInterface  1 AddRef      2 Release    3 Destroy
 //                  4 IsTypeOf        5 GetTypeId   6 GetValue   7 SetValue
 //   qe_Streamable  8 Save(Serializer)              9 Load(Deserializer)
-//   AbstractImage  10 DeleteThis     11 GetPixel   12 ClearColor(unsigned)   13 ClearColor(point4df)   14 Free
+//   AbstractImage  10 DeleteThis     11 GetPixel   12 ClearColor(unsigned)   13 ClearColor(point4df)  14 Free
 //   Image2d        15 Create         16 GetLine    17 GetLineEx              18 FlipH        19 FlipV
 //                  20 Rescale        21 Crop       22 RescaleTo              23 ConvertLine
 //                  24 PremultiplyAlpha             25 IsGrayScalePalette     26 IsGrayScaleContent
@@ -19,11 +19,14 @@
 //           +-------+------+------+---------+------------+
 //           | table | refs | name | drivers | properties |
 //           +-------+------+------+---------+------------+
-//           40       48     56        64       68      72       76       80             82             84 to 86
-//           +--------+------+---------+--------+-------+--------+--------+--------------+--------------+---+---+
-//           | handle | bits | palette | format | width | height | stride | paletteCount | bitsPerPixel | p | f |
-//           +--------+------+---------+--------+-------+--------+--------+--------------+--------------+---+---+
-//                                                              p = bytesPerPixel, f = flags, one byte each
+//           40       48     56        64       68      72       76       80
+//           +--------+------+---------+--------+-------+--------+--------+
+//           | handle | bits | palette | format | width | height | stride |
+//           +--------+------+---------+--------+-------+--------+--------+
+//           80             82             84              85      86
+//           +--------------+--------------+---------------+-------+
+//           | paletteCount | bitsPerPixel | bytesPerPixel | flags |
+//           +--------------+--------------+---------------+-------+
 //
 //   bits -> | bottom row, padded to 4 bytes | ... | top row = GetLine(0) | palette, for the palette formats |
 //
@@ -32,6 +35,7 @@
 #pragma once
 
 #include <qecore/core/driver_data.h>
+#include <qecore/core/implements.h>
 #include <qecore/core/streamable.h>
 #include <qecore/image/format.h>
 #include <qecore/values/string.h>
@@ -93,7 +97,7 @@ class AbstractImage : public qe_Streamable {
 #pragma pack(push, 2)  // callers read the fields: their places are part of the contract
 
 /// Pixels in memory.
-class YK_API Image2d : public AbstractImage {
+class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
  public:
   static Guid const& Id() noexcept { return ids::IMAGE_2D; }
 
@@ -184,6 +188,9 @@ class YK_API Image2d : public AbstractImage {
   uint8_t flags = 0;          ///< IMG_HEAP_MEMORY
 
  protected:
+  template <class, class>
+  friend class Destroys;
+
   Image2d() noexcept;
   ~Image2d();
 };
