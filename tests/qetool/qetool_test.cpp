@@ -75,14 +75,12 @@ Pixel At(Image2d& image, int x, int y) {
 // ---- help and errors
 
 TEST_F(Tool, HelpsWithEachCommand) {
-  EXPECT_THAT(Good(L"--help"), testing::AllOf(HasSubstr("info"), HasSubstr("convert"), HasSubstr("plugins"),
-                                              HasSubstr("dump")));
-  EXPECT_THAT(Good(L"info --help"), HasSubstr("--palette"));
-  EXPECT_THAT(Good(L"convert --help"),
-              testing::AllOf(HasSubstr("--size"), HasSubstr("--crop"), HasSubstr("--flip"),
-                             HasSubstr("--format"), HasSubstr("--quality")));
-  EXPECT_THAT(Good(L"plugins --help"), HasSubstr("--cache"));
-  EXPECT_THAT(Good(L"dump --help"), HasSubstr("FILE"));
+  std::pair<std::wstring, std::string> const rows[] = {{L"", "convert"},
+                                                       {L"info", "--palette"},
+                                                       {L"convert", "--crop"},
+                                                       {L"plugins", "--cache"},
+                                                       {L"dump", "FILE"}};
+  for (auto const& [command, said] : rows) EXPECT_THAT(Good(command + L" --help"), HasSubstr(said));
 }
 
 TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {

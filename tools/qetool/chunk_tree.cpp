@@ -29,22 +29,23 @@ struct Header {
   size_t size;  // of the whole chunk
 };
 
-std::optional<Header> ReadHeader(Bytes bytes) {
+// All zero when too few bytes are left for one.
+Header ReadHeader(Bytes bytes) {
   if (bytes.size() < chunk::HEADER_SIZE) return {};
-  return Header{static_cast<unsigned>(Number(bytes.first(2))), Number(bytes.subspan(2, 4))};
+  return {static_cast<unsigned>(Number(bytes.first(2))), Number(bytes.subspan(2, 4))};
 }
 
-bool IsSound(std::optional<Header> const& header, Bytes bytes) {
-  return header && header->tag && header->size >= chunk::HEADER_SIZE && header->size <= bytes.size();
+bool IsSound(Header const& header, Bytes bytes) {
+  return header.tag && header.size >= chunk::HEADER_SIZE && header.size <= bytes.size();
 }
 
 // True when sound chunks, at least one, fill the bytes exactly.
 bool AreChunks(Bytes bytes) {
   if (bytes.empty()) return false;
   while (!bytes.empty()) {
-    auto const header = ReadHeader(bytes);
+    Header const header = ReadHeader(bytes);
     if (!IsSound(header, bytes)) return false;
-    bytes = bytes.subspan(header->size);
+    bytes = bytes.subspan(header.size);
   }
   return true;
 }
@@ -57,24 +58,24 @@ class Parser {
   std::vector<ChunkNode> Siblings(Bytes bytes, int depth) {
     std::vector<ChunkNode> nodes;
     while (!bytes.empty()) {
-      auto const header = ReadHeader(bytes);
+      Header const header = ReadHeader(bytes);
       if (!IsSound(header, bytes)) {
         Damaged(header, bytes);
         break;
       }
-      nodes.push_back(Node(*header, bytes.first(header->size), depth));
-      bytes = bytes.subspan(header->size);
+      nodes.push_back(Node(header, bytes.first(header.size), depth));
+      bytes = bytes.subspan(header.size);
     }
     return nodes;
   }
 
   // A frame that claims more than there is: what there is of it is looked into all the same.
   std::vector<ChunkNode> Roots() {
-    auto const header = ReadHeader(file);
-    if (!header || header->tag != chunk::FILE_FRAME || header->size <= file.size()) return Siblings(file, 0);
+    Header const header = ReadHeader(file);
+    if (header.tag != chunk::FILE_FRAME || header.size <= file.size()) return Siblings(file, 0);
     Damaged(header, file);
     ChunkNode frame;
-    frame.tag = header->tag;
+    frame.tag = header.tag;
     frame.payload = file.subspan(chunk::HEADER_SIZE);
     frame.plain = frame.payload.first(0);
     frame.children = Siblings(frame.payload, 1);
@@ -111,11 +112,14 @@ class Parser {
     if (damage.empty()) damage = std::move(text);  // the first is the cause
   }
 
-  void Damaged(std::optional<Header> const& header, Bytes bytes) {
+  void Damaged(Header const& header, Bytes bytes) {
     size_t const offset = OffsetOf(bytes);
-    if (!header) return Note(Format("%zu bytes at offset %zu are no chunk", bytes.size(), offset));
-    Note(Format("the chunk at offset %zu (tag %u) claims %zu bytes, and %zu are there", offset, header->tag,
-                header->size, bytes.size()));
+    if (bytes.size() < chunk::HEADER_SIZE) {
+      Note(Format("%zu bytes at offset %zu are no chunk", bytes.size(), offset));
+    } else {
+      Note(Format("the chunk at offset %zu (tag %u) claims %zu bytes, and %zu are there", offset, header.tag,
+                  header.size, bytes.size()));
+    }
   }
 
   Bytes file;

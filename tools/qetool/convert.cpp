@@ -126,8 +126,10 @@ std::vector<Job> PlanJobs(Options const& options) {
     std::string key = name;
     std::transform(key.begin(), key.end(), key.begin(),
                    [](unsigned char c) { return c < 128 ? tolower(c) : c; });
-    if (!taken.insert(key).second) throw Failure{"two pictures would both become " + output + "/" + name};
-    jobs.push_back({input, output + "/" + name});
+    std::string target = output;
+    target.append("/").append(name);
+    if (!taken.insert(key).second) throw Failure{"two pictures would both become " + target};
+    jobs.push_back({input, target});
   }
   return jobs;
 }
@@ -197,6 +199,7 @@ void Run(Options const& options, Host& host) {
   std::vector<Job> const jobs = PlanJobs(options);
   host.Start();
   std::vector<Guid> filters;
+  filters.reserve(jobs.size());
   for (Job const& job : jobs) filters.push_back(FilterFor(host, job.output));
 
   size_t failed = 0;

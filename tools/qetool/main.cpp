@@ -5,7 +5,7 @@
 #include <shellapi.h>
 
 #include <algorithm>
-#include <new>
+#include <exception>
 
 #include "commands.h"
 #include "text.h"
@@ -37,7 +37,8 @@ bool HasCommand(CLI::App const& app, std::string const& name) {
   return !commands.empty();
 }
 
-int Run() {
+// Returns the exit code.
+int Parse() {
   CLI::App app("Shows and converts pictures, plug-ins and object files through qeCore.", "qetool");
   app.require_subcommand(1);
   app.allow_windows_style_options(false);  // "/home" is a path
@@ -49,23 +50,28 @@ int Run() {
   AddDump(app, host);
   AddSheet(app, host);
   AddXml(app, host);
+  std::vector<std::string> arguments = Arguments();
+  if (!arguments.empty() && arguments[0][0] != '-' && !HasCommand(app, arguments[0])) {
+    throw Failure{"there is no command " + arguments[0] + " (see qetool --help)"};
+  }
+  std::reverse(arguments.begin(), arguments.end());  // CLI11 takes them from the back
   try {
-    std::vector<std::string> arguments = Arguments();
-    if (!arguments.empty() && arguments[0][0] != '-' && !HasCommand(app, arguments[0])) {
-      throw Failure{"there is no command " + arguments[0] + " (see qetool --help)"};
-    }
-    std::reverse(arguments.begin(), arguments.end());  // CLI11 takes them from the back
     app.parse(std::move(arguments));
-  } catch (CLI::Error const& error) {
+  } catch (CLI::Error const& error) {  // help is one, too
     return app.exit(error) == 0 ? 0 : 1;
-  } catch (Failure const& failure) {
-    Report(failure.text);
-    return 1;
-  } catch (std::bad_alloc const&) {
-    Report("not enough memory");
-    return 1;
   }
   return 0;
+}
+
+int Run() {
+  try {
+    return Parse();
+  } catch (Failure const& failure) {
+    Report(failure.text);
+  } catch (std::exception const& error) {
+    fprintf(stderr, "qetool: %s\n", error.what());
+  }
+  return 1;
 }
 
 }  // namespace

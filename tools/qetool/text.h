@@ -17,7 +17,7 @@ inline std::string ToUtf8(yk::String const& text) { return ToUtf8(text.c_str());
 yk::String ToWide(std::string const& utf8);
 
 /// printf into a string.
-#if defined(__GNUC__)
+#if defined(__GNUC__) && !defined(__clang__)
 __attribute__((format(gnu_printf, 1, 2)))
 #endif
 std::string
