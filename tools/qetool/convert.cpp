@@ -145,17 +145,25 @@ class Progress {
 
   void Show(std::string const& name) {
     ++current;
-    Clear();
-    if (isShown) fprintf(stderr, "[%zu/%zu] %.60s", current, total, name.c_str()), fflush(stderr);
+    if (isShown) Put(Format("[%zu/%zu] %.60s", current, total, name.c_str()));
   }
-  void Clear() const {
-    if (isShown) fprintf(stderr, "\r%*s\r", 79, "");
+  void Clear() {
+    if (!shown.empty()) Put({});
   }
 
  private:
+  // Over what stands there, in one piece: standard error has no buffer of its own.
+  void Put(std::string const& line) {
+    std::string const blank(shown.size(), ' ');
+    std::string const whole = "\r" + blank + "\r" + line;
+    fwrite(whole.data(), 1, whole.size(), stderr);
+    shown = line;
+  }
+
   size_t const total;
   size_t current = 0;
   bool isShown;
+  std::string shown;
 };
 
 /// Adds the name of what was just done and its time to a text.
