@@ -40,7 +40,7 @@ struct Layout {
     if (width < 0 || int64_t{facts.bits} * width + 31 > INT32_MAX) return;
     stride = static_cast<int32_t>((int64_t{facts.bits} * width + 31) / 32 * 4);
     rows = stride * height;
-    fits = Size() <= INT32_MAX;
+    fits = height >= 0 && Size() <= INT32_MAX;
   }
 
   int64_t Size() const noexcept { return rows + palette; }
@@ -174,10 +174,11 @@ HRESULT Image2d::Create(IMG_FORMAT newFormat, int newWidth, int newHeight) noexc
 
   img::FormatFacts const& facts = img::GetFacts(newFormat);
   int64_t const rowCount = std::abs(int64_t{newHeight});
-  Layout const layout(facts, newWidth, rowCount);
   bool const heap = flags & IMG_HEAP_MEMORY;
+  bool const bitmap = facts.dib && !heap;
+  Layout const layout(facts, newWidth, bitmap ? rowCount : newHeight);  // only bitmaps may stand top-down
   PixelMemory memory;
-  if (facts.dib && !heap) {
+  if (bitmap) {
     if (layout.fits) memory = NewBitmap(facts.bits, newWidth, newHeight);
   } else if (heap) {
     if (layout.fits) memory = NewHeap(static_cast<size_t>(layout.Size()));

@@ -41,7 +41,7 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
     if (origin == FROM_POSITION) target += static_cast<int64_t>(position);
     if (origin == FROM_END) target += static_cast<int64_t>(size);
     auto const place = static_cast<uint64_t>(target);  // huge for one before the start: that goes to the end
-    position = place < size ? place : size;
+    if (place != position) position = place < size ? place : size;
     if (newPosition) *newPosition = static_cast<unsigned>(position);
     return S_OK;
   }

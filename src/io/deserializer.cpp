@@ -158,14 +158,13 @@ HRESULT Deserializer::ReadFramePart(unsigned short tag) noexcept {
   }
 }
 
-/// Reads where the table stands, and makes sure that it stands there: anywhere inside the frame.
+/// Reads where the table stands, and makes sure that it stands there: anywhere inside the stream.
 HRESULT Deserializer::CheckTable(unsigned short tag) noexcept {
   unsigned offset;
   if (!ReadNumber(offset)) return YK_E_BADFILE;
   if (offset == 0) return S_OK;
-  unsigned const frameEnd = chunks[0].end;
-  if (offset > frameEnd - fileStart || Failed(SeekTo(*stream, fileStart + offset))) return YK_E_BADFILE;
-  if (EnterChunk(frameEnd) != tag) return YK_E_BADFILE;
+  if (offset > streamSize - fileStart || Failed(SeekTo(*stream, fileStart + offset))) return YK_E_BADFILE;
+  if (EnterChunk(streamSize) != tag) return YK_E_BADFILE;
   EndChunk();
   return S_OK;
 }

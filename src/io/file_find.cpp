@@ -22,6 +22,8 @@ uint64_t TimeOf(FILETIME const& time) noexcept {
   return value;
 }
 
+constexpr wchar_t ALL[] = L"*.*";
+
 bool IsSelfOrParent(wchar_t const* name) noexcept {
   return wcscmp(name, L".") == 0 || wcscmp(name, L"..") == 0;
 }
@@ -31,10 +33,12 @@ bool IsSelfOrParent(wchar_t const* name) noexcept {
 FileFind::FileFind(String const& where, String const& namePattern, unsigned what) noexcept
     : folder(where), pattern(namePattern), flags(what) {
   folder.TerminatePath();
-  auto* const started = new (std::nothrow) State;
-  if (!started) return;
   String all = folder;
-  all += L"*.*";
+  all += ALL;
+  // Without memory for the whole path another folder would be searched.
+  bool const whole = folder.Length() >= where.Length() && all.Length() == folder.Length() + wcslen(ALL);
+  auto* const started = whole ? new (std::nothrow) State : nullptr;
+  if (!started) return;
   started->fetched = 0;
   started->find = FindFirstFileW(all.c_str(), &started->entry);
   if (started->find == INVALID_HANDLE_VALUE) {

@@ -97,7 +97,12 @@ FileStream::FileStream(String const& path, unsigned openFlags) noexcept
     wchar_t file[MAX_PATH];
     DWORD const length = GetTempPathW(MAX_PATH, folder);
     if (length == 0 || length >= MAX_PATH || !GetTempFileNameW(folder, L"qe", 0, file)) return;
+    name.Empty();
     name = file;
+    if (name.IsEmpty()) {  // there is no memory; the caller's own path must not take the file's place
+      DeleteFileW(file);
+      return;
+    }
     flags = DELETE_AT_END;
     mode = CREATE;
   }

@@ -129,9 +129,11 @@ bool MemStream::Advance(unsigned& bytes, bool writing) noexcept {
 /// Makes sure that the storage reaches to `end`.
 bool MemStream::MakeRoom(uint64_t end) noexcept {
   if (end > LARGEST) return false;
-  if (end > capacity) {
+  // A block of its own that is full to the last byte grows, too: on purpose.
+  bool const full = end == capacity && block && (flags & OWNED);
+  if (end > capacity || full) {
     uint64_t const grown = ((end >> STEP_BITS) + 1) << STEP_BITS;  // strictly above the end, on purpose
-    if (!Resize(grown)) return false;
+    if (!Resize(grown)) return full && data;
     capacity = grown;
   } else if (shrunk && end > GlobalSize(block)) {
     if (!Resize(capacity)) return false;

@@ -67,7 +67,10 @@ HRESULT Serializer::WriteReference(Unknown* object) noexcept {
     index = ~before;
   }
   stream->Write(&index, sizeof index);
-  if (isNew && Succeeded(BeginChunk(chunk::FIRST_OCCURRENCE))) EndChunk();
+  if (isNew) {
+    BeginChunk(chunk::FIRST_OCCURRENCE);
+    EndChunk();  // due also for a chunk that was refused
+  }
   return S_OK;
 }
 

@@ -32,7 +32,12 @@ HRESULT CopyBytes(Stream& source, Stream& target, unsigned char* buffer, unsigne
 HRESULT Stream::ReadText(Stream& stream, String& text) noexcept {
   uint16_t length = 0;
   ReadUpTo(stream, &length, sizeof length);
-  if (!text.Realloc(length) || length == 0) return S_OK;
+  if (!text.Realloc(length)) {  // no memory: what stands behind the text must still be found
+    text.Empty();
+    stream.Seek(length * static_cast<long>(sizeof(wchar_t)), FROM_POSITION);
+    return S_OK;
+  }
+  if (length == 0) return S_OK;
   ReadUpTo(stream, text.GetBuffer(), length * static_cast<unsigned>(sizeof(wchar_t)));
   return S_OK;
 }

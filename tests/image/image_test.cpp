@@ -30,14 +30,15 @@ TEST(Image2d, IsReachedByItsPointerAlone) {
 TEST(Create, LaysOutRowsAndPalette) {
   static constexpr struct {
     int format, width, height, stride, entries, bits, bytes;
-  } ROWS[] = {{1, 5, 2, 8, 0, 8, 1},     {2, 3, 4, 4, 256, 8, 1},     {2, 3, -500, 4, 256, 8, 1},
-              {3, 3, 2, 12, 0, 24, 3},   {4, 10, -5, 40, 0, 32, 4},   {7, 3, -2, 8, 0, 16, 2},
-              {8, 1, 1, 8, 0, 48, 6},    {9, 1, 1, 8, 0, 64, 8},      {12, 1, 1, 4, 0, 32, 4},
-              {13, 1, 1, 12, 0, 96, 12}, {14, 7, 3, 112, 0, 128, 16}, {15, 1, 1, 4, 0, 32, 4},
-              {16, 9, 1, 4, 2, 1, 0},    {17, 1, 1, 4, 16, 4, 0},     {18, 3, 1, 8, 0, 16, 2}};
+  } ROWS[] = {{1, 5, 2, 8, 0, 8, 1},       {2, 3, 4, 4, 256, 8, 1}, {3, 3, 2, 12, 0, 24, 3},
+              {4, 10, -5, 40, 0, 32, 4},   {7, 3, 2, 8, 0, 16, 2},  {8, 1, 1, 8, 0, 48, 6},
+              {9, 1, 1, 8, 0, 64, 8},      {12, 1, 1, 4, 0, 32, 4}, {13, 1, 1, 12, 0, 96, 12},
+              {14, 7, 3, 112, 0, 128, 16}, {15, 1, 1, 4, 0, 32, 4}, {16, 9, 1, 4, 2, 1, 0},
+              {17, 1, 1, 4, 16, 4, 0},     {18, 3, 1, 8, 0, 16, 2}};
   for (auto const& row : ROWS) {
     for (uint8_t flags : {uint8_t{0}, IMG_HEAP_MEMORY}) {
       SCOPED_TRACE(testing::Message() << row.format << ", flags " << int(flags));
+      if (row.height < 0 && flags) continue;  // only the system knows what to make of it
       ImageRef const image = NewImage(static_cast<IMG_FORMAT>(row.format), row.width, row.height, flags);
       int const height = abs(row.height), end = row.stride * height;
       int const facts[] = {image->stride, image->height, image->paletteCount, image->bitsPerPixel,
@@ -87,6 +88,8 @@ TEST(Create, RefusesWhatCannotBe) {
               {3, -3, 3, 0, E_FAIL},
               {2, -40, 3, 0, E_OUTOFMEMORY},
               {3, 3, INT_MIN, 0, E_FAIL},
+              {4, 10, -5, 1, E_FAIL},
+              {2, 3, -5, 0, E_OUTOFMEMORY},
               {3, 0, 3, 0, E_FAIL},
               {7, 3, 0, 0, E_FAIL},
               {3, 0, 4, 1, S_OK}};

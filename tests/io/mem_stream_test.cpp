@@ -11,6 +11,17 @@ using namespace yk;
 MemStream* AsMem(Ref<Stream> const& stream) { return static_cast<MemStream*>(stream.get()); }
 uint64_t Capacity(Ref<Stream> const& stream) { return Field<uint64_t>(stream.get(), 40); }
 
+TEST(MemStream, GrowsBySteps) {
+  std::tuple<unsigned, unsigned, uint64_t> const rows[] = {
+      {1, 0, 0x10000}, {0x10000, 0, 0x20000}, {1, 0xFFFE, 0x10000}, {1, 0xFFFF, 0x20000}};
+  for (auto const& [first, second, capacity] : rows) {
+    Ref<Stream> const stream = Memory(std::string(first, 'a'));
+    stream->Seek(0, Stream::FROM_END);
+    EXPECT_EQ(stream->Write(std::string(second, 'b').data(), second), S_OK);
+    EXPECT_EQ(Capacity(stream), capacity);
+  }
+}
+
 TEST(MemStream, ShrunkBlockIsNeverOverrun) {
   Ref<Stream> const stream = Memory(std::string(1000, 'a'));
   EXPECT_EQ(stream->SetSize(10), S_OK);

@@ -126,10 +126,10 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   HRESULT Free() noexcept override;
   using AbstractImage::Free;
 
-  /// New pixels, not cleared, in place of the old. A negative height counts as its absolute value; row 0 is
-  /// the top row either way. S_OK.
+  /// New pixels, not cleared, in place of the old. Row 0 is the top row. A negative height makes a bitmap
+  /// (the formats GRAY8, BGR24 and BGRA32 without IMG_HEAP_MEMORY) of as many rows; elsewhere it is refused. S_OK.
   /// E_INVALIDARG: no such format; the image is as before, but for `bitsPerPixel`, which is 0.
-  /// E_OUTOFMEMORY (global memory), E_FAIL (bitmap or heap): there is none, or the width is negative, or the
+  /// E_OUTOFMEMORY (global memory), E_FAIL (bitmap or heap): there is none, or the size is negative, or the
   /// bytes do not fit 31 bits; the old pixels are gone and GetLine answers null. E_FAIL too, with the
   /// system's memory, for a size of no bytes. After E_FAIL the fields have the size asked for.
   virtual HRESULT Create(IMG_FORMAT format, int width, int height) noexcept;

@@ -44,7 +44,8 @@ class YK_API MemStream final : public Implements<MemStream, Stream> {
   HRESULT Seek(long offset, unsigned origin, unsigned* newPosition) noexcept override;
   unsigned GetPosition() noexcept override;
   unsigned GetSize() noexcept override;
-  /// Resizes the block to `newSize` bytes exactly; 0 keeps it. On failure nothing changes.
+  /// Resizes the block to `newSize` bytes exactly; 0 keeps it. On failure nothing changes, unless
+  /// the block can no longer be locked: the stream is empty then.
   HRESULT SetSize(unsigned newSize) noexcept override;
   HRESULT GetState() noexcept override;
 

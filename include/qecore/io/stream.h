@@ -83,7 +83,7 @@ inline HRESULT Stream::Read(String& text) noexcept { return ReadText(*this, text
 /// negative count means as many bytes as the whole source has. Stops early when either stream's state is not
 /// S_OK. A piece that the source cannot fill is written whole, zeros behind what it held: this is intended.
 /// The source's position is restored, except when a read fails: then that failure is the result at once.
-/// S_FALSE for a count of 0.
+/// S_FALSE for a count of 0; the seek's failure for a `start` that the source does not have.
 YK_API HRESULT CopyStream(Stream* source, Stream* target, int start, int count) noexcept;
 
 }  // namespace yk
