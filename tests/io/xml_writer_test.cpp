@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <windows.h>
 
 #include "io/xml_support.h"
 
@@ -104,10 +105,18 @@ TEST(XmlWriter, IndentsBeyondItsRowOfTabs) {
   }
 }
 
+// With recursion, this depth would need many times the thread's stack.
 TEST(XmlWriter, WritesAndFreesTreesOfAnyDepth) {
-  constexpr unsigned DEPTH = 200000;
-  Tree const chain = Chain(DEPTH);
-  EXPECT_EQ(Saved(chain.get(), XML_COMPACT).size(), DEPTH * 7 + 1);
+  constexpr unsigned DEPTH = 10000;
+  DWORD size = 0;
+  auto const run = [](void* out) -> DWORD {
+    return *static_cast<DWORD*>(out) = static_cast<DWORD>(Saved(Chain(DEPTH).get(), XML_COMPACT).size());
+  };
+  HANDLE const thread =
+      CreateThread(nullptr, 0x20000, run, &size, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+  WaitForSingleObject(thread, INFINITE);
+  CloseHandle(thread);
+  EXPECT_EQ(size, DEPTH * 7 + 1);
 }
 
 // ---- trees
