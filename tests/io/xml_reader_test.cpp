@@ -87,6 +87,8 @@ TEST(XmlReader, RefusesStreamsThatFailAndMissingArguments) {
   EXPECT_EQ(Xml().Load(&failing, &document, &error), E_FAIL);
   EXPECT_EQ(document, nullptr);
   EXPECT_EQ(error.line, 0u);
+  Loaded("<a>\x80", &error);
+  EXPECT_STREQ(error.text, L"the text is not UTF-8") << "and not that it ends too early";
   EXPECT_EQ(Xml().Load(nullptr, &document, nullptr), E_INVALIDARG);
   EXPECT_EQ(Xml().Load(&failing, nullptr, nullptr), E_INVALIDARG);
 }

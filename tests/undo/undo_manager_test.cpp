@@ -237,7 +237,8 @@ TEST_F(UndoTest, ManagerSurvivesTheLossOfItsLastReference) {
   Commit("ab");
   UndoManager* const raw = manager.Detach();
   LogItem::onCall = [raw, released = false]() mutable {
-    if (!std::exchange(released, true)) raw->Release();
+    unsigned const left = std::exchange(released, true) ? 1 : raw->Release();
+    EXPECT_EQ(left, 1u) << "the call's own";
   };
   EXPECT_EQ(Log(raw->Undo()), "pbpaubua");
   EXPECT_EQ(LogItem::alive, 0) << "gone with the call";
@@ -338,41 +339,53 @@ TEST_F(ValueItemTest, MergedChangesBelongToTheRecordedItem) {
 
 TEST_F(ValueItemTest, KeepsEmptyTextsAndLeavesUnreadableValuesAlone) {
   Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
-  Variant object, text;
+  Variant object, text, number, read;
   object.Init(static_cast<Unknown*>(image.get()));
   text.Init(L"", Variant::KEEP_EMPTY);
+  number.Init(5);
   map->SetValue(1, object);
   map->SetValue(2, text);
+  map->SetValue(3, number);
   manager->BeginTransaction();
   for (unsigned const key : {1u, 2u, 3u}) manager->RecordValue(map.get(), key, false);
+  map->SetValue(1, number);
   map->Remove(2);
   map->SetValue(3, object);
   manager->EndTransaction(L"");
   manager->Undo();
-  EXPECT_EQ(map->GetValue(2, text), S_OK) << "an empty text is there";
-  EXPECT_EQ(References(image.get()), 4u) << "the objects still are";
+  EXPECT_EQ(map->GetValue(1, read), S_OK) << "not removed, though what was there cannot come back";
+  EXPECT_EQ(map->GetValue(2, read), S_OK) << "an empty text is there";
+  EXPECT_EQ(References(image.get()), 3u) << "an object is not written over";
   manager->Redo();
-  EXPECT_EQ(map->GetValue(2, text), E_FAIL);
-  EXPECT_EQ(References(image.get()), 4u);
+  EXPECT_EQ(map->GetValue(2, read), E_FAIL);
 }
 
-// A value that the object only lends is copied before the object changes it.
-TEST_F(ValueItemTest, CopiesLentValues) {
+// A value that the object only lends is copied before the object changes it; and an undo does not follow a
+// redo that the object has refused.
+TEST_F(ValueItemTest, CopiesLentValuesAndKeepsStepWithTheObject) {
   class Lender final : public Unknown {
    public:
     wchar_t text[8] = L"old";
+    bool refuses = false;
     void Destroy() noexcept override {}
     HRESULT GetValue(unsigned, Variant& out) noexcept override {
       return out.Init(text, Variant::BORROW_TEXT), S_OK;
     }
-    HRESULT SetValue(unsigned, Variant const& value) noexcept override { return value.Get(text, 8), S_OK; }
+    HRESULT SetValue(unsigned, Variant const& value) noexcept override {
+      return refuses ? E_FAIL : (value.Get(text, 8), S_OK);
+    }
   } lender;
   manager->BeginTransaction();
   manager->RecordValue(&lender, 0, false);
   wcscpy(lender.text, L"new");
   manager->EndTransaction(L"");
-  manager->Undo();
-  EXPECT_STREQ(lender.text, L"old");
+  for (bool const refuses : {false, true}) {
+    manager->Undo();
+    EXPECT_STREQ(lender.text, L"old") << refuses;
+    lender.refuses = true;
+    manager->Redo();
+    lender.refuses = false;
+  }
   manager.Reset();
 }
 
