@@ -19,12 +19,15 @@ constexpr float LARGEST = 3.402823466e38f, ENDLESS = INFINITY;
 using Points = std::vector<point2df>;
 using Spans = std::vector<std::pair<double, double>>;
 
-// The coverage of an area by supersampling: 16 x 16 parts of a pixel, each of 16 lines. `spans` tells what of a
+// The coverage of an area by supersampling: 16 x 16 parts of a pixel, each of 16 lines. `cut` tells what of a
 // line lies inside. (One sample for each of the 256 parts is more than 3/255 off by itself.)
-std::vector<double> Supersample(int w, int h, std::function<Spans(double y)> const& spans) {
+std::vector<double> Supersample(int w, int h, std::function<void(double y, Spans& spans)> const& cut) {
+  Spans spans;
   std::vector<double> coverage(static_cast<size_t>(w * h));
   for (int line = 0; line < h * 256; ++line) {
-    for (auto const& [from, to] : spans((line + 0.5) / 256)) {
+    spans.clear();
+    cut((line + 0.5) / 256, spans);
+    for (auto const& [from, to] : spans) {
       double const low = std::max(from, 0.0), high = std::min<double>(to, w);
       for (int x = static_cast<int>(low); x < high; ++x) {
         double const part = std::min(high, x + 1.0) - std::max<double>(low, x);
@@ -35,8 +38,9 @@ std::vector<double> Supersample(int w, int h, std::function<Spans(double y)> con
   return coverage;
 }
 
-Spans PolygonSpans(Points const& points, IDC const& dc, bool nonZero, double y) {
-  std::vector<std::pair<double, int>> crossings;
+void CutPolygon(Points const& points, IDC const& dc, bool nonZero, double y, Spans& spans) {
+  static std::vector<std::pair<double, int>> crossings;  // kept: there are millions of lines
+  crossings.clear();
   for (size_t i = 0; i < points.size(); ++i) {
     point2df const a = points[i], b = points[(i + 1) % points.size()];
     double const ay = double(a.y) + dc.originY, by = double(b.y) + dc.originY;
@@ -44,14 +48,12 @@ Spans PolygonSpans(Points const& points, IDC const& dc, bool nonZero, double y) 
     crossings.push_back({a.x + dc.originX + (y - ay) / (by - ay) * (double(b.x) - a.x), ay < by ? 1 : -1});
   }
   std::sort(crossings.begin(), crossings.end());
-  Spans spans;
   int winding = 0;
   for (size_t i = 0; i + 1 < crossings.size(); ++i) {
     winding += crossings[i].second;
     if (nonZero ? winding != 0 : winding % 2 != 0)
       spans.push_back({crossings[i].first, crossings[i + 1].first});
   }
-  return spans;
 }
 
 // White on black: compares the surface with coverage times 255 inside the clip; outside it must be black.
@@ -89,8 +91,8 @@ TEST(Area, PolygonsAreCoveredExactly) {
     if (round % 11 == 0) points[2].y = points[1].y = floorf(points[1].y);                  // along a row
     bool const nonZero = round & 4;
     EXPECT_EQ(dc->FillPolygon(points.data(), static_cast<int>(points.size()), nonZero), S_OK);
-    ExpectCoverage(*dc, Supersample(40, 30, [&](double y) { return PolygonSpans(points, *dc, nonZero, y); }),
-                   round);
+    auto const cut = [&](double y, Spans& spans) { CutPolygon(points, *dc, nonZero, y, spans); };
+    ExpectCoverage(*dc, Supersample(40, 30, cut), round);
     if (HasFatalFailure()) return;
   }
 }
@@ -109,11 +111,11 @@ TEST(Area, EllipsesAndTheirOutlinesAreCoveredExactly) {
       double const v = (y - (r.y1 + r.y2) / 2) / (ry - inset);
       return rx > inset && ry > inset && fabs(v) < 1 ? (rx - inset) * sqrt((1 - v) * (1 + v)) : 0.0;
     };
-    auto const spans = [&](double y) {
+    auto const cut = [&](double y, Spans& spans) {
       double const outer = half(0, y), inner = outline > 0 ? half(outline, y) : 0;
-      return Spans{{cx - outer, cx - inner}, {cx + inner, cx + outer}};
+      spans.assign({{cx - outer, cx - inner}, {cx + inner, cx + outer}});
     };
-    ExpectCoverage(*dc, Supersample(40, 30, spans), i);
+    ExpectCoverage(*dc, Supersample(40, 30, cut), i);
     if (HasFatalFailure()) return;
   }
 }
