@@ -28,6 +28,7 @@ int FloorToRange(double value, int low, int high) noexcept {
 // ---- collecting the outline
 
 double AreaRasterizer::Edge::At(double y) const noexcept {
+  if (y <= top) return x;  // also where the slope is too steep for a number
   return std::clamp(x + (y - top) * slope, low, high);
 }
 

@@ -35,6 +35,7 @@ void MakeMemoryDC(IDC& dc) noexcept {
   if (dc.surfaceBitmap) {
     dc.previousObject = SelectObject(dc.memoryDC, dc.surfaceBitmap);
   } else {
+    if (dc.foreignDC) DeleteDC(dc.foreignDC);
     dc.foreignDC = dc.memoryDC;  // over an image's pixels: noted as one to delete
   }
 }
@@ -67,8 +68,8 @@ HRESULT MakeSurface(IDC& dc, int w, int h) noexcept {
 // The way round BitBlt. The header says 24 bits whatever the surface has; pixels that this would read and the
 // surface does not have make it fail.
 HRESULT StretchTo(HDC target, IDC const& dc, int x, int y, int w, int h, xrect2d const& source) noexcept {
-  int64_t const needed = draw::RowBytes(w, 24) * h;
-  if (!dc.bits || w < 1 || h < 1 || needed > int64_t{dc.stride} * dc.height) return E_FAIL;
+  if (!dc.bits || w < 1 || h < 1) return E_FAIL;
+  if (h > int64_t{dc.stride} * dc.height / draw::RowBytes(w, 24)) return E_FAIL;
   BITMAPINFO info = {};
   info.bmiHeader = {sizeof(BITMAPINFOHEADER), w, h, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
   int const lines = StretchDIBits(target, x, y, w, h, source.left, source.top, w, h, dc.bits, &info,

@@ -165,21 +165,27 @@ bool CutDown(Corners& corners, xrect2d const& box) noexcept {
          CutAlong({true, false, box.bottom}, other, corners);
 }
 
-void FillMask(HDC dc, Corners& corners) noexcept {
+// Both answer false when GDI refuses; what it would paint with instead is not meant for a mask.
+
+bool FillMask(HDC dc, Corners& corners) noexcept {
   draw::GdiObject const brush(CreateSolidBrush(FILL_MASK));
+  if (!brush.get()) return false;
   HGDIOBJ const oldPen = SelectObject(dc, GetStockObject(NULL_PEN));
   HGDIOBJ const oldBrush = SelectObject(dc, brush.get());
-  Polygon(dc, corners.begin(), static_cast<int>(corners.Count()));
+  bool const drawn = Polygon(dc, corners.begin(), static_cast<int>(corners.Count()));
   SelectObject(dc, oldBrush);
   SelectObject(dc, oldPen);
+  return drawn;
 }
 
 // The outline goes on top and takes the fill away; the first corner stands at the end again.
-void OutlineMask(HDC dc, Corners& corners, int penWidth) noexcept {
+bool OutlineMask(HDC dc, Corners& corners, int penWidth) noexcept {
   draw::GdiObject const pen(CreatePen(PS_SOLID, penWidth, OUTLINE_MASK));
+  if (!pen.get()) return false;
   HGDIOBJ const old = SelectObject(dc, pen.get());
-  Polyline(dc, corners.begin(), static_cast<int>(corners.Count()));
+  bool const drawn = Polyline(dc, corners.begin(), static_cast<int>(corners.Count()));
   SelectObject(dc, old);
+  return drawn;
 }
 
 }  // namespace
@@ -206,9 +212,9 @@ HRESULT IDC::DrawPolygon(POINT const* points, int count, unsigned fill, unsigned
 
   GdiMask const mask(area);
   if (!mask.IsMade()) return E_FAIL;
-  if (fill >> 24) FillMask(mask.Dc(), corners);
+  if (fill >> 24 && !FillMask(mask.Dc(), corners)) return E_FAIL;
   if (!corners.Add(POINT(corners[0]))) return E_OUTOFMEMORY;
-  if (outline >> 24) OutlineMask(mask.Dc(), corners, pen);
+  if (outline >> 24 && !OutlineMask(mask.Dc(), corners, pen)) return E_FAIL;
   GdiFlush();
   HRESULT const result =
       PaintMask(*this, fill, area, mask, [](unsigned char const* pixel) { return pixel[FILL_BYTE]; });

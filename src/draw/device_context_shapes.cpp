@@ -54,12 +54,12 @@ bool CollectDots(IDC& dc, point2df const* points, int count, bool closed, Dots& 
   bool isFirst = true;
   int const lines = closed ? count : count - 1;
   for (int i = 0; i < lines; ++i) {
-    point2df const& a = points[i];
-    point2df const& b = points[i + 1 < count ? i + 1 : 0];
-    if (a == b) continue;
+    point2d const a = OnSurface(dc, points[i]);
+    point2d const b = OnSurface(dc, points[i + 1 < count ? i + 1 : 0]);
+    if (a == b) continue;  // seen on the surface, where the origin may have swallowed a tiny difference
     // the step at a joint belongs to the line that comes to it
     int const ends = (isFirst ? 0 : LineWalk::NO_FIRST) | (i == count - 1 ? LineWalk::NO_LAST : 0);
-    LineWalk const line(OnSurface(dc, a), OnSurface(dc, b), dc.clip, ends);
+    LineWalk const line(a, b, dc.clip, ends);
     WalkLine(dc, line, [&](int x, int y, unsigned char coverage) {
       if (!dots.Add({x, y, coverage})) failed = true;
     });
@@ -68,9 +68,21 @@ bool CollectDots(IDC& dc, point2df const* points, int count, bool closed, Dots& 
   return !failed;
 }
 
+struct Painter {
+  IDC const& dc;
+  bool painted = false;
+};
+
 void PaintRun(void* context, int x, int y, unsigned char const* coverage, int count) noexcept {
-  IDC const& dc = *static_cast<IDC*>(context);
-  draw::Cover(dc, dc.colour, x, y, coverage, count);
+  Painter& painter = *static_cast<Painter*>(context);
+  draw::Cover(painter.dc, painter.dc.colour, x, y, coverage, count);
+  painter.painted = true;
+}
+
+HRESULT Paint(IDC const& dc, AreaRasterizer& area, bool nonZero) noexcept {
+  Painter painter = {dc};
+  if (!area.Sweep(nonZero, PaintRun, &painter)) return E_OUTOFMEMORY;
+  return painter.painted ? S_OK : S_FALSE;
 }
 
 bool HasClip(IDC const& dc) noexcept {
@@ -147,21 +159,24 @@ HRESULT IDC::FillPolygon(point2df const* points, int count, unsigned rule) noexc
   if (!draw::CanPaint(*this)) return E_NOTIMPL;
   AreaRasterizer area(clip);
   area.AddPolygon(points, count, originX, originY);
-  return area.Sweep(rule == NON_ZERO, PaintRun, this) ? S_OK : E_OUTOFMEMORY;
+  return Paint(*this, area, rule == NON_ZERO);
 }
 
 HRESULT IDC::FillEllipse(rect2d const& r, double outline) noexcept {
   point2d const radius = {fabs(r.x2 - r.x1) / 2, fabs(r.y2 - r.y1) / 2};
   point2d const centre = {r.x1 / 2 + r.x2 / 2 + originX, r.y1 / 2 + r.y2 / 2 + originY};
-  bool const isFinite = isfinite(radius.x + radius.y + centre.x + centre.y) && !isnan(outline);
-  if (!HasClip(*this) || !isFinite || radius.x == 0 || radius.y == 0) return S_FALSE;
+  // Beyond this the edges' slopes are no numbers any more, and nothing of such an ellipse can be seen as one.
+  constexpr double LARGEST = 1e100;
+  bool const isSane = radius.x < LARGEST && radius.y < LARGEST && fabs(centre.x) < LARGEST &&
+                      fabs(centre.y) < LARGEST && !isnan(outline);
+  if (!HasClip(*this) || !isSane || radius.x == 0 || radius.y == 0) return S_FALSE;
   if (!draw::CanPaint(*this)) return E_NOTIMPL;
   AreaRasterizer area(clip);
   area.AddEllipse(centre, radius);
   if (outline > 0 && outline < std::min(radius.x, radius.y)) {
     area.AddEllipse(centre, {radius.x - outline, radius.y - outline});
   }
-  return area.Sweep(false, PaintRun, this) ? S_OK : E_OUTOFMEMORY;
+  return Paint(*this, area, false);
 }
 
 }  // namespace yk

@@ -45,9 +45,10 @@ LineWalk::LineWalk(point2d const& a, point2d const& b, xrect2d const& clip, int 
     low = std::max(low, floor(std::min(enters, leaves)) - 1);
     high = std::min(high, ceil(std::max(enters, leaves)) + 1);
   }
+  if (!(high >= low)) return;
   first = direction > 0 ? low : high;
   before = Modulo(fabs(first - start));
-  walked = high >= low ? static_cast<int>(high - low) + 1 : 0;
+  walked = static_cast<int>(high - low) + 1;
 }
 
 double LineWalk::Floor(double value) noexcept { return floor(value); }

@@ -224,7 +224,8 @@ void Writer::Utf8(wstring_view text) noexcept {
   constexpr size_t LONGEST = 3;  // bytes of a unit
   wchar_t const* from = text.data();
   for (size_t left = text.size(); left > 0;) {
-    size_t const room = (sizeof buffer - used - 1) / LONGEST;  // and one byte for a terminator
+    size_t const free = sizeof buffer - used;                 // Bytes may have filled it to the last one
+    size_t const room = free > 0 ? (free - 1) / LONGEST : 0;  // and one byte for a terminator
     size_t const count = std::min(left, room);
     if (count == 0) {
       Flush();

@@ -211,6 +211,7 @@ HRESULT UndoManager::Commit(Transaction* transaction) noexcept {
   }
   if (!history || !history->AtInsert(Entries(), transaction)) {
     DestroyTransaction(transaction);
+    Changed();  // the redo part is gone all the same
     return E_OUTOFMEMORY;
   }
   ++count;
@@ -261,7 +262,9 @@ HRESULT UndoManager::DoGetUndoList(Array** out, int max) noexcept {
   if (!list) return E_OUTOFMEMORY;
   for (int i = position; i >= 0; --i) {
     if (max >= 1 && list->Count() > max) break;  // one more than `max`: intended
-    list->Add(Entry(i));
+    if (list->AtInsert(list->Count(), Entry(i))) continue;
+    list->Release();
+    return E_OUTOFMEMORY;
   }
   *out = list;
   return S_OK;

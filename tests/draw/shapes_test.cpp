@@ -90,7 +90,7 @@ TEST(Area, PolygonsAreCoveredExactly) {
     if (round % 7 == 0) points[1] = {around(points[0].x, 0.2), around(points[0].y, 0.2)};  // a sliver
     if (round % 11 == 0) points[2].y = points[1].y = floorf(points[1].y);                  // along a row
     bool const nonZero = round & 4;
-    EXPECT_EQ(dc->FillPolygon(points.data(), static_cast<int>(points.size()), nonZero), S_OK);
+    EXPECT_TRUE(Succeeded(dc->FillPolygon(points.data(), static_cast<int>(points.size()), nonZero)));
     auto const cut = [&](double y, Spans& spans) { CutPolygon(points, *dc, nonZero, y, spans); };
     ExpectCoverage(*dc, Supersample(40, 30, cut), round);
     if (HasFatalFailure()) return;
@@ -179,6 +179,9 @@ TEST(Shapes, SurviveWildCoordinates) {
     dc->DrawLine(points[0], points[1]);
     dc->FillEllipse({points[0].x, points[0].y, points[1].x, points[1].y}, round % 7);
   }
+  EXPECT_EQ(dc->FillEllipse({1e300, 0, 1.7e308, 0.5}), S_FALSE);
+  dc->SetOrigin(0, 0);
+  EXPECT_EQ(dc->FillEllipse({20, 20, 30, 30}), S_FALSE);
   for (int i = 0; i < 144; ++i)
     EXPECT_TRUE(dc->clip.IsInRect(i % 12, i / 12) || PixelAt(*dc, i % 12, i / 12).red == 0);
 }

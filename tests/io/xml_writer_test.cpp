@@ -106,6 +106,21 @@ TEST(XmlWriter, IndentsBeyondItsRowOfTabs) {
 }
 
 // With recursion, this depth would need many times the thread's stack.
+// Line ends and tabs may fill the writer's buffer to its last byte.
+TEST(XmlWriter, WritesLargeDocumentsWhole) {
+  for (size_t length = 1; length < 40; ++length) {
+    Tree const root(Xml().CreateNode(XML_ELEMENT, L"r"));
+    std::string expected = "<r>\r\n";
+    for (int i = 0; i < 1000; ++i) {
+      XmlNode* const item = Xml().CreateNode(XML_ELEMENT, L"i");
+      Xml().SetText(item, std::wstring(length, L'x').c_str());
+      Xml().AppendChild(root.get(), item);
+      expected += "\t<i>" + std::string(length, 'x') + "</i>\r\n";
+    }
+    EXPECT_TRUE(Saved(root.get(), XML_LAYOUT) == expected + "</r>\r\n") << length;
+  }
+}
+
 TEST(XmlWriter, WritesAndFreesTreesOfAnyDepth) {
   constexpr unsigned DEPTH = 10000;
   DWORD size = 0;

@@ -61,6 +61,8 @@ class YK_API IDC final : public Destroys<IDC, Unknown> {
   /// How FillPolygon decides what is inside.
   enum FillRule : unsigned { EVEN_ODD = 0, NON_ZERO = 1 };
 
+  // A callback may not change the surface, nor let go of the context or the source.
+
   /// Paints one pixel of an image: gets the addresses of both pixels. See DrawImage.
   using PixelCallback = void (*)(unsigned char* destination, unsigned char const* source, void* context);
   /// Gives the colour of the pixel at a position, the origin not added.
@@ -120,7 +122,8 @@ class YK_API IDC final : public Destroys<IDC, Unknown> {
   /// S_FALSE, too; intended.
   YK_SLOT_PAIR(virtual HRESULT FillRect(int x, int y, int w, int h) noexcept,
                virtual HRESULT FillRect(xrect2d const& r) noexcept);
-  /// The edge pixels of a rectangle, each painted once. Always S_OK.
+  /// The edge pixels of a rectangle, each painted once; a frame one pixel wide or high paints them twice. Always
+  /// S_OK.
   YK_SLOT_PAIR(virtual HRESULT FrameRect(xrect2d const& r) noexcept,
                virtual HRESULT FrameRect(int x, int y, int w, int h) noexcept);
   /// The same, each pixel in the colour that the callback gives for it, blended. See FrameRect.
