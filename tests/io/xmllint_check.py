@@ -1,10 +1,8 @@
-#!/ usr / bin / env python3
-""
-    "Holds the library's XML against xmllint.
+#!/usr/bin/env python3
+"""Holds the library's XML against xmllint.
 
-    What qetool writes,
-    in both encodings, compact and laid out,
-    must be accepted by xmllint and mean the same to it as the source; what is laid out must come back to that. What xmllint refuses, qetool must refuse.
+What qetool writes, in both encodings, compact and laid out, must be accepted by xmllint and mean the same to it as the
+source; what is laid out must come back to that. What xmllint refuses, qetool must refuse.
 
     xmllint_check.py RUNNER QETOOL      RUNNER starts a Windows program
 """
@@ -16,7 +14,7 @@ from pathlib import Path
 
 ESCAPES = "&#x9;&#xA;&#xD; &quot;&amp;&apos;&lt;&gt;"
 
-#Compact documents without mixed content, which qetool gives back as they are.
+# Compact documents without mixed content, which qetool gives back as they are.
 GOOD = {
     "escapes": f'<a v="{ESCAPES}">{ESCAPES}</a>',
     "characters": '<é.a é="中">z é 中 \ufffd</é.a>',

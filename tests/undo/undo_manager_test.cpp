@@ -161,14 +161,12 @@ TEST_F(UndoTest, RefusedItemsAreReleased) {
   manager->BeginTransaction();
   EXPECT_EQ(manager->AddItem(nullptr), E_INVALIDARG);
   LogItem* const twice = new LogItem('a');
-  for (HRESULT const expected : {S_OK, E_INVALIDARG}) {
-    EXPECT_EQ(manager->AddItem(twice), expected);
-    EXPECT_EQ(manager->AddItem(new LogItem('b')), S_OK);
-    twice->AddRef();
-  }
-  twice->Release();
+  twice->AddRef();
+  EXPECT_EQ(manager->AddItem(twice), S_OK);
+  EXPECT_EQ(manager->AddItem(new LogItem('b')), S_OK);
+  EXPECT_EQ(manager->AddItem(twice), E_INVALIDARG);
   manager->EndTransaction(L"");
-  EXPECT_EQ(Log(manager->Undo()), "pbpbpaububua");
+  EXPECT_EQ(Log(manager->Undo()), "pbpaubua");
   manager->BeginTransaction();
   manager->AddItem(new LogItem('c'));  // left open when the manager goes
 }
