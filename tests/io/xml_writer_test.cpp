@@ -105,7 +105,6 @@ TEST(XmlWriter, IndentsBeyondItsRowOfTabs) {
   }
 }
 
-// With recursion, this depth would need many times the thread's stack.
 // Line ends and tabs may fill the writer's buffer to its last byte.
 TEST(XmlWriter, WritesLargeDocumentsWhole) {
   for (size_t length = 1; length < 40; ++length) {
@@ -121,6 +120,7 @@ TEST(XmlWriter, WritesLargeDocumentsWhole) {
   }
 }
 
+// With recursion, this depth would need many times the thread's stack.
 TEST(XmlWriter, WritesAndFreesTreesOfAnyDepth) {
   constexpr unsigned DEPTH = 10000;
   DWORD size = 0;
