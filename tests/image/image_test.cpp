@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 #include <qecore/core/registry.h>
-#include <qecore/values/variant.h>
 
 #include "support.h"
 #include "support/binary.h"
@@ -13,18 +12,10 @@ TEST(Image2d, IsReachedByItsPointerAlone) {
   ImageRef image;
   ASSERT_EQ(CreateInterface(ids::IMAGE_2D, image.ReceiveVoid()), S_OK);
   EXPECT_EQ(References(image.get()), 1u);
-  EXPECT_EQ(image->QueryInterface(ids::IMAGE_2D, nullptr), E_NOINTERFACE);
   EXPECT_EQ(image->QueryInterface(ids::UNKNOWN, nullptr), E_NOINTERFACE);
   EXPECT_TRUE(image->IsTypeOf(ids::IMAGE_2D) && image->IsTypeOf(ids::ABSTRACT_IMAGE));
   EXPECT_TRUE(image->IsTypeOf(ids::STREAMABLE) && !image->IsTypeOf(ids::MAP));
   Slot<void (*)(void*)>(image.get(), 3)(nullptr);  // destroying nothing does nothing
-  Variant value;
-  EXPECT_EQ(image->GetValue(7, value), YK_E_NOTFOUND);
-  value.Init(42);
-  EXPECT_EQ(image->SetValue(7, value), S_OK);
-  value.Init(0);
-  int number = 0;
-  EXPECT_TRUE(image->GetValue(7, value) == S_OK && value.Get(number) && number == 42);
 }
 
 TEST(Create, LaysOutRowsAndPalette) {
@@ -82,16 +73,13 @@ TEST(Create, RefusesWhatCannotBe) {
   } ROWS[] = {{4, 50000, 50000, 0, E_FAIL},
               {14, 30000, 30000, 0, E_OUTOFMEMORY},
               {14, 30000, 30000, 1, E_FAIL},
-              {14, 0x10000000, 1, 0, E_OUTOFMEMORY},
               {16, INT_MAX, INT_MAX, 0, E_OUTOFMEMORY},
               {2, 4, 0x20000000, 1, E_FAIL},
-              {3, -3, 3, 0, E_FAIL},
               {2, -40, 3, 0, E_OUTOFMEMORY},
               {3, 3, INT_MIN, 0, E_FAIL},
               {4, 10, -5, 1, E_FAIL},
               {2, 3, -5, 0, E_OUTOFMEMORY},
               {3, 0, 3, 0, E_FAIL},
-              {7, 3, 0, 0, E_FAIL},
               {3, 0, 4, 1, S_OK}};
   for (auto const& row : ROWS) {
     SCOPED_TRACE(testing::Message() << row.format << ' ' << row.width << ' ' << row.height);
@@ -135,8 +123,6 @@ TEST(IsGrayScale, CountsGreysAndAsksForTheRamp) {
   EXPECT_EQ(image->IsGrayScaleContent(), 2);
   image->GetLineEx(1, 4)[2] = 254;
   EXPECT_EQ(image->IsGrayScaleContent(), 0);
-  EXPECT_EQ(NewImage(IMG_BGRA32, 1, 1)->IsGrayScaleContent(), 0);
-
   bits->palette[0] = {0, 0, 0, 9};
   bits->palette[1] = {255, 255, 255, 9};
   EXPECT_FALSE(bits->IsGrayScalePalette());  // black and white are no ramp, on purpose

@@ -108,17 +108,6 @@ TEST(RescaleTo, LeavesRowsThatItCannotConvert) {
   EXPECT_EQ(Noise(IMG_GRAY8, 2, 2)->RescaleTo(nullptr), YK_E_EMPTY);
 }
 
-TEST(RescaleTo, CopiesOrConvertsAtTheSameSize) {
-  ImageRef const gray = Noise(IMG_GRAY8, 5, 3), copy = NewImage(IMG_GRAY8, 5, 3),
-                 floats = NewImage(IMG_BGRF, 5, 3);
-  EXPECT_EQ(gray->RescaleTo(copy.get()) | gray->RescaleTo(floats.get()), S_OK);
-  EXPECT_EQ(BlockOf(*copy), BlockOf(*gray));
-  for (int i = 0; i < 45; ++i) {  // each row whole: none wrote into the next
-    EXPECT_EQ(reinterpret_cast<float*>(floats->GetLine(i / 15))[i % 15],
-              gray->GetLine(i / 15)[i % 15 / 3] / 255.0f);
-  }
-}
-
 TEST(Rescale, MakesANewImage) {
   ImageRef const source = NewImage(IMG_GRAY8, 4, 1);
   SetRow(*source, 0, {10, 20, 30, 40});
