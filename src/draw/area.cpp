@@ -14,7 +14,10 @@ constexpr int MAX_ARC_DEPTH = 40;
 
 // The thinnest band; rows with very many edges get thicker ones, so that the work in a row stays bounded.
 constexpr double THINNEST_BAND = 1.0 / 256;
-constexpr double WORK_PER_ROW = 65536;
+constexpr double WORK_PER_ROW = 16384;
+
+// A run of pixels that are all covered, or all not, is told by itself when it is at least this long.
+constexpr int LONG_RUN = 8;
 
 // Edges that are out of order by no more than this do not count as crossing.
 constexpr double TOUCHING = 1e-7;
@@ -91,9 +94,9 @@ bool AreaRasterizer::Sweep(bool nonZero, Sink sink, void* context) noexcept {
       continue;
     }
     SweepRow(y);
-    int first = 0;
-    int const count = TakeCoverage(coverage.begin(), first);
-    if (count > 0) sink(context, clip.left + first, y, coverage.begin(), count);
+    TellRow(coverage.begin(), [=, this](int column, unsigned char const* bytes, int count) {
+      if (count > 0) sink(context, clip.left + column, y, bytes, count);
+    });
   }
   return true;
 }
@@ -207,23 +210,36 @@ void AreaRasterizer::CoverRightOf(double x0, double x1, double height) noexcept 
   lastStep = std::max(lastStep, last + 1);
 }
 
-// Sums the steps up to coverage and clears them. `first` is the first pixel; \return how many.
-int AreaRasterizer::TakeCoverage(unsigned char* coverage, int& first) noexcept {
+// How many pixels from this one on are covered as the one before, because there are no steps.
+int AreaRasterizer::UnchangedFrom(int column) noexcept {
   int const width = clip.right - clip.left;
-  first = firstStep;
+  int end = column;
+  while (end <= lastStep && steps[static_cast<size_t>(end)] == 0) ++end;
+  return (end > lastStep ? width : end) - column;
+}
+
+// Sums the steps up to coverage, tells it in runs, and clears the steps.
+template <class Tell>
+void AreaRasterizer::TellRow(unsigned char* coverage, Tell tell) noexcept {
+  int const width = clip.right - clip.left;
+  int told = std::min(firstStep, width);
   float sum = 0;
-  int column = firstStep;
-  for (; column <= lastStep && column < width; ++column) {
-    sum += steps[static_cast<size_t>(column)];
-    *coverage++ = static_cast<unsigned char>(std::clamp(sum, 0.0f, 1.0f) * 255 + 0.5f);
+  for (int column = told; column < width;) {
+    if (column <= lastStep) sum += steps[static_cast<size_t>(column)];
+    unsigned char const share = static_cast<unsigned char>(std::clamp(sum, 0.0f, 1.0f) * 255 + 0.5f);
+    int const count = 1 + UnchangedFrom(column + 1);
+    bool const isPlain = share == 0 || share == 255;
+    if (isPlain && count >= LONG_RUN) {
+      tell(told, coverage + told, column - told);
+      if (share) tell(column, nullptr, count);
+      told = column + count;
+    } else {
+      std::fill_n(coverage + column, count, share);
+    }
+    column += count;
   }
+  tell(told, coverage + told, width - told);
   std::fill(steps.begin() + std::min(firstStep, lastStep), steps.begin() + lastStep + 1, 0.0f);
-  if (column == width) return column - first;
-  // the steps are over: what is left is covered alike up to the clip
-  unsigned char const rest = static_cast<unsigned char>(std::clamp(sum, 0.0f, 1.0f) * 255 + 0.5f);
-  if (rest == 0) return column - first;
-  std::fill_n(coverage, width - column, rest);
-  return width - first;
 }
 
 }  // namespace yk::draw

@@ -18,7 +18,7 @@ namespace yk::draw {
 
 class AreaRasterizer {
  public:
-  /// Gets a run of pixels and how much of each is covered, 0 to 255.
+  /// Gets a run of pixels and how much of each is covered, 0 to 255; null for a run that is covered whole.
   using Sink = void (*)(void* context, int x, int y, unsigned char const* coverage, int count);
 
   /// Only pixels inside the clip are looked at; it must not be empty.
@@ -61,7 +61,9 @@ class AreaRasterizer {
   double FindSplit(double from, double to) noexcept;
   void CoverBetween(double height) noexcept;
   void CoverRightOf(double x0, double x1, double height) noexcept;
-  int TakeCoverage(unsigned char* coverage, int& first) noexcept;
+  template <class Tell>
+  void TellRow(unsigned char* coverage, Tell tell) noexcept;
+  int UnchangedFrom(int column) noexcept;
 
   xrect2d clip;
   Buffer<Edge> edges;

@@ -68,21 +68,29 @@ bool CollectDots(IDC& dc, point2df const* points, int count, bool closed, Dots& 
   return !failed;
 }
 
-struct Painter {
+// What an area is painted with, run by run.
+struct AreaPaint {
   IDC const& dc;
+  draw::RowFill fill;
   bool painted = false;
+
+  explicit AreaPaint(IDC const& dc) noexcept : dc(dc), fill(dc.mode, dc.colour, dc.bytesPerPixel) {}
+
+  static void Run(void* context, int x, int y, unsigned char const* coverage, int count) noexcept {
+    AreaPaint& paint = *static_cast<AreaPaint*>(context);
+    paint.painted = true;
+    if (coverage) {
+      draw::Cover(paint.dc, paint.dc.colour, x, y, coverage, count);
+    } else {
+      paint.fill(draw::PixelAt(paint.dc, y, x), static_cast<size_t>(count));
+    }
+  }
 };
 
-void PaintRun(void* context, int x, int y, unsigned char const* coverage, int count) noexcept {
-  Painter& painter = *static_cast<Painter*>(context);
-  draw::Cover(painter.dc, painter.dc.colour, x, y, coverage, count);
-  painter.painted = true;
-}
-
 HRESULT Paint(IDC const& dc, AreaRasterizer& area, bool nonZero) noexcept {
-  Painter painter = {dc};
-  if (!area.Sweep(nonZero, PaintRun, &painter)) return E_OUTOFMEMORY;
-  return painter.painted ? S_OK : S_FALSE;
+  AreaPaint paint(dc);
+  if (!area.Sweep(nonZero, AreaPaint::Run, &paint)) return E_OUTOFMEMORY;
+  return paint.painted ? S_OK : S_FALSE;
 }
 
 bool HasClip(IDC const& dc) noexcept {

@@ -48,41 +48,37 @@ inline void ForEachByte(unsigned char* __restrict row, size_t bytes, Change chan
 }
 
 void SetGrey(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  memset(row, lanes.gain[0], bytes);
+  memset(row, lanes.value[0], bytes);
 }
 
 void Store(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  uint16_t const* __restrict const keep = lanes.keep;
-  uint16_t const* __restrict const gain = lanes.gain;
-  ForEachByte(row, bytes, [=](unsigned d, size_t i) { return (d & keep[i]) | gain[i]; });
+  uint8_t const* __restrict const mask = lanes.mask;
+  uint8_t const* __restrict const value = lanes.value;
+  ForEachByte(row, bytes, [=](uint8_t d, size_t i) { return (d & mask[i]) | value[i]; });
 }
 
 void Blend(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  uint16_t const* __restrict const keep = lanes.keep;
-  uint16_t const* __restrict const gain = lanes.gain;
+  uint16_t const* __restrict const weight = lanes.weight;
+  uint16_t const* __restrict const product = lanes.product;
   ForEachByte(row, bytes, [=](unsigned d, size_t i) {
-    return DivideBy255(static_cast<uint16_t>(d * keep[i] + gain[i]));
+    return DivideBy255(static_cast<uint16_t>(d * weight[i] + product[i]));
   });
 }
 
 void Invert(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  uint16_t const* __restrict const gain = lanes.gain;
-  ForEachByte(row, bytes, [=](unsigned d, size_t i) { return d ^ gain[i]; });
+  uint8_t const* __restrict const value = lanes.value;
+  ForEachByte(row, bytes, [=](uint8_t d, size_t i) { return d ^ value[i]; });
 }
 
+// What is added never exceeds what is left to 255, and what is subtracted never exceeds what is there.
 void Add(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  uint16_t const* __restrict const gain = lanes.gain;
-  ForEachByte(row, bytes, [=](unsigned d, size_t i) {
-    uint16_t const sum = static_cast<uint16_t>(d + gain[i]);
-    return std::min<uint16_t>(sum, 255);
-  });
+  uint8_t const* __restrict const value = lanes.value;
+  ForEachByte(row, bytes, [=](uint8_t d, size_t i) { return d + std::min<uint8_t>(value[i], 255 - d); });
 }
 
 void Subtract(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  uint16_t const* __restrict const gain = lanes.gain;
-  ForEachByte(row, bytes, [=](unsigned d, size_t i) {
-    return static_cast<uint16_t>(std::max<uint16_t>(static_cast<uint16_t>(d), gain[i]) - gain[i]);
-  });
+  uint8_t const* __restrict const value = lanes.value;
+  ForEachByte(row, bytes, [=](uint8_t d, size_t i) { return d - std::min<uint8_t>(value[i], d); });
 }
 
 // One colour over one pixel of any alpha. With w, the weight that is left of the pixel, each channel becomes
@@ -106,7 +102,8 @@ inline uint32_t CompositePixel(uint32_t d, unsigned gainB, unsigned gainG, unsig
 }
 
 void Composite(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  unsigned const gainB = lanes.gain[0], gainG = lanes.gain[1], gainR = lanes.gain[2], a = lanes.alpha;
+  unsigned const a = lanes.alpha;
+  unsigned const gainB = lanes.product[0], gainG = lanes.product[1], gainR = lanes.product[2];
   if (a == 0) return;
   for (size_t i = 0; i < bytes; i += 4) {
     uint32_t pixel;
@@ -121,33 +118,26 @@ void Composite(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
 using Pattern = std::array<unsigned, 4>;
 
 Pattern Nothing(Channels const&) noexcept { return {}; }
-Pattern KeepAlpha(Channels const&) noexcept { return {0, 0, 0, 255}; }
-Pattern KeepWeight(Channels const& s) noexcept {
-  unsigned const k = OPAQUE_ALPHA - s.alpha;
-  return {k, k, k, 255};
-}
-Pattern AllOnes(Channels const&) noexcept { return {255, 255, 255, 0}; }
+Pattern AlphaOnly(Channels const&) noexcept { return {0, 0, 0, 255}; }
+Pattern ColourOnly(Channels const&) noexcept { return {255, 255, 255, 0}; }
 Pattern Colour(Channels const& s) noexcept { return {s.blue, s.green, s.red, 0}; }
 Pattern ColourAndAlpha(Channels const& s) noexcept { return {s.blue, s.green, s.red, s.alpha}; }
-Pattern ColourByAlpha(Channels const& s) noexcept {
-  return {s.blue * s.alpha, s.green * s.alpha, s.red * s.alpha, 0};
-}
 
 struct Recipe {
   RowFill::Kernel kernel;
-  Pattern (*keep)(Channels const&) noexcept;
-  Pattern (*gain)(Channels const&) noexcept;
+  Pattern (*mask)(Channels const&) noexcept;
+  Pattern (*value)(Channels const&) noexcept;
 };
 
-constexpr Recipe OPAQUE_PAINT = {Store, KeepAlpha, Colour};
+constexpr Recipe OPAQUE_PAINT = {Store, AlphaOnly, Colour};
 constexpr Recipe GREY_PAINT = {SetGrey, Nothing, Colour};
 constexpr Recipe RECIPES[] = {
-    {Blend, KeepWeight, ColourByAlpha},   // paint
-    {Invert, Nothing, AllOnes},           // invert
-    {Add, Nothing, Colour},               // add
-    {Subtract, Nothing, Colour},          // subtract
-    {Store, Nothing, ColourAndAlpha},     // copy with alpha
-    {Composite, Nothing, ColourByAlpha},  // composite over
+    {Blend, Nothing, Nothing},         // paint
+    {Invert, Nothing, ColourOnly},     // invert
+    {Add, Nothing, Colour},            // add
+    {Subtract, Nothing, Colour},       // subtract
+    {Store, Nothing, ColourAndAlpha},  // copy with alpha
+    {Composite, Nothing, Nothing},     // composite over
 };
 static_assert(std::size(RECIPES) == MODE_COUNT);
 
@@ -157,8 +147,11 @@ Recipe const& ChooseRecipe(unsigned mode, Channels const& s, int bytesPerPixel) 
   return isGrey && bytesPerPixel == 3 ? GREY_PAINT : OPAQUE_PAINT;
 }
 
-void SetLanes(uint16_t (&lanes)[LANES], size_t pixelSize, Pattern const& pattern) noexcept {
-  for (size_t i = 0; i < LANES; ++i) lanes[i] = static_cast<uint16_t>(pattern[i % pixelSize]);
+template <class Lane>
+void Repeat(Lane (&lanes)[LANES], size_t pixelSize, Pattern const& pattern) noexcept {
+  for (size_t i = 0; i < LANES; ++i) {
+    lanes[i] = i < pixelSize ? static_cast<Lane>(pattern[i]) : lanes[i - pixelSize];
+  }
 }
 
 // ---- painting by coverage: one small struct for each mode, which changes one pixel. At the coverage 255
@@ -267,10 +260,13 @@ RowFill::RowFill(unsigned mode, unsigned colour, int bytesPerPixel) noexcept
     : pixelSize(static_cast<size_t>(bytesPerPixel)) {
   Channels const s = Unpack(colour);
   Recipe const& recipe = ChooseRecipe(mode, s, bytesPerPixel);
+  unsigned const k = OPAQUE_ALPHA - s.alpha;
   run = recipe.kernel;
-  SetLanes(lanes.keep, pixelSize, recipe.keep(s));
-  SetLanes(lanes.gain, pixelSize, recipe.gain(s));
   lanes.alpha = s.alpha;
+  Repeat(lanes.weight, pixelSize, {k, k, k, 255});
+  Repeat(lanes.product, pixelSize, {s.blue * s.alpha, s.green * s.alpha, s.red * s.alpha, 0});
+  Repeat(lanes.mask, pixelSize, recipe.mask(s));
+  Repeat(lanes.value, pixelSize, recipe.value(s));
 }
 
 void CoverRow(unsigned mode, unsigned colour, unsigned char* row, int bytesPerPixel,

@@ -26,8 +26,8 @@ class RowFill {
 
   static constexpr size_t LANES = 48;
   struct Lanes {
-    uint16_t keep[LANES];  // what is kept of a byte: a weight or a mask
-    uint16_t gain[LANES];  // what comes to it
+    uint16_t weight[LANES], product[LANES];  // for blending: of what is there, and what comes to it
+    uint8_t mask[LANES], value[LANES];       // for all else: what stays of a byte, and what comes to it
     unsigned alpha;
   };
   using Kernel = void (*)(unsigned char* row, size_t bytes, Lanes const& lanes);
