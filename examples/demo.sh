@@ -37,8 +37,8 @@ show 'The rocket in 256 colours' \
 show 'All three as TIFF files' \
   qetool convert -v "$IN/*.png" $IN/rocket.jpg "$RESULTS/tiff" --type tif
 show 'A page of everything that the library draws' "$QECORE_WINE_RUN" "$QECORE_BIN/draw.exe" "$RESULTS/gallery.png"
+show 'What came out' qetool info "$RESULTS/*.png" "$RESULTS/*.jpg" "$RESULTS/*.gif" "$RESULTS/tiff/*.tif"
 show 'A contact sheet of the photographs' \
   qetool sheet "$RESULTS/contact-sheet.png" $IN/chelsea.png $IN/coffee.png $IN/rocket.jpg
-show 'What came out' qetool info "$RESULTS/*.png" "$RESULTS/*.jpg" "$RESULTS/*.gif" "$RESULTS/tiff/*.tif"
 
 printf '\nThe results are in %s\n' "$RESULTS"

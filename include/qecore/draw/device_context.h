@@ -134,9 +134,9 @@ class YK_API IDC final : public Destroys<IDC, Unknown> {
   /// A frame with corners that fade: without the corner pixels, which get a fifth of the colour's alpha,
   /// while those diagonally inside get a third. Always S_OK.
   virtual HRESULT FrameRoundRect(xrect2d const& r) noexcept;
-  /// A frame of `width` pixels, inside the rectangle, in the current mode: left and top in the colour `light`,
-  /// right and bottom in `dark`, with mitred corners whose diagonal is dark. A width that reaches past the
-  /// middle fills the rectangle.
+  /// A frame of `width` pixels, inside the rectangle, in the current mode: left and top in the colour
+  /// `light`, right and bottom in `dark`, with mitred corners whose diagonal is dark. A width that reaches
+  /// past the middle fills the rectangle.
   virtual HRESULT FrameBevel(xrect2d const& r, unsigned light, unsigned dark, int width) noexcept;
   /// Calls back for each pixel of an image, or of `sourceRect` of it, that comes to lie inside the clip when
   /// the first is put at (x, y). Pixels that the image does not have are left out.
