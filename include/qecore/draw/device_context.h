@@ -122,8 +122,8 @@ class YK_API IDC final : public Destroys<IDC, Unknown> {
   /// S_FALSE, too; intended.
   YK_SLOT_PAIR(virtual HRESULT FillRect(int x, int y, int w, int h) noexcept,
                virtual HRESULT FillRect(xrect2d const& r) noexcept);
-  /// The edge pixels of a rectangle, each painted once; a frame one pixel wide or high paints them twice. Always
-  /// S_OK.
+  /// The edge pixels of a rectangle, each painted once; a frame one pixel wide or high paints them twice.
+  /// Always S_OK.
   YK_SLOT_PAIR(virtual HRESULT FrameRect(xrect2d const& r) noexcept,
                virtual HRESULT FrameRect(int x, int y, int w, int h) noexcept);
   /// The same, each pixel in the colour that the callback gives for it, blended. See FrameRect.
