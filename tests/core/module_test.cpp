@@ -212,13 +212,10 @@ TEST_F(CacheTest, DamagedCountsAsNoneAndHarmsNothing) {
     wchar_t const* messages;
   } const rows[] = {
       {"noise", std::string(5000, '\x5A'), LOADED},
-      {"another version", File(Chunk(0x1000, Chunk(0x1001, good)), 3), LOADED},
       {"a class without identifiers", list(good + Chunk(0x1002, "\0\0\0\0"s)), LOADED},
-      {"an identifier cut short", odd(Chunk(0x1007, "1234567")), LOADED},
       {"a name whose size lies", odd("\x0B\0\xFF\xFF\xFF\x7F"s), LOADED},
       {"a map whose size lies", odd("\x05\x10\x02\0\0\0"s), LOADED},
       {"a module without a name", list(facts), LOADED},
-      {"a module without a time", list(name), LOADED},
       {"another folder's file", elsewhere(".\0.\0\\\0"s), LOADED},
       {"unknown chunks and an empty name, which is no damage", odd(Chunk(11, "") + Chunk(77, "?")), L""},
       {"the same module 3000 times", File(Chunk(0x1000, many)), L""},

@@ -34,14 +34,6 @@ TEST(Adjustment, EveryEntryIsExact) {
   }
 }
 
-TEST(Adjustment, TranslatesBytesAndColours) {
-  IADJUSTMENT const a(40, 0);
-  unsigned char bytes[] = {1, 128, 99};
-  a.Translate(bytes, 2);
-  EXPECT_TRUE(bytes[0] == a.table[1] && bytes[1] == a.table[128] && bytes[2] == 99);
-  EXPECT_EQ(a.TranslateColor(0x01FF8000u), 0x01FF0000u | unsigned{a.table[128]} << 8);
-}
-
 TEST(BlendColor, WeighsAsStatedEvenOutsideItsRange) {
   std::tuple<unsigned, unsigned, float, unsigned> const rows[] = {
       {0x01020304, 0xF1F2F3F4, 1.0f, 0x01020304},  {0xFFFFFFFF, 0x00000000, 0.5f, 0x7F7F7F7F},

@@ -59,21 +59,6 @@ TEST(Fill, EqualsItsRulesOnEverySurface) {
   }
 }
 
-// Every channel value with every alpha, of the pixel and of the colour: no quotient is off by one.
-TEST(Fill, DividesExactlyOverTheWholeRange) {
-  std::mt19937 random(3);
-  for (unsigned a = 0; a < 512; ++a) {
-    Ref<IDC> const dc = MakeSurface(256, 256, true);
-    for (int i = 0; i < 4 * 65536; ++i) dc->bits[i] = static_cast<unsigned char>(random());
-    dc->SetMode(a < 256 ? IDC::MODE_PAINT : IDC::MODE_COMPOSITE);
-    dc->SetColor(a << 24 | (a * 7 & 255) << 16 | (255 - (a & 255)) << 8 | 255);
-    std::vector<Pixel> expected = Pixels(*dc);
-    for (Pixel& p : expected) p = Expected(dc->mode, dc->colour, p);
-    dc->FillRect(0, 0, 256, 256);
-    ASSERT_TRUE(Pixels(*dc) == expected) << a;
-  }
-}
-
 TEST(Fill, ModesKnowTheirSurface) {
   Ref<IDC> const plain = MakeSurface(4, 4, false);
   plain->SetMode(3);

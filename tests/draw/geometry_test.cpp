@@ -37,15 +37,11 @@ TEST(Matrix2d, ComposesAndSetsByItsFormulas) {
 
 TEST(Matrix2d, ElementsHaveRowsAndColumns) {
   double const elements[2][3] = {{2, 3, 11}, {5, 7, 13}};
-  matrix2d m = A;
   for (int i = 0; i < 25; ++i) {
     int const row = i / 5 - 1, col = i % 5 - 1;
     bool const exists = row >= 0 && row < 2 && col >= 0 && col < 3;
-    EXPECT_EQ(m._get(row, col) != nullptr, exists) << row << ',' << col;
-    EXPECT_EQ(m.Get(row, col), exists ? elements[row][col] : row == col ? 1 : 0) << row << ',' << col;
-    m.Set(row, col, m.Get(row, col) + 100);
+    EXPECT_EQ(A.Get(row, col), exists ? elements[row][col] : row == col ? 1 : 0) << row << ',' << col;
   }
-  ExpectElements(m, {102, 103, 105, 107, 111, 113});
 }
 
 TEST(Matrix2d, InvertsAndComparesFourOfSix) {

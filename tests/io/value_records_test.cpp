@@ -61,7 +61,6 @@ TEST(VariantRecord, DamageLeavesASafeValue) {
       {"a tag that there is not", "\x1D\2........"s, 0, 0, 0},
       {"an object with a pointer", "\x11\0AAAAAAAA"s, 17, 0, 0},
       {"a text longer than its chunk", "\x0E\0\4\0\0\0ab"s, 14, 0, 0},
-      {"half a character", "\x0F\0\5\0\0\0abc"s, 15, 0, 0},
       {"less than a terminator", "\x0F\0\1\0\0\0"s, 15, 0, 0},
       {"a borrowed text", "\x0E\6\3\0\0\0ab"s, 14, 4, 3},  // whose copy here is nobody else's
       {"a small point", "\x17\0\4\0\0\0abcd"s, 23, 0, 0}};

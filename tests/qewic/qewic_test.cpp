@@ -161,9 +161,8 @@ TEST_F(Filters, HoldWhatTheirFilesCanHold) {
 }
 
 TEST_F(Filters, ChooseColoursWhereOnly256Fit) {
-  ImageRef const image = Painted(IMG_BGRA32, 40, 30, [](int x, int y, int channel) {
-    return channel == 0 ? (x < 20 ? 250 : 10) : channel == 1 ? (y < 15 ? 240 : 20) : 30;
-  });
+  ImageRef const image = Painted(
+      IMG_BGRA32, 40, 30, [](int x, int y, int channel) { return (x / 20 + y / 15 * 2) * (60 + channel); });
   EXPECT_LT(MeanError(*image, *ThereAndBack(*Filter(ids::FILE_GIF), *image)), 3);
 }
 
@@ -177,13 +176,13 @@ TEST_F(Filters, TakeAQualityForJpeg) {
   EXPECT_TRUE(photograph->format == IMG_BGR24 && photograph->width == 640 && photograph->height == 427);
   size_t lastSize = 0;
   double lastError = 255;
-  for (unsigned quality : {1, 20, 50, 80, 100}) {
+  for (unsigned quality : {1, 50, 100}) {
     std::string const file = Encode(*filter, *photograph, quality);
     ImageRef back;
     ASSERT_EQ(Decode(*filter, *MemoryWith(file), back), S_OK);
-    EXPECT_GT(file.size(), lastSize) << quality;
-    EXPECT_LT(MeanError(*photograph, *back), lastError) << quality;
-    lastSize = file.size(), lastError = MeanError(*photograph, *back);
+    double const error = MeanError(*photograph, *back);
+    EXPECT_TRUE(file.size() > lastSize && error < lastError) << quality;
+    lastSize = file.size(), lastError = error;
   }
   EXPECT_LT(lastError, 1);
   EXPECT_EQ(filter->Write(MemoryWith("").get(), photograph.get(), 101), E_INVALIDARG);

@@ -165,8 +165,7 @@ TEST_F(UndoTest, RefusedItemsAreReleased) {
 TEST_F(UndoTest, UndoListHoldsOneMoreThanAskedFor) {
   CommitEach("abcd");
   Log(manager->Undo());
-  for (auto const& [max, expected] :
-       {std::pair(1, L"cb"), {2, L"cba"}, {9, L"cba"}, {0, L"cba"}, {-1, L"cba"}}) {
+  for (auto const& [max, expected] : {std::pair(1, L"cb"), {9, L"cba"}, {-1, L"cba"}}) {
     Ref<Array> list;
     ASSERT_EQ(manager->GetUndoList(list.Receive(), max), S_OK);
     std::wstring names;
