@@ -20,6 +20,15 @@ class WithSystem : public testing::Environment {
 };
 [[maybe_unused]] testing::Environment* const ENVIRONMENT = testing::AddGlobalTestEnvironment(new WithSystem);
 
+/// The reciprocals in the kernels give the single-precision quotient for every number of 16 bits.
+TEST(ConvertPixels, DividesExactly) {
+  std::vector<uint16_t> words(65536);
+  for (size_t i = 0; i < words.size(); ++i) words[i] = static_cast<uint16_t>(i);
+  std::vector<float> gray(3 * words.size());
+  ASSERT_EQ(img::ConvertPixels(words.data(), gray.data(), IMG_GRAY16, IMG_BGRF, 65536, nullptr), S_OK);
+  for (size_t i = 0; i < words.size(); ++i) ASSERT_EQ(gray[3 * i], static_cast<float>(i) / 65535.0f) << i;
+}
+
 // ---- the rules, written down pixel by pixel ---------------------------------------------------------------
 
 enum Depth { EIGHT, SIXTEEN, FLOAT };
