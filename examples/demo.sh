@@ -36,7 +36,7 @@ show 'The rocket in 256 colours' \
   qetool convert -v $IN/rocket.jpg "$RESULTS/rocket.gif"
 show 'All three as TIFF files' \
   qetool convert -v "$IN/*.png" $IN/rocket.jpg "$RESULTS/tiff" --type tif
-show 'A page of everything that the library draws' "$QECORE_WINE_RUN" "$QECORE_BIN/draw.exe" "$RESULTS/gallery.png"
+show 'A page of what the library draws' "$QECORE_WINE_RUN" "$QECORE_BIN/draw.exe" "$RESULTS/gallery.png"
 show 'What came out' qetool info "$RESULTS/*.png" "$RESULTS/*.jpg" "$RESULTS/*.gif" "$RESULTS/tiff/*.tif"
 show 'A contact sheet of the photographs' \
   qetool sheet "$RESULTS/contact-sheet.png" $IN/chelsea.png $IN/coffee.png $IN/rocket.jpg

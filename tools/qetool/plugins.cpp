@@ -38,7 +38,8 @@ void PrintModule(Module const& module) {
   std::vector<ClassInfo const*> classes;
   for (ClassInfo const* info = module.classes; info; info = info->next) classes.push_back(info);
   std::sort(classes.begin(), classes.end(), ByName);  // the chain's own order tells only how it was read
-  char const* const origin = module.library ? "loaded" : "from the cache";
+  // What did not load, or has nothing to offer, has no classes that a cache could tell of.
+  char const* const origin = module.library ? "loaded" : module.classes ? "from the cache" : "not loaded";
   printf("%s: %s bytes, %zu class%s, %s\n", ToUtf8(module.fileName).c_str(), Grouped(module.fileSize).c_str(),
          classes.size(), classes.size() == 1 ? "" : "es", origin);
   for (ClassInfo const* info : classes) PrintClass(*info);
