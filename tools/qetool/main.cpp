@@ -28,7 +28,9 @@ std::vector<std::string> Arguments() {
 std::string Explain(CLI::App const* app, CLI::Error const& error) {
   std::string line = error.what();
   for (char& c : line) c = c == '\n' ? ' ' : c;
-  return "qetool: " + line + " (see " + app->get_display_name() + " --help)\n";
+  std::string command = app->get_display_name();
+  for (CLI::App const* chosen : app->get_subcommands()) command += " " + chosen->get_name();
+  return "qetool: " + line + " (see " + command + " --help)\n";
 }
 
 bool HasCommand(CLI::App const& app, std::string const& name) {
@@ -43,6 +45,7 @@ int Parse() {
   app.require_subcommand(1);
   app.allow_windows_style_options(false);  // "/home" is a path
   app.failure_message(Explain);
+  app.set_version_flag("--version", "qetool " QECORE_VERSION);
   Host host;
   AddInfo(app, host);
   AddConvert(app, host);
@@ -51,8 +54,9 @@ int Parse() {
   AddSheet(app, host);
   AddXml(app, host);
   std::vector<std::string> arguments = Arguments();
-  if (!arguments.empty() && arguments[0][0] != '-' && !HasCommand(app, arguments[0])) {
-    throw Failure{"there is no command " + arguments[0] + " (see qetool --help)"};
+  if (!arguments.empty() && !HasCommand(app, arguments[0]) && !app.get_option_no_throw(arguments[0])) {
+    char const* const kind = arguments[0][0] == '-' ? "option " : "command ";
+    throw Failure{"there is no " + (kind + arguments[0]) + " (see qetool --help)"};
   }
   std::reverse(arguments.begin(), arguments.end());  // CLI11 takes them from the back
   try {
