@@ -37,7 +37,7 @@ YK_API void* yk_realloc(void* block, size_t size) noexcept;
 ///
 /// One thread at a time, unless SetThreadSafe(true): then Alloc, AllocZero, AllocAligned and StrDup may be
 /// called from any thread; Reset and the last Release still may not run beside them.
-class YK_API Malloc final : public Implements<Malloc, Unknown> {
+class YK_API Malloc : public Implements<Malloc, Unknown> {
  public:
   static Guid const& Id() noexcept { return ids::MALLOC; }
 

@@ -74,7 +74,7 @@ using ModuleEntry = intptr_t (*)(unsigned message, uintptr_t first, void* second
 /// One plug-in file. The System makes these; everybody may read the fields.
 ///
 ///   slot  8 (reserved)   9 Load   10 Unload   11 Save
-class YK_API Module final : public Destroys<Module, Unknown> {
+class YK_API Module : public Destroys<Module, Unknown> {
  public:
   static Guid const& Id() noexcept { return ids::MODULE; }
 

@@ -28,7 +28,7 @@ namespace yk {
 class Array;
 class String;
 
-class YK_API System final : public Destroys<System, Unknown> {
+class YK_API System : public Destroys<System, Unknown> {
  public:
   /// The System, built at the first call: it knows the library's own classes from then on. A later call
   /// answers the same object and adds no reference. Null when there is no memory.

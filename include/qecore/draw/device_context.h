@@ -46,7 +46,7 @@ class Image2d;
 class String;
 struct IADJUSTMENT;
 
-class YK_API IDC final : public Destroys<IDC, Unknown> {
+class YK_API IDC : public Destroys<IDC, Unknown> {
  public:
   /// What filling with the current colour does to a pixel. Coverage, at the edges of shapes, weighs it.
   enum Mode : unsigned {

@@ -31,7 +31,7 @@ class Array;
 class Stream;
 
 /// It has no identifier of its own: QueryInterface and IsTypeOf are Unknown's.
-class YK_API Deserializer final : public Destroys<Deserializer, Unknown> {
+class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
  public:
   /// A new reader, or null.
   static Deserializer* Create() noexcept;

@@ -16,7 +16,7 @@
 
 namespace yk {
 
-class YK_API FileStream final : public Implements<FileStream, Stream> {
+class YK_API FileStream : public Implements<FileStream, Stream> {
  public:
   /// How a file is opened. Others may read a file that is open, and write one that is open for reading.
   enum Mode : unsigned {

@@ -22,7 +22,7 @@
 
 namespace yk {
 
-class YK_API MemStream final : public Implements<MemStream, Stream> {
+class YK_API MemStream : public Implements<MemStream, Stream> {
  public:
   /// Bits of the flags.
   enum Flag : unsigned { OWNED = 1, BROKEN = 2 };

@@ -26,7 +26,7 @@ class Array;
 class Stream;
 
 /// It has no identifier of its own: QueryInterface and IsTypeOf are Unknown's.
-class YK_API Serializer final : public Destroys<Serializer, Unknown> {
+class YK_API Serializer : public Destroys<Serializer, Unknown> {
  public:
   /// A new writer, or null.
   static Serializer* Create() noexcept;

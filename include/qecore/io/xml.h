@@ -135,7 +135,7 @@ inline constexpr unsigned XML_DEPTH_LIMIT = 1000;
 ///         9 CreateNode       13 FindChild    17 SetAttribute      21 Load
 ///        10 FreeNode         14 SetName      18 RemoveAttribute
 ///        11 InsertChild      15 SetText      19 Escape
-class YK_API XmlHelper final : public Implements<XmlHelper, Unknown> {
+class YK_API XmlHelper : public Implements<XmlHelper, Unknown> {
  public:
   static Guid const& Id() noexcept { return ids::XML_HELPER; }
 

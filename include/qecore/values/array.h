@@ -97,7 +97,7 @@ class YK_API Array : public Implements<Array, Unknown> {
 
 /// An Array that its comparison keeps in order. AtInsert and AtPut are inherited and can break the order:
 /// that is the caller's care.
-class YK_API SortedArray final : public Implements<SortedArray, Array> {
+class YK_API SortedArray : public Implements<SortedArray, Array> {
  public:
   static Guid const& Id() noexcept { return ids::SORTED_ARRAY; }
 
@@ -133,7 +133,7 @@ class YK_API SortedArray final : public Implements<SortedArray, Array> {
 
 /// Records of one size, by value, in a block from yk_realloc. Pointers to records die with the next
 /// insertion.
-class YK_API DataArray final : public Implements<DataArray, Unknown> {
+class YK_API DataArray : public Implements<DataArray, Unknown> {
  public:
   using Deleter = void (*)(void* record);
 

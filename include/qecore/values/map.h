@@ -26,7 +26,7 @@
 
 namespace yk {
 
-class YK_API Map final : public Destroys<Map, qe_Streamable> {
+class YK_API Map : public Destroys<Map, qe_Streamable> {
  public:
   static Guid const& Id() noexcept { return ids::MAP; }
 
