@@ -1,0 +1,284 @@
+#!/usr/bin/env python3
+"""The native build: the library under Clang's sanitizers, as Linux programs, into build/native.
+
+    build.py PROGRAM...     builds programs: those of PROGRAMS below
+    build.py --list         names them
+
+Two kinds of programs. A *Wine* program is a Winelib one: the library's sources are compiled against Wine's headers and run on
+Wine's libraries, but as Linux code, which the address sanitizer knows. A *plain* program runs without Wine, on stand-ins for
+the few system calls it needs, so that the thread sanitizer sees every lock. objcopy leads what the library calls of the C
+runtime and the system to the harness (redirect.txt): each block, file and message box is the harness's own.
+
+Wine's headers take `long` for Linux's 64 bits, while the sources mean Windows' 32: the sources are compiled from a copy in
+which it says `int`. Lines stay lines, and reports name the real files.
+"""
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent.parent
+BUILD = ROOT / "build/native"
+COPY = BUILD / "source"
+HERE = Path("hardening/native")  # in the repository, and in the copy
+GOOGLETEST = Path("/usr/src/googletest")
+CLANG = "clang++-19"
+
+COPIED = ("src", "include", "plugins/qewic", "tests", "tools/qetool", "hardening")
+FLOORS = ("values", "undo", "io", "core", "image", "draw")
+
+# ---- what is built ----------------------------------------------------------------------------------------------------
+
+# Sanitizers of a variant. vptr needs type information; function does not know Windows' calling convention.
+UNDEFINED = "-fsanitize=undefined -fno-sanitize=vptr,function -fno-sanitize-recover=undefined"
+VARIANTS = {
+    "asan": f"-fsanitize=address {UNDEFINED}",
+    "fuzz": f"-fsanitize=address,fuzzer-no-link {UNDEFINED}",
+    "tsan": "-fsanitize=thread",
+}
+# The groups of redirect.txt that the library's objects get: on real files and screens (the project's own tests), on files in
+# memory, and without Wine. Bitmaps of the screen stay real where files do.
+LIBRARY_ON = {
+    "system": "wide heap global boxes",
+    "memory": "wide heap global boxes bitmaps files",
+    "linux": "wide",
+}
+EXTRA_GROUPS = {("system", "src/image/image.cpp"): " bitmaps"}
+EXTRA_FLAGS = [
+    (re.compile(r"_avx2\.cpp$"), "-mavx2"),
+    (re.compile(r"_ssse3\.cpp$"), "-mssse3"),
+    (re.compile(r"^src/"), "-fno-rtti -fno-exceptions"),
+    (re.compile(r"^plugins/"), "-isystem /usr/include/stb"),
+]
+
+RUNTIME = [str(HERE / f"{name}.cpp") for name in ("wide", "formatters", "plan", "heap", "bitmaps", "boxes")]
+FILES = [str(HERE / f"{name}.cpp") for name in ("files", "names", "modules")]
+
+
+class Program:
+    """Sources with the variant of the library they are linked with, and what that library stands on."""
+
+    def __init__(self, variant, on, sources, runtime=(), plugin=False, gtest=False):
+        self.variant, self.on, self.sources, self.plugin, self.gtest = variant, on, list(sources), plugin, gtest
+        self.runtime = list(runtime)
+
+
+def found(pattern):
+    return sorted(path.relative_to(ROOT).as_posix() for path in ROOT.glob(pattern))
+
+
+def floor_tests(floor):
+    kernels = found("src/image/convert_kernels*.cpp") if floor == "image" else []
+    sources = found(f"tests/{floor}/*.cpp") + kernels + [str(HERE / "test_support.cpp")]
+    return Program("asan", "system", sources, RUNTIME, gtest=True)
+
+
+PROGRAMS = {f"{floor}_test": floor_tests(floor) for floor in FLOORS}
+PROGRAMS["threads"] = Program(
+    "tsan", "linux", [str(HERE / "threads.cpp")], [str(HERE / f"{name}.cpp") for name in ("wide", "locks", "linux")], gtest=True)
+
+# ---- flags ------------------------------------------------------------------------------------------------------------
+
+DEFINED = ["QECORE_BUILD", "WIN32_LEAN_AND_MEAN", "NOMINMAX", "_WIN32_WINNT=0x0601"]
+
+# Templates of wide strings must be compiled here: those of libstdc++.so have characters of 32 bits.
+COMMON = f"""-std=c++20 -fshort-wchar -fPIC -O1 -gline-tables-only -fno-omit-frame-pointer -fno-builtin -ffp-contract=off
+ -D_GLIBCXX_EXTERN_TEMPLATE=0 -ffile-prefix-map={COPY}=."""
+GTEST_HEADERS = f"-isystem {GOOGLETEST}/googletest/include -isystem {GOOGLETEST}/googlemock/include"
+
+
+def winelib_flags():
+    defines = " ".join(f"-D{name}" for name in DEFINED)
+    headers = "-isystem /usr/include/wine/wine/windows -idirafter /usr/include/wine"
+    own = f"-Iinclude -Isrc -Itests -I. -I{HERE} -include {HERE}/winelib.h"
+    return f"{COMMON} {defines} {headers} {own}".replace("\n", "")
+
+
+# ---- the copy of the sources ------------------------------------------------------------------------------------------
+
+LONG = re.compile(r"\b(?:LONG_(MAX|MIN)|(?<!long )long(?! long| double))\b")
+
+
+def without_long(text):
+    """The text with Windows' 32-bit `long` as `int`; a line that is a comment stays."""
+    lines = text.split("\n")
+    return "\n".join(line if line.lstrip().startswith("//") else LONG.sub(narrow, line) for line in lines)
+
+
+def narrow(match):
+    return f"INT_{match[1]}" if match[1] else "int"
+
+
+def copy_sources():
+    """Brings the copy up to date; a file that is as it was keeps its time."""
+    wanted = {path for top in COPIED for path in (ROOT / top).rglob("*") if path.suffix in (".h", ".cpp", ".txt")}
+    for path in sorted(wanted):
+        target = COPY / path.relative_to(ROOT)
+        text = path.read_text(encoding="utf-8")
+        # The harness is written for this build: its `long` is meant.
+        if "hardening" not in path.relative_to(ROOT).parts and path.suffix != ".txt":
+            text = without_long(text)
+        write_if_changed(target, text)
+    for path in COPY.rglob("*"):
+        if path.is_file() and ROOT / path.relative_to(COPY) not in wanted:
+            path.unlink()
+
+
+def write_if_changed(path, text):
+    if path.exists() and path.read_text(encoding="utf-8") == text:
+        return
+    path.parent.mkdir(parents=True, exist_ok=True)
+    path.write_text(text, encoding="utf-8")
+
+
+# ---- redirections -----------------------------------------------------------------------------------------------------
+
+
+def read_groups():
+    """{group: lines for objcopy} of redirect.txt."""
+    groups, lines = {}, None
+    for line in (ROOT / HERE / "redirect.txt").read_text(encoding="utf-8").splitlines():
+        words = line.split("#")[0].split()
+        if not words:
+            continue
+        if words[0].startswith("["):
+            lines = groups.setdefault(words[0].strip("[]"), [])
+        else:
+            lines.append(f"{words[0]} {words[-1] if len(words) > 1 else 'harness_' + words[0]}\n")
+    return groups
+
+
+def redirections(groups):
+    """The file for objcopy that holds these groups."""
+    path = BUILD / "redirect" / (groups.replace(" ", "-") + ".txt")
+    known = read_groups()
+    write_if_changed(path, "".join(line for group in groups.split() for line in known[group]))
+    return path
+
+
+# ---- the ninja file ---------------------------------------------------------------------------------------------------
+
+RULES = """
+rule compile
+  command = cd {copy} && $launcher {clang} $flags -MMD -MF $out.d -c $source -o $out && objcopy $redirect $out
+  depfile = $out.d
+  deps = gcc
+  description = compile $source ($variant)
+rule link-wine
+  command = cd {build} && {wineg} -o $program.exe $in $libraries
+  description = link $program
+rule link-plain
+  command = {clang} $flags -o $out $in $libraries
+  description = link $program
+"""
+
+
+class Ninja:
+    """Collects the edges; an object that several programs need is written once."""
+
+    def __init__(self):
+        self.text, self.seen = [], set()
+
+    def build(self, output, rule, inputs, implicit=(), **variables):
+        if output in self.seen:
+            return output
+        self.seen.add(output)
+        waits = f" | {' '.join(map(str, implicit))}" if implicit else ""
+        self.text.append(f"build {output}: {rule} {' '.join(map(str, inputs))}{waits}")
+        self.text += [f"  {name} = {value}" for name, value in variables.items()]
+        return output
+
+
+def extra_flags(source):
+    return " ".join(flags for pattern, flags in EXTRA_FLAGS if pattern.search(source))
+
+
+def compile_edge(ninja, source, folder, flags, groups, variant):
+    output = f"{BUILD}/{folder}/{source.lstrip('/')}.o"
+    path = source if source.startswith("/") else f"{COPY}/{source}"
+    redirect = redirections(groups) if groups else None
+    return ninja.build(output, "compile", [path], [redirect] if redirect else (), source=source, variant=variant, flags=flags,
+                       redirect=f"--redefine-syms={redirect}" if redirect else "")
+
+
+def library_objects(ninja, program):
+    sources = found("src/**/*.cpp") + (found("plugins/qewic/*.cpp") if program.plugin else [])
+    for source in sources:
+        groups = LIBRARY_ON[program.on] + EXTRA_GROUPS.get((program.on, source), "")
+        flags = f"{winelib_flags()} {VARIANTS[program.variant]} {extra_flags(source)} -w"
+        yield compile_edge(ninja, source, f"{program.variant}-{program.on}", flags, groups, program.variant)
+
+
+def own_objects(ninja, program):
+    """The program's own sources: like a host, they call the real heap, but see the library's global memory."""
+    groups = "wide" if program.on == "linux" else "wide global" + (" files" if program.on == "memory" else "")
+    for source in program.sources:
+        flags = f"{winelib_flags()} {VARIANTS[program.variant]} {extra_flags(source)} -w"
+        if program.gtest:
+            flags += f" {GTEST_HEADERS} -include {HERE}/googletest.h -D_GLIBCXX_ASSERTIONS"
+        yield compile_edge(ninja, source, f"{program.variant}-{program.on}-own", flags, groups, program.variant)
+
+
+def runtime_objects(ninja, program):
+    """The harness itself calls the real system. It is not checked for undefined behaviour, only for what it touches."""
+    sanitizer = "-fsanitize=thread" if program.on == "linux" else "-fsanitize=address"
+    for source in program.runtime:
+        flags = f"{winelib_flags()} {sanitizer} -Wall -Wextra -Wno-ignored-attributes -Wno-cast-function-type-mismatch"
+        yield compile_edge(ninja, source, f"runtime-{sanitizer.split('=')[1]}", flags, "", "harness")
+
+
+def gtest_objects(ninja):
+    """Compiled once, for Linux and without a sanitizer."""
+    for source in ("googletest/src/gtest-all.cc", "googlemock/src/gmock-all.cc"):
+        flags = f"{COMMON} {GTEST_HEADERS} -I{GOOGLETEST}/googletest -I{GOOGLETEST}/googlemock -w".replace("\n", "")
+        yield compile_edge(ninja, f"{GOOGLETEST}/{source}", "gtest", flags, "wide", "googletest")
+
+
+def sanitizer_library(name):
+    folder = subprocess.run([CLANG, "-print-resource-dir"], capture_output=True, text=True, check=True).stdout.strip()
+    return Path(folder) / "lib/linux" / f"libclang_rt.{name}"
+
+
+WINE_LIBRARIES = "-lgdi32 -luser32 -lole32 -loleaut32 -lwindowscodecs -luuid -lkernel32"
+
+
+def program_edge(ninja, name, program):
+    objects = [*own_objects(ninja, program), *(gtest_objects(ninja) if program.gtest else ()), *runtime_objects(ninja, program),
+               *library_objects(ninja, program)]
+    if program.on == "linux":
+        # What of Windows has no stand-in stays unresolved: it may not be called, and the loader names it when it is.
+        libraries = "-pthread -Wl,--unresolved-symbols=ignore-all -Wl,-z,lazy"
+        return ninja.build(f"{BUILD}/bin/{name}", "link-plain", objects, program=name, flags=VARIANTS[program.variant],
+                           libraries=libraries)
+    libraries = [f"-Wl,-rpath,{sanitizer_library('').parent}", "-Wl,-Bsymbolic", WINE_LIBRARIES]
+    if program.variant == "fuzz":
+        objects.append(sanitizer_library("fuzzer_no_main-x86_64.a"))
+    objects.append(sanitizer_library("asan-x86_64.so"))
+    return ninja.build(f"{BUILD}/bin/{name}.exe.so", "link-wine", objects, program=f"bin/{name}", libraries=" ".join(libraries))
+
+
+def write_ninja():
+    ninja = Ninja()
+    for name, program in PROGRAMS.items():
+        output = program_edge(ninja, name, program)
+        ninja.build(name, "phony", [output])
+    launcher = "ccache" if subprocess.run(["which", "ccache"], capture_output=True, check=False).returncode == 0 else ""
+    rules = RULES.format(copy=COPY, clang=CLANG, build=BUILD, wineg="wineg++")
+    write_if_changed(BUILD / "build.ninja", f"launcher = {launcher}\n{rules}\n" + "\n".join(ninja.text) + "\n")
+
+
+def main():
+    if sys.argv[1:] == ["--list"]:
+        print("\n".join(PROGRAMS))
+        return 0
+    unknown = [name for name in sys.argv[1:] if name not in PROGRAMS]
+    if unknown or len(sys.argv) < 2:
+        sys.exit(f"build.py: there is no program {' '.join(unknown)}" if unknown else __doc__)
+    (BUILD / "bin").mkdir(parents=True, exist_ok=True)
+    copy_sources()
+    write_ninja()
+    return subprocess.run(["ninja", "-C", BUILD, *sys.argv[1:]], check=False).returncode
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,74 @@
+// The files in memory: what the calls on handles, the searches and the calls on names share.
+#pragma once
+
+#include <windows.h>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <unordered_map>
+
+#include "plan.h"
+
+namespace harness {
+
+struct Opening;
+
+/// A file, and who has it open: a file that is removed or replaced lives on until the last of them closes it.
+struct Node : File {
+  std::vector<Opening const*> openings;
+};
+
+/// An open file.
+struct Opening {
+  std::shared_ptr<Node> node;
+  DWORD access = 0;
+  DWORD share = 0;
+  uint64_t position = 0;
+  bool device = false;  ///< NUL: takes everything and holds nothing
+};
+
+/// A running search: what it will yet find.
+struct Search {
+  std::vector<WIN32_FIND_DATAW> found;
+  size_t next = 0;
+};
+
+struct FileSystem {
+  std::map<std::u16string, std::shared_ptr<Node>> files;  ///< by key
+  std::set<std::u16string> folders;  ///< keys of those that were made, without a backslash at the end
+  std::unordered_map<void*, std::unique_ptr<Opening>> openings;
+  std::unordered_map<void*, std::unique_ptr<Search>> searches;
+  uint64_t clock = 1000;  ///< of the last write; moves with each
+};
+
+/// Locks the files, for the length of one call.
+class FilesLocked {
+ public:
+  FilesLocked();
+  FileSystem& Get() const noexcept { return all; }
+  FileSystem* operator->() const noexcept { return &all; }
+
+ private:
+  std::lock_guard<std::mutex> guard;
+  FileSystem& all;
+};
+
+std::u16string Text(wchar_t const* name);
+/// What names one file and no other: whole, in small letters, with backslashes.
+std::u16string Key(std::u16string const& path);
+/// The part before the last backslash; empty when there is none.
+std::u16string FolderOf(std::u16string const& key);
+bool IsFolder(FileSystem const& all, std::u16string const& key);
+/// Null when there is none.
+std::shared_ptr<Node> FindNode(FileSystem const& all, std::u16string const& key);
+std::shared_ptr<Node> NewNode(FileSystem& all, std::u16string const& path);
+
+/// What a call returns that fails.
+inline BOOL Refused(DWORD error) noexcept {
+  SetLastError(error);
+  return FALSE;
+}
+
+}  // namespace harness
