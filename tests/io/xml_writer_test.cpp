@@ -120,18 +120,20 @@ TEST(XmlWriter, WritesLargeDocumentsWhole) {
   }
 }
 
+constexpr unsigned DEEP = 10000;
+
+DWORD WINAPI SaveDeepChain(void* size) {
+  return *static_cast<DWORD*>(size) = static_cast<DWORD>(Saved(Chain(DEEP).get(), XML_COMPACT).size());
+}
+
 // With recursion, this depth would need many times the thread's stack.
 TEST(XmlWriter, WritesAndFreesTreesOfAnyDepth) {
-  constexpr unsigned DEPTH = 10000;
   DWORD size = 0;
-  auto const run = [](void* out) -> DWORD {
-    return *static_cast<DWORD*>(out) = static_cast<DWORD>(Saved(Chain(DEPTH).get(), XML_COMPACT).size());
-  };
   HANDLE const thread =
-      CreateThread(nullptr, 0x20000, run, &size, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+      CreateThread(nullptr, 0x20000, SaveDeepChain, &size, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
   WaitForSingleObject(thread, INFINITE);
   CloseHandle(thread);
-  EXPECT_EQ(size, DEPTH * 7 + 1);
+  EXPECT_EQ(size, DEEP * 7 + 1);
 }
 
 // ---- trees
