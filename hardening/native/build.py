@@ -41,7 +41,7 @@ VARIANTS = {
 LIBRARY_ON = {
     "system": "wide heap global boxes",
     "memory": "wide heap global boxes bitmaps files",
-    "linux": "wide",
+    "linux": "wide boxes files",
 }
 EXTRA_GROUPS = {("system", "src/image/image.cpp"): " bitmaps"}
 EXTRA_FLAGS = [
@@ -53,6 +53,7 @@ EXTRA_FLAGS = [
 
 RUNTIME = [str(HERE / f"{name}.cpp") for name in ("wide", "formatters", "plan", "heap", "bitmaps", "boxes")]
 FILES = [str(HERE / f"{name}.cpp") for name in ("files", "names", "modules")]
+ON_LINUX = [str(HERE / f"{name}.cpp") for name in ("wide", "plan", "boxes", "locks", "linux")] + FILES
 
 
 class Program:
@@ -68,14 +69,12 @@ def found(pattern):
 
 
 def floor_tests(floor):
-    kernels = found("src/image/convert_kernels*.cpp") if floor == "image" else []
-    sources = found(f"tests/{floor}/*.cpp") + kernels + [str(HERE / "test_support.cpp")]
+    sources = found(f"tests/{floor}/*.cpp") + [str(HERE / "test_support.cpp")]
     return Program("asan", "system", sources, RUNTIME, gtest=True)
 
 
 PROGRAMS = {f"{floor}_test": floor_tests(floor) for floor in FLOORS}
-PROGRAMS["threads"] = Program(
-    "tsan", "linux", [str(HERE / "threads.cpp")], [str(HERE / f"{name}.cpp") for name in ("wide", "locks", "linux")], gtest=True)
+PROGRAMS["threads"] = Program("tsan", "linux", [str(HERE / "threads.cpp")], ON_LINUX, gtest=True)
 
 # ---- flags ------------------------------------------------------------------------------------------------------------
 
@@ -211,7 +210,7 @@ def library_objects(ninja, program):
 
 def own_objects(ninja, program):
     """The program's own sources: like a host, they call the real heap, but see the library's global memory."""
-    groups = "wide" if program.on == "linux" else "wide global" + (" files" if program.on == "memory" else "")
+    groups = {"system": "wide global", "memory": "wide global files", "linux": "wide"}[program.on]
     for source in program.sources:
         flags = f"{winelib_flags()} {VARIANTS[program.variant]} {extra_flags(source)} -w"
         if program.gtest:

@@ -53,7 +53,8 @@ BOOL WINAPI GlobalUnlock(HGLOBAL) { return FALSE; }
 SIZE_T WINAPI GlobalSize(HGLOBAL handle) { return static_cast<Global*>(handle)->size; }
 
 // ASCII is all that the tests of threads convert.
-int WINAPI WideCharToMultiByte(UINT, DWORD, wchar_t const* from, int length, char* to, int room, char const*, BOOL*) {
+int WINAPI WideCharToMultiByte(UINT, DWORD, wchar_t const* from, int length, char* to, int room, char const*,
+                               BOOL*) {
   return Convert(from, length, to, room);
 }
 

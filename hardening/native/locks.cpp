@@ -66,7 +66,9 @@ extern "C" {
 
 static_assert(sizeof(pthread_mutex_t) <= sizeof(CRITICAL_SECTION));
 
-static pthread_mutex_t* Mutex(CRITICAL_SECTION* section) { return reinterpret_cast<pthread_mutex_t*>(section); }
+static pthread_mutex_t* Mutex(CRITICAL_SECTION* section) {
+  return reinterpret_cast<pthread_mutex_t*>(section);
+}
 
 void WINAPI InitializeCriticalSection(CRITICAL_SECTION* section) {
   pthread_mutexattr_t attributes;
@@ -82,7 +84,9 @@ BOOL WINAPI InitializeCriticalSectionAndSpinCount(CRITICAL_SECTION* section, DWO
 
 void WINAPI DeleteCriticalSection(CRITICAL_SECTION* section) { pthread_mutex_destroy(Mutex(section)); }
 void WINAPI EnterCriticalSection(CRITICAL_SECTION* section) { pthread_mutex_lock(Mutex(section)); }
-BOOL WINAPI TryEnterCriticalSection(CRITICAL_SECTION* section) { return pthread_mutex_trylock(Mutex(section)) == 0; }
+BOOL WINAPI TryEnterCriticalSection(CRITICAL_SECTION* section) {
+  return pthread_mutex_trylock(Mutex(section)) == 0;
+}
 void WINAPI LeaveCriticalSection(CRITICAL_SECTION* section) { pthread_mutex_unlock(Mutex(section)); }
 
 // ---- slim locks ----
@@ -140,13 +144,16 @@ BOOL SleepOn(CONDITION_VARIABLE* variable, DWORD milliseconds, Leave leave, Ente
 
 extern "C" {
 
-BOOL WINAPI SleepConditionVariableSRW(CONDITION_VARIABLE* variable, SRWLOCK* lock, DWORD milliseconds, ULONG flags) {
+BOOL WINAPI SleepConditionVariableSRW(CONDITION_VARIABLE* variable, SRWLOCK* lock, DWORD milliseconds,
+                                      ULONG flags) {
   bool const shared = (flags & CONDITION_VARIABLE_LOCKMODE_SHARED) != 0;
   auto const enter = [=] { shared ? AcquireSRWLockShared(lock) : AcquireSRWLockExclusive(lock); };
-  return SleepOn(variable, milliseconds, [=] { ReleaseSRWLockExclusive(lock); }, enter);
+  return SleepOn(
+      variable, milliseconds, [=] { ReleaseSRWLockExclusive(lock); }, enter);
 }
 
-BOOL WINAPI SleepConditionVariableCS(CONDITION_VARIABLE* variable, CRITICAL_SECTION* section, DWORD milliseconds) {
+BOOL WINAPI SleepConditionVariableCS(CONDITION_VARIABLE* variable, CRITICAL_SECTION* section,
+                                     DWORD milliseconds) {
   auto const leave = [=] { LeaveCriticalSection(section); };
   return SleepOn(variable, milliseconds, leave, [=] { EnterCriticalSection(section); });
 }
