@@ -40,8 +40,8 @@ VARIANTS = {
 # memory, and without Wine. Bitmaps of the screen stay real where files do.
 LIBRARY_ON = {
     "system": "wide heap global boxes",
-    "memory": "wide heap global boxes bitmaps files",
-    "linux": "wide boxes files",
+    "memory": "wide heap global boxes debugger bitmaps files",
+    "linux": "wide boxes debugger files",
 }
 EXTRA_GROUPS = {("system", "src/image/image.cpp"): " bitmaps"}
 EXTRA_FLAGS = [
@@ -246,7 +246,7 @@ def program_edge(ninja, name, program):
                *library_objects(ninja, program)]
     if program.on == "linux":
         # What of Windows has no stand-in stays unresolved: it may not be called, and the loader names it when it is.
-        libraries = "-pthread -Wl,--unresolved-symbols=ignore-all -Wl,-z,lazy"
+        libraries = "-fuse-ld=lld -pthread -Wl,--unresolved-symbols=ignore-all -Wl,-z,lazy"
         return ninja.build(f"{BUILD}/bin/{name}", "link-plain", objects, program=name, flags=VARIANTS[program.variant],
                            libraries=libraries)
     libraries = [f"-Wl,-rpath,{sanitizer_library('').parent}", "-Wl,-Bsymbolic", WINE_LIBRARIES]

@@ -1,4 +1,5 @@
 // The rest of the system that the library calls in the plain program: memory, text and time.
+#include <stdint.h>
 #include <time.h>
 #include <windows.h>
 

@@ -33,6 +33,9 @@
 #define __declspec_selectany __attribute__((weak))
 #define __declspec_thread __thread
 
+// The system's functions need not be in the program itself: the plain one has some and lacks others.
+#define DECLSPEC_HIDDEN
+
 // ---- what the sources expect of the Microsoft C runtime, and Linux's lacks ----
 
 #include <assert.h>
