@@ -1,4 +1,4 @@
-// The rest of the system that the library calls in the plain program: memory, text and time.
+// The rest of the system that the library calls in the plain program: memory, text, time and bitmaps.
 #include <stdint.h>
 #include <time.h>
 #include <windows.h>
@@ -75,6 +75,22 @@ void WINAPI GetSystemTimeAsFileTime(FILETIME* to) {
   uint64_t const seconds = static_cast<uint64_t>(now.tv_sec) + SECONDS_BEFORE_1970;
   uint64_t const ticks = seconds * TICKS_A_SECOND + static_cast<uint64_t>(now.tv_nsec) / 100;
   memcpy(to, &ticks, sizeof *to);
+}
+
+// A screen to ask for bitmaps, which are blocks of memory.
+HDC WINAPI GetDC(HWND) { return nullptr; }
+int WINAPI ReleaseDC(HWND, HDC) { return 1; }
+
+HBITMAP WINAPI CreateDIBSection(HDC, BITMAPINFO const* info, UINT, void** bits, HANDLE, DWORD) {
+  BITMAPINFOHEADER const& header = info->bmiHeader;
+  int64_t const stride = (int64_t{header.biWidth} * header.biBitCount + 31) / 32 * 4;
+  *bits = calloc(static_cast<size_t>(stride), static_cast<size_t>(abs(header.biHeight)));
+  return static_cast<HBITMAP>(*bits);
+}
+
+BOOL WINAPI DeleteObject(HGDIOBJ object) {
+  free(object);
+  return TRUE;
 }
 
 DWORD WINAPI GetThreadErrorMode() { return 0; }
