@@ -54,6 +54,9 @@ Loads CountLoads(std::u16string const& path) {
 void ClearFiles() {
   FilesLocked all;
   if (!all->openings.empty()) Die("ClearFiles while a file is open", all->openings.begin()->first);
+  for (Plugin const& plugin : Plugins()) {
+    if (plugin.now > 0) Die("ClearFiles while a plug-in is loaded", &plugin);
+  }
   all->files.clear();
   all->folders.clear();
   Plugins().clear();

@@ -211,6 +211,7 @@ class PluginThreads : public testing::Test {
  protected:
   // The first scan writes the cache; after the second, the plug-ins are known and not loaded.
   void SetUp() override {
+    system.Reset();
     harness::ClearFiles();
     harness::PutPlugin(SLOW, Entry<1>);
     harness::PutPlugin(BUSY, BusyEntry);
