@@ -97,10 +97,18 @@ BOOL WINAPI harness_FreeLibrary(HMODULE module) {
   return TRUE;
 }
 
-// Code of a plug-in here is the test's own: it lies in no module of the library's.
-BOOL WINAPI harness_GetModuleHandleExW(DWORD, wchar_t const*, HMODULE* module) {
+// Of a plug-in's code only the entry point is known; all else lies in no plug-in.
+BOOL WINAPI harness_GetModuleHandleExW(DWORD how, wchar_t const* address, HMODULE* module) {
   *module = nullptr;
-  return Refused(ERROR_MOD_NOT_FOUND);
+  for (Plugin& plugin : Plugins()) {
+    if (reinterpret_cast<void const*>(plugin.entry) == address && plugin.now > 0)
+      *module = reinterpret_cast<HMODULE>(&plugin);
+  }
+  if (!(how & GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS) || !*module) return Refused(ERROR_MOD_NOT_FOUND);
+  if (how & GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT) return TRUE;
+  reinterpret_cast<Plugin*>(*module)->now.fetch_add(1, std::memory_order_relaxed);
+  ++liveHandles;
+  return TRUE;
 }
 
 }  // extern "C"
