@@ -12,6 +12,7 @@ runtime and the system to the harness (redirect.txt): each block, file and messa
 Wine's headers take `long` for Linux's 64 bits, while the sources mean Windows' 32: the sources are compiled from a copy in
 which it says `int`. Lines stay lines, and reports name the real files.
 """
+import os
 import re
 import subprocess
 import sys
@@ -83,7 +84,9 @@ DEFINED = ["QECORE_BUILD", "WIN32_LEAN_AND_MEAN", "NOMINMAX", "_WIN32_WINNT=0x06
 # Templates of wide strings must be compiled here: those of libstdc++.so have characters of 32 bits.
 COMMON = f"""-std=c++20 -fshort-wchar -fPIC -O1 -gline-tables-only -fno-omit-frame-pointer -fno-builtin -ffp-contract=off
  -D_GLIBCXX_EXTERN_TEMPLATE=0 -ffile-prefix-map={COPY}=."""
-GTEST_HEADERS = f"-isystem {GOOGLETEST}/googletest/include -isystem {GOOGLETEST}/googlemock/include"
+TEST_FLAGS = f"-isystem {GOOGLETEST}/googletest/include -D_GLIBCXX_ASSERTIONS"
+
+
 
 
 def winelib_flags():
@@ -163,6 +166,11 @@ rule compile
   depfile = $out.d
   deps = gcc
   description = compile $source ($variant)
+rule precompile
+  command = cd {copy} && $launcher {clang} $flags -x c++-header -fpch-instantiate-templates -MMD -MF $out.d $source -o $out
+  depfile = $out.d
+  deps = gcc
+  description = precompile $source ($variant)
 rule link-wine
   command = cd {build} && {wineg} -o $program.exe $in $libraries
   description = link $program
@@ -192,11 +200,11 @@ def extra_flags(source):
     return " ".join(flags for pattern, flags in EXTRA_FLAGS if pattern.search(source))
 
 
-def compile_edge(ninja, source, folder, flags, groups, variant):
+def compile_edge(ninja, source, folder, flags, groups, variant, waits=()):
     output = f"{BUILD}/{folder}/{source.lstrip('/')}.o"
     path = source if source.startswith("/") else f"{COPY}/{source}"
     redirect = redirections(groups) if groups else None
-    return ninja.build(output, "compile", [path], [redirect] if redirect else (), source=source, variant=variant, flags=flags,
+    return ninja.build(output, "compile", [path], [*waits, *([redirect] if redirect else ())], source=source, variant=variant, flags=flags,
                        redirect=f"--redefine-syms={redirect}" if redirect else "")
 
 
@@ -213,9 +221,11 @@ def own_objects(ninja, program):
     groups = {"system": "wide global", "memory": "wide global files", "linux": "wide"}[program.on]
     for source in program.sources:
         flags = f"{winelib_flags()} {VARIANTS[program.variant]} {extra_flags(source)} -w"
-        if program.gtest:
-            flags += f" {GTEST_HEADERS} -include {HERE}/googletest.h -D_GLIBCXX_ASSERTIONS"
-        yield compile_edge(ninja, source, f"{program.variant}-{program.on}-own", flags, groups, program.variant)
+        headers = [gtest_headers(ninja, program.variant)] if program.gtest else []
+        if headers:
+            flags += f" {TEST_FLAGS} -include-pch {headers[0]}"
+        folder = f"{program.variant}-{program.on}-own"
+        yield compile_edge(ninja, source, folder, flags, groups, program.variant, headers)
 
 
 def runtime_objects(ninja, program):
@@ -226,11 +236,18 @@ def runtime_objects(ninja, program):
         yield compile_edge(ninja, source, f"runtime-{sanitizer.split('=')[1]}", flags, "", "harness")
 
 
-def gtest_objects(ninja):
+def gtest_headers(ninja, variant):
+    """GoogleTest's headers, precompiled: they cost more than what a test says itself."""
+    source = f"{HERE}/googletest.h"
+    flags = f"{winelib_flags()} {VARIANTS[variant]} {TEST_FLAGS} -Xclang -fno-pch-timestamp -w"
+    return ninja.build(f"{BUILD}/{variant}-headers/googletest.pch", "precompile", [COPY / source], source=source, variant=variant,
+                       flags=flags)
+
+
+def gtest_object(ninja):
     """Compiled once, for Linux and without a sanitizer."""
-    for source in ("googletest/src/gtest-all.cc", "googlemock/src/gmock-all.cc"):
-        flags = f"{COMMON} {GTEST_HEADERS} -I{GOOGLETEST}/googletest -I{GOOGLETEST}/googlemock -w".replace("\n", "")
-        yield compile_edge(ninja, f"{GOOGLETEST}/{source}", "gtest", flags, "wide", "googletest")
+    flags = f"{COMMON} {TEST_FLAGS} -I{GOOGLETEST}/googletest -w".replace("\n", "")
+    return compile_edge(ninja, f"{GOOGLETEST}/googletest/src/gtest-all.cc", "gtest", flags, "wide", "googletest")
 
 
 def sanitizer_library(name):
@@ -242,7 +259,7 @@ WINE_LIBRARIES = "-lgdi32 -luser32 -lole32 -loleaut32 -lwindowscodecs -luuid -lk
 
 
 def program_edge(ninja, name, program):
-    objects = [*own_objects(ninja, program), *(gtest_objects(ninja) if program.gtest else ()), *runtime_objects(ninja, program),
+    objects = [*own_objects(ninja, program), *([gtest_object(ninja)] if program.gtest else []), *runtime_objects(ninja, program),
                *library_objects(ninja, program)]
     if program.on == "linux":
         # What of Windows has no stand-in stays unresolved: it may not be called, and the loader names it when it is.
@@ -276,7 +293,9 @@ def main():
     (BUILD / "bin").mkdir(parents=True, exist_ok=True)
     copy_sources()
     write_ninja()
-    return subprocess.run(["ninja", "-C", BUILD, *sys.argv[1:]], check=False).returncode
+    # Else ccache compiles anew whatever a precompiled header serves.
+    environment = {"CCACHE_SLOPPINESS": "pch_defines,time_macros", "CCACHE_BASEDIR": str(ROOT), **os.environ}
+    return subprocess.run(["ninja", "-C", BUILD, *sys.argv[1:]], env=environment, check=False).returncode
 
 
 if __name__ == "__main__":

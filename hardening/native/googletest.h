@@ -1,11 +1,10 @@
-// Included before each test: GoogleTest takes this for the Linux program that it is, not for Windows.
+// Included before each test, precompiled: GoogleTest takes this for the Linux program that it is, not for Windows.
 #pragma once
 
 #pragma push_macro("_WIN32")
 #pragma push_macro("WIN32")
 #undef _WIN32
 #undef WIN32
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #pragma pop_macro("WIN32")
 #pragma pop_macro("_WIN32")
