@@ -1,3 +1,4 @@
+#include "file_stream_p.h"
 #include "stream_p.h"
 
 #include <qecore/core/ref.h>
@@ -30,19 +31,12 @@ static_assert(sizeof MODES / sizeof *MODES == FileStream::CREATE + 1);
 constexpr struct {
   DWORD error;
   HRESULT result;
-} OPEN_FAILURES[] = {
+} FAILURES[] = {
     {ERROR_FILE_NOT_FOUND, YK_E_NOTFOUND},
     {ERROR_PATH_NOT_FOUND, YK_E_NOTFOUND},
     {ERROR_ACCESS_DENIED, YK_E_ACCESS},
     {ERROR_SHARING_VIOLATION, YK_E_ACCESS},
 };
-
-HRESULT FailureOf(DWORD error) noexcept {
-  for (auto const& row : OPEN_FAILURES) {
-    if (row.error == error) return row.result;
-  }
-  return E_FAIL;
-}
 
 HRESULT ResultOf(BOOL done) noexcept { return done ? S_OK : E_FAIL; }
 
@@ -74,6 +68,15 @@ HRESULT OpenResource(ResourcePath const& path, Stream** out) noexcept {
 }
 
 }  // namespace
+
+HRESULT FileFailure(unsigned long error) noexcept {
+  for (auto const& row : FAILURES) {
+    if (row.error == error) return row.result;
+  }
+  return E_FAIL;
+}
+
+bool IsResourcePath(String const& path) noexcept { return ResourcePath().Parse(path.c_str()); }
 
 HRESULT FileStream::Create(String const& path, unsigned flags, Stream** out) noexcept {
   if (!out) return E_INVALIDARG;
@@ -109,8 +112,11 @@ FileStream::FileStream(String const& path, unsigned openFlags) noexcept
   status = OpenHandle(mode);
 }
 
+FileStream::FileStream(String const& path, void* openHandle) noexcept
+    : handle(openHandle), name(path), status(S_OK) {}
+
 FileStream::~FileStream() {
-  if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
+  CloseHandle();
   if (flags & DELETE_AT_END) DeleteFileW(name.c_str());
 }
 
@@ -118,7 +124,21 @@ HRESULT FileStream::OpenHandle(unsigned mode) noexcept {
   if (mode == 0 || mode > CREATE) return E_FAIL;
   auto const [access, share, disposition] = MODES[mode];
   handle = CreateFileW(name.c_str(), access, share, nullptr, disposition, 0, nullptr);
-  return handle != INVALID_HANDLE_VALUE ? S_OK : FailureOf(GetLastError());
+  return handle != INVALID_HANDLE_VALUE ? S_OK : FileFailure(GetLastError());
+}
+
+/// Keeps a failure, if it is the first. \return the result
+HRESULT FileStream::Note(HRESULT result) noexcept {
+  if (Failed(result) && status == S_OK) status = result;
+  return result;
+}
+
+/// Brings what was written to the disk.
+HRESULT FileStream::Flush() noexcept { return Note(ResultOf(FlushFileBuffers(handle))); }
+
+void FileStream::CloseHandle() noexcept {
+  if (handle != INVALID_HANDLE_VALUE) ::CloseHandle(handle);
+  handle = INVALID_HANDLE_VALUE;
 }
 
 HRESULT FileStream::Read(void* buffer, unsigned size, unsigned* done) noexcept {
@@ -133,12 +153,14 @@ HRESULT FileStream::Write(void const* buffer, unsigned size, unsigned* done) noe
   DWORD written = 0;
   BOOL const wrote = WriteFile(handle, buffer, size, &written, nullptr);
   if (done) *done = written;
-  return ResultOf(wrote);
+  return Note(ResultOf(wrote && written == size));
 }
 
 HRESULT FileStream::Seek(long offset, unsigned origin, unsigned* newPosition) noexcept {
   DWORD const position = SetFilePointer(handle, offset, nullptr, origin);
-  if (position == INVALID_SET_FILE_POINTER) return E_FAIL;
+  if (position == INVALID_SET_FILE_POINTER) {
+    return GetLastError() == ERROR_NEGATIVE_SEEK ? E_FAIL : Note(E_FAIL);
+  }
   if (newPosition) *newPosition = position;
   return S_OK;
 }
@@ -156,10 +178,12 @@ unsigned FileStream::GetSize() noexcept {
 
 HRESULT FileStream::SetSize(unsigned size) noexcept {
   if (Failed(SeekTo(*this, size))) return E_FAIL;
-  return ResultOf(SetEndOfFile(handle));
+  return Note(ResultOf(SetEndOfFile(handle)));
 }
 
 HRESULT FileStream::GetState() noexcept { return status; }
+
+HRESULT FileStream::GetFailure() noexcept { return status; }
 
 HRESULT FileStream::GetFileName(String& out) noexcept {
   if (handle == INVALID_HANDLE_VALUE) return E_FAIL;

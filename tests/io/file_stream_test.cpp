@@ -44,7 +44,8 @@ TEST(FileStream, ReadsWritesAndTellsItsName) {
   EXPECT_EQ(ReadAt(*stream, 4, 4), "ef");
   EXPECT_EQ(stream->Read(&count, 1), S_OK) << "the end of a file is no failure";
   EXPECT_EQ(stream->Seek(-1, Stream::FROM_START), E_FAIL);
-  EXPECT_TRUE(stream->SetSize(3) == S_OK && Content(*stream) == "abc");
+  EXPECT_EQ(stream->SetSize(3), S_OK);
+  EXPECT_EQ(Content(*stream), "abc");
   unsigned long long const time = 0x01D0000000000000;
   unsigned long long read = 0;
   EXPECT_EQ(Slot<HRESULT (*)(void*, unsigned long long const*)>(file, 19)(file, &time), S_OK);
@@ -55,6 +56,17 @@ TEST(FileStream, ReadsWritesAndTellsItsName) {
   EXPECT_NE(GetFileAttributesW(name.c_str()), INVALID_FILE_ATTRIBUTES);
   stream.Reset();
   EXPECT_EQ(GetFileAttributesW(name.c_str()), INVALID_FILE_ATTRIBUTES) << "temporary files go";
+}
+
+TEST(FileStream, KeepsItsFirstFailure) {
+  Ref<Stream> stream;
+  ASSERT_EQ(FileStream::CreateTemp(stream.Receive()), S_OK);
+  EXPECT_EQ(stream->Seek(-1, Stream::FROM_START), E_FAIL);
+  EXPECT_EQ(stream->GetState(), S_OK) << "a place that there is not is the caller's mistake";
+  EXPECT_EQ(stream->Write(reinterpret_cast<void*>(1), 6), E_FAIL) << "which the system refuses";
+  EXPECT_EQ(stream->Write("abcdef", 6), S_OK);
+  EXPECT_EQ(stream->GetState(), E_FAIL) << "for good";
+  EXPECT_EQ(Slot<HRESULT (*)(void*)>(stream.get(), 20)(stream.get()), E_FAIL);
 }
 
 TEST(FileStream, OpensResourcesByPath) {

@@ -3,7 +3,7 @@
 //   Ref<Stream> stream;
 //   HRESULT result = FileStream::Create(L"scene.bin", FileStream::CREATE, stream.Receive());
 //
-//   slot   17 GetFileName   18 GetFileTime   19 SetFileTime      (behind those of Stream)
+//   slot   17 GetFileName   18 GetFileTime   19 SetFileTime   20 GetFailure      (behind those of Stream)
 //
 //   offset 16 handle   24 name   32 status   36 flags (bit 0: delete the file at the end)
 //
@@ -45,6 +45,9 @@ class YK_API FileStream : public Implements<FileStream, Stream> {
   unsigned GetPosition() noexcept override;
   unsigned GetSize() noexcept override;
   HRESULT SetSize(unsigned size) noexcept override;
+  /// S_OK until a write, a change of the size or a seek fails; then that first failure for good. (A seek to a
+  /// place before the start is the caller's mistake and leaves the state as it is.) A host can so write what it
+  /// has and ask once, at the end.
   HRESULT GetState() noexcept override;
 
   /// The path that was opened; a temporary file's is the one it got.
@@ -53,21 +56,28 @@ class YK_API FileStream : public Implements<FileStream, Stream> {
   virtual HRESULT GetFileTime(unsigned long long* time) noexcept;
   /// Sets the times of creation and of the last write.
   virtual HRESULT SetFileTime(unsigned long long const* time) noexcept;
+  /// The first failure, as GetState tells it.
+  virtual HRESULT GetFailure() noexcept;
 
  private:
   template <class, class>
   friend class Destroys;
+  friend class SaveFile;
 
   FileStream(String const& path, unsigned openFlags) noexcept;
+  FileStream(String const& path, void* openHandle) noexcept;  // takes the handle over
   ~FileStream();
 
   HRESULT OpenHandle(unsigned mode) noexcept;
+  HRESULT Note(HRESULT result) noexcept;
+  HRESULT Flush() noexcept;
+  void CloseHandle() noexcept;
 
   static constexpr unsigned DELETE_AT_END = 1;
 
   void* handle;
   String name;
-  HRESULT status = E_FAIL;
+  HRESULT status = E_FAIL;  // of opening; once open, the first failure
   unsigned flags = 0;
 };
 

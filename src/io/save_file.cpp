@@ -1,0 +1,132 @@
+#include "file_stream_p.h"
+
+#include <qecore/io/save_file.h>
+
+#include <windows.h>
+
+#include <new>
+
+namespace yk {
+namespace {
+
+constexpr DWORD ACCESS = GENERIC_READ | GENERIC_WRITE;
+
+/// A path that the system fills in through `ask(buffer, size)`; empty when it does not.
+template <class Ask>
+String AskForPath(Ask ask) noexcept {
+  String path;
+  DWORD const size = ask(nullptr, 0);
+  if (size == 0 || !path.Realloc(size)) return String();
+  DWORD const length = ask(path.GetBuffer(), size + 1);
+  if (length == 0 || length > size) return String();
+  path.Realloc(length);
+  return path;
+}
+
+String FullPath(String const& path) noexcept {
+  return AskForPath(
+      [&](wchar_t* out, DWORD size) { return GetFullPathNameW(path.c_str(), size, out, nullptr); });
+}
+
+/// Where the file really is, behind links and with a prefix that lets the path be long.
+String PathOfHandle(HANDLE file) noexcept {
+  return AskForPath([=](wchar_t* out, DWORD size) { return GetFinalPathNameByHandleW(file, out, size, 0); });
+}
+
+wchar_t const* NameIn(String const& path) noexcept {
+  wchar_t const* const separator = wcsrchr(path.c_str(), L'\\');
+  return separator ? separator + 1 : path.c_str();
+}
+
+/// Makes a new file in the folder of `target`, and `path` its path. Else the system's last error says why not.
+HANDLE CreateBeside(String const& target, String& path) noexcept {
+  constexpr int ATTEMPTS = 1000;
+  constexpr size_t NAME_LENGTH = 15;
+  auto const length = static_cast<size_t>(NameIn(target) - target.c_str());
+  String const folder(target.c_str(), length);
+  unsigned number = GetCurrentProcessId() * 0x9E3779B1u ^ GetTickCount();  // any: others may want one, too
+  for (int i = 0; i < ATTEMPTS; ++i, ++number) {
+    String name;
+    name.printf(L"~qe%08x.tmp", number);
+    path = folder;
+    path += name;
+    if (path.Length() != length + NAME_LENGTH) break;  // without memory it would be a file elsewhere
+    HANDLE const file = CreateFileW(path.c_str(), ACCESS, FILE_SHARE_READ, nullptr, CREATE_NEW, 0, nullptr);
+    if (file != INVALID_HANDLE_VALUE || GetLastError() != ERROR_FILE_EXISTS) return file;
+  }
+  SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+  return INVALID_HANDLE_VALUE;
+}
+
+}  // namespace
+
+SaveFile::SaveFile() noexcept = default;
+
+SaveFile::~SaveFile() { Discard(); }
+
+HRESULT SaveFile::Open(String const& path) noexcept {
+  Discard();
+  HRESULT const result = Begin(path);
+  if (Failed(result)) Discard();
+  return result;
+}
+
+HRESULT SaveFile::Begin(String const& path) noexcept {
+  if (IsResourcePath(path)) return YK_E_ACCESS;
+  HANDLE const old = CreateFileW(path.c_str(), ACCESS, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+  bool const exists = old != INVALID_HANDLE_VALUE;
+  if (!exists && GetLastError() != ERROR_FILE_NOT_FOUND) return FileFailure(GetLastError());
+  if (exists && GetFileType(old) != FILE_TYPE_DISK) return Adopt(path, old);
+  target = exists ? PathOfHandle(old) : String();
+  if (exists) CloseHandle(old);
+  if (target.IsEmpty()) target = FullPath(path);
+  return OpenBeside(path);
+}
+
+HRESULT SaveFile::OpenBeside(String const& path) noexcept {
+  if (!*NameIn(target)) return E_FAIL;
+  if (wcschr(NameIn(target), L':')) {  // a named part of a file cannot be replaced alone
+    target.Empty();
+    HANDLE const part =
+        CreateFileW(path.c_str(), ACCESS, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr);
+    return part != INVALID_HANDLE_VALUE ? Adopt(path, part) : FileFailure(GetLastError());
+  }
+  HANDLE const file = CreateBeside(target, beside);
+  if (file != INVALID_HANDLE_VALUE) return Adopt(path, file);
+  beside.Empty();  // which is another's, or nobody's
+  return FileFailure(GetLastError());
+}
+
+HRESULT SaveFile::Adopt(String const& path, void* handle) noexcept {
+  stream = Ref<FileStream>::Adopt(new (std::nothrow) FileStream(path, handle));
+  if (stream) return S_OK;
+  CloseHandle(handle);
+  return E_OUTOFMEMORY;
+}
+
+HRESULT SaveFile::Commit() noexcept {
+  if (!stream) return E_FAIL;
+  HRESULT const result = beside.IsEmpty() ? stream->status : Replace();
+  Discard();
+  return result;
+}
+
+HRESULT SaveFile::Replace() noexcept {
+  stream->Flush();
+  stream->CloseHandle();
+  if (Failed(stream->status)) return stream->status;
+  constexpr DWORD HOW = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
+  if (!MoveFileExW(beside.c_str(), target.c_str(), HOW)) return FileFailure(GetLastError());
+  beside.Empty();
+  return S_OK;
+}
+
+void SaveFile::Discard() noexcept {
+  if (stream) stream->CloseHandle();
+  stream.Reset();
+  if (!beside.IsEmpty()) DeleteFileW(beside.c_str());
+  beside.Empty();
+  target.Empty();
+}
+
+}  // namespace yk

@@ -1,0 +1,92 @@
+#include <qecore/io/file_find.h>
+#include <qecore/io/save_file.h>
+#include <windows.h>
+
+#include "streams.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+using namespace yk;
+
+unsigned FilesIn(TempFolder const& folder) {
+  FileFind find(folder.Path().c_str(), L"*", FileFind::FILES);
+  unsigned count = 0;
+  while (find.GetNext()) ++count;
+  return count;
+}
+
+enum How { COMMITTED, DISCARDED, LEFT, BEGUN_AGAIN, WRITE_FAILS, TARGET_IS_HELD };
+
+HRESULT Save(TempFolder const& folder, wchar_t const* name, How how) {
+  Ref<Stream> reader;
+  SaveFile file;
+  EXPECT_EQ(file.Open(folder.Path(name).c_str()), S_OK) << how;
+  Ref<Stream> const kept = Ref<Stream>::Share(file.GetStream());
+  String path;
+  EXPECT_EQ(static_cast<FileStream*>(kept.get())->GetFileName(path), S_OK);
+  EXPECT_EQ(path.c_str(), folder.Path(name)) << how;
+  EXPECT_EQ(kept->Write("new", 3), S_OK) << how;
+  if (how == DISCARDED) file.Discard();
+  if (how == BEGUN_AGAIN) {
+    EXPECT_EQ(file.Open(folder.Path(name).c_str()), S_OK);
+  }
+  if (how == WRITE_FAILS) {
+    EXPECT_EQ(kept->Write(reinterpret_cast<void*>(1), 3), E_FAIL);
+  }
+  if (how == TARGET_IS_HELD) {
+    EXPECT_EQ(FileStream::Create(path, FileStream::READ, reader.Receive()), S_OK);
+  }
+  if (how == LEFT || how == BEGUN_AGAIN) return S_FALSE;
+  HRESULT const result = file.Commit();
+  EXPECT_EQ(file.GetStream(), nullptr);
+  EXPECT_EQ(file.Commit(), E_FAIL) << "once";
+  EXPECT_EQ(kept->Write("more", 4), E_FAIL) << "closed, whoever holds it";
+  return result;
+}
+
+TEST(SaveFile, ReplacesWholeOrNotAtAll) {
+  std::tuple<wchar_t const*, How, HRESULT, std::string> const rows[] = {
+      {L"fresh", COMMITTED, S_OK, "new"},
+      {L"old", COMMITTED, S_OK, "new"},
+      {L"fresh", DISCARDED, E_FAIL, ""},
+      {L"old", DISCARDED, E_FAIL, "content"},
+      {L"fresh", LEFT, S_FALSE, ""},
+      {L"old", LEFT, S_FALSE, "content"},
+      {L"old", BEGUN_AGAIN, S_FALSE, "content"},
+      {L"fresh", WRITE_FAILS, E_FAIL, ""},
+      {L"old", WRITE_FAILS, E_FAIL, "content"},
+      {L"old", TARGET_IS_HELD, YK_E_ACCESS, "content"}};
+  for (auto const& [name, how, result, bytes] : rows) {
+    TempFolder const folder;
+    folder.Write(L"old", "content");
+    EXPECT_EQ(Save(folder, name, how), result) << name << how;
+    EXPECT_EQ(folder.Read(name), bytes) << name << how;
+    EXPECT_EQ(FilesIn(folder), name[0] == L'o' || bytes == "new" ? 1u + (name[0] == L'f') : 1u)
+        << name << how;
+  }
+}
+
+TEST(SaveFile, OpensWhereAFileCanBeMade) {
+  TempFolder const folder;
+  folder.Write(L"held", "content");
+  Ref<Stream> holder;
+  ASSERT_EQ(FileStream::Create(folder.Path(L"held").c_str(), FileStream::READ_WRITE, holder.Receive()), S_OK);
+  std::tuple<std::wstring, HRESULT> const rows[] = {{folder.Path(L"held"), YK_E_ACCESS},
+                                                    {folder.Path(), YK_E_ACCESS},
+                                                    {folder.Path(L"no\\folder"), YK_E_NOTFOUND},
+                                                    {folder.Path(L"a<b"), E_FAIL},
+                                                    {folder.Path(L"a\\"), E_FAIL},
+                                                    {L"", YK_E_NOTFOUND},
+                                                    {L"$(module)io_test.exe:LOGO.PICTURE", YK_E_ACCESS},
+                                                    {L"NUL", S_OK}};
+  for (auto const& [path, result] : rows) {
+    SaveFile file;
+    EXPECT_EQ(file.Open(path.c_str()), result) << path;
+    EXPECT_EQ(file.GetStream() != nullptr, Succeeded(result)) << path;
+    EXPECT_EQ(FilesIn(folder), 1u) << path;
+    EXPECT_EQ(file.Commit(), Succeeded(result) ? S_OK : E_FAIL) << path;
+  }
+}
+
+}  // namespace
