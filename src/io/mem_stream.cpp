@@ -43,7 +43,7 @@ HRESULT MemStream::Write(void const* buffer, unsigned bytes, unsigned* done) noe
   bool const advanced = Advance(room, true);
   if (room > 0) memcpy(data + from, buffer, room);
   if (done) *done = room;
-  return advanced ? S_OK : E_FAIL;
+  return Note(advanced ? S_OK : E_FAIL);
 }
 
 HRESULT MemStream::Seek(long offset, unsigned origin, unsigned* newPosition) noexcept {
@@ -63,13 +63,21 @@ unsigned MemStream::GetSize() noexcept { return static_cast<unsigned>(size); }
 
 HRESULT MemStream::SetSize(unsigned newSize) noexcept {
   if (newSize > 0) {
-    if (!Resize(newSize)) return E_FAIL;
+    if (!Resize(newSize)) return Note(E_FAIL);
     shrunk = newSize < capacity;  // the capacity stays as it was, on purpose
   }
   size = newSize;
   if (position > size) position = size;
   return S_OK;
 }
+
+/// Keeps a failure, if it is the first. \return the result
+HRESULT MemStream::Note(HRESULT result) noexcept {
+  if (Failed(result) && failure == S_OK) failure = result;
+  return result;
+}
+
+HRESULT MemStream::GetFailure() noexcept { return failure; }
 
 HRESULT MemStream::GetState() noexcept { return flags & BROKEN ? E_FAIL : S_OK; }
 
@@ -131,15 +139,12 @@ bool MemStream::MakeRoom(uint64_t end) noexcept {
   if (end > LARGEST) return false;
   // A block of its own that is full to the last byte grows, too: on purpose.
   bool const full = end == capacity && block && (flags & OWNED);
-  if (end > capacity || full) {
-    uint64_t const grown = ((end >> STEP_BITS) + 1) << STEP_BITS;  // strictly above the end, on purpose
-    if (!Resize(grown)) return full && data;
-    capacity = grown;
-  } else if (shrunk && end > GlobalSize(block)) {
-    if (!Resize(capacity)) return false;
-  } else {
-    return true;
-  }
+  bool const fits = data && end <= capacity && !(shrunk && end > GlobalSize(block));
+  if (fits && !full) return true;
+  uint64_t const grown = ((end >> STEP_BITS) + 1) << STEP_BITS;  // strictly above the end, on purpose
+  uint64_t const wanted = full || end > capacity ? grown : capacity;
+  if (!Resize(wanted)) return fits && data;
+  capacity = wanted;
   shrunk = false;
   return true;
 }

@@ -1,6 +1,5 @@
 #include <qecore/io/mem_stream.h>
-#include <windows.h>
-
+#include "replaced_import.h"
 #include "streams.h"
 #include "support/binary.h"
 
@@ -34,6 +33,26 @@ TEST(MemStream, ShrunkBlockIsNeverOverrun) {
   EXPECT_EQ(Content(*stream), std::string(10, 'a') + std::string(5000, 'b'));
   char c;
   EXPECT_EQ(stream->Read(&c, 1), E_FAIL) << "the very end is a failure here";
+}
+
+// What fits the capacity need not fit the block, and the system may have no more.
+TEST(MemStream, RefusedGrowthFailsTheWrite) {
+  auto* const refuse = +[](HGLOBAL, SIZE_T, UINT) WINAPI -> HGLOBAL { return nullptr; };
+  for (unsigned const size : {500u, 0x10000u - 1000, 0x10000u, 1u}) {
+    Ref<Stream> const stream = Memory(std::string(size == 1 ? 0xFFFF : 1, 'a'));
+    if (size != 1) stream->SetSize(1000);
+    stream->Seek(0, Stream::FROM_END);
+    unsigned const before = stream->GetSize();
+    ReplacedImport const refused("GlobalReAlloc", refuse);
+    unsigned done = 1;
+    bool const fits = size == 1;
+    EXPECT_EQ(stream->Write(std::string(size, 'b').data(), size, &done), fits ? S_OK : E_FAIL) << size;
+    EXPECT_EQ(done, fits ? size : 0) << size;
+    EXPECT_EQ(stream->GetSize(), before + done) << size;
+    EXPECT_EQ(stream->GetState(), S_OK);
+    EXPECT_EQ(Slot<HRESULT (*)(void*)>(stream.get(), 21)(stream.get()), fits ? S_OK : E_FAIL);
+    EXPECT_TRUE(HeapValidate(GetProcessHeap(), 0, nullptr));
+  }
 }
 
 TEST(MemStream, StorageOfOthers) {

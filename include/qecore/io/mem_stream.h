@@ -4,7 +4,7 @@
 //   MemStream::Create(stream.Receive());              // empty; the first write makes the block
 //   MemStream::Create(module, L"PICTURE", L"LOGO", stream.Receive());   // a resource, read-only
 //
-//   slot   17 Attach   18 AttachBuffer   19 GetHandle   20 GetBuffer      (behind those of Stream)
+//   slot   17 Attach   18 AttachBuffer   19 GetHandle   20 GetBuffer   21 GetFailure    (behind those of Stream)
 //
 //   offset 16 block   24 size   32 position   40 capacity   48 data   56 flags (bit 0: owned, bit 1: failed)
 //
@@ -61,6 +61,9 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
   virtual HGLOBAL GetHandle(bool owned) noexcept;
   /// The address of the content, lent until the next write.
   virtual HRESULT GetBuffer(void** out) noexcept;
+  /// S_OK, or the first failure of a Write or a SetSize: the system had no memory, or 4 GiB were reached. It stays,
+  /// unlike the state.
+  virtual HRESULT GetFailure() noexcept;
 
  private:
   template <class, class>
@@ -72,6 +75,7 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
   bool Advance(unsigned& bytes, bool writing) noexcept;
   bool MakeRoom(uint64_t end) noexcept;
   bool Resize(uint64_t bytes) noexcept;
+  HRESULT Note(HRESULT result) noexcept;
 
   HGLOBAL block = nullptr;
   uint64_t size = 0;
@@ -79,7 +83,8 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
   uint64_t capacity = 0;
   unsigned char* data = nullptr;
   unsigned flags = 0;
-  bool shrunk = false;  // SetSize does not touch the capacity: the block may have less
+  bool shrunk = false;     // SetSize does not touch the capacity: the block may have less
+  HRESULT failure = S_OK;  // the first
 };
 
 }  // namespace yk
