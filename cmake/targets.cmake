@@ -20,10 +20,18 @@ function(qecore_program name folder)
   target_link_libraries(${name} PRIVATE qeCore::qeCore qecore_flags)
 endfunction()
 
+# qecore_frees_its_pool(<target>): a library that leaves nothing behind when it is unloaded (see the source).
+function(qecore_frees_its_pool target)
+  if(MINGW)
+    target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/free_exception_pool.cpp")
+  endif()
+endfunction()
+
 # qecore_plugin(<name> <folder>): <name>.qem from the sources and resources of <folder>.
 function(qecore_plugin name folder)
   file(GLOB sources CONFIGURE_DEPENDS "${folder}/*.cpp" "${folder}/*.rc")
   add_library(${name} MODULE ${sources})
+  qecore_frees_its_pool(${name})
   set_target_properties(${name} PROPERTIES PREFIX "" SUFFIX ".qem")
   target_link_libraries(${name} PRIVATE qeCore::qeCore qecore_flags)
 endfunction()

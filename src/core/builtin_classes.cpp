@@ -44,8 +44,11 @@ constexpr HRESULT (*IN_ORDER[])() noexcept = {img::RegisterImageClass, Map::Regi
 
 }  // namespace
 
-void RegisterBuiltinClasses() noexcept {
-  for (auto const registerClass : IN_ORDER) registerClass();
+bool RegisterBuiltinClasses() noexcept {
+  for (auto const registerClass : IN_ORDER) {
+    if (Failed(registerClass())) return false;
+  }
+  return true;
 }
 
 }  // namespace yk

@@ -3,7 +3,7 @@
 
 namespace yk {
 
-/// Registers them, in their fixed order, with the System that is being built.
-void RegisterBuiltinClasses() noexcept;
+/// Registers them, in their fixed order, with the System that is being built. \return false without memory
+bool RegisterBuiltinClasses() noexcept;
 
 }  // namespace yk

@@ -10,27 +10,23 @@ namespace yk {
 template <class Target>
 struct CacheItem {
   unsigned short tag;
-  bool required;
   bool (*read)(Deserializer& reader, Target& target);
 };
 
-/// Reads the chunks of the record in which the reader stands, in whatever order. Unknown ones are skipped.
-/// \return false when a chunk is damaged or a required one is missing
+/// Reads the chunks of the record in which the reader stands, in whatever order. None has to be there; unknown ones are
+/// skipped.
+/// \return false when a chunk is damaged
 template <class Target, size_t COUNT>
 bool ReadItems(Deserializer& reader, CacheItem<Target> const (&items)[COUNT], Target& target) noexcept {
-  bool seen[COUNT] = {};
   bool sound = true;
   while (reader.IsInChunk()) {
     unsigned short const tag = reader.BeginChunk();
     if (tag == 0) sound = false;
-    for (size_t i = 0; i < COUNT; ++i) {
-      if (items[i].tag != tag) continue;
-      seen[i] = true;
-      sound = items[i].read(reader, target) && sound;
+    for (CacheItem<Target> const& item : items) {
+      if (item.tag == tag) sound = item.read(reader, target) && sound;
     }
     reader.EndChunk();
   }
-  for (size_t i = 0; i < COUNT; ++i) sound = sound && (seen[i] || !items[i].required);
   return sound;
 }
 

@@ -61,10 +61,10 @@ bool ReadClassId(Deserializer& reader, ClassInfo& info) noexcept {
 }
 
 constexpr CacheItem<ClassInfo> ITEMS[] = {
-    {TAG_CLASS_ID, true, ReadClassId},
-    {TAG_INTERFACE_ID, true, ReadInterfaceId},
-    {TAG_NAME, false, ReadName},
-    {TAG_INFO, false, ReadInfo},
+    {TAG_CLASS_ID, ReadClassId},
+    {TAG_INTERFACE_ID, ReadInterfaceId},
+    {TAG_NAME, ReadName},
+    {TAG_INFO, ReadInfo},
 };
 
 }  // namespace

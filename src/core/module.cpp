@@ -8,6 +8,7 @@
 
 #include "class_info_p.h"
 #include "module_p.h"
+#include "registry_lock_p.h"
 
 namespace yk {
 
@@ -25,15 +26,49 @@ String WholePath(String const& path) noexcept {
 }
 
 // Loads a library and lets the system show no box of its own when the file is none.
-HINSTANCE LoadQuietly(String const& path) noexcept {
+HINSTANCE LoadQuietly(String const& path, LoadTurn& turn) noexcept {
   String const whole = WholePath(path);
   if (whole.IsEmpty()) return nullptr;
   DWORD before = 0;
   SetThreadErrorMode(GetThreadErrorMode() | SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &before);
+  turn.SetInLoader(true);
   HINSTANCE const library = LoadLibraryW(whole.c_str());
+  turn.SetInLoader(false);
   SetThreadErrorMode(before, nullptr);
   return library;
 }
+
+bool IsLoaded(Module const& module) noexcept {
+  RegistryLock const guard;
+  return module.library && module.entry;
+}
+
+HINSTANCE LibraryOf(Module const& module) noexcept {
+  RegistryLock const guard;
+  return module.library;
+}
+
+ModuleEntry EntryOf(Module const& module) noexcept {
+  RegistryLock const guard;
+  return module.entry;
+}
+
+/// Keeps the library that an address is in from being unmapped, for the length of a scope.
+class CodeHold {
+ public:
+  explicit CodeHold(ModuleEntry address) noexcept {
+    constexpr DWORD HOW = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS;
+    if (address && !GetModuleHandleExW(HOW, reinterpret_cast<wchar_t const*>(address), &library)) library = nullptr;
+  }
+  ~CodeHold() {
+    if (library) FreeLibrary(library);
+  }
+  CodeHold(CodeHold const&) = delete;
+  CodeHold& operator=(CodeHold const&) = delete;
+
+ private:
+  HMODULE library = nullptr;
+};
 
 }  // namespace
 
@@ -42,6 +77,7 @@ Module::Module(String const& toPath) noexcept : fileName(toPath.FileShortName())
 // The library is not freed, as intended. Records are left only when a plug-in goes on registering classes after it
 // has asked to be forgotten: they then belong to nobody.
 Module::~Module() {
+  RegistryLock const guard;
   for (ClassInfo* info = classes; info; info = info->next) info->module = nullptr;
 }
 
@@ -49,60 +85,90 @@ bool Module::IsTypeOf(Guid const& id) noexcept { return id == Id() || Unknown::I
 
 HRESULT Module::Reserved8() noexcept { return E_NOTIMPL; }
 
-// The plug-in may do as it likes in its messages: it may even let go of the System, or unload itself.
+// The plug-in may do as it likes in its messages: it may even let go of the System, or unload itself. Other threads
+// find it loaded when all its classes are registered, and not before.
 HRESULT Module::Load() noexcept {
-  if (library && entry) return S_OK;
   Ref<Module> const keptModule = Ref<Module>::Share(this);
   Ref<System> const system = Ref<System>::Share(System::ptr());
+  LoadTurn turn(*this);
+  if (IsLoaded(*this)) return S_OK;
   if (!system) return E_FAIL;
-  HRESULT const opened = Open();
+  HRESULT const opened = Open(turn);
   if (Failed(opened)) return opened;
-  if (entry(MODULE_VERSION_QUERY, KTZ_VERSION, nullptr) != KTZ_VERSION) qe_Error(L"KTZ_VERSION - not valid");
-  if (entry) entry(MODULE_ATTACH, reinterpret_cast<uintptr_t>(system.get()), library);
+  ModuleEntry const send = EntryOf(*this);
+  CodeHold const keptCode(send);
+  if (send && send(MODULE_VERSION_QUERY, KTZ_VERSION, nullptr) != KTZ_VERSION) {
+    qe_Error(L"KTZ_VERSION - not valid");
+  }
+  if (EntryOf(*this)) send(MODULE_ATTACH, reinterpret_cast<uintptr_t>(system.get()), LibraryOf(*this));
   RegisterClasses(*system);
   return S_OK;
 }
 
 // A library without the entry point stays loaded, as intended; it is not loaded twice.
-HRESULT Module::Open() noexcept {
-  if (!library) library = LoadQuietly(path);
-  if (!library) return YK_E_NOTFOUND;
-  void* const symbol = reinterpret_cast<void*>(GetProcAddress(library, "qe_entrypoint"));
-  entry = reinterpret_cast<ModuleEntry>(symbol);
-  if (entry) return S_OK;
+HRESULT Module::Open(LoadTurn& turn) noexcept {
+  if (!LibraryOf(*this)) KeepLibrary(LoadQuietly(path, turn));
+  HINSTANCE const opened = LibraryOf(*this);
+  if (!opened) return YK_E_NOTFOUND;
+  void* const symbol = reinterpret_cast<void*>(GetProcAddress(opened, "qe_entrypoint"));
+  if (symbol) {
+    RegistryLock const guard;
+    entry = reinterpret_cast<ModuleEntry>(symbol);
+    return S_OK;
+  }
   qe_Error(L"qe_entrypoint - not found in %s plugin", fileName.c_str());
   return E_FAIL;
 }
 
+// The library may have come to be loaded while it was being loaded, by what it does when it is attached.
+void Module::KeepLibrary(HINSTANCE loaded) noexcept {
+  {
+    RegistryLock const guard;
+    if (!library) {
+      library = loaded;
+      return;
+    }
+  }
+  if (loaded) FreeLibrary(loaded);
+}
+
 // A class that the cache has listed is registered without a factory and gets it now; one that has a factory, be
-// it of this library or of another, is left as it is.
+// it of this library or of another, is left as it is. One that there is no memory for must not be missing from the
+// cache for good: the next scan is to take the file for a new one.
 void Module::RegisterClasses(System& system) noexcept {
-  for (unsigned index = 0; entry && index < MODULE_MAX_CLASSES; ++index) {
+  for (unsigned index = 0; index < MODULE_MAX_CLASSES; ++index) {
+    ModuleEntry const send = EntryOf(*this);
     ClassInfo info;
-    if (entry(MODULE_CLASS, index, &info) == 0) return;
+    if (!send || send(MODULE_CLASS, index, &info) == 0) return;
     info.module = this;
-    system.RegisterInterface(&info);
+    if (system.RegisterInterface(&info) == E_OUTOFMEMORY) fileTime = UNKNOWN_TIME;
   }
 }
 
 // The fields are cleared first: a plug-in that creates one of its own classes when it is told to go is loaded once
 // more, not half.
 HRESULT Module::Unload() noexcept {
-  if (!library) return S_OK;
   Ref<Module> const kept = Ref<Module>::Share(this);
-  HINSTANCE const leaving = library;
-  ModuleEntry const lastEntry = entry;
-  library = nullptr;
-  entry = nullptr;
+  HINSTANCE leaving;
+  ModuleEntry lastEntry;
+  {
+    RegistryLock const guard;
+    leaving = library;
+    lastEntry = entry;
+    library = nullptr;
+    entry = nullptr;
+  }
+  if (!leaving) return S_OK;
   if (lastEntry) lastEntry(MODULE_DETACH, 0, nullptr);
   System* const system = System::ptr();
-  if (system && !library) system->ForgetCode(leaving);
+  if (system && !LibraryOf(*this)) system->ForgetCode(leaving);
   FreeLibrary(leaving);
   return S_OK;
 }
 
 HRESULT Module::Save(Serializer* writer, ExecutionContext* context) noexcept {
   if (!writer || !writer->GetStream()) return E_INVALIDARG;
+  Ref<Module> const kept = Ref<Module>::Share(this);
   fileName.Save(writer, cache::FILE_NAME);
   writer->WriteChunk(cache::FILE_TIME, &fileTime, sizeof fileTime);
   writer->WriteChunk(cache::FILE_SIZE, &fileSize, sizeof fileSize);

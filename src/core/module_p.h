@@ -39,13 +39,14 @@ class ModuleScan {
  private:
   void MarkKnown() noexcept;
   void ReadCache() noexcept;
-  bool ReadModules(Deserializer& reader) noexcept;
-  bool ReadModule(Deserializer& reader) noexcept;
+  void ReadModule(Deserializer& reader) noexcept;
   void SearchFolder() noexcept;
   void MeetFile(FileFind& file) noexcept;
   bool KeepFile(FileFind& file) noexcept;
   void DropUnseen() noexcept;
+  Ref<Module> AnyUnseen() noexcept;
   void AdoptCached() noexcept;
+  void AdoptClasses(Module& module) noexcept;
   void LoadNew() noexcept;
   void WriteCache() noexcept;
 

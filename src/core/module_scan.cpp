@@ -46,10 +46,10 @@ bool ReadClass(Deserializer& reader, CachedModule& target) noexcept {
 }
 
 constexpr CacheItem<CachedModule> ITEMS[] = {
-    {cache::FILE_NAME, true, ReadFileName},
-    {cache::FILE_TIME, true, ReadFileTime},
-    {cache::FILE_SIZE, true, ReadFileSize},
-    {cache::CLASS, false, ReadClass},
+    {cache::FILE_NAME, ReadFileName},
+    {cache::FILE_TIME, ReadFileTime},
+    {cache::FILE_SIZE, ReadFileSize},
+    {cache::CLASS, ReadClass},
 };
 
 // A file in the folder itself and nowhere else: a cache must not lead the System to another folder's libraries.
@@ -85,6 +85,13 @@ bool Keep(Ref<Array> const& modules, Module* module) noexcept {
   if (modules->Add(module) == before) return true;
   module->Release();
   return false;
+}
+
+void DeleteClasses(Module& module) noexcept {
+  while (ClassInfo* const info = module.classes) {
+    module.classes = info->next;
+    delete info;
+  }
 }
 
 }  // namespace
@@ -123,41 +130,31 @@ void ModuleScan::MarkKnown() noexcept {
   }
 }
 
-// A cache that cannot be made sense of is none, and is written anew.
+// A cache that cannot be made sense of is none. That alone is no reason to write over it: it may be anybody's file.
 void ModuleScan::ReadCache() noexcept {
   Ref<Stream> stream;
   if (Failed(FileStream::Create(cacheFile, FileStream::READ, stream.Receive()))) return;
   Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
-  bool const readable = reader && Succeeded(reader->Open(stream.get(), 0));
-  bool const sound = readable && reader->GetVersion() == chunk::FILE_VERSION && ReadModules(*reader);
-  if (sound) system.cacheTime = LastWrite(*stream);
-  changed = changed || !sound;
-}
-
-bool ModuleScan::ReadModules(Deserializer& reader) noexcept {
-  if (!reader.IsInChunk() || reader.BeginChunk() != cache::MODULE_LIST) return false;
-  bool sound = true;
-  while (reader.IsInChunk()) {
-    unsigned short const tag = reader.BeginChunk();
-    if (tag == 0) sound = false;
-    if (tag == cache::MODULE) sound = ReadModule(reader) && sound;
-    reader.EndChunk();
+  if (!reader || Failed(reader->Open(stream.get(), 0)) || reader->GetVersion() != chunk::FILE_VERSION) return;
+  system.SetCacheTime(LastWrite(*stream));
+  if (!reader->IsInChunk() || reader->BeginChunk() != cache::MODULE_LIST) return;
+  while (reader->IsInChunk()) {
+    if (reader->BeginChunk() == cache::MODULE) ReadModule(*reader);
+    reader->EndChunk();
   }
-  return sound;
 }
 
-// A damaged record is left out: its file is then a new one.
-bool ModuleScan::ReadModule(Deserializer& reader) noexcept {
+// A damaged record, or one that leads elsewhere, is left out: its file is then a new one.
+void ModuleScan::ReadModule(Deserializer& reader) noexcept {
   Module* const module = new (std::nothrow) Module;
-  if (!module) return false;
+  if (!module) return;
   module->flags = Module::UNSEEN;
-  if (!Keep(cached, module)) return false;
+  if (!Keep(cached, module)) return;
   CachedModule target = {module, &module->classes};
   bool const sound = ReadItems(reader, ITEMS, target) && IsPluginName(module->fileName);
   module->path = folder + module->fileName;
   bool const whole = module->path.Length() == folder.Length() + module->fileName.Length();
   if (!sound || !whole) DropCached(cached->Count() - 1);
-  return sound && whole;
 }
 
 void ModuleScan::SearchFolder() noexcept {
@@ -193,10 +190,9 @@ bool ModuleScan::KeepFile(FileFind& file) noexcept {
 }
 
 void ModuleScan::DropUnseen() noexcept {
-  for (int i = system.modules ? system.modules->Count() - 1 : -1; i >= 0; --i) {
-    Module* const module = static_cast<Module*>(system.modules->At(i));
-    if (!(module->flags & Module::UNSEEN)) continue;
-    system.UnloadModule(module);
+  while (Ref<Module> const module = AnyUnseen()) {
+    module->flags &= ~Module::UNSEEN;
+    system.UnloadModule(module.get());
     changed = true;
   }
   for (int i = cached->Count() - 1; i >= 0; --i) {
@@ -206,32 +202,48 @@ void ModuleScan::DropUnseen() noexcept {
   }
 }
 
-// Cached classes are registered as they are: nothing is compared, no filter is asked, no library is loaded.
+Ref<Module> ModuleScan::AnyUnseen() noexcept {
+  for (int i = 0; system.modules && i < system.modules->Count(); ++i) {
+    Module* const module = static_cast<Module*>(system.modules->At(i));
+    if (module->flags & Module::UNSEEN) return Ref<Module>::Share(module);
+  }
+  return {};
+}
+
+// Cached classes are registered as they are: nothing is compared, no filter is asked, no library is loaded. What there
+// is no memory for is a new file at the next scan.
 void ModuleScan::AdoptCached() noexcept {
   while (cached->Count() > 0) {
     Ref<Module> const module = Ref<Module>::Adopt(ModuleAt(cached, 0));
     cached->AtDelete(0);
-    ClassInfo* next = module->classes;
-    module->classes = nullptr;
-    while (ClassInfo* const info = next) {
-      next = info->next;
-      info->module = module.get();
-      if (!system.Append(info)) delete info;
-    }
-    system.AppendModule(module.get());
+    system.AppendModule(module.get()) ? AdoptClasses(*module) : DeleteClasses(*module);
   }
 }
 
+void ModuleScan::AdoptClasses(Module& module) noexcept {
+  ClassInfo* next = module.classes;
+  module.classes = nullptr;
+  while (ClassInfo* const info = next) {
+    next = info->next;
+    info->module = &module;
+    if (system.AppendCached(info)) continue;
+    delete info;
+    module.fileTime = Module::UNKNOWN_TIME;
+  }
+}
+
+// A library that could not be loaded may be one at the next scan: its file may be in use, or a library that it needs may
+// be missing. It is noted without its time, so that it is a new file then, for this System and for the cache.
 void ModuleScan::LoadNew() noexcept {
   for (int i = 0; i < found->Count(); ++i) {
     Module* const module = ModuleAt(found, i);
-    module->Load();
+    if (module->Load() == YK_E_NOTFOUND) module->fileTime = Module::UNKNOWN_TIME;
     system.AppendModule(module);
   }
 }
 
 void ModuleScan::WriteCache() noexcept {
-  system.cacheTime = Now();
+  system.SetCacheTime(Now());
   Ref<Stream> stream;
   if (Failed(FileStream::Create(cacheFile, FileStream::CREATE, stream.Receive()))) return;
   Ref<Serializer> const writer = Ref<Serializer>::Adopt(Serializer::Create());
@@ -256,10 +268,7 @@ int ModuleScan::FindCached(String const& fileName) noexcept {
 void ModuleScan::DropCached(int index) noexcept {
   Ref<Module> const module = Ref<Module>::Adopt(ModuleAt(cached, index));
   cached->AtDelete(index);
-  while (ClassInfo* const info = module->classes) {
-    module->classes = info->next;
-    delete info;
-  }
+  DeleteClasses(*module);
 }
 
 }  // namespace yk

@@ -13,6 +13,7 @@
 #include "class_info_p.h"
 #include "image/convert_p.h"
 #include "module_p.h"
+#include "registry_lock_p.h"
 
 namespace yk {
 
@@ -36,9 +37,35 @@ bool AppendTo(Array*& array, void* element) noexcept {
   return array && array->Add(element) == before;
 }
 
-void RemoveFrom(Array* array, void* element) noexcept {
+bool RemoveFrom(Array* array, void* element) noexcept {
   int const index = array ? array->Find(element) : -1;
-  if (index >= 0) array->AtDelete(index);
+  return index >= 0 && array->AtDelete(index);
+}
+
+/// The record of a class, of which the first registered counts; null when there is none. Under the lock.
+ClassInfo* RecordOf(Array* records, Guid const& classId) noexcept {
+  for (int i = 0; i < CountOf(records); ++i) {
+    ClassInfo* const record = RecordAt(records, i);
+    if (record->classId == classId) return record;
+  }
+  return nullptr;
+}
+
+bool IsFilter(ClassInfo const& info) noexcept {
+  return info.interfaceId == ids::FLT_2D || info.interfaceId == ids::FLT_3D;
+}
+
+/// Gives a class that was announced its factory.
+HRESULT Complete(ClassInfo& record, ClassFactory create) noexcept {
+  RegistryLock const guard;
+  if (record.create) return E_INVALIDARG;
+  record.create = create;
+  return S_OK;
+}
+
+ClassFactory FactoryOf(ClassInfo const& record) noexcept {
+  RegistryLock const guard;
+  return record.create;
 }
 
 /// A new record that says the same and owns what it holds; null without memory.
@@ -90,15 +117,19 @@ void Describe(ykFlt& filter, Map& map) noexcept {
 
 }  // namespace
 
-System* System::Create() noexcept { return theSystem ? theSystem : new (std::nothrow) System; }
+System* System::Create() noexcept {
+  if (theSystem) return theSystem;
+  System* const built = new (std::nothrow) System;
+  if (built && !built->complete) built->Release();
+  return theSystem;
+}
 
 System* System::ptr() noexcept { return theSystem; }
 
 System::System() noexcept {
   theSystem = this;
   registry = Array::Create(0);
-  img::BuildConversionTable();
-  RegisterBuiltinClasses();
+  complete = registry && img::BuildConversionTable() && RegisterBuiltinClasses();
 }
 
 // A plug-in that still calls in when it is told to go finds a System that holds nothing.
@@ -123,92 +154,97 @@ int System::GetVersion() noexcept { return VERSION; }
 
 HRESULT System::GetCacheTime(void* buffer, unsigned size) noexcept {
   if (!buffer || size != sizeof cacheTime) return E_FAIL;
+  RegistryLock const guard;
   memcpy(buffer, &cacheTime, sizeof cacheTime);
   return S_OK;
 }
 
+void System::SetCacheTime(uint64_t time) noexcept {
+  RegistryLock const guard;
+  cacheTime = time;
+}
+
+// What loads, and what makes an object, may do as it likes: register, unload, let go of this very System.
 HRESULT System::CreateInterface(Guid const& classId, void** out) noexcept {
   if (!out) return E_INVALIDARG;
   *out = nullptr;
+  Ref<System> const kept = Ref<System>::Share(this);
   ClassInfo* info = nullptr;
   HRESULT result = FindClass(classId, &info);
-  if (Failed(result)) return result;
-  if (info->module) {
+  if (Succeeded(result) && info->module) {
     result = info->module->Load();
-    if (Failed(result)) return result;
-    // What loads may do as it likes: register, unload, let go of this very System.
-    if (theSystem != this) return E_FAIL;
-    result = FindClass(classId, &info);
-    if (Failed(result)) return result;
+    if (Succeeded(result)) result = FindClass(classId, &info);
   }
-  if (!info->create) return YK_E_NOTFOUND;
-  result = info->create(info, out);
+  if (Failed(result)) return result;
+  ClassFactory const create = FactoryOf(*info);
+  result = create ? create(info, out) : YK_E_NOTFOUND;
   if (Failed(result)) *out = nullptr;
-  return result;
+  if (Failed(result) || !IsLastHolder()) return result;
+  Unknown::Free(out);  // its code goes with the System, at the end of this call
+  return E_FAIL;
+}
+
+/// True when only the caller holds the System, which will so end with it.
+bool System::IsLastHolder() noexcept {
+  AddRef();
+  return Release() == 1;
 }
 
 HRESULT System::RegisterInterface(ClassInfo const* info) noexcept {
   if (!info) return E_INVALIDARG;
   if (!registry) return E_OUTOFMEMORY;
   ClassInfo* present = nullptr;
-  if (Succeeded(FindClass(info->classId, &present))) {
-    if (present->create) return E_INVALIDARG;
-    present->create = info->create;
-    return S_OK;
-  }
+  if (Succeeded(FindClass(info->classId, &present))) return Complete(*present, info->create);
   ClassInfo* const record = Copy(*info);
   if (!record) return E_OUTOFMEMORY;
-  if (record->interfaceId == ids::FLT_2D || record->interfaceId == ids::FLT_3D) {
+  Ref<System> const kept = Ref<System>::Share(this);
+  if (IsFilter(*record)) {
     record->flags |= ClassInfo::FILTER;
     QueryFilterInfo(record);
-    // The instance was a plug-in's, which may have registered the class itself meanwhile.
-    if (theSystem != this || Succeeded(FindClass(record->classId, &present))) {
-      delete record;
-      return E_INVALIDARG;
-    }
   }
-  if (Append(record)) return S_OK;
-  delete record;
-  return E_OUTOFMEMORY;
+  HRESULT const result = AppendNew(record);
+  if (Failed(result)) delete record;
+  return result;
 }
 
 HRESULT System::FindClass(Guid const& classId, ClassInfo** out) noexcept {
   if (!out) return E_INVALIDARG;
-  *out = nullptr;
-  int const count = CountOf(registry);
-  if (count == 0) return YK_E_EMPTY;
-  for (int i = 0; i < count; ++i) {
-    ClassInfo* const record = RecordAt(registry, i);
-    if (!(record->classId == classId)) continue;
-    *out = record;
-    return S_OK;
-  }
-  return YK_E_NOTFOUND;
+  RegistryLock const guard;
+  *out = RecordOf(registry, classId);
+  if (*out) return S_OK;
+  return CountOf(registry) == 0 ? YK_E_EMPTY : YK_E_NOTFOUND;
 }
 
 HRESULT System::Reserved13() noexcept { return E_NOTIMPL; }
 
 HRESULT System::UnloadModule(Module* module) noexcept {
   if (!module) return S_OK;
-  Ref<Module> const kept = Ref<Module>::Share(module);
-  while (ClassInfo* const record = module->classes) {
-    module->classes = record->next;
-    Drop(record);
+  Ref<System> const keptSystem = Ref<System>::Share(this);
+  Ref<Module> const keptModule = Ref<Module>::Share(module);
+  while (ClassInfo* const record = TakeRecord(*module)) delete record;
+  bool listed;
+  {
+    RegistryLock const guard;
+    listed = RemoveFrom(modules, module);
   }
-  int const index = modules ? modules->Find(module) : -1;
-  if (index < 0) return S_OK;
-  modules->AtDelete(index);
-  module->Release();
+  if (listed) module->Release();
   return S_OK;
 }
 
 HRESULT System::ScanModules(String const& folder, String const& cacheFile) noexcept {
-  if (scanning) return S_OK;  // a plug-in that is being loaded calls
   Ref<System> const kept = Ref<System>::Share(this);
-  scanning = true;
+  if (!SetScanning(true)) return S_OK;  // a plug-in that is being loaded calls
   ModuleScan(*this, folder, cacheFile).Run();
-  scanning = false;
+  SetScanning(false);
   return S_OK;
+}
+
+/// \return false when it is as wanted already
+bool System::SetScanning(bool wanted) noexcept {
+  RegistryLock const guard;
+  bool const before = scanning;
+  scanning = wanted;
+  return before != wanted;
 }
 
 // ENUM_NESTED asks for a second search below a class whose identifier is its own category's. As the class was
@@ -218,6 +254,7 @@ HRESULT System::EnumClasses(Guid const& interfaceId, Array** out, unsigned optio
   (void)options;
   if (!out) return E_INVALIDARG;
   *out = nullptr;
+  RegistryLock const guard;
   for (int i = 0; i < CountOf(registry); ++i) {
     ClassInfo* const record = RecordAt(registry, i);
     if (!(record->interfaceId == interfaceId) || record->flags & ClassInfo::HIDDEN) continue;
@@ -227,6 +264,7 @@ HRESULT System::EnumClasses(Guid const& interfaceId, Array** out, unsigned optio
 }
 
 Module* System::FindModule(String const& fileName) noexcept {
+  RegistryLock const guard;
   for (int i = 0; i < CountOf(modules); ++i) {
     Module* const module = static_cast<Module*>(modules->At(i));
     if (module->fileName.CompareNoCase(fileName) == 0) return Ref<Module>::Share(module).Detach();
@@ -247,11 +285,14 @@ HRESULT System::QueryFilterInfo(ClassInfo* info) noexcept {
   return S_OK;
 }
 
-/// Puts a record on the lists that it belongs on: the registry's, the filters', its module's.
-bool System::Append(ClassInfo* record) noexcept {
+/// Puts a record on the lists that it belongs on: the filters', the registry's, its module's. Under the lock.
+bool System::Append(ClassInfo* record, bool isFilter) noexcept {
   record->next = nullptr;
-  if (!AppendTo(registry, record)) return false;
-  if (record->flags & ClassInfo::FILTER) AppendTo(filters, record);
+  if (isFilter && !AppendTo(filters, record)) return false;
+  if (!AppendTo(registry, record)) {
+    RemoveFrom(filters, record);
+    return false;
+  }
   if (Module* const module = record->module) {
     record->next = module->classes;
     module->classes = record;
@@ -259,24 +300,48 @@ bool System::Append(ClassInfo* record) noexcept {
   return true;
 }
 
-void System::Drop(ClassInfo* record) noexcept {
+/// Appends a class that is registered. A filter is known by its interface, whatever the record's flags say. E_INVALIDARG
+/// when the class has come meanwhile: from another thread, or from the filter that was asked what it is.
+HRESULT System::AppendNew(ClassInfo* record) noexcept {
+  RegistryLock const guard;
+  if (RecordOf(registry, record->classId)) return E_INVALIDARG;
+  return Append(record, IsFilter(*record)) ? S_OK : E_OUTOFMEMORY;
+}
+
+/// Appends a class of the cache as it is. A filter is known by its flag.
+bool System::AppendCached(ClassInfo* record) noexcept {
+  RegistryLock const guard;
+  return Append(record, record->flags & ClassInfo::FILTER);
+}
+
+/// Takes the first record of a module off all lists; null when it has none.
+ClassInfo* System::TakeRecord(Module& module) noexcept {
+  RegistryLock const guard;
+  ClassInfo* const record = module.classes;
+  if (!record) return nullptr;
+  module.classes = record->next;
   RemoveFrom(filters, record);
   RemoveFrom(registry, record);
-  delete record;
+  return record;
 }
 
 bool System::AppendModule(Module* module) noexcept {
+  RegistryLock const guard;
   if (!AppendTo(modules, module)) return false;
   module->AddRef();
   return true;
 }
 
 /// The classes of a library that is about to go stay registered, but nothing in it may be called or read any more.
+/// Which library an address is in is asked without the lock: the system's loader has one of its own.
 void System::ForgetCode(HINSTANCE library) noexcept {
   for (int i = 0; i < CountOf(registry); ++i) {
     ClassInfo& record = *RecordAt(registry, i);
-    if (IsInside(library, reinterpret_cast<void const*>(record.create))) record.create = nullptr;
-    if (!(record.flags & ClassInfo::STATIC_NAME) || !IsInside(library, record.name)) continue;
+    bool const isMade = IsInside(library, reinterpret_cast<void const*>(record.create));
+    bool const isNamed = record.flags & ClassInfo::STATIC_NAME && IsInside(library, record.name);
+    RegistryLock const guard;
+    if (isMade) record.create = nullptr;
+    if (!isNamed) continue;
     record.flags &= ~ClassInfo::STATIC_NAME;
     CopyName(record, record.name);
   }

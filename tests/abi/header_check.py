@@ -2,10 +2,12 @@
 """Every public header compiles alone, in whatever company and with every compiler that users may bring.
 
 Each header is compiled by itself, after <windows.h> and before it, with and without run-time type information, by GCC and
-by Clang for both C++ ABIs, all warnings being errors. No public header may bring <windows.h> along.
+by Clang for both C++ ABIs, all warnings being errors. No public header may bring <windows.h> along. The programs in README.md
+compile as well, also after the whole of <windows.h>.
 """
 import itertools
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -29,26 +31,33 @@ COMPANY = {
 
 
 def compile_one(job):
-    header, compiler, company, rtti = job
-    include = f"#include <{header}>"
+    name, text, compiler, company, rtti = job
     with tempfile.NamedTemporaryFile("w", suffix=".cpp", delete=False) as source:
-        source.write(COMPANY[company].format(include + "\n" + include) + "\n")
+        source.write(COMPANY[company].replace("{}", text) + "\n")
     try:
         command = COMPILERS[compiler] + COMMON + [rtti, source.name]
         result = subprocess.run(command, capture_output=True, text=True)
     finally:
         os.unlink(source.name)
-    return None if result.returncode == 0 else f"{header}, {compiler}, {company}, {rtti}:\n{result.stderr.strip()}"
+    return None if result.returncode == 0 else f"{name}, {compiler}, {company}, {rtti}:\n{result.stderr.strip()}"
 
 
 def jobs():
+    yield from header_jobs()
+    programs = re.findall(r"^```cpp\n(.*?)^```", (ROOT / "README.md").read_text(encoding="utf-8"), re.M | re.S)
+    for number, compiler, company in itertools.product(range(len(programs)), COMPILERS, ("alone", "after windows.h")):
+        if compiler != "clang, Microsoft ABI":  # it would need the C++ library's headers, too
+            yield f"README.md, program {number + 1}", programs[number], compiler, company, "-frtti"
+
+
+def header_jobs():
     include = ROOT / "include"
     headers = sorted(p.relative_to(include).as_posix() for p in include.rglob("*.h"))
     for header, compiler, company in itertools.product(headers, COMPILERS, COMPANY):
         if compiler == "clang, Microsoft ABI" and company in ("after windows.h", "before windows.h"):
             continue
         for rtti in ("-frtti", "-fno-rtti") if company == "alone" else ("-frtti",):
-            yield header, compiler, company, rtti
+            yield header, f"#include <{header}>\n#include <{header}>", compiler, company, rtti
 
 
 def main():

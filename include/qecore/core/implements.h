@@ -1,8 +1,8 @@
 // How a class gets its answers in one glance.
 //
-//   class Stream : public Answers<Stream, Unknown> { ... };          an interface: answers its identifier
+//   class Stream : public Answers<Stream, yk::Unknown> { ... };       an interface: answers its identifier
 //
-//   class Counter final : public Implements<Counter, Unknown> {   a class that is made
+//   class Counter final : public Implements<Counter, yk::Unknown> {   a class that is made
 //    public:
 //     static Guid const& Id() noexcept { return COUNTER_ID; }
 //     static Counter* Create() noexcept { return new (std::nothrow) Counter; }

@@ -6,7 +6,7 @@
 //   using namespace yk;
 //
 //   static Guid const ECHO_ID = {...};
-//   class Echo final : public Implements<Echo, Unknown> { public: static Guid const& Id() noexcept ... };
+//   class Echo final : public Implements<Echo, yk::Unknown> { public: static Guid const& Id() noexcept ... };
 //
 //   static HRESULT MakeEcho(ClassInfo const* info, void** out) {
 //     if (!(info->classId == ECHO_ID)) return E_NOINTERFACE;
@@ -51,6 +51,7 @@
 namespace yk {
 
 class ExecutionContext;
+class LoadTurn;
 class Serializer;
 class System;
 
@@ -118,8 +119,11 @@ class YK_API Module : public Destroys<Module, Unknown> {
   explicit Module(String const& toPath) noexcept;
   ~Module();
 
-  HRESULT Open() noexcept;
+  HRESULT Open(LoadTurn& turn) noexcept;
+  void KeepLibrary(HINSTANCE loaded) noexcept;
   void RegisterClasses(System& system) noexcept;
+
+  static constexpr uint64_t UNKNOWN_TIME = 0;  // no file's, so that the next scan takes the file for a new one
 };
 
 }  // namespace yk

@@ -96,9 +96,14 @@ class YK_API System : public Destroys<System, Unknown> {
   System() noexcept;
   ~System();
 
-  bool Append(ClassInfo* record) noexcept;
-  void Drop(ClassInfo* record) noexcept;
+  bool IsLastHolder() noexcept;
+  bool Append(ClassInfo* record, bool isFilter) noexcept;
+  HRESULT AppendNew(ClassInfo* record) noexcept;
+  bool AppendCached(ClassInfo* record) noexcept;
+  ClassInfo* TakeRecord(Module& module) noexcept;
   bool AppendModule(Module* module) noexcept;
+  bool SetScanning(bool wanted) noexcept;
+  void SetCacheTime(uint64_t time) noexcept;
   void ForgetCode(HINSTANCE library) noexcept;
 
   Array* registry;           // every record, in order of registration; owns them
@@ -106,6 +111,7 @@ class YK_API System : public Destroys<System, Unknown> {
   Array* modules = nullptr;  // one reference each
   uint64_t cacheTime = 0;
   bool scanning = false;
+  bool complete = false;  // nothing was missing when it was built
 };
 
 }  // namespace yk

@@ -26,7 +26,7 @@ extern "C" long _InterlockedExchangeAdd(long volatile* value, long step);  // NO
 
 namespace qe {
 
-/// What stands in slot 5 of a class that does not say its identifier. Always 0.
+/// Returns 0, as slot 5 of a class that does not say its identifier does.
 YK_API int purecall() noexcept;
 
 }  // namespace qe
