@@ -2,6 +2,7 @@
 #include <qecore/core/system.h>
 #include <qecore/io/file_find.h>
 #include <qecore/io/file_stream.h>
+#include <qecore/io/save_file.h>
 #include <qecore/io/serializer.h>
 #include <qecore/values/array.h>
 #include <windows.h>
@@ -242,12 +243,13 @@ void ModuleScan::LoadNew() noexcept {
   }
 }
 
+// All or nothing: half a cache would be taken for the whole truth.
 void ModuleScan::WriteCache() noexcept {
   system.SetCacheTime(Now());
-  Ref<Stream> stream;
-  if (Failed(FileStream::Create(cacheFile, FileStream::CREATE, stream.Receive()))) return;
+  SaveFile file;
+  if (Failed(file.Open(cacheFile))) return;
   Ref<Serializer> const writer = Ref<Serializer>::Adopt(Serializer::Create());
-  if (!writer || Failed(writer->Open(stream.get(), 0))) return;
+  if (!writer || Failed(writer->Open(file.GetStream(), 0))) return;
   writer->BeginChunk(cache::MODULE_LIST);
   for (int i = 0; system.modules && i < system.modules->Count(); ++i) {
     writer->BeginChunk(cache::MODULE);
@@ -256,6 +258,7 @@ void ModuleScan::WriteCache() noexcept {
   }
   writer->EndChunk();
   writer->Close();
+  file.Commit();
 }
 
 int ModuleScan::FindCached(String const& fileName) noexcept {
