@@ -46,21 +46,4 @@ TEST(RWLock, QueuedReadersEnterBeforeTheNextWriter) {
   EXPECT_EQ(order, "1r2");
 }
 
-// Each thread writes now and then; an unprotected counter tells whether a writer was ever not alone.
-TEST(RWLock, WritersAreAlone) {
-  RWLock lock;
-  int volatile counter = 0;
-  auto const work = [&](int step) {
-    for (int i = 0; i < 20000; ++i) {
-      bool const writes = i % step == 0;
-      writes ? lock.EnterWrite() : lock.EnterRead();
-      if (writes) counter = counter + 1;
-      writes ? lock.LeaveWrite() : lock.LeaveRead();
-    }
-  };
-  std::thread a(work, 2), b(work, 4), c(work, 8);
-  for (std::thread* const thread : {&a, &b, &c}) thread->join();
-  EXPECT_EQ(counter, 10000 + 5000 + 2500);
-}
-
 }  // namespace

@@ -52,4 +52,12 @@ TEST(Malloc, ResetHandsOutTheSameAddresses) {
   EXPECT_EQ(arena->StrDup(""), nullptr);
 }
 
+TEST(Malloc, LeavesNothingWhenItIsDestroyedInPlace) {
+  Malloc* const arena = Malloc::Create(128);
+  EXPECT_TRUE(arena->Alloc(8));
+  arena->DeleteThis(0);
+  for (size_t offset = 16; offset < 56; offset += 8) EXPECT_EQ(Field<uint64_t>(arena, offset), 0u) << offset;
+  yk_delete(arena);
+}
+
 }  // namespace

@@ -3,8 +3,12 @@
 #include <qecore/values/array.h>
 #include <qecore/values/map.h>
 
-#include <random>
+#include <malloc.h>
+
+#include <chrono>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "plugins/plugin.h"
 #include "support/binary.h"
@@ -24,8 +28,8 @@ class ModuleTest : public testing::Test {
   TempFolder folder;
   Ref<System> system;
 
-  void Install(std::wstring const& plugin) {
-    folder.Copy(ProgramFolder() + L"..\\tests\\plugins\\" + plugin, plugin);
+  void Install(std::wstring const& plugin, std::wstring const& as = {}) {
+    folder.Copy(ProgramFolder() + L"..\\tests\\plugins\\" + plugin, as.empty() ? plugin : as);
   }
   void Scan() { EXPECT_EQ(system->ScanModules(folder.Path().c_str(), folder.Path(L"cache").c_str()), S_OK); }
   /// A new start of the program, which knows what the cache says.
@@ -75,7 +79,8 @@ TEST_F(ModuleTest, AnUnchangedFolderLoadsNothingUntilAClassIsMade) {
   EXPECT_EQ(Field<Array*>(system.get(), 24)->At(0), filter);
   Variant value;
   String text;
-  EXPECT_TRUE(Succeeded(filter->info->GetValue(ClassInfo::INFO_PATTERN, value)) && value.Get(text));
+  EXPECT_EQ(filter->info->GetValue(ClassInfo::INFO_PATTERN, value), S_OK);
+  EXPECT_TRUE(value.Get(text));
   EXPECT_STREQ(text.c_str(), L"*.good");
   EXPECT_EQ(Create(FILTER_ID), S_OK);
   EXPECT_EQ(Create(ECHO_ID), S_OK);
@@ -124,7 +129,7 @@ TEST_F(ModuleTest, BadPluginsAreReportedAndHarmNothing) {
   EXPECT_EQ(classes, MODULE_MAX_CLASSES);
   Start();
   EXPECT_EQ(Create(ENDLESS_ID), S_OK) << "it has asked to be forgotten while it was loaded";
-  EXPECT_EQ(Modules(), L"broken.qem no_entry.qem version3.qem ");
+  EXPECT_EQ(Modules(), L"no_entry.qem version3.qem broken.qem ") << "what did not load is new again";
   FreeLibrary(GetModuleHandleW(L"endless.qem"));
 }
 
@@ -142,6 +147,85 @@ TEST_F(ModuleTest, AnUnloadedPluginIsLoadedAnewForItsClasses) {
   system.Reset();
   EXPECT_EQ(module->library, nullptr);
   EXPECT_EQ(module->Load(), E_FAIL) << "there is no System";
+}
+
+TEST_F(ModuleTest, OneThatDidNotLoadIsTriedAgain) {
+  Install(L"good.qem");
+  for (bool const restarts : {false, true}) {
+    system.Reset();
+    folder.Write(L"cache", "");
+    HANDLE const lock = CreateFileW(folder.Path(L"good.qem").c_str(), GENERIC_READ, 0, nullptr, 3, 0, nullptr);
+    Start();
+    EXPECT_EQ(Create(ECHO_ID), YK_E_NOTFOUND) << "another program has the file";
+    CloseHandle(lock);
+    restarts ? Start() : Scan();
+    EXPECT_EQ(Create(ECHO_ID), S_OK) << restarts;
+  }
+}
+
+TEST_F(ModuleTest, SlotsAreCalledThroughTheTable) {
+  Install(L"good.qem");
+  Start();
+  Ref<Module> const module = Named(L"good.qem");
+  for (int const slot : {9, 11, 10}) {
+    SlotHook const hook(module.get(), slot);
+    if (slot == 9) Create(ECHO_ID);
+    if (slot == 10) system.Reset();
+    if (slot == 11) {
+      folder.Write(L"new.qem", "");
+      Scan();
+    }
+    EXPECT_EQ(SlotHook::calls, 1) << slot;
+  }
+  module->Unload();
+}
+
+TEST_F(ModuleTest, ThreadsShareOneLoadAndNeverWaitForEachOther) {
+  struct {
+    char const* what;
+    std::wstring classes;  // one thread for each, a moment after one another
+    wchar_t const* log;
+  } const rows[] = {{"a class from four threads", L"aaaa", L"261,0 "},
+                    {"plug-ins that create each other's classes", L"ab", nullptr},
+                    {"one that creates a class while the system maps it", L"ad", nullptr}};
+  for (auto const& row : rows) {
+    system.Reset();
+    for (wchar_t const letter : row.classes) Install(L"slow.qem", letter + L".qem"s);
+    Start();
+    for (int round = 0; round < 3; ++round) {
+      Start();
+      std::vector<HRESULT> results(row.classes.size());
+      std::vector<std::thread> threads;
+      for (size_t i = 0; i < results.size(); ++i) {
+        threads.emplace_back([&, i] { results[i] = Create(SlowId(row.classes[i])); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(4));
+      }
+      for (std::thread& thread : threads) thread.join();
+      EXPECT_EQ(results, std::vector<HRESULT>(results.size())) << row.what;
+      EXPECT_TRUE(!row.log || TakeLog() == row.log) << row.what;
+    }
+  }
+}
+
+size_t HeapBytes() {
+  size_t bytes = 0;
+  for (HANDLE const heap : {GetProcessHeap(), reinterpret_cast<HANDLE>(_get_heap_handle())}) {
+    PROCESS_HEAP_ENTRY block = {};
+    while (HeapWalk(heap, &block)) bytes += block.wFlags & PROCESS_HEAP_ENTRY_BUSY ? block.cbData : 0;
+  }
+  return bytes;
+}
+
+TEST_F(ModuleTest, NothingIsLeftOfALibraryThatIsUnloaded) {
+  for (auto const* library : {L"bin\\qeCore.dll", L"tests\\plugins\\good.qem"}) {
+    folder.Copy(ProgramFolder() + L"..\\" + library, L"copy.dll");
+    size_t warm = 0;
+    for (int i = 0; i < 20; ++i) {
+      if (i == 10) warm = HeapBytes();
+      FreeLibrary(LoadLibraryW(folder.Path(L"copy.dll").c_str()));
+    }
+    EXPECT_LT(HeapBytes(), warm + 50000) << library;
+  }
 }
 
 // ---- the cache file
@@ -212,7 +296,12 @@ TEST_F(CacheTest, DamagedCountsAsNoneAndHarmsNothing) {
     wchar_t const* messages;
   } const rows[] = {
       {"noise", std::string(5000, '\x5A'), LOADED},
-      {"a class without identifiers", list(good + Chunk(0x1002, "\0\0\0\0"s)), LOADED},
+      {"a class that is cut in its flags", list(good + Chunk(0x1002, "\0\0"s)), LOADED},
+      {"a class that is cut in its identifier", odd(Chunk(0x1007, "cut")), LOADED},
+      {"a module that is cut in its time", list(name + Chunk(0x1003, "cut")), LOADED},
+      {"a class whose chunk was never closed", list(good + "\2\x10\0\0\0\0"s), LOADED},
+      {"a module without a time", list(name + echo), LOADED},
+      {"a class without identifiers", list(good + echo + Chunk(0x1002, "\0\0\0\0"s)), L""},
       {"a name whose size lies", odd("\x0B\0\xFF\xFF\xFF\x7F"s), LOADED},
       {"a map whose size lies", odd("\x05\x10\x02\0\0\0"s), LOADED},
       {"a module without a name", list(facts), LOADED},
@@ -234,21 +323,24 @@ TEST_F(CacheTest, DamagedCountsAsNoneAndHarmsNothing) {
   }
 }
 
-TEST_F(CacheTest, NoiseInItHarmsNothing) {
-  Start();
-  std::string const whole = folder.Read(L"cache");
-  std::minstd_rand random(20);
-  for (int i = 0; i < 200; ++i) {
-    std::string bytes = whole.substr(0, i % 2 ? random() % whole.size() : whole.size());
-    for (unsigned n = i % 2 ? 0 : 1 + random() % 6; n > 0; --n) {
-      bytes[random() % bytes.size()] = static_cast<char>(random() % 4 ? random() : 0xFF);
-    }
+TEST_F(CacheTest, IsLeftAloneUnlessAFileIsNewOrGone) {
+  folder.Remove(L"good.qem");
+  struct {
+    char const* what;
+    std::string bytes;
+    bool isDated;
+  } const rows[] = {{"a text", "To whom it may concern", false},
+                    {"a later version", File(Chunk(0x1000, ""), 3), false},
+                    {"no list of modules", File(Chunk(0x1234, "?")), true},
+                    {"a damaged record", File(Chunk(0x1000, Chunk(0x1001, "?"))), true}};
+  for (auto const& row : rows) {
     system.Reset();
-    folder.Write(L"cache", bytes);
+    folder.Write(L"cache", row.bytes);
     Start();
-    EXPECT_EQ(Modules(), L"good.qem ") << i;
-    Named(L"good.qem")->Load();
-    EXPECT_EQ(Create(ECHO_ID), S_OK) << i;
+    EXPECT_EQ(folder.Read(L"cache"), row.bytes) << row.what;
+    uint64_t time = 0;
+    EXPECT_EQ(system->GetCacheTime(&time, 8), S_OK);
+    EXPECT_EQ(time != 0, row.isDated) << row.what;
   }
 }
 

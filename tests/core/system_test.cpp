@@ -1,14 +1,18 @@
 #include <gtest/gtest.h>
 #include <qecore/core/filter.h>
+#include <qecore/core/memory.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
+#include <qecore/draw/device_context.h>
 #include <qecore/values/array.h>
 #include <qecore/values/map.h>
 
+#include <functional>
 #include <string>
 
 #include "plugins/plugin.h"
 #include "support/binary.h"
+#include "support/refused_memory.h"
 
 namespace {
 
@@ -36,6 +40,45 @@ TEST(System, IsThereFromCreateToTheLastRelease) {
     EXPECT_EQ(System::Create(), system);
     EXPECT_EQ(system->Release(), 0u);
     EXPECT_EQ(System::ptr(), nullptr);
+  }
+}
+
+TEST(System, IsWholeOrNotThereWithoutMemory) {
+  for (int n = 0; true; ++n) {
+    RefusedMemory const memory(n);
+    Ref<System> const system = Ref<System>::Adopt(System::Create());
+    EXPECT_EQ(System::ptr(), system.get()) << n;
+    if (!memory.WasRefused()) break;
+    EXPECT_FALSE(system) << n;
+  }
+}
+
+// What a host replaces in a table sees the library's own calls, too.
+TEST_F(SystemTest, SlotsAreCalledThroughTheTable) {
+  Ref<Malloc> const arena = Ref<Malloc>::Adopt(Malloc::Create(256));
+  ClassInfo filter;
+  filter.classId = ID;
+  filter.interfaceId = ids::FLT_2D;
+  void* out;
+  struct {
+    char const* what;
+    void* object;
+    int slot;
+    std::function<void()> call;
+  } const rows[] = {{"StrDup, wide", arena.get(), 10, [&] { arena->StrDup(L"text"); }},
+                    {"StrDup, narrow", arena.get(), 10, [&] { arena->StrDup("text"); }},
+                    {"AllocZero", arena.get(), 10, [&] { arena->AllocZero(8); }},
+                    {"Destroy", arena.get(), 15, [&] { arena->Destroy(); }},
+                    {"Free", arena.get(), 2, [&] { Unknown::Free(&(out = arena.get())); }},
+                    {"CreateInterface", system.get(), 10, [&] { CreateInterface(ids::MAP, &out); }},
+                    {"RegisterInterface", system.get(), 11, [&] { RegisterInterface(&filter); }},
+                    {"Map::Register", system.get(), 11, [] { Map::Register(); }},
+                    {"IDC::Register", system.get(), 11, [] { IDC::Register(); }},
+                    {"a filter", system.get(), 18, [&] { system->RegisterInterface(&filter); }}};
+  for (auto const& row : rows) {
+    SlotHook const hook(row.object, row.slot);
+    row.call();
+    EXPECT_EQ(SlotHook::calls, 1) << row.what;
   }
 }
 
@@ -119,7 +162,13 @@ TEST_F(SystemTest, AFilterIsAskedForWhatItIs) {
   };
   EXPECT_EQ(RegisterInterface(&info), S_OK) << "one that cannot be asked is registered all the same";
   EXPECT_EQ(Find(ECHO_ID)->info->Count(), 0u);
-  EXPECT_EQ(Field<Array*>(system.get(), 24)->At(1), Find(ECHO_ID));
+  info.classId = CLASH_ID;
+  info.interfaceId = CATEGORY;
+  info.flags = ClassInfo::FILTER;
+  EXPECT_EQ(RegisterInterface(&info), S_OK);
+  Array* const filters = Field<Array*>(system.get(), 24);
+  EXPECT_EQ(filters->At(1), Find(ECHO_ID));
+  EXPECT_EQ(filters->Count(), 2) << "the interface makes a filter, not the flag";
 }
 
 }  // namespace

@@ -15,6 +15,9 @@ inline constexpr yk::Guid VERSION3_ID = {0x30000001, 1, 1, {1, 1, 1, 1, 1, 1, 1,
 inline constexpr yk::Guid CLASH_ID = {0xC1A50001, 1, 1, {1, 1, 1, 1, 1, 1, 1, 1}};
 inline constexpr yk::Guid ENDLESS_ID = {0xE9D00001, 1, 1, {1, 1, 1, 1, 1, 1, 1, 1}};
 
+/// The class of slow.qem in a file whose name begins with `letter`.
+constexpr yk::Guid SlowId(wchar_t letter) { return {0x51040001, letter, 1, {1, 1, 1, 1, 1, 1, 1, 1}}; }
+
 inline constexpr wchar_t LOG[] = L"QECORE_TEST_LOG";
 
 /// Notes "message,first ", with a "!" when a pointer that came with it is wrong.

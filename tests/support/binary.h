@@ -1,6 +1,7 @@
 // Looks at objects as another compiler's code does: slots by number, fields by offset, counts by counting.
 #pragma once
 
+#include <stdint.h>
 #include <string.h>
 
 /// The function in a slot, as a function pointer of type `Function`, which takes the object first.
@@ -23,3 +24,26 @@ unsigned References(T* object) {
   object->AddRef();
   return object->Release();
 }
+
+/// While it lives, one slot of one object counts its calls, returns 0 and does nothing else. So a host hooks objects.
+class SlotHook {
+ public:
+  SlotHook(void* toHook, int slot) : object(static_cast<void***>(toHook)), table(*object) {
+    memcpy(copy, table, sizeof copy);
+    copy[slot] = reinterpret_cast<void*>(Count);
+    *object = copy;
+    calls = 0;
+  }
+  ~SlotHook() { *object = table; }
+  SlotHook(SlotHook const&) = delete;
+  SlotHook& operator=(SlotHook const&) = delete;
+
+  static inline int calls;
+
+ private:
+  static intptr_t Count() { return calls++, 0; }
+
+  void*** object;
+  void** table;
+  void* copy[20];  // no table of the tests has more
+};

@@ -1,0 +1,34 @@
+// A plug-in that takes its time to be attached, and then creates the class of another copy of itself: b.qem's when its
+// file is a.qem, a.qem's when it is any other. d.qem does that as soon as the system maps it.
+#include "../plugin.h"
+
+static wchar_t letter;
+
+// The system's loader gives the name, so this waits for a thread that is in there.
+static void LearnLetter(HINSTANCE library) {
+  wchar_t path[MAX_PATH] = {};
+  GetModuleFileNameW(library, path, MAX_PATH);
+  letter = wcsrchr(path, L'\\')[1];
+}
+
+static void CreateOther() {
+  void* object = nullptr;
+  if (yk::Succeeded(yk::CreateInterface(SlowId(letter == L'a' ? L'b' : L'a'), &object))) yk::Unknown::Free(&object);
+}
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE library, DWORD reason, void*) {
+  LearnLetter(library);
+  if (reason == DLL_PROCESS_ATTACH && letter == L'd') CreateOther();
+  return TRUE;
+}
+
+intptr_t qe_entrypoint(unsigned message, uintptr_t first, void* second) {
+  if (message == yk::MODULE_VERSION_QUERY) return yk::KTZ_VERSION;
+  if (message == yk::MODULE_CLASS && first == 0) return Fill(second, SlowId(letter), "Slow");
+  if (message != yk::MODULE_ATTACH) return 0;
+  Log(message, first, second);
+  Sleep(20);
+  LearnLetter(static_cast<HINSTANCE>(second));
+  CreateOther();
+  return 0;
+}
