@@ -1,5 +1,5 @@
-#include <qecore/core/ref.h>
 #include <qecore/undo/undo_manager.h>
+#include <string.h>
 #include <windows.h>
 
 #include <new>
@@ -10,34 +10,65 @@ namespace yk {
 
 namespace {
 
-// Bits of a transaction's state while it is replayed. Who destroys it then only leaves a note, and the replay
-// does it at its end.
-constexpr uint32_t REPLAYING = 0x1;
-constexpr uint32_t DOOMED = 0x2;
-
 constexpr int NO_LEVEL = 65535;
+
+/// A transaction as the manager makes it: all of them are, in the history and open. Who destroys one that is
+/// pinned only leaves a note, and its last pin does it.
+struct Record : Transaction {
+  unsigned pins = 0;
+  bool doomed = false;
+};
 
 /// The deleter of the history. Releases the items from the first to the last.
 void DestroyTransaction(void* element) noexcept {
-  Transaction* const transaction = static_cast<Transaction*>(element);
-  if (!transaction) return;
-  if (transaction->state & REPLAYING) {
-    transaction->state |= DOOMED;
+  Record* const record = static_cast<Record*>(static_cast<Transaction*>(element));
+  if (!record) return;
+  if (record->pins > 0) {
+    record->doomed = true;
     return;
   }
-  while (ykUndoItem* const item = transaction->first) {
-    transaction->first = item->next;
+  while (ykUndoItem* const item = record->first) {
+    record->first = item->next;
+    if (record->first) record->first->prev = nullptr;
     item->next = item->prev = nullptr;
     item->Release();
   }
-  delete transaction;
+  delete record;
 }
 
-bool Holds(Transaction const& transaction, ykUndoItem const* item) noexcept {
-  if (item == transaction.first || item == transaction.last) return true;
-  if (!item->next && !item->prev) return false;  // as every new item: no need to look for it
+/// Keeps a transaction and its items whole while foreign code runs. Null pins nothing.
+class Pin {
+ public:
+  explicit Pin(Transaction* transaction) noexcept : record(static_cast<Record*>(transaction)) {
+    if (record) ++record->pins;
+  }
+  ~Pin() {
+    if (record && --record->pins == 0 && record->doomed) DestroyTransaction(record);
+  }
+  Pin(Pin const&) = delete;
+  Pin& operator=(Pin const&) = delete;
+
+  /// Whether the transaction has been destroyed but for this pin.
+  bool IsDoomed() const noexcept { return record && record->doomed; }
+
+ private:
+  Record* record;
+};
+
+/// More than the caller refers to it. Reads the count where the binary contract puts it: asking AddRef and
+/// Release would show in an item that counts for itself.
+bool IsShared(ykUndoItem const& item) noexcept {
+  constexpr size_t COUNT_OFFSET = 8;
+  int count;
+  memcpy(&count, reinterpret_cast<char const*>(&item) + COUNT_OFFSET, sizeof count);
+  return count != 1;
+}
+
+bool Holds(Transaction const& transaction, ykUndoItem const& item) noexcept {
+  if (&item == transaction.first || &item == transaction.last) return true;
+  if (!item.next && !item.prev) return false;  // as every new item: no need to look for it
   ykUndoItem const* listed = transaction.first;
-  while (listed && listed != item) listed = listed->next;
+  while (listed && listed != &item) listed = listed->next;
   return listed != nullptr;
 }
 
@@ -69,7 +100,8 @@ struct Forward {
 };
 
 void PrepareLevel(Transaction const& transaction, int level) noexcept {
-  for (ykUndoItem* item = transaction.last; item; item = item->prev) {
+  for (ykUndoItem *item = transaction.last, *preceding; item; item = preceding) {
+    preceding = item->prev;
     if (item->order == level) item->PrepareUndo();
   }
 }
@@ -78,8 +110,9 @@ void PrepareLevel(Transaction const& transaction, int level) noexcept {
 template <class Way>
 int ReplayLevel(Transaction const& transaction, int level) noexcept {
   int following = NO_LEVEL;
-  for (ykUndoItem* item = Way::Start(transaction); item; item = Way::Next(*item)) {
+  for (ykUndoItem *item = Way::Start(transaction), *after; item; item = after) {
     int const order = item->order;
+    after = Way::Next(*item);
     if (order == level) Way::Replay(*item);
     if (order > level && order < following) following = order;
   }
@@ -96,12 +129,10 @@ void ReplayLevels(Transaction const& transaction, bool prepare) noexcept {
 template <class Way>
 HRESULT Replay(Transaction* transaction) noexcept {
   if (!transaction || !transaction->first) return E_FAIL;
+  Pin const pin(transaction);
   bool const prepare = Way::PREPARES && !(transaction->state & Transaction::UNDONE);
-  transaction->state |= REPLAYING;
   ReplayLevels<Way>(*transaction, prepare);
-  transaction->state &= ~REPLAYING;
   if (prepare) transaction->state |= Transaction::UNDONE;
-  if (transaction->state & DOOMED) DestroyTransaction(transaction);
   return S_OK;
 }
 
@@ -139,7 +170,8 @@ HRESULT UndoManager::DoUndo() noexcept {
   HRESULT result = E_FAIL;
   ++busy;
   if (CanUndo()) {
-    Transaction* const transaction = Entry(position--);
+    Transaction* const transaction = Entry(position);
+    if (transaction) --position;
     result = Replay<Backward>(transaction);
     Changed();
   }
@@ -153,7 +185,8 @@ HRESULT UndoManager::DoRedo() noexcept {
   HRESULT result = E_FAIL;
   ++busy;
   if (CanRedo()) {
-    Transaction* const transaction = Entry(++position);
+    Transaction* const transaction = Entry(position + 1);
+    if (transaction) ++position;
     result = Replay<Forward>(transaction);
     Changed();
   }
@@ -165,16 +198,28 @@ HRESULT UndoManager::DoRedo() noexcept {
 
 HRESULT UndoManager::DoAddItem(ykUndoItem* item) noexcept {
   if (!item) return E_INVALIDARG;
+  Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   Ref<ykUndoItem> owned = Ref<ykUndoItem>::Adopt(item);
   if (depth == 0) return E_FAIL;
+  if (IsTaken(*item)) return E_INVALIDARG;
   if (!open) {
-    open = new (std::nothrow) Transaction;
+    open = new (std::nothrow) Record;
     if (!open) return E_FAIL;
     open->created = GetTickCount();
   }
-  if (Holds(*open, item)) return E_INVALIDARG;
   Append(*open, owned.Detach());
   return S_OK;
+}
+
+/// An item that is in a transaction, given once more by somebody who shares it, would tie two lists together.
+bool UndoManager::IsTaken(ykUndoItem const& item) noexcept {
+  if (open && Holds(*open, item)) return true;
+  if (!IsShared(item)) return false;
+  if (item.next || item.prev) return true;
+  for (int i = Entries() - 1; i >= 0; --i) {
+    if (Entry(i)->first == &item) return true;
+  }
+  return false;
 }
 
 HRESULT UndoManager::DoBegin() noexcept {
@@ -223,22 +268,42 @@ HRESULT UndoManager::Commit(Transaction* transaction) noexcept {
 
 ykUndoItem* UndoManager::DoRecordValue(Unknown* object, unsigned key, bool merge) noexcept {
   if (depth == 0 || !object) return nullptr;
-  if (merge) {
-    if (ykUndoItem* const recorded = FindRecorded(object, key)) return recorded;
-  }
-  ValueItem* const item = new (std::nothrow) ValueItem(object, key);
-  return Succeeded(AddItem(item)) ? item : nullptr;
+  Ref<Unknown> const kept = Ref<Unknown>::Share(object);
+  Ref<UndoManager> stay = Ref<UndoManager>::Share(this);
+  Transaction* holder = nullptr;
+  ykUndoItem* item = merge ? FindRecorded(object, key, holder) : nullptr;
+  if (!item) item = AddRecord(object, key, holder);
+  // The item is lent: nobody may get one that goes with the manager's last reference.
+  Pin const pin(holder);
+  stay.Reset();
+  return pin.IsDoomed() ? nullptr : item;
 }
 
 /// The item of the last transaction that records the property; null also when a redo is possible.
-ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key) noexcept {
-  Transaction const* const last = GetLastTransaction();
-  for (ykUndoItem* item = last ? last->first : nullptr; item; item = item->next) {
+ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key, Transaction*& holder) noexcept {
+  Transaction* const last = GetLastTransaction();  // which a derived manager may answer with what is not ours
+  Transaction* const ours = Owns(last) ? last : nullptr;
+  Pin const pin(ours);
+  for (ykUndoItem *item = last ? last->first : nullptr, *following; item; item = following) {
+    following = item->next;
     Ref<ykValueUndoItem> value;
     if (Failed(item->QueryInterface(ids::VALUE_UNDO_ITEM, value.ReceiveVoid())) || !value) continue;
-    if (value->object == object && value->key == key) return item;
+    bool const same = value->object == object && value->key == key;
+    value.Reset();
+    if (pin.IsDoomed()) return nullptr;  // the question has cleared the history
+    if (!same) continue;
+    holder = ours;
+    return item;
   }
   return nullptr;
+}
+
+/// A new item for the property, in the open transaction; null when it has not come to be.
+ykUndoItem* UndoManager::AddRecord(Unknown* object, unsigned key, Transaction*& holder) noexcept {
+  ValueItem* const item = ValueItem::Create(object, key);
+  if (Failed(AddItem(item)) || !item) return nullptr;
+  if (open && open->last == item) holder = open;
+  return item;
 }
 
 // ---- history
@@ -257,6 +322,7 @@ HRESULT UndoManager::DoClear() noexcept {
 HRESULT UndoManager::DoGetUndoList(Array** out, int max) noexcept {
   if (!out) return E_INVALIDARG;
   *out = nullptr;
+  Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   if (!CanUndo()) return E_FAIL;
   Array* const list = Array::Create(0);
   if (!list) return E_OUTOFMEMORY;
@@ -274,7 +340,7 @@ HRESULT UndoManager::DoGetName(int index, String& out) noexcept {
   Transaction const* const transaction = Entry(index);
   if (!transaction) return E_FAIL;
   out = transaction->name;
-  return S_OK;
+  return out.Length() == transaction->name.Length() ? S_OK : E_OUTOFMEMORY;
 }
 
 // ---- helpers
@@ -285,6 +351,10 @@ void UndoManager::DropLast() noexcept {
   Transaction* const transaction = Entry(last);
   history->AtDelete(last);
   DestroyTransaction(transaction);
+}
+
+bool UndoManager::Owns(Transaction const* transaction) noexcept {
+  return transaction && (transaction == Entry(position) || (history && history->Find(transaction) >= 0));
 }
 
 void UndoManager::CloseOpen() noexcept {

@@ -8,8 +8,8 @@ namespace yk {
 
 class ValueItem final : public UndoItemOf<ValueItem, ykValueUndoItem> {
  public:
-  /// Keeps the property as it is now.
-  ValueItem(Unknown* object, unsigned key) noexcept;
+  /// Keeps the property as it is now. \return null when there is no memory for the item or for the value
+  static ValueItem* Create(Unknown* object, unsigned key) noexcept;
 
   HRESULT Undo() noexcept override { return Turn(false); }
   HRESULT Redo() noexcept override { return Turn(true); }
@@ -18,14 +18,16 @@ class ValueItem final : public UndoItemOf<ValueItem, ykValueUndoItem> {
   template <class, class>
   friend class Destroys;
 
+  using UndoItemOf::UndoItemOf;
   ~ValueItem() = default;
 
   HRESULT Turn(bool redo) noexcept;
   HRESULT ExchangeProperty() noexcept;
 
-  Variant kept;   // what the object does not have at the moment; empty: the property is absent there
-  bool readable;  // false: the property could not be read, and is left alone
+  Variant kept;           // what the object does not have at the moment; empty: the property is absent there
+  bool readable = false;  // else the property could not be read, and is left alone
   bool undone = false;
+  bool turning = false;
 };
 
 }  // namespace yk

@@ -19,6 +19,12 @@
 //   slot    8 DeleteThis   10 Redo          12 GetName
 //           9 Undo         11 PrepareUndo   13 GetSize
 //
+// Only Destroy is pure. The least that an item must say:
+//
+//   class LeastItem : public ykUndoItem {
+//     void Destroy() noexcept override { delete this; }
+//   };
+//
 // Ownership: an item belongs to its maker until it is given to a manager, which releases it once, whatever
 // becomes of it. It belongs to one transaction of one manager; the manager writes `next` and `prev`.
 //
@@ -36,10 +42,15 @@ class ykUndoItem : public Answers<ykUndoItem, Unknown> {
   static Guid const& Id() noexcept { return ids::UNDO_ITEM; }
 
   /// The slot of the destructor: destroys the item and, with bit 0 of `flags`, frees its memory.
-  /// \return the address, which then points at nothing. UndoItemOf writes it for derived items.
-  virtual void* DeleteThis(unsigned flags) noexcept = 0;
+  /// \return the address, which then points at nothing. UndoItemOf writes it for derived items. Here, where the
+  /// derived destructor is not known, bit 0 goes through Destroy, and without it nothing happens.
+  virtual void* DeleteThis(unsigned flags) noexcept {
+    void* const address = this;
+    if (flags & 1) Destroy();
+    return address;
+  }
 
-  /// Takes the change back, or makes it again. The manager ignores what they answer. Neither may undo, redo
+  /// Takes the change back, or makes it again. The manager ignores what they return. Neither may undo, redo
   /// or begin a transaction: the manager, busy with this item, refuses with YK_E_EMPTY.
   virtual HRESULT Undo() noexcept { return E_NOTIMPL; }
   virtual HRESULT Redo() noexcept { return E_NOTIMPL; }

@@ -21,11 +21,13 @@
 //
 // Re-entry: while an undo or redo runs, its change callback included, Undo, Redo and BeginTransaction answer
 // YK_E_EMPTY. All else may be called, also what removes the transaction being replayed: it stays whole until
-// its replay has ended. The manager itself stays until the call that runs on it returns.
+// its replay has ended. The manager itself stays until the call that runs on it returns, whoever lets go of it
+// meanwhile: an item, an object whose value is read, the change callback.
 //
 // Threads: one, the host's user-interface thread.
 #pragma once
 
+#include <qecore/core/ref.h>
 #include <qecore/undo/undo_item.h>
 #include <qecore/values/array.h>
 #include <qecore/values/string.h>
@@ -89,7 +91,7 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   virtual HRESULT Redo() noexcept { return DoRedo(); }
 
   /// Adds to the open transaction. The caller's reference is the manager's from here on, also on failure.
-  /// E_FAIL outside a transaction; E_INVALIDARG for null and for an item that is in the open transaction.
+  /// E_FAIL outside a transaction; E_INVALIDARG for null and for an item that is in a transaction already.
   virtual HRESULT AddItem(ykUndoItem* item) noexcept { return DoAddItem(item); }
 
   virtual bool CanUndo() noexcept { return Entries() > 0 && position >= 0; }
@@ -119,8 +121,13 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   virtual HRESULT Reserved20() noexcept { return E_NOTIMPL; }
 
   /// The name of what Undo would revert, of what Redo would replay. E_FAIL: nothing, and `out` is untouched.
-  virtual HRESULT GetUndoName(String& out) noexcept { return CanUndo() ? DoGetName(position, out) : E_FAIL; }
+  /// E_OUTOFMEMORY: the name does not fit into memory.
+  virtual HRESULT GetUndoName(String& out) noexcept {
+    Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
+    return CanUndo() ? DoGetName(position, out) : E_FAIL;
+  }
   virtual HRESULT GetRedoName(String& out) noexcept {
+    Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
     return CanRedo() ? DoGetName(position + 1, out) : E_FAIL;
   }
 
@@ -137,8 +144,9 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   /// the item then changes nothing, and its Undo and Redo say E_FAIL.
   ///
   /// `merge`: when the last committed transaction records this property already, that item serves, and
-  /// nothing new is recorded. \return the item, lent; null outside a transaction, for a null object, and when
-  /// there is no memory.
+  /// nothing new is recorded. \return the item, lent; null outside a transaction, for a null object, when there
+  /// is no memory for the item or for the value, and when the item is gone already, since what was called (the
+  /// object's GetValue, an item's QueryInterface) has let go of the manager or of the transaction.
   virtual ykUndoItem* RecordValue(Unknown* object, unsigned key, bool merge) noexcept {
     return DoRecordValue(object, key, merge);
   }
@@ -177,9 +185,12 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   void CloseOpen() noexcept;
   void Changed() noexcept;
   HRESULT Commit(Transaction* transaction) noexcept;
-  ykUndoItem* FindRecorded(Unknown* object, unsigned key) noexcept;
+  bool Owns(Transaction const* transaction) noexcept;
+  bool IsTaken(ykUndoItem const& item) noexcept;
+  ykUndoItem* FindRecorded(Unknown* object, unsigned key, Transaction*& holder) noexcept;
+  ykUndoItem* AddRecord(Unknown* object, unsigned key, Transaction*& holder) noexcept;
 
-  Array* history;  // made with Transaction's deleter
+  Array* history;  // of the library's own kind of Transaction, with its deleter
   Transaction* open = nullptr;
 
  public:
