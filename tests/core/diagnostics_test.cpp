@@ -30,6 +30,7 @@ LONG CALLBACK CatchOutput(EXCEPTION_POINTERS* fault) {
 }
 
 TEST(Diagnostics, MessagesGoToTheDebugger) {
+  debuggerOutput.clear();
   void* const handler = AddVectoredExceptionHandler(1, CatchOutput);
   ykMessage("%d%%", 50);
   ykMessage("%s", std::string(5000, 'z').c_str());

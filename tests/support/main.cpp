@@ -4,24 +4,14 @@
 
 #include <cstdio>
 
-namespace {
+#include "leak_finder.h"
+#include "leaks/leaks.h"
 
-// Prints an address as module+offset: `x86_64-w64-mingw32-addr2line -e MODULE` turns it into a line of the source, once the
-// offset is added to the module's preferred base (`objdump -p MODULE | grep ImageBase`).
-void PrintAddress(DWORD64 address) {
-  HMODULE module = nullptr;
-  char path[MAX_PATH] = "?";
-  GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                     reinterpret_cast<char const*>(address), &module);
-  if (module) GetModuleFileNameA(module, path, MAX_PATH);
-  char const* const slash = strrchr(path, '\\');
-  std::fprintf(stderr, "  %s+0x%llx\n", slash ? slash + 1 : path,
-               address - reinterpret_cast<DWORD64>(module));
-}
+namespace {
 
 void PrintStack(CONTEXT context) {
   for (int frame = 0; frame < 30 && context.Rip; ++frame) {
-    PrintAddress(context.Rip);
+    std::fprintf(stderr, "  %s\n", PlaceOf(reinterpret_cast<void*>(context.Rip)).c_str());
     DWORD64 base = 0;
     PRUNTIME_FUNCTION const function = RtlLookupFunctionEntry(context.Rip, &base, nullptr);
     if (!function) break;
@@ -47,5 +37,5 @@ int main(int argc, char** argv) {
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
   SetUnhandledExceptionFilter(ReportCrash);
   testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
+  return RunTestsAndFindLeaks();
 }

@@ -1,0 +1,164 @@
+#include "leaks.h"
+
+#include <stdlib.h>
+#include <windows.h>
+#include <winternl.h>
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+#include <vector>
+
+#include "support/gdi_objects.h"
+
+namespace {
+
+// ---- live blocks: the imports of the library lead here, and from here to the platform
+
+struct Block {
+  size_t size;
+  unsigned number;   // counted from the first block
+  void* callers[8];  // when they are noted
+};
+
+std::map<void*, Block> blocks;  // by address, or by handle
+unsigned made = 0;
+SRWLOCK lock = SRWLOCK_INIT;
+bool noting = false;
+
+void* Made(void* block, size_t size) {
+  AcquireSRWLockExclusive(&lock);
+  if (block) {
+    Block& entry = blocks[block] = {size, made++, {}};
+    if (noting) RtlCaptureStackBackTrace(2, 8, entry.callers, nullptr);
+  }
+  ReleaseSRWLockExclusive(&lock);
+  return block;
+}
+
+// Said before the platform frees it: another thread may get the same address at once.
+void* Gone(void* block) {
+  AcquireSRWLockExclusive(&lock);
+  blocks.erase(block);
+  ReleaseSRWLockExclusive(&lock);
+  return block;
+}
+
+void* Moved(void* old, void* moved, size_t size) {
+  Made(moved || size == 0 ? moved : old, size);
+  return moved;
+}
+
+void WatchImports(HMODULE module);
+
+HMODULE Load(wchar_t const* path) {
+  HMODULE const plugin = LoadLibraryW(path);
+  WatchImports(plugin);
+  return plugin;
+}
+
+template <class Function>
+void* At(Function* function) {
+  return reinterpret_cast<void*>(function);
+}
+
+std::map<std::string, void*> const WATCHED = {
+    {"malloc", At(+[](size_t size) { return Made(malloc(size), size); })},
+    {"calloc", At(+[](size_t n, size_t size) { return Made(calloc(n, size), n * size); })},
+    {"realloc", At(+[](void* old, size_t size) { return Moved(old, realloc(Gone(old), size), size); })},
+    {"free", At(+[](void* block) { free(Gone(block)); })},
+    {"GlobalAlloc", At(+[](UINT flags, size_t size) { return Made(GlobalAlloc(flags, size), size); })},
+    {"GlobalReAlloc", At(+[](void* old, size_t size, UINT flags) {
+       return Moved(old, GlobalReAlloc(Gone(old), size, flags), size);
+     })},
+    {"GlobalFree", At(+[](void* block) { return GlobalFree(Gone(block)); })},
+    {"VirtualAlloc",  // which only a heap for finding faults uses
+     At(+[](void* at, size_t size, DWORD how, DWORD access) {
+       return Made(VirtualAlloc(at, size, how, access), size);
+     })},
+    {"VirtualFree", At(+[](void* at, size_t size, DWORD how) {
+       return VirtualFree(how & MEM_RELEASE ? Gone(at) : at, size, how);
+     })},
+    {"LoadLibraryW", At(Load)},
+};
+
+void WatchImports(HMODULE module) {
+  char* const base = reinterpret_cast<char*>(module);
+  if (!base) return;
+  auto const* const headers =
+      reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
+  auto const& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+  auto const* import = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + directory.VirtualAddress);
+  for (; import->Name; ++import) {
+    auto const* name = reinterpret_cast<IMAGE_THUNK_DATA*>(base + import->OriginalFirstThunk);
+    auto* function = reinterpret_cast<void**>(base + import->FirstThunk);
+    for (; name->u1.AddressOfData; ++name, ++function) {
+      auto const watched = WATCHED.find(base + name->u1.AddressOfData + 2);  // behind the hint
+      DWORD access;
+      if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) || watched == WATCHED.end()) continue;
+      VirtualProtect(function, sizeof *function, PAGE_READWRITE, &access);
+      *function = watched->second;
+      VirtualProtect(function, sizeof *function, access, &access);
+    }
+  }
+}
+
+// ---- handles
+
+// GetProcessHandleCount where it counts; where it is a stub, the system's list, filtered.
+int CountHandles() {
+  struct Entry {
+    ULONG process, flags;
+    void* object;
+    ULONG access, reserved;
+  };
+  DWORD counted = 0;
+  if (GetProcessHandleCount(GetCurrentProcess(), &counted) && counted) return static_cast<int>(counted);
+  std::vector<Entry> list(1 << 14);
+  ULONG const bytes = static_cast<ULONG>(list.size() * sizeof(Entry));
+  NtQuerySystemInformation(static_cast<SYSTEM_INFORMATION_CLASS>(16), list.data(), bytes, nullptr);
+  ULONG const all = *reinterpret_cast<ULONG const*>(list.data());
+  auto const* const entries =
+      reinterpret_cast<Entry const*>(reinterpret_cast<char const*>(list.data()) + sizeof(void*));
+  return static_cast<int>(std::count_if(
+      entries, entries + all, [](Entry const& entry) { return entry.process == GetCurrentProcessId(); }));
+}
+
+void PrintBlocks(std::ostream& out, unsigned first) {
+  for (auto const& [address, block] : blocks) {
+    if (block.number < first) continue;
+    out << "a block of " << block.size << " bytes" << (noting ? ", made in" : "");
+    for (void const* const caller : block.callers) out << (caller ? " " + PlaceOf(caller) : "");
+    out << '\n';
+  }
+}
+
+}  // namespace
+
+void WatchTheLibrary() { WatchImports(GetModuleHandleW(L"qeCore.dll")); }
+
+void NoteCallers() { noting = true; }
+
+Held WhatIsHeld() { return {blocks.size(), made, CountGdiObjects(), CountHandles()}; }
+
+std::string WhatIsLeft(Held const& before) {
+  Held const now = WhatIsHeld();
+  std::stringstream left;
+  if (now.handles > before.handles) left << now.handles - before.handles << " handles\n";
+  if (now.objects > before.objects) left << now.objects - before.objects << " GDI objects\n";
+  if (now.blocks > before.blocks) PrintBlocks(left, before.made);
+  return left.str();
+}
+
+std::string PlaceOf(void const* address) {
+  HMODULE module = nullptr;
+  char path[MAX_PATH] = "?";
+  GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                     static_cast<char const*>(address), &module);
+  if (module) GetModuleFileNameA(module, path, MAX_PATH);
+  char const* const slash = strrchr(path, '\\');
+  char place[MAX_PATH + 24];
+  std::snprintf(place, sizeof place, "%s+0x%llx", slash ? slash + 1 : path,
+                reinterpret_cast<DWORD64>(address) - reinterpret_cast<DWORD64>(module));
+  return place;
+}
