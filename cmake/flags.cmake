@@ -55,6 +55,12 @@ if(QECORE_GUARD_HEAP)
   target_link_libraries(qecore_flags INTERFACE qecore_guard_heap $<TARGET_OBJECTS:qecore_guard_heap>)
 endif()
 
+option(QECORE_COVERAGE "Count which lines and branches of the library run" OFF)
+if(QECORE_COVERAGE)
+  target_compile_options(qecore_lean INTERFACE --coverage)
+  target_link_options(qecore_lean INTERFACE --coverage)
+endif()
+
 # Single files get more by their name, so that no list has to be kept:
 #   *_kernels*.cpp   pixel loops: all optimisation
 #   *_avx2.cpp       may use AVX2, called only behind a check of the processor
