@@ -1,3 +1,4 @@
+#include <qecore/core/ref.h>
 #include <qecore/core/registry.h>
 #include <qecore/image/image.h>
 #include <qecore/values/map.h>
@@ -5,6 +6,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include <windows.h>
 
@@ -28,20 +30,26 @@ namespace {
 
 // ---- sizes ------------------------------------------------------------------------------------------------
 
-/// The bytes of an image; `fits` says that they can be counted in a signed 32-bit number, stride included.
-struct Layout {
-  int32_t stride = 0;
-  int64_t rows = 0;     // bytes of all rows
-  int64_t palette = 0;  // bytes of the palette behind them
-  bool fits = false;
+/// The stride in the signed 32-bit arithmetic of the contract: it wraps around, and a negative width has a
+/// negative one.
+int32_t StrideOf(unsigned bits, int width) noexcept {
+  uint32_t const rowBits = bits * static_cast<uint32_t>(width) + 31;
+  return static_cast<int32_t>(rowBits) / 32 * 4;
+}
 
-  Layout(img::FormatFacts const& facts, int width, int64_t height) noexcept {
-    palette = int64_t{4} * facts.paletteEntries;
-    if (width < 0 || int64_t{facts.bits} * width + 31 > INT32_MAX) return;
-    stride = static_cast<int32_t>((int64_t{facts.bits} * width + 31) / 32 * 4);
-    rows = stride * height;
-    fits = height >= 0 && Size() <= INT32_MAX;
-  }
+/// The bytes of an image.
+struct Layout {
+  int32_t stride;
+  int64_t rows;     // bytes of all rows
+  int64_t palette;  // bytes of the palette behind them
+  bool fits;        // such an image can be: no negative side, no stride that wrapped around, 31 bits of bytes
+
+  Layout(img::FormatFacts const& facts, int width, int64_t height) noexcept
+      : stride(StrideOf(facts.bits, width)),
+        rows(stride * height),
+        palette(int64_t{4} * facts.paletteEntries),
+        fits(width >= 0 && height >= 0 && stride == img::GetRowSize(facts.format, width) &&
+             Size() <= INT32_MAX) {}
 
   int64_t Size() const noexcept { return rows + palette; }
 };
@@ -86,6 +94,19 @@ PixelMemory NewGlobal(size_t size) noexcept {
 
 PixelMemory NewHeap(size_t size) noexcept { return {nullptr, new (std::nothrow) unsigned char[size]}; }
 
+/// Where pixels come from.
+enum Source { BITMAP, HEAP, GLOBAL };
+
+/// Global memory of no bytes could not be addressed: there is none, then.
+PixelMemory NewPixels(Source source, img::FormatFacts const& facts, Layout const& layout, int width,
+                      int height) noexcept {
+  if (!layout.fits) return {};
+  if (source == BITMAP) return NewBitmap(facts.bits, width, height);
+  size_t const size = static_cast<size_t>(layout.Size());
+  if (source == HEAP) return NewHeap(size);
+  return size ? NewGlobal(size) : PixelMemory{};
+}
+
 void Discard(PixelMemory memory, IMG_FORMAT format) noexcept {
   if (!memory.handle) {
     delete[] memory.bits;
@@ -95,6 +116,11 @@ void Discard(PixelMemory memory, IMG_FORMAT format) noexcept {
     GlobalUnlock(memory.handle);
     GlobalFree(memory.handle);
   }
+}
+
+/// What is left of an address in four bytes; 0 is none.
+uint32_t MarkOf(void const* address) noexcept {
+  return address ? static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address)) | 1 : 0;
 }
 
 // ---- the class record -------------------------------------------------------------------------------------
@@ -121,16 +147,20 @@ HRESULT img::RegisterImageClass() noexcept {
 AbstractImage::AbstractImage() noexcept = default;
 
 AbstractImage::~AbstractImage() {
-  if (properties) properties->Release();
+  if (Map* const last = std::exchange(properties, nullptr)) last->Release();
 }
 
+// A value that goes may be the object that holds the image: the map is held while it works.
+
 HRESULT AbstractImage::GetProperty(unsigned id, Variant& value) noexcept {
-  return properties ? properties->GetValue(id, value) : YK_E_NOTFOUND;
+  Ref<Map> const map = Ref<Map>::Share(properties);
+  return map ? map->GetValue(id, value) : YK_E_NOTFOUND;
 }
 
 HRESULT AbstractImage::SetProperty(unsigned id, Variant const& value) noexcept {
   if (!properties) properties = Map::Create();
-  return properties ? properties->SetValue(id, value) : E_OUTOFMEMORY;
+  Ref<Map> const map = Ref<Map>::Share(properties);
+  return map ? map->SetValue(id, value) : E_OUTOFMEMORY;
 }
 
 // ---- Image2d: the object ----------------------------------------------------------------------------------
@@ -158,13 +188,14 @@ void* Image2d::DeleteThis(unsigned how) noexcept { return DeleteSelf(how); }
 
 HRESULT Image2d::Free() noexcept {
   if (!bits) return S_FALSE;
+  if (img::GetFacts(format).paletteEntries) lostPalette = MarkOf(palette);
   Discard({handle, bits}, format);
   handle = nullptr;
   bits = nullptr;
   format = IMG_NONE;
   width = height = stride = 0;
   bytesPerPixel = 0;
-  return S_OK;  // palette and paletteCount stay, on purpose: nothing looks at them in an empty image
+  return S_OK;  // palette and paletteCount stay, on purpose; IsGrayScalePalette knows a palette that is lost
 }
 
 HRESULT Image2d::Create(IMG_FORMAT newFormat, int newWidth, int newHeight) noexcept {
@@ -174,25 +205,19 @@ HRESULT Image2d::Create(IMG_FORMAT newFormat, int newWidth, int newHeight) noexc
 
   img::FormatFacts const& facts = img::GetFacts(newFormat);
   int64_t const rowCount = std::abs(int64_t{newHeight});
-  bool const heap = flags & IMG_HEAP_MEMORY;
-  bool const bitmap = facts.dib && !heap;
-  Layout const layout(facts, newWidth, bitmap ? rowCount : newHeight);  // only bitmaps may stand top-down
-  PixelMemory memory;
-  if (bitmap) {
-    if (layout.fits) memory = NewBitmap(facts.bits, newWidth, newHeight);
-  } else if (heap) {
-    if (layout.fits) memory = NewHeap(static_cast<size_t>(layout.Size()));
-  } else if (!layout.fits || layout.Size() > 0) {
-    if (layout.fits) memory = NewGlobal(static_cast<size_t>(layout.Size()));
-    if (!memory.bits) return E_OUTOFMEMORY;
-  }
+  Source const source = flags & IMG_HEAP_MEMORY ? HEAP : facts.dib ? BITMAP : GLOBAL;
+  Layout const layout(facts, newWidth,
+                      source == BITMAP ? rowCount : newHeight);  // only bitmaps may be top-down
+  stride = layout.stride;
+  if (facts.paletteEntries) paletteCount = facts.paletteEntries;
+  PixelMemory const memory = NewPixels(source, facts, layout, newWidth, newHeight);
+  if (!memory.bits && source == GLOBAL && layout.Size() != 0) return E_OUTOFMEMORY;
 
   handle = memory.handle;
   bits = memory.bits;
-  stride = layout.stride;
   if (facts.paletteEntries) {
-    paletteCount = facts.paletteEntries;
     palette = bits ? reinterpret_cast<IMG_PALENTRY*>(bits + layout.rows) : nullptr;
+    lostPalette = 0;
   }
   width = newWidth;
   height = static_cast<int32_t>(std::min<int64_t>(rowCount, INT32_MAX));
@@ -221,8 +246,9 @@ HRESULT Image2d::ConvertLine(int y, IMG_FORMAT dstFormat, void* dst, int dstSize
 // ---- Image2d: what it shows -------------------------------------------------------------------------------
 
 bool Image2d::IsGrayScalePalette() noexcept {
-  // A palette is looked at in a palette format only: in another it may be left from pixels that are gone.
-  if (!bits || !palette || paletteCount == 0 || !img::GetFacts(format).paletteEntries) return false;
+  // Any palette of any format is looked at, but for one that went with its pixels: its address is still there.
+  if (!palette || MarkOf(palette) == lostPalette) return false;
+  if (paletteCount == 0 || paletteCount > 256) return false;  // no byte is the grey 256
   for (unsigned i = 0; i < paletteCount; ++i) {
     if (palette[i].red != i || palette[i].green != i || palette[i].blue != i) return false;
   }
@@ -230,7 +256,7 @@ bool Image2d::IsGrayScalePalette() noexcept {
 }
 
 int Image2d::IsGrayScaleContent() noexcept {
-  if (format != IMG_BGR24 || !bits) return 0;
+  if (format != IMG_BGR24 || !bits || width < 1) return 0;  // rows of nothing may be 2^31
   bool seen[256] = {};
   for (int y = 0; y < height; ++y) {
     unsigned char const* pixel = GetLine(y);

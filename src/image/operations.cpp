@@ -5,18 +5,18 @@
 #include <algorithm>
 
 #include "convert_p.h"
-#include "core/conversions_p.h"
 #include "row_kernels_p.h"
 
 namespace yk {
 
 namespace {
 
-/// `ratio` of `size` as an index below `size`. Infinity and not-a-number give 0, as the processor converts
-/// them.
+/// `ratio` of `size` as an index below `size`; not-a-number is 0.
 int IndexAt(float ratio, int size) noexcept {
-  int const index = TruncateToInt(static_cast<float>(size) * ratio);
-  return std::max(std::min(index, size - 1), 0);
+  float const at = static_cast<float>(size) * ratio;
+  if (!(at > 0)) return 0;
+  if (at >= static_cast<float>(size)) return size - 1;
+  return std::min(static_cast<int>(at), size - 1);
 }
 
 /// Copies `count` bytes of indices that start `shift` pixels into the first byte. A byte behind `source`,
@@ -40,12 +40,14 @@ void Repeat(uint8_t* row, size_t size, size_t count) noexcept {
   for (size_t done = size; done < total; done *= 2) memcpy(row + done, row, std::min(done, total - done));
 }
 
+/// The rows to work on: none where they have no pixels, though an image may have 2^31 of such rows.
+int RowsOf(Image2d const& image) noexcept { return image.bits && image.width > 0 ? image.height : 0; }
+
 /// Fills every row with one pixel; the padding stays as it is.
 void FillPixels(Image2d& image, uint8_t const* pixel) noexcept {
   size_t const size = image.bytesPerPixel;
-  size_t const count = static_cast<size_t>(std::max(image.width, 0));
-  if (count == 0) return;
-  for (int y = 0; y < image.height; ++y) {
+  size_t const count = static_cast<size_t>(image.width);
+  for (int y = 0; y < RowsOf(image); ++y) {
     uint8_t* const row = image.GetLine(y);
     memcpy(row, pixel, size);
     Repeat(row, size, count);
@@ -54,7 +56,8 @@ void FillPixels(Image2d& image, uint8_t const* pixel) noexcept {
 
 /// Fills the rows, padding included.
 void FillRows(Image2d& image, int value) noexcept {
-  for (int y = 0; y < image.height; ++y) memset(image.GetLine(y), value, static_cast<size_t>(image.stride));
+  size_t const size = static_cast<size_t>(std::max(image.stride, 0));
+  for (int y = 0; y < RowsOf(image); ++y) memset(image.GetLine(y), value, size);
 }
 
 }  // namespace
@@ -87,15 +90,15 @@ HRESULT Image2d::ClearColor(unsigned color) noexcept {
 HRESULT Image2d::ClearColor(point4df const&) noexcept { return E_NOTIMPL; }
 
 HRESULT Image2d::FlipH() noexcept {
-  if (!bits || width < 2) return S_OK;
-  for (int y = 0; y < height; ++y) img::MirrorRow(GetLine(y), static_cast<size_t>(width), bytesPerPixel);
+  for (int y = 0; y < RowsOf(*this); ++y)
+    img::MirrorRow(GetLine(y), static_cast<size_t>(width), bytesPerPixel);
   return S_OK;
 }
 
 HRESULT Image2d::FlipV() noexcept {
   if (!bits) return YK_E_EMPTY;
   size_t const size = static_cast<size_t>(std::max(width, 0)) * bytesPerPixel;
-  for (int y = 0; y < height / 2; ++y) img::SwapBytes(GetLine(y), GetLine(height - 1 - y), size);
+  for (int y = 0; y < RowsOf(*this) / 2; ++y) img::SwapBytes(GetLine(y), GetLine(height - 1 - y), size);
   return S_OK;
 }
 
@@ -115,7 +118,7 @@ HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result
     return created;
   }
 
-  if (img::GetFacts(format).paletteEntries) {
+  if (img::GetFacts(format).paletteEntries && palette) {
     memcpy(target.palette, palette, std::min(paletteCount, target.paletteCount) * sizeof(IMG_PALENTRY));
   }
   if (bitsPerPixel < 8) {
@@ -134,7 +137,7 @@ HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result
 
 HRESULT Image2d::PremultiplyAlpha() noexcept {
   if (format != IMG_BGRA32) return YK_E_FORMAT;
-  for (int y = 0; y < height && bits; ++y) img::PremultiplyRow(GetLine(y), static_cast<size_t>(width));
+  for (int y = 0; y < RowsOf(*this); ++y) img::PremultiplyRow(GetLine(y), static_cast<size_t>(width));
   return S_OK;
 }
 

@@ -21,7 +21,7 @@ constexpr IMG_FORMAT FloatFormat(size_t channels) noexcept {
 }
 
 HRESULT CopyPixels(Image2d& source, Image2d& target) noexcept {
-  size_t const size = static_cast<size_t>(std::min(source.stride, target.stride));
+  size_t const size = static_cast<size_t>(std::max(std::min(source.stride, target.stride), 0));
   for (int y = 0; y < source.height; ++y) {
     if (source.format == target.format) {
       memmove(target.GetLine(y), source.GetLine(y), size);
@@ -79,6 +79,7 @@ class Resampler {
 
  private:
   /// One block of floats: source row, sums, weights, products. The rows have one float to spare (see AddRow).
+  /// Widths have 31 bits: no size overflows.
   bool Allocate() noexcept {
     size_t const overlaps = sourceWidth + targetWidth;
     size_t const sourceSize = sourceWidth * channels + 1;
@@ -171,10 +172,12 @@ class Resampler {
 
 HRESULT Image2d::RescaleTo(Image2d* target) noexcept {
   if (!target) return YK_E_EMPTY;
-  bool const pixels = bits && target->bits;
   bool const sameSize = width == target->width && height == target->height;
-  if (sameSize && (width == 0 || height == 0)) return S_OK;
-  if (!pixels || width < 1 || height < 1 || target->width < 1 || target->height < 1) return YK_E_EMPTY;
+  bool const nothingToWrite = target->width < 1 || target->height < 1;
+  if (sameSize && nothingToWrite) return S_OK;
+  if (!bits || !target->bits) return YK_E_EMPTY;
+  if (nothingToWrite) return S_OK;
+  if (width < 1 || height < 1) return YK_E_EMPTY;
   if (sameSize) return CopyPixels(*this, *target);
   bool const half = width == int64_t{2} * target->width && height == int64_t{2} * target->height;
   if (half && format == target->format && (format == IMG_BGR24 || format == IMG_GRAY8)) {
@@ -185,14 +188,13 @@ HRESULT Image2d::RescaleTo(Image2d* target) noexcept {
 
 HRESULT Image2d::Rescale(int newWidth, int newHeight, IMG_FORMAT newFormat, Image2d** result) noexcept {
   if (!result) return E_INVALIDARG;
-  *result = Create();
-  if (!*result) return E_OUTOFMEMORY;
-  HRESULT const created = (*result)->Create(newFormat, newWidth, newHeight);
-  if (Failed(created)) {
-    (*result)->Release();  // `*result` keeps the dead pointer, on purpose: callers look at the code
-    return created;
-  }
-  return RescaleTo(*result);
+  Image2d* const target = *result = Create();
+  if (!target) return E_OUTOFMEMORY;
+  HRESULT code = target->Create(newFormat, newWidth, newHeight);
+  if (Succeeded(code)) code = RescaleTo(target);
+  if (Failed(code))
+    target->Release();  // `*result` keeps the dead pointer, on purpose: callers look at the code
+  return code;
 }
 
 }  // namespace yk

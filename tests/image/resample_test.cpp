@@ -85,13 +85,11 @@ TEST(RescaleTo, HalvesByTheBox) {
   for (IMG_FORMAT format : {IMG_GRAY8, IMG_BGR24}) {
     ImageRef const source = Noise(format, 282, 4), target = NewImage(format, 141, 2);
     ASSERT_EQ(source->RescaleTo(target.get()), S_OK);
-    int const n = source->bytesPerPixel;
-    for (int y = 0; y < 2; ++y) {
-      for (int i = 0; i < 141 * n; ++i) {
-        unsigned char const* const upper = source->GetLineEx(2 * y, i / n * 2) + i % n;
-        unsigned char const* const lower = source->GetLineEx(2 * y + 1, i / n * 2) + i % n;
-        ASSERT_EQ(target->GetLine(y)[i], (upper[0] + upper[n] + lower[0] + lower[n]) >> 2) << i;
-      }
+    int const n = source->bytesPerPixel, up = source->stride;
+    for (int i = 0; i < 2 * 141 * n; ++i) {
+      int const x = i / n % 141, y = i / n / 141;
+      unsigned char const* const p = source->GetLineEx(2 * y + 1, 2 * x) + i % n;
+      ASSERT_EQ(target->GetLineEx(y, x)[i % n], (p[0] + p[n] + p[up] + p[up + n]) >> 2) << i;
     }
   }
   Compare(IMG_BGRA32, IMG_BGRA32, 8, 4, 4, 2);
@@ -109,12 +107,14 @@ TEST(RescaleTo, LeavesRowsThatItCannotConvert) {
 }
 
 TEST(Rescale, MakesANewImage) {
-  ImageRef const source = NewImage(IMG_GRAY8, 4, 1);
+  ImageRef const source = NewImage(IMG_GRAY8, 4, 1), empty = ImageRef::Adopt(Image2d::Create());
   SetRow(*source, 0, {10, 20, 30, 40});
   Image2d* result = nullptr;
   ASSERT_EQ(source->Rescale(2, 1, IMG_GRAY8, &result), S_OK);
   EXPECT_EQ(Bytes(result->GetLine(0), result->GetLine(0) + 2), (Bytes{15, 35}));
   result->Release();
+  // what has failed is released: nobody does that
   EXPECT_EQ(source->Rescale(3, 3, static_cast<IMG_FORMAT>(5), &result), E_INVALIDARG);
   EXPECT_EQ(source->Rescale(0, 3, IMG_BGR24, &result), E_FAIL);
+  EXPECT_EQ(empty->Rescale(8, 8, IMG_GRAYF, &result), YK_E_EMPTY);
 }

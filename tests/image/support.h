@@ -32,7 +32,14 @@ inline void SetRow(yk::Image2d& image, int y, Bytes const& row) {
 }
 
 /// Fills with noise; float formats with numbers between -0.5 and 1.5.
-void Randomize(yk::IMG_FORMAT format, unsigned char* at, size_t size, std::mt19937& random);
+inline void Randomize(yk::IMG_FORMAT format, unsigned char* at, size_t size, std::mt19937& random) {
+  for (size_t i = 0; i < size; ++i) at[i] = static_cast<unsigned char>(random() >> 8);
+  bool const isFloat = format >= yk::IMG_GRAYF && format <= yk::IMG_BGRAF;
+  for (size_t i = 0; isFloat && i + 4 <= size; i += 4) {
+    float const value = static_cast<float>(random() % 20001) / 10000.0f - 0.5f;
+    memcpy(at + i, &value, 4);
+  }
+}
 
 /// A new image of noise, the same for the same seed.
 inline ImageRef Noise(yk::IMG_FORMAT format, int width, int height, unsigned seed = 1) {

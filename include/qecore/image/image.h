@@ -15,10 +15,10 @@
 //                  24 PremultiplyAlpha             25 IsGrayScalePalette     26 IsGrayScaleContent
 //                  27 Save(path)
 //
-//   offset  0       8      16     24        32           40            (Image2d is packed to 2 bytes)
-//           +-------+------+------+---------+------------+
-//           | table | refs | name | drivers | properties |
-//           +-------+------+------+---------+------------+
+//   offset  0       8      12         16     24        32           40      (Image2d is packed to 2 bytes)
+//           +-------+------+----------+------+---------+------------+
+//           | table | refs | (inside) | name | drivers | properties |
+//           +-------+------+----------+------+---------+------------+
 //           40       48     56        64       68      72       76       80
 //           +--------+------+---------+--------+-------+--------+--------+
 //           | handle | bits | palette | format | width | height | stride |
@@ -80,6 +80,11 @@ class AbstractImage : public qe_Streamable {
   virtual HRESULT Free() noexcept = 0;
   using Unknown::Free;
 
+ private:
+  friend class Image2d;
+  uint32_t lostPalette = 0;  // marks the palette that went with its pixels, for IsGrayScalePalette
+
+ public:
   String name;         ///< for callers; the library sets it nowhere
   drvDataPtr drivers;  ///< what drawing back-ends keep for this image
 
@@ -121,8 +126,8 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   HRESULT ClearColor(unsigned color) noexcept override;
   HRESULT ClearColor(point4df const& color) noexcept override;  ///< E_NOTIMPL, changes nothing
 
-  /// Gives up the pixels; the image is empty then. S_FALSE: it was. Keeps `flags`, and the numbers of a
-  /// palette that is gone.
+  /// Gives up the pixels; the image is empty then. S_FALSE: it was. Keeps `flags`, and the address and the
+  /// count of a palette that is gone.
   HRESULT Free() noexcept override;
   using AbstractImage::Free;
 
@@ -130,8 +135,9 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   /// (the formats GRAY8, BGR24 and BGRA32 without IMG_HEAP_MEMORY) of as many rows; elsewhere it is refused. S_OK.
   /// E_INVALIDARG: no such format; the image is as before, but for `bitsPerPixel`, which is 0.
   /// E_OUTOFMEMORY (global memory), E_FAIL (bitmap or heap): there is none, or the size is negative, or the
-  /// bytes do not fit 31 bits; the old pixels are gone and GetLine answers null. E_FAIL too, with the
-  /// system's memory, for a size of no bytes. After E_FAIL the fields have the size asked for.
+  /// bytes do not fit 31 bits; the old pixels are gone and GetLine returns null. E_FAIL too, with the
+  /// system's memory, for a size of no bytes; the heap has such images, and they may have 2^31 rows. After
+  /// either, `stride` and the `paletteCount` of a palette format are set; after E_FAIL also the size asked for.
   virtual HRESULT Create(IMG_FORMAT format, int width, int height) noexcept;
 
   /// The start of row `y`, counted from the top; null when there is no such row.
@@ -146,13 +152,14 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   virtual HRESULT FlipV() noexcept;
 
   /// A new image of this size and format, with this one resampled into it. Failure: what Create or RescaleTo
-  /// answers. After a failed Create `*result` is a dead pointer: look at the code, not at the pointer.
+  /// returns; the new image is released then, and `*result` a dead pointer: look at the code, not at the pointer.
   virtual HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result) noexcept;
   /// A new image with the columns `left` to `right` - 1 and the rows `top` to `bottom` - 1. E_INVALIDARG: not
-  /// inside the image, and `*result` is untouched. After a failed Create `*result` is a dead pointer.
+  /// inside the image; YK_E_EMPTY: no pixels. Then `*result` is untouched. After a failed Create, whose code
+  /// is returned, it is a dead pointer.
   virtual HRESULT Crop(int left, int top, int right, int bottom, Image2d** result) noexcept;
-  /// Averages this image, by area, into the pixels that `target` has. YK_E_EMPTY without a target. S_OK else;
-  /// rows that cannot be converted stay as they were: sources are GRAY8, PAL8, BGR24, BGRA32, BGR48, BGRA64,
+  /// Averages this image, by area, into the pixels that `target` has. YK_E_EMPTY without a target, without
+  /// pixels to take from or a `target` that has never got any. E_OUTOFMEMORY: no rows of floats. S_OK else; rows that cannot be converted stay as they were: sources are GRAY8, PAL8, BGR24, BGRA32, BGR48, BGRA64,
   /// GRAYF, BGRF, BGRAF, targets GRAY8, BGR24, BGRA32, GRAYF, BGRF, BGRAF, and any pair at equal size that
   /// ConvertPixels knows.
   virtual HRESULT RescaleTo(Image2d* target) noexcept;
@@ -164,20 +171,22 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   /// Multiplies blue, green and red by alpha / 255, cutting. YK_E_FORMAT: not BGRA32.
   virtual HRESULT PremultiplyAlpha() noexcept;
 
-  /// True when every palette entry i is the grey i. False for black and white, on purpose, and without a
-  /// palette.
+  /// True when every entry i of `palette` is the grey i, whatever the format. False for black and white, on
+  /// purpose, without a palette, and when `palette` is still the one that went with pixels freed since.
   virtual bool IsGrayScalePalette() noexcept;
   /// The number of grey levels in a BGR24 image that has no colour; 0 for any other image.
   virtual int IsGrayScaleContent() noexcept;
 
-  /// Writes the image through the filter for "jpeg", "jpg" or "png", whichever ends the path, in lower case.
-  /// E_FAIL: another extension, or the file cannot be written; else what the registry or the filter answers.
+  /// Writes the image through the filter for "jpeg", "jpg" or "png", whichever ends the path, in lower case. The
+  /// file is replaced whole: after any failure an older one is as it was. E_FAIL: another extension, or the file
+  /// cannot be written; E_NOINTERFACE: a class of that identifier is registered for something else; else what the
+  /// registry or the filter returns.
   virtual HRESULT Save(wchar_t const* path) noexcept;
   using AbstractImage::Save;
 
   void* handle = nullptr;           ///< what owns the pixels: a bitmap, global memory, null for the heap
   unsigned char* bits = nullptr;    ///< the bottom row; null when empty
-  IMG_PALENTRY* palette = nullptr;  ///< of a palette format; means nothing in any other
+  IMG_PALENTRY* palette = nullptr;  ///< of a palette format; may dangle in any other (see Free)
   IMG_FORMAT format = IMG_NONE;
   int32_t width = 0;   ///< pixels
   int32_t height = 0;  ///< rows, never negative
