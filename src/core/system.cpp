@@ -14,6 +14,7 @@
 #include "image/convert_p.h"
 #include "module_p.h"
 #include "registry_lock_p.h"
+#include "registry_p.h"
 
 namespace yk {
 
@@ -351,6 +352,11 @@ HRESULT CreateInterface(Guid const& classId, void** out) noexcept {
   if (theSystem) return theSystem->CreateInterface(classId, out);
   if (out) *out = nullptr;
   return E_FAIL;  // the caller's fault: there is no System
+}
+
+ClassInfo const* FindClass(Guid const& classId) noexcept {
+  ClassInfo* info = nullptr;
+  return theSystem && Succeeded(theSystem->FindClass(classId, &info)) ? info : nullptr;
 }
 
 HRESULT RegisterInterface(ClassInfo* info) noexcept {

@@ -4,7 +4,10 @@
 #include <qecore/image/image.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/io/file_type.h>
+#include <qecore/io/save_file.h>
 #include <wchar.h>
+
+#include "core/registry_p.h"
 
 namespace yk {
 
@@ -31,14 +34,14 @@ Guid const* FilterForPath(wchar_t const* path) noexcept {
   return nullptr;
 }
 
-/// A filter of the class `id`. E_NOINTERFACE for a class that is no image filter.
+/// A filter of the class `id`. What it makes is taken at its word, unless the class is registered for another
+/// interface: E_NOINTERFACE then, since calling its slots as a filter's would end anywhere.
 HRESULT CreateFilter(Guid const& id, Ref<ykFlt2d>& filter) noexcept {
-  Ref<Unknown> object;
-  HRESULT const result = CreateInterface(id, object.ReceiveVoid());
-  if (Failed(result)) return result;
-  if (!object || !object->IsTypeOf(ykFlt2d::Id())) return E_NOINTERFACE;
-  filter = Ref<ykFlt2d>::Adopt(static_cast<ykFlt2d*>(object.Detach()));
-  return result;
+  ClassInfo const* const info = FindClass(id);
+  bool const forAnother = info && !(info->interfaceId == ykFlt2d::Id()) && !(info->interfaceId == Guid{});
+  if (forAnother) return E_NOINTERFACE;
+  HRESULT const result = CreateInterface(id, filter.ReceiveVoid());
+  return Succeeded(result) && !filter ? E_FAIL : result;
 }
 
 }  // namespace
@@ -58,11 +61,13 @@ AbstractImage* AbstractImage::Load(wchar_t const* path) noexcept {
 HRESULT Image2d::Save(wchar_t const* path) noexcept {
   Guid const* const id = FilterForPath(path);
   if (!id) return E_FAIL;
-  Ref<Stream> stream;
-  if (Failed(FileStream::Create(path, FileStream::CREATE, stream.Receive()))) return E_FAIL;
+  SaveFile file;
+  if (Failed(file.Open(path))) return E_FAIL;
   Ref<ykFlt2d> filter;
-  HRESULT const result = CreateFilter(*id, filter);
-  return Succeeded(result) ? filter->Write(stream.get(), this, 0) : result;
+  HRESULT result = CreateFilter(*id, filter);
+  if (Succeeded(result)) result = filter->Write(file.GetStream(), this, 0);
+  if (Failed(result)) return result;
+  return Succeeded(file.Commit()) ? result : E_FAIL;  // the old file is replaced only now
 }
 
 }  // namespace yk

@@ -1,0 +1,74 @@
+// What the library does around a filter; real ones are tested with their plug-in.
+#include <gtest/gtest.h>
+#include <qecore/core/filter.h>
+#include <qecore/core/registry.h>
+#include <qecore/io/file_stream.h>
+
+#include "support.h"
+#include "support/temp_folder.h"
+
+using namespace yk;
+
+namespace {
+
+/// A filter that says nothing of itself; it may keep a file open that it is not asked to.
+class Scribe final : public Destroys<Scribe, ykFlt2d> {
+ public:
+  static inline HRESULT result;
+  static inline String held;
+  static inline Ref<Stream> holder;
+
+  bool IsTypeOf(Guid const&) noexcept override { return false; }
+  HRESULT Read(Stream*, AbstractImage** image, unsigned) noexcept override {
+    return *image = Image2d::Create(), HRESULT{S_OK};
+  }
+  HRESULT Write(Stream* stream, AbstractImage*, unsigned) noexcept override {
+    if (!held.IsEmpty()) FileStream::Create(held, FileStream::READ, holder.Receive());
+    stream->Write("new", 3);
+    return result;
+  }
+};
+
+void Register(Guid const& id, Guid const& interfaceId, ClassFactory create) {
+  ClassInfo info;
+  info.classId = id, info.interfaceId = interfaceId, info.create = create;
+  EXPECT_EQ(RegisterInterface(&info), S_OK);
+}
+
+HRESULT MakeScribe(ClassInfo const*, void** out) noexcept { return *out = new Scribe, HRESULT{S_OK}; }
+
+}  // namespace
+
+TEST(SaveAndLoad, RefuseWhatHasNoFilter) {
+  TempFolder const folder;
+  Register(ids::FILE_JPEG, ids::ABSTRACT_IMAGE, [](ClassInfo const*, void**) -> HRESULT { abort(); });
+  std::pair<wchar_t const*, HRESULT> const rows[] = {
+      {L"a.PNG", E_FAIL},         {L"a", E_FAIL},       {L"a.", E_FAIL},          {L"a.png.bak", E_FAIL},
+      {L"a.jpe", E_FAIL},         {L"a.jpegx", E_FAIL}, {L"none\\a.png", E_FAIL}, {L"a.jpg", E_NOINTERFACE},
+      {L"b.c.png", YK_E_NOTFOUND}};
+  ImageRef const image = NewImage(IMG_GRAY8, 1, 1);
+  for (auto const& [name, result] : rows) EXPECT_EQ(image->Save(folder.Path(name).c_str()), result) << name;
+  folder.Write(L"c.png", "\x89PNG\r\n\x1A\n with no filter to read it");
+  folder.Write(L"d.jpg", "\xFF\xD8\xFF\xE0 and a class that is no filter");
+  for (auto name : {L"c.png", L"d.jpg", L"none.png"})
+    EXPECT_FALSE(AbstractImage::Load(folder.Path(name).c_str()));
+}
+
+TEST(SaveAndLoad, TakeAnyFilterAndReplaceTheFileWhole) {
+  TempFolder const folder;
+  Register(ids::FILE_PNG, {}, MakeScribe);
+  std::wstring const path = folder.Path(L"a.png");
+  std::tuple<HRESULT, bool, HRESULT, char const*> const rows[] = {{YK_E_FORMAT, false, YK_E_FORMAT, "old"},
+                                                                  {S_OK, true, E_FAIL, "old"},
+                                                                  {S_FALSE, false, S_FALSE, "new"}};
+  for (auto const& [written, held, result, file] : rows) {
+    folder.Write(L"a.png", "old");
+    Scribe::result = written, Scribe::held = held ? path.c_str() : L"";
+    EXPECT_EQ(NewImage(IMG_GRAY8, 1, 1)->Save(path.c_str()), result);
+    Scribe::holder.Reset();
+    EXPECT_EQ(folder.Read(L"a.png"), file);
+  }
+  Scribe::held.Empty();
+  folder.Write(L"a.png", "\x89PNG\r\n\x1A\n");
+  EXPECT_TRUE(ImageRef::Adopt(static_cast<Image2d*>(AbstractImage::Load(path.c_str()))));
+}
