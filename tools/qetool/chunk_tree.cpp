@@ -14,6 +14,9 @@ using namespace yk;
 
 namespace {
 
+// Deeper than any object of the library, and no deeper than the stack takes.
+constexpr int DEEPEST = 1024;
+
 // As much plain data as the library itself puts before chunks in one payload.
 constexpr size_t LONGEST_PREFIX = 16;
 
@@ -94,7 +97,7 @@ class Parser {
     node.tag = header.tag;
     node.offset = OffsetOf(whole);
     node.payload = node.plain = whole.subspan(chunk::HEADER_SIZE);
-    if (depth == chunk::MAX_DEPTH) {
+    if (depth == DEEPEST) {
       if (AreChunks(node.payload)) Note(Format("chunks at offset %zu nest too deep", node.offset));
       return node;
     }
@@ -143,7 +146,7 @@ constexpr TagName TAG_NAMES[] = {
     {chunk::BODY, "body", true},
     {chunk::FIRST_OCCURRENCE, "first occurrence", false},
     {1000, "map entry", false},
-    {0x1000, "plug-ins", false},
+    {PLUGIN_LIST, "plug-ins", false},
     {0x1001, "plug-in", false},
     {274, "file name", false},
     {0x1003, "file time", false},

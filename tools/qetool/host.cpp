@@ -1,13 +1,16 @@
 #include "host.h"
 
+#include <qecore/io/deserializer.h>
 #include <qecore/io/file.h>
 #include <qecore/io/file_find.h>
+#include <qecore/io/file_stream.h>
 #include <qecore/values/array.h>
 #include <qecore/values/map.h>
 #include <windows.h>
 
 #include <algorithm>
 
+#include "chunk_tree.h"
 #include "text.h"
 
 namespace qetool {
@@ -33,6 +36,22 @@ String DefaultCache(String const& folder) {
   String cache;
   cache.printf(L"%sqetool-%016I64x.cache", file::GetTempFolder(std::size(temp), temp) ? temp : L"", hash);
   return cache;
+}
+
+bool IsCache(Stream& file) {
+  Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
+  if (!reader || Failed(reader->Open(&file, 0))) return false;
+  return reader->IsInChunk() && reader->BeginChunk() == PLUGIN_LIST;
+}
+
+// A scan replaces the cache: a file that was named by mistake would be lost. An empty one holds nothing to lose.
+void CheckCache(std::string const& path) {
+  Ref<Stream> file;
+  HRESULT const result = FileStream::Create(ToWide(path), FileStream::READ, file.Receive());
+  if (result == YK_E_NOTFOUND) return;
+  std::string const doing = "cannot keep the cache in " + path + ": ";
+  if (Failed(result)) throw Failure{doing + Reason(result)};
+  if (file->GetSize() && !IsCache(*file)) throw Failure{doing + "there is a file that is no plug-in cache"};
 }
 
 std::string TextOf(Map* map, unsigned key) {
@@ -70,6 +89,7 @@ void Host::Start(std::string const& folder) {
   if (!file::IsFolder(path.c_str()))
     throw Failure{"cannot look for plug-ins in " + ToUtf8(path) + ": no such folder"};
   pluginFolder = ToUtf8(path);
+  if (!cacheFile.empty()) CheckCache(cacheFile);
   system->ScanModules(path, cacheFile.empty() ? DefaultCache(path) : ToWide(cacheFile));
 }
 

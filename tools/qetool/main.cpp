@@ -83,8 +83,11 @@ int Run() {
 int main() {
   UINT const codePage = GetConsoleOutputCP();
   SetConsoleOutputCP(CP_UTF8);
-  int const result = Run();
-  fflush(stdout);
+  int result = Run();
+  if (fflush(stdout) != 0 || ferror(stdout)) {  // a full disk, say
+    Report("cannot write to the output");
+    result = 1;
+  }
   SetConsoleOutputCP(codePage);
   return result;
 }

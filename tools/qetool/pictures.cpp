@@ -3,9 +3,9 @@
 #include <qecore/core/filter.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/io/file_type.h>
-#include <windows.h>
 
 #include "image_edit.h"
+#include "output.h"
 #include "text.h"
 
 namespace qetool {
@@ -48,9 +48,14 @@ HRESULT Write(ykFlt2d& filter, Stream& stream, Image2d& image, unsigned options)
   HRESULT result = filter.Write(&stream, &image, options);
   if (result != YK_E_FORMAT || image.format == PlainFormat(image)) return result;
   Ref<Image2d> plain = Ref<Image2d>::Share(&image);
-  ChangeFormat(plain, PlainFormat(image));
-  stream.SetSize(0);
-  return filter.Write(&stream, plain.get(), options);
+  try {
+    ChangeFormat(plain, PlainFormat(image));
+  } catch (Failure const&) {  // no way there: what the filter said stands
+    return result;
+  }
+  result = stream.Seek(0, Stream::FROM_START);
+  if (Succeeded(result)) result = stream.SetSize(0);
+  return Failed(result) ? result : filter.Write(&stream, plain.get(), options);
 }
 
 }  // namespace
@@ -95,23 +100,8 @@ Guid FilterFor(Host const& host, std::string const& path) {
 }
 
 void SavePicture(Guid const& filterClass, Image2d& image, std::string const& path, unsigned options) {
-  std::string const doing = "cannot write " + path;
-  Ref<ykFlt2d> const filter = CreateFilter(filterClass, doing);
-  String const finished = ToWide(path), unfinished = ToWide(path + ".part");
-  Ref<Stream> stream;
-  HRESULT result = FileStream::Create(unfinished, FileStream::CREATE, stream.Receive());
-  if (Failed(result)) throw Failure{doing + ": " + Reason(result)};
-  try {
-    result = Write(*filter, *stream, image, options);
-  } catch (Failure const&) {  // no way to the plain format: what the filter said stands
-    result = YK_E_FORMAT;
-  }
-  stream.Reset();
-  bool const moved =
-      Succeeded(result) && MoveFileExW(unfinished.c_str(), finished.c_str(), MOVEFILE_REPLACE_EXISTING);
-  if (moved) return;
-  DeleteFileW(unfinished.c_str());
-  throw Failure{doing + ": " + (Failed(result) ? Reason(result) : "the file there cannot be replaced")};
+  Ref<ykFlt2d> const filter = CreateFilter(filterClass, "cannot write " + path);
+  WriteWhole(path, [&](Stream& stream) { return Write(*filter, stream, image, options); });
 }
 
 }  // namespace qetool

@@ -13,6 +13,7 @@
 #include <new>
 
 #include "commands.h"
+#include "output.h"
 #include "text.h"
 
 namespace qetool {
@@ -31,13 +32,6 @@ struct Options {
 bool HasPairs(unsigned char const* utf8, unsigned size) {
   auto const isHalf = [](unsigned char a, unsigned char b) { return a == 0xED && b >= 0xA0; };
   return std::adjacent_find(utf8, utf8 + size, isHalf) != utf8 + size;
-}
-
-void WriteFile(std::string const& path, void const* bytes, unsigned size) {
-  Ref<Stream> stream;
-  HRESULT result = FileStream::Create(ToWide(path), FileStream::CREATE, stream.Receive());
-  if (Succeeded(result)) result = stream->Write(bytes, size);
-  if (Failed(result)) throw Failure{"cannot write " + path + ": " + Reason(result)};
 }
 
 void WriteToOutput(void const* bytes, unsigned size) {
@@ -91,14 +85,17 @@ void XmlDocument::Save(std::string const& path, unsigned flags) {
   Ref<Stream> stream;
   HRESULT result = MemStream::Create(stream.Receive());
   if (Succeeded(result)) result = helper->Save(root, stream.get(), flags);
-  if (Failed(result)) throw std::bad_alloc();
+  if (Succeeded(result))
+    result = stream->GetState();  // Save itself does not tell of bytes that found no place
+  if (Failed(result))
+    throw Failure{"cannot write " + (path.empty() ? "the document" : path) + ": " + Reason(result)};
   unsigned const size = stream->GetSize();
   void* bytes = nullptr;
   static_cast<MemStream*>(stream.get())->GetBuffer(&bytes);
   if (path.empty()) {
     WriteToOutput(bytes, size);
   } else {
-    WriteFile(path, bytes, size);
+    WriteWhole(path, [&](Stream& file) { return file.Write(bytes, size); });
   }
   if (!(flags & XML_UTF16) && HasPairs(static_cast<unsigned char*>(bytes), size)) {
     Report("there are characters beyond U+FFFF, which most programs read only from UTF-16: use --utf16");
