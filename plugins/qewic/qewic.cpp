@@ -1,6 +1,7 @@
 // qewic.qem: the image filters over the Windows Imaging Component. One class per file format, all made of one
 // filter and one row of a table.
 #include <qecore/core/module.h>
+#include <qecore/core/ref.h>
 
 #include <algorithm>
 #include <iterator>
@@ -82,6 +83,9 @@ class Filter final : public Destroys<Filter, ykFlt2d> {
     if (!stream || !image) return E_INVALIDARG;
     if (format.hasQuality && options > 100) return E_INVALIDARG;
     if (!image->IsTypeOf(ids::IMAGE_2D)) return YK_E_FORMAT;
+    // A stream may be anybody's, and drop what others hold while it is written to.
+    Ref<Stream> const heldStream = Ref<Stream>::Share(stream);
+    Ref<AbstractImage> const heldImage = Ref<AbstractImage>::Share(image);
     Image2d& raster = *static_cast<Image2d*>(image);
     if (!raster.bits || raster.width < 1 || raster.height < 1) return YK_E_EMPTY;
     if (format.hasQuality && options) return WriteJpeg(stream, raster, options);

@@ -32,7 +32,7 @@ class Reader {
   HRESULT Open(GUID const& container, Stream* stream) noexcept;
   HRESULT ChooseLayout() noexcept;
   HRESULT Decode(Ref<Image2d>& image) noexcept;
-  bool SourceHasFailed() const noexcept { return adapter && adapter->HasFailed(); }
+  HRESULT StreamFailure() const noexcept { return adapter ? adapter->Failure() : S_OK; }
 
  private:
   HRESULT Convert(GUID const& target) noexcept;
@@ -155,7 +155,7 @@ HRESULT Reader::Decode(Ref<Image2d>& image) noexcept {
   UINT const stride = static_cast<UINT>(image->stride);
   result = source->CopyPixels(nullptr, stride, stride * height, image->bits);
   if (FAILED(result)) return result;
-  if (SourceHasFailed()) return E_FAIL;  // whatever the codec made of it
+  if (FAILED(StreamFailure())) return StreamFailure();  // whatever the codec made of it
   TurnOver(*image);
   if (layout->work & (Layout::SWAP_RED_BLUE | Layout::WIDEN)) Rework(*image, *layout);
   return img::GetFacts(layout->image).paletteEntries ? FillPalette(*image) : S_OK;
@@ -175,7 +175,7 @@ HRESULT ReadPicture(GUID const& container, Stream* stream, AbstractImage** out) 
   HRESULT result = reader.Open(container, stream);
   if (SUCCEEDED(result)) result = reader.ChooseLayout();
   if (SUCCEEDED(result)) result = reader.Decode(image);
-  if (FAILED(result)) return reader.SourceHasFailed() ? E_FAIL : Explain(result);
+  if (FAILED(result)) return FAILED(reader.StreamFailure()) ? reader.StreamFailure() : Explain(result);
   *out = image.Detach();
   return S_OK;
 }

@@ -23,7 +23,12 @@ yk::Ref<StreamAdapter> StreamAdapter::Create(yk::Stream* stream) noexcept {
   return yk::Ref<StreamAdapter>::Adopt(new (std::nothrow) StreamAdapter(stream));
 }
 
-HRESULT StreamAdapter::MoveToEnd() noexcept { return Place(extent) ? S_OK : E_FAIL; }
+HRESULT StreamAdapter::WriteFailure() noexcept {
+  Note(stream->GetState());
+  return failure;
+}
+
+HRESULT StreamAdapter::MoveToEnd() noexcept { return Place(extent) ? S_OK : failure; }
 
 HRESULT StreamAdapter::QueryInterface(IID const& id, void** out) noexcept {
   if (!out) return E_POINTER;
@@ -49,9 +54,10 @@ HRESULT StreamAdapter::Read(void* buffer, ULONG size, ULONG* done) noexcept {
   unsigned const wanted = static_cast<unsigned>(std::min<uint64_t>(size, left));
   unsigned got = 0;
   if (wanted) {
-    if (!Place(position) || yk::Failed(stream->Read(buffer, wanted, &got))) return Fail(STG_E_READFAULT);
+    if (!Place(position)) return STG_E_READFAULT;
+    HRESULT const result = stream->Read(buffer, wanted, &got);
+    if (!Note(result, got == wanted)) return STG_E_READFAULT;
     placed = position += got;
-    if (got != wanted) return Fail(STG_E_READFAULT);
   }
   if (done) *done = got;
   return got == size ? S_OK : S_FALSE;
@@ -59,8 +65,11 @@ HRESULT StreamAdapter::Read(void* buffer, ULONG size, ULONG* done) noexcept {
 
 HRESULT StreamAdapter::Write(void const* buffer, ULONG size, ULONG* done) noexcept {
   if (done) *done = 0;
-  if (base + position + size > FARTHEST) return Fail(STG_E_MEDIUMFULL);
-  if (!FillGap() || !Place(position) || !Append(buffer, size)) return Fail(STG_E_WRITEFAULT);
+  if (base + position + size > FARTHEST) {
+    Note(STG_E_MEDIUMFULL);
+    return STG_E_MEDIUMFULL;
+  }
+  if (!FillGap() || !Place(position) || !Append(buffer, size)) return STG_E_WRITEFAULT;
   position = placed;
   if (done) *done = size;
   return S_OK;
@@ -80,7 +89,7 @@ HRESULT StreamAdapter::Seek(LARGE_INTEGER offset, DWORD origin, ULARGE_INTEGER* 
 
 HRESULT StreamAdapter::SetSize(ULARGE_INTEGER size) noexcept {
   if (size.QuadPart > FARTHEST - std::min(base, FARTHEST)) return STG_E_MEDIUMFULL;
-  if (yk::Failed(stream->SetSize(static_cast<unsigned>(base + size.QuadPart)))) return Fail(STG_E_WRITEFAULT);
+  if (!Note(stream->SetSize(static_cast<unsigned>(base + size.QuadPart)))) return STG_E_WRITEFAULT;
   extent = size.QuadPart;
   placed = stream->GetPosition() - base;  // shrinking may have moved it
   return S_OK;
@@ -97,8 +106,8 @@ HRESULT StreamAdapter::Stat(STATSTG* status, DWORD) noexcept {
 // Makes the stream stand at our position `target`.
 bool StreamAdapter::Place(uint64_t target) noexcept {
   if (placed == target) return true;
-  if (base + target > FARTHEST) return false;
-  if (yk::Failed(stream->Seek(static_cast<long>(base + target), 0, nullptr))) return false;
+  if (base + target > FARTHEST) return Note(E_FAIL);
+  if (!Note(stream->Seek(static_cast<long>(base + target), 0, nullptr))) return false;
   placed = target;
   return true;
 }
@@ -106,7 +115,8 @@ bool StreamAdapter::Place(uint64_t target) noexcept {
 // Writes where the stream stands.
 bool StreamAdapter::Append(void const* data, unsigned size) noexcept {
   unsigned done = 0;
-  if (yk::Failed(stream->Write(data, size, &done)) || done != size) return false;
+  HRESULT const result = stream->Write(data, size, &done);
+  if (!Note(result, done == size)) return false;
   placed += size;
   extent = std::max(extent, placed);
   return true;
@@ -122,9 +132,11 @@ bool StreamAdapter::FillGap() noexcept {
   return true;
 }
 
-HRESULT StreamAdapter::Fail(HRESULT code) noexcept {
-  failed = true;
-  return code;
+// Keeps the first failure. False: this call failed, or has not done the whole of what it was asked for.
+bool StreamAdapter::Note(HRESULT result, bool whole) noexcept {
+  if (yk::Succeeded(result) && whole) return true;
+  if (yk::Succeeded(failure)) failure = yk::Failed(result) ? result : E_FAIL;
+  return false;
 }
 
 }  // namespace qewic

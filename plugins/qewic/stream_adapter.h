@@ -21,8 +21,12 @@ class StreamAdapter final : public IStream {
   /// Bytes from the adapter's position 0 to the end of the stream.
   uint64_t Extent() const noexcept { return extent; }
 
-  /// True once the stream has failed to read or write what it was asked for, whatever the codec made of it.
-  bool HasFailed() const noexcept { return failed; }
+  /// What the stream said when it first failed to do what it was asked for, whatever the codec made of it. S_OK:
+  /// it never did. A stream that does less than it says is E_FAIL.
+  HRESULT Failure() const noexcept { return failure; }
+
+  /// Likewise for what has been written, which a stream may refuse later: its state counts as well.
+  HRESULT WriteFailure() noexcept;
 
   /// Lets the stream stand behind the last byte, where what follows a written picture belongs.
   HRESULT MoveToEnd() noexcept;
@@ -62,7 +66,7 @@ class StreamAdapter final : public IStream {
   bool Place(uint64_t target) noexcept;
   bool Append(void const* data, unsigned size) noexcept;
   bool FillGap() noexcept;
-  HRESULT Fail(HRESULT code) noexcept;
+  bool Note(HRESULT result, bool whole = true) noexcept;
 
   LONG references = 1;
   yk::Ref<yk::Stream> stream;
@@ -70,7 +74,7 @@ class StreamAdapter final : public IStream {
   uint64_t extent = 0;    // our size
   uint64_t position = 0;  // ours; the stream is moved when it is next used
   uint64_t placed = 0;    // where the stream stands, from our 0
-  bool failed = false;
+  HRESULT failure = S_OK;
 };
 
 }  // namespace qewic

@@ -67,7 +67,8 @@ HRESULT WriteJpeg(Stream* stream, Image2d& image, unsigned quality) noexcept {
   Target target = {*stream, S_OK};
   int const made = stbi_write_jpg_to_func(WriteBytes, &target, image.width, image.height, channels,
                                           pixels.get(), static_cast<int>(quality));
-  return made || Failed(target.result) ? target.result : E_FAIL;
+  if (Failed(target.result)) return target.result;
+  return made ? stream->GetState() : E_FAIL;  // which tells of bytes that were refused later
 }
 
 }  // namespace qewic

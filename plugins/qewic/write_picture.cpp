@@ -2,6 +2,8 @@
 #include <qecore/io/mem_stream.h>
 #include <string.h>
 
+#include <algorithm>
+
 #include "codec.h"
 #include "com_p.h"
 #include "pixel_layouts.h"
@@ -19,6 +21,8 @@ class Writer {
   HRESULT Open(GUID const& container, Stream* stream) noexcept;
   HRESULT ChooseLayout(Image2d const& image) noexcept;
   HRESULT Encode(Image2d& image) noexcept;
+  /// Lets the codec go and tells what has become of it all; `result` is that of the steps so far.
+  HRESULT Finish(HRESULT result) noexcept;
 
   /// The pixels that are written.
   IMG_FORMAT Chosen() const noexcept { return layout->image; }
@@ -30,6 +34,11 @@ class Writer {
 
  private:
   HRESULT FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept;
+  bool NeedsPalette() const noexcept {
+    return img::GetFacts(layout->image).paletteEntries || layout->work & (Layout::RAMP | Layout::QUANTISE);
+  }
+  HRESULT MakePalette(Image2d const& image, Ref<IWICBitmapSource>& source,
+                      Ref<IWICPalette>& palette) noexcept;
   HRESULT FillPalette(Image2d const& image, IWICPalette& palette) noexcept;
   HRESULT Quantise(Ref<IWICBitmapSource>& source, IWICPalette& palette) noexcept;
 
@@ -38,6 +47,9 @@ class Writer {
   Ref<IWICBitmapEncoder> encoder;
   Ref<IWICBitmapFrameEncode> frame;
   Layout const* layout = nullptr;
+  // The image that the layout was chosen for.
+  IMG_FORMAT format = IMG_NONE;
+  int width = 0, height = 0;
 };
 
 HRESULT Writer::Open(GUID const& container, Stream* stream) noexcept {
@@ -55,11 +67,12 @@ HRESULT Writer::Open(GUID const& container, Stream* stream) noexcept {
 
 // Asks the file format for each way of writing this image, the closest first.
 HRESULT Writer::ChooseLayout(Image2d const& image) noexcept {
-  HRESULT const result = frame->SetSize(static_cast<UINT>(image.width), static_cast<UINT>(image.height));
+  format = image.format, width = image.width, height = image.height;
+  HRESULT const result = frame->SetSize(static_cast<UINT>(width), static_cast<UINT>(height));
   if (FAILED(result)) return result;
-  for (IMG_FORMAT const format : FormatsToWrite(image.format)) {
+  for (IMG_FORMAT const wanted : FormatsToWrite(format)) {
     for (Layout const& candidate : Layouts()) {
-      if (candidate.image != format || !(candidate.use & Layout::WRITE)) continue;
+      if (candidate.image != wanted || !(candidate.use & Layout::WRITE)) continue;
       GUID accepted = *candidate.file;
       if (FAILED(frame->SetPixelFormat(&accepted)) || !(accepted == *candidate.file)) continue;
       layout = &candidate;
@@ -78,20 +91,22 @@ HRESULT ConvertRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* out)
 }
 
 HRESULT Writer::FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept {
+  // A stream that was written to meanwhile is somebody's code, which may have done anything to the image.
+  if (!image.bits || image.format != format || image.width != width || image.height != height) return E_FAIL;
   GUID const& pixels = layout->work & Layout::QUANTISE ? GUID_WICPixelFormat24bppBGR : *layout->file;
-  UINT const width = static_cast<UINT>(image.width), height = static_cast<UINT>(image.height);
-  HRESULT result = factory->CreateBitmap(width, height, pixels, WICBitmapCacheOnLoad, bitmap.Receive());
+  HRESULT result = factory->CreateBitmap(static_cast<UINT>(width), static_cast<UINT>(height), pixels,
+                                         WICBitmapCacheOnLoad, bitmap.Receive());
   Ref<IWICBitmapLock> lock;
   if (SUCCEEDED(result)) result = bitmap->Lock(nullptr, WICBitmapLockWrite, lock.Receive());
   UINT stride = 0, size = 0;
   BYTE* row = nullptr;
   if (SUCCEEDED(result)) result = lock->GetStride(&stride);
   if (SUCCEEDED(result)) result = lock->GetDataPointer(&size, &row);
-  for (int y = 0; y < image.height && SUCCEEDED(result); ++y, row += stride) {
+  for (int y = 0; y < height && SUCCEEDED(result); ++y, row += stride) {
     result = ConvertRow(image, y, layout->image, row);
     int const channels = img::GetFacts(layout->image).bytes / 2;  // of 16 bits, if it has such
-    if (layout->work & Layout::SWAP_RED_BLUE) SwapRedBlue(row, image.width, channels);
-    if (swapsBytes) SwapBytes(row, image.width * channels);
+    if (layout->work & Layout::SWAP_RED_BLUE) SwapRedBlue(row, width, channels);
+    if (swapsBytes) SwapBytes(row, width * channels);
   }
   return result;
 }
@@ -99,13 +114,15 @@ HRESULT Writer::FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept {
 HRESULT Writer::FillPalette(Image2d const& image, IWICPalette& palette) noexcept {
   bool const isRamp = layout->work & Layout::RAMP;
   if (isRamp) return palette.InitializePredefined(WICBitmapPaletteTypeFixedGray256, FALSE);
+  if (!image.palette) return YK_E_FORMAT;
   WICColor colors[256];
-  for (unsigned i = 0; i < image.paletteCount; ++i) {
+  unsigned const count = std::min(image.paletteCount, img::GetFacts(format).paletteEntries);
+  for (unsigned i = 0; i < count; ++i) {
     IMG_PALENTRY const& entry = image.palette[i];
     colors[i] =
         WICColor{entry.alpha} << 24 | WICColor{entry.red} << 16 | WICColor{entry.green} << 8 | entry.blue;
   }
-  return palette.InitializeCustom(colors, image.paletteCount);
+  return palette.InitializeCustom(colors, count);
 }
 
 // Puts a converter to 256 colours of its own choice over `source`.
@@ -121,26 +138,37 @@ HRESULT Writer::Quantise(Ref<IWICBitmapSource>& source, IWICPalette& palette) no
   return result;
 }
 
+HRESULT Writer::MakePalette(Image2d const& image, Ref<IWICBitmapSource>& source,
+                            Ref<IWICPalette>& palette) noexcept {
+  HRESULT const result = factory->CreatePalette(palette.Receive());
+  if (FAILED(result)) return result;
+  return layout->work & Layout::QUANTISE ? Quantise(source, *palette) : FillPalette(image, *palette);
+}
+
+// All of the image is read before any of it is written: from then on it may change.
 HRESULT Writer::Encode(Image2d& image) noexcept {
   Ref<IWICBitmap> bitmap;
   HRESULT result = FillBitmap(image, bitmap);
   if (FAILED(result)) return result;
   Ref<IWICBitmapSource> source = Ref<IWICBitmapSource>::Share(bitmap.get());
-
-  bool const indexed = layout->image == IMG_PAL1 || layout->image == IMG_PAL4 || layout->image == IMG_PAL8;
-  if (indexed || layout->work & (Layout::RAMP | Layout::QUANTISE)) {
+  if (NeedsPalette()) {
     Ref<IWICPalette> palette;
-    result = factory->CreatePalette(palette.Receive());
-    if (FAILED(result)) return result;
-    result = layout->work & Layout::QUANTISE ? Quantise(source, *palette) : FillPalette(image, *palette);
+    result = MakePalette(image, source, palette);
     if (SUCCEEDED(result)) result = bitmap->SetPalette(palette.get());
     if (SUCCEEDED(result)) result = frame->SetPalette(palette.get());
-    if (FAILED(result)) return result;
   }
-  result = frame->WriteSource(source.get(), nullptr);
+  if (SUCCEEDED(result)) result = frame->WriteSource(source.get(), nullptr);
   if (SUCCEEDED(result)) result = frame->Commit();
   if (SUCCEEDED(result)) result = encoder->Commit();
-  if (SUCCEEDED(result) && adapter->HasFailed()) result = E_FAIL;  // whatever the codec made of it
+  return result;
+}
+
+HRESULT Writer::Finish(HRESULT result) noexcept {
+  frame.Reset();
+  encoder.Reset();  // which may write to the last
+  if (!adapter) return result;
+  HRESULT const failure = adapter->WriteFailure();  // whatever the codec made of it
+  if (yk::Failed(failure)) return failure;
   return SUCCEEDED(result) ? adapter->MoveToEnd() : result;
 }
 
@@ -154,10 +182,10 @@ bool MixesUpBytes(GUID const& container, IMG_FORMAT format) noexcept {
     return false;
   memcpy(pixel->bits, LOW_AND_HIGH, pixel->bytesPerPixel);
   Writer writer;
-  if (FAILED(writer.Open(container, file.get())) || FAILED(writer.ChooseLayout(*pixel)) ||
-      FAILED(writer.Encode(*pixel)) || yk::Failed(file->Seek(0, Stream::FROM_START))) {
-    return false;
-  }
+  HRESULT result = writer.Open(container, file.get());
+  if (SUCCEEDED(result)) result = writer.ChooseLayout(*pixel);
+  if (SUCCEEDED(result)) result = writer.Encode(*pixel);
+  if (FAILED(writer.Finish(result)) || yk::Failed(file->Seek(0, Stream::FROM_START))) return false;
   Ref<AbstractImage> back;
   if (yk::Failed(ReadPicture(container, file.get(), back.Receive()))) return false;
   Image2d& there = static_cast<Image2d&>(*back);
@@ -177,6 +205,7 @@ HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image) noex
     if (writer.WritesWords()) writer.swapsBytes = MixesUpBytes(container, writer.Chosen());
     result = writer.Encode(image);
   }
+  result = writer.Finish(result);
   return FAILED(result) ? result : S_OK;
 }
 
