@@ -97,14 +97,20 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"convert good.png out.jpg --quality 101", {"101"}},
       {L"convert good.png nowhere\\out.png", {"nowhere", "not found"}},
       {L"convert good.png good.png text.txt", {"text.txt", "folder"}},
+      {L"info good.png --cache good.png", {"good.png", "no plug-in cache"}},
+      {L"plugins . --cache text.txt", {"text.txt", "no plug-in cache"}},
+      {L"xml text.txt -o good.png", {"text.txt:1:1"}},
       {L"dump text.txt", {"text.txt", "offset 0"}},
   };
+  std::string const picture = folder.Read(L"good.png");
   for (Row const& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.arguments));
     std::string const error = Bad(row.arguments);
     for (std::string const& said : row.said) EXPECT_THAT(error, HasSubstr(said));
   }
-  EXPECT_EQ(folder.Read(L"out.png") + folder.Read(L"out.png.part"), "");
+  EXPECT_EQ(folder.Read(L"good.png"), picture);
+  EXPECT_EQ(folder.Read(L"out.png"), "");
+  EXPECT_EQ(folder.Read(L"text.txt"), "this is no picture at all");
 }
 
 // ---- info
@@ -131,7 +137,8 @@ TEST_F(Tool, CropsThenResizesThenFlips) {
   Good(L"convert in.png out.png --crop 4,2,12,8 --flip h");
   Ref<Image2d> image = Load(L"out.png");
   ASSERT_TRUE(image);
-  EXPECT_TRUE(image->width == 8 && image->height == 6);
+  EXPECT_EQ(image->width, 8);
+  EXPECT_EQ(image->height, 6);
   EXPECT_EQ(At(*image, 0, 0), (Pixel{11, 2, 7}));
   EXPECT_EQ(At(*image, 7, 5), (Pixel{4, 7, 7}));
   Good(L"convert in.png out.bmp --size 10x5 --flip v");
@@ -143,7 +150,8 @@ TEST_F(Tool, CropsThenResizesThenFlips) {
     Good(std::wstring(L"convert in.png out.tif --size ") + size);
     image = Load(L"out.tif");
     ASSERT_TRUE(image);
-    EXPECT_TRUE(image->width == 40 && image->height == 20);
+    EXPECT_EQ(image->width, 40);
+    EXPECT_EQ(image->height, 20);
   }
 }
 
@@ -179,14 +187,33 @@ TEST_F(Tool, ConvertsManyIntoAFolder) {
   EXPECT_FALSE(Load(L"made\\by\\qetool\\b.JPG"));
 }
 
-TEST_F(Tool, LeavesTheOldFileWhenTheNewOneFails) {
+TEST_F(Tool, ReplacesFilesWholeOrNotAtAll) {
   MakePicture(L"keep.png", 9, 9);
   std::string const before = folder.Read(L"keep.png");
   folder.Write(L"cut.png", before.substr(0, 60));
-  Bad(L"convert cut.png keep.png");
+  folder.Write(L"a.xml", "<a/>");
+  {
+    Ref<Stream> holder;  // whose file cannot be replaced
+    FileStream::Create(folder.Path(L"keep.png").c_str(), FileStream::READ, holder.Receive());
+    for (auto const* run : {L"convert cut.png keep.png", L"convert keep.png keep.png --size 3x3",
+                            L"sheet keep.png keep.png", L"xml a.xml -o keep.png"}) {
+      EXPECT_THAT(Bad(run), HasSubstr(run[8] == L'c' ? "cut.png: " : "cannot write keep.png: access"));
+    }
+  }
   EXPECT_EQ(folder.Read(L"keep.png"), before);
   Good(L"convert keep.png keep.png --size 3x3");
   EXPECT_EQ(Load(L"keep.png")->width, 3);
+}
+
+// ---- xml
+
+TEST_F(Tool, WritesXmlAnew) {
+  folder.Write(L"a.xml", "<a><b c='1'>x</b></a>");
+  EXPECT_EQ(Good(L"xml a.xml"), "<a><b c=\"1\">x</b></a>");
+  Good(L"xml a.xml -o b.xml --utf16 --layout");
+  EXPECT_THAT(folder.Read(L"b.xml"), StartsWith(std::string("\xFF\xFE<\0a\0", 6)));
+  folder.Write(L"c.xml", "<a>\xF0\x9F\x98\x80</a>");
+  EXPECT_THAT(Run(L"xml c.xml -o d.xml").err, HasSubstr("--utf16"));
 }
 
 // ---- plugins
@@ -240,6 +267,7 @@ TEST_F(Tool, DumpsWhatADamagedFileStillHolds) {
   EXPECT_THAT(tree, HasSubstr("    500, 24 bytes: 67305985 (0x4030201)\n"));
   EXPECT_THAT(tree, HasSubstr("      501, 3 bytes: FF FE FD\n"));
   EXPECT_THAT(tree, HasSubstr("      502, 5 bytes: \"hello\"\n"));
+  EXPECT_THAT(Good(L"dump --xml good.obj"), HasSubstr("<chunk tag=\"501\" offset=\""));
   std::string const file = folder.Read(L"good.obj");
   size_t const body = file.rfind(std::string("\x01\0", 2), file.size() - 30);
   for (size_t length : {size_t{3}, size_t{40}, body + 3, body + 8, file.size() - 12, file.size() - 1}) {
