@@ -29,10 +29,12 @@ class TgaFilter final : public Implements<TgaFilter, ykFlt2d> {
     stream->Read(h, sizeof h, &done);
     bool const plain = done == sizeof h && h[0] == 0 && h[1] == 0 && h[2] == 2 && (h[17] & 0x30) == 0;
     if (!plain || (h[16] != 24 && h[16] != 32)) return YK_E_FORMAT;
+    int const width = h[12] | h[13] << 8, height = h[14] | h[15] << 8;
+    // No memory for what the file cannot hold.
+    if (int64_t{width} * height * (h[16] / 8) > stream->GetSize()) return YK_E_BADFILE;
     Ref<Image2d> picture = Ref<Image2d>::Adopt(Image2d::Create());
     if (!picture) return E_OUTOFMEMORY;
-    HRESULT const result =
-        picture->Create(h[16] == 24 ? IMG_BGR24 : IMG_BGRA32, h[12] | h[13] << 8, h[14] | h[15] << 8);
+    HRESULT const result = picture->Create(h[16] == 24 ? IMG_BGR24 : IMG_BGRA32, width, height);
     if (Failed(result)) return result;
     unsigned const row = static_cast<unsigned>(picture->width * picture->bytesPerPixel);
     for (int y = picture->height - 1; y >= 0; --y) {
@@ -45,6 +47,7 @@ class TgaFilter final : public Implements<TgaFilter, ykFlt2d> {
   HRESULT Write(Stream* stream, AbstractImage* image, unsigned) noexcept override {
     if (!image->IsTypeOf(ids::IMAGE_2D)) return YK_E_FORMAT;
     Image2d& picture = static_cast<Image2d&>(*image);
+    if (!picture.bits) return YK_E_EMPTY;
     bool const fits = picture.width <= 0xFFFF && picture.height <= 0xFFFF;
     if (!fits || (picture.format != IMG_BGR24 && picture.format != IMG_BGRA32)) return YK_E_FORMAT;
     unsigned char h[18] = {};

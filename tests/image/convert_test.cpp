@@ -94,11 +94,9 @@ bool IsPair(int source, int target) {
 
 /// A float that is apt to go wrong: far outside, no number at all, at the edge between two bytes.
 float HardFloat(std::mt19937& random) {
-  static constexpr float WILD[] = {NAN,  INFINITY, -INFINITY, 1e30f,  -0.0f, 1.0f,
-                                   1.5f, -0.3f,    2.0f,      1e-40f, 8.4e6f};
+  static constexpr float WILD[] = {NAN, INFINITY, -INFINITY, 1e30f, -0.0f, 1.0f, 1.5f, -0.3f, 1e-40f, 8.4e6f};
   if (random() % 4 == 0) return WILD[random() % std::size(WILD)];
-  if (random() % 3 == 0) return nextafterf((random() % 256 - 0.5f) / 255.0f, random() % 2 ? 2.0f : -2.0f);
-  return static_cast<float>(random() % 0x1000000) / 0x1000000;
+  return nextafterf((random() % 511 * 0.5f) / 255.0f, random() % 2 ? 2.0f : -2.0f);
 }
 
 img::Kernel const* const SETS[] = {img::KERNELS_BASE,

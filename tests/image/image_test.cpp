@@ -107,7 +107,7 @@ TEST(ConvertLine, NeedsRoomForAPaddedRowAndWritesNoMore) {
   EXPECT_EQ(Bytes(out.begin() + 36, out.end()), Bytes(4, 0xCD));
 }
 
-TEST(IsGrayScale, CountsGreys) {
+TEST(IsGrayScale, CountsGreysInContent) {
   ImageRef const image = NewImage(IMG_BGR24, 5, 2);
   image->ClearColor(0x070707u);
   EXPECT_EQ(image->IsGrayScaleContent(), 1);

@@ -96,16 +96,12 @@ inline ImageRef Noise(IMG_FORMAT format, int width, int height) {
   ImageRef image = ImageRef::Adopt(Image2d::Create());
   EXPECT_EQ(image->Create(format, width, height), S_OK);
   std::mt19937 random(static_cast<unsigned>(format * 1000 + width));
-  for (int i = 0; i < image->stride * height; ++i) image->bits[i] = static_cast<uint8_t>(random());
-  for (int i = 0; i < image->paletteCount; ++i) {
-    image->palette[i] = {static_cast<uint8_t>(random()), static_cast<uint8_t>(random()),
-                         static_cast<uint8_t>(random()), 255};
-  }
-  if (format >= IMG_GRAYF && format <= IMG_BGRAF) {
-    float* const pixels = reinterpret_cast<float*>(image->bits);
-    for (int i = 0; i < image->stride * height / 4; ++i)
-      pixels[i] = static_cast<float>(random() % 256) / 255.0f;
-  }
+  int const size = image->stride * height;
+  for (int i = 0; i < size + 4 * image->paletteCount; ++i) image->bits[i] = static_cast<uint8_t>(random());
+  for (int i = 0; i < image->paletteCount; ++i) image->palette[i].alpha = 255;
+  float* const pixels = reinterpret_cast<float*>(image->bits);
+  bool const isFloat = format >= IMG_GRAYF && format <= IMG_BGRAF;
+  for (int i = 0; isFloat && i < size / 4; ++i) pixels[i] = static_cast<float>(random() % 256) / 255.0f;
   return image;
 }
 
