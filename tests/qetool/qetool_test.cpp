@@ -6,7 +6,6 @@
 #include <qecore/image/convert.h>
 #include <qecore/image/image.h>
 #include <qecore/io/file_stream.h>
-#include <qecore/io/serializer.h>
 #include <qecore/values/string.h>
 
 #include <algorithm>
@@ -78,11 +77,7 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
   MakePicture(L"good.png", 5, 4);
   folder.Write(L"text.txt", "this is no picture at all");
   folder.Write(L"cut.png", folder.Read(L"good.png").substr(0, 50));
-  struct Row {
-    wchar_t const* arguments;
-    std::vector<std::string> said;
-  };
-  Row const rows[] = {
+  std::pair<wchar_t const*, std::vector<std::string>> const rows[] = {
       {L"", {"subcommand"}},
       {L"info", {"files"}},
       {L"info missing.png", {"missing.png", "not found"}},
@@ -103,10 +98,9 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"dump text.txt", {"text.txt", "offset 0"}},
   };
   std::string const picture = folder.Read(L"good.png");
-  for (Row const& row : rows) {
-    SCOPED_TRACE(testing::PrintToString(row.arguments));
-    std::string const error = Bad(row.arguments);
-    for (std::string const& said : row.said) EXPECT_THAT(error, HasSubstr(said));
+  for (auto const& [arguments, said] : rows) {
+    std::string const error = Bad(arguments);
+    for (std::string const& part : said) EXPECT_THAT(error, HasSubstr(part));
   }
   EXPECT_EQ(folder.Read(L"good.png"), picture);
   EXPECT_EQ(folder.Read(L"out.png"), "");
@@ -121,13 +115,11 @@ TEST_F(Tool, TellsOfEachPictureThatItCanRead) {
   EXPECT_THAT(Good(L"info a.png"), StartsWith("a.png: PNG, 5 x 4 pixels, bgr24 (24 bits), "));
   EXPECT_THAT(Good(L"info *.png"),
               testing::AllOf(HasSubstr("a.png: "), HasSubstr("\xC3\xA4\xE6\x97\xA5.png: PNG, 6 x 3")));
-  ToolResult const mixed = Run(L"info missing.png a.png");
-  EXPECT_EQ(mixed.exitCode, 1);
-  EXPECT_THAT(mixed.out, HasSubstr("a.png: PNG"));
+  EXPECT_THAT(Run(L"info missing.png a.png").out, HasSubstr("a.png: PNG"));
   Good(L"convert a.png a.gif");
-  std::string const palette = Good(L"info --palette a.gif");
-  EXPECT_THAT(palette, HasSubstr("GIF, 5 x 4 pixels, pal8 (8 bits), palette of 256, "));
-  EXPECT_THAT(palette, HasSubstr("255  red"));
+  EXPECT_THAT(
+      Good(L"info --palette a.gif"),
+      testing::AllOf(HasSubstr("GIF, 5 x 4 pixels, pal8 (8 bits), palette of 256, "), HasSubstr("255  red")));
 }
 
 // ---- convert
@@ -168,8 +160,7 @@ TEST_F(Tool, ChangesPixelFormats) {
     Good(L"convert in.png first.png --format " + first);
     Good(L"convert first.png second.png --format " + second);
     Ref<Image2d> const image = Load(L"second.png");
-    ASSERT_TRUE(image);
-    EXPECT_EQ(image->format, format);
+    ASSERT_EQ(image->format, format);
     EXPECT_EQ(At(*image, 2, 1), pixel) << testing::PrintToString(second);
   }
 }
@@ -220,11 +211,9 @@ TEST_F(Tool, WritesXmlAnew) {
 
 TEST_F(Tool, ListsPluginsLoadedFirstAndCachedThen) {
   folder.Copy(ProgramFolder() + L"qewic.qem", L"qewic.qem");
-  std::string const first = Good(L"plugins . --cache my.cache");
-  EXPECT_THAT(first, HasSubstr(", 5 classes, loaded\n"));
-  EXPECT_THAT(first, HasSubstr("jpg, jpeg, jpe\n"));
-  std::string const second = Good(L"plugins . --cache my.cache");
-  EXPECT_THAT(second, HasSubstr(", 5 classes, from the cache\n"));
+  EXPECT_THAT(Good(L"plugins . --cache my.cache"),
+              testing::AllOf(HasSubstr(", 5 classes, loaded\n"), HasSubstr("jpg, jpeg, jpe\n")));
+  EXPECT_THAT(Good(L"plugins . --cache my.cache"), HasSubstr(", 5 classes, from the cache\n"));
   EXPECT_THAT(Good(L"dump my.cache"),
               testing::AllOf(HasSubstr("9 (file), "), HasSubstr("(file name), 18 bytes: \"qewic.qem\""),
                              HasSubstr("\"PNG filter\"")));
@@ -250,33 +239,18 @@ TEST_F(Tool, DrawsASheetOfWhatItCanRead) {
 // ---- dump
 
 TEST_F(Tool, DumpsWhatADamagedFileStillHolds) {
-  {
-    Ref<Stream> stream;
-    ASSERT_EQ(FileStream::Create(folder.Path(L"good.obj").c_str(), FileStream::CREATE, stream.Receive()),
-              S_OK);
-    Ref<Serializer> const writer = Ref<Serializer>::Adopt(Serializer::Create());
-    writer->Open(stream.get(), 0);
-    writer->BeginChunk(500);
-    stream->Write("\1\2\3\4", 4);
-    writer->WriteChunk(501, "\xFF\xFE\xFD", 3);
-    writer->WriteStringChunk(502, "hello");
-    writer->EndChunk();
-    writer->Close();
-  }
-  std::string const tree = Good(L"dump good.obj");
-  EXPECT_THAT(tree, HasSubstr("    500, 24 bytes: 67305985 (0x4030201)\n"));
-  EXPECT_THAT(tree, HasSubstr("      501, 3 bytes: FF FE FD\n"));
-  EXPECT_THAT(tree, HasSubstr("      502, 5 bytes: \"hello\"\n"));
-  EXPECT_THAT(Good(L"dump --xml good.obj"), HasSubstr("<chunk tag=\"501\" offset=\""));
-  std::string const file = folder.Read(L"good.obj");
-  size_t const body = file.rfind(std::string("\x01\0", 2), file.size() - 30);
-  for (size_t length : {size_t{3}, size_t{40}, body + 3, body + 8, file.size() - 12, file.size() - 1}) {
+  std::string const file = caches.Read(L"cache");  // an object file like any other
+  folder.Write(L"good.obj", file);
+  EXPECT_THAT(Good(L"dump --xml good.obj"), HasSubstr("<chunk tag=\"2\" name=\"version\" offset=\"6\""));
+  for (size_t length : {size_t{3}, size_t{40}, file.size() / 2, file.size() - 12, file.size() - 1}) {
     folder.Write(L"cut.obj", file.substr(0, length));
     ToolResult const result = Run(L"dump cut.obj");
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_THAT(result.err, testing::AllOf(StartsWith("qetool: cut.obj is damaged"), HasSubstr("at offset")));
     EXPECT_THAT(result.out, HasSubstr(length > 30 ? "(version), 4 bytes: 2 (0x2)" : "")) << length;
   }
+  folder.Write(L"bytes.obj", std::string("\7\0\x09\0\0\0\xFF\xFE\xFD", 9));
+  EXPECT_THAT(Run(L"dump bytes.obj").out, HasSubstr("7, 3 bytes: FF FE FD\n"));
   std::string deep;
   for (unsigned size = 6 * 100000; size; size -= 6) {
     deep += {'\7', '\0', char(size), char(size >> 8), char(size >> 16), '\0'};
