@@ -95,13 +95,13 @@ PixelMemory NewGlobal(size_t size) noexcept {
 PixelMemory NewHeap(size_t size) noexcept { return {nullptr, new (std::nothrow) unsigned char[size]}; }
 
 /// Where pixels come from.
-enum Source { BITMAP, HEAP, GLOBAL };
+enum Source { SECTION, HEAP, GLOBAL };
 
 /// Global memory of no bytes could not be addressed: there is none, then.
 PixelMemory NewPixels(Source source, img::FormatFacts const& facts, Layout const& layout, int width,
                       int height) noexcept {
   if (!layout.fits) return {};
-  if (source == BITMAP) return NewBitmap(facts.bits, width, height);
+  if (source == SECTION) return NewBitmap(facts.bits, width, height);
   size_t const size = static_cast<size_t>(layout.Size());
   if (source == HEAP) return NewHeap(size);
   return size ? NewGlobal(size) : PixelMemory{};
@@ -205,9 +205,9 @@ HRESULT Image2d::Create(IMG_FORMAT newFormat, int newWidth, int newHeight) noexc
 
   img::FormatFacts const& facts = img::GetFacts(newFormat);
   int64_t const rowCount = std::abs(int64_t{newHeight});
-  Source const source = flags & IMG_HEAP_MEMORY ? HEAP : facts.dib ? BITMAP : GLOBAL;
+  Source const source = flags & IMG_HEAP_MEMORY ? HEAP : facts.dib ? SECTION : GLOBAL;
   Layout const layout(facts, newWidth,
-                      source == BITMAP ? rowCount : newHeight);  // only bitmaps may be top-down
+                      source == SECTION ? rowCount : newHeight);  // only bitmaps may be top-down
   stride = layout.stride;
   if (facts.paletteEntries) paletteCount = facts.paletteEntries;
   PixelMemory const memory = NewPixels(source, facts, layout, newWidth, newHeight);
