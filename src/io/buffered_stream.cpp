@@ -22,9 +22,10 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
   using Stream::Read;
   HRESULT Read(void* buffer, unsigned bytes, unsigned* done) noexcept override {
     auto* const target = static_cast<unsigned char*>(buffer);
+    Ref<BufferedStream> self;  // once the inner stream, which may be a host's, is called
     unsigned got = 0;
     while (got < bytes) {
-      unsigned const available = Load();
+      unsigned const available = Load(self);
       if (available == 0) break;
       unsigned const piece = available < bytes - got ? available : bytes - got;
       memcpy(target + got, block + (position & (BLOCK_SIZE - 1)), piece);
@@ -57,10 +58,13 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
 
   /// Makes the block at the position the one that is held. \return bytes from the position to the end of what
   /// it holds
-  unsigned Load() noexcept {
+  unsigned Load(Ref<BufferedStream>& self) noexcept {
     if (position >= size) return 0;
     auto const wanted = static_cast<int32_t>(position >> BLOCK_BITS);
-    if (wanted != held) Fetch(wanted);
+    if (wanted != held) {
+      if (!self) self = Ref<BufferedStream>::Share(this);
+      Fetch(wanted);
+    }
     uint64_t const start = static_cast<uint64_t>(wanted) << BLOCK_BITS;
     uint64_t const end = start + valid < size ? start + valid : size;
     return position < end ? static_cast<unsigned>(end - position) : 0;

@@ -3,17 +3,22 @@
 
 #include <qecore/core/memory.h>
 
+#include <limits.h>
+
 namespace yk {
 
-/// Makes room for the entry at `depth`, ten entries at a time. False: there is no memory.
+/// Makes room for the entry at `depth`: ten entries more, and half as many again once there are many, so that deep
+/// nesting costs no more for each level than flat. False: there is no memory.
 template <class Entry>
 bool HasRoom(Entry*& chunks, int& capacity, int depth) noexcept {
   constexpr int STEP = 10;
   if (depth < capacity) return true;
-  void* const grown = yk_realloc(chunks, static_cast<size_t>(capacity + STEP) * sizeof(Entry));
+  int const more = capacity / 2 > STEP ? capacity / 2 / STEP * STEP : STEP;
+  if (capacity > INT_MAX - more) return false;
+  void* const grown = yk_realloc(chunks, static_cast<size_t>(capacity + more) * sizeof(Entry));
   if (!grown) return false;
   chunks = static_cast<Entry*>(grown);
-  capacity += STEP;
+  capacity += more;
   return true;
 }
 

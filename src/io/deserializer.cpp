@@ -1,7 +1,6 @@
 #include "chunk_stack_p.h"
-#include "stream_p.h"
+#include "records_p.h"
 
-#include <qecore/io/deserializer.h>
 #include <qecore/values/array.h>
 
 #include <new>
@@ -10,14 +9,12 @@ namespace yk {
 namespace {
 
 struct Header {
-  unsigned short tag = 0;
-  unsigned size = 0;  // 0, which no chunk has, when the header is cut short
+  unsigned short tag;
+  unsigned size;
 };
 
-Header ReadHeader(Stream& stream) noexcept {
-  unsigned char bytes[chunk::HEADER_SIZE];
+Header HeaderOf(unsigned char const (&bytes)[chunk::HEADER_SIZE]) noexcept {
   Header header;
-  if (ReadUpTo(stream, bytes, sizeof bytes) < sizeof bytes) return header;
   memcpy(&header.tag, bytes, sizeof header.tag);
   memcpy(&header.size, bytes + sizeof header.tag, sizeof header.size);
   return header;
@@ -29,20 +26,30 @@ Deserializer* Deserializer::Create() noexcept { return new (std::nothrow) Deseri
 
 Deserializer::Deserializer() noexcept = default;
 
-Deserializer::~Deserializer() { Close(); }
+Deserializer::~Deserializer() {
+  AddRef();  // Close holds this reader while it calls the stream: that must not lead here again
+  Close();
+}
+
+// A stream or an object may be a host's, whose calls lead anywhere: what needs the reader after one holds it
+// meanwhile.
 
 HRESULT Deserializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   if (!newStream) return E_INVALIDARG;
+  Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   Ref<Stream> const next = Ref<Stream>::Share(newStream);  // which Close may let go of
   Close();
   stream = next;
+  failure = S_OK;
   streamSize = stream->GetSize();
   fileStart = stream->GetPosition();
   flags = openFlags & chunk::RAW ? openFlags | chunk::NO_TABLES : openFlags;
-  return flags & chunk::RAW ? S_OK : ReadFrame();
+  if (flags & chunk::RAW) return S_OK;
+  return Note(ReadFrame());
 }
 
 HRESULT Deserializer::Close() noexcept {
+  Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   if (stream && inFrame) SeekTo(*stream, chunks[0].end);
   stream.Reset();
   objects.Reset();
@@ -57,6 +64,7 @@ HRESULT Deserializer::Close() noexcept {
 HRESULT Deserializer::ReadReference(Unknown** object) noexcept {
   if (!object) return E_INVALIDARG;
   *object = nullptr;
+  Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   unsigned index;
   if (!ReadNumber(index)) return E_INVALIDARG;
   if (!objects || index >= static_cast<unsigned>(objects->Count())) return E_INVALIDARG;
@@ -76,11 +84,13 @@ unsigned Deserializer::GetChunkSize() noexcept { return depth >= 0 && lost == 0 
 
 bool Deserializer::IsInChunk() noexcept {
   if (depth < 0 || lost > 0 || chunks[depth].ended) return false;
-  return stream->GetPosition() < chunks[depth].end;
+  unsigned const end = chunks[depth].end;
+  return stream->GetPosition() < end;
 }
 
 bool Deserializer::EndChunk() noexcept {
   if (depth < 0 && lost == 0) return false;
+  Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   unsigned const end = depth >= 0 ? chunks[depth].end : streamSize;
   // A chunk that was not noted ends with the one around it, which stays the innermost.
   if (lost > 0) {
@@ -88,12 +98,14 @@ bool Deserializer::EndChunk() noexcept {
   } else {
     --depth;
   }
-  if (Failed(SeekTo(*stream, end)) && depth >= 0)
-    chunks[depth].ended = true;  // else its loop would stand still
+  bool const there = Succeeded(Note(SeekTo(*stream, end)));
+  if (!there && depth >= 0) chunks[depth].ended = true;  // else its loop would stand still
   return true;
 }
 
 unsigned Deserializer::GetVersion() noexcept { return version; }
+
+HRESULT Deserializer::GetFailure() noexcept { return failure; }
 
 unsigned Deserializer::GetRemaining() noexcept {
   if (!stream || lost > 0 || (depth >= 0 && chunks[depth].ended)) return 0;
@@ -116,14 +128,21 @@ HRESULT Deserializer::AddReference(Unknown* object) noexcept {
 /// Reads a header and enters its chunk, which must end at `bound` or before. A corrupt chunk is entered as one
 /// without payload that reaches to `bound`, so that leaving it always goes forward.
 unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
-  if (lost > 0 || depth + 1 >= chunk::MAX_DEPTH || !HasRoom(chunks, capacity, depth + 1)) {
+  if (lost > 0 || !HasRoom(chunks, capacity, depth + 1)) {
     ++lost;
+    Note(E_OUTOFMEMORY);
     return 0;
   }
+  Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   bool const inEnded = depth >= 0 && chunks[depth].ended;
   unsigned const start = stream->GetPosition();
-  Header const header = inEnded ? Header() : ReadHeader(*stream);
-  bool const sound = header.size >= chunk::HEADER_SIZE && uint64_t{start} + header.size <= bound;
+  unsigned const left = !inEnded && start < bound ? bound - start : 0;
+  unsigned char bytes[chunk::HEADER_SIZE] = {};
+  bool const whole = left >= sizeof bytes && ReadThere(bytes, sizeof bytes) == sizeof bytes;
+  Header const header = HeaderOf(bytes);
+  bool const sound = whole && header.size >= chunk::HEADER_SIZE && header.size <= left;
+  unclosed = whole && header.tag == chunk::FILE_FRAME && header.size < chunk::HEADER_SIZE;
+  if (!sound && left > 0) Note(unclosed ? E_FAIL : YK_E_BADFILE);
   OpenChunk const entered = {header.tag, false, header.size - chunk::HEADER_SIZE, start + header.size};
   OpenChunk const corrupt = {0, true, 0, bound};
   chunks[++depth] = sound ? entered : corrupt;
@@ -131,7 +150,7 @@ unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
 }
 
 HRESULT Deserializer::ReadFrame() noexcept {
-  if (BeginChunk() != chunk::FILE_FRAME) return YK_E_BADFILE;
+  if (BeginChunk() != chunk::FILE_FRAME) return unclosed ? E_FAIL : YK_E_BADFILE;
   while (IsInChunk()) {
     unsigned short const tag = BeginChunk();
     if (tag == chunk::BODY) {
@@ -172,7 +191,28 @@ HRESULT Deserializer::CheckTable(unsigned short tag) noexcept {
 bool Deserializer::ReadNumber(unsigned& number) noexcept {
   number = 0;
   if (GetRemaining() < sizeof number) return false;
-  return ReadUpTo(*stream, &number, sizeof number) == sizeof number;
+  return ReadThere(&number, sizeof number) == sizeof number;
+}
+
+/// Reads bytes that are there, as the sizes say; that they are not is a failure. \return bytes read
+unsigned Deserializer::ReadThere(void* buffer, unsigned size) noexcept {
+  HRESULT result;
+  unsigned const done = ReadUpTo(*stream, buffer, size, &result);
+  Note(Succeeded(result) && done < size ? E_FAIL : result);
+  return done;
+}
+
+/// Keeps a failure, if it is the first. \return the result
+HRESULT Deserializer::Note(HRESULT result) noexcept {
+  if (Failed(result) && failure == S_OK) failure = result;
+  return result;
+}
+
+void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept {
+  unsigned const remaining = reader.GetRemaining();
+  unsigned const there = size < remaining ? size : remaining;
+  if (there > 0) reader.ReadThere(buffer, there);
+  memset(static_cast<unsigned char*>(buffer) + there, 0, size - there);
 }
 
 }  // namespace yk

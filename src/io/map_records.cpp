@@ -17,10 +17,11 @@ HRESULT Map::Save(Serializer* writer, ExecutionContext* context) noexcept {
   for (unsigned i = 0; i < count; ++i) {
     Entry const& entry = entries[i];
     if (entry.value.flags & Variant::TRANSIENT) continue;
-    writer->BeginChunk(ENTRY);
-    writer->GetStream()->Write(&entry.key, sizeof entry.key);
+    HRESULT const begun = writer->BeginChunk(ENTRY);
+    writer->Write(&entry.key, sizeof entry.key);
     entry.value.Save(writer, context);
-    writer->EndChunk();
+    writer->EndChunk();  // due also for a chunk that was refused
+    if (Failed(begun)) return begun;
   }
   return S_OK;
 }

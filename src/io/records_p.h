@@ -9,11 +9,6 @@
 namespace yk {
 
 /// Reads from the chunk that the reader stands in and not beyond it; the rest of the buffer is zeroed.
-inline void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept {
-  unsigned const remaining = reader.GetRemaining();
-  unsigned const there = size < remaining ? size : remaining;
-  ReadUpTo(*reader.GetStream(), buffer, there);
-  memset(static_cast<unsigned char*>(buffer) + there, 0, size - there);
-}
+void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept;
 
 }  // namespace yk

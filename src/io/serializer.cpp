@@ -28,14 +28,19 @@ Serializer* Serializer::Create() noexcept { return new (std::nothrow) Serializer
 Serializer::Serializer() noexcept = default;
 
 Serializer::~Serializer() {
+  AddRef();  // Close holds this writer while it calls the stream: that must not lead here again
   if (stream) Close();
   FreeChunks(chunks, capacity);
 }
 
+// A stream may be a host's, whose calls lead anywhere: what needs the writer after one holds it meanwhile.
+
 HRESULT Serializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   if (stream) return E_FAIL;
   if (!newStream) return E_INVALIDARG;
+  Ref<Serializer> const self = Ref<Serializer>::Share(this);
   stream = Ref<Stream>::Share(newStream);
+  failure = S_OK;
   flags = openFlags & chunk::RAW ? openFlags | chunk::NO_TABLES : openFlags;
   if (!(flags & chunk::RAW)) WriteFrame();
   return S_OK;
@@ -43,9 +48,11 @@ HRESULT Serializer::Open(Stream* newStream, unsigned openFlags) noexcept {
 
 HRESULT Serializer::Close() noexcept {
   if (!stream) return E_FAIL;
+  Ref<Serializer> const self = Ref<Serializer>::Share(this);
   if (!(flags & chunk::RAW)) {
     while (Succeeded(EndChunk())) continue;  // the body and the frame, and what a client left open inside
   }
+  GetFailure();  // the stream's, too
   stream.Reset();
   FreeChunks(chunks, capacity);
   depth = bottom = 1;  // on purpose: the next file's first chunk is entry 2
@@ -55,18 +62,19 @@ HRESULT Serializer::Close() noexcept {
 
 HRESULT Serializer::WriteReference(Unknown* object) noexcept {
   if (!stream) return E_FAIL;
+  Ref<Serializer> const self = Ref<Serializer>::Share(this);
   if (!objects) objects = Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()));
-  if (!objects) return E_OUTOFMEMORY;
+  if (!objects) return Note(E_OUTOFMEMORY);
   int32_t index = objects->Find(object);
   bool const isNew = index < 0;
   if (isNew) {
     int const before = objects->Count();
     if (before < Array::MAX_COUNT) objects->Add(object);
-    if (objects->Count() == before) return E_OUTOFMEMORY;
+    if (objects->Count() == before) return Note(E_OUTOFMEMORY);
     if (object) object->AddRef();
     index = ~before;
   }
-  stream->Write(&index, sizeof index);
+  Write(&index, sizeof index);
   if (isNew) {
     BeginChunk(chunk::FIRST_OCCURRENCE);
     EndChunk();  // due also for a chunk that was refused
@@ -78,14 +86,16 @@ HRESULT Serializer::BeginChunk(unsigned short tag) noexcept { return BeginChunk(
 
 HRESULT Serializer::BeginChunk(unsigned short tag, unsigned short chunkFlags) noexcept {
   if (!stream) return E_FAIL;
-  bool const tooDeep = lost > 0 || depth - bottom >= chunk::MAX_DEPTH;
-  if (tooDeep || !HasRoom(chunks, capacity, depth + 1)) {
+  if (lost > 0 || !HasRoom(chunks, capacity, depth + 1)) {
     ++lost;
-    return tooDeep ? E_INVALIDARG : E_OUTOFMEMORY;
+    return Note(E_OUTOFMEMORY);
   }
-  chunks[++depth] = {tag, 0, stream->GetPosition(), chunkFlags};
+  Ref<Serializer> const self = Ref<Serializer>::Share(this);
+  unsigned const start = stream->GetPosition();
+  chunks[++depth] = {tag, 0, start, chunkFlags};
+  place = start;
   Header const header = HeaderOf(tag);
-  stream->Write(&header, sizeof header);
+  Write(&header, sizeof header);
   return S_OK;
 }
 
@@ -93,31 +103,66 @@ HRESULT Serializer::EndChunk() noexcept {
   if (!stream) return E_FAIL;
   if (lost > 0) return --lost, S_OK;
   if (depth <= bottom) return E_FAIL;
-  OpenChunk& ended = chunks[depth--];
+  Ref<Serializer> const self = Ref<Serializer>::Share(this);
   unsigned const end = stream->GetPosition();
+  OpenChunk& ended = chunks[depth--];
   ended.size = end - ended.start;
-  if ((ended.flags & chunk::DROP_IF_EMPTY) && ended.size == chunk::HEADER_SIZE) {
-    SeekTo(*stream, ended.start);  // what comes next overwrites the header
-    return S_OK;
+  if (end < ended.start) {
+    Note(E_FAIL);  // the file outgrew 32 bits: no size is right, and no place can be found again
+  } else if ((ended.flags & chunk::DROP_IF_EMPTY) && ended.size == chunk::HEADER_SIZE) {
+    Note(SeekTo(*stream, ended.start));  // what comes next overwrites the header
+  } else {
+    FillInSize(OpenChunk(ended), end);
   }
-  if (Failed(SeekTo(*stream, ended.start + 2)))
-    return S_OK;  // no place for the size: write nothing elsewhere
-  stream->Write(&ended.size, sizeof ended.size);
-  SeekTo(*stream, end);
+  place = end;
   return S_OK;
 }
 
 HRESULT Serializer::WriteChunk(unsigned short tag, void const* data, unsigned size) noexcept {
   if (size == 0) return S_FALSE;
   if (!stream) return E_FAIL;
+  Ref<Serializer> const self = Ref<Serializer>::Share(this);
   HRESULT result = BeginChunk(tag);
-  if (Succeeded(result)) result = stream->Write(data, size);
+  if (Succeeded(result)) result = Write(data, size);
   EndChunk();
   return result;
 }
 
 HRESULT Serializer::WriteStringChunk(unsigned short tag, char const* text) noexcept {
-  return text ? WriteChunk(tag, text, static_cast<unsigned>(strlen(text))) : S_FALSE;
+  size_t const length = text ? strlen(text) : 0;
+  if (length > UINT_MAX) return Note(E_INVALIDARG);
+  return WriteChunk(tag, text, static_cast<unsigned>(length));
+}
+
+HRESULT Serializer::Write(void const* data, unsigned size) noexcept {
+  if (!stream) return E_FAIL;
+  if (lost > 0) return E_OUTOFMEMORY;  // it would stand in the wrong chunk
+  Ref<Serializer> const self = Ref<Serializer>::Share(this);
+  unsigned done = size;  // a stream that does not tell has written all
+  HRESULT const result = stream->Write(data, size, &done);
+  place += size;
+  if (place > UINT_MAX) Note(E_FAIL);  // sizes and positions have 32 bits
+  return Note(Succeeded(result) && done < size ? E_FAIL : result);
+}
+
+HRESULT Serializer::GetFailure() noexcept {
+  Ref<Serializer> const self = Ref<Serializer>::Share(this);
+  if (stream && failure == S_OK) Note(stream->GetState());
+  return failure;
+}
+
+/// Keeps a failure, if it is the first. \return the result
+HRESULT Serializer::Note(HRESULT result) noexcept {
+  if (Failed(result) && failure == S_OK) failure = result;
+  return result;
+}
+
+void Serializer::FillInSize(OpenChunk const& ended, unsigned end) noexcept {
+  // Without its place the size is written nowhere.
+  place = ended.start + sizeof ended.tag;
+  if (Failed(Note(SeekTo(*stream, static_cast<unsigned>(place))))) return;
+  Write(&ended.size, sizeof ended.size);
+  Note(SeekTo(*stream, end));
 }
 
 void Serializer::WriteFrame() noexcept {
@@ -137,7 +182,7 @@ void Serializer::WriteFrame() noexcept {
 void Serializer::WriteNumberChunk(unsigned short tag, unsigned number, unsigned& position) noexcept {
   BeginChunk(tag);
   position = stream->GetPosition();
-  stream->Write(&number, sizeof number);
+  Write(&number, sizeof number);
   EndChunk();
 }
 

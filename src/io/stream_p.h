@@ -19,9 +19,10 @@ inline HRESULT SeekTo(Stream& stream, unsigned position) noexcept {
 }
 
 /// Reads up to `size` bytes and zeroes the rest, whatever a careless stream does. \return bytes read
-inline unsigned ReadUpTo(Stream& stream, void* buffer, unsigned size) noexcept {
+inline unsigned ReadUpTo(Stream& stream, void* buffer, unsigned size, HRESULT* result = nullptr) noexcept {
   unsigned done = 0;
-  stream.Read(buffer, size, &done);
+  HRESULT const read = stream.Read(buffer, size, &done);
+  if (result) *result = read;
   if (done > size) done = size;
   if (done < size) memset(static_cast<unsigned char*>(buffer) + done, 0, size - done);
   return done;

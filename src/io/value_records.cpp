@@ -59,22 +59,22 @@ bool String::TempFile() noexcept {
   if (!file::GetTempFolder(MAX_PATH, folder)) return false;
   if (!GetTempFileNameW(folder, L"hwuuuu.$$$", 0, name)) return false;  // it takes three of these letters
   *this = name;
-  return true;
+  if (IsEmpty()) DeleteFileW(name);  // no memory: a file that nobody knows would stay for ever
+  return !IsEmpty();
 }
 
 // ---- Variant
 
 HRESULT Variant::Save(Serializer* writer, ExecutionContext*) const noexcept {
-  Stream* const stream = writer ? writer->GetStream() : nullptr;
-  if (!stream) return S_OK;
+  if (!writer || !writer->GetStream()) return S_OK;
   uint8_t const header[] = {type, flags};
-  stream->Write(header, sizeof header);
+  writer->Write(header, sizeof header);
   VariantKind const& kind = KindOf(type);
-  if (kind.inlineBytes) stream->Write(&value, kind.inlineBytes);
+  if (kind.inlineBytes) writer->Write(&value, kind.inlineBytes);
   if (!kind.sized) return S_OK;
   uint32_t const bytes = value.pointer ? size : 0;
-  stream->Write(&bytes, sizeof bytes);
-  if (bytes > kind.terminator) stream->Write(value.pointer, bytes - kind.terminator);
+  writer->Write(&bytes, sizeof bytes);
+  if (bytes > kind.terminator) writer->Write(value.pointer, bytes - kind.terminator);
   return S_OK;
 }
 

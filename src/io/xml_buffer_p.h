@@ -2,6 +2,7 @@
 #pragma once
 
 #include <qecore/core/memory.h>
+#include <stdint.h>
 #include <string.h>
 
 namespace yk::xml {
@@ -17,6 +18,7 @@ class Buffer {
   /// Makes room for `capacity` elements in all. False, and nothing has changed, when there is no memory.
   bool Reserve(size_t capacity) noexcept {
     if (capacity <= room) return true;
+    if (capacity > SIZE_MAX / sizeof(T)) return false;
     void* const block = yk_realloc(data, capacity * sizeof(T));
     if (!block) return false;
     data = static_cast<T*>(block);
@@ -25,7 +27,11 @@ class Buffer {
   }
 
   /// Makes room for `count` more, and at least doubles the room when it does not suffice.
-  bool Grow(size_t count) noexcept { return size + count <= room || Reserve(room * 2 + count); }
+  bool Grow(size_t count) noexcept {
+    if (count <= room - size) return true;
+    return count <= SIZE_MAX - room * 2 &&
+           Reserve(room * 2 + count);  // `room` is memory: twice that is no overflow
+  }
 
   bool Push(T const& element) noexcept { return Append(&element, 1); }
 

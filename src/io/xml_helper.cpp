@@ -1,3 +1,4 @@
+#include <qecore/core/ref.h>
 #include <qecore/values/str.h>
 
 #include <new>
@@ -171,8 +172,11 @@ size_t XmlHelper::Escape(wchar_t const* text, wchar_t* buffer) noexcept {
 
 HRESULT XmlHelper::Save(XmlNode const* document, Stream* stream, unsigned flags) noexcept {
   if (!document || !stream) return E_INVALIDARG;
-  return xml::Write(*document, *stream, flags) ? S_OK : E_OUTOFMEMORY;
+  Ref<XmlHelper> const self = Ref<XmlHelper>::Share(this);  // whatever a host's stream does
+  return xml::Write(*document, *stream, flags, failure) ? S_OK : E_OUTOFMEMORY;
 }
+
+HRESULT XmlHelper::GetFailure() noexcept { return failure; }
 
 HRESULT XmlHelper::Load(Stream* stream, XmlNode** document, XmlError* error) noexcept {
   XmlError found = {E_INVALIDARG, 0, 0, L"no stream, or no place for the document"};

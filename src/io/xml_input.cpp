@@ -14,7 +14,8 @@ constexpr wchar_t NOT_UTF16[] = L"the text is not UTF-16";
 constexpr wchar_t BIG_ENDIAN[] = L"UTF-16 with the high byte first is not supported";
 constexpr wchar_t BAD_CHARACTER[] = L"a character that XML does not allow";
 
-/// Takes all that the stream still holds, in blocks: what a stream says of its size is no reason to allocate.
+/// Takes all that the stream still holds, in blocks: what a stream says of its size is no reason to allocate. One that
+/// never ends is none: positions have 32 bits.
 HRESULT ReadBytes(Stream& stream, Buffer<char>& bytes) noexcept {
   constexpr unsigned BLOCK = 0x10000;
   unsigned const start = stream.GetPosition();
@@ -25,6 +26,7 @@ HRESULT ReadBytes(Stream& stream, Buffer<char>& bytes) noexcept {
     HRESULT const result = stream.Read(bytes.data + bytes.size, BLOCK, &done);
     if (Failed(result) || done == 0 || done > BLOCK) break;
     bytes.size += done;
+    if (bytes.size > UINT32_MAX) return E_FAIL;
   }
   // The end is a failure to some streams; a failure before the promised end is one to all.
   return end > start && bytes.size < end - start ? E_FAIL : S_OK;

@@ -80,7 +80,8 @@ class Writer {
  public:
   Writer(Stream& target, unsigned writeFlags) noexcept : stream(target), flags(writeFlags) {}
 
-  void Document(XmlNode const& document) noexcept;
+  /// \return S_OK or the stream's first failure, after which nothing more is written
+  HRESULT Document(XmlNode const& document) noexcept;
 
  private:
   void Tree(XmlNode const& top) noexcept;
@@ -106,23 +107,26 @@ class Writer {
   unsigned flags;
   unsigned level = 0;
   unsigned used = 0;
+  HRESULT failure = S_OK;
   char buffer[0x4000] = {};
 };
 
-void Writer::Document(XmlNode const& document) noexcept {
+HRESULT Writer::Document(XmlNode const& document) noexcept {
   if (IsUtf16()) Bytes("\xFF\xFE", 2);
   if (document.Kind() != XML_DOCUMENT) {
     Tree(document);
   } else {
-    for (XmlNode const* node = document.FirstChild(); node; node = node->Next()) Tree(*node);
+    for (XmlNode const* node = document.FirstChild(); node && failure == S_OK; node = node->Next())
+      Tree(*node);
   }
   Flush();
+  return failure;
 }
 
 /// A node and what is in it, without recursion: trees may be of any depth.
 void Writer::Tree(XmlNode const& top) noexcept {
   XmlNode const* node = &top;
-  for (;;) {
+  while (failure == S_OK) {
     if (Begin(*node)) {
       ++level;
       node = node->FirstChild();
@@ -250,7 +254,11 @@ void Writer::Bytes(void const* bytes, size_t size) noexcept {
 }
 
 void Writer::Flush() noexcept {
-  if (used > 0) stream.Write(buffer, used);
+  unsigned done = used;  // a stream that does not tell has written all
+  if (used > 0 && failure == S_OK) {
+    HRESULT const result = stream.Write(buffer, used, &done);
+    if (Failed(result) || done < used) failure = Failed(result) ? result : E_FAIL;
+  }
   used = 0;
 }
 
@@ -266,10 +274,11 @@ size_t Escape(wchar_t const* text, size_t length, wchar_t* buffer) noexcept {
   return total;
 }
 
-bool Write(XmlNode const& document, Stream& stream, unsigned flags) noexcept {
+bool Write(XmlNode const& document, Stream& stream, unsigned flags, HRESULT& failure) noexcept {
+  failure = S_OK;
   Writer* const writer = new (std::nothrow) Writer(stream, flags);
   if (!writer) return false;
-  writer->Document(document);
+  failure = writer->Document(document);
   delete writer;
   return true;
 }

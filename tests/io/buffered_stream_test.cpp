@@ -35,7 +35,7 @@ TEST(BufferedStream, ReadsBlocksWithoutSeeking) {
   ASSERT_EQ(ykCreateBufferedStream(&inner, stream.Receive()), S_OK);
   inner.bytes.resize(5000);
   EXPECT_EQ(ReadAt(*stream, 0, 9000), bytes.substr(0, 5000)) << "no more than the inner stream has";
-  inner.seekable = false;
+  inner.fault = SpyStream::SEEK;
   EXPECT_EQ(ReadAt(*stream, 100, 10), "") << "rather nothing than bytes from elsewhere";
 }
 

@@ -37,4 +37,25 @@ TEST(DetectFileType, KnowsFirstBytesFootersAndExtensions) {
   }
 }
 
+/// A host's file stream, which answers the identifier and has the slot.
+class HostFile final : public Answers<HostFile, Stream> {
+ public:
+  static Guid const& Id() { return ids::FILE_STREAM; }
+  using Stream::Read;
+  HRESULT Read(void*, unsigned, unsigned* done) noexcept override { return *done = 0, S_OK; }
+  HRESULT Seek(long, unsigned, unsigned*) noexcept override { return S_OK; }
+  unsigned GetPosition() noexcept override { return 0; }
+  unsigned GetSize() noexcept override { return 0; }
+  HRESULT GetState() noexcept override { return S_OK; }
+  void Destroy() noexcept override {}
+  virtual HRESULT GetFileName(String& name) noexcept { return name = L"a.gif", S_OK; }
+};
+
+TEST(DetectFileType, AsksAHostsStreamForItsName) {
+  HostFile file;
+  Guid type = {};
+  EXPECT_EQ(qe_DetectFileType(&file, type), S_OK);
+  EXPECT_EQ(type, ids::FILE_GIF);
+}
+
 }  // namespace

@@ -1,6 +1,8 @@
+#include <qecore/io/buffered_stream.h>
 #include <qecore/io/deserializer.h>
 #include <qecore/io/serializer.h>
 #include <qecore/values/array.h>
+#include <qecore/values/map.h>
 #include <qecore/values/string.h>
 #include <qecore/values/variant.h>
 
@@ -111,37 +113,45 @@ TEST(Deserializer, OpensOnlySoundFrames) {
       {"frame too long", "\x09\0\x0D\0\0\0"s + body, YK_E_BADFILE},
       {"frame that wraps", "\x09\0\xFF\xFF\xFF\xFF"s + body, YK_E_BADFILE},
       {"nothing in the frame", Chunk(9), E_FAIL},
+      {"never closed", "\x09\0\0\0\0\0"s + body, E_FAIL},
+      {"no frame, never closed", "\x08\0\0\0\0\0"s + body, YK_E_BADFILE},
       {"a child longer than the frame", "\x09\0\x0C\0\0\0\x01\0\x07\0\0\0?"s, YK_E_BADFILE},
       {"half a version", Chunk(9, Chunk(2, "\2") + body), YK_E_BADFILE},
       {"a table in its place", Chunk(9, Chunk(5, Le(16)) + table + body), S_OK},
       {"another table", Chunk(9, Chunk(6, Le(16)) + table + body), YK_E_BADFILE},
       {"a table that wraps", Chunk(9, Chunk(5, Le(-6)) + body), YK_E_BADFILE}};
   Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
-  for (auto const& [name, bytes, result] : rows)
+  for (auto const& [name, bytes, result] : rows) {
     EXPECT_EQ(reader->Open(Memory(bytes).get(), 0), result) << name;
+    EXPECT_EQ(reader->GetFailure(), result) << name;
+  }
 }
 
 /// A client that goes into every chunk but texts and values, which it loads. \return chunks that it began
-size_t Walk(Deserializer& reader, int& deepest, int depth = 1) {
+size_t Walk(Deserializer& reader) {
   size_t count = 0;
-  deepest = std::max(deepest, depth);
-  while (reader.IsInChunk() && count++ < 1000000) {
+  for (int depth = 0; depth >= 0;) {
+    if (!reader.IsInChunk()) {
+      reader.EndChunk();
+      --depth;
+      continue;
+    }
     unsigned short const tag = reader.BeginChunk();
+    ++count, ++depth;
     EXPECT_LE(reader.GetChunkSize(), reader.GetStream()->GetSize());
     if (tag == 20) String().Load(&reader);
     if (tag == 21) Variant().Load(&reader, nullptr);
-    if (tag != 20 && tag != 21) count += Walk(reader, deepest, depth + 1);
-    reader.EndChunk();
+    if (count > 1000000) break;
   }
   return count;
 }
 
-size_t ReadAnyway(Stream& stream, unsigned flags, int& deepest) {
+size_t ReadAnyway(Stream& stream, unsigned flags) {
   Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
   stream.Seek(0, Stream::FROM_START);
   reader->Open(&stream, flags);
   if (flags & chunk::RAW) reader->BeginChunk();
-  return Walk(*reader, deepest);
+  return Walk(*reader);
 }
 
 TEST(Deserializer, DamagedFilesEnd) {
@@ -149,7 +159,6 @@ TEST(Deserializer, DamagedFilesEnd) {
   std::string const body = values + Chunk(22, values + Chunk(23, values + values)) + values;
   std::string const sound = Chunk(9, Chunk(2, Le(2)) + Chunk(11, "banner") + Chunk(1, body));
   std::mt19937 random(11);
-  int deepest = 0;
   for (unsigned i = 0; i < 20000; ++i) {
     SpyStream damaged(i < sound.size() ? sound.substr(0, i) : sound);  // first, cut at every byte
     char const odd[] = {0, 1, 5, 6, 7, 0x7F, '\x80', '\xFF', static_cast<char>(random())};
@@ -157,24 +166,112 @@ TEST(Deserializer, DamagedFilesEnd) {
       damaged.bytes[random() % sound.size()] = odd[random() % 9];
     }
     damaged.seekable = i % 3 != 0;
-    ASSERT_LT(ReadAnyway(damaged, i % 2 ? chunk::RAW : 0, deepest), sound.size()) << i;
+    ASSERT_LT(ReadAnyway(damaged, i % 2 ? chunk::RAW : 0), sound.size()) << i;
   }
 }
 
-TEST(ObjectFile, DepthHasAnEnd) {
-  std::string bytes;
-  for (unsigned i = 100000; i > 0; --i) bytes += Le<uint16_t>(9) + Le(i * 6);
-  int deepest = 0;
-  EXPECT_LT(ReadAnyway(*Memory(bytes), chunk::RAW, deepest), 2u * chunk::MAX_DEPTH);
-  EXPECT_EQ(deepest, chunk::MAX_DEPTH + 1);
-
+TEST(ObjectFile, NestsFreely) {
+  constexpr unsigned DEPTH = 100000;
   Ref<Stream> const stream = Memory();
   Ref<Serializer> const writer = Writer(*stream, chunk::RAW);
-  for (int i = 0; i < chunk::MAX_DEPTH; ++i) ASSERT_EQ(writer->BeginChunk(9), S_OK);
-  EXPECT_EQ(writer->BeginChunk(9), E_INVALIDARG);
-  for (int i = 0; i < chunk::MAX_DEPTH + 1; ++i) ASSERT_EQ(writer->EndChunk(), S_OK);
+  for (unsigned i = 0; i < DEPTH; ++i) ASSERT_EQ(writer->BeginChunk(9), S_OK);
+  for (unsigned i = 0; i < DEPTH; ++i) ASSERT_EQ(writer->EndChunk(), S_OK);
   EXPECT_EQ(writer->EndChunk(), E_FAIL);
-  EXPECT_EQ(ReadAnyway(*stream, chunk::RAW, deepest), chunk::MAX_DEPTH - 1u) << "what is written is read";
+  std::string bytes;
+  for (unsigned i = DEPTH; i > 0; --i) bytes += Le<uint16_t>(9) + Le(i * 6);
+  EXPECT_TRUE(Content(*stream) == bytes);
+  EXPECT_EQ(ReadAnyway(*stream, chunk::RAW), DEPTH - 1);
+}
+
+/// Writes what the library itself writes. \return the writer, closed
+Ref<Serializer> WriteAll(SpyStream& stream) {
+  Ref<Serializer> const writer = Writer(stream, 0);
+  Variant value;
+  value.Init(L"text");
+  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
+  map->SetValue(1, value);
+  EXPECT_EQ(map->Save(writer.get(), nullptr), S_OK);
+  writer->BeginChunk(6);
+  writer->WriteReference(map.get());
+  writer->EndChunk();
+  String(L"text").Save(writer.get(), 7);
+  writer->BeginChunk(8, chunk::DROP_IF_EMPTY);
+  writer->EndChunk();
+  EXPECT_EQ(writer->Close(), S_OK);
+  return writer;
+}
+
+HRESULT ReadAll(SpyStream& stream) {
+  Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
+  stream.position = 0;
+  if (Failed(reader->Open(&stream, 0))) return reader->GetFailure();
+  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
+  map->Load(reader.get(), nullptr);
+  reader->Close();
+  return reader->GetFailure();
+}
+
+TEST(ObjectFile, KeepsTheFirstFailure) {
+  SpyStream whole;
+  WriteAll(whole);
+  for (auto const fault :
+       {SpyStream::WRITE, SpyStream::SHORT, SpyStream::SEEK, SpyStream::STATE, SpyStream::READ}) {
+    HRESULT const expected = fault == SpyStream::WRITE || fault == SpyStream::READ ? YK_E_ACCESS : E_FAIL;
+    for (int call = 0, failed = true; failed; ++call) {
+      SpyStream stream(fault == SpyStream::READ ? whole.bytes : "");
+      stream.fault = fault;
+      stream.left = call;
+      HRESULT const failure = fault == SpyStream::READ ? ReadAll(stream) : WriteAll(stream)->GetFailure();
+      failed = stream.failed;
+      EXPECT_EQ(failure, failed ? expected : S_OK) << fault << " " << call;
+    }
+  }
+}
+
+/// Calls an object whose stream drops the last reference to it meanwhile. \return whether it was still there then
+template <class Object, class Call>
+bool Survives(SpyStream& stream, Ref<Object> object, Call call) {
+  bool survived = false;
+  Object& called = *object;
+  stream.onCall = [&] {
+    object.Reset();
+    survived = References(&stream) > 1;  // one of them is the object's
+  };
+  call(called);
+  return survived;
+}
+
+TEST(ObjectFile, OutlivesTheCallsOfAStream) {
+  void (*const writing[])(Serializer&) = {[](Serializer& writer) { writer.BeginChunk(1); },
+                                          [](Serializer& writer) { writer.EndChunk(); },
+                                          [](Serializer& writer) { writer.Write("x", 1); },
+                                          [](Serializer& writer) { writer.WriteChunk(1, "x", 1); },
+                                          [](Serializer& writer) { writer.Close(); },
+                                          [](Serializer& writer) { writer.GetFailure(); },
+                                          [](Serializer& writer) { writer.WriteReference(nullptr); }};
+  for (auto const call : writing) {
+    SpyStream stream;
+    EXPECT_TRUE(Survives(stream, Writer(stream, 0), call));
+    EXPECT_EQ(References(&stream), 1u);
+  }
+  void (*const reading[])(Deserializer&) = {[](Deserializer& reader) { reader.BeginChunk(); },
+                                            [](Deserializer& reader) { reader.EndChunk(); },
+                                            [](Deserializer& reader) { reader.Close(); }};
+  for (auto const call : reading) {
+    SpyStream stream(Golden("Oct 10 2019"));
+    Ref<Deserializer> reader = Ref<Deserializer>::Adopt(Deserializer::Create());
+    ASSERT_EQ(reader->Open(&stream, 0), S_OK);
+    EXPECT_TRUE(Survives(stream, std::move(reader), call));
+    EXPECT_EQ(References(&stream), 1u);
+  }
+  SpyStream stream("x");
+  Ref<Stream> buffered;
+  ASSERT_EQ(ykCreateBufferedStream(&stream, buffered.Receive()), S_OK);
+  EXPECT_TRUE(Survives(stream, std::move(buffered), [](Stream& reader) {
+    char byte = 0;
+    EXPECT_EQ(reader.Read(&byte, 1), S_OK);
+    EXPECT_EQ(byte, 'x');
+  }));
 }
 
 }  // namespace

@@ -6,8 +6,10 @@
 #include <qecore/core/ref.h>
 #include <qecore/io/mem_stream.h>
 
+#include <functional>
 #include <string>
 #include <tuple>
+#include <utility>
 
 using namespace std::string_literals;  // "with\0zeros"s
 
@@ -38,21 +40,28 @@ inline std::string ReadAt(yk::Stream& stream, unsigned position, unsigned size) 
 
 inline std::string Content(yk::Stream& stream) { return ReadAt(stream, 0, stream.GetSize()); }
 
-/// Bytes that stand at `base` of a stream whose front is not there; lives on the stack.
+/// Bytes that stand at `base` of a stream whose front is not there; lives on the stack. One call can be made to
+/// fail: the `left`-th of its kind from here.
 class SpyStream final : public yk::Stream {
  public:
+  enum Fault { NONE, READ, WRITE, SHORT, SEEK, STATE };
+
   explicit SpyStream(std::string content = {}, int64_t start = 0)
       : bytes(content), base(start), position(start) {}
 
   using Stream::Read;
   HRESULT Read(void* buffer, unsigned size, unsigned* done) noexcept override {
     size_t const at = std::min(static_cast<size_t>(position - base), bytes.size());
-    *done =
-        static_cast<unsigned>(bytes.copy(static_cast<char*>(buffer), size, at));  // the rest stays as it is
+    *done = 0;
+    if (Fails(READ)) return yk::YK_E_ACCESS;
+    // the rest stays as it is
+    *done = static_cast<unsigned>(bytes.copy(static_cast<char*>(buffer), size, at));
     position += *done;
     return S_OK;
   }
-  HRESULT Write(void const* buffer, unsigned size, unsigned*) noexcept override {
+  HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override {
+    if (Fails(WRITE)) return yk::YK_E_ACCESS;
+    if (Fails(SHORT)) *done = --size;  // else it does not tell
     bytes.resize(std::max(bytes.size(), static_cast<size_t>(position - base) + size));
     bytes.replace(static_cast<size_t>(position - base), size, static_cast<char const*>(buffer), size);
     position += size;
@@ -60,18 +69,28 @@ class SpyStream final : public yk::Stream {
   }
   HRESULT Seek(long offset, unsigned origin, unsigned*) noexcept override {
     ++seeks;
-    if (seekable) position = (origin == FROM_START ? 0 : position) + offset;
-    return seekable ? S_OK : E_FAIL;
+    if (Fails(SEEK) || !seekable) return E_FAIL;
+    position = (origin == FROM_START ? 0 : position) + offset;
+    return S_OK;
   }
   unsigned GetPosition() noexcept override { return static_cast<unsigned>(position); }
   unsigned GetSize() noexcept override {
     return static_cast<unsigned>(base + static_cast<int64_t>(bytes.size()));
   }
-  HRESULT GetState() noexcept override { return S_OK; }
+  HRESULT GetState() noexcept override { return Fails(STATE) ? E_FAIL : S_OK; }
   void Destroy() noexcept override {}
 
   std::string bytes;
   int64_t base, position;
-  int seeks = 0;
-  bool seekable = true;
+  int seeks = 0, left = 0;
+  bool seekable = true, failed = false;
+  Fault fault = NONE;
+  std::function<void()> onCall;
+
+ private:
+  bool Fails(Fault what) {
+    if (onCall) std::exchange(onCall, nullptr)();
+    if (fault != what || left-- != 0) return false;
+    return failed = true;
+  }
 };

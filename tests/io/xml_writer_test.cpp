@@ -120,6 +120,19 @@ TEST(XmlWriter, WritesLargeDocumentsWhole) {
   }
 }
 
+TEST(XmlWriter, StopsAndTellsWhenTheStreamFails) {
+  Tree const whole = Loaded("<a>" + std::string(100000, 'x') + "</a>");
+  for (auto const fault : {SpyStream::WRITE, SpyStream::SHORT, SpyStream::NONE}) {
+    SpyStream stream;
+    stream.fault = fault;
+    stream.left = 1;
+    EXPECT_EQ(Xml().Save(whole.get(), &stream, 0), S_OK);
+    bool const failed = fault != SpyStream::NONE;
+    EXPECT_EQ(Xml().GetFailure(), failed ? fault == SpyStream::SHORT ? E_FAIL : YK_E_ACCESS : S_OK);
+    EXPECT_EQ(stream.bytes.size() < 40000, failed);
+  }
+}
+
 constexpr unsigned DEEP = 10000;
 
 DWORD WINAPI SaveDeepChain(void* size) {

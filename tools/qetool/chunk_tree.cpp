@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "text.h"
 
@@ -13,9 +14,6 @@ namespace qetool {
 using namespace yk;
 
 namespace {
-
-// Deeper than any object of the library, and no deeper than the stack takes.
-constexpr int DEEPEST = 1024;
 
 // As much plain data as the library itself puts before chunks in one payload.
 constexpr size_t LONGEST_PREFIX = 16;
@@ -53,79 +51,85 @@ bool AreChunks(Bytes bytes) {
   return true;
 }
 
+// Of a payload, what its chunks fill: all behind a short prefix, or nothing.
+Bytes ChunksIn(Bytes payload) {
+  size_t const longest = std::min(LONGEST_PREFIX, payload.size());
+  for (size_t prefix = 0; prefix <= longest; ++prefix) {
+    Bytes const rest = payload.subspan(prefix);
+    if (AreChunks(rest)) return rest;
+  }
+  return payload.last(0);
+}
+
 class Parser {
  public:
   explicit Parser(Bytes bytes) : file(bytes) {}
 
-  // Chunks that stand one behind the other; stops at the first that is none.
-  std::vector<ChunkNode> Siblings(Bytes bytes, int depth) {
-    std::vector<ChunkNode> nodes;
-    while (!bytes.empty()) {
-      Header const header = ReadHeader(bytes);
-      if (!IsSound(header, bytes)) {
-        Damaged(header, bytes);
-        break;
-      }
-      nodes.push_back(Node(header, bytes.first(header.size), depth));
-      bytes = bytes.subspan(header.size);
-    }
-    return nodes;
-  }
-
-  // A frame that claims more than there is: what there is of it is looked into all the same.
-  std::vector<ChunkNode> Roots() {
+  ChunkTree Parse() && {
     Header const header = ReadHeader(file);
-    if (header.tag != chunk::FILE_FRAME || header.size <= file.size()) return Siblings(file, 0);
-    Damaged(header, file);
-    ChunkNode frame;
-    frame.tag = header.tag;
-    frame.payload = file.subspan(chunk::HEADER_SIZE);
-    frame.plain = frame.payload.first(0);
-    frame.children = Siblings(frame.payload, 1);
-    std::vector<ChunkNode> roots;
-    roots.push_back(std::move(frame));
-    return roots;
+    if (header.tag == chunk::FILE_FRAME && header.size > file.size()) {
+      // A frame that claims more than there is: what there is of it is looked into all the same.
+      Damaged(header, file);
+      Bytes const payload = file.subspan(chunk::HEADER_SIZE);
+      Add(header.tag, file, payload);
+      open.push_back({payload, 0});
+    } else {
+      open.push_back({file, ChunkTree::NONE});
+    }
+    while (!open.empty()) Step();
+    return std::move(tree);
   }
-
-  std::string damage;
 
  private:
+  struct Level {
+    Bytes rest;  // chunks that stand one behind the other
+    size_t parent;
+  };
+
+  // Takes the next chunk of the innermost level. The level ends with its bytes, or at the first that is no chunk.
+  void Step() {
+    Level& level = open.back();
+    Bytes const rest = level.rest;
+    Header const header = ReadHeader(rest);
+    if (!IsSound(header, rest)) {
+      if (!rest.empty()) Damaged(header, rest);
+      open.pop_back();
+      return;
+    }
+    level.rest = rest.subspan(header.size);
+    Bytes const whole = rest.first(header.size);
+    Bytes const chunks = ChunksIn(whole.subspan(chunk::HEADER_SIZE));
+    Add(header.tag, whole, chunks);
+    if (!chunks.empty()) open.push_back({chunks, tree.nodes.size() - 1});
+  }
+
+  void Add(unsigned tag, Bytes whole, Bytes chunks) {
+    ChunkNode node;
+    node.tag = tag;
+    node.offset = OffsetOf(whole);
+    node.payload = whole.subspan(chunk::HEADER_SIZE);
+    node.plain = node.payload.first(node.payload.size() - chunks.size());
+    node.parent = open.empty() ? ChunkTree::NONE : open.back().parent;
+    node.depth = node.parent == ChunkTree::NONE ? 0 : tree.nodes[node.parent].depth + 1;
+    tree.nodes.push_back(node);
+  }
+
   size_t OffsetOf(Bytes bytes) const { return static_cast<size_t>(bytes.data() - file.data()); }
 
-  ChunkNode Node(Header const& header, Bytes whole, int depth) {
-    ChunkNode node;
-    node.tag = header.tag;
-    node.offset = OffsetOf(whole);
-    node.payload = node.plain = whole.subspan(chunk::HEADER_SIZE);
-    if (depth == DEEPEST) {
-      if (AreChunks(node.payload)) Note(Format("chunks at offset %zu nest too deep", node.offset));
-      return node;
-    }
-    size_t const longest = std::min(LONGEST_PREFIX, node.payload.size());
-    for (size_t prefix = 0; prefix <= longest; ++prefix) {
-      if (!AreChunks(node.payload.subspan(prefix))) continue;
-      node.plain = node.payload.first(prefix);
-      node.children = Siblings(node.payload.subspan(prefix), depth + 1);
-      break;
-    }
-    return node;
-  }
-
-  void Note(std::string text) {
-    if (damage.empty()) damage = std::move(text);  // the first is the cause
-  }
-
   void Damaged(Header const& header, Bytes bytes) {
+    if (!tree.damage.empty()) return;  // the first is the cause
     size_t const offset = OffsetOf(bytes);
     if (bytes.size() < chunk::HEADER_SIZE) {
-      Note(Format("%zu bytes at offset %zu are no chunk", bytes.size(), offset));
+      tree.damage = Format("%zu bytes at offset %zu are no chunk", bytes.size(), offset);
     } else {
-      Note(Format("the chunk at offset %zu (tag %u) claims %zu bytes, and %zu are there", offset, header.tag,
-                  header.size, bytes.size()));
+      tree.damage = Format("the chunk at offset %zu (tag %u) claims %zu bytes, and %zu are there", offset,
+                           header.tag, header.size, bytes.size());
     }
   }
 
   Bytes file;
+  ChunkTree tree;
+  std::vector<Level> open;
 };
 
 // What the library itself writes: the format's own tags stand beside the body, the others anywhere.
@@ -146,7 +150,7 @@ constexpr TagName TAG_NAMES[] = {
     {chunk::BODY, "body", true},
     {chunk::FIRST_OCCURRENCE, "first occurrence", false},
     {1000, "map entry", false},
-    {PLUGIN_LIST, "plug-ins", false},
+    {0x1000, "plug-ins", false},
     {0x1001, "plug-in", false},
     {274, "file name", false},
     {0x1003, "file time", false},
@@ -183,12 +187,7 @@ std::optional<std::string> AsText(Bytes bytes) {
 
 }  // namespace
 
-ChunkTree ParseChunks(Bytes file) {
-  Parser parser(file);
-  ChunkTree tree = {parser.Roots(), {}};
-  tree.damage = parser.damage;
-  return tree;
-}
+ChunkTree ParseChunks(Bytes file) { return Parser(file).Parse(); }
 
 char const* ChunkName(ChunkNode const& node, ChunkNode const* parent) {
   bool const inFrame = !parent || parent->tag == chunk::FILE_FRAME;

@@ -20,12 +20,20 @@ struct ChunkNode {
   size_t offset = 0;  // of the header, from the start of the file
   Bytes payload;      // without the header
   Bytes plain;        // the bytes of the payload before the first child; all of it when there is none
-  std::vector<ChunkNode> children;
+  size_t parent = 0;  // index of the node around it; ChunkTree::NONE at the top
+  int depth = 0;      // 0 at the top
 };
 
 struct ChunkTree {
-  std::vector<ChunkNode> roots;
-  /// What is wrong, with its offset; empty for a sound file. The roots have what could be read all the same.
+  static constexpr size_t NONE = SIZE_MAX;
+
+  ChunkNode const* ParentOf(ChunkNode const& node) const {
+    return node.parent == NONE ? nullptr : &nodes[node.parent];
+  }
+
+  /// Each before its children: chunks nest as deep as the file has bytes, and nobody needs a stack to walk them.
+  std::vector<ChunkNode> nodes;
+  /// What is wrong, with its offset; empty for a sound file. The nodes are what could be read all the same.
   std::string damage;
 };
 

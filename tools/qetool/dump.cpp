@@ -3,6 +3,7 @@
 #include <qecore/io/file_stream.h>
 #include <stdio.h>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -28,13 +29,14 @@ std::vector<unsigned char> ReadAll(std::string const& path) {
   return bytes;
 }
 
-void Print(ChunkNode const& node, ChunkNode const* parent, int depth) {
+void Print(ChunkNode const& node, ChunkNode const* parent) {
+  constexpr int DEEPEST_INDENT = 40;  // deeper lines are indented no more: there may be any number of levels
+  int const depth = std::min(node.depth, DEEPEST_INDENT);
   char const* const name = ChunkName(node, parent);
   std::string const plain = DescribePlain(node);
   printf("%8zu  %*s%u%s%s%s, %s bytes%s%s\n", node.offset, 2 * depth, "", node.tag, name ? " (" : "",
          name ? name : "", name ? ")" : "", Grouped(node.payload.size()).c_str(), plain.empty() ? "" : ": ",
          plain.c_str());
-  for (ChunkNode const& child : node.children) Print(child, &node, depth + 1);
 }
 
 void Run(std::string const& path, bool asXml) {
@@ -43,7 +45,7 @@ void Run(std::string const& path, bool asXml) {
   if (asXml) {
     PrintChunksAsXml(tree, path);
   } else {
-    for (ChunkNode const& root : tree.roots) Print(root, nullptr, 0);
+    for (ChunkNode const& node : tree.nodes) Print(node, tree.ParentOf(node));
   }
   if (!tree.damage.empty()) throw Failure{path + " is damaged or no object file: " + tree.damage};
 }

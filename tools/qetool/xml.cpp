@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <vector>
 
 #include "commands.h"
 #include "output.h"
@@ -43,7 +44,7 @@ void WriteToOutput(void const* bytes, unsigned size) {
   if (written != size || flushed != 0) throw Failure{"cannot write to the output"};
 }
 
-void AddChunks(XmlDocument& document, XmlNode* parent, ChunkNode const& chunk, ChunkNode const* outer) {
+XmlNode* AddChunk(XmlDocument& document, XmlNode* parent, ChunkNode const& chunk, ChunkNode const* outer) {
   XmlNode* const node = document.Add(parent, L"chunk");
   document.Set(node, L"tag", std::to_string(chunk.tag));
   if (char const* const name = ChunkName(chunk, outer)) document.Set(node, L"name", name);
@@ -51,7 +52,7 @@ void AddChunks(XmlDocument& document, XmlNode* parent, ChunkNode const& chunk, C
   document.Set(node, L"bytes", std::to_string(chunk.payload.size()));
   std::string const value = DescribePlain(chunk);
   if (!value.empty()) document.Set(node, L"value", value);
-  for (ChunkNode const& child : chunk.children) AddChunks(document, node, child, &chunk);
+  return node;
 }
 
 void Run(Options const& options) {
@@ -118,7 +119,14 @@ void PrintChunksAsXml(ChunkTree const& tree, std::string const& path) {
   XmlNode* const file = document.Add(document.Root(), L"objectfile");
   document.Set(file, L"path", path);
   if (!tree.damage.empty()) document.Set(file, L"damage", tree.damage);
-  for (ChunkNode const& chunk : tree.roots) AddChunks(document, file, chunk, nullptr);
+  std::vector<XmlNode*> nodes;
+  for (ChunkNode const& chunk : tree.nodes) {
+    if (chunk.depth + 1 >= static_cast<int>(XML_DEPTH_LIMIT)) {  // nobody could read it
+      throw Failure{path + ": its chunks nest too deep for XML"};
+    }
+    XmlNode* const parent = chunk.parent == ChunkTree::NONE ? file : nodes[chunk.parent];
+    nodes.push_back(AddChunk(document, parent, chunk, tree.ParentOf(chunk)));
+  }
   document.Save({}, XML_LAYOUT);
 }
 

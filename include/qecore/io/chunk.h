@@ -11,6 +11,8 @@
 //              ├─ OBJECT_TABLE_OFFSET  likewise; the writer makes neither table and writes 0
 //              └─ BODY                 what the objects write
 //
+// Chunks nest freely, as deep as there are bytes: who walks through a file that is not its own does so in a loop.
+//
 // A reference to an object is a signed 32-bit number: an index into the objects so far, or, at the object's
 // first occurrence, -(index + 1) followed by an empty chunk FIRST_OCCURRENCE. All numbers are little-endian.
 #pragma once
@@ -30,8 +32,6 @@ inline constexpr unsigned short BANNER = 11;
 
 inline constexpr unsigned HEADER_SIZE = 6;
 inline constexpr unsigned FILE_VERSION = 2;
-/// Chunks may nest this deep, in what is written and in what is read; recursive readers count on it.
-inline constexpr int MAX_DEPTH = 1024;
 
 // flags of Open
 inline constexpr unsigned NO_TABLES = 1;  ///< leave out the two offsets

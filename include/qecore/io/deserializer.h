@@ -10,13 +10,14 @@
 //     reader->EndChunk();                                   // skips what was not read
 //   }
 //
-//   slot    8 Open    10 ReadReference   12 GetChunkSize   14 EndChunk
+//   slot    8 Open    10 ReadReference   12 GetChunkSize   14 EndChunk     16 GetFailure
 //           9 Close   11 BeginChunk      13 IsInChunk      15 GetVersion
 //
 // A damaged file does no harm to a client that is written like this one. A chunk is corrupt when its header is
-// cut short, its size is below 6, it ends behind the chunk around it or behind the stream, or it lies deeper
-// than chunk::MAX_DEPTH. BeginChunk then answers 0; the chunk has the size 0, nothing is in it, and its
-// EndChunk goes to the end of the chunk around it, whose loop so ends.
+// cut short, its size is below 6, or it ends behind the chunk around it or behind the stream. BeginChunk then
+// returns 0; the chunk has the size 0, nothing is in it, and its EndChunk goes to the end of the chunk around
+// it, whose loop so ends. The same holds when there is no memory to enter one more chunk. Depth has no other
+// limit than the bytes: a client that enters chunks of any tag does it in a loop.
 //
 // Ownership: holds the stream and the objects of its table while open. One thread at a time.
 #pragma once
@@ -39,7 +40,7 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
   /// Reads the frame, from where the stream stands, and stops at the first byte of the body. With chunk::RAW
   /// there is no frame. A file that is still open is closed first.
   /// E_INVALIDARG: no stream. YK_E_BADFILE: not an object file, or a damaged one. E_FAIL: the file ends
-  /// before its body. After a failure the stream is held until Close.
+  /// before its body, or was never closed by its writer. After a failure the stream is held until Close.
   virtual HRESULT Open(Stream* newStream, unsigned openFlags) noexcept;
   /// Goes behind the frame and lets go of the stream and the objects. \return S_OK
   virtual HRESULT Close() noexcept;
@@ -58,6 +59,10 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
   virtual bool EndChunk() noexcept;
   /// The format's version that the file gives; nobody compares it.
   virtual unsigned GetVersion() noexcept;
+  /// S_OK, or the first failure since Open: that of Open itself, of a read by this reader or by a value's Load that
+  /// failed or fell short before the end of the chunk, a corrupt chunk (YK_E_BADFILE), a chunk for which there was
+  /// no memory. That nothing is left is no failure. It stays until the next Open.
+  virtual HRESULT GetFailure() noexcept;
 
   /// The stream to read payload from, lent; null while no file is open.
   Stream* GetStream() const noexcept { return stream.get(); }
@@ -71,6 +76,7 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
  private:
   template <class, class>
   friend class Destroys;
+  friend void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept;
 
   struct OpenChunk {
     unsigned short tag;
@@ -87,18 +93,22 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
   HRESULT ReadFramePart(unsigned short tag) noexcept;
   HRESULT CheckTable(unsigned short tag) noexcept;
   bool ReadNumber(unsigned& number) noexcept;
+  unsigned ReadThere(void* buffer, unsigned size) noexcept;
+  HRESULT Note(HRESULT result) noexcept;
 
   Ref<Stream> stream;
   Ref<Array> objects;
   OpenChunk* chunks = nullptr;
   int capacity = 0;
   int depth = -1;     // the innermost chunk's place in `chunks`
-  unsigned lost = 0;  // chunks begun inside the innermost one that could not be noted: all are corrupt
+  unsigned lost = 0;  // chunks begun inside the innermost one for which there was no memory: all are corrupt
   unsigned streamSize = 0;
   unsigned fileStart = 0;
   unsigned flags = 0;
   unsigned version = 0;
   bool inFrame = false;
+  bool unclosed = false;   // the chunk begun last is a frame whose writer never filled in the size
+  HRESULT failure = S_OK;  // the first
 };
 
 }  // namespace yk

@@ -3,16 +3,19 @@
 //   Ref<Serializer> writer = Ref<Serializer>::Adopt(Serializer::Create());
 //   writer->Open(stream, 0);
 //   writer->BeginChunk(MY_TAG);
-//   writer->GetStream()->Write(&fields, sizeof fields);
+//   writer->Write(&fields, sizeof fields);
 //   title.Save(writer.get(), TITLE_TAG);
 //   writer->EndChunk();
 //   writer->Close();
+//   if (Failed(writer->GetFailure())) ...                   // the file is not whole
 //
-//   slot    8 Open    10 WriteReference    12 BeginChunk(tag, flags)   14 WriteChunk
-//           9 Close   11 BeginChunk(tag)   13 EndChunk                 15 WriteStringChunk
+//   slot    8 Open              12 BeginChunk(tag, flags)   16 Write
+//           9 Close             13 EndChunk                 17 GetFailure
+//          10 WriteReference    14 WriteChunk
+//          11 BeginChunk(tag)   15 WriteStringChunk
 //
-// The stream must be able to seek: the size of a chunk is filled in when it ends. Write errors of the stream
-// are reported by WriteChunk only. Ownership: holds the stream while open, and a reference to each object
+// The stream must be able to seek: the size of a chunk is filled in when it ends. Most results do not tell of a
+// stream that fails; GetFailure does, once for the whole file. Ownership: holds the stream while open, and a reference to each object
 // that it wrote a reference to until it is destroyed; being destroyed it closes. One thread at a time.
 #pragma once
 
@@ -39,9 +42,8 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   virtual HRESULT Close() noexcept;
   /// Writes a reference: at an object's first occurrence the caller writes the object itself behind it.
   virtual HRESULT WriteReference(Unknown* object) noexcept;
-  /// Begins a chunk inside the one that is open. E_FAIL: no file is open. Deeper than chunk::MAX_DEPTH
-  /// (E_INVALIDARG) or without memory (E_OUTOFMEMORY) nothing is written, and what should stand inside goes
-  /// to the chunk around; EndChunk is due all the same.
+  /// Begins a chunk inside the one that is open, however deep that lies. E_FAIL: no file is open.
+  /// E_OUTOFMEMORY: nothing is written, and Write refuses what should stand inside; EndChunk is due all the same.
   YK_SLOT_PAIR(virtual HRESULT BeginChunk(unsigned short tag) noexcept,
                virtual HRESULT BeginChunk(unsigned short tag, unsigned short chunkFlags) noexcept);
   /// Ends the innermost chunk. E_FAIL: none is open.
@@ -51,7 +53,16 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   /// A chunk of this text without its terminator. S_FALSE for a null or an empty one.
   virtual HRESULT WriteStringChunk(unsigned short tag, char const* text) noexcept;
 
-  /// The stream to write payload to, lent; null while no file is open.
+  /// Writes payload into the innermost chunk. \return the stream's result; E_FAIL when it took less than `size`
+  /// bytes, or no file is open
+  virtual HRESULT Write(void const* data, unsigned size) noexcept;
+  /// S_OK, or the first failure since Open: what a write or a seek of this writer came to, a chunk or a reference
+  /// that was refused, a file that outgrew 32 bits, or the state of the stream, which is asked here and by Close.
+  /// It stays until the next Open.
+  virtual HRESULT GetFailure() noexcept;
+
+  /// The stream, lent; null while no file is open. Payload may be written to it directly, too: then its failures
+  /// are known only by the stream's own state.
   Stream* GetStream() const noexcept { return stream.get(); }
 
  private:
@@ -68,6 +79,8 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   Serializer() noexcept;
   ~Serializer();
 
+  HRESULT Note(HRESULT result) noexcept;
+  void FillInSize(OpenChunk const& ended, unsigned end) noexcept;
   void WriteFrame() noexcept;
   void WriteNumberChunk(unsigned short tag, unsigned number, unsigned& position) noexcept;
 
@@ -75,12 +88,14 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   Ref<Array> objects;  // made by the first reference
   OpenChunk* chunks = nullptr;
   int capacity = 0;
-  int depth = -1;     // the innermost chunk's place in `chunks`
-  int bottom = -1;    // the depth at which nothing is open
-  unsigned lost = 0;  // chunks begun inside the innermost one that could not be noted
+  int depth = -1;      // the innermost chunk's place in `chunks`
+  int bottom = -1;     // the depth at which nothing is open
+  unsigned lost = 0;   // chunks begun inside the innermost one for which there was no memory
+  uint64_t place = 0;  // where the stream stands, were it not for 32 bits
   unsigned fileStart = 0;
   unsigned offsetPositions[2] = {};
   unsigned flags = 0;
+  HRESULT failure = S_OK;  // the first
 };
 
 }  // namespace yk

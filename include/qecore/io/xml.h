@@ -25,7 +25,7 @@
 // TAB, LF and CR are dropped from texts and values. And a file has exactly one element at its top.
 //
 // Text is counted in 16-bit units, as everywhere in the library; a pair of surrogates passes through whole.
-// Threads: a helper keeps nothing between calls; a tree is used by one thread at a time.
+// Threads: a tree is used by one thread at a time; and so is a helper that saves, which keeps the failure.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -134,7 +134,7 @@ inline constexpr unsigned XML_DEPTH_LIMIT = 1000;
 ///   slot  8 CreateDocument   12 RemoveNode   16 FindAttribute     20 Save
 ///         9 CreateNode       13 FindChild    17 SetAttribute      21 Load
 ///        10 FreeNode         14 SetName      18 RemoveAttribute
-///        11 InsertChild      15 SetText      19 Escape
+///        11 InsertChild      15 SetText      19 Escape            22 GetFailure
 class YK_API XmlHelper : public Implements<XmlHelper, Unknown> {
  public:
   static Guid const& Id() noexcept { return ids::XML_HELPER; }
@@ -185,7 +185,8 @@ class YK_API XmlHelper : public Implements<XmlHelper, Unknown> {
   virtual size_t Escape(wchar_t const* text, wchar_t* buffer) noexcept;
 
   /// Writes a document, or one node with what is in it, at the stream's position. E_INVALIDARG for a null
-  /// node or stream; E_OUTOFMEMORY. Else S_OK: what the stream answers to writes is not looked at.
+  /// node or stream; E_OUTOFMEMORY. Else S_OK, also for a stream that fails: nothing more is written to it, and
+  /// GetFailure tells.
   ///
   /// A line end is CR LF in UTF-8 and CR alone in UTF-16; that difference is intended. A pair of surrogates
   /// is written in UTF-8 as two sequences of three bytes, as all UTF-8 of the library is; other programs may
@@ -201,12 +202,17 @@ class YK_API XmlHelper : public Implements<XmlHelper, Unknown> {
   /// five named ones are unknown; nothing is ever fetched. A declaration's encoding is checked and not kept.
   virtual HRESULT Load(Stream* stream, XmlNode** document, XmlError* error) noexcept;
 
+  /// S_OK, or what the stream of the last Save came to: its failure, E_FAIL when it took less than it was given.
+  virtual HRESULT GetFailure() noexcept;
+
  private:
   template <class, class>
   friend class Destroys;
 
   XmlHelper() noexcept = default;
   ~XmlHelper() = default;
+
+  HRESULT failure = S_OK;
 };
 
 }  // namespace yk
