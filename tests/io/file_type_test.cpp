@@ -38,16 +38,10 @@ TEST(DetectFileType, KnowsFirstBytesFootersAndExtensions) {
 }
 
 /// A host's file stream, which answers the identifier and has the slot.
-class HostFile final : public Answers<HostFile, Stream> {
- public:
-  static Guid const& Id() { return ids::FILE_STREAM; }
-  using Stream::Read;
-  HRESULT Read(void*, unsigned, unsigned* done) noexcept override { return *done = 0, S_OK; }
-  HRESULT Seek(long, unsigned, unsigned*) noexcept override { return S_OK; }
-  unsigned GetPosition() noexcept override { return 0; }
-  unsigned GetSize() noexcept override { return 0; }
-  HRESULT GetState() noexcept override { return S_OK; }
-  void Destroy() noexcept override {}
+struct HostFile final : SpyStream {
+  HRESULT QueryInterface(Guid const& id, void** out) noexcept override {
+    return id == ids::FILE_STREAM ? AddRef(), *out = this, S_OK : E_NOINTERFACE;
+  }
   virtual HRESULT GetFileName(String& name) noexcept { return name = L"a.gif", S_OK; }
 };
 

@@ -79,7 +79,8 @@ TEST(ObjectFile, WorksBehindTwoGigabytes) {
     ASSERT_EQ(reader->Open(&far, 0), S_OK);
     EXPECT_EQ(reader->BeginChunk(), 77);
     EXPECT_EQ(reader->GetChunkSize(), 1u);
-    EXPECT_TRUE(reader->EndChunk() && !reader->IsInChunk());
+    EXPECT_TRUE(reader->EndChunk());
+    EXPECT_FALSE(reader->IsInChunk());
   }
 }
 
@@ -90,17 +91,25 @@ TEST(Deserializer, ReadsTheGoldenFile) {
   ASSERT_EQ(reader->Open(stream.get(), 0), S_OK);
   EXPECT_EQ(reader->GetVersion(), 2u);
   EXPECT_EQ(stream->GetPosition(), 5u + 0x7D);
-  EXPECT_TRUE(reader->BeginChunk() == 0x1234 && reader->GetChunkSize() == 2 && reader->EndChunk());
+  EXPECT_EQ(reader->BeginChunk(), 0x1234);
+  EXPECT_EQ(reader->GetChunkSize(), 2u);
+  EXPECT_TRUE(reader->EndChunk());
   Ref<Unknown> object, made = Ref<Unknown>::Adopt(Array::Create(0));
   EXPECT_EQ(reader->ReadReference(object.Receive()), E_INVALIDARG) << "a first occurrence";
-  EXPECT_TRUE(reader->BeginChunk() == chunk::FIRST_OCCURRENCE && reader->EndChunk());
+  EXPECT_EQ(reader->BeginChunk(), chunk::FIRST_OCCURRENCE);
+  EXPECT_TRUE(reader->EndChunk());
   EXPECT_EQ(reader->AddReference(made.get()), S_OK);
   EXPECT_EQ(reader->ReadReference(object.Receive()), S_OK);
   EXPECT_EQ(object.get(), made.get());
+  EXPECT_EQ(reader->GetRemaining(), 24u);
   String text;
-  EXPECT_TRUE(reader->BeginChunk() == 7 && text.Load(reader.get()) && reader->EndChunk());
+  EXPECT_EQ(reader->BeginChunk(), 7);
+  EXPECT_TRUE(text.Load(reader.get()));
+  EXPECT_TRUE(reader->EndChunk());
   EXPECT_EQ(text, L"h\u00E9");
-  EXPECT_TRUE(reader->BeginChunk() == 0x30 && reader->EndChunk() && !reader->IsInChunk());
+  EXPECT_EQ(reader->BeginChunk(), 0x30);
+  EXPECT_TRUE(reader->EndChunk());
+  EXPECT_FALSE(reader->IsInChunk());
   EXPECT_EQ(reader->Close(), S_OK);
   EXPECT_EQ(stream->GetPosition(), stream->GetSize());
   EXPECT_EQ(References(stream.get()) + References(made.get()), 3u);

@@ -42,7 +42,7 @@ inline std::string Content(yk::Stream& stream) { return ReadAt(stream, 0, stream
 
 /// Bytes that stand at `base` of a stream whose front is not there; lives on the stack. One call can be made to
 /// fail: the `left`-th of its kind from here.
-class SpyStream final : public yk::Stream {
+class SpyStream : public yk::Stream {
  public:
   enum Fault { NONE, READ, WRITE, SHORT, SEEK, STATE };
 

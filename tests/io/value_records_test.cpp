@@ -81,7 +81,8 @@ TEST(StringRecord, TakesWholeCharacters) {
     String text(L"before");
     EXPECT_TRUE(text.Load(reader.get()));
     EXPECT_EQ(text.c_str(), expected);
-    EXPECT_TRUE(text.Length() == expected.size() && !reader->IsInChunk());
+    EXPECT_EQ(text.Length(), expected.size());
+    EXPECT_FALSE(reader->IsInChunk());
   }
 }
 

@@ -1,0 +1,75 @@
+#include <qecore/io/file.h>
+#include <qecore/io/file_system.h>
+#include <windows.h>
+
+#include "streams.h"
+#include "support/binary.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+using namespace yk;
+
+TEST(File, MakesAndFindsFolders) {
+  TempFolder const folder;
+  folder.Write(L"file", "content");
+  std::tuple<wchar_t const*, HRESULT, HRESULT> const rows[] = {
+      // by NewFolder, then by NewFolderEx
+      {L"a", S_OK, S_OK},        {L"b\\c\\d", E_FAIL, S_OK},   {L"b", E_FAIL, S_OK},
+      {L"file", E_FAIL, E_FAIL}, {L"file\\e", E_FAIL, E_FAIL}, {L"f\\g\\", E_FAIL, E_FAIL}};
+  for (auto const& [name, one, all] : rows) {
+    std::wstring const path = folder.Path(name);
+    EXPECT_EQ(file::NewFolder(path.c_str()), one) << name;
+    EXPECT_EQ(file::NewFolderEx(path.c_str()), all) << name;
+    EXPECT_EQ(file::IsFolder(path.c_str()), Succeeded(all) || name == L"f\\g\\"s) << name;
+  }
+  EXPECT_EQ(file::NewFolder(nullptr), E_FAIL);
+  EXPECT_FALSE(file::IsFolder(nullptr));
+  EXPECT_FALSE(file::IsFileExist(folder.Path(L"a").c_str()));
+  EXPECT_FALSE(file::IsFileExist(folder.Path(L"missing").c_str()));
+  EXPECT_TRUE(file::IsFileExist(folder.Path(L"file").c_str()));
+}
+
+TEST(File, NamesTemporaryFiles) {
+  wchar_t buffer[MAX_PATH] = L"x";
+  EXPECT_TRUE(file::GetTempFolder(MAX_PATH, buffer));
+  EXPECT_TRUE(file::IsFolder(buffer));
+  String name;
+  EXPECT_TRUE(name.TempFile());
+  EXPECT_EQ(std::wstring(name.c_str()).rfind(std::wstring(buffer) + L"hwu", 0), 0u) << name.c_str();
+  EXPECT_TRUE(DeleteFileW(name.c_str())) << "it is made";
+  EXPECT_TRUE(file::GetTempFolder(2, buffer));
+  EXPECT_EQ(buffer[0], 0) << "too short";
+}
+
+struct HostEntry final : ykFSEntry {
+  HRESULT OpenStream(Stream** out, unsigned mode) noexcept override {
+    EXPECT_EQ(mode, 0u);
+    return MemStream::Create(out);
+  }
+  void Destroy() noexcept override {}
+};
+
+struct HostFiles final : ykFS {
+  HRESULT FindEntry(wchar_t const* name, ykFSEntry** out) noexcept override {
+    *out = &entry;
+    if (*name != L'a') return YK_E_NOTFOUND;  // and what is there is nobody's
+    entry.AddRef();
+    return S_OK;
+  }
+  void Destroy() noexcept override {}
+  HostEntry entry;
+};
+
+TEST(FileSystem, OpensAnEntrysStream) {
+  HostFiles files;
+  Ref<Stream> stream;
+  EXPECT_EQ(files.GetStream(L"a", stream.Receive()), S_OK);
+  EXPECT_TRUE(stream);
+  EXPECT_EQ(files.GetStream(L"b", stream.Receive()), YK_E_NOTFOUND);
+  EXPECT_FALSE(stream);
+  EXPECT_EQ(files.GetStream(L"a", nullptr), E_INVALIDARG);
+  EXPECT_EQ(References(&files.entry), 1u);
+}
+
+}  // namespace
