@@ -69,7 +69,9 @@ constexpr CacheItem<ClassInfo> ITEMS[] = {
 
 }  // namespace
 
-ClassInfo::ClassInfo(Deserializer* reader) noexcept { ReadClassInfo(*reader, *this); }
+ClassInfo::ClassInfo(Deserializer* reader) noexcept {
+  if (reader) ReadClassInfo(*reader, *this);
+}
 
 ClassInfo::~ClassInfo() {
   if (info) info->Release();

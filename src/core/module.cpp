@@ -58,7 +58,8 @@ class CodeHold {
  public:
   explicit CodeHold(ModuleEntry address) noexcept {
     constexpr DWORD HOW = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS;
-    if (address && !GetModuleHandleExW(HOW, reinterpret_cast<wchar_t const*>(address), &library)) library = nullptr;
+    if (address && !GetModuleHandleExW(HOW, reinterpret_cast<wchar_t const*>(address), &library))
+      library = nullptr;
   }
   ~CodeHold() {
     if (library) FreeLibrary(library);

@@ -19,23 +19,17 @@ TEST(Guid, HasOneTextForm) {
   EXPECT_STREQ(wide, L"{01234567-89AB-CDEF-1032-547698BADCFE}");
 }
 
+// White space before a group is let through, so that a text can be as long as one likes; 255 wide characters count.
 TEST(Guid, ReadsWhatTheRuntimesScannerReads) {
   Guid read = {};
   EXPECT_TRUE(read.Init("{01234567-89ab-cdef-1032-547698badcfe"));
   EXPECT_EQ(read, ID);
-  EXPECT_TRUE(read.Init("{1-2-3-4- 5 6 7 8 9 A"));
-  EXPECT_EQ(read, (Guid{1, 2, 3, {0, 4, 5, 6, 7, 8, 9, 10}}));
   for (char const* const text :
        {"01234567-89AB-CDEF-1032-547698BADCFE}", " {01234567-89AB-CDEF-1032-547698BADCFE}",
         "{01234567-89AB-CDEF-1032-547698BADC", ""}) {
     EXPECT_FALSE(read.Init(text)) << text;
   }
-}
-
-// White space before a group is let through, so that a text can be as long as one likes.
-TEST(Guid, LooksAtNoMoreThan255WideCharacters) {
   std::wstring const head = L"{01234567-89AB-CDEF-1032-547698BADC";
-  Guid read = {};
   EXPECT_TRUE(read.Init(String((head + std::wstring(218, L' ') + L"FE}").c_str())));
   EXPECT_EQ(read, ID);
   EXPECT_FALSE(read.Init((head + std::wstring(220, L' ') + L"FE}").c_str()));

@@ -123,7 +123,8 @@ class YK_API Module : public Destroys<Module, Unknown> {
   void KeepLibrary(HINSTANCE loaded) noexcept;
   void RegisterClasses(System& system) noexcept;
 
-  static constexpr uint64_t UNKNOWN_TIME = 0;  // no file's, so that the next scan takes the file for a new one
+  static constexpr uint64_t UNKNOWN_TIME =
+      0;  // no file's, so that the next scan takes the file for a new one
 };
 
 }  // namespace yk

@@ -13,7 +13,8 @@ static void LearnLetter(HINSTANCE library) {
 
 static void CreateOther() {
   void* object = nullptr;
-  if (yk::Succeeded(yk::CreateInterface(SlowId(letter == L'a' ? L'b' : L'a'), &object))) yk::Unknown::Free(&object);
+  if (yk::Succeeded(yk::CreateInterface(SlowId(letter == L'a' ? L'b' : L'a'), &object)))
+    yk::Unknown::Free(&object);
 }
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE library, DWORD reason, void*) {
