@@ -30,11 +30,15 @@
 // when one of its classes is first created. Once loaded its code stays, also when a later scan drops the plug-in;
 // the last Release of the System unloads those that it still lists.
 //
+// Threads: the messages of one plug-in come from one thread at a time, no lock is held meanwhile, and a plug-in may
+// create classes of its own and of others while it is being loaded. Other threads that create one of its classes wait
+// until MODULE_CLASS has returned 0; so it must not wait in its entry point for such a thread.
+//
 // The cache keeps one chunk 0x1001 for each plug-in, all of them in one chunk 0x1000; serializer.h draws
 // chunks.
 //
 //   0x1001 +-- 274   fileName, UTF-16
-//          +-- 4099  fileTime, 8 bytes
+//          +-- 4099  fileTime, 8 bytes; 0 when the library did not load, or not with all its classes
 //          +-- 4100  fileSize, 4 bytes
 //          +-- 4098  a class, one chunk for each, the class registered last first
 //               +-- flags, 4 bytes bare
@@ -84,9 +88,9 @@ class YK_API Module : public Destroys<Module, Unknown> {
 
   virtual HRESULT Reserved8() noexcept;  ///< E_NOTIMPL
 
-  /// Loads the library and registers its classes; S_OK at once when that is done already. YK_E_NOTFOUND: the
-  /// file is no library that loads. E_FAIL: it has no qe_entrypoint (a message box says so), or there is no
-  /// System. A plug-in of another version is loaded all the same, after a message box.
+  /// Loads the library and registers its classes, or waits until another thread has; S_OK at once when that is
+  /// done already. YK_E_NOTFOUND: the file is no library that loads. E_FAIL: it has no qe_entrypoint (a message box
+  /// says so), or there is no System. A plug-in of another version is loaded all the same, after a message box.
   virtual HRESULT Load() noexcept;
 
   /// Frees the library: objects of its classes must be gone. The classes stay registered, and creating one
@@ -104,8 +108,8 @@ class YK_API Module : public Destroys<Module, Unknown> {
   String path;                   ///< the whole path
   ModuleEntry entry = nullptr;   ///< set while loaded
   ClassInfo* classes = nullptr;  ///< the class registered last; chained through ClassInfo::next
-  uint64_t fileTime = 0;         ///< last-write time of the file when it was found
-  uint32_t fileSize = 0;         ///< its size then, the low 32 bits
+  uint64_t fileTime = 0;  ///< last-write time of the file when it was found; 0: to be loaded by the next scan
+  uint32_t fileSize = 0;  ///< its size then, the low 32 bits
   uint32_t reserved = 0;
   HINSTANCE library = nullptr;  ///< set while loaded
   unsigned flags = 0;           ///< see Flag

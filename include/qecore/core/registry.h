@@ -4,7 +4,7 @@
 //   HRESULT result = CreateInterface(ids::UNDO_MANAGER, undo.ReceiveVoid());
 //
 // The registry itself is held by yk::System (system.h), which must exist before either call: without one
-// both answer E_FAIL. Nothing here is locked: register on the thread that built the System, before objects are shared.
+// both return E_FAIL. Both may be called from any thread.
 #pragma once
 
 #include <qecore/core/guid.h>
@@ -33,7 +33,7 @@ struct ClassInfo {
   enum Flag : uint32_t {
     STATIC_NAME = 0x0002,  ///< `name` points at static text: the registry keeps the pointer, not a copy
     HIDDEN = 0x0004,       ///< EnumClasses leaves the class out
-    FILTER = 0x0008,       ///< the record is on the list of filters as well
+    FILTER = 0x0008,       ///< a filter: set by the registry, which goes by `interfaceId`
     OWN_NAME = 0x8000,     ///< `name` was made with yk_new for this record and is freed with it
   };
 
