@@ -96,7 +96,7 @@ bool ReadClassInfo(Deserializer& reader, ClassInfo& info) noexcept {
 }
 
 void WriteClassInfo(Serializer& writer, ClassInfo const& info, ExecutionContext* context) noexcept {
-  writer.GetStream()->Write(&info.flags, sizeof info.flags);
+  writer.Write(&info.flags, sizeof info.flags);
   writer.WriteChunk(TAG_CLASS_ID, &info.classId, sizeof info.classId);
   writer.WriteChunk(TAG_INTERFACE_ID, &info.interfaceId, sizeof info.interfaceId);
   writer.WriteStringChunk(TAG_NAME, info.name);

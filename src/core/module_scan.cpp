@@ -258,7 +258,7 @@ void ModuleScan::WriteCache() noexcept {
   }
   writer->EndChunk();
   writer->Close();
-  file.Commit();
+  if (Succeeded(writer->GetFailure())) file.Commit();
 }
 
 int ModuleScan::FindCached(String const& fileName) noexcept {
