@@ -12,11 +12,11 @@ using namespace yk;
 
 TEST(Diagnostics, ErrorsAreShownAsTheRuntimeFormatsThem) {
   MessageBoxWatcher watcher;
-  qe_Error("narrow %s and wide %S, %d", "a", L"b", 7);
-  qe_Error(L"wide %s and narrow %S, %d", L"a", "b", 7);
+  qe_Error("narrow %s and wide %S", "a", L"b");
+  qe_Error(L"wide %s and narrow %S", L"a", "b");
   qe_Error(L"%s", std::wstring(3000, L'x').c_str());
   EXPECT_EQ(watcher.Take(),
-            (Texts{L"narrow a and wide b, 7", L"wide a and narrow b, 7", std::wstring(1023, L'x')}));
+            (Texts{L"narrow a and wide b", L"wide a and narrow b", std::wstring(1023, L'x')}));
 }
 
 std::string debuggerOutput;

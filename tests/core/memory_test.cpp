@@ -18,17 +18,14 @@ TEST(Malloc, RefusesWhatNoBlockHoldsAndStaysAsItWas) {
   Ref<Malloc> const arena = Arena(256);
   ASSERT_TRUE(arena->AllocAligned(1, 8));
   ASSERT_TRUE(arena->AllocAligned(91, 8));
-  struct {
-    char const* name;
-    size_t size, alignment;
-  } const rows[] = {{"one byte more than a block's payload", 225, 1},
-                    {"padding that no new block has room for", 200, 0x100000},
-                    {"a size that wraps with its padding", ~size_t{0} - 1, 64},
-                    {"no alignment", 1, 0}};
-  for (auto const& row : rows) {
-    EXPECT_EQ(arena->AllocAligned(row.size, row.alignment), nullptr) << row.name;
-    EXPECT_EQ(Total(arena), 99u) << row.name;
-    EXPECT_EQ(Field<uint64_t>(arena.get(), 32), 125u) << row.name;
+  size_t const rows[][2] = {{225, 1},              // one byte more than a block's payload
+                            {200, 0x100000},       // padding that no new block has room for
+                            {~size_t{0} - 1, 64},  // a size that wraps with its padding
+                            {1, 0}};               // no alignment
+  for (auto const& [size, alignment] : rows) {
+    EXPECT_EQ(arena->AllocAligned(size, alignment), nullptr) << size;
+    EXPECT_EQ(Total(arena), 99u) << size;
+    EXPECT_EQ(Field<uint64_t>(arena.get(), 32), 125u) << size;
   }
   EXPECT_TRUE(arena->Alloc(224)) << "a whole payload";
   for (int const size : {32, 0, -1}) EXPECT_EQ(Arena(size)->Alloc(1), nullptr) << size;
