@@ -83,8 +83,8 @@ HRESULT Variant::Load(Deserializer* reader, ExecutionContext*) noexcept {
   uint8_t header[2];
   ReadInChunk(*reader, header, sizeof header);
   value.bits = 0;  // what was held is not released, and no pointer comes from a file
-  type = header[0] < TYPE_COUNT ? header[0] : static_cast<uint8_t>(EMPTY);
-  flags = header[0] < TYPE_COUNT ? header[1] : uint8_t{0};
+  type = header[0];  // also a tag that no kind has: it is saved again
+  flags = header[1];
   VariantKind const& kind = KindOf(type);
   size = kind.inlineBytes ? kind.fixedSize : 0;
   ReadInChunk(*reader, &value, kind.inlineBytes);
@@ -96,7 +96,7 @@ HRESULT Variant::Load(Deserializer* reader, ExecutionContext*) noexcept {
   value.pointer = ReadPayload(*reader, bytes, kind.terminator);
   if (!value.pointer) return S_OK;
   size = bytes;
-  flags &= static_cast<uint8_t>(~BORROWED);  // the flags are as saved, but this payload is the variant's own
+  VariantPayload::Own(*this);  // whatever the flags say
   return S_OK;
 }
 

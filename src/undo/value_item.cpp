@@ -4,6 +4,8 @@
 
 #include <new>
 
+#include "values/variant_p.h"
+
 namespace yk {
 
 namespace {
@@ -44,14 +46,6 @@ HRESULT ReadProperty(Unknown& object, unsigned key, Variant& out) noexcept {
   return out.type == lent.type ? S_OK : E_OUTOFMEMORY;
 }
 
-void Exchange(Variant& a, Variant& b) noexcept {
-  Variant::Value const value = a.value;
-  uint32_t const size = a.size;
-  uint8_t const flags = a.flags, type = a.type;
-  a.value = b.value, a.size = b.size, a.flags = b.flags, a.type = b.type;
-  b.value = value, b.size = size, b.flags = flags, b.type = type;
-}
-
 }  // namespace
 
 ValueItem* ValueItem::Create(Unknown* object, unsigned key) noexcept {
@@ -81,7 +75,7 @@ HRESULT ValueItem::ExchangeProperty() noexcept {
   if (Failed(result)) return result;
   if (kept.type == Variant::EMPTY && present.type == Variant::EMPTY) return S_OK;  // absent before and after
   result = object->SetValue(key, kept);
-  if (Succeeded(result)) Exchange(kept, present);
+  if (Succeeded(result)) VariantPayload::Exchange(kept, present);
   return result;
 }
 

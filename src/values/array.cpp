@@ -1,5 +1,6 @@
 #include <qecore/core/diagnostics.h>
 #include <qecore/core/memory.h>
+#include <qecore/core/ref.h>
 #include <qecore/values/array.h>
 #include <qecore/values/string.h>
 #include <string.h>
@@ -39,8 +40,9 @@ void DeleteString(void* element) noexcept { delete static_cast<String*>(element)
 
 // Quicksort around the middle element. The order of equal elements follows from these very steps. Which part
 // is sorted first changes nothing in the result, so the shorter one recurses and the depth stays small. The
-// scans are bounded for a comparison that contradicts itself; a sane one stops at the pivot.
-void QuickSort(void** a, int lo, int hi, Array::Comparison compare, void const* context) noexcept {
+// scans are bounded for a comparison that contradicts itself; a sane one stops at the pivot. The block is read anew
+// each time: a comparison that inserts elements moves it.
+void QuickSort(void** const& a, int lo, int hi, Array::Comparison compare, void const* context) noexcept {
   while (lo < hi) {
     void const* const pivot = a[(lo + hi) / 2];
     int i = lo;
@@ -76,7 +78,9 @@ constexpr int Array::MAX_COUNT;  // so that it is exported: callers may bind ref
 
 Array::Array(int growBy) noexcept : step(growBy > 0 ? growBy : DEFAULT_STEP) {}
 
+// An element that goes may call back into the array: its count must not fall to zero a second time.
 Array::~Array() {
+  AddRef();
   Array::FreeAll();
   ::operator delete(static_cast<void*>(elements));
 }
@@ -143,25 +147,38 @@ int Array::Add(void* element) noexcept {
 }
 
 bool Array::Swap(int first, int second) noexcept {
-  if (Has(first) && Has(second)) {
-    void* const element = elements[first];
-    elements[first] = elements[second];
-    elements[second] = element;
-  }
-  return Has(first) || Has(second);  // one index is enough: intended
+  if (!Has(first) && !Has(second)) return false;
+  bool const inBlock = first >= 0 && first < capacity && second >= 0 && second < capacity;
+  if (!inBlock) return true;  // one index is enough: intended
+  void* const element = elements[first];
+  elements[first] = elements[second];
+  elements[second] = element;
+  return true;
 }
 
+// Deleters and comparisons may call back into the array, and drop its last reference.
+
 void Array::FreeAll() noexcept {
-  for (int i = 0; deleter && i < count; ++i) deleter(elements[i]);
+  Ref<Array> const self = Ref<Array>::Share(this);
+  for (int i = 0; deleter && i < count;) {
+    void* const element = elements[i];
+    deleter(element);
+    if (i < count && elements[i] == element) ++i;  // else it has removed itself
+  }
   count = 0;
 }
 
 bool Array::FreeAt(int index) noexcept {
-  if (deleter && Has(index)) deleter(elements[index]);
-  return AtDelete(index);
+  if (!deleter || !Has(index)) return AtDelete(index);
+  Ref<Array> const self = Ref<Array>::Share(this);
+  void* const element = elements[index];
+  deleter(element);
+  bool const there = Has(index) && elements[index] == element;
+  return !there || AtDelete(index);
 }
 
 bool Array::FreeItem(void* element) noexcept {
+  Ref<Array> const self = Ref<Array>::Share(this);
   if (deleter) deleter(element);
   return Remove(element);
 }
@@ -172,6 +189,7 @@ bool Array::Sort(Comparison compare, void const* context) noexcept {
 
 bool Array::SortRange(int first, int last, Comparison compare, void const* context) noexcept {
   if (!Has(first) || !Has(last) || first >= last || !compare) return false;
+  Ref<Array> const self = Ref<Array>::Share(this);
   QuickSort(elements, first, last, compare, context);
   return true;
 }
@@ -193,6 +211,8 @@ bool Array::Grow() noexcept {
   void* const block = ::operator new(static_cast<size_t>(grown) * sizeof *elements, std::nothrow);
   if (!block) return false;
   if (count > 0) memcpy(block, elements, static_cast<size_t>(count) * sizeof *elements);
+  // Zeros: Swap reaches the room behind the last element.
+  memset(static_cast<void**>(block) + capacity, 0, static_cast<size_t>(grown - capacity) * sizeof *elements);
   ::operator delete(static_cast<void*>(elements));
   elements = static_cast<void**>(block);
   capacity = grown;
@@ -210,6 +230,7 @@ SortedArray* SortedArray::Create(Comparison compare, void const* context) noexce
 }
 
 int SortedArray::Add(void* element) noexcept {
+  Ref<SortedArray> const self = Ref<SortedArray>::Share(this);
   int position;
   if (Search(element, &position) && !duplicates) return -1;
   AtInsert(position, element);
@@ -222,12 +243,14 @@ int SortedArray::FindKey(void const* key) noexcept {
 }
 
 bool SortedArray::Search(void const* key, int* position) noexcept {
+  Ref<SortedArray> const self = Ref<SortedArray>::Share(this);
   int lo = 0;
-  int hi = compare ? Count() - 1 : -1;
+  int hi = Count() - 1;
   bool found = false;
-  while (lo <= hi) {
+  while (lo <= hi && compare) {
     int const middle = (lo + hi) / 2;
-    int const order = compare(Array::At(middle), key, context);
+    if (middle >= Count()) break;  // the comparison has removed elements
+    int const order = compare(At(middle), key, context);
     if (order < 0) {
       lo = middle + 1;
       continue;
@@ -237,7 +260,7 @@ bool SortedArray::Search(void const* key, int* position) noexcept {
     found = true;
     if (!duplicates) lo = middle;  // ends the search here
   }
-  if (position) *position = lo;
+  if (position) *position = lo < Count() ? lo : Count();
   return found;
 }
 
@@ -249,7 +272,10 @@ bool SortedArray::SetCompare(Comparison order, void const* about) noexcept {
 
 // ---- DataArray
 
-DataArray::~DataArray() { DataArray::FreeAll(); }
+DataArray::~DataArray() {
+  AddRef();  // as for an Array
+  DataArray::FreeAll();
+}
 
 DataArray* DataArray::Create() noexcept { return new (std::nothrow) DataArray; }
 
@@ -267,13 +293,16 @@ bool DataArray::AtFree(int index) noexcept {
     qe_Error("DataArray::AtFree index[%d] out of range", index);
     return false;
   }
+  Ref<DataArray> const self = Ref<DataArray>::Share(this);
   if (deleter) deleter(Record(index));
+  if (index >= count) return true;  // the deleter has removed more
   --count;
   memmove(Record(index), Record(index + 1), static_cast<size_t>(count - index) * recordSize);
   return true;
 }
 
 void DataArray::FreeAll() noexcept {
+  Ref<DataArray> const self = Ref<DataArray>::Share(this);
   for (int i = 0; deleter && i < count; ++i) deleter(Record(i));
   yk_delete(buffer);
   buffer = nullptr;

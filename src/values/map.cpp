@@ -1,10 +1,11 @@
+#include "variant_p.h"
+
 #include <qecore/core/memory.h>
 #include <qecore/core/registry.h>
 #include <qecore/values/map.h>
 
 #include <bit>
 #include <new>
-#include <utility>
 
 namespace yk {
 
@@ -13,6 +14,7 @@ namespace {
 constexpr unsigned FIRST_ENTRIES = 10;
 constexpr unsigned MORE_ENTRIES = 5;
 constexpr size_t LARGE = 1000;
+constexpr unsigned CLOSED = UINT32_MAX;  // the capacity of a map that is being destroyed
 
 // Entries that the block of a map of this capacity has room for. A large one doubles, so that many steps of
 // five entries do not move it each time.
@@ -26,15 +28,6 @@ HRESULT CreateMap(ClassInfo const* info, void** out) noexcept {
   if (!(info->classId == Map::Id())) return E_NOINTERFACE;
   *out = Map::Create();
   return *out ? S_OK : E_OUTOFMEMORY;
-}
-
-// Exchanges two values without copying a payload. A value that is let go of may be an object that calls back
-// into the map: it is exchanged into a local one, which dies when the entries are in order again.
-void Exchange(Variant& a, Variant& b) noexcept {
-  std::swap(a.value, b.value);
-  std::swap(a.size, b.size);
-  std::swap(a.flags, b.flags);
-  std::swap(a.type, b.type);
 }
 
 }  // namespace
@@ -51,10 +44,18 @@ HRESULT Map::Register() noexcept {
   return RegisterInterface(&info);
 }
 
+// A value that goes may be an object that calls back into the map, even into one that is being destroyed: that finds an
+// empty map, which takes nothing any more, and whose count cannot fall to zero a second time.
 Map::~Map() {
+  AddRef();
+  Entry* const block = entries;
+  unsigned const rooms = capacity;
+  entries = nullptr;
+  count = 0;
+  capacity = CLOSED;
   // Behind the last entry values may wait that Remove left there.
-  for (unsigned i = 0; i < capacity; ++i) entries[i].value.Done();
-  yk_delete(entries);
+  for (unsigned i = 0; i < rooms; ++i) block[i].value.Done();
+  yk_delete(block);
 }
 
 HRESULT Map::QueryInterface(Guid const& id, void** out) noexcept {
@@ -71,26 +72,35 @@ HRESULT Map::GetValue(unsigned key, Variant& out) noexcept {
   return entry ? entry->value.Get(out) : E_FAIL;
 }
 
+// What is let go of dies last, when the entries are in order again: it may be an object that calls back into the map,
+// or takes the map with it.
+
 HRESULT Map::SetValue(unsigned key, Variant const& v) noexcept {
   if (v.type == Variant::EMPTY) return Remove(key);
   Variant copy(v);
   if (copy.type == Variant::EMPTY) return E_OUTOFMEMORY;
   Entry* const entry = Seek(key);
   if (!entry) return Append(key, copy) ? S_OK : E_OUTOFMEMORY;
-  Exchange(entry->value, copy);
+  VariantPayload::Exchange(entry->value, copy);
   return S_OK;
 }
 
 HRESULT Map::Remove(unsigned key) noexcept {
   Entry* entry = Seek(key);
+  // The room of the last entry keeps its value, a copy of it. Without memory for that it is empty.
+  Variant removed, kept;
+  if (entry && entry != entries + count - 1) {
+    kept.Init(entries[count - 1].value);
+    entry = Seek(key);  // an object's AddRef may have called back
+  }
   if (!entry) return E_FAIL;
-  Variant removed;
-  Exchange(entry->value, removed);
+  VariantPayload::Exchange(entry->value, removed);
   --count;
   for (Entry const* const last = entries + count; entry < last; ++entry) {
     entry[0].key = entry[1].key;
-    entry[0].value.Init(entry[1].value);
+    VariantPayload::Exchange(entry[0].value, entry[1].value);
   }
+  VariantPayload::Exchange(entry->value, kept);
   return S_OK;
 }
 
@@ -109,17 +119,18 @@ Map::Entry* Map::Seek(unsigned key) const noexcept {
 }
 
 bool Map::Append(unsigned key, Variant& value) noexcept {
+  if (capacity == CLOSED) return false;
   // One entry early: intended.
   if (count + 1 >= capacity && !Grow()) return false;
   Entry& entry = entries[count++];
   entry.key = key;
-  Exchange(entry.value, value);
+  VariantPayload::Exchange(entry.value, value);
   return true;
 }
 
 bool Map::Grow() noexcept {
   unsigned const more = capacity ? MORE_ENTRIES : FIRST_ENTRIES;
-  if (capacity > UINT32_MAX - more) return false;
+  if (capacity >= CLOSED - more) return false;
   size_t const room = Room(size_t{capacity} + more);
   if (room != Room(capacity)) {
     void* const block = yk_realloc(entries, room * sizeof(Entry));

@@ -1,13 +1,7 @@
-#include <qecore/values/str.h>
-#include <stdio.h>
-#include <wchar.h>
+#include "core/format_p.h"
 
-// The Microsoft C runtime's bounded wide formatter. The standard one of MinGW reads `%s` as narrow.
-#if defined(__MINGW32__)
-extern "C" __declspec(dllimport) int __cdecl _vswprintf_c_l(wchar_t* buffer, size_t count,
-                                                            wchar_t const* format, _locale_t locale,
-                                                            va_list arguments);
-#endif
+#include <qecore/values/str.h>
+#include <wchar.h>
 
 namespace yk {
 
@@ -136,9 +130,7 @@ int str::printf(wchar_t* buffer, size_t size, wchar_t const* format, ...) noexce
 }
 
 int str::vprintf(wchar_t* buffer, size_t size, wchar_t const* format, va_list arguments) noexcept {
-  // Neither buffer nor size measures. One without the other, the runtime would end the process.
-  if (!format || (buffer == nullptr) != (size == 0)) return -1;
-  return _vswprintf_c_l(buffer, size, format, nullptr, arguments);
+  return FormatText(buffer, size, format, arguments);
 }
 
 int str::printf(char* buffer, size_t size, char const* format, ...) noexcept {
@@ -150,8 +142,7 @@ int str::printf(char* buffer, size_t size, char const* format, ...) noexcept {
 }
 
 int str::vprintf(char* buffer, size_t size, char const* format, va_list arguments) noexcept {
-  if ((!buffer && size > 0) || !format) return -1;
-  return _vsnprintf(buffer, size, format, arguments);
+  return FormatText(buffer, size, format, arguments);
 }
 
 int qeprintf2(wchar_t* dst, size_t size, wchar_t const* format, wchar_t const* argfmt, ...) noexcept {

@@ -1,3 +1,4 @@
+#include <limits.h>
 #include <qecore/values/str.h>
 
 namespace yk {
@@ -76,7 +77,13 @@ class Output {
     return true;
   }
 
-  int Needed() const noexcept { return static_cast<int>(position + 1); }
+  // Behind a null text there is a terminator whatever the size is.
+  int Nothing() noexcept {
+    if (dst) dst[0] = 0;
+    return 0;
+  }
+
+  int Needed() const noexcept { return position < INT_MAX ? static_cast<int>(position + 1) : INT_MAX; }
 
  private:
   char* dst;
@@ -88,10 +95,7 @@ class Output {
 
 int str::WToUTF8(wchar_t const* src, char* dst, int size) noexcept {
   Output out(dst, size);
-  if (!src) {
-    out.Terminate();
-    return 0;
-  }
+  if (!src) return out.Nothing();
   while (*src) out.Put(*src++);
   if (!out.Terminate() && dst && size > 0) dst[size - 1] = 0;
   return out.Needed();
@@ -99,7 +103,7 @@ int str::WToUTF8(wchar_t const* src, char* dst, int size) noexcept {
 
 int str::UTF8ToW(char const* src, wchar_t* dst, int size) noexcept {
   int units = 0;
-  for (; src && *src && (!dst || units < size); ++units) {
+  for (; src && *src && units < (dst ? size : INT_MAX); ++units) {
     uint32_t const value = Decode(src);
     if (dst) dst[units] = static_cast<wchar_t>(value & 0xFFFF);
   }
@@ -109,9 +113,10 @@ int str::UTF8ToW(char const* src, wchar_t* dst, int size) noexcept {
 
 int WideToUTF8StringEx(wchar_t const* src, char* dst, int count, int size) noexcept {
   Output out(dst, size);
-  for (int i = 0; src && i < count; ++i) out.Put(src[i]);
+  if (!src) return out.Nothing();
+  for (int i = 0; i < count; ++i) out.Put(src[i]);
   out.Terminate();
-  return src ? out.Needed() : 0;
+  return out.Needed();
 }
 
 }  // namespace yk

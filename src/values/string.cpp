@@ -1,8 +1,10 @@
+#include "core/format_p.h"
+
+#include <malloc.h>
 #include <qecore/core/memory.h>
 #include <qecore/values/str.h>
 #include <qecore/values/string.h>
 #include <stdarg.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <wchar.h>
@@ -41,8 +43,7 @@ void FromAnsi(char const* text, String& out) noexcept {
 class Formatted {
  public:
   Formatted(wchar_t const* format, va_list arguments) noexcept {
-    if (format) _vsnwprintf(text, FORMAT_ROOM, format, arguments);
-    text[FORMAT_ROOM - 1] = 0;
+    FormatText(text, FORMAT_ROOM, format, arguments);
   }
   wchar_t const* c_str() const noexcept { return text; }
 
@@ -69,7 +70,7 @@ constexpr size_t String::npos;  // so that it is exported: callers may bind refe
 
 String::String(String const& other) noexcept {
   if (!other.block) return;
-  size_t const bytes = BlockSize(other.Length());
+  size_t const bytes = _msize(other.block);  // the heap's own size of it, which may be more than the length needs
   void* const copy = yk_new(bytes);
   if (copy) block = static_cast<Block*>(memcpy(copy, other.block, bytes));
 }
@@ -331,17 +332,21 @@ String String::Parse_C_string() const noexcept {
   return result;
 }
 
-void String::MakeUpper() noexcept {
+bool String::MakeUpper() noexcept {
   if (block) CharUpperW(Text(block));
+  return block != nullptr;
 }
 
-void String::MakeLower() noexcept {
+bool String::MakeLower() noexcept {
   if (block) CharLowerW(Text(block));
+  return block != nullptr;
 }
 
-void String::DoubleTerminate() noexcept {
+bool String::DoubleTerminate() noexcept {
   size_t const last = block ? Length() : 1;  // character 0 of an empty string is not written: intended
-  if (Realloc(last + 1)) Text(block)[last] = 0;
+  if (!Realloc(last + 1)) return false;
+  Text(block)[last] = 0;
+  return true;
 }
 
 // ---- private

@@ -260,8 +260,7 @@ bool SameTexts(Variant const& narrow, Variant const& wide) noexcept {
 
 // Whether the bytes lie in a payload that the variant frees.
 bool Owns(Variant const& v, void const* data) noexcept {
-  bool const lent = v.type == Variant::OBJECT || (v.flags & Variant::BORROWED);
-  if (!KindOf(v.type).payload || lent || !v.value.pointer) return false;
+  if (!VariantPayload::IsOwn(v)) return false;
   return reinterpret_cast<uintptr_t>(data) - reinterpret_cast<uintptr_t>(v.value.pointer) < v.size;
 }
 
@@ -286,18 +285,16 @@ Variant::Value Bits(Scalar scalar) noexcept {
 // ---- lifetime
 
 void Variant::Done() noexcept {
-  VariantKind const& kind = KindOf(type);
+  bool const own = VariantPayload::IsOwn(*this);
+  bool const counted = type == OBJECT;
   Value const old = value;
-  bool const borrowed = (flags & BORROWED) != 0;
   value = {0};
   flags = 0;
   type = EMPTY;
-  if (!kind.payload || !old.pointer) return;
-  if (kind.type == OBJECT) {
-    old.object->Release();
-  } else if (!borrowed) {
-    ::operator delete(old.pointer);
-  }
+  owner = 0;
+  // Last: an object that goes may take this very variant with it.
+  if (own) ::operator delete(old.pointer);
+  if (counted && old.object) old.object->Release();
 }
 
 void Variant::Init(Variant const& other) noexcept {
@@ -305,34 +302,30 @@ void Variant::Init(Variant const& other) noexcept {
   uint8_t const kind = other.type;
   uint8_t const kept = other.flags & static_cast<uint8_t>(~BORROWED);
   Value const content = other.value;
-  if (!KindOf(kind).payload || !content.pointer || kind == OBJECT) {
-    if (kind == OBJECT && content.object) content.object->AddRef();
-    Hold(static_cast<Type>(kind), content);
-    if (KindOf(kind).payload) size = 0;
-  } else {
-    HoldBytes(static_cast<Type>(kind), content.pointer, other.size, false);
-    if (type == EMPTY) return;
+  if (KindOf(kind).payload && content.pointer && kind != OBJECT) {
+    HoldBytes(static_cast<Type>(kind), content.pointer, other.size, false, kept);
+    return;
   }
-  flags = kept;
+  if (kind == OBJECT && content.object) content.object->AddRef();
+  Hold(static_cast<Type>(kind), content, KindOf(kind).payload ? 0 : size, kept);
 }
 
-void Variant::Init(bool v) noexcept { Hold(BOOL, Bits(v)); }
-void Variant::Init(short v) noexcept { Hold(INT16, Bits(v)); }
-void Variant::Init(int v) noexcept { Hold(INT32, Bits(v)); }
-void Variant::Init(int64_t v) noexcept { Hold(INT64, Bits(v)); }
-void Variant::Init(unsigned char v) noexcept { Hold(UINT8, Bits(v)); }
-void Variant::Init(unsigned short v) noexcept { Hold(UINT16, Bits(v)); }
-void Variant::Init(unsigned int v) noexcept { Hold(UINT32, Bits(v)); }
-void Variant::Init(uint64_t v) noexcept { Hold(UINT64, Bits(v)); }
-void Variant::Init(float v) noexcept { Hold(FLOAT, Bits(v)); }
-void Variant::Init(double v) noexcept { Hold(DOUBLE, Bits(v)); }
+void Variant::Init(bool v) noexcept { Hold(BOOL, Bits(v), size); }
+void Variant::Init(short v) noexcept { Hold(INT16, Bits(v), size); }
+void Variant::Init(int v) noexcept { Hold(INT32, Bits(v), size); }
+void Variant::Init(int64_t v) noexcept { Hold(INT64, Bits(v), size); }
+void Variant::Init(unsigned char v) noexcept { Hold(UINT8, Bits(v), size); }
+void Variant::Init(unsigned short v) noexcept { Hold(UINT16, Bits(v), size); }
+void Variant::Init(unsigned int v) noexcept { Hold(UINT32, Bits(v), size); }
+void Variant::Init(uint64_t v) noexcept { Hold(UINT64, Bits(v), size); }
+void Variant::Init(float v) noexcept { Hold(FLOAT, Bits(v), size); }
+void Variant::Init(double v) noexcept { Hold(DOUBLE, Bits(v), size); }
 
 void Variant::Init(Unknown* object) noexcept {
   if (object) object->AddRef();
   Value content = {0};
   content.object = object;
-  Hold(OBJECT, content);
-  size = 0;
+  Hold(OBJECT, content, 0);
 }
 
 void Variant::Init(char const* text, unsigned how) noexcept {
@@ -347,15 +340,7 @@ void Variant::Init(String const& text, bool borrow) noexcept {
   HoldText(WIDE_STRING, text.c_str(), text.Length(), sizeof(wchar_t), borrow ? BORROW_TEXT : 0u);
 }
 
-void Variant::Init(void const* data, unsigned bytes, bool borrow) noexcept {
-  if (type == BLOB && size == bytes && value.pointer) {
-    if (data) memmove(value.pointer, data, bytes);
-  } else if (bytes == 0) {
-    Done();
-  } else {
-    HoldBytes(BLOB, data, bytes, borrow);
-  }
-}
+void Variant::Init(void const* data, unsigned bytes, bool borrow) noexcept { HoldBlob(data, bytes, borrow); }
 
 void Variant::Init(point3df const& v, bool borrow) noexcept { HoldBytes(POINT_3DF, &v, sizeof v, borrow); }
 void Variant::Init(point2d const& v, bool borrow) noexcept { HoldBytes(POINT_2D, &v, sizeof v, borrow); }
@@ -364,8 +349,7 @@ void Variant::Init(matrix2d const& v, bool borrow) noexcept { HoldBytes(MATRIX_2
 void Variant::Init(matrix3d const& v, bool borrow) noexcept { HoldBytes(MATRIX_3D, &v, sizeof v, borrow); }
 
 void Variant::Init(point2df const& v, bool) noexcept {
-  Hold(POINT_2DF, Bits(v));
-  size = sizeof v;
+  Hold(POINT_2DF, Bits(v), sizeof v);
 }
 
 // ---- raw access
@@ -381,14 +365,14 @@ unsigned Variant::GetDataPtr(void** out) const noexcept {
 unsigned Variant::Get(void* buffer, unsigned bytes) const noexcept {
   if (type != BLOB || !value.pointer || !buffer) return 0;
   unsigned const copied = bytes < size ? bytes : size;
-  memcpy(buffer, value.pointer, copied);
+  memmove(buffer, value.pointer, copied);
   return copied;
 }
 
 size_t Variant::Get(char* buffer, unsigned length) const noexcept {
-  if (!buffer || length == 0) return 0;
-  buffer[0] = 0;
-  if (!value.pointer) return 0;
+  if (!buffer) return 0;
+  buffer[0] = 0;  // also when the length is 0: intended
+  if (!value.pointer || length == 0) return 0;
   if (type == NARROW_STRING) {
     strncpy(buffer, NarrowText(*this), length);  // without a terminator when the text fills it: intended
   } else if (type == WIDE_STRING) {
@@ -398,9 +382,9 @@ size_t Variant::Get(char* buffer, unsigned length) const noexcept {
 }
 
 size_t Variant::Get(wchar_t* buffer, unsigned length) const noexcept {
-  if (!buffer || length == 0) return 0;
+  if (!buffer) return 0;
   buffer[0] = 0;
-  if (!value.pointer) return 0;
+  if (!value.pointer || length == 0) return 0;
   if (type == WIDE_STRING) {
     wcsncpy(buffer, WideText(*this), length);
   } else if (type == NARROW_STRING) {
@@ -433,14 +417,18 @@ bool Variant::Get(unsigned char& out) const noexcept { return ReadSaturated(*thi
 bool Variant::Get(unsigned short& out) const noexcept { return ReadSaturated(*this, out); }
 
 bool Variant::Get(String& out) const noexcept {
+  String text;
+  bool filled = false;
   if (type == NARROW_STRING) {
-    out = String(NarrowText(*this));
+    text = String(NarrowText(*this));
+    filled = str::Length(NarrowText(*this)) > 0;
   } else if (type == WIDE_STRING) {
-    out = WideText(*this);
-  } else {
-    out.Empty();
+    text = WideText(*this);
+    filled = str::Length(WideText(*this)) > 0;
   }
-  return type == NARROW_STRING || type == WIDE_STRING;
+  bool const whole = !filled || !text.IsEmpty();  // else there was no memory
+  out = static_cast<String&&>(text);
+  return whole && (type == NARROW_STRING || type == WIDE_STRING);
 }
 
 bool Variant::Get(point2d& out) const noexcept {
@@ -461,21 +449,23 @@ HRESULT Variant::Get(Variant& out) const noexcept {
   HRESULT const result = copied ? S_OK : E_INVALIDARG;
   if (&out == this) return result;
 
-  bool const borrow = (flags & BORROWED) != 0;
+  // The copy of a payload that is this variant's own is its own, too, even where the flags say otherwise.
+  uint8_t const bits = flags & BORROWED;
+  bool const borrow = bits && !VariantPayload::IsOwn(*this);
+  unsigned const how = borrow ? BORROW_TEXT : 0u;
+  bool held = true;
   if (type == BLOB) {
-    out.Init(value.pointer, value.pointer ? size : 0, borrow);
+    held = out.HoldBlob(value.pointer, value.pointer || borrow ? size : 0, borrow);
   } else if (type == NARROW_STRING) {
-    out.Init(NarrowText(*this), borrow ? BORROW_TEXT : 0u);
+    held = out.HoldText(NARROW_STRING, value.pointer, str::Length(NarrowText(*this)), sizeof(char), how, bits);
   } else if (type == WIDE_STRING) {
-    out.Init(WideText(*this), borrow ? BORROW_TEXT : 0u);
+    held = out.HoldText(WIDE_STRING, value.pointer, str::Length(WideText(*this)), sizeof(wchar_t), how, bits);
   } else if (kind.sized && value.pointer) {
-    out.HoldBytes(static_cast<Type>(type), value.pointer, kind.fixedSize, borrow);
+    held = out.HoldBytes(static_cast<Type>(type), value.pointer, kind.fixedSize, borrow, bits);
   } else {
-    uint32_t const bytes = size;  // what `out` lets go of may be the owner of this variant
-    out.Hold(static_cast<Type>(type), copied ? value : Value{0});
-    out.size = bytes;
+    out.Hold(static_cast<Type>(type), copied ? value : Value{0}, size);
   }
-  return result;
+  return held ? result : E_OUTOFMEMORY;
 }
 
 bool Variant::Compare(Variant const& other) const noexcept {
@@ -487,36 +477,57 @@ bool Variant::Compare(Variant const& other) const noexcept {
 
 // ---- private
 
-// What is held next is always made before Done: it may come out of what this variant holds now.
+// What is held next is made before what is held now goes: it may come out of that. And what is held now goes last:
+// an object that goes may take this very variant with it.
 
-void Variant::Hold(Type kind, Value content) noexcept {
-  Done();
-  value = content;
-  type = kind;
+void Variant::Hold(Type kind, Value content, uint32_t bytes, uint8_t bits) noexcept {
+  Variant held;
+  held.value = content;
+  held.size = bytes;
+  held.flags = bits;
+  held.type = kind;
+  VariantPayload::Exchange(*this, held);
 }
 
-void Variant::HoldBytes(Type kind, void const* data, size_t bytes, bool borrow) noexcept {
+// False: there is no memory, and the variant is empty.
+bool Variant::HoldBytes(Type kind, void const* data, size_t bytes, bool borrow, uint8_t bits) noexcept {
   size_t const terminator = KindOf(kind).terminator;
   bool const allowed = bytes >= terminator && bytes <= UINT32_MAX;
-  if (borrow && Owns(*this, data)) borrow = false;  // Done would free what was lent
-  Value content = {0};
-  if (allowed) content.pointer = borrow ? const_cast<void*>(data) : NewPayload(data, bytes, terminator);
-  Done();
-  if (!allowed || (!borrow && !content.pointer)) return;
-  Hold(kind, content);
-  size = content.pointer ? static_cast<uint32_t>(bytes) : 0;
-  flags = borrow ? BORROWED : 0;
+  if (borrow && Owns(*this, data)) borrow = false, bits &= static_cast<uint8_t>(~BORROWED);
+  Variant held;
+  if (allowed) held.value.pointer = borrow ? const_cast<void*>(data) : NewPayload(data, bytes, terminator);
+  bool const made = allowed && (borrow || held.value.pointer);
+  if (made) {
+    held.size = static_cast<uint32_t>(bytes);
+    held.flags = borrow ? bits | BORROWED : bits;
+    held.type = kind;
+    if (!borrow && (bits & BORROWED)) VariantPayload::Own(held);
+  } else {
+    held.size = size;
+  }
+  VariantPayload::Exchange(*this, held);
+  return made;
 }
 
-void Variant::HoldText(Type kind, void const* text, size_t length, size_t unit, unsigned how) noexcept {
-  if (length > 0) {
-    HoldBytes(kind, text, (length + 1) * unit, (how & BORROW_TEXT) != 0);
-    return;
+bool Variant::HoldBlob(void const* data, unsigned bytes, bool borrow) noexcept {
+  if (type == BLOB && size == bytes && value.pointer) {
+    if (data) memmove(value.pointer, data, bytes);
+    return true;
   }
+  if (bytes > 0) return HoldBytes(BLOB, data, bytes, borrow);
   Done();
-  if (!(how & KEEP_EMPTY)) return;
-  type = kind;
-  size = 0;
+  return true;
+}
+
+bool Variant::HoldText(Type kind, void const* text, size_t length, size_t unit, unsigned how,
+                       uint8_t bits) noexcept {
+  if (length > 0) return HoldBytes(kind, text, (length + 1) * unit, (how & BORROW_TEXT) != 0, bits);
+  if (how & KEEP_EMPTY) {
+    Hold(kind, Value{0}, 0);
+  } else {
+    Done();
+  }
+  return true;
 }
 
 }  // namespace yk

@@ -1,7 +1,9 @@
-// The kinds of a Variant: what each holds and how it is saved. One row per tag.
+// The kinds of a Variant: what each holds and how it is saved, one row per tag. And who frees its payload.
 #pragma once
 
 #include <qecore/values/variant.h>
+
+#include <utility>
 
 namespace yk {
 
@@ -61,5 +63,36 @@ static_assert(VariantKindsAreInOrder());
 constexpr VariantKind const& KindOf(uint8_t type) noexcept {
   return VARIANT_KINDS[type < Variant::TYPE_COUNT ? type : uint8_t{Variant::EMPTY}];
 }
+
+/// The payload of a variant, which is bytes and not an object.
+///
+/// A value that was saved while it was borrowed says so in its flags, and goes on saying so when it is loaded, although
+/// it then has a payload of its own. Such a payload is marked as the variant's own. The mark is made of the address: what
+/// other programs leave in these two bytes, or a pointer that they put there later, is no mark.
+struct VariantPayload {
+  static bool IsOwn(Variant const& v) noexcept {
+    if (!KindOf(v.type).payload || v.type == Variant::OBJECT || !v.value.pointer) return false;
+    return !(v.flags & Variant::BORROWED) || v.owner == MarkOf(v.value.pointer);
+  }
+
+  /// Makes the payload the variant's own, to be freed by `operator delete`, whatever the flags say.
+  static void Own(Variant& v) noexcept { v.owner = MarkOf(v.value.pointer); }
+
+  /// Exchanges two values without copying a payload.
+  static void Exchange(Variant& a, Variant& b) noexcept {
+    std::swap(a.value, b.value);
+    std::swap(a.size, b.size);
+    std::swap(a.flags, b.flags);
+    std::swap(a.type, b.type);
+    std::swap(a.owner, b.owner);
+  }
+
+ private:
+  // Never 0, which is what a variant of zeros has there.
+  static uint16_t MarkOf(void const* payload) noexcept {
+    uintptr_t const address = reinterpret_cast<uintptr_t>(payload);
+    return static_cast<uint16_t>(((address >> 4) ^ (address >> 20) ^ 0x59A7) | 0x8000);
+  }
+};
 
 }  // namespace yk

@@ -18,7 +18,8 @@
 // Indices and counts are signed 32-bit; -1 is "not found"; no array grows beyond 0xFFFFFF elements.
 // Failure: an index out of range is the caller's fault and is reported by qe_Error, a message box, unless
 // an operation says otherwise; the operation then answers false or null and changes nothing. So it does,
-// silently, when there is no memory. One thread at a time.
+// silently, when there is no memory. One thread at a time. Deleters and comparisons may call the array that
+// calls them, and release it.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -62,8 +63,9 @@ class YK_API Array : public Implements<Array, Unknown> {
   virtual int FindItem(void const* element) noexcept;
   /// Appends. \return the last index, also when the insertion failed
   virtual int Add(void* element) noexcept;
-  /// Exchanges two elements. The check is one-sided on purpose: true as soon as one index is in range, though
-  /// nothing is exchanged unless both are.
+  /// Exchanges two elements. The check is one-sided on purpose: true as soon as one index is in range. The other
+  /// may lie behind the last element: in the room that the array has, it is exchanged all the same (there stands
+  /// null, or what was there when the array was longer); beyond, nothing is exchanged.
   virtual bool Swap(int first, int second) noexcept;
   /// Frees every element and forgets them; the room stays.
   virtual void FreeAll() noexcept;

@@ -50,6 +50,10 @@ YK_API void TerminatePath(wchar_t* path) noexcept;
 /// the narrow ones leave no terminator when the text fills the buffer. With neither a buffer nor a size both
 /// answer the length that the text would have. All these are the C runtime's rules. A null format, a size
 /// without a buffer and a wide buffer without a size answer -1.
+///
+/// A format that is faulty does no harm. A directive that the format's end cuts off gives nothing ("50%" gives
+/// "50"), one that there is not gives the character that makes it so ("%q" gives "q"), and `%n`, which would
+/// write through an argument, ends the formatting with -1. This holds wherever the library formats.
 YK_API int printf(wchar_t* buffer, size_t size, wchar_t const* format, ...) noexcept;
 YK_API int vprintf(wchar_t* buffer, size_t size, wchar_t const* format, va_list arguments) noexcept;
 YK_API int printf(char* buffer, size_t size, char const* format, ...) noexcept;
@@ -58,7 +62,8 @@ YK_API int vprintf(char* buffer, size_t size, char const* format, va_list argume
 /// UTF-8 from a zero-terminated text.
 /// \param dst   null only counts
 /// \param size  bytes in `dst`; negative is unlimited
-/// \return bytes that the whole text needs with its terminator, also when it was cut; 0 for a null `src`.
+/// \return bytes that the whole text needs with its terminator, also when it was cut. A null `src` gives 0,
+/// and dst[0] is 0 then, whatever `size` says.
 /// A sequence is written only while a byte stays free behind it, and none is written after one that did not
 /// fit. A cut text is terminated at dst[size - 1]; bytes between the last sequence and that terminator are
 /// left as they were, which is intended.
@@ -75,7 +80,8 @@ YK_API int UTF8ToW(char const* src, wchar_t* dst, int size) noexcept;
 
 /// UTF-8 from exactly `count` units, zeros included, with the room rule of str::WToUTF8. The terminator is
 /// written only when there is room for it: a cut result has none.
-/// \return bytes that all units need, and one for the terminator; 0 for a null `src`
+/// \return bytes that all units need, and one for the terminator. A null `src` gives 0, and dst[0] is 0 then,
+/// whatever `size` says.
 YK_API int WideToUTF8StringEx(wchar_t const* src, char* dst, int count, int size) noexcept;
 
 /// Length of the directory part of a path: one past the last `\`, `/` or `:`. 0 when there is none.

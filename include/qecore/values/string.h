@@ -99,7 +99,7 @@ class YK_API String {
   /// From the ANSI code page.
   String& operator+=(char const* text) noexcept;
 
-  /// Formats as the Microsoft C runtime does and assigns; printf_add appends. Cut at 8191 characters.
+  /// Formats as str::printf does and assigns; printf_add appends. Cut at 8191 characters.
   void printf(wchar_t const* format, ...) noexcept;
   void printf_add(wchar_t const* format, ...) noexcept;
 
@@ -155,11 +155,12 @@ class YK_API String {
   /// A copy with the escapes `\b \n \r \t` (in either case) resolved; a backslash before any other character
   /// is dropped, and a lone one at the end stays.
   String Parse_C_string() const noexcept;
-  void MakeUpper() noexcept;
-  void MakeLower() noexcept;
+  /// False for an empty string.
+  bool MakeUpper() noexcept;
+  bool MakeLower() noexcept;
   /// Makes the text a list that two zeros end: its length grows by one, and the new last character is a zero.
   /// An empty string becomes two characters long and its character 0 is not written: this is intended.
-  void DoubleTerminate() noexcept;
+  bool DoubleTerminate() noexcept;
 
   // ---- paths; the separator is the last `\`, or the last `/` in a text that has no `\` at all
 

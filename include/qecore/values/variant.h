@@ -7,9 +7,11 @@
 //
 //   offset  0                              8            12       13      14   16
 //           +------------------------------+------------+--------+-------+----+
-//           | value: a scalar, two floats, | size, of a | flags  | type  |    |    4-byte packing: a map
+//           | value: a scalar, two floats, | size, of a | flags  | type  | ** |    4-byte packing: a map
 //           | or a pointer to a payload    | payload    |        |       |    |    entry is a key and a
 //           +------------------------------+------------+--------+-------+----+    variant
+//
+// ** is the library's: zero, or the mark of a payload that is the variant's own although the flags say BORROWED.
 //
 // Ownership: a payload (text, blob, geometry) is the variant's own, from the global `operator new` of the
 // library, unless it was borrowed: then it stays its owner's, who keeps it alive. An object is held by one
@@ -117,7 +119,7 @@ class YK_API Variant {
   void Init(wchar_t const* text, unsigned how = 0) noexcept;
   void Init(String const& text, bool borrow = false) noexcept;
 
-  /// A blob. Null `data` leaves the bytes uninitialised. A size of 0 leaves the variant empty. A blob of the
+  /// A blob. Null `data` leaves the bytes uninitialised; borrowed, it is a blob of that size without bytes. A size of 0 leaves the variant empty. A blob of the
   /// same size keeps its buffer, borrowed or not, and takes the bytes into it: this is intended.
   void Init(void const* data, unsigned size, bool borrow) noexcept;
 
@@ -140,7 +142,8 @@ class YK_API Variant {
   unsigned Get(void* buffer, unsigned bytes) const noexcept;
   /// Copies a text of either width. \return characters in the buffer; 0 for any other kind and a null payload
   /// `length` is the buffer's size. A text of the same width that fills it gets no terminator; one of the
-  /// other width that does not fit leaves what the platform leaves. Nothing is written behind `length`.
+  /// other width that does not fit leaves what the platform leaves. buffer[0] is set to 0 first, also for a
+  /// length of 0: the buffer must hold at least one character.
   size_t Get(char* buffer, unsigned length) const noexcept;
   size_t Get(wchar_t* buffer, unsigned length) const noexcept;
 
@@ -155,11 +158,12 @@ class YK_API Variant {
   bool Get(bool& out) const noexcept;
   bool Get(unsigned char& out) const noexcept;   ///< saturated at 255
   bool Get(unsigned short& out) const noexcept;  ///< saturated at 65535
-  bool Get(String& out) const noexcept;          ///< texts only
+  bool Get(String& out) const noexcept;          ///< texts only; false, too, when there is no memory
   bool Get(point2d& out) const noexcept;         ///< POINT_2D and POINT_2DF only
 
   /// Copies into `out`, which borrows when this one borrows. E_INVALIDARG for the kinds that are not copied
   /// this way (empty, objects, matrices, POINT_3DF, reserved); `out` then carries the tag and a null value.
+  /// E_OUTOFMEMORY: `out` is empty.
   HRESULT Get(Variant& out) const noexcept;
 
   /// True when both hold the same value of the same kind, or texts of either width that are equal. Two empty
@@ -171,7 +175,8 @@ class YK_API Variant {
   /// \return S_OK always
   HRESULT Save(Serializer* writer, ExecutionContext* context) const noexcept;
   /// What the variant held before is not released: load into an empty one. The flags are taken as saved,
-  /// but a payload that was read is the variant's own, so BORROWED is cleared. An unknown tag loads as empty.
+  /// BORROWED among them, but a payload that was read is the variant's own. A tag that no kind has is kept, to
+  /// be saved again; the variant then behaves as an empty one.
   /// \return S_OK always
   HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept;
 
@@ -194,17 +199,20 @@ class YK_API Variant {
   uint32_t size = 0;  ///< bytes of the payload; a text's terminator counts
   uint8_t flags = 0;  ///< see Flag
   uint8_t type = EMPTY;
+  uint16_t owner = 0;  ///< the library's; programs compiled against older headers leave anything here
 
  private:
-  void Hold(Type kind, Value content) noexcept;
-  void HoldBytes(Type kind, void const* data, size_t bytes, bool borrow) noexcept;
-  void HoldText(Type kind, void const* text, size_t length, size_t unit, unsigned how) noexcept;
+  void Hold(Type kind, Value content, uint32_t bytes, uint8_t bits = 0) noexcept;
+  bool HoldBytes(Type kind, void const* data, size_t bytes, bool borrow, uint8_t bits = 0) noexcept;
+  bool HoldBlob(void const* data, unsigned bytes, bool borrow) noexcept;
+  bool HoldText(Type kind, void const* text, size_t length, size_t unit, unsigned how,
+                uint8_t bits = 0) noexcept;
 };
 
 #pragma pack(pop)
 
 static_assert(sizeof(Variant) == 16 && alignof(Variant) == 4);
 static_assert(offsetof(Variant, value) == 0 && offsetof(Variant, size) == 8);
-static_assert(offsetof(Variant, flags) == 12 && offsetof(Variant, type) == 13);
+static_assert(offsetof(Variant, flags) == 12 && offsetof(Variant, type) == 13 && offsetof(Variant, owner) == 14);
 
 }  // namespace yk
