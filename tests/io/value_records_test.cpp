@@ -36,6 +36,8 @@ TEST(VariantRecord, Bytes) {
                               "\x0C\0\0\0\0\0\0\0\xF0?"s,
                               "\x0D\2"s,
                               "\x0E\0\3\0\0\0ab"s,
+                              "\x0E\6\3\0\0\0ab"s,
+                              "\x1D\2"s,
                               "\x0F\0\4\0\0\0\xE9\0"s,
                               "\x0F\0\0\0\0\0"s,
                               "\x11\0"s,
@@ -58,11 +60,10 @@ TEST(VariantRecord, Bytes) {
 TEST(VariantRecord, DamageLeavesASafeValue) {
   std::tuple<char const*, std::string, int, int, unsigned> const rows[] = {
       {"a scalar cut short", "\7\0"s, 7, 0, 0},
-      {"a tag that there is not", "\x1D\2........"s, 0, 0, 0},
+      {"a tag that there is not", "\x1D\2........"s, 29, 2, 0},
       {"an object with a pointer", "\x11\0AAAAAAAA"s, 17, 0, 0},
       {"a text longer than its chunk", "\x0E\0\4\0\0\0ab"s, 14, 0, 0},
       {"less than a terminator", "\x0F\0\1\0\0\0"s, 15, 0, 0},
-      {"a borrowed text", "\x0E\6\3\0\0\0ab"s, 14, 4, 3},  // whose copy here is nobody else's
       {"a small point", "\x17\0\4\0\0\0abcd"s, 23, 0, 0}};
   for (auto const& [name, bytes, type, flags, size] : rows) {
     Variant v;
@@ -71,6 +72,24 @@ TEST(VariantRecord, DamageLeavesASafeValue) {
     EXPECT_EQ(std::tuple(v.type, v.flags, v.size), std::tuple(type, flags, size)) << name;
     EXPECT_EQ(v.value.pointer != nullptr, size > 0) << name;
   }
+}
+
+TEST(VariantRecord, APayloadThatWasBorrowedWhenItWasSavedIsItsOwn) {
+  Variant v, out;
+  v.Load(ReaderOf("\x0F\2\6\0\0\0a\0b\0"s).get(), nullptr);
+  Variant const copy(v);
+  EXPECT_EQ(v.Get(out), S_OK);
+  EXPECT_EQ(std::tuple(v.flags, copy.flags, out.flags), std::tuple(2, 0, 2));
+  EXPECT_NE(out.value.pointer, v.value.pointer);
+  v.Init(static_cast<wchar_t*>(v.value.pointer) + 1, Variant::BORROW_TEXT);  // out of itself: copied
+  EXPECT_EQ(v.flags, 0);
+  EXPECT_TRUE(out.Compare(copy));
+  void* const payload = out.value.pointer;
+  out.value.pointer = v.value.pointer;  // what somebody else puts there is borrowed, as the flags say
+  out.Done();
+  EXPECT_STREQ(static_cast<wchar_t*>(v.value.pointer), L"b");
+  out.Init(payload, 6, true);
+  out.flags = 0;  // to be freed after all
 }
 
 TEST(StringRecord, TakesWholeCharacters) {

@@ -34,20 +34,23 @@ Ints Elements(Array* array) {
 TEST(Array, EditsInRangeThroughItsSlots) {
   Ref<Array> const array = Numbers({1, 2, 3});
   Array* const a = array.get();
-  EXPECT_TRUE(a->AtInsert(0, P(9)) && a->AtDelete(1) && a->AtPut(1, P(7)) && a->Remove(P(3)));
+  EXPECT_EQ((Ints{a->AtInsert(0, P(9)), a->AtDelete(1), a->AtPut(1, P(7)), a->Remove(P(3))}), Ints(4, true));
   EXPECT_EQ(Slot<int (*)(void*, void*)>(a, 15)(a, P(8)), 2);
   EXPECT_EQ(Slot<int (*)(void*, void*)>(a, 14)(a, P(7)), 1);
-  EXPECT_TRUE(a->Swap(0, 1) && a->Find(P(5)) == -1);
-  EXPECT_TRUE(a->Swap(0, 100) && a->Swap(-1, 2) && !a->Swap(-1, 3));  // one-sided
+  EXPECT_EQ(a->Find(P(5)), -1);
+  EXPECT_EQ((Ints{a->Swap(0, 1), a->Swap(0, 100), a->Swap(-1, 2), a->Swap(-1, 3)}), (Ints{1, 1, 1, 0}));
   EXPECT_EQ(Elements(a), (Ints{7, 9, 8}));
-  EXPECT_TRUE(Field<int>(a, 24) == 3 && Field<void**>(a, 32)[2] == P(8) && Field<int>(a, 40) == 40);
+  EXPECT_EQ((Ints{Field<int>(a, 24), Field<int>(a, 40), Field<int>(a, 44)}), (Ints{3, 40, 40}));
+  EXPECT_EQ((Ints{a->Swap(39, 1), a->Swap(0, 40)}), (Ints{1, 1}));  // inside the block, and behind it
+  EXPECT_EQ(Elements(a), (Ints{7, 0, 8}));
+  EXPECT_EQ(Field<void**>(a, 32)[39], P(9));
 }
 
 TEST(Array, ReportsWhatIsOutOfRange) {
   Ref<Array> const a = Numbers({1, 2, 3});
   MessageBoxWatcher watcher;
   EXPECT_EQ(a->At(3), nullptr);
-  EXPECT_FALSE(a->AtInsert(4, P(9)) || a->AtPut(-1, P(9)) || a->Remove(P(9)) || a->FreeAt(3));
+  EXPECT_EQ((Ints{a->AtInsert(4, P(9)), a->AtPut(-1, P(9)), a->Remove(P(9)), a->FreeAt(3)}), Ints(4, false));
   EXPECT_EQ(watcher.Take(),
             (Texts{L"Array::At(3) is out of range:3", L"Array::AtInsert(4) is out of range:3",
                    L"Array::AtPut(-1) is out of range:3", L"Array::ATDelete(-1) is out of range:3",
@@ -72,16 +75,45 @@ TEST(Array, FreesThroughItsDeleterOnly) {
   freed.clear();
   Ref<Array> a = Ref<Array>::Adopt(Array::CreateEx([](void* element) { freed.push_back(N(element)); }));
   for (int n = 1; n <= 5; ++n) a->Add(P(n));
-  EXPECT_TRUE(a->AtDelete(0) && a->AtPut(0, P(6)) && a->FreeAt(1) && a->FreeItem(P(6)));
+  EXPECT_EQ((Ints{a->AtDelete(0), a->AtPut(0, P(6)), a->FreeAt(1), a->FreeItem(P(6))}), Ints(4, true));
   a.Reset();
   EXPECT_EQ(freed, (Ints{3, 6, 4, 5}));
 
   Ref<Array> const object = Numbers({});
   object->AddRef();
   a = Ref<Array>::Adopt(Array::CreateEx(reinterpret_cast<Array::Deleter>(intptr_t{-1})));
-  EXPECT_TRUE(a->Add(object.get()) == 0 && a->FreeAt(0) && References(object.get()) == 1);
+  EXPECT_EQ((Ints{a->Add(object.get()), a->FreeAt(0), References(object.get())}), (Ints{0, 1, 1}));
   a->SetDeleter(reinterpret_cast<Array::Deleter>(intptr_t{-2}));
-  EXPECT_TRUE(a->Add(new String(L"text")) == 0 && a->FreeAt(0));
+  EXPECT_EQ((Ints{a->Add(new String(L"text")), a->FreeAt(0)}), (Ints{0, 1}));
+}
+
+Array* called;
+
+// What is freed removes itself, and the last one drops the array.
+void RemoveFreed(void* element) {
+  freed.push_back(N(element));
+  called->Remove(element);
+  if (element == P(3)) called->Release();
+}
+
+int InsertAndCompare(void const* a, void const* b, void const*) {
+  for (int i = 0; i < 50 && called->Count() < 1000; ++i) called->Add(P(1000));
+  return static_cast<int>(N(a) - N(b));
+}
+
+TEST(Array, DeletersAndComparisonsMayCallItAndReleaseIt) {
+  freed.clear();
+  called = Array::CreateEx(RemoveFreed);
+  for (int const n : {4, 1, 2, 3}) called->Add(P(n));
+  EXPECT_TRUE(called->FreeAt(0));
+  EXPECT_EQ(Elements(called), (Ints{1, 2, 3}));
+  called->FreeAll();
+  EXPECT_EQ(freed, (Ints{4, 1, 2, 3}));
+  called = Array::Create(2);
+  Ref<Array> const array = Ref<Array>::Adopt(called);
+  for (int const n : {3, 2, 1}) array->Add(P(n));
+  EXPECT_TRUE(array->SortRange(0, 2, InsertAndCompare, nullptr));
+  EXPECT_EQ(array->At(0), P(1));
 }
 
 int ByTens(void const* a, void const* b, void const*) { return static_cast<int>(N(a) / 10 - N(b) / 10); }
@@ -91,7 +123,7 @@ TEST(Array, SortsWithEqualElementsInTheOrderOfItsSteps) {
   EXPECT_TRUE(many->Sort(ByTens, nullptr));
   EXPECT_EQ(Elements(many.get()), (Ints{13, 11, 17, 25, 26, 20, 39, 32, 49, 43, 54, 57, 51, 51, 59, 57}));
   Ref<Array> const a = Numbers({50, 30, 20, 10});
-  EXPECT_TRUE(a->SortRange(1, 3, ByTens, nullptr) && !a->SortRange(0, 4, ByTens, nullptr));
+  EXPECT_EQ((Ints{a->SortRange(1, 3, ByTens, nullptr), a->SortRange(0, 4, ByTens, nullptr)}), (Ints{1, 0}));
   EXPECT_EQ(Elements(a.get()), (Ints{50, 10, 20, 30}));
 }
 
@@ -112,14 +144,15 @@ TEST(Array, AComparisonThatContradictsItselfHarmsNothing) {
 TEST(SortedArray, KeepsOrderAndRefusesDuplicatesUntilTold) {
   Ref<SortedArray> const array = Ref<SortedArray>::Adopt(SortedArray::Create(ByTens, nullptr));
   SortedArray* const a = array.get();
-  int position = -1;
-  EXPECT_TRUE(!a->Search(P(10), &position) && position == 0);
+  int empty = -1, end = -1;
+  EXPECT_FALSE(a->Search(P(10), &empty));
   for (int const n : {30, 10, 20}) a->Add(P(n));
   EXPECT_EQ(Slot<int (*)(void*, void*)>(a, 15)(a, P(21)), -1);
   EXPECT_EQ(Slot<int (*)(void*, void const*)>(a, 23)(a, P(25)), 1);
-  EXPECT_TRUE(!a->Search(P(40), &position) && position == 3);
+  EXPECT_FALSE(a->Search(P(40), &end));
+  EXPECT_EQ((Ints{empty, end}), (Ints{0, 3}));
   a->SetDuplicates(true);
-  EXPECT_TRUE(a->Add(P(21)) == 1 && a->Add(P(22)) == 1 && a->Find(P(25)) == 1 && a->Find(P(40)) == -1);
+  EXPECT_EQ((Ints{a->Add(P(21)), a->Add(P(22)), a->Find(P(25)), a->Find(P(40))}), (Ints{1, 1, 1, -1}));
   EXPECT_EQ(Elements(a), (Ints{10, 22, 21, 20, 30}));  // before their equals
 }
 
@@ -131,17 +164,17 @@ TEST(DataArray, HoldsZeroedRecordsByValue) {
   EXPECT_EQ(Slot<long (*)(void*, unsigned, void (*)(void*))>(a, 8)(a, 12, note), S_OK);
   for (int n = 0; n < 11; ++n) {
     int* const record = static_cast<int*>(Slot<void* (*)(void*, int)>(a, 12)(a, 0));
-    EXPECT_TRUE(record[0] == 0 && record[1] == 0 && record[2] == 0);
+    EXPECT_EQ((Ints{record[0], record[1], record[2]}), Ints(3));
     record[0] = record[2] = n;
   }
-  EXPECT_TRUE(Field<int>(a, 28) == 20 && a->Allocate(3) == YK_E_EMPTY);
-  EXPECT_TRUE(a->AtFree(1) && a->Count() == 10 && !a->At(10) && static_cast<int*>(a->At(1))[2] == 8);
+  EXPECT_EQ((Ints{Field<int>(a, 28), a->Allocate(3), a->AtFree(1)}), (Ints{20, YK_E_EMPTY, true}));
+  EXPECT_EQ((Ints{N(a->At(10)), static_cast<int*>(a->At(1))[2]}), (Ints{0, 8}));
   a->FreeAll();
   EXPECT_EQ(freed, (Ints{9, 10, 8, 7, 6, 5, 4, 3, 2, 1, 0}));
-  EXPECT_TRUE(Field<void*>(a, 16) == nullptr && a->SetRecord(1, nullptr) == S_OK);
+  EXPECT_EQ((Ints{N(Field<void*>(a, 16)), a->SetRecord(1, nullptr)}), (Ints{0, S_OK}));
   EXPECT_EQ(Slot<long (*)(void*, int)>(a, 13)(a, Array::MAX_COUNT), S_OK);
   MessageBoxWatcher watcher;
-  EXPECT_TRUE(!a->AtFree(Array::MAX_COUNT) && !a->AtInsert(-1) && !a->AtInsert(0));
+  EXPECT_EQ((Ints{a->AtFree(Array::MAX_COUNT), N(a->AtInsert(-1)), N(a->AtInsert(0))}), Ints(3));
   EXPECT_EQ(watcher.Take(), (Texts{L"DataArray::AtFree index[16777215] out of range",
                                    L"Array::ATInsert index[-1] out of range", L"Array::ATInsert overflow"}));
 }

@@ -5,6 +5,7 @@
 
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include "support/binary.h"
 
@@ -12,6 +13,7 @@ namespace {
 
 using namespace yk;
 using std::wstring;
+using Sizes = std::vector<size_t>;
 
 wstring Characters(String const& s) { return wstring(s.c_str(), s.Length()); }
 void* BlockOf(String const& s) { return Field<void*>(&s, 0); }
@@ -19,33 +21,50 @@ void* BlockOf(String const& s) { return Field<void*>(&s, 0); }
 TEST(String, ABlockIsALengthTheCharactersAndRoomInStepsOf32) {
   for (auto [length, bytes] : {std::pair<size_t, size_t>{1, 72}, {31, 72}, {32, 136}, {63, 136}, {64, 200}}) {
     String const s(wstring(length, L'x').c_str()), copy(s);
-    EXPECT_TRUE(_msize(BlockOf(s)) == bytes && Field<uint64_t>(BlockOf(copy), 0) == length);
+    EXPECT_EQ(std::pair(_msize(BlockOf(s)), Field<uint64_t>(BlockOf(copy), 0)),
+              std::pair(bytes, uint64_t{length}));
     EXPECT_EQ(wstring(static_cast<wchar_t*>(BlockOf(copy)) + 4), wstring(length, L'x'));
   }
   String s(L"0123456789");
   void const* const block = BlockOf(s);
-  EXPECT_TRUE(s.Realloc(20) && BlockOf(s) == block && s.Realloc(200) && _msize(BlockOf(s)) == 456);
+  EXPECT_TRUE(s.Realloc(20));
+  EXPECT_EQ(BlockOf(s), block);
+  EXPECT_TRUE(s.Realloc(200));
+  static_cast<uint64_t*>(BlockOf(s))[0] = 10;  // shorter than its block
+  EXPECT_EQ(_msize(BlockOf(String(s))), 456u);
+  s.Terminate(200);
   s.Terminate(4);
-  EXPECT_FALSE(s.Realloc(String::npos) || s.Realloc(size_t{1} << 62));
+  for (size_t const much : {String::npos, size_t{1} << 62}) EXPECT_FALSE(s.Realloc(much));
   EXPECT_EQ(_msize(BlockOf(s)), 72u);
   EXPECT_EQ(Characters(s), L"0123");
 }
 
 TEST(String, ConstructsFromEachKindOfText) {
-  EXPECT_TRUE(Characters(String('\xE9')) == L"\xFFE9" && Characters(String("caf\xE9")) == L"caf\xE9");
+  EXPECT_EQ(Characters(String('\xE9')) + Characters(String("caf\xE9")),
+            L"\xFFE9"
+            L"caf\xE9");
   EXPECT_EQ(Characters(String(L'\0')) + Characters(String(L"a\0b", 3)), wstring(L"\0a\0b", 4));
   EXPECT_EQ(Characters(String(ids::UNKNOWN)), L"{9567FA11-6E86-4BB0-B4B6-8D273B879B1F}");
 }
 
 TEST(String, GivesItsCharacters) {
   String s(L"ab\0d", 4);
-  EXPECT_TRUE(s.At(3) == L'd' && s.At(4) == 0 && s.SetAt(0, L'A') && !s.SetAt(4, L'x'));
+  EXPECT_EQ((Sizes{s.At(3), s.At(4), s.SetAt(0, L'A'), s.SetAt(4, L'x')}), (Sizes{L'd', 0, 1, 0}));
   wchar_t wide[] = L"####";
   s.Get(wide, 4);
   s.Get(wide + 3, 0);  // writes the terminator all the same
   EXPECT_EQ(wstring(wide, 4), wstring(L"Ab\0\0", 4));
   s.Get(wide, 2);
   EXPECT_STREQ(wide, L"A");
+  char narrow[2][8] = {"###", "###"};
+  String(L"12\xE9").Get(narrow[0], 8);
+  String(L"12\xE9").GetUTF8(narrow[1], 8);
+  EXPECT_EQ(narrow[0] + std::string(narrow[1]),
+            "12\xE9"
+            "12\xC3\xA9");
+  String().Get(narrow[0], 0);
+  EXPECT_STREQ(narrow[0], "");
+  EXPECT_EQ(String(L" 12x").GetInt(), 12);
 }
 
 TEST(String, JoinsAndTakesTextsOutOfItself) {
@@ -70,22 +89,24 @@ TEST(String, JoinsAndTakesTextsOutOfItself) {
 
 TEST(String, Compares) {
   String const a(L"a"), b(L"B"), none;
-  EXPECT_TRUE(b.Compare(a) < 0 && b.CompareNoCase(a) > 0);
-  EXPECT_TRUE(b < a && a > b && a >= a && a <= a && none < a);
-  EXPECT_TRUE(none == String() && none != a && a == L"a" && none == L"" && a == "a" && none == "");
+  EXPECT_EQ((Sizes{b.Compare(a) < 0, b.CompareNoCase(a) > 0, b<a, a> b, a >= a, a <= a, none < a}),
+            Sizes(7, 1));
+  EXPECT_EQ((Sizes{none == String(), none != a, a == L"a", none == L"", a == "a", none == ""}), Sizes(6, 1));
   EXPECT_FALSE(String(L"a\0b", 3) == a);                  // lengths differ
   EXPECT_TRUE(String(L"a\0b", 3) == String(L"a\0c", 3));  // and behind a zero nothing is looked at
-  EXPECT_FALSE(a == "ab" || String(L"\xE9") == "\xE9" || String(L"\xFFE9") == "\xE9");
+  EXPECT_EQ((Sizes{a == "ab", String(L"\xE9") == "\xE9", String(L"\xFFE9") == "\xE9"}), Sizes(3));
 }
 
 TEST(String, Searches) {
+  constexpr size_t NONE = String::npos;
   String const text(L"aab\0aa", 6), none;
-  EXPECT_TRUE(text.Find(L'b') == 2 && text.Find(L'\0') == 3 && text.Find(L'z') == String::npos);
-  EXPECT_TRUE(text.Find(L"ab") == 1 && text.Find(String(L"b")) == 2 && text.Find("ab") == 1);
-  EXPECT_TRUE(text.Find(L"") == 0 && text.Find("") == String::npos && text.Find(none) == String::npos);
-  EXPECT_TRUE(text.Find(static_cast<wchar_t*>(nullptr)) == 0 && text.Find(static_cast<char*>(nullptr)) == 0);
-  EXPECT_TRUE(none.Find(L"") == String::npos && text.RFind(L"a") == 1 && text.RFind(L"") == String::npos);
-  EXPECT_TRUE(String(L"aaaa").RFind(L"aa") == 2 && String(L"aaa").RFind(String(L"aa")) == 1);
+  EXPECT_EQ((Sizes{text.Find(L'b'), text.Find(L'\0'), text.Find(L'z')}), (Sizes{2, 3, NONE}));
+  EXPECT_EQ((Sizes{text.Find(L"ab"), text.Find(String(L"b")), text.Find("ab")}), (Sizes{1, 2, 1}));
+  EXPECT_EQ((Sizes{text.Find(L""), text.Find(""), text.Find(none), none.Find(L"")}),
+            (Sizes{0, NONE, NONE, NONE}));
+  EXPECT_EQ(text.Find(static_cast<wchar_t*>(nullptr)) + text.Find(static_cast<char*>(nullptr)), 0u);
+  EXPECT_EQ((Sizes{text.RFind(L"a"), text.RFind(L"")}), (Sizes{1, NONE}));
+  EXPECT_EQ((Sizes{String(L"aaaa").RFind(L"aa"), String(L"aaa").RFind(String(L"aa"))}), (Sizes{2, 1}));
 }
 
 TEST(String, Edits) {
@@ -99,6 +120,11 @@ TEST(String, Edits) {
       {"extension", L"dir.v\\file", L"v\\file", [](String& s) { return s = s.FileExt(), true; }},
       {"path", L"c:/a/b", L"c:/a", [](String& s) { return s = s.FilePath(), true; }},
       {"short name of a bare name", L"a.txt", L"", [](String& s) { return s = s.FileShortName(), true; }},
+      {"upper, then lower", L"aBc", L"abc", [](String& s) { return s.MakeUpper() && s.MakeLower(); }},
+      {"upper of nothing", L"", L"", [](String& s) { return !s.MakeUpper() && !s.MakeLower(); }},
+      {"both ends", L"abcd", L"dab", [](String& s) { return s = s.Right(1) + s.Left(2), true; }},
+      {"no extension", L"a.b.c", L"a.b", [](String& s) { return s.RemoveExtension(), true; }},
+      {"unterminate", L"a/", L"a", [](String& s) { return s.UnterminatePath(), s.UnterminatePath(), true; }},
       {"terminate", L"a/b", L"a/b\\", [](String& s) { return s.TerminatePath(), s.TerminatePath(), true; }},
   };
   for (auto const& [name, before, after, edit] : cases) {
@@ -108,8 +134,8 @@ TEST(String, Edits) {
     EXPECT_EQ(BlockOf(s) == nullptr, !*after) << name;
   }
   String list;
-  list.DoubleTerminate();
-  EXPECT_TRUE(list.Length() == 2 && list.At(1) == 0 && list.c_str()[2] == 0);
+  EXPECT_TRUE(list.DoubleTerminate());
+  EXPECT_EQ((Sizes{list.Length(), list.At(1), list.c_str()[2]}), (Sizes{2, 0, 0}));
 }
 
 TEST(String, ConcatenatesPaths) {

@@ -42,18 +42,19 @@ TEST(Variant, TextsAreCopiedBorrowedOrKeptEmpty) {
   };
   for (auto const& [v, type, size] : cases) {
     void* payload = nullptr;
-    EXPECT_TRUE(v.type == type && v.flags == 0 && v.GetDataPtr(&payload) == size) << int{v.type};
+    EXPECT_EQ(std::tuple(v.type, v.flags, v.GetDataPtr(&payload)), std::tuple(type, 0, size));
     EXPECT_EQ(payload == nullptr, size == 0);
   }
   Variant v;
   v.Init(text, true);
-  EXPECT_TRUE(PayloadOf(v) == text.c_str() && v.flags == 2 && v.size == 14);
+  EXPECT_EQ(std::tuple(PayloadOf(v) == text.c_str(), v.flags, v.size), std::tuple(true, 2, 14u));
   v.flags |= Variant::TRANSIENT;
   Variant const copy(v);
-  EXPECT_TRUE(PayloadOf(copy) != text.c_str() && copy.flags == 4 && copy.size == 14);
+  EXPECT_EQ(std::tuple(PayloadOf(copy) == text.c_str(), copy.flags, copy.size), std::tuple(false, 4, 14u));
   v.Init(copy);
   v.Init(static_cast<wchar_t*>(PayloadOf(v)) + 3, 1);  // out of itself: copied
-  EXPECT_TRUE(v.flags == 0 && wstring(static_cast<wchar_t*>(PayloadOf(v))) == L"ing");
+  EXPECT_EQ(v.flags, 0);
+  EXPECT_STREQ(static_cast<wchar_t*>(PayloadOf(v)), L"ing");
 }
 
 TEST(Variant, BlobsOfTheSameSizeKeepTheirBuffer) {
@@ -63,9 +64,14 @@ TEST(Variant, BlobsOfTheSameSizeKeepTheirBuffer) {
   v.Init("rs", 2, false);  // into the borrowed buffer
   v.Init(nullptr, 2, false);
   EXPECT_STREQ(own, "rs");
-  EXPECT_TRUE(v.Get(out) == S_OK && PayloadOf(out) == own && out.flags == 2);
+  EXPECT_EQ(v.Get(out), S_OK);
+  EXPECT_EQ(PayloadOf(out), own);
   v.Init("xyz", 3, false);
-  EXPECT_TRUE(PayloadOf(v) != own && v.Get(static_cast<void*>(bytes), 2u) == 2 && bytes[2] == '#');
+  EXPECT_EQ(v.Get(static_cast<void*>(bytes), 2u), 2u);
+  EXPECT_STREQ(bytes, "xy#");
+  v.Init(nullptr, 9, true);
+  EXPECT_EQ(v.Get(out), S_OK);
+  EXPECT_EQ(std::tuple(v.size, out.size, out.flags, PayloadOf(out)), std::tuple(9u, 9u, 2, nullptr));
 }
 
 template <class Number>
@@ -98,24 +104,33 @@ TEST(Variant, ConvertsToEachNumber) {
 
 TEST(Variant, ConvertsToTextsAndPoints) {
   String s(L"before");
-  EXPECT_TRUE(Made("caf\xE9").Get(s) && s == L"caf\xE9" && Made(L"wide").Get(s) && s == L"wide");
-  EXPECT_FALSE(Made(7).Get(s) || !s.IsEmpty());
-  point2d p;
-  EXPECT_TRUE(Made(point2d{0.1, 2}).Get(p) && p == (point2d{0.1, 2}));
-  EXPECT_TRUE(Made(point2df{0.1f, 3}).Get(p) && p == (point2d{0.1f, 3}));
-  EXPECT_FALSE(Bare(Variant::POINT_2D).Get(p) || !(p == point2d{}));
+  std::tuple<Variant, bool, wchar_t const*> const texts[] = {
+      {Made("caf\xE9"), true, L"caf\xE9"}, {Made(L"wide"), true, L"wide"}, {Made(7), false, L""}};
+  for (auto const& [v, converts, text] : texts) {
+    EXPECT_EQ(v.Get(s), converts);
+    EXPECT_STREQ(s.c_str(), text);
+  }
+  std::tuple<Variant, bool, point2d> const points[] = {{Made(point2d{0.1, 2}), true, {0.1, 2}},
+                                                       {Made(point2df{0.1f, 3}), true, {0.1f, 3}},
+                                                       {Bare(Variant::POINT_2D), false, {}}};
+  for (auto const& [v, converts, point] : points) {
+    point2d p{9, 9};
+    EXPECT_EQ(v.Get(p), converts);
+    EXPECT_TRUE(p == point) << int{v.type};
+  }
 }
 
 TEST(Variant, CopiesTextsIntoBuffersAndNotBehindThem) {
   // a buffer's size, the four characters after, of which each was `#`, and the result
   std::tuple<unsigned, wstring, size_t> const cases[] = {
-      {4, {L"abc\0", 4}, 3}, {3, L"abc#", 3}, {2, L"ab##", 2}, {0, L"####", 0}};
+      {4, {L"abc\0", 4}, 3}, {3, L"abc#", 3}, {2, L"ab##", 2}, {0, {L"\0###", 4}, 0}};
   for (auto const& [length, after, result] : cases) {
     string narrow(4, '#');
     wstring wide(4, L'#');
-    EXPECT_TRUE(Made("abc").Get(narrow.data(), length) == result &&
-                Made(L"abc").Get(wide.data(), length) == result);
-    EXPECT_TRUE(wide == after && narrow == string(after.begin(), after.end())) << length;
+    EXPECT_EQ(Made("abc").Get(narrow.data(), length), result);
+    EXPECT_EQ(Made(L"abc").Get(wide.data(), length), result);
+    EXPECT_EQ(wide, after) << length;
+    EXPECT_EQ(narrow, string(after.begin(), after.end()));
   }
 }
 
@@ -131,7 +146,7 @@ TEST(Variant, GetsIntoAnother) {
   for (Variant const& v : {Bare(0), Bare(16), Made(static_cast<Unknown*>(object.get())), Made(matrix3d{})}) {
     Variant out = Made("before");
     EXPECT_EQ(v.Get(out), E_INVALIDARG);
-    EXPECT_TRUE(out.type == v.type && !PayloadOf(out)) << int{v.type};
+    EXPECT_EQ(std::pair(out.type, PayloadOf(out)), std::pair(v.type, static_cast<void*>(nullptr)));
   }
 }
 
