@@ -2,7 +2,7 @@
 """mutate.py FOLDER [N]: do the tests notice a small fault?
 
 Plants one fault at a time at N random places of src/, in a copy of the checkout in FOLDER, builds the library there, and
-runs the test program of the fault's floor, then the others. What fails, crashes or hangs has caught it; what none catches
+runs the test program of the fault's floor, then those of the floors above it. What fails, crashes or hangs has caught it; what none catches
 is listed. Every possible fault has a number, which holds as long as src/ stays as it is: --number plants it again.
 
 `./run mutate` calls it with a Wine server and a display.
@@ -21,6 +21,10 @@ import threading
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
+
+# Whose tests may notice a fault of a floor besides its own: those of the floors that use it. core and values serve all.
+USERS = {"undo": [], "draw": ["image"], "image": ["qewic", "qetool", "draw"], "io": ["core", "image", "qewic", "qetool"]}
+
 HANGS_AFTER = 20  # seconds, or five times what the program takes without a fault
 
 # ---- where a fault can be planted -----------------------------------------------------------------------------------
@@ -172,7 +176,11 @@ class Copy:
                     path.unlink()
 
     def run(self, *command):
-        return subprocess.run(["nice", *command], cwd=self.tree, capture_output=True, text=True)
+        environment = dict(os.environ)
+        if shutil.which("ccache"):
+            environment |= {"CMAKE_C_COMPILER_LAUNCHER": "ccache", "CMAKE_CXX_COMPILER_LAUNCHER": "ccache",
+                            "CCACHE_BASEDIR": str(self.tree), "CCACHE_NOHASHDIR": "1"}
+        return subprocess.run([*command], cwd=self.tree, env=environment, capture_output=True, text=True)
 
     def make(self, *targets):
         chosen = [word for target in targets for word in ("--target", target)]
@@ -186,7 +194,7 @@ class Copy:
 
     def test(self, program, limit):
         """What has caught the fault: None for nothing."""
-        command = ["nice", str(self.tree / "cmake" / "wine-run"), f"bin/{program}.exe", "--gtest_fail_fast"]
+        command = [str(self.tree / "cmake" / "wine-run"), f"bin/{program}.exe", "--gtest_fail_fast"]
         process = subprocess.Popen(command, cwd=self.build, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                    start_new_session=True)
         try:
@@ -237,7 +245,9 @@ class Trial:
 
     def programs_for(self, fault):
         own = f"{fault.floor}_test"
-        return sorted(self.times, key=lambda program: (program != own, self.times[program]))
+        users = USERS.get(fault.floor)
+        others = [program for program in self.times if users is None or program.removesuffix("_test") in users]
+        return [own] + sorted(set(others) - {own}, key=self.times.get)
 
     def try_fault(self, copy, fault):
         start = time.time()

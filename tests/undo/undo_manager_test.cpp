@@ -93,14 +93,12 @@ struct Player {
         {'=', [](Player& p) { p.GiveAnswers(); }},
         {'>', [](Player& p) { Give(p.raw->Redo()); }},
         {'@', [](Player& p) { p.Record(nullptr, false); }},
-        {'A',
-         [](Player& p) {
-           p.kept = Ref<ykUndoItem>::Share(p.last), p.last->AddRef(), Give(p.raw->AddItem(p.last));
-         }},
+        {'A', [](Player& p) { p.kept = Ref<ykUndoItem>::Share(p.last), p.last->AddRef(), p.Add(); }},
         {'C', [](Player& p) { Give(p.raw->Clear()); }},
         {'D', [](Player& p) { Give(p.last->Redo()); }},
         {'E', [](Player& p) { p.object.failure = S_OK; }},
         {'F', [](Player& p) { p.object.refuses ^= true; }},
+        {'G', [](Player& p) { p.last = new LogItem('g'), p.last->next = p.last, p.Add(); }},
         {'J', [](Player& p) { p.Record(&p.object, true); }},
         {'L', [](Player& p) { p.GiveList(std::exchange(p.level, 0)); }},
         {'M', [](Player& p) { p.GiveName(&UndoManager::GetRedoName); }},
@@ -126,6 +124,7 @@ struct Player {
     }
   }
 
+  void Add() { Give(raw->AddItem(last)); }
   static void Give(HRESULT result) {
     std::map<HRESULT, char> const letters = {
         {S_FALSE, '1'}, {E_FAIL, '-'}, {E_INVALIDARG, '%'}, {YK_E_EMPTY, '!'}};
@@ -214,6 +213,8 @@ TEST(UndoManager, TakesEachItemOnce) {
       // also of a committed transaction
       {"a=(ZaA=)(A=", "-......000%%...IO.100hc%U.HI.L110c"},
       {"(ab)(A)(cA)(A<<", "hc%1%hc%pcuccpbpaubuacc"},
+      // what a new item's links hold is of no account
+      {"(aG)<", "hcpgpauguacc"},
       // free again after its transaction
       {"(abA)C(A=", "%hcc..HIO.110c"},
   });
