@@ -5,6 +5,7 @@
 #include <winternl.h>
 
 #include <algorithm>
+#include <atomic>
 #include <map>
 #include <sstream>
 #include <vector>
@@ -25,6 +26,9 @@ std::map<void*, Block> blocks;  // by address, or by handle
 unsigned made = 0;
 SRWLOCK lock = SRWLOCK_INIT;
 bool noting = false;
+std::atomic<int> untilRefusal = -1;  // 0: the next allocation fails; negative: none, or none any more
+
+bool Refused() { return untilRefusal >= 0 && untilRefusal-- == 0; }
 
 void* Made(void* block, size_t size) {
   AcquireSRWLockExclusive(&lock);
@@ -63,18 +67,22 @@ void* At(Function* function) {
 }
 
 std::map<std::string, void*> const WATCHED = {
-    {"malloc", At(+[](size_t size) { return Made(malloc(size), size); })},
-    {"calloc", At(+[](size_t n, size_t size) { return Made(calloc(n, size), n * size); })},
-    {"realloc", At(+[](void* old, size_t size) { return Moved(old, realloc(Gone(old), size), size); })},
+    {"malloc", At(+[](size_t size) { return Made(Refused() ? nullptr : malloc(size), size); })},
+    {"calloc",
+     At(+[](size_t n, size_t size) { return Made(Refused() ? nullptr : calloc(n, size), n * size); })},
+    {"realloc", At(+[](void* old, size_t size) {
+       return Refused() ? nullptr : Moved(old, realloc(Gone(old), size), size);
+     })},
     {"free", At(+[](void* block) { free(Gone(block)); })},
-    {"GlobalAlloc", At(+[](UINT flags, size_t size) { return Made(GlobalAlloc(flags, size), size); })},
+    {"GlobalAlloc",
+     At(+[](UINT flags, size_t size) { return Made(Refused() ? nullptr : GlobalAlloc(flags, size), size); })},
     {"GlobalReAlloc", At(+[](void* old, size_t size, UINT flags) {
-       return Moved(old, GlobalReAlloc(Gone(old), size, flags), size);
+       return Refused() ? nullptr : Moved(old, GlobalReAlloc(Gone(old), size, flags), size);
      })},
     {"GlobalFree", At(+[](void* block) { return GlobalFree(Gone(block)); })},
     {"VirtualAlloc",  // which only a heap for finding faults uses
      At(+[](void* at, size_t size, DWORD how, DWORD access) {
-       return Made(VirtualAlloc(at, size, how, access), size);
+       return Made(how & MEM_RESERVE && Refused() ? nullptr : VirtualAlloc(at, size, how, access), size);
      })},
     {"VirtualFree", At(+[](void* at, size_t size, DWORD how) {
        return VirtualFree(how & MEM_RELEASE ? Gone(at) : at, size, how);
@@ -138,6 +146,10 @@ void PrintBlocks(std::ostream& out, unsigned first) {
 void WatchTheLibrary() { WatchImports(GetModuleHandleW(L"qeCore.dll")); }
 
 void NoteCallers() { noting = true; }
+
+Scarcity::Scarcity(int number) { untilRefusal = number; }
+Scarcity::~Scarcity() { untilRefusal = -1; }
+bool Scarcity::WasFelt() const { return untilRefusal < 0; }
 
 Held WhatIsHeld() { return {blocks.size(), made, CountGdiObjects(), CountHandles()}; }
 

@@ -1,4 +1,4 @@
-// What the library holds at a moment, and what it holds more at another: for finding leaks.
+// What the library holds at a moment, and what it holds more at another: for finding leaks. And memory that runs out.
 //
 //   WatchTheLibrary();
 //   Held const before = WhatIsHeld();
@@ -31,6 +31,19 @@ std::string WhatIsLeft(Held const& before);
 
 /// Blocks are kept with the calls that led to them, from now on. Slow.
 void NoteCallers();
+
+/// While one lives, one allocation of the library fails, the first one being number 0. A loop over the numbers, until one
+/// is not reached, sees every way to run out of memory.
+class Scarcity {
+ public:
+  explicit Scarcity(int number);
+  ~Scarcity();
+  Scarcity(Scarcity const&) = delete;
+  Scarcity& operator=(Scarcity const&) = delete;
+
+  /// Whether the allocation has been asked for, and refused.
+  bool WasFelt() const;
+};
 
 /// "module+0x1234": `x86_64-w64-mingw32-addr2line -e MODULE` turns it into a line of the source, once the offset is
 /// added to the module's preferred base (`objdump -p MODULE | grep ImageBase`).

@@ -64,14 +64,6 @@ bool IsShared(ykUndoItem const& item) noexcept {
   return count != 1;
 }
 
-bool Holds(Transaction const& transaction, ykUndoItem const& item) noexcept {
-  if (&item == transaction.first || &item == transaction.last) return true;
-  if (!item.next && !item.prev) return false;  // as every new item: no need to look for it
-  ykUndoItem const* listed = transaction.first;
-  while (listed && listed != &item) listed = listed->next;
-  return listed != nullptr;
-}
-
 void Append(Transaction& transaction, ykUndoItem* item) noexcept {
   item->next = nullptr;
   item->prev = transaction.last;
@@ -213,8 +205,8 @@ HRESULT UndoManager::DoAddItem(ykUndoItem* item) noexcept {
 
 /// An item that is in a transaction, given once more by somebody who shares it, would tie two lists together.
 bool UndoManager::IsTaken(ykUndoItem const& item) noexcept {
-  if (open && Holds(*open, item)) return true;
-  if (!IsShared(item)) return false;
+  if (open && (&item == open->first || &item == open->last)) return true;
+  if (!IsShared(item)) return false;  // as every new item, whatever its links hold
   if (item.next || item.prev) return true;
   for (int i = Entries() - 1; i >= 0; --i) {
     if (Entry(i)->first == &item) return true;
@@ -231,10 +223,7 @@ HRESULT UndoManager::DoBegin() noexcept {
 
 HRESULT UndoManager::DoEnd(wchar_t const* name) noexcept {
   if (depth == 0 || --depth > 0) return E_FAIL;
-  if (!open || !open->first) {
-    CloseOpen();
-    return S_FALSE;
-  }
+  if (!open) return S_FALSE;  // an open one has an item: AddItem makes it for the first
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   Transaction* const transaction = open;
   open = nullptr;
@@ -281,8 +270,8 @@ ykUndoItem* UndoManager::DoRecordValue(Unknown* object, unsigned key, bool merge
 
 /// The item of the last transaction that records the property; null also when a redo is possible.
 ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key, Transaction*& holder) noexcept {
-  Transaction* const last = GetLastTransaction();  // which a derived manager may answer with what is not ours
-  Transaction* const ours = Owns(last) ? last : nullptr;
+  Transaction* const last = GetLastTransaction();  // which of a derived manager may be one that is not ours
+  Transaction* const ours = last == Entry(position) ? last : nullptr;
   Pin const pin(ours);
   for (ykUndoItem *item = last ? last->first : nullptr, *following; item; item = following) {
     following = item->next;
@@ -351,10 +340,6 @@ void UndoManager::DropLast() noexcept {
   Transaction* const transaction = Entry(last);
   history->AtDelete(last);
   DestroyTransaction(transaction);
-}
-
-bool UndoManager::Owns(Transaction const* transaction) noexcept {
-  return transaction && (transaction == Entry(position) || (history && history->Find(transaction) >= 0));
 }
 
 void UndoManager::CloseOpen() noexcept {

@@ -6,8 +6,8 @@
 #include <functional>
 #include <map>
 #include <string>
-#include <vector>
 
+#include "leaks/leaks.h"
 #include "support/binary.h"
 
 namespace {
@@ -127,7 +127,7 @@ struct Player {
   void Add() { Give(raw->AddItem(last)); }
   static void Give(HRESULT result) {
     std::map<HRESULT, char> const letters = {
-        {S_FALSE, '1'}, {E_FAIL, '-'}, {E_INVALIDARG, '%'}, {YK_E_EMPTY, '!'}};
+        {S_FALSE, '1'}, {E_FAIL, '-'}, {E_INVALIDARG, '%'}, {E_OUTOFMEMORY, 'm'}, {YK_E_EMPTY, '!'}};
     if (result != S_OK) calls += letters.at(result);
   }
   static void Write(wchar_t const* text) { calls.append(text, text + wcslen(text)); }
@@ -174,6 +174,11 @@ struct Player {
 void Check(std::initializer_list<std::pair<char const*, char const*>> rows) {
   for (auto const& [script, expected] : rows) {
     EXPECT_EQ(Player().Play(script), expected) << script;
+    for (int felt = !strpbrk(script, "ADS"), number = 0; felt; ++number) {  // which need what was made before
+      Scarcity const scarcity(number);
+      Player().Play(script);
+      felt = scarcity.WasFelt();
+    }
     EXPECT_EQ(LogItem::alive, 0) << script << ": every item is released once";
     EXPECT_EQ(HostManager::alive, 0) << script;
   }
@@ -181,14 +186,12 @@ void Check(std::initializer_list<std::pair<char const*, char const*>> rows) {
 
 TEST(UndoManager, ReplaysBackwardsForwardsAndByLevel) {
   Check({
-      // prepared once
-      {"(abc)<><", "hcpcpbpaucubuacrarbrccucubuacc"},
+      // prepared once; and nothing to replay
+      {"<>(abc)><><<", "--hc-pcpbpaucubuacrarbrccucubuac-c"},
       // lower levels first
       {"(2ab2c7d)<>", "hcpbubpcpaucuapdudcrbrarcrdcc"},
       // no bits of the replay in the state
       {"(a)S[uS]<S[rS]>S", "hc0paua0cundoneraundonecundonec"},
-      // nothing to replay
-      {"<>(a)><<", "--hc-pauac-c"},
       // no replay in a replay
       {"(a)[u<>(]<[r<>(]>[c<>(]<", "hcpaua!!!cra!!!cuac!!!c!!!"},
   });
@@ -230,7 +233,6 @@ TEST(UndoManager, SurvivesTheLossOfWhatItWorksOn) {
       {"(ab)[cR]<", "hcpbpaubuac+c"},
       {"(ab)<[rR]>", "hcpbpaubuacra+rbcc"},
       {"(ab)<(n[dR])", "hcpbpaubuac+hcc"},
-      {"([hR]n)", "h+cc"},
       {"(n[dR]X", "+c"},
       {"(ab)[dR]C", "hc+cc"},
       {"[dR]x", "+c-"},
@@ -260,9 +262,8 @@ TEST(UndoManager, RecordsValues) {
 
 TEST(UndoManager, StartsAsStated) {
   Ref<UndoManager> const manager = Ref<UndoManager>::Adopt(UndoManager::Create());
-  std::vector<uint32_t> settings;
-  for (size_t at = 32; at < 60; at += 4) settings.push_back(Field<uint32_t>(manager.get(), at));
-  EXPECT_EQ(settings, (std::vector<uint32_t>{0x1000000, 256, 10, 0, 0, 0, 0}));
+  uint32_t const settings[] = {0x1000000, 256, 10, 0, 0, 0, 0};
+  EXPECT_EQ(memcmp(reinterpret_cast<char*>(manager.get()) + 32, settings, sizeof settings), 0);
   EXPECT_FALSE(manager->IsTypeOf(ids::UNDO_MANAGER)) << "the base's answer, on purpose";
   EXPECT_EQ(manager->OnCommit(), E_NOTIMPL);
 }
@@ -298,7 +299,6 @@ TEST(ValueItem, KeepsEmptyTextsAndLeavesUnreadableValuesAlone) {
   EXPECT_EQ(References(&lender), 3u) << "an object is not written over";
   manager->Redo();
   EXPECT_EQ(map->GetValue(2, read), E_FAIL);
-  EXPECT_EQ(map->GetValue(0, read), S_OK);
 }
 
 }  // namespace

@@ -185,7 +185,6 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   void CloseOpen() noexcept;
   void Changed() noexcept;
   HRESULT Commit(Transaction* transaction) noexcept;
-  bool Owns(Transaction const* transaction) noexcept;
   bool IsTaken(ykUndoItem const& item) noexcept;
   ykUndoItem* FindRecorded(Unknown* object, unsigned key, Transaction*& holder) noexcept;
   ykUndoItem* AddRecord(Unknown* object, unsigned key, Transaction*& holder) noexcept;
