@@ -159,7 +159,7 @@ TEST_F(ModuleTest, AnUnloadedPluginIsLoadedAnewForItsClasses) {
   EXPECT_EQ(GetModuleHandleW(L"good.qem"), nullptr);
   EXPECT_STREQ(Find(ECHO_ID)->name, "Echo") << "though it stood in the library";
   auto const calls = [&](int slot, auto call) {  // which go through the table
-    SlotHook const hook(module.get(), slot);
+    SlotHook const hook(module.get(), 12, slot);
     call();
     return SlotHook::calls;
   };

@@ -25,11 +25,11 @@ unsigned References(T* object) {
   return object->Release();
 }
 
-/// While it lives, one slot of one object counts its calls, returns 0 and does nothing else. So a host hooks objects.
+/// While it lives, one of the slots of one object counts its calls, returns 0 and does nothing else. So a host hooks objects.
 class SlotHook {
  public:
-  SlotHook(void* toHook, int slot) : object(static_cast<void***>(toHook)), table(*object) {
-    memcpy(copy, table, sizeof copy);
+  SlotHook(void* toHook, int slots, int slot) : object(static_cast<void***>(toHook)), table(*object) {
+    memcpy(copy, table, static_cast<size_t>(slots) * sizeof *copy);
     copy[slot] = reinterpret_cast<void*>(Count);
     *object = copy;
     calls = 0;
@@ -45,5 +45,5 @@ class SlotHook {
 
   void*** object;
   void** table;
-  void* copy[20];  // no table of the tests has more
+  void* copy[32];
 };
