@@ -162,17 +162,17 @@ def redirections(groups):
 
 RULES = """
 rule compile
-  command = cd {copy} && $launcher {clang} $flags -MMD -MF $out.d -c $source -o $out && objcopy $redirect $out
+  command = $launcher {clang} $flags -MMD -MF $out.d -c $source -o $out && objcopy $redirect $out
   depfile = $out.d
   deps = gcc
   description = compile $source ($variant)
 rule precompile
-  command = cd {copy} && $launcher {clang} $flags -x c++-header -fpch-instantiate-templates -MMD -MF $out.d $source -o $out
+  command = $launcher {clang} $flags -x c++-header -fpch-instantiate-templates -MMD -MF $out.d $source -o $out
   depfile = $out.d
   deps = gcc
   description = precompile $source ($variant)
 rule link-wine
-  command = cd {build} && {wineg} -o $program.exe $in $libraries
+  command = cd {build} && wineg++ -o $program.exe $in $libraries
   description = link $program
 rule link-plain
   command = {clang} $flags -o $out $in $libraries
@@ -279,8 +279,8 @@ def write_ninja():
         output = program_edge(ninja, name, program)
         ninja.build(name, "phony", [output])
     launcher = "ccache" if subprocess.run(["which", "ccache"], capture_output=True, check=False).returncode == 0 else ""
-    rules = RULES.format(copy=COPY, clang=CLANG, build=BUILD, wineg="wineg++")
-    write_if_changed(BUILD / "build.ninja", f"launcher = {launcher}\n{rules}\n" + "\n".join(ninja.text) + "\n")
+    rules = RULES.format(clang=CLANG, build=BUILD)
+    write_if_changed(BUILD / "build.ninja", f"builddir = {BUILD}\nlauncher = {launcher}\n{rules}\n" + "\n".join(ninja.text) + "\n")
 
 
 def main():
@@ -293,9 +293,10 @@ def main():
     (BUILD / "bin").mkdir(parents=True, exist_ok=True)
     copy_sources()
     write_ninja()
-    # Else ccache compiles anew whatever a precompiled header serves.
+    # Ninja runs where the sources are, so that their names in messages and depfiles are the repository's. Without these settings
+    # ccache compiles anew whatever a precompiled header serves.
     environment = {"CCACHE_SLOPPINESS": "pch_defines,time_macros", "CCACHE_BASEDIR": str(ROOT), **os.environ}
-    return subprocess.run(["ninja", "-C", BUILD, *sys.argv[1:]], env=environment, check=False).returncode
+    return subprocess.run(["ninja", "-C", COPY, "-f", BUILD / "build.ninja", *sys.argv[1:]], env=environment, check=False).returncode
 
 
 if __name__ == "__main__":

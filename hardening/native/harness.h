@@ -95,7 +95,7 @@ struct File {
   bool readOnly = false;
 };
 
-void ClearFiles();  ///< files, folders and plug-ins; nothing may be open or loaded
+void ClearFiles();  ///< files, folders and plug-ins; no file may be open
 File& PutFile(std::u16string const& path, std::string bytes);
 /// Null when there is none. Valid until the file is removed or replaced.
 File* FindFile(std::u16string const& path);
