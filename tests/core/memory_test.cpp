@@ -54,7 +54,7 @@ TEST(Malloc, LeavesNothingWhenItIsDestroyedInPlace) {
   EXPECT_TRUE(arena->Alloc(8));
   arena->DeleteThis(0);
   for (size_t offset = 16; offset < 56; offset += 8) EXPECT_EQ(Field<uint64_t>(arena, offset), 0u) << offset;
-  yk_delete(arena);
+  ::operator delete(static_cast<void*>(arena));
 }
 
 }  // namespace

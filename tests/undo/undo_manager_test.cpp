@@ -280,9 +280,9 @@ TEST(UndoItem, IsLittleByItself) {
 }
 
 TEST(ValueItem, KeepsEmptyTextsAndLeavesUnreadableValuesAlone) {
+  Lender lender;  // which the manager's items refer to until it goes
   Ref<UndoManager> const manager = Ref<UndoManager>::Adopt(UndoManager::Create());
   Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
-  Lender lender;
   Variant values[4], read;  // absent, an object, an empty text, a number
   values[1].Init(&lender);
   values[2].Init(L"", Variant::KEEP_EMPTY);
