@@ -10,7 +10,8 @@ the few system calls it needs, so that the thread sanitizer sees every lock. obj
 runtime and the system to the harness (redirect.txt): each block, file and message box is the harness's own.
 
 Wine's headers take `long` for Linux's 64 bits, while the sources mean Windows' 32: the sources are compiled from a copy in
-which it says `int`. Lines stay lines, and reports name the real files.
+which it says `int`. Lines stay lines, and reports name the real files. Files in `instead` take the place of those that only a
+Windows library can have, such as a helper that patches its import table.
 """
 import os
 import re
@@ -69,8 +70,15 @@ def found(pattern):
     return sorted(path.relative_to(ROOT).as_posix() for path in ROOT.glob(pattern))
 
 
+def left_out():
+    """The sources of tests that left_out.txt names."""
+    lines = (ROOT / HERE / "left_out.txt").read_text(encoding="utf-8").splitlines()
+    pairs = [line.split()[:2] for line in lines if line and not line.startswith("#")]
+    return {f"tests/{folder}/{name}" for folder, name in pairs if name.endswith(".cpp")}
+
+
 def floor_tests(floor):
-    sources = found(f"tests/{floor}/*.cpp") + [str(HERE / "test_support.cpp")]
+    sources = [source for source in found(f"tests/{floor}/*.cpp") if source not in left_out()] + [str(HERE / "test_support.cpp")]
     return Program("asan", "system", sources, RUNTIME, gtest=True)
 
 
@@ -85,8 +93,6 @@ DEFINED = ["QECORE_BUILD", "WIN32_LEAN_AND_MEAN", "NOMINMAX", "_WIN32_WINNT=0x06
 COMMON = f"""-std=c++20 -fshort-wchar -fPIC -O1 -gline-tables-only -fno-omit-frame-pointer -fno-builtin -ffp-contract=off
  -D_GLIBCXX_EXTERN_TEMPLATE=0 -ffile-prefix-map={COPY}=."""
 TEST_FLAGS = f"-isystem {GOOGLETEST}/googletest/include -D_GLIBCXX_ASSERTIONS"
-
-
 
 
 def winelib_flags():
@@ -111,16 +117,19 @@ def narrow(match):
     return f"INT_{match[1]}" if match[1] else "int"
 
 
+def copied_text(path):
+    """What stands in the copy for a file: the one that is to stand there instead, or its text with a narrow `long`."""
+    instead = ROOT / HERE / "instead" / path.relative_to(ROOT)
+    text = (instead if instead.exists() else path).read_text(encoding="utf-8")
+    # The harness is written for this build: its `long` is meant.
+    return text if "hardening" in path.relative_to(ROOT).parts else without_long(text)
+
+
 def copy_sources():
     """Brings the copy up to date; a file that is as it was keeps its time."""
-    wanted = {path for top in COPIED for path in (ROOT / top).rglob("*") if path.suffix in (".h", ".cpp", ".txt")}
+    wanted = {path for top in COPIED for path in (ROOT / top).rglob("*") if path.suffix in (".h", ".cpp")}
     for path in sorted(wanted):
-        target = COPY / path.relative_to(ROOT)
-        text = path.read_text(encoding="utf-8")
-        # The harness is written for this build: its `long` is meant.
-        if "hardening" not in path.relative_to(ROOT).parts and path.suffix != ".txt":
-            text = without_long(text)
-        write_if_changed(target, text)
+        write_if_changed(COPY / path.relative_to(ROOT), copied_text(path))
     for path in COPY.rglob("*"):
         if path.is_file() and ROOT / path.relative_to(COPY) not in wanted:
             path.unlink()
