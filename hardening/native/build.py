@@ -53,7 +53,7 @@ EXTRA_FLAGS = [
     (re.compile(r"^plugins/"), "-isystem /usr/include/stb"),
 ]
 
-RUNTIME = [str(HERE / f"{name}.cpp") for name in ("wide", "formatters", "plan", "heap", "bitmaps", "boxes")]
+RUNTIME = [str(HERE / f"{name}.cpp") for name in ("wide", "formatters", "plan", "heap", "bitmaps", "boxes", "children")]
 FILES = [str(HERE / f"{name}.cpp") for name in ("files", "names", "modules")]
 ON_LINUX = [str(HERE / f"{name}.cpp") for name in ("wide", "plan", "boxes", "locks", "linux")] + FILES
 
