@@ -55,7 +55,7 @@ EXTRA_FLAGS = [
 
 RUNTIME = [str(HERE / f"{name}.cpp") for name in ("wide", "formatters", "plan", "heap", "bitmaps", "boxes", "children")]
 FILES = [str(HERE / f"{name}.cpp") for name in ("files", "names", "modules")]
-ON_LINUX = [str(HERE / f"{name}.cpp") for name in ("wide", "plan", "boxes", "locks", "linux")] + FILES
+ON_LINUX = [str(HERE / f"{name}.cpp") for name in ("wide", "plan", "boxes", "locks", "linux", "linux_formatters")] + FILES
 
 
 class Program:
