@@ -87,6 +87,12 @@ std::map<std::string, void*> const WATCHED = {
     {"VirtualFree", At(+[](void* at, size_t size, DWORD how) {
        return VirtualFree(how & MEM_RELEASE ? Gone(at) : at, size, how);
      })},
+    {"FindFirstFileW",  // searches are no handles everywhere
+     At(+[](wchar_t const* pattern, WIN32_FIND_DATAW* found) {
+       HANDLE const search = FindFirstFileW(pattern, found);
+       return search == INVALID_HANDLE_VALUE ? search : Made(search, sizeof *found);
+     })},
+    {"FindClose", At(+[](HANDLE search) { return FindClose(Gone(search)); })},
     {"LoadLibraryW", At(Load)},
 };
 

@@ -5,9 +5,9 @@
 //   ...
 //   std::string const left = WhatIsLeft(before);   // empty: nothing
 //
-// Blocks are those of the library and of the plug-ins that it loads, not the program's own: from the C runtime's heap,
-// from global memory, and whole pages. Their imports lead through a list, which is exact. GDI objects and handles are
-// the whole process's: the platform keeps some at first use.
+// Blocks are those of the library and of the plug-ins that it loads, not the program's own: from the C runtime's heap, from
+// global memory, whole pages, and searches for files. Their imports lead through a list, which is exact. GDI objects and
+// handles are the whole process's: the platform keeps some at first use.
 #pragma once
 
 #include <stddef.h>
@@ -32,8 +32,8 @@ std::string WhatIsLeft(Held const& before);
 /// Blocks are kept with the calls that led to them, from now on. Slow.
 void NoteCallers();
 
-/// While one lives, one allocation of the library fails, the first one being number 0. A loop over the numbers, until one
-/// is not reached, sees every way to run out of memory.
+/// While it lives, one allocation of the library fails, the first one being number 0. A loop over the numbers, until
+/// one is not reached, sees every way to run out of memory.
 class Scarcity {
  public:
   explicit Scarcity(int number);
