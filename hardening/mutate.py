@@ -61,7 +61,7 @@ STATEMENT = re.compile(
 CHECK = re.compile(r"^\s+if \(.*\) (return|continue|break)\b.*;$")
 
 # Lines that say nothing while the library runs.
-SILENT = re.compile(r"^\s*(#|using |namespace |template|static_assert|friend |extern )|static_assert|offsetof|alignas")
+SILENT = re.compile(r"^\s*(#|using |namespace |template|static_assert|friend |extern )|static_assert|offsetof|alignas|va_end")
 
 
 class Fault:
