@@ -8,7 +8,8 @@ namespace yk {
 namespace {
 
 constexpr size_t TEXT_SIZE = 1024;
-constexpr size_t NARROW_ROOM = TEXT_SIZE - 1;  // a narrow text that is cut gets no terminator: one stays behind it
+// A narrow text that is cut gets no terminator: the buffer's last zero stays behind it.
+constexpr size_t NARROW_ROOM = TEXT_SIZE - 1;
 constexpr unsigned BOX_STYLE = MB_OK | MB_ICONWARNING | MB_SYSTEMMODAL;
 static_assert(BOX_STYLE == 0x1030);
 

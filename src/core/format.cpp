@@ -18,7 +18,7 @@ namespace {
 
 constexpr int NONE = -1;           // a precision that is not there
 constexpr int FROM_ARGUMENT = -2;  // a width or a precision `*`
-constexpr int MOST = 10000;        // the largest width and precision that the runtime is asked for in a format
+constexpr int MOST = 10000;  // the largest width and precision that the runtime is asked for in a format
 // Digits that every runtime has room for. Wine's wide formatter writes more than these behind its buffer.
 constexpr int SAFE_DIGITS = 22;
 constexpr size_t SPEC_ROOM = 24;
@@ -258,7 +258,8 @@ class Formatter {
     int lead = IsOneOf(text[0], "-+ ") ? 1 : 0;
     if (text[0] == '0' && IsOneOf(text[1], "xX")) lead = 2;
 
-    int64_t const zeros = (directive.precision < 0 ? directive.width - lead : directive.precision) - (length - lead);
+    int64_t const zeros =
+        (directive.precision < 0 ? directive.width - lead : directive.precision) - (length - lead);
     int64_t const blanks = directive.width - length - (zeros > 0 ? zeros : 0);
     if (!directive.Is(LEFT)) Put(' ', blanks);
     for (int i = 0; i < lead; ++i) Put(static_cast<Char>(text[i]), 1);

@@ -82,7 +82,7 @@ HRESULT Variant::Load(Deserializer* reader, ExecutionContext*) noexcept {
   if (!reader || !reader->GetStream()) return S_OK;
   uint8_t header[2];
   ReadInChunk(*reader, header, sizeof header);
-  value.bits = 0;  // what was held is not released, and no pointer comes from a file
+  value.bits = 0;    // what was held is not released, and no pointer comes from a file
   type = header[0];  // also a tag that no kind has: it is saved again
   flags = header[1];
   VariantKind const& kind = KindOf(type);

@@ -70,7 +70,7 @@ constexpr size_t String::npos;  // so that it is exported: callers may bind refe
 
 String::String(String const& other) noexcept {
   if (!other.block) return;
-  size_t const bytes = _msize(other.block);  // the heap's own size of it, which may be more than the length needs
+  size_t const bytes = _msize(other.block);  // which may be more than the length needs
   void* const copy = yk_new(bytes);
   if (copy) block = static_cast<Block*>(memcpy(copy, other.block, bytes));
 }

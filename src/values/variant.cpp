@@ -348,9 +348,7 @@ void Variant::Init(point3d const& v, bool borrow) noexcept { HoldBytes(POINT_3D,
 void Variant::Init(matrix2d const& v, bool borrow) noexcept { HoldBytes(MATRIX_2D, &v, sizeof v, borrow); }
 void Variant::Init(matrix3d const& v, bool borrow) noexcept { HoldBytes(MATRIX_3D, &v, sizeof v, borrow); }
 
-void Variant::Init(point2df const& v, bool) noexcept {
-  Hold(POINT_2DF, Bits(v), sizeof v);
-}
+void Variant::Init(point2df const& v, bool) noexcept { Hold(POINT_2DF, Bits(v), sizeof v); }
 
 // ---- raw access
 
@@ -457,7 +455,8 @@ HRESULT Variant::Get(Variant& out) const noexcept {
   if (type == BLOB) {
     held = out.HoldBlob(value.pointer, value.pointer || borrow ? size : 0, borrow);
   } else if (type == NARROW_STRING) {
-    held = out.HoldText(NARROW_STRING, value.pointer, str::Length(NarrowText(*this)), sizeof(char), how, bits);
+    held =
+        out.HoldText(NARROW_STRING, value.pointer, str::Length(NarrowText(*this)), sizeof(char), how, bits);
   } else if (type == WIDE_STRING) {
     held = out.HoldText(WIDE_STRING, value.pointer, str::Length(WideText(*this)), sizeof(wchar_t), how, bits);
   } else if (kind.sized && value.pointer) {

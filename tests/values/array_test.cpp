@@ -59,11 +59,12 @@ TEST(Array, ReportsWhatIsOutOfRange) {
 }
 
 TEST(Array, GrowsInStepsThatGrowUpToItsLimit) {
-  for (auto [count, step, capacity] : {std::array{41, 0, 80},
-                                       {600, 40, 776},
-                                       {2561, 512, 3584},
-                                       {16393, 8, 16392 + 8192},
-                                       {1, INT_MAX, Array::MAX_COUNT}}) {
+  std::array<int, 3> const cases[] = {{41, 0, 80},
+                                      {600, 40, 776},
+                                      {2561, 512, 3584},
+                                      {16393, 8, 16392 + 8192},
+                                      {1, INT_MAX, Array::MAX_COUNT}};
+  for (auto const& [count, step, capacity] : cases) {
     Ref<Array> const a = Numbers(Ints(count), step);
     EXPECT_EQ(Field<int>(a.get(), 44), capacity) << count << " by " << step;
   }

@@ -2,6 +2,7 @@
 #include <malloc.h>
 #include <qecore/core/ids.h>
 #include <qecore/values/string.h>
+#include <windows.h>
 
 #include <string>
 #include <tuple>
@@ -40,11 +41,12 @@ TEST(String, ABlockIsALengthTheCharactersAndRoomInStepsOf32) {
 }
 
 TEST(String, ConstructsFromEachKindOfText) {
-  EXPECT_EQ(Characters(String('\xE9')) + Characters(String("caf\xE9")),
-            L"\xFFE9"
-            L"caf\xE9");
+  EXPECT_EQ(Characters(String('\xE9') + String("caf\xE9")), wstring(1, L'\xFFE9') + L"caf\xE9");
   EXPECT_EQ(Characters(String(L'\0')) + Characters(String(L"a\0b", 3)), wstring(L"\0a\0b", 4));
   EXPECT_EQ(Characters(String(ids::UNKNOWN)), L"{9567FA11-6E86-4BB0-B4B6-8D273B879B1F}");
+  HWND const window = CreateWindowW(L"STATIC", L"title", 0, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+  EXPECT_EQ(Characters(String(window)), L"title");
+  DestroyWindow(window);
 }
 
 TEST(String, GivesItsCharacters) {
@@ -58,10 +60,8 @@ TEST(String, GivesItsCharacters) {
   EXPECT_STREQ(wide, L"A");
   char narrow[2][8] = {"###", "###"};
   String(L"12\xE9").Get(narrow[0], 8);
-  String(L"12\xE9").GetUTF8(narrow[1], 8);
-  EXPECT_EQ(narrow[0] + std::string(narrow[1]),
-            "12\xE9"
-            "12\xC3\xA9");
+  String(L"\xE9").GetUTF8(narrow[1], 8);
+  EXPECT_EQ(narrow[0] + std::string(narrow[1]), "12\xE9\xC3\xA9");
   String().Get(narrow[0], 0);
   EXPECT_STREQ(narrow[0], "");
   EXPECT_EQ(String(L" 12x").GetInt(), 12);

@@ -154,16 +154,16 @@ TEST(Variant, Compares) {
   matrix3d near, off;
   near.elements[11] = 1e-30;
   off.elements[11] = 3e-30;
-  // clang-format off: a table
-  std::tuple<Variant, Variant, bool> const cases[] = {{Made(5), Made(5u), false},
-                                                      {Made("abc"), Made(L"abc"), true},
-                                                      {Made("\xE9"), Made(L"\xE9"), false},
-                                                      {Made("", 2u), Made(L"", 2u), false},
-                                                      {Made(point3d{1, 2, 3}), Made(point3d{1, 2, 4}), false},
-                                                      {Made(matrix3d{}), Made(near), true},
-                                                      {Made(matrix3d{}), Made(off), false},
-                                                      {Bare(255), Bare(255), false}};
-  // clang-format on
+  std::tuple<Variant, Variant, bool> const cases[] = {
+      {Made(5), Made(5u), false},
+      {Made("abc"), Made(L"abc"), true},
+      {Made("\xE9"), Made(L"\xE9"), false},
+      {Made("", 2u), Made(L"", 2u), false},
+      {Made(point3d{1, 2, 3}), Made(point3d{1, 2, 4}), false},
+      {Made(matrix3d{}), Made(near), true},
+      {Made(matrix3d{}), Made(off), false},
+      {Bare(255), Bare(255), false},
+  };
   for (auto const& [a, b, equal] : cases) {
     EXPECT_EQ(a.Compare(b), equal) << int{a.type} << " and " << int{b.type};
     EXPECT_EQ(b.Compare(a), equal);

@@ -213,6 +213,7 @@ class YK_API Variant {
 
 static_assert(sizeof(Variant) == 16 && alignof(Variant) == 4);
 static_assert(offsetof(Variant, value) == 0 && offsetof(Variant, size) == 8);
-static_assert(offsetof(Variant, flags) == 12 && offsetof(Variant, type) == 13 && offsetof(Variant, owner) == 14);
+static_assert(offsetof(Variant, flags) == 12 && offsetof(Variant, type) == 13 &&
+              offsetof(Variant, owner) == 14);
 
 }  // namespace yk
