@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include <type_traits>
+#include <utility>
 
 namespace yk::draw {
 
@@ -35,10 +36,32 @@ class Buffer {
     return true;
   }
 
+  /// Makes it this long; items that it has not had before hold anything. False when there is no memory.
+  bool Resize(size_t newCount) noexcept {
+    if (!Reserve(newCount)) return false;
+    count = newCount;
+    return true;
+  }
+
+  /// The same, every item set.
+  bool Fill(size_t newCount, T const& item) noexcept {
+    if (!Resize(newCount)) return false;
+    for (T& each : *this) each = item;
+    return true;
+  }
+
+  void Swap(Buffer& other) noexcept {
+    std::swap(items, other.items);
+    std::swap(count, other.count);
+    std::swap(capacity, other.capacity);
+  }
+
   void Shrink(size_t newCount) noexcept { count = newCount; }
   size_t Count() const noexcept { return count; }
   T* begin() noexcept { return items; }
   T* end() noexcept { return items + count; }
+  T const* begin() const noexcept { return items; }
+  T const* end() const noexcept { return items + count; }
   T& operator[](size_t i) noexcept { return items[i]; }
 
  private:

@@ -11,8 +11,8 @@
 namespace yk {
 namespace {
 
-using draw::AreaRasterizer;
 using draw::LineWalk;
+using draw::Outline;
 
 bool AreFinite(point2df const* points, int count) noexcept {
   return std::all_of(points, points + count,
@@ -87,9 +87,11 @@ struct AreaPaint {
   }
 };
 
-HRESULT Paint(IDC const& dc, AreaRasterizer& area, bool nonZero) noexcept {
+HRESULT Paint(IDC const& dc, Outline& outline, bool nonZero) noexcept {
+  if (!outline.Close()) return E_OUTOFMEMORY;
   AreaPaint paint(dc);
-  if (!area.Sweep(nonZero, AreaPaint::Run, &paint)) return E_OUTOFMEMORY;
+  draw::AreaSweep sweep(outline, nonZero);
+  if (!sweep.Rows(dc.clip.top, dc.clip.bottom, AreaPaint::Run, &paint)) return E_OUTOFMEMORY;
   return paint.painted ? S_OK : S_FALSE;
 }
 
@@ -165,7 +167,7 @@ HRESULT IDC::FillPolygon(point2df const* points, int count, unsigned rule) noexc
   if (!points || count < 0 || rule > NON_ZERO) return E_INVALIDARG;
   if (count < 3 || !HasClip(*this) || !AreFinite(points, count)) return S_FALSE;
   if (!draw::CanPaint(*this)) return E_NOTIMPL;
-  AreaRasterizer area(clip);
+  Outline area(clip);
   area.AddPolygon(points, count, originX, originY);
   return Paint(*this, area, rule == NON_ZERO);
 }
@@ -179,11 +181,9 @@ HRESULT IDC::FillEllipse(rect2d const& r, double outline) noexcept {
                       fabs(centre.y) < LARGEST && !isnan(outline);
   if (!HasClip(*this) || !isSane || radius.x == 0 || radius.y == 0) return S_FALSE;
   if (!draw::CanPaint(*this)) return E_NOTIMPL;
-  AreaRasterizer area(clip);
-  area.AddEllipse(centre, radius);
-  if (outline > 0 && outline < std::min(radius.x, radius.y)) {
-    area.AddEllipse(centre, {radius.x - outline, radius.y - outline});
-  }
+  Outline area(clip);
+  area.AddEllipse(centre, radius, 0);
+  if (outline > 0 && outline < std::min(radius.x, radius.y)) area.AddEllipse(centre, radius, outline);
   return Paint(*this, area, false);
 }
 
