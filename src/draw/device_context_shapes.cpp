@@ -23,61 +23,16 @@ point2d OnSurface(IDC const& dc, point2df const& p) noexcept {
   return {static_cast<double>(p.x) + dc.originX, static_cast<double>(p.y) + dc.originY};
 }
 
-// Walks a line and moves the pattern on, by the steps outside the clip as well.
-template <class Plot>
-void WalkLine(IDC& dc, LineWalk const& line, Plot plot) noexcept {
-  unsigned phase = dc.linePhase + line.StepsBefore();
-  for (int i = 0; i < line.StepsToWalk(); ++i) {
-    ++phase;
-    if (dc.linePattern == 0 || (dc.linePattern >> (phase & 15) & 1)) line.Step(i, plot);
-  }
-  if (dc.linePattern != 0) dc.linePhase += line.StepsInAll();
-}
-
-// A pixel of a polyline. Where lines meet, the one that covers it most counts.
-struct Dot {
-  int x, y;
-  unsigned char coverage;
-
-  bool IsAt(Dot const& other) const noexcept { return x == other.x && y == other.y; }
-  bool operator<(Dot const& other) const noexcept {
-    if (y != other.y) return y < other.y;
-    return x != other.x ? x < other.x : coverage > other.coverage;
-  }
-};
-
-using Dots = draw::Buffer<Dot>;
-
-// Walks every line of a polyline. False when there is no memory.
-bool CollectDots(IDC& dc, point2df const* points, int count, bool closed, Dots& dots) noexcept {
-  bool failed = false;
-  bool isFirst = true;
-  int const lines = closed ? count : count - 1;
-  for (int i = 0; i < lines; ++i) {
-    point2d const a = OnSurface(dc, points[i]);
-    point2d const b = OnSurface(dc, points[i + 1 < count ? i + 1 : 0]);
-    if (a == b) continue;  // seen on the surface, where the origin may have swallowed a tiny difference
-    // the step at a joint belongs to the line that comes to it
-    int const ends = (isFirst ? 0 : LineWalk::NO_FIRST) | (i == count - 1 ? LineWalk::NO_LAST : 0);
-    LineWalk const line(a, b, dc.clip, ends);
-    WalkLine(dc, line, [&](int x, int y, unsigned char coverage) {
-      if (!dots.Add({x, y, coverage})) failed = true;
-    });
-    isFirst = false;
-  }
-  return !failed;
-}
-
-// What an area is painted with, run by run.
-struct AreaPaint {
+// Paints what is covered, run by run.
+struct CoverPaint {
   IDC const& dc;
   draw::RowFill fill;
   bool painted = false;
 
-  explicit AreaPaint(IDC const& dc) noexcept : dc(dc), fill(dc.mode, dc.colour, dc.bytesPerPixel) {}
+  explicit CoverPaint(IDC const& dc) noexcept : dc(dc), fill(dc.mode, dc.colour, dc.bytesPerPixel) {}
 
   static void Run(void* context, int x, int y, unsigned char const* coverage, int count) noexcept {
-    AreaPaint& paint = *static_cast<AreaPaint*>(context);
+    CoverPaint& paint = *static_cast<CoverPaint*>(context);
     paint.painted = true;
     if (coverage) {
       draw::Cover(paint.dc, paint.dc.colour, x, y, coverage, count);
@@ -89,9 +44,9 @@ struct AreaPaint {
 
 HRESULT Paint(IDC const& dc, Outline& outline, bool nonZero) noexcept {
   if (!outline.Close()) return E_OUTOFMEMORY;
-  AreaPaint paint(dc);
+  CoverPaint paint(dc);
   draw::AreaSweep sweep(outline, nonZero);
-  if (!sweep.Rows(dc.clip.top, dc.clip.bottom, AreaPaint::Run, &paint)) return E_OUTOFMEMORY;
+  if (!sweep.Rows(dc.clip.top, dc.clip.bottom, CoverPaint::Run, &paint)) return E_OUTOFMEMORY;
   return paint.painted ? S_OK : S_FALSE;
 }
 
@@ -143,8 +98,11 @@ HRESULT IDC::DrawLine(point2df const& a, point2df const& b) noexcept {
   if (!draw::CanPaint(*this)) return E_NOTIMPL;
   LineWalk const line(OnSurface(*this, a), OnSurface(*this, b), clip);
   if (!line.IsVisible()) return S_FALSE;
-  WalkLine(*this, line,
-           [this](int x, int y, unsigned char coverage) { draw::Cover(*this, colour, x, y, &coverage, 1); });
+  draw::LinePattern pattern = {linePattern, linePhase};
+  draw::WalkLine(line, pattern, {}, {}, [this](int x, int y, unsigned char coverage) {
+    draw::Cover(*this, colour, x, y, &coverage, 1);
+  });
+  linePhase = pattern.phase;
   return S_OK;
 }
 
@@ -152,15 +110,12 @@ HRESULT IDC::DrawPolyline(point2df const* points, int count, bool closed) noexce
   if (!points || count < 0) return E_INVALIDARG;
   if (count < 2 || !HasClip(*this) || !AreFinite(points, count)) return S_FALSE;
   if (!draw::CanPaint(*this)) return E_NOTIMPL;
-  Dots dots;
-  if (!CollectDots(*this, points, count, closed, dots)) return E_OUTOFMEMORY;
-  std::sort(dots.begin(), dots.end());
-  Dot const* painted = nullptr;
-  for (Dot const& dot : dots) {
-    if (!painted || !dot.IsAt(*painted)) draw::Cover(*this, colour, dot.x, dot.y, &dot.coverage, 1);
-    painted = &dot;
-  }
-  return painted ? S_OK : S_FALSE;
+  draw::Polyline const lines(points, count, closed, originX, originY);
+  draw::LinePattern pattern = {linePattern, linePhase};
+  CoverPaint paint(*this);
+  if (!lines.Tell(clip, pattern, CoverPaint::Run, &paint)) return E_OUTOFMEMORY;
+  linePhase = pattern.phase;
+  return paint.painted ? S_OK : S_FALSE;
 }
 
 HRESULT IDC::FillPolygon(point2df const* points, int count, unsigned rule) noexcept {

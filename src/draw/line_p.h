@@ -1,7 +1,10 @@
-// Anti-aliased lines as steps along their longer axis, each of two pixels. Pure computation.
+// Anti-aliased lines as steps along their longer axis, each of two pixels. Pure computation: no surface, no
+// colour.
 #pragma once
 
 #include <qecore/draw/geometry.h>
+
+#include "buffer_p.h"
 
 namespace yk::draw {
 
@@ -9,14 +12,13 @@ namespace yk::draw {
 /// the steps that remain where they were.
 class LineWalk {
  public:
-  /// Both ends included, or one or both steps there left out.
-  enum Ends { BOTH = 0, NO_FIRST = 1, NO_LAST = 2 };
-
-  /// In surface coordinates; whole numbers are the middles of pixels. Finite.
-  LineWalk(point2d const& a, point2d const& b, xrect2d const& clip, int ends = BOTH) noexcept;
+  /// In surface coordinates; whole numbers are the middles of pixels. Finite. Both ends are included.
+  LineWalk(point2d const& a, point2d const& b, xrect2d const& clip) noexcept;
 
   /// False for a line without length, or whose box lies outside the clip.
   bool IsVisible() const noexcept { return visible; }
+  /// Whether it steps along y.
+  bool IsSteep() const noexcept { return steep; }
 
   // The steps fall into those before the clip, those to walk, and those behind it. Counts of steps that are
   // not walked are modulo 2^32.
@@ -54,6 +56,70 @@ class LineWalk {
   unsigned before = 0, all = 0;
   double origin = 0, offset = 0, slope = 0;  // across = offset + (along - origin) slope
   int acrossLow = 0, acrossHigh = 0;         // of the clip
+};
+
+/// Which steps of a line are painted.
+struct LinePattern {
+  unsigned mask = 0;   // its low 16 bits; 0: every step
+  unsigned phase = 0;  // moves on before each step, if there is a mask
+
+  bool Has(unsigned step) const noexcept { return mask == 0 || (mask >> (step & 15) & 1); }
+  void MoveOn(unsigned steps) noexcept {
+    if (mask != 0) phase += steps;
+  }
+};
+
+/// The first or last step of a line at a joint, when it belongs to another line.
+struct JointStep {
+  bool isShared = false;
+  bool isPlotted = false;  // here as well, by the pattern's `step`
+  unsigned step = 0;
+};
+
+/// Walks a line, and moves the pattern on by those of its steps that it does not share.
+template <class Plot>
+void WalkLine(LineWalk const& line, LinePattern& pattern, JointStep const& start, JointStep const& end,
+              Plot plot) noexcept {
+  unsigned const all = line.StepsInAll(), shared = start.isShared + end.isShared;
+  unsigned const firstStep = pattern.phase + (start.isShared ? 0 : 1);
+  for (int i = 0; i < line.StepsToWalk(); ++i) {
+    unsigned const at = line.StepsBefore() + static_cast<unsigned>(i);
+    bool const isStart = at == 0 && start.isShared, isEnd = at + 1 == all && end.isShared;
+    JointStep const& joint = isStart ? start : end;
+    if ((isStart || isEnd) && !joint.isPlotted) continue;
+    if (pattern.Has(isStart || isEnd ? joint.step : firstStep + at)) line.Step(i, plot);
+  }
+  pattern.MoveOn(all > shared ? all - shared : 0);
+}
+
+/// Connected lines. Each joint is one step of the pattern, with the line that comes to it; but where the lines
+/// step along different axes, both plot their own step there, or there would be a gap.
+class Polyline {
+ public:
+  /// Gets a run of pixels and how much of each is covered, 0 to 255.
+  using Sink = void (*)(void* context, int x, int y, unsigned char const* coverage, int count);
+
+  /// Finite points, at least one; (dx, dy) is added to each. `closed` connects the last with the first.
+  Polyline(point2df const* points, int count, bool closed, double dx, double dy) noexcept
+      : points(points), count(count), closed(closed), dx(dx), dy(dy) {}
+
+  /// Tells the pixels inside the clip, each once, with what the line that covers it most covers. Moves the
+  /// pattern on by all steps. False when there is no memory.
+  bool Tell(xrect2d const& clip, LinePattern& pattern, Sink sink, void* context) const noexcept;
+
+ private:
+  struct Raster;
+
+  point2d At(int i) const noexcept {
+    return {static_cast<double>(points[i].x) + dx, static_cast<double>(points[i].y) + dy};
+  }
+  xrect2d Box() const noexcept;
+  LinePattern Walk(Raster& raster, LinePattern pattern) const noexcept;
+
+  point2df const* points;
+  int count;
+  bool closed;
+  double dx, dy;
 };
 
 }  // namespace yk::draw

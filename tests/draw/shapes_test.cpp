@@ -279,6 +279,36 @@ TEST(Polyline, IsOneLineInParts) {
   }
 }
 
+// Each row that the lines run down through, and each column that they run along, has a full pixel of them.
+TEST(Polyline, HasNoGapsWhereItsLongerAxisChanges) {
+  Points const bend = {{3, 3.3f}, {12.4f, 12.6f}, {21, 22}};
+  Ref<IDC> const dc = MakeBlack(50, 50);
+  dc->SetLinePattern(0xFFFF);
+  EXPECT_EQ(dc->DrawPolyline(bend.data(), 3, false), S_OK);
+  EXPECT_EQ(dc->linePhase, 19u);  // the columns 3 to 12, the rows 13 to 22; they meet in one step
+  auto const ink = [&](int from, int to, bool isRow, int at) {
+    int sum = 0;
+    for (int i = from; i < to; ++i) sum += isRow ? PixelAt(*dc, i, at).red : PixelAt(*dc, at, i).red;
+    return sum;
+  };
+  for (int i = 4; i < 21; ++i) EXPECT_GT(ink(0, 50, true, i), 230) << i;
+  for (int points : {11, 64, 360}) {
+    Points circle(static_cast<size_t>(points));
+    for (int i = 0; i < points; ++i) {
+      double const angle = 2 * std::numbers::pi * i / points;
+      circle[static_cast<size_t>(i)] = {float(24.6 + 20.3 * cos(angle)), float(25.2 + 20.3 * sin(angle))};
+    }
+    dc->Clear(BLACK);
+    EXPECT_EQ(dc->DrawPolyline(circle.data(), points, true), S_OK);
+    for (int i = 11; i < 39; ++i) {
+      for (bool isRow : {true, false}) {
+        EXPECT_GT(ink(0, 25, isRow, i), 230) << points << ", " << isRow << ", " << i;
+        EXPECT_GT(ink(25, 50, isRow, i), 230) << points << ", " << isRow << ", " << i;
+      }
+    }
+  }
+}
+
 TEST(Text, IsGdisTextInTheCurrentColour) {
   HFONT const font = CreateFontW(-22, 0, 0, 0, FW_BOLD, 1, 0, 0, 0, 0, 0, ANTIALIASED_QUALITY, 0, L"Tahoma");
   wchar_t const* const text = L"Wide quality, tfj";
