@@ -40,12 +40,23 @@ void MakeMemoryDC(IDC& dc) noexcept {
   }
 }
 
-// Device contexts go first: a bitmap that is selected cannot be deleted.
-void FreeSurface(IDC& dc) noexcept {
-  if (dc.foreignDC) DeleteDC(dc.foreignDC);
-  if (OwnsSurface(dc) && dc.memoryDC) DeleteDC(dc.memoryDC);
+// Takes the bitmap out of a device context: the one that each begins with comes back.
+void Unselect(HDC dc) noexcept {
+  draw::MemoryDC const fresh;
+  SelectObject(dc, GetCurrentObject(fresh, OBJ_BITMAP));
+}
+
+// Device contexts go first: a bitmap that is selected cannot be deleted. One of them may be kept; it is still
+// the context's own to delete.
+void FreeSurface(IDC& dc, HDC wanted = nullptr) noexcept {
+  HDC const own = OwnsSurface(dc) ? dc.memoryDC : nullptr;
+  HDC const kept = wanted && (wanted == own || wanted == dc.foreignDC) ? wanted : nullptr;
+  if (kept) Unselect(kept);
+  if (dc.foreignDC && dc.foreignDC != kept) DeleteDC(dc.foreignDC);
+  if (own && own != kept) DeleteDC(own);
   if (dc.surfaceBitmap) DeleteObject(dc.surfaceBitmap);
-  dc.foreignDC = dc.memoryDC = nullptr;
+  dc.foreignDC = kept;
+  dc.memoryDC = nullptr;
   dc.previousObject = nullptr;
   dc.surfaceBitmap = nullptr;
   dc.bits = nullptr;
@@ -112,7 +123,7 @@ bool IDC::IsTypeOf(Guid const& id) noexcept { return id == Id() || Unknown::IsTy
 HRESULT IDC::Attach(HDC dc, Image2d* image) noexcept {
   if (!dc || !image) return E_INVALIDARG;
   if (image->format != IMG_BGR24 && image->format != IMG_BGRA32) return E_INVALIDARG;
-  if (OwnsSurface(*this)) FreeSurface(*this);
+  if (OwnsSurface(*this)) FreeSurface(*this, dc);
   mode = MODE_PAINT;
   width = image->width;
   height = image->height;
@@ -185,6 +196,7 @@ HRESULT IDC::Blit(HDC target, int x, int y, xrect2d const* source) noexcept {
 
 HRESULT IDC::Clear(unsigned color) noexcept {
   if (!bits) return E_FAIL;
+  if (width < 1 || height < 1) return S_OK;  // an image may have rows without pixels, and very many of them
   xrect2d const all(0, 0, width, height);
   if (draw::HasAlpha(*this)) {
     draw::RowFill const copy(MODE_COPY, color, bytesPerPixel);

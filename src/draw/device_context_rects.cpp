@@ -1,6 +1,9 @@
 // Rectangles on a device context: fills, frames, gradients, images, and what changes alpha or colours in
 // place.
+//
+// What calls back holds the context meanwhile: the callback may let go of the last reference.
 
+#include <qecore/core/ref.h>
 #include <qecore/draw/color.h>
 #include <qecore/image/image.h>
 
@@ -27,17 +30,16 @@ float Progress(int at, int from, int to) noexcept {
   return static_cast<float>((static_cast<double>(at) - from) / (static_cast<double>(to) - from));
 }
 
-// The four edges of a frame, each corner in one of them: top and bottom go from end to end.
-struct Edges {
-  xrect2d side[4];
-};
-
-Edges FrameEdges(int x, int y, int w, int h) noexcept {
-  int const right = AddClamped(x, w), bottom = AddClamped(y, h);
-  int const lastX = AddClamped(right, -1), lastY = AddClamped(bottom, -1);
+// Calls fill(x, y, w, h) for the four edges of a frame, each corner in one of them: top and bottom go from end
+// to end.
+template <class Fill>
+void ForEachEdge(int x, int y, int w, int h, Fill fill) noexcept {
+  int const lastX = AddClamped(AddClamped(x, w), -1), lastY = AddClamped(AddClamped(y, h), -1);
   int const innerTop = AddClamped(y, 1), innerHeight = AddClamped(h, -2);
-  return {{FromSize(x, y, w, 1), FromSize(x, lastY, w, 1), FromSize(x, innerTop, 1, innerHeight),
-           FromSize(lastX, innerTop, 1, innerHeight)}};
+  fill(x, y, w, 1);
+  fill(x, lastY, w, 1);
+  fill(x, innerTop, 1, innerHeight);
+  fill(lastX, innerTop, 1, innerHeight);
 }
 
 unsigned WithAlphaDividedBy(unsigned colour, unsigned divisor) noexcept {
@@ -80,6 +82,7 @@ HRESULT IDC::FillRectWith(xrect2d const& r, ColorCallback callback, void* contex
   if (!callback) return E_INVALIDARG;
   xrect2d area = r;
   if (!ShiftAndClip(*this, area)) return S_FALSE;
+  Ref<IDC> const held = Ref<IDC>::Share(this);
   ForEachRow(*this, area, [&](unsigned char* pixel, int y) {
     for (int x = area.left; x < area.right; ++x, pixel += bytesPerPixel) {
       draw::BlendInto(pixel, callback(x - originX, y - originY, context));
@@ -124,13 +127,17 @@ HRESULT IDC::FrameRect(xrect2d const& r) noexcept {
 }
 
 HRESULT IDC::FrameRect(int x, int y, int w, int h) noexcept {
-  for (xrect2d const& edge : FrameEdges(x, y, w, h).side) FillRect(edge);
+  ForEachEdge(x, y, w, h,
+              [this](int left, int top, int width, int height) { FillRect(left, top, width, height); });
   return S_OK;
 }
 
 HRESULT IDC::FrameRectWith(int x, int y, int w, int h, ColorCallback callback, void* context) noexcept {
   if (!callback) return E_INVALIDARG;
-  for (xrect2d const& edge : FrameEdges(x, y, w, h).side) FillRectWith(edge, callback, context);
+  Ref<IDC> const held = Ref<IDC>::Share(this);
+  ForEachEdge(x, y, w, h, [=, this](int left, int top, int width, int height) {
+    FillRectWith(left, top, width, height, callback, context);
+  });
   return S_OK;
 }
 
@@ -174,6 +181,8 @@ HRESULT IDC::DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect,
   xrect2d area(ClampToInt(part.left + dx), ClampToInt(part.top + dy), ClampToInt(part.right + dx),
                ClampToInt(part.bottom + dy));
   if (!draw::ClipToSurface(*this, area)) return S_FALSE;
+  Ref<IDC> const held = Ref<IDC>::Share(this);
+  Ref<Image2d> const heldSource = Ref<Image2d>::Share(source);
   ForEachRow(*this, area, [&](unsigned char* pixel, int row) {
     int const from = static_cast<int>(area.left - dx);
     unsigned char const* sourcePixel = source->GetLineEx(static_cast<int>(row - dy), from);

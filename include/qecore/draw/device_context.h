@@ -33,6 +33,8 @@
 //
 // Ownership: a surface made by Create belongs to the context. Attach borrows the image's pixels and the
 // device context: both must outlive it or the next Detach. Threads: one at a time.
+//
+// Operations that only read are not const, and take part in the table as they always have: that stays.
 #pragma once
 
 #include <qecore/draw/geometry.h>
@@ -61,7 +63,8 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   /// How FillPolygon decides what is inside.
   enum FillRule : unsigned { EVEN_ODD = 0, NON_ZERO = 1 };
 
-  // A callback may not change the surface, nor let go of the context or the source.
+  // A callback may not change the surface. It may let go of the context and of the source, which are held
+  // meanwhile.
 
   /// Paints one pixel of an image: gets the addresses of both pixels. See DrawImage.
   using PixelCallback = void (*)(unsigned char* destination, unsigned char const* source, void* context);
@@ -79,8 +82,8 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   // ---- the surface
 
   /// Draws into the pixels of an image of format IMG_BGR24 or IMG_BGRA32 (else E_INVALIDARG) from now on,
-  /// with `dc` as the memory device context; gives up a surface of its own. The mode becomes MODE_PAINT, the
-  /// origin 0 and the clip the whole image. topDown stays as it is: clear for an image, whose rows are
+  /// with `dc` as the memory device context, which may be the one it has; gives up a surface of its own. The
+  /// mode becomes MODE_PAINT, the origin 0 and the clip the whole image. topDown stays as it is: clear for an image, whose rows are
   /// bottom-up.
   virtual HRESULT Attach(HDC dc, Image2d* image) noexcept;
   /// Forgets the pixels, the device context, the clip and the origin, and frees nothing.
