@@ -1,7 +1,7 @@
 // What the library does around a filter; real ones are tested with their plug-in.
 #include <gtest/gtest.h>
 #include <qecore/core/filter.h>
-#include <qecore/core/registry.h>
+#include <qecore/core/system.h>
 #include <qecore/io/file_stream.h>
 
 #include "support.h"
@@ -29,11 +29,16 @@ class Scribe final : public Destroys<Scribe, ykFlt2d> {
   }
 };
 
-void Register(Guid const& id, Guid const& interfaceId, ClassFactory create) {
-  ClassInfo info;
-  info.classId = id, info.interfaceId = interfaceId, info.create = create;
-  EXPECT_EQ(RegisterInterface(&info), S_OK);
-}
+/// A class that is registered for the length of a scope: the next System does not know it.
+class Registered {
+ public:
+  Registered(Guid const& id, Guid const& interfaceId, ClassFactory create) {
+    ClassInfo info;
+    info.classId = id, info.interfaceId = interfaceId, info.create = create;
+    EXPECT_EQ(RegisterInterface(&info), S_OK);
+  }
+  ~Registered() { System::ptr()->Release(), System::Create(); }
+};
 
 HRESULT MakeScribe(ClassInfo const*, void** out) noexcept { return *out = new Scribe, HRESULT{S_OK}; }
 
@@ -41,7 +46,8 @@ HRESULT MakeScribe(ClassInfo const*, void** out) noexcept { return *out = new Sc
 
 TEST(SaveAndLoad, RefuseWhatHasNoFilter) {
   TempFolder const folder;
-  Register(ids::FILE_JPEG, ids::ABSTRACT_IMAGE, [](ClassInfo const*, void**) -> HRESULT { abort(); });
+  Registered const noFilter(ids::FILE_JPEG, ids::ABSTRACT_IMAGE,
+                            [](ClassInfo const*, void**) -> HRESULT { abort(); });
   std::pair<wchar_t const*, HRESULT> const rows[] = {
       {L"a.PNG", E_FAIL},         {L"a", E_FAIL},       {L"a.", E_FAIL},          {L"a.png.bak", E_FAIL},
       {L"a.jpe", E_FAIL},         {L"a.jpegx", E_FAIL}, {L"none\\a.png", E_FAIL}, {L"a.jpg", E_NOINTERFACE},
@@ -56,7 +62,7 @@ TEST(SaveAndLoad, RefuseWhatHasNoFilter) {
 
 TEST(SaveAndLoad, TakeAnyFilterAndReplaceTheFileWhole) {
   TempFolder const folder;
-  Register(ids::FILE_PNG, {}, MakeScribe);
+  Registered const filter(ids::FILE_PNG, {}, MakeScribe);
   std::wstring const path = folder.Path(L"a.png");
   std::tuple<HRESULT, bool, HRESULT, char const*> const rows[] = {{YK_E_FORMAT, false, YK_E_FORMAT, "old"},
                                                                   {S_OK, true, E_FAIL, "old"},
