@@ -1,6 +1,7 @@
 // Looks at objects as another compiler's code does: slots by number, fields by offset, counts by counting.
 #pragma once
 
+#include <qecore/values/variant.h>
 #include <stdint.h>
 #include <string.h>
 
@@ -16,6 +17,14 @@ T Field(void const* object, size_t offset) {
   T value;
   memcpy(&value, static_cast<char const*>(object) + offset, sizeof value);
   return value;
+}
+
+/// Frees a block that the library's `operator new` made, in the library, where blocks are counted.
+inline void FreeInLibrary(void* block) {
+  yk::Variant owner;
+  owner.value.pointer = block;
+  owner.size = 1;
+  owner.type = yk::Variant::BLOB;
 }
 
 /// How many references a counted object has.

@@ -5,6 +5,8 @@
 #include <tuple>
 #include <vector>
 
+#include "support/binary.h"
+
 namespace {
 
 using namespace yk;
@@ -83,7 +85,7 @@ TEST(Str, CopiesMeasuresConvertsAndTrims) {
   EXPECT_EQ(atow(narrow, wide, 10), 8);
   for (int i = 0; i < 2; ++i) str::TerminatePath(wide);
   EXPECT_EQ(wide, wstring(copy) + L"\\");
-  ::operator delete(copy);
+  FreeInLibrary(copy);
   wchar_t text[] = L" \ta \n \t";
   str::AllTrim(text);
   EXPECT_EQ(wstring(text, 5), wstring(L"a \n\0\0", 5));
