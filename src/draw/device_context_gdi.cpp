@@ -20,6 +20,7 @@ using Coverage = draw::Buffer<unsigned char>;
 using Corners = draw::Buffer<POINT>;
 
 constexpr COLORREF WHITE = RGB(255, 255, 255);
+constexpr COLORREF BLACK = RGB(0, 0, 0);
 
 // A polygon's mask holds both colours' coverage: the fill's in the red bytes and the outline's in the blue
 // ones.
@@ -88,33 +89,93 @@ HRESULT MeasureText(IDC const& dc, Text const& text, xrect2d& r) noexcept {
   return S_OK;
 }
 
-// Where text may leave a mark: its rectangle, or with DT_NOCLIP as far around it as the text is large.
+// What does not change the size of text, or only makes it smaller; the size is asked for without these.
+constexpr unsigned PLACING =
+    DT_CENTER | DT_RIGHT | DT_VCENTER | DT_BOTTOM | DT_END_ELLIPSIS | DT_PATH_ELLIPSIS | DT_WORD_ELLIPSIS;
+
+// A rectangle with so few pixels is not worth measuring its text.
+constexpr double FEW_PIXELS = 16384;
+
+bool IsTurned(HDC dc) noexcept {
+  LOGFONTW font = {};
+  GetObjectW(GetCurrentObject(dc, OBJ_FONT), sizeof font, &font);
+  return font.lfEscapement != 0 || font.lfOrientation != 0;
+}
+
+// Whether text stands where its size and alignment say.
+bool IsPlaced(IDC const& dc, unsigned format) noexcept {
+  bool const isUpright = (format & (DT_VCENTER | DT_BOTTOM)) == 0 || (format & DT_SINGLELINE) != 0;
+  return isUpright && !(format & DT_RTLREADING) && !IsTurned(dc.memoryDC);
+}
+
+// Where something of a length begins between two ends: at the first one, in the middle, or before the last.
+int Align(int from, int to, int length, bool isMiddle, bool isLast) noexcept {
+  int64_t const room = int64_t{to} - from - length;
+  return ClampToInt(from + (isLast ? room : isMiddle ? room / 2 : 0));
+}
+
+// Where text may leave a mark: around its box as far as that is high, since letters may lean out of it; and
+// without DT_NOCLIP inside the rectangle only.
 xrect2d TextArea(IDC const& dc, Text const& text, xrect2d const& r) noexcept {
-  xrect2d area = draw::Shifted(dc, r);
-  if (!(text.format & DT_NOCLIP)) return area;
-  area.Normalize();
+  unsigned const format = text.format;
+  xrect2d const frame = draw::Shifted(dc, r);
+  if (format & DT_TABSTOP) return frame;  // its upper bits are no flags then
+  double const pixels = (static_cast<double>(r.right) - r.left) * (static_cast<double>(r.bottom) - r.top);
+  if (!(format & DT_NOCLIP) && pixels < FEW_PIXELS) return frame;
   xrect2d size = r;
-  Text const measured = {text.characters, text.length, text.format | DT_CALCRECT};
-  if (Failed(MeasureText(dc, measured, size))) return area;
+  Text const measured = {text.characters, text.length, (format & ~PLACING) | DT_CALCRECT};
+  if (Failed(MeasureText(dc, measured, size))) return frame;
   size.Normalize();
-  int const slant = AddClamped(size.bottom, -size.top);  // italic letters lean out of their box
-  area.Inflate(AddClamped(AddClamped(size.right, -size.left), slant), slant);
+  int const w = ClampToInt(int64_t{size.right} - size.left), h = ClampToInt(int64_t{size.bottom} - size.top);
+  xrect2d area = frame;
+  if (IsPlaced(dc, format)) {
+    area.left = Align(frame.left, frame.right, w, format & DT_CENTER, format & DT_RIGHT);
+    area.top = Align(frame.top, frame.bottom, h, format & DT_VCENTER, format & DT_BOTTOM);
+    area.right = AddClamped(area.left, w);
+    area.bottom = AddClamped(area.top, h);
+    area.Inflate(h, h);
+  } else if (format & DT_NOCLIP) {
+    area.Normalize();
+    area.Inflate(AddClamped(w, h), AddClamped(w, h));
+  }
+  if (!(format & DT_NOCLIP)) frame.Clip(area);
   return area;
 }
 
-HRESULT PaintClippedText(IDC const& dc, Text const& text, xrect2d const& r, xrect2d const& area) noexcept {
-  GdiMask const mask(area);
-  if (!mask.IsMade()) return E_FAIL;
-  RECT where = ToRect(draw::Shifted(dc, r));
-  {
-    SelectedFont const font(mask.Dc(), dc.memoryDC);
-    SetBkMode(mask.Dc(), TRANSPARENT);
-    ::SetTextColor(mask.Dc(), WHITE);
-    if (!LetDraw(mask.Dc(), text, text.format, where)) return E_FAIL;
-  }
+// Draws text into a mask. False when GDI refuses.
+bool DrawInto(GdiMask const& mask, IDC const& dc, Text const& text, xrect2d const& r,
+              COLORREF colour) noexcept {
+  SelectedFont const font(mask.Dc(), dc.memoryDC);
+  RECT where = ToRect(r);
+  SetBkMode(mask.Dc(), TRANSPARENT);
+  ::SetTextColor(mask.Dc(), colour);
+  int const height = LetDraw(mask.Dc(), text, text.format, where);
   GdiFlush();
-  return PaintMask(dc, dc.colour, area, mask, [](unsigned char const* pixel) {
-    return static_cast<unsigned char>((pixel[0] + pixel[1] + pixel[2]) / 3);
+  return height != 0;
+}
+
+int Mean(unsigned char const* pixel) noexcept { return (pixel[0] + pixel[1] + pixel[2]) / 3; }
+
+// GDI bends coverage by a curve, which makes light letters bolder and dark ones thinner by as much: what is
+// true lies in the middle between white on black and black on white.
+HRESULT PaintClippedText(IDC const& dc, Text const& text, xrect2d const& r, xrect2d const& area) noexcept {
+  GdiMask mask(area);
+  if (!mask.IsMade()) return E_FAIL;
+  xrect2d const where = draw::Shifted(dc, r);
+  size_t const columns = draw::Width(area), rows = static_cast<size_t>(mask.Rows());
+  Coverage light;
+  if (!light.Resize(columns * rows)) return E_OUTOFMEMORY;
+  if (!DrawInto(mask, dc, text, where, WHITE)) return E_FAIL;
+  unsigned char* next = light.begin();
+  for (int row = 0; row < mask.Rows(); ++row) {
+    unsigned char const* pixel = mask.Row(row);
+    for (size_t x = 0; x < columns; ++x, pixel += 3) *next++ = static_cast<unsigned char>(Mean(pixel));
+  }
+  mask.Whiten();
+  if (!DrawInto(mask, dc, text, where, BLACK)) return E_FAIL;
+  next = light.begin();
+  return PaintMask(dc, dc.colour, area, mask, [&](unsigned char const* pixel) {
+    return static_cast<unsigned char>((*next++ + 255 - Mean(pixel) + 1) / 2);
   });
 }
 

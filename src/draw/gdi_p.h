@@ -5,6 +5,7 @@
 // first: the platform's types are complete below
 
 #include <qecore/draw/geometry.h>
+#include <string.h>
 
 #include "geometry_p.h"
 
@@ -81,6 +82,8 @@ class GdiMask {
   HDC Dc() const noexcept { return dc; }
   int Columns() const noexcept { return area.right - area.left; }
   int Rows() const noexcept { return area.bottom - area.top; }
+  /// Makes it white.
+  void Whiten() noexcept { memset(bits, 255, static_cast<size_t>(RowBytes(Columns(), 24) * Rows())); }
 
   /// Three bytes a pixel: blue, green, red. Rows count from the top.
   unsigned char const* Row(int row) const noexcept { return bits + RowBytes(Columns(), 24) * row; }

@@ -192,7 +192,8 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   virtual HRESULT SetAlpha(xrect2d const& r, unsigned char alpha) noexcept;
   /// Text in the current colour, alpha included, and in the font that is selected into the memory device
   /// context. `format` is DrawTextW's; with DT_CALCRECT the rectangle is set to the text's size and nothing
-  /// is painted. `length` -1: up to the terminator. E_FAIL when the system refuses. Call it as DrawText.
+  /// is painted. Its coverage is true, whatever the colour: GDI's own light text is bolder and its dark text
+  /// thinner. `length` -1: up to the terminator. E_FAIL when the system refuses. Call it as DrawText.
   YK_SLOT_PAIR(virtual HRESULT PaintText(String const& text, xrect2d* r, unsigned format) noexcept,
                virtual HRESULT PaintText(wchar_t const* text, int length, xrect2d* r,
                                          unsigned format) noexcept);
