@@ -28,7 +28,7 @@ Deserializer::Deserializer() noexcept = default;
 
 Deserializer::~Deserializer() {
   AddRef();  // Close holds this reader while it calls the stream: that must not lead here again
-  Close();
+  Deserializer::Close();
 }
 
 // A stream or an object may be a host's, whose calls lead anywhere: what needs the reader after one holds it

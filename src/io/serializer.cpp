@@ -29,7 +29,7 @@ Serializer::Serializer() noexcept = default;
 
 Serializer::~Serializer() {
   AddRef();  // Close holds this writer while it calls the stream: that must not lead here again
-  if (stream) Close();
+  if (stream) Serializer::Close();
   FreeChunks(chunks, capacity);
 }
 
