@@ -4,6 +4,7 @@
 
 #include <math.h>
 #include <qecore/draw/geometry.h>
+#include <initializer_list>
 
 using namespace yk;
 
@@ -36,12 +37,8 @@ TEST(Matrix2d, ComposesAndSetsByItsFormulas) {
 }
 
 TEST(Matrix2d, ElementsHaveRowsAndColumns) {
-  double const elements[2][3] = {{2, 3, 11}, {5, 7, 13}};
-  for (int i = 0; i < 25; ++i) {
-    int const row = i / 5 - 1, col = i % 5 - 1;
-    bool const exists = row >= 0 && row < 2 && col >= 0 && col < 3;
-    EXPECT_EQ(A.Get(row, col), exists ? elements[row][col] : row == col ? 1 : 0) << row << ',' << col;
-  }
+  double const elements[4][5] = {{1, 0, 0, 0, 0}, {0, 2, 3, 11, 0}, {0, 5, 7, 13, 0}, {0, 0, 0, 1, 0}};
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(A.Get(i / 5 - 1, i % 5 - 1), elements[i / 5][i % 5]) << i;
 }
 
 TEST(Matrix2d, InvertsAndComparesFourOfSix) {
@@ -67,11 +64,10 @@ TEST(Matrix2d, RoundsIntegersUpwardThenTowardZero) {
     m.SetOffset(point2d{at, -at});
     POINT points[] = {{0, 0}, {1, 1}};
     m.PointTransform(points, 1);
-    EXPECT_TRUE(points[0].x == expected && points[1].x == 1) << at;
-    EXPECT_EQ(m.PointTransform(POINTL{0, 0}).x, expected) << at;
+    EXPECT_EQ(points[0].x, expected) << at;
+    EXPECT_EQ(points[1].x, 1) << at;
   }
-  POINT const p = A.PointTransform(point2dfix{24, -16});  // (1.5, -1) goes to (9, 10.5)
-  EXPECT_TRUE(p.x == 9 && p.y == 11);
+  EXPECT_EQ(A.PointTransform(point2dfix{24, -16}).y, 11);  // (1.5, -1) goes to (9, 10.5)
 }
 
 TEST(Matrix2d, MapsVectorsAndRectangles) {
@@ -79,7 +75,7 @@ TEST(Matrix2d, MapsVectorsAndRectangles) {
   matrix2d const flip = {-1, 0, 0, 1, 0.25, 0};
   EXPECT_EQ(flip.RectTransform(rect2d{1, 2, 3, 2}), (rect2d{-2.75, 2, -0.75, 2}));
   RECTL const r = flip.RectTransform(RECTL{1, 2, 1, 2});  // never empty
-  EXPECT_TRUE(r.left == 0 && r.top == 2 && r.right == 1 && r.bottom == 3);
+  EXPECT_EQ(xrect2d(r.left, r.top, r.right, r.bottom), xrect2d(0, 2, 1, 3));
 }
 
 TEST(Rect2d, GrowsConvertsAndCuts) {
@@ -93,10 +89,14 @@ TEST(Rect2d, GrowsConvertsAndCuts) {
   r = RECTL{5, 6, 7, 8};
   RECTL i;
   rect2d{2.9, -2.9, 1e12, NAN}.Get(i);
-  EXPECT_TRUE(i.left == 2 && i.top == -2 && i.right == INT_MIN && i.bottom == INT_MIN);
-  EXPECT_TRUE(r.Contains(r) && r.Intersect(touching) && !r.Clip(touching));
-  EXPECT_FALSE(r.Contains(rect2d{5, 6, 7, 8.5}) || r.Intersect(rect2d{7.1, 8, 9, 9}));
-  EXPECT_TRUE(r.Clip(part) && part == (rect2d{5, 7, 6, 8}));
+  EXPECT_EQ(xrect2d(i.left, i.top, i.right, i.bottom), xrect2d(2, -2, INT_MIN, INT_MIN));
+  EXPECT_TRUE(r.Contains(r));
+  EXPECT_FALSE(r.Contains(rect2d{5, 6, 7, 8.5}));
+  EXPECT_TRUE(r.Intersect(touching));
+  EXPECT_FALSE(r.Intersect(rect2d{7.1, 8, 9, 9}));
+  EXPECT_FALSE(r.Clip(touching));
+  EXPECT_TRUE(r.Clip(part));
+  EXPECT_EQ(part, (rect2d{5, 7, 6, 8}));
 }
 
 TEST(XRect2d, GrowsMovesAndCuts) {
@@ -110,9 +110,12 @@ TEST(XRect2d, GrowsMovesAndCuts) {
   r.Inflate(-1, 2);
   r.Offset(8, -3);
   EXPECT_EQ(r, xrect2d(0, 0, 12, 49));
-  EXPECT_TRUE(r.IsInRect(0, 0) && r.IsInRect(POINT{11, 48}));
-  EXPECT_FALSE(r.IsInRect(12, 0) || r.IsInRect(0, 49) || r.IsInRect(-1, 0));
-  EXPECT_TRUE(r.Clip(part) && part == xrect2d(11, 0, 12, 1) && !r.Clip(outside));
+  for (POINT const p : {POINT{0, 0}, {11, 48}, {12, 0}, {0, 49}, {-1, 0}}) {
+    EXPECT_EQ(r.IsInRect(p), p.x >= 0 && p.x < 12 && p.y < 49) << p.x << ',' << p.y;
+  }
+  EXPECT_FALSE(r.Clip(outside));
+  EXPECT_TRUE(r.Clip(part));
+  EXPECT_EQ(part, xrect2d(11, 0, 12, 1));
   r.Inflate(INT_MAX, INT_MAX);
   EXPECT_EQ(r, xrect2d(-INT_MAX, -INT_MAX, INT_MAX, INT_MAX));
 }
