@@ -10,7 +10,7 @@
 #include <sstream>
 #include <vector>
 
-#include "support/gdi_objects.h"
+#include "gdi_objects.h"
 
 namespace {
 

@@ -98,7 +98,7 @@ TEST_FLAGS = f"-isystem {GOOGLETEST}/googletest/include -D_GLIBCXX_ASSERTIONS"
 def winelib_flags():
     defines = " ".join(f"-D{name}" for name in DEFINED)
     headers = "-isystem /usr/include/wine/wine/windows -idirafter /usr/include/wine"
-    own = f"-Iinclude -Isrc -Itests -I. -I{HERE} -include {HERE}/winelib.h"
+    own = f"-Iinclude -Isrc -Itests -Ihardening -I. -I{HERE} -include {HERE}/winelib.h"
     return f"{COMMON} {defines} {headers} {own}".replace("\n", "")
 
 

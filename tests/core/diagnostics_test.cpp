@@ -2,8 +2,6 @@
 #include <qecore/core/diagnostics.h>
 #include <windows.h>
 
-#include <string>
-
 #include "support/message_box_watcher.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <qecore/core/lock.h>
+#include <windows.h>
 
-#include <chrono>
 #include <string>
 #include <thread>
 
@@ -10,11 +10,10 @@
 namespace {
 
 using namespace yk;
-using namespace std::chrono_literals;
 
 // Waits until a counter of the lock has a value, which tells that a thread has come to wait.
 bool Comes(RWLock const& lock, size_t offset, int value) {
-  for (int i = 0; i < 5000 && Field<int>(&lock, offset) != value; ++i) std::this_thread::sleep_for(1ms);
+  for (int i = 0; i < 5000 && Field<int>(&lock, offset) != value; ++i) Sleep(1);
   return Field<int>(&lock, offset) == value;
 }
 
@@ -39,7 +38,7 @@ TEST(RWLock, QueuedReadersEnterBeforeTheNextWriter) {
   });
   ASSERT_TRUE(Comes(lock, 0, -3)) << "a new reader queues behind a waiting writer";
   lock.LeaveRead();
-  std::this_thread::sleep_for(20ms);
+  Sleep(20);
   EXPECT_EQ(order, "") << "one reader is still inside";
   lock.LeaveRead();
   for (std::thread* const thread : {&first, &second, &reader}) thread->join();

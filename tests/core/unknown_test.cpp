@@ -2,7 +2,11 @@
 #include <qecore/core/conversions.h>
 #include <qecore/core/driver_data.h>
 #include <qecore/core/filter.h>
+#include <qecore/core/ref.h>
 #include <qecore/core/streamable.h>
+
+#include <string>
+#include <utility>
 
 #include "support/binary.h"
 
@@ -42,17 +46,49 @@ void ExpectAnswer(Guid const& id, unsigned references) {
 }
 
 TEST(Unknown, InterfacesAnswerTheirChains) {
-  ExpectAnswer<Unknown>(ids::FLT, 1);
   ExpectAnswer<qe_Streamable>(ids::STREAMABLE, 3);  // it counts twice
   ExpectAnswer<qe_Streamable>(ids::UNKNOWN, 2);
   ExpectAnswer<qe_Flt3d>(ids::UNKNOWN, 2);
   ExpectAnswer<qe_Flt3d>(ids::FLT_2D, 1);
 }
 
+TEST(Ref, CountsExactly) {
+  struct {
+    std::string log;
+    void AddRef() { log += '+'; }
+    void Release() { log += '-'; }
+  } object;
+  using Counted = Ref<decltype(object)>;
+  {
+    Counted a = Counted::Adopt(&object);
+    Counted const b(a), c = Counted::Share(&object);
+    Counted d(std::move(a));
+    EXPECT_EQ(a.get(), nullptr);
+    EXPECT_EQ(std::exchange(object.log, ""), "++") << "copy and share";
+    a = b;
+    a = *&a;
+    EXPECT_EQ(std::exchange(object.log, ""), "++-") << "assign, and to itself";
+    a = std::move(d);
+    *a.Receive() = nullptr;
+    EXPECT_EQ(std::exchange(object.log, ""), "--") << "move over one that holds, and receive";
+    *a.ReceiveVoid() = &object;
+    EXPECT_EQ(a.Detach(), &object);
+    d.Reset();
+    EXPECT_FALSE(Counted::Share(d.get()));
+  }
+  EXPECT_EQ(object.log, "--") << "destruction";
+}
+
 TEST(Conversions, RoundHalvesAwayFromZero) {
-  double const values[] = {2.5, -2.5, 2.4999, -0.5, -0.4, 2147483646.5, 2147483647.5, -1e300};
-  int const expected[] = {3, -3, 2, -1, 0, 2147483647, INT_MIN, INT_MIN};
-  for (size_t i = 0; i < std::size(values); ++i) EXPECT_EQ(yk::round(values[i]), expected[i]) << values[i];
+  std::pair<double, int> const rows[] = {{2.5, 3},
+                                         {-2.5, -3},
+                                         {2.4999, 2},
+                                         {-0.5, -1},
+                                         {-0.4, 0},
+                                         {2147483646.5, INT_MAX},
+                                         {2147483647.5, INT_MIN},
+                                         {-1e300, INT_MIN}};
+  for (auto const& [value, expected] : rows) EXPECT_EQ(yk::round(value), expected) << value;
 }
 
 TEST(DriverData, ListOwnsWhatIsAdded) {

@@ -10,8 +10,8 @@
 #include <functional>
 #include <tuple>
 
+#include "leaks/gdi_objects.h"
 #include "support/binary.h"
-#include "support/gdi_objects.h"
 #include "surface.h"
 
 using namespace yk;

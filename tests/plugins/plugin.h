@@ -3,51 +3,58 @@
 #pragma once
 
 #include <qecore/core/module.h>
+#include <qecore/core/ref.h>
 #include <qecore/core/system.h>
 #include <windows.h>
 
 #include <cwchar>
-#include <new>
 
-inline constexpr yk::Guid ECHO_ID = {0xEC400001, 1, 1, {1, 1, 1, 1, 1, 1, 1, 1}};
-inline constexpr yk::Guid FILTER_ID = {0xF1170001, 1, 1, {1, 1, 1, 1, 1, 1, 1, 1}};
-inline constexpr yk::Guid VERSION3_ID = {0x30000001, 1, 1, {1, 1, 1, 1, 1, 1, 1, 1}};
-inline constexpr yk::Guid CLASH_ID = {0xC1A50001, 1, 1, {1, 1, 1, 1, 1, 1, 1, 1}};
-inline constexpr yk::Guid ENDLESS_ID = {0xE9D00001, 1, 1, {1, 1, 1, 1, 1, 1, 1, 1}};
+constexpr yk::Guid TestId(unsigned first, wchar_t letter = 1) {
+  return {first, letter, 1, {1, 1, 1, 1, 1, 1, 1, 1}};
+}
+inline constexpr yk::Guid ECHO_ID = TestId(0xEC400001), FILTER_ID = TestId(0xF1170001),
+                          VERSION3_ID = TestId(0x30000001), ENDLESS_ID = TestId(0xE9D00001);
 
 /// The class of slow.qem in a file whose name begins with `letter`.
-constexpr yk::Guid SlowId(wchar_t letter) { return {0x51040001, letter, 1, {1, 1, 1, 1, 1, 1, 1, 1}}; }
+constexpr yk::Guid SlowId(wchar_t letter) { return TestId(0x51040001, letter); }
 
 inline constexpr wchar_t LOG[] = L"QECORE_TEST_LOG";
 
-/// Notes "message,first ", with a "!" when a pointer that came with it is wrong.
-inline void Log(unsigned message, uintptr_t first, void* second) {
+/// Notes "message,first ", with a 0 for the System itself.
+inline void Log(unsigned message, uintptr_t first) {
   wchar_t log[4096] = {};
   GetEnvironmentVariableW(LOG, log, 4000);
-  bool const attached = message == yk::MODULE_ATTACH;
-  bool const right = attached ? first == reinterpret_cast<uintptr_t>(yk::System::ptr()) && second
-                              : (message == yk::MODULE_CLASS) == (second != nullptr);
-  swprintf(log + wcslen(log), 64, L"%u,%u%ls ", message, attached ? 0 : static_cast<unsigned>(first),
-           right ? L"" : L"!");
+  bool const isSystem =
+      message == yk::MODULE_ATTACH && first == reinterpret_cast<uintptr_t>(yk::System::ptr());
+  swprintf(log + wcslen(log), 64, L"%u,%u ", message, isSystem ? 0 : static_cast<unsigned>(first));
   SetEnvironmentVariableW(LOG, log);
 }
 
 /// Makes an object of a class that has a default constructor.
 template <class Class>
 HRESULT Make(yk::ClassInfo const*, void** out) {
-  *out = new (std::nothrow) Class;
-  return *out ? S_OK : E_OUTOFMEMORY;
+  *out = new Class;
+  return S_OK;
+}
+
+/// Creates an object and lets it go.
+inline HRESULT Create(yk::Guid const& id) {
+  yk::Ref<yk::Unknown> object;
+  return yk::CreateInterface(id, object.ReceiveVoid());
 }
 
 /// A class that does nothing, under any identifier.
 class Thing final : public yk::Destroys<Thing, yk::Unknown> {};
 
-inline intptr_t Fill(void* record, yk::Guid const& id, char const* name, uint32_t flags = 0) {
+template <class Class = Thing>
+intptr_t Fill(void* record, yk::Guid const& id, yk::Guid const& interfaceId, char const* name,
+              unsigned flags = 0) {
   yk::ClassInfo* const info = static_cast<yk::ClassInfo*>(record);
-  info->classId = info->interfaceId = id;
+  info->classId = id;
+  info->interfaceId = interfaceId;
   info->name = name;
   info->flags = flags;
-  info->create = Make<Thing>;
+  info->create = Make<Class>;
   return 1;
 }
 

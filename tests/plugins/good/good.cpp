@@ -11,13 +11,9 @@ class Filter final : public yk::Destroys<Filter, yk::ykFlt2d> {
 };
 
 intptr_t qe_entrypoint(unsigned message, uintptr_t first, void* second) {
-  Log(message, first, second);
+  Log(message, first);
   if (message == yk::MODULE_VERSION_QUERY) return yk::KTZ_VERSION;
   if (message != yk::MODULE_CLASS || first > 1) return 0;
-  if (first == 0) return Fill(second, ECHO_ID, "Echo", yk::ClassInfo::STATIC_NAME);
-  yk::ClassInfo* const info = static_cast<yk::ClassInfo*>(second);
-  Fill(info, FILTER_ID, "Filter");
-  info->interfaceId = yk::ids::FLT_2D;
-  info->create = Make<Filter>;
-  return 1;
+  return first == 0 ? Fill(second, ECHO_ID, ECHO_ID, "Echo", yk::ClassInfo::STATIC_NAME)
+                    : Fill<Filter>(second, FILTER_ID, yk::ids::FLT_2D, "Filter");
 }

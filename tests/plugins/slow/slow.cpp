@@ -11,11 +11,7 @@ static void LearnLetter(HINSTANCE library) {
   letter = wcsrchr(path, L'\\')[1];
 }
 
-static void CreateOther() {
-  void* object = nullptr;
-  if (yk::Succeeded(yk::CreateInterface(SlowId(letter == L'a' ? L'b' : L'a'), &object)))
-    yk::Unknown::Free(&object);
-}
+static void CreateOther() { Create(SlowId(letter == L'a' ? L'b' : L'a')); }
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE library, DWORD reason, void*) {
   LearnLetter(library);
@@ -25,9 +21,9 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE library, DWORD reason, void*) {
 
 intptr_t qe_entrypoint(unsigned message, uintptr_t first, void* second) {
   if (message == yk::MODULE_VERSION_QUERY) return yk::KTZ_VERSION;
-  if (message == yk::MODULE_CLASS && first == 0) return Fill(second, SlowId(letter), "Slow");
+  if (message == yk::MODULE_CLASS && first == 0) return Fill(second, SlowId(letter), SlowId(letter), "Slow");
   if (message != yk::MODULE_ATTACH) return 0;
-  Log(message, first, second);
+  Log(message, first);
   Sleep(20);
   LearnLetter(static_cast<HINSTANCE>(second));
   CreateOther();

@@ -1,7 +1,8 @@
-// A plug-in of a later version of the contract.
+// A plug-in of a later version of the contract, which offers a class that the library has, and another one.
 #include "../plugin.h"
 
 intptr_t qe_entrypoint(unsigned message, uintptr_t first, void* second) {
   if (message == yk::MODULE_VERSION_QUERY) return 3;
-  return message == yk::MODULE_CLASS && first == 0 ? Fill(second, VERSION3_ID, nullptr) : 0;
+  if (message != yk::MODULE_CLASS || first > 1) return 0;
+  return Fill(second, first == 0 ? yk::ids::MAP : VERSION3_ID, {}, nullptr);
 }
