@@ -22,48 +22,38 @@ class WithSystem : public testing::Environment {
 
 // ---- the rules, written down pixel by pixel ---------------------------------------------------------------
 
-constexpr bool IsFloat(IMG_FORMAT format) { return format >= IMG_GRAYF && format <= IMG_BGRAF; }
 constexpr bool IsWords(IMG_FORMAT format) { return format >= IMG_GRAY16 && format <= IMG_BGRA64; }
 
 uint8_t ToByte(float v) { return static_cast<uint8_t>(TruncateToInt(static_cast<double>(v) * 255.0 + 0.5)); }
 
 /// A pixel of any source, blue first, as what becomes of it in bytes and in floats.
 struct Pixel {
-  uint8_t byte[4];
-  float real[4];
+  uint8_t byte[4] = {0, 0, 0, 255};
+  float real[4] = {0, 0, 0, 1};
 
   void Set(size_t c, uint8_t v) { byte[c] = v, real[c] = v / 255.0f; }
   void Set(size_t c, uint16_t v) { byte[c] = static_cast<uint8_t>(v >> 8), real[c] = v / 65535.0f; }
   void Set(size_t c, float v) { byte[c] = ToByte(v), real[c] = v; }
-
-  template <class Channel>
-  void Read(unsigned char const* in, size_t i, size_t channels) {
-    for (size_t c = 0; c < std::max<size_t>(channels, 3); ++c) {
-      Channel v;
-      memcpy(&v, in + sizeof v * (i * channels + (channels == 1 ? 0 : c)), sizeof v);
-      Set(c, v);
-    }
-    if (channels == 1) byte[3] = byte[0], real[3] = real[0];
-  }
 };
 
 Pixel Load(IMG_FORMAT format, unsigned char const* in, size_t i, IMG_PALENTRY const* palette) {
-  unsigned const bits = img::GetFacts(format).bits;
-  size_t const channels = img::GetFacts(format).channels;
-  Pixel pixel = {{0, 0, 0, 255}, {0, 0, 0, 1}};
-  if (palette) {
-    IMG_PALENTRY const& e = palette[in[i * bits / 8] >> (8 - bits - i * bits % 8) & ((1 << bits) - 1)];
-    uint8_t const entry[] = {e.blue, e.green, e.red, e.alpha};
-    pixel.Read<uint8_t>(entry, 0, 4);
-  } else if (format == IMG_RGB555) {
-    int const word = in[2 * i] | in[2 * i + 1] << 8;
-    for (int c : {0, 1, 2}) pixel.Set(size_t(c), static_cast<uint8_t>(word >> 5 * c << 3));
-  } else if (IsFloat(format)) {
-    pixel.Read<float>(in, i, channels);
-  } else if (IsWords(format)) {
-    pixel.Read<uint16_t>(in, i, channels);
-  } else {
-    pixel.Read<uint8_t>(in, i, channels);
+  unsigned const bits = img::GetFacts(format).bits, channels = img::GetFacts(format).channels;
+  IMG_PALENTRY const* entry = palette;
+  if (palette) entry += in[i * bits / 8] >> (8 - bits - i * bits % 8) & ((1 << bits) - 1);
+  Pixel pixel;
+  for (size_t c = 0; c < (channels == 3 || format == IMG_RGB555 ? 3 : 4); ++c) {
+    size_t const at = channels == 1 ? i : i * channels + c;
+    if (palette) {
+      pixel.Set(c, c < 3 ? (&entry->red)[2 - c] : entry->alpha);
+    } else if (format == IMG_RGB555) {
+      pixel.Set(c, static_cast<uint8_t>((in[2 * i] | in[2 * i + 1] << 8) >> 5 * c << 3));
+    } else if (IsFloat(format)) {
+      pixel.Set(c, reinterpret_cast<float const*>(in)[at]);
+    } else if (IsWords(format)) {
+      pixel.Set(c, reinterpret_cast<uint16_t const*>(in)[at]);
+    } else {
+      pixel.Set(c, in[at]);
+    }
   }
   return pixel;
 }
@@ -113,10 +103,8 @@ void CheckPair(int pair) {
     SCOPED_TRACE(testing::Message() << from << " to " << to << ", width " << width);
     Bytes in((static_cast<size_t>(img::GetFacts(from).bits) * width + 7) / 8), expected;
     Randomize(IMG_PAL8, in.data(), in.size(), random);
-    for (size_t i = 0; IsFloat(from) && i < in.size(); i += 4) {
-      float const value = HardFloat(random);
-      memcpy(&in[i], &value, 4);
-    }
+    float* const floats = reinterpret_cast<float*>(in.data());
+    if (IsFloat(from)) std::generate(floats, floats + in.size() / 4, [&] { return HardFloat(random); });
     for (int i = 0; i < width; ++i) Append(expected, from, to, Load(from, in.data(), i, palette.data()));
     for (img::Kernel const* set : SETS) {
       Bytes out(expected.size());
@@ -124,11 +112,11 @@ void CheckPair(int pair) {
       ASSERT_EQ(memcmp(out.data(), expected.data(), out.size()), 0) << set;
     }
     // The one conversion that writes a float too many, which equals the last one.
-    bool const more = from == IMG_GRAY8 && to == IMG_BGRF;
-    for (int i = 0; i < 4 && more; ++i) expected.push_back(expected[expected.size() - 4]);
+    if (from == IMG_GRAY8 && to == IMG_BGRF)
+      expected.insert(expected.end(), expected.end() - 4, expected.end());
     Bytes out(expected.size());
     ASSERT_EQ(img::ConvertPixels(in.data(), out.data(), from, to, width, palette.data()), S_OK);
-    ASSERT_EQ(memcmp(out.data(), expected.data(), out.size()), 0);
+    ASSERT_EQ(out, expected);
   }
 }
 

@@ -1,4 +1,4 @@
-// What the image tests share.
+// What the image tests and those of filters share.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -22,20 +22,19 @@ inline ImageRef NewImage(yk::IMG_FORMAT format, int width, int height, uint8_t f
 
 /// The size of the block of pixels, palette included.
 inline size_t BlockSize(yk::Image2d const& image) {
-  return static_cast<size_t>(image.stride) * image.height +
-         4 * yk::img::GetFacts(image.format).paletteEntries;
+  return size_t(image.stride) * image.height + 4 * yk::img::GetFacts(image.format).paletteEntries;
 }
-
 inline Bytes BlockOf(yk::Image2d const& image) { return Bytes(image.bits, image.bits + BlockSize(image)); }
 inline void SetRow(yk::Image2d& image, int y, Bytes const& row) {
   memcpy(image.GetLine(y), row.data(), row.size());
 }
 
+constexpr bool IsFloat(yk::IMG_FORMAT format) { return format >= yk::IMG_GRAYF && format <= yk::IMG_BGRAF; }
+
 /// Fills with noise; float formats with numbers between -0.5 and 1.5.
 inline void Randomize(yk::IMG_FORMAT format, unsigned char* at, size_t size, std::mt19937& random) {
   for (size_t i = 0; i < size; ++i) at[i] = static_cast<unsigned char>(random() >> 8);
-  bool const isFloat = format >= yk::IMG_GRAYF && format <= yk::IMG_BGRAF;
-  for (size_t i = 0; isFloat && i + 4 <= size; i += 4) {
+  for (size_t i = 0; IsFloat(format) && i + 4 <= size; i += 4) {
     float const value = static_cast<float>(random() % 20001) / 10000.0f - 0.5f;
     memcpy(at + i, &value, 4);
   }
