@@ -74,14 +74,6 @@ void Append(Bytes& out, IMG_FORMAT source, IMG_FORMAT target, Pixel const& pixel
   }
 }
 
-/// Bit t of entry s: format s converts to format t.
-constexpr unsigned TARGETS[19] = {0, 0x7018, 0x701A, 0x6012, 0x600A, 0, 0,      0x6018, 0x6018, 0x6018,
-                                  0, 0,      0x601A, 0x401A, 0x201A, 0, 0x000A, 0x0008, 0x0008};
-
-bool IsPair(int source, int target) {
-  return source >= 0 && source < 19 && target >= 0 && TARGETS[source] >> target & 1;
-}
-
 /// A float that is apt to go wrong: far outside, no number at all, at the edge between two bytes.
 float HardFloat(std::mt19937& random) {
   static constexpr float WILD[] = {NAN, INFINITY, -INFINITY, 1e30f, -0.0f, 1.0f, 1.5f, -0.3f, 1e-40f, 8.4e6f};
@@ -123,10 +115,7 @@ void CheckPair(int pair) {
 }  // namespace
 
 TEST(ConvertPixels, FollowsTheRulesForEveryPairAtEveryWidth) {
-  for (int pair = 0; pair < img::KERNEL_COUNT && !HasFatalFailure(); ++pair) {
-    EXPECT_TRUE(IsPair(SETS[0][pair].source, SETS[0][pair].target));
-    CheckPair(pair);
-  }
+  for (int pair = 0; pair < img::KERNEL_COUNT && !HasFatalFailure(); ++pair) CheckPair(pair);
 }
 
 TEST(ConvertPixels, CopiesOrRefusesAllElse) {
@@ -135,12 +124,6 @@ TEST(ConvertPixels, CopiesOrRefusesAllElse) {
   auto const convert = [&](int from, int to, int count, void* source, IMG_PALENTRY* colors) {
     return img::ConvertPixels(source, out.data(), IMG_FORMAT(from), IMG_FORMAT(to), count, colors);
   };
-  for (int from = -1; from < 21; ++from) {
-    for (int to = -1; to < 21; ++to) {
-      if (from == to || IsPair(from, to)) continue;
-      EXPECT_EQ(convert(from, to, 1, in.data(), palette), E_INVALIDARG) << from << ' ' << to;
-    }
-  }
   for (int to : {2, 3}) {
     EXPECT_EQ(convert(2, to, -1, in.data(), palette), E_INVALIDARG);
     EXPECT_EQ(convert(2, to, 1, nullptr, palette), E_INVALIDARG);
@@ -149,4 +132,10 @@ TEST(ConvertPixels, CopiesOrRefusesAllElse) {
   EXPECT_EQ(out, Bytes(64, 0xCD));
   EXPECT_EQ(convert(IMG_PAL1, IMG_PAL1, 9, in.data(), nullptr), S_OK);
   EXPECT_EQ(Bytes(&out[0], &out[3]), (Bytes{1, 1, 0xCD}));
+  int pairs = 0;
+  for (int i = 0; i < 22 * 22; ++i) {
+    int const from = i / 22 - 1, to = i % 22 - 1;
+    pairs += from != to && convert(from, to, 1, in.data(), palette) != E_INVALIDARG;
+  }
+  EXPECT_EQ(pairs, img::KERNEL_COUNT);
 }

@@ -1,21 +1,17 @@
 // What the filter tests share: a System with the plug-in, pictures in memory, pictures of noise.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <qecore/core/filter.h>
-#include <qecore/core/ref.h>
 #include <qecore/core/system.h>
-#include <qecore/image/convert.h>
-#include <qecore/image/image.h>
 #include <qecore/io/mem_stream.h>
 #include <qecore/values/string.h>
 #include <support/temp_folder.h>
 
-#include <random>
 #include <string>
 
+#include "image/support.h"
+
 using namespace yk;
-using ImageRef = Ref<Image2d>;
 
 /// A System that knows the plug-ins beside the test program.
 class Filters : public testing::Test {
@@ -34,11 +30,11 @@ class Filters : public testing::Test {
   Ref<System> system;
 };
 
-inline Ref<Stream> MemoryWith(std::string const& bytes, unsigned position = 0) {
+inline Ref<Stream> MemoryWith(std::string const& bytes) {
   Ref<Stream> stream;
   MemStream::Create(stream.Receive());
   if (!bytes.empty()) stream->Write(bytes.data(), static_cast<unsigned>(bytes.size()));
-  stream->Seek(static_cast<long>(position), Stream::FROM_START);
+  stream->Seek(0, Stream::FROM_START);
   return stream;
 }
 
@@ -80,28 +76,20 @@ inline ImageRef ThereAndBack(ykFlt2d& filter, Image2d& image, unsigned options =
 /// A picture whose byte `channel` of the pixel (x, y) is paint(x, y, channel).
 template <class Paint>
 ImageRef Painted(IMG_FORMAT format, int width, int height, Paint paint) {
-  ImageRef image = ImageRef::Adopt(Image2d::Create());
-  EXPECT_EQ(image->Create(format, width, height), S_OK);
+  ImageRef image = NewImage(format, width, height);
+  int const size = image->bytesPerPixel;
   for (int y = 0; y < height; ++y) {
-    for (int i = 0; i < width * image->bytesPerPixel; ++i) {
-      image->GetLine(y)[i] =
-          static_cast<uint8_t>(paint(i / image->bytesPerPixel, y, i % image->bytesPerPixel));
+    for (int i = 0; i < width * size; ++i) {
+      image->GetLine(y)[i] = static_cast<uint8_t>(paint(i / size, y, i % size));
     }
   }
   return image;
 }
 
-/// Noise in every bit that a format has; float pixels within 0.0 to 1.0.
-inline ImageRef Noise(IMG_FORMAT format, int width, int height) {
-  ImageRef image = ImageRef::Adopt(Image2d::Create());
-  EXPECT_EQ(image->Create(format, width, height), S_OK);
-  std::mt19937 random(static_cast<unsigned>(format * 1000 + width));
-  int const size = image->stride * height;
-  for (int i = 0; i < size + 4 * image->paletteCount; ++i) image->bits[i] = static_cast<uint8_t>(random());
+/// Noise whose palette is opaque, since most files cannot say otherwise.
+inline ImageRef Opaque(IMG_FORMAT format, int width, int height) {
+  ImageRef image = Noise(format, width, height);
   for (int i = 0; i < image->paletteCount; ++i) image->palette[i].alpha = 255;
-  float* const pixels = reinterpret_cast<float*>(image->bits);
-  bool const isFloat = format >= IMG_GRAYF && format <= IMG_BGRAF;
-  for (int i = 0; isFloat && i < size / 4; ++i) pixels[i] = static_cast<float>(random() % 256) / 255.0f;
   return image;
 }
 
