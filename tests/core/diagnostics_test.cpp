@@ -21,9 +21,8 @@ std::string debuggerOutput;
 
 LONG CALLBACK CatchOutput(EXCEPTION_POINTERS* fault) {
   EXCEPTION_RECORD const& record = *fault->ExceptionRecord;
-  if (record.ExceptionCode == 0x40010006) {  // what OutputDebugStringA raises: the length, the text
-    debuggerOutput += reinterpret_cast<char const*>(record.ExceptionInformation[1]);
-  }
+  bool const isText = record.ExceptionCode == 0x40010006;  // what OutputDebugStringA raises: length, text
+  if (isText) debuggerOutput += reinterpret_cast<char const*>(record.ExceptionInformation[1]);
   return EXCEPTION_CONTINUE_SEARCH;
 }
 

@@ -4,8 +4,6 @@
 
 #include <string>
 
-namespace {
-
 using namespace yk;
 
 // White space before a group is let through, so that a text can be as long as one likes; 255 wide characters count.
@@ -29,5 +27,3 @@ TEST(Guid, HasOneTextFormAndReadsWhatTheRuntimesScannerReads) {
   EXPECT_EQ(read, id);
   EXPECT_FALSE(read.Init((head + std::wstring(220, L' ') + L"FE}").c_str()));
 }
-
-}  // namespace

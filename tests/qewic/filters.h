@@ -99,9 +99,7 @@ inline std::string Pixels(Image2d& image, IMG_FORMAT format) {
   size_t const size = (static_cast<size_t>(image.width) * img::GetFacts(format).bits + 7) / 8;
   for (int y = 0; y < image.height; ++y) {
     std::string row(size + 4, '\0');
-    EXPECT_EQ(
-        img::ConvertPixels(image.GetLine(y), row.data(), image.format, format, image.width, image.palette),
-        S_OK);
+    EXPECT_EQ(image.ConvertLine(y, format, row.data(), INT_MAX), S_OK);
     all += row.substr(0, size);
   }
   return all;
