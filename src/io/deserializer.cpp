@@ -117,10 +117,10 @@ unsigned Deserializer::GetRemaining() noexcept {
 HRESULT Deserializer::AddReference(Unknown* object) noexcept {
   if (!stream) return E_FAIL;
   if (!objects) objects = Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()));
-  if (!objects) return E_OUTOFMEMORY;
+  if (!objects) return Note(E_OUTOFMEMORY);
   int const before = objects->Count();
   if (before < Array::MAX_COUNT) objects->Add(object);
-  if (objects->Count() == before) return E_OUTOFMEMORY;
+  if (objects->Count() == before) return Note(E_OUTOFMEMORY);
   if (object) object->AddRef();
   return S_OK;
 }
@@ -214,5 +214,7 @@ void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept {
   if (there > 0) reader.ReadThere(buffer, there);
   memset(static_cast<unsigned char*>(buffer) + there, 0, size - there);
 }
+
+void NoteNoMemory(Deserializer& reader) noexcept { reader.Note(E_OUTOFMEMORY); }
 
 }  // namespace yk

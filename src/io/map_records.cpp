@@ -34,7 +34,7 @@ HRESULT Map::Load(Deserializer* reader, ExecutionContext* context) noexcept {
       ReadInChunk(*reader, &key, sizeof key);
       Variant value;
       value.Load(reader, context);
-      Append(key, value);
+      if (!Append(key, value)) NoteNoMemory(*reader);
     }
     reader->EndChunk();
   }

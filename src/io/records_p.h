@@ -11,4 +11,7 @@ namespace yk {
 /// Reads from the chunk that the reader stands in and not beyond it; the rest of the buffer is zeroed.
 void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept;
 
+/// Notes, for Deserializer::GetFailure, that there was no memory for what was read.
+void NoteNoMemory(Deserializer& reader) noexcept;
+
 }  // namespace yk

@@ -60,8 +60,8 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
   /// The format's version that the file gives; nobody compares it.
   virtual unsigned GetVersion() noexcept;
   /// S_OK, or the first failure since Open: that of Open itself, of a read by this reader or by a value's Load that
-  /// failed or fell short before the end of the chunk, a corrupt chunk (YK_E_BADFILE), a chunk for which there was
-  /// no memory. That nothing is left is no failure. It stays until the next Open.
+  /// failed or fell short before the end of the chunk, a corrupt chunk (YK_E_BADFILE), a chunk, a value or a
+  /// reference for which there was no memory. That nothing is left is no failure. It stays until the next Open.
   virtual HRESULT GetFailure() noexcept;
 
   /// The stream to read payload from, lent; null while no file is open.
@@ -77,6 +77,7 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
   template <class, class>
   friend class Destroys;
   friend void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept;
+  friend void NoteNoMemory(Deserializer& reader) noexcept;
 
   struct OpenChunk {
     unsigned short tag;
