@@ -53,6 +53,13 @@ ModuleEntry EntryOf(Module const& module) noexcept {
   return module.entry;
 }
 
+/// Whether the class registered last is a filter without a description: there was no memory for one.
+bool LacksDescription(Module const& module) noexcept {
+  RegistryLock const guard;
+  ClassInfo const* const last = module.classes;
+  return last && last->flags & ClassInfo::FILTER && !last->info;
+}
+
 /// Keeps the library that an address is in from being unmapped, for the length of a scope.
 class CodeHold {
  public:
@@ -134,15 +141,16 @@ void Module::KeepLibrary(HINSTANCE loaded) noexcept {
 }
 
 // A class that the cache has listed is registered without a factory and gets it now; one that has a factory, be
-// it of this library or of another, is left as it is. One that there is no memory for must not be missing from the
-// cache for good: the next scan is to take the file for a new one.
+// it of this library or of another, is left as it is. One that there is no memory for, or for its description, must
+// not be missing from the cache for good: the next scan is to take the file for a new one.
 void Module::RegisterClasses(System& system) noexcept {
   for (unsigned index = 0; index < MODULE_MAX_CLASSES; ++index) {
     ModuleEntry const send = EntryOf(*this);
     ClassInfo info;
     if (!send || send(MODULE_CLASS, index, &info) == 0) return;
     info.module = this;
-    if (system.RegisterInterface(&info) == E_OUTOFMEMORY) fileTime = UNKNOWN_TIME;
+    HRESULT const result = system.RegisterInterface(&info);
+    if (result == E_OUTOFMEMORY || LacksDescription(*this)) fileTime = UNKNOWN_TIME;
   }
 }
 

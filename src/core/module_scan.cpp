@@ -88,6 +88,12 @@ bool Keep(Ref<Array> const& modules, Module* module) noexcept {
   return false;
 }
 
+// Whether all was read that the file holds. What is damaged in it the reading itself tells.
+bool IsRead(Deserializer& reader) noexcept {
+  HRESULT const failure = reader.GetFailure();
+  return Succeeded(failure) || failure == YK_E_BADFILE;
+}
+
 void DeleteClasses(Module& module) noexcept {
   while (ClassInfo* const info = module.classes) {
     module.classes = info->next;
@@ -145,14 +151,14 @@ void ModuleScan::ReadCache() noexcept {
   }
 }
 
-// A damaged record, or one that leads elsewhere, is left out: its file is then a new one.
+// A record that is damaged, that could not be read, or that leads elsewhere, is left out: its file is then a new one.
 void ModuleScan::ReadModule(Deserializer& reader) noexcept {
   Module* const module = new (std::nothrow) Module;
   if (!module) return;
   module->flags = Module::UNSEEN;
   if (!Keep(cached, module)) return;
   CachedModule target = {module, &module->classes};
-  bool const sound = ReadItems(reader, ITEMS, target) && IsPluginName(module->fileName);
+  bool const sound = ReadItems(reader, ITEMS, target) && IsRead(reader) && IsPluginName(module->fileName);
   module->path = folder + module->fileName;
   bool const whole = module->path.Length() == folder.Length() + module->fileName.Length();
   if (!sound || !whole) DropCached(cached->Count() - 1);
@@ -239,7 +245,9 @@ void ModuleScan::LoadNew() noexcept {
   for (int i = 0; i < found->Count(); ++i) {
     Module* const module = ModuleAt(found, i);
     if (module->Load() == YK_E_NOTFOUND) module->fileTime = Module::UNKNOWN_TIME;
-    system.AppendModule(module);
+    if (system.AppendModule(module)) continue;
+    system.UnloadModule(module);  // nobody would know its library any more
+    module->Unload();
   }
 }
 

@@ -96,24 +96,33 @@ bool IsInside(HINSTANCE library, void const* address) noexcept {
   return address && GetModuleHandleExW(HOW, static_cast<wchar_t const*>(address), &owner) && owner == library;
 }
 
-template <class Value>
-void Set(Map& map, unsigned key, Value const& value) noexcept {
-  Variant variant;
-  variant.Init(value);
-  map.SetValue(key, variant);
+/// \return false without memory. An empty text is no value, and none is missed.
+bool Set(Map& map, unsigned key, wchar_t const* text) noexcept {
+  Variant value;
+  value.Init(text);
+  if (value.type == Variant::EMPTY) return *text == 0;
+  return Succeeded(map.SetValue(key, value));
 }
 
-void Describe(ykFlt& filter, Map& map) noexcept {
-  if (wchar_t const* const name = filter.GetName()) Set(map, ClassInfo::INFO_NAME, name);
+bool Set(Map& map, unsigned key, unsigned number) noexcept {
+  Variant value;
+  value.Init(number);
+  return Succeeded(map.SetValue(key, value));
+}
+
+/// \return false without memory for all that the filter says
+bool Describe(ykFlt& filter, Map& map) noexcept {
+  wchar_t const* const name = filter.GetName();
+  bool whole = !name || Set(map, ClassInfo::INFO_NAME, name);
   unsigned patterns = 0;
   while (patterns < MAX_PATTERNS) {
     wchar_t const* const pattern = filter.GetPattern(patterns);
     if (!pattern) break;
-    Set(map, ClassInfo::INFO_PATTERN + patterns, pattern);
+    whole = Set(map, ClassInfo::INFO_PATTERN + patterns, pattern) && whole;
     ++patterns;
   }
-  Set(map, ClassInfo::INFO_FLAGS, filter.GetFlags());
-  if (patterns > 0) Set(map, ClassInfo::INFO_PATTERN_COUNT, patterns);
+  whole = Set(map, ClassInfo::INFO_FLAGS, filter.GetFlags()) && whole;
+  return (patterns == 0 || Set(map, ClassInfo::INFO_PATTERN_COUNT, patterns)) && whole;
 }
 
 }  // namespace
@@ -259,7 +268,9 @@ HRESULT System::EnumClasses(Guid const& interfaceId, Array** out, unsigned optio
   for (int i = 0; i < CountOf(registry); ++i) {
     ClassInfo* const record = RecordAt(registry, i);
     if (!(record->interfaceId == interfaceId) || record->flags & ClassInfo::HIDDEN) continue;
-    AppendTo(*out, record);
+    if (AppendTo(*out, record)) continue;
+    Unknown::Free(reinterpret_cast<void**>(out));  // a list that lacks classes is none
+    return E_OUTOFMEMORY;
   }
   return *out ? S_OK : E_FAIL;
 }
@@ -282,8 +293,10 @@ HRESULT System::QueryFilterInfo(ClassInfo* info) noexcept {
   void* made = nullptr;
   if (!info->create || Failed(info->create(info, &made)) || !made) return E_FAIL;
   Ref<ykFlt> const filter = Ref<ykFlt>::Adopt(static_cast<ykFlt*>(made));
-  Describe(*filter, *map);
-  return S_OK;
+  if (Describe(*filter, *map)) return S_OK;
+  if (info->info == map.get())
+    Unknown::Free(reinterpret_cast<void**>(&info->info));  // half a description is none
+  return E_FAIL;
 }
 
 /// Puts a record on the lists that it belongs on: the filters', the registry's, its module's. Under the lock.

@@ -72,7 +72,7 @@ class YK_API System : public Destroys<System, Unknown> {
 
   /// The records of the classes of an interface or category, in order of registration, hidden ones left out.
   /// S_OK: `*out` is an array of lent `ClassInfo*`, the caller's to release. E_FAIL: there is none, and
-  /// `*out` is null.
+  /// `*out` is null; E_OUTOFMEMORY likewise.
   virtual HRESULT EnumClasses(Guid const& interfaceId, Array** out, unsigned options) noexcept;
 
   /// Options of EnumClasses.
@@ -86,7 +86,8 @@ class YK_API System : public Destroys<System, Unknown> {
   virtual Module* FindModule(String const& fileName) noexcept;
 
   /// Asks an instance of a filter class for its name, patterns and flags and keeps them in the record's map
-  /// (ClassInfo::InfoKey). E_FAIL: no map or no instance could be made.
+  /// (ClassInfo::InfoKey). E_FAIL: no map or no instance could be made, or there was no memory for what it
+  /// says: the record then has no map.
   virtual HRESULT QueryFilterInfo(ClassInfo* info) noexcept;
 
  private:
