@@ -45,7 +45,11 @@ LIBRARY_ON = {
     "memory": "wide heap global boxes debugger bitmaps files",
     "linux": "wide boxes debugger files",
 }
-EXTRA_GROUPS = {("system", "src/image/image.cpp"): " bitmaps"}
+EXTRA_GROUPS = {
+    ("system", "src/image/image.cpp"): " bitmaps",
+    ("memory", "plugins/qewic/read_picture.cpp"): " imaging",
+    ("memory", "plugins/qewic/write_picture.cpp"): " imaging",
+}
 EXTRA_FLAGS = [
     (re.compile(r"_avx2\.cpp$"), "-mavx2"),
     (re.compile(r"_ssse3\.cpp$"), "-mssse3"),
@@ -84,6 +88,12 @@ def floor_tests(floor):
 
 PROGRAMS = {f"{floor}_test": floor_tests(floor) for floor in FLOORS}
 PROGRAMS["threads"] = Program("tsan", "linux", [str(HERE / "threads.cpp")], ON_LINUX, gtest=True)
+
+# The plug-in's calls for an Imaging Component lead to the fuzzer's, which passes on what it does not answer.
+TOOL_PARTS = ["tools/qetool/chunk_tree.cpp", "tools/qetool/text.cpp"]
+PROGRAMS["fuzz"] = Program("fuzz", "memory", found("hardening/fuzz/*.cpp") + TOOL_PARTS, RUNTIME + FILES, plugin=True)
+PROGRAMS["faults"] = Program("asan", "memory", found("hardening/faults/*.cpp") + ["hardening/fuzz/imaging.cpp"], RUNTIME + FILES,
+                             plugin=True)
 
 # ---- flags ------------------------------------------------------------------------------------------------------------
 

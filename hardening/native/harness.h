@@ -112,5 +112,7 @@ struct Loads {
   long now = 0, ever = 0;
 };
 Loads CountLoads(std::u16string const& path);
+/// Unloads those that are still loaded: one that the System has forgotten stays, as intended.
+void UnloadPlugins();
 
 }  // namespace harness

@@ -51,6 +51,12 @@ Loads CountLoads(std::u16string const& path) {
   return plugin ? Loads{plugin->now, plugin->ever} : Loads{};
 }
 
+void UnloadPlugins() {
+  for (Plugin& plugin : Plugins()) {
+    for (; plugin.now > 0; plugin.now.fetch_sub(1, std::memory_order_relaxed)) --liveHandles;
+  }
+}
+
 void ClearFiles() {
   FilesLocked all;
   if (!all->openings.empty()) Die("ClearFiles while a file is open", all->openings.begin()->first);
