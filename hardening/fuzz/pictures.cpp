@@ -1,0 +1,173 @@
+// The plug-in's filters: what they make of the headers that an Imaging Component may report, and of damaged
+// files through the platform's own; pictures that were read are written in another format and read back.
+#include <windows.h>
+
+#include <objbase.h>
+#include <qecore/core/filter.h>
+#include <qecore/core/module.h>
+#include <qecore/core/registry.h>
+#include <qecore/core/system.h>
+#include <qecore/image/image.h>
+#include <qecore/io/mem_stream.h>
+
+#include "images.h"
+#include "imaging.h"
+#include "target.h"
+
+extern "C" intptr_t qe_entrypoint(unsigned message, uintptr_t first, void* second) noexcept;
+
+namespace fuzz {
+
+using namespace yk;
+
+namespace {
+
+constexpr unsigned FILTERS = 5;
+constexpr unsigned JPEG = 1;  // the one with a quality
+
+/// A stream that fails from its N-th call on, or once, or gives less than it was asked for.
+class OddStream final : public Destroys<OddStream, Stream> {
+ public:
+  /// Bits of what it does.
+  enum How : unsigned { ALWAYS = 1, QUIETLY = 2, BY_HALVES = 4, SEEKS_FAIL = 8, HUGE = 16 };
+
+  OddStream(Ref<Stream> over, unsigned how, unsigned at) noexcept
+      : inner(std::move(over)), how(how), failsAt(at) {}
+
+  bool HasFailed() const noexcept { return failsAt > 0 && calls >= failsAt; }
+
+  using Stream::Read;
+  HRESULT Read(void* buffer, unsigned size, unsigned* done) noexcept override {
+    if (Fails()) return Refuse(done);
+    return inner->Read(buffer, how & BY_HALVES ? (size + 1) / 2 : size, done);
+  }
+  HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override {
+    return Fails() ? Refuse(done) : inner->Write(buffer, size, done);
+  }
+  HRESULT Seek(int offset, unsigned origin, unsigned* newPosition) noexcept override {
+    return how & SEEKS_FAIL && Fails() ? E_FAIL : inner->Seek(offset, origin, newPosition);
+  }
+  unsigned GetPosition() noexcept override { return inner->GetPosition(); }
+  unsigned GetSize() noexcept override { return how & HUGE ? 0xFFFFFFF0u : inner->GetSize(); }
+  HRESULT SetSize(unsigned size) noexcept override { return Fails() ? E_FAIL : inner->SetSize(size); }
+  HRESULT GetState() noexcept override { return S_OK; }
+
+ private:
+  template <class, class>
+  friend class yk::Destroys;
+  ~OddStream() = default;
+
+  bool Fails() noexcept {
+    ++calls;
+    return failsAt > 0 && (how & ALWAYS ? calls >= failsAt : calls == failsAt);
+  }
+  HRESULT Refuse(unsigned* done) const noexcept {
+    if (done) *done = 0;
+    return how & QUIETLY ? S_OK : E_FAIL;
+  }
+
+  Ref<Stream> inner;
+  unsigned how, failsAt, calls = 0;
+};
+
+Ref<ykFlt2d> MakeFilter(unsigned index) {
+  ClassInfo info;
+  void* made = nullptr;
+  qe_entrypoint(MODULE_CLASS, index, &info);
+  if (Failed(info.create(&info, &made))) return {};
+  return Ref<ykFlt2d>::Adopt(static_cast<ykFlt2d*>(made));
+}
+
+Ref<Image2d> ReadWith(ykFlt2d& filter, Stream& stream) {
+  AbstractImage* image = nullptr;
+  HRESULT const result = filter.Read(&stream, &image, 0);
+  Require(Succeeded(result) == (image != nullptr), "a picture that was read is an image");
+  return Ref<Image2d>::Adopt(static_cast<Image2d*>(image));
+}
+
+}  // namespace
+
+// index of the filter, how the stream misbehaves, from which call on, length of the file, file, what the
+// component says
+void ReadPictureHeaders(Input& in) {
+  Ref<ykFlt2d> const filter = MakeFilter(in.Below(FILTERS));
+  unsigned const how = in.OneIn(4) ? in.Byte() : 0, at = in.OneIn(4) ? in.Byte() : 0;
+  Input file = in.Part(in.Below(32));
+  std::vector<uint8_t> const bytes = file.Rest();
+  if (!filter) return;
+  Ref<OddStream> const stream =
+      Ref<OddStream>::Adopt(new OddStream(StreamOf(bytes.data(), bytes.size()), how, at));
+  ImagingByInput const imaging(in);
+  if (Ref<Image2d> const image = ReadWith(*filter, *stream)) Touch(*image);
+}
+
+// ---- files
+
+namespace {
+
+constexpr int64_t MOST_PIXELS_WRITTEN = 200000;
+
+struct Rewriting {
+  unsigned filter, quality, how, failsAt;
+};
+
+// What was written without a failure must be there again.
+void Rewrite(Image2d& image, Rewriting const& r) {
+  if (int64_t{image.width} * image.height > MOST_PIXELS_WRITTEN) return;
+  Ref<ykFlt2d> const filter = MakeFilter(r.filter);
+  Ref<Stream> memory;
+  if (!filter || Failed(MemStream::Create(memory.Receive()))) return;
+  Ref<OddStream> const odd =
+      Ref<OddStream>::Adopt(new OddStream(memory, r.how & OddStream::ALWAYS, r.failsAt));
+  HRESULT const result = filter->Write(odd.get(), &image, r.filter == JPEG ? r.quality : 0);
+  Require(!odd->HasFailed() || Failed(result), "a write that failed is told");
+  if (Failed(result) || MayFail()) return;
+  memory->Seek(0, Stream::FROM_START);
+  Ref<Image2d> const again = ReadWith(*filter, *memory);
+  Require(again && again->width == image.width && again->height == image.height,
+          "a written picture can be read");
+}
+
+}  // namespace
+
+// COM is entered once: to do so anew for each input would be most of the time. The conversions of pixels are
+// the System's.
+void PreparePictures() {
+  CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  System::Create();
+}
+
+// filter to read with, how the stream misbehaves, from which call on, filter to write with, quality, file
+void ReadPictures(Input& in) {
+  Ref<ykFlt2d> const filter = MakeFilter(in.Below(FILTERS));
+  unsigned const how = in.Byte(), at = in.Byte(), target = in.Below(FILTERS), quality = in.Byte();
+  if (!filter) return;
+  // Of the values of `at`, most let all calls work; the highest fail one while reading, those below while
+  // writing.
+  unsigned const readAt = at >= 200 ? at - 199 : 0, writeAt = at >= 128 && at < 200 ? at - 127 : 0;
+  std::vector<uint8_t> const bytes = in.Rest();
+  Ref<OddStream> const stream =
+      Ref<OddStream>::Adopt(new OddStream(StreamOf(bytes.data(), bytes.size()), how, readAt));
+  Ref<Image2d> const image = ReadWith(*filter, *stream);
+  if (!image) return;
+  Touch(*image);
+  Rewrite(*image, {target, quality, how, writeAt});
+}
+
+// A small picture of each format, as each filter writes it.
+void SeedPictures(Seeds& seeds) {
+  for (int format = IMG_GRAY8; format <= img::LAST_FORMAT; ++format) {
+    Ref<Image2d> const image = Ref<Image2d>::Adopt(Image2d::Create());
+    image->flags = IMG_HEAP_MEMORY;
+    if (Failed(image->Create(static_cast<IMG_FORMAT>(format), 9, 7))) continue;
+    Paint(*image, 1);
+    for (unsigned i = 0; i < FILTERS; ++i) {
+      Ref<Stream> const stream = StreamOf(nullptr, 0);
+      if (Failed(MakeFilter(i)->Write(stream.get(), image.get(), i == JPEG ? 80 : 0))) continue;
+      std::string const head = {static_cast<char>(i), 0, 0, static_cast<char>((i + 1) % FILTERS), 75};
+      seeds.Add(std::to_string(format) + "-" + std::to_string(i), head + BytesOf(*stream));
+    }
+  }
+}
+
+}  // namespace fuzz

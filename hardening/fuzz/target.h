@@ -1,0 +1,103 @@
+// What the targets share: their table, the check, and small helpers.
+#pragma once
+
+#include <qecore/core/ref.h>
+#include <qecore/core/streamable.h>
+#include <qecore/io/stream.h>
+#include <qecore/values/map.h>
+
+#include <source_location>
+#include <span>
+#include <string>
+
+#include "hardening/native/harness.h"
+#include "input.h"
+
+namespace fuzz {
+
+/// Collects the first inputs of a target's corpus: what sound data looks like.
+class Seeds {
+ public:
+  virtual void Add(std::string const& name, std::string const& input) = 0;
+
+ protected:
+  ~Seeds() = default;
+};
+
+struct Target {
+  char const* name;
+  void (*run)(Input& in);
+  void (*addSeeds)(Seeds& seeds);  ///< null: the fuzzer finds its way without
+  void (*prepare)();               ///< called once, for what every input uses and nobody gives back
+  unsigned longest;                ///< bytes of an input worth trying
+  size_t largest = 4 << 20;        ///< request for memory that is granted: more takes time and finds nothing
+};
+
+/// All of them, in the order in which `./run fuzz` runs them.
+std::span<Target const> Targets() noexcept;
+
+/// True while the plan of this input makes a call fail: what is missing then is not wrong.
+bool MayFail() noexcept;
+
+/// Ends the program, and the input is a find, unless `holds`.
+void Require(bool holds, char const* what,
+             std::source_location where = std::source_location::current()) noexcept;
+
+/// A memory stream with these bytes that stands at its start. Nothing fails here.
+yk::Ref<yk::Stream> StreamOf(void const* bytes, size_t size);
+
+/// What a memory stream holds.
+std::string BytesOf(yk::Stream& stream);
+
+/// An object with nothing in it but a map, to be referred to and registered.
+class Thing final : public yk::Destroys<Thing, yk::qe_Streamable> {
+ private:
+  template <class, class>
+  friend class yk::Destroys;
+  ~Thing() = default;
+
+  yk::Ref<yk::Map> map = yk::Ref<yk::Map>::Adopt(yk::Map::Create());
+};
+
+/// Calls one of a table's steps with the state, as the input says, `most` times or until the input ends.
+template <class Steps, class... State>
+void Play(Input& in, int most, Steps const& steps, State&... state) {
+  for (int i = 0; i < most && in.More(); ++i) in.Step(steps)(state..., in);
+}
+
+// ---- the targets
+
+void ReadObjectFile(Input& in);
+void ReadChunkTree(Input& in);
+void WriteObjectFile(Input& in);
+void ReadCache(Input& in);
+void CallRegistry(Input& in);
+void ReadXml(Input& in);
+void EditXml(Input& in);
+void MatchWildcard(Input& in);
+void DetectFileType(Input& in);
+void EditStrings(Input& in);
+void ConvertUtf8(Input& in);
+void FormatText(Input& in);
+void FormatLongText(Input& in);
+void UseVariants(Input& in);
+void UseArrays(Input& in);
+void UseMemStream(Input& in);
+void UseArena(Input& in);
+void EditImages(Input& in);
+void Draw(Input& in);
+void UndoAndRedo(Input& in);
+void ReadPictureHeaders(Input& in);
+void ReadPictures(Input& in);
+
+void PrepareImages();
+void PreparePictures();
+
+void SeedObjectFile(Seeds& seeds);
+void SeedChunkTree(Seeds& seeds);
+void SeedCache(Seeds& seeds);
+void SeedXml(Seeds& seeds);
+void SeedFileType(Seeds& seeds);
+void SeedPictures(Seeds& seeds);
+
+}  // namespace fuzz
