@@ -1,0 +1,124 @@
+// Images and drawing: operations that need memory, which a caller must be able to repeat.
+#include <windows.h>
+
+#include <qecore/core/system.h>
+#include <qecore/draw/device_context.h>
+#include <qecore/image/image.h>
+#include <qecore/values/variant.h>
+
+#include "faults.h"
+
+namespace faults {
+
+namespace {
+
+constexpr int WIDTH = 60, HEIGHT = 50;
+
+// The table of conversions is the System's, which stays.
+Ref<Image2d> MakeImage(IMG_FORMAT format) {
+  harness::Calm const calm;
+  System::Create();
+  Ref<Image2d> image = Ref<Image2d>::Adopt(Image2d::Create());
+  image->flags = IMG_HEAP_MEMORY;
+  image->Create(format, WIDTH, HEIGHT);
+  memset(image->bits, 50, static_cast<size_t>(image->stride) * HEIGHT);
+  return image;
+}
+
+void PrepareImages() { System::Create(); }
+
+Outcome Create() {
+  Outcome outcome;
+  Ref<Image2d> const image = Ref<Image2d>::Adopt(Image2d::Create());
+  if (!outcome.Note(image.get() != nullptr)) return outcome.End();
+  for (IMG_FORMAT const format : {IMG_BGR24, IMG_PAL8, IMG_BGRAF}) {
+    for (uint8_t const flags : {uint8_t{0}, IMG_HEAP_MEMORY}) {
+      image->flags = flags;
+      bool const made = outcome.Note(image->Create(format, WIDTH, HEIGHT));
+      outcome.whole = outcome.whole && made;
+      if (made != (image->bits != nullptr)) outcome.broken = "an image with pixels that it has not";
+    }
+  }
+  return outcome;
+}
+
+Outcome Rescale() {
+  Outcome outcome;
+  Ref<Image2d> const image = MakeImage(IMG_BGR24);
+  for (IMG_FORMAT const format : {IMG_BGRA32, IMG_GRAYF, IMG_BGR24}) {
+    Image2d* result = nullptr;
+    if (!outcome.Note(image->Rescale(17, 9, format, &result))) {
+      outcome.whole = false;
+      continue;
+    }
+    Ref<Image2d> const small = Ref<Image2d>::Adopt(result);
+    if (format == IMG_BGRA32 && small->GetLine(3)[4] != 50) outcome.broken = "other pixels, and S_OK";
+  }
+  return outcome;
+}
+
+Outcome CropAndKeep() {
+  Outcome outcome;
+  Ref<Image2d> const image = MakeImage(IMG_BGR24);
+  Image2d* part = nullptr;
+  outcome.whole = outcome.Note(image->Crop(1, 1, 9, 9, &part));
+  if (outcome.whole) part->Release();
+  Variant const value = Calmly([] {
+    Variant made;
+    made.Init(3);
+    return made;
+  });
+  outcome.whole = outcome.Note(image->SetValue(1, value)) && outcome.whole;
+  return outcome;
+}
+
+// ---- drawing
+
+HRESULT DrawAll(IDC& dc) {
+  static constexpr point2df CORNERS[] = {{5, 5}, {50, 9}, {30, 45}};
+  Outcome outcome;
+  dc.SetColor(0xFF0000FF);
+  bool const pushed = outcome.Note(dc.PushColor());
+  outcome.Note(dc.FillPolygon(CORNERS, 3, IDC::EVEN_ODD));
+  outcome.Note(dc.DrawPolyline(CORNERS, 3, true));
+  outcome.Note(dc.FillEllipse({10, 10, 40, 30}, 2));
+  outcome.Note(dc.FrameRoundRect({1, 1, 30, 30}));
+  if (pushed) outcome.Note(dc.PopColor());
+  return outcome.told;
+}
+
+HRESULT DrawOn(Image2d& image) {
+  Ref<IDC> const dc = Ref<IDC>::Adopt(IDC::Create());
+  if (!dc) return E_OUTOFMEMORY;
+  dc->Attach(reinterpret_cast<HDC>(uintptr_t{1}), &image);  // passed on only
+  HRESULT const result = DrawAll(*dc);
+  dc->Detach();
+  return result;
+}
+
+bool AreEqual(Image2d const& a, Image2d const& b) {
+  return !memcmp(a.bits, b.bits, static_cast<size_t>(a.stride) * HEIGHT);
+}
+
+Outcome Draw() {
+  Outcome outcome;
+  Ref<Image2d> const image = MakeImage(IMG_BGRA32), wanted = MakeImage(IMG_BGRA32);
+  outcome.Note(DrawOn(*image));
+  harness::Calm const calm;
+  DrawOn(*wanted);
+  outcome.whole = AreEqual(*image, *wanted);
+  return outcome;
+}
+
+constexpr Scenario SCENARIOS[] = {
+    {"image: create", harness::MEMORY | harness::LOCK, PrepareImages, Create},
+    {"image: rescale", harness::MEMORY | harness::LOCK, PrepareImages, Rescale},
+    {"image: crop, set a value", harness::MEMORY | harness::LOCK, PrepareImages, CropAndKeep},
+    {"drawing", harness::MEMORY, PrepareImages, Draw},
+};
+
+}  // namespace
+
+std::span<Scenario const> ImageScenarios() { return SCENARIOS; }
+
+}  // namespace faults

@@ -1,0 +1,170 @@
+// faults.exe [NAME]: runs the scenarios, or those whose name holds NAME, and prints a table. 1: one of them
+// failed.
+#include <windows.h>
+
+#include <stdio.h>
+#include <unistd.h>
+
+#include "faults.h"
+
+extern "C" void __sanitizer_print_stack_trace();
+
+namespace faults {
+
+namespace {
+
+struct KindName {
+  unsigned kind;
+  char const* name;
+};
+
+constexpr KindName KINDS[] = {
+    {harness::MEMORY, "memory"},
+    {harness::LOCK, "lock"},
+    {harness::OPEN, "open"},
+    {harness::READ, "read"},
+    {harness::SHORT_READ, "short read"},
+    {harness::WRITE, "write"},
+    {harness::SHORT_WRITE, "short write"},
+    {harness::SEEK, "seek"},
+    {harness::FIND, "find"},
+    {harness::LOAD, "load"},
+    {harness::REPLACE, "replace"},
+    {harness::REMOVE, "remove"},
+    {harness::FLUSH, "flush"},
+};
+
+constexpr long MOST_CALLS = 5000;  // of one run: then the scenario is too large, not the library wrong
+
+/// One series: a kind of calls, failing once or from there on.
+struct Series {
+  Scenario const& scenario;
+  KindName const& kind;
+  bool onwards;
+  long at = 0;
+};
+
+Series const* running;
+
+struct Sums {
+  long runs = 0, told = 0, silent = 0, leaks = 0, broken = 0;
+
+  bool IsClean() const { return silent == 0 && leaks == 0 && broken == 0; }
+  void operator+=(Sums const& other) {
+    runs += other.runs;
+    told += other.told;
+    silent += other.silent;
+    leaks += other.leaks;
+    broken += other.broken;
+  }
+};
+
+void Complain(Series const& series, char const* what) {
+  printf("    %s: %s %ld%s: %s\n", series.scenario.name, series.kind.name, series.at,
+         series.onwards ? " and all later" : "", what);
+}
+
+// Says the first of a kind of fault, and counts the others.
+void Tell(Series const& series, long& count, char const* what) {
+  if (++count == 1) Complain(series, what);
+}
+
+void Judge(Series const& series, Outcome const& outcome, harness::Live const& before, Sums& sums) {
+  ++sums.runs;
+  if (Failed(outcome.told)) ++sums.told;
+  if (!outcome.whole && Succeeded(outcome.told))
+    Tell(series, sums.silent, "something was lost, and nothing said so");
+  if (outcome.broken) Tell(series, sums.broken, outcome.broken);
+  harness::Live const now = harness::CountLive();
+  if (now == before) return;
+  char text[120];
+  snprintf(text, sizeof text, "left behind: blocks %ld, global memory %ld, bitmaps %ld, handles %ld",
+           now.blocks - before.blocks, now.globals - before.globals, now.bitmaps - before.bitmaps,
+           now.handles - before.handles);
+  Tell(series, sums.leaks, text);
+}
+
+/// \return false when the call that was to fail was never made: the series is at its end
+bool RunOnce(Series const& series, Sums& sums) {
+  {
+    harness::Calm const calm;
+    if (series.scenario.prepare) series.scenario.prepare();
+  }
+  harness::Live const before = harness::CountLive();
+  harness::Arm({series.kind.kind, series.at, series.onwards});
+  Outcome const outcome = series.scenario.run();
+  long const calls = harness::CountCalls();
+  harness::Disarm();
+  harness::TakeBoxes();
+  if (calls >= series.at) return Judge(series, outcome, before, sums), true;
+  bool const sound = outcome.whole && Succeeded(outcome.told) && !outcome.broken;
+  if (!sound) Tell(series, sums.broken, "it fails without a fault");
+  return false;
+}
+
+Sums RunSeries(Series series) {
+  Sums sums;
+  running = &series;
+  for (series.at = 1; series.at < MOST_CALLS && RunOnce(series, sums);) ++series.at;
+  if (series.at == MOST_CALLS) Tell(series, sums.broken, "there is no end of calls");
+  running = nullptr;
+  return sums;
+}
+
+Sums RunScenario(Scenario const& scenario) {
+  Sums sums;
+  for (KindName const& kind : KINDS) {
+    if (!(scenario.kinds & kind.kind)) continue;
+    for (bool const onwards : {false, true}) sums += RunSeries({scenario, kind, onwards});
+  }
+  return sums;
+}
+
+void PrintRow(char const* name, Sums const& sums) {
+  printf("%-34s %7ld %7ld %7ld %7ld %7ld  %s\n", name, sums.runs, sums.told, sums.silent, sums.leaks,
+         sums.broken, sums.IsClean() ? "clean" : "FAILED");
+  fflush(stdout);
+}
+
+[[noreturn]] void SayWhere() noexcept {
+  if (running) Complain(*running, "the program crashes");
+  __sanitizer_print_stack_trace();
+  fflush(nullptr);
+  _exit(77);
+}
+
+LONG WINAPI OnException(EXCEPTION_POINTERS* told) {
+  if (told->ExceptionRecord->ExceptionCode != EXCEPTION_ACCESS_VIOLATION) return EXCEPTION_CONTINUE_SEARCH;
+  SayWhere();
+}
+
+}  // namespace
+
+char const* CheckReplaced(std::u16string const& path, std::string const& before, std::string const& after) {
+  std::string const now = harness::ReadFile(path);
+  return now == before || now == after ? nullptr : "half a file: neither the old one nor the new one";
+}
+
+int Run(std::string const& part) {
+  AddVectoredExceptionHandler(TRUE, OnException);
+  printf("%-34s %7s %7s %7s %7s %7s\n", "scenario", "faults", "told", "silent", "leaks", "broken");
+  Sums all;
+  for (auto const& scenarios : {ObjectFileScenarios(), XmlScenarios(), ContainerScenarios(),
+                                StreamScenarios(), ImageScenarios(), PictureScenarios(), ModuleScenarios()}) {
+    for (Scenario const& scenario : scenarios) {
+      if (std::string(scenario.name).find(part) == std::string::npos) continue;
+      Sums const sums = RunScenario(scenario);
+      PrintRow(scenario.name, sums);
+      all += sums;
+    }
+  }
+  PrintRow("all", all);
+  return all.runs > 0 && all.IsClean() ? 0 : 1;
+}
+
+}  // namespace faults
+
+// Ends in Wine's exception handling otherwise.
+extern "C" void abort() { faults::SayWhere(); }
+
+int main(int count, char** arguments) { return faults::Run(count > 1 ? arguments[1] : ""); }

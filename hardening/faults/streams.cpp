@@ -1,0 +1,178 @@
+// Streams and files: growing, buffered, copied, temporary, searched, replaced.
+#include <qecore/io/buffered_stream.h>
+#include <qecore/io/file.h>
+#include <qecore/io/file_find.h>
+#include <qecore/io/file_stream.h>
+#include <qecore/io/file_type.h>
+#include <qecore/io/mem_stream.h>
+#include <qecore/io/save_file.h>
+#include <qecore/values/string.h>
+
+#include "faults.h"
+
+namespace faults {
+
+namespace {
+
+constexpr char16_t SOURCE[] = u"C:\\source";
+constexpr char16_t TARGET[] = u"C:\\target";
+constexpr unsigned SIZE = 60000;
+
+std::string const& Bytes() {
+  static std::string const bytes = [] {
+    std::string made;
+    for (unsigned i = 0; i < SIZE; ++i) made += static_cast<char>(i * 7 + i / 256);
+    return made;
+  }();
+  return bytes;
+}
+
+void PutSource() {
+  harness::ClearFiles();
+  harness::PutFile(SOURCE, Bytes());
+  harness::PutFile(TARGET, "old");
+}
+
+bool Open(char16_t const* path, unsigned mode, Ref<Stream>& stream, Outcome& outcome) {
+  return outcome.Note(FileStream::Create(Wide(path), mode, stream.Receive()));
+}
+
+HRESULT FailureOf(Stream& file) { return static_cast<FileStream&>(file).GetFailure(); }
+
+// The block holds what was written before a growth that failed, and takes more when there is memory again.
+Outcome GrowMemStream() {
+  Outcome outcome;
+  Ref<Stream> stream;
+  if (!outcome.Note(MemStream::Create(stream.Receive()))) return outcome.End();
+  MemStream& memory = static_cast<MemStream&>(*stream);
+  unsigned written = 0;
+  for (unsigned at = 0; at < SIZE * 4; at += 1000) {
+    unsigned done = 0;
+    outcome.Note(stream->Write(Bytes().data() + at % SIZE, 1000, &done));
+    written += done;
+  }
+  outcome.Note(stream->SetSize(written / 2));
+  outcome.Note(memory.GetFailure());
+  harness::Calm const calm;
+  outcome.whole = written == SIZE * 4 && stream->GetSize() == written / 2;
+  stream->Seek(0, Stream::FROM_END);
+  if (Failed(stream->Write("more", 4)) && stream->GetSize() > 0)
+    outcome.broken = "a stream that takes no more";
+  return outcome;
+}
+
+Outcome ReadBuffered() {
+  Outcome outcome;
+  Ref<Stream> file, buffered;
+  if (!Open(SOURCE, FileStream::READ, file, outcome)) return outcome.End();
+  if (!outcome.Note(ykCreateBufferedStream(file.get(), buffered.Receive()))) return outcome.End();
+  for (unsigned at = 0; at < SIZE; at += 500) {
+    char bytes[500];
+    unsigned done = 0;
+    outcome.Note(buffered->Read(bytes, sizeof bytes, &done));
+    outcome.Note(done == sizeof bytes);  // what cannot be read shows as a short read
+    bool const same = done == sizeof bytes && !memcmp(bytes, &Bytes()[at], sizeof bytes);
+    outcome.whole = outcome.whole && same;
+    if (done == sizeof bytes && !same) outcome.broken = "other bytes than the file's";
+    if (done != sizeof bytes) buffered->Seek(static_cast<int>(at + sizeof bytes), Stream::FROM_START);
+  }
+  return outcome;
+}
+
+// (A piece that the source cannot fill is written whole, zeros behind what it held, as intended: no short
+// reads here.)
+Outcome Copy() {
+  Outcome outcome;
+  Ref<Stream> from, to;
+  if (!Open(SOURCE, FileStream::READ, from, outcome) || !Open(TARGET, FileStream::CREATE, to, outcome))
+    return outcome.End();
+  outcome.Note(CopyStream(from.get(), to.get(), 0, -1));
+  outcome.Note(FailureOf(*to));
+  outcome.whole = harness::ReadFile(TARGET) == Bytes();
+  return outcome;
+}
+
+// A host that looks at no result of a write asks once.
+Outcome WriteFile() {
+  Outcome outcome;
+  Ref<Stream> file;
+  if (!Open(TARGET, FileStream::CREATE, file, outcome)) return outcome.End();
+  for (unsigned at = 0; at < SIZE; at += 6000) file->Write(&Bytes()[at], 6000);
+  file->SetSize(SIZE / 2);
+  outcome.Note(FailureOf(*file));
+  outcome.whole = harness::ReadFile(TARGET) == Bytes().substr(0, SIZE / 2);
+  if (Failed(FailureOf(*file)) && Succeeded(file->GetState()))
+    outcome.broken = "GetState does not tell a failure";
+  return outcome;
+}
+
+Outcome ReplaceFile() {
+  Outcome outcome;
+  SaveFile save;
+  if (outcome.Note(save.Open(Wide(TARGET)))) {
+    for (unsigned at = 0; at < SIZE; at += 6000) save.GetStream()->Write(&Bytes()[at], 6000);
+    outcome.Note(save.Commit());
+  }
+  save.Discard();
+  outcome.whole = harness::ReadFile(TARGET) == Bytes();
+  outcome.broken = CheckReplaced(TARGET, "old", Bytes());
+  if (harness::ListFiles().size() != 2) outcome.broken = "a file is left beside the one that was replaced";
+  return outcome;
+}
+
+Outcome UseTemporary() {
+  Outcome outcome;
+  {
+    Ref<Stream> file;
+    if (!outcome.Note(FileStream::CreateTemp(file.Receive()))) return outcome.End();
+    outcome.Note(file->Write("bytes", 5));
+    outcome.Note(file->Seek(0, Stream::FROM_START));
+    char bytes[5] = {};
+    unsigned done = 0;
+    outcome.Note(file->Read(bytes, sizeof bytes, &done));
+    outcome.Note(done == sizeof bytes);
+    outcome.whole = !memcmp(bytes, "bytes", 5);
+  }
+  return outcome;
+}
+
+Outcome MakeTemporaryName() {
+  Outcome outcome;
+  String path;
+  outcome.whole = outcome.Note(path.TempFile());
+  bool const listed = harness::ListFiles().size() == 3;
+  if (listed != outcome.whole) outcome.broken = "a temporary file that nobody knows";
+  return outcome;
+}
+
+Outcome Detect() {
+  Outcome outcome;
+  Ref<Stream> file;
+  if (!Open(SOURCE, FileStream::READ, file, outcome)) return outcome.End();
+  Guid type;
+  outcome.whole = outcome.Note(qe_DetectFileType(file.get(), type)) && type == ids::FILE_PNG;
+  if (Succeeded(outcome.told) && !(type == ids::FILE_PNG)) outcome.broken = "another type";
+  return outcome;
+}
+
+void PutPicture() {
+  PutSource();
+  harness::PutFile(SOURCE, "\x89PNG\r\n\x1A\n----");
+}
+
+constexpr Scenario SCENARIOS[] = {
+    {"memory stream: grow", harness::MEMORY | harness::LOCK, nullptr, GrowMemStream},
+    {"buffered stream: read", LOADING, PutSource, ReadBuffered},
+    {"streams: copy", SAVING | harness::READ, PutSource, Copy},
+    {"file stream: write", SAVING, PutSource, WriteFile},
+    {"save file: replace", SAVING | harness::REMOVE, PutSource, ReplaceFile},
+    {"file stream: temporary", SAVING | LOADING, PutSource, UseTemporary},
+    {"string: temporary file", harness::MEMORY | harness::OPEN, PutSource, MakeTemporaryName},
+    {"file type: detect", LOADING, PutPicture, Detect},
+};
+
+}  // namespace
+
+std::span<Scenario const> StreamScenarios() { return SCENARIOS; }
+
+}  // namespace faults

@@ -1,0 +1,159 @@
+// XML: saved, loaded, edited.
+#include <qecore/io/file_stream.h>
+#include <qecore/io/mem_stream.h>
+#include <qecore/io/save_file.h>
+#include <qecore/io/xml.h>
+#include <qecore/values/string.h>
+
+#include "faults.h"
+
+namespace faults {
+
+namespace {
+
+constexpr char16_t PATH[] = u"C:\\document.xml";
+constexpr char OLD_FILE[] = "<old/>";
+constexpr int CHILDREN = 400;  // more than the writer's buffer holds
+
+/// A helper and a document that are not disturbed while they are made, nor when they go.
+struct Document {
+  Document() noexcept {
+    harness::Calm const calm;
+    xml = Ref<XmlHelper>::Adopt(XmlHelper::Create());
+  }
+  ~Document() {
+    harness::Calm const calm;
+    if (node) xml->FreeNode(node);
+  }
+
+  void Fill() {
+    harness::Calm const calm;
+    node = xml->CreateDocument();
+    XmlNode* const list = xml->CreateNode(XML_ELEMENT, L"list");
+    xml->AppendChild(node, list);
+    for (int i = 0; i < CHILDREN; ++i) {
+      XmlNode* const child = xml->CreateNode(XML_ELEMENT, L"child");
+      xml->SetText(child, L"text & more");
+      xml->SetAttribute(child, L"name", L"value");
+      xml->AppendChild(list, child);
+    }
+  }
+
+  bool IsComplete() const {
+    if (!node || !node->FirstChild()) return false;
+    int sound = 0;
+    for (XmlNode const* child = node->FirstChild()->FirstChild(); child; child = child->Next()) {
+      XmlAttribute const* const attribute = child->FirstAttribute();
+      sound += child->Text() == L"text & more" && attribute && attribute->Value() == L"value";
+    }
+    return sound == CHILDREN;
+  }
+
+  Ref<XmlHelper> xml;
+  XmlNode* node = nullptr;
+};
+
+std::string const& Sound() {
+  static std::string const bytes = Calmly([] {
+    Document document;
+    document.Fill();
+    Ref<Stream> stream;
+    if (Failed(MemStream::Create(stream.Receive()))) abort();
+    document.xml->Save(document.node, stream.get(), XML_LAYOUT);
+    void* content = nullptr;
+    static_cast<MemStream&>(*stream).GetBuffer(&content);
+    return std::string(static_cast<char*>(content), stream->GetSize());
+  });
+  return bytes;
+}
+
+void PutOldFile() {
+  Sound();
+  harness::ClearFiles();
+  harness::PutFile(PATH, OLD_FILE);
+}
+
+void PutSoundFile() {
+  harness::ClearFiles();
+  harness::PutFile(PATH, Sound());
+}
+
+// The host asks the helper alone.
+Outcome SaveStraight() {
+  Outcome outcome;
+  Document document;
+  document.Fill();
+  {
+    Ref<Stream> stream;
+    if (!outcome.Note(FileStream::Create(Wide(PATH), FileStream::CREATE, stream.Receive())))
+      return outcome.End();
+    outcome.Note(document.xml->Save(document.node, stream.get(), XML_LAYOUT));
+    outcome.Note(document.xml->GetFailure());
+  }
+  outcome.whole = harness::ReadFile(PATH) == Sound();
+  return outcome;
+}
+
+Outcome SaveWhole() {
+  Outcome outcome;
+  Document document;
+  document.Fill();
+  SaveFile file;
+  if (outcome.Note(file.Open(Wide(PATH)))) {
+    outcome.Note(document.xml->Save(document.node, file.GetStream(), XML_LAYOUT));
+    if (Succeeded(outcome.told)) outcome.Note(file.Commit());
+  }
+  file.Discard();
+  outcome.whole = harness::ReadFile(PATH) == Sound();
+  outcome.broken = CheckReplaced(PATH, OLD_FILE, Sound());
+  return outcome;
+}
+
+Outcome Load() {
+  Outcome outcome;
+  Document document;
+  Ref<Stream> stream;
+  if (!outcome.Note(FileStream::Create(Wide(PATH), FileStream::READ, stream.Receive()))) return outcome.End();
+  XmlError error{};
+  HRESULT const result = document.xml->Load(stream.get(), &document.node, &error);
+  outcome.Note(result);
+  if (Failed(result) && (error.code != result || !error.text)) outcome.broken = "an error that says nothing";
+  if (Succeeded(result) != (document.node != nullptr))
+    outcome.broken = "a document without success, or none with it";
+  outcome.whole = document.IsComplete();
+  return outcome;
+}
+
+Outcome Edit() {
+  Outcome outcome;
+  Document document;
+  XmlHelper& xml = *document.xml;
+  document.node = xml.CreateDocument();
+  XmlNode* const element = xml.CreateNode(XML_ELEMENT, L"a");
+  if (!outcome.Note(document.node != nullptr) | !outcome.Note(element != nullptr))
+    return xml.FreeNode(element), outcome.End();
+  outcome.Note(xml.SetText(element, L"text"));
+  outcome.Note(xml.SetAttribute(element, L"name", L"first"));
+  outcome.Note(xml.SetAttribute(element, L"name", L"second"));
+  outcome.Note(xml.SetName(element, L"b"));
+  xml.AppendChild(document.node, element);
+  XmlAttribute const* const attribute = element->FirstAttribute();
+  outcome.whole =
+      element->Name() == L"b" && element->Text() == L"text" && attribute && attribute->Value() == L"second";
+  if (element->Name().IsEmpty()) outcome.broken = "an element without a name";
+  if (attribute && attribute->Name().IsEmpty()) outcome.broken = "an attribute without a name";
+  return outcome;
+}
+
+constexpr Scenario SCENARIOS[] = {
+    {"xml: save", SAVING, PutOldFile, SaveStraight},
+    {"xml: save whole", SAVING, PutOldFile, SaveWhole},
+    {"xml: load", LOADING, PutSoundFile, Load},
+    {"xml: edit", harness::MEMORY, nullptr, Edit},
+};
+
+}  // namespace
+
+std::span<Scenario const> XmlScenarios() { return SCENARIOS; }
+
+}  // namespace faults
