@@ -1,10 +1,12 @@
 // Streams for tests: memory with given bytes, and one such as a plug-in could write, which counts its calls
-// and can misbehave.
+// and can misbehave. And what writes and reads chunks over them.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <qecore/core/ref.h>
+#include <qecore/io/deserializer.h>
 #include <qecore/io/mem_stream.h>
+#include <qecore/io/serializer.h>
 
 #include <functional>
 #include <string>
@@ -40,6 +42,23 @@ inline std::string ReadAt(yk::Stream& stream, unsigned position, unsigned size) 
 
 inline std::string Content(yk::Stream& stream) { return ReadAt(stream, 0, stream.GetSize()); }
 
+inline std::string Chunk(unsigned short tag, std::string const& payload = {}) {
+  return Le(tag) + Le(static_cast<unsigned>(payload.size() + 6)) + payload;
+}
+
+inline yk::Ref<yk::Serializer> Writer(yk::Stream& stream, unsigned flags) {
+  auto const writer = yk::Ref<yk::Serializer>::Adopt(yk::Serializer::Create());
+  EXPECT_EQ(writer->Open(&stream, flags), S_OK);
+  return writer;
+}
+
+/// A reader that was given the stream to open; what that came to is its failure.
+inline yk::Ref<yk::Deserializer> Reader(yk::Stream& stream, unsigned flags) {
+  auto const reader = yk::Ref<yk::Deserializer>::Adopt(yk::Deserializer::Create());
+  (void)reader->Open(&stream, flags);
+  return reader;
+}
+
 /// Bytes that stand at `base` of a stream whose front is not there; lives on the stack. One call can be made to
 /// fail: the `left`-th of its kind from here.
 class SpyStream : public yk::Stream {
@@ -62,20 +81,21 @@ class SpyStream : public yk::Stream {
   HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override {
     if (Fails(WRITE)) return yk::YK_E_ACCESS;
     if (Fails(SHORT)) *done = --size;  // else it does not tell
-    bytes.resize(std::max(bytes.size(), static_cast<size_t>(position - base) + size));
-    bytes.replace(static_cast<size_t>(position - base), size, static_cast<char const*>(buffer), size);
+    auto const at = static_cast<size_t>(position - base);
+    bytes.resize(std::max(bytes.size(), at + size));
+    bytes.replace(at, size, static_cast<char const*>(buffer), size);
     position += size;
     return S_OK;
   }
   HRESULT Seek(long offset, unsigned origin, unsigned*) noexcept override {
     ++seeks;
-    if (Fails(SEEK) || !seekable) return E_FAIL;
+    if (Fails(SEEK)) return E_FAIL;
     position = (origin == FROM_START ? 0 : position) + offset;
     return S_OK;
   }
   unsigned GetPosition() noexcept override { return static_cast<unsigned>(position); }
   unsigned GetSize() noexcept override {
-    return static_cast<unsigned>(base + static_cast<int64_t>(bytes.size()));
+    return static_cast<unsigned>(base) + static_cast<unsigned>(bytes.size());
   }
   HRESULT GetState() noexcept override { return Fails(STATE) ? E_FAIL : S_OK; }
   void Destroy() noexcept override {}
@@ -83,7 +103,7 @@ class SpyStream : public yk::Stream {
   std::string bytes;
   int64_t base, position;
   int seeks = 0, left = 0;
-  bool seekable = true, failed = false;
+  bool failed = false;
   Fault fault = NONE;
   std::function<void()> onCall;
 

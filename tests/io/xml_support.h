@@ -38,19 +38,17 @@ inline Tree Loaded(std::string const& bytes, XmlError* error = nullptr) {
 /// "name@attribute=value'text'(child child)" for an element, "!'text'" for a comment, "?'text'" for an
 /// instruction.
 inline std::wstring Line(XmlNode const* node) {
-  std::wstring line;
-  if (node->Kind() == XML_ELEMENT) line += node->Name().c_str();
+  std::wstring line = node->Name().c_str();
   if (node->Kind() == XML_COMMENT) line += L"!";
   if (node->Kind() == XML_INSTRUCTION) line += L"?";
   for (XmlAttribute* a = node->FirstAttribute(); a; a = a->Next()) {
     line += std::wstring(L"@") + a->Name().c_str() + L"=" + a->Value().c_str();
   }
   if (!node->Text().IsEmpty()) line += std::wstring(L"'") + node->Text().c_str() + L"'";
-  if (!node->FirstChild()) return line;
   for (XmlNode* child = node->FirstChild(); child; child = child->Next()) {
     line += (child == node->FirstChild() ? L"(" : L" ") + Line(child);
   }
-  return line + L")";
+  return node->FirstChild() ? line + L")" : line;
 }
 
 inline std::wstring Line(Tree const& tree) { return tree ? Line(tree.get()) : L"refused"; }
