@@ -1,6 +1,10 @@
-#include <qecore/io/stream.h>
+#include <qecore/io/buffered_stream.h>
 #include <qecore/values/string.h>
+#include <windows.h>
 
+#include <random>
+
+#include "leaks/leaks.h"
 #include "streams.h"
 #include "support/binary.h"
 
@@ -52,6 +56,84 @@ TEST(CopyStream, CopiesAndStops) {
     EXPECT_EQ(source->GetPosition(), position);
     EXPECT_TRUE(Content(*target) == copied) << start;
   }
+}
+
+// ---- in memory
+
+MemStream* AsMem(Ref<Stream> const& stream) { return static_cast<MemStream*>(stream.get()); }
+
+TEST(MemStream, ShrunkBlockIsNeverOverrun) {
+  Ref<Stream> const stream = Memory(std::string(1000, 'a'));
+  EXPECT_EQ(stream->SetSize(10), S_OK);
+  EXPECT_EQ(Field<uint64_t>(stream.get(), 40), 0x10000u) << "on purpose";
+  EXPECT_EQ(stream->Seek(11, Stream::FROM_START), E_INVALIDARG);
+  stream->Seek(0, Stream::FROM_END);
+  EXPECT_EQ(stream->Write(std::string(5000, 'b').data(), 5000), S_OK);
+  EXPECT_GE(GlobalSize(AsMem(stream)->GetHandle(true)), 5010u);
+  EXPECT_EQ(Content(*stream), std::string(10, 'a') + std::string(5000, 'b'));
+  char c;
+  EXPECT_EQ(stream->Read(&c, 1), E_FAIL) << "the very end is a failure here";
+}
+
+// What fits the capacity need not fit the block, and the system may have no more.
+TEST(MemStream, RefusedGrowthFailsTheWrite) {
+  std::tuple<unsigned, unsigned, unsigned> const rows[] = {
+      {1, 1000, 500}, {1, 1000, 0x10000 - 1000}, {1, 1000, 0x10000}, {0xFFFF, 0xFFFF, 1}};
+  for (auto const& [first, cut, size] : rows) {
+    bool const fits = size == 1;
+    Ref<Stream> const stream = Memory(std::string(first, 'a'));
+    if (!fits) stream->SetSize(cut);
+    stream->Seek(0, Stream::FROM_END);
+    Scarcity const scarcity(0);
+    unsigned done = 1;
+    EXPECT_EQ(stream->Write(std::string(size, 'b').data(), size, &done), fits ? S_OK : E_FAIL) << size;
+    EXPECT_EQ(done, fits ? size : 0) << size;
+    EXPECT_EQ(stream->GetSize(), cut + done) << size;
+    EXPECT_EQ(Slot<HRESULT (*)(void*)>(stream.get(), 21)(stream.get()), fits ? S_OK : E_FAIL);
+    EXPECT_TRUE(HeapValidate(GetProcessHeap(), 0, nullptr));
+  }
+}
+
+TEST(MemStream, StorageOfOthers) {
+  char buffer[] = "caller's";
+  Ref<Stream> stream = Memory();
+  EXPECT_EQ(AsMem(stream)->AttachBuffer(buffer, 8), S_OK);
+  stream->Write("CALLER'S!", 9);
+  EXPECT_EQ(Content(*stream), "CALLER'S!") << "in a new block";
+  EXPECT_STREQ(buffer, "caller's");
+  HGLOBAL const block = GlobalAlloc(GMEM_MOVEABLE, 100);
+  stream = Memory();
+  EXPECT_EQ(AsMem(stream)->Attach(block), S_OK);
+  EXPECT_EQ(stream->GetSize(), GlobalSize(block));
+  stream = Memory();
+  EXPECT_EQ(GlobalFlags(block) & GMEM_LOCKCOUNT, 0u) << "still there, and unlocked";
+  GlobalFree(block);
+}
+
+// ---- buffered
+
+TEST(BufferedStream, ReadsBlocksWithoutSeeking) {
+  std::mt19937 random(7);
+  SpyStream inner(std::string(50000, '\0'));
+  for (char& byte : inner.bytes) byte = static_cast<char>(random() | 1);
+  inner.position = 100;
+  Ref<Stream> stream;
+  ASSERT_EQ(ykCreateBufferedStream(&inner, stream.Receive()), S_OK);
+  EXPECT_EQ(stream->GetPosition(), 100u);
+  EXPECT_EQ(ReadAt(*stream, 4090, 10), inner.bytes.substr(4090, 10));
+  EXPECT_EQ(inner.seeks, 1) << "before the first block only, which starts at 0";
+  EXPECT_EQ(stream->Write("x", 1), E_NOTIMPL);
+  for (int i = 0; i < 2000; ++i) {
+    unsigned const position = random() % 50001, size = random() % (i % 10 ? 100 : 20000);
+    ASSERT_TRUE(ReadAt(*stream, position, size) == inner.bytes.substr(position, size)) << i;
+  }
+  EXPECT_EQ(ReadAt(*stream, ~0u, 1), "") << "out of range is the end";
+  std::string const front = inner.bytes.substr(0, 5000);
+  ASSERT_EQ(ykCreateBufferedStream(&inner, stream.Receive()), S_OK);
+  inner.bytes.resize(5000);
+  EXPECT_EQ(ReadAt(*stream, 0, 9000), front) << "no more than the inner stream has";
+  inner.fault = SpyStream::SEEK;
+  EXPECT_EQ(ReadAt(*stream, 100, 10), "") << "rather nothing than bytes from elsewhere";
 }
 
 }  // namespace

@@ -1,0 +1,294 @@
+#include <qecore/io/xml.h>
+
+#include <memory>
+#include <sstream>
+
+#include "streams.h"
+
+namespace {
+
+using namespace yk;
+
+XmlHelper& Xml() {
+  static Ref<XmlHelper> const helper = Ref<XmlHelper>::Adopt(XmlHelper::Create());
+  return *helper;
+}
+
+using Tree = std::unique_ptr<XmlNode, decltype([](XmlNode* node) { Xml().FreeNode(node); })>;
+
+std::string Saved(XmlNode const* node, unsigned flags) {
+  Ref<Stream> const stream = Memory();
+  EXPECT_EQ(Xml().Save(node, stream.get(), flags), S_OK);
+  return Content(*stream);
+}
+
+/// Null, and `error` is filled, for a document that is refused.
+Tree Loaded(std::string const& bytes, XmlError* error = nullptr) {
+  XmlNode* document = nullptr;
+  HRESULT const result = Xml().Load(Memory(bytes).get(), &document, error);
+  EXPECT_EQ(Succeeded(result), document != nullptr);
+  return Tree(document);
+}
+
+/// "name@attribute=value'text'(child child)" for an element, "!'text'" for a comment, "?'text'" for an
+/// instruction.
+std::wstring Line(XmlNode const* node) {
+  std::wstring line = node->Name().c_str();
+  if (node->Kind() == XML_COMMENT) line += L"!";
+  if (node->Kind() == XML_INSTRUCTION) line += L"?";
+  for (XmlAttribute* a = node->FirstAttribute(); a; a = a->Next()) {
+    line += std::wstring(L"@") + a->Name().c_str() + L"=" + a->Value().c_str();
+  }
+  if (!node->Text().IsEmpty()) line += std::wstring(L"'") + node->Text().c_str() + L"'";
+  for (XmlNode* child = node->FirstChild(); child; child = child->Next()) {
+    line += (child == node->FirstChild() ? L"(" : L" ") + Line(child);
+  }
+  return node->FirstChild() ? line + L")" : line;
+}
+
+std::wstring Line(Tree const& tree) { return tree ? Line(tree.get()) : L"refused"; }
+
+/// The same characters in UTF-16LE, behind a mark. For texts of ASCII.
+std::string Utf16(std::string const& ascii) {
+  std::string bytes = "\xFF\xFE";
+  for (char const c : ascii) (bytes += c) += '\0';
+  return bytes;
+}
+
+// ---- reading
+
+// And back again, from every form that the writer has.
+TEST(XmlReader, ReadsWhatIsWellFormed) {
+  std::pair<std::string, std::wstring> const rows[] = {
+      {"<a x='1' y = \"&lt;'&#x9;\"/>", L"(a@x=1@y=<'\t)"},
+      {"<a x='\t\n\r\n'/>", L"(a@x=   )"},
+      {"<a>&amp;&lt;&gt;&quot;&apos;&#65;&#x42;&#x1F600;</a>", L"(a'&<>\"'AB\xD83D\xDE00')"},
+      {"<a>1<![CDATA[<&]]]]><![CDATA[>]]></a>", L"(a'1<&]]>')"},
+      {"<!--x--><?y z?><a><!--y--><?t?></a><!-- -->", L"(!'x' ?'y z' a(!'y' ?'t') !' ')"},
+      {"<a v='&#10; &#13;&#9;'> &#13; <b> &#10;</b>\n<!--\n- -->&#32;<c/> </a>",
+       L"(a@v=\n \r\t' \r  '(b' \n' !'\n- ' c))"},
+      {"<p>one <b>two</b> three<br/>\n four</p>", L"(p'one  three\n four'(b'two' br))"},
+      {"<a>\n<![CDATA[ ]]>\n<b/></a>", L"(a' \n'(b))"},
+      {"<a>1\r\n2\r3\n4</a>", L"(a'1\n2\n3\n4')"},
+      {"<?xml version='1.0' encoding='utf-8' standalone='yes' ?>\n<a/>", L"(a)"},
+      {"<!DOCTYPE a [<!ENTITY b \"]>'\"> <!-- ' > --> <?p ']>?> ]><a/>", L"(a)"},
+      {"<a>z\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80</a>", L"(a'z\xE9\x4E2D\xD83D\xDE00')"},
+      {"<\xC3\xA9:-.1/>", L"(\xE9:-.1)"},
+      {Utf16("<a/>").substr(2), L"(a)"},
+      {Utf16("<?xml version=\"1.1\" encoding=\"UTF-16\"?><a/>"), L"(a)"},
+  };
+  for (auto const& [bytes, line] : rows) {
+    Tree const document = Loaded(bytes);
+    ASSERT_EQ(Line(document), line) << bytes;
+    for (unsigned flags = 0; flags < 4; ++flags) {
+      std::string const saved = Saved(document.get(), flags);
+      EXPECT_EQ(Line(Loaded(saved)), line) << "written as " << saved;
+    }
+  }
+}
+
+/// Expects that a document is refused at the place of the '^' in it, which is no part of it.
+void ExpectRefused(std::string document, bool utf16 = false, std::string const& tail = {}) {
+  size_t const place = document.find('^');
+  unsigned const line = 1 + static_cast<unsigned>(std::count(&document[0], &document[place], '\n'));
+  size_t const before = place == 0 ? std::string::npos : document.rfind('\n', place - 1);  // -1 is column 1
+  document.erase(place, 1);
+  XmlError error = {};
+  EXPECT_EQ(Line(Loaded((utf16 ? Utf16(document) : document) + tail, &error)), L"refused") << document;
+  EXPECT_EQ(error.code, YK_E_BADFILE) << document;
+  EXPECT_EQ(error.line, line) << document;
+  EXPECT_EQ(error.column, place - before) << document;
+  EXPECT_GT(wcslen(error.text), 8u) << document;
+}
+
+TEST(XmlReader, SaysWhereAndWhyItRefuses) {
+  // a line per subject, a bar between documents
+  std::istringstream documents(
+      "^|  \n ^|^text|<a>^|<a^|<a>^</b>|^</a>|<a></a ^|<a>^</a x>|<a/>^<b/>|<a/>^text|<a/>^&lt;|^< a/>|"
+      "<a x^/>|<a x=^1/>|<a x='1'^y='2'/>|<a x='^<'/>|<a x=^'1/>|^<a\nx='1' y='2'\nx='3'/>|<a ^=''/>|"
+      "<a>\n^&unknown;</a>|<a>^&lt</a>|<a>^&#;</a>|<a>^&#x;</a>|<a>^&#0;</a>|<a>^&#xD800;</a>|"
+      "<a>^&#x110000;</a>|<a>^&#99999999999999999999;</a>|<a>^]]></a>|<a>^<!b></a>|"
+      "<a><!-- ^-- --></a>|<a>^<!--|<a>^<![CDATA[]]</a>|<a/>^<![CDATA[]]>|"
+      "<a><?^1?></a>|<a>^<?x|<a><?x^='1'?></a>|<a/>\n^<?xml version='1.0'?>|"
+      "<a>^<!DOCTYPE a></a>|<!DOCTYPE a>^<!DOCTYPE a><a/>|^<!DOCTYPE a [|<!DOCTYPE a ^]>|<!DOCTYPE ^>|"
+      "^<?xml encoding='UTF-8'?><a/>|^<?xml version='1.x'?><a/>|"
+      "<?xml version='1.0' encoding='^ISO-8859-1'?><a>\xE9</a>|<?xml version='1.0' encoding='^UTF-16'?><a/>|"
+      "<a>^\x01</a>|<a>^\x80</a>|<a>^\xC0\x80</a>|<a>^\xF4\x90\x80\x80</a>|<a>^\xED\xA0\xBD</a>|<a>^\xC3");
+  for (std::string document; std::getline(documents, document, '|');) ExpectRefused(document);
+  ExpectRefused("<a>^", false, std::string("\0</a>", 5));
+  ExpectRefused("<?xml version='1.0' encoding='^UTF-8'?><a/>", true);
+  ExpectRefused("<a/>^", true, "x");
+  ExpectRefused("^", false, std::string("\xFE\xFF\0<\0a", 6));
+}
+
+TEST(XmlReader, LimitsTheDepth) {
+  for (unsigned const depth : {1000u, 1001u, 1000000u}) {
+    std::string start, end;
+    for (unsigned i = 0; i < depth; ++i) start += "<a>", end += "</a>";
+    XmlError error = {};
+    EXPECT_EQ(Loaded(start + end, &error) != nullptr, depth == 1000) << depth;
+    EXPECT_EQ(error.column, depth > 1000 ? 3001u : 0u);
+  }
+}
+
+// Inputs on which a careless reader takes time that grows with the square of their size.
+TEST(XmlReader, TakesLinearTime) {
+  std::string attributes = "<a", children = "<a>";
+  for (int i = 0; i < 10000; ++i) {
+    attributes += " same-beginning-" + std::to_string(i) + "=''";
+    children += "  t<b/>";
+  }
+  EXPECT_FALSE(Loaded(attributes + " same-beginning-7=''/>"));
+  EXPECT_TRUE(Loaded(children + "</a>"));
+}
+
+// ---- writing
+
+TEST(XmlWriter, WritesEveryForm) {
+  Tree const sample = Loaded(
+      "<!--a < b--><!----><?go fast?><root>t<bare/><text>\xE4\xB8\xAD</text>"
+      "<inner v=''><bare/><deep a='1' b='&#9;'/><!--c--></inner></root>");
+  EXPECT_EQ(Xml().AppendChild(sample.get(), Xml().CreateNode(XML_INSTRUCTION, L"")), S_OK);
+  EXPECT_EQ(Saved(sample.get(), XML_COMPACT),
+            "<!--a < b--><!--empty--><?go fast?><root>t<bare/><text>\xE4\xB8\xAD</text>"
+            "<inner v=\"\"><bare/><deep a=\"1\" b=\"&#x9;\"/><!--c--></inner></root><?empty?>");
+  EXPECT_EQ(Saved(sample.get(), XML_LAYOUT),
+            "<!--a < b-->\r\n<!--empty-->\r\n<?go fast?>\r\n<root>\r\n"
+            "t<bare/>\r\n\t<text>\xE4\xB8\xAD</text>\r\n\t<inner v=\"\">\r\n<bare/>\r\n"
+            "\t\t<deep a=\"1\" b=\"&#x9;\"/>\r\n\t\t<!--c-->\r\n\t</inner>\r\n</root>\r\n<?empty?>\r\n");
+}
+
+// Line ends are CR alone in UTF-16, on purpose.
+TEST(XmlWriter, WritesUtf16BehindAMark) {
+  Tree const document = Loaded("<a><b>x</b></a>");
+  XmlNode* const a = document->FirstChild();
+  EXPECT_EQ(Saved(document.get(), XML_UTF16 | XML_LAYOUT), Utf16("<a>\r\t<b>x</b>\r</a>\r"));
+  EXPECT_EQ(Saved(a, XML_UTF16), Utf16("<a><b>x</b></a>")) << "a node alone";
+  Xml().SetText(a, L"\xD83D\xDE00");
+  EXPECT_EQ(Saved(a, XML_COMPACT), "<a>\xED\xA0\xBD\xED\xB8\x80<b>x</b></a>");
+}
+
+TEST(XmlWriter, EscapesTextsAndValues) {
+  wchar_t all[64] = {};
+  for (wchar_t c = 1; c < 64; ++c) all[c - 1] = c;
+  std::string const expected = "&#x9;&#xA;&#xD; !&quot;#$%&amp;&apos;()*+,-./0123456789:;&lt;=&gt;?";
+  wchar_t buffer[200] = {};
+  EXPECT_EQ(Xml().Escape(all, nullptr), expected.size());
+  EXPECT_EQ(Xml().Escape(all, buffer), expected.size());
+  EXPECT_EQ(buffer, std::wstring(expected.begin(), expected.end()));
+  Tree const a(Xml().CreateNode(XML_ELEMENT, L"a"));
+  Xml().SetAttribute(a.get(), L"v", all);
+  Xml().SetText(a.get(), all);
+  EXPECT_EQ(Saved(a.get(), XML_COMPACT), "<a v=\"" + expected + "\">" + expected + "</a>");
+}
+
+TEST(XmlWriter, WritesLongNamesTextsAndValuesWhole) {
+  for (size_t const length : {239u, 240u, 5461u, 5462u, 20000u}) {
+    std::string const name(length, 'n'), text = name + "&amp;";
+    std::string const full =
+        "<" + name + " " + name + "=\"" + text + "\">" + text + "<" + name + "/></" + name + ">";
+    EXPECT_EQ(Saved(Loaded(full).get(), XML_COMPACT), full);
+  }
+}
+
+/// A chain of elements, the innermost with a text. With recursion, the deepest would need many times the stack.
+TEST(XmlWriter, WritesAndFreesTreesOfAnyDepth) {
+  for (unsigned const depth : {300u, 200000u}) {
+    XmlNode* node = Xml().CreateNode(XML_ELEMENT, L"e");
+    Xml().SetText(node, L"x");
+    for (unsigned i = 1; i < depth; ++i) {
+      XmlNode* const parent = Xml().CreateNode(XML_ELEMENT, L"e");
+      EXPECT_EQ(Xml().AppendChild(parent, std::exchange(node, parent)), S_OK);
+    }
+    Tree const chain(node);
+    EXPECT_EQ(Saved(node, XML_COMPACT).size(), depth * 7 + 1);
+    if (depth > 300) continue;
+    std::string const innermost = std::string(299, '\t') + "<e>x</e>";  // more tabs than are kept ready
+    EXPECT_NE(Saved(node, XML_LAYOUT).find("\n" + innermost), std::string::npos);
+    EXPECT_NE(Saved(node, XML_LAYOUT | XML_UTF16).find(Utf16("\r" + innermost).substr(2)), std::string::npos);
+  }
+}
+
+// Line ends and tabs may fill the writer's buffer to its last byte.
+TEST(XmlWriter, WritesLargeDocumentsWhole) {
+  for (size_t length = 1; length < 40; ++length) {
+    std::string expected = "<r>\r\n";
+    for (int i = 0; i < 1000; ++i) expected += "\t<i>" + std::string(length, 'x') + "</i>\r\n";
+    expected += "</r>\r\n";
+    EXPECT_TRUE(Saved(Loaded(expected).get(), XML_LAYOUT) == expected) << length;
+  }
+}
+
+TEST(XmlWriter, StopsAndTellsWhenTheStreamFails) {
+  Tree const whole = Loaded("<a>" + std::string(100000, 'x') + "</a>");
+  for (auto const fault : {SpyStream::SHORT, SpyStream::NONE}) {
+    SpyStream stream;
+    stream.fault = fault;
+    EXPECT_EQ(Xml().Save(whole.get(), &stream, 0), S_OK);
+    EXPECT_EQ(Xml().GetFailure(), stream.failed ? E_FAIL : S_OK);
+    EXPECT_EQ(stream.bytes.size() < 40000, stream.failed);
+  }
+}
+
+// ---- trees
+
+TEST(XmlTree, LinksUnlinksAndFinds) {
+  Tree const document = Loaded("<list><a/><!--note--><b/></list>");
+  XmlNode* const list = document->FirstChild();
+  XmlNode* const a = Xml().FindChild(list, L"a", nullptr);
+  XmlNode* const b = Xml().FindChild(list, nullptr, a);
+  XmlNode* const a2 = Xml().CreateNode(XML_ELEMENT, L"a");
+  EXPECT_EQ(Xml().InsertChild(list, a2, b), S_OK);
+  EXPECT_EQ(Line(list), L"list(a !'note' a b)");
+  EXPECT_EQ(Xml().FindChild(list, L"a", a), a2);
+  EXPECT_EQ(Xml().RemoveNode(b), S_OK);
+  EXPECT_EQ(Xml().RemoveNode(b), YK_E_NOTFOUND);
+  EXPECT_EQ(Xml().InsertChild(list, b, a), S_OK);
+  Xml().FreeNode(a2);
+  EXPECT_EQ(Line(list), L"list(b a !'note')");
+  for (wchar_t const* name : {L"a", L"b", L"c"}) Xml().SetAttribute(b, name, L"old");
+  EXPECT_EQ(Xml().SetAttribute(b, L"b", L"new"), S_OK);
+  for (wchar_t const* name : {L"c", L"a"}) EXPECT_EQ(Xml().RemoveAttribute(b, name), S_OK);
+  EXPECT_EQ(Xml().RemoveAttribute(b, L"c"), YK_E_NOTFOUND);
+  EXPECT_EQ(Xml().SetAttribute(b, L"d", nullptr), S_OK);
+  EXPECT_EQ(Line(b), L"b@b=new@d=");
+}
+
+TEST(XmlTree, RefusesWhatIsNoTree) {
+  Tree const document = Loaded("<outer><inner/></outer><!--c-->"), loose(Xml().CreateNode(XML_ELEMENT, L"e"));
+  XmlNode *const outer = document->FirstChild(), *const inner = outer->FirstChild();
+  EXPECT_EQ(Xml().RemoveNode(outer), S_OK);
+  Tree const owned(outer);
+  std::tuple<XmlNode*, XmlNode*, XmlNode*> const rows[] = {
+      {document->FirstChild(), loose.get(), nullptr},  // a comment has none
+      {outer, document.get(), nullptr},
+      {outer, inner, nullptr},                        // which is there already
+      {inner, outer, nullptr},                        // into itself
+      {outer, loose.get(), document->FirstChild()}};  // before a stranger
+  for (auto const& [parent, node, before] : rows)
+    EXPECT_EQ(Xml().InsertChild(parent, node, before), E_INVALIDARG) << Line(node);
+  EXPECT_EQ(Xml().Save(nullptr, Memory().get(), 0), E_INVALIDARG);
+  EXPECT_EQ(Xml().Load(Memory("<a/>").get(), nullptr, nullptr), E_INVALIDARG);
+}
+
+TEST(XmlTree, RefusesWhatXmlCannotExpress) {
+  std::tuple<uint32_t, std::vector<wchar_t const*>, bool> const rows[] = {
+      {XML_ELEMENT, {nullptr, L"", L"1a", L"a b", L"\xD800", L"a\xDC00", L"-"}, false},
+      {XML_COMMENT, {L"a--b", L"a-", L"\x01", L"\xFFFE"}, false},
+      {XML_INSTRUCTION, {L"a?>", L"XML a", L" a", L"a\xFFFF"}, false},
+      {XML_DOCUMENT, {L""}, false},
+      {2, {L"a"}, false},
+      {XML_COMMENT, {L"a-b"}, true},
+      {XML_INSTRUCTION, {L"xml-a b"}, true}};
+  for (auto const& [kind, contents, taken] : rows) {
+    for (wchar_t const* content : contents)
+      EXPECT_EQ(Tree(Xml().CreateNode(kind, content)) != nullptr, taken) << kind << (content ? content : L"");
+  }
+  Tree const element(Xml().CreateNode(XML_ELEMENT, L"e"));
+  EXPECT_EQ(Xml().SetText(element.get(), L"\xDC00"), E_INVALIDARG);
+  EXPECT_EQ(Xml().SetAttribute(element.get(), L"=", L""), E_INVALIDARG);
+  EXPECT_EQ(Xml().SetName(element.get(), L""), E_INVALIDARG);
+  EXPECT_EQ(Line(element), L"e");
+}
+
+}  // namespace
