@@ -41,8 +41,9 @@ HRESULT Deserializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   Close();
   stream = next;
   failure = S_OK;
-  streamSize = stream->GetSize();
-  fileStart = stream->GetPosition();
+  version = 0;
+  streamSize = next->GetSize();
+  fileStart = next->GetPosition();
   flags = openFlags & chunk::RAW ? openFlags | chunk::NO_TABLES : openFlags;
   if (flags & chunk::RAW) return S_OK;
   return Note(ReadFrame());
@@ -50,13 +51,14 @@ HRESULT Deserializer::Open(Stream* newStream, unsigned openFlags) noexcept {
 
 HRESULT Deserializer::Close() noexcept {
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
-  if (stream && inFrame) SeekTo(*stream, chunks[0].end);
+  if (inFrame) {
+    while (EndChunk()) continue;  // the body and the frame, and what a client left open inside
+  }
   stream.Reset();
   objects.Reset();
   FreeChunks(chunks, capacity);
   depth = -1;
   lost = 0;
-  version = 0;
   inFrame = false;
   return S_OK;
 }
@@ -85,7 +87,8 @@ unsigned Deserializer::GetChunkSize() noexcept { return depth >= 0 && lost == 0 
 bool Deserializer::IsInChunk() noexcept {
   if (depth < 0 || lost > 0 || chunks[depth].ended) return false;
   unsigned const end = chunks[depth].end;
-  return stream->GetPosition() < end;
+  Ref<Stream> const from = stream;
+  return from->GetPosition() < end;
 }
 
 bool Deserializer::EndChunk() noexcept {
@@ -98,7 +101,8 @@ bool Deserializer::EndChunk() noexcept {
   } else {
     --depth;
   }
-  bool const there = Succeeded(Note(SeekTo(*stream, end)));
+  Ref<Stream> const from = stream;
+  bool const there = Succeeded(Note(SeekTo(*from, end)));
   if (!there && depth >= 0) chunks[depth].ended = true;  // else its loop would stand still
   return true;
 }
@@ -110,7 +114,8 @@ HRESULT Deserializer::GetFailure() noexcept { return failure; }
 unsigned Deserializer::GetRemaining() noexcept {
   if (!stream || lost > 0 || (depth >= 0 && chunks[depth].ended)) return 0;
   unsigned const end = depth >= 0 ? chunks[depth].end : streamSize;
-  unsigned const position = stream->GetPosition();
+  Ref<Stream> const from = stream;
+  unsigned const position = from->GetPosition();
   return position < end ? end - position : 0;
 }
 
@@ -128,14 +133,10 @@ HRESULT Deserializer::AddReference(Unknown* object) noexcept {
 /// Reads a header and enters its chunk, which must end at `bound` or before. A corrupt chunk is entered as one
 /// without payload that reaches to `bound`, so that leaving it always goes forward.
 unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
-  if (lost > 0 || !HasRoom(chunks, capacity, depth + 1)) {
-    ++lost;
-    Note(E_OUTOFMEMORY);
-    return 0;
-  }
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
+  Ref<Stream> const from = stream;
   bool const inEnded = depth >= 0 && chunks[depth].ended;
-  unsigned const start = stream->GetPosition();
+  unsigned const start = from->GetPosition();
   unsigned const left = !inEnded && start < bound ? bound - start : 0;
   unsigned char bytes[chunk::HEADER_SIZE] = {};
   bool const whole = left >= sizeof bytes && ReadThere(bytes, sizeof bytes) == sizeof bytes;
@@ -143,6 +144,12 @@ unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
   bool const sound = whole && header.size >= chunk::HEADER_SIZE && header.size <= left;
   unclosed = whole && header.tag == chunk::FILE_FRAME && header.size < chunk::HEADER_SIZE;
   if (!sound && left > 0) Note(unclosed ? E_FAIL : YK_E_BADFILE);
+  if (stream.get() != from.get()) return 0;  // closed by what the stream called
+  if (lost > 0 || !HasRoom(chunks, capacity, depth + 1)) {
+    ++lost;
+    Note(E_OUTOFMEMORY);
+    return 0;
+  }
   OpenChunk const entered = {header.tag, false, header.size - chunk::HEADER_SIZE, start + header.size};
   OpenChunk const corrupt = {0, true, 0, bound};
   chunks[++depth] = sound ? entered : corrupt;
@@ -181,8 +188,12 @@ HRESULT Deserializer::ReadFramePart(unsigned short tag) noexcept {
 HRESULT Deserializer::CheckTable(unsigned short tag) noexcept {
   unsigned offset;
   if (!ReadNumber(offset)) return YK_E_BADFILE;
+  if (offset == 0 && tag == chunk::OBJECT_TABLE) return S_OK;
+  Ref<Stream> const from = stream;
+  // Contract: to the place of the classes' table even when there is none.
+  if (!from || offset > streamSize - fileStart || Failed(SeekTo(*from, fileStart + offset)))
+    return YK_E_BADFILE;
   if (offset == 0) return S_OK;
-  if (offset > streamSize - fileStart || Failed(SeekTo(*stream, fileStart + offset))) return YK_E_BADFILE;
   if (EnterChunk(streamSize) != tag) return YK_E_BADFILE;
   EndChunk();
   return S_OK;
@@ -196,8 +207,10 @@ bool Deserializer::ReadNumber(unsigned& number) noexcept {
 
 /// Reads bytes that are there, as the sizes say; that they are not is a failure. \return bytes read
 unsigned Deserializer::ReadThere(void* buffer, unsigned size) noexcept {
+  Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
+  Ref<Stream> const from = stream;
   HRESULT result;
-  unsigned const done = ReadUpTo(*stream, buffer, size, &result);
+  unsigned const done = ReadUpTo(*from, buffer, size, &result);
   Note(Succeeded(result) && done < size ? E_FAIL : result);
   return done;
 }

@@ -63,7 +63,7 @@ bool file::IsFolder(wchar_t const* path) noexcept {
 }
 
 bool file::GetTempFolder(size_t size, wchar_t* buffer) noexcept {
-  if (!buffer || size == 0) return false;
+  if (!buffer || size == 0) return GetTempPathW(0, nullptr) != 0;
   buffer[0] = 0;
   auto const room = static_cast<DWORD>(size < MAXDWORD ? size : MAXDWORD);
   DWORD const length = GetTempPathW(room, buffer);

@@ -109,7 +109,8 @@ FileStream::FileStream(String const& path, unsigned openFlags) noexcept
     flags = DELETE_AT_END;
     mode = CREATE;
   }
-  status = OpenHandle(mode);
+  bool const named = openFlags & TEMPORARY || name.Length() == path.Length();
+  status = named ? OpenHandle(mode) : E_OUTOFMEMORY;
 }
 
 FileStream::FileStream(String const& path, void* openHandle) noexcept

@@ -60,7 +60,7 @@ Guid const* ByFooter(Stream& stream) noexcept {
 Guid const* ByExtension(Stream& stream) noexcept {
   Ref<FileStream> file;
   String name;
-  if (Failed(stream.QueryInterface(FileStream::Id(), file.ReceiveVoid()))) return nullptr;
+  if (Failed(stream.QueryInterface(FileStream::Id(), file.ReceiveVoid())) || !file) return nullptr;
   if (Failed(file->GetFileName(name))) return nullptr;
   String const extension = name.FileExt();
   for (auto const& row : EXTENSIONS) {
@@ -73,6 +73,7 @@ Guid const* ByExtension(Stream& stream) noexcept {
 
 HRESULT qe_DetectFileType(Stream* stream, Guid& type) noexcept {
   if (!stream) return E_INVALIDARG;
+  Ref<Stream> const kept = Ref<Stream>::Share(stream);
   unsigned const position = stream->GetPosition();
   char bytes[LOOKED_AT];
   bool const enough = ReadUpTo(*stream, bytes, LOOKED_AT) >= NEEDED;

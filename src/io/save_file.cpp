@@ -93,15 +93,15 @@ HRESULT SaveFile::OpenBeside(String const& path) noexcept {
   }
   HANDLE const file = CreateBeside(target, beside);
   if (file != INVALID_HANDLE_VALUE) return Adopt(path, file);
+  HRESULT const result = FileFailure(GetLastError());
   beside.Empty();  // which is another's, or nobody's
-  return FileFailure(GetLastError());
+  return result;
 }
 
 HRESULT SaveFile::Adopt(String const& path, void* handle) noexcept {
   stream = Ref<FileStream>::Adopt(new (std::nothrow) FileStream(path, handle));
-  if (stream) return S_OK;
-  CloseHandle(handle);
-  return E_OUTOFMEMORY;
+  if (!stream) CloseHandle(handle);
+  return stream && stream->name.Length() == path.Length() ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT SaveFile::Commit() noexcept {

@@ -33,7 +33,8 @@ Serializer::~Serializer() {
   FreeChunks(chunks, capacity);
 }
 
-// A stream may be a host's, whose calls lead anywhere: what needs the writer after one holds it meanwhile.
+// A stream may be a host's, whose calls lead anywhere, back into the writer and to its Close as well: what needs the
+// writer or the stream after one holds them meanwhile, and looks again at what it found before.
 
 HRESULT Serializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   if (stream) return E_FAIL;
@@ -41,6 +42,7 @@ HRESULT Serializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   stream = Ref<Stream>::Share(newStream);
   failure = S_OK;
+  place = newStream->GetPosition();
   flags = openFlags & chunk::RAW ? openFlags | chunk::NO_TABLES : openFlags;
   if (!(flags & chunk::RAW)) WriteFrame();
   return S_OK;
@@ -86,12 +88,14 @@ HRESULT Serializer::BeginChunk(unsigned short tag) noexcept { return BeginChunk(
 
 HRESULT Serializer::BeginChunk(unsigned short tag, unsigned short chunkFlags) noexcept {
   if (!stream) return E_FAIL;
+  Ref<Serializer> const self = Ref<Serializer>::Share(this);
+  Ref<Stream> const target = stream;
+  unsigned const start = target->GetPosition();
+  if (stream.get() != target.get()) return E_FAIL;
   if (lost > 0 || !HasRoom(chunks, capacity, depth + 1)) {
     ++lost;
     return Note(E_OUTOFMEMORY);
   }
-  Ref<Serializer> const self = Ref<Serializer>::Share(this);
-  unsigned const start = stream->GetPosition();
   chunks[++depth] = {tag, 0, start, chunkFlags};
   place = start;
   Header const header = HeaderOf(tag);
@@ -102,19 +106,21 @@ HRESULT Serializer::BeginChunk(unsigned short tag, unsigned short chunkFlags) no
 HRESULT Serializer::EndChunk() noexcept {
   if (!stream) return E_FAIL;
   if (lost > 0) return --lost, S_OK;
-  if (depth <= bottom) return E_FAIL;
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
-  unsigned const end = stream->GetPosition();
-  OpenChunk& ended = chunks[depth--];
+  Ref<Stream> const target = stream;
+  unsigned const end = target->GetPosition();
+  if (stream.get() != target.get() || depth <= bottom) return E_FAIL;
+  OpenChunk ended = chunks[depth--];
   ended.size = end - ended.start;
+  place = end;
   if (end < ended.start) {
     Note(E_FAIL);  // the file outgrew 32 bits: no size is right, and no place can be found again
   } else if ((ended.flags & chunk::DROP_IF_EMPTY) && ended.size == chunk::HEADER_SIZE) {
-    Note(SeekTo(*stream, ended.start));  // what comes next overwrites the header
+    place = ended.start;  // what comes next overwrites the header
+    Note(SeekTo(*target, ended.start));
   } else {
-    FillInSize(OpenChunk(ended), end);
+    FillInSize(*target, ended, end);
   }
-  place = end;
   return S_OK;
 }
 
@@ -138,8 +144,9 @@ HRESULT Serializer::Write(void const* data, unsigned size) noexcept {
   if (!stream) return E_FAIL;
   if (lost > 0) return E_OUTOFMEMORY;  // it would stand in the wrong chunk
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
+  Ref<Stream> const target = stream;
   unsigned done = size;  // a stream that does not tell has written all
-  HRESULT const result = stream->Write(data, size, &done);
+  HRESULT const result = target->Write(data, size, &done);
   place += size;
   if (place > UINT_MAX) Note(E_FAIL);  // sizes and positions have 32 bits
   return Note(Succeeded(result) && done < size ? E_FAIL : result);
@@ -147,7 +154,8 @@ HRESULT Serializer::Write(void const* data, unsigned size) noexcept {
 
 HRESULT Serializer::GetFailure() noexcept {
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
-  if (stream && failure == S_OK) Note(stream->GetState());
+  Ref<Stream> const target = stream;
+  if (target && failure == S_OK) Note(target->GetState());
   return failure;
 }
 
@@ -157,16 +165,18 @@ HRESULT Serializer::Note(HRESULT result) noexcept {
   return result;
 }
 
-void Serializer::FillInSize(OpenChunk const& ended, unsigned end) noexcept {
-  // Without its place the size is written nowhere.
-  place = ended.start + sizeof ended.tag;
-  if (Failed(Note(SeekTo(*stream, static_cast<unsigned>(place))))) return;
+/// Writes the size to its place, or, when that is not found, nowhere.
+void Serializer::FillInSize(Stream& target, OpenChunk const& ended, unsigned end) noexcept {
+  unsigned const at = ended.start + static_cast<unsigned>(sizeof ended.tag);
+  if (Failed(Note(SeekTo(target, at)))) return;
+  place = at;
   Write(&ended.size, sizeof ended.size);
-  Note(SeekTo(*stream, end));
+  Note(SeekTo(target, end));
+  place = end;
 }
 
 void Serializer::WriteFrame() noexcept {
-  fileStart = stream->GetPosition();
+  fileStart = static_cast<unsigned>(place);
   BeginChunk(chunk::FILE_FRAME);
   unsigned position;
   WriteNumberChunk(chunk::VERSION, chunk::FILE_VERSION, position);
@@ -181,7 +191,7 @@ void Serializer::WriteFrame() noexcept {
 /// Writes a chunk of one number; `position` is where the number stands.
 void Serializer::WriteNumberChunk(unsigned short tag, unsigned number, unsigned& position) noexcept {
   BeginChunk(tag);
-  position = stream->GetPosition();
+  position = static_cast<unsigned>(place);
   Write(&number, sizeof number);
   EndChunk();
 }

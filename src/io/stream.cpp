@@ -1,6 +1,7 @@
 #include "stream_p.h"
 
 #include <qecore/core/memory.h>
+#include <qecore/core/ref.h>
 #include <qecore/values/str.h>
 #include <qecore/values/string.h>
 
@@ -19,10 +20,11 @@ HRESULT CopyBytes(Stream& source, Stream& target, unsigned char* buffer, unsigne
     if (target.GetState() != S_OK || source.GetState() != S_OK) break;
     unsigned const piece = count < COPY_BUFFER ? count : COPY_BUFFER;
     count -= piece;
-    HRESULT const result = source.Read(buffer, piece);
+    HRESULT result;
+    ReadUpTo(source, buffer, piece, &result);
     if (Failed(result)) return result;
-    target.Write(buffer,
-                 piece);  // its result is not looked at; a target that fails for good says so by its state
+    // The result is not looked at: a target that fails for good says so by its state.
+    target.Write(buffer, piece);
   }
   return S_OK;
 }
@@ -30,6 +32,7 @@ HRESULT CopyBytes(Stream& source, Stream& target, unsigned char* buffer, unsigne
 }  // namespace
 
 HRESULT Stream::ReadText(Stream& stream, String& text) noexcept {
+  Ref<Stream> const kept = Ref<Stream>::Share(&stream);
   uint16_t length = 0;
   ReadUpTo(stream, &length, sizeof length);
   if (!text.Realloc(length)) {  // no memory: what stands behind the text must still be found
@@ -43,6 +46,7 @@ HRESULT Stream::ReadText(Stream& stream, String& text) noexcept {
 }
 
 HRESULT Stream::WriteUtf8(Stream& stream, wchar_t const* text, bool scramble) noexcept {
+  Ref<Stream> const kept = Ref<Stream>::Share(&stream);
   char bytes[UTF8_BUFFER] = {};  // zeros, so that the end of a text that was cut is found
   if (text) str::WToUTF8(text, bytes, UTF8_BUFFER);
   auto const length = static_cast<uint16_t>(strlen(bytes));
@@ -55,16 +59,17 @@ HRESULT Stream::WriteUtf8(Stream& stream, wchar_t const* text, bool scramble) no
 
 HRESULT CopyStream(Stream* source, Stream* target, int start, int count) noexcept {
   if (!source || !target) return E_INVALIDARG;
+  Ref<Stream> const from = Ref<Stream>::Share(source), to = Ref<Stream>::Share(target);
   unsigned const bytes = count < 0 ? source->GetSize() : static_cast<unsigned>(count);
   if (bytes == 0) return S_FALSE;
   unsigned const position = source->GetPosition();
   HRESULT result = source->Seek(start, Stream::FROM_START);
   if (Failed(result)) return result;
   void* const buffer = yk_new(COPY_BUFFER);
-  if (!buffer) return E_OUTOFMEMORY;
-  result = CopyBytes(*source, *target, static_cast<unsigned char*>(buffer), bytes);
+  bool const copies = buffer != nullptr;
+  result = copies ? CopyBytes(*source, *target, static_cast<unsigned char*>(buffer), bytes) : E_OUTOFMEMORY;
   yk_delete(buffer);
-  if (Succeeded(result)) SeekTo(*source, position);
+  if (Succeeded(result) || !copies) SeekTo(*source, position);
   return result;
 }
 

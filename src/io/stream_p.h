@@ -8,14 +8,20 @@
 
 namespace yk {
 
-/// Seeks to a place that may lie beyond the 2 GiB that one signed offset reaches.
+/// Seeks to a place that may lie beyond the 2 GiB that one signed offset reaches. E_FAIL also for a stream that says
+/// that it is elsewhere afterwards.
 inline HRESULT SeekTo(Stream& stream, unsigned position) noexcept {
-  if (position <= LONG_MAX) return stream.Seek(static_cast<long>(position), Stream::FROM_START);
-  HRESULT const result = stream.Seek(LONG_MAX, Stream::FROM_START);
-  if (Failed(result)) return result;
-  unsigned const rest = position - LONG_MAX;  // LONG_MAX + 1 at most: two more steps
-  stream.Seek(static_cast<long>(rest / 2), Stream::FROM_POSITION);
-  return stream.Seek(static_cast<long>(rest - rest / 2), Stream::FROM_POSITION);
+  unsigned at = position;
+  unsigned left = position;
+  HRESULT result = S_OK;
+  for (unsigned origin = Stream::FROM_START; Succeeded(result) && (left > 0 || origin == Stream::FROM_START);
+       origin = Stream::FROM_POSITION) {
+    unsigned const step = left < LONG_MAX ? left : LONG_MAX;
+    left -= step;
+    if (left == 0) at = position;
+    result = stream.Seek(static_cast<long>(step), origin, &at);
+  }
+  return Succeeded(result) && at != position ? E_FAIL : result;
 }
 
 /// Reads up to `size` bytes and zeroes the rest, whatever a careless stream does. \return bytes read

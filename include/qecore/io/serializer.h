@@ -81,7 +81,7 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   ~Serializer();
 
   HRESULT Note(HRESULT result) noexcept;
-  void FillInSize(OpenChunk const& ended, unsigned end) noexcept;
+  void FillInSize(Stream& target, OpenChunk const& ended, unsigned end) noexcept;
   void WriteFrame() noexcept;
   void WriteNumberChunk(unsigned short tag, unsigned number, unsigned& position) noexcept;
 
