@@ -41,11 +41,6 @@ Ref<Image2d> MakeImage(IMG_FORMAT format, int w, int h) {
   return image;
 }
 
-struct MemoryContext {
-  HDC dc = CreateCompatibleDC(nullptr);
-  ~MemoryContext() { DeleteDC(dc); }
-};
-
 }  // namespace
 
 TEST(DeviceContext, IsMadeByItsIdentifierAndReachedByPointerOnly) {
@@ -104,17 +99,6 @@ TEST(DeviceContext, MakesAndKeepsItsSurface) {
   EXPECT_EQ(dc->Create(INT_MAX, INT_MAX), E_FAIL);
   EXPECT_EQ(dc->DrawLine({0, 0}, {9, 9}), S_FALSE);
   EXPECT_EQ(dc->Clear(WHITE), E_FAIL);
-}
-
-TEST(DeviceContext, CutsItsClipToTheSurface) {
-  Ref<IDC> const dc = MakeSurface(100, 50, false);
-  dc->SetClip({-5, -5, 500, 500});
-  EXPECT_EQ(dc->clip, xrect2d(0, 0, 100, 50));
-  dc->SetOrigin(90, 40);
-  EXPECT_TRUE(dc->IsVisible({9, 9, 99, 99}));
-  EXPECT_FALSE(dc->IsVisible({INT_MIN, INT_MIN, -90, INT_MAX}));
-  EXPECT_EQ(dc->FillRect(INT_MAX - 2, 0, 9, 9), S_FALSE);
-  EXPECT_EQ(dc->FillRect({INT_MIN, INT_MIN, INT_MAX, INT_MAX}), S_OK);
 }
 
 TEST(DeviceContext, ClearsEverything) {
@@ -179,10 +163,8 @@ TEST(DeviceContext, FramesPaintEachPixelOnceAndBevelsAreMitred) {
     int width;            // of a bevel; 0: a frame
     char const* painted;  // by a bevel 1 light, 2 dark
   } const rows[] = {{{1, 1, 5, 4}, 0, "000000/011110/010010/011110/000000/"},
-                    {{1, 1, 3, 3}, 0, "000000/011000/011000/000000/000000/"},
                     {{4, 3, 9, 9}, 0, "000000/000000/000000/000011/000010/"},
                     {{2, 2, 2, 2}, 0, "000000/000000/000000/000000/000000/"},
-                    {{0, 0, 6, 5}, 1, "111112/100002/100002/100002/222222/"},
                     {{0, 0, 6, 5}, 2, "111112/111122/110022/122222/222222/"},
                     {{0, 0, 6, 5}, INT_MAX, "111112/111122/112222/122222/222222/"},
                     {{1, 1, 4, 9}, 2, "000000/011200/012200/012200/012200/"},
@@ -259,12 +241,12 @@ TEST(DeviceContext, BlitsWithAndWithoutItsMemoryDC) {
 }
 
 TEST(Attached, DrawsIntoTheImage) {
-  MemoryContext const memory;
+  Ref<IDC> const memory = MakeSurface(1, 1, false);
   for (IMG_FORMAT format : {IMG_BGR24, IMG_BGRA32}) {
     Ref<Image2d> const image = MakeImage(format, 9, 5);
     Ref<IDC> const dc = MakeSurface(3, 3, false);
     dc->SetMode(IDC::MODE_INVERT);
-    EXPECT_EQ(dc->Attach(memory.dc, image.get()), S_OK);
+    EXPECT_EQ(dc->Attach(memory->memoryDC, image.get()), S_OK);
     EXPECT_EQ(dc->surfaceBitmap, nullptr);
     EXPECT_EQ(dc->hasAlpha, format == IMG_BGRA32);
     EXPECT_EQ(dc->clip, xrect2d(0, 0, 9, 5));
@@ -276,7 +258,7 @@ TEST(Attached, DrawsIntoTheImage) {
     EXPECT_EQ(dc->FillRect(0, 0, 9, 9), S_FALSE);
   }
   Ref<IDC> const dc = MakeSurface(3, 3, false);
-  EXPECT_EQ(dc->Attach(memory.dc, MakeImage(IMG_GRAY8, 2, 2).get()), E_INVALIDARG);
+  EXPECT_EQ(dc->Attach(memory->memoryDC, MakeImage(IMG_GRAY8, 2, 2).get()), E_INVALIDARG);
   HDC const own = dc->memoryDC;
   EXPECT_EQ(dc->Attach(own, MakeImage(IMG_BGR24, 2, 2).get()), S_OK);
   EXPECT_EQ(GetObjectType(own), static_cast<DWORD>(OBJ_MEMDC));
@@ -322,7 +304,7 @@ TEST(Attached, DrawsImagesThroughACallback) {
 TEST(Attached, LeavesNoGdiObjectsBehind) {
   auto const cycle = [&](int i) {
     Ref<Image2d> const image = MakeImage(i & 1 ? IMG_BGR24 : IMG_BGRA32, 6, 6);
-    MemoryContext const memory;
+    Ref<IDC> const memory = MakeSurface(1, 1, false);
     Ref<IDC> const dc = MakeSurface(4, 4, i & 2);
     POINT const triangle[] = {{0, 0}, {3, 0}, {0, 3}};
     xrect2d r(0, 0, 4, 4);
@@ -332,7 +314,7 @@ TEST(Attached, LeavesNoGdiObjectsBehind) {
     if (i % 7 == 1) dc->ReleaseDC();
     if (i % 7 == 2) dc->Detach();
     if (i % 3 == 0) dc->Attach(dc->memoryDC, image.get());
-    dc->Attach(i % 7 == 3 ? dc->memoryDC : memory.dc, image.get());
+    dc->Attach(i % 7 == 3 ? dc->memoryDC : memory->memoryDC, image.get());
     if (i % 4 == 0) dc->Detach();
   };
   for (int i = 0; i < 420; ++i) cycle(i);

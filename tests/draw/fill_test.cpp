@@ -64,6 +64,9 @@ TEST(Fill, ModesKnowTheirSurface) {
   plain->SetMode(3);
   EXPECT_EQ(plain->SetMode(4), 3u);
   EXPECT_EQ(plain->SetMode(9), 0u);
+  EXPECT_EQ(plain->FillRect(INT_MAX - 2, 0, 9, 9), S_FALSE);
+  EXPECT_TRUE(plain->IsVisible({INT_MIN, INT_MIN, INT_MAX, INT_MAX}));
+  EXPECT_FALSE(plain->IsVisible({4, 0, 9, 9}));
   plain->mode = 5;  // written past the setter: must not walk 24-bit pixels as 32-bit ones
   EXPECT_EQ(plain->FillRect(0, 0, 4, 4), E_NOTIMPL);
 }

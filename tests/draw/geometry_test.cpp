@@ -13,10 +13,7 @@ namespace {
 constexpr matrix2d A = {2, 3, 5, 7, 11, 13};
 constexpr matrix2d B = {17, 19, 23, 29, 31, 37};
 
-void ExpectElements(matrix2d const& m, matrix2d const& expected) {
-  EXPECT_EQ(memcmp(&m, &expected, sizeof m), 0)
-      << m.m11 << ' ' << m.m12 << ' ' << m.m21 << ' ' << m.m22 << ' ' << m.dx << ' ' << m.dy;
-}
+bool AreEqual(matrix2d const& a, matrix2d const& b) { return memcmp(&a, &b, sizeof a) == 0; }
 
 }  // namespace
 
@@ -24,16 +21,16 @@ TEST(Matrix2d, ComposesAndSetsByItsFormulas) {
   matrix2d first = A, second = B, m = A;
   first.Transform(B);
   second.Transform(A, second);
-  ExpectElements(first, {129, 184, 191, 272, 465, 667});
-  ExpectElements(second, first);
+  EXPECT_PRED2(AreEqual, first, (matrix2d{129, 184, 191, 272, 465, 667}));
+  EXPECT_PRED2(AreEqual, second, first);
   m.Scale(point2df{2, 10});
   m.Rotate(0);
   m.Offset(point2df{10, 20});
-  ExpectElements(m, {4, 6, 50, 70, 32, 150});
+  EXPECT_PRED2(AreEqual, m, (matrix2d{4, 6, 50, 70, 32, 150}));
   m.OffsetTo(point2df{-1, -2});
-  ExpectElements(m, {4, 6, 50, 70, -1, -2});
+  EXPECT_PRED2(AreEqual, m, (matrix2d{4, 6, 50, 70, -1, -2}));
   m.SetRotate(0.5);
-  ExpectElements(m, {cos(0.5), sin(0.5), -sin(0.5), cos(0.5), 0, 0});
+  EXPECT_PRED2(AreEqual, m, (matrix2d{cos(0.5), sin(0.5), -sin(0.5), cos(0.5), 0, 0}));
 }
 
 TEST(Matrix2d, ElementsHaveRowsAndColumns) {
