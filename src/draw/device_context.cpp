@@ -40,10 +40,17 @@ void MakeMemoryDC(IDC& dc) noexcept {
   }
 }
 
-// Takes the bitmap out of a device context: the one that each begins with comes back.
-void Unselect(HDC dc) noexcept {
+// Takes the bitmap out of a device context: the one before it comes back, or that which each begins with.
+void Unselect(HDC dc, HGDIOBJ before) noexcept {
+  if (before && SelectObject(dc, before)) return;
   draw::MemoryDC const fresh;
   SelectObject(dc, GetCurrentObject(fresh, OBJ_BITMAP));
+}
+
+// Shifted before it is made a rectangle: the last position of the range is a pixel, too.
+xrect2d PixelOnSurface(IDC const& dc, int x, int y) noexcept {
+  int const left = AddClamped(x, dc.originX), top = AddClamped(y, dc.originY);
+  return {left, top, AddClamped(left, 1), AddClamped(top, 1)};
 }
 
 // Device contexts go first: a bitmap that is selected cannot be deleted. One of them may be kept; it is still
@@ -51,7 +58,7 @@ void Unselect(HDC dc) noexcept {
 void FreeSurface(IDC& dc, HDC wanted = nullptr) noexcept {
   HDC const own = OwnsSurface(dc) ? dc.memoryDC : nullptr;
   HDC const kept = wanted && (wanted == own || wanted == dc.foreignDC) ? wanted : nullptr;
-  if (kept) Unselect(kept);
+  if (kept) Unselect(kept, kept == own ? dc.previousObject : nullptr);
   if (dc.foreignDC && dc.foreignDC != kept) DeleteDC(dc.foreignDC);
   if (own && own != kept) DeleteDC(own);
   if (dc.surfaceBitmap) DeleteObject(dc.surfaceBitmap);
@@ -69,7 +76,7 @@ HRESULT MakeSurface(IDC& dc, int w, int h) noexcept {
   dc.height = h;
   dc.bytesPerPixel = dc.hasAlpha ? 4 : 3;
   dc.stride = ClampToInt(rowBytes);
-  if (rowBytes > INT32_MAX) return E_FAIL;
+  if (rowBytes * h > INT32_MAX) return E_FAIL;
   dc.surfaceBitmap = draw::MakeSection(w, dc.topDown ? -h : h, BitCount(dc.hasAlpha), &dc.bits);
   if (!dc.surfaceBitmap) return E_FAIL;
   MakeMemoryDC(dc);
@@ -251,15 +258,15 @@ HRESULT IDC::SetColor(unsigned color) noexcept {
 // ---- pixels and colour
 
 unsigned IDC::GetPixel(int x, int y) noexcept {
-  xrect2d pixel(x, y, AddClamped(x, 1), AddClamped(y, 1));
-  if (!draw::ShiftAndClip(*this, pixel)) return 0;
+  xrect2d pixel = PixelOnSurface(*this, x, y);
+  if (!draw::ClipToSurface(*this, pixel)) return 0;
   unsigned char const* const p = draw::PixelAt(*this, pixel.top, pixel.left);
   return OPAQUE_BLACK | unsigned{p[0]} << 16 | unsigned{p[1]} << 8 | unsigned{p[2]};
 }
 
 bool IDC::BlendPixel(int x, int y, unsigned color) noexcept {
-  xrect2d pixel(x, y, AddClamped(x, 1), AddClamped(y, 1));
-  if (!draw::ShiftAndClip(*this, pixel)) return false;
+  xrect2d pixel = PixelOnSurface(*this, x, y);
+  if (!draw::ClipToSurface(*this, pixel)) return false;
   draw::BlendInto(draw::PixelAt(*this, pixel.top, pixel.left), color);
   return true;
 }

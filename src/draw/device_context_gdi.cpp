@@ -293,7 +293,8 @@ HRESULT IDC::PaintText(wchar_t const* text, int length, xrect2d* r, unsigned for
   int const count = length >= 0 ? length : ClampToInt(static_cast<int64_t>(wcslen(text)));
   // the text is the caller's to change, so GDI may not put an ellipsis into it
   Text const given = {text, count, format & ~static_cast<unsigned>(DT_MODIFYSTRING)};
-  if (format & DT_CALCRECT) return MeasureText(*this, given, *r);
+  bool const measures = (format & DT_CALCRECT) && !(format & DT_TABSTOP);  // whose width is in the same bits
+  if (measures) return MeasureText(*this, given, *r);
   if (!bits || count == 0) return S_FALSE;
   if (!draw::CanPaint(*this)) return E_NOTIMPL;
   xrect2d area = TextArea(*this, given, *r);

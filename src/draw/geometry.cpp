@@ -50,6 +50,12 @@ void ExtendOneEnd(int& low, int& high, int value) noexcept {
   }
 }
 
+// Makes an empty range one unit long; at the end of the numbers it grows the other way.
+void Widen(LONG& low, LONG& high) noexcept {
+  if (low != high) return;
+  high < INT32_MAX ? ++high : --low;
+}
+
 template <class Number>
 void Order(Number& a, Number& b) noexcept {
   if (a > b) std::swap(a, b);
@@ -293,8 +299,8 @@ RECTL matrix2d::RectTransform(RECTL const& r) const noexcept {
   POINT b = MapToIntegers<POINT>(*this, r.right, r.bottom);
   Order(a.x, b.x);
   Order(a.y, b.y);
-  if (a.x == b.x) b.x = AddClamped(a.x, 1);
-  if (a.y == b.y) b.y = AddClamped(a.y, 1);
+  Widen(a.x, b.x);
+  Widen(a.y, b.y);
   return {a.x, a.y, b.x, b.y};
 }
 

@@ -107,14 +107,17 @@ LinePattern Polyline::Walk(Raster& raster, LinePattern pattern) const noexcept {
   unsigned const firstStep = pattern.phase + 1;
   bool isFirst = true, firstIsSteep = false, wasSteep = false;
   int const lines = closed ? count : count - 1;
+  auto const next = [this](int i) { return At(i + 1 < count ? i + 1 : 0); };
+  int closing = closed ? lines - 1 : -1;  // a last point that repeats the first adds no line
+  while (closing >= 0 && At(closing) == next(closing)) --closing;
   for (int i = 0; i < lines; ++i) {
-    point2d const a = At(i), b = At(i + 1 < count ? i + 1 : 0);
+    point2d const a = At(i), b = next(i);
     if (a == b) continue;  // seen with what is added, which may have swallowed a tiny difference
     LineWalk const line(a, b, raster.area);
     bool const isSteep = line.IsSteep();
     if (isFirst) firstIsSteep = isSteep;
     JointStep const start = {!isFirst, isSteep != wasSteep, pattern.phase};
-    JointStep const end = {i == count - 1, isSteep != firstIsSteep, firstStep};
+    JointStep const end = {i == closing, isSteep != firstIsSteep, firstStep};
     WalkLine(line, pattern, start, end, [&](int x, int y, unsigned char share) { raster.Plot(x, y, share); });
     isFirst = false;
     wasSteep = isSteep;

@@ -270,6 +270,7 @@ ykUndoItem* UndoManager::DoRecordValue(Unknown* object, unsigned key, bool merge
 
 /// The item of the last transaction that records the property; null also when a redo is possible.
 ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key, Transaction*& holder) noexcept {
+  if (CanRedo()) return nullptr;
   Transaction* const last = GetLastTransaction();  // which of a derived manager may be one that is not ours
   Transaction* const ours = last == Entry(position) ? last : nullptr;
   Pin const pin(ours);
@@ -299,10 +300,11 @@ ykUndoItem* UndoManager::AddRecord(Unknown* object, unsigned key, Transaction*& 
 
 HRESULT UndoManager::DoClear() noexcept {
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
-  // One by one, so that an item whose destructor looks at the manager sees a history that holds together.
+  // One by one, so that an item whose destructor looks at the manager sees a history that holds together. One that
+  // commits meanwhile is cleared as well, but does not keep this going for ever.
   // `count` stays as it was: that is intended.
   position = 0;
-  for (int left = Entries(); left > 0 && Entries() > 0; --left) DropLast();
+  for (int left = 2 * Entries(); left > 0 && Entries() > 0; --left) DropLast();
   position = 0;
   Changed();
   return S_OK;

@@ -33,6 +33,8 @@ struct IADJUSTMENT {
   /// Stores the settings, of each its low 16 bits, and fills the table. With the other setting at 0, each
   /// leaves black and white where they are.
   YK_API void Init(int lift, int contrast) noexcept;
+  // Both only read the table: `const` is kept, since callers have been compiled with it.
+
   /// Replaces bytes in place.
   YK_API void Translate(unsigned char* bytes, size_t count) const noexcept;
   /// Maps the three colour channels; alpha stays.
