@@ -6,6 +6,7 @@
 #include <qecore/values/string.h>
 
 #include <algorithm>
+#include <filesystem>
 
 #include "image/support.h"
 #include "run_tool.h"
@@ -70,6 +71,8 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
   MakePicture(L"good.png", 5, 4);
   folder.Write(L"text.txt", "this is no picture at all");
   folder.Write(L"cut.png", folder.Read(L"good.png").substr(0, 50));
+  folder.Write(L"huge.bin", "");
+  std::filesystem::resize_file(folder.Path(L"huge.bin"), uint64_t{1} << 32);  // 0 in the 32 bits of a stream
   std::pair<wchar_t const*, std::vector<std::string>> const rows[] = {
       {L"", {"subcommand"}},
       {L"info", {"files"}},
@@ -85,8 +88,9 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"convert good.png out.jpg --quality 101", {"101"}},
       {L"convert good.png nowhere\\out.png", {"nowhere", "not found"}},
       {L"convert good.png good.png text.txt", {"text.txt", "folder"}},
-      {L"info good.png --cache good.png", {"good.png", "no plug-in cache"}},
-      {L"plugins . --cache text.txt", {"text.txt", "no plug-in cache"}},
+      {L"info good.png --cache good.png", {"good.png", "not a plug-in cache"}},
+      {L"plugins . --cache text.txt", {"text.txt", "not a plug-in cache"}},
+      {L"plugins . --cache huge.bin", {"huge.bin", "not a plug-in cache"}},
       {L"xml text.txt -o good.png", {"text.txt:1:1"}},
       {L"dump text.txt", {"text.txt", "offset 0"}},
   };
@@ -244,6 +248,15 @@ TEST_F(Tool, DumpsWhatADamagedFileStillHolds) {
   folder.Write(L"deep.obj", deep);
   EXPECT_THAT(Good(L"dump deep.obj"), HasSubstr("29994  " + std::string(80, ' ') + "7, 0 bytes\n"));
   EXPECT_THAT(Run(L"dump --xml deep.obj").err, HasSubstr("too deep for XML"));
+  // Beside the chunks of each level there is a chain that breaks at the end: too many tries to show all levels.
+  std::string slow;
+  for (unsigned size = 12 * 20000; size; size -= 12) {
+    slow +=
+        {'\7', '\0', char(size), char(size >> 8), char(size >> 16), '\0', '\7', '\0', 12, '\0', '\0', '\0'};
+  }
+  folder.Write(L"slow.obj", slow);
+  std::string const shown = Good(L"dump slow.obj");
+  EXPECT_LT(std::count(shown.begin(), shown.end(), '\n'), 1000);
 }
 
 }  // namespace

@@ -18,6 +18,11 @@ namespace {
 // As much plain data as the library itself puts before chunks in one payload.
 constexpr size_t LONGEST_PREFIX = 16;
 
+// How many chunks may be passed over while payloads are tried, for each header that the file has room for. Honest
+// files need a few. A crafted one, in which every level holds a chain that breaks only at the end of the file, would
+// need the square of its size.
+constexpr size_t HOPS_PER_HEADER = 64;
+
 // Little-endian.
 uint64_t Number(Bytes bytes) {
   uint64_t number = 0;
@@ -40,30 +45,10 @@ bool IsSound(Header const& header, Bytes bytes) {
   return header.tag && header.size >= chunk::HEADER_SIZE && header.size <= bytes.size();
 }
 
-// True when sound chunks, at least one, fill the bytes exactly.
-bool AreChunks(Bytes bytes) {
-  if (bytes.empty()) return false;
-  while (!bytes.empty()) {
-    Header const header = ReadHeader(bytes);
-    if (!IsSound(header, bytes)) return false;
-    bytes = bytes.subspan(header.size);
-  }
-  return true;
-}
-
-// Of a payload, what its chunks fill: all behind a short prefix, or nothing.
-Bytes ChunksIn(Bytes payload) {
-  size_t const longest = std::min(LONGEST_PREFIX, payload.size());
-  for (size_t prefix = 0; prefix <= longest; ++prefix) {
-    Bytes const rest = payload.subspan(prefix);
-    if (AreChunks(rest)) return rest;
-  }
-  return payload.last(0);
-}
-
 class Parser {
  public:
-  explicit Parser(Bytes bytes) : file(bytes) {}
+  explicit Parser(Bytes bytes)
+      : file(bytes), hopsLeft((bytes.size() / chunk::HEADER_SIZE + 1) * HOPS_PER_HEADER) {}
 
   ChunkTree Parse() && {
     Header const header = ReadHeader(file);
@@ -85,6 +70,28 @@ class Parser {
     Bytes rest;  // chunks that stand one behind the other
     size_t parent;
   };
+
+  // True when sound chunks, at least one, fill the bytes exactly.
+  bool AreChunks(Bytes bytes) {
+    if (bytes.empty()) return false;
+    while (!bytes.empty()) {
+      Header const header = ReadHeader(bytes);
+      if (hopsLeft == 0 || !IsSound(header, bytes)) return false;
+      --hopsLeft;
+      bytes = bytes.subspan(header.size);
+    }
+    return true;
+  }
+
+  // Of a payload, what its chunks fill: all after a short prefix, or nothing.
+  Bytes ChunksIn(Bytes payload) {
+    size_t const longest = std::min(LONGEST_PREFIX, payload.size());
+    for (size_t prefix = 0; prefix <= longest; ++prefix) {
+      Bytes const rest = payload.subspan(prefix);
+      if (AreChunks(rest)) return rest;
+    }
+    return payload.last(0);
+  }
 
   // Takes the next chunk of the innermost level. The level ends with its bytes, or at the first that is no chunk.
   void Step() {
@@ -120,14 +127,15 @@ class Parser {
     if (!tree.damage.empty()) return;  // the first is the cause
     size_t const offset = OffsetOf(bytes);
     if (bytes.size() < chunk::HEADER_SIZE) {
-      tree.damage = Format("%zu bytes at offset %zu are no chunk", bytes.size(), offset);
+      tree.damage = Format("%zu bytes at offset %zu are not a chunk", bytes.size(), offset);
     } else {
-      tree.damage = Format("the chunk at offset %zu (tag %u) claims %zu bytes, and %zu are there", offset,
+      tree.damage = Format("the chunk at offset %zu (tag %u) claims %zu bytes, but only %zu are left", offset,
                            header.tag, header.size, bytes.size());
     }
   }
 
   Bytes file;
+  size_t hopsLeft;
   ChunkTree tree;
   std::vector<Level> open;
 };

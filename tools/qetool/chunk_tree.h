@@ -37,8 +37,8 @@ struct ChunkTree {
   std::string damage;
 };
 
-/// Payloads do not say whether they hold chunks: one does when chunks fill it exactly, behind at most a few bytes
-/// of plain data.
+/// Payloads do not say whether they hold chunks: one does when chunks fill it exactly, after at most a few bytes of
+/// plain data. The time is linear: once a file has cost more tries than any honest one, its payloads count as plain.
 ChunkTree ParseChunks(Bytes file);
 
 /// "body", "class", ... for the tags that the library itself writes; null for others. `parent` is null at the

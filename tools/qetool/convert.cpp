@@ -56,7 +56,7 @@ bool ParseNumbers(std::string const& text, char separator, int missing, int* num
 Step SizeStep(std::string const& text) {
   int size[2];
   if (!ParseNumbers(text, 'x', 0, size, 2) || (!size[0] && !size[1])) {
-    throw Failure{"--size " + text + ": it has to be WIDTHxHEIGHT, WIDTHx or xHEIGHT, such as 640x480"};
+    throw Failure{"--size " + text + ": it must be WIDTHxHEIGHT, WIDTHx or xHEIGHT, such as 640x480"};
   }
   return {"resize", [width = size[0], height = size[1]](ImageRef& image) {
             auto const inProportion = [](int length, int mine,
@@ -72,7 +72,7 @@ Step SizeStep(std::string const& text) {
 Step CropStep(std::string const& text) {
   int edge[4];
   if (!ParseNumbers(text, ',', -1, edge, 4)) {
-    throw Failure{"--crop " + text + ": it has to be LEFT,TOP,RIGHT,BOTTOM, such as 10,10,200,150"};
+    throw Failure{"--crop " + text + ": it must be LEFT,TOP,RIGHT,BOTTOM, such as 10,10,200,150"};
   }
   return {"crop", [left = edge[0], top = edge[1], right = edge[2], bottom = edge[3]](ImageRef& image) {
             Crop(image, left, top, right, bottom);
@@ -82,7 +82,7 @@ Step CropStep(std::string const& text) {
 Step FlipStep(std::string const& text) {
   if (text == "h") return {"flip", FlipHorizontally};
   if (text == "v") return {"flip", FlipVertically};
-  throw Failure{"--flip " + text + ": it has to be h (left and right change places) or v (top and bottom)"};
+  throw Failure{"--flip " + text + ": it must be h (swaps left and right) or v (swaps top and bottom)"};
 }
 
 std::vector<Step> PlanSteps(Options const& options) {
@@ -117,7 +117,7 @@ std::vector<Job> PlanJobs(Options const& options) {
 
   output.erase(output.find_last_not_of("/\\") + 1);
   if (!output.empty() && Failed(file::NewFolderEx(ToWide(output)))) {
-    throw Failure{"cannot make the folder " + output + ": a file stands there, or access is denied"};
+    throw Failure{"cannot make the folder " + output + ": a file of that name exists, or access is denied"};
   }
   std::vector<Job> jobs;
   std::set<std::string> taken;

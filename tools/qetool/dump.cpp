@@ -47,7 +47,7 @@ void Run(std::string const& path, bool asXml) {
   } else {
     for (ChunkNode const& node : tree.nodes) Print(node, tree.ParentOf(node));
   }
-  if (!tree.damage.empty()) throw Failure{path + " is damaged or no object file: " + tree.damage};
+  if (!tree.damage.empty()) throw Failure{path + " is damaged or not an object file: " + tree.damage};
 }
 
 }  // namespace

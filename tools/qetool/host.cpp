@@ -38,6 +38,15 @@ String DefaultCache(String const& folder) {
   return cache;
 }
 
+// The size of a stream has 32 bits: that of a file of a multiple of 4 GiB is 0.
+bool IsEmpty(Stream& file) {
+  char first;
+  unsigned done = 0;
+  bool const isEmpty = Succeeded(file.Read(&first, 1, &done)) && done == 0;
+  file.Seek(0, Stream::FROM_START, nullptr);
+  return isEmpty;
+}
+
 bool IsCache(Stream& file) {
   Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
   if (!reader || Failed(reader->Open(&file, 0))) return false;
@@ -51,7 +60,7 @@ void CheckCache(std::string const& path) {
   if (result == YK_E_NOTFOUND) return;
   std::string const doing = "cannot keep the cache in " + path + ": ";
   if (Failed(result)) throw Failure{doing + Reason(result)};
-  if (file->GetSize() && !IsCache(*file)) throw Failure{doing + "there is a file that is no plug-in cache"};
+  if (!IsEmpty(*file) && !IsCache(*file)) throw Failure{doing + "it exists and is not a plug-in cache"};
 }
 
 std::string TextOf(Map* map, unsigned key) {

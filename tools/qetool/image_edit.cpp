@@ -79,7 +79,7 @@ IMG_FORMAT FormatByName(std::string const& name) {
     if (EqualNoCase(facts.name, name)) return facts.format;
     known += (known.empty() ? "" : ", ") + std::string(facts.name);
   }
-  throw Failure{"there is no pixel format " + name + ": it has to be one of " + known};
+  throw Failure{"unknown pixel format " + name + ": it must be one of " + known};
 }
 
 IMG_FORMAT PlainFormat(Image2d const& image) { return HasAlpha(image) ? IMG_BGRA32 : IMG_BGR24; }
@@ -89,7 +89,7 @@ void ChangeFormat(ImageRef& image, IMG_FORMAT format) {
   std::vector<IMG_FORMAT> const way = FindWay(image->format, format);
   if (way.empty()) {
     throw Failure{
-        Format("cannot make %s of %s: no converter leads there", Name(format), Name(image->format))};
+        Format("cannot convert %s to %s: there is no such conversion", Name(image->format), Name(format))};
   }
   for (IMG_FORMAT const step : way) image = Rescaled(*image, image->width, image->height, step);
 }

@@ -35,10 +35,10 @@ Ref<ykFlt2d> CreateFilter(Guid const& classId, std::string const& doing) {
   Ref<Unknown> object;
   HRESULT const result = CreateInterface(classId, object.ReceiveVoid());
   if (result == YK_E_NOTFOUND) throw Failure{doing + ": no plug-in knows the format " + TypeName(classId)};
-  if (Failed(result)) throw Failure{doing + ": its plug-in does not start, " + Reason(result)};
+  if (Failed(result)) throw Failure{doing + ": its plug-in cannot be started, " + Reason(result)};
   Ref<ykFlt2d> filter;
   if (Failed(object->QueryInterface(ids::FLT_2D, filter.ReceiveVoid()))) {
-    throw Failure{doing + ": its plug-in is for no pictures"};
+    throw Failure{doing + ": its plug-in is not for pictures"};
   }
   return filter;
 }
@@ -96,7 +96,7 @@ Guid FilterFor(Host const& host, std::string const& path) {
     }
   }
   if (known.empty()) throw Failure{"cannot write " + path + ": no plug-ins in " + host.PluginFolder()};
-  throw Failure{"cannot write " + path + ": its extension is none of " + known};
+  throw Failure{"cannot write " + path + ": its extension must be one of " + known};
 }
 
 void SavePicture(Guid const& filterClass, Image2d& image, std::string const& path, unsigned options) {

@@ -86,8 +86,7 @@ void XmlDocument::Save(std::string const& path, unsigned flags) {
   Ref<Stream> stream;
   HRESULT result = MemStream::Create(stream.Receive());
   if (Succeeded(result)) result = helper->Save(root, stream.get(), flags);
-  if (Succeeded(result))
-    result = stream->GetState();  // Save itself does not tell of bytes that found no place
+  if (Succeeded(result)) result = helper->GetFailure();  // Save does not tell of bytes that found no place
   if (Failed(result))
     throw Failure{"cannot write " + (path.empty() ? "the document" : path) + ": " + Reason(result)};
   unsigned const size = stream->GetSize();
@@ -139,9 +138,8 @@ void AddXml(CLI::App& app, Host&) {
   command.add_option("-o,--output", options->output, "File to write; standard output else")
       ->type_name("FILE");
   command.footer(
-      "Declarations and document types are not kept. A document that is not well formed is told of with "
-      "line\n"
-      "and column, and nothing is written.");
+      "Declarations and document types are not kept. A document that is not well formed is reported with\n"
+      "line and column, and nothing is written.");
   command.callback([options] { Run(*options); });
 }
 
