@@ -76,7 +76,7 @@ HRESULT MakeSurface(IDC& dc, int w, int h) noexcept {
   dc.height = h;
   dc.bytesPerPixel = dc.hasAlpha ? 4 : 3;
   dc.stride = ClampToInt(rowBytes);
-  if (rowBytes * h > INT32_MAX) return E_FAIL;
+  if (h > INT32_MAX / rowBytes) return E_FAIL;
   dc.surfaceBitmap = draw::MakeSection(w, dc.topDown ? -h : h, BitCount(dc.hasAlpha), &dc.bits);
   if (!dc.surfaceBitmap) return E_FAIL;
   MakeMemoryDC(dc);

@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <set>
-#include <sstream>
 #include <tuple>
 
 #include "support/temp_folder.h"
@@ -13,7 +12,7 @@ namespace {
 using namespace yk;
 
 TEST(RegularCompare, MatchesNames) {
-  // a pattern; the names that it matches, then others, a bar behind each
+  // a pattern; the names that it matches, then others, a bar after each
   std::tuple<wchar_t const*, std::wstring, std::wstring> const rows[] = {
       {L"", L"|", L"a|"},
       {L"*.*", L"|a|a.b|", L""},
@@ -30,9 +29,10 @@ TEST(RegularCompare, MatchesNames) {
       {L"*[.]b", L"a.b|", L"ab|"}};
   for (auto const& [pattern, good, bad] : rows) {
     for (bool const matches : {true, false}) {
-      std::wistringstream names(matches ? good : bad);
-      for (std::wstring name; std::getline(names, name, L'|');)
+      for (std::wstring names = matches ? good : bad; !names.empty(); names.erase(0, names.find(L'|') + 1)) {
+        std::wstring const name = names.substr(0, names.find(L'|'));
         EXPECT_EQ(RegularCompare(pattern, name.c_str()), matches) << pattern << " " << name;
+      }
     }
   }
 }
