@@ -5,6 +5,7 @@
 #include <qecore/values/string.h>
 #include <string.h>
 
+#include <algorithm>
 #include <new>
 
 namespace yk {
@@ -158,13 +159,12 @@ bool Array::Swap(int first, int second) noexcept {
 
 // Deleters and comparisons may call back into the array, and drop its last reference.
 
+// The elements are turned round, so that each is taken from the end as soon as it is freed: what a deleter inserts,
+// wherever it does, is then freed as well, and nothing is freed twice.
 void Array::FreeAll() noexcept {
   Ref<Array> const self = Ref<Array>::Share(this);
-  for (int i = 0; deleter && i < count;) {
-    void* const element = elements[i];
-    deleter(element);
-    if (i < count && elements[i] == element) ++i;  // else it has removed itself
-  }
+  if (deleter) std::reverse(elements, elements + count);
+  while (deleter && count > 0) Array::FreeAt(count - 1);
   count = 0;
 }
 
@@ -174,7 +174,8 @@ bool Array::FreeAt(int index) noexcept {
   void* const element = elements[index];
   deleter(element);
   bool const there = Has(index) && elements[index] == element;
-  return !there || AtDelete(index);
+  int const now = there ? index : FindItem(element);  // it may have been moved, or have removed itself
+  return now < 0 || AtDelete(now);
 }
 
 bool Array::FreeItem(void* element) noexcept {
@@ -294,20 +295,24 @@ bool DataArray::AtFree(int index) noexcept {
     return false;
   }
   Ref<DataArray> const self = Ref<DataArray>::Share(this);
-  if (deleter) deleter(Record(index));
-  if (index >= count) return true;  // the deleter has removed more
+  MoveToEnd(index);
   --count;
-  memmove(Record(index), Record(index + 1), static_cast<size_t>(count - index) * recordSize);
+  if (deleter) deleter(Record(count));  // last: the deleter may insert and remove
   return true;
 }
 
+// The block is taken out of the array first. A deleter that inserts records makes another one, which goes, too.
 void DataArray::FreeAll() noexcept {
   Ref<DataArray> const self = Ref<DataArray>::Share(this);
-  for (int i = 0; deleter && i < count; ++i) deleter(Record(i));
-  yk_delete(buffer);
-  buffer = nullptr;
-  count = 0;
-  capacity = 0;
+  while (unsigned char* const block = buffer) {
+    unsigned char* const end = Record(count);
+    unsigned const size = recordSize;
+    buffer = nullptr;
+    count = 0;
+    capacity = 0;
+    for (unsigned char* record = block; deleter && record < end; record += size) deleter(record);
+    yk_delete(block);
+  }
 }
 
 void* DataArray::AtInsert(int index) noexcept {
@@ -342,6 +347,20 @@ HRESULT DataArray::Allocate(int records) noexcept {
 
 unsigned char* DataArray::Record(int index) const noexcept {
   return buffer + static_cast<size_t>(index) * recordSize;
+}
+
+// Through a small buffer, piece by piece: there is always enough memory for that.
+void DataArray::MoveToEnd(int index) noexcept {
+  unsigned char piece[256];
+  unsigned char* const record = Record(index);
+  size_t const bytes = static_cast<size_t>(Record(count) - record);
+  for (size_t left = recordSize; left > 0;) {
+    size_t const taken = std::min(left, sizeof piece);
+    memcpy(piece, record, taken);
+    memmove(record, record + taken, bytes - taken);
+    memcpy(record + (bytes - taken), piece, taken);
+    left -= taken;
+  }
 }
 
 bool DataArray::Resize(int records) noexcept {

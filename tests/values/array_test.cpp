@@ -97,6 +97,12 @@ void RemoveFreed(void* element) {
   if (element == P(3)) called->Release();
 }
 
+// What is freed puts another in front of what is left.
+void InsertInFront(void* element) {
+  freed.push_back(N(element));
+  if (N(element) < 10) called->AtInsert(0, P(N(element) + 10));
+}
+
 int InsertAndCompare(void const* a, void const* b, void const*) {
   for (int i = 0; i < 50 && called->Count() < 1000; ++i) called->Add(P(1000));
   return static_cast<int>(N(a) - N(b));
@@ -110,6 +116,12 @@ TEST(Array, DeletersAndComparisonsMayCallItAndReleaseIt) {
   EXPECT_EQ(Elements(called), (Ints{1, 2, 3}));
   called->FreeAll();
   EXPECT_EQ(freed, (Ints{4, 1, 2, 3}));
+  freed.clear();
+  Ref<Array> const inserting = Numbers({1, 2, 3});
+  (called = inserting.get())->SetDeleter(InsertInFront);
+  EXPECT_TRUE(called->FreeAt(0));
+  called->FreeAll();
+  EXPECT_EQ(freed, (Ints{1, 11, 2, 3, 12, 13}));
   called = Array::Create(2);
   Ref<Array> const array = Ref<Array>::Adopt(called);
   for (int const n : {3, 2, 1}) array->Add(P(n));
@@ -174,6 +186,17 @@ TEST(DataArray, HoldsZeroedRecordsByValue) {
   EXPECT_EQ(freed, (Ints{9, 10, 8, 7, 6, 5, 4, 3, 2, 1, 0}));
   EXPECT_EQ((Ints{N(Field<void*>(a, 16)), a->SetRecord(1, nullptr)}), (Ints{0, S_OK}));
   EXPECT_EQ(Slot<long (*)(void*, int)>(a, 13)(a, Array::MAX_COUNT), S_OK);
+  static DataArray* own;
+  Ref<DataArray> const inserting = Ref<DataArray>::Adopt(own = DataArray::Create());
+  own->SetRecord(300, [](void* record) {
+    freed.push_back(*static_cast<char*>(record));
+    if (freed.back()) own->AtInsert(0);
+  });
+  for (char const n : {3, 2, 1}) *static_cast<char*>(own->AtInsert(0)) = n;
+  freed.clear();
+  EXPECT_EQ((Ints{own->AtFree(1), own->Count(), *static_cast<char*>(own->At(2))}), (Ints{true, 3, 3}));
+  own->FreeAll();
+  EXPECT_EQ(freed, (Ints{2, 0, 1, 3, 0, 0}));
   MessageBoxWatcher watcher;
   EXPECT_EQ((Ints{a->AtFree(Array::MAX_COUNT), N(a->AtInsert(-1)), N(a->AtInsert(0))}), Ints(3));
   EXPECT_EQ(watcher.Take(), (Texts{L"DataArray::AtFree index[16777215] out of range",

@@ -15,11 +15,12 @@
 //   slot     8 SetRecord   10 AtFree    12 AtInsert       (DataArray)
 //            9 At          11 FreeAll   13 Allocate
 //
-// Indices and counts are signed 32-bit; -1 is "not found"; no array grows beyond 0xFFFFFF elements.
+// Indices and counts are signed 32-bit; -1 is "not found"; no array grows beyond 0xFFFFFF elements (what
+// DataArray::Allocate makes at once has no such limit).
 // Failure: an index out of range is the caller's fault and is reported by qe_Error, a message box, unless
 // an operation says otherwise; the operation then answers false or null and changes nothing. So it does,
-// silently, when there is no memory. One thread at a time. Deleters and comparisons may call the array that
-// calls them, and release it.
+// silently, when there is no memory. One thread at a time. Deleters may call the array that calls them, and
+// release it. Comparisons may look at it and release it, but not change it: the order is then anybody's guess.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -149,7 +150,7 @@ class YK_API DataArray : public Implements<DataArray, Unknown> {
   virtual HRESULT SetRecord(unsigned size, Deleter deleter) noexcept;
   /// The record, or null, without a report.
   virtual void* At(int index) noexcept;
-  /// Calls the deleter and removes the record.
+  /// Calls the deleter and removes the record, which the deleter finds behind the last one.
   virtual bool AtFree(int index) noexcept;
   /// Calls the deleter on every record and frees the buffer.
   virtual void FreeAll() noexcept;
@@ -167,6 +168,7 @@ class YK_API DataArray : public Implements<DataArray, Unknown> {
   ~DataArray();
 
   unsigned char* Record(int index) const noexcept;
+  void MoveToEnd(int index) noexcept;
   bool Resize(int records) noexcept;
 
   unsigned char* buffer = nullptr;
