@@ -1,6 +1,8 @@
 // How a map is written to object files and read back: a chunk for each entry.
 #include "records_p.h"
+#include "values/variant_p.h"
 
+#include <qecore/core/ref.h>
 #include <qecore/io/serializer.h>
 #include <qecore/values/map.h>
 
@@ -10,23 +12,44 @@ namespace {
 constexpr unsigned short ENTRY = 1000;
 constexpr unsigned SMALLEST_ENTRY = 4 + 2;  // a key, and a variant's header
 
+/// A copy that is saved as the value itself would be, flags and all. \return false without memory
+bool CopyToSave(Variant const& value, Variant& copy) noexcept {
+  uint8_t const type = value.type, flags = value.flags;
+  copy.Init(value);
+  if (copy.type != type) return false;
+  copy.flags = flags;
+  VariantPayload::Own(copy);
+  return true;
+}
+
+HRESULT SaveEntry(Serializer& writer, unsigned key, Variant const& value,
+                  ExecutionContext* context) noexcept {
+  HRESULT const begun = writer.BeginChunk(ENTRY);
+  writer.Write(&key, sizeof key);
+  value.Save(&writer, context);
+  writer.EndChunk();  // due also for a chunk that was refused
+  return begun;
+}
+
 }  // namespace
 
+// What is saved of an entry is a copy: the stream is anybody's and may call back into the map.
 HRESULT Map::Save(Serializer* writer, ExecutionContext* context) noexcept {
   if (!writer || !writer->GetStream()) return S_OK;
+  Ref<Map> const self = Ref<Map>::Share(this);
   for (unsigned i = 0; i < count; ++i) {
-    Entry const& entry = entries[i];
-    if (entry.value.flags & Variant::TRANSIENT) continue;
-    HRESULT const begun = writer->BeginChunk(ENTRY);
-    writer->Write(&entry.key, sizeof entry.key);
-    entry.value.Save(writer, context);
-    writer->EndChunk();  // due also for a chunk that was refused
-    if (Failed(begun)) return begun;
+    if (entries[i].value.flags & Variant::TRANSIENT) continue;
+    unsigned const key = entries[i].key;
+    Variant copy;
+    if (!CopyToSave(entries[i].value, copy)) return E_OUTOFMEMORY;
+    HRESULT const saved = SaveEntry(*writer, key, copy, context);
+    if (Failed(saved)) return saved;
   }
   return S_OK;
 }
 
 HRESULT Map::Load(Deserializer* reader, ExecutionContext* context) noexcept {
+  Ref<Map> const self = Ref<Map>::Share(this);
   while (reader && reader->IsInChunk()) {
     bool const isEntry = reader->BeginChunk() == ENTRY;
     if (isEntry && reader->GetRemaining() >= SMALLEST_ENTRY) {

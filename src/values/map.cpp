@@ -1,6 +1,7 @@
 #include "variant_p.h"
 
 #include <qecore/core/memory.h>
+#include <qecore/core/ref.h>
 #include <qecore/core/registry.h>
 #include <qecore/values/map.h>
 
@@ -77,6 +78,7 @@ HRESULT Map::GetValue(unsigned key, Variant& out) noexcept {
 
 HRESULT Map::SetValue(unsigned key, Variant const& v) noexcept {
   if (v.type == Variant::EMPTY) return Remove(key);
+  Ref<Map> const self = Ref<Map>::Share(this);
   Variant copy(v);
   if (copy.type == Variant::EMPTY) return E_OUTOFMEMORY;
   Entry* const entry = Seek(key);
@@ -86,6 +88,7 @@ HRESULT Map::SetValue(unsigned key, Variant const& v) noexcept {
 }
 
 HRESULT Map::Remove(unsigned key) noexcept {
+  Ref<Map> const self = Ref<Map>::Share(this);
   Entry* entry = Seek(key);
   // The room of the last entry keeps its value, a copy of it. Without memory for that it is empty.
   Variant removed, kept;
