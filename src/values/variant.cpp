@@ -462,7 +462,9 @@ HRESULT Variant::Get(Variant& out) const noexcept {
   } else if (kind.sized && value.pointer) {
     held = out.HoldBytes(static_cast<Type>(type), value.pointer, kind.fixedSize, borrow, bits);
   } else {
-    out.Hold(static_cast<Type>(type), copied ? value : Value{0}, size);
+    Value content = {0};
+    if (kind.inlineBytes > 0) memcpy(&content, &value, kind.inlineBytes > 4 ? sizeof content : 4);
+    out.Hold(static_cast<Type>(type), content, size);
   }
   return held ? result : E_OUTOFMEMORY;
 }

@@ -148,6 +148,10 @@ TEST(Variant, GetsIntoAnother) {
     EXPECT_EQ(v.Get(out), E_INVALIDARG);
     EXPECT_EQ(std::pair(out.type, PayloadOf(out)), std::pair(v.type, static_cast<void*>(nullptr)));
   }
+  Variant out, small = Made(true);
+  small.value.bits = UINT64_MAX;
+  EXPECT_EQ(small.Get(out), S_OK);
+  EXPECT_EQ(out.value.bits, UINT32_MAX) << "four bytes";
 }
 
 TEST(Variant, Compares) {
