@@ -119,8 +119,9 @@ class YK_API Variant {
   void Init(wchar_t const* text, unsigned how = 0) noexcept;
   void Init(String const& text, bool borrow = false) noexcept;
 
-  /// A blob. Null `data` leaves the bytes uninitialised; borrowed, it is a blob of that size without bytes. A size of 0 leaves the variant empty. A blob of the
-  /// same size keeps its buffer, borrowed or not, and takes the bytes into it: this is intended.
+  /// A blob. Null `data` leaves the bytes uninitialised; borrowed, it is a blob of that size without bytes. A size
+  /// of 0 leaves the variant empty. A blob of the same size keeps its buffer, borrowed or not, and takes the bytes
+  /// into it: this is intended.
   void Init(void const* data, unsigned size, bool borrow) noexcept;
 
   // ---- geometry
