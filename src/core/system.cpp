@@ -56,9 +56,8 @@ bool IsFilter(ClassInfo const& info) noexcept {
   return info.interfaceId == ids::FLT_2D || info.interfaceId == ids::FLT_3D;
 }
 
-/// Gives a class that was announced its factory.
+/// Gives a class that was announced its factory. Under the lock.
 HRESULT Complete(ClassInfo& record, ClassFactory create) noexcept {
-  RegistryLock const guard;
   if (record.create) return E_INVALIDARG;
   record.create = create;
   return S_OK;
@@ -69,7 +68,8 @@ ClassFactory FactoryOf(ClassInfo const& record) noexcept {
   return record.create;
 }
 
-/// A new record that says the same and owns what it holds; null without memory.
+/// A new record that says the same and owns what it holds; null without memory. Whether it is a filter is not what the
+/// host says.
 ClassInfo* Copy(ClassInfo const& info) noexcept {
   ClassInfo* const copy = new (std::nothrow) ClassInfo;
   if (!copy) return nullptr;
@@ -79,7 +79,7 @@ ClassInfo* Copy(ClassInfo const& info) noexcept {
   copy->module = info.module;
   copy->info = info.info;
   if (copy->info) copy->info->AddRef();
-  copy->flags = info.flags & ~ClassInfo::OWN_NAME;
+  copy->flags = info.flags & ~(ClassInfo::OWN_NAME | ClassInfo::FILTER);
   if (copy->flags & ClassInfo::STATIC_NAME) {
     copy->name = info.name;
     return copy;
@@ -151,10 +151,10 @@ System::~System() {
   Ref<Array> const plugins = Ref<Array>::Adopt(modules);
   Ref<Array> const filterRecords = Ref<Array>::Adopt(filters);
   registry = modules = filters = nullptr;
+  for (int i = 0; i < CountOf(plugins.get()); ++i) static_cast<Module*>(plugins->At(i))->classes = nullptr;
   for (int i = 0; i < CountOf(records.get()); ++i) delete RecordAt(records.get(), i);
   for (int i = 0; i < CountOf(plugins.get()); ++i) {
     Ref<Module> const module = Ref<Module>::Adopt(static_cast<Module*>(plugins->At(i)));
-    module->classes = nullptr;
     module->Unload();
   }
   if (!theSystem) img::FreeConversionTable();  // a plug-in that was told to go may have made a new System
@@ -204,7 +204,10 @@ HRESULT System::RegisterInterface(ClassInfo const* info) noexcept {
   if (!info) return E_INVALIDARG;
   if (!registry) return E_OUTOFMEMORY;
   ClassInfo* present = nullptr;
-  if (Succeeded(FindClass(info->classId, &present))) return Complete(*present, info->create);
+  if (Succeeded(FindClass(info->classId, &present))) {
+    RegistryLock const guard;
+    return Complete(*present, info->create);
+  }
   ClassInfo* const record = Copy(*info);
   if (!record) return E_OUTOFMEMORY;
   Ref<System> const kept = Ref<System>::Share(this);
@@ -213,8 +216,8 @@ HRESULT System::RegisterInterface(ClassInfo const* info) noexcept {
     QueryFilterInfo(record);
   }
   HRESULT const result = AppendNew(record);
-  if (Failed(result)) delete record;
-  return result;
+  if (result != S_OK) delete record;
+  return result == S_FALSE ? S_OK : result;
 }
 
 HRESULT System::FindClass(Guid const& classId, ClassInfo** out) noexcept {
@@ -288,7 +291,7 @@ HRESULT System::QueryFilterInfo(ClassInfo* info) noexcept {
   if (!info) return E_INVALIDARG;
   Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
   if (!map) return E_FAIL;
-  if (info->info) info->info->Release();
+  Ref<Map> const before = Ref<Map>::Adopt(info->info);  // let go of last: it may call back
   info->info = Ref<Map>(map).Detach();
   void* made = nullptr;
   if (!info->create || Failed(info->create(info, &made)) || !made) return E_FAIL;
@@ -314,11 +317,15 @@ bool System::Append(ClassInfo* record, bool isFilter) noexcept {
   return true;
 }
 
-/// Appends a class that is registered. A filter is known by its interface, whatever the record's flags say. E_INVALIDARG
-/// when the class has come meanwhile: from another thread, or from the filter that was asked what it is.
+/// Appends a class that is registered. A filter is known by its interface. The class may have come meanwhile, from
+/// another thread or from the filter that was asked what it is: S_FALSE when it has only now got its factory, and
+/// E_INVALIDARG when it had one.
 HRESULT System::AppendNew(ClassInfo* record) noexcept {
   RegistryLock const guard;
-  if (RecordOf(registry, record->classId)) return E_INVALIDARG;
+  if (ClassInfo* const present = RecordOf(registry, record->classId)) {
+    HRESULT const result = Complete(*present, record->create);
+    return Failed(result) ? result : S_FALSE;
+  }
   return Append(record, IsFilter(*record)) ? S_OK : E_OUTOFMEMORY;
 }
 

@@ -134,6 +134,7 @@ TEST_F(SystemTest, AFilterIsAskedForWhatItIs) {
       << "one that cannot be asked is registered, too";
   EXPECT_EQ(Find(ECHO_ID)->info->Count(), 0u);
   EXPECT_EQ(Register(CATEGORY, CATEGORY, Make<Thing>, ClassInfo::FILTER), S_OK);
+  EXPECT_EQ(Find(CATEGORY)->flags, 0u);
   Array* const filters = Field<Array*>(system.get(), 24);
   ASSERT_EQ(filters->Count(), 2) << "the interface makes a filter, not the flag";
   EXPECT_EQ(filters->At(1), Find(ECHO_ID));
