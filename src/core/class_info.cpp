@@ -95,15 +95,17 @@ bool ReadClassInfo(Deserializer& reader, ClassInfo& info) noexcept {
   return ReadItems(reader, ITEMS, info) && flagged;
 }
 
-void WriteClassInfo(Serializer& writer, ClassInfo const& info, ExecutionContext* context) noexcept {
+HRESULT WriteClassInfo(Serializer& writer, ClassInfo const& info, ExecutionContext* context) noexcept {
   writer.Write(&info.flags, sizeof info.flags);
   writer.WriteChunk(TAG_CLASS_ID, &info.classId, sizeof info.classId);
   writer.WriteChunk(TAG_INTERFACE_ID, &info.interfaceId, sizeof info.interfaceId);
   writer.WriteStringChunk(TAG_NAME, info.name);
-  if (!info.info) return;
-  writer.BeginChunk(TAG_INFO);
-  info.info->Save(&writer, context);
+  if (!info.info) return S_OK;
+  HRESULT const begun = writer.BeginChunk(TAG_INFO);
+  HRESULT const saved = info.info->Save(&writer, context);
   writer.EndChunk();
+  if (Failed(begun)) return begun;
+  return Failed(saved) ? saved : S_OK;
 }
 
 }  // namespace yk

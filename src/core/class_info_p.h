@@ -16,6 +16,7 @@ void CopyName(ClassInfo& info, char const* text) noexcept;
 bool ReadClassInfo(Deserializer& reader, ClassInfo& info) noexcept;
 
 /// Writes the payload of a class record's chunk (module.h draws it).
-void WriteClassInfo(Serializer& writer, ClassInfo const& info, ExecutionContext* context) noexcept;
+/// \return S_OK, or why the writer takes no chunk
+HRESULT WriteClassInfo(Serializer& writer, ClassInfo const& info, ExecutionContext* context) noexcept;
 
 }  // namespace yk

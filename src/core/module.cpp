@@ -4,7 +4,10 @@
 #include <qecore/core/system.h>
 #include <qecore/io/serializer.h>
 #include <qecore/io/stream.h>
+#include <qecore/values/map.h>
 #include <windows.h>
+
+#include <new>
 
 #include "class_info_p.h"
 #include "module_p.h"
@@ -58,6 +61,46 @@ bool LacksDescription(Module const& module) noexcept {
   RegistryLock const guard;
   ClassInfo const* const last = module.classes;
   return last && last->flags & ClassInfo::FILTER && !last->info;
+}
+
+/// A record that is saved as `info` is, flags and all; null without memory. Under the lock. To be dropped by DropChain.
+ClassInfo* CopyToSave(ClassInfo const& info) noexcept {
+  ClassInfo* const copy = new (std::nothrow) ClassInfo;
+  if (!copy) return nullptr;
+  copy->classId = info.classId;
+  copy->interfaceId = info.interfaceId;
+  copy->info = Ref<Map>::Share(info.info).Detach();
+  CopyName(*copy, info.name);
+  copy->flags = info.flags;
+  return copy;
+}
+
+/// Deletes copies, whose names are their own whatever their flags say.
+void DropChain(ClassInfo* first) noexcept {
+  while (ClassInfo* const copy = first) {
+    first = copy->next;
+    copy->flags = ClassInfo::OWN_NAME;
+    delete copy;
+  }
+}
+
+/// Copies of a module's records. \return false without memory for all of them
+bool CopyChain(Module const& module, ClassInfo*& first) noexcept {
+  RegistryLock const guard;
+  ClassInfo** end = &first;
+  for (ClassInfo const* info = module.classes; info; info = info->next) {
+    *end = CopyToSave(*info);
+    if (!*end || (info->name && *info->name && !(*end)->name)) return false;
+    end = &(*end)->next;
+  }
+  return true;
+}
+
+HRESULT SaveClass(Serializer& writer, ClassInfo const& info, ExecutionContext* context) noexcept {
+  HRESULT const begun = writer.BeginChunk(cache::CLASS);
+  HRESULT const written = WriteClassInfo(writer, info, context);
+  writer.EndChunk();
+  return Failed(begun) ? begun : written;
 }
 
 /// Keeps the library that an address is in from being unmapped, for the length of a scope.
@@ -175,18 +218,20 @@ HRESULT Module::Unload() noexcept {
   return S_OK;
 }
 
+// What is saved of the classes are copies: the stream is anybody's, and the plug-in may be forgotten meanwhile.
 HRESULT Module::Save(Serializer* writer, ExecutionContext* context) noexcept {
   if (!writer || !writer->GetStream()) return E_INVALIDARG;
   Ref<Module> const kept = Ref<Module>::Share(this);
   fileName.Save(writer, cache::FILE_NAME);
   writer->WriteChunk(cache::FILE_TIME, &fileTime, sizeof fileTime);
   writer->WriteChunk(cache::FILE_SIZE, &fileSize, sizeof fileSize);
-  for (ClassInfo* info = classes; info; info = info->next) {
-    writer->BeginChunk(cache::CLASS);
-    WriteClassInfo(*writer, *info, context);
-    writer->EndChunk();
+  ClassInfo* first = nullptr;
+  HRESULT result = CopyChain(*this, first) ? S_OK : E_OUTOFMEMORY;
+  for (ClassInfo const* info = first; info && Succeeded(result); info = info->next) {
+    result = SaveClass(*writer, *info, context);
   }
-  return S_OK;
+  DropChain(first);
+  return result;
 }
 
 }  // namespace yk

@@ -112,6 +112,8 @@ ModuleScan::ModuleScan(System& forSystem, String const& inFolder, String const& 
   // Without its folder the scan would look into the current one.
   if (folder.Length() != inFolder.Length()) cached.Reset();
   folder.TerminatePath();
+  wchar_t const last = folder.IsEmpty() ? L'\\' : folder.At(folder.Length() - 1);
+  if (last != L'\\' && last != L'/') cached.Reset();
 }
 
 ModuleScan::~ModuleScan() {
@@ -151,7 +153,8 @@ void ModuleScan::ReadCache() noexcept {
   }
 }
 
-// A record that is damaged, that could not be read, or that leads elsewhere, is left out: its file is then a new one.
+// A record that is damaged, that could not be read, or that leads elsewhere, is left out: its file is then a new one,
+// or there is none, as for any other record that no file is found for.
 void ModuleScan::ReadModule(Deserializer& reader) noexcept {
   Module* const module = new (std::nothrow) Module;
   if (!module) return;
@@ -161,7 +164,9 @@ void ModuleScan::ReadModule(Deserializer& reader) noexcept {
   bool const sound = ReadItems(reader, ITEMS, target) && IsRead(reader) && IsPluginName(module->fileName);
   module->path = folder + module->fileName;
   bool const whole = module->path.Length() == folder.Length() + module->fileName.Length();
-  if (!sound || !whole) DropCached(cached->Count() - 1);
+  if (sound && whole) return;
+  DropCached(cached->Count() - 1);
+  changed = true;
 }
 
 void ModuleScan::SearchFolder() noexcept {
@@ -239,8 +244,9 @@ void ModuleScan::AdoptClasses(Module& module) noexcept {
   }
 }
 
-// A library that could not be loaded may be one at the next scan: its file may be in use, or a library that it needs may
-// be missing. It is noted without its time, so that it is a new file then, for this System and for the cache.
+// A library that could not be loaded may be one at the next scan: its file may be in use, or a library that it
+// needs may be missing. It is noted without its time, so that it is a new file then, for this System and for the
+// cache.
 void ModuleScan::LoadNew() noexcept {
   for (int i = 0; i < found->Count(); ++i) {
     Module* const module = ModuleAt(found, i);
@@ -259,14 +265,15 @@ void ModuleScan::WriteCache() noexcept {
   Ref<Serializer> const writer = Ref<Serializer>::Adopt(Serializer::Create());
   if (!writer || Failed(writer->Open(file.GetStream(), 0))) return;
   writer->BeginChunk(cache::MODULE_LIST);
+  bool whole = true;
   for (int i = 0; system.modules && i < system.modules->Count(); ++i) {
     writer->BeginChunk(cache::MODULE);
-    static_cast<Module*>(system.modules->At(i))->Save(writer.get(), nullptr);
+    whole = Succeeded(static_cast<Module*>(system.modules->At(i))->Save(writer.get(), nullptr)) && whole;
     writer->EndChunk();
   }
   writer->EndChunk();
   writer->Close();
-  if (Succeeded(writer->GetFailure())) file.Commit();
+  if (whole && Succeeded(writer->GetFailure())) file.Commit();
 }
 
 int ModuleScan::FindCached(String const& fileName) noexcept {

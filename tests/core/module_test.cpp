@@ -286,8 +286,7 @@ TEST_F(CacheTest, IsLeftAloneUnlessAFileIsNewOrGone) {
   std::tuple<char const*, std::string, bool> const rows[] = {
       {"a text", "To whom it may concern", false},
       {"a later version", File(Chunk(0x1000, ""), 3), false},
-      {"no list of modules", File(Chunk(0x1234, "?")), true},
-      {"a damaged record", List("?"), true}};
+      {"no list of modules", File(Chunk(0x1234, "?")), true}};
   for (auto const& [what, bytes, isDated] : rows) {
     Start(bytes);
     EXPECT_EQ(folder.Read(L"cache"), bytes) << what;
@@ -295,6 +294,10 @@ TEST_F(CacheTest, IsLeftAloneUnlessAFileIsNewOrGone) {
     EXPECT_EQ(system->GetCacheTime(&time, 4), E_FAIL);
     EXPECT_EQ(system->GetCacheTime(&time, 8), S_OK);
     EXPECT_EQ(time > 0x01D0000000000000u, isDated) << what;
+  }
+  for (auto const& record : {"?"s, facts, Chunk(274, ".\0.\0/\0"s + name.substr(6))}) {
+    Start(List(record));
+    EXPECT_TRUE(folder.Read(L"cache").ends_with(Chunk(1, Chunk(0x1000, "")))) << "dropped, and for good";
   }
 }
 

@@ -97,7 +97,7 @@ class YK_API Module : public Destroys<Module, Unknown> {
   /// loads it anew. S_OK.
   virtual HRESULT Unload() noexcept;
 
-  /// Writes the record drawn above. S_OK.
+  /// Writes the record drawn above. S_OK, or why the writer takes no chunk.
   virtual HRESULT Save(Serializer* writer, ExecutionContext* context) noexcept;
 
   enum Flag : unsigned {
