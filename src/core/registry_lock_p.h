@@ -26,8 +26,9 @@ class RegistryLock {
 /// It begins at once, beside the other, where waiting would never end: when that is this thread's own (a plug-in that
 /// creates a class of its own while it is attached); when the other waits, over however many others, for what this
 /// thread loads (two plug-ins that create each other's classes); and when this thread holds the system's loader lock,
-/// which the other may need. Of that lock only what Module::Load itself does is known: a thread that is in the system's
-/// loader for a library that somebody else loads or frees must create no class. What is found then is a plug-in that may be half loaded.
+/// which the other may need. Of that lock only what Module::Load itself does is known: a thread that is in the
+/// system's loader for a library that somebody else loads or frees must create no class. What is found then is a
+/// plug-in that may be half loaded.
 class LoadTurn {
  public:
   explicit LoadTurn(Module const& toLoad) noexcept;

@@ -97,12 +97,6 @@ void RemoveFreed(void* element) {
   if (element == P(3)) called->Release();
 }
 
-// What is freed puts another in front of what is left.
-void InsertInFront(void* element) {
-  freed.push_back(N(element));
-  if (N(element) < 10) called->AtInsert(0, P(N(element) + 10));
-}
-
 int InsertAndCompare(void const* a, void const* b, void const*) {
   for (int i = 0; i < 50 && called->Count() < 1000; ++i) called->Add(P(1000));
   return static_cast<int>(N(a) - N(b));
@@ -118,7 +112,10 @@ TEST(Array, DeletersAndComparisonsMayCallItAndReleaseIt) {
   EXPECT_EQ(freed, (Ints{4, 1, 2, 3}));
   freed.clear();
   Ref<Array> const inserting = Numbers({1, 2, 3});
-  (called = inserting.get())->SetDeleter(InsertInFront);
+  (called = inserting.get())->SetDeleter([](void* element) {
+    freed.push_back(N(element));
+    if (N(element) < 10) called->AtInsert(0, P(N(element) + 10));
+  });
   EXPECT_TRUE(called->FreeAt(0));
   called->FreeAll();
   EXPECT_EQ(freed, (Ints{1, 11, 2, 3, 12, 13}));
