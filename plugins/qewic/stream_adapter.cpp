@@ -13,6 +13,12 @@ constexpr uint64_t FARTHEST = 0x7FFFFFFF;
 
 }  // namespace
 
+HRESULT WriteAll(yk::Stream& stream, void const* data, unsigned size) noexcept {
+  unsigned done = size;
+  HRESULT const result = stream.Write(data, size, &done);
+  return yk::Succeeded(result) && done < size ? E_FAIL : result;
+}
+
 StreamAdapter::StreamAdapter(yk::Stream* source) noexcept
     : stream(yk::Ref<yk::Stream>::Share(source)), base(source->GetPosition()) {
   uint64_t const size = source->GetSize();
@@ -114,9 +120,7 @@ bool StreamAdapter::Place(uint64_t target) noexcept {
 
 // Writes where the stream stands.
 bool StreamAdapter::Append(void const* data, unsigned size) noexcept {
-  unsigned done = 0;
-  HRESULT const result = stream->Write(data, size, &done);
-  if (!Note(result, done == size)) return false;
+  if (!Note(WriteAll(*stream, data, size))) return false;
   placed += size;
   extent = std::max(extent, placed);
   return true;

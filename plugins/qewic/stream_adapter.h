@@ -14,6 +14,9 @@
 
 namespace qewic {
 
+/// Writes all the bytes where the stream stands. E_FAIL: it took fewer. One that does not tell has taken all.
+HRESULT WriteAll(yk::Stream& stream, void const* data, unsigned size) noexcept;
+
 class StreamAdapter final : public IStream {
  public:
   static yk::Ref<StreamAdapter> Create(yk::Stream* stream) noexcept;

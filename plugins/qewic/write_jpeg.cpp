@@ -2,11 +2,14 @@
 // asked for. A grey picture becomes a file of three channels, two of them empty.
 #include <qecore/image/convert.h>
 
+#include <string.h>
+
 #include <algorithm>
 #include <memory>
 #include <new>
 
 #include "codec.h"
+#include "stream_adapter.h"
 
 #define STB_IMAGE_WRITE_IMPLEMENTATION
 #define STB_IMAGE_WRITE_STATIC
@@ -28,17 +31,38 @@ namespace {
 
 constexpr int LARGEST_SIDE = 65500;  // what decoders take
 
-struct Target {
+/// Gathers what the encoder gives, most of it single bytes, into blocks for the stream.
+class Sink {
+ public:
+  explicit Sink(Stream& target) noexcept : stream(target) {}
+
+  void Add(unsigned char const* data, size_t size) noexcept {
+    while (size > 0) {
+      size_t const part = std::min(size, sizeof block - used);
+      memcpy(block + used, data, part);
+      used += static_cast<unsigned>(part);
+      data += part;
+      size -= part;
+      if (used == sizeof block) Flush();
+    }
+  }
+
+  /// \return the first failure
+  HRESULT Flush() noexcept {
+    if (used > 0 && Succeeded(result)) result = WriteAll(stream, block, used);
+    used = 0;
+    return result;
+  }
+
+ private:
   Stream& stream;
-  HRESULT result;
+  HRESULT result = S_OK;
+  unsigned used = 0;
+  unsigned char block[4096];
 };
 
-void WriteBytes(void* context, void* data, int size) noexcept {
-  Target& target = *static_cast<Target*>(context);
-  unsigned done = 0;
-  if (Failed(target.result)) return;
-  target.result = target.stream.Write(data, static_cast<unsigned>(size), &done);
-  if (Succeeded(target.result) && done != static_cast<unsigned>(size)) target.result = E_FAIL;
+void AddBytes(void* sink, void* data, int size) noexcept {
+  static_cast<Sink*>(sink)->Add(static_cast<unsigned char const*>(data), static_cast<size_t>(size));
 }
 
 /// One row from the top as grey, or as red, green, blue.
@@ -64,10 +88,11 @@ HRESULT WriteJpeg(Stream* stream, Image2d& image, unsigned quality) noexcept {
   for (int y = 0; y < image.height; ++y) {
     if (!GatherRow(image, y, format, &pixels[y * rowSize])) return YK_E_FORMAT;
   }
-  Target target = {*stream, S_OK};
-  int const made = stbi_write_jpg_to_func(WriteBytes, &target, image.width, image.height, channels,
-                                          pixels.get(), static_cast<int>(quality));
-  if (Failed(target.result)) return target.result;
+  Sink sink(*stream);
+  int const made = stbi_write_jpg_to_func(AddBytes, &sink, image.width, image.height, channels, pixels.get(),
+                                          static_cast<int>(quality));
+  HRESULT const written = sink.Flush();
+  if (Failed(written)) return written;
   return made ? stream->GetState() : E_FAIL;  // which tells of bytes that were refused later
 }
 
