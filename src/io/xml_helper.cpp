@@ -179,7 +179,7 @@ HRESULT XmlHelper::Save(XmlNode const* document, Stream* stream, unsigned flags)
 HRESULT XmlHelper::GetFailure() noexcept { return failure; }
 
 HRESULT XmlHelper::Load(Stream* stream, XmlNode** document, XmlError* error) noexcept {
-  XmlError found = {E_INVALIDARG, 0, 0, L"no stream, or no place for the document"};
+  XmlError found = {E_INVALIDARG, 0, 0, L"no stream, or nowhere to put the document"};
   if (document) *document = nullptr;
   if (document && stream) *document = xml::Read(*stream, found);
   if (document && *document) found = {S_OK, 0, 0, L""};

@@ -9,10 +9,10 @@ namespace yk::xml {
 
 namespace {
 
-constexpr wchar_t NOT_UTF8[] = L"the text is not UTF-8";
-constexpr wchar_t NOT_UTF16[] = L"the text is not UTF-16";
-constexpr wchar_t BIG_ENDIAN[] = L"UTF-16 with the high byte first is not supported";
-constexpr wchar_t BAD_CHARACTER[] = L"a character that XML does not allow";
+constexpr wchar_t NOT_UTF8[] = L"invalid UTF-8";
+constexpr wchar_t NOT_UTF16[] = L"invalid UTF-16";
+constexpr wchar_t BIG_ENDIAN[] = L"big-endian UTF-16 is not supported";
+constexpr wchar_t BAD_CHARACTER[] = L"invalid character";
 
 /// Takes all that the stream still holds, in blocks: what a stream says of its size is no reason to allocate. One that
 /// never ends is none: positions have 32 bits.

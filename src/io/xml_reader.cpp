@@ -17,7 +17,7 @@ namespace {
 
 using std::wstring_view;
 
-constexpr wchar_t UNENDED[] = L"the document ends too early";
+constexpr wchar_t UNENDED[] = L"unexpected end of the document";
 
 struct Entity {
   wstring_view name;
@@ -153,8 +153,8 @@ bool Reader::Document() noexcept {
   while (cursor != end) {
     if (!(*cursor == L'<' ? Markup() : Characters())) return false;
   }
-  if (depth > 0) return FailUnended(end, L"an element is not ended");
-  return hasRoot || FailUnended(end, L"there is no element");
+  if (depth > 0) return FailUnended(end, L"an element is not closed");
+  return hasRoot || FailUnended(end, L"there is no root element");
 }
 
 /// The declaration, if there is one: it says nothing that the first bytes have not said, and must agree.
@@ -170,7 +170,7 @@ bool Reader::Declaration() noexcept {
   bool const isVersion = version.size() > 2 && version.substr(0, 2) == L"1." &&
                          version.find_first_not_of(L"0123456789", 2) == version.npos;
   bool const isStandalone = !standalone.data() || standalone == L"yes" || standalone == L"no";
-  if (!At(L"?>") || !isVersion || !isStandalone) return Fail(start, L"the XML declaration is wrong");
+  if (!At(L"?>") || !isVersion || !isStandalone) return Fail(start, L"invalid XML declaration");
   cursor += 2;
   return !encoding.data() || DeclaredEncoding(encoding);
 }
@@ -179,7 +179,7 @@ bool Reader::DeclaredEncoding(wstring_view name) noexcept {
   for (Encoding const& encoding : ENCODINGS) {
     if (!EqualNoCase(encoding.name, name)) continue;
     return encoding.utf16 == input.utf16 ||
-           Fail(std::to_address(name.begin()), L"the text is not in the declared encoding");
+           Fail(std::to_address(name.begin()), L"the document is not in the declared encoding");
   }
   return Fail(std::to_address(name.begin()), L"the declared encoding is not supported");
 }
@@ -194,12 +194,12 @@ bool Reader::Pseudo(wchar_t const* name, wstring_view& value) noexcept {
   }
   cursor += wcslen(name);
   SkipBlanks();
-  if (*cursor != L'=') return Fail(cursor, L"'=' is missing");
+  if (*cursor != L'=') return Fail(cursor, L"'=' expected");
   ++cursor;
   SkipBlanks();
   wchar_t const quote = *cursor;
   wchar_t const* const close = quote == L'"' || quote == L'\'' ? Find(cursor + 1, {&quote, 1}) : nullptr;
-  if (!close) return Fail(cursor, L"a value in quotes is missing");
+  if (!close) return Fail(cursor, L"quoted value expected");
   value = {cursor + 1, static_cast<size_t>(close - cursor - 1)};
   cursor = close + 1;
   return true;
@@ -217,7 +217,7 @@ bool Reader::Markup() noexcept {
       if (At(L"<!--")) return Comment();
       if (At(L"<![CDATA[") && depth > 0) return Quoted();
       if (At(L"<!DOCTYPE") && IsBlank(cursor[9])) return DocumentType();
-      return Fail(cursor, L"this markup is not allowed here");
+      return Fail(cursor, L"markup is not allowed here");
     default:
       return StartTag();
   }
@@ -226,8 +226,8 @@ bool Reader::Markup() noexcept {
 bool Reader::Comment() noexcept {
   wchar_t const* const from = cursor + 4;
   wchar_t const* const to = Find(from, L"--");
-  if (!to) return FailUnended(cursor, L"a comment is not ended");
-  if (to[2] != L'>') return Fail(to, L"'--' inside a comment");
+  if (!to) return FailUnended(cursor, L"unterminated comment");
+  if (to[2] != L'>') return Fail(to, L"'--' is not allowed in a comment");
   cursor = to + 3;
   return AddTextChild(XML_COMMENT, from, to);
 }
@@ -236,34 +236,35 @@ bool Reader::Instruction() noexcept {
   wchar_t const* const from = cursor + 2;
   size_t const target = NameLength(from);
   wchar_t const* const to = Find(from, L"?>");
-  if (!to) return FailUnended(cursor, L"an instruction is not ended");
-  if (target == 0) return Fail(from, L"an instruction begins with a name");
-  if (IsReservedTarget(from, target)) return Fail(cursor, L"an XML declaration stands only at the beginning");
-  if (from + target != to && !IsBlank(from[target])) return Fail(from + target, L"a blank is missing");
+  if (!to) return FailUnended(cursor, L"unterminated processing instruction");
+  if (target == 0) return Fail(from, L"name expected after '<?'");
+  if (IsReservedTarget(from, target)) return Fail(cursor, L"an XML declaration is only allowed at the start");
+  if (from + target != to && !IsBlank(from[target])) return Fail(from + target, L"whitespace expected");
   cursor = to + 2;
   return AddTextChild(XML_INSTRUCTION, from, to);
 }
 
 /// Skips a document type to its end, whatever it declares.
 bool Reader::DocumentType() noexcept {
-  if (hasRoot || hasDocumentType) return Fail(cursor, L"a document type stands in front of the element");
+  if (hasRoot || hasDocumentType)
+    return Fail(cursor, L"only one DOCTYPE is allowed, before the root element");
   hasDocumentType = true;
   wchar_t const* const start = cursor;
   cursor += 9;
   SkipBlanks();
   size_t const name = NameLength(cursor);
-  if (name == 0) return Fail(cursor, L"a document type begins with a name");
-  int brackets = 0;
+  if (name == 0) return Fail(cursor, L"name expected after '<!DOCTYPE'");
+  size_t brackets = 0;
   for (cursor += name; cursor != end; ++cursor) {
     if (*cursor == L'>' && brackets == 0) {
       ++cursor;
       return true;
     }
     if (*cursor == L'[') ++brackets;
-    if (*cursor == L']' && --brackets < 0) return Fail(cursor, L"']' without '['");
+    if (*cursor == L']' && brackets-- == 0) return Fail(cursor, L"']' without '['");
     if (!SkipQuoted()) break;
   }
-  return FailUnended(start, L"a document type is not ended");
+  return FailUnended(start, L"unterminated DOCTYPE");
 }
 
 /// From the beginning of a comment, an instruction or a text in quotes to its last character; stays where there
@@ -282,8 +283,8 @@ bool Reader::SkipQuoted() noexcept {
 bool Reader::StartTag() noexcept {
   wchar_t const* const tag = cursor;
   size_t const length = NameLength(tag + 1);
-  if (length == 0) return Fail(tag, L"a name is missing behind '<'");
-  if (depth == 0 && hasRoot) return Fail(tag, L"more than one element at the top");
+  if (length == 0) return Fail(tag, L"name expected after '<'");
+  if (depth == 0 && hasRoot) return Fail(tag, L"more than one root element");
   if (depth == XML_DEPTH_LIMIT) return Fail(tag, L"elements are nested too deeply");
   XmlNode* const node = AddChild(XML_ELEMENT);
   if (!node || !Assign(XmlTree::Name(*node), {tag + 1, length})) return FailMemory();
@@ -306,8 +307,8 @@ bool Reader::Attributes(XmlNode& node) noexcept {
     bool const separated = SkipBlanks();
     if (*cursor == L'>' || At(L"/>")) return true;
     if (cursor == end) return FailUnended(end, UNENDED);
-    if (NameLength(cursor) == 0) return Fail(cursor, L"a character that does not belong in a tag");
-    if (!separated) return Fail(cursor, L"a blank is missing");
+    if (NameLength(cursor) == 0) return Fail(cursor, L"invalid character in a tag");
+    if (!separated) return Fail(cursor, L"whitespace expected");
     if (!Attribute(node)) return false;
   }
 }
@@ -320,7 +321,7 @@ bool Reader::Attribute(XmlNode& node) noexcept {
   if (!Assign(XmlTree::Name(*attribute), {cursor, length})) return FailMemory();
   cursor += length;
   SkipBlanks();
-  if (*cursor != L'=') return Fail(cursor, L"'=' is missing");
+  if (*cursor != L'=') return Fail(cursor, L"'=' expected");
   ++cursor;
   SkipBlanks();
   return AttributeValue(XmlTree::Value(*attribute));
@@ -328,13 +329,13 @@ bool Reader::Attribute(XmlNode& node) noexcept {
 
 bool Reader::AttributeValue(String& out) noexcept {
   wchar_t const quote = *cursor;
-  if (quote != L'"' && quote != L'\'') return Fail(cursor, L"a value in quotes is missing");
+  if (quote != L'"' && quote != L'\'') return Fail(cursor, L"quoted value expected");
   wchar_t const* const start = cursor++;
   Buffer<wchar_t>& value = gatherer.buffer;
   size_t const from = value.size;
   while (*cursor != quote) {
-    if (cursor == end) return FailUnended(start, L"a value is not ended");
-    if (*cursor == L'<') return Fail(cursor, L"'<' inside a value");
+    if (cursor == end) return FailUnended(start, L"unterminated attribute value");
+    if (*cursor == L'<') return Fail(cursor, L"'<' is not allowed in an attribute value");
     wchar_t units[2] = {IsBlank(*cursor) ? L' ' : *cursor};
     wstring_view piece(units, 1);
     if (*cursor != L'&') {
@@ -360,23 +361,23 @@ bool Reader::CheckTwins(XmlNode const& node, wchar_t const* tag) noexcept {
   XmlAttribute const** const last = first + attributes.size;
   std::sort(first, last, [](auto* a, auto* b) { return a->Name() < b->Name(); });
   auto const isTwin = [](auto* a, auto* b) { return a->Name() == b->Name(); };
-  if (std::adjacent_find(first, last, isTwin) != last) return Fail(tag, L"two attributes have one name");
+  if (std::adjacent_find(first, last, isTwin) != last) return Fail(tag, L"duplicate attribute");
   return true;
 }
 
 bool Reader::EndTag() noexcept {
   wchar_t const* const name = cursor + 2;
   size_t const length = NameLength(name);
-  if (depth == 0) return Fail(cursor, L"an end tag without its element");
+  if (depth == 0) return Fail(cursor, L"end tag without a start tag");
   String const& expected = Top().node->Name();
   if (length != expected.Length() || wmemcmp(name, expected.c_str(), length) != 0) {
-    return Fail(cursor, L"the end tag is not that of the open element");
+    return Fail(cursor, L"end tag does not match the start tag");
   }
   wchar_t const* const tag = cursor;
   cursor = name + length;
   SkipBlanks();
   if (cursor == end) return FailUnended(end, UNENDED);
-  if (*cursor != L'>') return Fail(tag, L"'>' is missing");
+  if (*cursor != L'>') return Fail(tag, L"'>' expected");
   ++cursor;
   XmlNode& node = *Top().node;
   wstring_view const whole = gatherer.Close(Top().text, node.FirstChild());
@@ -390,7 +391,7 @@ bool Reader::EndTag() noexcept {
 
 bool Reader::Characters() noexcept {
   if (depth > 0) return *cursor == L'&' ? Referred() : RawRun();
-  return SkipBlanks() || Fail(cursor, L"text outside the element");
+  return SkipBlanks() || Fail(cursor, L"text outside the root element");
 }
 
 /// What stands for itself, up to the next markup or reference.
@@ -399,7 +400,7 @@ bool Reader::RawRun() noexcept {
   while (cursor != end && *cursor != L'<' && *cursor != L'&') ++cursor;
   wstring_view const run(from, static_cast<size_t>(cursor - from));
   size_t const wrong = run.find(L"]]>");
-  if (wrong != run.npos) return Fail(from + wrong, L"']]>' in a text");
+  if (wrong != run.npos) return Fail(from + wrong, L"']]>' is not allowed in text");
   return gatherer.AddRaw(Top().text, run) || FailMemory();
 }
 
@@ -414,7 +415,7 @@ bool Reader::Referred() noexcept {
 bool Reader::Quoted() noexcept {
   wchar_t const* const from = cursor + 9;
   wchar_t const* const to = Find(from, L"]]>");
-  if (!to) return FailUnended(cursor, L"a CDATA section is not ended");
+  if (!to) return FailUnended(cursor, L"unterminated CDATA section");
   cursor = to + 3;
   return gatherer.AddSolid(Top().text, {from, static_cast<size_t>(to - from)}) || FailMemory();
 }
@@ -424,16 +425,16 @@ bool Reader::Reference(wchar_t* units, wstring_view& out) noexcept {
   wchar_t const* const start = cursor++;
   uint32_t value = 0;
   if (*cursor == L'#') {
-    if (!Number(value)) return Fail(start, L"a wrong character reference");
+    if (!Number(value)) return Fail(start, L"invalid character reference");
   } else {
     wstring_view const name(cursor, NameLength(cursor));
     auto const row = std::find_if(std::begin(ENTITIES), std::end(ENTITIES),
                                   [name](Entity const& known) { return known.name == name; });
-    if (row == std::end(ENTITIES)) return Fail(start, L"an unknown entity");
+    if (row == std::end(ENTITIES)) return Fail(start, L"unknown entity");
     value = row->character;
     cursor += name.size();
   }
-  if (*cursor != L';') return Fail(start, L"';' is missing");
+  if (*cursor != L';') return Fail(start, L"';' expected");
   ++cursor;
   bool const isPair = value >= 0x10000;
   units[0] = static_cast<wchar_t>(isPair ? 0xD7C0 + (value >> 10) : value);
