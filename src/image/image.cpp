@@ -146,7 +146,9 @@ HRESULT img::RegisterImageClass() noexcept {
 
 AbstractImage::AbstractImage() noexcept = default;
 
+// Values and drivers' records that go may call back: the image's count must not fall to zero a second time.
 AbstractImage::~AbstractImage() {
+  AddRef();
   if (Map* const last = std::exchange(properties, nullptr)) last->Release();
 }
 

@@ -61,6 +61,7 @@ AbstractImage* AbstractImage::Load(wchar_t const* path) noexcept {
 HRESULT Image2d::Save(wchar_t const* path) noexcept {
   Guid const* const id = FilterForPath(path);
   if (!id) return E_FAIL;
+  Ref<Image2d> const self = Ref<Image2d>::Share(this);  // a plug-in's calls lead anywhere
   SaveFile file;
   if (Failed(file.Open(path))) return E_FAIL;
   Ref<ykFlt2d> filter;

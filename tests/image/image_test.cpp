@@ -9,6 +9,13 @@
 
 using namespace yk;
 
+/// Goes with an image, takes a reference to it from its destructor, and drops it.
+struct Visitor final : Destroys<Visitor, drvData> {
+  explicit Visitor(Image2d* toVisit) : image(toVisit) {}
+  ~Visitor() { image->AddRef(), image->Release(); }
+  Image2d* image;
+};
+
 TEST(Image2d, IsReachedByItsPointerAlone) {
   ImageRef image;
   ASSERT_EQ(CreateInterface(ids::IMAGE_2D, image.ReceiveVoid()), S_OK);
@@ -23,6 +30,7 @@ TEST(Image2d, IsReachedByItsPointerAlone) {
   value.Init(5);
   EXPECT_EQ(image->SetValue(3, value), S_OK);
   EXPECT_EQ(image->GetValue(3, value), S_OK);
+  image->drivers.Add(new Visitor(image.get()));
 }
 
 namespace {

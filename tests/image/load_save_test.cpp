@@ -5,6 +5,7 @@
 #include <qecore/io/file_stream.h>
 
 #include "support.h"
+#include "support/binary.h"
 #include "support/temp_folder.h"
 
 using namespace yk;
@@ -22,7 +23,8 @@ class Scribe final : public Destroys<Scribe, ykFlt2d> {
   HRESULT Read(Stream*, AbstractImage** image, unsigned) noexcept override {
     return *image = Image2d::Create(), HRESULT{S_OK};
   }
-  HRESULT Write(Stream* stream, AbstractImage*, unsigned) noexcept override {
+  HRESULT Write(Stream* stream, AbstractImage* image, unsigned) noexcept override {
+    EXPECT_EQ(References(image), 2u);  // the caller's, who may let go meanwhile, and one of Save
     if (!held.IsEmpty()) FileStream::Create(held, FileStream::READ, holder.Receive());
     stream->Write("new", 3);
     return result;

@@ -159,9 +159,9 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   /// is returned, it is a dead pointer.
   virtual HRESULT Crop(int left, int top, int right, int bottom, Image2d** result) noexcept;
   /// Averages this image, by area, into the pixels that `target` has. YK_E_EMPTY without a target, without
-  /// pixels to take from or a `target` that has never got any. E_OUTOFMEMORY: no rows of floats. S_OK else; rows that cannot be converted stay as they were: sources are GRAY8, PAL8, BGR24, BGRA32, BGR48, BGRA64,
-  /// GRAYF, BGRF, BGRAF, targets GRAY8, BGR24, BGRA32, GRAYF, BGRF, BGRAF, and any pair at equal size that
-  /// ConvertPixels knows.
+  /// pixels to take from or for a `target` without pixels. E_OUTOFMEMORY: no rows of floats. S_OK else; rows that
+  /// cannot be converted stay as they were: sources are GRAY8, PAL8, BGR24, BGRA32, BGR48, BGRA64, GRAYF, BGRF,
+  /// BGRAF, targets GRAY8, BGR24, BGRA32, GRAYF, BGRF, BGRAF, and any pair at equal size that ConvertPixels knows.
   virtual HRESULT RescaleTo(Image2d* target) noexcept;
 
   /// Converts row `y` into a buffer of `dstSize` bytes, which must hold a padded row of `dstFormat`.
