@@ -336,11 +336,13 @@ HRESULT UndoManager::DoGetName(int index, String& out) noexcept {
 
 // ---- helpers
 
-/// Takes the last transaction off the history before it is destroyed.
+/// Takes the last transaction off the history before it is destroyed: what its items' destructors ask of the
+/// manager is answered from what is left.
 void UndoManager::DropLast() noexcept {
   int const last = Entries() - 1;
   Transaction* const transaction = Entry(last);
   history->AtDelete(last);
+  if (position >= last) position = last - 1;
   DestroyTransaction(transaction);
 }
 
