@@ -1,6 +1,6 @@
-// A library that is linked with GCC's C++ run-time statically has a pool of its own for exceptions that are thrown when
-// memory is short. The run-time never frees it: 73 KB stay behind each time that such a library is unloaded. This frees
-// it, after all that the library does itself when it goes.
+// A library that is linked with GCC's C++ run-time statically has a pool of its own for exceptions that are
+// thrown when memory is short. The run-time never frees it: 73 KB stay behind each time that such a library
+// is unloaded. This frees it, after all that the library does itself when it goes.
 
 namespace __gnu_cxx {  // NOLINT: the run-time's name
 

@@ -1,11 +1,13 @@
-// A heap that finds overruns: each block ends at a page that nobody may touch, and a freed block is gone at once.
+// A heap that finds overruns: each block ends at a page that nobody may touch, and a freed block is gone at
+// once.
 //
 //   | header |   unused   | the block, to the last byte | guard page |      one reservation for each block
 //
-// Linked into every program and library by -DQECORE_GUARD_HEAP=ON, with --wrap for the C functions (operator new calls
-// malloc). No state: a block made in one module may be freed in another, and a pointer from the platform's own heap is told
-// apart and handed on to it. A block's address is aligned as its size allows, since its end must lie at the guard page: 12
-// bytes at a multiple of 4. Each block takes 64 KiB of address space, so about 32,000 can live at a time.
+// Linked into every program and library by -DQECORE_GUARD_HEAP=ON, with --wrap for the C functions (operator
+// new calls malloc). No state: a block made in one module may be freed in another, and a pointer from the
+// platform's own heap is told apart and handed on to it. A block's address is aligned as its size allows,
+// since its end must lie at the guard page: 12 bytes at a multiple of 4. Each block takes 64 KiB of address
+// space, so about 32,000 can live at a time.
 #include <windows.h>
 
 #include <cstddef>

@@ -1,8 +1,8 @@
 // What the compiler calls when it finds undefined behaviour: says what and where, and ends the process.
 //
-// MinGW has no run-time library for -fsanitize=undefined. Each handler is given a block whose first member is the place in
-// the source; what follows differs from handler to handler and is not needed to find the fault. Built with -DQECORE_UBSAN=ON
-// into every program and library.
+// MinGW has no run-time library for -fsanitize=undefined. Each handler is given a block whose first member is
+// the place in the source; what follows differs from handler to handler and is not needed to find the fault.
+// Built with -DQECORE_UBSAN=ON into every program and library.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -24,7 +24,8 @@ struct Place {
 
 }  // namespace
 
-// Each handler comes in two forms; with either one the process ends here. The further arguments stay in their registers.
+// Each handler comes in two forms; with either one the process ends here. The further arguments stay in their
+// registers.
 #define HANDLER(name, what)                                                          \
   extern "C" void __ubsan_handle_##name(Place const* place);                         \
   extern "C" void __ubsan_handle_##name##_abort(Place const* place);                 \

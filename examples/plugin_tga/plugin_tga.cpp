@@ -1,5 +1,6 @@
-// A whole plug-in: an image filter for plain TGA files, whose pixels lie as an image's do: bottom row first, blue
-// before green before red. Put plugin_tga.qem beside a host; ids::FILE_TGA is what the library calls such files.
+// A whole plug-in: an image filter for plain TGA files, whose pixels lie as an image's do: bottom row first,
+// blue before green before red. Put plugin_tga.qem beside a host; ids::FILE_TGA is what the library calls
+// such files.
 #include <qecore/core/filter.h>
 #include <qecore/core/module.h>
 #include <qecore/core/ref.h>

@@ -1,4 +1,5 @@
-// Bitmaps whose pixels are blocks of the heap, so that the sanitizer sees where a row ends. They cannot be drawn on by GDI.
+// Bitmaps whose pixels are blocks of the heap, so that the sanitizer sees where a row ends. They cannot be
+// drawn on by GDI.
 #include <windows.h>
 
 #include <mutex>

@@ -1,5 +1,5 @@
-// The Microsoft C runtime's formatters, Wine's own, called from Linux code: the two pass further arguments differently, so these
-// are repacked into the row of 8-byte slots that Microsoft's read.
+// The Microsoft C runtime's formatters, Wine's own, called from Linux code: the two pass further arguments
+// differently, so these are repacked into the row of 8-byte slots that Microsoft's read.
 #include <windows.h>
 
 #include <stdio.h>

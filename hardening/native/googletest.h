@@ -1,4 +1,5 @@
-// Included before each test, precompiled: GoogleTest takes this for the Linux program that it is, not for Windows.
+// Included before each test, precompiled: GoogleTest takes this for the Linux program that it is, not for
+// Windows.
 #pragma once
 
 #pragma push_macro("_WIN32")

@@ -1,7 +1,9 @@
-// What a test, a fuzz target or a fault loop sees of the native build: what lives, what is to fail, and the files.
+// What a test, a fuzz target or a fault loop sees of the native build: what lives, what is to fail, and the
+// files.
 //
-// The native build compiles the library with Clang's sanitizers as a Linux program over Wine's libraries. Its calls for memory,
-// message boxes, files and plug-ins lead here instead of to the system: each is counted, and any of them can be made to fail.
+// The native build compiles the library with Clang's sanitizers as a Linux program over Wine's libraries. Its
+// calls for memory, message boxes, files and plug-ins lead here instead of to the system: each is counted,
+// and any of them can be made to fail.
 //
 //   harness::Live const before = harness::CountLive();
 //   harness::Arm({harness::MEMORY, 3});                     // the third request for memory is refused
@@ -18,7 +20,8 @@
 
 namespace harness {
 
-// ---- what lives -----------------------------------------------------------------------------------------------------
+// ---- what lives
+// -----------------------------------------------------------------------------------------------------
 
 /// What the library has taken and not given back.
 struct Live {
@@ -30,7 +33,8 @@ struct Live {
 };
 Live CountLive() noexcept;
 
-// ---- what fails -----------------------------------------------------------------------------------------------------
+// ---- what fails
+// -----------------------------------------------------------------------------------------------------
 
 /// The kinds of calls that can fail. A plan takes any set of them.
 enum Kind : unsigned {
@@ -76,17 +80,20 @@ class Calm {
   bool wasCalm;
 };
 
-// ---- message boxes and formatters -----------------------------------------------------------------------------------
+// ---- message boxes and formatters
+// -----------------------------------------------------------------------------------
 
 /// The texts of the message boxes since the last call, in order; those after the hundredth are dropped.
 std::vector<std::u16string> TakeBoxes();
 
-/// Gives each argument of a format this value, whatever was passed, so that any format may be tried; 0 ends it.
+/// Gives each argument of a format this value, whatever was passed, so that any format may be tried; 0 ends
+/// it.
 void ForceFormatArguments(uint64_t value) noexcept;
 
-// ---- files ----------------------------------------------------------------------------------------------------------
-// Programs linked with the files in memory (all but the project's own tests) see these and no others. Upper and lower case are
-// one, `/` is `\`; a folder is there when it was made or a file lies in it.
+// ---- files
+// ----------------------------------------------------------------------------------------------------------
+// Programs linked with the files in memory (all but the project's own tests) see these and no others. Upper
+// and lower case are one, `/` is `\`; a folder is there when it was made or a file lies in it.
 
 struct File {
   std::u16string name;  ///< the whole path as it was first written

@@ -1,4 +1,5 @@
-// The library's heap: blocks of the sanitizer's, counted, and refused when the plan says so. Global memory comes out of it too.
+// The library's heap: blocks of the sanitizer's, counted, and refused when the plan says so. Global memory
+// comes out of it too.
 #include <windows.h>
 
 #include <mutex>

@@ -1,4 +1,5 @@
-// Formatters for the plain program, which has no Microsoft C runtime: what the library itself formats, in ASCII.
+// Formatters for the plain program, which has no Microsoft C runtime: what the library itself formats, in
+// ASCII.
 #include <stdio.h>
 
 #include <algorithm>

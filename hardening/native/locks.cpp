@@ -45,7 +45,8 @@ struct Condition {
   }
 };
 
-// What is behind a word that the caller has cleared: made on first use, and never given back, as nobody says when.
+// What is behind a word that the caller has cleared: made on first use, and never given back, as nobody says
+// when.
 template <class Object>
 Object& Behind(void** word) {
   std::atomic_ref<void*> place(*word);

@@ -1,5 +1,5 @@
-// Plug-ins in memory: files that load as libraries, each with an entry point of the test's own. No lock is taken here: the system
-// orders nothing that the library itself should.
+// Plug-ins in memory: files that load as libraries, each with an entry point of the test's own. No lock is
+// taken here: the system orders nothing that the library itself should.
 #include <list>
 
 #include "files_p.h"

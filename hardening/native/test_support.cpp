@@ -1,5 +1,5 @@
-// What tests/support offers to the tests, for the native build: main() is GoogleTest's own, folders are made by Wine's file calls,
-// and message boxes come from the harness.
+// What tests/support offers to the tests, for the native build: main() is GoogleTest's own, folders are made
+// by Wine's file calls, and message boxes come from the harness.
 #include <windows.h>
 
 #include "harness.h"

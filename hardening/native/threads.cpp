@@ -1,5 +1,6 @@
-// What may be used from several threads, used from several threads, under the thread sanitizer: a plain Linux program, so that the
-// sanitizer sees every lock. A race anywhere fails the run, whatever the test itself sees.
+// What may be used from several threads, used from several threads, under the thread sanitizer: a plain Linux
+// program, so that the sanitizer sees every lock. A race anywhere fails the run, whatever the test itself
+// sees.
 #include <qecore/core/lock.h>
 #include <qecore/core/memory.h>
 #include <qecore/core/module.h>

@@ -1,4 +1,5 @@
-// The C library's functions of wide characters, for characters of 16 bits: objcopy leads the library's calls here.
+// The C library's functions of wide characters, for characters of 16 bits: objcopy leads the library's calls
+// here.
 namespace {
 
 wchar_t Lower(wchar_t c) { return c >= 'A' && c <= 'Z' ? static_cast<wchar_t>(c + 32) : c; }

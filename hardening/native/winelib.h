@@ -1,4 +1,5 @@
-// Included before each source of the native build: what makes Clang on Linux compile a Windows source against Wine's headers.
+// Included before each source of the native build: what makes Clang on Linux compile a Windows source against
+// Wine's headers.
 #pragma once
 
 // ---- what winegcc would define ----

@@ -33,8 +33,8 @@ Layout const LAYOUTS[] = {
     {&GUID_WICPixelFormat8bppIndexed, IMG_BGR24, Layout::WRITE, Layout::QUANTISE},
 };
 
-// One row per image format; unused places are IMG_NONE. Each step is one that the pixel conversion offers, or a
-// widening of palette indices.
+// One row per image format; unused places are IMG_NONE. Each step is one that the pixel conversion offers, or
+// a widening of palette indices.
 constexpr IMG_FORMAT TO_WRITE[][4] = {
     {IMG_GRAY8, IMG_BGR24},
     {IMG_PAL8, IMG_BGR24},

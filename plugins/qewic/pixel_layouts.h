@@ -42,8 +42,8 @@ void SwapRedBlue(void* row, int width, int channels) noexcept;
 /// Exchanges the bytes of `count` 16-bit channels.
 void SwapBytes(void* row, int count) noexcept;
 
-/// Copies `width` palette indices of `fromBits` each (1, 2 or 4) into wider ones (4 or 8). The rows may start at
-/// the same address: it goes from right to left.
+/// Copies `width` palette indices of `fromBits` each (1, 2 or 4) into wider ones (4 or 8). The rows may start
+/// at the same address: it goes from right to left.
 void WidenIndices(unsigned char const* from, int fromBits, unsigned char* to, int toBits, int width) noexcept;
 
 }  // namespace qewic

@@ -14,8 +14,8 @@ using namespace yk;
 
 namespace {
 
-// No honest file packs more pixels than this into each of its bytes: a few dozen bytes do not make 100 MB. Small
-// pictures are not worth the doubt.
+// No honest file packs more pixels than this into each of its bytes: a few dozen bytes do not make 100 MB.
+// Small pictures are not worth the doubt.
 constexpr uint64_t MOST_BYTES_PER_FILE_BYTE = 4096;
 constexpr uint64_t ALWAYS_ALLOWED_BYTES = 64 << 20;
 
@@ -81,7 +81,8 @@ bool HasAlpha(IWICImagingFactory& factory, GUID const& pixels) noexcept {
   return transparent;
 }
 
-// Takes the pixels as they are, or has the Imaging Component convert those that the library has no format for.
+// Takes the pixels as they are, or has the Imaging Component convert those that the library has no format
+// for.
 HRESULT Reader::ChooseLayout() noexcept {
   GUID pixels;
   HRESULT const result = source->GetPixelFormat(&pixels);

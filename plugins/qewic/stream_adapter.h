@@ -3,9 +3,9 @@
 //   Ref<StreamAdapter> adapter = StreamAdapter::Create(stream);     // null: no memory
 //   decoder->Initialize(adapter.get(), ...);
 //
-// Position 0 of the adapter is where the stream stood when the adapter was made: a picture may lie anywhere in
-// a larger stream. The adapter holds a reference to the stream and is counted itself, since codecs keep it. A
-// position that the stream's signed 32-bit seek cannot reach is refused. One thread at a time.
+// Position 0 of the adapter is where the stream stood when the adapter was made: a picture may lie anywhere
+// in a larger stream. The adapter holds a reference to the stream and is counted itself, since codecs keep
+// it. A position that the stream's signed 32-bit seek cannot reach is refused. One thread at a time.
 #pragma once
 
 #include <objidl.h>
@@ -24,8 +24,8 @@ class StreamAdapter final : public IStream {
   /// Bytes from the adapter's position 0 to the end of the stream.
   uint64_t Extent() const noexcept { return extent; }
 
-  /// What the stream said when it first failed to do what it was asked for, whatever the codec made of it. S_OK:
-  /// it never did. A stream that does less than it says is E_FAIL.
+  /// What the stream said when it first failed to do what it was asked for, whatever the codec made of it.
+  /// S_OK: it never did. A stream that does less than it says is E_FAIL.
   HRESULT Failure() const noexcept { return failure; }
 
   /// Likewise for what has been written, which a stream may refuse later: its state counts as well.

@@ -1,5 +1,5 @@
-// A JPEG file of a stated quality, by stb_image_write: not every Imaging Component listens to the quality that it is
-// asked for. A grey picture becomes a file of three channels, two of them empty.
+// A JPEG file of a stated quality, by stb_image_write: not every Imaging Component listens to the quality
+// that it is asked for. A grey picture becomes a file of three channels, two of them empty.
 #include <qecore/image/convert.h>
 
 #include <string.h>

@@ -172,8 +172,8 @@ HRESULT Writer::Finish(HRESULT result) noexcept {
   return SUCCEEDED(result) ? adapter->MoveToEnd() : result;
 }
 
-// Some Imaging Components put 16-bit channels into PNG files lowest byte first, against the format. One pixel there
-// and back tells.
+// Some Imaging Components put 16-bit channels into PNG files lowest byte first, against the format. One pixel
+// there and back tells.
 bool MixesUpBytes(GUID const& container, IMG_FORMAT format) noexcept {
   static constexpr unsigned char LOW_AND_HIGH[] = {1, 2, 1, 2, 1, 2, 1, 2};
   Ref<Image2d> const pixel = Ref<Image2d>::Adopt(Image2d::Create());

@@ -13,8 +13,8 @@ struct CacheItem {
   bool (*read)(Deserializer& reader, Target& target);
 };
 
-/// Reads the chunks of the record in which the reader stands, in whatever order. None has to be there; unknown ones are
-/// skipped.
+/// Reads the chunks of the record in which the reader stands, in whatever order. None has to be there;
+/// unknown ones are skipped.
 /// \return false when a chunk is damaged
 template <class Target, size_t COUNT>
 bool ReadItems(Deserializer& reader, CacheItem<Target> const (&items)[COUNT], Target& target) noexcept {

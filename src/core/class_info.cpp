@@ -88,8 +88,8 @@ void CopyName(ClassInfo& info, char const* text) noexcept {
   }
 }
 
-// The flags are kept as they were saved. One that says that the name is the record's own is true of a null name,
-// too.
+// The flags are kept as they were saved. One that says that the name is the record's own is true of a null
+// name, too.
 bool ReadClassInfo(Deserializer& reader, ClassInfo& info) noexcept {
   bool const flagged = ReadBytes(reader, &info.flags, sizeof info.flags);
   return ReadItems(reader, ITEMS, info) && flagged;

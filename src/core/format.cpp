@@ -44,7 +44,8 @@ constexpr bool IsReal(Char c) noexcept {
   return IsOneOf(c, "eEfFgGaA");
 }
 
-// Characters of the first size prefix of a directive; 0: there is none. The capital I alone is one for integers.
+// Characters of the first size prefix of a directive; 0: there is none. The capital I alone is one for
+// integers.
 template <class Char>
 constexpr int PrefixLength(Char const* at) noexcept {
   if (IsOneOf(*at, "hlwLjzt")) return 1;
@@ -245,8 +246,8 @@ class Formatter {
     return true;
   }
 
-  // An integer with so many digits that the runtime has no room for them: it gives the sign, the prefix and the
-  // digits that are more than zeros.
+  // An integer with so many digits that the runtime has no room for them: it gives the sign, the prefix and
+  // the digits that are more than zeros.
   bool PutDigits(Directive<Char> const& directive, unsigned long long value) noexcept {
     char spec[SPEC_ROOM];
     char text[2 * SAFE_DIGITS] = {};

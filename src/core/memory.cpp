@@ -59,8 +59,8 @@ Malloc::Malloc(int toRequest) noexcept : blockSize(static_cast<unsigned>(toReque
   static_assert(sizeof(Block) == BLOCK_HEADER);
 }
 
-// Slot 15 without bit 0 leaves the object's memory to its caller, who may look at it: an arena that is gone has
-// nothing.
+// Slot 15 without bit 0 leaves the object's memory to its caller, who may look at it: an arena that is gone
+// has nothing.
 Malloc::~Malloc() {
   while (Block* const block = first) {
     first = block->next;

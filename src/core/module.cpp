@@ -63,7 +63,8 @@ bool LacksDescription(Module const& module) noexcept {
   return last && last->flags & ClassInfo::FILTER && !last->info;
 }
 
-/// A record that is saved as `info` is, flags and all; null without memory. Under the lock. To be dropped by DropChain.
+/// A record that is saved as `info` is, flags and all; null without memory. Under the lock. To be dropped by
+/// DropChain.
 ClassInfo* CopyToSave(ClassInfo const& info) noexcept {
   ClassInfo* const copy = new (std::nothrow) ClassInfo;
   if (!copy) return nullptr;
@@ -125,8 +126,8 @@ class CodeHold {
 
 Module::Module(String const& toPath) noexcept : fileName(toPath.FileShortName()), path(toPath) {}
 
-// The library is not freed, as intended. Records are left only when a plug-in goes on registering classes after it
-// has asked to be forgotten: they then belong to nobody.
+// The library is not freed, as intended. Records are left only when a plug-in goes on registering classes
+// after it has asked to be forgotten: they then belong to nobody.
 Module::~Module() {
   RegistryLock const guard;
   for (ClassInfo* info = classes; info; info = info->next) info->module = nullptr;
@@ -136,8 +137,8 @@ bool Module::IsTypeOf(Guid const& id) noexcept { return id == Id() || Unknown::I
 
 HRESULT Module::Reserved8() noexcept { return E_NOTIMPL; }
 
-// The plug-in may do as it likes in its messages: it may even let go of the System, or unload itself. Other threads
-// find it loaded when all its classes are registered, and not before.
+// The plug-in may do as it likes in its messages: it may even let go of the System, or unload itself. Other
+// threads find it loaded when all its classes are registered, and not before.
 HRESULT Module::Load() noexcept {
   Ref<Module> const keptModule = Ref<Module>::Share(this);
   Ref<System> const system = Ref<System>::Share(System::ptr());
@@ -183,9 +184,9 @@ void Module::KeepLibrary(HINSTANCE loaded) noexcept {
   if (loaded) FreeLibrary(loaded);
 }
 
-// A class that the cache has listed is registered without a factory and gets it now; one that has a factory, be
-// it of this library or of another, is left as it is. One that there is no memory for, or for its description, must
-// not be missing from the cache for good: the next scan is to take the file for a new one.
+// A class that the cache has listed is registered without a factory and gets it now; one that has a factory,
+// be it of this library or of another, is left as it is. One that there is no memory for, or for its
+// description, must not be missing from the cache for good: the next scan is to take the file for a new one.
 void Module::RegisterClasses(System& system) noexcept {
   for (unsigned index = 0; index < MODULE_MAX_CLASSES; ++index) {
     ModuleEntry const send = EntryOf(*this);
@@ -197,8 +198,8 @@ void Module::RegisterClasses(System& system) noexcept {
   }
 }
 
-// The fields are cleared first: a plug-in that creates one of its own classes when it is told to go is loaded once
-// more, not half.
+// The fields are cleared first: a plug-in that creates one of its own classes when it is told to go is loaded
+// once more, not half.
 HRESULT Module::Unload() noexcept {
   Ref<Module> const kept = Ref<Module>::Share(this);
   HINSTANCE leaving;
@@ -218,7 +219,8 @@ HRESULT Module::Unload() noexcept {
   return S_OK;
 }
 
-// What is saved of the classes are copies: the stream is anybody's, and the plug-in may be forgotten meanwhile.
+// What is saved of the classes are copies: the stream is anybody's, and the plug-in may be forgotten
+// meanwhile.
 HRESULT Module::Save(Serializer* writer, ExecutionContext* context) noexcept {
   if (!writer || !writer->GetStream()) return E_INVALIDARG;
   Ref<Module> const kept = Ref<Module>::Share(this);

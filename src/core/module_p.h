@@ -25,8 +25,8 @@ inline constexpr unsigned short FILE_SIZE = 4100;
 
 }  // namespace cache
 
-/// One run of System::ScanModules. What the cache tells stays in here until the folder has confirmed it, so that
-/// a damaged or an old cache never touches the registry.
+/// One run of System::ScanModules. What the cache tells stays in here until the folder has confirmed it, so
+/// that a damaged or an old cache never touches the registry.
 class ModuleScan {
  public:
   ModuleScan(System& forSystem, String const& inFolder, String const& withCache) noexcept;
@@ -56,8 +56,8 @@ class ModuleScan {
   System& system;
   String folder;
   String cacheFile;
-  // Modules of the cache that the System does not know yet; in the chain of each its records, in the order of the
-  // file. Null: there is no memory, and nothing is scanned.
+  // Modules of the cache that the System does not know yet; in the chain of each its records, in the order of
+  // the file. Null: there is no memory, and nothing is scanned.
   Ref<Array> cached;
   Ref<Array> found;  // modules of new files
   bool changed = false;

@@ -53,7 +53,8 @@ constexpr CacheItem<CachedModule> ITEMS[] = {
     {cache::CLASS, ReadClass},
 };
 
-// A file in the folder itself and nowhere else: a cache must not lead the System to another folder's libraries.
+// A file in the folder itself and nowhere else: a cache must not lead the System to another folder's
+// libraries.
 bool IsPluginName(String const& name) noexcept {
   if (name.Length() > MAX_FILE_NAME || !RegularCompare(PLUGIN_PATTERN, name.c_str())) return false;
   for (size_t i = 0; i < name.Length(); ++i) {
@@ -139,7 +140,8 @@ void ModuleScan::MarkKnown() noexcept {
   }
 }
 
-// A cache that cannot be made sense of is none. That alone is no reason to write over it: it may be anybody's file.
+// A cache that cannot be made sense of is none. That alone is no reason to write over it: it may be anybody's
+// file.
 void ModuleScan::ReadCache() noexcept {
   Ref<Stream> stream;
   if (Failed(FileStream::Create(cacheFile, FileStream::READ, stream.Receive()))) return;
@@ -153,8 +155,8 @@ void ModuleScan::ReadCache() noexcept {
   }
 }
 
-// A record that is damaged, that could not be read, or that leads elsewhere, is left out: its file is then a new one,
-// or there is none, as for any other record that no file is found for.
+// A record that is damaged, that could not be read, or that leads elsewhere, is left out: its file is then a
+// new one, or there is none, as for any other record that no file is found for.
 void ModuleScan::ReadModule(Deserializer& reader) noexcept {
   Module* const module = new (std::nothrow) Module;
   if (!module) return;
@@ -174,8 +176,8 @@ void ModuleScan::SearchFolder() noexcept {
   while (file.GetNext()) MeetFile(file);
 }
 
-// The name is the search's, and not what Module makes of the path: a folder may be empty, or written with both
-// kinds of separators.
+// The name is the search's, and not what Module makes of the path: a folder may be empty, or written with
+// both kinds of separators.
 void ModuleScan::MeetFile(FileFind& file) noexcept {
   if (KeepFile(file)) return;
   changed = true;
@@ -222,8 +224,8 @@ Ref<Module> ModuleScan::AnyUnseen() noexcept {
   return {};
 }
 
-// Cached classes are registered as they are: nothing is compared, no filter is asked, no library is loaded. What there
-// is no memory for is a new file at the next scan.
+// Cached classes are registered as they are: nothing is compared, no filter is asked, no library is loaded.
+// What there is no memory for is a new file at the next scan.
 void ModuleScan::AdoptCached() noexcept {
   while (cached->Count() > 0) {
     Ref<Module> const module = Ref<Module>::Adopt(ModuleAt(cached, 0));
@@ -244,9 +246,9 @@ void ModuleScan::AdoptClasses(Module& module) noexcept {
   }
 }
 
-// A library that could not be loaded may be one at the next scan: its file may be in use, or a library that it
-// needs may be missing. It is noted without its time, so that it is a new file then, for this System and for the
-// cache.
+// A library that could not be loaded may be one at the next scan: its file may be in use, or a library that
+// it needs may be missing. It is noted without its time, so that it is a new file then, for this System and
+// for the cache.
 void ModuleScan::LoadNew() noexcept {
   for (int i = 0; i < found->Count(); ++i) {
     Module* const module = ModuleAt(found, i);

@@ -1,11 +1,12 @@
 // What lets several threads look up and create classes while one of them loads a plug-in.
 //
-// One lock guards the registry: the lists of the System, the chains and libraries of the modules, and of a record its
-// factory and name. It is held for a few instructions and never while anything runs that is not this library's own: no
-// entry point, factory or filter, no Release of a foreign object, nothing that waits for the system's loader.
+// One lock guards the registry: the lists of the System, the chains and libraries of the modules, and of a
+// record its factory and name. It is held for a few instructions and never while anything runs that is not
+// this library's own: no entry point, factory or filter, no Release of a foreign object, nothing that waits
+// for the system's loader.
 //
-// A plug-in is loaded by one thread, without the lock; that it is being loaded is noted in a turn, for which others
-// wait.
+// A plug-in is loaded by one thread, without the lock; that it is being loaded is noted in a turn, for which
+// others wait.
 #pragma once
 
 namespace yk {
@@ -23,12 +24,12 @@ class RegistryLock {
 
 /// This thread's turn at loading a plug-in, from the end of any other thread's turn at the same one.
 ///
-/// It begins at once, beside the other, where waiting would never end: when that is this thread's own (a plug-in that
-/// creates a class of its own while it is attached); when the other waits, over however many others, for what this
-/// thread loads (two plug-ins that create each other's classes); and when this thread holds the system's loader lock,
-/// which the other may need. Of that lock only what Module::Load itself does is known: a thread that is in the
-/// system's loader for a library that somebody else loads or frees must create no class. What is found then is a
-/// plug-in that may be half loaded.
+/// It begins at once, beside the other, where waiting would never end: when that is this thread's own (a
+/// plug-in that creates a class of its own while it is attached); when the other waits, over however many
+/// others, for what this thread loads (two plug-ins that create each other's classes); and when this thread
+/// holds the system's loader lock, which the other may need. Of that lock only what Module::Load itself does
+/// is known: a thread that is in the system's loader for a library that somebody else loads or frees must
+/// create no class. What is found then is a plug-in that may be half loaded.
 class LoadTurn {
  public:
   explicit LoadTurn(Module const& toLoad) noexcept;

@@ -68,8 +68,8 @@ ClassFactory FactoryOf(ClassInfo const& record) noexcept {
   return record.create;
 }
 
-/// A new record that says the same and owns what it holds; null without memory. Whether it is a filter is not what the
-/// host says.
+/// A new record that says the same and owns what it holds; null without memory. Whether it is a filter is not
+/// what the host says.
 ClassInfo* Copy(ClassInfo const& info) noexcept {
   ClassInfo* const copy = new (std::nothrow) ClassInfo;
   if (!copy) return nullptr;
@@ -261,8 +261,8 @@ bool System::SetScanning(bool wanted) noexcept {
 }
 
 // ENUM_NESTED asks for a second search below a class whose identifier is its own category's. As the class was
-// found in the category searched for, that would be this search again, within itself and without end: it is not
-// begun, since it can find nothing new.
+// found in the category searched for, that would be this search again, within itself and without end: it is
+// not begun, since it can find nothing new.
 HRESULT System::EnumClasses(Guid const& interfaceId, Array** out, unsigned options) noexcept {
   (void)options;
   if (!out) return E_INVALIDARG;
@@ -317,9 +317,9 @@ bool System::Append(ClassInfo* record, bool isFilter) noexcept {
   return true;
 }
 
-/// Appends a class that is registered. A filter is known by its interface. The class may have come meanwhile, from
-/// another thread or from the filter that was asked what it is: S_FALSE when it has only now got its factory, and
-/// E_INVALIDARG when it had one.
+/// Appends a class that is registered. A filter is known by its interface. The class may have come meanwhile,
+/// from another thread or from the filter that was asked what it is: S_FALSE when it has only now got its
+/// factory, and E_INVALIDARG when it had one.
 HRESULT System::AppendNew(ClassInfo* record) noexcept {
   RegistryLock const guard;
   if (ClassInfo* const present = RecordOf(registry, record->classId)) {
@@ -353,8 +353,8 @@ bool System::AppendModule(Module* module) noexcept {
   return true;
 }
 
-/// The classes of a library that is about to go stay registered, but nothing in it may be called or read any more.
-/// Which library an address is in is asked without the lock: the system's loader has one of its own.
+/// The classes of a library that is about to go stay registered, but nothing in it may be called or read any
+/// more. Which library an address is in is asked without the lock: the system's loader has one of its own.
 void System::ForgetCode(HINSTANCE library) noexcept {
   for (int i = 0; i < CountOf(registry); ++i) {
     ClassInfo& record = *RecordAt(registry, i);

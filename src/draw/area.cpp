@@ -52,8 +52,8 @@ void Outline::AddEdge(point2d const& a, point2d const& b) noexcept {
   AddInside({upper.x - clip.left, upper.y}, {lower.x - clip.left, lower.y}, down ? 1 : -1);
 }
 
-// Cuts an edge at the sides of the clip. What lies left of it runs along its side, since it still says what is
-// inside; what lies right of it says only that the inside may reach the end.
+// Cuts an edge at the sides of the clip. What lies left of it runs along its side, since it still says what
+// is inside; what lies right of it says only that the inside may reach the end.
 void Outline::AddInside(point2d const& upper, point2d const& lower, int direction) noexcept {
   double const width = static_cast<double>(clip.right) - clip.left;
   auto const [low, high] = std::minmax(upper.x, lower.x);
@@ -98,8 +98,8 @@ bool Outline::Close() noexcept {
 
 // ---- ellipses
 
-// A quarter of a curve at a distance inside an ellipse, as seen from its centre: x and y are not negative, and
-// the direction, a unit vector, runs from (1, 0) to (0, 1).
+// A quarter of a curve at a distance inside an ellipse, as seen from its centre: x and y are not negative,
+// and the direction, a unit vector, runs from (1, 0) to (0, 1).
 struct Outline::Quarter {
   point2d centre, radius;
   double inset;
@@ -132,8 +132,8 @@ void Outline::AddEllipse(point2d const& centre, point2d const& radius, double in
   AddArc(quarter, from, to, MAX_ARC_DEPTH);
 }
 
-// Whether an arc lies beside the clip, where its chord is as good as the arc. One within a quarter lies inside
-// the box of its ends.
+// Whether an arc lies beside the clip, where its chord is as good as the arc. One within a quarter lies
+// inside the box of its ends.
 bool Outline::IsBeside(point2d const& a, point2d const& b) const noexcept {
   return std::max(a.x, b.x) < clip.left || std::min(a.x, b.x) > clip.right || std::max(a.y, b.y) < clip.top ||
          std::min(a.y, b.y) > clip.bottom;

@@ -21,7 +21,8 @@
 //               /\         |
 //   to    -----+--+--------+---     2 1 3
 //
-// Work and memory stay bounded whatever the outline is: in rows with very many ends bands are not thinner than
+// Work and memory stay bounded whatever the outline is: in rows with very many ends bands are not thinner
+// than
 // 1/256 pixel, and bands with very many crossings are halved down to that. Inside such a band, its middle
 // decides.
 #pragma once

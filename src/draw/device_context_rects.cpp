@@ -30,8 +30,8 @@ float Progress(int at, int from, int to) noexcept {
   return static_cast<float>((static_cast<double>(at) - from) / (static_cast<double>(to) - from));
 }
 
-// Calls fill(x, y, w, h) for the four edges of a frame, each corner in one of them: top and bottom go from end
-// to end.
+// Calls fill(x, y, w, h) for the four edges of a frame, each corner in one of them: top and bottom go from
+// end to end.
 template <class Fill>
 void ForEachEdge(int x, int y, int w, int h, Fill fill) noexcept {
   int const lastX = AddClamped(AddClamped(x, w), -1), lastY = AddClamped(AddClamped(y, h), -1);

@@ -92,8 +92,8 @@ void WalkLine(LineWalk const& line, LinePattern& pattern, JointStep const& start
   pattern.MoveOn(all > shared ? all - shared : 0);
 }
 
-/// Connected lines. Each joint is one step of the pattern, with the line that comes to it; but where the lines
-/// step along different axes, both plot their own step there, or there would be a gap.
+/// Connected lines. Each joint is one step of the pattern, with the line that comes to it; but where the
+/// lines step along different axes, both plot their own step there, or there would be a gap.
 class Polyline {
  public:
   /// Gets a run of pixels and how much of each is covered, 0 to 255.

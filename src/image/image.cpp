@@ -248,7 +248,8 @@ HRESULT Image2d::ConvertLine(int y, IMG_FORMAT dstFormat, void* dst, int dstSize
 // ---- Image2d: what it shows -------------------------------------------------------------------------------
 
 bool Image2d::IsGrayScalePalette() noexcept {
-  // Any palette of any format is looked at, but for one that went with its pixels: its address is still there.
+  // Any palette of any format is looked at, but for one that went with its pixels: its address is still
+  // there.
   if (!palette || MarkOf(palette) == lostPalette) return false;
   if (paletteCount == 0 || paletteCount > 256) return false;  // no byte is the grey 256
   for (unsigned i = 0; i < paletteCount; ++i) {

@@ -7,8 +7,8 @@
 
 namespace yk {
 
-/// Makes room for the entry at `depth`: ten entries more, and half as many again once there are many, so that deep
-/// nesting costs no more for each level than flat. False: there is no memory.
+/// Makes room for the entry at `depth`: ten entries more, and half as many again once there are many, so that
+/// deep nesting costs no more for each level than flat. False: there is no memory.
 template <class Entry>
 bool HasRoom(Entry*& chunks, int& capacity, int depth) noexcept {
   constexpr int STEP = 10;

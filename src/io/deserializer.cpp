@@ -130,8 +130,8 @@ HRESULT Deserializer::AddReference(Unknown* object) noexcept {
   return S_OK;
 }
 
-/// Reads a header and enters its chunk, which must end at `bound` or before. A corrupt chunk is entered as one
-/// without payload that reaches to `bound`, so that leaving it always goes forward.
+/// Reads a header and enters its chunk, which must end at `bound` or before. A corrupt chunk is entered as
+/// one without payload that reaches to `bound`, so that leaving it always goes forward.
 unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   Ref<Stream> const from = stream;

@@ -10,8 +10,8 @@ namespace {
 
 constexpr size_t LONGEST_PATH = 32767;  // the system's limit
 
-/// The separator that FilePath cuts at: the last backslash, or the last slash in a text without any. Null when
-/// nothing would be left in front of it.
+/// The separator that FilePath cuts at: the last backslash, or the last slash in a text without any. Null
+/// when nothing would be left in front of it.
 wchar_t* ParentEnd(wchar_t* path) noexcept {
   wchar_t* separator = wcsrchr(path, L'\\');
   if (!separator) separator = wcsrchr(path, L'/');

@@ -38,7 +38,8 @@ wchar_t const* NameIn(String const& path) noexcept {
   return separator ? separator + 1 : path.c_str();
 }
 
-/// Makes a new file in the folder of `target`, and `path` its path. Else the system's last error says why not.
+/// Makes a new file in the folder of `target`, and `path` its path. Else the system's last error says why
+/// not.
 HANDLE CreateBeside(String const& target, String& path) noexcept {
   constexpr int ATTEMPTS = 1000;
   constexpr size_t NAME_LENGTH = 15;

@@ -33,8 +33,8 @@ Serializer::~Serializer() {
   FreeChunks(chunks, capacity);
 }
 
-// A stream may be a host's, whose calls lead anywhere, back into the writer and to its Close as well: what needs the
-// writer or the stream after one holds them meanwhile, and looks again at what it found before.
+// A stream may be a host's, whose calls lead anywhere, back into the writer and to its Close as well: what
+// needs the writer or the stream after one holds them meanwhile, and looks again at what it found before.
 
 HRESULT Serializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   if (stream) return E_FAIL;

@@ -8,8 +8,8 @@
 
 namespace yk {
 
-/// Seeks to a place that may lie beyond the 2 GiB that one signed offset reaches. E_FAIL also for a stream that says
-/// that it is elsewhere afterwards.
+/// Seeks to a place that may lie beyond the 2 GiB that one signed offset reaches. E_FAIL also for a stream
+/// that says that it is elsewhere afterwards.
 inline HRESULT SeekTo(Stream& stream, unsigned position) noexcept {
   unsigned at = position;
   unsigned left = position;

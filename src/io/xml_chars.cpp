@@ -8,7 +8,8 @@ struct Range {
   wchar_t first, last;
 };
 
-// Characters that begin a name. A pair of surrogates stands for the planes 1 to 14, which names may use whole.
+// Characters that begin a name. A pair of surrogates stands for the planes 1 to 14, which names may use
+// whole.
 constexpr Range NAME_START[] = {
     {L':', L':'},     {L'A', L'Z'},     {L'_', L'_'},     {L'a', L'z'},     {0x00C0, 0x00D6},
     {0x00D8, 0x00F6}, {0x00F8, 0x02FF}, {0x0370, 0x037D}, {0x037F, 0x1FFF}, {0x200C, 0x200D},

@@ -14,8 +14,8 @@ constexpr wchar_t NOT_UTF16[] = L"invalid UTF-16";
 constexpr wchar_t BIG_ENDIAN[] = L"big-endian UTF-16 is not supported";
 constexpr wchar_t BAD_CHARACTER[] = L"invalid character";
 
-/// Takes all that the stream still holds, in blocks: what a stream says of its size is no reason to allocate. One that
-/// never ends is none: positions have 32 bits.
+/// Takes all that the stream still holds, in blocks: what a stream says of its size is no reason to allocate.
+/// One that never ends is none: positions have 32 bits.
 HRESULT ReadBytes(Stream& stream, Buffer<char>& bytes) noexcept {
   constexpr unsigned BLOCK = 0x10000;
   unsigned const start = stream.GetPosition();

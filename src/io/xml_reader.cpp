@@ -267,8 +267,8 @@ bool Reader::DocumentType() noexcept {
   return FailUnended(start, L"unterminated DOCTYPE");
 }
 
-/// From the beginning of a comment, an instruction or a text in quotes to its last character; stays where there
-/// is none. False when it does not end.
+/// From the beginning of a comment, an instruction or a text in quotes to its last character; stays where
+/// there is none. False when it does not end.
 bool Reader::SkipQuoted() noexcept {
   wstring_view closing;
   if (At(L"<!--")) closing = L"-->";

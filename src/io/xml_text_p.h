@@ -2,10 +2,11 @@
 //
 //   <a>PIECE<b>..</b>PIECE<c/>PIECE</a>        one piece in front of each child, one behind the last
 //
-// The writer puts all text into the first piece, its own line ends and tabs around it and nothing else between
-// the children, and it escapes the line ends and tabs of the text. Other programs lay out with spaces, too.
-// So blank pieces are layout and dropped; around the first piece one line end and the tabs behind go; and
-// a first piece of spaces alone, which can be either, is text if all else is laid out as the writer does it.
+// The writer puts all text into the first piece, its own line ends and tabs around it and nothing else
+// between the children, and it escapes the line ends and tabs of the text. Other programs lay out with
+// spaces, too. So blank pieces are layout and dropped; around the first piece one line end and the tabs
+// behind go; and a first piece of spaces alone, which can be either, is text if all else is laid out as the
+// writer does it.
 #pragma once
 
 #include <qecore/io/xml.h>

@@ -31,7 +31,8 @@ struct XmlTree {
 
 namespace xml {
 
-/// Writes as XmlHelper::Save says. False: there was no memory for the writer. `failure` is S_OK or the stream's first.
+/// Writes as XmlHelper::Save says. False: there was no memory for the writer. `failure` is S_OK or the
+/// stream's first.
 bool Write(XmlNode const& document, Stream& stream, unsigned flags, HRESULT& failure) noexcept;
 
 /// The length of the escaped text; writes it and a terminator when there is a buffer.

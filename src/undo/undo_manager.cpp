@@ -300,8 +300,8 @@ ykUndoItem* UndoManager::AddRecord(Unknown* object, unsigned key, Transaction*& 
 
 HRESULT UndoManager::DoClear() noexcept {
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
-  // One by one, so that an item whose destructor looks at the manager sees a history that holds together. One that
-  // commits meanwhile is cleared as well, but does not keep this going for ever.
+  // One by one, so that an item whose destructor looks at the manager sees a history that holds together. One
+  // that commits meanwhile is cleared as well, but does not keep this going for ever.
   // `count` stays as it was: that is intended.
   position = 0;
   for (int left = 2 * Entries(); left > 0 && Entries() > 0; --left) DropLast();

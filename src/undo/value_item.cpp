@@ -20,8 +20,8 @@ bool HasMemory() noexcept {
   return probe.type != Variant::EMPTY;
 }
 
-/// S_OK and an empty value is what a map answers for an empty text that it holds, and for a text that it could
-/// not copy. Asking twice tells one from the other.
+/// S_OK and an empty value is what a map answers for an empty text that it holds, and for a text that it
+/// could not copy. Asking twice tells one from the other.
 HRESULT ReadEmpty(Unknown& object, unsigned key, Variant& lent) noexcept {
   HRESULT const result = object.GetValue(key, lent);
   if (Failed(result) || lent.type != Variant::EMPTY) return result;
@@ -56,8 +56,8 @@ ValueItem* ValueItem::Create(Unknown* object, unsigned key) noexcept {
   return result == E_OUTOFMEMORY ? nullptr : item.Detach();
 }
 
-/// Undo and redo come in turns; one that failed, and so changed nothing, must not be followed by its opposite.
-/// The object's own code, which runs meanwhile, may let go of the item, or call it once more.
+/// Undo and redo come in turns; one that failed, and so changed nothing, must not be followed by its
+/// opposite. The object's own code, which runs meanwhile, may let go of the item, or call it once more.
 HRESULT ValueItem::Turn(bool redo) noexcept {
   if (turning || undone != redo) return E_FAIL;
   Ref<ValueItem> const stay = Ref<ValueItem>::Share(this);

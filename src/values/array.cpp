@@ -41,8 +41,8 @@ void DeleteString(void* element) noexcept { delete static_cast<String*>(element)
 
 // Quicksort around the middle element. The order of equal elements follows from these very steps. Which part
 // is sorted first changes nothing in the result, so the shorter one recurses and the depth stays small. The
-// scans are bounded for a comparison that contradicts itself; a sane one stops at the pivot. The block is read anew
-// each time: a comparison that inserts elements moves it.
+// scans are bounded for a comparison that contradicts itself; a sane one stops at the pivot. The block is
+// read anew each time: a comparison that inserts elements moves it.
 void QuickSort(void** const& a, int lo, int hi, Array::Comparison compare, void const* context) noexcept {
   while (lo < hi) {
     void const* const pivot = a[(lo + hi) / 2];
@@ -159,8 +159,8 @@ bool Array::Swap(int first, int second) noexcept {
 
 // Deleters and comparisons may call back into the array, and drop its last reference.
 
-// The elements are turned round, so that each is taken from the end as soon as it is freed: what a deleter inserts,
-// wherever it does, is then freed as well, and nothing is freed twice.
+// The elements are turned round, so that each is taken from the end as soon as it is freed: what a deleter
+// inserts, wherever it does, is then freed as well, and nothing is freed twice.
 void Array::FreeAll() noexcept {
   Ref<Array> const self = Ref<Array>::Share(this);
   if (deleter) std::reverse(elements, elements + count);
@@ -301,7 +301,8 @@ bool DataArray::AtFree(int index) noexcept {
   return true;
 }
 
-// The block is taken out of the array first. A deleter that inserts records makes another one, which goes, too.
+// The block is taken out of the array first. A deleter that inserts records makes another one, which goes,
+// too.
 void DataArray::FreeAll() noexcept {
   Ref<DataArray> const self = Ref<DataArray>::Share(this);
   while (unsigned char* const block = buffer) {

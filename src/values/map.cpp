@@ -45,8 +45,8 @@ HRESULT Map::Register() noexcept {
   return RegisterInterface(&info);
 }
 
-// A value that goes may be an object that calls back into the map, even into one that is being destroyed: that finds an
-// empty map, which takes nothing any more, and whose count cannot fall to zero a second time.
+// A value that goes may be an object that calls back into the map, even into one that is being destroyed:
+// that finds an empty map, which takes nothing any more, and whose count cannot fall to zero a second time.
 Map::~Map() {
   AddRef();
   Entry* const block = entries;
@@ -73,8 +73,8 @@ HRESULT Map::GetValue(unsigned key, Variant& out) noexcept {
   return entry ? entry->value.Get(out) : E_FAIL;
 }
 
-// What is let go of dies last, when the entries are in order again: it may be an object that calls back into the map,
-// or takes the map with it.
+// What is let go of dies last, when the entries are in order again: it may be an object that calls back into
+// the map, or takes the map with it.
 
 HRESULT Map::SetValue(unsigned key, Variant const& v) noexcept {
   if (v.type == Variant::EMPTY) return Remove(key);

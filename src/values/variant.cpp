@@ -478,8 +478,8 @@ bool Variant::Compare(Variant const& other) const noexcept {
 
 // ---- private
 
-// What is held next is made before what is held now goes: it may come out of that. And what is held now goes last:
-// an object that goes may take this very variant with it.
+// What is held next is made before what is held now goes: it may come out of that. And what is held now goes
+// last: an object that goes may take this very variant with it.
 
 void Variant::Hold(Type kind, Value content, uint32_t bytes, uint8_t bits) noexcept {
   Variant held;

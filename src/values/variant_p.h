@@ -66,10 +66,10 @@ constexpr VariantKind const& KindOf(uint8_t type) noexcept {
 
 /// The payload of a variant, which is bytes and not an object.
 ///
-/// A value that was saved while it was borrowed says so in its flags, and goes on saying so when it is loaded,
-/// although it then has a payload of its own. Such a payload is marked as the variant's own. The mark is made of the
-/// address: what other programs leave in these two bytes, or a pointer that they put there later, is very unlikely
-/// to make one.
+/// A value that was saved while it was borrowed says so in its flags, and goes on saying so when it is
+/// loaded, although it then has a payload of its own. Such a payload is marked as the variant's own. The mark
+/// is made of the address: what other programs leave in these two bytes, or a pointer that they put there
+/// later, is very unlikely to make one.
 struct VariantPayload {
   static bool IsOwn(Variant const& v) noexcept {
     if (!KindOf(v.type).payload || v.type == Variant::OBJECT || !v.value.pointer) return false;

@@ -6,7 +6,8 @@
 
 using namespace yk;
 
-// White space before a group is let through, so that a text can be as long as one likes; 255 wide characters count.
+// White space before a group is let through, so that a text can be as long as one likes; 255 wide characters
+// count.
 TEST(Guid, HasOneTextFormAndReadsWhatTheRuntimesScannerReads) {
   Guid const id = {0x01234567, 0x89AB, 0xCDEF, {0x10, 0x32, 0x54, 0x76, 0x98, 0xBA, 0xDC, 0xFE}};
   char narrow[Guid::TEXT_SIZE];

@@ -161,8 +161,8 @@ TEST_F(ModuleTest, AnUnloadedPluginIsLoadedAnewForItsClasses) {
   EXPECT_EQ(module->Load(), E_FAIL) << "there is no System";
 }
 
-// Each row has a thread for each letter, a moment after one another: one class; two plug-ins that create each other's
-// classes; one that creates a class of the other while the system maps it.
+// Each row has a thread for each letter, a moment after one another: one class; two plug-ins that create each
+// other's classes; one that creates a class of the other while the system maps it.
 TEST_F(ModuleTest, ThreadsShareOneLoadAndNeverWaitForEachOther) {
   for (std::wstring const classes : {L"aaaa", L"ab", L"ad"}) {
     system.Reset();

@@ -59,8 +59,8 @@ void CutPolygon(Points const& points, IDC const& dc, bool nonZero, double y, Spa
   }
 }
 
-// Half of what the line at y, seen from the centre, has of the points of an ellipse that are not nearer to its
-// edge than `inset`: they lie behind every tangent by that much.
+// Half of what the line at y, seen from the centre, has of the points of an ellipse that are not nearer to
+// its edge than `inset`: they lie behind every tangent by that much.
 double HalfChord(double rx, double ry, double inset, double y) {
   if (ry - inset <= fabs(y) || rx <= inset) return 0;
   if (inset == 0) return rx * sqrt((1 - y / ry) * (1 + y / ry));
@@ -196,8 +196,9 @@ TEST(Shapes, SurviveWildCoordinates) {
   ExpectRed(*dc, 0, "wild", [&](int x, int y) { return PixelAt(*dc, x, y).red; });
 }
 
-// Two pixels a step, a digit for each: how many 28ths of 255. Each line also as a polyline in parts, whose joints
-// are painted once, which the half transparent colour would show, and through which the pattern runs on.
+// Two pixels a step, a digit for each: how many 28ths of 255. Each line also as a polyline in parts, whose
+// joints are painted once, which the half transparent colour would show, and through which the pattern runs
+// on.
 TEST(Line, StepsAlongItsLongerAxis) {
   struct {
     point2df a, b;
@@ -253,8 +254,8 @@ TEST(Polyline, HasNoGapsWhereItsLongerAxisChanges) {
   }
 }
 
-// Wherever it stands in its rectangle, and however far it leans out: GDI's own text, in the middle between white
-// on black and black on white.
+// Wherever it stands in its rectangle, and however far it leans out: GDI's own text, in the middle between
+// white on black and black on white.
 TEST(Text, IsGdisTextWithItsCurveUndone) {
   wchar_t const* const text = L"Wide quality,\ttfj";
   auto const make = [](int size, int turned, int weight, int italic) {

@@ -59,8 +59,8 @@ inline yk::Ref<yk::Deserializer> Reader(yk::Stream& stream, unsigned flags) {
   return reader;
 }
 
-/// Bytes that stand at `base` of a stream whose front is not there; lives on the stack. One call can be made to
-/// fail: the `left`-th of its kind from here.
+/// Bytes that stand at `base` of a stream whose front is not there; lives on the stack. One call can be made
+/// to fail: the `left`-th of its kind from here.
 class SpyStream : public yk::Stream {
  public:
   enum Fault { NONE, READ, WRITE, SHORT, SEEK, STATE };

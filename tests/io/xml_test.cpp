@@ -191,7 +191,8 @@ TEST(XmlWriter, WritesLongNamesTextsAndValuesWhole) {
   }
 }
 
-/// A chain of elements, the innermost with a text. With recursion, the deepest would need many times the stack.
+/// A chain of elements, the innermost with a text. With recursion, the deepest would need many times the
+/// stack.
 TEST(XmlWriter, WritesAndFreesTreesOfAnyDepth) {
   for (unsigned const depth : {300u, 200000u}) {
     XmlNode* node = Xml().CreateNode(XML_ELEMENT, L"e");

@@ -1,5 +1,5 @@
-// What the test plug-ins share: their classes' identifiers, a class, and a log of the messages that they were sent.
-// The log is an environment variable, which the library, the plug-ins and the test have in common.
+// What the test plug-ins share: their classes' identifiers, a class, and a log of the messages that they were
+// sent. The log is an environment variable, which the library, the plug-ins and the test have in common.
 #pragma once
 
 #include <qecore/core/module.h>

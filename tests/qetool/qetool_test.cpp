@@ -248,7 +248,8 @@ TEST_F(Tool, DumpsWhatADamagedFileStillHolds) {
   folder.Write(L"deep.obj", deep);
   EXPECT_THAT(Good(L"dump deep.obj"), HasSubstr("29994  " + std::string(80, ' ') + "7, 0 bytes\n"));
   EXPECT_THAT(Run(L"dump --xml deep.obj").err, HasSubstr("too deep for XML"));
-  // Beside the chunks of each level there is a chain that breaks at the end: too many tries to show all levels.
+  // Beside the chunks of each level there is a chain that breaks at the end: too many tries to show all
+  // levels.
   std::string slow;
   for (unsigned size = 12 * 20000; size; size -= 12) {
     slow +=

@@ -158,8 +158,8 @@ TEST_F(Filters, TakeAQualityForJpeg) {
   EXPECT_EQ(filter->Write(MemoryWith("").get(), photograph.get(), 101), E_INVALIDARG);
 }
 
-// Smooth pictures of every small size come back within a few levels, also where a file's units of 8 or 16 pixels
-// are cut by the picture's edge.
+// Smooth pictures of every small size come back within a few levels, also where a file's units of 8 or 16
+// pixels are cut by the picture's edge.
 TEST_F(Filters, WriteJpegsOfAnySize) {
   Ref<ykFlt2d> const filter = Filter(ids::FILE_JPEG);
   for (IMG_FORMAT format : {IMG_GRAY8, IMG_BGR24}) {

@@ -34,7 +34,8 @@ unsigned References(T* object) {
   return object->Release();
 }
 
-/// While it lives, one of the slots of one object counts its calls, returns 0 and does nothing else. So a host hooks objects.
+/// While it lives, one of the slots of one object counts its calls, returns 0 and does nothing else. So a
+/// host hooks objects.
 class SlotHook {
  public:
   SlotHook(void* toHook, int slots, int slot) : object(static_cast<void***>(toHook)), table(*object) {

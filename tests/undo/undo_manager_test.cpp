@@ -15,8 +15,8 @@ namespace {
 using namespace yk;
 
 // What the manager calls in a test is one letter: of an item (p)repareUndo, (u)ndo, (r)edo, (d)estructor and
-// (q)ueryInterface, of the manager (h)ook, (c)allback and CanUndo (?), of an object (g)et and (s)et. The letter
-// that is the trap does `act`.
+// (q)ueryInterface, of the manager (h)ook, (c)allback and CanUndo (?), of an object (g)et and (s)et. The
+// letter that is the trap does `act`.
 std::string calls;
 char trap;
 std::function<void()> act;
@@ -54,7 +54,8 @@ struct HostManager : Destroys<HostManager, UndoManager> {
   bool CanUndo() noexcept override { return Called('?'), UndoManager::CanUndo(); }
 };
 
-/// An object that lends its text, or gives none, once, with the code of `failure`, and may refuse to be written.
+/// An object that lends its text, or gives none, once, with the code of `failure`, and may refuse to be
+/// written.
 struct Lender : Unknown {
   wchar_t text[2] = L"A";
   HRESULT failure = S_FALSE;
@@ -73,7 +74,8 @@ struct Lender : Unknown {
 };
 
 /// Plays a script on a manager: a letter of a to z adds an item of that name, a digit sets its level, or the
-/// key of a value, [uC] plays C whenever an item's Undo is called, and the rest are STEPS. What a step gives is written.
+/// key of a value, [uC] plays C whenever an item's Undo is called, and the rest are STEPS. What a step gives
+/// is written.
 struct Player {
   /// \return all that was called and given, to the manager's end
   std::string Play(std::string const& script) {

@@ -18,9 +18,9 @@ namespace {
 // As much plain data as the library itself puts before chunks in one payload.
 constexpr size_t LONGEST_PREFIX = 16;
 
-// How many chunks may be passed over while payloads are tried, for each header that the file has room for. Honest
-// files need a few. A crafted one, in which every level holds a chain that breaks only at the end of the file, would
-// need the square of its size.
+// How many chunks may be passed over while payloads are tried, for each header that the file has room for.
+// Honest files need a few. A crafted one, in which every level holds a chain that breaks only at the end of
+// the file, would need the square of its size.
 constexpr size_t HOPS_PER_HEADER = 64;
 
 // Little-endian.
@@ -93,7 +93,8 @@ class Parser {
     return payload.last(0);
   }
 
-  // Takes the next chunk of the innermost level. The level ends with its bytes, or at the first that is no chunk.
+  // Takes the next chunk of the innermost level. The level ends with its bytes, or at the first that is no
+  // chunk.
   void Step() {
     Level& level = open.back();
     Bytes const rest = level.rest;

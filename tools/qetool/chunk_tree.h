@@ -31,14 +31,16 @@ struct ChunkTree {
     return node.parent == NONE ? nullptr : &nodes[node.parent];
   }
 
-  /// Each before its children: chunks nest as deep as the file has bytes, and nobody needs a stack to walk them.
+  /// Each before its children: chunks nest as deep as the file has bytes, and nobody needs a stack to walk
+  /// them.
   std::vector<ChunkNode> nodes;
   /// What is wrong, with its offset; empty for a sound file. The nodes are what could be read all the same.
   std::string damage;
 };
 
-/// Payloads do not say whether they hold chunks: one does when chunks fill it exactly, after at most a few bytes of
-/// plain data. The time is linear: once a file has cost more tries than any honest one, its payloads count as plain.
+/// Payloads do not say whether they hold chunks: one does when chunks fill it exactly, after at most a few
+/// bytes of plain data. The time is linear: once a file has cost more tries than any honest one, its payloads
+/// count as plain.
 ChunkTree ParseChunks(Bytes file);
 
 /// "body", "class", ... for the tags that the library itself writes; null for others. `parent` is null at the

@@ -106,7 +106,8 @@ bool IsFolderName(std::string const& path) {
   return file::IsFolder(ToWide(path).c_str()) || path.back() == '/' || path.back() == '\\';
 }
 
-// Which file becomes which. Several inputs, or an output that is a folder, go into that folder by their names.
+// Which file becomes which. Several inputs, or an output that is a folder, go into that folder by their
+// names.
 std::vector<Job> PlanJobs(Options const& options) {
   if (options.paths.size() < 2)
     throw Failure{"convert needs an input and an output (see qetool convert --help)"};

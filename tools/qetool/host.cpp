@@ -53,7 +53,8 @@ bool IsCache(Stream& file) {
   return reader->IsInChunk() && reader->BeginChunk() == PLUGIN_LIST;
 }
 
-// A scan replaces the cache: a file that was named by mistake would be lost. An empty one holds nothing to lose.
+// A scan replaces the cache: a file that was named by mistake would be lost. An empty one holds nothing to
+// lose.
 void CheckCache(std::string const& path) {
   Ref<Stream> file;
   HRESULT const result = FileStream::Create(ToWide(path), FileStream::READ, file.Receive());

@@ -22,8 +22,8 @@ Picture LoadPicture(std::string const& path);
 /// Checks that some filter writes files with this path's extension, and answers its class. Throws Failure.
 yk::Guid FilterFor(Host const& host, std::string const& path);
 
-/// Writes a file through the filter of this class, whole or not at all: what stood at `path` stays until the new
-/// file is complete. Throws Failure.
+/// Writes a file through the filter of this class, whole or not at all: what stood at `path` stays until the
+/// new file is complete. Throws Failure.
 void SavePicture(yk::Guid const& filter, yk::Image2d& image, std::string const& path, unsigned options);
 
 /// "PNG", "JPEG", ...

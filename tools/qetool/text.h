@@ -7,7 +7,8 @@
 
 namespace qetool {
 
-/// What a command throws when it cannot go on: one line, what, where and why. main prints it and exits with 1.
+/// What a command throws when it cannot go on: one line, what, where and why. main prints it and exits with
+/// 1.
 struct Failure {
   std::string text;
 };

@@ -34,7 +34,8 @@ class ykFlt : public Answers<ykFlt, Unknown> {
   /// An unsigned value whose meaning is the plug-in's; kept in the class record under key 2.
   virtual unsigned GetFlags() noexcept { return 0; }
 
-  /// The `index`-th file pattern or extension, from 0, null after the last; the registry asks for no more than
+  /// The `index`-th file pattern or extension, from 0, null after the last; the registry asks for no more
+  /// than
   /// 4096. The filter owns the text.
   virtual wchar_t const* GetPattern(unsigned index) noexcept {
     (void)index;

@@ -38,8 +38,8 @@ class Answers : public Base {
 };
 
 /// Destroy runs ~Self and frees the memory; Self is the class that is made, not one that is derived from. (No
-/// class of a public header is marked `final` all the same: the mark lets the compiler turn a slot's call into a
-/// call by name, past the table of a host that replaced or hooked a slot.)
+/// class of a public header is marked `final` all the same: the mark lets the compiler turn a slot's call
+/// into a call by name, past the table of a host that replaced or hooked a slot.)
 template <class Self, class Base>
 class Destroys : public Base {
  public:

@@ -27,12 +27,13 @@
 //   }
 //
 // While it is unknown, or its file has changed, a plug-in is loaded by the scan (System::ScanModules); else
-// when one of its classes is first created. Once loaded its code stays, also when a later scan drops the plug-in;
-// the last Release of the System unloads those that it still lists.
+// when one of its classes is first created. Once loaded its code stays, also when a later scan drops the
+// plug-in; the last Release of the System unloads those that it still lists.
 //
-// Threads: the messages of one plug-in come from one thread at a time, no lock is held meanwhile, and a plug-in may
-// create classes of its own and of others while it is being loaded. Other threads that create one of its classes wait
-// until MODULE_CLASS has returned 0; so it must not wait in its entry point for such a thread.
+// Threads: the messages of one plug-in come from one thread at a time, no lock is held meanwhile, and a
+// plug-in may create classes of its own and of others while it is being loaded. Other threads that create one
+// of its classes wait until MODULE_CLASS has returned 0; so it must not wait in its entry point for such a
+// thread.
 //
 // The cache keeps one chunk 0x1001 for each plug-in, all of them in one chunk 0x1000; serializer.h draws
 // chunks.
@@ -88,9 +89,10 @@ class YK_API Module : public Destroys<Module, Unknown> {
 
   virtual HRESULT Reserved8() noexcept;  ///< E_NOTIMPL
 
-  /// Loads the library and registers its classes, or waits until another thread has; S_OK at once when that is
-  /// done already. YK_E_NOTFOUND: the file is no library that loads. E_FAIL: it has no qe_entrypoint (a message box
-  /// says so), or there is no System. A plug-in of another version is loaded all the same, after a message box.
+  /// Loads the library and registers its classes, or waits until another thread has; S_OK at once when that
+  /// is done already. YK_E_NOTFOUND: the file is no library that loads. E_FAIL: it has no qe_entrypoint (a
+  /// message box says so), or there is no System. A plug-in of another version is loaded all the same, after
+  /// a message box.
   virtual HRESULT Load() noexcept;
 
   /// Frees the library: objects of its classes must be gone. The classes stay registered, and creating one

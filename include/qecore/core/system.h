@@ -16,10 +16,10 @@
 //
 // Ownership: the host that calls Create owns the one reference. The last Release destroys every class record,
 // unloads the plug-ins (module.h) and makes ptr() null; Create may then be called anew.
-// Threads: build the System, scan and unload on one thread, before objects are shared and after they are gone. In
-// between, look-ups, creations and registrations may come from any: a plug-in whose class is created for the first
-// time is loaded once, and other threads that want one of its classes wait until it is. No lock is held while a plug-in
-// runs. What FindClass and EnumClasses lend is to be read, not written.
+// Threads: build the System, scan and unload on one thread, before objects are shared and after they are
+// gone. In between, look-ups, creations and registrations may come from any: a plug-in whose class is created
+// for the first time is loaded once, and other threads that want one of its classes wait until it is. No lock
+// is held while a plug-in runs. What FindClass and EnumClasses lend is to be read, not written.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -33,7 +33,8 @@ class String;
 class YK_API System : public Destroys<System, Unknown> {
  public:
   /// The System, built at the first call: it knows the library's own classes from then on. A later call
-  /// returns the same object and adds no reference. Null, and nothing is left, when there is no memory for all of it.
+  /// returns the same object and adds no reference. Null, and nothing is left, when there is no memory for
+  /// all of it.
   static System* Create() noexcept;
   /// The System, lent; null before Create and after the last Release.
   static System* ptr() noexcept;
@@ -64,10 +65,11 @@ class YK_API System : public Destroys<System, Unknown> {
   virtual HRESULT UnloadModule(Module* module) noexcept;
 
   /// Takes stock of the plug-ins, "*.qem", in a folder. The cache file tells what classes the known ones
-  /// have, so that their libraries stay unloaded until a class is created; new and changed ones are loaded and those
-  /// that went are forgotten. Only that rewrites the cache, all of it or, on failure, nothing. A file that is no cache
-  /// is as good as none, and a damaged record is left out. S_OK; a plug-in whose library does not load is left without
-  /// classes and is a new one at the next scan. A scan within a scan does nothing.
+  /// have, so that their libraries stay unloaded until a class is created; new and changed ones are loaded
+  /// and those that went are forgotten. Only that rewrites the cache, all of it or, on failure, nothing. A
+  /// file that is no cache is as good as none, and a damaged record is left out. S_OK; a plug-in whose
+  /// library does not load is left without classes and is a new one at the next scan. A scan within a scan
+  /// does nothing.
   virtual HRESULT ScanModules(String const& folder, String const& cacheFile) noexcept;
 
   /// The records of the classes of an interface or category, in order of registration, hidden ones left out.
@@ -78,7 +80,8 @@ class YK_API System : public Destroys<System, Unknown> {
   /// Options of EnumClasses.
   enum EnumOption : unsigned {
     /// Search again below each class that is its own category. Such a class is in the very category that is
-    /// being searched, so there is nothing more to find; the option is for callers that have always passed it.
+    /// being searched, so there is nothing more to find; the option is for callers that have always passed
+    /// it.
     ENUM_NESTED = 0x1,
   };
 

@@ -83,8 +83,8 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
 
   /// Draws into the pixels of an image of format IMG_BGR24 or IMG_BGRA32 (else E_INVALIDARG) from now on,
   /// with `dc` as the memory device context, which may be the one it has; gives up a surface of its own. The
-  /// mode becomes MODE_PAINT, the origin 0 and the clip the whole image. topDown stays as it is: clear for an image, whose rows are
-  /// bottom-up.
+  /// mode becomes MODE_PAINT, the origin 0 and the clip the whole image. topDown stays as it is: clear for an
+  /// image, whose rows are bottom-up.
   virtual HRESULT Attach(HDC dc, Image2d* image) noexcept;
   /// Forgets the pixels, the device context, the clip and the origin, and frees nothing.
   virtual HRESULT Detach() noexcept;

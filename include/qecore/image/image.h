@@ -132,12 +132,13 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   using AbstractImage::Free;
 
   /// New pixels, not cleared, in place of the old. Row 0 is the top row. A negative height makes a bitmap
-  /// (the formats GRAY8, BGR24 and BGRA32 without IMG_HEAP_MEMORY) of as many rows; elsewhere it is refused. S_OK.
-  /// E_INVALIDARG: no such format; the image is as before, but for `bitsPerPixel`, which is 0.
+  /// (the formats GRAY8, BGR24 and BGRA32 without IMG_HEAP_MEMORY) of as many rows; elsewhere it is refused.
+  /// S_OK. E_INVALIDARG: no such format; the image is as before, but for `bitsPerPixel`, which is 0.
   /// E_OUTOFMEMORY (global memory), E_FAIL (bitmap or heap): there is none, or the size is negative, or the
   /// bytes do not fit 31 bits; the old pixels are gone and GetLine returns null. E_FAIL too, with the
   /// system's memory, for a size of no bytes; the heap has such images, and they may have 2^31 rows. After
-  /// either, `stride` and the `paletteCount` of a palette format are set; after E_FAIL also the size asked for.
+  /// either, `stride` and the `paletteCount` of a palette format are set; after E_FAIL also the size asked
+  /// for.
   virtual HRESULT Create(IMG_FORMAT format, int width, int height) noexcept;
 
   /// The start of row `y`, counted from the top; null when there is no such row.
@@ -152,16 +153,18 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   virtual HRESULT FlipV() noexcept;
 
   /// A new image of this size and format, with this one resampled into it. Failure: what Create or RescaleTo
-  /// returns; the new image is released then, and `*result` a dead pointer: look at the code, not at the pointer.
+  /// returns; the new image is released then, and `*result` a dead pointer: look at the code, not at the
+  /// pointer.
   virtual HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result) noexcept;
   /// A new image with the columns `left` to `right` - 1 and the rows `top` to `bottom` - 1. E_INVALIDARG: not
   /// inside the image; YK_E_EMPTY: no pixels. Then `*result` is untouched. After a failed Create, whose code
   /// is returned, it is a dead pointer.
   virtual HRESULT Crop(int left, int top, int right, int bottom, Image2d** result) noexcept;
   /// Averages this image, by area, into the pixels that `target` has. YK_E_EMPTY without a target, without
-  /// pixels to take from or for a `target` without pixels. E_OUTOFMEMORY: no rows of floats. S_OK else; rows that
-  /// cannot be converted stay as they were: sources are GRAY8, PAL8, BGR24, BGRA32, BGR48, BGRA64, GRAYF, BGRF,
-  /// BGRAF, targets GRAY8, BGR24, BGRA32, GRAYF, BGRF, BGRAF, and any pair at equal size that ConvertPixels knows.
+  /// pixels to take from or for a `target` without pixels. E_OUTOFMEMORY: no rows of floats. S_OK else; rows
+  /// that cannot be converted stay as they were: sources are GRAY8, PAL8, BGR24, BGRA32, BGR48, BGRA64,
+  /// GRAYF, BGRF, BGRAF, targets GRAY8, BGR24, BGRA32, GRAYF, BGRF, BGRAF, and any pair at equal size that
+  /// ConvertPixels knows.
   virtual HRESULT RescaleTo(Image2d* target) noexcept;
 
   /// Converts row `y` into a buffer of `dstSize` bytes, which must hold a padded row of `dstFormat`.
@@ -177,10 +180,10 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   /// The number of grey levels in a BGR24 image that has no colour; 0 for any other image.
   virtual int IsGrayScaleContent() noexcept;
 
-  /// Writes the image through the filter for "jpeg", "jpg" or "png", whichever ends the path, in lower case. The
-  /// file is replaced whole: after any failure an older one is as it was. E_FAIL: another extension, or the file
-  /// cannot be written; E_NOINTERFACE: a class of that identifier is registered for something else; else what the
-  /// registry or the filter returns.
+  /// Writes the image through the filter for "jpeg", "jpg" or "png", whichever ends the path, in lower case.
+  /// The file is replaced whole: after any failure an older one is as it was. E_FAIL: another extension, or
+  /// the file cannot be written; E_NOINTERFACE: a class of that identifier is registered for something else;
+  /// else what the registry or the filter returns.
   virtual HRESULT Save(wchar_t const* path) noexcept;
   using AbstractImage::Save;
 

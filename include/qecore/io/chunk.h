@@ -11,7 +11,8 @@
 //              ├─ OBJECT_TABLE_OFFSET  likewise; the writer makes neither table and writes 0
 //              └─ BODY                 what the objects write
 //
-// Chunks nest freely, as deep as there are bytes: who walks through a file that is not its own does so in a loop.
+// Chunks nest freely, as deep as there are bytes: who walks through a file that is not its own does so in a
+// loop.
 //
 // A reference to an object is a signed 32-bit number: an index into the objects so far, or, at the object's
 // first occurrence, -(index + 1) followed by an empty chunk FIRST_OCCURRENCE. All numbers are little-endian.

@@ -13,11 +13,11 @@
 //   slot    8 Open    10 ReadReference   12 GetChunkSize   14 EndChunk     16 GetFailure
 //           9 Close   11 BeginChunk      13 IsInChunk      15 GetVersion
 //
-// A damaged file does no harm to a client that is written like this one. A chunk is corrupt when its header is
-// cut short, its size is below 6, or it ends behind the chunk around it or behind the stream. BeginChunk then
-// returns 0; the chunk has the size 0, nothing is in it, and its EndChunk goes to the end of the chunk around
-// it, whose loop so ends. The same holds when there is no memory to enter one more chunk. Depth has no other
-// limit than the bytes: a client that enters chunks of any tag does it in a loop.
+// A damaged file does no harm to a client that is written like this one. A chunk is corrupt when its header
+// is cut short, its size is below 6, or it ends behind the chunk around it or behind the stream. BeginChunk
+// then returns 0; the chunk has the size 0, nothing is in it, and its EndChunk goes to the end of the chunk
+// around it, whose loop so ends. The same holds when there is no memory to enter one more chunk. Depth has no
+// other limit than the bytes: a client that enters chunks of any tag does it in a loop.
 //
 // Ownership: holds the stream and the objects of its table while open. One thread at a time.
 #pragma once
@@ -59,9 +59,10 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
   virtual bool EndChunk() noexcept;
   /// The format's version that the file gives; nobody compares it.
   virtual unsigned GetVersion() noexcept;
-  /// S_OK, or the first failure since Open: that of Open itself, of a read by this reader or by a value's Load that
-  /// failed or fell short before the end of the chunk, a corrupt chunk (YK_E_BADFILE), a chunk, a value or a
-  /// reference for which there was no memory. That nothing is left is no failure. It stays until the next Open.
+  /// S_OK, or the first failure since Open: that of Open itself, of a read by this reader or by a value's
+  /// Load that failed or fell short before the end of the chunk, a corrupt chunk (YK_E_BADFILE), a chunk, a
+  /// value or a reference for which there was no memory. That nothing is left is no failure. It stays until
+  /// the next Open.
   virtual HRESULT GetFailure() noexcept;
 
   /// The stream to read payload from, lent; null while no file is open.

@@ -46,8 +46,8 @@ class YK_API FileStream : public Implements<FileStream, Stream> {
   unsigned GetSize() noexcept override;
   HRESULT SetSize(unsigned size) noexcept override;
   /// S_OK until a write, a change of the size or a seek fails; then that first failure for good. (A seek to a
-  /// place before the start is the caller's mistake and leaves the state as it is.) A host can so write what it
-  /// has and ask once, at the end.
+  /// place before the start is the caller's mistake and leaves the state as it is.) A host can so write what
+  /// it has and ask once, at the end.
   HRESULT GetState() noexcept override;
 
   /// The path that was opened; a temporary file's is the one it got.

@@ -4,7 +4,7 @@
 //   MemStream::Create(stream.Receive());              // empty; the first write makes the block
 //   MemStream::Create(module, L"PICTURE", L"LOGO", stream.Receive());   // a resource, read-only
 //
-//   slot   17 Attach   18 AttachBuffer   19 GetHandle   20 GetBuffer   21 GetFailure    (behind those of Stream)
+//   slot   17 Attach   18 AttachBuffer   19 GetHandle   20 GetBuffer   21 GetFailure    (after Stream's)
 //
 //   offset 16 block   24 size   32 position   40 capacity   48 data   56 flags (bit 0: owned, bit 1: failed)
 //
@@ -31,8 +31,8 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
 
   /// An empty stream. E_OUTOFMEMORY: `*out` is null.
   static HRESULT Create(Stream** out) noexcept;
-  /// A read-only stream over the resource `name` of the given `type`. E_INVALIDARG: there is no such resource,
-  /// or it is empty, and `*out` is null. Its GetState is E_FAIL as soon as it stands at its end.
+  /// A read-only stream over the resource `name` of the given `type`. E_INVALIDARG: there is no such
+  /// resource, or it is empty, and `*out` is null. Its GetState is E_FAIL as soon as it stands at its end.
   static HRESULT Create(HINSTANCE module, wchar_t const* type, wchar_t const* name, Stream** out) noexcept;
 
   Guid const* GetTypeId() noexcept override { return &ids::MEM_STREAM; }
@@ -61,8 +61,8 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
   virtual HGLOBAL GetHandle(bool owned) noexcept;
   /// The address of the content, lent until the next write.
   virtual HRESULT GetBuffer(void** out) noexcept;
-  /// S_OK, or the first failure of a Write or a SetSize: the system had no memory, or 4 GiB were reached. It stays,
-  /// unlike the state.
+  /// S_OK, or the first failure of a Write or a SetSize: the system had no memory, or 4 GiB were reached. It
+  /// stays, unlike the state.
   virtual HRESULT GetFailure() noexcept;
 
  private:

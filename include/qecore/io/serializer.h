@@ -15,9 +15,9 @@
 //          11 BeginChunk(tag)   15 WriteStringChunk
 //
 // The stream must be able to seek: the size of a chunk is filled in when it ends. Most results do not tell of
-// a stream that fails; GetFailure does, once for the whole file. Ownership: holds the stream while open, and a
-// reference to each object that it wrote a reference to until it is destroyed; being destroyed it closes. One
-// thread at a time.
+// a stream that fails; GetFailure does, once for the whole file. Ownership: holds the stream while open, and
+// a reference to each object that it wrote a reference to until it is destroyed; being destroyed it closes.
+// One thread at a time.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -44,7 +44,8 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   /// Writes a reference: at an object's first occurrence the caller writes the object itself behind it.
   virtual HRESULT WriteReference(Unknown* object) noexcept;
   /// Begins a chunk inside the one that is open, however deep that lies. E_FAIL: no file is open.
-  /// E_OUTOFMEMORY: nothing is written, and Write refuses what should stand inside; EndChunk is due all the same.
+  /// E_OUTOFMEMORY: nothing is written, and Write refuses what should stand inside; EndChunk is due all the
+  /// same.
   YK_SLOT_PAIR(virtual HRESULT BeginChunk(unsigned short tag) noexcept,
                virtual HRESULT BeginChunk(unsigned short tag, unsigned short chunkFlags) noexcept);
   /// Ends the innermost chunk. E_FAIL: none is open.
@@ -54,16 +55,16 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   /// A chunk of this text without its terminator. S_FALSE for a null or an empty one.
   virtual HRESULT WriteStringChunk(unsigned short tag, char const* text) noexcept;
 
-  /// Writes payload into the innermost chunk. \return the stream's result; E_FAIL when it took less than `size`
-  /// bytes, or no file is open
+  /// Writes payload into the innermost chunk. \return the stream's result; E_FAIL when it took less than
+  /// `size` bytes, or no file is open
   virtual HRESULT Write(void const* data, unsigned size) noexcept;
-  /// S_OK, or the first failure since Open: what a write or a seek of this writer came to, a chunk or a reference
-  /// that was refused, a file that outgrew 32 bits, or the state of the stream, which is asked here and by Close.
-  /// It stays until the next Open.
+  /// S_OK, or the first failure since Open: what a write or a seek of this writer came to, a chunk or a
+  /// reference that was refused, a file that outgrew 32 bits, or the state of the stream, which is asked here
+  /// and by Close. It stays until the next Open.
   virtual HRESULT GetFailure() noexcept;
 
-  /// The stream, lent; null while no file is open. Payload may be written to it directly, too: then its failures
-  /// are known only by the stream's own state.
+  /// The stream, lent; null while no file is open. Payload may be written to it directly, too: then its
+  /// failures are known only by the stream's own state.
   Stream* GetStream() const noexcept { return stream.get(); }
 
  private:

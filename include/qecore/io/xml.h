@@ -185,8 +185,8 @@ class YK_API XmlHelper : public Implements<XmlHelper, Unknown> {
   virtual size_t Escape(wchar_t const* text, wchar_t* buffer) noexcept;
 
   /// Writes a document, or one node with what is in it, at the stream's position. E_INVALIDARG for a null
-  /// node or stream; E_OUTOFMEMORY. Else S_OK, also for a stream that fails: nothing more is written to it, and
-  /// GetFailure tells.
+  /// node or stream; E_OUTOFMEMORY. Else S_OK, also for a stream that fails: nothing more is written to it,
+  /// and GetFailure tells.
   ///
   /// A line end is CR LF in UTF-8 and CR alone in UTF-16; that difference is intended. A pair of surrogates
   /// is written in UTF-8 as two sequences of three bytes, as all UTF-8 of the library is; other programs may
@@ -202,7 +202,8 @@ class YK_API XmlHelper : public Implements<XmlHelper, Unknown> {
   /// five named ones are unknown; nothing is ever fetched. A declaration's encoding is checked and not kept.
   virtual HRESULT Load(Stream* stream, XmlNode** document, XmlError* error) noexcept;
 
-  /// S_OK, or what the stream of the last Save came to: its failure, E_FAIL when it took less than it was given.
+  /// S_OK, or what the stream of the last Save came to: its failure, E_FAIL when it took less than it was
+  /// given.
   virtual HRESULT GetFailure() noexcept;
 
  private:

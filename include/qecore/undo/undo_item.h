@@ -42,8 +42,8 @@ class ykUndoItem : public Answers<ykUndoItem, Unknown> {
   static Guid const& Id() noexcept { return ids::UNDO_ITEM; }
 
   /// The slot of the destructor: destroys the item and, with bit 0 of `flags`, frees its memory.
-  /// \return the address, which then points at nothing. UndoItemOf writes it for derived items. Here, where the
-  /// derived destructor is not known, bit 0 goes through Destroy, and without it nothing happens.
+  /// \return the address, which then points at nothing. UndoItemOf writes it for derived items. Here, where
+  /// the derived destructor is not known, bit 0 goes through Destroy, and without it nothing happens.
   virtual void* DeleteThis(unsigned flags) noexcept {
     void* const address = this;
     if (flags & 1) Destroy();

@@ -21,8 +21,8 @@
 //
 // Re-entry: while an undo or redo runs, its change callback included, Undo, Redo and BeginTransaction answer
 // YK_E_EMPTY. All else may be called, also what removes the transaction being replayed: it stays whole until
-// its replay has ended. The manager itself stays until the call that runs on it returns, whoever lets go of it
-// meanwhile: an item, an object whose value is read, the change callback.
+// its replay has ended. The manager itself stays until the call that runs on it returns, whoever lets go of
+// it meanwhile: an item, an object whose value is read, the change callback.
 //
 // Threads: one, the host's user-interface thread.
 #pragma once
@@ -144,9 +144,10 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   /// the item then changes nothing, and its Undo and Redo say E_FAIL.
   ///
   /// `merge`: when the last committed transaction records this property already, that item serves, and
-  /// nothing new is recorded. \return the item, lent; null outside a transaction, for a null object, when there
-  /// is no memory for the item or for the value, and when the item is gone already, since what was called (the
-  /// object's GetValue, an item's QueryInterface) has let go of the manager or of the transaction.
+  /// nothing new is recorded. \return the item, lent; null outside a transaction, for a null object, when
+  /// there is no memory for the item or for the value, and when the item is gone already, since what was
+  /// called (the object's GetValue, an item's QueryInterface) has let go of the manager or of the
+  /// transaction.
   virtual ykUndoItem* RecordValue(Unknown* object, unsigned key, bool merge) noexcept {
     return DoRecordValue(object, key, merge);
   }

@@ -20,7 +20,8 @@
 // Failure: an index out of range is the caller's fault and is reported by qe_Error, a message box, unless
 // an operation says otherwise; the operation then answers false or null and changes nothing. So it does,
 // silently, when there is no memory. One thread at a time. Deleters may call the array that calls them, and
-// release it. Comparisons may look at it and release it, but not change it: the order is then anybody's guess.
+// release it. Comparisons may look at it and release it, but not change it: the order is then anybody's
+// guess.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -64,9 +65,9 @@ class YK_API Array : public Implements<Array, Unknown> {
   virtual int FindItem(void const* element) noexcept;
   /// Appends. \return the last index, also when the insertion failed
   virtual int Add(void* element) noexcept;
-  /// Exchanges two elements. The check is one-sided on purpose: true as soon as one index is in range. The other
-  /// may lie behind the last element: in the room that the array has, it is exchanged all the same (there stands
-  /// null, or what was there when the array was longer); beyond, nothing is exchanged.
+  /// Exchanges two elements. The check is one-sided on purpose: true as soon as one index is in range. The
+  /// other may lie behind the last element: in the room that the array has, it is exchanged all the same
+  /// (there stands null, or what was there when the array was longer); beyond, nothing is exchanged.
   virtual bool Swap(int first, int second) noexcept;
   /// Frees every element and forgets them; the room stays.
   virtual void FreeAll() noexcept;

@@ -49,8 +49,8 @@ class YK_API Map : public Destroys<Map, qe_Streamable> {
   /// Appends the entries of the chunk in which the reader stands, behind those that are there.
   /// \return S_FALSE always
   HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept override;
-  /// E_FAIL: there is no such key. Later entries move down, payloads and all. The room of the last entry keeps a
-  /// copy of its value until it is used again or the map goes.
+  /// E_FAIL: there is no such key. Later entries move down, payloads and all. The room of the last entry
+  /// keeps a copy of its value until it is used again or the map goes.
   virtual HRESULT Remove(unsigned key) noexcept;
   /// Looks for the key and answers S_OK whether it is there or not: this is intended.
   virtual HRESULT Lookup(unsigned key) noexcept;

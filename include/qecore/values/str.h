@@ -51,7 +51,8 @@ YK_API void TerminatePath(wchar_t* path) noexcept;
 /// answer the length that the text would have. All these are the C runtime's rules. A null format, a size
 /// without a buffer and a wide buffer without a size answer -1.
 ///
-/// A format that is faulty does no harm. A directive that the format's end cuts off gives nothing ("50%" gives
+/// A format that is faulty does no harm. A directive that the format's end cuts off gives nothing ("50%"
+/// gives
 /// "50"), one that there is not gives the character that makes it so ("%q" gives "q"), and `%n`, which would
 /// write through an argument, ends the formatting with -1. This holds wherever the library formats.
 YK_API int printf(wchar_t* buffer, size_t size, wchar_t const* format, ...) noexcept;

@@ -11,7 +11,8 @@
 //           | or a pointer to a payload    | payload    |        |       |    |    entry is a key and a
 //           +------------------------------+------------+--------+-------+----+    variant
 //
-// ** is the library's: zero, or the mark of a payload that is the variant's own although the flags say BORROWED.
+// ** is the library's: zero, or the mark of a payload that is the variant's own although the flags say
+// BORROWED.
 //
 // Ownership: a payload (text, blob, geometry) is the variant's own, from the global `operator new` of the
 // library, unless it was borrowed: then it stays its owner's, who keeps it alive. An object is held by one
@@ -119,9 +120,9 @@ class YK_API Variant {
   void Init(wchar_t const* text, unsigned how = 0) noexcept;
   void Init(String const& text, bool borrow = false) noexcept;
 
-  /// A blob. Null `data` leaves the bytes uninitialised; borrowed, it is a blob of that size without bytes. A size
-  /// of 0 leaves the variant empty. A blob of the same size keeps its buffer, borrowed or not, and takes the bytes
-  /// into it: this is intended.
+  /// A blob. Null `data` leaves the bytes uninitialised; borrowed, it is a blob of that size without bytes. A
+  /// size of 0 leaves the variant empty. A blob of the same size keeps its buffer, borrowed or not, and takes
+  /// the bytes into it: this is intended.
   void Init(void const* data, unsigned size, bool borrow) noexcept;
 
   // ---- geometry
@@ -176,8 +177,8 @@ class YK_API Variant {
   /// \return S_OK always
   HRESULT Save(Serializer* writer, ExecutionContext* context) const noexcept;
   /// What the variant held before is not released: load into an empty one. The flags are taken as saved,
-  /// BORROWED among them, but a payload that was read is the variant's own. A tag that no kind has is kept, to
-  /// be saved again; the variant then behaves as an empty one.
+  /// BORROWED among them, but a payload that was read is the variant's own. A tag that no kind has is kept,
+  /// to be saved again; the variant then behaves as an empty one.
   /// \return S_OK always
   HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept;
 

@@ -1,5 +1,5 @@
-// A plug-in that takes its time to be attached, and then creates the class of another copy of itself: b.qem's when its
-// file is a.qem, a.qem's when it is any other. d.qem does that as soon as the system maps it.
+// A plug-in that takes its time to be attached, and then creates the class of another copy of itself: b.qem's
+// when its file is a.qem, a.qem's when it is any other. d.qem does that as soon as the system maps it.
 #include "../plugin.h"
 
 static wchar_t letter;
