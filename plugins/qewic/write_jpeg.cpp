@@ -58,7 +58,7 @@ class Sink {
   Stream& stream;
   HRESULT result = S_OK;
   unsigned used = 0;
-  unsigned char block[4096];
+  unsigned char block[4096] = {};
 };
 
 void AddBytes(void* sink, void* data, int size) noexcept {

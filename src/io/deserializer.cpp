@@ -52,7 +52,7 @@ HRESULT Deserializer::Open(Stream* newStream, unsigned openFlags) noexcept {
 HRESULT Deserializer::Close() noexcept {
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   if (inFrame) {
-    while (EndChunk()) continue;  // the body and the frame, and what a client left open inside
+    while (Deserializer::EndChunk()) continue;  // the body and the frame, and what a client left open inside
   }
   stream.Reset();
   objects.Reset();

@@ -41,7 +41,10 @@ HRESULT Map::Save(Serializer* writer, ExecutionContext* context) noexcept {
     if (entries[i].value.flags & Variant::TRANSIENT) continue;
     unsigned const key = entries[i].key;
     Variant copy;
-    if (!CopyToSave(entries[i].value, copy)) return E_OUTOFMEMORY;
+    if (!CopyToSave(entries[i].value, copy)) {
+      NoteNoMemory(*writer);
+      return E_OUTOFMEMORY;
+    }
     HRESULT const saved = SaveEntry(*writer, key, copy, context);
     if (Failed(saved)) return saved;
   }

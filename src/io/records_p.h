@@ -5,13 +5,15 @@
 #include "stream_p.h"
 
 #include <qecore/io/deserializer.h>
+#include <qecore/io/serializer.h>
 
 namespace yk {
 
 /// Reads from the chunk that the reader stands in and not beyond it; the rest of the buffer is zeroed.
 void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept;
 
-/// Notes, for Deserializer::GetFailure, that there was no memory for what was read.
+/// Notes, for GetFailure, that there was no memory for what was to be read or written.
 void NoteNoMemory(Deserializer& reader) noexcept;
+void NoteNoMemory(Serializer& writer) noexcept;
 
 }  // namespace yk

@@ -165,6 +165,8 @@ HRESULT Serializer::Note(HRESULT result) noexcept {
   return result;
 }
 
+void NoteNoMemory(Serializer& writer) noexcept { writer.Note(E_OUTOFMEMORY); }
+
 /// Writes the size to its place, or, when that is not found, nowhere.
 void Serializer::FillInSize(Stream& target, OpenChunk const& ended, unsigned end) noexcept {
   unsigned const at = ended.start + static_cast<unsigned>(sizeof ended.tag);

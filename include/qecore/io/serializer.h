@@ -70,6 +70,7 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
  private:
   template <class, class>
   friend class Destroys;
+  friend void NoteNoMemory(Serializer& writer) noexcept;
 
   struct OpenChunk {
     unsigned short tag;
