@@ -64,6 +64,9 @@ std::span<Scenario const> ImageScenarios();
 std::span<Scenario const> PictureScenarios();
 std::span<Scenario const> ModuleScenarios();
 
+/// Leaves one file and nothing else.
+void PutOnly(std::u16string const& path, std::string const& content);
+
 /// "half a file" unless the file holds the old bytes or the new ones.
 char const* CheckReplaced(std::u16string const& path, std::string const& before, std::string const& after);
 

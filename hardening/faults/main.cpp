@@ -140,6 +140,11 @@ LONG WINAPI OnException(EXCEPTION_POINTERS* told) {
 
 }  // namespace
 
+void PutOnly(std::u16string const& path, std::string const& content) {
+  harness::ClearFiles();
+  harness::PutFile(path, content);
+}
+
 char const* CheckReplaced(std::u16string const& path, std::string const& before, std::string const& after) {
   std::string const now = harness::ReadFile(path);
   return now == before || now == after ? nullptr : "half a file: neither the old one nor the new one";

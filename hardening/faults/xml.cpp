@@ -68,15 +68,11 @@ std::string const& Sound() {
 }
 
 void PutOldFile() {
-  Sound();
-  harness::ClearFiles();
-  harness::PutFile(PATH, OLD_FILE);
+  Sound();  // made before anything fails
+  PutOnly(PATH, OLD_FILE);
 }
 
-void PutSoundFile() {
-  harness::ClearFiles();
-  harness::PutFile(PATH, Sound());
-}
+void PutSoundFile() { PutOnly(PATH, Sound()); }
 
 // The host asks the helper alone.
 Outcome SaveStraight() {
