@@ -22,7 +22,8 @@ struct Block {
   void* callers[8];  // when they are noted
 };
 
-std::map<void*, Block> blocks;  // by address, or by handle
+// By address, or by handle. Never destroyed: the library may still free when this program's objects are gone.
+std::map<void*, Block>& blocks = *new std::map<void*, Block>;
 unsigned made = 0;
 SRWLOCK lock = SRWLOCK_INIT;
 bool noting = false;
@@ -66,7 +67,7 @@ void* At(Function* function) {
   return reinterpret_cast<void*>(function);
 }
 
-std::map<std::string, void*> const WATCHED = {
+std::map<std::string, void*> const& WATCHED = *new std::map<std::string, void*>{
     {"malloc", At(+[](size_t size) { return Made(Refused() ? nullptr : malloc(size), size); })},
     {"calloc",
      At(+[](size_t n, size_t size) { return Made(Refused() ? nullptr : calloc(n, size), n * size); })},
