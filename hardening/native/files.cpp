@@ -73,7 +73,7 @@ std::u16string Text(wchar_t const* name) { return name ? reinterpret_cast<char16
 
 std::u16string Key(std::u16string const& path) {
   std::u16string key;
-  for (char16_t c : path) {
+  for (char16_t c : path.starts_with(LONG_PATH) ? path.substr(LONG_PATH.size()) : path) {
     if (IsSlash(c) && key.size() > 1 && key.back() == u'\\') continue;
     key += IsSlash(c) ? u'\\' : c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c;
   }

@@ -56,6 +56,9 @@ class FilesLocked {
 };
 
 std::u16string Text(wchar_t const* name);
+/// What a path begins with that may be long.
+inline std::u16string const LONG_PATH = u"\\\\?\\";
+
 /// What names one file and no other: whole, in small letters, with backslashes.
 std::u16string Key(std::u16string const& path);
 /// The part before the last backslash; empty when there is none.

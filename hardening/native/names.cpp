@@ -235,6 +235,13 @@ DWORD WINAPI harness_GetFullPathNameW(wchar_t const* name, DWORD room, wchar_t* 
   return static_cast<DWORD>(length);
 }
 
+DWORD WINAPI harness_GetFinalPathNameByHandleW(HANDLE handle, wchar_t* to, DWORD room, DWORD) {
+  FilesLocked all;
+  auto const opening = all->openings.find(handle);
+  if (opening == all->openings.end() || opening->second->device) return Refused(ERROR_INVALID_HANDLE);
+  return static_cast<DWORD>(Length(LONG_PATH + Key(opening->second->node->name), room, to));
+}
+
 HANDLE WINAPI harness_FindFirstFileW(wchar_t const* pattern, WIN32_FIND_DATAW* entry) {
   FilesLocked all;
   std::u16string const wanted = Key(Text(pattern));

@@ -3,6 +3,8 @@
 #include <qecore/io/stream.h>
 #include <string.h>
 
+#include <algorithm>
+
 #include "io/xml_chars_p.h"
 
 namespace yk::xml {
@@ -14,17 +16,17 @@ constexpr wchar_t NOT_UTF16[] = L"invalid UTF-16";
 constexpr wchar_t BIG_ENDIAN[] = L"big-endian UTF-16 is not supported";
 constexpr wchar_t BAD_CHARACTER[] = L"invalid character";
 
-/// Takes all that the stream still holds, in blocks: what a stream says of its size is no reason to allocate.
-/// One that never ends is none: positions have 32 bits.
+/// Takes all that the stream still holds, in blocks that grow: what a stream says of its size is no reason to
+/// allocate. One that never ends is none: positions have 32 bits.
 HRESULT ReadBytes(Stream& stream, Buffer<char>& bytes) noexcept {
-  constexpr unsigned BLOCK = 0x10000;
+  constexpr unsigned FIRST_BLOCK = 0x1000, LARGEST_BLOCK = 0x10000;
   unsigned const start = stream.GetPosition();
   unsigned const end = stream.GetSize();
-  for (;;) {
-    if (!bytes.Grow(BLOCK)) return E_OUTOFMEMORY;
+  for (unsigned block = FIRST_BLOCK;; block = std::min(2 * block, LARGEST_BLOCK)) {
+    if (!bytes.Grow(block)) return E_OUTOFMEMORY;
     unsigned done = 0;
-    HRESULT const result = stream.Read(bytes.data + bytes.size, BLOCK, &done);
-    if (Failed(result) || done == 0 || done > BLOCK) break;
+    HRESULT const result = stream.Read(bytes.data + bytes.size, block, &done);
+    if (Failed(result) || done == 0 || done > block) break;
     bytes.size += done;
     if (bytes.size > UINT32_MAX) return E_FAIL;
   }
