@@ -20,10 +20,11 @@ function(qecore_program name folder)
   target_link_libraries(${name} PRIVATE qeCore::qeCore qecore_flags)
 endfunction()
 
-# qecore_frees_its_pool(<target>): a library that leaves nothing behind when it is unloaded (see the source).
-function(qecore_frees_its_pool target)
+# qecore_module_sources(<target> <name>...): files of this folder that a library takes in when GCC's C++ run-time is in it.
+function(qecore_module_sources target)
   if(MINGW)
-    target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/cmake/free_exception_pool.cpp")
+    list(TRANSFORM ARGN REPLACE ".+" "${PROJECT_SOURCE_DIR}/cmake/\\0.cpp" OUTPUT_VARIABLE sources)
+    target_sources(${target} PRIVATE ${sources})
   endif()
 endfunction()
 
@@ -31,7 +32,7 @@ endfunction()
 function(qecore_plugin name folder)
   file(GLOB sources CONFIGURE_DEPENDS "${folder}/*.cpp" "${folder}/*.rc")
   add_library(${name} MODULE ${sources})
-  qecore_frees_its_pool(${name})
+  qecore_module_sources(${name} operator_new free_exception_pool)
   set_target_properties(${name} PROPERTIES PREFIX "" SUFFIX ".qem")
   target_link_libraries(${name} PRIVATE qeCore::qeCore qecore_flags)
 endfunction()

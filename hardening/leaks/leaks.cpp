@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "gdi_objects.h"
+#include "imports.h"
 
 namespace {
 
@@ -54,20 +55,14 @@ void* Moved(void* old, void* moved, size_t size) {
   return moved;
 }
 
-void WatchImports(HMODULE module);
-
-HMODULE Load(wchar_t const* path) {
-  HMODULE const plugin = LoadLibraryW(path);
-  WatchImports(plugin);
-  return plugin;
-}
+HMODULE Load(wchar_t const* path);
 
 template <class Function>
 void* At(Function* function) {
   return reinterpret_cast<void*>(function);
 }
 
-std::map<std::string, void*> const& WATCHED = *new std::map<std::string, void*>{
+Imports const& WATCHED = *new Imports{
     {"malloc", At(+[](size_t size) { return Made(Refused() ? nullptr : malloc(size), size); })},
     {"calloc",
      At(+[](size_t n, size_t size) { return Made(Refused() ? nullptr : calloc(n, size), n * size); })},
@@ -97,25 +92,10 @@ std::map<std::string, void*> const& WATCHED = *new std::map<std::string, void*>{
     {"LoadLibraryW", At(Load)},
 };
 
-void WatchImports(HMODULE module) {
-  char* const base = reinterpret_cast<char*>(module);
-  if (!base) return;
-  auto const* const headers =
-      reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
-  auto const& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-  auto const* import = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + directory.VirtualAddress);
-  for (; import->Name; ++import) {
-    auto const* name = reinterpret_cast<IMAGE_THUNK_DATA*>(base + import->OriginalFirstThunk);
-    auto* function = reinterpret_cast<void**>(base + import->FirstThunk);
-    for (; name->u1.AddressOfData; ++name, ++function) {
-      auto const watched = WATCHED.find(base + name->u1.AddressOfData + 2);  // behind the hint
-      DWORD access;
-      if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) || watched == WATCHED.end()) continue;
-      VirtualProtect(function, sizeof *function, PAGE_READWRITE, &access);
-      *function = watched->second;
-      VirtualProtect(function, sizeof *function, access, &access);
-    }
-  }
+HMODULE Load(wchar_t const* path) {
+  HMODULE const plugin = LoadLibraryW(path);
+  LeadImports(plugin, WATCHED);
+  return plugin;
 }
 
 // ---- handles
@@ -150,7 +130,7 @@ void PrintBlocks(std::ostream& out, unsigned first) {
 
 }  // namespace
 
-void WatchTheLibrary() { WatchImports(GetModuleHandleW(L"qeCore.dll")); }
+void WatchTheLibrary() { LeadImports(GetModuleHandleW(L"qeCore.dll"), WATCHED); }
 
 void NoteCallers() { noting = true; }
 

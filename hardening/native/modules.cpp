@@ -92,7 +92,7 @@ FARPROC WINAPI harness_GetProcAddress(HMODULE module, char const* name) {
   Plugin const* const plugin = FindByHandle(module);
   if (!plugin) return GetProcAddress(module, name);
   bool const known = !strcmp(name, "qe_entrypoint");
-  return known ? reinterpret_cast<FARPROC>(plugin->entry) : nullptr;
+  return known ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(plugin->entry)) : nullptr;
 }
 
 BOOL WINAPI harness_FreeLibrary(HMODULE module) {

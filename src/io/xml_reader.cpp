@@ -167,7 +167,7 @@ bool Reader::Declaration() noexcept {
     return false;
   }
   SkipBlanks();
-  bool const isVersion = version.size() > 2 && version.substr(0, 2) == L"1." &&
+  bool const isVersion = version.size() > 2 && version[0] == L'1' && version[1] == L'.' &&
                          version.find_first_not_of(L"0123456789", 2) == version.npos;
   bool const isStandalone = !standalone.data() || standalone == L"yes" || standalone == L"no";
   if (!At(L"?>") || !isVersion || !isStandalone) return Fail(start, L"invalid XML declaration");

@@ -44,18 +44,19 @@ constexpr EscapeTable ESCAPES = [] {
   return table;
 }();
 
-/// Calls `piece` for each run of characters that stand for themselves and for each escape.
+/// Calls `piece` for each run of characters that stand for themselves and for each escape. (`substr` would
+/// link the run-time's exceptions into the library.)
 template <class Piece>
 void ForEachPiece(wstring_view text, Piece piece) noexcept {
   size_t begin = 0;
   for (size_t i = 0; i < text.size(); ++i) {
     unsigned const c = text[i];
     if (c >= ESCAPE_LIMIT || !ESCAPES.special[c]) continue;
-    piece(text.substr(begin, i - begin));
+    piece(wstring_view(text.data() + begin, i - begin));
     piece(ESCAPES.text[c]);
     begin = i + 1;
   }
-  piece(text.substr(begin));
+  piece(wstring_view(text.data() + begin, text.size() - begin));
 }
 
 wstring_view View(String const& text) noexcept { return {text.c_str(), text.Length()}; }
