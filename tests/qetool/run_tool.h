@@ -24,16 +24,19 @@ inline ToolResult RunTool(std::wstring const& arguments, TempFolder const& folde
   startup.hStdError = CreateOutput(outputs.Path(L"err"));
   PROCESS_INFORMATION process = {};
   std::wstring line = L"\"" + ProgramFolder() + L"qetool.exe\" " + arguments;
-  DWORD exitCode = 9999;
+  DWORD exitCode = 0, error = 0;
   if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
                      folder.Path().c_str(), &startup, &process)) {
     WaitForSingleObject(process.hProcess, 60000);
     GetExitCodeProcess(process.hProcess, &exitCode);
+  } else {
+    error = GetLastError();
   }
   for (HANDLE handle : {process.hProcess, process.hThread, startup.hStdOutput, startup.hStdError}) {
     if (handle) CloseHandle(handle);
   }
   ToolResult result = {static_cast<int>(exitCode), outputs.Read(L"out"), outputs.Read(L"err")};
   for (std::string* text : {&result.out, &result.err}) std::erase(*text, '\r');
+  if (error) result = {-1, {}, "the tool does not start: " + std::to_string(error)};
   return result;
 }

@@ -13,6 +13,8 @@ TempFolder::TempFolder() {
   static std::atomic<int> counter;
   std::wstring const name = L"qecore-test-" + std::to_wstring(GetCurrentProcessId()) + L"-";
   folder = (fs::temp_directory_path() / (name + std::to_wstring(counter++) + L"\\")).wstring();
+  std::error_code ignored;
+  fs::remove_all(folder, ignored);  // one that was left behind by a process of the same number
   fs::create_directory(folder);
 }
 
