@@ -25,6 +25,9 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 # Whose tests may notice a fault of a floor besides its own: those of the floors that use it. core and values serve all.
 USERS = {"undo": [], "draw": ["image"], "image": ["qewic", "qetool", "draw"], "io": ["core", "image", "qewic", "qetool"]}
 
+# The fault loops, which are no GoogleTest and serve all.
+LOOPS = "faults_test"
+
 HANGS_AFTER = 20  # seconds, or five times what the program takes without a fault
 
 # ---- where a fault can be planted -----------------------------------------------------------------------------------
@@ -194,7 +197,8 @@ class Copy:
 
     def test(self, program, limit):
         """What has caught the fault: None for nothing."""
-        command = [str(self.tree / "cmake" / "wine-run"), f"bin/{program}.exe", "--gtest_fail_fast"]
+        options = [] if program == LOOPS else ["--gtest_fail_fast"]
+        command = [str(self.tree / "cmake" / "wine-run"), f"bin/{program}.exe", *options]
         process = subprocess.Popen(command, cwd=self.build, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                    start_new_session=True)
         try:
@@ -246,7 +250,8 @@ class Trial:
     def programs_for(self, fault):
         own = f"{fault.floor}_test"
         users = USERS.get(fault.floor)
-        others = [program for program in self.times if users is None or program.removesuffix("_test") in users]
+        others = [program for program in self.times
+                  if users is None or program == LOOPS or program.removesuffix("_test") in users]
         return [own] + sorted(set(others) - {own}, key=self.times.get)
 
     def try_fault(self, copy, fault):
