@@ -1,5 +1,6 @@
-// The fault loops over the shipped library: its imports lead to the harness, as objcopy leads the calls of the
-// native build. Without a sanitizer, but with the compiler, the C runtime and the boundary of the product.
+// The fault loops over the shipped library: its imports lead to the harness, as objcopy leads the calls of
+// the native build. Without a sanitizer, but with the compiler, the C runtime and the boundary of the
+// product.
 #include <windows.h>
 
 #include "hardening/faults/faults.h"

@@ -1,4 +1,5 @@
-// What a library calls of others, led elsewhere: to a list that counts, or to a call that can be made to fail.
+// What a library calls of others, led elsewhere: to a list that counts, or to a call that can be made to
+// fail.
 #pragma once
 
 #include <windows.h>

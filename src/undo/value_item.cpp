@@ -75,7 +75,7 @@ HRESULT ValueItem::ExchangeProperty() noexcept {
   if (Failed(result)) return result;
   if (kept.type == Variant::EMPTY && present.type == Variant::EMPTY) return S_OK;  // absent before and after
   result = object->SetValue(key, kept);
-  if (Succeeded(result)) VariantPayload::Exchange(kept, present);
+  if (Succeeded(result)) kept.Swap(present);
   return result;
 }
 

@@ -83,7 +83,7 @@ HRESULT Map::SetValue(unsigned key, Variant const& v) noexcept {
   if (copy.type == Variant::EMPTY) return E_OUTOFMEMORY;
   Entry* const entry = Seek(key);
   if (!entry) return Append(key, copy) ? S_OK : E_OUTOFMEMORY;
-  VariantPayload::Exchange(entry->value, copy);
+  entry->value.Swap(copy);
   return S_OK;
 }
 
@@ -97,13 +97,13 @@ HRESULT Map::Remove(unsigned key) noexcept {
     entry = Seek(key);  // an object's AddRef may have called back
   }
   if (!entry) return E_FAIL;
-  VariantPayload::Exchange(entry->value, removed);
+  entry->value.Swap(removed);
   --count;
   for (Entry const* const last = entries + count; entry < last; ++entry) {
     entry[0].key = entry[1].key;
-    VariantPayload::Exchange(entry[0].value, entry[1].value);
+    entry[0].value.Swap(entry[1].value);
   }
-  VariantPayload::Exchange(entry->value, kept);
+  entry->value.Swap(kept);
   return S_OK;
 }
 
@@ -127,7 +127,7 @@ bool Map::Append(unsigned key, Variant& value) noexcept {
   if (count + 1 >= capacity && !Grow()) return false;
   Entry& entry = entries[count++];
   entry.key = key;
-  VariantPayload::Exchange(entry.value, value);
+  entry.value.Swap(value);
   return true;
 }
 

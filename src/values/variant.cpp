@@ -11,66 +11,18 @@
 
 #include <new>
 #include <type_traits>
+#include <utility>
 
 namespace yk {
 
-static_assert(sizeof(point2d) == KindOf(Variant::POINT_2D).fixedSize);
-static_assert(sizeof(point2df) == KindOf(Variant::POINT_2DF).fixedSize);
-static_assert(sizeof(point3d) == KindOf(Variant::POINT_3D).fixedSize);
-static_assert(sizeof(point3df) == KindOf(Variant::POINT_3DF).fixedSize);
-static_assert(sizeof(matrix2d) == KindOf(Variant::MATRIX_2D).fixedSize);
-static_assert(sizeof(matrix3d) == KindOf(Variant::MATRIX_3D).fixedSize);
-
 namespace {
-
-// How a number is read from a variant.
-enum Reading : uint8_t {
-  NONE,
-  TRUTH,
-  U8,
-  U16,
-  U32,
-  U64,
-  S16,
-  S32,
-  S64,
-  SINGLE,
-  WIDE,
-  NARROW_TEXT,
-  WIDE_TEXT
-};
-
-struct NumberReadings {
-  Reading asInt, asUnsigned, asFloat, asDouble;
-};
-
-// Where a row is uneven (UINT32), it is so on purpose.
-constexpr NumberReadings NUMBER_READINGS[] = {
-    {NONE, NONE, NONE, NONE},                              // EMPTY
-    {TRUTH, TRUTH, TRUTH, TRUTH},                          // BOOL
-    {U8, U8, U8, U8},                                      // UINT8
-    {U16, U16, U16, U16},                                  // UINT16
-    {U16, U32, U32, U16},                                  // UINT32
-    {U32, U32, U64, U64},                                  // UINT64
-    {S16, S16, S16, S16},                                  // INT16
-    {S32, S32, S32, S32},                                  // INT32
-    {U32, U32, S64, S64},                                  // INT64
-    {NONE, NONE, NONE, NONE},                              // RESERVED_9
-    {NONE, NONE, NONE, NONE},                              // RESERVED_10
-    {SINGLE, SINGLE, SINGLE, SINGLE},                      // FLOAT
-    {WIDE, WIDE, WIDE, WIDE},                              // DOUBLE
-    {NONE, NONE, NONE, NONE},                              // BLOB
-    {NARROW_TEXT, NARROW_TEXT, NARROW_TEXT, NARROW_TEXT},  // NARROW_STRING
-    {WIDE_TEXT, WIDE_TEXT, WIDE_TEXT, WIDE_TEXT},          // WIDE_STRING
-};
-static_assert(sizeof NUMBER_READINGS / sizeof *NUMBER_READINGS == Variant::WIDE_STRING + 1);
-
-NumberReadings const& ReadingsOf(Variant const& v) noexcept {
-  return NUMBER_READINGS[v.type <= Variant::WIDE_STRING ? v.type : uint8_t{Variant::EMPTY}];
-}
 
 char const* NarrowText(Variant const& v) noexcept { return static_cast<char const*>(v.value.pointer); }
 wchar_t const* WideText(Variant const& v) noexcept { return static_cast<wchar_t const*>(v.value.pointer); }
+
+size_t TextLength(Variant const& text) noexcept {
+  return text.type == Variant::NARROW_STRING ? str::Length(NarrowText(text)) : str::Length(WideText(text));
+}
 
 // Integers are rounded to, single precision is narrowed to.
 template <class Number>
@@ -104,51 +56,64 @@ Number FromText(wchar_t const* text) noexcept {
   }
 }
 
-template <class Number>
-bool ReadNumber(Variant const& v, Reading reading, Number& out) noexcept {
-  Variant::Value const& from = v.value;
-  out = 0;
-  switch (reading) {
-    case NONE:
-      return false;
-    case TRUTH:
-      out = static_cast<Number>(from.unsigned8 != 0);
-      break;
-    case U8:
-      out = static_cast<Number>(from.unsigned8);
-      break;
-    case U16:
-      out = static_cast<Number>(from.unsigned16);
-      break;
-    case U32:
-      out = static_cast<Number>(from.unsigned32);
-      break;
-    case U64:
-      out = static_cast<Number>(from.bits);
-      break;
-    case S16:
-      out = static_cast<Number>(from.signed16);
-      break;
-    case S32:
-      out = static_cast<Number>(from.signed32);
-      break;
-    case S64:
-      out = static_cast<Number>(from.signed64);
-      break;
-    case SINGLE:
-      out = FromReal<Number>(from.single);
-      break;
-    case WIDE:
-      out = FromReal<Number>(from.wide);
-      break;
-    case NARROW_TEXT:
-      out = FromText<Number>(NarrowText(v));
-      break;
-    case WIDE_TEXT:
-      out = FromText<Number>(WideText(v));
-      break;
+template <class Number, class Scalar>
+Number FromScalar(Scalar scalar) noexcept {
+  if constexpr (std::is_floating_point_v<Scalar>) {
+    return FromReal<Number>(scalar);
+  } else {
+    return static_cast<Number>(scalar);
   }
-  return true;
+}
+
+template <class Number, auto FIELD>
+Number ReadField(Variant const& v) noexcept {
+  return FromScalar<Number>(v.value.*FIELD);
+}
+
+template <class Number>
+Number ReadTruth(Variant const& v) noexcept {
+  return static_cast<Number>(v.value.unsigned8 != 0);
+}
+
+template <class Number>
+Number ReadNarrowText(Variant const& v) noexcept {
+  return FromText<Number>(NarrowText(v));
+}
+
+template <class Number>
+Number ReadWideText(Variant const& v) noexcept {
+  return FromText<Number>(WideText(v));
+}
+
+// Which field of the value each kind of number is read from.
+template <auto INT, auto UNSIGNED, auto FLOAT, auto DOUBLE>
+constexpr NumberReaders FIELDS = {ReadField<int, INT>, ReadField<unsigned, UNSIGNED>, ReadField<float, FLOAT>,
+                                  ReadField<double, DOUBLE>};
+template <auto FIELD>
+constexpr NumberReaders ONE_FIELD = FIELDS<FIELD, FIELD, FIELD, FIELD>;
+
+using Value = Variant::Value;
+constexpr NumberReaders TRUTH = {ReadTruth, ReadTruth, ReadTruth, ReadTruth};
+constexpr NumberReaders NARROW_TEXT = {ReadNarrowText, ReadNarrowText, ReadNarrowText, ReadNarrowText};
+constexpr NumberReaders WIDE_TEXT = {ReadWideText, ReadWideText, ReadWideText, ReadWideText};
+constexpr NumberReaders U8 = ONE_FIELD<&Value::unsigned8>;
+constexpr NumberReaders U16 = ONE_FIELD<&Value::unsigned16>;
+constexpr NumberReaders S16 = ONE_FIELD<&Value::signed16>;
+constexpr NumberReaders S32 = ONE_FIELD<&Value::signed32>;
+constexpr NumberReaders SINGLE = ONE_FIELD<&Value::single>;
+constexpr NumberReaders WIDE = ONE_FIELD<&Value::wide>;
+// Contract: UINT32 gives int and double its low half, and the 64-bit kinds give int and unsigned theirs.
+constexpr NumberReaders U32 =
+    FIELDS<&Value::unsigned16, &Value::unsigned32, &Value::unsigned32, &Value::unsigned16>;
+constexpr NumberReaders U64 = FIELDS<&Value::unsigned32, &Value::unsigned32, &Value::bits, &Value::bits>;
+constexpr NumberReaders S64 =
+    FIELDS<&Value::unsigned32, &Value::unsigned32, &Value::signed64, &Value::signed64>;
+
+template <class Number>
+bool ReadNumber(Variant const& v, Number (*NumberReaders::*reader)(Variant const&), Number& out) noexcept {
+  NumberReaders const* const number = KindOf(v.type).number;
+  out = number ? (number->*reader)(v) : Number{0};
+  return number != nullptr;
 }
 
 template <class Small>
@@ -169,8 +134,6 @@ Number PayloadNumber(Variant const& v, size_t index) noexcept {
 }
 
 // ---- equality of two variants of one kind
-
-using Equality = bool (*)(Variant const& a, Variant const& b);
 
 bool Never(Variant const&, Variant const&) noexcept { return false; }
 
@@ -214,38 +177,53 @@ bool SameMatrix3d(Variant const& a, Variant const& b) noexcept {
   return true;
 }
 
-constexpr Equality EQUALITIES[] = {
-    Never,                   // EMPTY
-    SameScalar<uint8_t>,     // BOOL
-    SameScalar<uint8_t>,     // UINT8
-    SameScalar<uint16_t>,    // UINT16
-    SameScalar<uint32_t>,    // UINT32
-    SameScalar<uint64_t>,    // UINT64
-    SameScalar<uint16_t>,    // INT16
-    SameScalar<uint32_t>,    // INT32
-    SameScalar<uint64_t>,    // INT64
-    Never,                   // RESERVED_9
-    Never,                   // RESERVED_10
-    SameScalar<float>,       // FLOAT
-    SameScalar<double>,      // DOUBLE
-    Never,                   // BLOB
-    SameNarrowText,          // NARROW_STRING
-    SameWideText,            // WIDE_STRING
-    Never,                   // RESERVED_16
-    Never,                   // OBJECT
-    Never,                   // RESERVED_18
-    Never,                   // RESERVED_19
-    Never,                   // MATRIX_2D
-    SameMatrix3d,            // MATRIX_3D
-    Never,                   // RESERVED_22
-    SameNumbers<double, 3>,  // POINT_3D
-    SameNumbers<float, 3>,   // POINT_3DF
-    SameNumbers<double, 2>,  // POINT_2D
-    SamePair,                // POINT_2DF
-    Never,                   // RESERVED_27
-    Never,                   // RESERVED_28
+// ---- the table
+
+using V = Variant;
+
+// clang-format off
+constexpr VariantKind KINDS[] = {
+    // type                payload fixed             inline sized  terminator, equal          number
+    {V::EMPTY,             false,  0,                0,     false, 0, Never,                  nullptr},
+    {V::BOOL,              false,  0,                1,     false, 0, SameScalar<uint8_t>,    &TRUTH},
+    {V::UINT8,             false,  0,                1,     false, 0, SameScalar<uint8_t>,    &U8},
+    {V::UINT16,            false,  0,                2,     false, 0, SameScalar<uint16_t>,   &U16},
+    {V::UINT32,            false,  0,                4,     false, 0, SameScalar<uint32_t>,   &U32},
+    {V::UINT64,            false,  0,                8,     false, 0, SameScalar<uint64_t>,   &U64},
+    {V::INT16,             false,  0,                2,     false, 0, SameScalar<uint16_t>,   &S16},
+    {V::INT32,             false,  0,                4,     false, 0, SameScalar<uint32_t>,   &S32},
+    {V::INT64,             false,  0,                8,     false, 0, SameScalar<uint64_t>,   &S64},
+    {V::RESERVED_9,        true,   16,               0,     false, 0, Never,                  nullptr},
+    {V::RESERVED_10,       true,   0,                0,     false, 0, Never,                  nullptr},
+    {V::FLOAT,             false,  0,                4,     false, 0, SameScalar<float>,      &SINGLE},
+    {V::DOUBLE,            false,  0,                8,     false, 0, SameScalar<double>,     &WIDE},
+    {V::BLOB,              true,   0,                0,     false, 0, Never,                  nullptr},
+    {V::NARROW_STRING,     true,   0,                0,     true,  1, SameNarrowText,         &NARROW_TEXT},
+    {V::WIDE_STRING,       true,   0,                0,     true,  2, SameWideText,           &WIDE_TEXT},
+    {V::RESERVED_16,       false,  0,                0,     false, 0, Never,                  nullptr},
+    {V::OBJECT,            true,   0,                0,     false, 0, Never,                  nullptr},
+    {V::RESERVED_18,       true,   16,               0,     false, 0, Never,                  nullptr},
+    {V::RESERVED_19,       true,   16,               0,     false, 0, Never,                  nullptr},
+    {V::MATRIX_2D,         true,   sizeof(matrix2d), 0,     false, 0, Never,                  nullptr},
+    {V::MATRIX_3D,         true,   sizeof(matrix3d), 0,     false, 0, SameMatrix3d,           nullptr},
+    {V::RESERVED_22,       true,   56,               0,     false, 0, Never,                  nullptr},
+    {V::POINT_3D,          true,   sizeof(point3d),  0,     true,  0, SameNumbers<double, 3>, nullptr},
+    {V::POINT_3DF,         true,   sizeof(point3df), 0,     false, 0, SameNumbers<float, 3>,  nullptr},
+    {V::POINT_2D,          true,   sizeof(point2d),  0,     true,  0, SameNumbers<double, 2>, nullptr},
+    {V::POINT_2DF,         false,  sizeof(point2df), 8,     false, 0, SamePair,               nullptr},
+    {V::RESERVED_27,       true,   16,               0,     false, 0, Never,                  nullptr},
+    {V::RESERVED_28,       true,   16,               0,     false, 0, Never,                  nullptr},
 };
-static_assert(sizeof EQUALITIES / sizeof *EQUALITIES == Variant::TYPE_COUNT);
+// clang-format on
+static_assert(sizeof KINDS / sizeof *KINDS == Variant::TYPE_COUNT);
+
+constexpr bool IsInOrder() noexcept {
+  for (unsigned i = 0; i < Variant::TYPE_COUNT; ++i) {
+    if (KINDS[i].type != i) return false;
+  }
+  return true;
+}
+static_assert(IsInOrder());
 
 // A narrow text and a wide one: whole texts, each byte sign-extended; the code page plays no part.
 bool SameTexts(Variant const& narrow, Variant const& wide) noexcept {
@@ -282,6 +260,10 @@ Variant::Value Bits(Scalar scalar) noexcept {
 
 }  // namespace
 
+VariantKind const& KindOf(uint8_t type) noexcept {
+  return KINDS[type < Variant::TYPE_COUNT ? type : uint8_t{Variant::EMPTY}];
+}
+
 // ---- lifetime
 
 void Variant::Done() noexcept {
@@ -310,6 +292,14 @@ void Variant::Init(Variant const& other) noexcept {
   Hold(static_cast<Type>(kind), content, KindOf(kind).payload ? 0 : size, kept);
 }
 
+void Variant::Swap(Variant& other) noexcept {
+  std::swap(value, other.value);
+  std::swap(size, other.size);
+  std::swap(flags, other.flags);
+  std::swap(type, other.type);
+  std::swap(owner, other.owner);
+}
+
 void Variant::Init(bool v) noexcept { Hold(BOOL, Bits(v), size); }
 void Variant::Init(short v) noexcept { Hold(INT16, Bits(v), size); }
 void Variant::Init(int v) noexcept { Hold(INT32, Bits(v), size); }
@@ -329,15 +319,15 @@ void Variant::Init(Unknown* object) noexcept {
 }
 
 void Variant::Init(char const* text, unsigned how) noexcept {
-  HoldText(NARROW_STRING, text, str::Length(text), sizeof *text, how);
+  HoldText(NARROW_STRING, text, str::Length(text), how);
 }
 
 void Variant::Init(wchar_t const* text, unsigned how) noexcept {
-  HoldText(WIDE_STRING, text, str::Length(text), sizeof *text, how);
+  HoldText(WIDE_STRING, text, str::Length(text), how);
 }
 
 void Variant::Init(String const& text, bool borrow) noexcept {
-  HoldText(WIDE_STRING, text.c_str(), text.Length(), sizeof(wchar_t), borrow ? BORROW_TEXT : 0u);
+  HoldText(WIDE_STRING, text.c_str(), text.Length(), borrow ? BORROW_TEXT : 0u);
 }
 
 void Variant::Init(void const* data, unsigned bytes, bool borrow) noexcept { HoldBlob(data, bytes, borrow); }
@@ -393,15 +383,12 @@ size_t Variant::Get(wchar_t* buffer, unsigned length) const noexcept {
 
 // ---- conversions
 
-bool Variant::Get(int& out) const noexcept { return ReadNumber(*this, ReadingsOf(*this).asInt, out); }
-
+bool Variant::Get(int& out) const noexcept { return ReadNumber(*this, &NumberReaders::asInt, out); }
 bool Variant::Get(unsigned int& out) const noexcept {
-  return ReadNumber(*this, ReadingsOf(*this).asUnsigned, out);
+  return ReadNumber(*this, &NumberReaders::asUnsigned, out);
 }
-
-bool Variant::Get(float& out) const noexcept { return ReadNumber(*this, ReadingsOf(*this).asFloat, out); }
-
-bool Variant::Get(double& out) const noexcept { return ReadNumber(*this, ReadingsOf(*this).asDouble, out); }
+bool Variant::Get(float& out) const noexcept { return ReadNumber(*this, &NumberReaders::asFloat, out); }
+bool Variant::Get(double& out) const noexcept { return ReadNumber(*this, &NumberReaders::asDouble, out); }
 
 bool Variant::Get(bool& out) const noexcept {
   unsigned number;
@@ -415,18 +402,13 @@ bool Variant::Get(unsigned char& out) const noexcept { return ReadSaturated(*thi
 bool Variant::Get(unsigned short& out) const noexcept { return ReadSaturated(*this, out); }
 
 bool Variant::Get(String& out) const noexcept {
+  bool const isText = KindOf(type).IsText();
   String text;
-  bool filled = false;
-  if (type == NARROW_STRING) {
-    text = String(NarrowText(*this));
-    filled = str::Length(NarrowText(*this)) > 0;
-  } else if (type == WIDE_STRING) {
-    text = WideText(*this);
-    filled = str::Length(WideText(*this)) > 0;
-  }
-  bool const whole = !filled || !text.IsEmpty();  // else there was no memory
+  if (type == NARROW_STRING) text = String(NarrowText(*this));
+  if (type == WIDE_STRING) text = WideText(*this);
+  bool const whole = isText && (TextLength(*this) == 0 || !text.IsEmpty());  // else there was no memory
   out = static_cast<String&&>(text);
-  return whole && (type == NARROW_STRING || type == WIDE_STRING);
+  return whole;
 }
 
 bool Variant::Get(point2d& out) const noexcept {
@@ -450,15 +432,12 @@ HRESULT Variant::Get(Variant& out) const noexcept {
   // The copy of a payload that is this variant's own is its own, too, even where the flags say otherwise.
   uint8_t const bits = flags & BORROWED;
   bool const borrow = bits && !VariantPayload::IsOwn(*this);
-  unsigned const how = borrow ? BORROW_TEXT : 0u;
   bool held = true;
   if (type == BLOB) {
     held = out.HoldBlob(value.pointer, value.pointer || borrow ? size : 0, borrow);
-  } else if (type == NARROW_STRING) {
-    held =
-        out.HoldText(NARROW_STRING, value.pointer, str::Length(NarrowText(*this)), sizeof(char), how, bits);
-  } else if (type == WIDE_STRING) {
-    held = out.HoldText(WIDE_STRING, value.pointer, str::Length(WideText(*this)), sizeof(wchar_t), how, bits);
+  } else if (kind.IsText()) {
+    held = out.HoldText(static_cast<Type>(type), value.pointer, TextLength(*this), borrow ? BORROW_TEXT : 0u,
+                        bits);
   } else if (kind.sized && value.pointer) {
     held = out.HoldBytes(static_cast<Type>(type), value.pointer, kind.fixedSize, borrow, bits);
   } else {
@@ -470,7 +449,7 @@ HRESULT Variant::Get(Variant& out) const noexcept {
 }
 
 bool Variant::Compare(Variant const& other) const noexcept {
-  if (type == other.type) return type < TYPE_COUNT && EQUALITIES[type](*this, other);
+  if (type == other.type) return KindOf(type).equal(*this, other);
   if (type == NARROW_STRING && other.type == WIDE_STRING) return SameTexts(*this, other);
   if (type == WIDE_STRING && other.type == NARROW_STRING) return SameTexts(other, *this);
   return false;
@@ -487,7 +466,7 @@ void Variant::Hold(Type kind, Value content, uint32_t bytes, uint8_t bits) noexc
   held.size = bytes;
   held.flags = bits;
   held.type = kind;
-  VariantPayload::Exchange(*this, held);
+  Swap(held);
 }
 
 // False: there is no memory, and the variant is empty.
@@ -506,7 +485,7 @@ bool Variant::HoldBytes(Type kind, void const* data, size_t bytes, bool borrow, 
   } else {
     held.size = size;
   }
-  VariantPayload::Exchange(*this, held);
+  Swap(held);
   return made;
 }
 
@@ -520,9 +499,9 @@ bool Variant::HoldBlob(void const* data, unsigned bytes, bool borrow) noexcept {
   return true;
 }
 
-bool Variant::HoldText(Type kind, void const* text, size_t length, size_t unit, unsigned how,
-                       uint8_t bits) noexcept {
-  if (length > 0) return HoldBytes(kind, text, (length + 1) * unit, (how & BORROW_TEXT) != 0, bits);
+bool Variant::HoldText(Type kind, void const* text, size_t length, unsigned how, uint8_t bits) noexcept {
+  size_t const bytes = (length + 1) * KindOf(kind).terminator;
+  if (length > 0) return HoldBytes(kind, text, bytes, (how & BORROW_TEXT) != 0, bits);
   if (how & KEEP_EMPTY) {
     Hold(kind, Value{0}, 0);
   } else {

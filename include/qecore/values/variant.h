@@ -89,8 +89,15 @@ class YK_API Variant {
 
   Variant() noexcept = default;
   Variant(Variant const& other) noexcept { Init(other); }
+  /// Takes what `other` holds, owned or borrowed, and leaves it empty.
+  Variant(Variant&& other) noexcept { Swap(other); }
   Variant& operator=(Variant const& other) noexcept {
     Init(other);
+    return *this;
+  }
+  Variant& operator=(Variant&& other) noexcept {
+    Variant taken(static_cast<Variant&&>(other));
+    Swap(taken);
     return *this;
   }
   ~Variant() { Done(); }
@@ -99,6 +106,8 @@ class YK_API Variant {
   void Done() noexcept;
   /// Becomes a copy that owns its payload. Objects are shared.
   void Init(Variant const& other) noexcept;
+  /// Exchanges everything; nothing is copied, released or counted.
+  void Swap(Variant& other) noexcept;
 
   // ---- scalars
   void Init(bool v) noexcept;
@@ -207,8 +216,7 @@ class YK_API Variant {
   void Hold(Type kind, Value content, uint32_t bytes, uint8_t bits = 0) noexcept;
   bool HoldBytes(Type kind, void const* data, size_t bytes, bool borrow, uint8_t bits = 0) noexcept;
   bool HoldBlob(void const* data, unsigned bytes, bool borrow) noexcept;
-  bool HoldText(Type kind, void const* text, size_t length, size_t unit, unsigned how,
-                uint8_t bits = 0) noexcept;
+  bool HoldText(Type kind, void const* text, size_t length, unsigned how, uint8_t bits = 0) noexcept;
 };
 
 #pragma pack(pop)
