@@ -79,6 +79,8 @@ void Append(Transaction& transaction, ykUndoItem* item) noexcept {
 
 struct Backward {
   static constexpr bool PREPARES = true;
+  static constexpr int NEXT = 0, STEP = -1;  // from the position: what is replayed, and where it leads
+  static bool IsPossible(UndoManager& manager) noexcept { return manager.CanUndo(); }
   static ykUndoItem* Start(Transaction const& transaction) noexcept { return transaction.last; }
   static ykUndoItem* Next(ykUndoItem const& item) noexcept { return item.prev; }
   static void Replay(ykUndoItem& item) noexcept { item.Undo(); }
@@ -86,9 +88,23 @@ struct Backward {
 
 struct Forward {
   static constexpr bool PREPARES = false;
+  static constexpr int NEXT = 1, STEP = 1;
+  static bool IsPossible(UndoManager& manager) noexcept { return manager.CanRedo(); }
   static ykUndoItem* Start(Transaction const& transaction) noexcept { return transaction.first; }
   static ykUndoItem* Next(ykUndoItem const& item) noexcept { return item.next; }
   static void Replay(ykUndoItem& item) noexcept { item.Redo(); }
+};
+
+/// Counts its manager busy while it lives.
+class BusyScope {
+ public:
+  explicit BusyScope(uint32_t& counter) noexcept : busy(counter) { ++busy; }
+  ~BusyScope() { --busy; }
+  BusyScope(BusyScope const&) = delete;
+  BusyScope& operator=(BusyScope const&) = delete;
+
+ private:
+  uint32_t& busy;
 };
 
 void PrepareLevel(Transaction const& transaction, int level) noexcept {
@@ -156,35 +172,24 @@ UndoManager::~UndoManager() {
 
 // ---- undo and redo
 
-HRESULT UndoManager::DoUndo() noexcept {
+// Host and items run meanwhile: they may look at the manager, and drop their references to it, but neither
+// replay nor begin anything.
+template <class Way>
+HRESULT UndoManager::Travel() noexcept {
   if (busy) return YK_E_EMPTY;
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
-  HRESULT result = E_FAIL;
-  ++busy;
-  if (CanUndo()) {
-    Transaction* const transaction = Entry(position);
-    if (transaction) --position;
-    result = Replay<Backward>(transaction);
-    Changed();
-  }
-  --busy;
+  BusyScope const scope(busy);
+  if (!Way::IsPossible(*this)) return E_FAIL;
+  Transaction* const transaction = Entry(position + Way::NEXT);
+  if (transaction) position += Way::STEP;
+  HRESULT const result = Replay<Way>(transaction);
+  Changed();
   return result;
 }
 
-HRESULT UndoManager::DoRedo() noexcept {
-  if (busy) return YK_E_EMPTY;
-  Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
-  HRESULT result = E_FAIL;
-  ++busy;
-  if (CanRedo()) {
-    Transaction* const transaction = Entry(position + 1);
-    if (transaction) ++position;
-    result = Replay<Forward>(transaction);
-    Changed();
-  }
-  --busy;
-  return result;
-}
+HRESULT UndoManager::DoUndo() noexcept { return Travel<Backward>(); }
+
+HRESULT UndoManager::DoRedo() noexcept { return Travel<Forward>(); }
 
 // ---- recording
 

@@ -182,6 +182,8 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
     bool const inside = index >= 0 && index < Entries();
     return inside ? static_cast<Transaction*>(history->At(index)) : nullptr;
   }
+  template <class Way>
+  HRESULT Travel() noexcept;
   void DropLast() noexcept;
   void CloseOpen() noexcept;
   void Changed() noexcept;
