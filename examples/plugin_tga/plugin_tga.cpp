@@ -66,10 +66,6 @@ class TgaFilter final : public Implements<TgaFilter, ykFlt2d> {
     return Succeeded(result) ? stream->Write(FOOTER, sizeof FOOTER) : result;
   }
 
- private:
-  template <class, class>
-  friend class yk::Destroys;
-  ~TgaFilter() = default;
 };
 
 extern "C" __declspec(dllexport) intptr_t

@@ -39,15 +39,11 @@ class PixelItem final : public UndoItemOf<PixelItem> {
   int GetSize() noexcept override { return static_cast<int>(sizeof *this + kept.size()); }
 
  private:
-  template <class, class>
-  friend class yk::Destroys;
-
   PixelItem(Image2d* painted, Area changed) : image(Ref<Image2d>::Share(painted)), area(changed) {
     for (int y = area.top; y < area.bottom; ++y) {
       kept.insert(kept.end(), image->GetLineEx(y, area.left), image->GetLineEx(y, area.right));
     }
   }
-  ~PixelItem() = default;
 
   HRESULT Exchange() noexcept {
     unsigned char* mine = kept.data();

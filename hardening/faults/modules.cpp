@@ -24,11 +24,6 @@ class Filter final : public Destroys<Filter, ykFlt2d> {
  public:
   wchar_t const* GetName() noexcept override { return L"name"; }
   wchar_t const* GetPattern(unsigned index) noexcept override { return index < 2 ? L"pattern" : nullptr; }
-
- private:
-  template <class, class>
-  friend class yk::Destroys;
-  ~Filter() = default;
 };
 
 HRESULT MakeFilter(ClassInfo const*, void** out) {

@@ -34,11 +34,6 @@ class FilterOfOurs final : public Destroys<FilterOfOurs, ykFlt2d> {
  public:
   wchar_t const* GetName() noexcept override { return L"name"; }
   wchar_t const* GetPattern(unsigned index) noexcept override { return index < 2 ? L"pattern" : nullptr; }
-
- private:
-  template <class, class>
-  friend class yk::Destroys;
-  ~FilterOfOurs() = default;
 };
 
 HRESULT MakeThing(ClassInfo const*, void** out) {

@@ -53,10 +53,6 @@ class OddStream final : public Destroys<OddStream, Stream> {
   HRESULT GetState() noexcept override { return S_OK; }
 
  private:
-  template <class, class>
-  friend class yk::Destroys;
-  ~OddStream() = default;
-
   bool Fails() noexcept {
     ++calls;
     return failsAt > 0 && (how & ALWAYS ? calls >= failsAt : calls == failsAt);

@@ -52,10 +52,6 @@ std::string BytesOf(yk::Stream& stream);
 /// An object with nothing in it but a map, to be referred to and registered.
 class Thing final : public yk::Destroys<Thing, yk::qe_Streamable> {
  private:
-  template <class, class>
-  friend class yk::Destroys;
-  ~Thing() = default;
-
   yk::Ref<yk::Map> map = yk::Ref<yk::Map>::Adopt(yk::Map::Create());
 };
 

@@ -46,10 +46,6 @@ class Model final : public Destroys<Model, Unknown> {
   }
 
  private:
-  template <class, class>
-  friend class yk::Destroys;
-  ~Model() = default;
-
   Ref<Map> map = Ref<Map>::Adopt(Map::Create());
 };
 
@@ -69,8 +65,7 @@ class Item final : public UndoItemOf<Item> {
   HRESULT PrepareUndo() noexcept override { return playing->CallBack(), S_OK; }
 
  private:
-  template <class, class>
-  friend class yk::Destroys;
+  friend Destroys;
   ~Item() {
     --playing->items;
     if (playing->in.OneIn(3)) playing->CallBack();

@@ -57,8 +57,7 @@ class Mortal final : public Destroys<Mortal, Unknown> {
   int payload = 7;
 
  private:
-  template <class, class>
-  friend class yk::Destroys;
+  friend Destroys;
   ~Mortal() {
     payload = 0;
     deaths.Add(true);

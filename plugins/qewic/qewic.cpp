@@ -93,11 +93,7 @@ class Filter final : public Destroys<Filter, ykFlt2d> {
   }
 
  private:
-  template <class, class>
-  friend class yk::Destroys;
-
   explicit Filter(FileFormat const& row) noexcept : format(row) {}
-  ~Filter() = default;
 
   FileFormat const& format;
 };

@@ -52,8 +52,7 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
   HRESULT GetState() noexcept override { return inner->GetState(); }
 
  private:
-  template <class, class>
-  friend class yk::Destroys;
+  friend Destroys;
   ~BufferedStream() = default;
 
   /// Makes the block at the position the one that is held. \return bytes from the position to the end of what

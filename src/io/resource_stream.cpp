@@ -49,8 +49,7 @@ class ResourceStream final : public Implements<ResourceStream, Stream> {
   HRESULT GetState() noexcept override { return data && position != size ? S_OK : E_FAIL; }
 
  private:
-  template <class, class>
-  friend class yk::Destroys;
+  friend Destroys;
   ~ResourceStream() = default;
 
   HRSRC resource = nullptr;

@@ -15,8 +15,7 @@ class ValueItem final : public UndoItemOf<ValueItem, ykValueUndoItem> {
   HRESULT Redo() noexcept override { return Turn(true); }
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
 
   using UndoItemOf::UndoItemOf;
   ~ValueItem() = default;

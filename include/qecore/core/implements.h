@@ -6,13 +6,10 @@
 //    public:
 //     static Guid const& Id() noexcept { return COUNTER_ID; }
 //     static Counter* Create() noexcept { return new (std::nothrow) Counter; }
-//    private:
-//     template <class, class>
-//     friend class yk::Destroys;  // it runs the destructor, which nobody else may
-//     ~Counter() = default;
 //   };
 //
-// Neither adds a field or a slot. Objects come from the global `operator new`.
+// Neither adds a field or a slot. Objects come from the global `operator new` and go with their last Release.
+// A class that lets nobody else destroy them has a private destructor and a line `friend Destroys;`.
 #pragma once
 
 #include <qecore/core/unknown.h>

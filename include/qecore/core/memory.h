@@ -66,8 +66,7 @@ class YK_API Malloc : public Implements<Malloc, Unknown> {
   virtual void* DeleteThis(unsigned flags) noexcept;
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
 
   struct Block;
 

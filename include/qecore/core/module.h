@@ -117,8 +117,7 @@ class YK_API Module : public Destroys<Module, Unknown> {
   unsigned flags = 0;           ///< see Flag
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
   friend class ModuleScan;
 
   Module() noexcept = default;

@@ -94,8 +94,7 @@ class YK_API System : public Destroys<System, Unknown> {
   virtual HRESULT QueryFilterInfo(ClassInfo* info) noexcept;
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
   friend class ModuleScan;
   friend class Module;
 

@@ -280,8 +280,7 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   uint8_t bytesPerPixel = 0;         ///< 114: 3 or 4
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
 
   IDC() noexcept = default;
   ~IDC();

@@ -200,8 +200,7 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   uint8_t flags = 0;          ///< IMG_HEAP_MEMORY
 
  protected:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
 
   Image2d() noexcept;
   ~Image2d();

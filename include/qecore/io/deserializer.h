@@ -75,8 +75,7 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
   HRESULT AddReference(Unknown* object) noexcept;
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
   friend void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept;
   friend void NoteNoMemory(Deserializer& reader) noexcept;
 

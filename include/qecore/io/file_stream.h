@@ -60,8 +60,7 @@ class YK_API FileStream : public Implements<FileStream, Stream> {
   virtual HRESULT GetFailure() noexcept;
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
   friend class SaveFile;
 
   FileStream(String const& path, unsigned openFlags) noexcept;

@@ -66,8 +66,7 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
   virtual HRESULT GetFailure() noexcept;
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
 
   MemStream() noexcept = default;
   ~MemStream();

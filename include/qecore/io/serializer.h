@@ -68,8 +68,7 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   Stream* GetStream() const noexcept { return stream.get(); }
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
   friend void NoteNoMemory(Serializer& writer) noexcept;
 
   struct OpenChunk {

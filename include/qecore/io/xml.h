@@ -207,8 +207,7 @@ class YK_API XmlHelper : public Implements<XmlHelper, Unknown> {
   virtual HRESULT GetFailure() noexcept;
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
 
   XmlHelper() noexcept = default;
   ~XmlHelper() = default;

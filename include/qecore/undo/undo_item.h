@@ -5,10 +5,6 @@
 //     HRESULT Undo() noexcept override;
 //     HRESULT Redo() noexcept override;
 //     wchar_t const* GetName() noexcept override { return L"pixels"; }
-//    private:
-//     template <class, class>
-//     friend class yk::Destroys;
-//     ~PixelItem() = default;
 //   };
 //
 //   offset  0         12        20        28      29
@@ -77,8 +73,8 @@ class ykUndoItem : public Answers<ykUndoItem, Unknown> {
 
 static_assert(sizeof(ykUndoItem) == 29);
 
-/// What an item derives from: writes the two slots of the destructor and the size for `Self`. The class is
-/// `final` and befriends `Destroys`, which runs its destructor.
+/// What an item derives from: writes the two slots of the destructor and the size for `Self`, which is
+/// `final`.
 template <class Self, class Base = ykUndoItem>
 class UndoItemOf : public Destroys<Self, Base> {
  public:

@@ -163,8 +163,7 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   YK_API ~UndoManager();
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
 
   YK_API HRESULT DoUndo() noexcept;
   YK_API HRESULT DoRedo() noexcept;

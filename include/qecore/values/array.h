@@ -82,8 +82,7 @@ class YK_API Array : public Implements<Array, Unknown> {
   virtual bool SetDeleter(Deleter deleter) noexcept;
 
  protected:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
 
   explicit Array(int step) noexcept;
   ~Array();
@@ -124,8 +123,7 @@ class YK_API SortedArray : public Implements<SortedArray, Array> {
   virtual bool SetCompare(Comparison compare, void const* context) noexcept;
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
 
   SortedArray() noexcept;
   ~SortedArray() = default;
@@ -162,8 +160,7 @@ class YK_API DataArray : public Implements<DataArray, Unknown> {
   virtual HRESULT Allocate(int records) noexcept;
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
 
   DataArray() noexcept = default;
   ~DataArray();

@@ -57,8 +57,7 @@ class YK_API Map : public Destroys<Map, qe_Streamable> {
   virtual void* DeleteThis(unsigned flags) noexcept;
 
  private:
-  template <class, class>
-  friend class Destroys;
+  friend Destroys;
 
   struct Entry {
     unsigned key;
