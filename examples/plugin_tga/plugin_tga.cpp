@@ -65,7 +65,6 @@ class TgaFilter final : public Implements<TgaFilter, ykFlt2d> {
     static constexpr char FOOTER[26] = "\0\0\0\0\0\0\0\0TRUEVISION-XFILE.";
     return Succeeded(result) ? stream->Write(FOOTER, sizeof FOOTER) : result;
   }
-
 };
 
 extern "C" __declspec(dllexport) intptr_t

@@ -1,10 +1,12 @@
 #include <qecore/core/memory.h>
+#include <qecore/core/ref.h>
 #include <qecore/core/registry.h>
 #include <qecore/io/serializer.h>
 #include <qecore/values/map.h>
 #include <string.h>
 
 #include <new>
+#include <utility>
 
 #include "cache_record_p.h"
 #include "class_info_p.h"
@@ -45,10 +47,9 @@ bool ReadName(Deserializer& reader, ClassInfo& info) noexcept {
 }
 
 bool ReadInfo(Deserializer& reader, ClassInfo& info) noexcept {
-  Map* const map = Map::Create();
+  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
   if (!map) return false;
-  if (info.info) info.info->Release();
-  info.info = map;
+  Ref<Map>::Adopt(std::exchange(info.info, Ref<Map>(map).Detach())).Reset();
   return Succeeded(map->Load(&reader, nullptr));
 }
 
@@ -74,7 +75,7 @@ ClassInfo::ClassInfo(Deserializer* reader) noexcept {
 }
 
 ClassInfo::~ClassInfo() {
-  if (info) info->Release();
+  Ref<Map>::Adopt(info).Reset();
   FreeName(*this);
 }
 

@@ -1,12 +1,13 @@
 #include <qecore/core/driver_data.h>
+#include <qecore/core/ref.h>
 
 namespace yk {
 
 drvDataPtr::~drvDataPtr() {
-  while (drvData* const record = head) {
-    head = record->next;
-    record->next = nullptr;
-    record->Release();
+  while (head) {
+    Ref<drvData> const goes = Ref<drvData>::Adopt(head);
+    head = goes->next;
+    goes->next = nullptr;
   }
 }
 
@@ -30,8 +31,8 @@ HRESULT drvDataPtr::Remove(drvData* record) noexcept {
   drvData** link = &head;
   while (*link && *link != record) link = &(*link)->next;
   if (!*link) return YK_E_NOTFOUND;
+  Ref<drvData> const goes = Ref<drvData>::Adopt(record);
   *link = record->next;
-  record->Release();
   return S_OK;
 }
 

@@ -12,6 +12,7 @@
 #include "cache_record_p.h"
 #include "class_info_p.h"
 #include "module_p.h"
+#include "values/array_p.h"
 
 namespace yk {
 
@@ -65,9 +66,8 @@ bool IsPluginName(String const& name) noexcept {
 }
 
 uint64_t LastWrite(Stream& stream) noexcept {
-  Ref<FileStream> file;
   unsigned long long time = 0;
-  if (Succeeded(stream.QueryInterface(ids::FILE_STREAM, file.ReceiveVoid()))) file->GetFileTime(&time);
+  if (Ref<FileStream> const file = Ref<Stream>::Share(&stream).Query<FileStream>()) file->GetFileTime(&time);
   return time;
 }
 
@@ -79,14 +79,6 @@ uint64_t Now() noexcept {
 
 Module* ModuleAt(Ref<Array> const& modules, int index) noexcept {
   return static_cast<Module*>(modules->At(index));
-}
-
-/// Hands a reference to the array; it is dropped, and the answer false, when there is no memory.
-bool Keep(Ref<Array> const& modules, Module* module) noexcept {
-  int const before = modules->Count();
-  if (modules->Add(module) == before) return true;
-  module->Release();
-  return false;
 }
 
 // Whether all was read that the file holds. What is damaged in it the reading itself tells.
@@ -158,11 +150,11 @@ void ModuleScan::ReadCache() noexcept {
 // A record that is damaged, that could not be read, or that leads elsewhere, is left out: its file is then a
 // new one, or there is none, as for any other record that no file is found for.
 void ModuleScan::ReadModule(Deserializer& reader) noexcept {
-  Module* const module = new (std::nothrow) Module;
+  Ref<Module> const module = Ref<Module>::Adopt(new (std::nothrow) Module);
   if (!module) return;
   module->flags = Module::UNSEEN;
-  if (!Keep(cached, module)) return;
-  CachedModule target = {module, &module->classes};
+  if (!AppendObject(*cached, module)) return;
+  CachedModule target = {module.get(), &module->classes};
   bool const sound = ReadItems(reader, ITEMS, target) && IsRead(reader) && IsPluginName(module->fileName);
   module->path = folder + module->fileName;
   bool const whole = module->path.Length() == folder.Length() + module->fileName.Length();
@@ -183,12 +175,12 @@ void ModuleScan::MeetFile(FileFind& file) noexcept {
   changed = true;
   String path;
   file.GetFullName(path);
-  Module* const module = new (std::nothrow) Module(path);
+  Ref<Module> const module = Ref<Module>::Adopt(new (std::nothrow) Module(path));
   if (!module) return;
   module->fileName = file.name;
   module->fileTime = file.lastWrite;
   module->fileSize = file.size;
-  Keep(found, module);
+  AppendObject(*found, module);
 }
 
 // True when the file is known and has not changed since.

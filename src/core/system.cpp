@@ -11,6 +11,7 @@
 
 #include "builtin_classes_p.h"
 #include "class_info_p.h"
+#include "core/dying_p.h"
 #include "image/convert_p.h"
 #include "module_p.h"
 #include "registry_lock_p.h"
@@ -77,8 +78,7 @@ ClassInfo* Copy(ClassInfo const& info) noexcept {
   copy->interfaceId = info.interfaceId;
   copy->create = info.create;
   copy->module = info.module;
-  copy->info = info.info;
-  if (copy->info) copy->info->AddRef();
+  copy->info = Ref<Map>::Share(info.info).Detach();
   copy->flags = info.flags & ~(ClassInfo::OWN_NAME | ClassInfo::FILTER);
   if (copy->flags & ClassInfo::STATIC_NAME) {
     copy->name = info.name;
@@ -129,8 +129,9 @@ bool Describe(ykFlt& filter, Map& map) noexcept {
 
 System* System::Create() noexcept {
   if (theSystem) return theSystem;
-  System* const built = new (std::nothrow) System;
-  if (built && !built->complete) built->Release();
+  Ref<System> built = Ref<System>::Adopt(new (std::nothrow) System);
+  if (built && built->complete) return built.Detach();
+  built.Reset();
   return theSystem;
 }
 
@@ -145,8 +146,8 @@ System::System() noexcept {
 // A plug-in that still calls in when it is told to go finds a System that holds nothing.
 System::~System() {
   theSystem = nullptr;
-  AddRef();         // while it goes: a plug-in that takes and drops a reference must not destroy it once more
-  scanning = true;  // and a scan does nothing any more
+  HoldWhileDying(*this);
+  scanning = true;  // a scan does nothing any more
   Ref<Array> const records = Ref<Array>::Adopt(registry);
   Ref<Array> const plugins = Ref<Array>::Adopt(modules);
   Ref<Array> const filterRecords = Ref<Array>::Adopt(filters);
@@ -235,12 +236,9 @@ HRESULT System::UnloadModule(Module* module) noexcept {
   Ref<System> const keptSystem = Ref<System>::Share(this);
   Ref<Module> const keptModule = Ref<Module>::Share(module);
   while (ClassInfo* const record = TakeRecord(*module)) delete record;
-  bool listed;
-  {
-    RegistryLock const guard;
-    listed = RemoveFrom(modules, module);
-  }
-  if (listed) module->Release();
+  Ref<Module> listed;  // let go of without the lock
+  RegistryLock const guard;
+  if (RemoveFrom(modules, module)) listed = Ref<Module>::Adopt(module);
   return S_OK;
 }
 
@@ -349,7 +347,7 @@ ClassInfo* System::TakeRecord(Module& module) noexcept {
 bool System::AppendModule(Module* module) noexcept {
   RegistryLock const guard;
   if (!AppendTo(modules, module)) return false;
-  module->AddRef();
+  (void)Ref<Module>::Share(module).Detach();  // the list's
   return true;
 }
 

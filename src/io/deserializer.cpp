@@ -1,5 +1,7 @@
 #include "chunk_stack_p.h"
+#include "core/dying_p.h"
 #include "records_p.h"
+#include "values/array_p.h"
 
 #include <qecore/values/array.h>
 
@@ -27,7 +29,7 @@ Deserializer* Deserializer::Create() noexcept { return new (std::nothrow) Deseri
 Deserializer::Deserializer() noexcept = default;
 
 Deserializer::~Deserializer() {
-  AddRef();  // Close holds this reader while it calls the stream: that must not lead here again
+  HoldWhileDying(*this);  // Close holds this reader while it calls the stream
   Deserializer::Close();
 }
 
@@ -72,8 +74,7 @@ HRESULT Deserializer::ReadReference(Unknown** object) noexcept {
   if (!objects || index >= static_cast<unsigned>(objects->Count())) return E_INVALIDARG;
   auto* const entry = static_cast<Unknown*>(objects->At(static_cast<int>(index)));
   if (!entry) return E_NOINTERFACE;
-  entry->AddRef();
-  *object = entry;
+  *object = Ref<Unknown>::Share(entry).Detach();
   return S_OK;
 }
 
@@ -123,11 +124,7 @@ HRESULT Deserializer::AddReference(Unknown* object) noexcept {
   if (!stream) return E_FAIL;
   if (!objects) objects = Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()));
   if (!objects) return Note(E_OUTOFMEMORY);
-  int const before = objects->Count();
-  if (before < Array::MAX_COUNT) objects->Add(object);
-  if (objects->Count() == before) return Note(E_OUTOFMEMORY);
-  if (object) object->AddRef();
-  return S_OK;
+  return AppendObject(*objects, Ref<Unknown>::Share(object)) ? S_OK : Note(E_OUTOFMEMORY);
 }
 
 /// Reads a header and enters its chunk, which must end at `bound` or before. A corrupt chunk is entered as

@@ -58,10 +58,9 @@ Guid const* ByFooter(Stream& stream) noexcept {
 }
 
 Guid const* ByExtension(Stream& stream) noexcept {
-  Ref<FileStream> file;
+  Ref<FileStream> const file = Ref<Stream>::Share(&stream).Query<FileStream>();
   String name;
-  if (Failed(stream.QueryInterface(FileStream::Id(), file.ReceiveVoid())) || !file) return nullptr;
-  if (Failed(file->GetFileName(name))) return nullptr;
+  if (!file || Failed(file->GetFileName(name))) return nullptr;
   String const extension = name.FileExt();
   for (auto const& row : EXTENSIONS) {
     if (extension.CompareNoCase(row.extension) == 0) return row.format;

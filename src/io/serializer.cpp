@@ -1,5 +1,7 @@
 #include "chunk_stack_p.h"
+#include "core/dying_p.h"
 #include "stream_p.h"
+#include "values/array_p.h"
 
 #include <qecore/io/serializer.h>
 #include <qecore/values/array.h>
@@ -28,7 +30,7 @@ Serializer* Serializer::Create() noexcept { return new (std::nothrow) Serializer
 Serializer::Serializer() noexcept = default;
 
 Serializer::~Serializer() {
-  AddRef();  // Close holds this writer while it calls the stream: that must not lead here again
+  HoldWhileDying(*this);  // Close holds this writer while it calls the stream
   if (stream) Serializer::Close();
   FreeChunks(chunks, capacity);
 }
@@ -70,11 +72,8 @@ HRESULT Serializer::WriteReference(Unknown* object) noexcept {
   int32_t index = objects->Find(object);
   bool const isNew = index < 0;
   if (isNew) {
-    int const before = objects->Count();
-    if (before < Array::MAX_COUNT) objects->Add(object);
-    if (objects->Count() == before) return Note(E_OUTOFMEMORY);
-    if (object) object->AddRef();
-    index = ~before;
+    index = ~objects->Count();
+    if (!AppendObject(*objects, Ref<Unknown>::Share(object))) return Note(E_OUTOFMEMORY);
   }
   Write(&index, sizeof index);
   if (isNew) {

@@ -3,7 +3,9 @@
 #include <windows.h>
 
 #include <new>
+#include <utility>
 
+#include "core/dying_p.h"
 #include "undo/value_item_p.h"
 
 namespace yk {
@@ -29,9 +31,9 @@ void DestroyTransaction(void* element) noexcept {
   }
   while (ykUndoItem* const item = record->first) {
     record->first = item->next;
+    Ref<ykUndoItem> const goes = Ref<ykUndoItem>::Adopt(item);
     if (record->first) record->first->prev = nullptr;
     item->next = item->prev = nullptr;
-    item->Release();
   }
   delete record;
 }
@@ -159,14 +161,11 @@ UndoManager::UndoManager() noexcept : history(Array::CreateEx(DestroyTransaction
 UndoManager::~UndoManager() {
   // Items and the callback may still take and drop references, and must not destroy the manager once more;
   // and what they would begin or replay now has no future.
-  AddRef();
+  HoldWhileDying(*this);
   ++busy;
   depth = 0;
   CloseOpen();
-  if (Array* const old = history) {
-    history = nullptr;
-    old->Release();
-  }
+  Ref<Array>::Adopt(std::exchange(history, nullptr)).Reset();
   Changed();
 }
 
@@ -281,8 +280,8 @@ ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key, Transaction
   Pin const pin(ours);
   for (ykUndoItem *item = last ? last->first : nullptr, *following; item; item = following) {
     following = item->next;
-    Ref<ykValueUndoItem> value;
-    if (Failed(item->QueryInterface(ids::VALUE_UNDO_ITEM, value.ReceiveVoid())) || !value) continue;
+    Ref<ykValueUndoItem> value = Ref<ykUndoItem>::Share(item).Query<ykValueUndoItem>();
+    if (!value) continue;
     bool const same = value->object == object && value->key == key;
     value.Reset();
     if (pin.IsDoomed()) return nullptr;  // the question has cleared the history
@@ -320,15 +319,13 @@ HRESULT UndoManager::DoGetUndoList(Array** out, int max) noexcept {
   *out = nullptr;
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   if (!CanUndo()) return E_FAIL;
-  Array* const list = Array::Create(0);
+  Ref<Array> list = Ref<Array>::Adopt(Array::Create(0));
   if (!list) return E_OUTOFMEMORY;
   for (int i = position; i >= 0; --i) {
     if (max >= 1 && list->Count() > max) break;  // one more than `max`: intended
-    if (list->AtInsert(list->Count(), Entry(i))) continue;
-    list->Release();
-    return E_OUTOFMEMORY;
+    if (!list->AtInsert(list->Count(), Entry(i))) return E_OUTOFMEMORY;
   }
-  *out = list;
+  *out = list.Detach();
   return S_OK;
 }
 

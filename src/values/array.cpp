@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <new>
 
+#include "core/dying_p.h"
+
 namespace yk {
 
 namespace {
@@ -33,9 +35,7 @@ int GrownCapacity(int capacity, int step) noexcept {
   return step < Array::MAX_COUNT - capacity ? capacity + step : Array::MAX_COUNT;
 }
 
-void ReleaseObject(void* element) noexcept {
-  if (element) static_cast<Unknown*>(element)->Release();
-}
+void ReleaseObject(void* element) noexcept { Ref<Unknown>::Adopt(static_cast<Unknown*>(element)).Reset(); }
 
 void DeleteString(void* element) noexcept { delete static_cast<String*>(element); }
 
@@ -81,7 +81,7 @@ Array::Array(int growBy) noexcept : step(growBy > 0 ? growBy : DEFAULT_STEP) {}
 
 // An element that goes may call back into the array: its count must not fall to zero a second time.
 Array::~Array() {
-  AddRef();
+  HoldWhileDying(*this);
   Array::FreeAll();
   ::operator delete(static_cast<void*>(elements));
 }
@@ -274,7 +274,7 @@ bool SortedArray::SetCompare(Comparison order, void const* about) noexcept {
 // ---- DataArray
 
 DataArray::~DataArray() {
-  AddRef();  // as for an Array
+  HoldWhileDying(*this);  // as for an Array
   DataArray::FreeAll();
 }
 

@@ -1,3 +1,4 @@
+#include "core/dying_p.h"
 #include "variant_p.h"
 
 #include <qecore/core/memory.h>
@@ -48,7 +49,7 @@ HRESULT Map::Register() noexcept {
 // A value that goes may be an object that calls back into the map, even into one that is being destroyed:
 // that finds an empty map, which takes nothing any more, and whose count cannot fall to zero a second time.
 Map::~Map() {
-  AddRef();
+  HoldWhileDying(*this);
   Entry* const block = entries;
   unsigned const rooms = capacity;
   entries = nullptr;
@@ -61,8 +62,7 @@ Map::~Map() {
 
 HRESULT Map::QueryInterface(Guid const& id, void** out) noexcept {
   if (!(id == Id())) return qe_Streamable::QueryInterface(id, out);
-  *out = this;
-  AddRef();
+  *out = Ref<Map>::Share(this).Detach();
   return S_OK;
 }
 

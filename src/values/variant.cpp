@@ -2,6 +2,7 @@
 
 #include <math.h>
 #include <qecore/core/conversions.h>
+#include <qecore/core/ref.h>
 #include <qecore/draw/geometry.h>
 #include <qecore/values/str.h>
 #include <qecore/values/string.h>
@@ -276,7 +277,7 @@ void Variant::Done() noexcept {
   owner = 0;
   // Last: an object that goes may take this very variant with it.
   if (own) ::operator delete(old.pointer);
-  if (counted && old.object) old.object->Release();
+  if (counted) Ref<Unknown>::Adopt(old.object).Reset();
 }
 
 void Variant::Init(Variant const& other) noexcept {
@@ -288,7 +289,7 @@ void Variant::Init(Variant const& other) noexcept {
     HoldBytes(static_cast<Type>(kind), content.pointer, other.size, false, kept);
     return;
   }
-  if (kind == OBJECT && content.object) content.object->AddRef();
+  if (kind == OBJECT) (void)Ref<Unknown>::Share(content.object).Detach();  // this variant's
   Hold(static_cast<Type>(kind), content, KindOf(kind).payload ? 0 : size, kept);
 }
 
@@ -312,9 +313,8 @@ void Variant::Init(float v) noexcept { Hold(FLOAT, Bits(v), size); }
 void Variant::Init(double v) noexcept { Hold(DOUBLE, Bits(v), size); }
 
 void Variant::Init(Unknown* object) noexcept {
-  if (object) object->AddRef();
   Value content = {0};
-  content.object = object;
+  content.object = Ref<Unknown>::Share(object).Detach();
   Hold(OBJECT, content, 0);
 }
 

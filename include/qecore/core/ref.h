@@ -5,10 +5,15 @@
 //   Ref<Map> map = Ref<Map>::Adopt(Map::Create());                   // a maker hands out: adopt
 //   Ref<Stream> mine = Ref<Stream>::Share(lent);                     // lent: share, one reference more
 //   return map.Detach();                                             // handed on: detach
+//   if (Ref<FileStream> file = stream.Query<FileStream>()) ...       // asked for an interface: held, or null
+//
+// A Ref to a class converts to one to a base.
 //
 // Receive is for operations that write null, or nothing, when they fail. Where one leaves a dead pointer
 // behind on failure (Image2d::Rescale, Image2d::Crop), take a plain pointer and adopt it on success.
 #pragma once
+
+#include <qecore/core/guid.h>
 
 namespace yk {
 
@@ -18,6 +23,9 @@ class Ref {
   Ref() noexcept = default;
   Ref(Ref const& other) noexcept : object(Counted(other.object)) {}
   Ref(Ref&& other) noexcept : object(other.Detach()) {}
+  template <class Derived>
+  requires requires(Derived* derived, T*& base) { base = derived; }
+  Ref(Ref<Derived> other) noexcept : object(other.Detach()) {}
   ~Ref() { Reset(); }
 
   Ref& operator=(Ref other) noexcept {
@@ -41,6 +49,17 @@ class Ref {
   T* operator->() const noexcept { return object; }
   T& operator*() const noexcept { return *object; }
   explicit operator bool() const noexcept { return object != nullptr; }
+
+  /// Asks the object for another interface, by `Other::Id()`. Null when there is no object or it has none.
+  template <class Other>
+  [[nodiscard]] Ref<Other> Query() const noexcept {
+    void* other = nullptr;
+    bool const found = object && object->QueryInterface(Other::Id(), &other) >= 0;
+    return Ref<Other>::Adopt(found ? static_cast<Other*>(other) : nullptr);
+  }
+
+  bool operator==(Ref const& other) const noexcept { return object == other.object; }
+  bool operator==(T const* other) const noexcept { return object == other; }
 
   /// Drops the reference held and gives the address for a factory to write to.
   [[nodiscard]] T** Receive() noexcept {

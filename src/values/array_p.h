@@ -1,0 +1,18 @@
+// Arrays of objects: how one takes a reference over, and what a destructor does while others may still call.
+#pragma once
+
+#include <qecore/core/ref.h>
+#include <qecore/values/array.h>
+
+namespace yk {
+
+/// Hands a reference to an array that releases its elements. False, and the reference is dropped: there is no
+/// memory, or the array is full.
+inline bool AppendObject(Array& array, Ref<Unknown> object) noexcept {
+  int const before = array.Count();
+  if (before >= Array::MAX_COUNT || array.Add(object.get()) != before) return false;
+  (void)object.Detach();
+  return true;
+}
+
+}  // namespace yk
