@@ -1,26 +1,7 @@
-// The library's entry point. Attaching notes which module this is and does nothing else: the System is the
-// host's to build.
-#include <qecore/core/base.h>
+// The library's entry point. Attaching does next to nothing: the System is the host's to build.
 #include <windows.h>
 
-#include "library_p.h"
-
-namespace yk {
-
-namespace {
-
-HINSTANCE libraryInstance;
-
-}  // namespace
-
-HINSTANCE LibraryInstance() noexcept { return libraryInstance; }
-
-}  // namespace yk
-
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void*) {
-  if (reason == DLL_PROCESS_ATTACH) {
-    yk::libraryInstance = instance;
-    DisableThreadLibraryCalls(instance);
-  }
+  if (reason == DLL_PROCESS_ATTACH) DisableThreadLibraryCalls(instance);
   return TRUE;
 }
