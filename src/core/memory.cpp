@@ -152,7 +152,6 @@ bool Malloc::NextBlock() noexcept {
 }
 
 Malloc::Block* Malloc::NewBlock() noexcept {
-  if (Payload() == 0) return nullptr;
   HGLOBAL const handle = GlobalAlloc(GMEM_MOVEABLE, blockSize);
   if (!handle) return nullptr;
   Block* const block = static_cast<Block*>(GlobalLock(handle));

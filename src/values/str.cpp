@@ -14,16 +14,10 @@ constexpr bool IsBlank(Char c) noexcept {
 }
 
 template <class Char>
-size_t BytesWithTerminator(size_t length) noexcept {
-  constexpr size_t MOST = static_cast<size_t>(-1) / sizeof(Char) - 1;
-  return length > MOST ? static_cast<size_t>(-1) : (length + 1) * sizeof(Char);
-}
-
-template <class Char>
 Char* NewCopy(Char const* text) noexcept {
   size_t const length = str::Length(text);
   if (length == 0) return nullptr;
-  size_t const bytes = BytesWithTerminator<Char>(length);
+  size_t const bytes = (length + 1) * sizeof(Char);
   void* const copy = ::operator new(bytes, std::nothrow);
   return copy ? static_cast<Char*>(memcpy(copy, text, bytes)) : nullptr;
 }

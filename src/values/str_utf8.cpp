@@ -24,13 +24,13 @@ constexpr Form FORMS[] = {
 };
 static_assert(sizeof FORMS / sizeof *FORMS == LONGEST - 1);
 
-int Encode(uint32_t value, char* bytes) noexcept {
+int Encode(uint16_t value, char* bytes) noexcept {
   if (value < 0x80) {
     bytes[0] = static_cast<char>(value);
     return 1;
   }
   int form = 0;
-  while (form < LONGEST - 2 && value >= FORMS[form].valueLimit) ++form;
+  while (value >= FORMS[form].valueLimit) ++form;
   int const length = form + 2;
   for (int i = length - 1; i > 0; --i, value >>= 6) bytes[i] = static_cast<char>(0x80 | (value & 0x3F));
   bytes[0] = static_cast<char>(FORMS[form].leadMark | value);

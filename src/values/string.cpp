@@ -274,7 +274,7 @@ bool String::AtInsert(size_t position, wchar_t const* text) noexcept {
   if (Holds(text)) return AtInsert(position, String(text).c_str());
   size_t const old = Length();
   size_t const added = wcslen(text);
-  if (added > MOST_LENGTH - old || !Realloc(old + added)) return false;
+  if (!Realloc(old + added)) return false;
   wchar_t* const at = Text(block) + position;
   memmove(at + added, at, (old - position) * sizeof(wchar_t));
   memcpy(at, text, added * sizeof(wchar_t));
@@ -364,7 +364,7 @@ void String::Append(wchar_t const* text, size_t length) noexcept {
   size_t const old = Length();
   bool const own = Holds(text);
   size_t const offset = own ? static_cast<size_t>(text - Text(block)) : 0;
-  if (length == 0 || length > MOST_LENGTH - old || !Realloc(old + length)) return;
+  if (length == 0 || !Realloc(old + length)) return;
   memcpy(Text(block) + old, own ? Text(block) + offset : text, length * sizeof(wchar_t));
 }
 
