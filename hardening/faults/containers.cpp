@@ -1,8 +1,10 @@
 // Growth: of every container, of the undo history, and what is left of them when there is no memory.
 #include <qecore/core/memory.h>
+#include <qecore/draw/geometry.h>
 #include <qecore/undo/undo_manager.h>
 #include <qecore/values/array.h>
 #include <qecore/values/map.h>
+#include <qecore/values/str.h>
 #include <qecore/values/string.h>
 #include <qecore/values/variant.h>
 
@@ -63,6 +65,52 @@ Outcome CopyVariants() {
   return outcome;
 }
 
+// Every way to copy a variant, for a variant of each kind that has bytes of its own.
+Outcome CopyEveryKind() {
+  constexpr int KINDS = 7;
+  Outcome outcome;
+  Variant made[KINDS], copies[KINDS], got[KINDS];
+  {
+    harness::Calm const calm;
+    made[0].Init("narrow");
+    made[1].Init(point2d{1, 2});
+    made[2].Init(point3d{1, 2, 3});
+    made[3].Init(point3df{1, 2, 3});
+    made[4].Init(matrix2d());
+    made[5].Init(matrix3d());
+    made[6].Init("blob", 4, false);
+  }
+  for (int i = 0; i < KINDS; ++i) {
+    copies[i].Init(made[i]);
+    bool const copied = outcome.Note(copies[i].type == made[i].type);
+    if (copied && copies[i].size != made[i].size) outcome.broken = "a copy of another size";
+    HRESULT const result = made[i].Get(got[i]);
+    if (result == E_INVALIDARG) continue;  // a kind that is not copied so
+    outcome.Note(result);
+    bool const same = made[i].type == Variant::BLOB ? got[i].size == 4 : got[i].Compare(made[i]);
+    if (Succeeded(result) && !same) outcome.broken = "a copy that differs";
+  }
+  for (int i = 0; i < KINDS; ++i) outcome.whole = outcome.whole && copies[i].type == made[i].type;
+  return outcome;
+}
+
+Outcome MakeTexts() {
+  Outcome outcome;
+  Variant owned[2];  // free what is theirs where it was made
+  owned[0].value.pointer = str::New("narrow");
+  owned[1].value.pointer = str::New(VALUE);
+  for (Variant& owner : owned) {
+    if (outcome.Note(owner.value.pointer != nullptr)) owner.size = 1, owner.type = Variant::BLOB;
+  }
+  String const narrow("narrow"), id(ids::MAP), sum = narrow + id, parsed = sum.Parse_C_string();
+  String list(sum);
+  String const* const all[] = {&narrow, &id, &sum, &parsed, &list};
+  for (String const* const made : all) outcome.Note(!made->IsEmpty());
+  outcome.Note(list.DoubleTerminate());
+  outcome.whole = parsed.Length() == 44 && list.Length() == 45;
+  return outcome;
+}
+
 Outcome GrowString() {
   Outcome outcome;
   String text(L"start");
@@ -115,7 +163,10 @@ Outcome GrowDataArray() {
     void* const record = array->AtInsert(array->Count() / 2);
     if (outcome.Note(record != nullptr)) memset(record, 1, 24);
   }
-  outcome.whole = array->Count() == 60;
+  Ref<DataArray> const whole = Ref<DataArray>::Adopt(DataArray::Create());
+  if (!outcome.Note(whole.get() != nullptr)) return outcome.End();
+  whole->SetRecord(24, nullptr);
+  outcome.whole = array->Count() == 60 && outcome.Note(whole->Allocate(9));
   return outcome;
 }
 
@@ -185,11 +236,13 @@ Outcome UndoAndRedo() {
 constexpr Scenario SCENARIOS[] = {
     {"map: grow and remove", harness::MEMORY, nullptr, GrowMap},
     {"variant: copy and convert", harness::MEMORY, nullptr, CopyVariants},
+    {"variant: copy each kind", harness::MEMORY, nullptr, CopyEveryKind},
+    {"text: make", harness::MEMORY, nullptr, MakeTexts},
     {"string: grow", harness::MEMORY, nullptr, GrowString},
     {"array: grow", harness::MEMORY, nullptr, GrowArray},
     {"sorted array: grow", harness::MEMORY, nullptr, GrowSortedArray},
     {"data array: grow", harness::MEMORY, nullptr, GrowDataArray},
-    {"arena: grow", harness::MEMORY, nullptr, GrowArena},
+    {"arena: grow", harness::MEMORY | harness::LOCK, nullptr, GrowArena},
     {"undo: record and replay", harness::MEMORY, nullptr, UndoAndRedo},
 };
 

@@ -76,6 +76,20 @@ Outcome CreateSystem() {
 
 // ---- the registry
 
+Outcome CreateObjects() {
+  Outcome outcome;
+  Ref<System> system = Calmly([] { return Ref<System>::Adopt(System::Create()); });
+  for (Guid const* const id : {&ids::IMAGE_2D, &ids::MAP, &ids::UNDO_MANAGER, &ids::XML_HELPER}) {
+    Ref<Unknown> object;
+    HRESULT const result = CreateInterface(*id, object.ReceiveVoid());
+    if (!outcome.Note(result)) outcome.whole = false;
+    if (Succeeded(result) != (object.get() != nullptr)) outcome.broken = "an object that does not exist";
+  }
+  harness::Calm const calm;
+  system.Reset();
+  return outcome;
+}
+
 Outcome RegisterClasses() {
   constexpr unsigned CLASSES = 60;
   Outcome outcome;
@@ -180,6 +194,7 @@ constexpr unsigned SCANNING = SAVING | LOADING | harness::FIND | harness::LOAD |
 
 constexpr Scenario SCENARIOS[] = {
     {"system: create", harness::MEMORY, NoSystem, CreateSystem},
+    {"registry: create", harness::MEMORY, NoSystem, CreateObjects},
     {"registry: fill", harness::MEMORY, NoSystem, RegisterClasses},
     {"scan: without a cache", SCANNING, PutPlugins, ScanFolder},
     {"scan: with a cache", SCANNING, PutPluginsAndCache, ScanFolder},
