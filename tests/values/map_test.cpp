@@ -1,23 +1,12 @@
-#include <gtest/gtest.h>
 #include <malloc.h>
-#include <qecore/core/ref.h>
 #include <qecore/values/array.h>
 #include <qecore/values/map.h>
 
-#include <array>
-
-#include "support/binary.h"
+#include "support/prelude.h"
 
 namespace {
 
 using namespace yk;
-
-template <class T>
-Variant Made(T value) {
-  Variant v;
-  v.Init(value);
-  return v;
-}
 
 int Number(Map* map, unsigned key) {
   Variant v;
@@ -26,7 +15,7 @@ int Number(Map* map, unsigned key) {
 }
 
 TEST(Map, GrowsOneEntryEarlyInABlockOfTwentyByteEntries) {
-  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
+  Ref<Map> const map = Own(Map::Create());
   for (unsigned i = 0; i < 15; ++i) {
     unsigned const capacity = i < 9 ? 10 : i < 14 ? 15 : 20;
     EXPECT_EQ(map->SetValue(100 + i, Made(static_cast<int>(i))), S_OK);
@@ -38,10 +27,9 @@ TEST(Map, GrowsOneEntryEarlyInABlockOfTwentyByteEntries) {
 }
 
 TEST(Map, SetsReplacesAndRemovesInOrder) {
-  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
+  Ref<Map> const map = Own(Map::Create());
   Variant v = Made(7);
-  EXPECT_EQ((std::array{map->GetValue(1, v), map->SetValue(1, {}), map->Remove(1)}),
-            (std::array{E_FAIL, E_FAIL, E_FAIL}));
+  EXPECT_EQ((Ints{map->GetValue(1, v), map->SetValue(1, {}), map->Remove(1)}), Ints(3, E_FAIL));
   EXPECT_EQ(Slot<long (*)(void*, unsigned)>(map.get(), 11)(map.get(), 1), S_OK);  // there or not
   for (unsigned key = 1; key <= 4; ++key) map->SetValue(key, Made(static_cast<int>(key)));
   map->SetValue(2, Made(L"22"));
@@ -49,15 +37,14 @@ TEST(Map, SetsReplacesAndRemovesInOrder) {
   void* const payload = Field<void*>(entries, 24);
   EXPECT_EQ(map->SetValue(1, Variant()), S_OK);
   EXPECT_EQ(Slot<long (*)(void*, unsigned)>(map.get(), 10)(map.get(), 4), S_OK);
-  EXPECT_EQ((std::array{Number(map.get(), 1), Number(map.get(), 2), Number(map.get(), 3)}),
-            (std::array{-1, 22, 3}));
+  EXPECT_EQ((Ints{Number(map.get(), 1), Number(map.get(), 2), Number(map.get(), 3)}), (Ints{-1, 22, 3}));
   EXPECT_EQ(Field<unsigned>(entries, 0), 2u);
   EXPECT_EQ(Field<void*>(entries, 4), payload) << "moved, not copied";
 }
 
 TEST(Map, LetsGoOfEveryObjectItHeld) {
-  Ref<Array> const object = Ref<Array>::Adopt(Array::Create(0));
-  Ref<Map> map = Ref<Map>::Adopt(Map::Create());
+  Ref<Array> const object = Own(Array::Create(0));
+  Ref<Map> map = Own(Map::Create());
   Variant const held = Made(static_cast<Unknown*>(object.get()));
   for (unsigned key = 1; key <= 3; ++key) map->SetValue(key, held);
   map->Remove(1);
@@ -70,32 +57,33 @@ TEST(Map, LetsGoOfEveryObjectItHeld) {
 
 TEST(Map, ObjectsThatItLetsGoOfMayCallIt) {
   static Map* map;
-  Ref<Map> held = Ref<Map>::Adopt(map = Map::Create());
+  Ref<Map> held = Own(map = Map::Create());
   auto const fill = [](void*) {
     for (unsigned key = 10; key < 60; ++key) map->SetValue(key, Made(static_cast<int>(key)));
     Ref<Map>::Share(map).Reset();
   };
   for (int const step : {0, 1, 2}) {
-    Ref<Array> object = Ref<Array>::Adopt(Array::CreateEx(fill));
+    Ref<Array> object = Own(Array::CreateEx(fill));
     object->Add(nullptr);
     for (unsigned key = 1; key <= 3; ++key) map->SetValue(key, Made(static_cast<int>(key)));
     map->SetValue(2, Made(static_cast<Unknown*>(object.get())));
     object.Reset();
     if (step == 2) break;
     EXPECT_EQ(step ? map->Remove(2) : map->SetValue(2, Made(22)), S_OK);
-    EXPECT_EQ((std::array{Number(map, 2), Number(map, 3), Number(map, 59)}),
-              (std::array{step ? -1 : 22, 3, 59}));
+    EXPECT_EQ((Ints{Number(map, 2), Number(map, 3), Number(map, 59)}), (Ints{step ? -1 : 22, 3, 59}));
     for (unsigned key = 10; key < 60; ++key) map->Remove(key);
   }
   held.Reset();  // what calls it now finds an empty map
 }
 
 TEST(Map, AnswersItsInterfaces) {
-  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
+  Ref<Map> const map = Own(Map::Create());
   Ref<Unknown> streamable;
   EXPECT_EQ(map->QueryInterface(ids::STREAMABLE, streamable.ReceiveVoid()), S_OK);
   EXPECT_EQ(map->Release(), 2u);  // a streamable is given with two references
   EXPECT_TRUE(map->IsTypeOf(ids::STREAMABLE));
+  EXPECT_EQ(map->QueryInterface(ids::MAP, streamable.ReceiveVoid()), S_OK);
+  EXPECT_EQ(streamable.get(), map.get());
   EXPECT_FALSE(map->IsTypeOf(ids::MAP));
 }
 

@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
 #include <qecore/values/str.h>
 
-#include <string>
-#include <tuple>
-#include <vector>
+#include <climits>
 
-#include "support/binary.h"
+#include "support/prelude.h"
 
 namespace {
 
@@ -13,8 +10,8 @@ using namespace yk;
 using std::string;
 using std::wstring;
 
-template <class... Columns>
-using Table = std::vector<std::tuple<Columns...>>;
+char* const noText = nullptr;
+wchar_t* const noWide = nullptr;
 
 TEST(Utf8, EncodesEachUnitByItselfAndTruncatesAsStated) {
   // text, size, the buffer after (8 bytes, `#` before), result
@@ -24,6 +21,7 @@ TEST(Utf8, EncodesEachUnitByItselfAndTruncatesAsStated) {
       {L"\xD83D\xDE00", 8, {"\xED\xA0\xBD\xED\xB8\x80\0#", 8}, 7},
       {L"\xE9\x20AC", 4, {"\xC3\xA9#\0####", 8}, 6},
       {L"\x20ACz", 3, {"##\0#####", 8}, 5},
+      {L"a", 0, "########", 2},
       {nullptr, 0, {"\0#######", 8}, 0},
   };
   for (auto const& [text, size, after, result] : cases) {
@@ -56,6 +54,7 @@ TEST(Utf8, DecodesByTheLeadAlone) {
     EXPECT_EQ(str::UTF8ToW(bytes, nullptr, 0), size);
     EXPECT_EQ(str::UTF8ToW(bytes, units.data(), size), size);
     EXPECT_EQ(units, expected + L'\0' + L'#');
+    EXPECT_EQ(str::UTF8ToW(bytes, units.data(), -1), 0);
   }
 }
 
@@ -74,21 +73,37 @@ TEST(Str, ConcatStaysInItsBuffer) {
 
 TEST(Str, CopiesMeasuresConvertsAndTrims) {
   wchar_t* const copy = str::New(L"c:\\caf\xE9");
-  EXPECT_EQ(std::vector<size_t>({str::Length(copy), GetDirLen(copy), GetDirLen(L"c:x"), GetDirLen(L"x")}),
-            std::vector<size_t>({7, 3, 2, 0}));
-  EXPECT_EQ(str::New(""), nullptr);
-  EXPECT_EQ(qescanf(nullptr, "%d"), 0);
+  EXPECT_EQ((Sizes{str::Length(copy), GetDirLen(copy), GetDirLen(L"c:x"), GetDirLen(L"a/x")}),
+            (Sizes{7, 3, 2, 2}));
   char narrow[8];
   wchar_t wide[10];
-  EXPECT_EQ(wtoa(copy, narrow, sizeof narrow), wtoa_BufSize(copy));
+  EXPECT_EQ(wtoa(copy, narrow, size_t{1} << 40), wtoa_BufSize(copy));
   EXPECT_STREQ(narrow, "c:\\caf\xE9");
   EXPECT_EQ(atow(narrow, wide, 10), 8);
   for (int i = 0; i < 2; ++i) str::TerminatePath(wide);
   EXPECT_EQ(wide, wstring(copy) + L"\\");
   FreeInLibrary(copy);
-  wchar_t text[] = L" \ta \n \t";
-  str::AllTrim(text);
-  EXPECT_EQ(wstring(text, 5), wstring(L"a \n\0\0", 5));
+  for (auto [text, after] : Table<string, string>{{" \ta \n \t", "a \n"}, {"a b", "a b"}, {"\t", ""}}) {
+    wstring units(text.begin(), text.end());
+    str::AllTrim(text.data()), str::AllTrim(units.data());
+    EXPECT_STREQ(text.c_str(), after.c_str());
+    EXPECT_EQ(units.c_str(), wstring(after.begin(), after.end()));
+  }
+}
+
+TEST(Str, TakesNullForNothing) {
+  char text[] = "a";
+  wchar_t units[] = L"a";
+  str::AllTrim(noText), str::AllTrim(noWide), str::TerminatePath(noWide), preprocess_C(noText);
+  EXPECT_EQ((Sizes{str::Concat(noWide, 2, units), str::Concat(text, 2, noText)}), (Sizes{0, 1}));
+  EXPECT_EQ((Sizes{str::Length(noText), str::Length(noWide), GetDirLen(noWide)}), Sizes(3));
+  EXPECT_EQ((std::array{str::New(""), str::New(noText)}), (std::array{noText, noText}));
+  EXPECT_EQ(qescanf(noText, "%d") + str::UTF8ToW(noText, units, 1), 0);
+  EXPECT_EQ((Ints{str::printf(noText, 1, "a"), str::printf(text, 2, noText)}), Ints(2, -1));
+  EXPECT_EQ((Ints{str::printf(noWide, 1, L""), str::printf(units, 0, L"")}), Ints(2, -1));
+  EXPECT_EQ(str::printf(units, 2, noWide), -1);
+  EXPECT_EQ((Ints{qeprintf2(noWide, 0, L"9%", noWide), qeprintf2(noWide, 9, L"%1", L"%d", 3)}), Ints(2, 1));
+  EXPECT_EQ((Ints{qeprintf2(units, 2, L"%1", noWide), qeprintf2(units, 2, noWide, noWide)}), Ints(2));
 }
 
 TEST(Str, PreprocessCKeepsTheOldByteForWhatIsNoEscape) {
@@ -101,31 +116,45 @@ TEST(Str, PreprocessCKeepsTheOldByteForWhatIsNoEscape) {
 }
 
 TEST(Str, FormatsWhatThePlatformDoesNotBear) {
-  // format, text, result; the arguments are 300, -30 and 7
+  // format, text, result; the arguments are 300, -30 and 55, the character 7
   Table<string, string, int> const cases = {
       {"%d%%%-5.3l", "300%", 4},
-      {"%q%I6%d%", "qI6300", 6},
-      {"%*q%-*d|", "q7" + string(29, ' ') + "|", 32},
+      {"%q%I6%I3%d%", "qI6I3300", 8},
+      {"%5%I64d %I32d %Id", "300 -30 55", 10},
+      {"%*q%-*d|", "q55" + string(28, ' ') + "|", 32},
       {"%d%n%d", "300", -1},
+      {"%q%llllllllld", "q", -1},
+      {"%.30llllllllld", "", -1},
       {"%+.39d", "+" + string(36, '0') + "300", 40},
-      {"%X|%-*.25u|", "12C|" + string(24, '0') + "7     |", 35},
+      {"%X|%-*.25u|", "12C|" + string(23, '0') + "55     |", 35},
       {"%#040x", "0x" + string(35, '0') + "12c", 40},
+      {"%#.30o", string(27, '0') + "454", 30},
+      {"% .24d%.*d", " " + string(21, '0') + "30055", 27},
+      {"%q%.4x%d%c", "q012c-307", 9},
   };
   for (auto const& [format, expected, result] : cases) {
     wstring const wideFormat(format.begin(), format.end());
+    char const* const f = format.c_str();
+    wchar_t const* const w = wideFormat.c_str();
     string narrow(64, '#');
     wstring wide(64, L'#');
-    EXPECT_EQ(str::printf(narrow.data(), 64, format.c_str(), 300, -30, 7), result);
-    EXPECT_EQ(str::printf(wide.data(), 64, wideFormat.c_str(), 300, -30, 7), result);
-    EXPECT_EQ(str::printf(static_cast<wchar_t*>(nullptr), 0, wideFormat.c_str(), 300, -30, 7), result);
+    EXPECT_EQ(str::printf(narrow.data(), 64, f, 300LL, -30LL, 55LL), result) << format;
+    EXPECT_EQ(str::printf(wide.data(), 64, w, 300LL, -30LL, 55LL), result) << format;
+    EXPECT_EQ(str::printf(noText, 0, f, 300LL, -30LL, 55LL), result);
+    EXPECT_EQ(str::printf(noWide, 0, w, 300LL, -30LL, 55LL), result);
     EXPECT_STREQ(narrow.c_str(), expected.c_str());
     EXPECT_EQ(wide.c_str(), wstring(expected.begin(), expected.end()));
     if (result < 4) continue;
-    EXPECT_EQ(str::printf(narrow.data(), 3, format.c_str(), 300, -30, 7), -1);
-    EXPECT_EQ(str::printf(wide.data(), 3, wideFormat.c_str(), 300, -30, 7), -1);
+    EXPECT_EQ(str::printf(narrow.data(), expected.size(), f, 300LL, -30LL, 55LL), result);
+    EXPECT_EQ(str::printf(narrow.data(), 3, f, 300LL, -30LL, 55LL), -1);
+    EXPECT_EQ(str::printf(wide.data(), 3, w, 300LL, -30LL, 55LL), -1);
     EXPECT_EQ(wide.c_str(), wstring(expected.begin(), expected.begin() + 2));
   }
-  EXPECT_EQ(qeprintf2(nullptr, 0, L"100%", L""), 3);
+  EXPECT_EQ(str::printf(noText, 0, "%q%.1f%s", 2.5, "text"), 8);
+  EXPECT_EQ(str::printf(noText, 0, "%*.30d", INT_MIN, 1), INT_MAX);
+  EXPECT_EQ(str::printf(noWide, 0, L"%.99999999999u", 1), INT_MAX);
+  EXPECT_EQ(str::printf(noText, 0, "%*d%.99999999999d", 9, 1, 2), -1);
+  EXPECT_EQ(str::printf(noWide, 0, L"%*d%.99999999999d", 9, 1, 2), -1);
 }
 
 TEST(Qeprintf2, PlacesArgumentsByNumber) {
@@ -137,6 +166,7 @@ TEST(Qeprintf2, PlacesArgumentsByNumber) {
       {L"%3", L"%d%s", L"$ERROR$", 7},
       {L"", L"%d", L"", 1},
       {L"%d%%%s", nullptr, L"3%files", 7},  // an ordinary format
+      {L"%9%1", L"%d%q%q%q%q%q%q%q%q%q%q", L"q3", 21},
   };
   wchar_t text[64];
   for (auto const& [format, argfmt, expected, result] : cases) {

@@ -1,28 +1,17 @@
-#include <gtest/gtest.h>
-#include <qecore/core/ref.h>
 #include <qecore/draw/geometry.h>
 #include <qecore/values/array.h>
 #include <qecore/values/string.h>
 #include <qecore/values/variant.h>
 
 #include <algorithm>
-#include <string>
-#include <tuple>
 
-#include "support/binary.h"
+#include "support/prelude.h"
 
 namespace {
 
 using namespace yk;
 using std::string;
 using std::wstring;
-
-template <class... Arguments>
-Variant Made(Arguments... arguments) {
-  Variant v;
-  v.Init(arguments...);
-  return v;
-}
 
 // A variant as a damaged file may leave it: a tag and nothing behind it.
 Variant Bare(int type) {
@@ -60,6 +49,7 @@ TEST(Variant, TextsAreCopiedBorrowedOrKeptEmpty) {
 TEST(Variant, BlobsOfTheSameSizeKeepTheirBuffer) {
   Variant v, out;
   char own[] = "pq", bytes[4] = "###";
+  void *const buffer = bytes, *const none = nullptr;
   v.Init(own, 2, true);
   v.Init("rs", 2, false);  // into the borrowed buffer
   v.Init(nullptr, 2, false);
@@ -67,11 +57,18 @@ TEST(Variant, BlobsOfTheSameSizeKeepTheirBuffer) {
   EXPECT_EQ(v.Get(out), S_OK);
   EXPECT_EQ(PayloadOf(out), own);
   v.Init("xyz", 3, false);
-  EXPECT_EQ(v.Get(static_cast<void*>(bytes), 2u), 2u);
+  EXPECT_EQ(v.Get(buffer, 2u), 2u);
   EXPECT_STREQ(bytes, "xy#");
+  EXPECT_EQ((Sizes{v.Get(buffer, 9u), v.Get(none, 3u), v.GetDataPtr(nullptr)}), (Sizes{3, 0, 3}));
+  EXPECT_EQ((Sizes{Bare(Variant::BLOB).Get(buffer, 3u), Made(7).Get(buffer, 3u)}), Sizes(2));
   v.Init(nullptr, 9, true);
   EXPECT_EQ(v.Get(out), S_OK);
   EXPECT_EQ(std::tuple(v.size, out.size, out.flags, PayloadOf(out)), std::tuple(9u, 9u, 2, nullptr));
+  v.Init(nullptr, 5, false);
+  EXPECT_NE(PayloadOf(v), nullptr);
+  v.Init("", 0, false);
+  EXPECT_EQ(Bare(Variant::BLOB).Get(out), S_OK);
+  EXPECT_EQ(v.type + out.type, Variant::EMPTY);
 }
 
 template <class Number>
@@ -82,41 +79,49 @@ std::pair<bool, Number> Converted(Variant const& v) {
 }
 
 TEST(Variant, ConvertsToEachNumber) {
-  std::tuple<char const*, Variant, bool, int, unsigned, float, double> const cases[] = {
-      {"32 bits, of which some take 16", Made(70000u), true, 4464, 70000, 70000, 4464},
-      {"64 bits", Made(uint64_t{0xFFFFFFFF00000005}), true, 5, 5, 0x1p64f, 18446744069414584325.0},
-      {"float", Made(-2.5f), true, -3, 0xFFFFFFFD, -2.5f, -2.5},
-      {"too large a double", Made(1e10), true, INT32_MIN, 0x80000000, 1e10f, 1e10},
-      {"narrow text", Made("12.75x"), true, 12, 12, 12.75f, 12.75},
-      {"wide text", Made(L"0.1"), true, 0, 0, 0.1f, double{0.1f}},
-      {"no tag at all", Bare(200), false, 0, 0, 0, 0},
+  std::tuple<Variant, int, unsigned, float, double> const cases[] = {
+      {Made(true), 1, 1, 1, 1},
+      {Made(uint8_t{200}), 200, 200, 200, 200},
+      {Made(70000u), 4464, 70000, 70000, 4464},  // some take 16 bits
+      {Made(uint64_t{0xFFFFFFFF00000005}), 5, 5, 0x1p64f, 18446744069414584325.0},
+      {Made(short{-3}), -3, 0xFFFFFFFD, -3, -3},
+      {Made(int64_t{-5}), -5, 0xFFFFFFFB, -5, -5},
+      {Made(-2.5f), -3, 0xFFFFFFFD, -2.5f, -2.5},
+      {Made(1e10), INT32_MIN, 0x80000000, 1e10f, 1e10},
+      {Made("12.75x"), 12, 12, 12.75f, 12.75},
+      {Made(L"0.1"), 0, 0, 0.1f, double{0.1f}},
+      {Bare(Variant::NARROW_STRING), 0, 0, 0, 0},
+      {Bare(Variant::WIDE_STRING), 0, 0, 0, 0},
+      {Bare(200), 0, 0, 0, 0},
   };
-  for (auto const& [name, v, converts, asInt, asUnsigned, asFloat, asDouble] : cases) {
-    EXPECT_EQ(Converted<int>(v), std::pair(converts, asInt)) << name;
-    EXPECT_EQ(Converted<unsigned>(v), std::pair(converts, asUnsigned)) << name;
-    EXPECT_EQ(Converted<float>(v), std::pair(converts, asFloat)) << name;
-    EXPECT_EQ(Converted<double>(v), std::pair(converts, asDouble)) << name;
-    EXPECT_EQ(Converted<bool>(v), std::pair(converts, asUnsigned != 0)) << name;
-    EXPECT_EQ(Converted<uint8_t>(v), std::pair(converts, uint8_t(std::min(asUnsigned, 255u)))) << name;
-    EXPECT_EQ(Converted<uint16_t>(v), std::pair(converts, uint16_t(std::min(asUnsigned, 65535u)))) << name;
+  for (auto const& [v, asInt, asUnsigned, asFloat, asDouble] : cases) {
+    bool const converts = v.type != 200;
+    EXPECT_EQ(Converted<int>(v), std::pair(converts, asInt)) << int{v.type};
+    EXPECT_EQ(Converted<unsigned>(v), std::pair(converts, asUnsigned));
+    EXPECT_EQ(Converted<float>(v), std::pair(converts, asFloat));
+    EXPECT_EQ(Converted<double>(v), std::pair(converts, asDouble));
+    EXPECT_EQ(Converted<bool>(v), std::pair(converts, asUnsigned != 0));
+    EXPECT_EQ(Converted<uint8_t>(v), std::pair(converts, uint8_t(std::min(asUnsigned, 255u))));
+    EXPECT_EQ(Converted<uint16_t>(v), std::pair(converts, uint16_t(std::min(asUnsigned, 65535u))));
   }
 }
 
 TEST(Variant, ConvertsToTextsAndPoints) {
   String s(L"before");
-  std::tuple<Variant, bool, wchar_t const*> const texts[] = {
-      {Made("caf\xE9"), true, L"caf\xE9"}, {Made(L"wide"), true, L"wide"}, {Made(7), false, L""}};
-  for (auto const& [v, converts, text] : texts) {
-    EXPECT_EQ(v.Get(s), converts);
+  std::pair<Variant, wchar_t const*> const texts[] = {
+      {Made("caf\xE9"), L"caf\xE9"}, {Made(L"wide"), L"wide"}, {Made(7), L""}};
+  for (auto const& [v, text] : texts) {
+    EXPECT_EQ(v.Get(s), *text != 0);
     EXPECT_STREQ(s.c_str(), text);
   }
-  std::tuple<Variant, bool, point2d> const points[] = {{Made(point2d{0.1, 2}), true, {0.1, 2}},
-                                                       {Made(point2df{0.1f, 3}), true, {0.1f, 3}},
-                                                       {Bare(Variant::POINT_2D), false, {}}};
-  for (auto const& [v, converts, point] : points) {
+  Table<Variant, bool, double> const points = {{Made(point2d{0.1, 2}), true, 0.1},
+                                               {Made(point2df{0.1f, 2}), true, 0.1f},
+                                               {Bare(Variant::POINT_2D), false, 0},
+                                               {Made(7), false, 0}};
+  for (auto const& [v, converts, x] : points) {
     point2d p{9, 9};
-    EXPECT_EQ(v.Get(p), converts);
-    EXPECT_TRUE(p == point) << int{v.type};
+    EXPECT_EQ(v.Get(p), converts) << int{v.type};
+    EXPECT_EQ(std::pair(p.x, p.y), std::pair(x, converts ? 2.0 : 0.0)) << int{v.type};
   }
 }
 
@@ -132,10 +137,18 @@ TEST(Variant, CopiesTextsIntoBuffersAndNotBehindThem) {
     EXPECT_EQ(wide, after) << length;
     EXPECT_EQ(narrow, string(after.begin(), after.end()));
   }
+  char narrow[4], *const noText = nullptr;
+  wchar_t wide[4], *const noWide = nullptr;
+  EXPECT_EQ((Sizes{Made(L"abc").Get(narrow, 4), Made("abc").Get(wide, 4)}), Sizes(2, 3));
+  EXPECT_EQ(wide, wstring(narrow, narrow + 3));
+  Variant const text = Made("abc"), number = Made(7), none = Bare(Variant::NARROW_STRING);
+  EXPECT_EQ((Sizes{number.Get(narrow, 4), number.Get(wide, 4), none.Get(narrow, 4), none.Get(wide, 4),
+                   text.Get(noText, 4), text.Get(noWide, 4)}),
+            Sizes(6));
 }
 
 TEST(Variant, GetsIntoAnother) {
-  Ref<Array> const object = Ref<Array>::Adopt(Array::Create(0));
+  Ref<Array> const object = Own(Array::Create(0));
   EXPECT_EQ(Made(static_cast<Unknown*>(object.get())).GetI(), object.get());
   for (Variant const& v : {Made(true), Made(0.1), Made(int64_t{-5}), Made("text"), Made(L"text"),
                            Made(point2d{1, 2}), Made(point2df{1, 2}), Made(point3d{1, 2, 3})}) {
@@ -143,7 +156,8 @@ TEST(Variant, GetsIntoAnother) {
     EXPECT_EQ(v.Get(out), S_OK);
     EXPECT_TRUE(v.Compare(out)) << int{v.type};
   }
-  for (Variant const& v : {Bare(0), Bare(16), Made(static_cast<Unknown*>(object.get())), Made(matrix3d{})}) {
+  for (Variant const& v : {Bare(0), Bare(16), Made(static_cast<Unknown*>(object.get())), Made(matrix3d{}),
+                           Made(matrix2d{}), Made(point3df{}), Made(static_cast<Unknown*>(nullptr))}) {
     Variant out = Made("before");
     EXPECT_EQ(v.Get(out), E_INVALIDARG);
     EXPECT_EQ(std::pair(out.type, PayloadOf(out)), std::pair(v.type, static_cast<void*>(nullptr)));
@@ -152,25 +166,34 @@ TEST(Variant, GetsIntoAnother) {
   small.value.bits = UINT64_MAX;
   EXPECT_EQ(small.Get(out), S_OK);
   EXPECT_EQ(out.value.bits, UINT32_MAX) << "four bytes";
+  small.Init(small);
+  EXPECT_EQ((Ints{small.Get(small), Bare(Variant::POINT_3D).Get(out)}), Ints(2, S_OK));
+  EXPECT_EQ(std::tuple(out.type, PayloadOf(out), small.GetI()), std::tuple(23, nullptr, nullptr));
+  Variant damaged = Made(L"x", 1u);
+  damaged.size = 1;  // less than a terminator
+  out.Init(damaged);
+  EXPECT_EQ(out.type, Variant::EMPTY);
 }
 
 TEST(Variant, Compares) {
   matrix3d near, off;
   near.elements[11] = 1e-30;
   off.elements[11] = 3e-30;
-  std::tuple<Variant, Variant, bool> const cases[] = {
-      {Made(5), Made(5u), false},
-      {Made("abc"), Made(L"abc"), true},
-      {Made("\xE9"), Made(L"\xE9"), false},
-      {Made("", 2u), Made(L"", 2u), false},
-      {Made(point3d{1, 2, 3}), Made(point3d{1, 2, 4}), false},
-      {Made(matrix3d{}), Made(near), true},
-      {Made(matrix3d{}), Made(off), false},
-      {Bare(255), Bare(255), false},
-  };
-  for (auto const& [a, b, equal] : cases) {
-    EXPECT_EQ(a.Compare(b), equal) << int{a.type} << " and " << int{b.type};
-    EXPECT_EQ(b.Compare(a), equal);
+  Variant const none = Made("", 2u), wideNone = Made(L"", 2u), zeros = Made(matrix3d{});
+  Variant const equal[] = {Made("abc"), Made(L"abc"), none, none, zeros, Made(near)};
+  for (int i = 0; i < 6; ++i) EXPECT_TRUE(equal[i].Compare(equal[i ^ 1])) << i;
+  Variant before;
+  auto const list = [](auto const&... v) { return std::vector<Variant>{v...}; };
+  for (Variant const& v :
+       list(Made(5), Made(5u), Made("5"), none, Made("a"), wideNone, none, wideNone, Made(L"a"), Made("\xE9"),
+            Made(L"\xE9"), Made(5), Made(L"5"), Made(point2df(1, 2)), Made(point2df(1, 3)),
+            Made(point2df(2, 3)), Made(point3d(1, 2, 3)), Made(point3d(1, 2, 4)), Made(point3df(1, 2, 3)),
+            Made(point3df(1, 2, 4)), Made(point2d(1, 2)), Made(point2d(1, 3)), Bare(Variant::POINT_3D),
+            Made(off), zeros, Bare(Variant::MATRIX_3D), Made(matrix2d()), Made(matrix2d()), Bare(0), Bare(0),
+            Bare(255), Bare(255))) {
+    EXPECT_FALSE(v.Compare(before)) << int{v.type};
+    EXPECT_FALSE(before.Compare(v)) << int{v.type};
+    before = v;
   }
 }
 

@@ -1,0 +1,31 @@
+// What nearly every test includes.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <qecore/core/ref.h>
+
+#include <array>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "binary.h"
+
+template <class... Columns>
+using Table = std::vector<std::tuple<Columns...>>;
+using Ints = std::vector<intptr_t>;
+using Sizes = std::vector<size_t>;
+
+/// Holds what was made with one reference.
+template <class T>
+yk::Ref<T> Own(T* made) {
+  return yk::Ref<T>::Adopt(made);
+}
+
+/// A variant of a value.
+template <class... Arguments>
+yk::Variant Made(Arguments... arguments) {
+  yk::Variant v;
+  v.Init(arguments...);
+  return v;
+}
