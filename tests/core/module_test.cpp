@@ -1,23 +1,18 @@
-#include <gtest/gtest.h>
-#include <qecore/core/ref.h>
+#include <malloc.h>
 #include <qecore/values/array.h>
 #include <qecore/values/map.h>
 
-#include <malloc.h>
-
-#include <string>
 #include <thread>
-#include <vector>
 
+#include "io/streams.h"
 #include "plugins/plugin.h"
-#include "support/binary.h"
 #include "support/message_box_watcher.h"
+#include "support/prelude.h"
 #include "support/temp_folder.h"
 
 namespace {
 
 using namespace yk;
-using namespace std::string_literals;
 
 /// What good.qem is sent when it is loaded.
 wchar_t const LOADED[] = L"256,2 261,0 258,0 258,1 258,2 ";
@@ -41,7 +36,7 @@ class ModuleTest : public testing::Test {
   /// A new start of the program, which knows what the cache says; or another cache.
   void Start() {
     system.Reset();
-    system = Ref<System>::Adopt(System::Create());
+    system = Own(System::Create());
     TakeLog();
     Scan();
   }
@@ -61,7 +56,7 @@ class ModuleTest : public testing::Test {
     ClassInfo* info = nullptr;
     return system->FindClass(id, &info) == S_OK ? info : nullptr;
   }
-  Ref<Module> Named(wchar_t const* name) { return Ref<Module>::Adopt(system->FindModule(name)); }
+  Ref<Module> Named(wchar_t const* name) { return Own(system->FindModule(name)); }
   int CountModules() { return Field<Array*>(system.get(), 32)->Count(); }
 };
 
@@ -75,7 +70,8 @@ TEST_F(ModuleTest, AnUnchangedFolderLoadsNothingUntilAClassIsMade) {
   EXPECT_EQ(TakeLog(), L"");
   EXPECT_EQ(folder.Read(L"cache"), cache) << "an honest cache is left alone";
   ClassInfo* const filter = Find(FILTER_ID);
-  EXPECT_EQ(Field<Array*>(system.get(), 24)->At(0), filter);
+  Array* const filters = Field<Array*>(system.get(), 24);
+  EXPECT_EQ(std::pair(filters->Count(), filters->At(0)), std::pair(1, static_cast<void*>(filter)));
   EXPECT_EQ(filter->info->Count(), 4u) << "the cache knows what the filter told";
   for (Guid const& id : {FILTER_ID, ECHO_ID}) EXPECT_EQ(Create(id), S_OK);
   EXPECT_EQ(TakeLog(), LOADED) << "once";
@@ -112,7 +108,8 @@ TEST_F(ModuleTest, BadPluginsAreReportedAndHarmNothing) {
   Start();
   EXPECT_EQ(watcher.Take(),
             (Texts{L"qe_entrypoint - not found in no_entry.qem plugin", L"KTZ_VERSION - not valid"}));
-  EXPECT_EQ(Named(L"BROKEN.qem")->Load(), YK_E_NOTFOUND);
+  EXPECT_EQ((Ints{Named(L"BROKEN.qem")->Load(), Named(L"no_entry.qem")->Load()}),
+            (Ints{YK_E_NOTFOUND, E_FAIL}));
   EXPECT_EQ(Create(VERSION3_ID), S_OK);
   EXPECT_STREQ(Find(ids::MAP)->name, "Map") << "the library's own class stays";
   unsigned classes = 0;
@@ -142,6 +139,9 @@ TEST_F(ModuleTest, AnUnloadedPluginIsLoadedAnewForItsClasses) {
   Start();
   Ref<Module> const module = Named(L"good.qem");
   TakeLog();
+  EXPECT_EQ((Ints{module->IsTypeOf(ids::MODULE), module->IsTypeOf(ids::UNKNOWN), module->IsTypeOf(ids::MAP)}),
+            (Ints{1, 1, 0}));
+  EXPECT_EQ((Ints{module->Reserved8(), module->Save(nullptr, nullptr)}), (Ints{E_NOTIMPL, E_INVALIDARG}));
   for (int i = 0; i < 2; ++i) EXPECT_EQ(module->Unload(), S_OK);
   EXPECT_EQ(TakeLog(), L"260,0 ");
   EXPECT_EQ(GetModuleHandleW(L"good.qem"), nullptr);
@@ -206,24 +206,15 @@ TEST_F(ModuleTest, NothingIsLeftOfALibraryThatIsUnloaded) {
 
 // ---- the cache file
 
-template <class T>
-std::string Bytes(T const& value) {
-  return std::string(reinterpret_cast<char const*>(&value), sizeof value);
-}
-
-std::string Chunk(unsigned short tag, std::string const& payload) {
-  return Bytes(tag) + Bytes(static_cast<unsigned>(payload.size() + 6)) + payload;
-}
-
 std::string File(std::string const& body, unsigned version = 2) {
-  return Chunk(9, Chunk(2, Bytes(version)) + Chunk(1, body));
+  return Chunk(9, Chunk(2, Le(version)) + Chunk(1, body));
 }
 
 std::string List(std::string const& module) { return File(Chunk(0x1000, Chunk(0x1001, module))); }
 
 std::string Class(std::string const& flags, Guid const& id, Guid const& interfaceId,
                   std::string const& more) {
-  return Chunk(0x1002, flags + Chunk(0x1007, Bytes(id)) + Chunk(0x1006, Bytes(interfaceId)) + more);
+  return Chunk(0x1002, flags + Chunk(0x1007, Le(id)) + Chunk(0x1006, Le(interfaceId)) + more);
 }
 
 class CacheTest : public ModuleTest {
@@ -236,7 +227,7 @@ class CacheTest : public ModuleTest {
     Install({L"good.qem"});
     WIN32_FILE_ATTRIBUTE_DATA file;
     GetFileAttributesExW(folder.Path(L"good.qem").c_str(), GetFileExInfoStandard, &file);
-    facts = Chunk(0x1003, Bytes(file.ftLastWriteTime)) + Chunk(0x1004, Bytes(file.nFileSizeLow));
+    facts = Chunk(0x1003, Le(file.ftLastWriteTime)) + Chunk(0x1004, Le(file.nFileSizeLow));
   }
 };
 
@@ -246,10 +237,15 @@ TEST_F(CacheTest, HoldsTheseBytes) {
   std::string const filter = Class("\x08\x80\0\0"s, FILTER_ID, ids::FLT_2D, Chunk(11, "Filter")).substr(6);
   size_t const at = cache.find(head);
   ASSERT_NE(at, std::string::npos);
-  EXPECT_EQ(cache.substr(at + head.size() + 4, filter.size()), filter)
-      << "what is registered last comes first";
+  EXPECT_EQ(cache.substr(at + head.size() + 4, filter.size()), filter) << "the last registered comes first";
   EXPECT_EQ(cache.substr(cache.size() - echo.size()), echo);
   EXPECT_EQ(cache.substr(at - 12), Chunk(0x1000, Chunk(0x1001, cache.substr(at))));
+  Ref<Stream> const stream = Memory(File(echo));
+  Ref<Deserializer> const reader = Reader(*stream, 0);
+  EXPECT_EQ(reader->BeginChunk(), 0x1002);
+  ClassInfo const read(reader.get()), none(nullptr);
+  EXPECT_STREQ(read.name, "Echo");
+  EXPECT_EQ(none.name, nullptr);
 }
 
 TEST_F(CacheTest, DamagedCountsAsNone) {
@@ -268,6 +264,11 @@ TEST_F(CacheTest, DamagedCountsAsNone) {
       {"a module without a name", List(facts), LOADED},
       {"another folder's file", in(".\0.\0\\\0"s), LOADED},
       {"another folder's file, otherwise", in(".\0.\0/\0"s), LOADED},
+      {"another drive's file", in("c\0:\0"s), LOADED},
+      {"a control character", in("\1\0"s), LOADED},
+      {"a long name", in(std::string(600, 'a')), LOADED},
+      {"a class without a name", odd(Chunk(11)), L""},
+      {"a class that is told of twice", odd(Chunk(0x1005) + Chunk(0x1005)), L""},
       {"a class without identifiers", List(good + echo + Chunk(0x1002, "\0\0\0\0"s)), L""},
       {"flags that lie", List(good + Class("\xFF\xFF\xFF\xFF", ECHO_ID, ECHO_ID, "") + echo), L""},
       {"a class of the library", List(good + Class("\0\0\0\0"s, ids::MAP, ids::MAP, "") + echo), L""},
