@@ -1,14 +1,11 @@
-#include <gtest/gtest.h>
-#include <qecore/core/ref.h>
 #include <qecore/undo/undo_manager.h>
 #include <qecore/values/map.h>
 
 #include <functional>
 #include <map>
-#include <string>
 
 #include "leaks/leaks.h"
-#include "support/binary.h"
+#include "support/prelude.h"
 
 namespace {
 
@@ -51,8 +48,13 @@ struct HostManager : Destroys<HostManager, UndoManager> {
   ~HostManager() { --alive; }
   static void Changed(UndoManager*) { calls += 'c', Called('c'); }
   HRESULT OnCommit() noexcept override { return calls += 'h', Called('h'), S_OK; }
-  bool CanUndo() noexcept override { return Called('?'), UndoManager::CanUndo(); }
+  bool CanUndo() noexcept override { return Called('?'), lies || UndoManager::CanUndo(); }
+  bool CanRedo() noexcept override { return lies || UndoManager::CanRedo(); }
+
+  bool lies = false;
 };
+
+constexpr HRESULT FAILURES[] = {S_OK, E_OUTOFMEMORY, YK_E_NOTFOUND, YK_E_EMPTY, E_INVALIDARG, E_NOTIMPL};
 
 /// An object that lends its text, or gives none, once, with the code of `failure`, and may refuse to be
 /// written.
@@ -98,19 +100,19 @@ struct Player {
         {'A', [](Player& p) { p.kept = Ref<ykUndoItem>::Share(p.last), p.last->AddRef(), p.Add(); }},
         {'C', [](Player& p) { Give(p.raw->Clear()); }},
         {'D', [](Player& p) { Give(p.last->Redo()); }},
-        {'E', [](Player& p) { p.object.failure = S_OK; }},
+        {'E', [](Player& p) { p.object.failure = FAILURES[std::exchange(p.level, 0)]; }},
         {'F', [](Player& p) { p.object.refuses ^= true; }},
         {'G', [](Player& p) { p.last = new LogItem('g'), p.last->next = p.last, p.Add(); }},
         {'J', [](Player& p) { p.Record(&p.object, true); }},
+        {'K', [](Player& p) { static_cast<HostManager*>(p.raw)->lies = true; }},
         {'L', [](Player& p) { p.GiveList(std::exchange(p.level, 0)); }},
         {'M', [](Player& p) { p.GiveName(&UndoManager::GetRedoName); }},
         {'N', [](Player& p) { p.GiveName(&UndoManager::GetUndoName); }},
-        {'O', [](Player& p) { p.object.failure = E_OUTOFMEMORY; }},
         {'R', [](Player& p) { p.Release(); }},
         {'S', [](Player& p) { p.GiveState(); }},
         {'V', [](Player& p) { p.Record(&p.object, false); }},
         {'X', [](Player& p) { Give(p.raw->CancelTransaction()); }},
-        {'Z', [](Player& p) { Give(p.raw->AddItem(nullptr)); }},
+        {'Z', [](Player& p) { Give(p.raw->AddItem(nullptr)), Give(p.raw->GetUndoList(nullptr, 0)); }},
     };
     for (size_t i = 0; i < script.size(); ++i) {
       size_t const end = script.find(']', i);
@@ -208,6 +210,8 @@ TEST(UndoManager, KeepsAHistoryOfOuterTransactions) {
       // only the outer end commits
       {"(=(=a=)=)=", "...I..000...I..000...IO.100-...IO.100hcU.H..L110c"},
       {")X((aXX=((b))=()", "---......000-hcU.H..L1101c"},
+      // a derived one that is wrong about it
+      {"K<>NM", "c-c---c"},
       // one more than asked for
       {"(a)(b)(c)(d)<1L9LL<<<L", "hchchchcpdudccbcbacbapcuccpbubcpauac-c"},
   });
@@ -216,7 +220,7 @@ TEST(UndoManager, KeepsAHistoryOfOuterTransactions) {
 TEST(UndoManager, TakesEachItemOnce) {
   Check({
       // also of a committed transaction
-      {"a=(ZaA=)(A=", "-......000%%...IO.100hc%U.HI.L110c"},
+      {"a=(ZaA=)(A=", "-......000%%%...IO.100hc%U.HI.L110c"},
       {"(ab)(A)(cA)(A<<", "hc%1%hc%pcuccpbpaubuacc"},
       // what a new item's links hold is of no account
       {"(aG)<", "hcpgpauguacc"},
@@ -231,6 +235,7 @@ TEST(UndoManager, SurvivesTheLossOfWhatItWorksOn) {
       {"(abc)(n[uC]<=", "hcpcpbpauccubcuacc..HIO.110c"},
       {"(abc)(n[p)]<=", "hcpchcpb-pa-ucubuacU.H..L110c"},
       {"(abc)(n[qC]J=", "hcccc..HIO.110c"},
+      {"(nV)([qC]J=", "hcc..HIO.010c"},
       // its last reference: + when it lives on until the call ends, which c shows
       {"(ab)[cR]<", "hcpbpaubuac+c"},
       {"(ab)<[rR]>", "hcpbpaubuacra+rbcc"},
@@ -254,7 +259,12 @@ TEST(UndoManager, RecordsValues) {
       // another key is not merged
       {"(V+)(1J+V+)#<#<#", "hchcDcBcAc"},
       // without memory the value would be lost
-      {"(OV+EV+)#<#", "nullhcCcBc"},
+      {"(1EV+EV+)#<#", "nullhcCcBc"},
+      // absent, and not to be read
+      {"(2EV+)<#", "hccc"},
+      {"(3EV+)<#", "hccc"},
+      {"(4EV+)<#", "hccc"},
+      {"(5EV+)<#", "hccBc"},
       // no undo follows a redo that was refused
       {"(V+)<F>F<#>#", "hccccAcBc"},
       // the history lets go of the item in its turn
@@ -263,7 +273,7 @@ TEST(UndoManager, RecordsValues) {
 }
 
 TEST(UndoManager, StartsAsStated) {
-  Ref<UndoManager> const manager = Ref<UndoManager>::Adopt(UndoManager::Create());
+  Ref<UndoManager> const manager = Own(UndoManager::Create());
   uint32_t const settings[] = {0x1000000, 256, 10, 0, 0, 0, 0};
   EXPECT_EQ(memcmp(reinterpret_cast<char*>(manager.get()) + 32, settings, sizeof settings), 0);
   EXPECT_FALSE(manager->IsTypeOf(ids::UNDO_MANAGER)) << "the base's answer, on purpose";
@@ -283,21 +293,20 @@ TEST(UndoItem, IsLittleByItself) {
 
 TEST(ValueItem, KeepsEmptyTextsAndLeavesUnreadableValuesAlone) {
   Lender lender;  // which the manager's items refer to until it goes
-  Ref<UndoManager> const manager = Ref<UndoManager>::Adopt(UndoManager::Create());
-  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
-  Variant values[4], read;  // absent, an object, an empty text, a number
-  values[1].Init(&lender);
-  values[2].Init(L"", Variant::KEEP_EMPTY);
-  values[3].Init(5);
+  Ref<UndoManager> const manager = Own(UndoManager::Create());
+  Ref<Map> const map = Own(Map::Create());
+  Variant const values[] = {
+      {}, Made(static_cast<Unknown*>(&lender)), Made(L"", Variant::KEEP_EMPTY), Made(5)};
+  Variant read;
   for (unsigned key = 0; key < 4; ++key) map->SetValue(key, values[key]);
   manager->BeginTransaction();
   for (unsigned key = 0; key < 4; ++key) manager->RecordValue(map.get(), key, false);
   for (unsigned key = 0; key < 4; ++key) map->SetValue(key, values[(key + 2) % 4]);
   manager->EndTransaction(L"");
   manager->Undo();
-  EXPECT_EQ(map->GetValue(0, read), E_FAIL) << "absent before";
-  EXPECT_EQ(map->GetValue(1, read), S_OK) << "not removed, though what was there cannot come back";
-  EXPECT_EQ(map->GetValue(2, read), S_OK) << "an empty text is there";
+  EXPECT_EQ((Ints{map->GetValue(0, read), map->GetValue(1, read), map->GetValue(2, read)}),
+            (Ints{E_FAIL, S_OK, S_OK}))
+      << "absent before; not removed, though what was there cannot come back; an empty text is there";
   EXPECT_EQ(References(&lender), 3u) << "an object is not written over";
   manager->Redo();
   EXPECT_EQ(map->GetValue(2, read), E_FAIL);
