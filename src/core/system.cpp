@@ -302,7 +302,6 @@ HRESULT System::QueryFilterInfo(ClassInfo* info) noexcept {
 
 /// Puts a record on the lists that it belongs on: the filters', the registry's, its module's. Under the lock.
 bool System::Append(ClassInfo* record, bool isFilter) noexcept {
-  record->next = nullptr;
   if (isFilter && !AppendTo(filters, record)) return false;
   if (!AppendTo(registry, record)) {
     RemoveFrom(filters, record);
