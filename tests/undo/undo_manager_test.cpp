@@ -243,6 +243,7 @@ TEST(UndoManager, SurvivesTheLossOfWhatItWorksOn) {
       {"(n[dR]X", "+c"},
       {"(ab)[dR]C", "hc+cc"},
       {"[dR]x", "+c-"},
+      {"(a[dn]", "-c"},
       {"([gR]V", "+cnull"},
       {"(ab)([qR]J", "hc+cnull"},
       {"(a)[?R]N", "hc+ca"},
