@@ -13,7 +13,10 @@ TEST(Adjustment, LiftsAndContrasts) {
       {0, 50, 255, 255},  {30, 30, 60, 73},       {-7, 100, 140, 130}, {32767, 0, 9, 255},
       {-32768, 1, 9, 0},  {65536, 65537, 40, 39}, {0, -100, 150, 138}};
   for (auto const& [lift, contrast, i, expected] : rows) {
-    EXPECT_EQ(IADJUSTMENT(lift, contrast).table[i], expected) << lift << ", " << contrast << ", " << i;
+    unsigned char bytes[] = {static_cast<unsigned char>(i), 77};
+    IADJUSTMENT(lift, contrast).Translate(bytes, 1);
+    EXPECT_EQ(bytes[0], expected) << lift << ", " << contrast << ", " << i;
+    EXPECT_EQ(bytes[1], 77);
   }
 }
 

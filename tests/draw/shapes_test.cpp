@@ -156,25 +156,6 @@ TEST(Area, WholePixelsAreFilledAsRectanglesAreAndHalvesHalf) {
   }
 }
 
-TEST(Shapes, RefuseWhatTheyCannotDraw) {
-  Ref<IDC> const dc = MakeBlack(10, 10);
-  dc->SetLinePattern(0xFFFF);
-  Points const good = {{0, 0}, {8, 0}, {0, 8}};
-  xrect2d outside(20, 0, 40, 20);
-  EXPECT_EQ(dc->FillPolygon(good.data(), 3, 2), E_INVALIDARG);
-  EXPECT_EQ(dc->DrawPolyline(good.data(), 1, true), S_FALSE);
-  for (rect2d const& r : {rect2d{0, 0, 8, NAN}, {1e300, 0, 1.7e308, 0.5}, {20, 20, 30, 30}, {0, 0, 0, 5}})
-    EXPECT_EQ(dc->FillEllipse(r), S_FALSE);
-  EXPECT_EQ(dc->DrawText(nullptr, 3, &outside, 0), E_INVALIDARG);
-  EXPECT_EQ(dc->DrawText(L"x", -1, &outside, 0), S_FALSE);
-  for (point2df const b : {point2df{3, 3}, {3, ENDLESS}, {NAN, 3}})
-    EXPECT_EQ(dc->DrawLine({3, 3}, b), S_FALSE);
-  dc->SetMode(77);
-  EXPECT_EQ(dc->FillPolygon(good.data(), 3, 0), E_NOTIMPL);
-  EXPECT_EQ(dc->DrawLine({0, 0}, {8, 8}), E_NOTIMPL);
-  EXPECT_EQ(dc->linePhase, 0u);
-}
-
 // Whatever the coordinates: it ends, and what lies outside the clip stays.
 TEST(Shapes, SurviveWildCoordinates) {
   std::mt19937 random(13);
@@ -271,6 +252,8 @@ TEST(Text, IsGdisTextWithItsCurveUndone) {
                                              {bold, DT_NOCLIP | DT_RIGHT | DT_EXPANDTABS},
                                              {bold, DT_RTLREADING | DT_WORDBREAK},
                                              {bold, DT_TABSTOP | DT_EXPANDTABS | 0x300},
+                                             {bold, DT_NOCLIP | DT_BOTTOM},
+                                             {bold, DT_NOCLIP | DT_RTLREADING},
                                              {turned, DT_CENTER | DT_WORDBREAK}};
   for (auto const& [font, format] : rows) {
     Ref<IDC> const dc = MakeBlack(140, 172), light = MakeBlack(140, 172), dark = MakeBlack(140, 172);
@@ -304,6 +287,7 @@ TEST(Text, IsGdisTextWithItsCurveUndone) {
 TEST(Text, IsMeasured) {
   Ref<IDC> const dc = MakeBlack(4, 4);
   xrect2d endless(INT_MAX, INT_MIN, INT_MAX, INT_MIN), r(7, 5, 9, 9);
+  EXPECT_EQ(dc->DrawText(L"", 0, &r, DT_CALCRECT), S_OK);
   EXPECT_EQ(dc->DrawText(String(L"qe"), &r, DT_CALCRECT | DT_SINGLELINE), S_OK);
   EXPECT_EQ(r.left, 7);
   EXPECT_GT(r.right, 12);
@@ -316,7 +300,8 @@ TEST(GdiPolygon, HasAFillAndAnOutline) {
   Ref<IDC> const dc = MakeBlack(40, 40);
   dc->SetOrigin(2, -1);
   dc->SetClip({4, 8, 37, 33});
-  EXPECT_EQ(dc->DrawPolygon(square, 4, 0x800000FF, 0xFF0000C8, 1), S_OK);
+  EXPECT_EQ(dc->DrawPolygon(square, 4, 0x800000FF, 0, 1), S_OK);
+  EXPECT_EQ(dc->DrawPolygon(square, 4, 0, 0xFF0000C8, 1), S_OK);
   ExpectRed(*dc, 0, "square", [](int x, int y) {
     int const beyond = std::max(abs(x - 17), abs(y - 15)) - 10;  // the outline
     return beyond > 0 ? 0 : beyond == 0 ? 0xC8 : 0x80;

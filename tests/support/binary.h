@@ -55,5 +55,5 @@ class SlotHook {
 
   void*** object;
   void** table;
-  void* copy[32];
+  void* copy[64];
 };
