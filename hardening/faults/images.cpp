@@ -68,7 +68,7 @@ Outcome CropAndKeep() {
     made.Init(3);
     return made;
   });
-  outcome.whole = outcome.Note(image->SetValue(1, value)) && outcome.whole;
+  for (unsigned key : {1u, 2u}) outcome.whole = outcome.Note(image->SetValue(key, value)) && outcome.whole;
   return outcome;
 }
 
@@ -76,10 +76,12 @@ Outcome CropAndKeep() {
 
 HRESULT DrawAll(IDC& dc) {
   static constexpr point2df CORNERS[] = {{5, 5}, {50, 9}, {30, 45}};
+  static constexpr point2df STAR[] = {{30, 2}, {44, 42}, {4, 17}, {55, 18}, {15, 42}};  // whose edges cross
   Outcome outcome;
   dc.SetColor(0xFF0000FF);
   bool const pushed = outcome.Note(dc.PushColor());
   outcome.Note(dc.FillPolygon(CORNERS, 3, IDC::EVEN_ODD));
+  outcome.Note(dc.FillPolygon(STAR, 5, IDC::NON_ZERO));
   outcome.Note(dc.DrawPolyline(CORNERS, 3, true));
   outcome.Note(dc.FillEllipse({10, 10, 40, 30}, 2));
   outcome.Note(dc.FrameRoundRect({1, 1, 30, 30}));

@@ -202,11 +202,49 @@ Outcome Load() {
   return outcome;
 }
 
+// What is not noted of a chunk is made up for by the chunks around it.
+Outcome Nest() {
+  constexpr unsigned LEVELS = 100;  // more than are kept ready
+  auto const write = [](Serializer& writer) {
+    for (unsigned i = 0; i < LEVELS; ++i) writer.BeginChunk(TEXT_TAG);
+    for (unsigned i = 0; i < LEVELS; ++i) writer.EndChunk();
+  };
+  std::string const sound = SavedToMemory(write);
+  Outcome outcome;
+  Ref<Stream> stream;
+  if (!outcome.Note(MemStream::Create(stream.Receive())) || !WriteFile(*stream, outcome, write))
+    return outcome.End();
+  outcome.whole = Calmly([&] { return BytesOf(*stream); }) == sound;
+  stream = Calmly([&] {
+    Ref<Stream> made;
+    if (Succeeded(MemStream::Create(made.Receive())))
+      made->Write(sound.data(), static_cast<unsigned>(sound.size()));
+    made->Seek(0, Stream::FROM_START);
+    return made;
+  });
+  Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
+  if (!outcome.Note(reader.get() != nullptr) || !outcome.Note(reader->Open(stream.get(), 0)))
+    return outcome.End();
+  unsigned entered = 0;
+  for (unsigned i = 0; i < LEVELS; ++i) {
+    if (reader->BeginChunk() == TEXT_TAG) ++entered;
+    bool const isLost = entered <= i;
+    if (isLost && (reader->IsInChunk() || reader->GetRemaining() || reader->GetChunkSize()))
+      outcome.broken = "bytes in a chunk that was not entered";
+  }
+  for (unsigned i = 0; i < LEVELS; ++i) reader->EndChunk();
+  if (reader->IsInChunk()) outcome.broken = "a reader behind the end";
+  outcome.Note(reader->GetFailure());
+  outcome.whole = outcome.whole && entered == LEVELS;
+  return outcome;
+}
+
 constexpr Scenario SCENARIOS[] = {
     {"object file: save", SAVING, PutOldFile, SaveStraight},
     {"object file: save to memory", SAVING, PutOldFile, SaveToMemory},
     {"object file: save whole", SAVING, PutOldFile, SaveWhole},
     {"object file: load", LOADING, PutSoundFile, Load},
+    {"object file: nest", harness::MEMORY, nullptr, Nest},
 };
 
 }  // namespace

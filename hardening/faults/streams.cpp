@@ -160,6 +160,33 @@ void PutPicture() {
   harness::PutFile(SOURCE, "\x89PNG\r\n\x1A\n----");
 }
 
+// A text that there is no memory for is empty, and what stands behind it is found.
+Outcome ReadText() {
+  Outcome outcome;
+  Ref<Stream> const stream = Calmly([] {
+    Ref<Stream> made;
+    if (Failed(MemStream::Create(made.Receive()))) abort();
+    made->Write("\x14\0t\0w\0e\0n\0t\0y\0 \0c\0h\0a\0r\0a\0c\0t\0e\0r\0s\0 \0o\0k\0\1\0z\0", 46);
+    made->Seek(0, Stream::FROM_START);
+    return made;
+  });
+  String text, next;
+  if (Failed(stream->Read(text))) outcome.broken = "a failure that is none";
+  harness::Calm const calm;
+  stream->Read(next);
+  if (next != L"z") outcome.broken = "what stands behind a text is lost";
+  outcome.Note(!text.IsEmpty());
+  outcome.whole = text == L"twenty characters ok";
+  return outcome;
+}
+
+Outcome CompareNames() {
+  static std::u16string const name(600, u'a');  // longer than the places that are kept ready
+  Outcome outcome;
+  outcome.whole = outcome.Note(RegularCompare(L"*a?", Wide(name)));
+  return outcome;
+}
+
 constexpr Scenario SCENARIOS[] = {
     {"memory stream: grow", harness::MEMORY | harness::LOCK, nullptr, GrowMemStream},
     {"buffered stream: read", LOADING, PutSource, ReadBuffered},
@@ -168,6 +195,8 @@ constexpr Scenario SCENARIOS[] = {
     {"save file: replace", SAVING | harness::REMOVE, PutSource, ReplaceFile},
     {"file stream: temporary", SAVING | LOADING, PutSource, UseTemporary},
     {"string: temporary file", harness::MEMORY | harness::OPEN, PutSource, MakeTemporaryName},
+    {"stream: read a text", harness::MEMORY, nullptr, ReadText},
+    {"names: compare", harness::MEMORY, nullptr, CompareNames},
     {"file type: detect", LOADING, PutPicture, Detect},
 };
 

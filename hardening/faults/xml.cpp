@@ -133,11 +133,46 @@ Outcome Edit() {
   outcome.Note(xml.SetAttribute(element, L"name", L"second"));
   outcome.Note(xml.SetName(element, L"b"));
   xml.AppendChild(document.node, element);
+  XmlNode* const comment = xml.CreateNode(XML_COMMENT, L"a note\r\non two lines");
+  bool const noted =
+      outcome.Note(comment != nullptr) && outcome.Note(xml.SetText(comment, L"a longer note\non two"));
+  xml.FreeNode(comment);
   XmlAttribute const* const attribute = element->FirstAttribute();
-  outcome.whole =
-      element->Name() == L"b" && element->Text() == L"text" && attribute && attribute->Value() == L"second";
+  outcome.whole = noted && element->Name() == L"b" && element->Text() == L"text" && attribute &&
+                  attribute->Value() == L"second";
   if (element->Name().IsEmpty()) outcome.broken = "an element without a name";
   if (attribute && attribute->Name().IsEmpty()) outcome.broken = "an attribute without a name";
+  return outcome;
+}
+
+// Every form that a document has, in both encodings.
+Outcome LoadForms() {
+  constexpr char FORMS[] =
+      "<!--c\r\n--><?i x?><a v='1&#10;2' w='&amp;'>t &lt; u<![CDATA[<x>]]> <b> </b>\r\n <c/></a>";
+  constexpr char SAVED[] = "<!--c\n--><?i x?><a v=\"1&#xA;2\" w=\"&amp;\">t &lt; u&lt;x&gt; <b> </b><c/></a>";
+  Outcome outcome;
+  for (int const width : {1, 2}) {
+    Document document;
+    std::string bytes = width == 2 ? "\xFF\xFE" : "";
+    for (char const* at = FORMS; *at; ++at) (bytes += *at).append(static_cast<size_t>(width - 1), '\0');
+    auto const memory = [](std::string const& content) {
+      Ref<Stream> stream;
+      if (Failed(MemStream::Create(stream.Receive()))) abort();
+      stream->Write(content.data(), static_cast<unsigned>(content.size()));
+      stream->Seek(0, Stream::FROM_START);
+      return stream;
+    };
+    Ref<Stream> const stream = Calmly([&] { return memory(bytes); });
+    bool const loaded = outcome.Note(document.xml->Load(stream.get(), &document.node, nullptr));
+    harness::Calm const calm;
+    Ref<Stream> const saved = memory("");
+    document.xml->Save(document.node, saved.get(), XML_COMPACT);
+    void* content = nullptr;
+    static_cast<MemStream&>(*saved).GetBuffer(&content);
+    bool const same = content && std::string(static_cast<char*>(content), saved->GetSize()) == SAVED;
+    if (loaded && !same) outcome.broken = "another document, and S_OK";
+    outcome.whole = outcome.whole && same;
+  }
   return outcome;
 }
 
@@ -145,6 +180,7 @@ constexpr Scenario SCENARIOS[] = {
     {"xml: save", SAVING, PutOldFile, SaveStraight},
     {"xml: save whole", SAVING, PutOldFile, SaveWhole},
     {"xml: load", LOADING, PutSoundFile, Load},
+    {"xml: load every form", harness::MEMORY, nullptr, LoadForms},
     {"xml: edit", harness::MEMORY, nullptr, Edit},
 };
 
