@@ -5,6 +5,7 @@
 #include <set>
 #include <tuple>
 
+#include "support/each.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -25,6 +26,7 @@ TEST(RegularCompare, MatchesNames) {
       {L"*a*b", L"ab|aab|acbb|", L"ba|a|abc|"},
       {L"[a-cx]", L"A|c|x|", L"-|d||"},
       {L"[a-]", L"a|-|", L"b|"},
+      {L"[ab-]", L"b|-|", L"c|"},
       {L"[a", L"[a|", L"a|"},
       {L"*[.]b", L"a.b|", L"ab|"}};
   for (auto const& [pattern, good, bad] : rows) {
@@ -38,6 +40,7 @@ TEST(RegularCompare, MatchesNames) {
 }
 
 TEST(RegularCompare, ManyStarsOnALongName) {
+  ExpectEach(false, {RegularCompare(nullptr, L"a"), RegularCompare(L"*", nullptr)});
   std::wstring pattern;
   for (int i = 0; i < 60; ++i) pattern += L"*a?";
   std::wstring const name(5000, L'a');

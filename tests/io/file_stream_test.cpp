@@ -2,7 +2,6 @@
 #include <windows.h>
 
 #include "streams.h"
-#include "support/binary.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -39,12 +38,15 @@ TEST(FileStream, ReadsWritesAndTellsItsName) {
   EXPECT_EQ(stream->Read(&count, 1), S_OK) << "the end of a file is no failure";
   EXPECT_EQ(stream->SetSize(3), S_OK);
   EXPECT_EQ(Content(*stream), "abc");
-  uint64_t time = 0x01D0000000000000, read = 0;
-  for (auto const& [slot, value] : {std::pair(19, &time), std::pair(18, &read)})
-    EXPECT_EQ(Slot<HRESULT (*)(void*, uint64_t*)>(stream.get(), slot)(stream.get(), value), S_OK);
-  EXPECT_EQ(read, time);
+  EXPECT_EQ(stream->Write("0123456789z", 11), S_OK);
+  CheckSeeks(*stream);
+  unsigned long long time = 0x01D0000000000000, read = 0;
+  FileStream& file = static_cast<FileStream&>(*stream);
   String name;
-  EXPECT_EQ(static_cast<FileStream*>(stream.get())->GetFileName(name), S_OK);
+  ExpectEach(S_OK, {file.SetFileTime(&time), file.GetFileTime(&read), file.GetFileName(name)});
+  EXPECT_EQ(read, time);
+  ExpectEach(E_INVALIDARG,
+             {file.SetFileTime(nullptr), file.GetFileTime(nullptr), FileStream::CreateTemp(nullptr)});
   EXPECT_NE(GetFileAttributesW(name.c_str()), INVALID_FILE_ATTRIBUTES);
   stream.Reset();
   EXPECT_EQ(GetFileAttributesW(name.c_str()), INVALID_FILE_ATTRIBUTES) << "temporary files go";
@@ -59,14 +61,15 @@ TEST(FileStream, KeepsItsFirstFailure) {
   EXPECT_EQ(stream->GetState(), S_OK) << "a place that there is not is the caller's mistake";
   EXPECT_EQ(stream->Write("x", 1), E_FAIL);
   EXPECT_EQ(ReadAt(*stream, 0, 7), "content");
-  EXPECT_EQ(stream->GetState(), E_FAIL) << "for good";
-  EXPECT_EQ(Slot<HRESULT (*)(void*)>(stream.get(), 20)(stream.get()), E_FAIL);
+  ExpectEach(E_FAIL, {stream->GetState(), static_cast<FileStream&>(*stream).GetFailure()});  // for good
 }
 
 TEST(FileStream, OpensResourcesByPath) {
   std::tuple<wchar_t const*, HRESULT> const rows[] = {{L"$(MODULE)io_test.exe:logo.picture", S_OK},
                                                       {L"$(module)io_test.exe:OTHER.PICTURE", E_INVALIDARG},
                                                       {L"$(module)not_loaded:a.b", E_FAIL},
+                                                      {L"$(other)io_test.exe", YK_E_NOTFOUND},
+                                                      {L"$(module", YK_E_NOTFOUND},
                                                       {L"$(module)name.type", YK_E_NOTFOUND}};
   for (auto const& [path, result] : rows) {
     Ref<Stream> stream;
@@ -74,6 +77,10 @@ TEST(FileStream, OpensResourcesByPath) {
     if (!stream) continue;
     EXPECT_EQ(Content(*stream), "resource bytes");
     EXPECT_EQ(stream->GetState(), E_FAIL) << "at the end of a resource";
+    CheckSeeks(*stream);
+    EXPECT_EQ(stream->Seek(1, Stream::FROM_END), E_FAIL);
+    EXPECT_EQ(*stream->GetTypeId(), ids::RESOURCE_STREAM);
+    EXPECT_TRUE(stream->IsTypeOf(ids::RESOURCE_STREAM));
   }
 }
 

@@ -23,7 +23,9 @@ TEST(File, MakesAndFindsFolders) {
     EXPECT_EQ(file::NewFolderEx(path.c_str()), all) << name;
     EXPECT_EQ(file::IsFolder(path.c_str()), Succeeded(all) || name == L"f\\g\\"s) << name;
   }
-  EXPECT_EQ(file::NewFolder(nullptr), E_FAIL);
+  std::wstring const tooLong(40000, L'x');
+  ExpectEach(E_FAIL,
+             {file::NewFolder(nullptr), file::NewFolderEx(L"\\a<b"), file::NewFolderEx(tooLong.c_str())});
   EXPECT_FALSE(file::IsFolder(nullptr));
   EXPECT_FALSE(file::IsFileExist(folder.Path(L"a").c_str()));
   EXPECT_TRUE(file::IsFileExist(folder.Path(L"file").c_str()));
@@ -31,6 +33,9 @@ TEST(File, MakesAndFindsFolders) {
 
 TEST(File, NamesTemporaryFiles) {
   wchar_t buffer[MAX_PATH] = L"x";
+  ExpectEach(true, {file::GetTempFolder(9, nullptr), file::GetTempFolder(0, buffer),
+                    file::GetTempFolder(1, buffer)});
+  EXPECT_STREQ(buffer, L"") << "there is no room";
   EXPECT_TRUE(file::GetTempFolder(MAX_PATH, buffer));
   EXPECT_TRUE(file::IsFolder(buffer));
   String name;
@@ -47,6 +52,7 @@ struct HostFiles final : ykFS {
   };
   HRESULT FindEntry(wchar_t const* name, ykFSEntry** out) noexcept override {
     *out = &entry;
+    if (*name == L'c') return *out = nullptr, S_OK;
     return *name == L'a' ? entry.AddRef(), S_OK : YK_E_NOTFOUND;  // then what is there is nobody's
   }
   void Destroy() noexcept override {}
@@ -55,7 +61,7 @@ struct HostFiles final : ykFS {
 
 TEST(FileSystem, OpensAnEntrysStream) {
   HostFiles files;
-  for (auto const& [name, result] : {std::pair(L"a", S_OK), std::pair(L"b", YK_E_NOTFOUND)}) {
+  for (auto const& [name, result] : {std::pair(L"a", S_OK), {L"b", YK_E_NOTFOUND}, {L"c", E_FAIL}}) {
     Ref<Stream> stream;
     EXPECT_EQ(files.GetStream(name, stream.Receive()), result);
     EXPECT_EQ(static_cast<bool>(stream), Succeeded(result));

@@ -19,6 +19,7 @@ TEST(DetectFileType, KnowsFirstBytesFootersAndExtensions) {
       {L"x", "BM" + footer, ids::FILE_BMP, S_OK},
       {L"x", footer, ids::FILE_TGA, S_OK},
       {L"x", footer.substr(2), UNTOUCHED, YK_E_NOTFOUND},
+      {L"x", std::string(30, 'x'), UNTOUCHED, YK_E_NOTFOUND},
       {L"a.b.TIFF", "", ids::FILE_TIFF, S_OK},
       {L"x.png", "GIF89a..", ids::FILE_GIF, S_OK},
       {L"x.u3d", "BM?????", UNTOUCHED, YK_E_TOOSHORT},
@@ -38,16 +39,25 @@ TEST(DetectFileType, KnowsFirstBytesFootersAndExtensions) {
 /// A host's file stream, which answers the identifier and has the slot.
 struct HostFile final : SpyStream {
   HRESULT QueryInterface(Guid const& id, void** out) noexcept override {
+    if (!isFile) return *out = nullptr, S_OK;
     return id == ids::FILE_STREAM ? AddRef(), *out = this, S_OK : E_NOINTERFACE;
   }
-  virtual HRESULT GetFileName(String& name) noexcept { return name = L"a.gif", S_OK; }
+  virtual HRESULT GetFileName(String& name) noexcept { return name = L"a.gif", result; }
+  bool isFile = true;
+  HRESULT result = S_OK;
 };
 
 TEST(DetectFileType, AsksAHostsStreamForItsName) {
   HostFile file;
   Guid type = {};
+  EXPECT_EQ(qe_DetectFileType(nullptr, type), E_INVALIDARG);
+  file.bytes = "nothing known";  // behind which its Seek finds nothing
   EXPECT_EQ(qe_DetectFileType(&file, type), S_OK);
   EXPECT_EQ(type, ids::FILE_GIF);
+  file.result = E_FAIL;
+  EXPECT_EQ(qe_DetectFileType(&file, type), YK_E_NOTFOUND);
+  file.isFile = false;
+  EXPECT_EQ(qe_DetectFileType(&file, type), YK_E_NOTFOUND);
 }
 
 }  // namespace

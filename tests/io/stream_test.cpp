@@ -55,7 +55,19 @@ TEST(CopyStream, CopiesAndStops) {
     EXPECT_EQ(CopyStream(source.get(), target.get(), start, count), result);
     EXPECT_EQ(source->GetPosition(), position);
     EXPECT_TRUE(Content(*target) == copied) << start;
+    ExpectEach(E_INVALIDARG,
+               {CopyStream(nullptr, target.get(), 0, 1), CopyStream(source.get(), nullptr, 0, 1)});
   }
+}
+
+TEST(Stream, SeeksFromEachOrigin) {
+  Ref<Stream> const memory = Memory("resource bytes");
+  Ref<Stream> buffered;
+  ASSERT_EQ(ykCreateBufferedStream(memory.get(), buffered.Receive()), S_OK);
+  for (Stream* stream : {memory.get(), buffered.get()}) CheckSeeks(*stream);
+  Ref<Stream> none;
+  ExpectEach(E_INVALIDARG, {ykCreateBufferedStream(nullptr, none.Receive()),
+                            ykCreateBufferedStream(memory.get(), nullptr)});
 }
 
 // ---- in memory
@@ -89,22 +101,36 @@ TEST(MemStream, RefusedGrowthFailsTheWrite) {
     EXPECT_EQ(stream->Write(std::string(size, 'b').data(), size, &done), fits ? S_OK : E_FAIL) << size;
     EXPECT_EQ(done, fits ? size : 0) << size;
     EXPECT_EQ(stream->GetSize(), cut + done) << size;
-    EXPECT_EQ(Slot<HRESULT (*)(void*)>(stream.get(), 21)(stream.get()), fits ? S_OK : E_FAIL);
+    EXPECT_EQ(AsMem(stream)->GetFailure(), fits ? S_OK : E_FAIL);
     EXPECT_TRUE(HeapValidate(GetProcessHeap(), 0, nullptr));
   }
 }
 
 TEST(MemStream, StorageOfOthers) {
   char buffer[] = "caller's";
+  void* data = nullptr;
   Ref<Stream> stream = Memory();
-  EXPECT_EQ(AsMem(stream)->AttachBuffer(buffer, 8), S_OK);
+  ExpectEach(E_INVALIDARG, {MemStream::Create(nullptr), MemStream::Create(nullptr, L"a", L"b", nullptr),
+                            AsMem(stream)->AttachBuffer(nullptr, 1), AsMem(stream)->GetBuffer(nullptr)});
+  EXPECT_EQ(AsMem(stream)->GetHandle(true), nullptr);
+  ExpectEach(S_OK, {AsMem(stream)->AttachBuffer(nullptr, 0), AsMem(stream)->AttachBuffer(buffer, 8)});
+  EXPECT_EQ(AsMem(stream)->AttachBuffer(buffer, 8), YK_E_EMPTY);
   stream->Write("CALLER'S!", 9);
   EXPECT_EQ(Content(*stream), "CALLER'S!") << "in a new block";
+  EXPECT_EQ(AsMem(stream)->AttachBuffer(buffer, 8), YK_E_EMPTY);
   EXPECT_STREQ(buffer, "caller's");
-  HGLOBAL const block = GlobalAlloc(GMEM_MOVEABLE, 100);
   stream = Memory();
-  EXPECT_EQ(AsMem(stream)->Attach(block), S_OK);
+  EXPECT_EQ(AsMem(stream)->Attach(nullptr), S_OK);
+  EXPECT_EQ(stream->GetSize(), 0u);
+  HGLOBAL const block = GlobalAlloc(GMEM_MOVEABLE, 100);
+  EXPECT_EQ(AsMem(stream)->Attach(block), E_FAIL);
+  stream = Memory();
+  AsMem(stream)->AttachBuffer(buffer, 8);
+  ExpectEach(S_OK, {stream->Seek(8, Stream::FROM_START), AsMem(stream)->Attach(block)});
   EXPECT_EQ(stream->GetSize(), GlobalSize(block));
+  EXPECT_EQ(AsMem(stream)->GetBuffer(&data), S_OK);
+  EXPECT_EQ(data, GlobalLock(block));
+  GlobalUnlock(block);
   stream = Memory();
   EXPECT_EQ(GlobalFlags(block) & GMEM_LOCKCOUNT, 0u) << "still there, and unlocked";
   GlobalFree(block);
@@ -120,6 +146,9 @@ TEST(BufferedStream, ReadsBlocksWithoutSeeking) {
   Ref<Stream> stream;
   ASSERT_EQ(ykCreateBufferedStream(&inner, stream.Receive()), S_OK);
   EXPECT_EQ(stream->GetPosition(), 100u);
+  EXPECT_EQ(stream->GetSize(), 50000u);
+  EXPECT_EQ(stream->GetState(), S_OK);
+  EXPECT_EQ(stream->IsTypeOf(ids::MEM_STREAM), inner.IsTypeOf(ids::MEM_STREAM));
   EXPECT_EQ(ReadAt(*stream, 4090, 10), inner.bytes.substr(4090, 10));
   EXPECT_EQ(inner.seeks, 1) << "before the first block only, which starts at 0";
   EXPECT_EQ(stream->Write("x", 1), E_NOTIMPL);

@@ -8,10 +8,13 @@
 #include <qecore/io/mem_stream.h>
 #include <qecore/io/serializer.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <tuple>
 #include <utility>
+
+#include "support/each.h"
 
 using namespace std::string_literals;  // "with\0zeros"s
 
@@ -41,6 +44,20 @@ inline std::string ReadAt(yk::Stream& stream, unsigned position, unsigned size) 
 }
 
 inline std::string Content(yk::Stream& stream) { return ReadAt(stream, 0, stream.GetSize()); }
+
+/// Seeks from each origin in a stream of 14 bytes.
+inline void CheckSeeks(yk::Stream& stream) {
+  // what becomes of the position 4
+  std::tuple<int, unsigned, unsigned> const rows[] = {
+      {-3, yk::Stream::FROM_END, 11}, {-2, yk::Stream::FROM_POSITION, 2}, {5, yk::Stream::FROM_START, 5}};
+  for (auto const& [offset, origin, expected] : rows) {
+    unsigned at = 0;
+    ExpectEach(S_OK, {stream.Seek(4, yk::Stream::FROM_START), stream.Seek(offset, origin, &at)});
+    ExpectEach(expected, {at, stream.GetPosition()});
+  }
+  EXPECT_TRUE(yk::Failed(stream.Seek(-1, yk::Stream::FROM_START)) || stream.GetPosition() == 14);
+  EXPECT_EQ(ReadAt(stream, 9, 9).size(), 5u);
+}
 
 inline std::string Chunk(unsigned short tag, std::string const& payload = {}) {
   return Le(tag) + Le(static_cast<unsigned>(payload.size() + 6)) + payload;
@@ -91,7 +108,7 @@ class SpyStream : public yk::Stream {
     position = (origin == FROM_START ? 0 : position) + offset;
     return S_OK;
   }
-  unsigned GetPosition() noexcept override { return static_cast<unsigned>(position); }
+  unsigned GetPosition() noexcept override { return Call(), static_cast<unsigned>(position); }
   unsigned GetSize() noexcept override { return static_cast<unsigned>(base + bytes.size()); }
   HRESULT GetState() noexcept override { return Fails(STATE) ? E_FAIL : S_OK; }
   void Destroy() noexcept override {}
@@ -104,8 +121,11 @@ class SpyStream : public yk::Stream {
   std::function<void()> onCall;
 
  private:
-  bool Fails(Fault what) {
+  void Call() {
     if (onCall) std::exchange(onCall, nullptr)();
+  }
+  bool Fails(Fault what) {
+    Call();
     if (fault != what || left-- != 0) return false;
     return failed = true;
   }

@@ -70,6 +70,20 @@ TEST(VariantRecord, APayloadThatWasBorrowedWhenItWasSavedIsItsOwn) {
   out.flags = 0;  // to be freed after all
 }
 
+TEST(Records, NeedAStream) {
+  Ref<Serializer> const writer = Ref<Serializer>::Adopt(Serializer::Create());
+  Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
+  Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
+  Variant v;
+  String text(L"before");
+  EXPECT_EQ(text.Save(nullptr, 1), E_INVALIDARG);
+  ExpectEach(S_OK, {map->Save(nullptr, nullptr), map->Save(writer.get(), nullptr), v.Save(nullptr, nullptr),
+                    v.Save(writer.get(), nullptr), v.Load(nullptr, nullptr), v.Load(reader.get(), nullptr)});
+  ExpectEach(true, {text.Load(nullptr), text.Load(reader.get())});
+  EXPECT_EQ(text, L"");
+  EXPECT_EQ(map->Load(nullptr, nullptr), S_FALSE);
+}
+
 TEST(StringRecord, TakesWholeCharacters) {
   std::pair<std::string, std::wstring> const rows[] = {
       {"A\0\xE9\0"s, L"A\u00E9"}, {"A\0B"s, L"A"}, {"", L""}};

@@ -73,7 +73,10 @@ TEST(XmlReader, ReadsWhatIsWellFormed) {
       {"<?xml version='1.0' encoding='utf-8' standalone='yes' ?>\n<a/>", L"(a)"},
       {"<!DOCTYPE a [<!ENTITY b \"]>'\"> <!-- ' > --> <?p ']>?> ]><a/>", L"(a)"},
       {"<a>z\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80</a>", L"(a'z\xE9\x4E2D\xD83D\xDE00')"},
-      {"<\xC3\xA9:-.1/>", L"(\xE9:-.1)"},
+      {"<\xC3\xA9:-.1\xC2\xB7/>", L"(\xE9:-.1\xB7)"},
+      {"<?xml version='1.0' standalone='no'?><a>&#xabC;&#xE000;&#x10000;</a>",
+       L"(a'\xABC\xE000\xD800\xDC00')"},
+      {"<?xml-a?><a><?y?><?xmk?><?xnl?></a>", L"(?'xml-a' a(?'y' ?'xmk' ?'xnl'))"},
       {Utf16("<a/>").substr(2), L"(a)"},
       {Utf16("<?xml version=\"1.1\" encoding=\"UTF-16\"?><a/>"), L"(a)"},
   };
@@ -113,6 +116,15 @@ TEST(XmlReader, SaysWhereAndWhyItRefuses) {
       "<a>^<!DOCTYPE a></a>|<!DOCTYPE a>^<!DOCTYPE a><a/>|^<!DOCTYPE a [|<!DOCTYPE a ^]>|<!DOCTYPE ^>|"
       "^<?xml encoding='UTF-8'?><a/>|^<?xml version='1.x'?><a/>|"
       "<?xml version='1.0' encoding='^ISO-8859-1'?><a>\xE9</a>|<?xml version='1.0' encoding='^UTF-16'?><a/>|"
+      "^<?xml?><a/>|^<?xml version='1.'?><a/>|^<?xml version='2.0'?><a/>|^<?xml version='1-0'?><a/>|<?xml "
+      "version^?>|"
+      "<?xml version=^1?>|<?xml version='1.0' encoding^?>|<?xml version='1.0' standalone=^'?>|^<?xml "
+      "version='1.0' x?>|"
+      "^<?xml version='1.0' standalone='x'?>|<?xml version='1.0' "
+      "encoding='^{'?><a/>|<a>^&#xFFFE;</a>|<a>^&#xG;</a>|"
+      "<a>^&#x:;</a>|<a>^&#xg;</a>|<a>^&#/;</a>|^<!DOCTYPEa><a/>|^<!DOCTYPE a '><a/>|^<!DOCTYPE a "
+      "[<!--]><a/>|"
+      "<a^\xC3\x97/>|^<\xC2\xB7/>|"
       "<a>^\x01</a>|<a>^\x80</a>|<a>^\xC0\x80</a>|<a>^\xF4\x90\x80\x80</a>|<a>^\xED\xA0\xBD</a>|<a>^\xC3");
   for (std::string document; std::getline(documents, document, '|');) ExpectRefused(document);
   ExpectRefused("<a>^", false, std::string("\0</a>", 5));
@@ -260,16 +272,31 @@ TEST(XmlTree, RefusesWhatIsNoTree) {
   XmlNode *const outer = document->FirstChild(), *const inner = outer->FirstChild();
   EXPECT_EQ(Xml().RemoveNode(outer), S_OK);
   Tree const owned(outer);
+  Tree const text(Xml().CreateNode(XML_COMMENT, L"c"));
   std::tuple<XmlNode*, XmlNode*, XmlNode*> const rows[] = {
+      {nullptr, loose.get(), nullptr},
+      {outer, nullptr, nullptr},
       {document->FirstChild(), loose.get(), nullptr},  // a comment has none
       {outer, document.get(), nullptr},
       {outer, inner, nullptr},                        // which is there already
       {inner, outer, nullptr},                        // into itself
       {outer, loose.get(), document->FirstChild()}};  // before a stranger
   for (auto const& [parent, node, before] : rows)
-    EXPECT_EQ(Xml().InsertChild(parent, node, before), E_INVALIDARG) << Line(node);
-  EXPECT_EQ(Xml().Save(nullptr, Memory().get(), 0), E_INVALIDARG);
-  EXPECT_EQ(Xml().Load(Memory("<a/>").get(), nullptr, nullptr), E_INVALIDARG);
+    EXPECT_EQ(Xml().InsertChild(parent, node, before), E_INVALIDARG);
+  XmlNode* loaded = outer;
+  ExpectEach(E_INVALIDARG,
+             {Xml().Save(nullptr, Memory().get(), 0), Xml().Save(outer, nullptr, 0),
+              Xml().Load(Memory("<a/>").get(), nullptr, nullptr), Xml().Load(nullptr, &loaded, nullptr),
+              Xml().SetText(nullptr, L"a"), Xml().SetText(document.get(), L"a"), Xml().SetName(nullptr, L"a"),
+              Xml().SetName(text.get(), L"a"), Xml().SetAttribute(text.get(), L"a", L"")});
+  ExpectEach(YK_E_NOTFOUND,
+             {Xml().RemoveNode(nullptr), Xml().RemoveNode(outer), Xml().RemoveAttribute(nullptr, L"a"),
+              Xml().RemoveAttribute(outer, nullptr), Xml().RemoveAttribute(outer, L"a")});
+  ExpectEach<XmlNode*>(
+      nullptr, {loaded, Xml().FindChild(nullptr, nullptr, nullptr), Xml().FindChild(outer, nullptr, outer)});
+  ExpectEach<XmlAttribute*>(nullptr,
+                            {Xml().FindAttribute(nullptr, L"a"), Xml().FindAttribute(outer, nullptr)});
+  Xml().FreeNode(nullptr);
 }
 
 TEST(XmlTree, RefusesWhatXmlCannotExpress) {
@@ -285,11 +312,13 @@ TEST(XmlTree, RefusesWhatXmlCannotExpress) {
     for (wchar_t const* content : contents)
       EXPECT_EQ(Tree(Xml().CreateNode(kind, content)) != nullptr, taken) << kind << (content ? content : L"");
   }
-  Tree const element(Xml().CreateNode(XML_ELEMENT, L"e"));
-  EXPECT_EQ(Xml().SetText(element.get(), L"\xDC00"), E_INVALIDARG);
-  EXPECT_EQ(Xml().SetAttribute(element.get(), L"=", L""), E_INVALIDARG);
-  EXPECT_EQ(Xml().SetName(element.get(), L""), E_INVALIDARG);
+  Tree const element(Xml().CreateNode(XML_ELEMENT, L"e")),
+      comment(Xml().CreateNode(XML_COMMENT, L"\n1\r\n2\r3\n"));
+  ExpectEach(E_INVALIDARG,
+             {Xml().SetText(element.get(), L"\xDC00"), Xml().SetAttribute(element.get(), L"=", L""),
+              Xml().SetAttribute(element.get(), L"a", L"\xD800"), Xml().SetName(element.get(), L"")});
   EXPECT_EQ(Line(element), L"e");
+  EXPECT_EQ(Line(comment), L"!'\n1\n2\n3\n'");
 }
 
 }  // namespace
