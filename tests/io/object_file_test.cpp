@@ -166,7 +166,8 @@ TEST(ObjectFile, KeepsTheFirstFailure) {
   std::tuple<SpyStream::Fault, std::string, HRESULT> const rows[] = {
       {SpyStream::WRITE, "", YK_E_ACCESS},   {SpyStream::SHORT, "", E_FAIL},
       {SpyStream::SEEK, "", E_FAIL},         {SpyStream::STATE, "", E_FAIL},
-      {SpyStream::READ, texts, YK_E_ACCESS}, {SpyStream::SEEK, texts, E_FAIL}};
+      {SpyStream::READ, texts, YK_E_ACCESS}, {SpyStream::SEEK, texts, E_FAIL},
+      {SpyStream::SHORT_READ, texts, E_FAIL}};
   for (auto const& [fault, content, result] : rows) {
     for (int call = 0, failed = true; failed; ++call) {
       SpyStream stream(content);

@@ -77,10 +77,10 @@ inline yk::Ref<yk::Deserializer> Reader(yk::Stream& stream, unsigned flags) {
 }
 
 /// Bytes that stand at `base` of a stream whose front is not there; lives on the stack. One call can be made
-/// to fail: the `left`-th of its kind from here.
+/// to fail, the `left`-th of its kind from here, or all from there on.
 class SpyStream : public yk::Stream {
  public:
-  enum Fault { NONE, READ, WRITE, SHORT, SEEK, STATE };
+  enum Fault { NONE, READ, WRITE, SHORT_READ, SHORT, SEEK, STATE };
 
   explicit SpyStream(std::string content = {}, size_t at = 0) : bytes(content), base(at), position(at) {}
 
@@ -89,6 +89,7 @@ class SpyStream : public yk::Stream {
     size_t const at = std::min(position - base, bytes.size());
     *done = 0;
     if (Fails(READ)) return yk::YK_E_ACCESS;
+    if (Fails(SHORT_READ)) size /= 2;
     // the rest stays as it is
     *done = static_cast<unsigned>(bytes.copy(static_cast<char*>(buffer), size, at));
     position += *done;
@@ -96,16 +97,17 @@ class SpyStream : public yk::Stream {
   }
   HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override {
     if (Fails(WRITE)) return yk::YK_E_ACCESS;
-    if (Fails(SHORT)) *done = --size;  // else it does not tell
+    if (size > 0 && Fails(SHORT)) *done = --size;  // else it does not tell
     bytes.resize(std::max(bytes.size(), position - base + size));
     bytes.replace(position - base, size, static_cast<char const*>(buffer), size);
     position += size;
     return S_OK;
   }
-  HRESULT Seek(long offset, unsigned origin, unsigned*) noexcept override {
+  HRESULT Seek(long offset, unsigned origin, unsigned* at) noexcept override {
     ++seeks;
     if (Fails(SEEK)) return E_FAIL;
-    position = (origin == FROM_START ? 0 : position) + offset;
+    position = (origin == FROM_START ? 0 : origin == FROM_END ? base + bytes.size() : position) + offset;
+    if (at) *at = static_cast<unsigned>(position);
     return S_OK;
   }
   unsigned GetPosition() noexcept override { return Call(), static_cast<unsigned>(position); }
@@ -116,7 +118,7 @@ class SpyStream : public yk::Stream {
   std::string bytes;
   size_t base, position;
   int seeks = 0, left = 0;
-  bool failed = false;
+  bool failed = false, isForGood = false;
   Fault fault = NONE;
   std::function<void()> onCall;
 
@@ -126,7 +128,7 @@ class SpyStream : public yk::Stream {
   }
   bool Fails(Fault what) {
     Call();
-    if (fault != what || left-- != 0) return false;
+    if (fault != what || (left-- != 0 && !(failed && isForGood))) return false;
     return failed = true;
   }
 };

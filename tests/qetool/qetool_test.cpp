@@ -4,12 +4,13 @@
 #include <qecore/core/system.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/values/string.h>
+#include <windows.h>
 
 #include <algorithm>
 #include <filesystem>
 
 #include "image/support.h"
-#include "run_tool.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -17,13 +18,42 @@ using namespace yk;
 using testing::HasSubstr;
 using testing::StartsWith;
 
+struct ToolResult {
+  int exitCode;
+  std::string out, err;
+};
+
 class Tool : public testing::Test {
  protected:
   Tool() : system(Ref<System>::Adopt(System::Create())) {
     system->ScanModules(ProgramFolder().c_str(), caches.Path(L"cache").c_str());
   }
 
-  ToolResult Run(std::wstring const& arguments) const { return RunTool(arguments, folder); }
+  // Runs `qetool ARGUMENTS` in the folder. Its texts are as a terminal shows them: without carriage returns.
+  ToolResult Run(std::wstring const& arguments) const {
+    TempFolder const outputs;
+    SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
+    auto const create = [&](wchar_t const* name) {
+      return CreateFileW(outputs.Path(name).c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited,
+                         CREATE_ALWAYS, 0, nullptr);
+    };
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup, startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = create(L"out"), startup.hStdError = create(L"err");
+    PROCESS_INFORMATION process = {};
+    std::wstring line = L"\"" + ProgramFolder() + L"qetool.exe\" " + arguments;
+    DWORD exitCode = 0;
+    EXPECT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
+                               folder.Path().c_str(), &startup, &process))
+        << GetLastError();
+    WaitForSingleObject(process.hProcess, 60000);
+    GetExitCodeProcess(process.hProcess, &exitCode);
+    for (HANDLE handle : {process.hProcess, process.hThread, startup.hStdOutput, startup.hStdError})
+      CloseHandle(handle);
+    ToolResult result = {static_cast<int>(exitCode), outputs.Read(L"out"), outputs.Read(L"err")};
+    for (std::string* text : {&result.out, &result.err}) std::erase(*text, '\r');
+    return result;
+  }
 
   // Success says nothing on standard error; what it prints is the result.
   std::string Good(std::wstring const& arguments) const {

@@ -1,16 +1,98 @@
 // The image filters of qewic.qem, made through the registry as a host makes them.
 #include <math.h>
 #include <objbase.h>
-#include <qecore/io/file_type.h>
+#include <qecore/core/filter.h>
+#include <qecore/core/system.h>
 #include <qecore/values/map.h>
-#include <support/binary.h>
+#include <qecore/values/string.h>
 
 #include <thread>
-#include <utility>
 
-#include "filters.h"
+#include "image/support.h"
+#include "io/streams.h"
+#include "support/binary.h"
+#include "support/temp_folder.h"
 
 namespace {
+
+using namespace yk;
+
+/// A System that knows the plug-ins beside the test program.
+class Filters : public testing::Test {
+ protected:
+  Filters() : system(Ref<System>::Adopt(System::Create())) {
+    system->ScanModules(ProgramFolder().c_str(), cacheFolder.Path(L"cache").c_str());
+  }
+
+  static Ref<ykFlt2d> Filter(Guid const& type) {
+    Ref<ykFlt2d> filter;
+    EXPECT_EQ(CreateInterface(type, filter.ReceiveVoid()), S_OK);
+    return filter;
+  }
+
+  TempFolder cacheFolder;
+  Ref<System> system;
+};
+
+std::string FromHex(std::string const& hex) {
+  std::string bytes;
+  for (size_t i = 0; i < hex.size(); i += 2)
+    bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+  return bytes;
+}
+
+HRESULT Decode(ykFlt2d& filter, Stream& stream, ImageRef& image) {
+  AbstractImage* out = reinterpret_cast<AbstractImage*>(intptr_t{-1});
+  HRESULT const result = filter.Read(&stream, &out, 0);
+  EXPECT_EQ(out != nullptr, Succeeded(result));
+  image = ImageRef::Adopt(Succeeded(result) ? static_cast<Image2d*>(out) : nullptr);
+  return result;
+}
+
+std::string Encode(ykFlt2d& filter, Image2d& image, unsigned options = 0) {
+  Ref<Stream> const stream = Memory("");
+  EXPECT_EQ(filter.Write(stream.get(), &image, options), S_OK);
+  return Content(*stream);
+}
+
+/// Writes and reads again; null after a failure.
+ImageRef ThereAndBack(ykFlt2d& filter, Image2d& image, unsigned options = 0) {
+  ImageRef back;
+  EXPECT_EQ(Decode(filter, *Memory(Encode(filter, image, options)), back), S_OK);
+  return back;
+}
+
+/// A picture whose byte `channel` of the pixel (x, y) is paint(x, y, channel).
+template <class Paint>
+ImageRef Painted(IMG_FORMAT format, int width, int height, Paint paint) {
+  ImageRef image = NewImage(format, width, height);
+  int const size = image->bytesPerPixel;
+  for (int y = 0; y < height; ++y) {
+    for (int i = 0; i < width * size; ++i) {
+      image->GetLine(y)[i] = static_cast<uint8_t>(paint(i / size, y, i % size));
+    }
+  }
+  return image;
+}
+
+/// Noise whose palette is opaque, since most files cannot say otherwise.
+ImageRef Opaque(IMG_FORMAT format, int width, int height) {
+  ImageRef image = Noise(format, width, height);
+  for (int i = 0; i < image->paletteCount; ++i) image->palette[i].alpha = 255;
+  return image;
+}
+
+/// The pixels from the top row down, without padding, in another format.
+std::string Pixels(Image2d& image, IMG_FORMAT format) {
+  std::string all;
+  size_t const size = (static_cast<size_t>(image.width) * img::GetFacts(format).bits + 7) / 8;
+  for (int y = 0; y < image.height; ++y) {
+    std::string row(size + 4, '\0');
+    EXPECT_EQ(image.ConvertLine(y, format, row.data(), INT_MAX), S_OK);
+    all += row.substr(0, size);
+  }
+  return all;
+}
 
 Guid const* const TYPES[] = {&ids::FILE_PNG, &ids::FILE_JPEG, &ids::FILE_BMP, &ids::FILE_GIF,
                              &ids::FILE_TIFF};
@@ -54,36 +136,22 @@ constexpr char PNG_GREY_ALPHA[] =
 constexpr char PNG_HUGE[] =
     "89504e470d0a1a0a0000000d494844520000ea600000ea6008020000000fb0e2150000000c4944415478da6360a03d0000006400"
     "01b899ef990000000049454e44ae426082";
-// bottom row first: red, green; blue, white
-constexpr char BMP_RGB[] =
-    "424d4600000000000000360000002800000002000000020000000100180000000000100000000000000000000000000000000000"
-    "0000ff0000ffffff00000000ff00ff000000";
-// the first of white and black
-constexpr char GIF_INDEX[] = "47494638396101000100800000ffffff0000002c00000000010001000002024401003b";
-
-TEST_F(Filters, ReadKnownFilesUprightAndInTheirColours) {
+TEST_F(Filters, ReadKnownPngsUprightAndInTheirColours) {
   struct {
-    Guid const& type;
     char const* hex;
     IMG_FORMAT format;
     int width;
     Bytes pixels;  // from the top row down
     Bytes entry;   // red, green, blue, alpha of index 1, where there is a palette
   } const files[] = {
-      {ids::FILE_PNG, PNG_RGB, IMG_BGR24, 2, {0, 0, 255, 0, 255, 0, 255, 0, 0, 3, 2, 1}, {}},
-      {ids::FILE_PNG, PNG_PALETTE, IMG_PAL4, 3, {0x01, 0x20, 0x32, 0x10}, {40, 50, 60, 128}},
-      {ids::FILE_PNG, PNG_GREY_ALPHA, IMG_BGRA32, 1, {77, 77, 77, 200}, {}},
-      {ids::FILE_BMP, BMP_RGB, IMG_BGR24, 2, {0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 255}, {}},
-      {ids::FILE_GIF, GIF_INDEX, IMG_PAL8, 1, {0}, {0, 0, 0, 255}},
+      {PNG_RGB, IMG_BGR24, 2, {0, 0, 255, 0, 255, 0, 255, 0, 0, 3, 2, 1}, {}},
+      {PNG_PALETTE, IMG_PAL4, 3, {0x01, 0x20, 0x32, 0x10}, {40, 50, 60, 128}},
+      {PNG_GREY_ALPHA, IMG_BGRA32, 1, {77, 77, 77, 200}, {}},
   };
   for (auto const& file : files) {
     SCOPED_TRACE(file.hex);
-    Ref<Stream> const stream = MemoryWith(FromHex(file.hex));
-    Guid type;
-    EXPECT_EQ(qe_DetectFileType(stream.get(), type), S_OK);
-    EXPECT_EQ(type, file.type);
     ImageRef image;
-    ASSERT_EQ(Decode(*Filter(file.type), *stream, image), S_OK);
+    ASSERT_EQ(Decode(*Filter(ids::FILE_PNG), *Memory(FromHex(file.hex)), image), S_OK);
     EXPECT_EQ(image->format, file.format);
     EXPECT_EQ(image->width, file.width);
     EXPECT_EQ(Pixels(*image, image->format), std::string(file.pixels.begin(), file.pixels.end()));
@@ -148,14 +216,14 @@ TEST_F(Filters, TakeAQualityForJpeg) {
   for (unsigned quality : {1, 50, 100}) {
     std::string const file = Encode(*filter, *photograph, quality);
     ImageRef back;
-    ASSERT_EQ(Decode(*filter, *MemoryWith(file), back), S_OK);
+    ASSERT_EQ(Decode(*filter, *Memory(file), back), S_OK);
     double const error = MeanError(*photograph, *back);
     EXPECT_GT(file.size(), lastSize) << quality;
     EXPECT_LT(error, lastError) << quality;
     lastSize = file.size(), lastError = error;
   }
   EXPECT_LT(lastError, 1);
-  EXPECT_EQ(filter->Write(MemoryWith("").get(), photograph.get(), 101), E_INVALIDARG);
+  EXPECT_EQ(filter->Write(Memory("").get(), photograph.get(), 101), E_INVALIDARG);
 }
 
 // Smooth pictures of every small size come back within a few levels, also where a file's units of 8 or 16
@@ -189,9 +257,9 @@ TEST_F(Filters, ReadACutFileWholeOrNotAtAll) {
     Ref<ykFlt2d> const filter = Filter(*type);
     std::string const file = SmallFile(*type, *filter);
     ImageRef whole, image;
-    ASSERT_EQ(Decode(*filter, *MemoryWith(file), whole), S_OK);
+    ASSERT_EQ(Decode(*filter, *Memory(file), whole), S_OK);
     for (size_t at = 0; at < file.size(); ++at) {
-      if (Failed(Decode(*filter, *MemoryWith(file.substr(0, at)), image))) continue;
+      if (Failed(Decode(*filter, *Memory(file.substr(0, at)), image))) continue;
       EXPECT_EQ(Pixels(*image, IMG_BGR24), Pixels(*whole, IMG_BGR24)) << at << " of " << file.size();
       EXPECT_GT(at, file.size() * 3 / 4);  // what may be missing is the end's decoration
     }
@@ -204,12 +272,12 @@ TEST_F(Filters, RefuseWhatIsNotTheirs) {
     std::string const file = SmallFile(*type, *Filter(*type));
     for (Guid const* other : TYPES) {
       HRESULT const expected = other == type ? S_OK : YK_E_BADFILE;
-      EXPECT_EQ(Decode(*Filter(*other), *MemoryWith(file), image), expected);
+      EXPECT_EQ(Decode(*Filter(*other), *Memory(file), image), expected);
     }
   }
-  EXPECT_LT(Decode(*Filter(ids::FILE_PNG), *MemoryWith(FromHex(PNG_HUGE)), image), 0);
+  EXPECT_LT(Decode(*Filter(ids::FILE_PNG), *Memory(FromHex(PNG_HUGE)), image), 0);
   Ref<ykFlt2d> const filter = Filter(ids::FILE_PNG);
-  Ref<Stream> const stream = MemoryWith("");
+  Ref<Stream> const stream = Memory("");
   EXPECT_EQ(filter->Read(stream.get(), nullptr, 0), E_INVALIDARG);
   EXPECT_EQ(filter->Write(nullptr, Noise(IMG_BGR24, 1, 1).get(), 0), E_INVALIDARG);
   EXPECT_EQ(filter->Write(stream.get(), ImageRef::Adopt(Image2d::Create()).get(), 0), YK_E_EMPTY);
@@ -219,62 +287,34 @@ TEST_F(Filters, RefuseWhatIsNotTheirs) {
 
 // ---- streams
 
-enum Fault { REFUSES, FALLS_SHORT, TELLS_LATER };
-
-// Fails from the n-th call of Read or Write on, in one of three ways.
-class FailingStream final : public Destroys<FailingStream, Stream> {
- public:
-  FailingStream(std::string const& bytes, int calls, Fault kind)
-      : left(calls), stream(MemoryWith(bytes)), fault(kind) {}
-
-  using Stream::Read;
-  HRESULT Read(void* buffer, unsigned size, unsigned* done) noexcept override {
-    if (left-- > 0) return stream->Read(buffer, size, done);
-    return fault == REFUSES ? YK_E_ACCESS : stream->Read(buffer, size / 2, done);
-  }
-  HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override {
-    bool const works = left-- > 0;
-    if (fault == TELLS_LATER) return stream->Write(buffer, size, nullptr);  // nor does it tell how much
-    if (works) return stream->Write(buffer, size, done);
-    return fault == REFUSES ? YK_E_ACCESS : stream->Write(buffer, size / 2, done);
-  }
-  HRESULT Seek(long offset, unsigned origin, unsigned* at) noexcept override {
-    return stream->Seek(offset, origin, at);
-  }
-  unsigned GetPosition() noexcept override { return stream->GetPosition(); }
-  unsigned GetSize() noexcept override { return stream->GetSize(); }
-  HRESULT GetState() noexcept override { return left < 0 && fault == TELLS_LATER ? YK_E_ACCESS : S_OK; }
-
-  int left;
-
- private:
-  Ref<Stream> stream;
-  Fault fault;
-};
-
 TEST_F(Filters, PassOnTheFailureOfAStream) {
-  std::pair<Fault, bool> const rows[] = {
-      {REFUSES, true}, {REFUSES, false}, {FALLS_SHORT, true}, {FALLS_SHORT, false}, {TELLS_LATER, false}};
+  std::tuple<SpyStream::Fault, bool, HRESULT> const rows[] = {
+      {SpyStream::READ, true, YK_E_ACCESS},
+      {SpyStream::SHORT_READ, true, E_FAIL},
+      {SpyStream::WRITE, false, YK_E_ACCESS},
+      {SpyStream::SHORT, false, E_FAIL},
+      {SpyStream::STATE, false, E_FAIL}};  // which is told later
   for (Guid const* type : TYPES) {
     Ref<ykFlt2d> const filter = Filter(*type);
     ImageRef const image = Noise(IMG_BGR24, 60, 40);
     std::string const file = Encode(*filter, *image);
-    for (auto const& [fault, reads] : rows) {
-      for (int calls = 0, left = -1; left < 0; calls += 1 + calls / 10) {
-        auto const stream = Ref<FailingStream>::Adopt(new FailingStream(reads ? file : "", calls, fault));
+    for (auto const& [fault, reads, expected] : rows) {
+      for (int calls = 0, failed = true; failed; calls += 1 + calls / 10) {
+        SpyStream stream(reads ? file : "");
+        stream.fault = fault, stream.left = calls, stream.isForGood = true;
         ImageRef back;
         unsigned const quality = filter->GetFlags() & 4 && calls % 2 ? 50 : 0;
         HRESULT const result =
-            reads ? Decode(*filter, *stream, back) : filter->Write(stream.get(), image.get(), quality);
-        left = stream->left;
-        ASSERT_EQ(result, left >= 0 ? S_OK : fault == FALLS_SHORT ? E_FAIL : YK_E_ACCESS) << calls;
-        ASSERT_EQ(References(stream.get()), 1u);
+            reads ? Decode(*filter, stream, back) : filter->Write(&stream, image.get(), quality);
+        failed = stream.failed;
+        ASSERT_EQ(result, failed ? expected : S_OK) << fault << ' ' << calls;
+        ASSERT_EQ(References(&stream), 1u);
       }
     }
   }
-  auto const few =
-      Ref<FailingStream>::Adopt(new FailingStream("", 9, REFUSES));  // calls: not one for each byte
-  EXPECT_EQ(Filter(ids::FILE_JPEG)->Write(few.get(), Noise(IMG_BGR24, 60, 40).get(), 50), S_OK);
+  SpyStream few;
+  few.fault = SpyStream::WRITE, few.left = 9;  // calls: not one for each byte
+  EXPECT_EQ(Filter(ids::FILE_JPEG)->Write(&few, Noise(IMG_BGR24, 60, 40).get(), 50), S_OK);
 }
 
 TEST_F(Filters, WorkInTheMiddleOfAStream) {
@@ -282,11 +322,11 @@ TEST_F(Filters, WorkInTheMiddleOfAStream) {
     Ref<ykFlt2d> const filter = Filter(*type);
     ImageRef const image = Noise(IMG_GRAY8, 13, 4);
     std::string const alone = Encode(*filter, *image);
-    Ref<Stream> const stream = MemoryWith("before");
+    Ref<Stream> const stream = Memory("before");
     stream->Seek(0, Stream::FROM_END);
     ASSERT_EQ(filter->Write(stream.get(), image.get(), 0), S_OK);
     stream->Write("after", 5);
-    EXPECT_EQ(BytesOf(*stream), "before" + alone + "after");
+    EXPECT_EQ(Content(*stream), "before" + alone + "after");
     stream->Seek(6, Stream::FROM_START);
     ImageRef back;
     ASSERT_EQ(Decode(*filter, *stream, back), S_OK);
@@ -300,9 +340,9 @@ TEST_F(Filters, LeaveTheThreadsComAsItWas) {
   std::string const file = Encode(*Filter(ids::FILE_PNG), *Noise(IMG_BGR24, 3, 3));
   std::thread([&] {
     ImageRef image;
-    EXPECT_EQ(Decode(*Filter(ids::FILE_PNG), *MemoryWith(file), image), S_OK);
+    EXPECT_EQ(Decode(*Filter(ids::FILE_PNG), *Memory(file), image), S_OK);
     EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);  // the mode was still free
-    EXPECT_EQ(Decode(*Filter(ids::FILE_PNG), *MemoryWith(file), image), S_OK);
+    EXPECT_EQ(Decode(*Filter(ids::FILE_PNG), *Memory(file), image), S_OK);
     EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_FALSE);  // and is still there
     CoUninitialize();
     CoUninitialize();
