@@ -106,13 +106,12 @@ class Matcher {
     return Star::GO_ON;
   }
 
-  /// For `*.`: no dot from some place on, or only one at the very end.
+  /// For `*.`: no dot from some place on, or only one at the very end. Some place is always reached.
   bool HasNoExtension() const noexcept {
-    for (size_t i = length + 1; i-- > 0;) {
+    for (size_t i = length;; --i) {
       if (i + 1 < length && name[i] == L'.') return false;
       if (reached[i]) return true;
     }
-    return false;
   }
 
   wchar_t const* name;

@@ -145,18 +145,10 @@ void Writer::Tree(XmlNode const& top) noexcept {
 
 /// \return whether the children follow, and then EndElement
 bool Writer::Begin(XmlNode const& node) noexcept {
-  switch (node.Kind()) {
-    case XML_COMMENT:
-      Enclosed(L"<!--", View(node.Text()), L"-->");
-      return false;
-    case XML_INSTRUCTION:
-      Enclosed(L"<?", View(node.Text()), L"?>");
-      return false;
-    case XML_ELEMENT:
-      return BeginElement(node);
-    default:
-      return false;
-  }
+  if (node.Kind() == XML_ELEMENT) return BeginElement(node);
+  bool const isComment = node.Kind() == XML_COMMENT;
+  Enclosed(isComment ? L"<!--" : L"<?", View(node.Text()), isComment ? L"-->" : L"?>");
+  return false;
 }
 
 void Writer::Enclosed(wstring_view left, wstring_view text, wstring_view right) noexcept {
