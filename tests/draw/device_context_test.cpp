@@ -4,12 +4,12 @@
 #include <qecore/core/registry.h>
 #include <qecore/core/system.h>
 #include <qecore/draw/color.h>
-#include <qecore/image/image.h>
 #include <qecore/values/string.h>
 
 #include <functional>
 #include <tuple>
 
+#include "image/support.h"
 #include "support/binary.h"
 #include "support/each.h"
 #include "surface.h"
@@ -33,12 +33,6 @@ std::string Counts(Paint const& paint) {
     if (i % 6 == 5) text += '/';
   }
   return text;
-}
-
-Ref<Image2d> MakeImage(IMG_FORMAT format, int w, int h) {
-  Ref<Image2d> image = Ref<Image2d>::Adopt(Image2d::Create());
-  EXPECT_EQ(image->Create(format, w, h), S_OK);
-  return image;
 }
 
 }  // namespace
@@ -103,7 +97,7 @@ TEST(DeviceContext, MakesAndKeepsItsSurface) {
 TEST(DeviceContext, SaysWhyItPaintsNothing) {
   auto const colour = [](int, int, void*) { return WHITE; };
   auto const pixel = [](unsigned char*, unsigned char const*, void*) {};
-  Ref<Image2d> const owner = MakeImage(IMG_BGR24, 2, 2), empty = Ref<Image2d>::Adopt(Image2d::Create());
+  Ref<Image2d> const owner = NewImage(IMG_BGR24, 2, 2), empty = Ref<Image2d>::Adopt(Image2d::Create());
   Image2d* const image = owner.get();
   point2df const points[] = {{0, 0}, {8, 0}, {0, 8}}, &a = points[0], &b = points[1];
   POINT const corners[] = {{0, 0}, {8, 0}, {0, 8}, {INT_MIN, 0}, {0, INT_MAX}, {INT_MIN, INT_MAX}};
@@ -277,9 +271,8 @@ TEST(DeviceContext, ChangesAlphaOnAlphaSurfacesOnly) {
     Ref<IDC> const dc = MakeSurface(4, 1, true);
     dc->Clear(alpha << 24 | 0xC80064);
     dc->SetOrigin(1, 0);
-    EXPECT_EQ(dc->PremultiplyAlpha({-9, -9, 0, 9}), S_OK);
-    EXPECT_EQ(dc->WhitenOpaque({0, -9, 1, 99}), S_OK);
-    EXPECT_EQ(dc->SetAlpha({1, -9, 2, 99}, 7), S_OK);
+    ExpectEach(S_OK, {dc->PremultiplyAlpha({-9, -9, 0, 9}), dc->WhitenOpaque({0, -9, 1, 99}),
+                      dc->SetAlpha({1, -9, 2, 99}, 7)});
     int const a = int(alpha);
     Pixel const plain = {200, 0, 100, a}, white = a ? Pixel{255, 255, 255, a} : plain;
     EXPECT_EQ(Pixels(*dc),
@@ -325,7 +318,7 @@ TEST(DeviceContext, BlitsWithAndWithoutItsMemoryDC) {
 TEST(Attached, DrawsIntoTheImage) {
   Ref<IDC> const memory = MakeSurface(1, 1, false);
   for (IMG_FORMAT format : {IMG_BGR24, IMG_BGRA32}) {
-    Ref<Image2d> const image = MakeImage(format, 9, 5);
+    Ref<Image2d> const image = NewImage(format, 9, 5);
     Ref<IDC> const dc = MakeSurface(3, 3, false);
     dc->SetMode(IDC::MODE_INVERT);
     EXPECT_EQ(dc->Attach(memory->memoryDC, image.get()), S_OK);
@@ -341,7 +334,7 @@ TEST(Attached, DrawsIntoTheImage) {
   }
   Ref<IDC> const dc = MakeSurface(3, 3, false);
   HDC const own = dc->memoryDC;
-  EXPECT_EQ(dc->Attach(own, MakeImage(IMG_BGR24, 2, 2).get()), S_OK);
+  EXPECT_EQ(dc->Attach(own, NewImage(IMG_BGR24, 2, 2).get()), S_OK);
   EXPECT_EQ(GetObjectType(own), static_cast<DWORD>(OBJ_MEMDC));
 }
 
@@ -349,7 +342,7 @@ TEST(Attached, DrawsImagesThroughACallback) {
   auto const sum = [](unsigned char* to, unsigned char const* from, void* calls) {
     to[0] = from[0], ++*static_cast<int*>(calls);
   };
-  Ref<Image2d> const image = MakeImage(IMG_BGR48, 8, 6);
+  Ref<Image2d> const image = NewImage(IMG_BGR48, 8, 6);
   for (int i = 0; i < 48; ++i) image->GetLineEx(i / 8, i % 8)[0] = static_cast<unsigned char>(i + 1);
   struct {
     xrect2d r;
@@ -371,7 +364,7 @@ TEST(Attached, DrawsImagesThroughACallback) {
 
 TEST(Attached, LeavesNoGdiObjectsBehind) {
   for (int i = 0; i < 420; ++i) {
-    Ref<Image2d> const image = MakeImage(i & 1 ? IMG_BGR24 : IMG_BGRA32, 6, 6);
+    Ref<Image2d> const image = NewImage(i & 1 ? IMG_BGR24 : IMG_BGRA32, 6, 6);
     Ref<IDC> const memory = MakeSurface(1, 1, false);
     Ref<IDC> const dc = MakeSurface(4, 4, i & 2);
     POINT const triangle[] = {{0, 0}, {3, 0}, {0, 3}};

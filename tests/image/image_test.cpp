@@ -6,6 +6,7 @@
 
 #include "support.h"
 #include "support/binary.h"
+#include "support/each.h"
 
 using namespace yk;
 
@@ -103,9 +104,9 @@ TEST(Create, TakesMemoryFromWhereItSays) {
 TEST(ConvertLine, NeedsRoomForAPaddedRowAndWritesNoMore) {
   ImageRef const image = Noise(IMG_GRAY8, 3, 2);
   Bytes out(40, 0xCD);
-  EXPECT_EQ(image->ConvertLine(0, IMG_BGR24, out.data(), 11), E_INVALIDARG);
-  EXPECT_EQ(image->ConvertLine(2, IMG_BGR24, out.data(), 12), E_INVALIDARG);
-  EXPECT_EQ(image->ConvertLine(0, IMG_BGR24, nullptr, 12), E_INVALIDARG);
+  ExpectEach(E_INVALIDARG, {image->ConvertLine(0, IMG_BGR24, out.data(), 11),
+                            image->ConvertLine(2, IMG_BGR24, out.data(), 12),
+                            image->ConvertLine(0, IMG_BGR24, nullptr, 12)});
   EXPECT_EQ(out[0], 0xCD);
   EXPECT_EQ(image->ConvertLine(0, IMG_BGRF, out.data(), 36), S_OK);
   EXPECT_EQ(memcmp(&out[32], &out[28], 4), 0);

@@ -51,7 +51,7 @@ TEST(DetectFileType, AsksAHostsStreamForItsName) {
   HostFile file;
   Guid type = {};
   EXPECT_EQ(qe_DetectFileType(nullptr, type), E_INVALIDARG);
-  file.bytes = "nothing known";  // behind which its Seek finds nothing
+  file.bytes = "nothing known";  // and too little for a footer
   EXPECT_EQ(qe_DetectFileType(&file, type), S_OK);
   EXPECT_EQ(type, ids::FILE_GIF);
   file.result = E_FAIL;
