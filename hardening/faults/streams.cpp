@@ -61,6 +61,33 @@ Outcome GrowMemStream() {
   return outcome;
 }
 
+// What fits the capacity need not fit the block of a stream that was cut; one that is full needs no growth.
+Outcome GrowCutMemStream() {
+  constexpr unsigned STEP = 0x10000;
+  Outcome outcome;
+  for (unsigned const size : {500u, STEP - 1000, STEP, 1u}) {
+    bool const fills = size == 1;
+    Ref<Stream> const stream = Calmly([&] {
+      Ref<Stream> made;
+      if (Failed(MemStream::Create(made.Receive()))) abort();
+      made->Write(std::string(STEP, 'a').data(), fills ? STEP - 1 : 1);
+      if (!fills) made->SetSize(1000);
+      made->Seek(0, Stream::FROM_END);
+      return made;
+    });
+    unsigned const before = stream->GetSize();
+    unsigned done = 1;
+    bool const written = outcome.Note(stream->Write(std::string(size, 'b').data(), size, &done));
+    outcome.whole = outcome.whole && written;
+    if (done != (written ? size : 0)) outcome.broken = "a write that tells another size";
+    if (stream->GetSize() != before + done && stream->GetSize() > 0)
+      outcome.broken = "a stream of another size";
+    if (Succeeded(static_cast<MemStream&>(*stream).GetFailure()) != written)
+      outcome.broken = "a failure that is not kept";
+  }
+  return outcome;
+}
+
 Outcome ReadBuffered() {
   Outcome outcome;
   Ref<Stream> file, buffered;
@@ -187,12 +214,29 @@ Outcome CompareNames() {
   return outcome;
 }
 
+// A named part of a file is written as it is: it cannot be replaced alone.
+Outcome SavePart() {
+  constexpr char16_t PART[] = u"C:\\target:part";
+  Outcome outcome;
+  SaveFile save;
+  if (outcome.Note(save.Open(Wide(PART)))) {
+    save.GetStream()->Write("bytes", 5);
+    outcome.Note(save.Commit());
+  }
+  save.Discard();
+  outcome.whole = harness::ReadFile(PART) == "bytes";
+  if (harness::ReadFile(TARGET) != "old") outcome.broken = "the file itself has changed";
+  return outcome;
+}
+
 constexpr Scenario SCENARIOS[] = {
     {"memory stream: grow", harness::MEMORY | harness::LOCK, nullptr, GrowMemStream},
+    {"memory stream: cut and grow", harness::MEMORY | harness::LOCK, nullptr, GrowCutMemStream},
     {"buffered stream: read", LOADING, PutSource, ReadBuffered},
     {"streams: copy", SAVING | harness::READ, PutSource, Copy},
     {"file stream: write", SAVING, PutSource, WriteFile},
     {"save file: replace", SAVING | harness::REMOVE, PutSource, ReplaceFile},
+    {"save file: a named part", SAVING, PutSource, SavePart},
     {"file stream: temporary", SAVING | LOADING, PutSource, UseTemporary},
     {"string: temporary file", harness::MEMORY | harness::OPEN, PutSource, MakeTemporaryName},
     {"stream: read a text", harness::MEMORY, nullptr, ReadText},

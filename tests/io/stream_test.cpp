@@ -4,7 +4,6 @@
 
 #include <random>
 
-#include "leaks/leaks.h"
 #include "streams.h"
 #include "support/binary.h"
 
@@ -85,25 +84,6 @@ TEST(MemStream, ShrunkBlockIsNeverOverrun) {
   EXPECT_EQ(Content(*stream), std::string(10, 'a') + std::string(5000, 'b'));
   char c;
   EXPECT_EQ(stream->Read(&c, 1), E_FAIL) << "the very end is a failure here";
-}
-
-// What fits the capacity need not fit the block, and the system may have no more.
-TEST(MemStream, RefusedGrowthFailsTheWrite) {
-  std::tuple<unsigned, unsigned, unsigned> const rows[] = {
-      {1, 1000, 500}, {1, 1000, 0x10000 - 1000}, {1, 1000, 0x10000}, {0xFFFF, 0xFFFF, 1}};
-  for (auto const& [first, cut, size] : rows) {
-    bool const fits = size == 1;
-    Ref<Stream> const stream = Memory(std::string(first, 'a'));
-    if (!fits) stream->SetSize(cut);
-    stream->Seek(0, Stream::FROM_END);
-    Scarcity const scarcity(0);
-    unsigned done = 1;
-    EXPECT_EQ(stream->Write(std::string(size, 'b').data(), size, &done), fits ? S_OK : E_FAIL) << size;
-    EXPECT_EQ(done, fits ? size : 0) << size;
-    EXPECT_EQ(stream->GetSize(), cut + done) << size;
-    EXPECT_EQ(AsMem(stream)->GetFailure(), fits ? S_OK : E_FAIL);
-    EXPECT_TRUE(HeapValidate(GetProcessHeap(), 0, nullptr));
-  }
 }
 
 TEST(MemStream, StorageOfOthers) {
