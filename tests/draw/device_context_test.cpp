@@ -243,9 +243,8 @@ TEST(DeviceContext, FramesPaintEachPixelOnceAndBevelsAreMitred) {
                     {{1, 1, 4, 9}, 2, "000000/011200/012200/012200/012200/"},
                     {{-9, 1, 4, 2}, 1, "000000/222200/000000/000000/000000/"},
                     {{INT_MIN, INT_MIN, INT_MAX, 4}, 1, "000000/000000/000000/222222/000000/"}};
-  for (auto const& [r, width, painted] : rows) {
+  for (auto const& [r, width, painted] : rows)
     EXPECT_EQ(Counts([&](IDC& dc) { width ? dc.FrameBevel(r, 1, 2, width) : dc.FrameRect(r); }), painted);
-  }
   auto const one = [](int, int, void*) { return 0xFF000001u; };
   EXPECT_EQ(Counts([&](IDC& dc) { dc.FrameRect({1, 1, 5, 4}, one, nullptr); }), rows[0].painted);
   auto const round = [](IDC& dc) {

@@ -136,9 +136,8 @@ TEST(XRect2d, GrowsMovesAndCuts) {
   r.Inflate(-1, 2);
   r.Offset(8, -3);
   EXPECT_EQ(r, xrect2d(0, 0, 14, 49));
-  for (POINT const p : {POINT{0, 0}, {13, 48}, {14, 0}, {0, 49}, {-1, 0}}) {
+  for (POINT const p : {POINT{0, 0}, {13, 48}, {14, 0}, {0, 49}, {-1, 0}})
     EXPECT_EQ(r.IsInRect(p), p.x >= 0 && p.x < 14 && p.y < 49) << p.x << ',' << p.y;
-  }
   EXPECT_FALSE(r.Clip(outside));
   EXPECT_TRUE(r.Clip(part));
   EXPECT_EQ(part, xrect2d(11, 0, 14, 1));

@@ -36,13 +36,11 @@ std::wstring Line(XmlNode const* node) {
   std::wstring line = node->Name().c_str();
   if (node->Kind() == XML_COMMENT) line += L"!";
   if (node->Kind() == XML_INSTRUCTION) line += L"?";
-  for (XmlAttribute* a = node->FirstAttribute(); a; a = a->Next()) {
+  for (XmlAttribute* a = node->FirstAttribute(); a; a = a->Next())
     line += std::wstring(L"@") + a->Name().c_str() + L"=" + a->Value().c_str();
-  }
   if (!node->Text().IsEmpty()) line += std::wstring(L"'") + node->Text().c_str() + L"'";
-  for (XmlNode* child = node->FirstChild(); child; child = child->Next()) {
+  for (XmlNode* child = node->FirstChild(); child; child = child->Next())
     line += (child == node->FirstChild() ? L"(" : L" ") + Line(child);
-  }
   return node->FirstChild() ? line + L")" : line;
 }
 

@@ -162,10 +162,9 @@ TEST_F(Tool, CropsThenResizesThenFlips) {
   EXPECT_EQ(At(*image, 7, 5), (Bytes{4, 7, 7}));
   Good(L"convert in.png out.bmp --size 10x5 --flip v");
   EXPECT_EQ(At(*Load(L"out.bmp"), 0, 0), (Bytes{0, 8, 7}));  // the mean of rows 8 and 9, cut
-  for (auto const* size : {L"40x", L"x20"}) {
+  for (auto const* size : {L"40x", L"x20"})
     EXPECT_THAT(Good(std::wstring(L"convert -v in.png out.tif --size ") + size),
                 HasSubstr(": 40 x 20 pixels"));
-  }
 }
 
 // Grey never becomes transparent, and formats without a direct way are reached by several steps.
@@ -272,19 +271,17 @@ TEST_F(Tool, DumpsWhatADamagedFileStillHolds) {
   folder.Write(L"bytes.obj", std::string("\7\0\x09\0\0\0\xFF\xFE\xFD", 9));
   EXPECT_THAT(Run(L"dump bytes.obj").out, HasSubstr("7, 3 bytes: FF FE FD\n"));
   std::string deep;
-  for (unsigned size = 6 * 5000; size; size -= 6) {
+  for (unsigned size = 6 * 5000; size; size -= 6)
     deep += {'\7', '\0', char(size), char(size >> 8), char(size >> 16), '\0'};
-  }
   folder.Write(L"deep.obj", deep);
   EXPECT_THAT(Good(L"dump deep.obj"), HasSubstr("29994  " + std::string(80, ' ') + "7, 0 bytes\n"));
   EXPECT_THAT(Run(L"dump --xml deep.obj").err, HasSubstr("too deep for XML"));
   // Beside the chunks of each level there is a chain that breaks at the end: too many tries to show all
   // levels.
   std::string slow;
-  for (unsigned size = 12 * 20000; size; size -= 12) {
+  for (unsigned size = 12 * 20000; size; size -= 12)
     slow +=
         {'\7', '\0', char(size), char(size >> 8), char(size >> 16), '\0', '\7', '\0', 12, '\0', '\0', '\0'};
-  }
   folder.Write(L"slow.obj", slow);
   std::string const shown = Good(L"dump slow.obj");
   EXPECT_LT(std::count(shown.begin(), shown.end(), '\n'), 1000);

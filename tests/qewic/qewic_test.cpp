@@ -67,10 +67,9 @@ template <class Paint>
 ImageRef Painted(IMG_FORMAT format, int width, int height, Paint paint) {
   ImageRef image = NewImage(format, width, height);
   int const size = image->bytesPerPixel;
-  for (int y = 0; y < height; ++y) {
-    for (int i = 0; i < width * size; ++i) {
-      image->GetLine(y)[i] = static_cast<uint8_t>(paint(i / size, y, i % size));
-    }
+  for (int i = 0; i < width * height * size; ++i) {
+    int const x = i / size % width, y = i / size / width;
+    image->GetLineEx(y, x)[i % size] = static_cast<uint8_t>(paint(x, y, i % size));
   }
   return image;
 }
