@@ -82,6 +82,9 @@ TEST(DeviceContext, MakesAndKeepsItsSurface) {
   EXPECT_NE(Field<HDC>(dc.get(), 104), nullptr);
   int x, y;
   xrect2d clip;
+  POINT viewport = {};
+  GetViewportOrgEx(dc->memoryDC, &viewport);
+  EXPECT_EQ(xrect2d(viewport.x, viewport.y, 0, 0), xrect2d(3, -7, 0, 0));
   ExpectEach(S_OK, {dc->GetOrigin(x, y), dc->GetClip(clip)});
   EXPECT_EQ(xrect2d(x, y, clip.right, clip.bottom), xrect2d(3, -7, 10, 10));
   for (auto const& [w, h, hasAlpha] : {std::tuple{9, 10, false}, {9, 8, false}, {9, 8, true}}) {

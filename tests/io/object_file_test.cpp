@@ -70,10 +70,12 @@ TEST(ObjectFile, WorksBehindTwoGigabytes) {
     EXPECT_TRUE(reader->EndChunk());
     EXPECT_FALSE(reader->IsInChunk());
   }
-  SpyStream full({}, 0xFFFFFFFA);
-  Ref<Serializer> const writer = Writer(full, chunk::RAW);
-  writer->WriteChunk(77, "over the end", 12);
-  EXPECT_EQ(writer->GetFailure(), E_FAIL);
+  for (bool inChunk : {false, true}) {
+    SpyStream full({}, 0xFFFFFFFA);
+    Ref<Serializer> const writer = Writer(full, chunk::RAW);
+    inChunk ? writer->WriteChunk(77, "over the end", 12) : writer->Write("over the end", 12);
+    EXPECT_EQ(writer->GetFailure(), E_FAIL);
+  }
 }
 
 TEST(Deserializer, ReadsTheGoldenFile) {
