@@ -12,7 +12,7 @@ using namespace yk;
 namespace {
 
 // Reading takes the first row with the file's pixels; writing the first that the file format accepts.
-Layout const LAYOUTS[] = {
+constexpr Layout LAYOUTS[] = {
     {&GUID_WICPixelFormat1bppIndexed, IMG_PAL1, Layout::BOTH, Layout::COPY},
     {&GUID_WICPixelFormatBlackWhite, IMG_PAL1, Layout::READ, Layout::RAMP},
     {&GUID_WICPixelFormat2bppIndexed, IMG_PAL4, Layout::READ, Layout::WIDEN},
@@ -51,6 +51,30 @@ constexpr IMG_FORMAT TO_WRITE[][4] = {
     {IMG_RGB555, IMG_BGR24},
 };
 
+constexpr std::span<IMG_FORMAT const> RowOf(IMG_FORMAT format) noexcept {
+  for (auto const& row : TO_WRITE) {
+    if (row[0] == format) return {row, std::find(std::begin(row), std::end(row), IMG_NONE)};
+  }
+  return {};
+}
+
+constexpr bool HasLayout(IMG_FORMAT format) noexcept {
+  unsigned uses = 0;
+  for (Layout const& layout : LAYOUTS) uses |= layout.image == format ? layout.use : 0u;
+  return uses == Layout::BOTH;
+}
+
+/// No file has floats; all else goes both ways as it is, and ends up as BGR24 in files that do not have it.
+constexpr bool EveryFormatIsThere() noexcept {
+  return std::all_of(std::begin(img::FORMATS), std::end(img::FORMATS), [](img::FormatFacts const& facts) {
+    if (facts.kind == img::ChannelKind::NONE) return true;
+    auto const steps = RowOf(facts.format);
+    bool const isWritten = !steps.empty() && steps.back() == IMG_BGR24;
+    return isWritten && (facts.kind == img::ChannelKind::FLOAT || HasLayout(facts.format));
+  });
+}
+static_assert(EveryFormatIsThere());
+
 unsigned Index(unsigned char const* row, int bits, int x) noexcept {
   int const bit = x * bits;
   return (row[bit / 8] >> (8 - bits - bit % 8)) & ((1u << bits) - 1);
@@ -67,12 +91,7 @@ Layout const* LayoutToRead(GUID const& file) noexcept {
 
 std::span<Layout const> Layouts() noexcept { return LAYOUTS; }
 
-std::span<IMG_FORMAT const> FormatsToWrite(IMG_FORMAT format) noexcept {
-  for (auto const& row : TO_WRITE) {
-    if (row[0] == format) return {row, std::find(std::begin(row), std::end(row), IMG_NONE)};
-  }
-  return {};
-}
+std::span<IMG_FORMAT const> FormatsToWrite(IMG_FORMAT format) noexcept { return RowOf(format); }
 
 void SwapRedBlue(void* row, int width, int channels) noexcept {
   uint16_t* pixel = static_cast<uint16_t*>(row);

@@ -5,10 +5,12 @@
 #include <string.h>
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <new>
 
 #include "codec.h"
+#include "pixel_layouts.h"
 #include "stream_adapter.h"
 
 #define STB_IMAGE_WRITE_IMPLEMENTATION
@@ -65,6 +67,14 @@ void AddBytes(void* sink, void* data, int size) noexcept {
   static_cast<Sink*>(sink)->Add(static_cast<unsigned char const*>(data), static_cast<size_t>(size));
 }
 
+/// The closest to the image's own format that the encoder takes; IMG_NONE: its pixels have no meaning.
+IMG_FORMAT FormatToEncode(IMG_FORMAT format) noexcept {
+  static constexpr IMG_FORMAT TAKEN[] = {IMG_GRAY8, IMG_BGR24};
+  std::span<IMG_FORMAT const> const wanted = FormatsToWrite(format);
+  auto const found = std::find_first_of(wanted.begin(), wanted.end(), std::begin(TAKEN), std::end(TAKEN));
+  return found == wanted.end() ? IMG_NONE : *found;
+}
+
 /// One row from the top as grey, or as red, green, blue.
 bool GatherRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* row) noexcept {
   HRESULT const converted =
@@ -78,9 +88,9 @@ bool GatherRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* row) noe
 
 HRESULT WriteJpeg(Stream* stream, Image2d& image, unsigned quality) noexcept {
   if (image.width > LARGEST_SIDE || image.height > LARGEST_SIDE) return YK_E_FORMAT;
-  bool const grey = image.format == IMG_GRAY8 || image.format == IMG_GRAYF;
-  IMG_FORMAT const format = grey ? IMG_GRAY8 : IMG_BGR24;
-  int const channels = grey ? 1 : 3;
+  IMG_FORMAT const format = FormatToEncode(image.format);
+  if (format == IMG_NONE) return YK_E_FORMAT;
+  int const channels = img::GetFacts(format).channels;
   size_t const rowSize = static_cast<size_t>(image.width) * channels;
   if (rowSize * image.height > INT32_MAX) return E_OUTOFMEMORY;
   std::unique_ptr<unsigned char[]> const pixels(new (std::nothrow) unsigned char[rowSize * image.height]);

@@ -26,9 +26,7 @@ class Writer {
 
   /// The pixels that are written.
   IMG_FORMAT Chosen() const noexcept { return layout->image; }
-  bool WritesWords() const noexcept {
-    return layout->image == IMG_GRAY16 || layout->image == IMG_BGR48 || layout->image == IMG_BGRA64;
-  }
+  bool WritesWords() const noexcept { return img::GetFacts(layout->image).channelBits == 16; }
 
   bool swapsBytes = false;  ///< set when the encoder takes 16-bit channels the wrong way round
 
@@ -83,8 +81,9 @@ HRESULT Writer::ChooseLayout(Image2d const& image) noexcept {
 }
 
 HRESULT ConvertRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* out) noexcept {
-  if (format == IMG_PAL8 && image.bitsPerPixel < 8) {
-    WidenIndices(image.GetLine(y), image.bitsPerPixel, out, 8, image.width);
+  img::FormatFacts const& facts = img::GetFacts(format);
+  if (facts.kind == img::ChannelKind::INDEX && image.bitsPerPixel < facts.bits) {
+    WidenIndices(image.GetLine(y), image.bitsPerPixel, out, facts.bits, image.width);
     return S_OK;
   }
   return img::ConvertPixels(image.GetLine(y), out, image.format, format, image.width, image.palette);
@@ -100,11 +99,11 @@ HRESULT Writer::FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept {
   if (SUCCEEDED(result)) result = bitmap->Lock(nullptr, WICBitmapLockWrite, lock.Receive());
   UINT stride = 0, size = 0;
   BYTE* row = nullptr;
+  int const channels = img::GetFacts(layout->image).channels;
   if (SUCCEEDED(result)) result = lock->GetStride(&stride);
   if (SUCCEEDED(result)) result = lock->GetDataPointer(&size, &row);
   for (int y = 0; y < height && SUCCEEDED(result); ++y, row += stride) {
     result = ConvertRow(image, y, layout->image, row);
-    int const channels = img::GetFacts(layout->image).bytes / 2;  // of 16 bits, if it has such
     if (layout->work & Layout::SWAP_RED_BLUE) SwapRedBlue(row, width, channels);
     if (swapsBytes) SwapBytes(row, width * channels);
   }

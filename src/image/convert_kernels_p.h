@@ -16,6 +16,9 @@
 
 #include <string.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "vector_kernels_p.h"
 
 namespace yk::img {
@@ -297,7 +300,24 @@ constexpr Kernel KERNELS[] = {
     {IMG_PAL4, IMG_BGR24, ConvertIndexed<ISA, 4, Bgr24>},
     {IMG_RGB555, IMG_BGR24, ConvertRgb555<ISA>},
 };
-static_assert(sizeof KERNELS<Isa::BASE> / sizeof(Kernel) == KERNEL_COUNT);
+static_assert(std::size(KERNELS<Isa::BASE>) == KERNEL_COUNT);
+
+constexpr bool HasKernel(IMG_FORMAT source, IMG_FORMAT target) noexcept {
+  return source == target ||
+         std::any_of(std::begin(KERNELS<Isa::BASE>), std::end(KERNELS<Isa::BASE>), [=](Kernel const& kernel) {
+           return kernel.source == source && kernel.target == target;
+         });
+}
+
+/// Whatever has a meaning can be shown and filed as BGR24; resampling converts to the format of its averages.
+constexpr bool EveryFormatHasItsKernels() noexcept {
+  return std::all_of(std::begin(FORMATS), std::end(FORMATS), [](FormatFacts const& facts) {
+    if (facts.kind == ChannelKind::NONE) return true;
+    bool const averages = facts.averaged == IMG_NONE || HasKernel(facts.format, facts.averaged);
+    return averages && HasKernel(facts.format, IMG_BGR24);
+  });
+}
+static_assert(EveryFormatHasItsKernels());
 
 }  // namespace
 }  // namespace yk::img

@@ -16,10 +16,6 @@ bool CanConvert(IMG_FORMAT from, IMG_FORMAT to) noexcept {
   return from == to || img::FindConverter(from, to);
 }
 
-constexpr IMG_FORMAT FloatFormat(size_t channels) noexcept {
-  return channels == 1 ? IMG_GRAYF : channels == 4 ? IMG_BGRAF : IMG_BGRF;
-}
-
 HRESULT CopyPixels(Image2d& source, Image2d& target) noexcept {
   size_t const size = static_cast<size_t>(std::max(std::min(source.stride, target.stride), 0));
   for (int y = 0; y < source.height; ++y) {
@@ -54,8 +50,8 @@ class Resampler {
   Resampler(Image2d& from, Image2d& to) noexcept
       : source(from),
         target(to),
-        channels(img::GetFacts(from.format).channels),
-        middle(FloatFormat(channels)),
+        middle(img::GetFacts(from.format).averaged),
+        channels(img::GetFacts(middle).channels),
         sourceWidth(static_cast<size_t>(from.width)),
         targetWidth(static_cast<size_t>(to.width)) {}
 
@@ -153,8 +149,8 @@ class Resampler {
 
   Image2d& source;
   Image2d& target;
-  size_t channels;
   IMG_FORMAT middle;  // of the sums
+  size_t channels;
   size_t sourceWidth;
   size_t targetWidth;
   float* floats = nullptr;

@@ -1,9 +1,11 @@
 #include "row_kernels_p.h"
 
 #include <emmintrin.h>
+#include <qecore/image/format.h>
 #include <string.h>
 
 #include <algorithm>
+#include <iterator>
 
 namespace yk {
 
@@ -25,6 +27,20 @@ void Mirror(uint8_t* row, size_t pixels) noexcept {
   Pixel* const first = reinterpret_cast<Pixel*>(row);
   std::reverse(first, first + pixels);
 }
+
+using MirrorFunction = void (*)(uint8_t*, size_t) noexcept;
+
+/// By the bytes of a pixel.
+constexpr MirrorFunction MIRRORS[] = {nullptr,    Mirror<1>, Mirror<2>, Mirror<3>, Mirror<4>, nullptr,
+                                      Mirror<6>,  nullptr,   Mirror<8>, nullptr,   nullptr,   nullptr,
+                                      Mirror<12>, nullptr,   nullptr,   nullptr,   Mirror<16>};
+
+constexpr bool EveryPixelHasAMirror() noexcept {
+  return std::all_of(std::begin(img::FORMATS), std::end(img::FORMATS), [](img::FormatFacts const& facts) {
+    return facts.bytes == 0 || (facts.bytes < std::size(MIRRORS) && MIRRORS[facts.bytes]);
+  });
+}
+static_assert(EveryPixelHasAMirror());
 
 /// (a * b) / 255, cut, for eight products of bytes. x / 255 is (x * 0x8081) >> 23 for every x of 16 bits.
 __m128i MultiplyBytes(__m128i a, __m128i b) noexcept {
@@ -117,11 +133,7 @@ void Add(float* sums, float const* source, img::Run const* runs, float const* we
 }  // namespace
 
 void img::MirrorRow(uint8_t* row, size_t pixels, size_t bytes) noexcept {
-  using MirrorFunction = void (*)(uint8_t*, size_t) noexcept;
-  static constexpr MirrorFunction BY_SIZE[17] = {
-      nullptr, Mirror<1>, Mirror<2>, Mirror<3>,  Mirror<4>, nullptr, Mirror<6>, nullptr,   Mirror<8>,
-      nullptr, nullptr,   nullptr,   Mirror<12>, nullptr,   nullptr, nullptr,   Mirror<16>};
-  if (bytes < 17 && BY_SIZE[bytes]) BY_SIZE[bytes](row, pixels);
+  if (bytes < std::size(MIRRORS) && MIRRORS[bytes]) MIRRORS[bytes](row, pixels);
 }
 
 void img::SwapBytes(uint8_t* a, uint8_t* b, size_t size) noexcept {

@@ -26,7 +26,7 @@ std::vector<Entry> WeightList(int n, int m) {
 
 /// The general path, loop by loop as it is defined.
 void Resample(Image2d& source, Image2d& target) {
-  size_t const channels = img::GetFacts(source.format).channels;
+  size_t const channels = source.format == IMG_PAL8 ? 4 : img::GetFacts(source.format).channels;
   IMG_FORMAT const middle = channels == 1 ? IMG_GRAYF : channels == 3 ? IMG_BGRF : IMG_BGRAF;
   std::vector<float> sums(target.width * channels), row(source.width * channels + 1);
   auto const store = [&](int y) {

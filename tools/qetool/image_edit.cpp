@@ -16,14 +16,11 @@ namespace {
 
 char const* Name(IMG_FORMAT format) { return img::GetFacts(format).name; }
 
-bool IsOneOf(IMG_FORMAT format, std::initializer_list<IMG_FORMAT> formats) {
-  return std::find(formats.begin(), formats.end(), format) != formats.end();
-}
+bool IsGrey(IMG_FORMAT format) { return img::GetFacts(format).channels == 1; }
 
 // The library's converters, without those that take alpha for grey or grey for alpha.
 bool IsStep(IMG_FORMAT from, IMG_FORMAT to) {
-  bool const greyToAlpha =
-      IsOneOf(from, {IMG_GRAY8, IMG_GRAY16, IMG_GRAYF}) && IsOneOf(to, {IMG_BGRA32, IMG_BGRAF});
+  bool const greyToAlpha = IsGrey(from) && img::HasAlpha(to);
   bool const alphaToGrey = from == IMG_PAL8 && to == IMG_GRAYF;
   return !greyToAlpha && !alphaToGrey &&
          Succeeded(img::ConvertPixels(nullptr, nullptr, from, to, 0, nullptr));
@@ -63,9 +60,7 @@ void MakeWholeBytes(ImageRef& image) {
 }
 
 bool HasAlpha(Image2d const& image) {
-  if (img::GetFacts(image.format).paletteEntries == 0) {
-    return IsOneOf(image.format, {IMG_BGRA32, IMG_BGRA64, IMG_BGRAF});
-  }
+  if (img::GetFacts(image.format).paletteEntries == 0) return img::HasAlpha(image.format);
   return std::any_of(image.palette, image.palette + image.paletteCount,
                      [](IMG_PALENTRY const& entry) { return entry.alpha != 255; });
 }
@@ -107,14 +102,14 @@ void Crop(ImageRef& image, int left, int top, int right, int bottom) {
 
 void Resize(ImageRef& image, int width, int height) {
   if (image->width == width && image->height == height) return;
-  bool const isGrey = IsOneOf(image->format, {IMG_GRAY8, IMG_GRAY16});
-  if (IsOneOf(image->format, {IMG_GRAYF, IMG_BGRF, IMG_BGRAF})) {
+  img::FormatFacts const& facts = img::GetFacts(image->format);
+  if (facts.kind == img::ChannelKind::FLOAT) {
     image = Rescaled(*image, width, height, image->format);
     return;
   }
   // What the library cannot resample, or not into its own format, becomes what comes closest.
-  if (IsOneOf(image->format, {IMG_PAL1, IMG_PAL4, IMG_RGB555, IMG_MONO32})) ChangeFormat(image, IMG_BGR24);
-  if (image->format == IMG_GRAY16) ChangeFormat(image, IMG_GRAY8);
+  bool const isGrey = IsGrey(image->format);
+  if (facts.averaged == IMG_NONE) ChangeFormat(image, isGrey ? IMG_GRAY8 : IMG_BGR24);
   image = Rescaled(*image, width, height, isGrey ? IMG_GRAY8 : PlainFormat(*image));
 }
 

@@ -54,12 +54,23 @@ namespace img {
 /// The number of the last format.
 inline constexpr int LAST_FORMAT = IMG_RGB555;
 
+/// What number a channel is.
+enum class ChannelKind : uint8_t {
+  NONE,      ///< bits whose meaning is the caller's; no format at all
+  INDEX,     ///< the whole pixel is the number of a palette entry, which has the channels
+  UNSIGNED,  ///< 0 to the highest number of its bits
+  FLOAT,     ///< 0.0 to 1.0
+};
+
 /// All that is fixed about one format. A number that is no format has zeros and the name "none".
 struct FormatFacts {
-  IMG_FORMAT format;        ///< the row's own number; IMG_NONE where no format has it
-  uint16_t bits;            ///< per pixel
-  uint8_t bytes;            ///< per pixel; 0 for the formats of less than a byte
-  uint8_t channels;         ///< that resampling computes with, as floats; 0 where it cannot
+  IMG_FORMAT format;    ///< the row's own number; IMG_NONE where no format has it
+  uint16_t bits;        ///< per pixel
+  uint8_t bytes;        ///< per pixel; 0 for the formats of less than a byte
+  ChannelKind kind;     ///< of every channel
+  uint8_t channels;     ///< 1 grey, 3 blue, green, red, 4 those and alpha; 0 where the pixel itself has none
+  uint8_t channelBits;  ///< of each channel
+  IMG_FORMAT averaged;  ///< the format of floats in which resampling adds pixels up; IMG_NONE: it cannot
   uint16_t paletteEntries;  ///< 2, 16, 256; 0 for a format without a palette
   bool dib;                 ///< lives in a GDI bitmap section unless the heap is asked for
   char const* name;         ///< lower case, to show and to type: "bgr24"
@@ -68,26 +79,26 @@ struct FormatFacts {
 // clang-format off
 /// Indexed by format.
 inline constexpr FormatFacts FORMATS[LAST_FORMAT + 1] = {
-    // format     bits  bytes  channels  palette  dib     name
-    {IMG_NONE,    0,    0,     0,        0,       false,  "none"},
-    {IMG_GRAY8,   8,    1,     1,        0,       true,   "gray8"},
-    {IMG_PAL8,    8,    1,     4,        256,     false,  "pal8"},
-    {IMG_BGR24,   24,   3,     3,        0,       true,   "bgr24"},
-    {IMG_BGRA32,  32,   4,     4,        0,       true,   "bgra32"},
-    {IMG_NONE,    0,    0,     0,        0,       false,  "none"},
-    {IMG_NONE,    0,    0,     0,        0,       false,  "none"},
-    {IMG_GRAY16,  16,   2,     1,        0,       false,  "gray16"},
-    {IMG_BGR48,   48,   6,     3,        0,       false,  "bgr48"},
-    {IMG_BGRA64,  64,   8,     4,        0,       false,  "bgra64"},
-    {IMG_NONE,    0,    0,     0,        0,       false,  "none"},
-    {IMG_NONE,    0,    0,     0,        0,       false,  "none"},
-    {IMG_GRAYF,   32,   4,     1,        0,       false,  "grayf"},
-    {IMG_BGRF,    96,   12,    3,        0,       false,  "bgrf"},
-    {IMG_BGRAF,   128,  16,    4,        0,       false,  "bgraf"},
-    {IMG_MONO32,  32,   4,     1,        0,       false,  "mono32"},
-    {IMG_PAL1,    1,    0,     0,        2,       false,  "pal1"},
-    {IMG_PAL4,    4,    0,     0,        16,      false,  "pal4"},
-    {IMG_RGB555,  16,   2,     0,        0,       false,  "rgb555"},
+    // format     bits  bytes  kind                  channels, bits  averaged    palette  dib     name
+    {IMG_NONE,    0,    0,     ChannelKind::NONE,     0,       0,    IMG_NONE,   0,       false,  "none"},
+    {IMG_GRAY8,   8,    1,     ChannelKind::UNSIGNED, 1,       8,    IMG_GRAYF,  0,       true,   "gray8"},
+    {IMG_PAL8,    8,    1,     ChannelKind::INDEX,    0,       0,    IMG_BGRAF,  256,     false,  "pal8"},
+    {IMG_BGR24,   24,   3,     ChannelKind::UNSIGNED, 3,       8,    IMG_BGRF,   0,       true,   "bgr24"},
+    {IMG_BGRA32,  32,   4,     ChannelKind::UNSIGNED, 4,       8,    IMG_BGRAF,  0,       true,   "bgra32"},
+    {IMG_NONE,    0,    0,     ChannelKind::NONE,     0,       0,    IMG_NONE,   0,       false,  "none"},
+    {IMG_NONE,    0,    0,     ChannelKind::NONE,     0,       0,    IMG_NONE,   0,       false,  "none"},
+    {IMG_GRAY16,  16,   2,     ChannelKind::UNSIGNED, 1,       16,   IMG_NONE,   0,       false,  "gray16"},
+    {IMG_BGR48,   48,   6,     ChannelKind::UNSIGNED, 3,       16,   IMG_BGRF,   0,       false,  "bgr48"},
+    {IMG_BGRA64,  64,   8,     ChannelKind::UNSIGNED, 4,       16,   IMG_BGRAF,  0,       false,  "bgra64"},
+    {IMG_NONE,    0,    0,     ChannelKind::NONE,     0,       0,    IMG_NONE,   0,       false,  "none"},
+    {IMG_NONE,    0,    0,     ChannelKind::NONE,     0,       0,    IMG_NONE,   0,       false,  "none"},
+    {IMG_GRAYF,   32,   4,     ChannelKind::FLOAT,    1,       32,   IMG_GRAYF,  0,       false,  "grayf"},
+    {IMG_BGRF,    96,   12,    ChannelKind::FLOAT,    3,       32,   IMG_BGRF,   0,       false,  "bgrf"},
+    {IMG_BGRAF,   128,  16,    ChannelKind::FLOAT,    4,       32,   IMG_BGRAF,  0,       false,  "bgraf"},
+    {IMG_MONO32,  32,   4,     ChannelKind::NONE,     0,       0,    IMG_NONE,   0,       false,  "mono32"},
+    {IMG_PAL1,    1,    0,     ChannelKind::INDEX,    0,       0,    IMG_NONE,   2,       false,  "pal1"},
+    {IMG_PAL4,    4,    0,     ChannelKind::INDEX,    0,       0,    IMG_NONE,   16,      false,  "pal4"},
+    {IMG_RGB555,  16,   2,     ChannelKind::UNSIGNED, 3,       5,    IMG_NONE,   0,       false,  "rgb555"},
 };
 // clang-format on
 
@@ -95,6 +106,9 @@ inline constexpr FormatFacts FORMATS[LAST_FORMAT + 1] = {
 constexpr FormatFacts const& GetFacts(IMG_FORMAT format) noexcept {
   return FORMATS[format > 0 && format <= LAST_FORMAT ? format : 0];
 }
+
+/// True when the pixels themselves have alpha. A palette may: look at its entries.
+constexpr bool HasAlpha(IMG_FORMAT format) noexcept { return GetFacts(format).channels == 4; }
 
 /// Bytes of a padded row of `width` pixels; 0 for an unknown format or a width below 1.
 constexpr int64_t GetRowSize(IMG_FORMAT format, int width) noexcept {
@@ -106,12 +120,27 @@ YK_API int GetPixelSize(IMG_FORMAT format, unsigned short& bits) noexcept;
 
 namespace check {
 
+/// As many channels as a pixel has room for: a wrong number shows.
+constexpr bool ChannelsFill(FormatFacts const& row) noexcept {
+  int const rest = row.bits - row.channels * row.channelBits;
+  return row.channels == 0 ? row.channelBits == 0 : rest >= 0 && rest < row.channelBits;
+}
+
+/// Averages are floats of the pixel's own channels; those of a palette are colour and alpha.
+constexpr bool CanHoldAverages(FormatFacts const& row) noexcept {
+  FormatFacts const& averaged = GetFacts(row.averaged);
+  if (averaged.format == IMG_NONE) return row.kind != ChannelKind::FLOAT;
+  return averaged.kind == ChannelKind::FLOAT && averaged.channels == (row.paletteEntries ? 4 : row.channels);
+}
+
 constexpr bool RowsMatchTheirNumbers() noexcept {
   for (int i = 0; i <= LAST_FORMAT; ++i) {
     FormatFacts const& row = FORMATS[i];
     if (row.format != i && !(row.format == IMG_NONE && row.bits == 0)) return false;
     if (row.bytes != row.bits / 8) return false;
+    if ((row.kind == ChannelKind::INDEX) != (row.paletteEntries != 0)) return false;
     if (row.paletteEntries && row.paletteEntries != 1 << row.bits) return false;
+    if (!ChannelsFill(row) || !CanHoldAverages(row)) return false;
   }
   return true;
 }
