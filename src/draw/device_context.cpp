@@ -89,7 +89,7 @@ HRESULT StretchTo(HDC target, IDC const& dc, int x, int y, int w, int h, xrect2d
   if (!dc.bits || w < 1 || h < 1) return E_FAIL;
   if (h > int64_t{dc.stride} * dc.height / draw::RowBytes(w, 24)) return E_FAIL;
   BITMAPINFO info = {};
-  info.bmiHeader = {sizeof(BITMAPINFOHEADER), w, h, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
+  info.bmiHeader = img::DibHeader(w, h, 24);
   int const lines = StretchDIBits(target, x, y, w, h, source.left, source.top, w, h, dc.bits, &info,
                                   DIB_RGB_COLORS, SRCCOPY);
   return lines < 1 ? E_FAIL : S_OK;

@@ -5,9 +5,11 @@
 // first: the platform's types are complete below
 
 #include <qecore/draw/geometry.h>
+#include <qecore/image/format.h>
 #include <string.h>
 
 #include "geometry_p.h"
+#include "image/dib_p.h"
 
 namespace yk::draw {
 
@@ -50,8 +52,7 @@ class GdiObject {
 /// A 24- or 32-bit DIB section; a positive height is bottom-up. Null when the system has no room.
 inline HBITMAP MakeSection(int width, int height, int bitCount, unsigned char** bits) noexcept {
   BITMAPINFO info = {};
-  info.bmiHeader = {
-      sizeof(BITMAPINFOHEADER), width, height, 1, static_cast<WORD>(bitCount), BI_RGB, 0, 300, 300, 0, 0};
+  info.bmiHeader = img::DibHeader(width, height, bitCount);
   HDC const screen = GetDC(nullptr);
   HBITMAP const bitmap =
       CreateDIBSection(screen, &info, DIB_RGB_COLORS, reinterpret_cast<void**>(bits), nullptr, 0);
@@ -61,7 +62,7 @@ inline HBITMAP MakeSection(int width, int height, int bitCount, unsigned char** 
 
 /// Bytes from row to row, or more than an int holds.
 constexpr int64_t RowBytes(int width, int bitCount) noexcept {
-  return (int64_t{bitCount} * width + 31) / 32 * 4;
+  return img::PaddedBytes(int64_t{bitCount} * width);
 }
 
 /// A black 24-bit bitmap as large as a rectangle of a surface, with a device context in which GDI draws into

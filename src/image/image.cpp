@@ -11,6 +11,7 @@
 #include <windows.h>
 
 #include "convert_p.h"
+#include "dib_p.h"
 #include "image_p.h"
 
 namespace yk {
@@ -30,11 +31,11 @@ namespace {
 
 // ---- sizes ------------------------------------------------------------------------------------------------
 
-/// The stride in the signed 32-bit arithmetic of the contract: it wraps around, and a negative width has a
-/// negative one.
+/// The stride in the signed 32-bit arithmetic of the contract: the sum that is cut to whole words wraps
+/// around, and a negative width has a negative one.
 int32_t StrideOf(unsigned bits, int width) noexcept {
-  uint32_t const rowBits = bits * static_cast<uint32_t>(width) + 31;
-  return static_cast<int32_t>(rowBits) / 32 * 4;
+  int32_t const sum = static_cast<int32_t>(bits * static_cast<uint32_t>(width) + 31);
+  return static_cast<int32_t>(img::PaddedBytes(int64_t{sum} - 31));
 }
 
 /// The bytes of an image.
@@ -68,8 +69,7 @@ PixelMemory NewBitmap(int bitCount, int width, int height) noexcept {
     BITMAPINFOHEADER header;
     RGBQUAD ramp[256];
   } info = {};
-  info.header = {
-      sizeof(BITMAPINFOHEADER), width, height, 1, static_cast<WORD>(bitCount), BI_RGB, 0, 300, 300, 0, 0};
+  info.header = img::DibHeader(width, height, bitCount);
   for (int i = 0; i < 256 && bitCount == 8; ++i) {
     BYTE const level = static_cast<BYTE>(i);
     info.ramp[i] = {level, level, level, 0};

@@ -110,9 +110,12 @@ constexpr FormatFacts const& GetFacts(IMG_FORMAT format) noexcept {
 /// True when the pixels themselves have alpha. A palette may: look at its entries.
 constexpr bool HasAlpha(IMG_FORMAT format) noexcept { return GetFacts(format).channels == 4; }
 
+/// Bytes of a row of `bits` bits, padded to a multiple of 4.
+constexpr int64_t PaddedBytes(int64_t bits) noexcept { return (bits + 31) / 32 * 4; }
+
 /// Bytes of a padded row of `width` pixels; 0 for an unknown format or a width below 1.
 constexpr int64_t GetRowSize(IMG_FORMAT format, int width) noexcept {
-  return width < 1 ? 0 : (int64_t{GetFacts(format).bits} * width + 31) / 32 * 4;
+  return width < 1 ? 0 : PaddedBytes(int64_t{GetFacts(format).bits} * width);
 }
 
 /// Sets `bits` to the bits per pixel. \return the bytes per pixel. Both are 0 for an unknown format.
