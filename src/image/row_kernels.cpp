@@ -1,22 +1,18 @@
 #include "row_kernels_p.h"
 
-#include <emmintrin.h>
 #include <qecore/image/format.h>
 #include <string.h>
 
 #include <algorithm>
 #include <iterator>
 
+#include "vectors_p.h"
+
 namespace yk {
 
 namespace {
 
-__m128i LoadVector(uint8_t const* at) noexcept {
-  return _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
-}
-void StoreVector(uint8_t* at, __m128i value) noexcept {
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(at), value);
-}
+using img::LoadVector;
 
 template <size_t BYTES>
 void Mirror(uint8_t* row, size_t pixels) noexcept {

@@ -8,19 +8,13 @@
 #include <type_traits>
 
 #include "convert_p.h"
+#include "vectors_p.h"
 
 namespace yk::img {
 namespace {
 
 /// Instruction sets, each with all before it.
 enum class Isa { BASE, SSSE3, AVX2 };
-
-inline __m128i LoadVector(uint8_t const* at) noexcept {
-  return _mm_loadu_si128(reinterpret_cast<__m128i const*>(at));
-}
-inline void StoreVector(uint8_t* at, __m128i value) noexcept {
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(at), value);
-}
 
 template <Isa ISA, class To, class From>
 struct VectorRecode {
