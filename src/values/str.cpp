@@ -4,6 +4,8 @@
 
 #include <new>
 
+#include "core/conversions_p.h"
+
 namespace yk {
 
 namespace {
@@ -41,8 +43,6 @@ void TrimInPlace(Char* text) noexcept {
   if (lead) memmove(text, text + lead, (length + 1) * sizeof(Char));
   for (size_t end = length; end > 1 && IsBlank(text[end - 1]); --end) text[end - 1] = 0;
 }
-
-int AsCount(size_t size) noexcept { return size > INT_MAX ? INT_MAX : static_cast<int>(size); }
 
 // What `\c` stands for in preprocess_C; 0 for what is no escape.
 constexpr char Unescaped(char c) noexcept {

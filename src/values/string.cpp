@@ -1,3 +1,4 @@
+#include "core/conversions_p.h"
 #include "core/format_p.h"
 
 #include <malloc.h>
@@ -29,8 +30,6 @@ constexpr bool IsBlank(wchar_t c) noexcept { return c == L' ' || c == L'\t'; }
 
 // A found index passes through a signed 32-bit integer: the contract of every search.
 size_t Found(size_t index) noexcept { return static_cast<size_t>(static_cast<int>(index)); }
-
-int AsCount(size_t size) noexcept { return size > INT_MAX ? INT_MAX : static_cast<int>(size); }
 
 // Converts from the ANSI code page into a string that is empty.
 void FromAnsi(char const* text, String& out) noexcept {
