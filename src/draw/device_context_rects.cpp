@@ -10,6 +10,7 @@
 #include <algorithm>
 
 #include "device_context_p.h"
+#include "image/row_kernels_p.h"
 
 namespace yk {
 namespace {
@@ -206,7 +207,7 @@ HRESULT IDC::SetAlpha(xrect2d const& r, unsigned char alpha) noexcept {
 }
 
 HRESULT IDC::PremultiplyAlpha(xrect2d const& r) noexcept {
-  return ForAlphaRows(*this, r, draw::PremultiplyRow);
+  return ForAlphaRows(*this, r, img::PremultiplyRow);
 }
 
 HRESULT IDC::WhitenOpaque(xrect2d const& r) noexcept { return ForAlphaRows(*this, r, draw::WhitenRow); }

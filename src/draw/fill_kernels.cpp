@@ -295,16 +295,6 @@ void SetAlphaRow(unsigned char* row, unsigned char alpha, size_t pixels) noexcep
   ForEachPixel(row, pixels, [=](uint32_t d) { return (d & COLOUR_BYTES) | bits; });
 }
 
-void PremultiplyRow(unsigned char* row, size_t pixels) noexcept {
-  // an opaque pixel is multiplied by 255 / 255
-  ForEachPixel(row, pixels, [](uint32_t d) {
-    uint32_t const a = d >> 24;
-    auto const by = [=](uint32_t channel) { return DivideBy255(static_cast<uint16_t>(channel * a)); };
-    uint32_t const red = by(d >> 16 & 255), green = by(d >> 8 & 255), blue = by(d & 255);
-    return a << 24 | red << 16 | green << 8 | blue;
-  });
-}
-
 void WhitenRow(unsigned char* row, size_t pixels) noexcept {
   ForEachPixel(row, pixels, [](uint32_t d) { return d >> 24 ? d | COLOUR_BYTES : d; });
 }

@@ -49,7 +49,6 @@ void BlendRow(unsigned char* row, int bytesPerPixel, unsigned const* colours, si
 
 // Rows of pixels of 4 bytes.
 void SetAlphaRow(unsigned char* row, unsigned char alpha, size_t pixels) noexcept;
-void PremultiplyRow(unsigned char* row, size_t pixels) noexcept;
 void WhitenRow(unsigned char* row, size_t pixels) noexcept;
 
 /// Replaces the colour channels through a table of 256.
