@@ -2,6 +2,7 @@
 // filter and one row of a table.
 #include <qecore/core/module.h>
 #include <qecore/core/ref.h>
+#include <qecore/io/file_formats.h>
 
 #include <algorithm>
 #include <iterator>
@@ -15,46 +16,36 @@ using namespace yk;
 
 namespace {
 
-struct FileFormat {
-  Guid id;  // what detection answers, and so the class
+/// What the plug-in adds to a format that the library knows.
+struct Codec {
+  Guid id;
   GUID const* container;
   char const* className;
-  wchar_t const* name;
-  wchar_t const* patterns[4];  // extensions; null after the last
   bool hasQuality;
 };
 
-FileFormat const FILE_FORMATS[] = {
-    {ids::FILE_PNG, &GUID_ContainerFormatPng, "PNG filter", L"Portable Network Graphics", {L"png"}, false},
-    {ids::FILE_JPEG,
-     &GUID_ContainerFormatJpeg,
-     "JPEG filter",
-     L"JPEG photograph",
-     {L"jpg", L"jpeg", L"jpe"},
-     true},
-    {ids::FILE_BMP, &GUID_ContainerFormatBmp, "BMP filter", L"Windows bitmap", {L"bmp"}, false},
-    {ids::FILE_GIF, &GUID_ContainerFormatGif, "GIF filter", L"Graphics Interchange Format", {L"gif"}, false},
-    {ids::FILE_TIFF,
-     &GUID_ContainerFormatTiff,
-     "TIFF filter",
-     L"Tagged Image File Format",
-     {L"tif", L"tiff"},
-     false},
+constexpr Codec CODECS[] = {
+    {ids::FILE_PNG, &GUID_ContainerFormatPng, "PNG filter", false},
+    {ids::FILE_JPEG, &GUID_ContainerFormatJpeg, "JPEG filter", true},
+    {ids::FILE_BMP, &GUID_ContainerFormatBmp, "BMP filter", false},
+    {ids::FILE_GIF, &GUID_ContainerFormatGif, "GIF filter", false},
+    {ids::FILE_TIFF, &GUID_ContainerFormatTiff, "TIFF filter", false},
 };
 
-FileFormat const* Find(Guid const& id) noexcept {
-  auto const* const found = std::find_if(std::begin(FILE_FORMATS), std::end(FILE_FORMATS),
-                                         [&](FileFormat const& format) { return format.id == id; });
-  return found == std::end(FILE_FORMATS) ? nullptr : found;
+Codec const* FindCodec(Guid const& id) noexcept {
+  auto const* const found =
+      std::find_if(std::begin(CODECS), std::end(CODECS), [&](Codec const& codec) { return codec.id == id; });
+  return found == std::end(CODECS) ? nullptr : found;
 }
 
 class Filter final : public Destroys<Filter, ykFlt2d> {
  public:
   static HRESULT Create(ClassInfo const* info, void** out) noexcept {
     *out = nullptr;
-    FileFormat const* const format = Find(info->classId);
-    if (!format) return E_NOINTERFACE;
-    *out = static_cast<ykFlt2d*>(new (std::nothrow) Filter(*format));
+    Codec const* const codec = FindCodec(info->classId);
+    FileFormat const* const format = FindFileFormat(info->classId);
+    if (!codec || !format) return E_NOINTERFACE;
+    *out = static_cast<ykFlt2d*>(new (std::nothrow) Filter(*codec, *format));
     return *out ? S_OK : E_OUTOFMEMORY;
   }
 
@@ -69,41 +60,42 @@ class Filter final : public Destroys<Filter, ykFlt2d> {
   Guid const* GetTypeId() noexcept override { return &format.id; }
 
   // Bit 0: reads, bit 1: writes, bit 2: `options` of Write is a quality of 1 to 100, or 0 for the default.
-  unsigned GetFlags() noexcept override { return format.hasQuality ? 7 : 3; }
+  unsigned GetFlags() noexcept override { return codec.hasQuality ? 7 : 3; }
   wchar_t const* GetPattern(unsigned index) noexcept override {
-    return index < std::size(format.patterns) ? format.patterns[index] : nullptr;
+    return index < std::size(format.extensions) ? format.extensions[index].text : nullptr;
   }
   wchar_t const* GetName() noexcept override { return format.name; }
 
   HRESULT Read(Stream* stream, AbstractImage** image, unsigned) noexcept override {
-    return ReadPicture(*format.container, stream, image);
+    return ReadPicture(*codec.container, stream, image);
   }
 
   HRESULT Write(Stream* stream, AbstractImage* image, unsigned options) noexcept override {
     if (!stream || !image) return E_INVALIDARG;
-    if (format.hasQuality && options > 100) return E_INVALIDARG;
+    if (codec.hasQuality && options > 100) return E_INVALIDARG;
     if (!image->IsTypeOf(ids::IMAGE_2D)) return YK_E_FORMAT;
     // A stream may be anybody's, and drop what others hold while it is written to.
     Ref<Stream> const heldStream = Ref<Stream>::Share(stream);
     Ref<AbstractImage> const heldImage = Ref<AbstractImage>::Share(image);
     Image2d& raster = *static_cast<Image2d*>(image);
     if (!raster.bits || raster.width < 1 || raster.height < 1) return YK_E_EMPTY;
-    if (format.hasQuality && options) return WriteJpeg(stream, raster, options);
-    return WritePicture(*format.container, stream, raster);
+    if (codec.hasQuality && options) return WriteJpeg(stream, raster, options);
+    return WritePicture(*codec.container, stream, raster);
   }
 
  private:
-  explicit Filter(FileFormat const& row) noexcept : format(row) {}
+  Filter(Codec const& codec, FileFormat const& format) noexcept : codec(codec), format(format) {}
 
+  Codec const& codec;
   FileFormat const& format;
 };
 
 intptr_t Describe(size_t index, ClassInfo* info) noexcept {
-  if (index >= std::size(FILE_FORMATS)) return 0;
-  FileFormat const& format = FILE_FORMATS[index];
-  info->classId = format.id;
+  if (index >= std::size(CODECS)) return 0;
+  Codec const& codec = CODECS[index];
+  info->classId = codec.id;
   info->interfaceId = ids::FLT_2D;
-  info->name = format.className;  // the registry copies it, since it may outlive this module
+  info->name = codec.className;  // the registry copies it, since it may outlive this module
   info->create = Filter::Create;
   return 1;
 }

@@ -2,6 +2,7 @@
 #include <qecore/core/ref.h>
 #include <qecore/core/registry.h>
 #include <qecore/image/image.h>
+#include <qecore/io/file_formats.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/io/file_type.h>
 #include <qecore/io/save_file.h>
@@ -13,23 +14,14 @@ namespace yk {
 
 namespace {
 
-struct Extension {
-  wchar_t const* text;  // as it must be written: the case counts
-  Guid const& filter;
-};
-
-constexpr Extension EXTENSIONS[] = {
-    {L"jpeg", ids::FILE_JPEG},
-    {L"jpg", ids::FILE_JPEG},
-    {L"png", ids::FILE_PNG},
-};
-
-/// The filter class for a path; null when the extension is none of those above.
+/// The filter class for a path; null when images are not saved under its extension. The case counts.
 Guid const* FilterForPath(wchar_t const* path) noexcept {
   wchar_t const* const dot = path ? wcsrchr(path, L'.') : nullptr;
   if (!dot) return nullptr;
-  for (Extension const& extension : EXTENSIONS) {
-    if (wcscmp(dot + 1, extension.text) == 0) return &extension.filter;
+  for (FileFormat const& format : FILE_FORMATS) {
+    for (FileExtension const& extension : format.extensions) {
+      if (extension.isSaved && wcscmp(dot + 1, extension.text) == 0) return &format.id;
+    }
   }
   return nullptr;
 }

@@ -1,6 +1,7 @@
 #include "stream_p.h"
 
 #include <qecore/core/ref.h>
+#include <qecore/io/file_formats.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/io/file_type.h>
 
@@ -9,39 +10,17 @@ namespace {
 
 constexpr unsigned LOOKED_AT = 256;  // bytes read
 constexpr unsigned NEEDED = 8;       // fewer tell nothing
+static_assert(NEEDED >= sizeof FileSignature::bytes);
 
-/// The bytes that a file of a format begins with.
-struct Signature {
-  Guid const* format;
-  unsigned length;
-  char bytes[8];
-};
-
-constexpr Signature SIGNATURES[] = {
-    {&ids::FILE_PNG, 8, {'\x89', 'P', 'N', 'G', '\r', '\n', '\x1A', '\n'}},
-    {&ids::FILE_GIF, 4, {'G', 'I', 'F', '8'}},
-    {&ids::FILE_U3D, 4, {'U', '3', 'D', '\0'}},
-    {&ids::FILE_TIFF, 3, {'I', 'I', '*'}},  // either third byte stands with either byte order
-    {&ids::FILE_TIFF, 3, {'I', 'I', '\0'}},
-    {&ids::FILE_TIFF, 3, {'M', 'M', '*'}},
-    {&ids::FILE_TIFF, 3, {'M', 'M', '\0'}},
-    {&ids::FILE_BMP, 2, {'B', 'M'}},
-    {&ids::FILE_JPEG, 3, {'\xFF', '\xD8', '\xFF'}},
-};
-
-/// Extensions, in any case, for files whose bytes tell nothing.
-constexpr struct {
-  wchar_t const* extension;
-  Guid const* format;
-} EXTENSIONS[] = {
-    {L"bmp", &ids::FILE_BMP},  {L"gif", &ids::FILE_GIF},   {L"png", &ids::FILE_PNG},
-    {L"jpg", &ids::FILE_JPEG}, {L"jpeg", &ids::FILE_JPEG}, {L"jpe", &ids::FILE_JPEG},
-    {L"tif", &ids::FILE_TIFF}, {L"tiff", &ids::FILE_TIFF}, {L"TGA", &ids::FILE_TGA},
-};
+bool BeginsWith(char const* bytes, FileSignature const& signature) noexcept {
+  return signature.length && memcmp(bytes, signature.bytes, signature.length) == 0;
+}
 
 Guid const* BySignature(char const* bytes) noexcept {
-  for (Signature const& signature : SIGNATURES) {
-    if (memcmp(bytes, signature.bytes, signature.length) == 0) return signature.format;
+  for (FileFormat const& format : FILE_FORMATS) {
+    for (FileSignature const& signature : format.signatures) {
+      if (BeginsWith(bytes, signature)) return &format.id;
+    }
   }
   return nullptr;
 }
@@ -57,13 +36,16 @@ Guid const* ByFooter(Stream& stream) noexcept {
   return memcmp(footer + TEXT_AT, TEXT, sizeof TEXT - 1) == 0 ? &ids::FILE_TGA : nullptr;
 }
 
+/// For files whose bytes say nothing; letters may have either case.
 Guid const* ByExtension(Stream& stream) noexcept {
   Ref<FileStream> const file = Ref<Stream>::Share(&stream).Query<FileStream>();
   String name;
   if (!file || Failed(file->GetFileName(name))) return nullptr;
   String const extension = name.FileExt();
-  for (auto const& row : EXTENSIONS) {
-    if (extension.CompareNoCase(row.extension) == 0) return row.format;
+  for (FileFormat const& format : FILE_FORMATS) {
+    for (FileExtension const& known : format.extensions) {
+      if (known.text && extension.CompareNoCase(known.text) == 0) return &format.id;
+    }
   }
   return nullptr;
 }

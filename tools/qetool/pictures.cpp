@@ -1,6 +1,7 @@
 #include "pictures.h"
 
 #include <qecore/core/filter.h>
+#include <qecore/io/file_formats.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/io/file_type.h>
 
@@ -13,16 +14,6 @@ namespace qetool {
 using namespace yk;
 
 namespace {
-
-struct TypeRow {
-  Guid const& type;
-  char const* name;
-};
-
-TypeRow const TYPES[] = {
-    {ids::FILE_PNG, "PNG"}, {ids::FILE_GIF, "GIF"},   {ids::FILE_U3D, "U3D"}, {ids::FILE_TIFF, "TIFF"},
-    {ids::FILE_BMP, "BMP"}, {ids::FILE_JPEG, "JPEG"}, {ids::FILE_TGA, "TGA"},
-};
 
 Ref<Stream> Open(std::string const& path) {
   Ref<Stream> stream;
@@ -61,10 +52,8 @@ HRESULT Write(ykFlt2d& filter, Stream& stream, Image2d& image, unsigned options)
 }  // namespace
 
 char const* TypeName(Guid const& type) {
-  for (TypeRow const& row : TYPES) {
-    if (row.type == type) return row.name;
-  }
-  return "of a plug-in";
+  FileFormat const* const format = FindFileFormat(type);
+  return format ? format->shortName : "of a plug-in";
 }
 
 Picture LoadPicture(std::string const& path) {
