@@ -77,7 +77,9 @@ HRESULT Image2d::ClearColor(unsigned color) noexcept {
   unsigned const c2 = color >> 16 & 0xFF;
   if (format == IMG_BGR24) {
     uint8_t const pixel[3] = {static_cast<uint8_t>(c2), static_cast<uint8_t>(c1), static_cast<uint8_t>(c0)};
-    c0 == c1&& c1 == c2 ? FillRows(*this, static_cast<int>(c0)) : FillPixels(*this, pixel);
+    bool const isGrey = c0 == c1 && c1 == c2;
+    if (isGrey) FillRows(*this, static_cast<int>(c0));
+    if (!isGrey) FillPixels(*this, pixel);
     return S_OK;
   }
   // Grey and BGRA images are filled and say E_NOTIMPL nevertheless; the byte orders differ. Both are on
