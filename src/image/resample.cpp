@@ -2,6 +2,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <memory>
 #include <new>
 
 #include "convert_p.h"
@@ -55,14 +56,6 @@ class Resampler {
         sourceWidth(static_cast<size_t>(from.width)),
         targetWidth(static_cast<size_t>(to.width)) {}
 
-  ~Resampler() {
-    delete[] floats;
-    delete[] runs;
-  }
-
-  Resampler(Resampler const&) = delete;
-  Resampler& operator=(Resampler const&) = delete;
-
   HRESULT Run() noexcept {
     // Rows that cannot be converted stay as they are; either way that would be all of them.
     if (channels == 0 || !CanConvert(source.format, middle) || !CanConvert(middle, target.format))
@@ -80,10 +73,10 @@ class Resampler {
     size_t const overlaps = sourceWidth + targetWidth;
     size_t const sourceSize = sourceWidth * channels + 1;
     size_t const targetSize = targetWidth * channels + 1;
-    floats = new (std::nothrow) float[sourceSize + targetSize + 2 * overlaps]();
-    runs = new (std::nothrow) img::Run[targetWidth]();
+    floats.reset(new (std::nothrow) float[sourceSize + targetSize + 2 * overlaps]());
+    runs.reset(new (std::nothrow) img::Run[targetWidth]());
     if (!floats || !runs) return false;
-    sourceRow = floats;
+    sourceRow = floats.get();
     sums = sourceRow + sourceSize;
     weights = sums + targetSize;
     products = weights + overlaps;
@@ -128,7 +121,7 @@ class Resampler {
                       source.palette);
       rowHeld = overlap.source;
     }
-    img::AddRow(sums, sourceRow, runs, Products(overlap.weight), targetWidth, channels, fresh);
+    img::AddRow(sums, sourceRow, runs.get(), Products(overlap.weight), targetWidth, channels, fresh);
   }
 
   /// The weights times `factor`; a factor of 1 leaves them as they are.
@@ -153,12 +146,12 @@ class Resampler {
   size_t channels;
   size_t sourceWidth;
   size_t targetWidth;
-  float* floats = nullptr;
+  std::unique_ptr<float[]> floats;  // in which the next four are
   float* sourceRow = nullptr;
   float* sums = nullptr;
   float* weights = nullptr;
   float* products = nullptr;
-  img::Run* runs = nullptr;
+  std::unique_ptr<img::Run[]> runs;
   size_t overlapCount = 0;
   int rowHeld = -1;          // the source row that stands in `sourceRow`
   float factorHeld = -1.0f;  // the factor in `products`
