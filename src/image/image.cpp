@@ -27,7 +27,16 @@ static_assert(offsetof(Image2d, width) == 68 && offsetof(Image2d, height) == 72 
 static_assert(offsetof(Image2d, paletteCount) == 80 && offsetof(Image2d, bitsPerPixel) == 82);
 static_assert(offsetof(Image2d, bytesPerPixel) == 84 && offsetof(Image2d, flags) == 85);
 
+/// Where pixels are, and so who takes them back.
+enum class img::Memory : uint32_t {
+  HEAP,    // or nowhere
+  BITMAP,  // a section that GDI draws into
+  GLOBAL,  // movable, and locked as long as the image has it
+};
+
 namespace {
+
+using img::Memory;
 
 // ---- sizes ------------------------------------------------------------------------------------------------
 
@@ -57,14 +66,15 @@ struct Layout {
 
 // ---- pixel memory -----------------------------------------------------------------------------------------
 
-/// What owns the pixels and where they are; nothing when there is no memory.
-struct PixelMemory {
+/// Pixels and what owns them; empty when there is no memory.
+struct Pixels {
+  Memory memory = Memory::HEAP;
   void* handle = nullptr;
   unsigned char* bits = nullptr;
 };
 
 /// A bitmap section. Only grey bitmaps have colours of their own: a ramp.
-PixelMemory NewBitmap(int bitCount, int width, int height) noexcept {
+Pixels NewBitmap(int bitCount, int width, int height) noexcept {
   struct {
     BITMAPINFOHEADER header;
     RGBQUAD ramp[256];
@@ -79,48 +89,44 @@ PixelMemory NewBitmap(int bitCount, int width, int height) noexcept {
   HBITMAP const bitmap =
       CreateDIBSection(screen, reinterpret_cast<BITMAPINFO const*>(&info), DIB_RGB_COLORS, &bits, nullptr, 0);
   if (screen) ReleaseDC(nullptr, screen);
-  if (bitmap && bits) return {bitmap, static_cast<unsigned char*>(bits)};
+  if (bitmap && bits) return {Memory::BITMAP, bitmap, static_cast<unsigned char*>(bits)};
   if (bitmap) DeleteObject(bitmap);
   return {};
 }
 
-PixelMemory NewGlobal(size_t size) noexcept {
+Pixels NewGlobal(size_t size) noexcept {
   HGLOBAL const block = GlobalAlloc(GMEM_MOVEABLE, size);
   if (!block) return {};
-  if (void* const bits = GlobalLock(block)) return {block, static_cast<unsigned char*>(bits)};
+  if (void* const bits = GlobalLock(block)) return {Memory::GLOBAL, block, static_cast<unsigned char*>(bits)};
   GlobalFree(block);
   return {};
 }
 
-PixelMemory NewHeap(size_t size) noexcept { return {nullptr, new (std::nothrow) unsigned char[size]}; }
-
-/// Where pixels come from.
-enum Source { SECTION, HEAP, GLOBAL };
+Pixels NewHeap(size_t size) noexcept {
+  return {Memory::HEAP, nullptr, new (std::nothrow) unsigned char[size]};
+}
 
 /// Global memory of no bytes could not be addressed: there is none, then.
-PixelMemory NewPixels(Source source, img::FormatFacts const& facts, Layout const& layout, int width,
-                      int height) noexcept {
+Pixels NewPixels(Memory memory, img::FormatFacts const& facts, Layout const& layout, int width,
+                 int height) noexcept {
   if (!layout.fits) return {};
-  if (source == SECTION) return NewBitmap(facts.bits, width, height);
+  if (memory == Memory::BITMAP) return NewBitmap(facts.bits, width, height);
   size_t const size = static_cast<size_t>(layout.Size());
-  if (source == HEAP) return NewHeap(size);
-  return size ? NewGlobal(size) : PixelMemory{};
+  if (memory == Memory::HEAP) return NewHeap(size);
+  return size ? NewGlobal(size) : Pixels{};
 }
 
-void Discard(PixelMemory memory, IMG_FORMAT format) noexcept {
-  if (!memory.handle) {
-    delete[] memory.bits;
-  } else if (img::GetFacts(format).dib) {
-    DeleteObject(memory.handle);
-  } else {
-    GlobalUnlock(memory.handle);
-    GlobalFree(memory.handle);
-  }
+void Discard(Pixels const& pixels) noexcept {
+  if (pixels.memory == Memory::HEAP) delete[] pixels.bits;
+  if (pixels.memory == Memory::BITMAP) DeleteObject(pixels.handle);
+  if (pixels.memory != Memory::GLOBAL) return;
+  GlobalUnlock(pixels.handle);
+  GlobalFree(pixels.handle);
 }
 
-/// What is left of an address in four bytes; 0 is none.
+/// What is left of an address in 30 bits: which eight bytes of the nearest 4 GB; 0 is no address.
 uint32_t MarkOf(void const* address) noexcept {
-  return address ? static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address)) | 1 : 0;
+  return address ? static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address)) >> 2 | 1 : 0;
 }
 
 // ---- the class record -------------------------------------------------------------------------------------
@@ -191,7 +197,8 @@ void* Image2d::DeleteThis(unsigned how) noexcept { return DeleteSelf(how); }
 HRESULT Image2d::Free() noexcept {
   if (!bits) return S_FALSE;
   if (img::GetFacts(format).paletteEntries) lostPalette = MarkOf(palette);
-  Discard({handle, bits}, format);
+  Discard({memory, handle, bits});
+  memory = Memory::HEAP;
   handle = nullptr;
   bits = nullptr;
   format = IMG_NONE;
@@ -207,16 +214,17 @@ HRESULT Image2d::Create(IMG_FORMAT newFormat, int newWidth, int newHeight) noexc
 
   img::FormatFacts const& facts = img::GetFacts(newFormat);
   int64_t const rowCount = std::abs(int64_t{newHeight});
-  Source const source = flags & IMG_HEAP_MEMORY ? HEAP : facts.dib ? SECTION : GLOBAL;
-  Layout const layout(facts, newWidth,
-                      source == SECTION ? rowCount : newHeight);  // only bitmaps may be top-down
+  Memory const wanted = flags & IMG_HEAP_MEMORY ? Memory::HEAP : facts.dib ? Memory::BITMAP : Memory::GLOBAL;
+  bool const mayBeTopDown = wanted == Memory::BITMAP;
+  Layout const layout(facts, newWidth, mayBeTopDown ? rowCount : newHeight);
   stride = layout.stride;
   if (facts.paletteEntries) paletteCount = facts.paletteEntries;
-  PixelMemory const memory = NewPixels(source, facts, layout, newWidth, newHeight);
-  if (!memory.bits && source == GLOBAL && layout.Size() != 0) return E_OUTOFMEMORY;
+  Pixels const pixels = NewPixels(wanted, facts, layout, newWidth, newHeight);
+  if (!pixels.bits && wanted == Memory::GLOBAL && layout.Size() != 0) return E_OUTOFMEMORY;
 
-  handle = memory.handle;
-  bits = memory.bits;
+  memory = pixels.memory;
+  handle = pixels.handle;
+  bits = pixels.bits;
   if (facts.paletteEntries) {
     palette = bits ? reinterpret_cast<IMG_PALENTRY*>(bits + layout.rows) : nullptr;
     lostPalette = 0;

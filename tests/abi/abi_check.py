@@ -108,7 +108,7 @@ def actual_layouts(text):
     """{class: (size, [(offset, field), ...])}: the fields of the class itself, not those of its bases."""
     records, name = {}, None
     for line in text.splitlines():
-        entry = re.match(r"\s+(\d+) \| ( *)(.*)", line)
+        entry = re.match(r"\s+(\d+)(?::\d+-\d+)? \| ( *)(.*)", line)  # 12:0-1 for a field of bits
         size = re.match(r"\s+\| \[sizeof=(\d+)", line)
         if size and name:
             records[name] = (int(size[1]), fields)

@@ -46,6 +46,10 @@ class Map;
 struct point3df;
 struct point4df;
 
+namespace img {
+enum class Memory : uint32_t;  // where pixels are: the library's own business
+}
+
 /// A bit of Image2d::flags, for the caller to set before Create: the pixels come from the heap, never from
 /// the system. Create and Free keep it.
 inline constexpr uint8_t IMG_HEAP_MEMORY = 0x01;
@@ -81,8 +85,9 @@ class AbstractImage : public qe_Streamable {
   using Unknown::Free;
 
  private:
-  friend class Image2d;
-  uint32_t lostPalette = 0;  // marks the palette that went with its pixels, for IsGrayScalePalette
+  friend class Image2d;           // the two fields are its own, in bytes that alignment would leave unused
+  img::Memory memory : 2 = {};    // what Free gives the pixels back to
+  uint32_t lostPalette : 30 = 0;  // marks the palette that went with its pixels, for IsGrayScalePalette
 
  public:
   String name;         ///< for callers; the library sets it nowhere
