@@ -23,7 +23,11 @@ import time
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 # Whose tests may notice a fault of a floor besides its own: those of the floors that use it. core and values serve all.
-USERS = {"undo": [], "draw": ["image"], "image": ["qewic", "qetool", "draw"], "io": ["core", "image", "qewic", "qetool"]}
+USERS = {"undo": [], "raster": ["image"], "draw": ["image"], "image": ["qewic", "qetool", "draw"],
+         "io": ["core", "image", "qewic", "qetool"]}
+
+# A floor without a test program of its own is tested through the one above it.
+TESTED_BY = {"raster": "draw"}
 
 # The fault loops, which are no GoogleTest and serve all.
 LOOPS = "faults_test"
@@ -248,7 +252,7 @@ class Trial:
             return next(self.faults, None)
 
     def programs_for(self, fault):
-        own = f"{fault.floor}_test"
+        own = f"{TESTED_BY.get(fault.floor, fault.floor)}_test"
         users = USERS.get(fault.floor)
         others = [program for program in self.times
                   if users is None or program == LOOPS or program.removesuffix("_test") in users]

@@ -47,10 +47,11 @@ void Unselect(HDC dc, HGDIOBJ before) noexcept {
   SelectObject(dc, GetCurrentObject(fresh, OBJ_BITMAP));
 }
 
-// Shifted before it is made a rectangle: the last position of the range is a pixel, too.
-xrect2d PixelOnSurface(IDC const& dc, int x, int y) noexcept {
+// The address of a pixel inside the clip, or null.
+unsigned char* FindPixel(IDC const& dc, int x, int y) noexcept {
+  raster::Surface const surface = draw::SurfaceOf(dc);
   int const left = AddClamped(x, dc.originX), top = AddClamped(y, dc.originY);
-  return {left, top, AddClamped(left, 1), AddClamped(top, 1)};
+  return surface.IsInClip(left, top) ? surface.At(left, top) : nullptr;
 }
 
 // Device contexts go first: a bitmap that is selected cannot be deleted. One of them may be kept; it is still
@@ -204,17 +205,18 @@ HRESULT IDC::Blit(HDC target, int x, int y, xrect2d const* source) noexcept {
 HRESULT IDC::Clear(unsigned color) noexcept {
   if (!bits) return E_FAIL;
   if (width < 1 || height < 1) return S_OK;  // an image may have rows without pixels, and very many of them
+  raster::Surface const surface = draw::SurfaceOf(*this);
   xrect2d const all(0, 0, width, height);
-  if (draw::HasAlpha(*this)) {
+  if (surface.hasAlpha) {
     draw::RowFill const copy(MODE_COPY, color, bytesPerPixel);
-    draw::ForEachRow(*this, all, [&](unsigned char* row, int) { copy(row, draw::Width(all)); });
+    raster::ForEachRow(surface, all, [&](unsigned char* row, int) { copy(row, raster::Width(all)); });
     return S_OK;
   }
   // one row is painted and copied over the others, with what pads it
-  unsigned char* const first = draw::PixelAt(*this, 0, 0);
+  unsigned char* const first = surface.At(0, 0);
   draw::RowFill const paint(MODE_PAINT, color | OPAQUE_BLACK, bytesPerPixel);
-  paint(first, draw::Width(all));
-  for (int y = 1; y < height; ++y) memcpy(draw::PixelAt(*this, y, 0), first, static_cast<size_t>(stride));
+  paint(first, raster::Width(all));
+  for (int y = 1; y < height; ++y) memcpy(surface.At(0, y), first, static_cast<size_t>(stride));
   return S_OK;
 }
 
@@ -258,16 +260,15 @@ HRESULT IDC::SetColor(unsigned color) noexcept {
 // ---- pixels and colour
 
 unsigned IDC::GetPixel(int x, int y) noexcept {
-  xrect2d pixel = PixelOnSurface(*this, x, y);
-  if (!draw::ClipToSurface(*this, pixel)) return 0;
-  unsigned char const* const p = draw::PixelAt(*this, pixel.top, pixel.left);
+  unsigned char const* const p = FindPixel(*this, x, y);
+  if (!p) return 0;
   return OPAQUE_BLACK | unsigned{p[0]} << 16 | unsigned{p[1]} << 8 | unsigned{p[2]};
 }
 
 bool IDC::BlendPixel(int x, int y, unsigned color) noexcept {
-  xrect2d pixel = PixelOnSurface(*this, x, y);
-  if (!draw::ClipToSurface(*this, pixel)) return false;
-  draw::BlendInto(draw::PixelAt(*this, pixel.top, pixel.left), color);
+  unsigned char* const pixel = FindPixel(*this, x, y);
+  if (!pixel) return false;
+  draw::BlendInto(pixel, color);
   return true;
 }
 
@@ -295,7 +296,7 @@ HRESULT IDC::SetLinePattern(unsigned pattern) noexcept {
 }
 
 unsigned char* IDC::GetPixelAddress(int y, int x) noexcept {
-  return bits ? draw::PixelAt(*this, y, x) : nullptr;
+  return bits ? draw::SurfaceOf(*this).At(x, y) : nullptr;
 }
 
 }  // namespace yk

@@ -162,7 +162,7 @@ HRESULT PaintClippedText(IDC const& dc, Text const& text, xrect2d const& r, xrec
   GdiMask mask(area);
   if (!mask.IsMade()) return E_FAIL;
   xrect2d const where = draw::Shifted(dc, r);
-  size_t const columns = draw::Width(area), rows = static_cast<size_t>(mask.Rows());
+  size_t const columns = raster::Width(area), rows = static_cast<size_t>(mask.Rows());
   Coverage light;
   if (!light.Resize(columns * rows)) return E_OUTOFMEMORY;
   if (!DrawInto(mask, dc, text, where, WHITE)) return E_FAIL;
@@ -259,7 +259,7 @@ HRESULT IDC::DrawPolygon(POINT const* points, int count, unsigned fill, unsigned
   int const pen = std::min(penWidth, WIDEST_PEN);
   xrect2d area = draw::Shifted(*this, Bounds(points, count));
   area.Inflate(pen + 1, pen + 1);
-  if (!draw::ClipToSurface(*this, area)) return S_FALSE;
+  if (!draw::SurfaceOf(*this).Clip(area)) return S_FALSE;
 
   Corners corners;
   if (!corners.Reserve(static_cast<size_t>(count) + 1)) return E_OUTOFMEMORY;
@@ -298,7 +298,7 @@ HRESULT IDC::PaintText(wchar_t const* text, int length, xrect2d* r, unsigned for
   if (!bits || count == 0) return S_FALSE;
   if (!draw::CanPaint(*this)) return E_NOTIMPL;
   xrect2d area = TextArea(*this, given, *r);
-  if (!draw::ClipToSurface(*this, area)) return S_FALSE;
+  if (!draw::SurfaceOf(*this).Clip(area)) return S_FALSE;
   return PaintClippedText(*this, given, *r, area);
 }
 

@@ -1,10 +1,11 @@
-// What the sources of yk::IDC share: finding the pixels of a rectangle, and painting by coverage.
+// What the sources of yk::IDC share: its fields as a surface to paint on, and painting by coverage.
 #pragma once
 
 #include <qecore/draw/device_context.h>
 
 #include "fill_kernels_p.h"
 #include "geometry_p.h"
+#include "raster/surface_p.h"
 
 namespace yk::draw {
 
@@ -15,30 +16,16 @@ inline xrect2d Shifted(IDC const& dc, xrect2d r) noexcept {
   return r;
 }
 
-/// Cuts a rectangle in surface coordinates down to the clip. False when nothing is left, or there is no
-/// surface.
-inline bool ClipToSurface(IDC const& dc, xrect2d& r) noexcept { return dc.bits && dc.clip.Clip(r); }
-
-inline bool ShiftAndClip(IDC const& dc, xrect2d& r) noexcept {
-  r = Shifted(dc, r);
-  return ClipToSurface(dc, r);
+/// The surface as the fields have it now. hasAlpha alone does not make an alpha channel: before Create it is
+/// a wish.
+inline raster::Surface SurfaceOf(IDC const& dc) noexcept {
+  bool const hasAlpha = dc.hasAlpha && dc.bytesPerPixel == 4;
+  raster::Surface surface = {dc.bits, dc.stride, dc.width, dc.height, dc.bytesPerPixel, hasAlpha, dc.clip};
+  if (dc.topDown || !dc.bits) return surface;
+  surface.pixels += (ptrdiff_t{dc.height} - 1) * dc.stride;
+  surface.stride = -surface.stride;
+  return surface;
 }
-
-inline unsigned char* PixelAt(IDC const& dc, int y, int x) noexcept {
-  ptrdiff_t const row = dc.topDown ? y : ptrdiff_t{dc.height} - y - 1;
-  return dc.bits + row * dc.stride + ptrdiff_t{x} * dc.bytesPerPixel;
-}
-
-/// Calls run(first pixel, y) for each row of a rectangle that lies on the surface.
-template <class Run>
-void ForEachRow(IDC const& dc, xrect2d const& r, Run run) noexcept {
-  for (int y = r.top; y < r.bottom; ++y) run(PixelAt(dc, y, r.left), y);
-}
-
-inline size_t Width(xrect2d const& r) noexcept { return static_cast<size_t>(r.right - r.left); }
-
-/// Pixels of 4 bytes: what the alpha operations and the modes with alpha need.
-inline bool HasAlpha(IDC const& dc) noexcept { return dc.hasAlpha && dc.bytesPerPixel == 4; }
 
 /// Whether the current mode exists and suits the surface.
 inline bool CanPaint(IDC const& dc) noexcept {
@@ -52,7 +39,7 @@ HRESULT Fill(IDC const& dc, xrect2d const& r) noexcept;
 /// Paints a run of pixels inside the clip with a colour in the current mode, each by its coverage.
 inline void Cover(IDC const& dc, unsigned colour, int x, int y, unsigned char const* coverage,
                   int count) noexcept {
-  CoverRow(dc.mode, colour, PixelAt(dc, y, x), dc.bytesPerPixel, coverage, static_cast<size_t>(count));
+  CoverRow(dc.mode, colour, SurfaceOf(dc).At(x, y), dc.bytesPerPixel, coverage, static_cast<size_t>(count));
 }
 
 }  // namespace yk::draw

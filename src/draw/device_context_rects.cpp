@@ -15,9 +15,10 @@
 namespace yk {
 namespace {
 
-using draw::ForEachRow;
-using draw::ShiftAndClip;
-using draw::Width;
+using draw::SurfaceOf;
+using raster::ForEachRow;
+using raster::Surface;
+using raster::Width;
 
 // Colours are worked out for this many pixels of a row at a time.
 constexpr int CHUNK = 256;
@@ -50,10 +51,11 @@ unsigned WithAlphaDividedBy(unsigned colour, unsigned divisor) noexcept {
 // Runs a row operation of the alpha surfaces over a rectangle.
 template <class Run>
 HRESULT ForAlphaRows(IDC& dc, xrect2d const& r, Run run) noexcept {
-  if (!draw::HasAlpha(dc)) return YK_E_EMPTY;
-  xrect2d area = r;
-  if (!ShiftAndClip(dc, area)) return S_FALSE;
-  ForEachRow(dc, area, [&](unsigned char* row, int) { run(row, Width(area)); });
+  Surface const surface = SurfaceOf(dc);
+  if (!surface.hasAlpha) return YK_E_EMPTY;
+  xrect2d area = draw::Shifted(dc, r);
+  if (!surface.Clip(area)) return S_FALSE;
+  ForEachRow(surface, area, [&](unsigned char* row, int) { run(row, Width(area)); });
   return S_OK;
 }
 
@@ -62,7 +64,7 @@ HRESULT ForAlphaRows(IDC& dc, xrect2d const& r, Run run) noexcept {
 HRESULT draw::Fill(IDC const& dc, xrect2d const& r) noexcept {
   if (!CanPaint(dc)) return E_NOTIMPL;
   RowFill const fill(dc.mode, dc.colour, dc.bytesPerPixel);
-  if (r.left < r.right) ForEachRow(dc, r, [&](unsigned char* row, int) { fill(row, Width(r)); });
+  if (r.left < r.right) ForEachRow(SurfaceOf(dc), r, [&](unsigned char* row, int) { fill(row, Width(r)); });
   return dc.mode >= IDC::MODE_COPY ? S_FALSE : S_OK;
 }
 
@@ -71,8 +73,8 @@ HRESULT draw::Fill(IDC const& dc, xrect2d const& r) noexcept {
 HRESULT IDC::FillRect(int x, int y, int w, int h) noexcept { return FillRect(FromSize(x, y, w, h)); }
 
 HRESULT IDC::FillRect(xrect2d const& r) noexcept {
-  xrect2d area = r;
-  return ShiftAndClip(*this, area) ? draw::Fill(*this, area) : S_FALSE;
+  xrect2d area = draw::Shifted(*this, r);
+  return SurfaceOf(*this).Clip(area) ? draw::Fill(*this, area) : S_FALSE;
 }
 
 HRESULT IDC::FillRectWith(int x, int y, int w, int h, ColorCallback callback, void* context) noexcept {
@@ -81,10 +83,11 @@ HRESULT IDC::FillRectWith(int x, int y, int w, int h, ColorCallback callback, vo
 
 HRESULT IDC::FillRectWith(xrect2d const& r, ColorCallback callback, void* context) noexcept {
   if (!callback) return E_INVALIDARG;
-  xrect2d area = r;
-  if (!ShiftAndClip(*this, area)) return S_FALSE;
+  Surface const surface = SurfaceOf(*this);
+  xrect2d area = draw::Shifted(*this, r);
+  if (!surface.Clip(area)) return S_FALSE;
   Ref<IDC> const held = Ref<IDC>::Share(this);
-  ForEachRow(*this, area, [&](unsigned char* pixel, int y) {
+  ForEachRow(surface, area, [&](unsigned char* pixel, int y) {
     for (int x = area.left; x < area.right; ++x, pixel += bytesPerPixel) {
       draw::BlendInto(pixel, callback(x - originX, y - originY, context));
     }
@@ -93,9 +96,10 @@ HRESULT IDC::FillRectWith(xrect2d const& r, ColorCallback callback, void* contex
 }
 
 HRESULT IDC::FillGradientV(xrect2d const& r, unsigned first, unsigned second) noexcept {
+  Surface const surface = SurfaceOf(*this);
   xrect2d const whole = draw::Shifted(*this, r);
   xrect2d area = whole;
-  if (!draw::ClipToSurface(*this, area)) return S_FALSE;
+  if (!surface.Clip(area)) return S_FALSE;
   unsigned const saved = colour;
   for (int y = area.top; y < area.bottom; ++y) {
     colour = BlendColor(second, first, Progress(y, whole.top, whole.bottom));
@@ -106,16 +110,17 @@ HRESULT IDC::FillGradientV(xrect2d const& r, unsigned first, unsigned second) no
 }
 
 HRESULT IDC::FillGradientH(xrect2d const& r, unsigned first, unsigned second) noexcept {
+  Surface const surface = SurfaceOf(*this);
   xrect2d const whole = draw::Shifted(*this, r);
   xrect2d area = whole;
-  if (!draw::ClipToSurface(*this, area)) return S_FALSE;
+  if (!surface.Clip(area)) return S_FALSE;
   unsigned colours[CHUNK];
   for (int left = area.left; left < area.right; left += CHUNK) {
     xrect2d const chunk(left, area.top, std::min(left + CHUNK, area.right), area.bottom);
     for (int x = chunk.left; x < chunk.right; ++x) {
       colours[x - left] = BlendColor(second, first, Progress(x, whole.left, whole.right));
     }
-    ForEachRow(*this, chunk,
+    ForEachRow(surface, chunk,
                [&](unsigned char* row, int) { draw::BlendRow(row, bytesPerPixel, colours, Width(chunk)); });
   }
   return S_OK;
@@ -179,12 +184,13 @@ HRESULT IDC::DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect,
   // where pixel (0, 0) of the source would lie on the surface; wide, since the positions are anyone's
   int64_t const dx = int64_t{x} + originX - wanted.left;
   int64_t const dy = int64_t{y} + originY - wanted.top;
+  Surface const surface = SurfaceOf(*this);
   xrect2d area(ClampToInt(part.left + dx), ClampToInt(part.top + dy), ClampToInt(part.right + dx),
                ClampToInt(part.bottom + dy));
-  if (!draw::ClipToSurface(*this, area)) return S_FALSE;
+  if (!surface.Clip(area)) return S_FALSE;
   Ref<IDC> const held = Ref<IDC>::Share(this);
   Ref<Image2d> const heldSource = Ref<Image2d>::Share(source);
-  ForEachRow(*this, area, [&](unsigned char* pixel, int row) {
+  ForEachRow(surface, area, [&](unsigned char* pixel, int row) {
     int const from = static_cast<int>(area.left - dx);
     unsigned char const* sourcePixel = source->GetLineEx(static_cast<int>(row - dy), from);
     for (size_t i = Width(area); i > 0; --i, pixel += bytesPerPixel, sourcePixel += source->bytesPerPixel) {
@@ -214,10 +220,11 @@ HRESULT IDC::WhitenOpaque(xrect2d const& r) noexcept { return ForAlphaRows(*this
 
 HRESULT IDC::Adjust(xrect2d const* r, int a, int b, IADJUSTMENT* adjustment) noexcept {
   if (!adjustment) return E_INVALIDARG;
+  Surface const surface = SurfaceOf(*this);
   xrect2d area = r ? draw::Shifted(*this, *r) : clip;
-  if (!draw::ClipToSurface(*this, area)) return S_FALSE;
+  if (!surface.Clip(area)) return S_FALSE;
   if (adjustment->lift != a || adjustment->contrast != b) adjustment->Init(a, b);
-  ForEachRow(*this, area, [&](unsigned char* row, int) {
+  ForEachRow(surface, area, [&](unsigned char* row, int) {
     draw::TranslateRow(row, bytesPerPixel, adjustment->table, Width(area));
   });
   return S_OK;

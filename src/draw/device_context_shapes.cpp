@@ -26,10 +26,12 @@ point2d OnSurface(IDC const& dc, point2df const& p) noexcept {
 // Paints what is covered, run by run.
 struct CoverPaint {
   IDC const& dc;
+  raster::Surface const surface;
   draw::RowFill fill;
   bool painted = false;
 
-  explicit CoverPaint(IDC const& dc) noexcept : dc(dc), fill(dc.mode, dc.colour, dc.bytesPerPixel) {}
+  explicit CoverPaint(IDC const& dc) noexcept
+      : dc(dc), surface(draw::SurfaceOf(dc)), fill(dc.mode, dc.colour, dc.bytesPerPixel) {}
 
   static void Run(void* context, int x, int y, unsigned char const* coverage, int count) noexcept {
     CoverPaint& paint = *static_cast<CoverPaint*>(context);
@@ -37,7 +39,7 @@ struct CoverPaint {
     if (coverage) {
       draw::Cover(paint.dc, paint.dc.colour, x, y, coverage, count);
     } else {
-      paint.fill(draw::PixelAt(paint.dc, y, x), static_cast<size_t>(count));
+      paint.fill(paint.surface.At(x, y), static_cast<size_t>(count));
     }
   }
 };
@@ -50,19 +52,17 @@ HRESULT Paint(IDC const& dc, Outline& outline, bool nonZero) noexcept {
   return paint.painted ? S_OK : S_FALSE;
 }
 
-bool HasClip(IDC const& dc) noexcept {
-  return dc.bits && dc.clip.left < dc.clip.right && dc.clip.top < dc.clip.bottom;
-}
+bool HasClip(IDC const& dc) noexcept { return !draw::SurfaceOf(dc).IsEmpty(); }
 
 // Fills one row of a bevel with its two colours, which meet at `middle`.
 void FillBevelRow(IDC& dc, xrect2d const& light, unsigned lightColour, xrect2d const& dark,
                   unsigned darkColour) noexcept {
   xrect2d part = light;
   dc.colour = lightColour;
-  if (draw::ClipToSurface(dc, part)) draw::Fill(dc, part);
+  if (draw::SurfaceOf(dc).Clip(part)) draw::Fill(dc, part);
   part = dark;
   dc.colour = darkColour;
-  if (draw::ClipToSurface(dc, part)) draw::Fill(dc, part);
+  if (draw::SurfaceOf(dc).Clip(part)) draw::Fill(dc, part);
 }
 
 }  // namespace
@@ -70,7 +70,7 @@ void FillBevelRow(IDC& dc, xrect2d const& light, unsigned lightColour, xrect2d c
 HRESULT IDC::FrameBevel(xrect2d const& r, unsigned light, unsigned dark, int frameWidth) noexcept {
   xrect2d const whole = draw::Shifted(*this, r);
   xrect2d area = whole;
-  if (frameWidth < 1 || !draw::ClipToSurface(*this, area)) return S_FALSE;
+  if (frameWidth < 1 || !draw::SurfaceOf(*this).Clip(area)) return S_FALSE;
   if (!draw::CanPaint(*this)) return E_NOTIMPL;
   unsigned const saved = colour;
   // wide numbers: the rectangle may reach from one end of the range to the other

@@ -1,0 +1,43 @@
+// A surface: rows of pixels, and the part of them that may be painted on. Plain values, no Windows.
+//
+// Channels are in memory as blue, green, red and, in pixels of 4 bytes, alpha. Positions count from the top
+// left pixel, whichever way the rows run in memory.
+//
+// What paints on a surface stays inside its clip. A surface whose clip is cut down to some rows is a band of
+// it; bands that share no row can be painted side by side.
+#pragma once
+
+#include <qecore/draw/geometry.h>
+
+namespace yk::raster {
+
+struct Surface {
+  unsigned char* pixels = nullptr;  // the top left one; null when there is no surface
+  ptrdiff_t stride = 0;             // bytes from a row to the one below it; negative when rows run upward
+  int width = 0, height = 0;
+  int bytesPerPixel = 0;  // 3 or 4
+  bool hasAlpha = false;  // whether the fourth byte is an alpha channel
+  xrect2d clip;           // lies on the surface
+
+  unsigned char* At(int x, int y) const noexcept {
+    return pixels + ptrdiff_t{y} * stride + ptrdiff_t{x} * bytesPerPixel;
+  }
+  /// Whether there is a pixel here that may be painted on.
+  bool IsInClip(int x, int y) const noexcept {
+    return pixels && x >= clip.left && x < clip.right && y >= clip.top && y < clip.bottom;
+  }
+  bool IsEmpty() const noexcept { return !pixels || clip.left >= clip.right || clip.top >= clip.bottom; }
+  /// Cuts a rectangle down to what may be painted on. False when nothing is left.
+  bool Clip(xrect2d& r) const noexcept { return pixels && clip.Clip(r); }
+};
+
+/// Pixels in a row of a rectangle that is not inverted.
+inline size_t Width(xrect2d const& r) noexcept { return static_cast<size_t>(r.right - r.left); }
+
+/// Calls run(first pixel, y) for each row of a rectangle that lies on the surface.
+template <class Run>
+void ForEachRow(Surface const& surface, xrect2d const& r, Run run) noexcept {
+  for (int y = r.top; y < r.bottom; ++y) run(surface.At(r.left, y), y);
+}
+
+}  // namespace yk::raster
