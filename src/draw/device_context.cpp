@@ -5,7 +5,6 @@
 #include <qecore/draw/color.h>
 #include <qecore/image/image.h>
 #include <qecore/values/array.h>
-#include <string.h>
 
 #include <algorithm>
 #include <new>
@@ -204,19 +203,7 @@ HRESULT IDC::Blit(HDC target, int x, int y, xrect2d const* source) noexcept {
 
 HRESULT IDC::Clear(unsigned color) noexcept {
   if (!bits) return E_FAIL;
-  if (width < 1 || height < 1) return S_OK;  // an image may have rows without pixels, and very many of them
-  raster::Surface const surface = draw::SurfaceOf(*this);
-  xrect2d const all(0, 0, width, height);
-  if (surface.hasAlpha) {
-    draw::RowFill const copy(MODE_COPY, color, bytesPerPixel);
-    raster::ForEachRow(surface, all, [&](unsigned char* row, int) { copy(row, raster::Width(all)); });
-    return S_OK;
-  }
-  // one row is painted and copied over the others, with what pads it
-  unsigned char* const first = surface.At(0, 0);
-  draw::RowFill const paint(MODE_PAINT, color | OPAQUE_BLACK, bytesPerPixel);
-  paint(first, raster::Width(all));
-  for (int y = 1; y < height; ++y) memcpy(surface.At(0, y), first, static_cast<size_t>(stride));
+  raster::Clear(draw::SurfaceOf(*this), color);
   return S_OK;
 }
 
@@ -268,7 +255,7 @@ unsigned IDC::GetPixel(int x, int y) noexcept {
 bool IDC::BlendPixel(int x, int y, unsigned color) noexcept {
   unsigned char* const pixel = FindPixel(*this, x, y);
   if (!pixel) return false;
-  draw::BlendInto(pixel, color);
+  raster::BlendInto(pixel, color);
   return true;
 }
 

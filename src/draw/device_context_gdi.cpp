@@ -39,10 +39,12 @@ HRESULT PaintMask(IDC const& dc, unsigned colour, xrect2d const& area, GdiMask c
                   CoverageOf coverageOf) noexcept {
   Coverage coverage;
   if (!coverage.Reserve(static_cast<size_t>(mask.Columns()))) return E_OUTOFMEMORY;
+  raster::Surface const surface = draw::SurfaceOf(dc);
+  raster::RowCover const cover(draw::PaintOf(dc, colour), surface.bytesPerPixel);
   for (int row = 0; row < mask.Rows(); ++row) {
     unsigned char const* pixel = mask.Row(row);
     for (int x = 0; x < mask.Columns(); ++x, pixel += 3) coverage.begin()[x] = coverageOf(pixel);
-    draw::Cover(dc, colour, area.left, area.top + row, coverage.begin(), mask.Columns());
+    cover(surface.At(area.left, area.top + row), coverage.begin(), raster::Width(area));
   }
   return S_OK;
 }

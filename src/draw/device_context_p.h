@@ -3,9 +3,8 @@
 
 #include <qecore/draw/device_context.h>
 
-#include "fill_kernels_p.h"
 #include "geometry_p.h"
-#include "raster/surface_p.h"
+#include "raster/fill_p.h"
 
 namespace yk::draw {
 
@@ -16,8 +15,8 @@ inline xrect2d Shifted(IDC const& dc, xrect2d r) noexcept {
   return r;
 }
 
-/// The surface as the fields have it now. hasAlpha alone does not make an alpha channel: before Create it is
-/// a wish.
+/// The surface as the fields have it now. hasAlpha alone makes no alpha channel: it may have been set for the
+/// next Create.
 inline raster::Surface SurfaceOf(IDC const& dc) noexcept {
   bool const hasAlpha = dc.hasAlpha && dc.bytesPerPixel == 4;
   raster::Surface surface = {dc.bits, dc.stride, dc.width, dc.height, dc.bytesPerPixel, hasAlpha, dc.clip};
@@ -27,19 +26,19 @@ inline raster::Surface SurfaceOf(IDC const& dc) noexcept {
   return surface;
 }
 
+constexpr raster::Mode ModeOf(unsigned mode) noexcept { return static_cast<raster::Mode>(mode); }
+static_assert(ModeOf(IDC::MODE_PAINT) == raster::Mode::PAINT);
+static_assert(ModeOf(IDC::MODE_INVERT) == raster::Mode::INVERT);
+static_assert(ModeOf(IDC::MODE_ADD) == raster::Mode::ADD);
+static_assert(ModeOf(IDC::MODE_SUBTRACT) == raster::Mode::SUBTRACT);
+static_assert(ModeOf(IDC::MODE_COPY) == raster::Mode::COPY);
+static_assert(ModeOf(IDC::MODE_COMPOSITE) == raster::Mode::COMPOSITE);
+
+/// The current mode with a colour, which is the current one or another.
+inline raster::Paint PaintOf(IDC const& dc, unsigned colour) noexcept { return {ModeOf(dc.mode), colour}; }
+inline raster::Paint PaintOf(IDC const& dc) noexcept { return PaintOf(dc, dc.colour); }
+
 /// Whether the current mode exists and suits the surface.
-inline bool CanPaint(IDC const& dc) noexcept {
-  return dc.mode < IDC::MODE_COPY || (dc.mode < MODE_COUNT && dc.bytesPerPixel == 4);
-}
-
-/// The rectangle filler: paints the current colour into a rectangle that lies on the surface.
-/// S_OK; S_FALSE in the two modes with alpha, which is intended; E_NOTIMPL for a mode that cannot paint.
-HRESULT Fill(IDC const& dc, xrect2d const& r) noexcept;
-
-/// Paints a run of pixels inside the clip with a colour in the current mode, each by its coverage.
-inline void Cover(IDC const& dc, unsigned colour, int x, int y, unsigned char const* coverage,
-                  int count) noexcept {
-  CoverRow(dc.mode, colour, SurfaceOf(dc).At(x, y), dc.bytesPerPixel, coverage, static_cast<size_t>(count));
-}
+inline bool CanPaint(IDC const& dc) noexcept { return raster::CanPaint(SurfaceOf(dc), ModeOf(dc.mode)); }
 
 }  // namespace yk::draw

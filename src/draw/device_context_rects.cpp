@@ -15,13 +15,10 @@
 namespace yk {
 namespace {
 
+using draw::PaintOf;
+using draw::Shifted;
 using draw::SurfaceOf;
-using raster::ForEachRow;
 using raster::Surface;
-using raster::Width;
-
-// Colours are worked out for this many pixels of a row at a time.
-constexpr int CHUNK = 256;
 
 xrect2d FromSize(int x, int y, int w, int h) noexcept { return {x, y, AddClamped(x, w), AddClamped(y, h)}; }
 
@@ -48,33 +45,22 @@ unsigned WithAlphaDividedBy(unsigned colour, unsigned divisor) noexcept {
   return (colour & 0xFFFFFF) | (colour >> 24) / divisor << 24;
 }
 
-// Runs a row operation of the alpha surfaces over a rectangle.
-template <class Run>
-HRESULT ForAlphaRows(IDC& dc, xrect2d const& r, Run run) noexcept {
+// Changes the rows of a rectangle on a surface with alpha.
+template <class Change>
+HRESULT ChangeAlphaRows(IDC const& dc, xrect2d const& r, Change const& change) noexcept {
   Surface const surface = SurfaceOf(dc);
-  if (!surface.hasAlpha) return YK_E_EMPTY;
-  xrect2d area = draw::Shifted(dc, r);
-  if (!surface.Clip(area)) return S_FALSE;
-  ForEachRow(surface, area, [&](unsigned char* row, int) { run(row, Width(area)); });
-  return S_OK;
+  return surface.hasAlpha ? raster::ChangeRows(surface, Shifted(dc, r), change) : YK_E_EMPTY;
 }
 
 }  // namespace
-
-HRESULT draw::Fill(IDC const& dc, xrect2d const& r) noexcept {
-  if (!CanPaint(dc)) return E_NOTIMPL;
-  RowFill const fill(dc.mode, dc.colour, dc.bytesPerPixel);
-  if (r.left < r.right) ForEachRow(SurfaceOf(dc), r, [&](unsigned char* row, int) { fill(row, Width(r)); });
-  return dc.mode >= IDC::MODE_COPY ? S_FALSE : S_OK;
-}
 
 // ---- fills
 
 HRESULT IDC::FillRect(int x, int y, int w, int h) noexcept { return FillRect(FromSize(x, y, w, h)); }
 
 HRESULT IDC::FillRect(xrect2d const& r) noexcept {
-  xrect2d area = draw::Shifted(*this, r);
-  return SurfaceOf(*this).Clip(area) ? draw::Fill(*this, area) : S_FALSE;
+  HRESULT const result = raster::Fill(SurfaceOf(*this), PaintOf(*this), Shifted(*this, r));
+  return result == S_OK && mode >= MODE_COPY ? S_FALSE : result;  // intended
 }
 
 HRESULT IDC::FillRectWith(int x, int y, int w, int h, ColorCallback callback, void* context) noexcept {
@@ -83,47 +69,24 @@ HRESULT IDC::FillRectWith(int x, int y, int w, int h, ColorCallback callback, vo
 
 HRESULT IDC::FillRectWith(xrect2d const& r, ColorCallback callback, void* context) noexcept {
   if (!callback) return E_INVALIDARG;
-  Surface const surface = SurfaceOf(*this);
-  xrect2d area = draw::Shifted(*this, r);
-  if (!surface.Clip(area)) return S_FALSE;
   Ref<IDC> const held = Ref<IDC>::Share(this);
-  ForEachRow(surface, area, [&](unsigned char* pixel, int y) {
-    for (int x = area.left; x < area.right; ++x, pixel += bytesPerPixel) {
-      draw::BlendInto(pixel, callback(x - originX, y - originY, context));
-    }
-  });
-  return S_OK;
+  return raster::BlendPixels(SurfaceOf(*this), Shifted(*this, r),
+                             [=, this](int x, int y) { return callback(x - originX, y - originY, context); });
 }
 
 HRESULT IDC::FillGradientV(xrect2d const& r, unsigned first, unsigned second) noexcept {
-  Surface const surface = SurfaceOf(*this);
-  xrect2d const whole = draw::Shifted(*this, r);
-  xrect2d area = whole;
-  if (!surface.Clip(area)) return S_FALSE;
-  unsigned const saved = colour;
-  for (int y = area.top; y < area.bottom; ++y) {
-    colour = BlendColor(second, first, Progress(y, whole.top, whole.bottom));
-    draw::Fill(*this, {area.left, y, area.right, y + 1});
-  }
-  colour = saved;
-  return S_OK;
+  xrect2d const whole = Shifted(*this, r);
+  HRESULT const result = raster::FillRows(SurfaceOf(*this), draw::ModeOf(mode), whole, [&](int y) {
+    return BlendColor(second, first, Progress(y, whole.top, whole.bottom));
+  });
+  return result == S_FALSE ? S_FALSE : S_OK;  // also in a mode that does not exist; intended
 }
 
 HRESULT IDC::FillGradientH(xrect2d const& r, unsigned first, unsigned second) noexcept {
-  Surface const surface = SurfaceOf(*this);
-  xrect2d const whole = draw::Shifted(*this, r);
-  xrect2d area = whole;
-  if (!surface.Clip(area)) return S_FALSE;
-  unsigned colours[CHUNK];
-  for (int left = area.left; left < area.right; left += CHUNK) {
-    xrect2d const chunk(left, area.top, std::min(left + CHUNK, area.right), area.bottom);
-    for (int x = chunk.left; x < chunk.right; ++x) {
-      colours[x - left] = BlendColor(second, first, Progress(x, whole.left, whole.right));
-    }
-    ForEachRow(surface, chunk,
-               [&](unsigned char* row, int) { draw::BlendRow(row, bytesPerPixel, colours, Width(chunk)); });
-  }
-  return S_OK;
+  xrect2d const whole = Shifted(*this, r);
+  return raster::BlendColumns(SurfaceOf(*this), whole, [&](int x) {
+    return BlendColor(second, first, Progress(x, whole.left, whole.right));
+  });
 }
 
 // ---- frames
@@ -171,6 +134,11 @@ HRESULT IDC::FrameRoundRect(xrect2d const& r) noexcept {
   return S_OK;
 }
 
+HRESULT IDC::FrameBevel(xrect2d const& r, unsigned light, unsigned dark, int frameWidth) noexcept {
+  return raster::FillBevel(SurfaceOf(*this), draw::ModeOf(mode),
+                           {Shifted(*this, r), frameWidth, light, dark});
+}
+
 // ---- images and visibility
 
 HRESULT IDC::DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect, PixelCallback callback,
@@ -190,10 +158,11 @@ HRESULT IDC::DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect,
   if (!surface.Clip(area)) return S_FALSE;
   Ref<IDC> const held = Ref<IDC>::Share(this);
   Ref<Image2d> const heldSource = Ref<Image2d>::Share(source);
-  ForEachRow(surface, area, [&](unsigned char* pixel, int row) {
+  raster::ForEachRow(surface, area, [&](unsigned char* pixel, int row) {
     int const from = static_cast<int>(area.left - dx);
     unsigned char const* sourcePixel = source->GetLineEx(static_cast<int>(row - dy), from);
-    for (size_t i = Width(area); i > 0; --i, pixel += bytesPerPixel, sourcePixel += source->bytesPerPixel) {
+    for (size_t i = raster::Width(area); i > 0;
+         --i, pixel += bytesPerPixel, sourcePixel += source->bytesPerPixel) {
       callback(pixel, sourcePixel, context);
     }
   });
@@ -201,33 +170,32 @@ HRESULT IDC::DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect,
 }
 
 bool IDC::IsVisible(xrect2d const& r) noexcept {
-  xrect2d area = draw::Shifted(*this, r);
+  xrect2d area = Shifted(*this, r);
   return clip.Clip(area);
 }
 
 // ---- alpha and adjustment
 
 HRESULT IDC::SetAlpha(xrect2d const& r, unsigned char alpha) noexcept {
-  return ForAlphaRows(*this, r,
-                      [=](unsigned char* row, size_t pixels) { draw::SetAlphaRow(row, alpha, pixels); });
+  return ChangeAlphaRows(*this, r,
+                         [=](unsigned char* row, size_t pixels) { raster::SetAlphaRow(row, alpha, pixels); });
 }
 
 HRESULT IDC::PremultiplyAlpha(xrect2d const& r) noexcept {
-  return ForAlphaRows(*this, r, img::PremultiplyRow);
+  return ChangeAlphaRows(*this, r, img::PremultiplyRow);
 }
 
-HRESULT IDC::WhitenOpaque(xrect2d const& r) noexcept { return ForAlphaRows(*this, r, draw::WhitenRow); }
+HRESULT IDC::WhitenOpaque(xrect2d const& r) noexcept { return ChangeAlphaRows(*this, r, raster::WhitenRow); }
 
 HRESULT IDC::Adjust(xrect2d const* r, int a, int b, IADJUSTMENT* adjustment) noexcept {
   if (!adjustment) return E_INVALIDARG;
   Surface const surface = SurfaceOf(*this);
-  xrect2d area = r ? draw::Shifted(*this, *r) : clip;
+  xrect2d area = r ? Shifted(*this, *r) : clip;
   if (!surface.Clip(area)) return S_FALSE;
   if (adjustment->lift != a || adjustment->contrast != b) adjustment->Init(a, b);
-  ForEachRow(surface, area, [&](unsigned char* row, int) {
-    draw::TranslateRow(row, bytesPerPixel, adjustment->table, Width(area));
+  return raster::ChangeRows(surface, area, [&](unsigned char* row, size_t pixels) {
+    raster::TranslateRow(row, surface.bytesPerPixel, adjustment->table, pixels);
   });
-  return S_OK;
 }
 
 }  // namespace yk

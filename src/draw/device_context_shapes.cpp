@@ -25,19 +25,21 @@ point2d OnSurface(IDC const& dc, point2df const& p) noexcept {
 
 // Paints what is covered, run by run.
 struct CoverPaint {
-  IDC const& dc;
   raster::Surface const surface;
-  draw::RowFill fill;
+  raster::RowFill const fill;
+  raster::RowCover const cover;
   bool painted = false;
 
   explicit CoverPaint(IDC const& dc) noexcept
-      : dc(dc), surface(draw::SurfaceOf(dc)), fill(dc.mode, dc.colour, dc.bytesPerPixel) {}
+      : surface(draw::SurfaceOf(dc)),
+        fill(draw::PaintOf(dc), dc.bytesPerPixel),
+        cover(draw::PaintOf(dc), dc.bytesPerPixel) {}
 
   static void Run(void* context, int x, int y, unsigned char const* coverage, int count) noexcept {
     CoverPaint& paint = *static_cast<CoverPaint*>(context);
     paint.painted = true;
     if (coverage) {
-      draw::Cover(paint.dc, paint.dc.colour, x, y, coverage, count);
+      paint.cover(paint.surface.At(x, y), coverage, static_cast<size_t>(count));
     } else {
       paint.fill(paint.surface.At(x, y), static_cast<size_t>(count));
     }
@@ -54,44 +56,7 @@ HRESULT Paint(IDC const& dc, Outline& outline, bool nonZero) noexcept {
 
 bool HasClip(IDC const& dc) noexcept { return !draw::SurfaceOf(dc).IsEmpty(); }
 
-// Fills one row of a bevel with its two colours, which meet at `middle`.
-void FillBevelRow(IDC& dc, xrect2d const& light, unsigned lightColour, xrect2d const& dark,
-                  unsigned darkColour) noexcept {
-  xrect2d part = light;
-  dc.colour = lightColour;
-  if (draw::SurfaceOf(dc).Clip(part)) draw::Fill(dc, part);
-  part = dark;
-  dc.colour = darkColour;
-  if (draw::SurfaceOf(dc).Clip(part)) draw::Fill(dc, part);
-}
-
 }  // namespace
-
-HRESULT IDC::FrameBevel(xrect2d const& r, unsigned light, unsigned dark, int frameWidth) noexcept {
-  xrect2d const whole = draw::Shifted(*this, r);
-  xrect2d area = whole;
-  if (frameWidth < 1 || !draw::SurfaceOf(*this).Clip(area)) return S_FALSE;
-  if (!draw::CanPaint(*this)) return E_NOTIMPL;
-  unsigned const saved = colour;
-  // wide numbers: the rectangle may reach from one end of the range to the other
-  int64_t const left = whole.left, right = whole.right;
-  int64_t const middle = (left + right) >> 1;  // left of here the left edge is the nearer one
-  for (int y = area.top; y < area.bottom; ++y) {
-    int64_t const above = int64_t{y} - whole.top;
-    int64_t const below = int64_t{whole.bottom} - 1 - y;
-    int64_t lightEnd = std::min(left + frameWidth, middle);
-    int64_t darkStart = std::max(right - frameWidth, middle);
-    if (above < frameWidth && above < below) {
-      lightEnd = darkStart = std::max(right - 1 - above, middle);
-    } else if (below < frameWidth) {
-      lightEnd = darkStart = std::min(left + below, middle);
-    }
-    FillBevelRow(*this, {whole.left, y, ClampToInt(lightEnd), y + 1}, light,
-                 {ClampToInt(darkStart), y, whole.right, y + 1}, dark);
-  }
-  colour = saved;
-  return S_OK;
-}
 
 HRESULT IDC::DrawLine(point2df const& a, point2df const& b) noexcept {
   if (!HasClip(*this) || !AreFinite(&a, 1) || !AreFinite(&b, 1)) return S_FALSE;
@@ -99,9 +64,10 @@ HRESULT IDC::DrawLine(point2df const& a, point2df const& b) noexcept {
   LineWalk const line(OnSurface(*this, a), OnSurface(*this, b), clip);
   if (!line.IsVisible()) return S_FALSE;
   draw::LinePattern pattern = {linePattern, linePhase};
-  draw::WalkLine(line, pattern, {}, {}, [this](int x, int y, unsigned char coverage) {
-    draw::Cover(*this, colour, x, y, &coverage, 1);
-  });
+  raster::Surface const surface = draw::SurfaceOf(*this);
+  raster::RowCover const cover(draw::PaintOf(*this), bytesPerPixel);
+  draw::WalkLine(line, pattern, {}, {},
+                 [&](int x, int y, unsigned char coverage) { cover(surface.At(x, y), &coverage, 1); });
   linePhase = pattern.phase;
   return S_OK;
 }

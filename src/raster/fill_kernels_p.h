@@ -1,26 +1,22 @@
-// The pixel loops of the device context: rows of bytes in, rows of bytes out, no Windows and no geometry.
-//
-// Channels stand in memory as blue, green, red and, in pixels of 4 bytes, alpha. Colours are packed with red
-// lowest.
+// The pixel loops of painting: rows of bytes in, rows of bytes out.
 #pragma once
 
 #include <stddef.h>
 #include <stdint.h>
 
-namespace yk::draw {
+#include "paint_p.h"
 
-/// The fill modes are 0 to 5.
-inline constexpr unsigned MODE_COUNT = 6;
+namespace yk::raster {
 
-/// One colour in one mode, made once and then run over the rows of a rectangle.
+/// A paint made ready once, to run over the rows of a rectangle.
 ///
 /// A row is a run of bytes over which a pattern of channels repeats, three long or four. 48 bytes hold whole
 /// pixels of both kinds: each fill is one loop over blocks of 48 bytes that knows neither the pixel size nor
 /// which byte is which, and a channel is kept by giving its lanes values that change nothing.
 class RowFill {
  public:
-  /// `mode` below MODE_COUNT; the last two need pixels of 4 bytes.
-  RowFill(unsigned mode, unsigned colour, int bytesPerPixel) noexcept;
+  /// The mode must suit the pixels: see CanPaint.
+  RowFill(Paint paint, int bytesPerPixel) noexcept;
 
   void operator()(unsigned char* row, size_t pixels) const noexcept { run(row, pixels * pixelSize, lanes); }
 
@@ -38,9 +34,25 @@ class RowFill {
   Lanes lanes;
 };
 
-/// Paints pixels in a mode, each as much as its coverage says: 255 does what RowFill does, 0 nothing.
-void CoverRow(unsigned mode, unsigned colour, unsigned char* row, int bytesPerPixel,
-              unsigned char const* coverage, size_t pixels) noexcept;
+/// The same for pixels that are covered in part: 255 does what RowFill does, 0 nothing.
+class RowCover {
+ public:
+  RowCover(Paint paint, int bytesPerPixel) noexcept;
+
+  void operator()(unsigned char* row, unsigned char const* coverage, size_t pixels) const noexcept {
+    run(ink, row, coverage, pixels);
+  }
+
+  struct Ink {
+    unsigned blue, green, red, alpha;
+    size_t pixelSize;
+  };
+  using Kernel = void (*)(Ink const& ink, unsigned char* row, unsigned char const* coverage, size_t pixels);
+
+ private:
+  Kernel run;
+  Ink ink;
+};
 
 /// Blends one colour into a pixel, or one each into the pixels of a row, by the colour's alpha a: every
 /// channel d becomes d (255 - a) / 255 + s a / 255, both quotients truncated. The pixel's alpha stays.
@@ -54,4 +66,4 @@ void WhitenRow(unsigned char* row, size_t pixels) noexcept;
 /// Replaces the colour channels through a table of 256.
 void TranslateRow(unsigned char* row, int bytesPerPixel, unsigned char const* table, size_t pixels) noexcept;
 
-}  // namespace yk::draw
+}  // namespace yk::raster

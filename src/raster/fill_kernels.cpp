@@ -6,10 +6,11 @@
 #include <array>
 #include <iterator>
 
-namespace yk::draw {
+namespace yk::raster {
 namespace {
 
 using Lanes = RowFill::Lanes;
+using Ink = RowCover::Ink;
 constexpr size_t LANES = RowFill::LANES;
 constexpr unsigned OPAQUE_ALPHA = 255;
 
@@ -141,24 +142,32 @@ constexpr Recipe RECIPES[] = {
 };
 static_assert(std::size(RECIPES) == MODE_COUNT);
 
-Recipe const& ChooseRecipe(unsigned mode, Channels const& s, int bytesPerPixel) noexcept {
-  if (mode != 0 || s.alpha < OPAQUE_ALPHA) return RECIPES[mode];
+constexpr size_t IndexOf(Mode mode) noexcept { return static_cast<size_t>(mode); }
+
+Recipe const& ChooseRecipe(Mode mode, Channels const& s, int bytesPerPixel) noexcept {
+  if (mode != Mode::PAINT || s.alpha < OPAQUE_ALPHA) return RECIPES[IndexOf(mode)];
   bool const isGrey = s.blue == s.green && s.green == s.red;
   return isGrey && bytesPerPixel == 3 ? GREY_PAINT : OPAQUE_PAINT;
 }
 
+// Lanes are the same again after as many bytes as hold whole pixels of both sizes.
+constexpr size_t PERIOD = 12;
+static_assert(LANES == 4 * PERIOD);
+
 template <class Lane>
 void Repeat(Lane (&lanes)[LANES], size_t pixelSize, Pattern const& pattern) noexcept {
-  for (size_t i = 0; i < LANES; ++i) {
-    lanes[i] = i < pixelSize ? static_cast<Lane>(pattern[i]) : lanes[i - pixelSize];
+  for (size_t i = 0; i < PERIOD; ++i) {
+    lanes[i] = static_cast<Lane>(pattern[pixelSize == 4 ? i % 4 : i % 3]);
   }
+  memcpy(lanes + PERIOD, lanes, PERIOD * sizeof(Lane));
+  memcpy(lanes + 2 * PERIOD, lanes, 2 * PERIOD * sizeof(Lane));
 }
 
 // ---- painting by coverage: one small struct for each mode, which changes one pixel. At the coverage 255
 // each does what the mode's fill does.
 
 struct CoverPaint {
-  static void Pixel(unsigned char* d, Channels const& s, unsigned coverage) noexcept {
+  static void Pixel(unsigned char* d, Ink const& s, unsigned coverage) noexcept {
     unsigned const a = Scale(s.alpha, coverage);
     unsigned const k = OPAQUE_ALPHA - a;
     d[0] = static_cast<unsigned char>(DivideBy255(static_cast<uint16_t>(d[0] * k + s.blue * a)));
@@ -168,7 +177,7 @@ struct CoverPaint {
 };
 
 struct CoverInvert {
-  static void Pixel(unsigned char* d, Channels const&, unsigned coverage) noexcept {
+  static void Pixel(unsigned char* d, Ink const&, unsigned coverage) noexcept {
     for (int i = 0; i < 3; ++i) {
       d[i] = static_cast<unsigned char>((d[i] * (255 - coverage) + (255u - d[i]) * coverage) / 255);
     }
@@ -179,7 +188,7 @@ struct CoverAdd {
   static unsigned char Sum(unsigned d, unsigned s) noexcept {
     return static_cast<unsigned char>(std::min(d + s, 255u));
   }
-  static void Pixel(unsigned char* d, Channels const& s, unsigned coverage) noexcept {
+  static void Pixel(unsigned char* d, Ink const& s, unsigned coverage) noexcept {
     d[0] = Sum(d[0], Scale(s.blue, coverage));
     d[1] = Sum(d[1], Scale(s.green, coverage));
     d[2] = Sum(d[2], Scale(s.red, coverage));
@@ -190,7 +199,7 @@ struct CoverSubtract {
   static unsigned char Difference(unsigned d, unsigned s) noexcept {
     return static_cast<unsigned char>(d > s ? d - s : 0);
   }
-  static void Pixel(unsigned char* d, Channels const& s, unsigned coverage) noexcept {
+  static void Pixel(unsigned char* d, Ink const& s, unsigned coverage) noexcept {
     d[0] = Difference(d[0], Scale(s.blue, coverage));
     d[1] = Difference(d[1], Scale(s.green, coverage));
     d[2] = Difference(d[2], Scale(s.red, coverage));
@@ -200,7 +209,7 @@ struct CoverSubtract {
 // Between two pixels with alpha the channels count by their alpha, so that an invisible colour does not shine
 // through.
 struct CoverCopy {
-  static void Pixel(unsigned char* d, Channels const& s, unsigned coverage) noexcept {
+  static void Pixel(unsigned char* d, Ink const& s, unsigned coverage) noexcept {
     unsigned const alpha = d[3] * (255 - coverage) + s.alpha * coverage;
     unsigned const ofPixel = alpha ? d[3] * (255 - coverage) : 255 - coverage;
     unsigned const ofColour = alpha ? s.alpha * coverage : coverage;
@@ -215,7 +224,7 @@ struct CoverCopy {
 };
 
 struct CoverComposite {
-  static void Pixel(unsigned char* d, Channels const& s, unsigned coverage) noexcept {
+  static void Pixel(unsigned char* d, Ink const& s, unsigned coverage) noexcept {
     unsigned const a = Scale(s.alpha, coverage);
     if (a == 0) return;
     uint32_t pixel;
@@ -225,19 +234,16 @@ struct CoverComposite {
   }
 };
 
-using Cover = void (*)(Channels const& s, unsigned char* row, size_t pixelSize, unsigned char const* coverage,
-                       size_t pixels);
-
-template <class Mode>
-void CoverWith(Channels const& s, unsigned char* row, size_t pixelSize, unsigned char const* coverage,
-               size_t pixels) noexcept {
-  for (size_t i = 0; i < pixels; ++i, row += pixelSize) {
-    if (coverage[i]) Mode::Pixel(row, s, coverage[i]);
+template <class Covering>
+void CoverWith(Ink const& ink, unsigned char* row, unsigned char const* coverage, size_t pixels) noexcept {
+  for (size_t i = 0; i < pixels; ++i, row += ink.pixelSize) {
+    if (coverage[i]) Covering::Pixel(row, ink, coverage[i]);
   }
 }
 
-constexpr Cover COVERS[] = {CoverWith<CoverPaint>,    CoverWith<CoverInvert>, CoverWith<CoverAdd>,
-                            CoverWith<CoverSubtract>, CoverWith<CoverCopy>,   CoverWith<CoverComposite>};
+constexpr RowCover::Kernel COVERS[] = {CoverWith<CoverPaint>, CoverWith<CoverInvert>,
+                                       CoverWith<CoverAdd>,   CoverWith<CoverSubtract>,
+                                       CoverWith<CoverCopy>,  CoverWith<CoverComposite>};
 static_assert(std::size(COVERS) == MODE_COUNT);
 
 // ---- rows of pixels of 4 bytes
@@ -256,10 +262,9 @@ constexpr uint32_t COLOUR_BYTES = 0x00FFFFFF;
 
 }  // namespace
 
-RowFill::RowFill(unsigned mode, unsigned colour, int bytesPerPixel) noexcept
-    : pixelSize(static_cast<size_t>(bytesPerPixel)) {
-  Channels const s = Unpack(colour);
-  Recipe const& recipe = ChooseRecipe(mode, s, bytesPerPixel);
+RowFill::RowFill(Paint paint, int bytesPerPixel) noexcept : pixelSize(static_cast<size_t>(bytesPerPixel)) {
+  Channels const s = Unpack(paint.colour);
+  Recipe const& recipe = ChooseRecipe(paint.mode, s, bytesPerPixel);
   unsigned const k = OPAQUE_ALPHA - s.alpha;
   run = recipe.kernel;
   lanes.alpha = s.alpha;
@@ -269,9 +274,9 @@ RowFill::RowFill(unsigned mode, unsigned colour, int bytesPerPixel) noexcept
   Repeat(lanes.value, pixelSize, recipe.value(s));
 }
 
-void CoverRow(unsigned mode, unsigned colour, unsigned char* row, int bytesPerPixel,
-              unsigned char const* coverage, size_t pixels) noexcept {
-  COVERS[mode](Unpack(colour), row, static_cast<size_t>(bytesPerPixel), coverage, pixels);
+RowCover::RowCover(Paint paint, int bytesPerPixel) noexcept : run(COVERS[IndexOf(paint.mode)]) {
+  Channels const s = Unpack(paint.colour);
+  ink = {s.blue, s.green, s.red, s.alpha, static_cast<size_t>(bytesPerPixel)};
 }
 
 void BlendInto(unsigned char* pixel, unsigned colour) noexcept {
@@ -305,4 +310,4 @@ void TranslateRow(unsigned char* row, int bytesPerPixel, unsigned char const* ta
   }
 }
 
-}  // namespace yk::draw
+}  // namespace yk::raster

@@ -1,0 +1,73 @@
+#include "fill_p.h"
+
+#include <string.h>
+
+namespace yk::raster {
+namespace {
+
+constexpr unsigned OPAQUE_ALPHA = 0xFF000000;
+
+// Where the light part of a row of a bevel ends, and where its dark part begins.
+struct BevelRow {
+  int64_t lightEnd, darkStart;
+};
+
+// Wide numbers: the frame may reach from one end of the range to the other.
+BevelRow RowOf(Bevel const& bevel, int y) noexcept {
+  int64_t const left = bevel.frame.left, right = bevel.frame.right;
+  int64_t const middle = (left + right) >> 1;  // left of here the left edge is the nearer one
+  int64_t const above = int64_t{y} - bevel.frame.top;
+  int64_t const below = int64_t{bevel.frame.bottom} - 1 - y;
+  if (above < bevel.width && above < below) {
+    int64_t const diagonal = std::max(right - 1 - above, middle);
+    return {diagonal, diagonal};
+  }
+  if (below < bevel.width) {
+    int64_t const diagonal = std::min(left + below, middle);
+    return {diagonal, diagonal};
+  }
+  return {std::min(left + bevel.width, middle), std::max(right - bevel.width, middle)};
+}
+
+}  // namespace
+
+void Clear(Surface const& surface, unsigned colour) noexcept {
+  if (surface.width < 1 || surface.height < 1) return;  // an image may have very many rows without pixels
+  Surface all = surface;
+  all.clip = {0, 0, surface.width, surface.height};
+  if (surface.hasAlpha) return void(Fill(all, {Mode::COPY, colour}, all.clip));
+  // one row is painted and copied over the others, with what pads it
+  unsigned char* const first = all.At(0, 0);
+  RowFill({Mode::PAINT, colour | OPAQUE_ALPHA}, all.bytesPerPixel)(first, Width(all.clip));
+  size_t const rowBytes = static_cast<size_t>(all.stride < 0 ? -all.stride : all.stride);
+  for (int y = 1; y < all.height; ++y) memcpy(all.At(0, y), first, rowBytes);
+}
+
+HRESULT Fill(Surface const& surface, Paint paint, xrect2d const& r) noexcept {
+  xrect2d area = r;
+  if (!surface.Clip(area)) return S_FALSE;
+  if (!CanPaint(surface, paint.mode)) return E_NOTIMPL;
+  RowFill const fill(paint, surface.bytesPerPixel);
+  ForEachRow(surface, area, [&](unsigned char* row, int) { fill(row, Width(area)); });
+  return S_OK;
+}
+
+HRESULT FillBevel(Surface const& surface, Mode mode, Bevel const& bevel) noexcept {
+  xrect2d area = bevel.frame;
+  if (bevel.width < 1 || !surface.Clip(area)) return S_FALSE;
+  if (!CanPaint(surface, mode)) return E_NOTIMPL;
+  RowFill const light({mode, bevel.light}, surface.bytesPerPixel);
+  RowFill const dark({mode, bevel.dark}, surface.bytesPerPixel);
+  auto const inside = [&](int64_t x) {
+    return static_cast<int>(std::clamp<int64_t>(x, area.left, area.right));
+  };
+  ForEachRow(surface, area, [&](unsigned char* row, int y) {
+    BevelRow const parts = RowOf(bevel, y);
+    int const lightEnd = inside(parts.lightEnd), darkStart = inside(parts.darkStart);
+    light(row, static_cast<size_t>(lightEnd - area.left));
+    dark(surface.At(darkStart, y), static_cast<size_t>(area.right - darkStart));
+  });
+  return S_OK;
+}
+
+}  // namespace yk::raster

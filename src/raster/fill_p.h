@@ -1,0 +1,78 @@
+// Rectangles: filled in one colour or in many, or changed in place.
+//
+// Each operation works on what of its rectangle lies in the surface's clip. Results: S_OK; S_FALSE when that
+// is nothing; E_NOTIMPL for a mode that cannot paint on the surface.
+#pragma once
+
+#include <algorithm>
+
+#include "fill_kernels_p.h"
+#include "paint_p.h"
+
+namespace yk::raster {
+
+/// Sets every pixel, alpha included, whatever the clip. What pads the rows may change, too.
+void Clear(Surface const& surface, unsigned colour) noexcept;
+
+HRESULT Fill(Surface const& surface, Paint paint, xrect2d const& r) noexcept;
+
+/// A frame of `width` pixels inside a rectangle: left and top light, right and bottom dark, with mitred
+/// corners whose diagonal is dark. A width that reaches past the middle fills the rectangle.
+struct Bevel {
+  xrect2d frame;
+  int width;
+  unsigned light, dark;
+};
+HRESULT FillBevel(Surface const& surface, Mode mode, Bevel const& bevel) noexcept;
+
+/// Calls change(first pixel, pixels) for each row.
+template <class Change>
+HRESULT ChangeRows(Surface const& surface, xrect2d const& r, Change const& change) noexcept {
+  xrect2d area = r;
+  if (!surface.Clip(area)) return S_FALSE;
+  ForEachRow(surface, area, [&](unsigned char* row, int) { change(row, Width(area)); });
+  return S_OK;
+}
+
+/// Fills each row in the colour colourOf(y).
+template <class ColourOf>
+HRESULT FillRows(Surface const& surface, Mode mode, xrect2d const& r, ColourOf colourOf) noexcept {
+  xrect2d area = r;
+  if (!surface.Clip(area)) return S_FALSE;
+  if (!CanPaint(surface, mode)) return E_NOTIMPL;
+  ForEachRow(surface, area, [&](unsigned char* row, int y) {
+    RowFill({mode, colourOf(y)}, surface.bytesPerPixel)(row, Width(area));
+  });
+  return S_OK;
+}
+
+/// Blends the colour colourOf(x) into each column.
+template <class ColourOf>
+HRESULT BlendColumns(Surface const& surface, xrect2d const& r, ColourOf colourOf) noexcept {
+  constexpr int CHUNK = 256;  // colours that are kept at a time
+  xrect2d area = r;
+  if (!surface.Clip(area)) return S_FALSE;
+  unsigned colours[CHUNK];
+  for (int left = area.left; left < area.right; left += CHUNK) {
+    xrect2d const chunk(left, area.top, std::min(left + CHUNK, area.right), area.bottom);
+    for (int x = chunk.left; x < chunk.right; ++x) colours[x - left] = colourOf(x);
+    ForEachRow(surface, chunk,
+               [&](unsigned char* row, int) { BlendRow(row, surface.bytesPerPixel, colours, Width(chunk)); });
+  }
+  return S_OK;
+}
+
+/// Blends the colour colourOf(x, y) into each pixel, and asks for it when those before have been painted.
+template <class ColourOf>
+HRESULT BlendPixels(Surface const& surface, xrect2d const& r, ColourOf colourOf) noexcept {
+  xrect2d area = r;
+  if (!surface.Clip(area)) return S_FALSE;
+  ForEachRow(surface, area, [&](unsigned char* pixel, int y) {
+    for (int x = area.left; x < area.right; ++x, pixel += surface.bytesPerPixel) {
+      BlendInto(pixel, colourOf(x, y));
+    }
+  });
+  return S_OK;
+}
+
+}  // namespace yk::raster

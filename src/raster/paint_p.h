@@ -1,0 +1,28 @@
+// A paint: a colour, and what painting with it does to a pixel.
+#pragma once
+
+#include "surface_p.h"
+
+namespace yk::raster {
+
+enum class Mode : unsigned {
+  PAINT,      // blends the colour in by its alpha; the pixel's alpha stays
+  INVERT,     // complements blue, green and red; the colour is not used
+  ADD,        // adds the channels, up to 255; the colour's alpha is not used
+  SUBTRACT,   // subtracts the channels, down to 0; the colour's alpha is not used
+  COPY,       // replaces the pixel, alpha included; pixels of 4 bytes only
+  COMPOSITE,  // puts the colour over the pixel, alpha included; pixels of 4 bytes only
+};
+inline constexpr unsigned MODE_COUNT = 6;
+
+struct Paint {
+  Mode mode;
+  unsigned colour;  // bits 31..24 alpha, 23..16 blue, 15..8 green, 7..0 red
+};
+
+/// Whether the mode exists and works on pixels of this size.
+constexpr bool CanPaint(Surface const& surface, Mode mode) noexcept {
+  return mode < Mode::COPY || (mode <= Mode::COMPOSITE && surface.bytesPerPixel == 4);
+}
+
+}  // namespace yk::raster
