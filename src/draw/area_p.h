@@ -30,9 +30,11 @@
 #include <math.h>
 #include <qecore/draw/geometry.h>
 
-#include "buffer_p.h"
+#include "raster/buffer_p.h"
 
 namespace yk::draw {
+
+using raster::Buffer;
 
 /// The edges of an area inside a clip.
 class Outline {

@@ -9,15 +9,15 @@
 
 #include <algorithm>
 
-#include "buffer_p.h"
 #include "device_context_p.h"
+#include "raster/buffer_p.h"
 
 namespace yk {
 namespace {
 
 using draw::GdiMask;
-using Coverage = draw::Buffer<unsigned char>;
-using Corners = draw::Buffer<POINT>;
+using Coverage = raster::Buffer<unsigned char>;
+using Corners = raster::Buffer<POINT>;
 
 constexpr COLORREF WHITE = RGB(255, 255, 255);
 constexpr COLORREF BLACK = RGB(0, 0, 0);

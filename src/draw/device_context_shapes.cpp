@@ -6,12 +6,12 @@
 
 #include "area_p.h"
 #include "device_context_p.h"
-#include "line_p.h"
+#include "raster/line_p.h"
+#include "raster/span_p.h"
 
 namespace yk {
 namespace {
 
-using draw::LineWalk;
 using draw::Outline;
 
 bool AreFinite(point2df const* points, int count) noexcept {
@@ -19,39 +19,24 @@ bool AreFinite(point2df const* points, int count) noexcept {
                      [](point2df const& p) { return isfinite(p.x) && isfinite(p.y); });
 }
 
-point2d OnSurface(IDC const& dc, point2df const& p) noexcept {
-  return {static_cast<double>(p.x) + dc.originX, static_cast<double>(p.y) + dc.originY};
+raster::Points OnSurface(IDC const& dc, point2df const* points, int count) noexcept {
+  return {points, count, {static_cast<double>(dc.originX), static_cast<double>(dc.originY)}};
 }
 
+point2d OnSurface(IDC const& dc, point2df const& p) noexcept { return OnSurface(dc, &p, 1).At(0); }
+
 // Paints what is covered, run by run.
-struct CoverPaint {
-  raster::Surface const surface;
-  raster::RowFill const fill;
-  raster::RowCover const cover;
-  bool painted = false;
-
-  explicit CoverPaint(IDC const& dc) noexcept
-      : surface(draw::SurfaceOf(dc)),
-        fill(draw::PaintOf(dc), dc.bytesPerPixel),
-        cover(draw::PaintOf(dc), dc.bytesPerPixel) {}
-
-  static void Run(void* context, int x, int y, unsigned char const* coverage, int count) noexcept {
-    CoverPaint& paint = *static_cast<CoverPaint*>(context);
-    paint.painted = true;
-    if (coverage) {
-      paint.cover(paint.surface.At(x, y), coverage, static_cast<size_t>(count));
-    } else {
-      paint.fill(paint.surface.At(x, y), static_cast<size_t>(count));
-    }
-  }
-};
+void PaintRun(void* painter, int x, int y, unsigned char const* coverage, int count) noexcept {
+  (*static_cast<raster::SpanPainter*>(painter))({x, y, count, coverage});
+}
 
 HRESULT Paint(IDC const& dc, Outline& outline, bool nonZero) noexcept {
   if (!outline.Close()) return E_OUTOFMEMORY;
-  CoverPaint paint(dc);
+  raster::Surface const surface = draw::SurfaceOf(dc);
+  raster::SpanPainter painter(surface, draw::PaintOf(dc));
   draw::AreaSweep sweep(outline, nonZero);
-  if (!sweep.Rows(dc.clip.top, dc.clip.bottom, CoverPaint::Run, &paint)) return E_OUTOFMEMORY;
-  return paint.painted ? S_OK : S_FALSE;
+  if (!sweep.Rows(dc.clip.top, dc.clip.bottom, PaintRun, &painter)) return E_OUTOFMEMORY;
+  return painter.HasPainted() ? S_OK : S_FALSE;
 }
 
 bool HasClip(IDC const& dc) noexcept { return !draw::SurfaceOf(dc).IsEmpty(); }
@@ -59,29 +44,23 @@ bool HasClip(IDC const& dc) noexcept { return !draw::SurfaceOf(dc).IsEmpty(); }
 }  // namespace
 
 HRESULT IDC::DrawLine(point2df const& a, point2df const& b) noexcept {
-  if (!HasClip(*this) || !AreFinite(&a, 1) || !AreFinite(&b, 1)) return S_FALSE;
-  if (!draw::CanPaint(*this)) return E_NOTIMPL;
-  LineWalk const line(OnSurface(*this, a), OnSurface(*this, b), clip);
-  if (!line.IsVisible()) return S_FALSE;
-  draw::LinePattern pattern = {linePattern, linePhase};
-  raster::Surface const surface = draw::SurfaceOf(*this);
-  raster::RowCover const cover(draw::PaintOf(*this), bytesPerPixel);
-  draw::WalkLine(line, pattern, {}, {},
-                 [&](int x, int y, unsigned char coverage) { cover(surface.At(x, y), &coverage, 1); });
+  if (!AreFinite(&a, 1) || !AreFinite(&b, 1)) return S_FALSE;
+  raster::LinePattern pattern = {linePattern, linePhase};
+  HRESULT const result = raster::DrawLine(draw::SurfaceOf(*this), draw::PaintOf(*this), OnSurface(*this, a),
+                                          OnSurface(*this, b), pattern);
   linePhase = pattern.phase;
-  return S_OK;
+  return result;
 }
 
 HRESULT IDC::DrawPolyline(point2df const* points, int count, bool closed) noexcept {
   if (!points || count < 0) return E_INVALIDARG;
-  if (count < 2 || !HasClip(*this) || !AreFinite(points, count)) return S_FALSE;
-  if (!draw::CanPaint(*this)) return E_NOTIMPL;
-  draw::Polyline const lines(points, count, closed, originX, originY);
-  draw::LinePattern pattern = {linePattern, linePhase};
-  CoverPaint paint(*this);
-  if (!lines.Tell(clip, pattern, CoverPaint::Run, &paint)) return E_OUTOFMEMORY;
+  if (count < 2 || !AreFinite(points, count)) return S_FALSE;
+  raster::LinePattern pattern = {linePattern, linePhase};
+  HRESULT const result =
+      raster::DrawPolyline(draw::SurfaceOf(*this), draw::PaintOf(*this), OnSurface(*this, points, count),
+                           closed ? raster::Ends::CLOSED : raster::Ends::OPEN, pattern);
   linePhase = pattern.phase;
-  return paint.painted ? S_OK : S_FALSE;
+  return result;
 }
 
 HRESULT IDC::FillPolygon(point2df const* points, int count, unsigned rule) noexcept {

@@ -2,12 +2,13 @@
 #pragma once
 
 #include <stddef.h>
+#include <stdint.h>
 #include <stdlib.h>
 
 #include <type_traits>
 #include <utility>
 
-namespace yk::draw {
+namespace yk::raster {
 
 template <class T>
 class Buffer {
@@ -70,4 +71,4 @@ class Buffer {
   size_t capacity = 0;
 };
 
-}  // namespace yk::draw
+}  // namespace yk::raster

@@ -1,12 +1,12 @@
-// Anti-aliased lines as steps along their longer axis, each of two pixels. Pure computation: no surface, no
-// colour.
+// Anti-aliased lines as steps along their longer axis, each of two pixels.
 #pragma once
 
 #include <qecore/draw/geometry.h>
 
-#include "buffer_p.h"
+#include "paint_p.h"
+#include "points_p.h"
 
-namespace yk::draw {
+namespace yk::raster {
 
 /// What of a line lies in a clip. The place of a step depends on its number alone, so that clipping leaves
 /// the steps that remain where they were.
@@ -92,34 +92,20 @@ void WalkLine(LineWalk const& line, LinePattern& pattern, JointStep const& start
   pattern.MoveOn(all > shared ? all - shared : 0);
 }
 
-/// Connected lines. Each joint is one step of the pattern, with the line that comes to it; but where the
-/// lines step along different axes, both plot their own step there, or there would be a gap.
-class Polyline {
- public:
-  /// Gets a run of pixels and how much of each is covered, 0 to 255.
-  using Sink = void (*)(void* context, int x, int y, unsigned char const* coverage, int count);
+/// Draws a line. S_OK; S_FALSE, and the pattern does not move on, for a line without length or wholly outside
+/// the clip; E_NOTIMPL for a mode that cannot paint on the surface. The points must be finite.
+HRESULT DrawLine(Surface const& surface, Paint paint, point2d const& a, point2d const& b,
+                 LinePattern& pattern) noexcept;
 
-  /// Finite points, at least one; (dx, dy) is added to each. `closed` connects the last with the first.
-  Polyline(point2df const* points, int count, bool closed, double dx, double dy) noexcept
-      : points(points), count(count), closed(closed), dx(dx), dy(dy) {}
+enum class Ends { OPEN, CLOSED };  // closed: the last point is connected with the first
 
-  /// Tells the pixels inside the clip, each once, with what the line that covers it most covers. Moves the
-  /// pattern on by all steps. False when there is no memory.
-  bool Tell(xrect2d const& clip, LinePattern& pattern, Sink sink, void* context) const noexcept;
+/// Draws connected lines, of one point at least. A pixel is painted once, by the line that covers it most.
+/// Each joint is one step of the pattern, with the line that comes to it; but where the lines step along
+/// different axes, both plot their own step there, or there would be a gap. The pattern moves on by all
+/// steps, also those outside the clip.
+///
+/// S_OK; S_FALSE when nothing was painted; E_NOTIMPL as above; E_OUTOFMEMORY, and the pattern has not moved.
+HRESULT DrawPolyline(Surface const& surface, Paint paint, Points const& points, Ends ends,
+                     LinePattern& pattern) noexcept;
 
- private:
-  struct Raster;
-
-  point2d At(int i) const noexcept {
-    return {static_cast<double>(points[i].x) + dx, static_cast<double>(points[i].y) + dy};
-  }
-  xrect2d Box() const noexcept;
-  LinePattern Walk(Raster& raster, LinePattern pattern) const noexcept;
-
-  point2df const* points;
-  int count;
-  bool closed;
-  double dx, dy;
-};
-
-}  // namespace yk::draw
+}  // namespace yk::raster

@@ -1,0 +1,194 @@
+#include "line_p.h"
+
+#include <math.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "buffer_p.h"
+#include "span_p.h"
+
+namespace yk::raster {
+namespace {
+
+// Whether the pixels that a line between two places touches reach into a range of pixels.
+bool Reaches(double a, double b, int low, int high) noexcept {
+  return std::min(a, b) < high && std::max(a, b) > low - 1.0;
+}
+
+// A count of steps, which may be more than an integer holds.
+unsigned Modulo(double count) noexcept { return static_cast<unsigned>(fmod(count, 4294967296.0)); }
+
+}  // namespace
+
+LineWalk::LineWalk(point2d const& a, point2d const& b, xrect2d const& clip) noexcept {
+  if (a == b) return;
+  steep = fabs(b.y - a.y) > fabs(b.x - a.x);
+  origin = steep ? a.y : a.x;
+  offset = steep ? a.x : a.y;
+  double const goal = steep ? b.y : b.x;
+  slope = ((steep ? b.x : b.y) - offset) / (goal - origin);
+  acrossLow = steep ? clip.left : clip.top;
+  acrossHigh = steep ? clip.right : clip.bottom;
+
+  // the places of the first and the last step
+  double const start = floor(origin + 0.5);
+  double const stop = floor(goal + 0.5);
+  direction = stop < start ? -1 : 1;
+  all = Modulo((stop - start) * direction + 1);
+
+  visible = Reaches(a.x, b.x, clip.left, clip.right) && Reaches(a.y, b.y, clip.top, clip.bottom);
+  if (!visible) return;
+  double low = std::max<double>(std::min(start, stop), steep ? clip.top : clip.left);
+  double high = std::min<double>(std::max(start, stop), (steep ? clip.bottom : clip.right) - 1.0);
+  if (slope != 0) {  // where the line passes the clip on the other axis, and a step more at each end
+    double const enters = origin + (acrossLow - 1.0 - offset) / slope;
+    double const leaves = origin + (acrossHigh - offset) / slope;
+    low = std::max(low, floor(std::min(enters, leaves)) - 1);
+    high = std::min(high, ceil(std::max(enters, leaves)) + 1);
+  }
+  if (!(high >= low)) return;
+  first = direction > 0 ? low : high;
+  before = Modulo(fabs(first - start));
+  walked = static_cast<int>(high - low) + 1;
+}
+
+double LineWalk::Floor(double value) noexcept { return floor(value); }
+
+HRESULT DrawLine(Surface const& surface, Paint paint, point2d const& a, point2d const& b,
+                 LinePattern& pattern) noexcept {
+  if (surface.IsEmpty()) return S_FALSE;
+  if (!CanPaint(surface, paint.mode)) return E_NOTIMPL;
+  LineWalk const line(a, b, surface.clip);
+  if (!line.IsVisible()) return S_FALSE;
+  RowCover const cover(paint, surface.bytesPerPixel);
+  WalkLine(line, pattern, {}, {},
+           [&](int x, int y, unsigned char share) { cover(surface.At(x, y), &share, 1); });
+  return S_OK;
+}
+
+// ---- polylines
+
+namespace {
+
+// How much coverage a polyline keeps at a time: as many rows as fit, and at least one.
+constexpr int64_t COVERAGE_BYTES = 4 << 20;
+
+// The coverage of the pixels of a rectangle.
+class CoverageMap {
+ public:
+  /// Makes it empty. False when there is no memory.
+  bool Reset(xrect2d const& newArea) noexcept {
+    area = newArea;
+    return coverage.Fill(Width(area) * static_cast<size_t>(area.bottom - area.top), 0);
+  }
+
+  xrect2d const& Area() const noexcept { return area; }
+  void Plot(int x, int y, unsigned char share) noexcept {
+    unsigned char& pixel = Row(y)[x - area.left];
+    pixel = std::max(pixel, share);
+  }
+  void PaintRow(int y, SpanPainter& painter) noexcept;
+
+ private:
+  unsigned char* Row(int y) noexcept {
+    return coverage.begin() + static_cast<size_t>(y - area.top) * Width(area);
+  }
+
+  xrect2d area;
+  Buffer<unsigned char> coverage;
+};
+
+// Paints the runs of a row that are covered; a run ends where nothing is for a while.
+void CoverageMap::PaintRow(int y, SpanPainter& painter) noexcept {
+  constexpr size_t BLOCK = 8;
+  unsigned char const* const row = Row(y);
+  size_t const width = Width(area);
+  auto const isCovered = [=](size_t x) {
+    uint64_t block = 0;
+    memcpy(&block, row + x, std::min(BLOCK, width - x));
+    return block != 0;
+  };
+  for (size_t x = 0; x < width; x += BLOCK) {
+    if (!isCovered(x)) continue;
+    size_t const from = x;
+    while (x < width && isCovered(x)) x += BLOCK;
+    size_t const to = std::min(x, width);
+    painter({area.left + static_cast<int>(from), y, static_cast<int>(to - from), row + from});
+  }
+}
+
+struct Polyline {
+  Points const& points;
+  Ends ends;
+
+  xrect2d Box() const noexcept;
+  LinePattern Plot(CoverageMap& map, LinePattern pattern) const noexcept;
+};
+
+// What the lines may touch, as far as integers reach.
+xrect2d Polyline::Box() const noexcept {
+  rect2d box;
+  box.Empty();
+  for (int i = 0; i < points.count; ++i) box.Add(points.At(i));
+  auto const toInt = [](double value) { return static_cast<int>(std::clamp(value, -1e9, 1e9)); };
+  return {toInt(floor(box.x1) - 1), toInt(floor(box.y1) - 1), toInt(ceil(box.x2) + 2),
+          toInt(ceil(box.y2) + 2)};
+}
+
+// \return the pattern after it
+LinePattern Polyline::Plot(CoverageMap& map, LinePattern pattern) const noexcept {
+  unsigned const firstStep = pattern.phase + 1;
+  bool isFirst = true, firstIsSteep = false, wasSteep = false;
+  int const lines = ends == Ends::CLOSED ? points.count : points.count - 1;
+  // the line that comes back to the first point; a last point that repeats the first adds none
+  int closing = ends == Ends::CLOSED ? lines - 1 : -1;
+  while (closing >= 0 && points.At(closing) == points.After(closing)) --closing;
+  for (int i = 0; i < lines; ++i) {
+    point2d const a = points.At(i), b = points.After(i);
+    if (a == b) continue;  // seen with what is added, which may have swallowed a tiny difference
+    LineWalk const line(a, b, map.Area());
+    bool const isSteep = line.IsSteep();
+    if (isFirst) firstIsSteep = isSteep;
+    JointStep const start = {!isFirst, isSteep != wasSteep, pattern.phase};
+    JointStep const end = {i == closing, isSteep != firstIsSteep, firstStep};
+    WalkLine(line, pattern, start, end, [&](int x, int y, unsigned char share) { map.Plot(x, y, share); });
+    isFirst = false;
+    wasSteep = isSteep;
+  }
+  return pattern;
+}
+
+// Rows of a rectangle whose coverage is kept at a time.
+int RowsAtOnce(xrect2d const& r) noexcept {
+  int64_t const fitting = COVERAGE_BYTES / std::max<int64_t>(1, int64_t{r.right} - r.left);
+  return static_cast<int>(std::max<int64_t>(1, fitting));
+}
+
+}  // namespace
+
+HRESULT DrawPolyline(Surface const& surface, Paint paint, Points const& points, Ends ends,
+                     LinePattern& pattern) noexcept {
+  if (surface.IsEmpty()) return S_FALSE;
+  if (!CanPaint(surface, paint.mode)) return E_NOTIMPL;
+  Polyline const lines = {points, ends};
+  xrect2d box = lines.Box();
+  xrect2d const& clip = surface.clip;
+  if (!surface.Clip(box))
+    box = {clip.left, clip.top, clip.left, clip.top};  // the pattern moves on all the same
+  int const rows = RowsAtOnce(box);
+  LinePattern after = pattern;
+  CoverageMap map;
+  SpanPainter painter(surface, paint);
+  int top = box.top;
+  do {
+    int const bottom = box.bottom - top > rows ? top + rows : box.bottom;
+    if (!map.Reset({box.left, top, box.right, bottom})) return E_OUTOFMEMORY;
+    after = lines.Plot(map, pattern);
+    for (; top < bottom; ++top) map.PaintRow(top, painter);
+  } while (top < box.bottom);
+  pattern = after;
+  return painter.HasPainted() ? S_OK : S_FALSE;
+}
+
+}  // namespace yk::raster
