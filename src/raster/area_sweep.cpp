@@ -1,0 +1,300 @@
+#include "area_sweep_p.h"
+
+#include <math.h>
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+namespace yk::raster {
+namespace {
+
+// A row with more ends of edges than this has no thinner slabs, and no row has thinner halves.
+constexpr size_t MANY_EVENTS = 256;
+constexpr double THINNEST_SLAB = 1.0 / 256;
+
+// A slab with more crossings for each of its edges than this is halved.
+constexpr size_t MAX_CROSSINGS_PER_EDGE = 16;
+
+// Sorting by insertion is given up when it has moved each edge so often.
+constexpr size_t MAX_MOVES_PER_EDGE = 32;
+
+// A run of pixels that are all covered, or all not, is painted by itself when it is at least this long.
+constexpr int LONG_RUN = 8;
+
+}  // namespace
+
+// ---- rows and slabs
+
+AreaSweep::AreaSweep(Outline const& outline, FillRule rule) noexcept
+    : outline(outline),
+      firstColumn(static_cast<int>(outline.Leftmost())),
+      endColumn(std::min(static_cast<int>(outline.Rightmost()) + 1, static_cast<int>(Width(outline.Clip())))),
+      ruleMask(rule == FillRule::NON_ZERO ? -1 : 1),
+      nextEdge(outline.begin()) {}
+
+bool AreaSweep::Reserve() noexcept {
+  size_t const columns = static_cast<size_t>(endColumn);
+  // an edge through the last pixel steps after it, too, and one along its end another pixel on
+  return steps.Fill(columns + 2, 0) && marks.Fill(columns / 64 + 2, 0) && coverage.Reserve(columns);
+}
+
+bool AreaSweep::PaintRows(int first, int count, SpanPainter& painter) noexcept {
+  if (!Reserve()) return false;
+  int const end = first + count;
+  nextEdge = outline.begin();
+  active.Shrink(0);
+  for (int y = first; y < end && !failed; ++y) {
+    if (active.Count() == 0) {
+      while (nextEdge != outline.end() && nextEdge->bottom <= y) ++nextEdge;
+      if (nextEdge == outline.end() || nextEdge->top >= end) break;
+      y = std::max(y, static_cast<int>(floor(std::max<double>(nextEdge->top, y))));
+    }
+    SweepRow(y);
+    PaintRow(y, painter);
+  }
+  return !failed;
+}
+
+void AreaSweep::SweepRow(int y) noexcept {
+  double const end = y + 1.0;
+  CollectEvents(y);
+  double const thinnest = events.Count() > MANY_EVENTS ? THINNEST_SLAB : 0;
+  double from = y;
+  for (double const event : events) {
+    if (event - from <= thinnest || end - event <= thinnest) continue;
+    SweepSlab(from, event);
+    from = event;
+  }
+  SweepSlab(from, end);
+}
+
+// The ends of edges inside a row.
+void AreaSweep::CollectEvents(double y) noexcept {
+  events.Shrink(0);
+  auto const add = [=, this](double event) {
+    if (event > y && event < y + 1 && !events.Add(event)) failed = true;
+  };
+  for (ActiveEdge const& edge : active) add(edge.source->bottom);
+  for (Outline::Edge const* edge = nextEdge; edge != outline.end() && edge->top < y + 1; ++edge) {
+    add(edge->top);
+    add(edge->bottom);
+  }
+  std::sort(events.begin(), events.end());
+  events.Shrink(static_cast<size_t>(std::unique(events.begin(), events.end()) - events.begin()));
+}
+
+void AreaSweep::SweepSlab(double from, double to) noexcept {
+  Advance(from, to);
+  SortByTop();
+  bool const isInOrder = AssignWindings();
+  if (isInOrder) return CoverActive(to - from);
+  if (FindCrossings()) return CoverCrossing(to - from);
+  if (to - from < 2 * THINNEST_SLAB) return CoverByMiddle(to - from);
+  double const middle = (from + to) / 2;
+  for (ActiveEdge& edge : active) edge.bottom = edge.top;
+  SweepSlab(from, middle);
+  SweepSlab(middle, to);
+}
+
+// Makes those edges active that run through the middle of a slab, and moves them to it.
+void AreaSweep::Advance(double from, double to) noexcept {
+  double const middle = (from + to) / 2;
+  ActiveEdge* last = active.begin();
+  for (ActiveEdge const& edge : active) {
+    if (edge.source->bottom <= middle) continue;
+    *last++ = {edge.bottom, edge.source->At(to), edge.source, 0, edge.direction};
+  }
+  active.Shrink(static_cast<size_t>(last - active.begin()));
+  for (; nextEdge != outline.end() && nextEdge->top <= middle; ++nextEdge) {
+    if (nextEdge->bottom <= middle) continue;
+    if (!active.Add({nextEdge->At(from), nextEdge->At(to), nextEdge, 0, nextEdge->direction})) failed = true;
+  }
+}
+
+// They have been in order, but for those that have just come in, or for rounding.
+void AreaSweep::SortByTop() noexcept {
+  auto const isLess = [](ActiveEdge const& a, ActiveEdge const& b) {
+    return a.top != b.top ? a.top < b.top : a.bottom < b.bottom;
+  };
+  size_t moves = active.Count() * MAX_MOVES_PER_EDGE;
+  for (size_t i = 1; i < active.Count(); ++i) {
+    ActiveEdge const edge = active[i];
+    size_t at = i;
+    for (; at > 0 && isLess(edge, active[at - 1]); --at) active[at] = active[at - 1];
+    active[at] = edge;
+    if (moves < i - at) return std::sort(active.begin(), active.end(), isLess);
+    moves -= i - at;
+  }
+}
+
+// False when edges cross.
+bool AreaSweep::AssignWindings() noexcept {
+  int winding = 0;
+  double last = -INFINITY;
+  bool isInOrder = true;
+  for (ActiveEdge& edge : active) {
+    edge.winding = winding;
+    winding += edge.direction;
+    if (edge.bottom < last) isInOrder = false;
+    last = edge.bottom;
+  }
+  return isInOrder;
+}
+
+// Whether the inside begins (1) or ends (-1) right of an edge, or neither (0).
+int AreaSweep::SideOf(int winding, int direction) const noexcept {
+  return ((winding + direction) & ruleMask ? 1 : 0) - (winding & ruleMask ? 1 : 0);
+}
+
+void AreaSweep::CoverActive(double height) noexcept {
+  for (ActiveEdge const& edge : active) {
+    int const side = SideOf(edge.winding, edge.direction);
+    if (side != 0) CoverRightOf(edge.top, edge.bottom, side * height);
+  }
+}
+
+void AreaSweep::CoverByMiddle(double height) noexcept {
+  std::sort(active.begin(), active.end(),
+            [](ActiveEdge const& a, ActiveEdge const& b) { return a.top + a.bottom < b.top + b.bottom; });
+  AssignWindings();
+  CoverActive(height);
+}
+
+// ---- crossings in a slab
+
+// Sorts the places of the edges at the bottom. Every pair that this exchanges has crossed. False when there
+// are too many.
+bool AreaSweep::FindCrossings() noexcept {
+  size_t const limit = active.Count() * MAX_CROSSINGS_PER_EDGE;
+  crossings.Shrink(0);
+  if (!places.Resize(active.Count())) return !(failed = true);
+  for (size_t i = 0; i < active.Count(); ++i) {
+    Place const place = {active[i].bottom, static_cast<unsigned>(i)};
+    size_t at = i;
+    for (; at > 0 && places[at - 1].bottom > place.bottom; --at) {
+      ActiveEdge const& other = active[places[at - 1].edge];
+      double const above = active[i].top - other.top, below = other.bottom - place.bottom;
+      if (!crossings.Add({above / (above + below), places[at - 1].edge, place.edge})) failed = true;
+      places[at] = places[at - 1];
+    }
+    places[at] = place;
+    if (crossings.Count() > limit) return false;
+  }
+  return true;
+}
+
+// Lists the crossings of each edge, from the top.
+bool AreaSweep::ListWindingChanges() noexcept {
+  if (!firstChange.Fill(active.Count() + 2, 0) || !changes.Resize(crossings.Count() * 2)) return false;
+  // counted two places on, so that filling in moves each count to where the changes of its edge begin
+  for (Crossing const& crossing : crossings) {
+    ++firstChange[crossing.left + size_t{2}];
+    ++firstChange[crossing.right + size_t{2}];
+  }
+  for (size_t i = 2; i < firstChange.Count(); ++i) firstChange[i] += firstChange[i - 1];
+  for (Crossing const& crossing : crossings) {
+    changes[firstChange[crossing.left + size_t{1}]++] = {crossing.at, active[crossing.right].direction};
+    changes[firstChange[crossing.right + size_t{1}]++] = {crossing.at, -active[crossing.left].direction};
+  }
+  for (size_t i = 0; i < active.Count(); ++i) {
+    std::sort(changes.begin() + firstChange[i], changes.begin() + firstChange[i + 1],
+              [](WindingChange const& a, WindingChange const& b) { return a.at < b.at; });
+  }
+  return true;
+}
+
+void AreaSweep::CoverCrossing(double height) noexcept {
+  if (failed || !ListWindingChanges() || !reordered.Resize(active.Count())) {
+    failed = true;
+    return;
+  }
+  for (size_t i = 0; i < active.Count(); ++i) {
+    CoverBetweenCrossings(active[i], changes.begin() + firstChange[i], changes.begin() + firstChange[i + 1],
+                          height);
+  }
+  for (size_t i = 0; i < active.Count(); ++i) reordered[i] = active[places[i].edge];
+  active.Swap(reordered);
+}
+
+void AreaSweep::CoverBetweenCrossings(ActiveEdge const& edge, WindingChange const* next,
+                                      WindingChange const* end, double height) noexcept {
+  int winding = edge.winding;
+  int side = SideOf(winding, edge.direction);
+  double at = 0, x = edge.top;
+  for (; next != end; ++next) {
+    winding += next->change;
+    int const nextSide = SideOf(winding, edge.direction);
+    if (nextSide == side) continue;
+    double const nextX = edge.top + (edge.bottom - edge.top) * next->at;
+    if (side != 0) CoverRightOf(x, nextX, (next->at - at) * side * height);
+    at = next->at;
+    x = nextX;
+    side = nextSide;
+  }
+  if (side != 0) CoverRightOf(x, edge.bottom, (1 - at) * side * height);
+}
+
+// ---- coverage of a row
+
+void AreaSweep::AddStep(int column, double part, double middle) noexcept {
+  size_t const at = static_cast<size_t>(column);
+  steps[at] += static_cast<float>(part * (1 - middle));
+  steps[at + 1] += static_cast<float>(part * middle);
+  marks[at / 64] |= uint64_t{1} << at % 64;
+  marks[(at + 1) / 64] |= uint64_t{1} << (at + 1) % 64;
+}
+
+// Adds what lies right of a line through a slab of this height; a negative height takes it away.
+void AreaSweep::CoverRightOf(double x0, double x1, double height) noexcept {
+  int const column = static_cast<int>(x0);
+  if (column == static_cast<int>(x1)) return AddStep(column, height, (x0 + x1) / 2 - column);
+  CoverSlanted(std::min(x0, x1), std::max(x0, x1), height);
+}
+
+void AreaSweep::CoverSlanted(double low, double high, double height) noexcept {
+  double const perUnit = height / (high - low);
+  int const first = static_cast<int>(low), last = static_cast<int>(high);
+  AddStep(first, (first + 1 - low) * perUnit, (low - first + 1) / 2);
+  for (int column = first + 1; column < last; ++column) AddStep(column, perUnit, 0.5);
+  if (high > last) AddStep(last, (high - last) * perUnit, (high - last) / 2);
+}
+
+// The next pixel whose coverage may differ from the one before, or the end.
+int AreaSweep::NextStep(int column) const noexcept {
+  if (column >= endColumn) return endColumn;
+  uint64_t const* word = marks.begin() + column / 64;
+  uint64_t const* const last = marks.begin() + (endColumn - 1) / 64;
+  uint64_t bits = *word & ~uint64_t{0} << column % 64;
+  while (bits == 0 && word != last) bits = *++word;
+  int const at = static_cast<int>(word - marks.begin()) * 64 + std::countr_zero(bits);
+  return std::min(at, endColumn);
+}
+
+// Sums the steps up to coverage, paints it in runs, and clears the steps. A long run that is covered whole,
+// or not at all, ends the run before it.
+void AreaSweep::PaintRow(int y, SpanPainter& painter) noexcept {
+  int const left = outline.Clip().left;
+  auto const paint = [&](int from, int to, unsigned char const* row) {
+    if (to > from) painter({left + from, y, to - from, row});
+  };
+  int run = NextStep(firstColumn);
+  float sum = 0;
+  for (int column = run, next; column < endColumn; column = next) {
+    sum += std::exchange(steps[static_cast<size_t>(column)], 0.0f);
+    next = NextStep(column + 1);
+    unsigned char const share = static_cast<unsigned char>(std::clamp(sum, 0.0f, 1.0f) * 255 + 0.5f);
+    if ((share == 0 || share == 255) && next - column >= LONG_RUN) {
+      paint(run, column, coverage.begin() + run);
+      if (share) paint(column, next, nullptr);
+      run = next;
+    } else {
+      std::fill(coverage.begin() + column, coverage.begin() + next, share);
+    }
+  }
+  paint(run, endColumn, coverage.begin() + run);
+  steps[static_cast<size_t>(endColumn)] = steps[static_cast<size_t>(endColumn) + 1] = 0;
+  std::fill(marks.begin() + firstColumn / 64, marks.end(), 0);
+}
+
+}  // namespace yk::raster

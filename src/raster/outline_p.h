@@ -1,0 +1,65 @@
+// The outline of an area: the edges of polygons and ellipses, cut down to a clip and in order.
+//
+//   Outline outline(clip);
+//   outline.AddPolygon(points);
+//   if (!outline.Close()) return E_OUTOFMEMORY;
+#pragma once
+
+#include <math.h>
+
+#include <algorithm>
+
+#include "buffer_p.h"
+#include "points_p.h"
+
+namespace yk::raster {
+
+/// The edges of an area inside a clip.
+class Outline {
+ public:
+  struct Edge {
+    double top, bottom;  // top < bottom
+    double x;            // at the top, from the left of the clip
+    double slope;        // x per y
+    double low, high;    // the range of x
+    int direction;       // +1 downward, -1 upward
+
+    double At(double y) const noexcept {
+      if (y <= top) return x;  // also where the slope is too steep for a number
+      return std::clamp(x + (y - top) * slope, low, high);
+    }
+  };
+
+  /// Only what lies inside the clip is kept; it must not be empty.
+  explicit Outline(xrect2d const& clip) noexcept : clip(clip) {}
+
+  void AddPolygon(Points const& points) noexcept;
+  /// The outline of the points of an ellipse that are not nearer to its edge than `inset`, which must be less
+  /// than both radii.
+  void AddEllipse(point2d const& centre, point2d const& radius, double inset) noexcept;
+  /// Must be called when all has been added. False when there was no memory.
+  bool Close() noexcept;
+
+  xrect2d const& Clip() const noexcept { return clip; }
+  /// The range of x, from the left of the clip; of an empty outline, 0.
+  double Leftmost() const noexcept { return edges.Count() ? leftmost : 0; }
+  double Rightmost() const noexcept { return rightmost; }
+  Edge const* begin() const noexcept { return edges.begin(); }
+  Edge const* end() const noexcept { return edges.end(); }
+
+ private:
+  struct Quarter;
+
+  void AddEdge(point2d const& a, point2d const& b) noexcept;
+  void AddClipped(point2d const& upper, point2d const& lower, int direction) noexcept;
+  void Append(point2d const& upper, point2d const& lower, int direction) noexcept;
+  void AddArc(Quarter const& quarter, point2d const& from, point2d const& to, int depth) noexcept;
+  bool IsBeside(point2d const& a, point2d const& b) const noexcept;
+
+  xrect2d clip;
+  Buffer<Edge> edges;  // closed: by their tops
+  double leftmost = INFINITY, rightmost = 0;
+  bool failed = false;
+};
+
+}  // namespace yk::raster
