@@ -83,15 +83,21 @@ HRESULT MakeSurface(IDC& dc, int w, int h) noexcept {
   return S_OK;
 }
 
+// A rectangle of the surface that goes to (x, y) of another device context.
+struct Part {
+  int sourceX, sourceY, w, h, x, y;
+};
+
 // The way round BitBlt. The header says 24 bits whatever the surface has; pixels that this would read and the
 // surface does not have make it fail.
-HRESULT StretchTo(HDC target, IDC const& dc, int x, int y, int w, int h, xrect2d const& source) noexcept {
+HRESULT StretchTo(HDC target, IDC const& dc, Part const& part) noexcept {
+  auto const& [sourceX, sourceY, w, h, x, y] = part;
   if (!dc.bits || w < 1 || h < 1) return E_FAIL;
   if (h > int64_t{dc.stride} * dc.height / draw::RowBytes(w, 24)) return E_FAIL;
   BITMAPINFO info = {};
   info.bmiHeader = img::DibHeader(w, h, 24);
-  int const lines = StretchDIBits(target, x, y, w, h, source.left, source.top, w, h, dc.bits, &info,
-                                  DIB_RGB_COLORS, SRCCOPY);
+  int const lines =
+      StretchDIBits(target, x, y, w, h, sourceX, sourceY, w, h, dc.bits, &info, DIB_RGB_COLORS, SRCCOPY);
   return lines < 1 ? E_FAIL : S_OK;
 }
 
@@ -198,7 +204,7 @@ HRESULT IDC::Blit(HDC target, int x, int y, xrect2d const* source) noexcept {
   int const h = ClampToInt(int64_t{r.bottom} - r.top);
   SetViewportOrgEx(memoryDC, 0, 0, nullptr);
   if (BitBlt(target, x, y, w, h, memoryDC, r.left, r.top, SRCCOPY)) return S_OK;
-  return StretchTo(target, *this, x, y, w, h, r);
+  return StretchTo(target, *this, {r.left, r.top, w, h, x, y});
 }
 
 HRESULT IDC::Clear(unsigned color) noexcept {

@@ -11,6 +11,7 @@
 
 #include "device_context_p.h"
 #include "raster/buffer_p.h"
+#include "raster/span_p.h"
 
 namespace yk {
 namespace {
@@ -33,18 +34,19 @@ constexpr int OUTLINE_BYTE = 0;
 constexpr int FAR_AWAY = 0x4000;
 constexpr int WIDEST_PEN = FAR_AWAY - 1;
 
-/// Paints a mask onto the surface; `coverageOf` makes a byte of the three of a pixel.
-template <class CoverageOf>
-HRESULT PaintMask(IDC const& dc, unsigned colour, xrect2d const& area, GdiMask const& mask,
-                  CoverageOf coverageOf) noexcept {
+// Paints what a mask holds in one of the three bytes of its pixels.
+HRESULT PaintMask(IDC const& dc, unsigned colour, GdiMask const& mask, int byte) noexcept {
   Coverage coverage;
-  if (!coverage.Reserve(static_cast<size_t>(mask.Columns()))) return E_OUTOFMEMORY;
+  if (!coverage.Resize(raster::Width(mask.Area()))) return E_OUTOFMEMORY;
   raster::Surface const surface = draw::SurfaceOf(dc);
-  raster::RowCover const cover(draw::PaintOf(dc, colour), surface.bytesPerPixel);
+  raster::SpanPainter painter(surface, draw::PaintOf(dc, colour));
   for (int row = 0; row < mask.Rows(); ++row) {
-    unsigned char const* pixel = mask.Row(row);
-    for (int x = 0; x < mask.Columns(); ++x, pixel += 3) coverage.begin()[x] = coverageOf(pixel);
-    cover(surface.At(area.left, area.top + row), coverage.begin(), raster::Width(area));
+    unsigned char const* next = mask.Row(row) + byte;
+    for (unsigned char& share : coverage) {
+      share = *next;
+      next += 3;
+    }
+    painter({mask.Area().left, mask.Area().top + row, mask.Columns(), coverage.begin()});
   }
   return S_OK;
 }
@@ -104,16 +106,24 @@ bool IsTurned(HDC dc) noexcept {
   return font.lfEscapement != 0 || font.lfOrientation != 0;
 }
 
-// Whether text stands where its size and alignment say.
+// Whether text is where its size and alignment say.
 bool IsPlaced(IDC const& dc, unsigned format) noexcept {
   bool const isUpright = (format & (DT_VCENTER | DT_BOTTOM)) == 0 || (format & DT_SINGLELINE) != 0;
   return isUpright && !(format & DT_RTLREADING) && !IsTurned(dc.memoryDC);
 }
 
-// Where something of a length begins between two ends: at the first one, in the middle, or before the last.
-int Align(int from, int to, int length, bool isMiddle, bool isLast) noexcept {
+enum class Alignment { FIRST, MIDDLE, LAST };
+
+Alignment AlignmentOf(unsigned format, unsigned middle, unsigned last) noexcept {
+  if (format & last) return Alignment::LAST;
+  return format & middle ? Alignment::MIDDLE : Alignment::FIRST;
+}
+
+// Where something of a length begins between two ends.
+int Align(int from, int to, int length, Alignment alignment) noexcept {
   int64_t const room = int64_t{to} - from - length;
-  return ClampToInt(from + (isLast ? room : isMiddle ? room / 2 : 0));
+  int64_t const before[] = {0, room / 2, room};
+  return ClampToInt(from + before[static_cast<int>(alignment)]);
 }
 
 // Where text may leave a mark: around its box as far as that is high, since letters may lean out of it; and
@@ -131,8 +141,8 @@ xrect2d TextArea(IDC const& dc, Text const& text, xrect2d const& r) noexcept {
   int const w = ClampToInt(int64_t{size.right} - size.left), h = ClampToInt(int64_t{size.bottom} - size.top);
   xrect2d area = frame;
   if (IsPlaced(dc, format)) {
-    area.left = Align(frame.left, frame.right, w, format & DT_CENTER, format & DT_RIGHT);
-    area.top = Align(frame.top, frame.bottom, h, format & DT_VCENTER, format & DT_BOTTOM);
+    area.left = Align(frame.left, frame.right, w, AlignmentOf(format, DT_CENTER, DT_RIGHT));
+    area.top = Align(frame.top, frame.bottom, h, AlignmentOf(format, DT_VCENTER, DT_BOTTOM));
     area.right = AddClamped(area.left, w);
     area.bottom = AddClamped(area.top, h);
     area.Inflate(h, h);
@@ -158,27 +168,46 @@ bool DrawInto(GdiMask const& mask, IDC const& dc, Text const& text, xrect2d cons
 
 int Mean(unsigned char const* pixel) noexcept { return (pixel[0] + pixel[1] + pixel[2]) / 3; }
 
+// Calls change(share, mean of the mask's pixel) for each pixel.
+template <class Change>
+void ForEachShare(Coverage& coverage, GdiMask const& mask, Change change) noexcept {
+  unsigned char* share = coverage.begin();
+  for (int row = 0; row < mask.Rows(); ++row) {
+    unsigned char const* pixel = mask.Row(row);
+    for (int x = 0; x < mask.Columns(); ++x, pixel += 3) change(*share++, Mean(pixel));
+  }
+}
+
 // GDI bends coverage by a curve, which makes light letters bolder and dark ones thinner by as much: what is
 // true lies in the middle between white on black and black on white.
+HRESULT CoverText(IDC const& dc, Text const& text, xrect2d const& where, GdiMask& mask,
+                  Coverage& coverage) noexcept {
+  if (!DrawInto(mask, dc, text, where, WHITE)) return E_FAIL;
+  ForEachShare(coverage, mask,
+               [](unsigned char& share, int mean) { share = static_cast<unsigned char>(mean); });
+  mask.Whiten();
+  if (!DrawInto(mask, dc, text, where, BLACK)) return E_FAIL;
+  ForEachShare(coverage, mask, [](unsigned char& share, int mean) {
+    share = static_cast<unsigned char>((share + 255 - mean + 1) / 2);
+  });
+  return S_OK;
+}
+
 HRESULT PaintClippedText(IDC const& dc, Text const& text, xrect2d const& r, xrect2d const& area) noexcept {
   GdiMask mask(area);
   if (!mask.IsMade()) return E_FAIL;
-  xrect2d const where = draw::Shifted(dc, r);
-  size_t const columns = raster::Width(area), rows = static_cast<size_t>(mask.Rows());
-  Coverage light;
-  if (!light.Resize(columns * rows)) return E_OUTOFMEMORY;
-  if (!DrawInto(mask, dc, text, where, WHITE)) return E_FAIL;
-  unsigned char* next = light.begin();
+  size_t const columns = raster::Width(area);
+  Coverage coverage;
+  if (!coverage.Resize(columns * static_cast<size_t>(mask.Rows()))) return E_OUTOFMEMORY;
+  HRESULT const result = CoverText(dc, text, draw::Shifted(dc, r), mask, coverage);
+  if (Failed(result)) return result;
+  raster::Surface const surface = draw::SurfaceOf(dc);
+  raster::SpanPainter painter(surface, draw::PaintOf(dc));
   for (int row = 0; row < mask.Rows(); ++row) {
-    unsigned char const* pixel = mask.Row(row);
-    for (size_t x = 0; x < columns; ++x, pixel += 3) *next++ = static_cast<unsigned char>(Mean(pixel));
+    unsigned char const* const shares = coverage.begin() + columns * static_cast<size_t>(row);
+    painter({area.left, area.top + row, mask.Columns(), shares});
   }
-  mask.Whiten();
-  if (!DrawInto(mask, dc, text, where, BLACK)) return E_FAIL;
-  next = light.begin();
-  return PaintMask(dc, dc.colour, area, mask, [&](unsigned char const* pixel) {
-    return static_cast<unsigned char>((*next++ + 255 - Mean(pixel) + 1) / 2);
-  });
+  return S_OK;
 }
 
 // ---- polygons
@@ -189,21 +218,35 @@ xrect2d Bounds(POINT const* points, int count) noexcept {
   return box;
 }
 
-int AddRounded(int origin, double value) noexcept { return origin + static_cast<int>(floor(value + 0.5)); }
+// The points on the surface. False when there is no memory.
+bool ShiftInto(Corners& corners, IDC const& dc, POINT const* points, int count) noexcept {
+  if (!corners.Reserve(static_cast<size_t>(count) + 1)) return false;
+  for (int i = 0; i < count; ++i) {
+    corners.Add({AddClamped(points[i].x, dc.originX), AddClamped(points[i].y, dc.originY)});
+  }
+  return true;
+}
 
-// The inside of one of the four sides of a box: value >= limit, or <= where `above` is false.
+int Rounded(double value) noexcept { return static_cast<int>(floor(value + 0.5)); }
+
+enum class Axis { X, Y };
+enum class Limit { LEAST, MOST };
+
+// One of the four sides of a box: the least or the most that a coordinate may be.
 struct Side {
-  bool vertical;  // looks at y
-  bool above;
+  Axis axis;
+  Limit kind;
   int limit;
 
-  int Of(POINT const& p) const noexcept { return vertical ? p.y : p.x; }
-  bool Keeps(POINT const& p) const noexcept { return above ? Of(p) >= limit : Of(p) <= limit; }
+  int Of(POINT const& p) const noexcept { return axis == Axis::Y ? p.y : p.x; }
+  bool Contains(POINT const& p) const noexcept {
+    return kind == Limit::LEAST ? Of(p) >= limit : Of(p) <= limit;
+  }
 
   POINT Cut(POINT const& a, POINT const& b) const noexcept {
     double const t = (static_cast<double>(limit) - Of(a)) / (static_cast<double>(Of(b)) - Of(a));
     double const dx = (static_cast<double>(b.x) - a.x) * t, dy = (static_cast<double>(b.y) - a.y) * t;
-    return vertical ? POINT{AddRounded(0, a.x + dx), limit} : POINT{limit, AddRounded(0, a.y + dy)};
+    return axis == Axis::Y ? POINT{Rounded(a.x + dx), limit} : POINT{limit, Rounded(a.y + dy)};
   }
 };
 
@@ -212,8 +255,8 @@ bool CutAlong(Side const& side, Corners& from, Corners& to) noexcept {
   for (size_t i = 0; i < from.Count(); ++i) {
     POINT const& a = from[i];
     POINT const& b = from[i + 1 < from.Count() ? i + 1 : 0];
-    if (side.Keeps(a) && !to.Add(a)) return false;
-    if (side.Keeps(a) != side.Keeps(b) && !to.Add(side.Cut(a, b))) return false;
+    if (side.Contains(a) && !to.Add(a)) return false;
+    if (side.Contains(a) != side.Contains(b) && !to.Add(side.Cut(a, b))) return false;
   }
   return true;
 }
@@ -222,13 +265,13 @@ bool CutAlong(Side const& side, Corners& from, Corners& to) noexcept {
 // `corners`.
 bool CutDown(Corners& corners, xrect2d const& box) noexcept {
   Corners other;
-  return CutAlong({false, true, box.left}, corners, other) &&
-         CutAlong({true, true, box.top}, other, corners) &&
-         CutAlong({false, false, box.right}, corners, other) &&
-         CutAlong({true, false, box.bottom}, other, corners);
+  return CutAlong({Axis::X, Limit::LEAST, box.left}, corners, other) &&
+         CutAlong({Axis::Y, Limit::LEAST, box.top}, other, corners) &&
+         CutAlong({Axis::X, Limit::MOST, box.right}, corners, other) &&
+         CutAlong({Axis::Y, Limit::MOST, box.bottom}, other, corners);
 }
 
-// Both answer false when GDI refuses; what it would paint with instead is not meant for a mask.
+// Both return false when GDI refuses; what it would paint with instead is not meant for a mask.
 
 bool FillMask(HDC dc, Corners& corners) noexcept {
   draw::GdiObject const brush(CreateSolidBrush(FILL_MASK));
@@ -241,7 +284,7 @@ bool FillMask(HDC dc, Corners& corners) noexcept {
   return drawn;
 }
 
-// The outline goes on top and takes the fill away; the first corner stands at the end again.
+// The outline goes on top and takes the fill away; the first corner is repeated at the end.
 bool OutlineMask(HDC dc, Corners& corners, int penWidth) noexcept {
   draw::GdiObject const pen(CreatePen(PS_SOLID, penWidth, OUTLINE_MASK));
   if (!pen.get()) return false;
@@ -262,15 +305,10 @@ HRESULT IDC::DrawPolygon(POINT const* points, int count, unsigned fill, unsigned
   xrect2d area = draw::Shifted(*this, Bounds(points, count));
   area.Inflate(pen + 1, pen + 1);
   if (!draw::SurfaceOf(*this).Clip(area)) return S_FALSE;
-
-  Corners corners;
-  if (!corners.Reserve(static_cast<size_t>(count) + 1)) return E_OUTOFMEMORY;
-  for (int i = 0; i < count; ++i) {
-    corners.Add({AddClamped(points[i].x, originX), AddClamped(points[i].y, originY)});
-  }
   xrect2d reach = area;
   reach.Inflate(FAR_AWAY, FAR_AWAY);
-  if (!CutDown(corners, reach)) return E_OUTOFMEMORY;
+  Corners corners;
+  if (!ShiftInto(corners, *this, points, count) || !CutDown(corners, reach)) return E_OUTOFMEMORY;
   if (corners.Count() < 2) return S_FALSE;
 
   GdiMask const mask(area);
@@ -279,11 +317,8 @@ HRESULT IDC::DrawPolygon(POINT const* points, int count, unsigned fill, unsigned
   if (!corners.Add(POINT(corners[0]))) return E_OUTOFMEMORY;
   if (outline >> 24 && !OutlineMask(mask.Dc(), corners, pen)) return E_FAIL;
   GdiFlush();
-  HRESULT const result =
-      PaintMask(*this, fill, area, mask, [](unsigned char const* pixel) { return pixel[FILL_BYTE]; });
-  if (Failed(result)) return result;
-  return PaintMask(*this, outline, area, mask,
-                   [](unsigned char const* pixel) { return pixel[OUTLINE_BYTE]; });
+  HRESULT const result = PaintMask(*this, fill, mask, FILL_BYTE);
+  return Failed(result) ? result : PaintMask(*this, outline, mask, OUTLINE_BYTE);
 }
 
 HRESULT IDC::PaintText(String const& text, xrect2d* r, unsigned format) noexcept {

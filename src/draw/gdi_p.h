@@ -81,6 +81,7 @@ class GdiMask {
 
   bool IsMade() const noexcept { return before != nullptr; }
   HDC Dc() const noexcept { return dc; }
+  xrect2d const& Area() const noexcept { return area; }
   int Columns() const noexcept { return area.right - area.left; }
   int Rows() const noexcept { return area.bottom - area.top; }
   /// Makes it white.
