@@ -5,6 +5,7 @@
 
 `core` is one folder with two heights: the files named in ROOF may look up at everything. Geometry is plain values and
 serves every floor. Private headers (x_p.h) stay in their own folder or serve higher floors; nobody includes a source.
+Painting knows no Windows.
 """
 import re
 import sys
@@ -13,6 +14,7 @@ from pathlib import Path
 FLOORS = {"core": 0, "values": 1, "io": 2, "image": 3, "raster": 4, "draw": 5, "undo": 5}
 ROOF = re.compile(r"core/(system|module|module_scan|class_info|cache_record|builtin_classes)(_p)?\.(h|cpp)$")
 EVERYWHERE = {"draw/geometry.h"}
+WITHOUT_WINDOWS = {"raster"}
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
 
 
@@ -31,10 +33,13 @@ def floor_of(unit):
 def faults_of(file, unit, root):
     for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
         match = INCLUDE.match(line)
-        target = match and unit_of(match[1], unit.split("/")[0])
+        folder = unit.split("/")[0]
+        where = f"{file.relative_to(root)}:{number}"
+        if match and match[1] == "windows.h" and folder in WITHOUT_WINDOWS:
+            yield f"{where}: {folder} includes <windows.h>"
+        target = match and unit_of(match[1], folder)
         if not target:
             continue
-        where = f"{file.relative_to(root)}:{number}"
         if target.endswith(".cpp"):
             yield f"{where}: includes a source: {target}"
         elif file.suffix == ".h" and "include" in file.parts and target.endswith("_p.h"):

@@ -39,7 +39,7 @@ void MakeMemoryDC(IDC& dc) noexcept {
   }
 }
 
-// Takes the bitmap out of a device context: the one before it comes back, or that which each begins with.
+// Takes the bitmap out of a device context: the one before it comes back, or the one that each begins with.
 void Unselect(HDC dc, HGDIOBJ before) noexcept {
   if (before && SelectObject(dc, before)) return;
   draw::MemoryDC const fresh;
@@ -151,7 +151,7 @@ HRESULT IDC::Attach(HDC dc, Image2d* image) noexcept {
 }
 
 HRESULT IDC::Detach() noexcept {
-  // a device context of its own would be lost: it waits for ReleaseDC, or the end, where that looks second
+  // kept where ReleaseDC and the end look second, or a device context of its own would leak
   if (OwnsSurface(*this) && memoryDC) foreignDC = memoryDC;
   bits = nullptr;
   width = height = stride = 0;

@@ -38,7 +38,7 @@ static_assert(ModeOf(IDC::MODE_COMPOSITE) == raster::Mode::COMPOSITE);
 inline raster::Paint PaintOf(IDC const& dc, unsigned colour) noexcept { return {ModeOf(dc.mode), colour}; }
 inline raster::Paint PaintOf(IDC const& dc) noexcept { return PaintOf(dc, dc.colour); }
 
-/// Whether the current mode exists and suits the surface.
+/// Whether the current mode exists and works on the surface.
 inline bool CanPaint(IDC const& dc) noexcept { return raster::CanPaint(SurfaceOf(dc), ModeOf(dc.mode)); }
 
 }  // namespace yk::draw

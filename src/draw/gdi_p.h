@@ -13,8 +13,8 @@
 
 namespace yk::draw {
 
-/// A memory device context that goes with the screen, and is deleted at the end of the scope; null when there
-/// is none.
+/// A memory device context that goes with the screen, and is deleted at the end of the scope; null when the
+/// system has no room.
 class MemoryDC {
  public:
   MemoryDC() noexcept : handle(Make()) {}

@@ -250,7 +250,7 @@ void matrix2d::Invert() noexcept {
 }
 
 bool matrix2d::Compare(matrix2d const& other, double epsilon) const noexcept {
-  // m21 and m22 are left out on purpose; hosts rely on what compares equal
+  // m21 and m22 are left out, which is intended: hosts rely on what compares equal
   for (double matrix2d::*element : {&matrix2d::dx, &matrix2d::dy, &matrix2d::m11, &matrix2d::m12}) {
     if (fabs(this->*element - other.*element) > epsilon) return false;
   }

@@ -15,7 +15,7 @@ namespace yk::raster {
 /// which byte is which, and a channel is kept by giving its lanes values that change nothing.
 class RowFill {
  public:
-  /// The mode must suit the pixels: see CanPaint.
+  /// The mode must be one that can paint: see CanPaint.
   RowFill(Paint paint, int bytesPerPixel) noexcept;
 
   void operator()(unsigned char* row, size_t pixels) const noexcept { run(row, pixels * pixelSize, lanes); }

@@ -6,54 +6,10 @@
 #include <algorithm>
 
 #include "buffer_p.h"
+#include "line_walk_p.h"
 #include "span_p.h"
 
 namespace yk::raster {
-namespace {
-
-// Whether the pixels that a line between two places touches reach into a range of pixels.
-bool Reaches(double a, double b, int low, int high) noexcept {
-  return std::min(a, b) < high && std::max(a, b) > low - 1.0;
-}
-
-// A count of steps, which may be more than an integer holds.
-unsigned Modulo(double count) noexcept { return static_cast<unsigned>(fmod(count, 4294967296.0)); }
-
-}  // namespace
-
-LineWalk::LineWalk(point2d const& a, point2d const& b, xrect2d const& clip) noexcept {
-  if (a == b) return;
-  steep = fabs(b.y - a.y) > fabs(b.x - a.x);
-  origin = steep ? a.y : a.x;
-  offset = steep ? a.x : a.y;
-  double const goal = steep ? b.y : b.x;
-  slope = ((steep ? b.x : b.y) - offset) / (goal - origin);
-  acrossLow = steep ? clip.left : clip.top;
-  acrossHigh = steep ? clip.right : clip.bottom;
-
-  // the places of the first and the last step
-  double const start = floor(origin + 0.5);
-  double const stop = floor(goal + 0.5);
-  direction = stop < start ? -1 : 1;
-  all = Modulo((stop - start) * direction + 1);
-
-  visible = Reaches(a.x, b.x, clip.left, clip.right) && Reaches(a.y, b.y, clip.top, clip.bottom);
-  if (!visible) return;
-  double low = std::max<double>(std::min(start, stop), steep ? clip.top : clip.left);
-  double high = std::min<double>(std::max(start, stop), (steep ? clip.bottom : clip.right) - 1.0);
-  if (slope != 0) {  // where the line passes the clip on the other axis, and a step more at each end
-    double const enters = origin + (acrossLow - 1.0 - offset) / slope;
-    double const leaves = origin + (acrossHigh - offset) / slope;
-    low = std::max(low, floor(std::min(enters, leaves)) - 1);
-    high = std::min(high, ceil(std::max(enters, leaves)) + 1);
-  }
-  if (!(high >= low)) return;
-  first = direction > 0 ? low : high;
-  before = Modulo(fabs(first - start));
-  walked = static_cast<int>(high - low) + 1;
-}
-
-double LineWalk::Floor(double value) noexcept { return floor(value); }
 
 HRESULT DrawLine(Surface const& surface, Paint paint, point2d const& a, point2d const& b,
                  LinePattern& pattern) noexcept {
@@ -173,9 +129,8 @@ HRESULT DrawPolyline(Surface const& surface, Paint paint, Points const& points, 
   if (!CanPaint(surface, paint.mode)) return E_NOTIMPL;
   Polyline const lines = {points, ends};
   xrect2d box = lines.Box();
-  xrect2d const& clip = surface.clip;
-  if (!surface.Clip(box))
-    box = {clip.left, clip.top, clip.left, clip.top};  // the pattern moves on all the same
+  // outside the clip there is nothing to paint, but the pattern moves on
+  if (!surface.Clip(box)) box = {surface.clip.left, surface.clip.top, surface.clip.left, surface.clip.top};
   int const rows = RowsAtOnce(box);
   LinePattern after = pattern;
   CoverageMap map;

@@ -1,62 +1,10 @@
-// Anti-aliased lines as steps along their longer axis, each of two pixels.
+// Anti-aliased lines, one pixel wide.
 #pragma once
-
-#include <qecore/draw/geometry.h>
 
 #include "paint_p.h"
 #include "points_p.h"
 
 namespace yk::raster {
-
-/// What of a line lies in a clip. The place of a step depends on its number alone, so that clipping leaves
-/// the steps that remain where they were.
-class LineWalk {
- public:
-  /// In surface coordinates; whole numbers are the middles of pixels. Finite. Both ends are included.
-  LineWalk(point2d const& a, point2d const& b, xrect2d const& clip) noexcept;
-
-  /// False for a line without length, or whose box lies outside the clip.
-  bool IsVisible() const noexcept { return visible; }
-  /// Whether it steps along y.
-  bool IsSteep() const noexcept { return steep; }
-
-  // The steps fall into those before the clip, those to walk, and those behind it. Counts of steps that are
-  // not walked are modulo 2^32.
-  unsigned StepsBefore() const noexcept { return before; }
-  int StepsToWalk() const noexcept { return walked; }
-  unsigned StepsInAll() const noexcept { return all; }
-
-  /// Calls plot(x, y, coverage) for the pixels inside the clip of the i-th step to walk.
-  template <class Plot>
-  void Step(int i, Plot plot) const noexcept {
-    double const along = first + direction * i;
-    double const across = offset + (along - origin) * slope;
-    double const nearest = Floor(across);
-    if (!(nearest >= acrossLow - 1.0 && nearest < acrossHigh)) return;
-    int const pixel = static_cast<int>(nearest);
-    int const share = static_cast<int>((across - nearest) * 255 + 0.5);
-    Plot2(static_cast<int>(along), pixel, 255 - share, plot);
-    Plot2(static_cast<int>(along), pixel + 1, share, plot);
-  }
-
- private:
-  static double Floor(double value) noexcept;
-
-  template <class Plot>
-  void Plot2(int along, int across, int coverage, Plot plot) const noexcept {
-    if (coverage == 0 || across < acrossLow || across >= acrossHigh) return;
-    plot(steep ? across : along, steep ? along : across, static_cast<unsigned char>(coverage));
-  }
-
-  bool visible = false;
-  bool steep = false;    // along is y
-  double direction = 1;  // of the steps: along the axis or, -1, against it
-  double first = 0;      // the place of the first step to walk
-  int walked = 0;
-  unsigned before = 0, all = 0;
-  double origin = 0, offset = 0, slope = 0;  // across = offset + (along - origin) slope
-  int acrossLow = 0, acrossHigh = 0;         // of the clip
-};
 
 /// Which steps of a line are painted.
 struct LinePattern {
@@ -68,29 +16,6 @@ struct LinePattern {
     if (mask != 0) phase += steps;
   }
 };
-
-/// The first or last step of a line at a joint, when it belongs to another line.
-struct JointStep {
-  bool isShared = false;
-  bool isPlotted = false;  // here as well, by the pattern's `step`
-  unsigned step = 0;
-};
-
-/// Walks a line, and moves the pattern on by those of its steps that it does not share.
-template <class Plot>
-void WalkLine(LineWalk const& line, LinePattern& pattern, JointStep const& start, JointStep const& end,
-              Plot plot) noexcept {
-  unsigned const all = line.StepsInAll(), shared = start.isShared + end.isShared;
-  unsigned const firstStep = pattern.phase + (start.isShared ? 0 : 1);
-  for (int i = 0; i < line.StepsToWalk(); ++i) {
-    unsigned const at = line.StepsBefore() + static_cast<unsigned>(i);
-    bool const isStart = at == 0 && start.isShared, isEnd = at + 1 == all && end.isShared;
-    JointStep const& joint = isStart ? start : end;
-    if ((isStart || isEnd) && !joint.isPlotted) continue;
-    if (pattern.Has(isStart || isEnd ? joint.step : firstStep + at)) line.Step(i, plot);
-  }
-  pattern.MoveOn(all > shared ? all - shared : 0);
-}
 
 /// Draws a line. S_OK; S_FALSE, and the pattern does not move on, for a line without length or wholly outside
 /// the clip; E_NOTIMPL for a mode that cannot paint on the surface. The points must be finite.

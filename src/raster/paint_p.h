@@ -13,7 +13,7 @@ enum class Mode : unsigned {
   COPY,       // replaces the pixel, alpha included; pixels of 4 bytes only
   COMPOSITE,  // puts the colour over the pixel, alpha included; pixels of 4 bytes only
 };
-inline constexpr unsigned MODE_COUNT = 6;
+inline constexpr unsigned MODE_COUNT = static_cast<unsigned>(Mode::COMPOSITE) + 1;
 
 struct Paint {
   Mode mode;

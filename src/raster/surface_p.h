@@ -3,8 +3,8 @@
 // Channels are in memory as blue, green, red and, in pixels of 4 bytes, alpha. Positions count from the top
 // left pixel, whichever way the rows run in memory.
 //
-// What paints on a surface stays inside its clip. A surface whose clip is cut down to some rows is a band of
-// it; bands that share no row can be painted side by side.
+// Whatever paints on a surface stays inside its clip. No row depends on another: bands of rows can be painted
+// side by side. For a fill that is a clip of some rows; lines and areas are painted from a first row on.
 #pragma once
 
 #include <qecore/draw/geometry.h>

@@ -111,17 +111,17 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   virtual HRESULT SetClip(xrect2d const& r) noexcept;
   virtual HRESULT GetClip(xrect2d& r) noexcept;
   /// See Mode. The two modes that need an alpha surface become MODE_PAINT on another. Filling in a mode that
-  /// does not exist answers E_NOTIMPL and paints nothing. \return the mode before
+  /// does not exist returns E_NOTIMPL and paints nothing. \return the mode before
   virtual unsigned SetMode(unsigned mode) noexcept;
   virtual HRESULT SetColor(unsigned color) noexcept;
 
   // ---- rectangles
 
-  /// Rows, or columns, from `first` at the top, or left, toward `second`, which the edge behind the last one
+  /// Rows, or columns, from `first` at the top, or left, toward `second`, which the edge after the last one
   /// would have. Columns are always blended; rows are filled in the current mode.
   virtual HRESULT FillGradientV(xrect2d const& r, unsigned first, unsigned second) noexcept;
   virtual HRESULT FillGradientH(xrect2d const& r, unsigned first, unsigned second) noexcept;
-  /// Fills with the current colour in the current mode. Painting in MODE_COPY and MODE_COMPOSITE answers
+  /// Fills with the current colour in the current mode. Painting in MODE_COPY and MODE_COMPOSITE returns
   /// S_FALSE, too; intended.
   YK_SLOT_PAIR(virtual HRESULT FillRect(int x, int y, int w, int h) noexcept,
                virtual HRESULT FillRect(xrect2d const& r) noexcept);
@@ -212,14 +212,14 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   virtual unsigned char* GetPixelAddress(int y, int x) noexcept;
 
   // ---- making one
-  // (Declared behind the virtual Create: Microsoft's compiler lays those out where the name first appears.)
+  // (Declared after the virtual Create: Microsoft's compiler lays those out where the name first appears.)
 
   /// An empty context with one reference, or null.
   static IDC* Create() noexcept;
   /// Adds the class to the registry as "RGBA device context". \return the registry's result
   static HRESULT Register() noexcept;
 
-  // ---- the overloaded names of what stands in distant slots
+  // ---- the overloaded names of what has distant slots
 
   HRESULT FrameRect(int x, int y, int w, int h, ColorCallback callback, void* context) noexcept {
     return FrameRectWith(x, y, w, h, callback, context);

@@ -101,7 +101,7 @@ struct xrect2d {
   YK_API void Add(xrect2d const& r) noexcept;
   /// Per axis: a value below the minimum becomes the minimum; any other becomes the maximum if it is larger.
   YK_API void Add(int x, int y) noexcept;
-  /// Swaps left with right, top with bottom, where they stand the wrong way round.
+  /// Swaps left with right, top with bottom, where they are the wrong way round.
   YK_API void Normalize() noexcept;
   /// Moves every edge outward; negative values shrink. Stops at the ends of the 32-bit range.
   YK_API void Inflate(int dx, int dy) noexcept;
