@@ -15,7 +15,7 @@ HRESULT DrawLine(Surface const& surface, Paint paint, point2d const& a, point2d 
                  LinePattern& pattern) noexcept {
   if (surface.IsEmpty()) return S_FALSE;
   if (!CanPaint(surface, paint.mode)) return E_NOTIMPL;
-  LineWalk const line(a, b, surface.clip);
+  LineWalk const line(a, b, surface.clip, surface.clip);
   if (!line.IsVisible()) return S_FALSE;
   RowCover const cover(paint, surface.bytesPerPixel);
   WalkLine(line, pattern, {}, {},
@@ -77,6 +77,7 @@ void CoverageMap::PaintRow(int y, SpanPainter& painter) noexcept {
 struct Polyline {
   Points const& points;
   Ends ends;
+  xrect2d const& clip;
 
   xrect2d Box() const noexcept;
   LinePattern Plot(CoverageMap& map, LinePattern pattern) const noexcept;
@@ -103,7 +104,7 @@ LinePattern Polyline::Plot(CoverageMap& map, LinePattern pattern) const noexcept
   for (int i = 0; i < lines; ++i) {
     point2d const a = points.At(i), b = points.After(i);
     if (a == b) continue;  // seen with what is added, which may have swallowed a tiny difference
-    LineWalk const line(a, b, map.Area());
+    LineWalk const line(a, b, clip, map.Area());
     bool const isSteep = line.IsSteep();
     if (isFirst) firstIsSteep = isSteep;
     JointStep const start = {!isFirst, isSteep != wasSteep, pattern.phase};
@@ -127,7 +128,7 @@ HRESULT DrawPolyline(Surface const& surface, Paint paint, Points const& points, 
                      LinePattern& pattern) noexcept {
   if (surface.IsEmpty()) return S_FALSE;
   if (!CanPaint(surface, paint.mode)) return E_NOTIMPL;
-  Polyline const lines = {points, ends};
+  Polyline const lines = {points, ends, surface.clip};
   xrect2d box = lines.Box();
   // outside the clip there is nothing to paint, but the pattern moves on
   if (!surface.Clip(box)) box = {surface.clip.left, surface.clip.top, surface.clip.left, surface.clip.top};

@@ -15,15 +15,15 @@ unsigned Modulo(double count) noexcept { return static_cast<unsigned>(fmod(count
 
 }  // namespace
 
-LineWalk::LineWalk(point2d const& a, point2d const& b, xrect2d const& clip) noexcept {
+LineWalk::LineWalk(point2d const& a, point2d const& b, xrect2d const& clip, xrect2d const& area) noexcept {
   if (a == b) return;
   steep = fabs(b.y - a.y) > fabs(b.x - a.x);
   origin = steep ? a.y : a.x;
   offset = steep ? a.x : a.y;
   double const goal = steep ? b.y : b.x;
   slope = ((steep ? b.x : b.y) - offset) / (goal - origin);
-  acrossLow = steep ? clip.left : clip.top;
-  acrossHigh = steep ? clip.right : clip.bottom;
+  acrossLow = steep ? area.left : area.top;
+  acrossHigh = steep ? area.right : area.bottom;
 
   // the places of the first and the last step
   double const start = floor(origin + 0.5);
@@ -31,11 +31,12 @@ LineWalk::LineWalk(point2d const& a, point2d const& b, xrect2d const& clip) noex
   direction = stop < start ? -1 : 1;
   all = Modulo((stop - start) * direction + 1);
 
+  // by the clip, since the first and the last step may reach into rows that the line itself does not
   visible = Reaches(a.x, b.x, clip.left, clip.right) && Reaches(a.y, b.y, clip.top, clip.bottom);
   if (!visible) return;
-  double low = std::max<double>(std::min(start, stop), steep ? clip.top : clip.left);
-  double high = std::min<double>(std::max(start, stop), (steep ? clip.bottom : clip.right) - 1.0);
-  if (slope != 0) {  // where the line passes the clip on the other axis, and a step more at each end
+  double low = std::max<double>(std::min(start, stop), steep ? area.top : area.left);
+  double high = std::min<double>(std::max(start, stop), (steep ? area.bottom : area.right) - 1.0);
+  if (slope != 0) {  // where the line passes the area on the other axis, and a step more at each end
     double const enters = origin + (acrossLow - 1.0 - offset) / slope;
     double const leaves = origin + (acrossHigh - offset) / slope;
     low = std::max(low, floor(std::min(enters, leaves)) - 1);

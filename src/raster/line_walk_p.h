@@ -8,25 +8,26 @@
 
 namespace yk::raster {
 
-/// What of a line lies in a clip. The place of a step depends on its number alone, so that clipping leaves
+/// What of a line lies in an area. The place of a step depends on its number alone, so that clipping leaves
 /// the steps that remain where they were.
 class LineWalk {
  public:
-  /// In surface coordinates; whole numbers are the middles of pixels. Finite. Both ends are included.
-  LineWalk(point2d const& a, point2d const& b, xrect2d const& clip) noexcept;
+  /// In surface coordinates; whole numbers are the middles of pixels. Finite. Both ends are included. `area`
+  /// is the clip, or some rows of it.
+  LineWalk(point2d const& a, point2d const& b, xrect2d const& clip, xrect2d const& area) noexcept;
 
   /// False for a line without length, or whose box lies outside the clip.
   bool IsVisible() const noexcept { return visible; }
   /// Whether it steps along y.
   bool IsSteep() const noexcept { return steep; }
 
-  // The steps fall into those before the clip, those to walk, and those after it. Counts of steps that are
+  // The steps fall into those before the area, those to walk, and those after it. Counts of steps that are
   // not walked are modulo 2^32.
   unsigned StepsBefore() const noexcept { return before; }
   int StepsToWalk() const noexcept { return walked; }
   unsigned StepsInAll() const noexcept { return all; }
 
-  /// Calls plot(x, y, coverage) for the pixels inside the clip of the i-th step to walk.
+  /// Calls plot(x, y, coverage) for the pixels inside the area of the i-th step to walk.
   template <class Plot>
   void Step(int i, Plot plot) const noexcept {
     double const along = first + direction * i;
@@ -53,7 +54,7 @@ class LineWalk {
   int walked = 0;
   unsigned before = 0, all = 0;
   double origin = 0, offset = 0, slope = 0;  // across = offset + (along - origin) slope
-  int acrossLow = 0, acrossHigh = 0;         // of the clip
+  int acrossLow = 0, acrossHigh = 0;         // of the area
 };
 
 /// The first or last step of a line at a joint, when it belongs to another line.
