@@ -179,6 +179,7 @@ def redirections(groups):
 
 # ---- the ninja file ---------------------------------------------------------------------------------------------------
 
+# A precompiled header names its sources by whole paths: one from the cache may be another checkout's.
 RULES = """
 rule compile
   command = $launcher {clang} $flags -MMD -MF $out.d -c $source -o $out && objcopy $redirect $out
@@ -186,7 +187,7 @@ rule compile
   deps = gcc
   description = compile $source ($variant)
 rule precompile
-  command = $launcher {clang} $flags -x c++-header -fpch-instantiate-templates -MMD -MF $out.d $source -o $out
+  command = {clang} $flags -x c++-header -fpch-instantiate-templates -MMD -MF $out.d $source -o $out
   depfile = $out.d
   deps = gcc
   description = precompile $source ($variant)

@@ -66,9 +66,18 @@ Number FromScalar(Scalar scalar) noexcept {
   }
 }
 
-template <class Number, auto FIELD>
-Number ReadField(Variant const& v) noexcept {
-  return FromScalar<Number>(v.value.*FIELD);
+// The number that lies in the variant itself, which need not be aligned.
+template <class Scalar>
+Scalar InlineNumber(Variant const& v) noexcept {
+  static_assert(sizeof(Scalar) <= sizeof v.value);
+  Scalar scalar;
+  memcpy(&scalar, &v.value, sizeof scalar);
+  return scalar;
+}
+
+template <class Number, class Scalar>
+Number ReadInline(Variant const& v) noexcept {
+  return FromScalar<Number>(InlineNumber<Scalar>(v));
 }
 
 template <class Number>
@@ -86,29 +95,20 @@ Number ReadWideText(Variant const& v) noexcept {
   return FromText<Number>(WideText(v));
 }
 
-// Which field of the value each kind of number is read from.
-template <auto INT, auto UNSIGNED, auto FLOAT, auto DOUBLE>
-constexpr NumberReaders FIELDS = {ReadField<int, INT>, ReadField<unsigned, UNSIGNED>, ReadField<float, FLOAT>,
-                                  ReadField<double, DOUBLE>};
-template <auto FIELD>
-constexpr NumberReaders ONE_FIELD = FIELDS<FIELD, FIELD, FIELD, FIELD>;
+// What the value is taken for as each kind of number is read.
+template <class Int, class Unsigned, class Float, class Double>
+constexpr NumberReaders AS_EACH = {ReadInline<int, Int>, ReadInline<unsigned, Unsigned>,
+                                   ReadInline<float, Float>, ReadInline<double, Double>};
+template <class Scalar>
+constexpr NumberReaders AS = AS_EACH<Scalar, Scalar, Scalar, Scalar>;
 
-using Value = Variant::Value;
 constexpr NumberReaders TRUTH = {ReadTruth, ReadTruth, ReadTruth, ReadTruth};
 constexpr NumberReaders NARROW_TEXT = {ReadNarrowText, ReadNarrowText, ReadNarrowText, ReadNarrowText};
 constexpr NumberReaders WIDE_TEXT = {ReadWideText, ReadWideText, ReadWideText, ReadWideText};
-constexpr NumberReaders U8 = ONE_FIELD<&Value::unsigned8>;
-constexpr NumberReaders U16 = ONE_FIELD<&Value::unsigned16>;
-constexpr NumberReaders S16 = ONE_FIELD<&Value::signed16>;
-constexpr NumberReaders S32 = ONE_FIELD<&Value::signed32>;
-constexpr NumberReaders SINGLE = ONE_FIELD<&Value::single>;
-constexpr NumberReaders WIDE = ONE_FIELD<&Value::wide>;
 // Contract: UINT32 gives int and double its low half, and the 64-bit kinds give int and unsigned theirs.
-constexpr NumberReaders U32 =
-    FIELDS<&Value::unsigned16, &Value::unsigned32, &Value::unsigned32, &Value::unsigned16>;
-constexpr NumberReaders U64 = FIELDS<&Value::unsigned32, &Value::unsigned32, &Value::bits, &Value::bits>;
-constexpr NumberReaders S64 =
-    FIELDS<&Value::unsigned32, &Value::unsigned32, &Value::signed64, &Value::signed64>;
+constexpr NumberReaders U32 = AS_EACH<uint16_t, uint32_t, uint32_t, uint16_t>;
+constexpr NumberReaders U64 = AS_EACH<uint32_t, uint32_t, uint64_t, uint64_t>;
+constexpr NumberReaders S64 = AS_EACH<uint32_t, uint32_t, int64_t, int64_t>;
 
 template <class Number>
 bool ReadNumber(Variant const& v, Number (*NumberReaders::*reader)(Variant const&), Number& out) noexcept {
@@ -140,10 +140,7 @@ bool Never(Variant const&, Variant const&) noexcept { return false; }
 
 template <class Scalar>
 bool SameScalar(Variant const& a, Variant const& b) noexcept {
-  Scalar x, y;
-  memcpy(&x, &a.value, sizeof x);
-  memcpy(&y, &b.value, sizeof y);
-  return x == y;
+  return InlineNumber<Scalar>(a) == InlineNumber<Scalar>(b);
 }
 
 bool SamePair(Variant const& a, Variant const& b) noexcept {
@@ -187,17 +184,17 @@ constexpr VariantKind KINDS[] = {
     // type                payload fixed             inline sized  terminator, equal          number
     {V::EMPTY,             false,  0,                0,     false, 0, Never,                  nullptr},
     {V::BOOL,              false,  0,                1,     false, 0, SameScalar<uint8_t>,    &TRUTH},
-    {V::UINT8,             false,  0,                1,     false, 0, SameScalar<uint8_t>,    &U8},
-    {V::UINT16,            false,  0,                2,     false, 0, SameScalar<uint16_t>,   &U16},
+    {V::UINT8,             false,  0,                1,     false, 0, SameScalar<uint8_t>,    &AS<uint8_t>},
+    {V::UINT16,            false,  0,                2,     false, 0, SameScalar<uint16_t>,   &AS<uint16_t>},
     {V::UINT32,            false,  0,                4,     false, 0, SameScalar<uint32_t>,   &U32},
     {V::UINT64,            false,  0,                8,     false, 0, SameScalar<uint64_t>,   &U64},
-    {V::INT16,             false,  0,                2,     false, 0, SameScalar<uint16_t>,   &S16},
-    {V::INT32,             false,  0,                4,     false, 0, SameScalar<uint32_t>,   &S32},
+    {V::INT16,             false,  0,                2,     false, 0, SameScalar<uint16_t>,   &AS<int16_t>},
+    {V::INT32,             false,  0,                4,     false, 0, SameScalar<uint32_t>,   &AS<int32_t>},
     {V::INT64,             false,  0,                8,     false, 0, SameScalar<uint64_t>,   &S64},
     {V::RESERVED_9,        true,   16,               0,     false, 0, Never,                  nullptr},
     {V::RESERVED_10,       true,   0,                0,     false, 0, Never,                  nullptr},
-    {V::FLOAT,             false,  0,                4,     false, 0, SameScalar<float>,      &SINGLE},
-    {V::DOUBLE,            false,  0,                8,     false, 0, SameScalar<double>,     &WIDE},
+    {V::FLOAT,             false,  0,                4,     false, 0, SameScalar<float>,      &AS<float>},
+    {V::DOUBLE,            false,  0,                8,     false, 0, SameScalar<double>,     &AS<double>},
     {V::BLOB,              true,   0,                0,     false, 0, Never,                  nullptr},
     {V::NARROW_STRING,     true,   0,                0,     true,  1, SameNarrowText,         &NARROW_TEXT},
     {V::WIDE_STRING,       true,   0,                0,     true,  2, SameWideText,           &WIDE_TEXT},

@@ -180,9 +180,9 @@ TEST(ObjectFile, KeepsTheFirstFailure) {
 }
 
 TEST(ObjectFile, NeedsAStream) {
+  SpyStream stream;
   Ref<Serializer> const writer = Ref<Serializer>::Adopt(Serializer::Create());
   Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
-  SpyStream stream;
   ExpectEach(E_INVALIDARG,
              {writer->Open(nullptr, 0), reader->Open(nullptr, 0), reader->ReadReference(nullptr)});
   ExpectEach(E_FAIL,
