@@ -1,45 +1,23 @@
 #include "builtin_classes_p.h"
 
-#include <qecore/core/registry.h>
+#include <qecore/image/image.h>
 #include <qecore/io/xml.h>
 #include <qecore/undo/undo_manager.h>
 #include <qecore/values/map.h>
 
-#include "image/image_p.h"
+#include "registry_p.h"
 
 namespace yk {
 
 namespace {
 
-/// The factory of a class that has a static Create(). It makes nothing for another class's record.
-template <class Class, Guid const& ID>
-HRESULT Make(ClassInfo const* info, void** out) {
-  *out = nullptr;
-  if (!(info->classId == ID)) return E_NOINTERFACE;
-  *out = Class::Create();
-  return *out ? S_OK : E_OUTOFMEMORY;
-}
+HRESULT RegisterImage() noexcept { return RegisterOwn<Image2d>(AbstractImage::Id(), nullptr); }
 
-template <class Class, Guid const& ID>
-HRESULT Register(Guid const& interfaceId, char const* name) noexcept {
-  ClassInfo info;
-  info.classId = ID;
-  info.interfaceId = interfaceId;
-  info.name = name;
-  info.create = Make<Class, ID>;
-  info.flags = ClassInfo::STATIC_NAME;
-  return RegisterInterface(&info);
-}
+HRESULT RegisterUndoManager() noexcept { return RegisterOwn<UndoManager>(UndoManager::Id(), "UndoManager"); }
 
-HRESULT RegisterUndoManager() noexcept {
-  return Register<UndoManager, ids::UNDO_MANAGER>(ids::UNDO_MANAGER, "UndoManager");
-}
+HRESULT RegisterXmlHelper() noexcept { return RegisterOwn<XmlHelper>(ids::UNKNOWN, "XMLHelper"); }
 
-HRESULT RegisterXmlHelper() noexcept {
-  return Register<XmlHelper, ids::XML_HELPER>(ids::UNKNOWN, "XMLHelper");
-}
-
-constexpr HRESULT (*IN_ORDER[])() noexcept = {img::RegisterImageClass, Map::Register, RegisterUndoManager,
+constexpr HRESULT (*IN_ORDER[])() noexcept = {RegisterImage, Map::Register, RegisterUndoManager,
                                               RegisterXmlHelper};
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include "gdi_p.h"
 // first: it brings the platform's types
 
-#include <qecore/core/registry.h>
+#include <qecore/core/ref.h>
 #include <qecore/draw/color.h>
 #include <qecore/image/image.h>
 #include <qecore/values/array.h>
@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <new>
 
+#include "core/registry_p.h"
 #include "device_context_p.h"
 
 namespace yk {
@@ -17,13 +18,6 @@ namespace {
 constexpr unsigned OPAQUE_BLACK = 0xFF000000;
 
 int BitCount(bool hasAlpha) noexcept { return hasAlpha ? 32 : 24; }
-
-HRESULT CreateContext(ClassInfo const* info, void** out) noexcept {
-  *out = nullptr;
-  if (!(info->classId == IDC::Id())) return E_NOINTERFACE;
-  *out = IDC::Create();
-  return *out ? S_OK : E_OUTOFMEMORY;
-}
 
 // A surface of its own has a device context of its own; else the caller's is in use, which is the caller's to
 // delete.
@@ -107,18 +101,11 @@ HRESULT StretchTo(HDC target, IDC const& dc, Part const& part) noexcept {
 
 IDC* IDC::Create() noexcept { return new (std::nothrow) IDC; }
 
-HRESULT IDC::Register() noexcept {
-  ClassInfo info;
-  info.classId = info.interfaceId = Id();
-  info.name = "RGBA device context";
-  info.flags = ClassInfo::STATIC_NAME;
-  info.create = CreateContext;
-  return RegisterInterface(&info);
-}
+HRESULT IDC::Register() noexcept { return RegisterOwn<IDC>(Id(), "RGBA device context"); }
 
 IDC::~IDC() {
   FreeSurface(*this);
-  if (colourStack) colourStack->Release();
+  Ref<Array>::Adopt(colourStack).Reset();
 }
 
 HRESULT IDC::QueryInterface(Guid const&, void**) noexcept { return E_NOINTERFACE; }

@@ -11,8 +11,8 @@
 #include <windows.h>
 
 #include "convert_p.h"
+#include "core/dying_p.h"
 #include "dib_p.h"
-#include "image_p.h"
 
 namespace yk {
 
@@ -129,24 +129,7 @@ uint32_t MarkOf(void const* address) noexcept {
   return address ? static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address)) >> 2 | 1 : 0;
 }
 
-// ---- the class record -------------------------------------------------------------------------------------
-
-HRESULT MakeImage(ClassInfo const* info, void** out) noexcept {
-  *out = nullptr;
-  if (!(info->classId == Image2d::Id())) return E_NOINTERFACE;
-  *out = Image2d::Create();
-  return *out ? S_OK : E_OUTOFMEMORY;
-}
-
 }  // namespace
-
-HRESULT img::RegisterImageClass() noexcept {
-  ClassInfo info;
-  info.classId = Image2d::Id();
-  info.interfaceId = AbstractImage::Id();
-  info.create = MakeImage;
-  return RegisterInterface(&info);
-}
 
 // ---- AbstractImage ----------------------------------------------------------------------------------------
 
@@ -154,8 +137,8 @@ AbstractImage::AbstractImage() noexcept = default;
 
 // Values and drivers' records that go may call back: the image's count must not fall to zero a second time.
 AbstractImage::~AbstractImage() {
-  AddRef();
-  if (Map* const last = std::exchange(properties, nullptr)) last->Release();
+  HoldWhileDying(*this);
+  Ref<Map>::Adopt(std::exchange(properties, nullptr)).Reset();
 }
 
 // A value that goes may be the object that holds the image: the map is held while it works.

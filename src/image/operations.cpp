@@ -1,3 +1,4 @@
+#include <qecore/core/ref.h>
 #include <qecore/draw/geometry.h>
 #include <qecore/image/image.h>
 #include <string.h>
@@ -111,14 +112,12 @@ HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result
   if (!bits) return YK_E_EMPTY;
   int const w = right - left;
   int const h = bottom - top;
-  *result = Create();
-  if (!*result) return E_OUTOFMEMORY;
-  Image2d& target = **result;
-  HRESULT const created = target.Create(format, w, h);
-  if (Failed(created)) {
-    target.Release();  // `*result` keeps the dead pointer, on purpose: callers look at the code
-    return created;
-  }
+  Ref<Image2d> made = Ref<Image2d>::Adopt(Create());
+  *result = made.get();  // Contract: a dead pointer after a failure; callers look at the code
+  if (!made) return E_OUTOFMEMORY;
+  HRESULT const created = made->Create(format, w, h);
+  if (Failed(created)) return created;
+  Image2d& target = *(*result = made.Detach());
 
   if (img::GetFacts(format).paletteEntries && palette) {
     memcpy(target.palette, palette, std::min(paletteCount, target.paletteCount) * sizeof(IMG_PALENTRY));

@@ -1,3 +1,4 @@
+#include <qecore/core/ref.h>
 #include <qecore/image/image.h>
 #include <string.h>
 
@@ -177,12 +178,12 @@ HRESULT Image2d::RescaleTo(Image2d* target) noexcept {
 
 HRESULT Image2d::Rescale(int newWidth, int newHeight, IMG_FORMAT newFormat, Image2d** result) noexcept {
   if (!result) return E_INVALIDARG;
-  Image2d* const target = *result = Create();
+  Ref<Image2d> target = Ref<Image2d>::Adopt(Create());
+  *result = target.get();  // Contract: a dead pointer after a failure; callers look at the code
   if (!target) return E_OUTOFMEMORY;
   HRESULT code = target->Create(newFormat, newWidth, newHeight);
-  if (Succeeded(code)) code = RescaleTo(target);
-  if (Failed(code))
-    target->Release();  // `*result` keeps the dead pointer, on purpose: callers look at the code
+  if (Succeeded(code)) code = RescaleTo(target.get());
+  if (Succeeded(code)) *result = target.Detach();
   return code;
 }
 

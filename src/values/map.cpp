@@ -1,9 +1,9 @@
 #include "core/dying_p.h"
+#include "core/registry_p.h"
 #include "variant_p.h"
 
 #include <qecore/core/memory.h>
 #include <qecore/core/ref.h>
-#include <qecore/core/registry.h>
 #include <qecore/values/map.h>
 
 #include <bit>
@@ -24,27 +24,11 @@ constexpr size_t Room(size_t capacity) noexcept {
   return capacity <= LARGE ? capacity : std::bit_ceil(capacity);
 }
 
-// The registry's factory.
-HRESULT CreateMap(ClassInfo const* info, void** out) noexcept {
-  *out = nullptr;
-  if (!(info->classId == Map::Id())) return E_NOINTERFACE;
-  *out = Map::Create();
-  return *out ? S_OK : E_OUTOFMEMORY;
-}
-
 }  // namespace
 
 Map* Map::Create() noexcept { return new (std::nothrow) Map; }
 
-HRESULT Map::Register() noexcept {
-  ClassInfo info;
-  info.classId = Id();
-  info.interfaceId = Id();
-  info.name = "Map";
-  info.create = CreateMap;
-  info.flags = ClassInfo::STATIC_NAME;
-  return RegisterInterface(&info);
-}
+HRESULT Map::Register() noexcept { return RegisterOwn<Map>(Id(), "Map"); }
 
 // A value that goes may be an object that calls back into the map, even into one that is being destroyed:
 // that finds an empty map, which takes nothing any more, and whose count cannot fall to zero a second time.
