@@ -1,8 +1,7 @@
-#include <gtest/gtest.h>
 #include <math.h>
 #include <qecore/draw/color.h>
 
-#include <tuple>
+#include "support/prelude.h"
 
 using namespace yk;
 

@@ -3,10 +3,8 @@
 
 using namespace yk;
 
-namespace {
-
 // What one fill makes of one pixel.
-Pixel Expected(unsigned mode, unsigned colour, Pixel p) {
+static Pixel Expected(unsigned mode, unsigned colour, Pixel p) {
   int const s[] = {int(colour >> 16 & 255), int(colour >> 8 & 255), int(colour & 255)}, a = int(colour >> 24);
   int d[3] = {p.blue, p.green, p.red};
   int const k = 255 - a, w = p.alpha * k / 255;
@@ -23,19 +21,15 @@ Pixel Expected(unsigned mode, unsigned colour, Pixel p) {
   return {d[0], d[1], d[2], p.alpha};
 }
 
-}  // namespace
-
 TEST(Fill, EqualsItsRulesOnEverySurface) {
   std::mt19937 random(1);
-  auto const number = [&](int low, int high) {
-    return std::uniform_int_distribution<int>(low, high)(random);
-  };
+  auto const number = [&](int low, int high) { return std::uniform_int_distribution(low, high)(random); };
   for (int round = 0; round < 1500; ++round) {
     bool const hasAlpha = round & 1;
     Ref<IDC> const dc = MakeSurface(number(1, 90), number(1, 12), hasAlpha, round & 2);
     FillWithNoise(*dc, random);
-    unsigned const mode = static_cast<unsigned>(number(0, hasAlpha ? 6 : 3));
-    unsigned colour = static_cast<unsigned>(random());
+    unsigned const mode = unsigned(number(0, hasAlpha ? 6 : 3));
+    unsigned colour = unsigned(random());
     if (round % 4 == 0) colour |= 0xFF000000;
     if (round % 6 == 0) colour = (colour & 0xFF0000FF) | (colour & 255) * 0x10100;  // grey
     dc->SetMode(mode);
@@ -50,8 +44,7 @@ TEST(Fill, EqualsItsRulesOnEverySurface) {
       int const x = i % dc->width, y = i / dc->width;
       if (!dc->clip.IsInRect(x, y) || !r.IsInRect(x - dc->originX, y - dc->originY)) continue;
       painted = true;
-      if (mode < 6)
-        expected[static_cast<size_t>(i)] = Expected(mode, colour, expected[static_cast<size_t>(i)]);
+      if (mode < 6) expected[size_t(i)] = Expected(mode, colour, expected[size_t(i)]);
     }
     HRESULT const result = !painted ? S_FALSE : mode == 6 ? E_NOTIMPL : mode >= 4 ? S_FALSE : S_OK;
     EXPECT_EQ(dc->FillRect(r.left, r.top, r.right - r.left, r.bottom - r.top), result);
@@ -65,8 +58,7 @@ TEST(Fill, ModesKnowTheirSurface) {
   EXPECT_EQ(plain->SetMode(4), 3u);
   EXPECT_EQ(plain->SetMode(9), 0u);
   EXPECT_EQ(plain->FillRect(INT_MAX - 2, 0, 9, 9), S_FALSE);
-  EXPECT_TRUE(plain->IsVisible({INT_MIN, INT_MIN, INT_MAX, INT_MAX}));
-  EXPECT_FALSE(plain->IsVisible({4, 0, 9, 9}));
+  EXPECT_TRUE(plain->IsVisible({INT_MIN, INT_MIN, INT_MAX, INT_MAX}) && !plain->IsVisible({4, 0, 9, 9}));
   plain->mode = 5;  // written past the setter: must not walk 24-bit pixels as 32-bit ones
   EXPECT_EQ(plain->FillRect(0, 0, 4, 4), E_NOTIMPL);
 }

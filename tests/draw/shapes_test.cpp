@@ -5,7 +5,6 @@
 #include <qecore/values/string.h>
 
 #include <numbers>
-#include <tuple>
 
 #include "surface.h"
 
@@ -25,7 +24,7 @@ int Count(Points const& points) { return static_cast<int>(points.size()); }
 template <class Cut>
 void ExpectCoverage(IDC& dc, double tolerance, std::string const& what, Cut cut) {
   Spans spans;
-  std::vector<double> coverage(static_cast<size_t>(dc.width * dc.height));
+  std::vector<double> coverage(size_t(dc.width * dc.height));
   for (int line = 0; line < dc.height * 512; ++line) {
     spans.clear();
     cut((line + 0.5) / 512, spans);
@@ -33,12 +32,11 @@ void ExpectCoverage(IDC& dc, double tolerance, std::string const& what, Cut cut)
       double const low = std::max(from, 0.0), high = std::min<double>(to, dc.width);
       for (int x = static_cast<int>(low); x < high; ++x) {
         double const part = std::min(high, x + 1.0) - std::max<double>(low, x);
-        coverage[static_cast<size_t>(line / 512 * dc.width + x)] += part / 512;
+        coverage[size_t(line / 512 * dc.width + x)] += part / 512;
       }
     }
   }
-  ExpectRed(dc, tolerance, what,
-            [&](int x, int y) { return coverage[static_cast<size_t>(y * dc.width + x)] * 255; });
+  ExpectRed(dc, tolerance, what, [&](int x, int y) { return coverage[size_t(y * dc.width + x)] * 255; });
 }
 
 void CutPolygon(Points const& points, IDC const& dc, bool nonZero, double y, Spans& spans) {
@@ -54,8 +52,7 @@ void CutPolygon(Points const& points, IDC const& dc, bool nonZero, double y, Spa
   int winding = 0;
   for (size_t i = 0; i + 1 < crossings.size(); ++i) {
     winding += crossings[i].second;
-    bool const isInside = nonZero ? winding != 0 : winding % 2 != 0;
-    if (isInside) spans.push_back({crossings[i].first, crossings[i + 1].first});
+    if (winding & (nonZero ? ~0 : 1)) spans.push_back({crossings[i].first, crossings[i + 1].first});
   }
 }
 
@@ -239,28 +236,21 @@ TEST(Polyline, HasNoGapsWhereItsLongerAxisChanges) {
 // white on black and black on white.
 TEST(Text, IsGdisTextWithItsCurveUndone) {
   wchar_t const* const text = L"Wide quality,\ttfj";
-  auto const make = [](int size, int turned, int weight, int italic) {
-    return CreateFontW(-size, 0, turned, turned, weight, italic, 0, 0, 0, 0, 0, ANTIALIASED_QUALITY, 0,
-                       L"Tahoma");
-  };
-  HFONT const bold = make(22, 0, FW_BOLD, 1), turned = make(9, 200, 0, 0);
-  std::pair<HFONT, unsigned> const rows[] = {{bold, DT_CENTER | DT_WORDBREAK},
-                                             {bold, DT_SINGLELINE | DT_NOCLIP},
-                                             {bold, DT_SINGLELINE | DT_NOCLIP | DT_CENTER},
-                                             {bold, DT_SINGLELINE | DT_BOTTOM | DT_RIGHT},
-                                             {bold, DT_SINGLELINE | DT_VCENTER | DT_END_ELLIPSIS},
-                                             {bold, DT_NOCLIP | DT_RIGHT | DT_EXPANDTABS},
-                                             {bold, DT_RTLREADING | DT_WORDBREAK},
-                                             {bold, DT_TABSTOP | DT_EXPANDTABS | 0x300},
-                                             {bold, DT_NOCLIP | DT_BOTTOM},
-                                             {bold, DT_NOCLIP | DT_RTLREADING},
-                                             {turned, DT_CENTER | DT_WORDBREAK}};
-  for (auto const& [font, format] : rows) {
-    int const bottom = format == (DT_SINGLELINE | DT_NOCLIP) ? 20 : 170;  // above the top
+  LOGFONTW face = {-22, 0, 0, 0, FW_BOLD, 1, 0, 0, 0, 0, 0, ANTIALIASED_QUALITY, 0, L"Tahoma"};
+  HFONT const bold = CreateFontIndirectW(&face);
+  face = {-9, 0, 200, 200, 0, 0, 0, 0, 0, 0, 0, ANTIALIASED_QUALITY, 0, L"Tahoma"};
+  HFONT const turned = CreateFontIndirectW(&face);
+  constexpr unsigned LINE = DT_SINGLELINE, WRAP = DT_WORDBREAK, TABS = DT_EXPANDTABS, TURNED = DT_NOPREFIX;
+  for (unsigned const format :
+       {WRAP | DT_CENTER, LINE | DT_NOCLIP, LINE | DT_NOCLIP | DT_CENTER, LINE | DT_BOTTOM | DT_RIGHT,
+        LINE | DT_VCENTER | DT_END_ELLIPSIS, TABS | DT_NOCLIP | DT_RIGHT, TABS | DT_TABSTOP | 0x300,
+        WRAP | DT_RTLREADING, 0u | DT_NOCLIP | DT_BOTTOM, 0u | DT_NOCLIP | DT_RTLREADING,
+        WRAP | DT_CENTER | TURNED}) {
+    int const bottom = format == (LINE | DT_NOCLIP) ? 20 : 170;  // above the top
     Ref<IDC> const dc = MakeBlack(140, 172), light = MakeBlack(140, 172), dark = MakeBlack(140, 172);
     dark->Clear(WHITE);
     for (IDC* each : {dc.get(), light.get(), dark.get()}) {
-      SelectObject(each->memoryDC, font);
+      SelectObject(each->memoryDC, format & TURNED ? turned : bold);
       if (each == dc.get()) continue;
       RECT where = {5, 43, 135, bottom};
       SetBkMode(each->memoryDC, TRANSPARENT);

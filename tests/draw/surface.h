@@ -1,13 +1,11 @@
 // A context with a surface of its own for a test, and its pixels as plain numbers to compare.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <qecore/core/ref.h>
 #include <qecore/draw/device_context.h>
 
 #include <random>
-#include <string>
-#include <vector>
+
+#include "support/prelude.h"
 
 constexpr unsigned WHITE = 0xFFFFFFFF, BLACK = 0xFF000000;
 
@@ -17,7 +15,7 @@ struct Pixel {
 };
 
 inline yk::Ref<yk::IDC> MakeSurface(int w, int h, bool hasAlpha, bool topDown = false) {
-  yk::Ref<yk::IDC> dc = yk::Ref<yk::IDC>::Adopt(yk::IDC::Create());
+  yk::Ref<yk::IDC> dc = Own(yk::IDC::Create());
   dc->hasAlpha = hasAlpha;
   dc->topDown = topDown;
   EXPECT_EQ(dc->Create(w, h), S_OK);

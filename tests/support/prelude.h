@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "binary.h"
+#include "each.h"
 
 template <class... Columns>
 using Table = std::vector<std::tuple<Columns...>>;
