@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 #include <qecore/io/file_find.h>
 #include <windows.h>
 
@@ -7,8 +6,6 @@
 
 #include "support/each.h"
 #include "support/temp_folder.h"
-
-namespace {
 
 using namespace yk;
 
@@ -48,7 +45,7 @@ TEST(RegularCompare, ManyStarsOnALongName) {
   EXPECT_FALSE(RegularCompare((pattern + L"b").c_str(), name.c_str()));
 }
 
-std::set<std::wstring> Find(std::wstring const& folder, unsigned flags) {
+static std::set<std::wstring> Find(std::wstring const& folder, unsigned flags) {
   std::set<std::wstring> names;
   FileFind find(folder.c_str(), L"*.txt", flags);
   for (String full; find.GetNext() && find.GetFullName(full);) {
@@ -69,5 +66,3 @@ TEST(FileFind, WalksAFolder) {
   EXPECT_TRUE(Find(path + L"\\missing", 3).empty());
   EXPECT_TRUE(Find(std::wstring(70000, L'x'), 3).empty());
 }
-
-}  // namespace

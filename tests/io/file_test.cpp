@@ -3,10 +3,7 @@
 #include <windows.h>
 
 #include "streams.h"
-#include "support/binary.h"
 #include "support/temp_folder.h"
-
-namespace {
 
 using namespace yk;
 
@@ -24,17 +21,14 @@ TEST(File, MakesAndFindsFolders) {
     EXPECT_EQ(file::IsFolder(path.c_str()), Succeeded(all) || name == L"f\\g\\"s) << name;
   }
   std::wstring const tooLong(40000, L'x');
-  ExpectEach(E_FAIL,
-             {file::NewFolder(nullptr), file::NewFolderEx(L"\\a<b"), file::NewFolderEx(tooLong.c_str())});
-  EXPECT_FALSE(file::IsFolder(nullptr));
+  ExpectEach(E_FAIL, {file::NewFolderEx(L"\\a<b"), file::NewFolderEx(tooLong.c_str())});
   EXPECT_FALSE(file::IsFileExist(folder.Path(L"a").c_str()));
   EXPECT_TRUE(file::IsFileExist(folder.Path(L"file").c_str()));
 }
 
 TEST(File, NamesTemporaryFiles) {
   wchar_t buffer[MAX_PATH] = L"x";
-  ExpectEach(true, {file::GetTempFolder(9, nullptr), file::GetTempFolder(0, buffer),
-                    file::GetTempFolder(1, buffer)});
+  for (unsigned room : {0u, 1u}) EXPECT_TRUE(file::GetTempFolder(room, buffer));
   EXPECT_STREQ(buffer, L"") << "there is no room";
   EXPECT_TRUE(file::GetTempFolder(MAX_PATH, buffer));
   EXPECT_TRUE(file::IsFolder(buffer));
@@ -66,8 +60,5 @@ TEST(FileSystem, OpensAnEntrysStream) {
     EXPECT_EQ(files.GetStream(name, stream.Receive()), result);
     EXPECT_EQ(static_cast<bool>(stream), Succeeded(result));
   }
-  EXPECT_EQ(files.GetStream(L"a", nullptr), E_INVALIDARG);
   EXPECT_EQ(References(&files.entry), 1u);
 }
-
-}  // namespace

@@ -4,8 +4,6 @@
 #include "streams.h"
 #include "support/temp_folder.h"
 
-namespace {
-
 using namespace yk;
 
 TEST(DetectFileType, KnowsFirstBytesFootersAndExtensions) {
@@ -52,5 +50,3 @@ TEST(DetectFileType, AsksAHostsStreamForItsName) {
   EXPECT_EQ(qe_DetectFileType(&file, type), S_OK);
   EXPECT_EQ(type, ids::FILE_GIF);
 }
-
-}  // namespace

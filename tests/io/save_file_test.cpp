@@ -4,11 +4,9 @@
 #include "streams.h"
 #include "support/temp_folder.h"
 
-namespace {
-
 using namespace yk;
 
-int FilesIn(TempFolder const& folder) {
+static int FilesIn(TempFolder const& folder) {
   int count = 0;
   for (FileFind find(folder.Path().c_str(), L"*", FileFind::FILES); find.GetNext();) ++count;
   return count;
@@ -16,7 +14,7 @@ int FilesIn(TempFolder const& folder) {
 
 enum How { COMMITTED, DISCARDED, LEFT, WRITE_FAILS, TARGET_IS_HELD };
 
-HRESULT Save(std::wstring const& target, How how) {
+static HRESULT Save(std::wstring const& target, How how) {
   Ref<Stream> reader;
   SaveFile file;
   EXPECT_EQ(file.Open(target.c_str()), S_OK) << how;
@@ -72,5 +70,3 @@ TEST(SaveFile, OpensWhereAFileCanBeMade) {
     EXPECT_EQ(file.Commit(), Succeeded(result) ? S_OK : E_FAIL) << path;
   }
 }
-
-}  // namespace

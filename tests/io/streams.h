@@ -2,19 +2,14 @@
 // and can misbehave. And what writes and reads chunks over them.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <qecore/core/ref.h>
 #include <qecore/io/deserializer.h>
 #include <qecore/io/mem_stream.h>
 #include <qecore/io/serializer.h>
 
 #include <algorithm>
 #include <functional>
-#include <string>
-#include <tuple>
-#include <utility>
 
-#include "support/each.h"
+#include "support/prelude.h"
 
 using namespace std::string_literals;  // "with\0zeros"s
 
@@ -61,14 +56,14 @@ inline std::string Chunk(unsigned short tag, std::string const& payload = {}) {
 }
 
 inline yk::Ref<yk::Serializer> Writer(yk::Stream& stream, unsigned flags) {
-  auto const writer = yk::Ref<yk::Serializer>::Adopt(yk::Serializer::Create());
+  yk::Ref<yk::Serializer> const writer = Own(yk::Serializer::Create());
   EXPECT_EQ(writer->Open(&stream, flags), S_OK);
   return writer;
 }
 
 /// A reader that was given the stream to open; what that came to is its failure.
 inline yk::Ref<yk::Deserializer> Reader(yk::Stream& stream, unsigned flags) {
-  auto const reader = yk::Ref<yk::Deserializer>::Adopt(yk::Deserializer::Create());
+  yk::Ref<yk::Deserializer> const reader = Own(yk::Deserializer::Create());
   (void)reader->Open(&stream, flags);
   return reader;
 }
