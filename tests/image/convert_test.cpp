@@ -1,8 +1,6 @@
-#include <gtest/gtest.h>
 #include <math.h>
 #include <qecore/core/system.h>
 
-#include <array>
 #include <bit>
 
 #include "core/conversions_p.h"
@@ -124,11 +122,9 @@ TEST(ConvertPixels, CopiesOrRefusesAllElse) {
   auto const convert = [&](int from, int to, int count, void* source, IMG_PALENTRY* colors) {
     return img::ConvertPixels(source, out.data(), IMG_FORMAT(from), IMG_FORMAT(to), count, colors);
   };
-  for (int to : {2, 3}) {
-    EXPECT_EQ(convert(2, to, -1, in.data(), palette), E_INVALIDARG);
-    EXPECT_EQ(convert(2, to, 1, nullptr, palette), E_INVALIDARG);
-  }
-  EXPECT_EQ(convert(IMG_PAL1, IMG_BGR24, 1, in.data(), nullptr), E_INVALIDARG);
+  ExpectEach(E_INVALIDARG, {convert(2, 2, -1, in.data(), palette), convert(2, 3, -1, in.data(), palette),
+                            convert(2, 2, 1, nullptr, palette), convert(2, 3, 1, nullptr, palette),
+                            convert(IMG_PAL1, IMG_BGR24, 1, in.data(), nullptr)});
   EXPECT_EQ(out, Bytes(64, 0xCD));
   EXPECT_EQ(convert(IMG_PAL1, IMG_PAL1, 9, in.data(), nullptr), S_OK);
   EXPECT_EQ(Bytes(&out[0], &out[3]), (Bytes{1, 1, 0xCD}));

@@ -1,12 +1,9 @@
-#include <gtest/gtest.h>
 #include <qecore/core/registry.h>
 #include <qecore/values/variant.h>
 
 #include <windows.h>
 
 #include "support.h"
-#include "support/binary.h"
-#include "support/each.h"
 
 using namespace yk;
 
@@ -28,16 +25,12 @@ TEST(Image2d, IsReachedByItsPointerAlone) {
   Slot<void (*)(void*)>(image.get(), 3)(nullptr);  // destroying nothing does nothing
   Variant value;
   EXPECT_EQ(image->GetValue(3, value), YK_E_NOTFOUND);
-  value.Init(5);
-  EXPECT_EQ(image->SetValue(3, value), S_OK);
-  EXPECT_EQ(image->GetValue(3, value), S_OK);
+  ExpectEach(S_OK, {image->SetValue(3, Made(5)), image->GetValue(3, value)});
   image->drivers.Add(new Visitor(image.get()));
 }
 
-namespace {
-
 /// All that can be done to an image, for what may go astray or go on for ever.
-void DoEverything(Image2d& image, Image2d& other) {
+static void DoEverything(Image2d& image, Image2d& other) {
   point4df color;
   unsigned char line[64];
   image.GetPixel({1, 1, 0}, color), image.ConvertLine(0, IMG_BGRA32, line, sizeof line);
@@ -45,8 +38,6 @@ void DoEverything(Image2d& image, Image2d& other) {
   image.RescaleTo(&other), other.RescaleTo(&image), image.RescaleTo(&image);
   image.IsGrayScaleContent(), image.IsGrayScalePalette();
 }
-
-}  // namespace
 
 TEST(Create, SetsWhatItSaysAndNothingGoesAstray) {
   static constexpr int OK = S_OK, FAIL = E_FAIL, FULL = E_OUTOFMEMORY, MAX = INT_MAX, MIN = INT_MIN;
@@ -66,10 +57,8 @@ TEST(Create, SetsWhatItSaysAndNothingGoesAstray) {
     ImageRef const image = NewImage(IMG_GRAY8, 2, 2), other = NewImage(IMG_BGR24, 3, 3);
     image->flags = static_cast<uint8_t>(row.flags);
     EXPECT_EQ(image->Create(static_cast<IMG_FORMAT>(row.format), row.width, row.height), row.result);
-    EXPECT_EQ(image->stride, row.stride);
-    EXPECT_EQ(image->height, row.rows);
-    EXPECT_EQ(image->paletteCount, row.entries);
-    EXPECT_EQ(image->format, row.result == FULL ? 0 : row.format);
+    EXPECT_EQ((Ints{image->stride, image->height, image->paletteCount, image->format}),
+              (Ints{row.stride, row.rows, row.entries, row.result == FULL ? 0 : row.format}));
     if (row.result == OK) {
       unsigned char* const end = image->bits + image->stride * size_t(row.rows);
       EXPECT_EQ(static_cast<void*>(image->palette), row.entries ? end : nullptr);
@@ -122,8 +111,8 @@ TEST(IsGrayScale, CountsGreysInContentAndAsksForTheRamp) {
   EXPECT_EQ(image->IsGrayScaleContent(), 2);
   image->GetLineEx(1, 4)[2] = 254;
   EXPECT_EQ(image->IsGrayScaleContent(), 0);
-  IMG_PALENTRY ramp[256], *const mine = ramp;
-  for (int i = 0; i < 256; ++i) memset(mine + i, i, 4);
+  IMG_PALENTRY ramp[256];
+  for (int i = 0; i < 256; ++i) memset(static_cast<void*>(ramp + i), i, 4);
   image = NewImage(IMG_PAL1, 4, 4);
   for (bool isRamp : {false, true}) {  // black and white are no ramp, on purpose
     image->palette[0] = {0, 0, 0, 9};
@@ -137,7 +126,6 @@ TEST(IsGrayScale, CountsGreysInContentAndAsksForTheRamp) {
   ASSERT_EQ(image->Create(IMG_GRAY8, 4, 4), S_OK);
   EXPECT_FALSE(image->IsGrayScalePalette());
   image->palette = ramp;
-  EXPECT_TRUE(image->IsGrayScalePalette());
-  image->paletteCount = 257;  // no grey is 256
-  EXPECT_FALSE(image->IsGrayScalePalette());
+  for (int count : {256, 257})
+    EXPECT_EQ((image->paletteCount = count, image->IsGrayScalePalette()), count == 256);
 }

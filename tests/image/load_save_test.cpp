@@ -1,11 +1,9 @@
 // What the library does around a filter; real ones are tested with their plug-in.
-#include <gtest/gtest.h>
 #include <qecore/core/filter.h>
 #include <qecore/core/system.h>
 #include <qecore/io/file_stream.h>
 
 #include "support.h"
-#include "support/binary.h"
 #include "support/temp_folder.h"
 
 using namespace yk;
@@ -78,5 +76,5 @@ TEST(SaveAndLoad, TakeAnyFilterAndReplaceTheFileWhole) {
   }
   Scribe::held.Empty();
   folder.Write(L"a.png", "\x89PNG\r\n\x1A\n");
-  EXPECT_TRUE(ImageRef::Adopt(static_cast<Image2d*>(AbstractImage::Load(path.c_str()))));
+  EXPECT_TRUE(Own(static_cast<Image2d*>(AbstractImage::Load(path.c_str()))));
 }

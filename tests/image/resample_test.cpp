@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 #include <math.h>
 
 #include "support.h"
@@ -31,8 +30,7 @@ void Resample(Image2d& source, Image2d& target) {
   std::vector<float> sums(target.width * channels), row(source.width * channels + 1);
   auto const store = [&](int y) {
     img::ConvertPixels(sums.data(), target.GetLine(y), middle, target.format, target.width, nullptr);
-    std::fill(sums.begin(), sums.end(), 0.0f);
-    return y + 1;
+    return std::fill(sums.begin(), sums.end(), 0.0f), y + 1;
   };
   int current = 0;
   for (Entry const& down : WeightList(source.height, target.height)) {
@@ -49,8 +47,7 @@ void Resample(Image2d& source, Image2d& target) {
 
 /// Resamples noise into an image that holds noise, by the definition and by the library.
 void Compare(IMG_FORMAT from, IMG_FORMAT to, int sw, int sh, int tw, int th) {
-  SCOPED_TRACE(testing::Message() << from << ' ' << sw << ' ' << sh << " to " << to << ' ' << tw << ' '
-                                  << th);
+  SCOPED_TRACE(testing::PrintToString(Ints{from, sw, sh, to, tw, th}));
   ImageRef const source = Noise(from, sw, sh), target = Noise(to, tw, th, 2), expected = Noise(to, tw, th, 2);
   Resample(*source, *expected);
   ASSERT_EQ(source->RescaleTo(target.get()), S_OK);
@@ -102,7 +99,7 @@ TEST(RescaleTo, LeavesRowsThatItCannotConvert) {
 }
 
 TEST(Rescale, MakesANewImage) {
-  ImageRef const source = NewImage(IMG_GRAY8, 4, 1), empty = ImageRef::Adopt(Image2d::Create());
+  ImageRef const source = NewImage(IMG_GRAY8, 4, 1), empty = Own(Image2d::Create());
   SetRow(*source, 0, {10, 20, 30, 40});
   Image2d* result = nullptr;
   ASSERT_EQ(source->Rescale(2, 1, IMG_GRAY8, &result), S_OK);

@@ -1,21 +1,19 @@
 // What the image tests and those of filters share.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <qecore/core/ref.h>
 #include <qecore/draw/geometry.h>
 #include <qecore/image/convert.h>
 #include <qecore/image/image.h>
-#include <string.h>
 
 #include <random>
-#include <vector>
+
+#include "support/prelude.h"
 
 using Bytes = std::vector<unsigned char>;
 using ImageRef = yk::Ref<yk::Image2d>;
 
 inline ImageRef NewImage(yk::IMG_FORMAT format, int width, int height, uint8_t flags = 0) {
-  ImageRef image = ImageRef::Adopt(yk::Image2d::Create());
+  ImageRef image = Own(yk::Image2d::Create());
   image->flags = flags;
   return yk::Succeeded(image->Create(format, width, height)) ? image : ImageRef();
 }
@@ -53,5 +51,5 @@ inline ImageRef Part(yk::Image2d& image, int left, int top, int right, int botto
   yk::Image2d* result = nullptr;
   HRESULT const code = image.Crop(left, top, right, bottom, &result);
   EXPECT_EQ(code, result ? S_OK : E_INVALIDARG);
-  return ImageRef::Adopt(result);
+  return Own(result);
 }
