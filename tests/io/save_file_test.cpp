@@ -12,7 +12,7 @@ static int FilesIn(TempFolder const& folder) {
   return count;
 }
 
-enum How { COMMITTED, DISCARDED, LEFT, WRITE_FAILS, TARGET_IS_HELD };
+enum How { COMMITTED, DISCARDED, LEFT, UNWRITTEN, HELD };
 
 static HRESULT Save(std::wstring const& target, How how) {
   Ref<Stream> reader;
@@ -22,9 +22,9 @@ static HRESULT Save(std::wstring const& target, How how) {
   String path;
   EXPECT_EQ(static_cast<FileStream*>(kept.get())->GetFileName(path), S_OK);
   EXPECT_EQ(path.c_str(), target) << how;
-  (void)kept->Write(how == WRITE_FAILS ? reinterpret_cast<void*>(1) : "new", 3);
+  (void)kept->Write(how == UNWRITTEN ? reinterpret_cast<void*>(1) : "new", 3);
   if (how == DISCARDED) file.Discard();
-  if (how == TARGET_IS_HELD) FileStream::Create(path, FileStream::READ, reader.Receive());
+  if (how == HELD) FileStream::Create(path, FileStream::READ, reader.Receive());
   if (how == LEFT) return S_FALSE;
   HRESULT const result = file.Commit();
   EXPECT_EQ(file.GetStream(), nullptr);
@@ -34,12 +34,9 @@ static HRESULT Save(std::wstring const& target, How how) {
 
 TEST(SaveFile, ReplacesWholeOrNotAtAll) {
   std::tuple<wchar_t const*, How, HRESULT, std::string> const rows[] = {
-      {L"f", COMMITTED, S_OK, "new"},
-      {L"old", COMMITTED, S_OK, "new"},
-      {L"f", DISCARDED, E_FAIL, ""},
-      {L"old", LEFT, S_FALSE, "content"},
-      {L"old", WRITE_FAILS, E_FAIL, "content"},
-      {L"old", TARGET_IS_HELD, YK_E_ACCESS, "content"}};
+      {L"f", COMMITTED, S_OK, "new"},         {L"old", COMMITTED, S_OK, "new"},
+      {L"f", DISCARDED, E_FAIL, ""},          {L"old", LEFT, S_FALSE, "content"},
+      {L"old", UNWRITTEN, E_FAIL, "content"}, {L"old", HELD, YK_E_ACCESS, "content"}};
   for (auto const& [name, how, result, bytes] : rows) {
     TempFolder const folder;
     folder.Write(L"old", "content");

@@ -53,15 +53,14 @@ Texts MessageBoxWatcher::Take() {
 void MessageBoxWatcher::Watch() {
   while (!done) {
     HWND const box = FindBox();
-    std::wstring text = box ? ReadText(box) : std::wstring();
+    std::wstring const text = box ? ReadText(box) : L"";
     if (text.empty()) {
       Sleep(2);
       continue;
     }
-    {
-      std::lock_guard const guard(mutex);
-      texts.push_back(std::move(text));
-    }
+    mutex.lock();
+    texts.push_back(text);
+    mutex.unlock();
     Close(box);
   }
 }
