@@ -1,6 +1,7 @@
 #include <windows.h>
 // first: the platform's types are complete below
 
+#include <float.h>
 #include <math.h>
 #include <qecore/values/string.h>
 
@@ -12,7 +13,6 @@ using namespace yk;
 
 namespace {
 
-constexpr float LARGEST = 3.402823466e38f, ENDLESS = INFINITY;
 constexpr double PI = std::numbers::pi;
 
 using Points = std::vector<point2df>;
@@ -156,16 +156,16 @@ TEST(Area, WholePixelsAreFilledAsRectanglesAreAndHalvesHalf) {
 // Whatever the coordinates: it ends, and what lies outside the clip stays.
 TEST(Shapes, SurviveWildCoordinates) {
   std::mt19937 random(13);
-  float const values[] = {0,     1.5f,   -3,      11,       16777216.0f, -16777220.0f,
-                          1e12f, -1e30f, LARGEST, -LARGEST, 1e-40f,      ENDLESS};
+  float const values[] = {0,     1.5f,   -3,      11,       1.6e7f, -1.7e7f,
+                          1e12f, -1e30f, FLT_MAX, -FLT_MAX, 1e-40f, INFINITY};
   Ref<IDC> const dc = MakeBlack(12, 12);
   dc->SetMode(IDC::MODE_INVERT);
   dc->SetClip({2, 2, 10, 10});
   dc->SetLinePattern(0xA5A5);
   for (int round = 0; round < 10000; ++round) {
-    Points points(static_cast<size_t>(2 + round % 5));
+    Points points(size_t(2 + round % 5));
     for (point2df& p : points) p = {values[random() % 12], values[random() % 12]};
-    dc->SetOrigin(round % 3 ? 0 : static_cast<int>(random()), round % 4 ? 0 : static_cast<int>(random()));
+    dc->SetOrigin(round % 3 ? 0 : int(random()), round % 4 ? 0 : int(random()));
     dc->FillPolygon(points.data(), Count(points), round & 1);
     dc->DrawPolyline(points.data(), Count(points), round & 2);
     dc->DrawLine(points[0], points[1]);

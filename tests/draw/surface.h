@@ -51,10 +51,3 @@ void ExpectRed(yk::IDC& dc, double tolerance, std::string const& what, Red red) 
     ASSERT_NEAR(PixelAt(dc, x, y).red, expected, tolerance) << what << " at " << x << ',' << y;
   }
 }
-
-inline void FillWithNoise(yk::IDC& dc, std::mt19937& random) {
-  for (size_t i = 0; i < static_cast<size_t>(dc.stride) * dc.height; ++i) {
-    unsigned const r = random();
-    dc.bits[i] = static_cast<unsigned char>(r & 0x700 ? r : r & 0x800 ? 255 : 0);  // the ends more often
-  }
-}

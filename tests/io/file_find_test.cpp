@@ -2,9 +2,8 @@
 #include <windows.h>
 
 #include <set>
-#include <tuple>
 
-#include "support/each.h"
+#include "support/prelude.h"
 #include "support/temp_folder.h"
 
 using namespace yk;

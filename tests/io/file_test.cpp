@@ -22,16 +22,14 @@ TEST(File, MakesAndFindsFolders) {
   }
   std::wstring const tooLong(40000, L'x');
   ExpectEach(E_FAIL, {file::NewFolderEx(L"\\a<b"), file::NewFolderEx(tooLong.c_str())});
-  EXPECT_FALSE(file::IsFileExist(folder.Path(L"a").c_str()));
-  EXPECT_TRUE(file::IsFileExist(folder.Path(L"file").c_str()));
+  for (auto name : {L"a", L"file"}) EXPECT_EQ(file::IsFileExist(folder.Path(name).c_str()), name == L"file"s);
 }
 
 TEST(File, NamesTemporaryFiles) {
   wchar_t buffer[MAX_PATH] = L"x";
   for (unsigned room : {0u, 1u}) EXPECT_TRUE(file::GetTempFolder(room, buffer));
   EXPECT_STREQ(buffer, L"") << "there is no room";
-  EXPECT_TRUE(file::GetTempFolder(MAX_PATH, buffer));
-  EXPECT_TRUE(file::IsFolder(buffer));
+  EXPECT_TRUE(file::GetTempFolder(MAX_PATH, buffer) && file::IsFolder(buffer));
   String name;
   EXPECT_TRUE(name.TempFile());
   EXPECT_EQ(std::wstring(name.c_str()).rfind(std::wstring(buffer) + L"hwu", 0), 0u) << name.c_str();

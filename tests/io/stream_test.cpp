@@ -92,16 +92,14 @@ TEST(MemStream, StorageOfOthers) {
   EXPECT_EQ(AsMem(stream)->AttachBuffer(buffer, 8), YK_E_EMPTY);
   EXPECT_STREQ(buffer, "caller's");
   stream = Memory();
-  EXPECT_EQ(AsMem(stream)->Attach(nullptr), S_OK);
-  EXPECT_EQ(stream->GetSize(), 0u);
+  EXPECT_TRUE(AsMem(stream)->Attach(nullptr) == S_OK && stream->GetSize() == 0);
   HGLOBAL const block = GlobalAlloc(GMEM_MOVEABLE, 100);
   EXPECT_EQ(AsMem(stream)->Attach(block), E_FAIL);
   stream = Memory();
   AsMem(stream)->AttachBuffer(buffer, 8);
   ExpectEach(S_OK, {stream->Seek(8, Stream::FROM_START), AsMem(stream)->Attach(block)});
   EXPECT_EQ(stream->GetSize(), GlobalSize(block));
-  EXPECT_EQ(AsMem(stream)->GetBuffer(&data), S_OK);
-  EXPECT_EQ(data, GlobalLock(block));
+  EXPECT_TRUE(AsMem(stream)->GetBuffer(&data) == S_OK && data == GlobalLock(block));
   GlobalUnlock(block);
   stream = Memory();
   EXPECT_EQ(GlobalFlags(block) & GMEM_LOCKCOUNT, 0u) << "still there, and unlocked";

@@ -34,19 +34,19 @@ TEST(VariantRecord, Bytes) {
 }
 
 TEST(VariantRecord, DamageLeavesASafeValue) {
-  std::tuple<char const*, std::string, int, int, unsigned> const rows[] = {
-      {"a scalar cut short", "\7\0"s, 7, 0, 0},
-      {"a tag that there is not", "\x1D\2........"s, 29, 2, 0},
-      {"an object with a pointer", "\x11\0AAAAAAAA"s, 17, 0, 0},
-      {"a text longer than its chunk", "\x0E\0\4\0\0\0ab"s, 14, 0, 0},
-      {"less than a terminator", "\x0F\0\1\0\0\0"s, 15, 0, 0},
-      {"a small point", "\x17\0\4\0\0\0abcd"s, 23, 0, 0}};
-  for (auto const& [name, bytes, type, flags, size] : rows) {
+  std::tuple<char const*, std::string, int, int> const rows[] = {
+      {"a scalar cut short", "\7\0"s, 7, 0},
+      {"a tag that there is not", "\x1D\2........"s, 29, 2},
+      {"an object with a pointer", "\x11\0AAAAAAAA"s, 17, 0},
+      {"a text longer than its chunk", "\x0E\0\4\0\0\0ab"s, 14, 0},
+      {"less than a terminator", "\x0F\0\1\0\0\0"s, 15, 0},
+      {"a small point", "\x17\0\4\0\0\0abcd"s, 23, 0}};
+  for (auto const& [name, bytes, type, flags] : rows) {
     Variant v;
     v.value.bits = 0xAAAA;  // of an empty variant: nobody's pointer
     EXPECT_EQ(v.Load(ReaderOf(bytes).get(), nullptr), S_OK) << name;
-    EXPECT_EQ(std::tuple(v.type, v.flags, v.size), std::tuple(type, flags, size)) << name;
-    EXPECT_EQ(v.value.pointer != nullptr, size > 0) << name;
+    EXPECT_EQ(std::tuple(v.type, v.flags, v.size), std::tuple(type, flags, 0u)) << name;
+    EXPECT_EQ(v.value.pointer, nullptr) << name;
   }
 }
 
@@ -69,16 +69,13 @@ TEST(VariantRecord, APayloadThatWasBorrowedWhenItWasSavedIsItsOwn) {
 }
 
 TEST(Records, NeedAStream) {
-  Ref<Serializer> const writer = Own(Serializer::Create());
-  Ref<Deserializer> const reader = Own(Deserializer::Create());
   Ref<Map> const map = Own(Map::Create());
+  Ref<Serializer> const closed = Own(Serializer::Create());
   Variant v;
   String text(L"before");
-  EXPECT_EQ(text.Save(nullptr, 1), E_INVALIDARG);
-  ExpectEach(
-      S_OK, {map->Save(writer.get(), nullptr), v.Save(writer.get(), nullptr), v.Load(reader.get(), nullptr)});
-  EXPECT_TRUE(text.Load(reader.get()) && text == L"");
-  EXPECT_EQ(map->Load(nullptr, nullptr), S_FALSE);
+  ExpectEach(S_OK,
+             {map->Save(closed.get(), nullptr), v.Save(closed.get(), nullptr), v.Load(nullptr, nullptr)});
+  EXPECT_TRUE(text.Load(Own(Deserializer::Create()).get()) && text == L"");
 }
 
 TEST(StringRecord, TakesWholeCharacters) {
