@@ -257,7 +257,7 @@ TEST(DeviceContext, AdjustsThroughTheTable) {
 
 TEST(DeviceContext, BlitsWithAndWithoutItsMemoryDC) {
   for (bool hasAlpha : {false, true}) {
-    Ref<IDC> const from = MakeSurface(12, 10, hasAlpha), to = MakeBlack(12, 10);
+    Ref<IDC> const from = MakeSurface(12, 10, hasAlpha), to = MakeBlack(12, 10), bare = Own(IDC::Create());
     from->FillGradientH({0, 0, 12, 10}, BLACK, WHITE);
     from->SetOrigin(5, 5);  // Blit takes it back from the memory device context
     xrect2d const part(2, 3, 8, 9);
@@ -265,7 +265,6 @@ TEST(DeviceContext, BlitsWithAndWithoutItsMemoryDC) {
     to->SetClip({4, 1, 10, 7});
     ExpectRed(*to, 0, "blit", [&](int x, int y) { return PixelAt(*from, x - 2, y + 2).red; });
     from->ReleaseDC();
-    Ref<IDC> const bare = Own(IDC::Create());
     for (xrect2d const& r : {xrect2d(0, 0, 12, 99), {5, 5, 5, 9}, {5, 9, 8, 9}})
       ExpectEach(E_FAIL, {from->Blit(to->memoryDC, 0, 0, &r), bare->Blit(to->memoryDC, 0, 0, &r)});
     EXPECT_EQ(from->Blit(to->memoryDC, 0, 0, nullptr), S_OK);
@@ -288,9 +287,8 @@ TEST(Attached, DrawsIntoTheImage) {
     ExpectEach<void*>(nullptr, {dc->surfaceBitmap, dc->memoryDC});
     EXPECT_EQ(dc->FillRect(0, 0, 9, 9), S_FALSE);
   }
-  Ref<IDC> const dc = MakeSurface(3, 3, false);
-  HDC const own = dc->memoryDC;
-  EXPECT_EQ(dc->Attach(own, NewImage(IMG_BGR24, 2, 2).get()), S_OK);
+  HDC const own = memory->memoryDC;
+  EXPECT_EQ(memory->Attach(own, NewImage(IMG_BGR24, 2, 2).get()), S_OK);
   EXPECT_EQ(GetObjectType(own), static_cast<DWORD>(OBJ_MEMDC));
 }
 

@@ -56,8 +56,7 @@ TEST(Fill, EqualsItsRulesOnEverySurface) {
 TEST(Fill, ModesKnowTheirSurface) {
   Ref<IDC> const plain = MakeSurface(4, 4, false);
   plain->SetMode(3);
-  EXPECT_EQ(plain->SetMode(4), 3u);
-  EXPECT_EQ(plain->SetMode(9), 0u);
+  for (auto const& [mode, before] : {std::pair(4u, 3u), {9u, 0u}}) EXPECT_EQ(plain->SetMode(mode), before);
   EXPECT_EQ(plain->FillRect(INT_MAX - 2, 0, 9, 9), S_FALSE);
   EXPECT_TRUE(plain->IsVisible({INT_MIN, INT_MIN, INT_MAX, INT_MAX}) && !plain->IsVisible({4, 0, 9, 9}));
   plain->mode = 5;  // written past the setter: must not walk 24-bit pixels as 32-bit ones

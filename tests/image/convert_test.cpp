@@ -41,17 +41,11 @@ Pixel Load(IMG_FORMAT format, unsigned char const* in, size_t i, IMG_PALENTRY co
   Pixel pixel;
   for (size_t c = 0; c < (channels == 3 || format == IMG_RGB555 ? 3 : 4); ++c) {
     size_t const at = channels == 1 ? i : i * channels + c;
-    if (palette) {
-      pixel.Set(c, c < 3 ? (&entry->red)[2 - c] : entry->alpha);
-    } else if (format == IMG_RGB555) {
-      pixel.Set(c, static_cast<uint8_t>((in[2 * i] | in[2 * i + 1] << 8) >> 5 * c << 3));
-    } else if (IsFloat(format)) {
-      pixel.Set(c, reinterpret_cast<float const*>(in)[at]);
-    } else if (IsWords(format)) {
-      pixel.Set(c, reinterpret_cast<uint16_t const*>(in)[at]);
-    } else {
-      pixel.Set(c, in[at]);
-    }
+    if (palette) pixel.Set(c, c < 3 ? (&entry->red)[2 - c] : entry->alpha);
+    if (format == IMG_RGB555) pixel.Set(c, uint8_t((in[2 * i] | in[2 * i + 1] << 8) >> 5 * c << 3));
+    if (IsFloat(format)) pixel.Set(c, reinterpret_cast<float const*>(in)[at]);
+    if (IsWords(format)) pixel.Set(c, reinterpret_cast<uint16_t const*>(in)[at]);
+    if (!palette && bits == 8 * channels) pixel.Set(c, in[at]);
   }
   return pixel;
 }
@@ -66,7 +60,7 @@ uint8_t Gray(IMG_FORMAT source, Pixel const& pixel) {
 void Append(Bytes& out, IMG_FORMAT source, IMG_FORMAT target, Pixel const& pixel) {
   if (target == IMG_GRAY8) return out.push_back(Gray(source, pixel));
   for (size_t i = 0; i < img::GetFacts(target).channels; ++i) {
-    size_t const c = source == IMG_PAL8 && target == IMG_GRAYF ? 3 : i;  // the alpha, on purpose
+    size_t const c = source == IMG_PAL8 && target == IMG_GRAYF ? 3 : i;  // the alpha: intended
     auto const bytes = std::bit_cast<std::array<uint8_t, 4>>(pixel.real[c]);
     IsFloat(target) ? void(out.insert(out.end(), bytes.begin(), bytes.end())) : out.push_back(pixel.byte[c]);
   }

@@ -113,7 +113,7 @@ TEST(IsGrayScale, CountsGreysInContentAndAsksForTheRamp) {
   IMG_PALENTRY ramp[256];
   for (int i = 0; i < 256; ++i) memset(static_cast<void*>(ramp + i), i, 4);
   image = NewImage(IMG_PAL1, 4, 4);
-  for (bool isRamp : {false, true}) {  // black and white are no ramp, on purpose
+  for (bool isRamp : {false, true}) {  // black and white are no ramp: intended
     image->palette[0] = {0, 0, 0, 9};
     image->palette[1] = isRamp ? IMG_PALENTRY{1, 1, 1, 9} : IMG_PALENTRY{255, 255, 255, 9};
     EXPECT_EQ(image->IsGrayScalePalette(), isRamp);

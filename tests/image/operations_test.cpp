@@ -54,7 +54,7 @@ TEST(PremultiplyAlpha, MultipliesAndCuts) {
   EXPECT_EQ(NewImage(IMG_BGR24, 2, 2)->PremultiplyAlpha(), YK_E_FORMAT);
 }
 
-/// The byte orders differ, and only the 24-bit fill says that it succeeded: both on purpose.
+/// The byte orders differ, and only the 24-bit fill says that it succeeded: both are intended.
 TEST(ClearColor, FillsWhatItCan) {
   std::tuple<IMG_FORMAT, unsigned, HRESULT, Bytes> const rows[] = {
       // with what padding gets filled

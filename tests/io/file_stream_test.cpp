@@ -32,8 +32,7 @@ TEST(FileStream, ReadsWritesAndTellsItsName) {
   EXPECT_EQ(stream->Write("abcdef", 6, &count), S_OK);
   EXPECT_EQ(ReadAt(*stream, 4, 4), "ef");
   EXPECT_EQ(stream->Read(&count, 1), S_OK) << "the end of a file is no failure";
-  EXPECT_EQ(stream->SetSize(3), S_OK);
-  EXPECT_EQ(Content(*stream), "abc");
+  EXPECT_TRUE(stream->SetSize(3) == S_OK && Content(*stream) == "abc");
   EXPECT_EQ(stream->Write("0123456789z", 11), S_OK);
   CheckSeeks(*stream);
   unsigned long long time = 0x01D0000000000000, read = 0;

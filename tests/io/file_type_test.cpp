@@ -29,8 +29,7 @@ TEST(DetectFileType, KnowsFirstBytesFootersAndExtensions) {
     stream->Seek(1, Stream::FROM_START);
     Guid type = UNTOUCHED;
     EXPECT_EQ(qe_DetectFileType(stream.get(), type), result) << name << ' ' << bytes.c_str();
-    EXPECT_EQ(type, expected) << name << ' ' << bytes.c_str();
-    EXPECT_EQ(stream->GetPosition(), 1u);
+    EXPECT_TRUE(type == expected && stream->GetPosition() == 1) << name << ' ' << bytes.c_str();
   }
 }
 
@@ -47,6 +46,5 @@ TEST(DetectFileType, AsksAHostsStreamForItsName) {
   Guid type = {};
   EXPECT_EQ(qe_DetectFileType(nullptr, type), E_INVALIDARG);
   file.bytes = "nothing known";  // and too little for a footer
-  EXPECT_EQ(qe_DetectFileType(&file, type), S_OK);
-  EXPECT_EQ(type, ids::FILE_GIF);
+  EXPECT_TRUE(qe_DetectFileType(&file, type) == S_OK && type == ids::FILE_GIF);
 }

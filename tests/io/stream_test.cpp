@@ -69,7 +69,7 @@ static MemStream* AsMem(Ref<Stream> const& stream) { return static_cast<MemStrea
 TEST(MemStream, ShrunkBlockIsNeverOverrun) {
   Ref<Stream> const stream = Memory(std::string(1000, 'a'));
   EXPECT_EQ(stream->SetSize(10), S_OK);
-  EXPECT_EQ(Field<uint64_t>(stream.get(), 40), 0x10000u) << "on purpose";
+  EXPECT_EQ(Field<uint64_t>(stream.get(), 40), 0x10000u) << "intended";
   EXPECT_EQ(stream->Seek(11, Stream::FROM_START), E_INVALIDARG);
   stream->Seek(0, Stream::FROM_END);
   EXPECT_EQ(stream->Write(std::string(5000, 'b').data(), 5000), S_OK);

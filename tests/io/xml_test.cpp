@@ -154,7 +154,7 @@ TEST(XmlWriter, WritesEveryForm) {
             "\t\t<deep a=\"1\" b=\"&#x9;\"/>\r\n\t\t<!--c-->\r\n\t</inner>\r\n</root>\r\n<?empty?>\r\n");
 }
 
-// Line ends are CR alone in UTF-16, on purpose.
+// Line ends are CR alone in UTF-16: intended.
 TEST(XmlWriter, WritesUtf16BehindAMark) {
   Tree const document = Loaded("<a><b>x</b></a>");
   XmlNode* const a = document->FirstChild();
