@@ -1,56 +1,37 @@
 // qetool as a person meets it: arguments in, text, exit code and files out.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <qecore/core/system.h>
 #include <qecore/io/file_stream.h>
-#include <qecore/values/string.h>
 #include <windows.h>
 
-#include <algorithm>
 #include <filesystem>
 
 #include "image/support.h"
+#include "io/streams.h"
+#include "support/prelude.h"
 #include "support/temp_folder.h"
 
 namespace {
 
 using namespace yk;
-using testing::HasSubstr;
-using testing::StartsWith;
+using testing::AllOf, testing::HasSubstr, testing::StartsWith;
 
 struct ToolResult {
   int exitCode;
   std::string out, err;
 };
 
-class Tool : public testing::Test {
- protected:
-  Tool() : system(Ref<System>::Adopt(System::Create())) {
-    system->ScanModules(ProgramFolder().c_str(), caches.Path(L"cache").c_str());
-  }
+struct Tool : testing::Test {
+  Tool() { system->ScanModules(ProgramFolder().c_str(), caches.Path(L"cache").c_str()); }
 
   // Runs `qetool ARGUMENTS` in the folder. Its texts are as a terminal shows them: without carriage returns.
   ToolResult Run(std::wstring const& arguments) const {
     TempFolder const outputs;
-    SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
-    auto const create = [&](wchar_t const* name) {
-      return CreateFileW(outputs.Path(name).c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited,
-                         CREATE_ALWAYS, 0, nullptr);
-    };
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof startup, startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = create(L"out"), startup.hStdError = create(L"err");
-    PROCESS_INFORMATION process = {};
-    std::wstring line = L"\"" + ProgramFolder() + L"qetool.exe\" " + arguments;
-    DWORD exitCode = 0;
-    EXPECT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
-                               folder.Path().c_str(), &startup, &process))
-        << GetLastError();
-    WaitForSingleObject(process.hProcess, 60000);
-    GetExitCodeProcess(process.hProcess, &exitCode);
-    for (HANDLE handle : {process.hProcess, process.hThread, startup.hStdOutput, startup.hStdError})
-      CloseHandle(handle);
-    ToolResult result = {static_cast<int>(exitCode), outputs.Read(L"out"), outputs.Read(L"err")};
+    std::wstring const line = L"cd /d \"" + folder.Path() + L"\" && \"" + ProgramFolder() + L"qetool.exe\" " +
+                              arguments + L" >\"" + outputs.Path(L"out") + L"\" 2>\"" + outputs.Path(L"err") +
+                              L'"';
+    int const exitCode = _wsystem(line.c_str());
+    ToolResult result = {exitCode, outputs.Read(L"out"), outputs.Read(L"err")};
     for (std::string* text : {&result.out, &result.err}) std::erase(*text, '\r');
     return result;
   }
@@ -73,7 +54,7 @@ class Tool : public testing::Test {
   }
 
   ImageRef Load(std::wstring const& name) const {
-    return ImageRef::Adopt(static_cast<Image2d*>(AbstractImage::Load(folder.Path(name).c_str())));
+    return Own(static_cast<Image2d*>(AbstractImage::Load(folder.Path(name).c_str())));
   }
 
   // A picture whose pixel in column x and row y is blue x, green y, red 7.
@@ -87,7 +68,7 @@ class Tool : public testing::Test {
   }
 
   TempFolder folder, caches;
-  Ref<System> system;
+  Ref<System> system = Own(System::Create());
 };
 
 Bytes At(Image2d& image, int x, int y) {
@@ -103,7 +84,7 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
   folder.Write(L"cut.png", folder.Read(L"good.png").substr(0, 50));
   folder.Write(L"huge.bin", "");
   std::filesystem::resize_file(folder.Path(L"huge.bin"), uint64_t{1} << 32);  // 0 in the 32 bits of a stream
-  std::pair<wchar_t const*, std::vector<std::string>> const rows[] = {
+  Table<wchar_t const*, std::vector<std::string>> const rows = {
       {L"", {"subcommand"}},
       {L"info", {"files"}},
       {L"info missing.png", {"missing.png", "not found"}},
@@ -141,12 +122,11 @@ TEST_F(Tool, TellsOfEachPictureThatItCanRead) {
   MakePicture(L"\u00E4\u65E5.png", 6, 3);
   EXPECT_THAT(Good(L"info a.png"), StartsWith("a.png: PNG, 5 x 4 pixels, bgr24 (24 bits), "));
   EXPECT_THAT(Good(L"info *.png"),
-              testing::AllOf(HasSubstr("a.png: "), HasSubstr("\xC3\xA4\xE6\x97\xA5.png: PNG, 6 x 3")));
+              AllOf(HasSubstr("a.png: "), HasSubstr("\xC3\xA4\xE6\x97\xA5.png: PNG, 6 x 3")));
   EXPECT_THAT(Run(L"info missing.png a.png").out, HasSubstr("a.png: PNG"));
   Good(L"convert a.png a.gif");
-  EXPECT_THAT(
-      Good(L"info --palette a.gif"),
-      testing::AllOf(HasSubstr("GIF, 5 x 4 pixels, pal8 (8 bits), palette of 256, "), HasSubstr("255  red")));
+  EXPECT_THAT(Good(L"info --palette a.gif"),
+              AllOf(HasSubstr("GIF, 5 x 4 pixels, pal8 (8 bits), palette of 256, "), HasSubstr("255  red")));
 }
 
 // ---- convert
@@ -154,10 +134,9 @@ TEST_F(Tool, TellsOfEachPictureThatItCanRead) {
 TEST_F(Tool, CropsThenResizesThenFlips) {
   MakePicture(L"in.png", 20, 10);
   Good(L"convert in.png out.png --crop 4,2,12,8 --flip h");
-  ImageRef image = Load(L"out.png");
+  ImageRef const image = Load(L"out.png");
   ASSERT_TRUE(image);
-  EXPECT_EQ(image->width, 8);
-  EXPECT_EQ(image->height, 6);
+  EXPECT_EQ(std::pair(image->width, image->height), std::pair(8, 6));
   EXPECT_EQ(At(*image, 0, 0), (Bytes{11, 2, 7}));
   EXPECT_EQ(At(*image, 7, 5), (Bytes{4, 7, 7}));
   Good(L"convert in.png out.bmp --size 10x5 --flip v");
@@ -170,7 +149,7 @@ TEST_F(Tool, CropsThenResizesThenFlips) {
 // Grey never becomes transparent, and formats without a direct way are reached by several steps.
 TEST_F(Tool, ChangesPixelFormats) {
   MakePicture(L"in.png", 4, 3);
-  std::tuple<std::wstring, std::wstring, IMG_FORMAT, Bytes> const rows[] = {
+  Table<std::wstring, std::wstring, IMG_FORMAT, Bytes> const rows = {
       {L"gray8", L"gray8", IMG_GRAY8, {3}},  // of column 2, row 1, whose grey is (2 + 1 + 7) / 3
       {L"gray8", L"bgra32", IMG_BGRA32, {3, 3, 3, 255}},
       {L"bgra32", L"bgr24", IMG_BGR24, {2, 1, 7}},
@@ -190,9 +169,8 @@ TEST_F(Tool, ConvertsManyIntoAFolder) {
   ToolResult const result = Run(L"convert *.png made/by/qetool --type JPG --quality 90 -v");
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_THAT(result.err, HasSubstr("b.png"));
-  EXPECT_THAT(result.out,
-              testing::AllOf(HasSubstr("a.png -> made/by/qetool/a.JPG: 9 x 9 pixels, bgr24; read "),
-                             HasSubstr("2 of 3 pictures converted")));
+  EXPECT_THAT(result.out, AllOf(HasSubstr("a.png -> made/by/qetool/a.JPG: 9 x 9 pixels, bgr24; read "),
+                                HasSubstr("2 of 3 pictures converted")));
   EXPECT_TRUE(Load(L"made\\by\\qetool\\c.JPG"));
   EXPECT_FALSE(Load(L"made\\by\\qetool\\b.JPG"));
 }
@@ -231,11 +209,11 @@ TEST_F(Tool, WritesXmlAnew) {
 TEST_F(Tool, ListsPluginsLoadedFirstAndCachedThen) {
   folder.Copy(ProgramFolder() + L"qewic.qem", L"qewic.qem");
   EXPECT_THAT(Good(L"plugins . --cache my.cache"),
-              testing::AllOf(HasSubstr(", 5 classes, loaded\n"), HasSubstr("jpg, jpeg, jpe\n")));
+              AllOf(HasSubstr(", 5 classes, loaded\n"), HasSubstr("jpg, jpeg, jpe\n")));
   EXPECT_THAT(Good(L"plugins . --cache my.cache"), HasSubstr(", 5 classes, from the cache\n"));
   EXPECT_THAT(Good(L"dump my.cache"),
-              testing::AllOf(HasSubstr("9 (file), "), HasSubstr("(file name), 18 bytes: \"qewic.qem\""),
-                             HasSubstr("\"PNG filter\"")));
+              AllOf(HasSubstr("9 (file), "), HasSubstr("(file name), 18 bytes: \"qewic.qem\""),
+                    HasSubstr("\"PNG filter\"")));
   folder.Remove(L"qewic.qem");
   EXPECT_THAT(Good(L"plugins . --cache my.cache"), StartsWith("no plug-ins in "));
 }
@@ -247,8 +225,8 @@ TEST_F(Tool, DrawsASheetOfWhatItCanRead) {
   MakePicture(L"tall.png", 10, 30);
   EXPECT_EQ(Good(L"sheet s.png wide.png tall.png --cell 112"), "s.png: 2 pictures, 296 x 192 pixels\n");
   ImageRef const sheet = Load(L"s.png");
-  EXPECT_EQ(At(*sheet, 24 + 136 + 56 - 5, 24 + 6),
-            Bytes({0, 0, 7}));  // the narrow one, in the middle, as it is
+  EXPECT_EQ(At(*sheet, 24 + 136 + 56 - 5, 24 + 6), Bytes({0, 0, 7}))
+      << "the narrow one, as it is, in the middle";
   ToolResult const some = Run(L"sheet t.png none.png wide.png");
   EXPECT_EQ(some.exitCode, 1);
   EXPECT_THAT(some.out, HasSubstr("t.png: 1 picture, "));
@@ -265,23 +243,19 @@ TEST_F(Tool, DumpsWhatADamagedFileStillHolds) {
     folder.Write(L"cut.obj", file.substr(0, length));
     ToolResult const result = Run(L"dump cut.obj");
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_THAT(result.err, testing::AllOf(StartsWith("qetool: cut.obj is damaged"), HasSubstr("at offset")));
+    EXPECT_THAT(result.err, AllOf(StartsWith("qetool: cut.obj is damaged"), HasSubstr("at offset")));
     EXPECT_THAT(result.out, HasSubstr(length > 30 ? "(version), 4 bytes: 2 (0x2)" : "")) << length;
   }
-  folder.Write(L"bytes.obj", std::string("\7\0\x09\0\0\0\xFF\xFE\xFD", 9));
+  folder.Write(L"bytes.obj", Chunk(7, "\xFF\xFE\xFD"));
   EXPECT_THAT(Run(L"dump bytes.obj").out, HasSubstr("7, 3 bytes: FF FE FD\n"));
-  std::string deep;
-  for (unsigned size = 6 * 5000; size; size -= 6)
-    deep += {'\7', '\0', char(size), char(size >> 8), char(size >> 16), '\0'};
+  std::string deep, slow;
+  for (unsigned size = 6 * 5000; size; size -= 6) deep += "\7\0"s + Le(size);
   folder.Write(L"deep.obj", deep);
   EXPECT_THAT(Good(L"dump deep.obj"), HasSubstr("29994  " + std::string(80, ' ') + "7, 0 bytes\n"));
   EXPECT_THAT(Run(L"dump --xml deep.obj").err, HasSubstr("too deep for XML"));
   // Beside the chunks of each level there is a chain that breaks at the end: too many tries to show all
   // levels.
-  std::string slow;
-  for (unsigned size = 12 * 20000; size; size -= 12)
-    slow +=
-        {'\7', '\0', char(size), char(size >> 8), char(size >> 16), '\0', '\7', '\0', 12, '\0', '\0', '\0'};
+  for (unsigned size = 12 * 20000; size; size -= 12) slow += "\7\0"s + Le(size) + "\7\0"s + Le(12);
   folder.Write(L"slow.obj", slow);
   std::string const shown = Good(L"dump slow.obj");
   EXPECT_LT(std::count(shown.begin(), shown.end(), '\n'), 1000);

@@ -1,37 +1,37 @@
 // The image filters of qewic.qem, made through the registry as a host makes them.
-#include <math.h>
 #include <objbase.h>
 #include <qecore/core/filter.h>
 #include <qecore/core/system.h>
-#include <qecore/values/map.h>
-#include <qecore/values/string.h>
 
+#include <cmath>
 #include <thread>
 
 #include "image/support.h"
 #include "io/streams.h"
-#include "support/binary.h"
+#include "support/prelude.h"
 #include "support/temp_folder.h"
 
 namespace {
 
 using namespace yk;
 
-/// A System that knows the plug-ins beside the test program.
-class Filters : public testing::Test {
- protected:
-  Filters() : system(Ref<System>::Adopt(System::Create())) {
-    system->ScanModules(ProgramFolder().c_str(), cacheFolder.Path(L"cache").c_str());
-  }
+Ref<ykFlt2d> Filter(Guid const& type) {
+  Ref<ykFlt2d> filter;
+  EXPECT_EQ(CreateInterface(type, filter.ReceiveVoid()), S_OK);
+  return filter;
+}
 
-  static Ref<ykFlt2d> Filter(Guid const& type) {
-    Ref<ykFlt2d> filter;
-    EXPECT_EQ(CreateInterface(type, filter.ReceiveVoid()), S_OK);
-    return filter;
+/// A System that knows the plug-ins beside the test program, and the filters of each.
+struct Filters : testing::Test {
+  Filters() {
+    system->ScanModules(ProgramFolder().c_str(), cacheFolder.Path(L"cache").c_str());
+    for (Guid const& type : {ids::FILE_PNG, ids::FILE_JPEG, ids::FILE_BMP, ids::FILE_GIF, ids::FILE_TIFF})
+      filters.push_back(Filter(type));
   }
 
   TempFolder cacheFolder;
-  Ref<System> system;
+  Ref<System> system = Own(System::Create());
+  std::vector<Ref<ykFlt2d>> filters;
 };
 
 std::string FromHex(std::string const& hex) {
@@ -50,16 +50,20 @@ HRESULT Decode(ykFlt2d& filter, Stream& stream, ImageRef& image) {
 }
 
 std::string Encode(ykFlt2d& filter, Image2d& image, unsigned options = 0) {
-  Ref<Stream> const stream = Memory("");
+  Ref<Stream> const stream = Memory();
   EXPECT_EQ(filter.Write(stream.get(), &image, options), S_OK);
   return Content(*stream);
 }
 
-/// Writes and reads again; null after a failure.
+/// The picture of a whole file.
+ImageRef Decoded(ykFlt2d& filter, std::string const& file) {
+  ImageRef image;
+  EXPECT_EQ(Decode(filter, *Memory(file), image), S_OK);
+  return image ? image : ImageRef::Adopt(Image2d::Create());
+}
+
 ImageRef ThereAndBack(ykFlt2d& filter, Image2d& image, unsigned options = 0) {
-  ImageRef back;
-  EXPECT_EQ(Decode(filter, *Memory(Encode(filter, image, options)), back), S_OK);
-  return back;
+  return Decoded(filter, Encode(filter, image, options));
 }
 
 /// A picture whose byte `channel` of the pixel (x, y) is paint(x, y, channel).
@@ -93,25 +97,21 @@ std::string Pixels(Image2d& image, IMG_FORMAT format) {
   return all;
 }
 
-Guid const* const TYPES[] = {&ids::FILE_PNG, &ids::FILE_JPEG, &ids::FILE_BMP, &ids::FILE_GIF,
-                             &ids::FILE_TIFF};
-
 // ---- classes
 
 TEST_F(Filters, AreRegisteredUnderTheFileTypes) {
-  for (Guid const* type : TYPES) {
-    Ref<ykFlt2d> const filter = Filter(*type);
-    EXPECT_EQ(*filter->GetTypeId(), *type);
-    EXPECT_EQ(filter->GetFlags(), *type == ids::FILE_JPEG ? 7u : 3u);
-    for (Guid const& id : {*type, ids::FLT_2D, ids::FLT, ids::UNKNOWN}) {
+  EXPECT_EQ(*filters[2]->GetTypeId(), ids::FILE_BMP);
+  for (auto const& filter : filters) {
+    EXPECT_EQ(filter->GetFlags(), filter == filters[1] ? 7u : 3u);
+    for (Guid const& id : {*filter->GetTypeId(), ids::FLT_2D, ids::FLT, ids::UNKNOWN}) {
       Ref<Unknown> object;
       EXPECT_EQ(filter->QueryInterface(id, object.ReceiveVoid()), S_OK);
       EXPECT_TRUE(filter->IsTypeOf(id));
     }
     EXPECT_EQ(References(filter.get()), 1u);
   }
-  EXPECT_STREQ(Filter(ids::FILE_JPEG)->GetPattern(2), L"jpe");
-  EXPECT_EQ(Filter(ids::FILE_JPEG)->GetPattern(3), nullptr);
+  EXPECT_STREQ(filters[1]->GetPattern(2), L"jpe");
+  EXPECT_EQ(filters[1]->GetPattern(3), nullptr);
 }
 
 // ---- reading files that others have made
@@ -136,25 +136,18 @@ constexpr char PNG_HUGE[] =
     "89504e470d0a1a0a0000000d494844520000ea600000ea6008020000000fb0e2150000000c4944415478da6360a03d0000006400"
     "01b899ef990000000049454e44ae426082";
 TEST_F(Filters, ReadKnownPngsUprightAndInTheirColours) {
-  struct {
-    char const* hex;
-    IMG_FORMAT format;
-    int width;
-    Bytes pixels;  // from the top row down
-    Bytes entry;   // red, green, blue, alpha of index 1, where there is a palette
-  } const files[] = {
+  // the file, its format and width; the pixels from the top row down; red, green, blue and alpha of index 1,
+  // where there is a palette
+  Table<char const*, IMG_FORMAT, int, Bytes, Bytes> const files = {
       {PNG_RGB, IMG_BGR24, 2, {0, 0, 255, 0, 255, 0, 255, 0, 0, 3, 2, 1}, {}},
       {PNG_PALETTE, IMG_PAL4, 3, {0x01, 0x20, 0x32, 0x10}, {40, 50, 60, 128}},
       {PNG_GREY_ALPHA, IMG_BGRA32, 1, {77, 77, 77, 200}, {}},
   };
-  for (auto const& file : files) {
-    SCOPED_TRACE(file.hex);
-    ImageRef image;
-    ASSERT_EQ(Decode(*Filter(ids::FILE_PNG), *Memory(FromHex(file.hex)), image), S_OK);
-    EXPECT_EQ(image->format, file.format);
-    EXPECT_EQ(image->width, file.width);
-    EXPECT_EQ(Pixels(*image, image->format), std::string(file.pixels.begin(), file.pixels.end()));
-    EXPECT_TRUE(file.entry.empty() || memcmp(image->palette + 1, file.entry.data(), 4) == 0);
+  for (auto const& [hex, format, width, pixels, entry] : files) {
+    ImageRef const image = Decoded(*filters[0], FromHex(hex));
+    ASSERT_EQ(std::pair(image->format, image->width), std::pair(format, width)) << hex;
+    EXPECT_EQ(Pixels(*image, format), std::string(pixels.begin(), pixels.end())) << hex;
+    EXPECT_TRUE(entry.empty() || memcmp(image->palette + 1, entry.data(), 4) == 0) << hex;
   }
 }
 
@@ -170,25 +163,21 @@ double MeanError(Image2d& a, Image2d& b) {
 
 // What comes back is what the library's own conversion makes of the image, to the bit.
 TEST_F(Filters, HoldWhatTheirFilesCanHold) {
-  struct {
-    Guid const& type;
-    std::vector<int> written, read;
-  } const rows[] = {
+  Table<Guid, Ints, Ints> const rows = {
       {ids::FILE_PNG, {16, 17, 2, 1, 7, 3, 4, 8, 9, 18, 12, 14}, {16, 17, 2, 1, 7, 3, 4, 8, 9, 3, 1, 4}},
       {ids::FILE_BMP, {16, 17, 2, 18, 3, 1, 8}, {16, 17, 2, 18, 3, 2, 3}},
       {ids::FILE_GIF, {16, 17, 2, 1}, {2, 2, 2, 2}},
       {ids::FILE_TIFF, {16, 2, 1, 3, 4, 8, 9}, {16, 2, 1, 3, 4, 8, 9}},
   };
-  for (auto const& row : rows) {
-    for (size_t i = 0; i < row.written.size(); ++i) {
+  for (auto const& [type, written, read] : rows) {
+    for (size_t i = 0; i < written.size(); ++i) {
       for (int width : {1, 2, 7, 8, 9, 33}) {
-        SCOPED_TRACE(testing::Message() << row.type.first << ' ' << row.written[i] << ' ' << width);
-        ImageRef const image = Opaque(static_cast<IMG_FORMAT>(row.written[i]), width, 5);
+        SCOPED_TRACE(testing::Message() << type.first << ' ' << written[i] << ' ' << width);
+        ImageRef const image = Opaque(static_cast<IMG_FORMAT>(written[i]), width, 5);
         auto const entries = std::exchange(image->paletteCount, 0xFFFF);  // no more than there are count
-        ImageRef const back = ThereAndBack(*Filter(row.type), *image);
+        ImageRef const back = ThereAndBack(*Filter(type), *image);
         image->paletteCount = entries;
-        ASSERT_TRUE(back);
-        EXPECT_EQ(back->format, row.read[i]);
+        ASSERT_EQ(back->format, read[i]);
         IMG_FORMAT const compared = img::GetFacts(back->format).paletteEntries ? IMG_BGR24 : back->format;
         EXPECT_EQ(Pixels(*back, compared), Pixels(*image, compared));
       }
@@ -199,36 +188,30 @@ TEST_F(Filters, HoldWhatTheirFilesCanHold) {
 TEST_F(Filters, ChooseColoursWhereOnly256Fit) {
   ImageRef const image = Painted(
       IMG_BGRA32, 40, 30, [](int x, int y, int channel) { return (x / 20 + y / 15 * 2) * (60 + channel); });
-  EXPECT_LT(MeanError(*image, *ThereAndBack(*Filter(ids::FILE_GIF), *image)), 3);
+  EXPECT_LT(MeanError(*image, *ThereAndBack(*filters[3], *image)), 3);
 }
 
 // ---- JPEG
 
 TEST_F(Filters, TakeAQualityForJpeg) {
-  Ref<ykFlt2d> const filter = Filter(ids::FILE_JPEG);
-  ImageRef const photograph =
-      ImageRef::Adopt(static_cast<Image2d*>(AbstractImage::Load(L"" PICTURES "/rocket.jpg")));
+  auto const photograph = Own(static_cast<Image2d*>(AbstractImage::Load(L"" PICTURES "/rocket.jpg")));
   ASSERT_TRUE(photograph);
   EXPECT_EQ(photograph->width, 640);
   size_t lastSize = 0;
   double lastError = 255;
   for (unsigned quality : {1, 50, 100}) {
-    std::string const file = Encode(*filter, *photograph, quality);
-    ImageRef back;
-    ASSERT_EQ(Decode(*filter, *Memory(file), back), S_OK);
-    double const error = MeanError(*photograph, *back);
-    EXPECT_GT(file.size(), lastSize) << quality;
-    EXPECT_LT(error, lastError) << quality;
-    lastSize = file.size(), lastError = error;
+    std::string const file = Encode(*filters[1], *photograph, quality);
+    double const error = MeanError(*photograph, *Decoded(*filters[1], file));
+    EXPECT_GT(file.size(), std::exchange(lastSize, file.size())) << quality;
+    EXPECT_LT(error, std::exchange(lastError, error)) << quality;
   }
   EXPECT_LT(lastError, 1);
-  EXPECT_EQ(filter->Write(Memory("").get(), photograph.get(), 101), E_INVALIDARG);
+  EXPECT_EQ(filters[1]->Write(Memory().get(), photograph.get(), 101), E_INVALIDARG);
 }
 
 // Smooth pictures of every small size come back within a few levels, also where a file's units of 8 or 16
 // pixels are cut by the picture's edge.
 TEST_F(Filters, WriteJpegsOfAnySize) {
-  Ref<ykFlt2d> const filter = Filter(ids::FILE_JPEG);
   for (IMG_FORMAT format : {IMG_GRAY8, IMG_BGR24}) {
     for (unsigned quality : {0, 75, 95}) {
       for (int width = 1; width < 36; ++width) {
@@ -236,8 +219,7 @@ TEST_F(Filters, WriteJpegsOfAnySize) {
         ImageRef const image = Painted(format, width, 36 - width, [](int x, int y, int channel) {
           return 60 + 2 * x + 3 * y + 20 * channel;
         });
-        ImageRef const back = ThereAndBack(*filter, *image, quality);
-        ASSERT_TRUE(back);
+        ImageRef const back = ThereAndBack(*filters[1], *image, quality);
         EXPECT_EQ(back->format, quality ? IMG_BGR24 : format);  // a stated quality makes three channels
         EXPECT_LT(MeanError(*image, *back), 3);
       }
@@ -247,16 +229,13 @@ TEST_F(Filters, WriteJpegsOfAnySize) {
 
 // ---- what is damaged
 
-std::string SmallFile(Guid const& type, ykFlt2d& filter) {
-  return Encode(filter, *Noise(type == ids::FILE_GIF ? IMG_PAL8 : IMG_BGR24, 7, 5));
-}
+std::string SmallFile(ykFlt2d& filter) { return Encode(filter, *Noise(IMG_BGR24, 7, 5)); }
 
 TEST_F(Filters, ReadACutFileWholeOrNotAtAll) {
-  for (Guid const* type : TYPES) {
-    Ref<ykFlt2d> const filter = Filter(*type);
-    std::string const file = SmallFile(*type, *filter);
-    ImageRef whole, image;
-    ASSERT_EQ(Decode(*filter, *Memory(file), whole), S_OK);
+  for (auto const& filter : filters) {
+    std::string const file = SmallFile(*filter);
+    ImageRef const whole = Decoded(*filter, file);
+    ImageRef image;
     for (size_t at = 0; at < file.size(); ++at) {
       if (Failed(Decode(*filter, *Memory(file.substr(0, at)), image))) continue;
       EXPECT_EQ(Pixels(*image, IMG_BGR24), Pixels(*whole, IMG_BGR24)) << at << " of " << file.size();
@@ -267,20 +246,18 @@ TEST_F(Filters, ReadACutFileWholeOrNotAtAll) {
 
 TEST_F(Filters, RefuseWhatIsNotTheirs) {
   ImageRef image;
-  for (Guid const* type : TYPES) {
-    std::string const file = SmallFile(*type, *Filter(*type));
-    for (Guid const* other : TYPES) {
-      HRESULT const expected = other == type ? S_OK : YK_E_BADFILE;
-      EXPECT_EQ(Decode(*Filter(*other), *Memory(file), image), expected);
-    }
+  for (auto const& filter : filters) {
+    std::string const file = SmallFile(*filter);
+    for (auto const& other : filters)
+      EXPECT_EQ(Decode(*other, *Memory(file), image), other == filter ? S_OK : YK_E_BADFILE);
   }
-  EXPECT_LT(Decode(*Filter(ids::FILE_PNG), *Memory(FromHex(PNG_HUGE)), image), 0);
-  Ref<ykFlt2d> const filter = Filter(ids::FILE_PNG);
-  Ref<Stream> const stream = Memory("");
-  EXPECT_EQ(filter->Read(stream.get(), nullptr, 0), E_INVALIDARG);
-  EXPECT_EQ(filter->Write(nullptr, Noise(IMG_BGR24, 1, 1).get(), 0), E_INVALIDARG);
-  EXPECT_EQ(filter->Write(stream.get(), ImageRef::Adopt(Image2d::Create()).get(), 0), YK_E_EMPTY);
-  EXPECT_EQ(filter->Write(stream.get(), Noise(IMG_MONO32, 2, 2).get(), 0), YK_E_FORMAT);
+  ykFlt2d& png = *filters[0];
+  EXPECT_LT(Decode(png, *Memory(FromHex(PNG_HUGE)), image), 0);
+  Ref<Stream> const stream = Memory();
+  ImageRef const some = Noise(IMG_BGR24, 1, 1), odd = Noise(IMG_MONO32, 2, 2), empty = Own(Image2d::Create());
+  EXPECT_EQ((Ints{png.Read(stream.get(), nullptr, 0), png.Write(nullptr, some.get(), 0),
+                  png.Write(stream.get(), empty.get(), 0), png.Write(stream.get(), odd.get(), 0)}),
+            (Ints{E_INVALIDARG, E_INVALIDARG, YK_E_EMPTY, YK_E_FORMAT}));
   EXPECT_EQ(stream->GetSize(), 0u);
 }
 
@@ -293,9 +270,8 @@ TEST_F(Filters, PassOnTheFailureOfAStream) {
       {SpyStream::WRITE, false, YK_E_ACCESS},
       {SpyStream::SHORT, false, E_FAIL},
       {SpyStream::STATE, false, E_FAIL}};  // which is told later
-  for (Guid const* type : TYPES) {
-    Ref<ykFlt2d> const filter = Filter(*type);
-    ImageRef const image = Noise(IMG_BGR24, 60, 40);
+  ImageRef const image = Noise(IMG_BGR24, 60, 40);
+  for (auto const& filter : filters) {
     std::string const file = Encode(*filter, *image);
     for (auto const& [fault, reads, expected] : rows) {
       for (int calls = 0, failed = true; failed; calls += 1 + calls / 10) {
@@ -313,13 +289,12 @@ TEST_F(Filters, PassOnTheFailureOfAStream) {
   }
   SpyStream few;
   few.fault = SpyStream::WRITE, few.left = 9;  // calls: not one for each byte
-  EXPECT_EQ(Filter(ids::FILE_JPEG)->Write(&few, Noise(IMG_BGR24, 60, 40).get(), 50), S_OK);
+  EXPECT_EQ(filters[1]->Write(&few, image.get(), 50), S_OK);
 }
 
 TEST_F(Filters, WorkInTheMiddleOfAStream) {
-  for (Guid const* type : TYPES) {
-    Ref<ykFlt2d> const filter = Filter(*type);
-    ImageRef const image = Noise(IMG_GRAY8, 13, 4);
+  ImageRef const image = Noise(IMG_GRAY8, 13, 4);
+  for (auto const& filter : filters) {
     std::string const alone = Encode(*filter, *image);
     Ref<Stream> const stream = Memory("before");
     stream->Seek(0, Stream::FROM_END);
@@ -329,19 +304,18 @@ TEST_F(Filters, WorkInTheMiddleOfAStream) {
     stream->Seek(6, Stream::FROM_START);
     ImageRef back;
     ASSERT_EQ(Decode(*filter, *stream, back), S_OK);
-    EXPECT_EQ(Pixels(*back, IMG_BGR24), Pixels(*ThereAndBack(*filter, *image), IMG_BGR24));
+    EXPECT_EQ(Pixels(*back, IMG_BGR24), Pixels(*Decoded(*filter, alone), IMG_BGR24));
   }
 }
 
 // ---- threads
 
 TEST_F(Filters, LeaveTheThreadsComAsItWas) {
-  std::string const file = Encode(*Filter(ids::FILE_PNG), *Noise(IMG_BGR24, 3, 3));
+  std::string const file = SmallFile(*filters[0]);
   std::thread([&] {
-    ImageRef image;
-    EXPECT_EQ(Decode(*Filter(ids::FILE_PNG), *Memory(file), image), S_OK);
+    Decoded(*filters[0], file);
     EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);  // the mode was still free
-    EXPECT_EQ(Decode(*Filter(ids::FILE_PNG), *Memory(file), image), S_OK);
+    Decoded(*filters[0], file);
     EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_FALSE);  // and is still there
     CoUninitialize();
     CoUninitialize();
