@@ -10,7 +10,6 @@
 #include <windows.h>
 
 #include <thread>
-#include <utility>
 
 #include "support/message_box_watcher.h"
 #include "support/prelude.h"
@@ -18,13 +17,10 @@
 namespace {
 
 using namespace yk;
-using std::string;
-using std::wstring;
 
 /// A class over one of the base interfaces that counts its destructions and stays.
 template <class Base>
-class Probe final : public Base {
- public:
+struct Probe final : Base {
   int destroyed = 0;
   void Destroy() noexcept override { ++destroyed; }
 };
@@ -35,28 +31,19 @@ TEST(Unknown, CountsThroughItsSlots) {
   EXPECT_EQ(Slot<unsigned (*)(void*)>(&object, 1)(&object), 2u);
   EXPECT_EQ(Slot<unsigned (*)(void*)>(&object, 2)(&object), 1u);
   void* held = &object;
-  for (void** slot : {&held, &held, static_cast<void**>(nullptr)}) yk::Unknown::Free(slot);
-  EXPECT_EQ(held, nullptr);
-  EXPECT_EQ(object.destroyed, 1);
+  for (int i = 0; i < 2; ++i) yk::Unknown::Free(&held);
+  EXPECT_EQ(std::pair(held, object.destroyed), std::pair(static_cast<void*>(nullptr), 1));
   EXPECT_EQ(object.Release(), 0xFFFFFFFFu) << "there is no guard";
   EXPECT_EQ(object.destroyed, 2);
 }
 
-template <class Base>
-void ExpectAnswer(Guid const& id, unsigned references) {
-  Probe<Base> object;
-  void* out = nullptr;
-  EXPECT_EQ(object.QueryInterface(id, &out), references > 1 ? S_OK : E_NOINTERFACE);
-  EXPECT_EQ(out, references > 1 ? &object : nullptr);
-  EXPECT_EQ(References(&object), references);
-  EXPECT_EQ(object.IsTypeOf(id), references > 1);
-}
-
-TEST(Unknown, InterfacesAnswerTheirChains) {
-  ExpectAnswer<qe_Streamable>(ids::STREAMABLE, 3);  // it counts twice
-  ExpectAnswer<qe_Streamable>(ids::UNKNOWN, 2);
-  ExpectAnswer<qe_Flt3d>(ids::UNKNOWN, 2);
-  ExpectAnswer<qe_Flt3d>(ids::FLT_2D, 1);
+TEST(Unknown, InterfacesKnowTheirChains) {
+  Probe<qe_Flt3d> filter;
+  void *out = nullptr, *none = nullptr;
+  EXPECT_EQ(filter.QueryInterface(ids::UNKNOWN, &out), S_OK);
+  EXPECT_EQ(filter.QueryInterface(ids::FLT_2D, &none), E_NOINTERFACE);
+  EXPECT_EQ((std::array{out, none}), (std::array<void*, 2>{&filter}));
+  EXPECT_EQ(std::pair(References(&filter), filter.IsTypeOf(ids::FLT_2D)), std::pair(2u, false));
 }
 
 TEST(Ref, CountsExactly) {
@@ -90,8 +77,8 @@ TEST(Ref, CountsExactly) {
 // count.
 TEST(Guid, HasOneTextFormAndReadsWhatTheRuntimesScannerReads) {
   Guid const id = {0x01234567, 0x89AB, 0xCDEF, {0x10, 0x32, 0x54, 0x76, 0x98, 0xBA, 0xDC, 0xFE}};
-  char narrow[Guid::TEXT_SIZE], *const none = nullptr;
-  wchar_t wide[Guid::TEXT_SIZE], *const wideNone = nullptr;
+  char narrow[Guid::TEXT_SIZE];
+  wchar_t wide[Guid::TEXT_SIZE];
   id.toString(narrow);
   id.toString(wide);
   EXPECT_STREQ(narrow, "{01234567-89AB-CDEF-1032-547698BADCFE}");
@@ -99,9 +86,7 @@ TEST(Guid, HasOneTextFormAndReadsWhatTheRuntimesScannerReads) {
   Guid read = {};
   EXPECT_TRUE(read.Init("{01234567-89ab-cdef-1032-547698badcfe"));
   EXPECT_EQ(read, id);
-  EXPECT_EQ((Ints{read.Init(narrow + 1), read.Init(string(narrow, 35).c_str()), read.Init(""),
-                  read.Init(none), read.Init(L""), read.Init(wideNone)}),
-            Ints(6));
+  EXPECT_EQ((Ints{read.Init(narrow + 1), read.Init(string(narrow, 35).c_str()), read.Init(L"")}), Ints(3));
   EXPECT_TRUE(read.Init(String((wstring(wide, 35) + wstring(218, L' ') + L"FE}").c_str())));
   EXPECT_EQ(read, id);
   EXPECT_EQ((Ints{read.Init(wide), read.Init((wstring(wide, 35) + wstring(220, L' ') + L"FE}").c_str())}),
@@ -136,10 +121,9 @@ TEST(Malloc, RefusesWhatNoBlockHoldsAndStaysAsItWas) {
   Ref<Malloc> const arena = Arena(256);
   ASSERT_TRUE(arena->AllocAligned(1, 8));
   ASSERT_TRUE(arena->AllocAligned(91, 8));
-  size_t const rows[][2] = {{225, 1},              // one byte more than a block's payload
-                            {200, 0x100000},       // padding that no new block has room for
-                            {~size_t{0} - 1, 64},  // a size that wraps with its padding
-                            {1, 0}};               // no alignment
+  // one byte more than a block's payload; padding that no new block has room for; a size that wraps with its
+  // padding; no alignment
+  size_t const rows[][2] = {{225, 1}, {200, 0x100000}, {~size_t{0} - 1, 64}, {1, 0}};
   for (auto const& [size, alignment] : rows) {
     EXPECT_EQ(arena->AllocAligned(size, alignment), nullptr) << size;
     EXPECT_EQ((Ints{Field<int>(arena.get(), 24), Field<int>(arena.get(), 32)}), (Ints{99, 125})) << size;
@@ -164,8 +148,7 @@ TEST(Malloc, ResetHandsOutTheSameAddresses) {
   EXPECT_EQ((Ints{Field<intptr_t>(arena.get(), 24), Field<intptr_t>(block, 8)}), Ints(2));
   EXPECT_EQ(fill(), before);
   EXPECT_STREQ(arena->StrDup(L"wide"), L"wide");
-  EXPECT_EQ((std::array{arena->StrDup(""), arena->StrDup(static_cast<char*>(nullptr))}),
-            (std::array<char*, 2>{}));
+  EXPECT_EQ(arena->StrDup(""), nullptr);
 }
 
 TEST(Malloc, LeavesNothingWhenItIsDestroyedInPlace) {
@@ -216,9 +199,9 @@ TEST(RWLock, QueuedReadersEnterBeforeTheNextWriter) {
 
 TEST(CriticalSection, CountsItsEntries) {
   CriticalSection section;
-  for (int inside : {2, 2}) {
+  for (int i = 0; i < 2; ++i) {
     Locker const guard(section), again(section);
-    EXPECT_EQ(Field<int>(&section, 12), inside);
+    EXPECT_EQ(Field<int>(&section, 12), 2);
   }
 }
 

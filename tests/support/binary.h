@@ -48,6 +48,14 @@ class SlotHook {
   SlotHook(SlotHook const&) = delete;
   SlotHook& operator=(SlotHook const&) = delete;
 
+  /// How often `call` comes to the slot.
+  template <class Call>
+  static int Calls(void* toHook, int slots, int slot, Call call) {
+    SlotHook const hook(toHook, slots, slot);
+    call();
+    return calls;
+  }
+
   static inline int calls;
 
  private:

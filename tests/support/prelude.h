@@ -12,6 +12,8 @@
 #include "binary.h"
 #include "each.h"
 
+using std::string, std::wstring;
+
 template <class... Columns>
 using Table = std::vector<std::tuple<Columns...>>;
 using Ints = std::vector<intptr_t>;

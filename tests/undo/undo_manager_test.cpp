@@ -14,9 +14,11 @@ using namespace yk;
 // What the manager calls in a test is one letter: of an item (p)repareUndo, (u)ndo, (r)edo, (d)estructor and
 // (q)ueryInterface, of the manager (h)ook, (c)allback and CanUndo (?), of an object (g)et and (s)et. The
 // letter that is the trap does `act`.
-std::string calls;
+string calls;
 char trap;
 std::function<void()> act;
+constexpr int MANAGER = 100;
+int alive = 0;  // the items, and a hundred for the manager
 
 void Called(char what) {
   if (what == trap) trap = 0, act(), trap = what;
@@ -24,8 +26,6 @@ void Called(char what) {
 
 /// The least of an item, which writes its calls.
 struct LogItem : ykUndoItem {
-  static inline int alive = 0;
-
   explicit LogItem(char letter, uint8_t level = 0) : name(letter) { ++alive, order = level; }
   void Destroy() noexcept override { delete this; }
   HRESULT Undo() noexcept override { return Note('u'); }
@@ -42,10 +42,8 @@ struct LogItem : ykUndoItem {
 };
 
 struct HostManager : Destroys<HostManager, UndoManager> {
-  static inline int alive = 0;
-
-  HostManager() { ++alive, SetChangeCallback(Changed); }
-  ~HostManager() { --alive; }
+  HostManager() { alive += MANAGER, SetChangeCallback(Changed); }
+  ~HostManager() { alive -= MANAGER; }
   static void Changed(UndoManager*) { calls += 'c', Called('c'); }
   HRESULT OnCommit() noexcept override { return calls += 'h', Called('h'), S_OK; }
   bool CanUndo() noexcept override { return Called('?'), lies || UndoManager::CanUndo(); }
@@ -70,8 +68,7 @@ struct Lender : Unknown {
     return std::exchange(failure, S_FALSE);
   }
   HRESULT SetValue(unsigned, Variant const& value) noexcept override {
-    Called('s');
-    return refuses ? E_FAIL : (value.Get(text, 2), S_OK);
+    return Called('s'), refuses ? E_FAIL : (value.Get(text, 2), S_OK);
   }
 };
 
@@ -80,13 +77,13 @@ struct Lender : Unknown {
 /// is written.
 struct Player {
   /// \return all that was called and given, to the manager's end
-  std::string Play(std::string const& script) {
+  string Play(string const& script) {
     Steps(script);
     kept.Reset(), manager.Reset(), trap = 0;
     return std::exchange(calls, {});
   }
 
-  void Steps(std::string const& script) {
+  void Steps(string const& script) {
     static std::map<char, void (*)(Player&)> const STEPS = {
         {'#', [](Player& p) { Write(p.object.text); }},
         {'$', [](Player& p) { calls += std::to_string(References(&p.object)); }},
@@ -97,12 +94,12 @@ struct Player {
         {'=', [](Player& p) { p.GiveAnswers(); }},
         {'>', [](Player& p) { Give(p.raw->Redo()); }},
         {'@', [](Player& p) { p.Record(nullptr, false); }},
-        {'A', [](Player& p) { p.kept = Ref<ykUndoItem>::Share(p.last), p.last->AddRef(), p.Add(); }},
+        {'A', [](Player& p) { p.kept = Ref<ykUndoItem>::Share(p.last), p.last->AddRef(), p.Add(p.last); }},
         {'C', [](Player& p) { Give(p.raw->Clear()); }},
         {'D', [](Player& p) { Give(p.last->Redo()); }},
         {'E', [](Player& p) { p.object.failure = FAILURES[std::exchange(p.level, 0)]; }},
         {'F', [](Player& p) { p.object.refuses ^= true; }},
-        {'G', [](Player& p) { p.last = new LogItem('g'), p.last->next = p.last, p.Add(); }},
+        {'G', [](Player& p) { p.last = new LogItem('g'), p.Add(p.last->next = p.last); }},
         {'J', [](Player& p) { p.Record(&p.object, true); }},
         {'K', [](Player& p) { static_cast<HostManager*>(p.raw)->lies = true; }},
         {'L', [](Player& p) { p.GiveList(std::exchange(p.level, 0)); }},
@@ -118,8 +115,7 @@ struct Player {
       size_t const end = script.find(']', i);
       char const step = script[i];
       if (isdigit(step)) level = static_cast<uint8_t>(step - '0');
-      if (islower(step))
-        name[0] = step, Give(raw->AddItem(last = new LogItem(step, std::exchange(level, 0))));
+      if (islower(step)) name[0] = step, Add(new LogItem(step, std::exchange(level, 0)));
       if (STEPS.count(step)) STEPS.at(step)(*this);
       if (step != '[') continue;
       trap = script[i + 1];
@@ -128,7 +124,7 @@ struct Player {
     }
   }
 
-  void Add() { Give(raw->AddItem(last)); }
+  void Add(ykUndoItem* item) { Give(raw->AddItem(last = item)); }
   static void Give(HRESULT result) {
     std::map<HRESULT, char> const letters = {
         {S_FALSE, '1'}, {E_FAIL, '-'}, {E_INVALIDARG, '%'}, {E_OUTOFMEMORY, 'm'}, {YK_E_EMPTY, '!'}};
@@ -154,11 +150,11 @@ struct Player {
     bool const answers[] = {raw->CanUndo(),     raw->CanRedo(),      raw->HasHistory(),
                             raw->IsRecording(), raw->HasOpenItems(), raw->GetLastTransaction() != nullptr};
     for (int i = 0; i < 6; ++i) calls += answers[i] ? "URHIOL"[i] : '.';
-    for (int number : {LogItem::alive, Field<int>(raw, 44), Field<int>(raw, 52)})
+    for (int number : {alive - MANAGER, Field<int>(raw, 44), Field<int>(raw, 52)})
       calls += std::to_string(number);
   }
   void Release() {
-    if (manager) static_cast<void>(manager.Detach()->Release()), calls += HostManager::alive ? "+" : "DEAD";
+    if (manager) static_cast<void>(manager.Detach()->Release()), calls += alive < MANAGER ? "DEAD" : "+";
   }
   void Record(Unknown* of, bool merge) {
     last = raw->RecordValue(of, std::exchange(level, 0), merge);
@@ -183,8 +179,7 @@ void Check(std::initializer_list<std::pair<char const*, char const*>> rows) {
       Player().Play(script);
       felt = scarcity.WasFelt();
     }
-    EXPECT_EQ(LogItem::alive, 0) << script << ": every item is released once";
-    EXPECT_EQ(HostManager::alive, 0) << script;
+    EXPECT_EQ(alive, 0) << script << ": every item is released once, and the manager";
   }
 }
 
@@ -285,11 +280,11 @@ TEST(UndoItem, IsLittleByItself) {
   LogItem* const item = new LogItem('a');
   EXPECT_EQ(item->GetSize(), 29);
   EXPECT_STREQ(item->GetName(), L"{?*|*?}");
-  EXPECT_EQ(std::string(reinterpret_cast<char*>(item) + 12, 17), std::string(17, '\0'));
+  EXPECT_EQ(string(reinterpret_cast<char*>(item) + 12, 17), string(17, '\0'));
   EXPECT_EQ(item->DeleteThis(0), item);
-  EXPECT_EQ(LogItem::alive, 1);
+  EXPECT_EQ(alive, 1);
   item->DeleteThis(1);
-  EXPECT_EQ(LogItem::alive, 0);
+  EXPECT_EQ(alive, 0);
 }
 
 TEST(ValueItem, KeepsEmptyTextsAndLeavesUnreadableValuesAlone) {
@@ -299,9 +294,11 @@ TEST(ValueItem, KeepsEmptyTextsAndLeavesUnreadableValuesAlone) {
   Variant const values[] = {
       {}, Made(static_cast<Unknown*>(&lender)), Made(L"", Variant::KEEP_EMPTY), Made(5)};
   Variant read;
-  for (unsigned key = 0; key < 4; ++key) map->SetValue(key, values[key]);
   manager->BeginTransaction();
-  for (unsigned key = 0; key < 4; ++key) manager->RecordValue(map.get(), key, false);
+  for (unsigned key = 0; key < 4; ++key) {
+    map->SetValue(key, values[key]);
+    manager->RecordValue(map.get(), key, false);
+  }
   for (unsigned key = 0; key < 4; ++key) map->SetValue(key, values[(key + 2) % 4]);
   manager->EndTransaction(L"");
   manager->Undo();

@@ -7,8 +7,6 @@
 namespace {
 
 using namespace yk;
-using std::string;
-using std::wstring;
 
 char* const noText = nullptr;
 wchar_t* const noWide = nullptr;
@@ -51,8 +49,7 @@ TEST(Utf8, DecodesByTheLeadAlone) {
   for (auto const& [bytes, expected] : cases) {
     int const size = static_cast<int>(expected.size());
     wstring units(expected.size() + 2, L'#');
-    EXPECT_EQ(str::UTF8ToW(bytes, nullptr, 0), size);
-    EXPECT_EQ(str::UTF8ToW(bytes, units.data(), size), size);
+    for (wchar_t* out : {noWide, units.data()}) EXPECT_EQ(str::UTF8ToW(bytes, out, size), size);
     EXPECT_EQ(units, expected + L'\0' + L'#');
     EXPECT_EQ(str::UTF8ToW(bytes, units.data(), -1), 0);
   }
@@ -94,14 +91,10 @@ TEST(Str, CopiesMeasuresConvertsAndTrims) {
 TEST(Str, TakesNullForNothing) {
   char text[] = "a";
   wchar_t units[] = L"a";
-  str::AllTrim(noText), str::AllTrim(noWide), str::TerminatePath(noWide), preprocess_C(noText);
-  EXPECT_EQ((Sizes{str::Concat(noWide, 2, units), str::Concat(text, 2, noText)}), (Sizes{0, 1}));
-  EXPECT_EQ((Sizes{str::Length(noText), str::Length(noWide), GetDirLen(noWide)}), Sizes(3));
+  str::AllTrim(noText), str::TerminatePath(noWide), preprocess_C(noText);
+  EXPECT_EQ((Sizes{str::Concat(text, 2, noText), str::Length(noText), GetDirLen(noWide)}), (Sizes{1, 0, 0}));
   EXPECT_EQ((std::array{str::New(""), str::New(noText)}), (std::array{noText, noText}));
-  EXPECT_EQ(qescanf(noText, "%d") + str::UTF8ToW(noText, units, 1), 0);
-  EXPECT_EQ((Ints{str::printf(noText, 1, "a"), str::printf(text, 2, noText)}), Ints(2, -1));
-  EXPECT_EQ((Ints{str::printf(noWide, 1, L""), str::printf(units, 0, L"")}), Ints(2, -1));
-  EXPECT_EQ(str::printf(units, 2, noWide), -1);
+  EXPECT_EQ((Ints{str::printf(noText, 1, "a"), str::printf(units, 0, L"")}), Ints(2, -1));
   EXPECT_EQ((Ints{qeprintf2(noWide, 0, L"9%", noWide), qeprintf2(noWide, 9, L"%1", L"%d", 3)}), Ints(2, 1));
   EXPECT_EQ((Ints{qeprintf2(units, 2, L"%1", noWide), qeprintf2(units, 2, noWide, noWide)}), Ints(2));
 }
@@ -140,7 +133,6 @@ TEST(Str, FormatsWhatThePlatformDoesNotBear) {
     wstring wide(64, L'#');
     EXPECT_EQ(str::printf(narrow.data(), 64, f, 300LL, -30LL, 55LL), result) << format;
     EXPECT_EQ(str::printf(wide.data(), 64, w, 300LL, -30LL, 55LL), result) << format;
-    EXPECT_EQ(str::printf(noText, 0, f, 300LL, -30LL, 55LL), result);
     EXPECT_EQ(str::printf(noWide, 0, w, 300LL, -30LL, 55LL), result);
     EXPECT_STREQ(narrow.c_str(), expected.c_str());
     EXPECT_EQ(wide.c_str(), wstring(expected.begin(), expected.end()));
@@ -154,7 +146,6 @@ TEST(Str, FormatsWhatThePlatformDoesNotBear) {
   EXPECT_EQ(str::printf(noText, 0, "%*.30d", INT_MIN, 1), INT_MAX);
   EXPECT_EQ(str::printf(noWide, 0, L"%.99999999999u", 1), INT_MAX);
   EXPECT_EQ(str::printf(noText, 0, "%*d%.99999999999d", 9, 1, 2), -1);
-  EXPECT_EQ(str::printf(noWide, 0, L"%*d%.99999999999d", 9, 1, 2), -1);
 }
 
 TEST(Qeprintf2, PlacesArgumentsByNumber) {

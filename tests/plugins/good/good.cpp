@@ -3,8 +3,7 @@
 
 #include "../plugin.h"
 
-class Filter final : public yk::Destroys<Filter, yk::ykFlt2d> {
- public:
+struct Filter final : yk::Destroys<Filter, yk::ykFlt2d> {
   unsigned GetFlags() noexcept override { return 0x80000001; }
   wchar_t const* GetPattern(unsigned index) noexcept override { return index < 1 ? L"*.good" : nullptr; }
   wchar_t const* GetName() noexcept override { return L"Good filter"; }
