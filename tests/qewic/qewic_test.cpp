@@ -249,10 +249,9 @@ TEST_F(Filters, RefuseWhatIsNotTheirs) {
   ykFlt2d& png = *filters[0];
   EXPECT_LT(Decode(png, *Memory(FromHex(PNG_HUGE)), image), 0);
   Ref<Stream> const stream = Memory();
-  ImageRef const some = Noise(IMG_BGR24, 1, 1), odd = Noise(IMG_MONO32, 2, 2), empty = Own(Image2d::Create());
-  EXPECT_EQ((Ints{png.Read(stream.get(), nullptr, 0), png.Write(nullptr, some.get(), 0),
-                  png.Write(stream.get(), empty.get(), 0), png.Write(stream.get(), odd.get(), 0)}),
-            (Ints{E_INVALIDARG, E_INVALIDARG, YK_E_EMPTY, YK_E_FORMAT}));
+  EXPECT_EQ(png.Read(stream.get(), nullptr, 0), E_INVALIDARG);
+  EXPECT_EQ(png.Write(stream.get(), Own(Image2d::Create()).get(), 0), YK_E_EMPTY);
+  EXPECT_EQ(png.Write(stream.get(), Noise(IMG_MONO32, 2, 2).get(), 0), YK_E_FORMAT);
   EXPECT_EQ(stream->GetSize(), 0u);
 }
 

@@ -150,7 +150,7 @@ struct Player {
     bool const answers[] = {raw->CanUndo(),     raw->CanRedo(),      raw->HasHistory(),
                             raw->IsRecording(), raw->HasOpenItems(), raw->GetLastTransaction() != nullptr};
     for (int i = 0; i < 6; ++i) calls += answers[i] ? "URHIOL"[i] : '.';
-    for (int number : {alive - MANAGER, Field<int>(raw, 44), Field<int>(raw, 52)})
+    for (int number : {alive % MANAGER, Field<int>(raw, 44), Field<int>(raw, 52)})
       calls += std::to_string(number);
   }
   void Release() {

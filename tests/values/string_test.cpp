@@ -90,8 +90,7 @@ TEST(String, Compares) {
   EXPECT_FALSE(String(L"a\0b", 3) == a);                  // lengths differ
   EXPECT_TRUE(String(L"a\0b", 3) == String(L"a\0c", 3));  // and behind a zero nothing is looked at
   EXPECT_EQ((Sizes{a == "ab", String(L"\xE9") == "\xE9", String(L"\xFFE9") == "\xE9"}), Sizes(3));
-  char const* const null = nullptr;
-  EXPECT_EQ((Sizes{none == null, a == null}), (Sizes{1, 0}));
+  EXPECT_EQ((Sizes{none == static_cast<char*>(nullptr), a == static_cast<char*>(nullptr)}), (Sizes{1, 0}));
 }
 
 TEST(String, Searches) {

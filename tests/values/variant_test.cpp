@@ -47,7 +47,7 @@ TEST(Variant, TextsAreCopiedBorrowedOrKeptEmpty) {
 TEST(Variant, BlobsOfTheSameSizeKeepTheirBuffer) {
   Variant v, out;
   char own[] = "pq", bytes[4] = "###";
-  void *const buffer = bytes, *const none = nullptr;
+  void* const buffer = bytes;
   v.Init(own, 2, true);
   v.Init("rs", 2, false);  // into the borrowed buffer
   v.Init(nullptr, 2, false);
@@ -57,7 +57,7 @@ TEST(Variant, BlobsOfTheSameSizeKeepTheirBuffer) {
   v.Init("xyz", 3, false);
   EXPECT_EQ(v.Get(buffer, 2u), 2u);
   EXPECT_STREQ(bytes, "xy#");
-  EXPECT_EQ((Sizes{v.Get(buffer, 9u), v.Get(none, 3u), v.GetDataPtr(nullptr)}), (Sizes{3, 0, 3}));
+  EXPECT_EQ((Sizes{v.Get(buffer, 9u), v.GetDataPtr(nullptr)}), Sizes(2, 3));
   EXPECT_EQ((Sizes{Bare(Variant::BLOB).Get(buffer, 3u), Made(7).Get(buffer, 3u)}), Sizes(2));
   v.Init(nullptr, 9, true);
   EXPECT_EQ(v.Get(out), S_OK);
@@ -125,8 +125,8 @@ TEST(Variant, CopiesTextsIntoBuffersAndNotBehindThem) {
   for (auto const& [length, after, result] : cases) {
     string narrow(4, '#');
     wstring wide(4, L'#');
-    EXPECT_EQ((Sizes{Made("abc").Get(narrow.data(), length), Made(L"abc").Get(wide.data(), length)}),
-              Sizes(2, result));
+    EXPECT_EQ(Made("abc").Get(narrow.data(), length), result);
+    EXPECT_EQ(Made(L"abc").Get(wide.data(), length), result);
     EXPECT_EQ(wide, after) << length;
     EXPECT_EQ(narrow, string(after.begin(), after.end()));
   }
