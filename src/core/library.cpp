@@ -1,7 +1,9 @@
-// The library's entry point. Attaching does next to nothing: the System is the host's to build.
+// The library's entry point. Attaching does nothing: the System is the host's to build.
 #include <windows.h>
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void*) {
-  if (reason == DLL_PROCESS_ATTACH) DisableThreadLibraryCalls(instance);
+#include "error_p.h"
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
+  if (reason == DLL_THREAD_DETACH) yk::ForgetErrorsOfThread();
   return TRUE;
 }

@@ -4,15 +4,13 @@
 //   slot 8 Save   9 Load      (after the eight of Unknown)
 #pragma once
 
+#include <qecore/core/execution_context.h>
 #include <qecore/core/unknown.h>
 
 namespace yk {
 
 class Deserializer;
 class Serializer;
-
-/// What a host passes to nested saves and loads. The library passes it on unchanged and never looks inside.
-class ExecutionContext;
 
 class qe_Streamable : public Unknown {
  public:

@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+#include <qecore/core/error.h>
+
+#include <string>
+#include <thread>
+
+#include "support/prelude.h"
+
+namespace {
+
+using namespace yk;
+
+std::wstring Message(size_t size = 600) {
+  std::wstring line(size, L'#');
+  size_t const length = ErrorMessage(LastError(), line.data(), size);
+  EXPECT_EQ(line[length], 0);
+  line.resize(length);
+  return line;
+}
+
+TEST(Error, KeepsTheLastFailureOfTheThread) {
+  EXPECT_EQ(Fail(E_FAIL, "Image2d::Create", L"%s: %d pixels", L"photo.png", 12), E_FAIL);
+  Error const* const error = LastError();
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->code, E_FAIL);
+  EXPECT_STREQ(error->operation, "Image2d::Create");
+  EXPECT_STREQ(error->text, L"photo.png: 12 pixels");
+  EXPECT_EQ(error->cause, nullptr);
+  std::thread([] {
+    EXPECT_EQ(LastError(), nullptr);
+    Fail(YK_E_EMPTY, nullptr, nullptr);
+    EXPECT_EQ(Message(), L"nothing in it");
+    EXPECT_STREQ(LastError()->operation, "");
+  }).join();
+  EXPECT_EQ(Message(), L"photo.png: 12 pixels");
+}
+
+TEST(Error, ChainsWhatLedToIt) {
+  Fail(E_FAIL, "old", L"old");
+  unsigned const before = ErrorCount();
+  FailSince(before, YK_E_ACCESS, "first", L"first");
+  EXPECT_EQ(Message(), L"first") << "what was recorded earlier is no cause";
+  FailSince(before, E_OUTOFMEMORY, "second", nullptr);
+  EXPECT_EQ(Message(), L"not enough memory: first");
+  FailSince(before, E_FAIL, "third", L"third of %s", LastError()->cause->text);
+  for (int i = 4; i < 10; ++i) EXPECT_EQ(FailSince(before, E_FAIL, "n", L"%d", i), E_FAIL);
+  EXPECT_EQ(Message(), L"9: third of first: not enough memory: first");
+  EXPECT_EQ(Message(8), L"9: thir");
+  Fail(E_FAIL, "new", L"new");
+  EXPECT_EQ(Message(), L"new");
+}
+
+TEST(Error, TruncatesWhatIsTooLong) {
+  std::string const operation(100, 'o');
+  std::wstring const text(1000, L't');
+  Fail(E_FAIL, operation.c_str(), L"%s", text.c_str());
+  EXPECT_EQ(LastError()->operation, operation.substr(0, Error::OPERATION_SIZE - 1));
+  EXPECT_EQ(LastError()->text, text.substr(0, Error::TEXT_SIZE - 1));
+  wchar_t untouched = L'x';
+  EXPECT_EQ(ErrorMessage(LastError(), &untouched, 0), 0u);
+  EXPECT_EQ(untouched, L'x');
+  EXPECT_EQ(ErrorMessage(nullptr, &untouched, 1), 0u);
+  EXPECT_EQ(untouched, 0);
+}
+
+TEST(Error, GivesUpTheRecordsOfThreadsThatEnd) {
+  for (int i = 0; i < 300; ++i) {
+    std::thread([i] {
+      Fail(E_FAIL, "", L"%d", i);
+      ASSERT_NE(LastError(), nullptr) << i;
+      EXPECT_EQ(Message(), std::to_wstring(i));
+    }).join();
+  }
+}
+
+TEST(Error, NamesTheCodes) {
+  std::tuple<HRESULT, char const*, char const*> const rows[] = {
+      {YK_E_NOTFOUND, "YK_E_NOTFOUND", "not found"},
+      {E_ABORT, "E_ABORT", "stopped"},
+      {E_OUTOFMEMORY, "E_OUTOFMEMORY", "not enough memory"},
+      {static_cast<HRESULT>(0x80001234), "unknown", "unknown error"},
+  };
+  for (auto const& [code, name, text] : rows) {
+    EXPECT_STREQ(ErrorName(code), name);
+    EXPECT_STREQ(ErrorText(code), text);
+  }
+}
+
+}  // namespace
