@@ -8,6 +8,7 @@ namespace yk {
 
 class Array;
 class Deserializer;
+class ExecutionContext;
 class FileFind;
 class Module;
 class Stream;
@@ -29,12 +30,14 @@ inline constexpr unsigned short FILE_SIZE = 4100;
 /// that a damaged or an old cache never touches the registry.
 class ModuleScan {
  public:
-  ModuleScan(System& forSystem, String const& inFolder, String const& withCache) noexcept;
+  ModuleScan(System& forSystem, String const& inFolder, String const& withCache,
+             ExecutionContext* forHost) noexcept;
   ~ModuleScan();
   ModuleScan(ModuleScan const&) = delete;
   ModuleScan& operator=(ModuleScan const&) = delete;
 
-  void Run() noexcept;
+  /// S_OK, or E_ABORT when the host said stop.
+  HRESULT Run() noexcept;
 
  private:
   void MarkKnown() noexcept;
@@ -47,7 +50,7 @@ class ModuleScan {
   Ref<Module> AnyUnseen() noexcept;
   void AdoptCached() noexcept;
   void AdoptClasses(Module& module) noexcept;
-  void LoadNew() noexcept;
+  HRESULT LoadNew() noexcept;
   void WriteCache() noexcept;
 
   int FindCached(String const& fileName) noexcept;
@@ -56,6 +59,7 @@ class ModuleScan {
   System& system;
   String folder;
   String cacheFile;
+  ExecutionContext* context;
   // Modules of the cache that the System does not know yet; in the chain of each its records, in the order of
   // the file. Null: there is no memory, and nothing is scanned.
   Ref<Array> cached;

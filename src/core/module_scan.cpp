@@ -12,6 +12,7 @@
 #include "cache_record_p.h"
 #include "class_info_p.h"
 #include "module_p.h"
+#include "progress_p.h"
 #include "values/array_p.h"
 
 namespace yk {
@@ -96,10 +97,12 @@ void DeleteClasses(Module& module) noexcept {
 
 }  // namespace
 
-ModuleScan::ModuleScan(System& forSystem, String const& inFolder, String const& withCache) noexcept
+ModuleScan::ModuleScan(System& forSystem, String const& inFolder, String const& withCache,
+                       ExecutionContext* forHost) noexcept
     : system(forSystem),
       folder(inFolder),
       cacheFile(withCache),
+      context(forHost),
       cached(Ref<Array>::Adopt(Array::Create(0))),
       found(Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()))) {
   // Without its folder the scan would look into the current one.
@@ -113,15 +116,16 @@ ModuleScan::~ModuleScan() {
   while (cached && cached->Count() > 0) DropCached(cached->Count() - 1);
 }
 
-void ModuleScan::Run() noexcept {
-  if (!cached || !found) return;
+HRESULT ModuleScan::Run() noexcept {
+  if (!cached || !found) return S_OK;
   MarkKnown();
   ReadCache();
   SearchFolder();
   DropUnseen();
   AdoptCached();
-  LoadNew();
-  if (changed) WriteCache();
+  HRESULT const result = LoadNew();
+  if (changed && Succeeded(result)) WriteCache();
+  return result;
 }
 
 // A module that an earlier scan of this folder has found must be found again, or its file is gone.
@@ -241,14 +245,18 @@ void ModuleScan::AdoptClasses(Module& module) noexcept {
 // A library that could not be loaded may be one at the next scan: its file may be in use, or a library that
 // it needs may be missing. It is noted without its time, so that it is a new file then, for this System and
 // for the cache.
-void ModuleScan::LoadNew() noexcept {
-  for (int i = 0; i < found->Count(); ++i) {
+HRESULT ModuleScan::LoadNew() noexcept {
+  auto const count = static_cast<unsigned>(found->Count());
+  ProgressMeter meter(context, "System::ScanModules", count, ProgressMeter::Unit::ITEMS);
+  for (int i = 0; i < found->Count() && meter.Reach(static_cast<unsigned>(i)); ++i) {
     Module* const module = ModuleAt(found, i);
     if (module->Load() == YK_E_NOTFOUND) module->fileTime = Module::UNKNOWN_TIME;
     if (system.AppendModule(module)) continue;
     system.UnloadModule(module);  // nobody would know its library any more
     module->Unload();
   }
+  meter.Reach(count);
+  return meter.Result(S_OK);
 }
 
 // All or nothing: half a cache would be taken for the whole truth.

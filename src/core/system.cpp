@@ -243,11 +243,16 @@ HRESULT System::UnloadModule(Module* module) noexcept {
 }
 
 HRESULT System::ScanModules(String const& folder, String const& cacheFile) noexcept {
+  return ScanModules(folder, cacheFile, nullptr);
+}
+
+HRESULT System::ScanModules(String const& folder, String const& cacheFile,
+                            ExecutionContext* context) noexcept {
   Ref<System> const kept = Ref<System>::Share(this);
   if (!SetScanning(true)) return S_OK;  // a plug-in that is being loaded calls
-  ModuleScan(*this, folder, cacheFile).Run();
+  HRESULT const result = ModuleScan(*this, folder, cacheFile, context).Run();
   SetScanning(false);
-  return S_OK;
+  return result;
 }
 
 /// \return false when it is as wanted already

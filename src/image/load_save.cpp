@@ -1,7 +1,8 @@
+#include <qecore/core/error.h>
 #include <qecore/core/filter.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/registry.h>
-#include <qecore/image/image.h>
+#include <qecore/image/image_file.h>
 #include <qecore/io/file_formats.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/io/file_type.h>
@@ -9,10 +10,14 @@
 #include <wchar.h>
 
 #include "core/registry_p.h"
+#include "io/progress_stream_p.h"
 
 namespace yk {
 
 namespace {
+
+constexpr char LOAD[] = "img::Load";
+constexpr char SAVE[] = "img::Save";
 
 /// The filter class for a path; null when images are not saved under its extension. The case counts.
 Guid const* FilterForPath(wchar_t const* path) noexcept {
@@ -26,41 +31,130 @@ Guid const* FilterForPath(wchar_t const* path) noexcept {
   return nullptr;
 }
 
+char const* NameOf(Guid const& type) noexcept {
+  FileFormat const* const format = FindFileFormat(type);
+  return format ? format->shortName : "such";
+}
+
 /// A filter of the class `id`. What it makes is taken at its word, unless the class is registered for another
 /// interface: E_NOINTERFACE then, since calling its slots as a filter's would end anywhere.
-HRESULT CreateFilter(Guid const& id, Ref<ykFlt2d>& filter) noexcept {
+HRESULT CreateFilter(Guid const& id, char const* operation, Ref<ykFlt2d>& filter) noexcept {
   ClassInfo const* const info = FindClass(id);
   bool const forAnother = info && !(info->interfaceId == ykFlt2d::Id()) && !(info->interfaceId == Guid{});
-  if (forAnother) return E_NOINTERFACE;
+  if (forAnother) {
+    return Fail(E_NOINTERFACE, operation, L"the plug-in for %S files is not an image filter", NameOf(id));
+  }
+  unsigned const before = ErrorCount();
   HRESULT const result = CreateInterface(id, filter.ReceiveVoid());
-  return Succeeded(result) && !filter ? E_FAIL : result;
+  if (Succeeded(result) && filter) return result;
+  if (result == YK_E_NOTFOUND)
+    return Fail(result, operation, L"there is no plug-in for %S files", NameOf(id));
+  return FailSince(before, Failed(result) ? result : E_FAIL, operation,
+                   L"the plug-in for %S files cannot be started", NameOf(id));
+}
+
+/// `stream` itself for a host that does not care; else one that reports to it, which `reporter` holds. Null:
+/// there is no memory.
+Stream* Follow(Stream& stream, ExecutionContext* context, char const* operation, unsigned total,
+               Ref<ProgressStream>& reporter) noexcept {
+  if (!context) return &stream;
+  reporter = ProgressStream::Create(stream, context, operation, total);
+  return reporter.get();
+}
+
+/// The result of a filter's work; that of having been stopped comes first.
+HRESULT Finish(ProgressStream* reporter, HRESULT result) noexcept {
+  if (!reporter) return result;
+  reporter->Detach();
+  return reporter->Result(result);
+}
+
+HRESULT ReadImage(ykFlt2d& filter, Stream& stream, ExecutionContext* context,
+                  AbstractImage** image) noexcept {
+  Ref<ProgressStream> reporter;
+  Stream* const followed = Follow(stream, context, LOAD, stream.GetSize(), reporter);
+  if (!followed) return Fail(E_OUTOFMEMORY, LOAD, nullptr);
+  AbstractImage* made = nullptr;
+  HRESULT const read = filter.Read(followed, &made, 0);
+  HRESULT const result = Finish(reporter.get(), read);
+  if (Succeeded(result) && !made) return Fail(E_FAIL, LOAD, L"the plug-in returned no image");
+  if (Succeeded(result)) *image = made;
+  if (Failed(result) && Succeeded(read) && made) made->Release();
+  return result;
+}
+
+HRESULT WriteImage(ykFlt2d& filter, Stream& stream, AbstractImage& image, unsigned options,
+                   ExecutionContext* context) noexcept {
+  Ref<ProgressStream> reporter;
+  Stream* const followed = Follow(stream, context, SAVE, 0, reporter);
+  if (!followed) return Fail(E_OUTOFMEMORY, SAVE, nullptr);
+  return Finish(reporter.get(), filter.Write(followed, &image, options));
+}
+
+/// What is written is not yet in its place.
+HRESULT WriteFile(SaveFile& file, wchar_t const* path, AbstractImage& image, Guid const& type,
+                  unsigned options, ExecutionContext* context) noexcept {
+  Ref<AbstractImage> const held = Ref<AbstractImage>::Share(&image);  // a plug-in's calls lead anywhere
+  unsigned const before = ErrorCount();
+  Ref<ykFlt2d> filter;
+  HRESULT result = CreateFilter(type, SAVE, filter);
+  if (Succeeded(result)) result = WriteImage(*filter, *file.GetStream(), image, options, context);
+  return Failed(result) ? FailSince(before, result, SAVE, L"cannot write %s", path) : result;
 }
 
 }  // namespace
 
-AbstractImage* AbstractImage::Load(wchar_t const* path) noexcept {
-  if (!path) return nullptr;
-  Ref<Stream> stream;
-  if (Failed(FileStream::Create(path, FileStream::READ, stream.Receive()))) return nullptr;
-  Guid type;
-  if (Failed(qe_DetectFileType(stream.get(), type))) return nullptr;
+HRESULT img::Load(Stream* stream, ExecutionContext* context, AbstractImage** image, Guid* type) noexcept {
+  if (!stream || !image) return Fail(E_INVALIDARG, LOAD, L"no stream, or no place for the image");
+  *image = nullptr;
+  Guid found;
+  HRESULT result = qe_DetectFileType(stream, found);
+  if (Failed(result)) return result;
+  if (type) *type = found;
   Ref<ykFlt2d> filter;
-  if (Failed(CreateFilter(type, filter))) return nullptr;
-  AbstractImage* image = nullptr;
-  return Succeeded(filter->Read(stream.get(), &image, 0)) ? image : nullptr;
+  result = CreateFilter(found, LOAD, filter);
+  return Failed(result) ? result : ReadImage(*filter, *stream, context, image);
 }
 
+HRESULT img::Load(wchar_t const* path, ExecutionContext* context, AbstractImage** image,
+                  Guid* type) noexcept {
+  if (image) *image = nullptr;
+  if (!path || !image) return Fail(E_INVALIDARG, LOAD, L"no path, or no place for the image");
+  Ref<Stream> stream;
+  HRESULT result = FileStream::Create(path, FileStream::READ, stream.Receive());
+  if (Failed(result)) return result;
+  unsigned const before = ErrorCount();
+  result = Load(stream.get(), context, image, type);
+  return Failed(result) ? FailSince(before, result, LOAD, L"cannot read %s", path) : result;
+}
+
+HRESULT img::Save(AbstractImage& image, wchar_t const* path, Guid const& type, unsigned options,
+                  ExecutionContext* context) noexcept {
+  if (!path) return Fail(E_INVALIDARG, SAVE, L"no path");
+  SaveFile file;
+  HRESULT result = file.Open(path);
+  if (Succeeded(result)) result = WriteFile(file, path, image, type, options, context);
+  HRESULT const committed = Succeeded(result) ? file.Commit() : result;
+  return Failed(committed) ? committed : result;  // a filter may have more than one way to succeed
+}
+
+AbstractImage* AbstractImage::Load(wchar_t const* path) noexcept {
+  AbstractImage* image = nullptr;
+  img::Load(path, nullptr, &image);
+  return image;
+}
+
+// Contract: a file that cannot be opened or replaced is E_FAIL here, whatever the reason.
 HRESULT Image2d::Save(wchar_t const* path) noexcept {
-  Guid const* const id = FilterForPath(path);
-  if (!id) return E_FAIL;
-  Ref<Image2d> const self = Ref<Image2d>::Share(this);  // a plug-in's calls lead anywhere
+  Guid const* const type = FilterForPath(path);
+  if (!type) {
+    return Fail(E_FAIL, "Image2d::Save", L"cannot write %s: its extension must be jpeg, jpg or png",
+                path ? path : L"");
+  }
   SaveFile file;
   if (Failed(file.Open(path))) return E_FAIL;
-  Ref<ykFlt2d> filter;
-  HRESULT result = CreateFilter(*id, filter);
-  if (Succeeded(result)) result = filter->Write(file.GetStream(), this, 0);
-  if (Failed(result)) return result;
-  return Succeeded(file.Commit()) ? result : E_FAIL;  // the old file is replaced only now
+  HRESULT const result = WriteFile(file, path, *this, *type, 0, nullptr);
+  return Failed(result) || Succeeded(file.Commit()) ? result : E_FAIL;
 }
 
 }  // namespace yk

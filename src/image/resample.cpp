@@ -7,6 +7,7 @@
 #include <new>
 
 #include "convert_p.h"
+#include "core/progress_p.h"
 #include "row_kernels_p.h"
 #include "weights_p.h"
 
@@ -18,9 +19,14 @@ bool CanConvert(IMG_FORMAT from, IMG_FORMAT to) noexcept {
   return from == to || img::FindConverter(from, to);
 }
 
-HRESULT CopyPixels(Image2d& source, Image2d& target) noexcept {
+constexpr char RESCALE[] = "Image2d::RescaleTo";
+
+/// Says that the rows above `y` of an image are done.
+bool ReachRow(ProgressMeter& meter, int y) noexcept { return meter.Reach(static_cast<unsigned>(y)); }
+
+HRESULT CopyPixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
   size_t const size = static_cast<size_t>(std::max(std::min(source.stride, target.stride), 0));
-  for (int y = 0; y < source.height; ++y) {
+  for (int y = 0; y < source.height && ReachRow(meter, y); ++y) {
     if (source.format == target.format) {
       memmove(target.GetLine(y), source.GetLine(y), size);
     } else {
@@ -31,8 +37,8 @@ HRESULT CopyPixels(Image2d& source, Image2d& target) noexcept {
   return S_OK;
 }
 
-HRESULT HalvePixels(Image2d& source, Image2d& target) noexcept {
-  for (int y = 0; y < target.height; ++y) {
+HRESULT HalvePixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
+  for (int y = 0; y < target.height && ReachRow(meter, y); ++y) {
     img::HalveRow(source.GetLine(2 * y), source.GetLine(2 * y + 1), target.GetLine(y),
                   static_cast<size_t>(target.width), target.bytesPerPixel);
   }
@@ -49,9 +55,10 @@ HRESULT HalvePixels(Image2d& source, Image2d& target) noexcept {
 /// same one source row as the row above it is copied from there.
 class Resampler {
  public:
-  Resampler(Image2d& from, Image2d& to) noexcept
+  Resampler(Image2d& from, Image2d& to, ProgressMeter& progress) noexcept
       : source(from),
         target(to),
+        meter(progress),
         middle(img::GetFacts(from.format).averaged),
         channels(img::GetFacts(middle).channels),
         sourceWidth(static_cast<size_t>(from.width)),
@@ -100,7 +107,7 @@ class Resampler {
     int above = -1;  // the only source row of the target row above, if it has only one
     bool more = walk.Next(now);
     bool fresh = true;
-    while (more) {
+    while (more && ReachRow(meter, now.target)) {
       more = walk.Next(next);
       bool const last = !more || next.target != now.target;
       bool const alone = fresh && last;  // its weight is 1, then
@@ -143,6 +150,7 @@ class Resampler {
 
   Image2d& source;
   Image2d& target;
+  ProgressMeter& meter;
   IMG_FORMAT middle;  // of the sums
   size_t channels;
   size_t sourceWidth;
@@ -158,9 +166,21 @@ class Resampler {
   float factorHeld = -1.0f;  // the factor in `products`
 };
 
+/// Of images that have pixels.
+HRESULT Resample(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
+  if (source.width == target.width && source.height == target.height)
+    return CopyPixels(source, target, meter);
+  bool const half = source.width == int64_t{2} * target.width && source.height == int64_t{2} * target.height;
+  bool const averagesBytes = source.format == IMG_BGR24 || source.format == IMG_GRAY8;
+  if (half && averagesBytes && source.format == target.format) return HalvePixels(source, target, meter);
+  return Resampler(source, target, meter).Run();
+}
+
 }  // namespace
 
-HRESULT Image2d::RescaleTo(Image2d* target) noexcept {
+HRESULT Image2d::RescaleTo(Image2d* target) noexcept { return RescaleTo(target, nullptr); }
+
+HRESULT Image2d::RescaleTo(Image2d* target, ExecutionContext* context) noexcept {
   if (!target) return YK_E_EMPTY;
   bool const sameSize = width == target->width && height == target->height;
   bool const nothingToWrite = target->width < 1 || target->height < 1;
@@ -168,21 +188,25 @@ HRESULT Image2d::RescaleTo(Image2d* target) noexcept {
   if (!bits || !target->bits) return YK_E_EMPTY;
   if (nothingToWrite) return S_OK;
   if (width < 1 || height < 1) return YK_E_EMPTY;
-  if (sameSize) return CopyPixels(*this, *target);
-  bool const half = width == int64_t{2} * target->width && height == int64_t{2} * target->height;
-  if (half && format == target->format && (format == IMG_BGR24 || format == IMG_GRAY8)) {
-    return HalvePixels(*this, *target);
-  }
-  return Resampler(*this, *target).Run();
+  ProgressMeter meter(context, RESCALE, static_cast<unsigned>(target->height), ProgressMeter::Unit::ROWS);
+  HRESULT const result = Resample(*this, *target, meter);
+  if (Succeeded(result)) ReachRow(meter, target->height);
+  return meter.Result(result);
 }
 
 HRESULT Image2d::Rescale(int newWidth, int newHeight, IMG_FORMAT newFormat, Image2d** result) noexcept {
+  return Rescale(newWidth, newHeight, newFormat, result, nullptr);
+}
+
+// Without a host the target is filled through the slot, as it always was.
+HRESULT Image2d::Rescale(int newWidth, int newHeight, IMG_FORMAT newFormat, Image2d** result,
+                         ExecutionContext* context) noexcept {
   if (!result) return E_INVALIDARG;
   Ref<Image2d> target = Ref<Image2d>::Adopt(Create());
   *result = target.get();  // Contract: a dead pointer after a failure; callers look at the code
   if (!target) return E_OUTOFMEMORY;
   HRESULT code = target->Create(newFormat, newWidth, newHeight);
-  if (Succeeded(code)) code = RescaleTo(target.get());
+  if (Succeeded(code)) code = context ? RescaleTo(target.get(), context) : RescaleTo(target.get());
   if (Succeeded(code)) *result = target.Detach();
   return code;
 }

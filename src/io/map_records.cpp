@@ -1,4 +1,5 @@
 // How a map is written to object files and read back: a chunk for each entry.
+#include "core/progress_p.h"
 #include "records_p.h"
 #include "values/variant_p.h"
 
@@ -37,7 +38,9 @@ HRESULT SaveEntry(Serializer& writer, unsigned key, Variant const& value,
 HRESULT Map::Save(Serializer* writer, ExecutionContext* context) noexcept {
   if (!writer || !writer->GetStream()) return S_OK;
   Ref<Map> const self = Ref<Map>::Share(this);
+  ProgressMeter meter(context, "Map::Save", 0, ProgressMeter::Unit::BYTES);
   for (unsigned i = 0; i < count; ++i) {
+    if (context && !meter.Reach(writer->GetStream()->GetPosition())) return meter.Result(S_OK);
     if (entries[i].value.flags & Variant::TRANSIENT) continue;
     unsigned const key = entries[i].key;
     Variant copy;
@@ -53,7 +56,12 @@ HRESULT Map::Save(Serializer* writer, ExecutionContext* context) noexcept {
 
 HRESULT Map::Load(Deserializer* reader, ExecutionContext* context) noexcept {
   Ref<Map> const self = Ref<Map>::Share(this);
+  unsigned const before = count;
+  Stream* const stream = context && reader ? reader->GetStream() : nullptr;
+  ProgressMeter meter(stream ? context : nullptr, "Map::Load", stream ? stream->GetSize() : 0,
+                      ProgressMeter::Unit::BYTES);
   while (reader && reader->IsInChunk()) {
+    if (stream && !meter.Reach(stream->GetPosition())) break;
     bool const isEntry = reader->BeginChunk() == ENTRY;
     if (isEntry && reader->GetRemaining() >= SMALLEST_ENTRY) {
       unsigned key = 0;
@@ -64,7 +72,8 @@ HRESULT Map::Load(Deserializer* reader, ExecutionContext* context) noexcept {
     }
     reader->EndChunk();
   }
-  return S_FALSE;
+  if (meter.IsStopped()) Truncate(before);
+  return meter.Result(S_FALSE);
 }
 
 }  // namespace yk

@@ -115,6 +115,13 @@ bool Map::Append(unsigned key, Variant& value) noexcept {
   return true;
 }
 
+void Map::Truncate(unsigned newCount) noexcept {
+  while (count > newCount) {
+    Variant removed;
+    entries[--count].value.Swap(removed);
+  }
+}
+
 bool Map::Grow() noexcept {
   unsigned const more = capacity ? MORE_ENTRIES : FIRST_ENTRIES;
   if (capacity >= CLOSED - more) return false;

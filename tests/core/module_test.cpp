@@ -7,6 +7,7 @@
 #include "io/streams.h"
 #include "plugins/plugin.h"
 #include "support/message_box_watcher.h"
+#include "support/patient_host.h"
 #include "support/prelude.h"
 #include "support/temp_folder.h"
 
@@ -124,6 +125,19 @@ TEST_F(ModuleTest, WhatDidNotLoadIsTriedAgain) {
     EXPECT_EQ(Create(ECHO_ID), S_OK) << restarts;
     system.Reset();
   }
+}
+
+TEST_F(ModuleTest, AHostThatStopsTheScanFindsTheRestLater) {
+  for (wchar_t const letter : L"123"s) Install(L"slow.qem", letter + L".qem"s);
+  system = Own(System::Create());
+  auto const scan = [&](ExecutionContext* host) {
+    return system->ScanModules(folder.Path().c_str(), folder.Path(L"cache").c_str(), host);
+  };
+  PatientHost hasty(2), host;
+  EXPECT_EQ(scan(&hasty), E_ABORT);
+  EXPECT_EQ(std::pair(CountModules(), folder.Read(L"cache")), std::pair(2, ""s));
+  EXPECT_EQ(scan(&host), S_OK);
+  EXPECT_EQ(std::pair(CountModules(), host.last.done), std::pair(3, uint64_t{1})) << "two are known";
 }
 
 TEST_F(ModuleTest, AnUnloadedPluginIsLoadedAnewForItsClasses) {

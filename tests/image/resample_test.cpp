@@ -1,6 +1,7 @@
 #include <math.h>
 
 #include "support.h"
+#include "support/patient_host.h"
 
 using namespace yk;
 
@@ -109,4 +110,26 @@ TEST(Rescale, MakesANewImage) {
   EXPECT_EQ(source->Rescale(3, 3, static_cast<IMG_FORMAT>(5), &result), E_INVALIDARG);
   EXPECT_EQ(source->Rescale(0, 3, IMG_BGR24, &result), E_FAIL);
   EXPECT_EQ(empty->Rescale(8, 8, IMG_GRAYF, &result), YK_E_EMPTY);
+}
+
+TEST(Rescale, TellsAHostAndStops) {
+  Table<IMG_FORMAT, int, IMG_FORMAT> const rows = {{IMG_BGR24, 300, IMG_BGR24},
+                                                   {IMG_BGR24, 300, IMG_GRAY8},
+                                                   {IMG_BGR24, 150, IMG_BGR24},
+                                                   {IMG_GRAYF, 211, IMG_GRAY8}};
+  for (auto const& [from, side, to] : rows) {
+    ImageRef const source = Noise(from, 300, 300);
+    ImageRef const plain = NewImage(to, side, side), told = NewImage(to, side, side);
+    PatientHost host, hasty(3);
+    EXPECT_EQ(source->RescaleTo(plain.get()), S_OK);
+    EXPECT_EQ(source->RescaleTo(told.get(), &host), S_OK);
+    EXPECT_EQ(BlockOf(*told), BlockOf(*plain));
+    EXPECT_EQ(host.last.done, unsigned(side));
+    EXPECT_EQ(host.last.total, unsigned(side));
+    EXPECT_STREQ(host.last.operation, "Image2d::RescaleTo");
+    EXPECT_TRUE(host.calls > 50 && host.calls < 153) << host.calls;
+    Image2d* none = nullptr;
+    EXPECT_EQ(source->Rescale(side, side, to, &none, &hasty), E_ABORT);
+    EXPECT_TRUE(hasty.stopped);
+  }
 }

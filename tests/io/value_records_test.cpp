@@ -2,6 +2,7 @@
 #include <qecore/values/string.h>
 
 #include "streams.h"
+#include "support/patient_host.h"
 
 using namespace yk;
 
@@ -103,4 +104,22 @@ TEST(MapRecord, SavesEntriesAndAppends) {
   EXPECT_EQ(Saved(*map), saved);
   EXPECT_EQ(map->Load(ReaderOf(saved).get(), nullptr), S_FALSE);
   EXPECT_EQ(map->Count(), 5u) << "appended";
+}
+
+TEST(MapRecord, TellsAHostAndStops) {
+  Ref<Map> const map = Own(Map::Create()), read = Own(Map::Create());
+  for (unsigned key = 0; key < 3000; ++key) map->SetValue(key, Made(L"sixteen letters."));
+  read->SetValue(9999, Made(1));
+  for (unsigned const patience : {1000u, 0u, 1u, 2u}) {
+    SpyStream stream;
+    PatientHost writing(patience), reading(patience);
+    Ref<Serializer> const writer = Writer(stream, chunk::RAW);
+    HRESULT const saved = map->Save(writer.get(), &writing);
+    EXPECT_EQ(saved, writing.stopped ? E_ABORT : S_OK);
+    unsigned const before = read->Count();
+    HRESULT const loaded = read->Load(ReaderOf(Saved(*map)).get(), &reading);
+    EXPECT_EQ(loaded, reading.stopped ? E_ABORT : S_FALSE);
+    EXPECT_EQ(read->Count(), before + (reading.stopped ? 0 : 3000));
+    EXPECT_EQ(reading.stopped, patience < 3);
+  }
 }

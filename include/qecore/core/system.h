@@ -28,6 +28,7 @@
 namespace yk {
 
 class Array;
+class ExecutionContext;
 class String;
 
 class YK_API System : public Destroys<System, Unknown> {
@@ -71,6 +72,9 @@ class YK_API System : public Destroys<System, Unknown> {
   /// library does not load is left without classes and is a new one at the next scan. A scan within a scan
   /// does nothing.
   virtual HRESULT ScanModules(String const& folder, String const& cacheFile) noexcept;
+  /// The same, for a host that follows or stops it while new plug-ins are loaded. E_ABORT: those that were
+  /// not loaded are new at the next scan, and the cache file is as it was.
+  HRESULT ScanModules(String const& folder, String const& cacheFile, ExecutionContext* context) noexcept;
 
   /// The records of the classes of an interface or category, in order of registration, hidden ones left out.
   /// S_OK: `*out` is an array of lent `ClassInfo*`, the caller's to release. E_FAIL: there is none, and

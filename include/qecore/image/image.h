@@ -161,6 +161,9 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   /// returns; the new image is released then, and `*result` a dead pointer: look at the code, not at the
   /// pointer.
   virtual HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result) noexcept;
+  /// The same, for a host that follows or stops it: E_ABORT, and the image is released.
+  HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result,
+                  ExecutionContext* context) noexcept;
   /// A new image with the columns `left` to `right` - 1 and the rows `top` to `bottom` - 1. E_INVALIDARG: not
   /// inside the image; YK_E_EMPTY: no pixels. Then `*result` is untouched. After a failed Create, whose code
   /// is returned, it is a dead pointer.
@@ -171,6 +174,8 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   /// GRAYF, BGRF, BGRAF, targets GRAY8, BGR24, BGRA32, GRAYF, BGRF, BGRAF, and any pair at equal size that
   /// ConvertPixels knows.
   virtual HRESULT RescaleTo(Image2d* target) noexcept;
+  /// The same, for a host that follows or stops it: E_ABORT, and some rows of `target` are the new ones.
+  HRESULT RescaleTo(Image2d* target, ExecutionContext* context) noexcept;
 
   /// Converts row `y` into a buffer of `dstSize` bytes, which must hold a padded row of `dstFormat`.
   /// E_INVALIDARG: null, too small, no such row or pair; nothing is written.

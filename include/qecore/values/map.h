@@ -45,9 +45,10 @@ class YK_API Map : public Destroys<Map, qe_Streamable> {
   HRESULT GetValue(unsigned key, Variant& out) noexcept override;
   /// Replaces or appends a copy; an empty value removes the key.
   HRESULT SetValue(unsigned key, Variant const& v) noexcept override;
+  /// Writes a chunk for each entry. E_ABORT: the host said stop; else the first refusal of a chunk.
   HRESULT Save(Serializer* writer, ExecutionContext* context) noexcept override;
   /// Appends the entries of the chunk in which the reader stands, behind those that are there.
-  /// \return S_FALSE always
+  /// \return S_FALSE; E_ABORT when the host said stop: the map is then as it was
   HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept override;
   /// E_FAIL: there is no such key. Later entries move down, payloads and all. The room of the last entry
   /// keeps a copy of its value until it is used again or the map goes.
@@ -71,6 +72,7 @@ class YK_API Map : public Destroys<Map, qe_Streamable> {
   Entry* Seek(unsigned key) const noexcept;
   // Takes the value into a new entry and gives back what waited in its room. False: there is no memory.
   bool Append(unsigned key, Variant& value) noexcept;
+  void Truncate(unsigned newCount) noexcept;
   bool Grow() noexcept;
 
   Entry* entries = nullptr;  // `capacity` and more; those from `count` to there are zero or wait for reuse
