@@ -4,7 +4,7 @@
 //   shapes->Add(shape);                                   // the array now owns this reference
 //
 //   Ref<SortedArray> names = Ref<SortedArray>::Adopt(SortedArray::Create(ByName, nullptr));
-//   int const at = names->Find(L"sunset");                // -1: not there
+//   int const at = names->Find(L"sunset");                // -1: not found
 //
 //   slot     8 At         13 Reset       18 FreeAt        23 FindKey      (SortedArray)
 //            9 AtDelete   14 FindItem    19 FreeItem      24 Search
@@ -15,13 +15,13 @@
 //   slot     8 SetRecord   10 AtFree    12 AtInsert       (DataArray)
 //            9 At          11 FreeAll   13 Allocate
 //
-// Indices and counts are signed 32-bit; -1 is "not found"; no array grows beyond 0xFFFFFF elements (what
-// DataArray::Allocate makes at once has no such limit).
-// Failure: an index out of range is the caller's fault and is reported by qe_Error, a message box, unless
-// an operation says otherwise; the operation then answers false or null and changes nothing. So it does,
-// silently, when there is no memory. One thread at a time. Deleters may call the array that calls them, and
-// release it. Comparisons may look at it and release it, but not change it: the order is then anybody's
-// guess.
+// Indices and counts are signed 32-bit; -1 means "not found". No array grows beyond 0xFFFFFF elements; only
+// DataArray::Allocate, which allocates its records at once, is exempt.
+// Failure: an index out of range is a programming error and is reported by qe_Error, in a message box, unless
+// an operation states otherwise; the operation then returns false or null and changes nothing. When memory is
+// exhausted it does the same without a report. One thread at a time. A deleter may call the array that calls
+// it, and release it. A comparison may read the array and release it, but must not change it: the order is
+// then unspecified.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -29,11 +29,11 @@
 namespace yk {
 
 /// Pointers. The array frees what they point to only through its deleter, and only in the operations named
-/// Free and when it is destroyed.
+/// Free and in its destructor.
 class YK_API Array : public Implements<Array, Unknown> {
  public:
   using Deleter = void (*)(void* element);
-  /// Negative, zero or positive as `element` sorts before, with or behind `key`.
+  /// Negative, zero or positive as `element` sorts before, equal to or after `key`.
   using Comparison = int (*)(void const* element, void const* key, void const* context);
 
   static constexpr int MAX_COUNT = 0xFFFFFF;
@@ -49,36 +49,37 @@ class YK_API Array : public Implements<Array, Unknown> {
   static Array* CreateEx(Deleter deleter) noexcept;
 
   int Count() const noexcept { return count; }
-  /// The first index of this pointer, or -1.
+  /// The index of the first occurrence of this pointer, or -1.
   int Find(void const* element) noexcept { return FindItem(element); }
 
-  /// The element, or null with a report.
+  /// The element; null, with a report, out of range.
   virtual void* At(int index) noexcept;
   virtual bool AtDelete(int index) noexcept;
-  /// 0 to count.
+  /// Inserts before `index`, which is 0 to count.
   virtual bool AtInsert(int index, void* element) noexcept;
   virtual bool AtPut(int index, void* element) noexcept;
-  /// AtDelete of the first index; an element that is not there makes AtDelete report the index -1.
+  /// AtDelete of the first occurrence. An element that is not found makes AtDelete report the index -1.
   virtual bool Remove(void* element) noexcept;
-  /// Forgets the elements.
+  /// Removes all elements without freeing them.
   virtual void Reset() noexcept;
   virtual int FindItem(void const* element) noexcept;
-  /// Appends. \return the last index, also when the insertion failed
+  /// Appends. \return the last index, even when the insertion failed (contract)
   virtual int Add(void* element) noexcept;
-  /// Exchanges two elements. The check is one-sided on purpose: true as soon as one index is in range. The
-  /// other may lie behind the last element: in the room that the array has, it is exchanged all the same
-  /// (there stands null, or what was there when the array was longer); beyond, nothing is exchanged.
+  /// Exchanges two elements. Contract: only one index has to be in range for the result to be true. When the
+  /// other one is past the last element but within the capacity, the exchange takes place (that slot holds
+  /// null, or its value from when the array was longer); beyond the capacity nothing is exchanged.
   virtual bool Swap(int first, int second) noexcept;
-  /// Frees every element and forgets them; the room stays.
+  /// Frees every element and removes them all; the capacity stays.
   virtual void FreeAll() noexcept;
   virtual bool FreeAt(int index) noexcept;
-  /// Frees the element, in the array or not, and removes it.
+  /// Frees the element, whether or not the array holds it, and removes it.
   virtual bool FreeItem(void* element) noexcept;
   /// Quicksort, not stable. False when there are fewer than two elements.
   virtual bool Sort(Comparison compare, void const* context) noexcept;
-  /// The same from `first` to `last`, both included. False, and no report, unless 0 <= first < last < count.
+  /// The same for `first` to `last`, both inclusive. False, without a report, unless
+  /// 0 <= first < last < count.
   virtual bool SortRange(int first, int last, Comparison compare, void const* context) noexcept;
-  /// Null frees nothing. \return true
+  /// With null, nothing is freed. \return true
   virtual bool SetDeleter(Deleter deleter) noexcept;
 
  protected:
@@ -98,28 +99,28 @@ class YK_API Array : public Implements<Array, Unknown> {
   int capacity = 0;
 };
 
-/// An Array that its comparison keeps in order. AtInsert and AtPut are inherited and can break the order:
-/// that is the caller's care.
+/// An Array that keeps its elements in the order of its comparison. The inherited AtInsert and AtPut can
+/// break this order; avoiding that is up to the caller.
 class YK_API SortedArray : public Implements<SortedArray, Array> {
  public:
   static Guid const& Id() noexcept { return ids::SORTED_ARRAY; }
 
   static SortedArray* Create(Comparison compare, void const* context) noexcept;
 
-  /// Whether Add takes a key that is there already; at first it does not. An equal element goes before those
-  /// that are there.
+  /// Whether Add accepts a key that is already present; by default it does not. A duplicate is inserted
+  /// before its equals.
   void SetDuplicates(bool allowed) noexcept { duplicates = allowed ? 1 : 0; }
 
   /// The index of an element that equals the key, or -1.
   int Find(void const* key) noexcept { return FindKey(key); }
 
-  /// Inserts in order. \return the index; -1 when an equal element is there and duplicates are not allowed
+  /// Inserts in order. \return the index; -1 when an equal element is present and duplicates are not allowed
   int Add(void* element) noexcept override;
   virtual int FindKey(void const* key) noexcept;
-  /// Binary search. `*position` is where the key is, or belongs: with duplicates the first element that is
-  /// not less. \return whether it is there
+  /// Binary search. `*position` receives the index of the key, or where to insert it: with duplicates, the
+  /// first element that is not less. \return whether the key was found
   virtual bool Search(void const* key, int* position) noexcept;
-  /// Does not sort what is there. \return true
+  /// Does not re-sort the elements. \return true
   virtual bool SetCompare(Comparison compare, void const* context) noexcept;
 
  private:
@@ -133,8 +134,8 @@ class YK_API SortedArray : public Implements<SortedArray, Array> {
   int duplicates = 0;
 };
 
-/// Records of one size, by value, in a block from yk_realloc. Pointers to records die with the next
-/// insertion.
+/// Fixed-size records, stored by value in a block from yk_realloc. Pointers to records are invalidated by the
+/// next insertion.
 class YK_API DataArray : public Implements<DataArray, Unknown> {
  public:
   using Deleter = void (*)(void* record);
@@ -145,18 +146,20 @@ class YK_API DataArray : public Implements<DataArray, Unknown> {
 
   int Count() const noexcept { return count; }
 
-  /// Sets the size in bytes of a record, and what is called before one goes. YK_E_EMPTY: a buffer exists.
+  /// Sets the record size in bytes and the function called on each record before it is removed. YK_E_EMPTY:
+  /// a buffer exists already.
   virtual HRESULT SetRecord(unsigned size, Deleter deleter) noexcept;
-  /// The record, or null, without a report.
+  /// The record; null, without a report, out of range.
   virtual void* At(int index) noexcept;
-  /// Calls the deleter and removes the record, which the deleter finds behind the last one.
+  /// Moves the record past the last one, calls the deleter on it there, and removes it.
   virtual bool AtFree(int index) noexcept;
   /// Calls the deleter on every record and frees the buffer.
   virtual void FreeAll() noexcept;
-  /// A new record of zeros at 0 to count, or null. Null without a report while the record size is 0.
+  /// Inserts a zeroed record at `index`, 0 to count, and returns it, or null. Null, without a report, while
+  /// the record size is 0.
   virtual void* AtInsert(int index) noexcept;
-  /// Makes `records` records whose bytes are not initialised. YK_E_EMPTY: there are records, or the record
-  /// size is 0. E_INVALIDARG: a negative number.
+  /// Makes `records` uninitialised records. YK_E_EMPTY: the array is not empty, or the record size is 0.
+  /// E_INVALIDARG: a negative number.
   virtual HRESULT Allocate(int records) noexcept;
 
  private:

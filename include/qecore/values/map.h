@@ -1,4 +1,4 @@
-// yk::Map: a property bag, Variants under unsigned 32-bit keys.
+// yk::Map: a property bag: Variants, keyed by unsigned 32-bit numbers.
 //
 //   Ref<Map> map = Ref<Map>::Adopt(Map::Create());
 //   Variant v;
@@ -12,12 +12,12 @@
 //              | key   | Variant                 |
 //              +-------+-------------------------+
 //
-// Entries stand in the order in which they were set. SetValue keeps keys unique; Load appends what it finds,
-// so that a key may then stand twice: the first one counts. A value whose flags have Variant::TRANSIENT is
-// kept and not saved. Saved, a map is one chunk per entry: the tag 1000, the key in 4 bytes, the variant.
+// Entries keep the order in which they were set. SetValue keeps keys unique; Load appends the entries that it
+// reads, so that a key may then occur twice: lookups find the first. Values with the flag Variant::TRANSIENT
+// are not saved. A saved map has one chunk for each entry: the tag 1000, the key in 4 bytes, the variant.
 //
-// Ownership: the map owns copies of its values. Failure: result codes; a value that gets no memory is not
-// set (E_OUTOFMEMORY). One thread at a time.
+// Ownership: the map owns copies of its values. Failure: result codes; when there is no memory for a value,
+// it is not set (E_OUTOFMEMORY). One thread at a time.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -32,28 +32,28 @@ class YK_API Map : public Destroys<Map, qe_Streamable> {
 
   /// A new empty map, or null.
   static Map* Create() noexcept;
-  /// Registers the class under the name "Map". \return the registry's answer
+  /// Registers the class under the name "Map". \return the registry's result
   static HRESULT Register() noexcept;
 
   unsigned Count() const noexcept { return count; }
 
-  /// Its own identifier, and what qe_Streamable answers. IsTypeOf is qe_Streamable's on purpose: a map does
-  /// not say there that it is one.
+  /// Supports its own identifier and those of qe_Streamable. Contract: IsTypeOf is inherited from
+  /// qe_Streamable, and is false for the map's own identifier.
   HRESULT QueryInterface(Guid const& id, void** out) noexcept override;
   void Destroy() noexcept override;  ///< through slot 12
-  /// Copies with Variant::Get(Variant&), whose result it gives. E_FAIL: there is no such key.
+  /// Copies with Variant::Get(Variant&), whose result it returns. E_FAIL: no such key.
   HRESULT GetValue(unsigned key, Variant& out) noexcept override;
   /// Replaces or appends a copy; an empty value removes the key.
   HRESULT SetValue(unsigned key, Variant const& v) noexcept override;
   /// Writes a chunk for each entry. E_ABORT: the host said stop; else the first refusal of a chunk.
   HRESULT Save(Serializer* writer, ExecutionContext* context) noexcept override;
-  /// Appends the entries of the chunk in which the reader stands, behind those that are there.
-  /// \return S_FALSE; E_ABORT when the host said stop: the map is then as it was
+  /// Appends the entries of the reader's current chunk after the existing ones.
+  /// \return S_FALSE; E_ABORT when the host said stop: the map is then unchanged
   HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept override;
-  /// E_FAIL: there is no such key. Later entries move down, payloads and all. The room of the last entry
-  /// keeps a copy of its value until it is used again or the map goes.
+  /// E_FAIL: no such key. Later entries move down, payloads included. The vacated entry keeps a copy of the
+  /// last value until it is reused or the map is destroyed.
   virtual HRESULT Remove(unsigned key) noexcept;
-  /// Looks for the key and answers S_OK whether it is there or not: this is intended.
+  /// Always S_OK, whether the key is present or not (contract).
   virtual HRESULT Lookup(unsigned key) noexcept;
   virtual void* DeleteThis(unsigned flags) noexcept;
 
@@ -70,12 +70,12 @@ class YK_API Map : public Destroys<Map, qe_Streamable> {
   ~Map();
 
   Entry* Seek(unsigned key) const noexcept;
-  // Takes the value into a new entry and gives back what waited in its room. False: there is no memory.
+  // Moves the value into a new entry, and the stale value of that entry into `value`. False: no memory.
   bool Append(unsigned key, Variant& value) noexcept;
   void Truncate(unsigned newCount) noexcept;
   bool Grow() noexcept;
 
-  Entry* entries = nullptr;  // `capacity` and more; those from `count` to there are zero or wait for reuse
+  Entry* entries = nullptr;  // room for `capacity`; those from `count` on are zero or stale, to be reused
   unsigned count = 0;
   unsigned capacity = 0;
 };

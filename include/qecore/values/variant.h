@@ -1,9 +1,9 @@
-// yk::Variant: one value of a closed set of kinds, and its tag.
+// yk::Variant: a tagged value of one of a fixed set of types.
 //
 //   Variant v;
 //   v.Init(L"42");
 //   int number;
-//   if (v.Get(number)) ...          // 42: the kinds convert where that makes sense
+//   if (v.Get(number)) ...          // 42: types are converted where that makes sense
 //
 //   offset  0                              8            12       13      14   16
 //           +------------------------------+------------+--------+-------+----+
@@ -11,14 +11,14 @@
 //           | or a pointer to a payload    | payload    |        |       |    |    entry is a key and a
 //           +------------------------------+------------+--------+-------+----+    variant
 //
-// ** is the library's: zero, or the mark of a payload that is the variant's own although the flags say
+// ** is private to the library: zero, or the mark of a payload that the variant owns although its flags say
 // BORROWED.
 //
-// Ownership: a payload (text, blob, geometry) is the variant's own, from the global `operator new` of the
-// library, unless it was borrowed: then it stays its owner's, who keeps it alive. An object is held by one
-// reference. Copies own what they hold. What would be borrowed out of the variant's own payload is copied.
-// Failure: the conversions answer false and store 0 or an empty String. An Init that gets no memory leaves
-// the variant empty. What is passed to an Init may be the variant's own payload. One thread at a time.
+// Ownership: the variant owns its payload (text, blob, geometry), from the library's global `operator new`,
+// unless the payload is borrowed: it then belongs to its owner, who keeps it alive. An object is held by one
+// reference. Copies own their payload. Borrowing from a variant's own payload makes a copy.
+// Failure: the conversions return false and store 0 or an empty String. An Init that gets no memory leaves
+// the variant empty. The argument of an Init may be the variant's own payload. One thread at a time.
 #pragma once
 
 #include <qecore/core/unknown.h>
@@ -36,11 +36,11 @@ struct point2df;
 struct point3d;
 struct point3df;
 
-#pragma pack(push, 4)  // 16 bytes at a multiple of 4, so that a map entry is 20 bytes without a gap
+#pragma pack(push, 4)  // 16 bytes with an alignment of 4, so that a map entry is 20 bytes without padding
 
 class YK_API Variant {
  public:
-  /// The kinds. The numbers are the tag bytes of saved files.
+  /// The types. The numbers are the tag bytes of saved files.
   enum Type : uint8_t {
     EMPTY = 0,
     BOOL = 1,
@@ -76,20 +76,20 @@ class YK_API Variant {
 
   /// Bits of `flags`.
   enum Flag : uint8_t {
-    BORROWED = 2,   ///< the payload is somebody else's and is never freed
-    TRANSIENT = 4,  ///< a Map keeps the value and does not save it; Init(Variant const&) keeps the bit,
+    BORROWED = 2,   ///< the payload belongs to somebody else and is never freed
+    TRANSIENT = 4,  ///< a Map keeps the value but does not save it; Init(Variant const&) copies the bit,
                     ///< Get(Variant&) does not
   };
 
   /// Bits of the `how` of the text Inits.
   enum TextFlag : unsigned {
     BORROW_TEXT = 1,  ///< hold the pointer, not a copy
-    KEEP_EMPTY = 2,   ///< an empty text still makes a string, one with a null payload
+    KEEP_EMPTY = 2,   ///< an empty text still makes a string value, with a null payload
   };
 
   Variant() noexcept = default;
   Variant(Variant const& other) noexcept { Init(other); }
-  /// Takes what `other` holds, owned or borrowed, and leaves it empty.
+  /// Takes over the payload of `other`, owned or borrowed, and leaves `other` empty.
   Variant(Variant&& other) noexcept { Swap(other); }
   Variant& operator=(Variant const& other) noexcept {
     Init(other);
@@ -102,7 +102,7 @@ class YK_API Variant {
   }
   ~Variant() { Done(); }
 
-  /// Lets go of the payload and makes the variant empty. `size` stays as it was.
+  /// Releases the payload and makes the variant empty. `size` is unchanged.
   void Done() noexcept;
   /// Becomes a copy that owns its payload. Objects are shared.
   void Init(Variant const& other) noexcept;
@@ -121,17 +121,17 @@ class YK_API Variant {
   void Init(float v) noexcept;
   void Init(double v) noexcept;
 
-  /// Takes a reference of its own; null is held as a null object.
+  /// Adds a reference; null is stored as a null object.
   void Init(Unknown* object) noexcept;
 
-  // ---- texts; a null or an empty one leaves the variant empty, unless `how` has KEEP_EMPTY
+  // ---- texts; a null or empty one leaves the variant empty, unless `how` has KEEP_EMPTY
   void Init(char const* text, unsigned how = 0) noexcept;
   void Init(wchar_t const* text, unsigned how = 0) noexcept;
   void Init(String const& text, bool borrow = false) noexcept;
 
-  /// A blob. Null `data` leaves the bytes uninitialised; borrowed, it is a blob of that size without bytes. A
-  /// size of 0 leaves the variant empty. A blob of the same size keeps its buffer, borrowed or not, and takes
-  /// the bytes into it: this is intended.
+  /// A blob. Null `data` leaves the bytes uninitialised; when borrowed, it is a blob of that size without
+  /// bytes. A size of 0 leaves the variant empty. Contract: a blob of the same size keeps its buffer, even a
+  /// borrowed one, and the bytes are copied into it.
   void Init(void const* data, unsigned size, bool borrow) noexcept;
 
   // ---- geometry
@@ -140,54 +140,55 @@ class YK_API Variant {
   void Init(point3d const& v, bool borrow = false) noexcept;
   void Init(matrix2d const& v, bool borrow = false) noexcept;
   void Init(matrix3d const& v, bool borrow = false) noexcept;
-  /// Two floats fit the value itself: `borrow` plays no part.
+  /// Two floats fit into the value itself: `borrow` is ignored.
   void Init(point2df const& v, bool borrow = false) noexcept;
 
   // ---- raw access
 
-  /// The object, lent; null for any other kind.
+  /// The object, borrowed; null for any other type.
   Unknown* GetI() const noexcept;
-  /// Stores the payload's address and gives its size; for kinds without one gives 0 and leaves `*out` alone.
+  /// Stores the payload's address and returns its size; for types without one returns 0 and leaves `*out`
+  /// unchanged.
   unsigned GetDataPtr(void** out) const noexcept;
-  /// Copies from a blob. \return bytes copied, at most `bytes`; 0 for any other kind
+  /// Copies from a blob. \return bytes copied, at most `bytes`; 0 for any other type
   unsigned Get(void* buffer, unsigned bytes) const noexcept;
-  /// Copies a text of either width. \return characters in the buffer; 0 for any other kind and a null payload
-  /// `length` is the buffer's size. A text of the same width that fills it gets no terminator; one of the
-  /// other width that does not fit leaves what the platform leaves. buffer[0] is set to 0 first, also for a
-  /// length of 0: the buffer must hold at least one character.
+  /// Copies a text of either width. \return characters in the buffer; 0 for any other type and a null payload
+  /// `length` is the buffer's size. A text of the same width that fills the buffer is not terminated; one of
+  /// the other width that does not fit leaves in it what the platform leaves. buffer[0] is set to 0 first,
+  /// even for a length of 0: the buffer must hold at least one character.
   size_t Get(char* buffer, unsigned length) const noexcept;
   size_t Get(wchar_t* buffer, unsigned length) const noexcept;
 
-  // ---- conversions: true on success, else 0 (or an empty String) and false
+  // ---- conversions: true on success; otherwise false, and `out` is 0 (or an empty String)
 
-  /// UINT32 gives only its low 16 bits, unlike the unsigned form: this is intended.
+  /// UINT32 gives only its low 16 bits, unlike in the unsigned form (contract).
   bool Get(int& out) const noexcept;
   bool Get(unsigned int& out) const noexcept;
   bool Get(float& out) const noexcept;
-  /// UINT32 gives only its low 16 bits, and a text no more than single precision: both are intended.
+  /// UINT32 gives only its low 16 bits, and a text only single precision (contract).
   bool Get(double& out) const noexcept;
   bool Get(bool& out) const noexcept;
   bool Get(unsigned char& out) const noexcept;   ///< saturated at 255
   bool Get(unsigned short& out) const noexcept;  ///< saturated at 65535
-  bool Get(String& out) const noexcept;          ///< texts only; false, too, when there is no memory
+  bool Get(String& out) const noexcept;          ///< texts only; false also when there is no memory
   bool Get(point2d& out) const noexcept;         ///< POINT_2D and POINT_2DF only
 
-  /// Copies into `out`, which borrows when this one borrows. E_INVALIDARG for the kinds that are not copied
-  /// this way (empty, objects, matrices, POINT_3DF, reserved); `out` then carries the tag and a null value.
+  /// Copies into `out`, which borrows when this one borrows. E_INVALIDARG for the types that cannot be copied
+  /// this way (empty, objects, matrices, POINT_3DF, reserved); `out` then has the tag and a null value.
   /// E_OUTOFMEMORY: `out` is empty.
   HRESULT Get(Variant& out) const noexcept;
 
-  /// True when both hold the same value of the same kind, or texts of either width that are equal. Two empty
-  /// variants, two blobs, two objects and two 2-D matrices are never equal.
+  /// True when both hold the same value of the same type, or equal texts of either width. Two empty variants,
+  /// two blobs, two objects and two 2-D matrices are never equal (contract).
   bool Compare(Variant const& other) const noexcept;
 
-  // ---- persistence: type, flags, payload, straight in the writer's stream
+  // ---- persistence: type, flags and payload, directly in the writer's stream
 
   /// \return S_OK always
   HRESULT Save(Serializer* writer, ExecutionContext* context) const noexcept;
-  /// What the variant held before is not released: load into an empty one. The flags are taken as saved,
-  /// BORROWED among them, but a payload that was read is the variant's own. A tag that no kind has is kept,
-  /// to be saved again; the variant then behaves as an empty one.
+  /// The previous payload is not released: load into an empty variant. The flags are restored as saved,
+  /// BORROWED included, but a payload that was read belongs to the variant. An unknown tag is kept, so that
+  /// it can be saved again; the variant otherwise behaves as an empty one.
   /// \return S_OK always
   HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept;
 
@@ -207,10 +208,10 @@ class YK_API Variant {
   };
 
   Value value = {0};
-  uint32_t size = 0;  ///< bytes of the payload; a text's terminator counts
+  uint32_t size = 0;  ///< bytes of the payload, including a text's terminator
   uint8_t flags = 0;  ///< see Flag
   uint8_t type = EMPTY;
-  uint16_t owner = 0;  ///< the library's; programs compiled against older headers leave anything here
+  uint16_t owner = 0;  ///< private; programs compiled against older headers leave arbitrary values here
 
  private:
   void Hold(Type kind, Value content, uint32_t bytes, uint8_t bits = 0) noexcept;
