@@ -15,54 +15,54 @@
 //   slot    8 DeleteThis   10 Redo          12 GetName
 //           9 Undo         11 PrepareUndo   13 GetSize
 //
-// Only Destroy is pure. The least that an item must say:
+// Only Destroy is pure. The smallest possible item:
 //
 //   class LeastItem : public ykUndoItem {
 //     void Destroy() noexcept override { delete this; }
 //   };
 //
-// Ownership: an item belongs to its maker until it is given to a manager, which releases it once, whatever
-// becomes of it. It belongs to one transaction of one manager; the manager writes `next` and `prev`.
+// Ownership: an item belongs to its creator until it is passed to a manager, which releases it exactly once,
+// in every case. An item belongs to one transaction of one manager; the manager writes `next` and `prev`.
 //
-// All virtual functions are inline or pure: an item that a plug-in derives needs nothing from the library.
+// All virtual functions are inline or pure: an item derived in a plug-in needs no symbol of the library.
 #pragma once
 
 #include <qecore/core/implements.h>
 
 namespace yk {
 
-#pragma pack(push, 1)  // GetSize says 29 bytes, and 29 they are
+#pragma pack(push, 1)  // contract: GetSize returns 29
 
 class ykUndoItem : public Answers<ykUndoItem, Unknown> {
  public:
   static Guid const& Id() noexcept { return ids::UNDO_ITEM; }
 
-  /// The slot of the destructor: destroys the item and, with bit 0 of `flags`, frees its memory.
-  /// \return the address, which then points at nothing. UndoItemOf writes it for derived items. Here, where
-  /// the derived destructor is not known, bit 0 goes through Destroy, and without it nothing happens.
+  /// The destructor's slot: destroys the item and, if bit 0 of `flags` is set, frees its memory.
+  /// \return the address, which is then dangling. UndoItemOf implements this for derived items. Here, where
+  /// the derived destructor is unknown, bit 0 calls Destroy; without it, this is a no-op.
   virtual void* DeleteThis(unsigned flags) noexcept {
     void* const address = this;
     if (flags & 1) Destroy();
     return address;
   }
 
-  /// Takes the change back, or makes it again. The manager ignores what they return. Neither may undo, redo
-  /// or begin a transaction: the manager, busy with this item, refuses with YK_E_EMPTY.
+  /// Reverts the change, or applies it again. The manager ignores the results. Neither may undo, redo or
+  /// begin a transaction: the manager, busy with this item, returns YK_E_EMPTY.
   virtual HRESULT Undo() noexcept { return E_NOTIMPL; }
   virtual HRESULT Redo() noexcept { return E_NOTIMPL; }
 
-  /// Called once, before the first undo of the item's transaction: the last chance to keep what Redo needs.
+  /// Called once, before the first undo of the item's transaction: the last chance to store what Redo needs.
   virtual HRESULT PrepareUndo() noexcept { return S_OK; }
 
-  /// What the change is, in a word. The item owns the text.
+  /// A short name of the change. The item owns the text.
   virtual wchar_t const* GetName() noexcept { return L"{?*|*?}"; }
 
-  /// The bytes that the item takes; a derived item says its own.
+  /// The item's size in bytes; a derived item returns its own.
   virtual int GetSize() noexcept { return static_cast<int>(sizeof(ykUndoItem)); }
 
-  ykUndoItem* next = nullptr;  ///< the following item of the transaction; the manager's
-  ykUndoItem* prev = nullptr;  ///< the preceding one; the manager's
-  uint8_t order = 0;           ///< the level in a replay: lower ones are replayed first
+  ykUndoItem* next = nullptr;  ///< the following item of the transaction; written by the manager
+  ykUndoItem* prev = nullptr;  ///< the preceding one; written by the manager
+  uint8_t order = 0;           ///< the level in a replay: lower levels are replayed first
 
  protected:
   ykUndoItem() noexcept = default;
@@ -73,8 +73,7 @@ class ykUndoItem : public Answers<ykUndoItem, Unknown> {
 
 static_assert(sizeof(ykUndoItem) == 29);
 
-/// What an item derives from: writes the two slots of the destructor and the size for `Self`, which is
-/// `final`.
+/// Base class of items: implements the two destructor slots and the size for `Self`, which is `final`.
 template <class Self, class Base = ykUndoItem>
 class UndoItemOf : public Destroys<Self, Base> {
  public:
@@ -86,8 +85,8 @@ class UndoItemOf : public Destroys<Self, Base> {
   ~UndoItemOf() = default;
 };
 
-/// The item that records a property of an object. It is what UndoManager::RecordValue makes, and what it
-/// looks for when it merges: a host may supply items of its own kind that answer this identifier.
+/// The item that records a property of an object. UndoManager::RecordValue creates it, and looks for it when
+/// it merges: a host may supply item classes of its own that support this identifier.
 ///
 ///   offset  0            29    32       40    44
 ///           +------------+-----+--------+-----+
@@ -97,8 +96,8 @@ class ykValueUndoItem : public Answers<ykValueUndoItem, ykUndoItem> {
  public:
   static Guid const& Id() noexcept { return ids::VALUE_UNDO_ITEM; }
 
-  Unknown* object;  ///< whose property it is; the item holds one reference
-  unsigned key;     ///< the number of the property
+  Unknown* object;  ///< the object whose property is recorded; the item holds one reference
+  unsigned key;     ///< the key of the property
 
  protected:
   /// Takes a reference to `object`, which must not be null.

@@ -1,4 +1,4 @@
-// yk::UndoManager: what a host changed, as transactions that can be taken back and made again.
+// yk::UndoManager: a host's changes, recorded as transactions that can be undone and redone.
 //
 //   Ref<UndoManager> undo;
 //   CreateInterface(ids::UNDO_MANAGER, undo.ReceiveVoid());
@@ -6,23 +6,25 @@
 //   undo->BeginTransaction();
 //   undo->RecordValue(image, KEY_TITLE, false);        // before the property changes
 //   image->SetValue(KEY_TITLE, title);
-//   undo->AddItem(PixelItem::Create(image, rect));     // the manager's from here on
+//   undo->AddItem(PixelItem::Create(image, rect));     // from here on owned by the manager
 //   undo->EndTransaction(L"Rename");
 //   undo->Undo();
 //
 //   history   [ 0 ][ 1 ][ 2 ][ 3 ][ 4 ]     committed transactions, oldest first
-//                        ^ position         what Undo reverts; 3 and 4 are the redo part
+//                        ^ position         the one Undo reverts; 3 and 4 can be redone
 //
-// Beginning inside an open transaction deepens it; only the outermost end commits. A commit discards the redo
-// part. Nothing is trimmed: the three limits are data for the host.
+// Beginning inside an open transaction adds a nesting level; only the outermost end commits. A commit
+// discards the transactions that could be redone. The history is never trimmed: the three limits are data for
+// the host.
 //
-// Ownership: the manager takes over the caller's reference to every item, refused ones included, and releases
-// it once. It owns the transactions; pointers to them and to items are lent until the history changes.
+// Ownership: the manager takes over the caller's reference to every item, even one that it refuses, and
+// releases it exactly once. It owns the transactions; pointers to them and to items are borrowed and valid
+// until the history changes.
 //
-// Re-entry: while an undo or redo runs, its change callback included, Undo, Redo and BeginTransaction answer
-// YK_E_EMPTY. All else may be called, also what removes the transaction being replayed: it stays whole until
-// its replay has ended. The manager itself stays until the call that runs on it returns, whoever lets go of
-// it meanwhile: an item, an object whose value is read, the change callback.
+// Re-entrancy: while an undo or redo runs, including its change callback, Undo, Redo and BeginTransaction
+// return YK_E_EMPTY. All other calls are allowed, even one that removes the transaction being replayed, which
+// stays alive until its replay has ended. The manager stays alive until the call in progress returns, even if
+// its last reference is released meanwhile by an item, an object whose value is read, or the change callback.
 //
 // Threads: one, the host's user-interface thread.
 #pragma once
@@ -34,7 +36,7 @@
 
 namespace yk {
 
-/// A committed or open transaction. The manager's; others read it.
+/// A committed or open transaction. Owned by the manager, read-only for others.
 ///
 ///   offset  0       4     8      16      24     32         36        40
 ///           +-------+-----+------+-------+------+----------+---------+
@@ -47,7 +49,7 @@ struct Transaction {
   };
 
   uint32_t state = 0;
-  String name;                  ///< the text given at the commit
+  String name;                  ///< the name given at the commit
   ykUndoItem* first = nullptr;  ///< the items, in the order they were added
   ykUndoItem* last = nullptr;
   uint32_t reserved = 0;
@@ -68,7 +70,7 @@ static_assert(offsetof(Transaction, first) == 16 && offsetof(Transaction, create
 ///   offset 16 history   32 sizeLimit    40 thirdLimit   48 depth      56 busy
 ///          24 open      36 levelLimit   44 count        52 position   64 changed
 ///
-/// Hosts may derive from it, for OnCommit: all virtual functions are inline, and what they do is exported.
+/// Hosts may derive from it, for OnCommit: all virtual functions are inline and call exported functions.
 class UndoManager : public Destroys<UndoManager, Unknown> {
  public:
   static Guid const& Id() noexcept { return ids::UNDO_MANAGER; }
@@ -77,7 +79,7 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   /// A new manager, or null.
   YK_API static UndoManager* Create() noexcept;
 
-  /// Answers its own identifier and Unknown's.
+  /// Supports its own identifier and Unknown's.
   HRESULT QueryInterface(Guid const& id, void** out) noexcept override {
     if (!(id == Id())) return Unknown::QueryInterface(id, out);
     *out = this;
@@ -85,43 +87,44 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
     return S_OK;
   }
 
-  /// Reverts the transaction at the position, or replays the one behind it. YK_E_EMPTY while one of the two
-  /// runs. E_FAIL: there is none. What the items answer is ignored.
+  /// Undoes the transaction at the position, or redoes the one after it. YK_E_EMPTY while one of the two
+  /// runs. E_FAIL: there is none. The results of the items are ignored.
   virtual HRESULT Undo() noexcept { return DoUndo(); }
   virtual HRESULT Redo() noexcept { return DoRedo(); }
 
-  /// Adds to the open transaction. The caller's reference is the manager's from here on, also on failure.
-  /// E_FAIL outside a transaction; E_INVALIDARG for null and for an item that is in a transaction already.
+  /// Adds to the open transaction. Takes over the caller's reference, even on failure. E_FAIL outside a
+  /// transaction; E_INVALIDARG for null and for an item that is in a transaction already.
   virtual HRESULT AddItem(ykUndoItem* item) noexcept { return DoAddItem(item); }
 
   virtual bool CanUndo() noexcept { return Entries() > 0 && position >= 0; }
   virtual bool CanRedo() noexcept { return Entries() > 0 && position < Entries() - 1; }
-  /// True as soon as something was committed; Clear does not reset what it looks at, on purpose.
+  /// True once anything has been committed, even after Clear (contract).
   virtual bool HasHistory() noexcept { return count > 0; }
   /// True inside a transaction.
   virtual bool IsRecording() noexcept { return depth != 0; }
 
-  /// Opens a transaction, or one more level of it. YK_E_EMPTY while an undo or redo runs.
+  /// Opens a transaction, or another nesting level of it. YK_E_EMPTY while an undo or redo runs.
   virtual HRESULT BeginTransaction() noexcept { return DoBegin(); }
-  /// Ends a level, and commits at the outermost. S_OK: committed. 1: it held no item, nothing is recorded.
-  /// E_FAIL: no transaction is open, or an inner level ended. E_OUTOFMEMORY: the items are dropped.
+  /// Ends a level, and commits at the outermost one. S_OK: committed. 1: no item was added, nothing is
+  /// recorded. E_FAIL: no transaction is open, or an inner level ended. E_OUTOFMEMORY: the items are
+  /// released.
   virtual HRESULT EndTransaction(wchar_t const* name) noexcept { return DoEnd(name); }
-  /// Ends a level, and drops the items at the outermost. E_FAIL as above.
+  /// Ends a level, and at the outermost one releases the items. E_FAIL as above.
   virtual HRESULT CancelTransaction() noexcept { return DoCancel(); }
 
-  /// Forgets the history. An open transaction stays.
+  /// Clears the history. An open transaction stays open.
   virtual HRESULT Clear() noexcept { return DoClear(); }
 
-  /// Transactions from the current one backwards, in a new array that is the caller's and does not own them.
-  /// With `max` of 1 and more it holds up to `max` + 1 of them, on purpose; else all.
+  /// The transactions from the current one backwards, in a new array that is caller-owned but does not own
+  /// them. With `max` of at least 1 it holds up to `max` + 1 of them (contract); otherwise all.
   /// E_FAIL: there is nothing to undo. `*out` is null on failure.
   virtual HRESULT GetUndoList(Array** out, int max) noexcept { return DoGetUndoList(out, max); }
 
   /// Reserved: E_NOTIMPL.
   virtual HRESULT Reserved20() noexcept { return E_NOTIMPL; }
 
-  /// The name of what Undo would revert, of what Redo would replay. E_FAIL: nothing, and `out` is untouched.
-  /// E_OUTOFMEMORY: the name does not fit into memory.
+  /// The name of the transaction that Undo or Redo would replay. E_FAIL: there is none, and `out` is
+  /// unchanged. E_OUTOFMEMORY: no memory for the name.
   virtual HRESULT GetUndoName(String& out) noexcept {
     Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
     return CanUndo() ? DoGetName(position, out) : E_FAIL;
@@ -131,23 +134,22 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
     return CanRedo() ? DoGetName(position + 1, out) : E_FAIL;
   }
 
-  /// True inside a transaction that has an item already.
+  /// True inside a transaction that has at least one item.
   virtual bool HasOpenItems() noexcept { return depth != 0 && open && open->first; }
 
   /// The transaction at the position; null when the history is empty or a redo is possible.
   virtual Transaction* GetLastTransaction() noexcept { return CanRedo() ? nullptr : Entry(position); }
 
-  /// Records that the property `key` of `object` is about to change: call it before SetValue. The item keeps
-  /// the property's value as it is now and exchanges it with the present one at each undo and redo, through
-  /// the object's GetValue and SetValue. A property that was absent is absent again after the undo.
-  /// A value that GetValue cannot read back (a map's objects and matrices) is left alone rather than lost:
-  /// the item then changes nothing, and its Undo and Redo say E_FAIL.
+  /// Records that the property `key` of `object` is about to change: call it before SetValue. The item stores
+  /// the property's present value and exchanges it with the current one at each undo and redo, through the
+  /// object's GetValue and SetValue. A property that was absent is absent again after the undo.
+  /// A value that GetValue cannot read back (a map's objects and matrices) is left unchanged rather than
+  /// lost: the item then changes nothing, and its Undo and Redo return E_FAIL.
   ///
-  /// `merge`: when the last committed transaction records this property already, that item serves, and
-  /// nothing new is recorded. \return the item, lent; null outside a transaction, for a null object, when
-  /// there is no memory for the item or for the value, and when the item is gone already, since what was
-  /// called (the object's GetValue, an item's QueryInterface) has let go of the manager or of the
-  /// transaction.
+  /// `merge`: when the last committed transaction records this property already, its item is used, and
+  /// nothing new is recorded. \return the item, borrowed; null outside a transaction, for a null object, when
+  /// there is no memory for the item or for the value, and when the item no longer exists because a function
+  /// called here (the object's GetValue, an item's QueryInterface) released the manager or the transaction.
   virtual ykUndoItem* RecordValue(Unknown* object, unsigned key, bool merge) noexcept {
     return DoRecordValue(object, key, merge);
   }
@@ -155,7 +157,7 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   /// A hook for derived managers, called after each commit and before the change callback.
   virtual HRESULT OnCommit() noexcept { return E_NOTIMPL; }
 
-  /// Sets what is called after every change of the history, and when the manager dies; null for none.
+  /// Sets the callback invoked after every change of the history, and in the destructor; null for none.
   void SetChangeCallback(ChangeCallback callback) noexcept { changed = callback; }
 
  protected:
@@ -195,7 +197,7 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   Transaction* open = nullptr;
 
  public:
-  uint32_t sizeLimit = 0x1000000;  ///< a setting of the host; nothing here reads it
+  uint32_t sizeLimit = 0x1000000;  ///< a setting of the host, which the manager does not read
   uint32_t levelLimit = 256;       ///< likewise
   uint32_t thirdLimit = 10;        ///< likewise
 
