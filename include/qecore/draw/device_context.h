@@ -1,4 +1,4 @@
-// yk::IDC: a software drawing surface with an alpha channel, over pixels of its own or over an image's.
+// yk::IDC: a software drawing surface with an alpha channel, over its own pixels or over an image's.
 //
 //   Ref<IDC> dc = Ref<IDC>::Adopt(IDC::Create());
 //   dc->Create(320, 200);                                  // a DIB section of its own, 24 bits deep
@@ -8,7 +8,8 @@
 //   dc->DrawLine(point2df{10, 80}, point2df{300.5f, 120});
 //   dc->Blit(windowDC, 0, 0, nullptr);
 //
-//   colours   bits 31..24 alpha (255 opaque), 23..16 blue, 15..8 green, 7..0 red: a COLORREF and alpha on top
+//   colours   bits 31..24 alpha (255 opaque), 23..16 blue, 15..8 green, 7..0 red: a COLORREF with alpha on
+//   top
 //   pixels    bytes blue, green, red and, on an alpha surface, alpha; rows bottom-up unless topDown is set
 //
 //   slot    8 Attach       20 SetColor       32 IsVisible         44 DrawPolygon
@@ -24,17 +25,18 @@
 //          18 GetClip      30 FrameBevel     42 FillPolygon
 //          19 SetMode      31 DrawImage      43 FillEllipse
 //
-// Positions: every operation adds the origin to the positions it is given and paints inside the clip only.
+// Positions: every operation adds the origin to its positions and paints only inside the clip.
 // Areas (rectangles, polygons, ellipses) lie between pixels: the pixel (x, y) is the square from (x, y) to
-// (x + 1, y + 1). Lines run through pixels: the point (x, y) is the middle of the pixel (x, y).
+// (x + 1, y + 1). Lines run through pixels: the point (x, y) is the centre of the pixel (x, y).
 //
 // Results: S_OK; S_FALSE (1) when nothing lies inside the clip or there is no surface; E_INVALIDARG for a
-// null pointer; what else an operation names. Coordinates that are infinite or not a number paint nothing.
+// null pointer; others where an operation documents them. Infinite and NaN coordinates paint nothing.
 //
 // Ownership: a surface made by Create belongs to the context. Attach borrows the image's pixels and the
-// device context: both must outlive it or the next Detach. Threads: one at a time.
+// device context: both must stay valid until the next Detach or the end of the context. Threads: one at a
+// time.
 //
-// Operations that only read are not const, and take part in the table as they always have: that stays.
+// Contract: operations that only read have slots like all others, and are not const.
 #pragma once
 
 #include <qecore/draw/geometry.h>
@@ -50,103 +52,103 @@ struct IADJUSTMENT;
 
 class YK_API IDC : public Destroys<IDC, Unknown> {
  public:
-  /// What filling with the current colour does to a pixel. Coverage, at the edges of shapes, weighs it.
+  /// How filling with the current colour changes a pixel, weighted by coverage at the edges of shapes.
   enum Mode : unsigned {
-    MODE_PAINT = 0,      ///< blends the colour in by its alpha; the pixel's alpha stays
+    MODE_PAINT = 0,      ///< blends the colour in by its alpha; the pixel's alpha is unchanged
     MODE_INVERT = 1,     ///< complements blue, green and red; the colour is not used
-    MODE_ADD = 2,        ///< adds the channels, up to 255; the colour's alpha is not used
-    MODE_SUBTRACT = 3,   ///< subtracts the channels, down to 0; the colour's alpha is not used
-    MODE_COPY = 4,       ///< replaces the pixel, alpha included; alpha surfaces only
-    MODE_COMPOSITE = 5,  ///< puts the colour over the pixel, alpha included; alpha surfaces only
+    MODE_ADD = 2,        ///< adds the channels, clamped to 255; the colour's alpha is not used
+    MODE_SUBTRACT = 3,   ///< subtracts the channels, clamped to 0; the colour's alpha is not used
+    MODE_COPY = 4,       ///< replaces the pixel, including alpha; alpha surfaces only
+    MODE_COMPOSITE = 5,  ///< composites the colour over the pixel, including alpha; alpha surfaces only
   };
 
-  /// How FillPolygon decides what is inside.
+  /// How FillPolygon decides which points are inside.
   enum FillRule : unsigned { EVEN_ODD = 0, NON_ZERO = 1 };
 
-  // A callback may not change the surface. It may let go of the context and of the source, which are held
-  // meanwhile.
+  // A callback must not change the surface. It may release the context and the source, both of which are kept
+  // alive until the operation returns.
 
-  /// Paints one pixel of an image: gets the addresses of both pixels. See DrawImage.
+  /// Paints one pixel of an image, given the addresses of both pixels. See DrawImage.
   using PixelCallback = void (*)(unsigned char* destination, unsigned char const* source, void* context);
-  /// Gives the colour of the pixel at a position, the origin not added.
+  /// Returns the colour of the pixel at a position, to which the origin has not been added.
   using ColorCallback = unsigned (*)(int x, int y, void* context);
 
   static Guid const& Id() noexcept { return ids::DEVICE_CONTEXT; }
 
-  /// E_NOINTERFACE for every identifier, its own included: contexts are reached by pointer. Intended.
+  /// E_NOINTERFACE for every identifier, its own included: contexts are used by pointer (contract).
   HRESULT QueryInterface(Guid const& id, void** out) noexcept override;
-  /// Does nothing on a null object.
+  /// A no-op on a null object.
   void Destroy() noexcept override;
   bool IsTypeOf(Guid const& id) noexcept override;
 
   // ---- the surface
 
-  /// Draws into the pixels of an image of format IMG_BGR24 or IMG_BGRA32 (else E_INVALIDARG) from now on,
-  /// with `dc` as the memory device context, which may be the one it has; gives up a surface of its own. The
-  /// mode becomes MODE_PAINT, the origin 0 and the clip the whole image. topDown stays as it is: clear for an
-  /// image, whose rows are bottom-up.
+  /// From now on, draws into the pixels of an image of format IMG_BGR24 or IMG_BGRA32 (else E_INVALIDARG).
+  /// `dc` becomes the memory device context and may be the present one; an owned surface is freed. The mode
+  /// becomes MODE_PAINT, the origin 0 and the clip the whole image. topDown is unchanged: it must be clear
+  /// for an image, whose rows are bottom-up.
   virtual HRESULT Attach(HDC dc, Image2d* image) noexcept;
-  /// Forgets the pixels, the device context, the clip and the origin, and frees nothing.
+  /// Resets the pixels, the device context, the clip and the origin without freeing anything.
   virtual HRESULT Detach() noexcept;
-  /// A surface of its own: as large as the rectangle, with the origin moved so that the rectangle's left top
-  /// corner is the first pixel; or of w by h pixels. 32 bits deep when hasAlpha is set, else 24. A surface
-  /// that has the size and depth already is kept with what is on it. E_INVALIDARG for a size below 1, E_FAIL
-  /// when the system has no room.
+  /// Creates an owned surface: of the rectangle's size, with the origin moved so that the rectangle's top
+  /// left corner is the first pixel; or of w by h pixels. 32 bits per pixel when hasAlpha is set, else 24. A
+  /// surface that has this size and depth already is kept, with its contents. E_INVALIDARG for a size below
+  /// 1, E_FAIL when the system cannot allocate it.
   YK_SLOT_PAIR(virtual HRESULT Create(xrect2d const& r) noexcept,
                virtual HRESULT Create(int w, int h) noexcept);
-  /// Deletes the memory device context, also one that was given to Attach, and keeps the pixels. E_FAIL when
-  /// there is none; `foreignDC` is deleted then.
+  /// Deletes the memory device context, even one passed to Attach, and keeps the pixels. E_FAIL when there is
+  /// none; `foreignDC` is deleted in that case.
   virtual HRESULT ReleaseDC() noexcept;
-  /// Copies the surface, or `source` of it, to (x, y) of a Windows device context. Resets the memory device
-  /// context's viewport origin. Without a memory device context it still works for 24-bit surfaces.
+  /// Copies the surface, or its part `source`, to (x, y) of a Windows device context. Resets the memory
+  /// device context's viewport origin. Works without a memory device context for 24-bit surfaces.
   virtual HRESULT Blit(HDC target, int x, int y, xrect2d const* source) noexcept;
-  /// Sets every pixel, alpha included; clip, origin and mode are ignored. E_FAIL without a surface.
+  /// Sets every pixel, including alpha; clip, origin and mode are ignored. E_FAIL without a surface.
   virtual HRESULT Clear(unsigned color) noexcept;
 
   // ---- state
 
   virtual HRESULT SetOrigin(int x, int y) noexcept;
   virtual HRESULT GetOrigin(int& x, int& y) noexcept;
-  /// In surface coordinates: the origin is not added. Cut down to the surface.
+  /// In surface coordinates: the origin is not added. Clipped to the surface.
   virtual HRESULT SetClip(xrect2d const& r) noexcept;
   virtual HRESULT GetClip(xrect2d& r) noexcept;
-  /// See Mode. The two modes that need an alpha surface become MODE_PAINT on another. Filling in a mode that
-  /// does not exist returns E_NOTIMPL and paints nothing. \return the mode before
+  /// See Mode. The two modes that need an alpha surface become MODE_PAINT on any other. Filling in an unknown
+  /// mode returns E_NOTIMPL and paints nothing. \return the previous mode
   virtual unsigned SetMode(unsigned mode) noexcept;
   virtual HRESULT SetColor(unsigned color) noexcept;
 
   // ---- rectangles
 
-  /// Rows, or columns, from `first` at the top, or left, toward `second`, which the edge after the last one
-  /// would have. Columns are always blended; rows are filled in the current mode.
+  /// Rows, or columns, from `first` at the top, or left, toward `second`, which would be reached at the row
+  /// or column after the last. Columns are always blended; rows are filled in the current mode.
   virtual HRESULT FillGradientV(xrect2d const& r, unsigned first, unsigned second) noexcept;
   virtual HRESULT FillGradientH(xrect2d const& r, unsigned first, unsigned second) noexcept;
-  /// Fills with the current colour in the current mode. Painting in MODE_COPY and MODE_COMPOSITE returns
-  /// S_FALSE, too; intended.
+  /// Fills with the current colour in the current mode. MODE_COPY and MODE_COMPOSITE return S_FALSE even
+  /// though they paint (contract).
   YK_SLOT_PAIR(virtual HRESULT FillRect(int x, int y, int w, int h) noexcept,
                virtual HRESULT FillRect(xrect2d const& r) noexcept);
-  /// The edge pixels of a rectangle, each painted once; a frame one pixel wide or high paints them twice.
+  /// The edge pixels of a rectangle, each painted once, but twice when the frame is one pixel wide or high.
   /// Always S_OK.
   YK_SLOT_PAIR(virtual HRESULT FrameRect(xrect2d const& r) noexcept,
                virtual HRESULT FrameRect(int x, int y, int w, int h) noexcept);
-  /// The same, each pixel in the colour that the callback gives for it, blended. See FrameRect.
+  /// The same, each pixel blended with the colour that the callback returns for it. See FrameRect.
   YK_SLOT_PAIR(virtual HRESULT FrameRectWith(int x, int y, int w, int h, ColorCallback callback,
                                              void* context) noexcept,
                virtual HRESULT FrameRectWith(xrect2d const& r, ColorCallback callback,
                                              void* context) noexcept);
-  /// A frame with corners that fade: without the corner pixels, which get a fifth of the colour's alpha,
-  /// while those diagonally inside get a third. Always S_OK.
+  /// A frame with faded corners: the corner pixels are left out, their neighbours get a fifth of the colour's
+  /// alpha, and the pixels diagonally inside get a third. Always S_OK.
   virtual HRESULT FrameRoundRect(xrect2d const& r) noexcept;
   /// A frame of `width` pixels, inside the rectangle, in the current mode: left and top in the colour
-  /// `light`, right and bottom in `dark`, with mitred corners whose diagonal is dark. A width that reaches
-  /// past the middle fills the rectangle.
+  /// `light`, right and bottom in `dark`, with mitred corners whose diagonal is dark. A width of more than
+  /// half the rectangle fills it.
   virtual HRESULT FrameBevel(xrect2d const& r, unsigned light, unsigned dark, int width) noexcept;
-  /// Calls back for each pixel of an image, or of `sourceRect` of it, that comes to lie inside the clip when
-  /// the first is put at (x, y). Pixels that the image does not have are left out.
+  /// Calls back for each pixel of an image, or of its part `sourceRect`, that falls inside the clip when the
+  /// first one is placed at (x, y). Positions outside the image are skipped.
   virtual HRESULT DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect, PixelCallback callback,
                             void* context) noexcept;
   virtual bool IsVisible(xrect2d const& r) noexcept;
-  /// Blends into each pixel the colour that the callback gives for it. See FillRect.
+  /// Blends into each pixel the colour that the callback returns for it. See FillRect.
   YK_SLOT_PAIR(virtual HRESULT FillRectWith(int x, int y, int w, int h, ColorCallback callback,
                                             void* context) noexcept,
                virtual HRESULT FillRectWith(xrect2d const& r, ColorCallback callback,
@@ -158,31 +160,31 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   virtual unsigned GetPixel(int x, int y) noexcept;
   /// Blends a colour into one pixel. \return false outside the clip
   virtual bool BlendPixel(int x, int y, unsigned color) noexcept;
-  /// Saves the current colour. E_OUTOFMEMORY when there is no room.
+  /// Saves the current colour. E_OUTOFMEMORY when there is no memory.
   virtual HRESULT PushColor() noexcept;
-  /// Takes the colour saved last. YK_E_EMPTY when none is left.
+  /// Restores the colour saved last. YK_E_EMPTY when none is saved.
   virtual HRESULT PopColor() noexcept;
-  /// Sets the text colour of the memory device context, for GDI's own text. \return the one before
+  /// Sets the text colour of the memory device context, for GDI's own text. \return the previous one
   virtual unsigned SetTextColor(unsigned color) noexcept;
 
   // ---- lines and shapes, anti-aliased, in the current colour and mode
 
   /// A line one pixel wide, both ends included: each step along the longer axis paints two pixels, weighted
-  /// by how near the line passes. With a line pattern, a step is painted when the pattern has it. S_FALSE,
-  /// and the pattern does not move on, for a line without length or wholly outside the clip.
+  /// by their distance from the line. With a line pattern, only the steps that are set in the pattern are
+  /// painted. S_FALSE, without advancing the pattern, for a line of no length or wholly outside the clip.
   virtual HRESULT DrawLine(point2df const& a, point2df const& b) noexcept;
-  /// Connected lines. A pixel is painted once, also where lines meet or cross; the pattern runs on through
-  /// the joints and through what is outside the clip. `closed` connects the last point with the first.
+  /// Connected lines. Every pixel is painted once, even where lines meet or cross; the pattern continues
+  /// through the joints and outside the clip. `closed` connects the last point with the first.
   virtual HRESULT DrawPolyline(point2df const* points, int count, bool closed) noexcept;
-  /// Fills a polygon, which may cross itself, by exact coverage. See FillRule; another rule is E_INVALIDARG.
-  /// A polygon along pixel edges is filled as FillRect does it.
+  /// Fills a polygon, which may intersect itself, by exact coverage. See FillRule; another rule is
+  /// E_INVALIDARG. A polygon along pixel edges is filled exactly as FillRect fills it.
   virtual HRESULT FillPolygon(point2df const* points, int count, unsigned rule) noexcept;
-  /// Fills the ellipse that touches the edges of the rectangle, or, for an outline above 0, the band of that
-  /// width inside its edge.
+  /// Fills the ellipse inscribed in the rectangle or, for an outline above 0, the band of that width inside
+  /// its edge.
   virtual HRESULT FillEllipse(rect2d const& r, double outline = 0) noexcept;
   /// GDI's polygon: whole pixels, no anti-aliasing, even-odd. Fills with `fill`, then draws the closed
-  /// outline with a pen of `penWidth` pixels (0 is 1) in `outline`; each colour by its alpha, 0 for none, and
-  /// where the outline is the fill is not.
+  /// outline in `outline` with a pen of `penWidth` pixels (0 means 1). Each colour is blended by its alpha (0
+  /// paints nothing), and the fill leaves out the pixels of the outline.
   virtual HRESULT DrawPolygon(POINT const* points, int count, unsigned fill, unsigned outline,
                               int penWidth) noexcept;
 
@@ -190,28 +192,28 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
 
   /// Sets the alpha of every pixel in the rectangle. YK_E_EMPTY on a surface without alpha.
   virtual HRESULT SetAlpha(xrect2d const& r, unsigned char alpha) noexcept;
-  /// Text in the current colour, alpha included, and in the font that is selected into the memory device
-  /// context. `format` is DrawTextW's; with DT_CALCRECT the rectangle is set to the text's size and nothing
-  /// is painted. Its coverage is true, whatever the colour: GDI's own light text is bolder and its dark text
-  /// thinner. `length` -1: up to the terminator. E_FAIL when the system refuses. Call it as DrawText.
+  /// Text in the current colour, alpha included, and in the font selected into the memory device context.
+  /// `format` is DrawTextW's; with DT_CALCRECT the rectangle receives the text's size and nothing is painted.
+  /// Coverage does not depend on the colour, whereas GDI's own light text is bolder and its dark text
+  /// thinner. `length` -1: up to the terminator. E_FAIL when the system fails. Call it as DrawText.
   YK_SLOT_PAIR(virtual HRESULT PaintText(String const& text, xrect2d* r, unsigned format) noexcept,
                virtual HRESULT PaintText(wchar_t const* text, int length, xrect2d* r,
                                          unsigned format) noexcept);
   /// Multiplies blue, green and red by the pixel's alpha. YK_E_EMPTY on a surface without alpha.
   virtual HRESULT PremultiplyAlpha(xrect2d const& r) noexcept;
-  /// Makes every pixel white whose alpha is not 0; alpha stays. YK_E_EMPTY on a surface without alpha.
+  /// Makes every pixel whose alpha is not 0 white; alpha is unchanged. YK_E_EMPTY on a surface without alpha.
   virtual HRESULT WhitenOpaque(xrect2d const& r) noexcept;
-  /// The low 16 bits say which steps of a line are painted; 0 paints all. The next step is bit 1, since the
-  /// counter moves on before each.
+  /// The low 16 bits select the steps of a line that are painted; 0 paints all. The next step uses bit 1,
+  /// since the counter is advanced before each step.
   virtual HRESULT SetLinePattern(unsigned pattern) noexcept;
-  /// Maps the colour channels of the rectangle, or of the whole clip, through the adjustment, which is set to
-  /// (a, b) first when it is not.
+  /// Maps the colour channels of the rectangle, or of the whole clip, through the adjustment, which is first
+  /// initialised with (a, b) if it has other settings.
   virtual HRESULT Adjust(xrect2d const* r, int a, int b, IADJUSTMENT* adjustment) noexcept;
-  /// The address of a pixel in surface coordinates, unchecked: origin and clip do not count. Null without a
+  /// The address of a pixel in surface coordinates, unchecked: origin and clip are ignored. Null without a
   /// surface. Note the order: y comes first.
   virtual unsigned char* GetPixelAddress(int y, int x) noexcept;
 
-  // ---- making one
+  // ---- creation
   // (Declared after the virtual Create: Microsoft's compiler lays those out where the name first appears.)
 
   /// An empty context with one reference, or null.
@@ -219,7 +221,7 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   /// Adds the class to the registry as "RGBA device context". \return the registry's result
   static HRESULT Register() noexcept;
 
-  // ---- the overloaded names of what has distant slots
+  // ---- the overloaded names of operations whose slots are not neighbours
 
   HRESULT FrameRect(int x, int y, int w, int h, ColorCallback callback, void* context) noexcept {
     return FrameRectWith(x, y, w, h, callback, context);
@@ -234,7 +236,7 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
     return FillRectWith(r, callback, context);
   }
 
-  // DrawText in each spelling that <windows.h> may make of it, so that callers need not care.
+  // DrawText in each spelling that a macro of <windows.h> may turn it into, so that callers need not care.
 #pragma push_macro("DrawText")
 #undef DrawText
   HRESULT DrawText(String const& text, xrect2d* r, unsigned format) noexcept {
@@ -257,11 +259,11 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
     return PaintText(text, length, r, format);
   }
 
-  // ---- fields, at these offsets for ever; read them, change them through the operations
+  // ---- fields; contract: their offsets never change. Read them, change them through the operations
 
   unsigned colour = 0;               ///< 12: the current colour
-  HBITMAP surfaceBitmap = nullptr;   ///< 16: the DIB section of an own surface; null on an image's pixels
-  HGDIOBJ previousObject = nullptr;  ///< 24: what the memory device context held before the surface's bitmap
+  HBITMAP surfaceBitmap = nullptr;   ///< 16: the DIB section of an owned surface; null on an image's pixels
+  HGDIOBJ previousObject = nullptr;  ///< 24: the memory device context's object before the surface's bitmap
   unsigned char* bits = nullptr;     ///< 32: the pixels
   int width = 0;                     ///< 40
   int height = 0;                    ///< 44
@@ -274,7 +276,7 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   HDC foreignDC = nullptr;           ///< 88: a device context that ReleaseDC deletes when there is no other
   int originX = 0;                   ///< 96: added to every position
   int originY = 0;                   ///< 100
-  HDC memoryDC = nullptr;            ///< 104: holds the surface's bitmap, or what was given to Attach
+  HDC memoryDC = nullptr;            ///< 104: holds the surface's bitmap, or the one passed to Attach
   uint8_t hasAlpha = 0;              ///< 112: whether the surface has, and Create makes, an alpha channel
   uint8_t topDown = 0;               ///< 113: whether the first row in memory is the top one
   uint8_t bytesPerPixel = 0;         ///< 114: 3 or 4

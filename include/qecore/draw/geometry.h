@@ -1,4 +1,4 @@
-// 2-D geometry: points, rectangles and an affine matrix, the plain values of the whole library.
+// 2-D geometry: points, rectangles and an affine matrix, the plain value types used by the whole library.
 //
 //   matrix2d place;
 //   place.SetScale(point2d{2, 2});
@@ -9,12 +9,12 @@
 //   bounds.Empty();
 //   for (point2d const& p : outline) bounds.Add(p);
 //
-// Plain values: fields in the order shown, no virtual functions, no allocation, no result codes; every type
-// starts as zero and the matrix as the identity. Operations are pure arithmetic and safe for every input: a
-// number that no 32-bit integer holds, infinity and not-a-number become 0x80000000, as the processor has it.
-// Threads: as for an int.
+// Plain values: fields in the order shown, no virtual functions, no allocation, no result codes. Every type
+// is zero-initialised; the matrix starts as the identity. Operations are pure arithmetic and safe for every
+// input: values outside the 32-bit range, infinities and NaNs become 0x80000000, as the processor converts
+// them. As safe across threads as an int.
 //
-// POINT, POINTL and RECTL are the platform's: who calls an operation that takes one includes <windows.h>.
+// POINT, POINTL and RECTL are the platform's types: include <windows.h> to call an operation that takes one.
 #pragma once
 
 #include <qecore/core/base.h>
@@ -33,7 +33,7 @@ struct point2df {
   friend constexpr bool operator==(point2df const&, point2df const&) noexcept = default;
 };
 
-/// A point in sixteenths of a unit: 24 is 1.5.
+/// A fixed-point point, in sixteenths of a unit: 24 is 1.5.
 struct point2dfix {
   int32_t x = 0, y = 0;
 };
@@ -42,7 +42,7 @@ struct point3d {
   double x = 0, y = 0, z = 0;
 };
 
-/// A point in space; for Image2d::GetPixel the place that is sampled.
+/// A point in space; for Image2d::GetPixel the position to sample.
 struct point3df {
   float x = 0, y = 0, z = 0;
 };
@@ -54,31 +54,31 @@ struct point4df {
 
 struct xrect2d;
 
-/// A floating rectangle: left, top, right, bottom, all of them inside. The empty one is inverted (see Empty).
+/// A floating-point rectangle: left, top, right, bottom, all inclusive. Empty is inverted (see Empty).
 struct rect2d {
   double x1 = 0, y1 = 0, x2 = 0, y2 = 0;
 
   YK_API rect2d& operator=(RECTL const& r) noexcept;
   YK_API rect2d& operator=(xrect2d const& r) noexcept;
-  /// The four values as integers, truncated toward zero: 2.9 gives 2, and so does -2.9 give -2.
+  /// The four values as integers, truncated toward zero: 2.9 gives 2, and -2.9 gives -2.
   YK_API void Get(RECTL& r) const noexcept;
 
-  /// Makes this the inverted rectangle that any Add turns into the rectangle of what was added.
+  /// Makes this the inverted rectangle, so that the first Add makes it the rectangle of what was added.
   YK_API void Empty() noexcept;
-  /// Grows to take in the point. This is the operation for bounding boxes.
+  /// Grows to include the point. Use this one for bounding boxes.
   YK_API void Add(point2d const& p) noexcept;
-  /// Moves the minimum to a point below it or else the maximum to a point above it, never both: an empty
-  /// rectangle gets its minimum and stays inverted. Intended.
+  /// Moves the minimum to a point below it, or else the maximum to a point above it, never both: an empty
+  /// rectangle gets only a minimum and stays inverted (contract).
   YK_API void _Add(point2d const& p) noexcept;
-  /// Per axis: where r's minimum is below this one's, moves the minimum and leaves the maximum alone; else
-  /// moves the maximum up to r's. Not a union: (0,0,10,10) and (-5,-5,20,20) give (-5,-5,10,10). Intended.
+  /// Per axis: if r's minimum is below this one's, moves the minimum and leaves the maximum unchanged; else
+  /// moves the maximum up to r's. Not a union: (0,0,10,10) and (-5,-5,20,20) give (-5,-5,10,10) (contract).
   YK_API void _Add(rect2d const& r) noexcept;
 
   /// True when r lies inside, edges included.
   YK_API bool Contains(rect2d const& r) const noexcept;
-  /// True when the two share a point; touching edges do.
+  /// True when the two have a point in common; touching edges count.
   YK_API bool Intersect(rect2d const& r) const noexcept;
-  /// Cuts r down to what lies inside this. \return true when some area is left.
+  /// Clips r to this rectangle. \return true when the result has an area
   YK_API bool Clip(rect2d& r) const noexcept;
 
   friend constexpr bool operator==(rect2d const&, rect2d const&) noexcept = default;
@@ -87,29 +87,30 @@ struct rect2d {
 /// Orders two opposite corners: afterwards a.x <= b.x and a.y <= b.y.
 YK_API void NormalizeRect(point2d& a, point2d& b) noexcept;
 
-/// An integer rectangle, right and bottom outside. The layout of the platform's RECTL.
+/// An integer rectangle, right and bottom exclusive. It has the layout of the platform's RECTL.
 struct xrect2d {
   int32_t left = 0, top = 0, right = 0, bottom = 0;
 
   constexpr xrect2d() noexcept = default;
   constexpr xrect2d(int left, int top, int right, int bottom) noexcept
       : left(left), top(top), right(right), bottom(bottom) {}
-  /// From two corners, each value rounded to the nearest, halves away from zero: 2.5 gives 3, -2.5 gives -3.
+  /// From two corners, each value rounded to the nearest integer, halves away from zero: 2.5 gives 3, -2.5
+  /// -3.
   YK_API explicit xrect2d(point2d const* corners) noexcept;
 
-  /// Grows to take in r. An r without area counts by its edges, too.
+  /// Grows to include r. An r without area counts by its edges, too.
   YK_API void Add(xrect2d const& r) noexcept;
   /// Per axis: a value below the minimum becomes the minimum; any other becomes the maximum if it is larger.
   YK_API void Add(int x, int y) noexcept;
-  /// Swaps left with right, top with bottom, where they are the wrong way round.
+  /// Swaps left with right, and top with bottom, where they are in the wrong order.
   YK_API void Normalize() noexcept;
-  /// Moves every edge outward; negative values shrink. Stops at the ends of the 32-bit range.
+  /// Moves every edge outward; negative values shrink. Saturates at the limits of the 32-bit range.
   YK_API void Inflate(int dx, int dy) noexcept;
-  /// Moves the rectangle. Stops at the ends of the 32-bit range.
+  /// Moves the rectangle. Saturates at the limits of the 32-bit range.
   YK_API void Offset(int dx, int dy) noexcept;
   YK_API bool IsInRect(int x, int y) const noexcept;
   YK_API bool IsInRect(POINT const& p) const noexcept;
-  /// Cuts r down to what lies inside this. \return true when something is left.
+  /// Clips r to this rectangle. \return true when something is left
   YK_API bool Clip(xrect2d& r) const noexcept;
 
   friend constexpr bool operator==(xrect2d const&, xrect2d const&) noexcept = default;
@@ -124,13 +125,13 @@ struct matrix2d {
   double m11 = 1, m12 = 0, m21 = 0, m22 = 1, dx = 0, dy = 0;
 
   YK_API void SetIdentity() noexcept;
-  /// A scale and nothing else: the translation is cleared, too.
+  /// A scale only: the translation is cleared, too.
   YK_API void SetScale(point2d const& scale) noexcept;
   YK_API void SetScale(point2df const& scale) noexcept;
-  /// A translation and nothing else.
+  /// A translation only.
   YK_API void SetOffset(point2d const& offset) noexcept;
   YK_API void SetOffset(point2df const& offset) noexcept;
-  /// A rotation and nothing else, in radians; positive turns x toward y.
+  /// A rotation only, in radians; positive turns x toward y.
   YK_API void SetRotate(double angle) noexcept;
   /// Replaces the translation and keeps the rest.
   YK_API void OffsetTo(point2d const& offset) noexcept;
@@ -139,7 +140,7 @@ struct matrix2d {
   YK_API void Offset(point2d const& offset) noexcept;
   YK_API void Offset(point2df const& offset) noexcept;
 
-  /// The elements by row and column, as a column vector would have them:
+  /// The elements by row and column, in column-vector notation:
   ///
   ///     0,0 m11   0,1 m12   0,2 dx
   ///     1,0 m21   1,1 m22   1,2 dy
@@ -147,9 +148,9 @@ struct matrix2d {
   /// \return null for any other pair.
   YK_API double* _get(int row, int col) noexcept;
   YK_API double const* _get(int row, int col) const noexcept;
-  /// The element; where there is none 1 on the diagonal and 0 beside it, as in a third row (0 0 1).
+  /// The element; for any other pair, 1 on the diagonal and 0 elsewhere, as in a third row (0 0 1).
   YK_API double Get(int row, int col) const noexcept;
-  /// Stores an element; ignored where there is none.
+  /// Stores an element; ignored for any other pair.
   YK_API void Set(int row, int col, double value) noexcept;
 
   /// Makes this the composition of a and b, either of which may be this matrix:
@@ -158,21 +159,20 @@ struct matrix2d {
   ///     m21 = a.m11 b.m21 + a.m21 b.m22        m22 = a.m22 b.m22 + a.m12 b.m21
   ///     dx  = a.dy b.m12 + a.dx b.m11 + b.dx   dy  = a.dy b.m22 + a.dx b.m21 + b.dy
   ///
-  /// For scales and offsets that is a first and then b. With rotations it is these formulas and not the map
-  /// that applies a and then b; intended.
+  /// For scales and offsets this is first a, then b. With rotations it is these formulas, and not the map
+  /// that applies a and then b (contract).
   YK_API void Transform(matrix2d const& a, matrix2d const& b) noexcept;
   YK_API void Transform(matrix2d const& m) noexcept;
   YK_API void Scale(point2d const& scale) noexcept;
   YK_API void Scale(point2df const& scale) noexcept;
   YK_API void Rotate(double angle) noexcept;
-  /// A matrix without an inverse becomes infinities and not-a-numbers.
+  /// A singular matrix becomes infinities and NaNs.
   YK_API void Invert() noexcept;
 
-  /// True when dx, dy, m11 and m12 each differ by no more than epsilon. m21 and m22 are not compared;
-  /// intended.
+  /// True when dx, dy, m11 and m12 each differ by at most epsilon. m21 and m22 are not compared (contract).
   YK_API bool Compare(matrix2d const& other, double epsilon) const noexcept;
 
-  // Results that are integers are computed in double precision, get 0.5 added and are truncated toward zero:
+  // Integer results are computed in double precision, 0.5 is added, and the sum is truncated toward zero:
   // 1.5 becomes 2, -1.7 becomes -1.
   YK_API point2d PointTransform(point2d const& p) const noexcept;
   YK_API point2df PointTransform(point2df const& p) const noexcept;
@@ -181,17 +181,17 @@ struct matrix2d {
   YK_API POINT PointTransform(point2dfix const& p) const noexcept;
   YK_API void PointTransform(POINT* points, int count) const noexcept;
   YK_API void PointTransform(point2d* points, int count) const noexcept;
-  /// Without the translation.
+  /// Ignores the translation.
   YK_API point2d VectorTransform(point2d const& v) const noexcept;
   YK_API point2df VectorTransform(point2df const& v) const noexcept;
-  /// The ordered rectangle of the two transformed corners (left, top) and (right, bottom), which is less than
-  /// the image of a rotated rectangle. The integer form is never empty: it is one unit wide and high at
-  /// least.
+  /// The normalised rectangle of the two transformed corners (left, top) and (right, bottom), which is
+  /// smaller than the bounding box of a rotated rectangle. The integer form is never empty: it is at least
+  /// one unit wide and high.
   YK_API RECTL RectTransform(RECTL const& r) const noexcept;
   YK_API rect2d RectTransform(rect2d const& r) const noexcept;
 };
 
-/// A 3-D matrix to be carried about; nothing in the library computes with it.
+/// A 3-D matrix, as a value to store; no function of the library computes with it.
 struct matrix3d {
   double elements[12] = {};
 };
