@@ -1,4 +1,4 @@
-// Pixel formats: their numbers, their facts, the palette entry.
+// Pixel formats: their numbers, their properties, the palette entry.
 //
 //   unsigned short bits;
 //   int bytes = img::GetPixelSize(IMG_BGR48, bits);         // 6, and bits is 48
@@ -10,7 +10,7 @@
 //                  BGRAF   B(4) G(4) R(4) A(4) | ...        channels of 32 bits: float, 1.0 is full intensity
 //                  RGB555  a little-endian word: -rrrrrgg gggbbbbb
 //                  PAL1    the highest bit is the left pixel;  PAL4  the high nibble is the left pixel
-//   a row          pixels, padded to a multiple of 4 bytes; rows stand bottom-up
+//   a row          pixels, padded to a multiple of 4 bytes; rows are stored bottom-up
 //   a palette      2, 16 or 256 entries of R G B A, one byte each
 //
 // Everything here is a constant: any thread, no failure.
@@ -20,7 +20,7 @@
 
 namespace yk {
 
-/// What the pixels of an image are. The numbers are stored by callers; 5, 6, 10 and 11 are not assigned.
+/// The format of an image's pixels. Programs store the numbers; 5, 6, 10 and 11 are not assigned.
 enum IMG_FORMAT : int32_t {
   IMG_NONE = 0,     ///< the format of an empty image
   IMG_GRAY8 = 1,    ///< one byte of grey
@@ -33,7 +33,7 @@ enum IMG_FORMAT : int32_t {
   IMG_GRAYF = 12,   ///< one float of grey, 0.0 to 1.0
   IMG_BGRF = 13,    ///< floats blue, green, red
   IMG_BGRAF = 14,   ///< floats blue, green, red, alpha
-  IMG_MONO32 = 15,  ///< 32 bits whose meaning is the caller's; converts to nothing and from nothing
+  IMG_MONO32 = 15,  ///< 32 bits whose meaning is up to the caller; cannot be converted
   IMG_PAL1 = 16,    ///< one bit that indexes 2 palette entries
   IMG_PAL4 = 17,    ///< four bits that index 16 palette entries
   IMG_RGB555 = 18,  ///< bits 0 to 4 blue, 5 to 9 green, 10 to 14 red, 15 unused
@@ -54,26 +54,26 @@ namespace img {
 /// The number of the last format.
 inline constexpr int LAST_FORMAT = IMG_RGB555;
 
-/// What number a channel is.
+/// How a channel is encoded.
 enum class ChannelKind : uint8_t {
-  NONE,      ///< bits whose meaning is the caller's; no format at all
-  INDEX,     ///< the whole pixel is the number of a palette entry, which has the channels
-  UNSIGNED,  ///< 0 to the highest number of its bits
+  NONE,      ///< bits whose meaning is up to the caller; or no format
+  INDEX,     ///< the whole pixel is the index of a palette entry, which has the channels
+  UNSIGNED,  ///< 0 to the maximum of its bits
   FLOAT,     ///< 0.0 to 1.0
 };
 
-/// All that is fixed about one format. A number that is no format has zeros and the name "none".
+/// The properties of one format. Unassigned numbers have zeros and the name "none".
 struct FormatFacts {
-  IMG_FORMAT format;    ///< the row's own number; IMG_NONE where no format has it
-  uint16_t bits;        ///< per pixel
-  uint8_t bytes;        ///< per pixel; 0 for the formats of less than a byte
-  ChannelKind kind;     ///< of every channel
-  uint8_t channels;     ///< 1 grey, 3 blue, green, red, 4 those and alpha; 0 where the pixel itself has none
-  uint8_t channelBits;  ///< of each channel
-  IMG_FORMAT averaged;  ///< the format of floats in which resampling adds pixels up; IMG_NONE: it cannot
+  IMG_FORMAT format;        ///< the row's own number; IMG_NONE where the number is not assigned
+  uint16_t bits;            ///< per pixel
+  uint8_t bytes;            ///< per pixel; 0 for the formats of less than a byte per pixel
+  ChannelKind kind;         ///< of every channel
+  uint8_t channels;         ///< 1 grey, 3 blue, green, red, 4 with alpha; 0 where the pixel itself has none
+  uint8_t channelBits;      ///< of each channel
+  IMG_FORMAT averaged;      ///< the float format that resampling sums in; IMG_NONE: not resampled
   uint16_t paletteEntries;  ///< 2, 16, 256; 0 for a format without a palette
-  bool dib;                 ///< lives in a GDI bitmap section unless the heap is asked for
-  char const* name;         ///< lower case, to show and to type: "bgr24"
+  bool dib;                 ///< stored in a GDI bitmap section unless the heap is requested
+  char const* name;         ///< lower case, for display and input: "bgr24"
 };
 
 // clang-format off
@@ -102,12 +102,12 @@ inline constexpr FormatFacts FORMATS[LAST_FORMAT + 1] = {
 };
 // clang-format on
 
-/// The row of `format`; the row of zeros when there is no such format.
+/// The row of `format`; a row of zeros for an unknown format.
 constexpr FormatFacts const& GetFacts(IMG_FORMAT format) noexcept {
   return FORMATS[format > 0 && format <= LAST_FORMAT ? format : 0];
 }
 
-/// True when the pixels themselves have alpha. A palette may: look at its entries.
+/// True when the pixels themselves have alpha. A palette may have it, too: check its entries.
 constexpr bool HasAlpha(IMG_FORMAT format) noexcept { return GetFacts(format).channels == 4; }
 
 /// Bytes of a row of `bits` bits, padded to a multiple of 4.
@@ -123,13 +123,13 @@ YK_API int GetPixelSize(IMG_FORMAT format, unsigned short& bits) noexcept;
 
 namespace check {
 
-/// As many channels as a pixel has room for: a wrong number shows.
+/// The channels fill the pixel: what remains is less than a channel. A wrong number in the table fails this.
 constexpr bool ChannelsFill(FormatFacts const& row) noexcept {
   int const rest = row.bits - row.channels * row.channelBits;
   return row.channels == 0 ? row.channelBits == 0 : rest >= 0 && rest < row.channelBits;
 }
 
-/// Averages are floats of the pixel's own channels; those of a palette are colour and alpha.
+/// The averaged format has floats for the pixel's own channels or, for a palette, for colour and alpha.
 constexpr bool CanHoldAverages(FormatFacts const& row) noexcept {
   FormatFacts const& averaged = GetFacts(row.averaged);
   if (averaged.format == IMG_NONE) return row.kind != ChannelKind::FLOAT;

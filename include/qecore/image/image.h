@@ -1,5 +1,5 @@
-// Raster images: yk::AbstractImage, what filters and drawing exchange, and yk::Image2d, the one that holds
-// pixels.
+// Raster images: yk::AbstractImage, the interface of filters and drawing, and yk::Image2d, the implementation
+// that holds pixels.
 //
 //   Ref<Image2d> image = Ref<Image2d>::Adopt(Image2d::Create());
 //   if (Failed(image->Create(IMG_BGR24, 640, 480))) return;
@@ -17,7 +17,7 @@
 //
 //   offset  0       8      12         16     24        32           40      (Image2d is packed to 2 bytes)
 //           +-------+------+----------+------+---------+------------+
-//           | table | refs | (inside) | name | drivers | properties |
+//           | table | refs | (private)| name | drivers | properties |
 //           +-------+------+----------+------+---------+------------+
 //           40       48     56        64       68      72       76       80
 //           +--------+------+---------+--------+-------+--------+--------+
@@ -30,8 +30,8 @@
 //
 //   bits -> | bottom row, padded to 4 bytes | ... | top row = GetLine(0) | palette, for the palette formats |
 //
-// The image owns its pixels; the palette stands in the same block. One thread at a time; the reference count
-// is atomic. An image is reached by its pointer: it answers no query, not even for its own identifier.
+// The image owns its pixels; the palette is stored in the same block. One thread at a time; the reference
+// count is atomic. Images are used by pointer: QueryInterface supports no identifier, not even their own.
 #pragma once
 
 #include <qecore/core/driver_data.h>
@@ -47,51 +47,51 @@ struct point3df;
 struct point4df;
 
 namespace img {
-enum class Memory : uint32_t;  // where pixels are: the library's own business
+enum class Memory : uint32_t;  // which allocator owns the pixels: private to the library
 }
 
-/// A bit of Image2d::flags, for the caller to set before Create: the pixels come from the heap, never from
-/// the system. Create and Free keep it.
+/// A bit of Image2d::flags, for the caller to set before Create: the pixels always come from the heap, never
+/// from the system. Create and Free keep it.
 inline constexpr uint8_t IMG_HEAP_MEMORY = 0x01;
 
-/// An image of any kind.
+/// Any kind of image.
 class AbstractImage : public qe_Streamable {
  public:
   static Guid const& Id() noexcept { return ids::ABSTRACT_IMAGE; }
 
-  /// Reads the file at `path` through the filter for its type, which its first bytes tell. \return a new
-  /// image with one reference, the caller's; null when any step fails.
+  /// Reads the file at `path` through the filter for its type, which is detected from its first bytes.
+  /// \return a new image with one reference, owned by the caller; null when any step fails.
   YK_API static AbstractImage* Load(wchar_t const* path) noexcept;
   using qe_Streamable::Load;
 
   bool IsTypeOf(Guid const& id) noexcept override { return id == Id() || qe_Streamable::IsTypeOf(id); }
 
-  /// A property that was set; the numbers are the callers' own. YK_E_NOTFOUND, and `value` is untouched, when
-  /// none was ever set; else what Map::GetValue answers.
+  /// A property set earlier; callers choose the numbers. YK_E_NOTFOUND, with `value` unchanged, when none was
+  /// ever set; else the result of Map::GetValue.
   HRESULT GetValue(unsigned id, Variant& value) noexcept override { return GetProperty(id, value); }
-  /// Sets a property; an empty `value` removes it. E_OUTOFMEMORY, or what Map::SetValue answers.
+  /// Sets a property; an empty `value` removes it. E_OUTOFMEMORY, or the result of Map::SetValue.
   HRESULT SetValue(unsigned id, Variant const& value) noexcept override { return SetProperty(id, value); }
 
-  /// The slot of a deleting destructor: destroys the image, frees its memory when bit 0 of `flags` is set.
+  /// The slot of a deleting destructor: destroys the image; frees its memory if bit 0 of `flags` is set.
   virtual void* DeleteThis(unsigned flags) noexcept = 0;
 
-  /// The colour of the pixel at `at`, which spans 0.0 to 1.0 in both directions.
+  /// The colour of the pixel at `at`, whose x and y range from 0.0 to 1.0 across the image.
   virtual bool GetPixel(point3df const& at, point4df& color) noexcept = 0;
   /// Fills the image.
   YK_SLOT_PAIR(virtual HRESULT ClearColor(unsigned color) noexcept = 0,
                virtual HRESULT ClearColor(point4df const& color) noexcept = 0);
-  /// Gives up the pixels.
+  /// Frees the pixels.
   virtual HRESULT Free() noexcept = 0;
   using Unknown::Free;
 
  private:
-  friend class Image2d;           // the two fields are its own, in bytes that alignment would leave unused
-  img::Memory memory : 2 = {};    // what Free gives the pixels back to
-  uint32_t lostPalette : 30 = 0;  // marks the palette that went with its pixels, for IsGrayScalePalette
+  friend class Image2d;           // the two fields are its own, in bytes that would otherwise be padding
+  img::Memory memory : 2 = {};    // the allocator to which Free returns the pixels
+  uint32_t lostPalette : 30 = 0;  // marks a palette that was freed with its pixels, for IsGrayScalePalette
 
  public:
-  String name;         ///< for callers; the library sets it nowhere
-  drvDataPtr drivers;  ///< what drawing back-ends keep for this image
+  String name;         ///< for callers; the library never sets it
+  drvDataPtr drivers;  ///< data that drawing back ends attach to this image
 
  protected:
   YK_API AbstractImage() noexcept;
@@ -104,7 +104,7 @@ class AbstractImage : public qe_Streamable {
   Map* properties = nullptr;  // null until the first SetValue; one reference
 };
 
-#pragma pack(push, 2)  // callers read the fields: their places are part of the contract
+#pragma pack(push, 2)  // contract: callers read the fields at these offsets
 
 /// Pixels in memory.
 class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
@@ -120,93 +120,91 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   void* DeleteThis(unsigned flags) noexcept override;
 
   /// The nearest pixel to (width * at.x, height * at.y), clamped to the image, as floats blue, green, red,
-  /// alpha; `at.z` is ignored. Always true; `color` is untouched when the image is empty or its format has no
-  /// conversion to BGRAF.
+  /// alpha; `at.z` is ignored. Always true; `color` is unchanged when the image is empty or its format cannot
+  /// be converted to BGRAF.
   bool GetPixel(point3df const& at, point4df& color) noexcept override;
 
   /// Fills the image with the low three bytes of `color`; YK_E_EMPTY without pixels. BGR24: red, green, blue
-  /// from the lowest byte up; S_OK. GRAY8: their average. BGRA32: `color` is the pixel, blue lowest. These
-  /// two fill and nevertheless answer E_NOTIMPL, on purpose. Other formats: E_NOTIMPL, and nothing is
-  /// written.
+  /// from the lowest byte up; S_OK. GRAY8: their mean. BGRA32: `color` is the pixel, blue lowest. The latter
+  /// two return E_NOTIMPL although they fill (contract). Other formats: E_NOTIMPL, and nothing is written.
   HRESULT ClearColor(unsigned color) noexcept override;
-  HRESULT ClearColor(point4df const& color) noexcept override;  ///< E_NOTIMPL, changes nothing
+  HRESULT ClearColor(point4df const& color) noexcept override;  ///< E_NOTIMPL; a no-op
 
-  /// Gives up the pixels; the image is empty then. S_FALSE: it was. Keeps `flags`, and the address and the
-  /// count of a palette that is gone.
+  /// Frees the pixels; the image is empty afterwards. S_FALSE: it was empty already. `flags` stays, and so do
+  /// the address and the count of the freed palette (contract).
   HRESULT Free() noexcept override;
   using AbstractImage::Free;
 
-  /// New pixels, not cleared, in place of the old. Row 0 is the top row. A negative height makes a bitmap
+  /// Replaces the pixels by new, uninitialised ones. Row 0 is the top row. A negative height makes a bitmap
   /// (the formats GRAY8, BGR24 and BGRA32 without IMG_HEAP_MEMORY) of as many rows; elsewhere it is refused.
-  /// S_OK. E_INVALIDARG: no such format; the image is as before, but for `bitsPerPixel`, which is 0.
-  /// E_OUTOFMEMORY (global memory), E_FAIL (bitmap or heap): there is none, or the size is negative, or the
-  /// bytes do not fit 31 bits; the old pixels are gone and GetLine returns null. E_FAIL too, with the
-  /// system's memory, for a size of no bytes; the heap has such images, and they may have 2^31 rows. After
-  /// either, `stride` and the `paletteCount` of a palette format are set; after E_FAIL also the size asked
-  /// for.
+  /// S_OK. E_INVALIDARG: unknown format; the image is unchanged except for `bitsPerPixel`, which is 0.
+  /// E_OUTOFMEMORY (global memory), E_FAIL (bitmap or heap): no memory, a negative size, or more bytes than
+  /// fit 31 bits; the old pixels are freed and GetLine returns null. Outside the heap, E_FAIL also for a size
+  /// of no bytes; on the heap such images exist, and may have 2^31 rows. After either failure `stride` and,
+  /// for a palette format, `paletteCount` are set; after E_FAIL also the requested size.
   virtual HRESULT Create(IMG_FORMAT format, int width, int height) noexcept;
 
-  /// The start of row `y`, counted from the top; null when there is no such row.
+  /// The start of row `y`, counted from the top; null when it is out of range.
   virtual unsigned char* GetLine(int y) noexcept;
-  /// The address of pixel `x` of row `y`; `x` is not checked. The row's start for formats of less than a
-  /// byte.
+  /// The address of pixel `x` of row `y`; `x` is not checked. For formats of less than a byte per pixel, the
+  /// start of the row.
   virtual unsigned char* GetLineEx(int y, int x) noexcept;
 
-  /// Mirrors left and right. Leaves formats of less than a byte as they are. S_OK, also when empty.
+  /// Mirrors left to right. A no-op for formats of less than a byte per pixel. S_OK, even when empty.
   virtual HRESULT FlipH() noexcept;
-  /// Mirrors top and bottom, whole bytes of pixels only. YK_E_EMPTY without pixels.
+  /// Mirrors top to bottom, whole bytes of pixels only. YK_E_EMPTY without pixels.
   virtual HRESULT FlipV() noexcept;
 
-  /// A new image of this size and format, with this one resampled into it. Failure: what Create or RescaleTo
-  /// returns; the new image is released then, and `*result` a dead pointer: look at the code, not at the
-  /// pointer.
+  /// A new image of this size and format, with this one resampled into it. Fails with the result of Create or
+  /// RescaleTo; the new image is released then, and `*result` is a dangling pointer: check the result code,
+  /// not the pointer (contract).
   virtual HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result) noexcept;
   /// The same, for a host that follows or stops it: E_ABORT, and the image is released.
   HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result,
                   ExecutionContext* context) noexcept;
   /// A new image with the columns `left` to `right` - 1 and the rows `top` to `bottom` - 1. E_INVALIDARG: not
-  /// inside the image; YK_E_EMPTY: no pixels. Then `*result` is untouched. After a failed Create, whose code
-  /// is returned, it is a dead pointer.
+  /// inside the image; YK_E_EMPTY: no pixels; in both cases `*result` is unchanged. When Create fails, its
+  /// code is returned and `*result` is a dangling pointer.
   virtual HRESULT Crop(int left, int top, int right, int bottom, Image2d** result) noexcept;
-  /// Averages this image, by area, into the pixels that `target` has. YK_E_EMPTY without a target, without
-  /// pixels to take from or for a `target` without pixels. E_OUTOFMEMORY: no rows of floats. S_OK else; rows
-  /// that cannot be converted stay as they were: sources are GRAY8, PAL8, BGR24, BGRA32, BGR48, BGRA64,
-  /// GRAYF, BGRF, BGRAF, targets GRAY8, BGR24, BGRA32, GRAYF, BGRF, BGRAF, and any pair at equal size that
-  /// ConvertPixels knows.
+  /// Resamples this image, by area averaging, into the pixels of `target`. YK_E_EMPTY when `target` is null
+  /// or either image has no pixels. E_OUTOFMEMORY: no memory for the rows of floats. Otherwise S_OK, and rows
+  /// that cannot be converted are unchanged. Sources are GRAY8, PAL8, BGR24, BGRA32, BGR48, BGRA64, GRAYF,
+  /// BGRF and BGRAF, targets GRAY8, BGR24, BGRA32, GRAYF, BGRF and BGRAF; at equal size, any pair that
+  /// ConvertPixels supports.
   virtual HRESULT RescaleTo(Image2d* target) noexcept;
   /// The same, for a host that follows or stops it: E_ABORT, and some rows of `target` are the new ones.
   HRESULT RescaleTo(Image2d* target, ExecutionContext* context) noexcept;
 
   /// Converts row `y` into a buffer of `dstSize` bytes, which must hold a padded row of `dstFormat`.
-  /// E_INVALIDARG: null, too small, no such row or pair; nothing is written.
+  /// E_INVALIDARG, with nothing written: null, too small, no such row, unsupported pair.
   virtual HRESULT ConvertLine(int y, IMG_FORMAT dstFormat, void* dst, int dstSize) noexcept;
 
-  /// Multiplies blue, green and red by alpha / 255, cutting. YK_E_FORMAT: not BGRA32.
+  /// Multiplies blue, green and red by alpha / 255, truncating. YK_E_FORMAT: not BGRA32.
   virtual HRESULT PremultiplyAlpha() noexcept;
 
-  /// True when every entry i of `palette` is the grey i, whatever the format. False for black and white, on
-  /// purpose, without a palette, and when `palette` is still the one that went with pixels freed since.
+  /// True when every entry i of `palette` is the grey i, whatever the format. False for a black and white
+  /// palette (contract), without a palette, and while `palette` still points to one freed with its pixels.
   virtual bool IsGrayScalePalette() noexcept;
-  /// The number of grey levels in a BGR24 image that has no colour; 0 for any other image.
+  /// The number of grey levels in a BGR24 image without colour; 0 for any other image.
   virtual int IsGrayScaleContent() noexcept;
 
-  /// Writes the image through the filter for "jpeg", "jpg" or "png", whichever ends the path, in lower case.
-  /// The file is replaced whole: after any failure an older one is as it was. E_FAIL: another extension, or
-  /// the file cannot be written; E_NOINTERFACE: a class of that identifier is registered for something else;
-  /// else what the registry or the filter returns.
+  /// Writes the image through the filter for "jpeg", "jpg" or "png": the extension of the path, in lower
+  /// case. The file is replaced atomically: after any failure an existing one is unchanged. E_FAIL: another
+  /// extension, or the file cannot be written; E_NOINTERFACE: another kind of class is registered under the
+  /// filter's identifier; else the result of the registry or the filter.
   virtual HRESULT Save(wchar_t const* path) noexcept;
   using AbstractImage::Save;
 
-  void* handle = nullptr;           ///< what owns the pixels: a bitmap, global memory, null for the heap
+  void* handle = nullptr;           ///< the owner of the pixels: a bitmap, global memory, null for the heap
   unsigned char* bits = nullptr;    ///< the bottom row; null when empty
-  IMG_PALENTRY* palette = nullptr;  ///< of a palette format; may dangle in any other (see Free)
+  IMG_PALENTRY* palette = nullptr;  ///< of a palette format; may be dangling in any other (see Free)
   IMG_FORMAT format = IMG_NONE;
   int32_t width = 0;   ///< pixels
   int32_t height = 0;  ///< rows, never negative
   int32_t stride = 0;  ///< bytes from one row to the next
   uint16_t paletteCount = 0;
   uint16_t bitsPerPixel = 0;
-  uint8_t bytesPerPixel = 0;  ///< 0 for formats of less than a byte
+  uint8_t bytesPerPixel = 0;  ///< 0 for formats of less than a byte per pixel
   uint8_t flags = 0;          ///< IMG_HEAP_MEMORY
 
  protected:
