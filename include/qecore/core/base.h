@@ -1,4 +1,4 @@
-// qeCore: the words that every header of the library uses.
+// qeCore: the definitions that every header of the library uses.
 //
 // Export marks, the two-overload macro, Windows handle types without <windows.h>, result codes. Every public
 // header compiles alone, and before and after <windows.h>, with the GNU and the Microsoft C++ ABI.
@@ -7,10 +7,10 @@
 #include <stddef.h>
 #include <stdint.h>
 
-typedef long HRESULT;  // NOLINT: the same words as the platform's, so that both may stand in one file
+typedef long HRESULT;  // NOLINT: the platform's own declaration, so that both may occur in one file
 #include <winerror.h>
 
-/// Marks what the library exports and its users import.
+/// Marks exported symbols while the library is built, and imported ones in its users.
 #if defined(QECORE_BUILD)
 #define YK_API __declspec(dllexport)
 #else
@@ -18,8 +18,7 @@ typedef long HRESULT;  // NOLINT: the same words as the platform's, so that both
 #endif
 
 /// Declares two virtual overloads of one name in two neighbouring slots, the first in the lower one.
-/// The GNU C++ ABI lays overloads out as they are declared, Microsoft's lays a name's overloads out in
-/// reverse.
+/// The GNU C++ ABI orders overloads as they are declared; Microsoft's orders those of one name in reverse.
 #if defined(_MSC_VER)
 #define YK_SLOT_PAIR(first, second) \
   second;                           \
@@ -30,7 +29,7 @@ typedef long HRESULT;  // NOLINT: the same words as the platform's, so that both
   second
 #endif
 
-// Windows types, named and no more: what is behind them is <windows.h>'s business.
+// Windows types, forward-declared: their definitions are in <windows.h>.
 struct HBITMAP__;
 struct HDC__;
 struct HINSTANCE__;
@@ -55,15 +54,15 @@ namespace yk {
 
 /// An item, class, module, key, file or file type was not found.
 inline constexpr HRESULT YK_E_NOTFOUND = static_cast<HRESULT>(0x80060002u);
-/// The pixel format does not suit the operation.
+/// The operation does not support the pixel format.
 inline constexpr HRESULT YK_E_FORMAT = static_cast<HRESULT>(0x80060003u);
-/// Nothing to act on: an empty container or stack, no image data or target; or storage that is already there.
+/// Nothing to act on: an empty container or stack, no image data or target; or storage that exists already.
 inline constexpr HRESULT YK_E_EMPTY = static_cast<HRESULT>(0x80060006u);
-/// Too little data to tell a file's type.
+/// Too little data to detect a file's type.
 inline constexpr HRESULT YK_E_TOOSHORT = static_cast<HRESULT>(0x80060009u);
 /// A file could not be opened for the requested access.
 inline constexpr HRESULT YK_E_ACCESS = static_cast<HRESULT>(0x8006000Au);
-/// Not an object file, or a damaged one, or one of an unsupported version.
+/// Not an object file, or a damaged one, or an unsupported version.
 inline constexpr HRESULT YK_E_BADFILE = static_cast<HRESULT>(0x8006000Eu);
 
 /// True for S_OK, S_FALSE and every other non-negative code.

@@ -1,7 +1,7 @@
 // Per-owner data on an object: an intrusive list of counted records, each found by its owner's key.
 //
-// Drawing back-ends hang what they keep for an image on the image's list. The list owns one reference to each
-// record. It has no lock: its users take turns.
+// Drawing back ends attach to an image's list the data that they keep for the image. The list owns one
+// reference to each record. It is not synchronised: one thread at a time.
 #pragma once
 
 #include <qecore/core/unknown.h>
@@ -11,7 +11,7 @@ namespace yk {
 /// A record. Derive from it, set `owner`, add it.
 class drvData : public Unknown {
  public:
-  drvData* next = nullptr;  ///< the list's
+  drvData* next = nullptr;  ///< written by the list
   void* owner = nullptr;    ///< the key
 
  protected:
@@ -29,14 +29,14 @@ class YK_API drvDataPtr {
   drvDataPtr(drvDataPtr const&) = delete;
   drvDataPtr& operator=(drvDataPtr const&) = delete;
 
-  /// The first record of `owner`, lent; null when there is none.
+  /// The first record of `owner`, borrowed; null when there is none.
   drvData* Get(void* owner) noexcept;
 
-  /// Puts the record at the front and takes over the caller's reference. E_INVALIDARG, and the reference
-  /// stays the caller's, for a null record or one that is on the list already.
+  /// Inserts the record at the front and takes over the caller's reference. E_INVALIDARG, with the reference
+  /// still the caller's, for a null record or one that is in the list already.
   HRESULT Add(drvData* record) noexcept;
 
-  /// Unlinks the record and releases it; its own `next` is not cleared. YK_E_NOTFOUND: it is not on the list.
+  /// Unlinks the record and releases it; its own `next` is not cleared. YK_E_NOTFOUND: it is not in the list.
   HRESULT Remove(drvData* record) noexcept;
 
  private:

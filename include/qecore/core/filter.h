@@ -11,8 +11,8 @@
 //       qe_Flt3d
 //
 // A filter class is registered with the identifier of ykFlt2d or qe_Flt3d as its interface (registry.h); the
-// registry then makes one instance and notes its flags, patterns and name in the class record. An image
-// filter's class identifier is the file format's (ids::FILE_PNG and its like): Load and Save find it by that.
+// registry then creates an instance and stores its flags, patterns and name in the class record. The class
+// identifier of an image filter is the file format's (such as ids::FILE_PNG), by which Load and Save find it.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -23,7 +23,7 @@ class AbstractImage;
 class Map;
 class Stream;
 
-/// Settings pages of a host's dialogs. The host supplies it; the library only passes it on.
+/// Settings pages of a host's dialogs. The host implements it; the library only passes it on.
 class ykUIPages;
 
 /// A file-format filter.
@@ -31,21 +31,20 @@ class ykFlt : public Answers<ykFlt, Unknown> {
  public:
   static Guid const& Id() noexcept { return ids::FLT; }
 
-  /// An unsigned value whose meaning is the plug-in's; kept in the class record under key 2.
+  /// An unsigned value whose meaning is up to the plug-in; stored in the class record under key 2.
   virtual unsigned GetFlags() noexcept { return 0; }
 
-  /// The `index`-th file pattern or extension, from 0, null after the last; the registry asks for no more
-  /// than
-  /// 4096. The filter owns the text.
+  /// The file pattern or extension with this index, from 0; null after the last. The registry asks for at
+  /// most 4096. The filter owns the text.
   virtual wchar_t const* GetPattern(unsigned index) noexcept {
     (void)index;
     return nullptr;
   }
 
-  /// The name to show, or null. The filter owns the text.
+  /// The name for display, or null. The filter owns the text.
   virtual wchar_t const* GetName() noexcept { return nullptr; }
 
-  /// Describes the file in `stream` by values in `info`.
+  /// Describes the file in `stream` by setting values in `info`.
   virtual HRESULT QueryFileInfo(Stream* stream, Map* info, int options) noexcept {
     (void)stream, (void)info, (void)options;
     return E_NOTIMPL;
@@ -67,14 +66,14 @@ class ykFlt2d : public Answers<ykFlt2d, ykFlt> {
  public:
   static Guid const& Id() noexcept { return ids::FLT_2D; }
 
-  /// Its meaning is agreed between the plug-ins and the host.
+  /// The meaning is agreed between the plug-ins and the host.
   virtual bool Range(bool option) noexcept {
     (void)option;
     return false;
   }
 
-  /// Reads the picture at the stream's position. S_OK: `*image` is a new image with one reference, the
-  /// caller's. Failure: a code, and `*image` is null. `options` is 0 unless the caller knows the filter.
+  /// Reads the picture at the stream's position. S_OK: `*image` is a new image with one reference, owned by
+  /// the caller. Failure: a code, and `*image` is null. `options` is 0 unless the caller knows the filter.
   virtual HRESULT Read(Stream* stream, AbstractImage** image, unsigned options) noexcept {
     (void)stream, (void)options;
     if (image) *image = nullptr;
@@ -92,7 +91,7 @@ class ykFlt2d : public Answers<ykFlt2d, ykFlt> {
   ~ykFlt2d() = default;
 };
 
-/// A filter of 3-D files. It answers ykFlt and not ykFlt2d, on purpose.
+/// A filter of 3-D files. It supports the identifier of ykFlt but not of ykFlt2d (contract).
 class qe_Flt3d : public Answers<qe_Flt3d, ykFlt> {
  public:
   static Guid const& Id() noexcept { return ids::FLT_3D; }

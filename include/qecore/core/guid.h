@@ -1,4 +1,4 @@
-// yk::Guid: the 128-bit identifier by which classes and interfaces are named.
+// yk::Guid: a 128-bit identifier of a class or an interface.
 //
 //   offset  0          4       6       8                                  16
 //           +----------+-------+-------+----------------------------------+
@@ -22,7 +22,7 @@ struct Guid {
   uint16_t third;
   uint8_t fourth[8];
 
-  /// Characters that toString writes, the terminator included.
+  /// Characters that toString writes, including the terminator.
   static constexpr size_t TEXT_SIZE = 39;
 
   /// Sets all 16 bytes to zero.
@@ -32,9 +32,10 @@ struct Guid {
   YK_API void toString(char* buffer) const noexcept;
   YK_API void toString(wchar_t* buffer) const noexcept;
 
-  /// Reads the text form. The opening brace and the dashes must stand as drawn; letters may have either case;
-  /// the closing brace and what follows the last digits are not looked at. At most 255 characters of a wide
-  /// text are looked at. False: the text is no identifier, and this one's content means nothing.
+  /// Parses the text form. The opening brace and the dashes must be at the positions shown above; letters may
+  /// have either case; the closing brace and anything after the last digit are ignored. At most 255
+  /// characters of a wide text are read. False: not an identifier, and the content of this one is
+  /// unspecified.
   YK_API bool Init(char const* text) noexcept;
   YK_API bool Init(wchar_t const* text) noexcept;
   YK_API bool Init(String const& text) noexcept;

@@ -1,4 +1,4 @@
-// Every identifier of the library. Each value was drawn at random once and never changes.
+// Every identifier of the library. Each value was generated at random once and never changes.
 #pragma once
 
 #include <qecore/core/guid.h>
@@ -8,7 +8,7 @@ namespace yk::ids {
 /// yk::Unknown, the interface of every object.
 inline constexpr Guid UNKNOWN = {
     0x9567FA11, 0x6E86, 0x4BB0, {0xB4, 0xB6, 0x8D, 0x27, 0x3B, 0x87, 0x9B, 0x1F}};
-/// qe_Streamable, what saves and loads itself.
+/// qe_Streamable, the interface of objects that save and load themselves.
 inline constexpr Guid STREAMABLE = {
     0xFC30F004, 0x4EFB, 0x45DA, {0xBB, 0xB2, 0xFE, 0xB0, 0x3B, 0x73, 0xB0, 0x5F}};
 
@@ -73,7 +73,7 @@ inline constexpr Guid UNDO_ITEM = {
 inline constexpr Guid VALUE_UNDO_ITEM = {
     0xB29B0D21, 0xCB34, 0x40E3, {0xBD, 0x88, 0x22, 0x46, 0x12, 0x05, 0xC7, 0xF2}};
 
-// file formats: what qe_DetectFileType answers, and the classes of the filters that read and write them
+// file formats: what qe_DetectFileType returns, and the classes of the filters that read and write them
 /// Portable Network Graphics.
 inline constexpr Guid FILE_PNG = {
     0xED64A7DA, 0x4779, 0x49DE, {0x86, 0xC5, 0x9F, 0x31, 0xE6, 0x91, 0xAA, 0x7C}};
@@ -96,8 +96,8 @@ inline constexpr Guid FILE_JPEG = {
 inline constexpr Guid FILE_TGA = {
     0x8E2E5C41, 0xE6DA, 0x43C1, {0x83, 0xA3, 0x32, 0xC6, 0x96, 0xA3, 0xC0, 0x58}};
 
-// The identifiers of the filter interfaces are variables of the process, which the class registry reads as
-// well; a host may look at them, and nothing in the library changes them.
+// The identifiers of the filter interfaces are exported variables, which the class registry reads as well;
+// hosts may read them, and nothing in the library changes them.
 extern YK_API Guid FLT;     ///< ykFlt; starts as FLT_VALUE
 extern YK_API Guid FLT_2D;  ///< ykFlt2d; starts as FLT_2D_VALUE
 extern YK_API Guid FLT_3D;  ///< qe_Flt3d; starts as FLT_3D_VALUE

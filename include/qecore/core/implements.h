@@ -1,22 +1,23 @@
-// How a class gets its answers in one glance.
+// Implementations of Unknown's slots, to derive from.
 //
-//   class Stream : public Answers<Stream, yk::Unknown> { ... };       an interface: answers its identifier
+//   class Stream : public Answers<Stream, yk::Unknown> { ... };       an interface: supports its identifier
 //
-//   class Counter final : public Implements<Counter, yk::Unknown> {   a class that is made
+//   class Counter final : public Implements<Counter, yk::Unknown> {   a concrete class
 //    public:
 //     static Guid const& Id() noexcept { return COUNTER_ID; }
 //     static Counter* Create() noexcept { return new (std::nothrow) Counter; }
 //   };
 //
-// Neither adds a field or a slot. Objects come from the global `operator new` and go with their last Release.
-// A class that lets nobody else destroy them has a private destructor and a line `friend Destroys;`.
+// Neither adds a field or a slot. Objects come from the global `operator new` and are destroyed by their last
+// Release. A class that must not be destroyed otherwise has a private destructor and a line `friend
+// Destroys;`.
 #pragma once
 
 #include <qecore/core/unknown.h>
 
 namespace yk {
 
-/// QueryInterface and IsTypeOf answer Self::Id() first and leave the rest to Base.
+/// QueryInterface and IsTypeOf check Self::Id() first and leave everything else to Base.
 template <class Self, class Base>
 class Answers : public Base {
  public:
@@ -34,9 +35,9 @@ class Answers : public Base {
   ~Answers() = default;
 };
 
-/// Destroy runs ~Self and frees the memory; Self is the class that is made, not one that is derived from. (No
-/// class of a public header is marked `final` all the same: the mark lets the compiler turn a slot's call
-/// into a call by name, past the table of a host that replaced or hooked a slot.)
+/// Destroy runs ~Self and frees the memory; Self is the class that is created, not one to derive from. (Even
+/// so, no class of a public header is marked `final`: the compiler could then call a slot directly, bypassing
+/// the table of a host that replaced or hooked it.)
 template <class Self, class Base>
 class Destroys : public Base {
  public:
@@ -46,17 +47,17 @@ class Destroys : public Base {
   using Base::Base;
   ~Destroys() = default;
 
-  /// The body of a slot that is reserved for a deleting destructor: destroys the object and, when bit 0 of
-  /// `flags` is set, frees its memory. \return the address, which then points at nothing.
+  /// The body of a slot reserved for a deleting destructor: destroys the object and, if bit 0 of `flags` is
+  /// set, frees its memory. \return the address, which is then dangling.
   void* DeleteSelf(unsigned flags) noexcept {
     Self* const self = static_cast<Self*>(this);
     self->Self::~Self();
     if (flags & 1) ::operator delete(static_cast<void*>(self));
-    return self;  // NOLINT(clang-analyzer-cplusplus.NewDelete): the address, which nobody follows
+    return self;  // NOLINT(clang-analyzer-cplusplus.NewDelete): the address only, which nobody dereferences
   }
 };
 
-/// Both: what a concrete class with an identifier of its own derives from.
+/// Both: the base of a concrete class with an identifier of its own.
 template <class Self, class Base>
 class Implements : public Destroys<Self, Answers<Self, Base>> {
  protected:

@@ -24,12 +24,12 @@ class YK_API CriticalSection {
 
  private:
   alignas(8) unsigned char section[40];  // CRITICAL_SECTION
-  uint32_t marker;                       // 0x12345678, for a person in a debugger; nothing reads it
+  uint32_t marker;                       // 0x12345678, to be recognised in a debugger; never read
 };
 
 static_assert(sizeof(CriticalSection) == 48);
 
-/// Holds a critical section for the length of a scope.
+/// Holds a critical section until the end of a scope.
 class Locker {
  public:
   explicit Locker(CriticalSection& toHold) noexcept : section(&toHold) { section->Enter(); }
@@ -41,9 +41,9 @@ class Locker {
   CriticalSection* section;
 };
 
-/// Many readers or one writer. Once a writer has asked, new readers queue behind it; readers that queued
+/// Many readers or one writer. Once a writer is waiting, new readers queue after it; readers that queued
 /// during a write all enter before the next writer. Not re-entrant, and a reader cannot become a writer.
-/// Waits have no time limit. Should the system not grant the lock its semaphores, the lock does not wait and
+/// Waits have no timeout. If the system cannot create the lock's semaphores, the lock does not wait and
 /// protects nothing.
 class YK_API RWLock {
  public:
@@ -61,11 +61,11 @@ class YK_API RWLock {
   static constexpr int PLACES = 0x7FFFFFFF;
 
   int readers = PLACES;  // free places for readers; a writer takes them all
-  int departing = 0;     // readers that a waiting writer still waits for
-  int writers = 1;       // 1 when no writer holds or waits; each takes one
-  void* writerQueue;     // semaphore: writers behind another writer
+  int departing = 0;     // readers that the waiting writer is still waiting for
+  int writers = 1;       // 1 when no writer holds the lock or waits; each takes one
+  void* writerQueue;     // semaphore: writers waiting for another writer
   void* readersGone;     // auto-reset event: set by the last departing reader
-  void* readerQueue;     // semaphore: readers behind a writer
+  void* readerQueue;     // semaphore: readers waiting for a writer
 };
 
 static_assert(sizeof(RWLock) == 40);

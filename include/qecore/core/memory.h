@@ -1,9 +1,9 @@
-// Memory: the allocation functions for blocks that cross a module's boundary, and an arena. And the library's
-// own strncmp, for hosts that were built against it.
+// Memory: allocation functions for blocks that cross a module boundary, an arena, and the library's strncmp,
+// for hosts that import it.
 //
-// The library, hosts and plug-ins may each have a C runtime of their own, so a block is freed by the module
-// that made it, or made and freed with yk_new, yk_realloc and yk_delete, which are the library's malloc,
-// realloc and free.
+// The library, hosts and plug-ins may each have a C runtime of their own, so a block must be freed by the
+// module that allocated it, unless it comes from yk_new or yk_realloc and is freed with yk_delete: these are
+// the library's malloc, realloc and free.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -22,7 +22,7 @@ YK_API void* yk_new(size_t size) noexcept;
 YK_API void yk_delete(void* block) noexcept;
 YK_API void* yk_realloc(void* block, size_t size) noexcept;
 
-/// An arena: many small blocks that are freed together.
+/// An arena: many small blocks that are freed at once.
 ///
 ///   Ref<Malloc> arena = Ref<Malloc>::Adopt(Malloc::Create(0x10000));
 ///   wchar_t* copy = arena->StrDup(L"lives as long as the arena");
@@ -36,31 +36,30 @@ YK_API void* yk_realloc(void* block, size_t size) noexcept;
 ///             +---------+--------+----------+--------+----------------------+
 ///
 /// One thread at a time, unless SetThreadSafe(true): then Alloc, AllocZero, AllocAligned and StrDup may be
-/// called from any thread; Reset and the last Release still may not run beside them.
+/// called from any thread; Reset and the last Release must still not run at the same time.
 class YK_API Malloc : public Implements<Malloc, Unknown> {
  public:
   static Guid const& Id() noexcept { return ids::MALLOC; }
 
-  /// A new arena, or null. `blockSize` counts the 32-byte header and is the size of every block requested
-  /// from the system; no single allocation can be larger than blockSize - 32. A block size that has no room
-  /// behind the header gives an arena whose every allocation fails.
+  /// A new arena, or null. `blockSize` includes the 32-byte header and is the size of every block requested
+  /// from the system; no single allocation can be larger than blockSize - 32. With a block size that leaves
+  /// no room after the header, every allocation fails.
   static Malloc* Create(int blockSize) noexcept;
 
   void Destroy() noexcept override;  ///< through slot 15
 
-  /// Copies a text and its terminator. Null for an empty or a null text, and when there is no memory.
+  /// Copies a text and its terminator. Null for an empty or null text, and when there is no memory.
   YK_SLOT_PAIR(virtual wchar_t* StrDup(wchar_t const* text) noexcept,
                virtual char* StrDup(char const* text) noexcept);
 
-  /// `size` bytes at the cursor, with no alignment. Null when they do not fit a block or there is no memory;
-  /// the arena is unchanged then.
+  /// `size` bytes at the current position, unaligned. Null, with the arena unchanged, when they do not fit a
+  /// block or there is no memory.
   virtual void* Alloc(size_t size) noexcept;
-  /// Alloc, and the bytes are zero.
+  /// Alloc, with the bytes set to zero.
   virtual void* AllocZero(size_t size) noexcept;
   /// `size` bytes at a multiple of `alignment`; null for an alignment of 0.
   virtual void* AllocAligned(size_t size, size_t alignment) noexcept;
-  /// Forgets all that was handed out and keeps the blocks: what is allocated next comes from the same
-  /// addresses in the same order.
+  /// Frees all allocations at once but keeps the blocks: the same requests get the same addresses again.
   virtual void Reset() noexcept;
   virtual void SetThreadSafe(bool on) noexcept;
   virtual void* DeleteThis(unsigned flags) noexcept;
@@ -83,7 +82,7 @@ class YK_API Malloc : public Implements<Malloc, Unknown> {
 
   unsigned blockSize;
   unsigned char* cursor = nullptr;
-  uint64_t total = 0;      // bytes handed out since the creation or the last Reset, padding included
+  uint64_t total = 0;      // bytes allocated since the creation or the last Reset, padding included
   uint64_t remaining = 0;  // bytes left in the current block
   Block* first = nullptr;
   Block* current = nullptr;

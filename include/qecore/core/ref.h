@@ -1,16 +1,16 @@
 // yk::Ref: holds one reference to a counted object.
 //
 //   Ref<Stream> stream;
-//   if (Failed(FileStream::Create(path, 1, stream.Receive()))) ...   // a factory hands out: receive
-//   Ref<Map> map = Ref<Map>::Adopt(Map::Create());                   // a maker hands out: adopt
-//   Ref<Stream> mine = Ref<Stream>::Share(lent);                     // lent: share, one reference more
-//   return map.Detach();                                             // handed on: detach
-//   if (Ref<FileStream> file = stream.Query<FileStream>()) ...       // asked for an interface: held, or null
+//   if (Failed(FileStream::Create(path, 1, stream.Receive()))) ...   // an output parameter: receive
+//   Ref<Map> map = Ref<Map>::Adopt(Map::Create());                   // returned and owned: adopt
+//   Ref<Stream> mine = Ref<Stream>::Share(lent);                     // borrowed: share, which adds a
+//   reference return map.Detach();                                             // passed on: detach
+//   if (Ref<FileStream> file = stream.Query<FileStream>()) ...       // another interface, or null
 //
-// A Ref to a class converts to one to a base.
+// A Ref to a class converts to a Ref to a base of it.
 //
-// Receive is for operations that write null, or nothing, when they fail. Where one leaves a dead pointer
-// behind on failure (Image2d::Rescale, Image2d::Crop), take a plain pointer and adopt it on success.
+// Receive is for operations that write null, or nothing, when they fail. Some leave a dangling pointer behind
+// (Image2d::Rescale, Image2d::Crop): with those, use a plain pointer and adopt it on success.
 #pragma once
 
 #include <qecore/core/guid.h>
@@ -35,14 +35,14 @@ class Ref {
     return *this;
   }
 
-  /// Takes over a reference that the caller owns. Null is fine.
+  /// Takes over a reference that the caller owns. Null is allowed.
   [[nodiscard]] static Ref Adopt(T* owned) noexcept {
     Ref ref;
     ref.object = owned;
     return ref;
   }
 
-  /// Takes a reference of its own to an object that the caller was lent. Null is fine.
+  /// Adds a reference to an object that the caller has borrowed. Null is allowed.
   [[nodiscard]] static Ref Share(T* lent) noexcept { return Adopt(Counted(lent)); }
 
   T* get() const noexcept { return object; }
@@ -50,7 +50,7 @@ class Ref {
   T& operator*() const noexcept { return *object; }
   explicit operator bool() const noexcept { return object != nullptr; }
 
-  /// Asks the object for another interface, by `Other::Id()`. Null when there is no object or it has none.
+  /// Asks the object for another interface, by `Other::Id()`. Null when there is no object or it lacks it.
   template <class Other>
   [[nodiscard]] Ref<Other> Query() const noexcept {
     void* other = nullptr;
@@ -61,16 +61,16 @@ class Ref {
   bool operator==(Ref const& other) const noexcept { return object == other.object; }
   bool operator==(T const* other) const noexcept { return object == other; }
 
-  /// Drops the reference held and gives the address for a factory to write to.
+  /// Releases the reference held and returns the address for a factory to write to.
   [[nodiscard]] T** Receive() noexcept {
     Reset();
     return &object;
   }
 
-  /// The same for an operation with a `void**`, such as CreateInterface or QueryInterface.
+  /// The same for an operation with a `void**` parameter, such as CreateInterface or QueryInterface.
   [[nodiscard]] void** ReceiveVoid() noexcept { return reinterpret_cast<void**>(Receive()); }
 
-  /// Hands the reference to the caller.
+  /// Passes the reference to the caller.
   [[nodiscard]] T* Detach() noexcept {
     T* const mine = object;
     object = nullptr;

@@ -16,8 +16,8 @@ class qe_Streamable : public Unknown {
  public:
   static Guid const& Id() noexcept { return ids::STREAMABLE; }
 
-  /// Answers its own identifier with TWO references, and all else as Unknown does. The second reference is
-  /// intended and is part of the contract: who queries qe_Streamable releases twice.
+  /// Supports its own identifier, with TWO references, and otherwise what Unknown supports. Contract: whoever
+  /// queries for qe_Streamable releases twice.
   HRESULT QueryInterface(Guid const& id, void** out) noexcept override {
     if (!(id == Id())) return Unknown::QueryInterface(id, out);
     AddRef();
@@ -28,13 +28,13 @@ class qe_Streamable : public Unknown {
 
   bool IsTypeOf(Guid const& id) noexcept override { return id == Id() || Unknown::IsTypeOf(id); }
 
-  /// Writes the object's own chunks. `context` goes unchanged to the objects inside and may be null.
+  /// Writes the object's own chunks. `context` is passed unchanged to nested objects and may be null.
   virtual HRESULT Save(Serializer* writer, ExecutionContext* context) noexcept {
     (void)writer, (void)context;
     return E_NOTIMPL;
   }
 
-  /// Reads the object from the chunk that the reader stands in.
+  /// Reads the object from the reader's current chunk.
   virtual HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept {
     (void)reader, (void)context;
     return E_NOTIMPL;

@@ -1,4 +1,4 @@
-// yk::System: the one object that holds the library together, and the class registry in it.
+// yk::System: the object that represents the running library, with the class registry.
 //
 //   Ref<System> system = Ref<System>::Adopt(System::Create());
 //   system->ScanModules(L"C:\\Program Files\\App\\plugins", L"C:\\Users\\me\\AppData\\plugins.cache");
@@ -14,12 +14,12 @@
 //           | registry | filters | modules | cacheTime |
 //           +----------+---------+---------+-----------+
 //
-// Ownership: the host that calls Create owns the one reference. The last Release destroys every class record,
-// unloads the plug-ins (module.h) and makes ptr() null; Create may then be called anew.
-// Threads: build the System, scan and unload on one thread, before objects are shared and after they are
-// gone. In between, look-ups, creations and registrations may come from any: a plug-in whose class is created
-// for the first time is loaded once, and other threads that want one of its classes wait until it is. No lock
-// is held while a plug-in runs. What FindClass and EnumClasses lend is to be read, not written.
+// Ownership: the host that calls Create owns the only reference. The last Release destroys every class
+// record, unloads the plug-ins (module.h) and makes ptr() null; Create may then be called again.
+// Threads: create the System, scan and unload on one thread, before objects are shared and after they are
+// gone. In between, look-ups, creations and registrations may come from any thread: a plug-in whose class is
+// created for the first time is loaded once, and other threads that want one of its classes wait until it is.
+// No lock is held while a plug-in runs. The records from FindClass and EnumClasses are read-only.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -33,68 +33,66 @@ class String;
 
 class YK_API System : public Destroys<System, Unknown> {
  public:
-  /// The System, built at the first call: it knows the library's own classes from then on. A later call
-  /// returns the same object and adds no reference. Null, and nothing is left, when there is no memory for
-  /// all of it.
+  /// The System, created at the first call, when the library's own classes are registered. A later call
+  /// returns the same object without adding a reference. Null, with everything undone, when there is no
+  /// memory for all of it.
   static System* Create() noexcept;
-  /// The System, lent; null before Create and after the last Release.
+  /// The System, borrowed; null before Create and after the last Release.
   static System* ptr() noexcept;
 
   /// The version of this interface, 2.
   virtual int GetVersion() noexcept;
 
-  /// Copies the time of the module cache, a 64-bit file time: that of the file as it was read, or that of its
-  /// last rewriting; 0 before a scan. E_FAIL unless `size` is 8.
+  /// Copies the time of the module cache, a 64-bit file time: that of the file when it was read or last
+  /// rewritten; 0 before a scan. E_FAIL unless `size` is 8.
   virtual HRESULT GetCacheTime(void* buffer, unsigned size) noexcept;
 
-  /// Makes an object; see yk::CreateInterface.
+  /// Creates an object; see yk::CreateInterface.
   virtual HRESULT CreateInterface(Guid const& classId, void** out) noexcept;
 
-  /// Adds a class; see yk::RegisterInterface. The registry keeps a record of its own, which shares `info`'s
-  /// map and, with STATIC_NAME, its name. A class whose interface is ykFlt2d's or qe_Flt3d's becomes a
-  /// filter: one instance is made and asked to describe itself (QueryFilterInfo).
+  /// Adds a class; see yk::RegisterInterface. The registry keeps a record of its own, which shares the map of
+  /// `info` and, with STATIC_NAME, its name. A class with the interface of ykFlt2d or qe_Flt3d becomes a
+  /// filter: an instance is created to describe itself (QueryFilterInfo).
   virtual HRESULT RegisterInterface(ClassInfo const* info) noexcept;
 
-  /// The record of a class, lent. YK_E_NOTFOUND, or YK_E_EMPTY when nothing is registered at all, and `*out`
-  /// is null.
+  /// The record of a class, borrowed. `*out` is null on failure: YK_E_NOTFOUND, or YK_E_EMPTY when no class
+  /// is registered at all.
   virtual HRESULT FindClass(Guid const& classId, ClassInfo** out) noexcept;
 
   virtual HRESULT Reserved13() noexcept;  ///< E_NOTIMPL
 
-  /// Forgets a plug-in and its classes; the registry's records of them are destroyed. The library itself
+  /// Removes a plug-in and its classes; the registry's records of them are destroyed. The library itself
   /// stays in the process. S_OK.
   virtual HRESULT UnloadModule(Module* module) noexcept;
 
-  /// Takes stock of the plug-ins, "*.qem", in a folder. The cache file tells what classes the known ones
-  /// have, so that their libraries stay unloaded until a class is created; new and changed ones are loaded
-  /// and those that went are forgotten. Only that rewrites the cache, all of it or, on failure, nothing. A
-  /// file that is no cache is as good as none, and a damaged record is left out. S_OK; a plug-in whose
-  /// library does not load is left without classes and is a new one at the next scan. A scan within a scan
-  /// does nothing.
+  /// Finds the plug-ins, "*.qem", in a folder. The cache file lists the classes of the known ones, so that
+  /// their libraries need not be loaded until a class is created; new and changed plug-ins are loaded,
+  /// missing ones removed. Only such changes rewrite the cache, as a whole or, on failure, not at all. An
+  /// invalid cache file counts as a missing one; a damaged record is skipped. S_OK; a plug-in whose library
+  /// cannot be loaded has no classes and counts as new at the next scan. A scan within a scan is a no-op.
   virtual HRESULT ScanModules(String const& folder, String const& cacheFile) noexcept;
   /// The same, for a host that follows or stops it while new plug-ins are loaded. E_ABORT: those that were
   /// not loaded are new at the next scan, and the cache file is as it was.
   HRESULT ScanModules(String const& folder, String const& cacheFile, ExecutionContext* context) noexcept;
 
-  /// The records of the classes of an interface or category, in order of registration, hidden ones left out.
-  /// S_OK: `*out` is an array of lent `ClassInfo*`, the caller's to release. E_FAIL: there is none, and
+  /// The records of the classes of an interface or category, in order of registration, without hidden ones.
+  /// S_OK: `*out` is a new array of borrowed `ClassInfo*`, owned by the caller. E_FAIL: there are none, and
   /// `*out` is null; E_OUTOFMEMORY likewise.
   virtual HRESULT EnumClasses(Guid const& interfaceId, Array** out, unsigned options) noexcept;
 
   /// Options of EnumClasses.
   enum EnumOption : unsigned {
-    /// Search again below each class that is its own category. Such a class is in the very category that is
-    /// being searched, so there is nothing more to find; the option is for callers that have always passed
-    /// it.
+    /// Search again below each class that is its own category. Such a class belongs to the category being
+    /// searched, so that this finds nothing more (contract: callers pass it).
     ENUM_NESTED = 0x1,
   };
 
-  /// The plug-in with this file name, case aside, with one reference more; null when there is none.
+  /// The plug-in with this file name, ignoring case, with an added reference; null when there is none.
   virtual Module* FindModule(String const& fileName) noexcept;
 
-  /// Asks an instance of a filter class for its name, patterns and flags and keeps them in the record's map
-  /// (ClassInfo::InfoKey). E_FAIL: no map or no instance could be made, or there was no memory for what it
-  /// says: the record then has no map.
+  /// Asks an instance of a filter class for its name, patterns and flags and stores them in the record's map
+  /// (ClassInfo::InfoKey). E_FAIL: no map or no instance could be created, or there was no memory for the
+  /// description: the record then has no map.
   virtual HRESULT QueryFilterInfo(ClassInfo* info) noexcept;
 
  private:
@@ -120,7 +118,7 @@ class YK_API System : public Destroys<System, Unknown> {
   Array* modules = nullptr;  // one reference each
   uint64_t cacheTime = 0;
   bool scanning = false;
-  bool complete = false;  // nothing was missing when it was built
+  bool complete = false;  // no allocation failed during construction
 };
 
 }  // namespace yk

@@ -1,4 +1,4 @@
-// yk::Unknown: the base of every object that the library, a host or a plug-in hands to another.
+// yk::Unknown: the base class of every object passed between the library, hosts and plug-ins.
 //
 //   offset  0                 8                12
 //           +-----------------+----------------+
@@ -8,14 +8,14 @@
 //   slot    0 QueryInterface   2 Release   4 IsTypeOf    6 GetValue
 //           1 AddRef           3 Destroy   5 GetTypeId   7 SetValue
 //
-// Every class of the system keeps these eight slots first and adds its own behind them.
+// Every class of the system has these eight slots first, followed by its own.
 //
-// Ownership: a new object has the count 1 and belongs to its maker, who releases it once. Release destroys
-// the object, on the calling thread, through slot 3 when the count falls below 1. yk::Ref (ref.h) does the
+// Ownership: a new object has the count 1, which its creator owns and releases once. When the count falls
+// below 1, Release destroys the object on the calling thread, through slot 3. yk::Ref (ref.h) does the
 // counting. Threads: AddRef and Release are atomic; nothing else here is synchronised.
 //
-// All virtual functions are inline or pure, so that a plug-in that derives from this class has its own table
-// and needs neither a table nor type information from the library.
+// All virtual functions are inline or pure, so that a class derived in a plug-in has its own virtual table
+// and needs no table or type information from the library.
 #pragma once
 
 #include <qecore/core/ids.h>
@@ -26,7 +26,7 @@ extern "C" long _InterlockedExchangeAdd(long volatile* value, long step);  // NO
 
 namespace qe {
 
-/// Returns 0, as slot 5 of a class that does not say its identifier does.
+/// Returns 0, like slot 5 of a class without an identifier.
 YK_API int purecall() noexcept;
 
 }  // namespace qe
@@ -35,15 +35,16 @@ namespace yk {
 
 class Variant;
 
-#pragma pack(push, 4)  // 12 bytes without a tail, so that both ABIs place a derived class's fields alike
+#pragma pack(push, \
+             4)  // 12 bytes without tail padding, so that derived classes have the same layout in both ABIs
 
 class Unknown {
  public:
   Unknown(Unknown const&) = delete;
   Unknown& operator=(Unknown const&) = delete;
 
-  /// Asks for an interface. S_OK: `*out` is the interface with one reference more, for the caller to release.
-  /// E_NOINTERFACE: not answered, and `*out` is untouched.
+  /// Asks for an interface. S_OK: `*out` is the interface with an added reference, for the caller to release.
+  /// E_NOINTERFACE: not supported, and `*out` is unchanged.
   virtual HRESULT QueryInterface(Guid const& id, void** out) noexcept {
     if (!(id == ids::UNKNOWN)) return E_NOINTERFACE;
     *out = this;
@@ -51,11 +52,11 @@ class Unknown {
     return S_OK;
   }
 
-  /// Takes one reference. \return the new count.
+  /// Adds one reference. \return the new count.
   virtual unsigned AddRef() noexcept { return static_cast<unsigned>(Count(+1)); }
 
-  /// Drops one reference and destroys the object when none is left. A count that was 0 already goes to -1 and
-  /// destroys again: there is no guard. \return the new count, also after the destruction.
+  /// Releases one reference and destroys the object when none is left. A count that is 0 already becomes -1
+  /// and the object is destroyed again: there is no guard. \return the new count, even after the destruction.
   virtual unsigned Release() noexcept {
     int const left = Count(-1);
     if (left < 1) Destroy();
@@ -65,14 +66,14 @@ class Unknown {
   /// Runs the destructors and frees the memory. Called by Release, never by users.
   virtual void Destroy() noexcept = 0;
 
-  /// True when the object's class, or one that it derives from, has this identifier. Takes no reference.
+  /// True when this is the identifier of the object's class or of one of its bases. Adds no reference.
   virtual bool IsTypeOf(Guid const& id) noexcept { return id == ids::UNKNOWN; }
 
-  /// The class identifier, or null for a class that does not say it.
+  /// The class identifier, or null for a class that does not publish one.
   virtual Guid const* GetTypeId() noexcept { return nullptr; }
 
-  /// Reads or writes the property with this number; the numbering belongs to each class.
-  /// The base has no properties: E_NOTIMPL, nothing touched.
+  /// Reads or writes the property with this number; each class has its own numbering.
+  /// The base has no properties: E_NOTIMPL, and nothing is changed.
   virtual HRESULT GetValue(unsigned key, Variant& out) noexcept {
     (void)key, (void)out;
     return E_NOTIMPL;
@@ -82,8 +83,8 @@ class Unknown {
     return E_NOTIMPL;
   }
 
-  /// Releases the object that `*slot` points to and makes `*slot` null. A null `slot` or `*slot` does
-  /// nothing.
+  /// Releases the object that `*slot` points to and sets `*slot` to null. A no-op for a null `slot` or
+  /// `*slot`.
   YK_API static void Free(void** slot) noexcept;
 
  protected:
