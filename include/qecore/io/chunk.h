@@ -2,19 +2,19 @@
 //
 //   offset  0        2              6                    size
 //           +--------+--------------+--------------------+
-//           | tag    | size         | payload            |      size counts these 6 bytes, too;
+//           | tag    | size         | payload            |      size includes these 6 bytes;
 //           +--------+--------------+--------------------+      the payload is bytes, chunks, or both
 //
 //   FILE_FRAME ── VERSION              2, in 32 bits
 //              ├─ BANNER               text for people who look into the file
-//              ├─ CLASS_TABLE_OFFSET   where the chunk CLASS_TABLE stands, from the start of the frame;
+//              ├─ CLASS_TABLE_OFFSET   offset of the chunk CLASS_TABLE from the start of the frame;
 //              ├─ OBJECT_TABLE_OFFSET  likewise; the writer makes neither table and writes 0
-//              └─ BODY                 what the objects write
+//              └─ BODY                 the data of the objects
 //
-// Chunks nest freely, as deep as there are bytes: who walks through a file that is not its own does so in a
-// loop.
+// Chunks nest to any depth that the bytes allow: walk through files from elsewhere in a loop, not by
+// recursion.
 //
-// A reference to an object is a signed 32-bit number: an index into the objects so far, or, at the object's
+// A reference to an object is a signed 32-bit number: an index into the objects so far or, at the object's
 // first occurrence, -(index + 1) followed by an empty chunk FIRST_OCCURRENCE. All numbers are little-endian.
 #pragma once
 
@@ -35,10 +35,10 @@ inline constexpr unsigned HEADER_SIZE = 6;
 inline constexpr unsigned FILE_VERSION = 2;
 
 // flags of Open
-inline constexpr unsigned NO_TABLES = 1;  ///< leave out the two offsets
-inline constexpr unsigned RAW = 2;        ///< no frame at all, only what the objects write
+inline constexpr unsigned NO_TABLES = 1;  ///< omit the two offsets
+inline constexpr unsigned RAW = 2;        ///< no frame, only the objects' data
 
 // flags of BeginChunk
-inline constexpr unsigned short DROP_IF_EMPTY = 1;  ///< a chunk without payload leaves no trace
+inline constexpr unsigned short DROP_IF_EMPTY = 1;  ///< a chunk without payload is removed again
 
 }  // namespace yk::chunk

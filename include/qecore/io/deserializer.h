@@ -1,4 +1,4 @@
-// yk::Deserializer: reads an object file (chunk.h draws one).
+// yk::Deserializer: reads an object file (see chunk.h for the format).
 //
 //   Ref<Deserializer> reader = Ref<Deserializer>::Adopt(Deserializer::Create());
 //   if (Failed(reader->Open(stream, 0))) return;
@@ -7,19 +7,19 @@
 //       case MY_TAG: reader->GetStream()->Read(&fields, sizeof fields); break;
 //       case TITLE_TAG: title.Load(reader.get()); break;
 //     }
-//     reader->EndChunk();                                   // skips what was not read
+//     reader->EndChunk();                                   // skips the unread rest
 //   }
 //
 //   slot    8 Open    10 ReadReference   12 GetChunkSize   14 EndChunk     16 GetFailure
 //           9 Close   11 BeginChunk      13 IsInChunk      15 GetVersion
 //
-// A damaged file does no harm to a client that is written like this one. A chunk is corrupt when its header
-// is cut short, its size is below 6, or it ends behind the chunk around it or behind the stream. BeginChunk
-// then returns 0; the chunk has the size 0, nothing is in it, and its EndChunk goes to the end of the chunk
-// around it, whose loop so ends. The same holds when there is no memory to enter one more chunk. Depth has no
-// other limit than the bytes: a client that enters chunks of any tag does it in a loop.
+// A damaged file is harmless to a client written like this one. A chunk is corrupt when its header is
+// truncated, its size is below 6, or it ends after its parent chunk or after the stream. BeginChunk then
+// returns 0; the chunk has the size 0 and no content, and its EndChunk moves to the end of the parent chunk,
+// which ends the parent's loop. The same applies when there is no memory for another nesting level. Depth has
+// no limit other than the size of the file: a client that enters chunks of any tag must do so in a loop.
 //
-// Ownership: holds the stream and the objects of its table while open. One thread at a time.
+// Ownership: holds references to the stream and to the objects of its table while open. One thread at a time.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -37,40 +37,39 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
   /// A new reader, or null.
   static Deserializer* Create() noexcept;
 
-  /// Reads the frame, from where the stream stands, and stops at the first byte of the body. With chunk::RAW
-  /// there is no frame. A file that is still open is closed first.
+  /// Reads the frame from the stream's position up to the first byte of the body. With chunk::RAW there is no
+  /// frame. A file that is still open is closed first.
   /// E_INVALIDARG: no stream. YK_E_BADFILE: not an object file, or a damaged one. E_FAIL: the file ends
-  /// before its body, or was never closed by its writer. After a failure the stream is held until Close.
+  /// before its body, or its writer never closed it. After a failure the stream is held until Close.
   virtual HRESULT Open(Stream* newStream, unsigned openFlags) noexcept;
-  /// Goes behind the frame and lets go of the stream and the objects. \return S_OK
+  /// Moves to the end of the frame and releases the stream and the objects. \return S_OK
   virtual HRESULT Close() noexcept;
-  /// Reads a reference to an object of the table; S_OK: `*object` has one reference more. Else `*object` is
-  /// null: E_INVALIDARG for a number that the table does not have, every first occurrence among them (begin
-  /// the chunk FIRST_OCCURRENCE, make the object, AddReference, load it); E_NOINTERFACE for an object that
-  /// could not be made.
+  /// Reads a reference to an object of the table. S_OK: `*object` has an added reference. Otherwise `*object`
+  /// is null: E_INVALIDARG for a number that is not in the table, which includes every first occurrence
+  /// (begin the chunk FIRST_OCCURRENCE, create the object, AddReference, load it); E_NOINTERFACE for an
+  /// object that could not be created.
   virtual HRESULT ReadReference(Unknown** object) noexcept;
-  /// Enters the next chunk. \return its tag, 0 when it is corrupt; EndChunk is due either way
+  /// Enters the next chunk. \return its tag, 0 when it is corrupt; EndChunk must be called either way
   virtual unsigned short BeginChunk() noexcept;
-  /// Bytes of payload of the innermost chunk.
+  /// Payload bytes of the innermost chunk.
   virtual unsigned GetChunkSize() noexcept;
-  /// True while the stream stands before the end of the innermost chunk.
+  /// True while the stream is before the end of the innermost chunk.
   virtual bool IsInChunk() noexcept;
-  /// Goes to the end of the innermost chunk and leaves it. False, and nothing moves, when none is open.
+  /// Moves to the end of the innermost chunk and leaves it. False, as a no-op, when none is open.
   virtual bool EndChunk() noexcept;
-  /// The format's version that the file gives; nobody compares it.
+  /// The file's format version, which is not checked.
   virtual unsigned GetVersion() noexcept;
-  /// S_OK, or the first failure since Open: that of Open itself, of a read by this reader or by a value's
-  /// Load that failed or fell short before the end of the chunk, a corrupt chunk (YK_E_BADFILE), a chunk, a
-  /// value or a reference for which there was no memory. That nothing is left is no failure. It stays until
-  /// the next Open.
+  /// S_OK, or the first failure since Open: that of Open itself; a read, by this reader or by a value's Load,
+  /// that failed or fell short before the end of the chunk; a corrupt chunk (YK_E_BADFILE); no memory for a
+  /// chunk, a value or a reference. Reaching the end is no failure. It stays until the next Open.
   virtual HRESULT GetFailure() noexcept;
 
-  /// The stream to read payload from, lent; null while no file is open.
+  /// The stream to read payload from, borrowed; null while no file is open.
   Stream* GetStream() const noexcept { return stream.get(); }
   /// Bytes between the stream's position and the end of the innermost chunk (or of the stream, when no chunk
-  /// is open): what a record may still take.
+  /// is open): the most that a record may still take.
   unsigned GetRemaining() noexcept;
-  /// Adds an object, of which the table takes a reference, or null for one that could not be made. Objects
+  /// Adds an object, to which the table adds a reference, or null for one that could not be created. Objects
   /// must be added in the order of their first occurrences.
   HRESULT AddReference(Unknown* object) noexcept;
 
@@ -81,7 +80,7 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
 
   struct OpenChunk {
     unsigned short tag;
-    bool ended;  // nothing more to read in it, wherever the stream stands
+    bool ended;  // nothing more is read from it, whatever the stream's position
     unsigned payload;
     unsigned end;
   };
@@ -101,8 +100,8 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
   Ref<Array> objects;
   OpenChunk* chunks = nullptr;
   int capacity = 0;
-  int depth = -1;     // the innermost chunk's place in `chunks`
-  unsigned lost = 0;  // chunks begun inside the innermost one for which there was no memory: all are corrupt
+  int depth = -1;     // the innermost chunk's index in `chunks`
+  unsigned lost = 0;  // chunks begun inside the innermost one without memory for them: all count as corrupt
   unsigned streamSize = 0;
   unsigned fileStart = 0;
   unsigned flags = 0;

@@ -1,4 +1,4 @@
-// Walks one folder with a wildcard pattern.
+// Enumerates one folder with a wildcard pattern.
 //
 //   FileFind find(L"c:\\pictures", L"*.png", FileFind::FILES);
 //   for (String path; find.GetNext();) {
@@ -13,30 +13,31 @@
 
 namespace yk {
 
-/// True when the whole name matches the pattern, in either case:
-///   ?       any one character            [a-cx]  one of these; `-` at either end is itself
+/// True when the whole name matches the pattern, ignoring case:
+///   ?       any one character            [a-cx]  one of these; `-` at either end is a literal
 ///   *       any characters               .       a dot, or nothing at the end of the name
-/// `*.*` matches every name, `*.` one without an extension. There is no escape; a `[` without `]` is itself.
+/// `*.*` matches every name, `*.` every name without an extension. There is no escape; a `[` without `]` is a
+/// literal.
 YK_API bool RegularCompare(wchar_t const* pattern, wchar_t const* name) noexcept;
 
 class YK_API FileFind {
  public:
   enum Flag : unsigned { FILES = 1, FOLDERS = 2 };
 
-  /// Starts the search. When it cannot start, GetNext answers false. The pattern chooses among files only.
+  /// Starts the search. If that fails, GetNext returns false. The pattern applies to files only.
   FileFind(String const& folder, String const& pattern, unsigned flags) noexcept;
   ~FileFind();
   FileFind(FileFind const&) = delete;
   FileFind& operator=(FileFind const&) = delete;
 
-  /// Goes to the next entry; false when there is none. "." and ".." are left out.
+  /// Moves to the next entry; false when there is none. "." and ".." are skipped.
   bool GetNext() noexcept;
-  /// The folder and the current name. \return true
+  /// The folder and the current name, joined. \return true
   bool GetFullName(String& out) const noexcept;
   /// True when the current entry is a folder.
   bool IsFolder() const noexcept;
 
-  String folder;  ///< with a separator at its end
+  String folder;  ///< with a trailing separator
   String pattern;
   unsigned flags;
 

@@ -1,10 +1,10 @@
-// The picture formats that the library tells apart: one row says all that is fixed about each.
+// The picture formats that the library distinguishes: one row holds all fixed properties of each.
 //
-//   FileFormat const* format = FindFileFormat(type);           // what qe_DetectFileType found
+//   FileFormat const* format = FindFileFormat(type);           // the result of qe_DetectFileType
 //   if (format) puts(format->shortName);                       // "PNG"
 //
-// A host asks the filters what they read and write (filter.h): there may be others, and none for some of
-// these.
+// To find out what can be read and written, a host asks the filters (filter.h): there may be filters for
+// other formats, and none for some of these.
 //
 // Everything here is a constant: any thread, no failure.
 #pragma once
@@ -13,25 +13,25 @@
 
 namespace yk {
 
-/// A file name's last part, in lower case and without the dot.
+/// A file name extension, in lower case and without the dot.
 struct FileExtension {
   wchar_t const* text = nullptr;
-  bool isSaved = false;  ///< Image2d::Save takes the format from this one
+  bool isSaved = false;  ///< Image2d::Save uses this format for the extension
 };
 
-/// What a file begins with.
+/// The leading bytes of a file.
 struct FileSignature {
   unsigned length = 0;
   char bytes[8] = {};
 };
 
-/// One format. Places of the lists that are not used come last and are empty.
+/// One format. Unused elements of the lists come last and are empty.
 struct FileFormat {
-  Guid id;                           ///< ids::FILE_PNG ...; the class of its filter has it, too
+  Guid id;                           ///< such as ids::FILE_PNG; also the class identifier of its filter
   char const* shortName;             ///< "PNG"
-  wchar_t const* name;               ///< to show: L"Portable Network Graphics"
+  wchar_t const* name;               ///< for display: L"Portable Network Graphics"
   FileExtension extensions[4] = {};  ///< the usual one first
-  FileSignature signatures[4] = {};  ///< of any of its files; looked for in the order of the table
+  FileSignature signatures[4] = {};  ///< a file has one of them; tried in the order of the table
 };
 
 // clang-format off
@@ -43,7 +43,7 @@ inline constexpr FileFormat FILE_FORMATS[] = {
      {{L"gif"}},
      {{4, {'G', 'I', 'F', '8'}}}},
     {ids::FILE_U3D, "U3D", L"Universal 3D",
-     {},  // its files are known by their bytes alone
+     {},  // recognised only by signature
      {{4, {'U', '3', 'D', '\0'}}}},
     {ids::FILE_TIFF, "TIFF", L"Tagged Image File Format",  // either third byte with either byte order
      {{L"tif"}, {L"tiff"}},
@@ -56,7 +56,7 @@ inline constexpr FileFormat FILE_FORMATS[] = {
      {{3, {'\xFF', '\xD8', '\xFF'}}}},
     {ids::FILE_TGA, "TGA", L"Truevision TGA",
      {{L"tga"}},
-     {}},  // some of its files have a footer instead
+     {}},  // recognised by a footer, which not all of its files have
 };
 // clang-format on
 

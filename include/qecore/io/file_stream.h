@@ -1,14 +1,14 @@
-// yk::FileStream: a stream over a file on disk.
+// yk::FileStream: a stream over a file.
 //
 //   Ref<Stream> stream;
 //   HRESULT result = FileStream::Create(L"scene.bin", FileStream::CREATE, stream.Receive());
 //
-//   slot   17 GetFileName   18 GetFileTime   19 SetFileTime   20 GetFailure      (behind those of Stream)
+//   slot   17 GetFileName   18 GetFileTime   19 SetFileTime   20 GetFailure      (after those of Stream)
 //
-//   offset 16 handle   24 name   32 status   36 flags (bit 0: delete the file at the end)
+//   offset 16 handle   24 name   32 status   36 flags (bit 0: delete the file when closed)
 //
-// A path of the form "$(module)NAME:RESOURCE.TYPE" opens a resource of the module NAME, which must be loaded
-// (see MemStream::Create). Every other path is a file's.
+// A path of the form "$(module)NAME:RESOURCE.TYPE" opens a resource of the loaded module NAME (see
+// MemStream::Create). Any other path names a file.
 #pragma once
 
 #include <qecore/io/stream.h>
@@ -18,21 +18,22 @@ namespace yk {
 
 class YK_API FileStream : public Implements<FileStream, Stream> {
  public:
-  /// How a file is opened. Others may read a file that is open, and write one that is open for reading.
+  /// How a file is opened. Others may read a file while it is open, and write it while it is open for
+  /// reading.
   enum Mode : unsigned {
     READ = 1,        ///< an existing file
-    WRITE = 2,       ///< an existing file, not emptied
+    WRITE = 2,       ///< an existing file, not truncated
     READ_WRITE = 3,  ///< an existing file
-    CREATE = 4,      ///< for reading and writing; a new file, or an existing one emptied
+    CREATE = 4,      ///< for reading and writing; a new file, or an existing one, truncated
     MODE_MASK = 0xF,
     TEMPORARY = 0x100,  ///< a new file in the temporary folder, deleted with the stream; path and mode are
-                        ///< not looked at
+                        ///< ignored
   };
 
   static Guid const& Id() noexcept { return ids::FILE_STREAM; }
 
   /// Opens `path`. On failure `*out` is null: YK_E_NOTFOUND for a missing file or folder, YK_E_ACCESS when
-  /// access is denied or others hold the file, E_FAIL for everything else, an unknown mode among it.
+  /// access is denied or others hold the file, E_FAIL for everything else, including an unknown mode.
   static HRESULT Create(String const& path, unsigned flags, Stream** out) noexcept;
   static HRESULT CreateTemp(Stream** out) noexcept;
 
@@ -45,18 +46,18 @@ class YK_API FileStream : public Implements<FileStream, Stream> {
   unsigned GetPosition() noexcept override;
   unsigned GetSize() noexcept override;
   HRESULT SetSize(unsigned size) noexcept override;
-  /// S_OK until a write, a change of the size or a seek fails; then that first failure for good. (A seek to a
-  /// place before the start is the caller's mistake and leaves the state as it is.) A host can so write what
-  /// it has and ask once, at the end.
+  /// S_OK until a write, a size change or a seek fails; then that first failure, permanently. (A seek to a
+  /// position before the start is the caller's mistake and does not change the state.) So a host can write
+  /// all its data and check once, at the end.
   HRESULT GetState() noexcept override;
 
-  /// The path that was opened; a temporary file's is the one it got.
+  /// The path that was opened; for a temporary file, the path that it was given.
   virtual HRESULT GetFileName(String& out) noexcept;
   /// The time of the last write, in the system's units of 100 ns since 1601.
   virtual HRESULT GetFileTime(unsigned long long* time) noexcept;
   /// Sets the times of creation and of the last write.
   virtual HRESULT SetFileTime(unsigned long long const* time) noexcept;
-  /// The first failure, as GetState tells it.
+  /// The first failure, like GetState.
   virtual HRESULT GetFailure() noexcept;
 
  private:
@@ -64,7 +65,7 @@ class YK_API FileStream : public Implements<FileStream, Stream> {
   friend class SaveFile;
 
   FileStream(String const& path, unsigned openFlags) noexcept;
-  FileStream(String const& path, void* openHandle) noexcept;  // takes the handle over
+  FileStream(String const& path, void* openHandle) noexcept;  // takes ownership of the handle
   ~FileStream();
 
   HRESULT OpenHandle(unsigned mode) noexcept;

@@ -1,10 +1,9 @@
-// A file system that a host supplies: names that stand for streams.
+// A file system supplied by a host: names that refer to streams.
 //
 //   Ref<Stream> stream;
 //   HRESULT result = archive->GetStream(L"textures/wood.png", stream.Receive());
 //
-// Two operations are fixed, one of each interface; the other slots are reserved for hosts and answer
-// E_NOTIMPL here.
+// Each interface has one fixed operation; the other slots are reserved for hosts and return E_NOTIMPL here.
 //
 //   ykFS        slot 8 reserved   9 FindEntry
 //   ykFSEntry   slot 8 reserved   9 reserved   10 OpenStream
@@ -16,12 +15,12 @@ namespace yk {
 
 class Stream;
 
-/// What a name stands for.
+/// What a name refers to.
 class ykFSEntry : public Unknown {
  public:
   virtual HRESULT ReservedSlot8() noexcept { return E_NOTIMPL; }
   virtual HRESULT ReservedSlot9() noexcept { return E_NOTIMPL; }
-  /// Hands out a stream over the entry. GetStream passes 0 for `mode`.
+  /// Returns a stream over the entry. GetStream passes 0 for `mode`.
   virtual HRESULT OpenStream(Stream** out, unsigned mode) noexcept = 0;
 
  protected:
@@ -32,7 +31,7 @@ class ykFSEntry : public Unknown {
 class ykFS : public Unknown {
  public:
   virtual HRESULT ReservedSlot8() noexcept { return E_NOTIMPL; }
-  /// Hands out the entry of this name, with one reference.
+  /// Returns the entry of this name, with one reference.
   virtual HRESULT FindEntry(wchar_t const* name, ykFSEntry** out) noexcept = 0;
 
   /// Finds the entry and opens it; `*out` is null on failure.

@@ -1,7 +1,7 @@
 // yk::MemStream: a growable stream over a movable global memory block; and streams over module resources.
 //
 //   Ref<Stream> stream;
-//   MemStream::Create(stream.Receive());              // empty; the first write makes the block
+//   MemStream::Create(stream.Receive());              // empty; the first write allocates the block
 //   MemStream::Create(module, L"PICTURE", L"LOGO", stream.Receive());   // a resource, read-only
 //
 //   slot   17 Attach   18 AttachBuffer   19 GetHandle   20 GetBuffer   21 GetFailure    (after Stream's)
@@ -9,13 +9,13 @@
 //   offset 16 block   24 size   32 position   40 capacity   48 data   56 flags (bit 0: owned, bit 1: failed)
 //
 //   block  0                    size                 capacity
-//          +--------------------+--------------------+      grows to the next multiple of 64 KiB above
-//          | content            | room               |      the new end
+//          | content            | room               |      capacity grows to the next multiple of 64 KiB
+//          +--------------------+--------------------+      above the new end
 //          +--------------------+--------------------+
 //
-// Ownership: a block that the stream made is freed with it, until GetHandle(false) hands it to the caller;
-// an attached block or buffer stays its owner's.
-// Failure: a read at the very end, unlike other streams', answers E_FAIL.
+// Ownership: a block that the stream allocated is freed with it, unless GetHandle(false) passes it to the
+// caller; an attached block or buffer stays its owner's.
+// Failure: unlike in other streams, a read at the very end returns E_FAIL (contract).
 #pragma once
 
 #include <qecore/io/stream.h>
@@ -31,8 +31,8 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
 
   /// An empty stream. E_OUTOFMEMORY: `*out` is null.
   static HRESULT Create(Stream** out) noexcept;
-  /// A read-only stream over the resource `name` of the given `type`. E_INVALIDARG: there is no such
-  /// resource, or it is empty, and `*out` is null. Its GetState is E_FAIL as soon as it stands at its end.
+  /// A read-only stream over the resource `name` of the given `type`. E_INVALIDARG, with `*out` null: no such
+  /// resource, or an empty one. Its GetState is E_FAIL while the position is at the end.
   static HRESULT Create(HINSTANCE module, wchar_t const* type, wchar_t const* name, Stream** out) noexcept;
 
   Guid const* GetTypeId() noexcept override { return &ids::MEM_STREAM; }
@@ -40,29 +40,29 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
   using Stream::Read;
   HRESULT Read(void* buffer, unsigned size, unsigned* done) noexcept override;
   HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override;
-  /// E_INVALIDARG for a place beyond the end. Clears the failed flag.
+  /// E_INVALIDARG for a position beyond the end. Clears the failed flag.
   HRESULT Seek(long offset, unsigned origin, unsigned* newPosition) noexcept override;
   unsigned GetPosition() noexcept override;
   unsigned GetSize() noexcept override;
-  /// Resizes the block to `newSize` bytes exactly; 0 keeps it. On failure nothing changes, unless
-  /// the block can no longer be locked: the stream is empty then.
+  /// Resizes the block to exactly `newSize` bytes; 0 keeps it. On failure nothing changes, unless the block
+  /// can no longer be locked: the stream is then empty.
   HRESULT SetSize(unsigned newSize) noexcept override;
   HRESULT GetState() noexcept override;
 
-  /// Takes a movable block as storage and content; null makes one of 64 KiB, with no content. E_FAIL when a
-  /// block is there already, or this one cannot be locked.
+  /// Adopts a movable block as storage and content; null allocates one of 64 KiB without content. E_FAIL when
+  /// there is a block already, or this one cannot be locked.
   virtual HRESULT Attach(HGLOBAL newBlock) noexcept;
-  /// Reads and writes the caller's memory in place. A write beyond its end leaves it: the stream goes on in a
-  /// new block, into which nothing is copied (it starts as zeros): this is intended. YK_E_EMPTY when there is
-  /// storage already.
+  /// Reads and writes the caller's memory in place. Contract: a write beyond its end abandons it, and the
+  /// stream continues in a new block, zeroed, into which nothing is copied. YK_E_EMPTY when there is storage
+  /// already.
   virtual HRESULT AttachBuffer(void* buffer, unsigned bytes) noexcept;
-  /// The block, null when there is none. With `owned` the stream frees it, else the caller does, after the
-  /// stream is gone.
+  /// The block; null when there is none. With `owned` the stream frees it, otherwise the caller does, after
+  /// the stream is gone.
   virtual HGLOBAL GetHandle(bool owned) noexcept;
-  /// The address of the content, lent until the next write.
+  /// The address of the content, borrowed until the next write.
   virtual HRESULT GetBuffer(void** out) noexcept;
-  /// S_OK, or the first failure of a Write or a SetSize: the system had no memory, or 4 GiB were reached. It
-  /// stays, unlike the state.
+  /// S_OK, or the first failure of a Write or a SetSize: no memory, or 4 GiB reached. Unlike the state, it is
+  /// never cleared.
   virtual HRESULT GetFailure() noexcept;
 
  private:
@@ -82,7 +82,7 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
   uint64_t capacity = 0;
   unsigned char* data = nullptr;
   unsigned flags = 0;
-  bool shrunk = false;     // SetSize does not touch the capacity: the block may have less
+  bool shrunk = false;     // SetSize does not change the capacity: the block may be smaller
   HRESULT failure = S_OK;  // the first
 };
 

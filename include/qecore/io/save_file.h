@@ -1,20 +1,20 @@
-// A file that is replaced whole or not at all.
+// A file that is replaced atomically or not at all.
 //
 //   SaveFile file;
 //   HRESULT result = file.Open(path);
 //   if (Failed(result)) return result;
 //   ... write to file.GetStream() ...
-//   return file.Commit();                // S_OK: the new file is there, whole
+//   return file.Commit();                // S_OK: the new file is in place and complete
 //
-// The bytes go to a file of another name in the same folder, which takes the place of the old one in one step
-// at the end. Until then, and after any failure, the file at `path` is as it was, and nothing is left beside
-// it (but when the process dies: then a "~qe*.tmp").
+// The bytes go to a file of another name in the same folder, which replaces the old one in one step at the
+// end. Until then, and after any failure, the file at `path` is unchanged, and nothing else is left in the
+// folder (unless the process dies: then a "~qe*.tmp").
 //
-// The new file has the permissions that its folder gives. Where `path` leads through a link, the file behind
-// the link is replaced. What is no file on a disk (NUL, a pipe, a console), and a named part of a file, is
-// written straight.
+// The new file has the permissions that its folder gives. If `path` is a link, the file that it points to is
+// replaced. Targets that are not files on a disk (NUL, a pipe, a console), and named streams of a file, are
+// written directly.
 //
-// Ownership: the stream is lent, and closed by Commit and Discard whoever else holds it. One thread at a
+// Ownership: the stream is borrowed, and closed by Commit and Discard even if others hold it. One thread at a
 // time.
 #pragma once
 
@@ -26,25 +26,25 @@ namespace yk {
 class YK_API SaveFile {
  public:
   SaveFile() noexcept;
-  /// Without Commit nothing has happened.
+  /// Without Commit, the same as Discard.
   ~SaveFile();
   SaveFile(SaveFile const&) = delete;
   SaveFile& operator=(SaveFile const&) = delete;
 
-  /// Begins; what was begun before is discarded. It fails as FileStream::Create with CREATE would for `path`:
-  /// YK_E_NOTFOUND for a missing folder, YK_E_ACCESS for a file that may not be written or that others hold,
-  /// E_FAIL for everything else; and YK_E_ACCESS where the folder takes no new file.
+  /// Begins, discarding whatever was begun before. Fails as FileStream::Create with CREATE would for `path`:
+  /// YK_E_NOTFOUND for a missing folder, YK_E_ACCESS for a file that is write-protected or held by others,
+  /// E_FAIL for everything else; and with YK_E_ACCESS when no file can be created in the folder.
   HRESULT Open(String const& path) noexcept;
 
   /// A FileStream, empty at first, for writing and reading, whose GetFileName is `path`. Null when not open.
   Stream* GetStream() const noexcept { return stream.get(); }
 
-  /// Puts the new file in its place. Else the result is the first failure of the stream
-  /// (FileStream::GetFailure), or that of bringing the bytes to the disk or of replacing (YK_E_ACCESS:
+  /// Puts the new file in place. Otherwise the result is the first failure of the stream
+  /// (FileStream::GetFailure), of flushing the bytes to the disk, or of replacing the file (YK_E_ACCESS:
   /// somebody has the old file open). E_FAIL when not open. Either way it is not open afterwards.
   HRESULT Commit() noexcept;
 
-  /// Forgets what was written.
+  /// Drops what was written.
   void Discard() noexcept;
 
  private:
@@ -54,8 +54,8 @@ class YK_API SaveFile {
   HRESULT Replace() noexcept;
 
   Ref<FileStream> stream;
-  String target;  // in full; empty: written straight
-  String beside;  // the file that takes its place
+  String target;  // the full path; empty: written directly
+  String beside;  // the file that will replace it
 };
 
 }  // namespace yk

@@ -1,4 +1,4 @@
-// yk::Serializer: writes an object file (chunk.h draws one).
+// yk::Serializer: writes an object file (see chunk.h for the format).
 //
 //   Ref<Serializer> writer = Ref<Serializer>::Adopt(Serializer::Create());
 //   writer->Open(stream, 0);
@@ -7,16 +7,16 @@
 //   title.Save(writer.get(), TITLE_TAG);
 //   writer->EndChunk();
 //   writer->Close();
-//   if (Failed(writer->GetFailure())) ...                   // the file is not whole
+//   if (Failed(writer->GetFailure())) ...                   // the file is incomplete
 //
 //   slot    8 Open              12 BeginChunk(tag, flags)   16 Write
 //           9 Close             13 EndChunk                 17 GetFailure
 //          10 WriteReference    14 WriteChunk
 //          11 BeginChunk(tag)   15 WriteStringChunk
 //
-// The stream must be able to seek: the size of a chunk is filled in when it ends. Most results do not tell of
-// a stream that fails; GetFailure does, once for the whole file. Ownership: holds the stream while open, and
-// a reference to each object that it wrote a reference to until it is destroyed; being destroyed it closes.
+// The stream must be seekable: the size of a chunk is filled in when it ends. Most results do not report a
+// failing stream; GetFailure does, once for the whole file. Ownership: holds the stream while open and, until
+// it is destroyed, a reference to each object that it wrote a reference to; the destructor closes the file.
 // One thread at a time.
 #pragma once
 
@@ -35,36 +35,35 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   /// A new writer, or null.
   static Serializer* Create() noexcept;
 
-  /// Starts a file where the stream stands, with the flags chunk::NO_TABLES and chunk::RAW, and leaves its
-  /// body open. E_FAIL: a file is open. E_INVALIDARG: no stream.
+  /// Starts a file at the stream's position, with the flags chunk::NO_TABLES and chunk::RAW, and begins its
+  /// body. E_FAIL: a file is open. E_INVALIDARG: no stream.
   virtual HRESULT Open(Stream* newStream, unsigned openFlags) noexcept;
-  /// Ends the file and lets go of the stream. The numbers of references go on in the next file. E_FAIL: no
-  /// file is open.
+  /// Ends the file and releases the stream. The numbering of references continues in the next file. E_FAIL:
+  /// no file is open.
   virtual HRESULT Close() noexcept;
-  /// Writes a reference: at an object's first occurrence the caller writes the object itself behind it.
+  /// Writes a reference; at an object's first occurrence the caller must write the object itself after it.
   virtual HRESULT WriteReference(Unknown* object) noexcept;
-  /// Begins a chunk inside the one that is open, however deep that lies. E_FAIL: no file is open.
-  /// E_OUTOFMEMORY: nothing is written, and Write refuses what should stand inside; EndChunk is due all the
-  /// same.
+  /// Begins a chunk inside the open one, at any depth. E_FAIL: no file is open. E_OUTOFMEMORY: nothing is
+  /// written, and Write refuses the payload; EndChunk must be called nevertheless.
   YK_SLOT_PAIR(virtual HRESULT BeginChunk(unsigned short tag) noexcept,
                virtual HRESULT BeginChunk(unsigned short tag, unsigned short chunkFlags) noexcept);
   /// Ends the innermost chunk. E_FAIL: none is open.
   virtual HRESULT EndChunk() noexcept;
-  /// A chunk of these bytes. S_FALSE, and nothing is written, for a size of 0.
+  /// A chunk with these bytes. S_FALSE, with nothing written, for a size of 0.
   virtual HRESULT WriteChunk(unsigned short tag, void const* data, unsigned size) noexcept;
-  /// A chunk of this text without its terminator. S_FALSE for a null or an empty one.
+  /// A chunk with this text, without its terminator. S_FALSE for a null or empty one.
   virtual HRESULT WriteStringChunk(unsigned short tag, char const* text) noexcept;
 
-  /// Writes payload into the innermost chunk. \return the stream's result; E_FAIL when it took less than
+  /// Writes payload into the innermost chunk. \return the stream's result; E_FAIL when it accepted less than
   /// `size` bytes, or no file is open
   virtual HRESULT Write(void const* data, unsigned size) noexcept;
-  /// S_OK, or the first failure since Open: what a write or a seek of this writer came to, a chunk or a
-  /// reference that was refused, a file that outgrew 32 bits, or the state of the stream, which is asked here
-  /// and by Close. It stays until the next Open.
+  /// S_OK, or the first failure since Open: of a write or a seek by this writer, a chunk or reference that
+  /// was refused, a file of more than 32 bits, or the state of the stream, which is checked here and by
+  /// Close. It stays until the next Open.
   virtual HRESULT GetFailure() noexcept;
 
-  /// The stream, lent; null while no file is open. Payload may be written to it directly, too: then its
-  /// failures are known only by the stream's own state.
+  /// The stream, borrowed; null while no file is open. Payload may also be written to it directly; failures
+  /// of such writes are then known only from the stream's own state.
   Stream* GetStream() const noexcept { return stream.get(); }
 
  private:
@@ -87,13 +86,13 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   void WriteNumberChunk(unsigned short tag, unsigned number, unsigned& position) noexcept;
 
   Ref<Stream> stream;
-  Ref<Array> objects;  // made by the first reference
+  Ref<Array> objects;  // created by the first reference
   OpenChunk* chunks = nullptr;
   int capacity = 0;
-  int depth = -1;      // the innermost chunk's place in `chunks`
+  int depth = -1;      // the innermost chunk's index in `chunks`
   int bottom = -1;     // the depth at which nothing is open
-  unsigned lost = 0;   // chunks begun inside the innermost one for which there was no memory
-  uint64_t place = 0;  // where the stream stands, were it not for 32 bits
+  unsigned lost = 0;   // chunks begun inside the innermost one without memory for them
+  uint64_t place = 0;  // the stream's position, not limited to 32 bits
   unsigned fileStart = 0;
   unsigned offsetPositions[2] = {};
   unsigned flags = 0;

@@ -1,4 +1,4 @@
-// yk::Stream: the one byte-stream interface of the library.
+// yk::Stream: the byte-stream interface of the library.
 //
 //   Ref<Stream> stream;
 //   if (Failed(FileStream::Create(L"scene.bin", FileStream::READ, stream.Receive()))) return;
@@ -11,11 +11,11 @@
 // Positions and sizes are unsigned 32-bit: no stream is larger than 4 GiB. Every read zeroes the part of the
 // caller's buffer that it could not fill, so that a short read never leaves garbage.
 //
-// Kinds: FileStream (file_stream.h), MemStream and the streams over module resources (mem_stream.h), and the
-// reader with a block buffer (buffered_stream.h). Hosts and plug-ins derive their own: they must define Read,
-// Seek, GetPosition, GetSize and GetState; what they leave out answers E_NOTIMPL.
+// Kinds: FileStream (file_stream.h), MemStream and the streams over module resources (mem_stream.h), and a
+// block-buffered reader (buffered_stream.h). Hosts and plug-ins derive their own, which must implement Read,
+// Seek, GetPosition, GetSize and GetState; everything else defaults to E_NOTIMPL.
 //
-// Ownership: counted objects; a creating function hands out the only reference. Failure: result codes.
+// Ownership: counted objects; a creating function returns the only reference. Failure: result codes.
 // Threads: one stream is used by one thread at a time.
 #pragma once
 
@@ -27,7 +27,7 @@ class String;
 
 class Stream : public Answers<Stream, Unknown> {
  public:
-  /// Where Seek counts from.
+  /// What the offset of Seek is relative to.
   enum Origin : unsigned { FROM_START = 0, FROM_POSITION = 1, FROM_END = 2 };
 
   static Guid const& Id() noexcept { return ids::STREAM; }
@@ -36,24 +36,23 @@ class Stream : public Answers<Stream, Unknown> {
 
   // Two overloads in neighbouring slots:
   //
-  // slot 8: reads a text, a 16-bit count and as many UTF-16 units. S_OK always: what the stream does not hold
-  // reads as zero.
+  // slot 8: reads a text, a 16-bit count followed by UTF-16 units. Always S_OK: missing data reads as zero.
   //
-  // slot 9: reads up to `size` bytes. `*done`, when given, is the number read; the rest of the buffer is
-  // zeroed. Reading less than asked for is no failure (except at the very end of a MemStream).
+  // slot 9: reads up to `size` bytes. `*done`, if given, receives the number read; the rest of the buffer is
+  // zeroed. A short read is no failure (except at the very end of a MemStream).
   YK_SLOT_PAIR(virtual HRESULT Read(String& text) noexcept,
                virtual HRESULT Read(void* buffer, unsigned size, unsigned* done = nullptr) noexcept = 0);
 
-  /// Writes `size` bytes; `*done`, when given, is the number written.
+  /// Writes `size` bytes; `*done`, if given, receives the number written.
   virtual HRESULT Write(void const* buffer, unsigned size, unsigned* done = nullptr) noexcept {
     (void)buffer, (void)size, (void)done;
     return E_NOTIMPL;
   }
-  /// Moves the position; `*newPosition`, when given, is where it then stands.
+  /// Moves the position; `*newPosition`, if given, receives the resulting one.
   virtual HRESULT Seek(long offset, unsigned origin, unsigned* newPosition = nullptr) noexcept = 0;
   virtual unsigned GetPosition() noexcept = 0;
   virtual unsigned GetSize() noexcept = 0;
-  /// Truncates or extends.
+  /// Truncates or extends the stream.
   virtual HRESULT SetSize(unsigned size) noexcept {
     (void)size;
     return E_NOTIMPL;
@@ -61,9 +60,9 @@ class Stream : public Answers<Stream, Unknown> {
   /// S_OK while the stream is usable.
   virtual HRESULT GetState() noexcept = 0;
 
-  /// Writes a 16-bit count of bytes and the text as UTF-8; with `scramble` every byte is rotated left by two
-  /// bits. (Slot 8 reads UTF-16: the two are not each other's inverse, on purpose.) A text whose UTF-8 form
-  /// has more than 527 bytes is cut there, at a whole character.
+  /// Writes a 16-bit byte count and the text as UTF-8; with `scramble`, every byte is rotated left by two
+  /// bits. A text of more than 527 bytes in UTF-8 is truncated at a character boundary. Contract: slot 8 is
+  /// not the inverse, since it reads UTF-16.
   virtual HRESULT WriteStringAsUTF8(wchar_t const* text, bool scramble) noexcept {
     return WriteUtf8(*this, text, scramble);
   }
@@ -79,11 +78,11 @@ class Stream : public Answers<Stream, Unknown> {
 
 inline HRESULT Stream::Read(String& text) noexcept { return ReadText(*this, text); }
 
-/// Copies `count` bytes from `start` of the source to where the target stands, in pieces of 24576 bytes; a
-/// negative count means as many bytes as the whole source has. Stops early when either stream's state is not
-/// S_OK. A piece that the source cannot fill is written whole, zeros behind what it held: this is intended.
-/// The source's position is restored, except when a read fails: then that failure is the result at once.
-/// S_FALSE for a count of 0; the seek's failure for a `start` that the source does not have.
+/// Copies `count` bytes from `start` of the source to the target's position, in pieces of 24576 bytes; a
+/// negative count stands for the size of the whole source. Stops early when either stream's state is not
+/// S_OK. Contract: a piece that the source cannot fill is written at full length, padded with zeros. The
+/// source's position is restored, unless a read fails: its failure is then returned at once. S_FALSE for a
+/// count of 0; the failure of the seek for a `start` out of range.
 YK_API HRESULT CopyStream(Stream* source, Stream* target, int start, int count) noexcept;
 
 }  // namespace yk
