@@ -16,7 +16,7 @@ namespace {
 
 constexpr int DEFAULT_STEP = 40;
 
-// An array that is already large grows by larger steps.
+// An array that is already large grows in larger steps.
 struct StepRule {
   int aboveCapacity;
   int leastStep;
@@ -30,7 +30,7 @@ int StepFor(int capacity, int step) noexcept {
   return step;
 }
 
-// The capacity after a growth; no more than the old one when the array is full for good.
+// The capacity after growing; the same as before once the array has its maximum size.
 int GrownCapacity(int capacity, int step) noexcept {
   return step < Array::MAX_COUNT - capacity ? capacity + step : Array::MAX_COUNT;
 }
@@ -39,10 +39,10 @@ void ReleaseObject(void* element) noexcept { Ref<Unknown>::Adopt(static_cast<Unk
 
 void DeleteString(void* element) noexcept { delete static_cast<String*>(element); }
 
-// Quicksort around the middle element. The order of equal elements follows from these very steps. Which part
-// is sorted first changes nothing in the result, so the shorter one recurses and the depth stays small. The
-// scans are bounded for a comparison that contradicts itself; a sane one stops at the pivot. The block is
-// read anew each time: a comparison that inserts elements moves it.
+// Quicksort with the middle element as pivot. Contract: the order of equal elements follows from exactly
+// these steps. The order in which the parts are sorted does not affect the result, so the shorter one
+// recurses, which bounds the depth. The scans are bounded in case a comparison contradicts itself; otherwise
+// they stop at the pivot. The block is re-read each time, since a comparison that inserts elements moves it.
 void QuickSort(void** const& a, int lo, int hi, Array::Comparison compare, void const* context) noexcept {
   while (lo < hi) {
     void const* const pivot = a[(lo + hi) / 2];
@@ -75,11 +75,11 @@ void QuickSort(void** const& a, int lo, int hi, Array::Comparison compare, void 
 
 // ---- Array
 
-constexpr int Array::MAX_COUNT;  // so that it is exported: callers may bind references to it
+constexpr int Array::MAX_COUNT;  // exported, since callers may bind references to it
 
 Array::Array(int growBy) noexcept : step(growBy > 0 ? growBy : DEFAULT_STEP) {}
 
-// An element that goes may call back into the array: its count must not fall to zero a second time.
+// The destruction of an element may call back into the array: its count must not fall to zero a second time.
 Array::~Array() {
   HoldWhileDying(*this);
   Array::FreeAll();
@@ -150,17 +150,17 @@ int Array::Add(void* element) noexcept {
 bool Array::Swap(int first, int second) noexcept {
   if (!Has(first) && !Has(second)) return false;
   bool const inBlock = first >= 0 && first < capacity && second >= 0 && second < capacity;
-  if (!inBlock) return true;  // one index is enough: intended
+  if (!inBlock) return true;  // contract: one index in range is enough
   void* const element = elements[first];
   elements[first] = elements[second];
   elements[second] = element;
   return true;
 }
 
-// Deleters and comparisons may call back into the array, and drop its last reference.
+// Deleters and comparisons may call back into the array, and release its last reference.
 
-// The elements are turned round, so that each is taken from the end as soon as it is freed: what a deleter
-// inserts, wherever it does, is then freed as well, and nothing is freed twice.
+// The elements are reversed, so that each can be removed from the end as soon as it is freed: elements that a
+// deleter inserts, anywhere, are then freed as well, and none is freed twice.
 void Array::FreeAll() noexcept {
   Ref<Array> const self = Ref<Array>::Share(this);
   if (deleter) std::reverse(elements, elements + count);
@@ -174,7 +174,7 @@ bool Array::FreeAt(int index) noexcept {
   void* const element = elements[index];
   deleter(element);
   bool const there = Has(index) && elements[index] == element;
-  int const now = there ? index : FindItem(element);  // it may have been moved, or have removed itself
+  int const now = there ? index : FindItem(element);  // the deleter may have moved or removed it
   return now < 0 || AtDelete(now);
 }
 
@@ -212,7 +212,7 @@ bool Array::Grow() noexcept {
   void* const block = ::operator new(static_cast<size_t>(grown) * sizeof *elements, std::nothrow);
   if (!block) return false;
   if (count > 0) memcpy(block, elements, static_cast<size_t>(count) * sizeof *elements);
-  // Zeros: Swap reaches the room behind the last element.
+  // Zeroed: Swap may access elements past the last one.
   memset(static_cast<void**>(block) + capacity, 0, static_cast<size_t>(grown - capacity) * sizeof *elements);
   ::operator delete(static_cast<void*>(elements));
   elements = static_cast<void**>(block);
@@ -250,7 +250,7 @@ bool SortedArray::Search(void const* key, int* position) noexcept {
   bool found = false;
   while (lo <= hi && compare) {
     int const middle = (lo + hi) / 2;
-    if (middle >= Count()) break;  // the comparison has removed elements
+    if (middle >= Count()) break;  // the comparison removed elements
     int const order = compare(At(middle), key, context);
     if (order < 0) {
       lo = middle + 1;
@@ -259,7 +259,7 @@ bool SortedArray::Search(void const* key, int* position) noexcept {
     hi = middle - 1;
     if (order != 0) continue;
     found = true;
-    if (!duplicates) lo = middle;  // ends the search here
+    if (!duplicates) lo = middle;  // found: ends the search
   }
   if (position) *position = lo < Count() ? lo : Count();
   return found;
@@ -274,7 +274,7 @@ bool SortedArray::SetCompare(Comparison order, void const* about) noexcept {
 // ---- DataArray
 
 DataArray::~DataArray() {
-  HoldWhileDying(*this);  // as for an Array
+  HoldWhileDying(*this);  // as in Array
   DataArray::FreeAll();
 }
 
@@ -297,12 +297,12 @@ bool DataArray::AtFree(int index) noexcept {
   Ref<DataArray> const self = Ref<DataArray>::Share(this);
   MoveToEnd(index);
   --count;
-  if (deleter) deleter(Record(count));  // last: the deleter may insert and remove
+  if (deleter) deleter(Record(count));  // last, since the deleter may insert and remove
   return true;
 }
 
-// The block is taken out of the array first. A deleter that inserts records makes another one, which goes,
-// too.
+// The block is detached from the array first. A deleter that inserts records makes another block, which is
+// freed as well.
 void DataArray::FreeAll() noexcept {
   Ref<DataArray> const self = Ref<DataArray>::Share(this);
   while (unsigned char* const block = buffer) {
@@ -350,7 +350,7 @@ unsigned char* DataArray::Record(int index) const noexcept {
   return buffer + static_cast<size_t>(index) * recordSize;
 }
 
-// Through a small buffer, piece by piece: there is always enough memory for that.
+// In pieces, through a small buffer, so that it cannot run out of memory.
 void DataArray::MoveToEnd(int index) noexcept {
   unsigned char piece[256];
   unsigned char* const record = Record(index);

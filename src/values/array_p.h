@@ -1,4 +1,4 @@
-// Arrays of objects: how one takes a reference over, and what a destructor does while others may still call.
+// Arrays of objects: passing a reference to an array.
 #pragma once
 
 #include <qecore/core/ref.h>
@@ -6,7 +6,7 @@
 
 namespace yk {
 
-/// Hands a reference to an array that releases its elements. False, and the reference is dropped: there is no
+/// Passes a reference to an array that releases its elements. False, with the reference released: there is no
 /// memory, or the array is full.
 inline bool AppendObject(Array& array, Ref<Unknown> object) noexcept {
   int const before = array.Count();

@@ -1,4 +1,4 @@
-// The identifier's reading of a String stands here, since identifiers lie below strings.
+// Guid's function that reads a String is here, since core is below values.
 #include <qecore/core/guid.h>
 #include <qecore/values/string.h>
 

@@ -18,8 +18,8 @@ constexpr unsigned MORE_ENTRIES = 5;
 constexpr size_t LARGE = 1000;
 constexpr unsigned CLOSED = UINT32_MAX;  // the capacity of a map that is being destroyed
 
-// Entries that the block of a map of this capacity has room for. A large one doubles, so that many steps of
-// five entries do not move it each time.
+// The number of entries allocated for a map of this capacity. Large maps double, so that the steps of five
+// entries do not reallocate each time.
 constexpr size_t Room(size_t capacity) noexcept {
   return capacity <= LARGE ? capacity : std::bit_ceil(capacity);
 }
@@ -30,8 +30,8 @@ Map* Map::Create() noexcept { return new (std::nothrow) Map; }
 
 HRESULT Map::Register() noexcept { return RegisterOwn<Map>(Id(), "Map"); }
 
-// A value that goes may be an object that calls back into the map, even into one that is being destroyed:
-// that finds an empty map, which takes nothing any more, and whose count cannot fall to zero a second time.
+// A destroyed value may be an object that calls back into the map, even during the map's own destruction: it
+// then finds an empty map, which accepts nothing, and whose count cannot fall to zero a second time.
 Map::~Map() {
   HoldWhileDying(*this);
   Entry* const block = entries;
@@ -39,7 +39,7 @@ Map::~Map() {
   entries = nullptr;
   count = 0;
   capacity = CLOSED;
-  // Behind the last entry values may wait that Remove left there.
+  // Entries past the last one may hold values left there by Remove.
   for (unsigned i = 0; i < rooms; ++i) block[i].value.Done();
   yk_delete(block);
 }
@@ -57,8 +57,8 @@ HRESULT Map::GetValue(unsigned key, Variant& out) noexcept {
   return entry ? entry->value.Get(out) : E_FAIL;
 }
 
-// What is let go of dies last, when the entries are in order again: it may be an object that calls back into
-// the map, or takes the map with it.
+// Released values are destroyed last, when the entries are consistent again: a value may be an object that
+// calls back into the map, or releases it.
 
 HRESULT Map::SetValue(unsigned key, Variant const& v) noexcept {
   if (v.type == Variant::EMPTY) return Remove(key);
@@ -74,11 +74,11 @@ HRESULT Map::SetValue(unsigned key, Variant const& v) noexcept {
 HRESULT Map::Remove(unsigned key) noexcept {
   Ref<Map> const self = Ref<Map>::Share(this);
   Entry* entry = Seek(key);
-  // The room of the last entry keeps its value, a copy of it. Without memory for that it is empty.
+  // Contract: the vacated last entry keeps its value, as a copy. Without memory for the copy it is empty.
   Variant removed, kept;
   if (entry && entry != entries + count - 1) {
     kept.Init(entries[count - 1].value);
-    entry = Seek(key);  // an object's AddRef may have called back
+    entry = Seek(key);  // an object's AddRef may have called back into the map
   }
   if (!entry) return E_FAIL;
   entry->value.Swap(removed);
@@ -93,7 +93,7 @@ HRESULT Map::Remove(unsigned key) noexcept {
 
 HRESULT Map::Lookup(unsigned key) noexcept {
   Seek(key);
-  return S_OK;  // found or not: intended
+  return S_OK;  // contract: found or not
 }
 
 void* Map::DeleteThis(unsigned flags) noexcept { return DeleteSelf(flags); }
@@ -107,7 +107,7 @@ Map::Entry* Map::Seek(unsigned key) const noexcept {
 
 bool Map::Append(unsigned key, Variant& value) noexcept {
   if (capacity == CLOSED) return false;
-  // One entry early: intended.
+  // Contract: grows one entry early.
   if (count + 1 >= capacity && !Grow()) return false;
   Entry& entry = entries[count++];
   entry.key = key;

@@ -30,8 +30,8 @@ size_t ConcatTo(Char* dst, size_t size, Char const* src) noexcept {
   size_t end = 0;
   while (end < size && dst[end]) ++end;
   while (end < size && src && *src) dst[end++] = *src++;
-  dst[end < size ? end : size - 1] = 0;  // a full text gives its last character for the terminator
-  return end;                            // and still counts it
+  dst[end < size ? end : size - 1] = 0;  // contract: a text that fills the buffer loses its last character
+  return end;                            // to the terminator, but not from the count
 }
 
 template <class Char>
@@ -44,7 +44,7 @@ void TrimInPlace(Char* text) noexcept {
   for (size_t end = length; end > 1 && IsBlank(text[end - 1]); --end) text[end - 1] = 0;
 }
 
-// What `\c` stands for in preprocess_C; 0 for what is no escape.
+// The character for the escape `\c` in preprocess_C; 0 when it is not an escape.
 constexpr char Unescaped(char c) noexcept {
   if (c == 'n') return '\n';
   if (c == 'r') return '\r';
@@ -101,7 +101,7 @@ void preprocess_C(char* text) noexcept {
       continue;
     }
     ++in;
-    // What is no escape writes nothing and keeps its place in the output: intended.
+    // Contract: an unknown escape writes nothing but takes its place in the output.
     if (char const c = Unescaped(*in)) *out = c;
   }
   *out = 0;

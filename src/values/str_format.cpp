@@ -7,10 +7,11 @@ namespace yk {
 
 namespace {
 
-constexpr size_t ARGUMENT_ROOM = 4096;  // characters of formatted arguments, marks and terminator included
-constexpr size_t FORMAT_ROOM = 8192;    // characters of an argument format with its marks
-constexpr size_t MOST_PIECES = 9;       // %1 to %9
-constexpr wchar_t MARK = 1;             // stands before each piece but the first
+constexpr size_t ARGUMENT_ROOM =
+    4096;                             // characters of the formatted arguments, marks and terminator included
+constexpr size_t FORMAT_ROOM = 8192;  // characters of an argument format, marks included
+constexpr size_t MOST_PIECES = 9;     // %1 to %9
+constexpr wchar_t MARK = 1;           // separates the pieces
 constexpr wchar_t const* NO_PIECE = L"$ERROR$";
 
 constexpr bool IsPieceDigit(wchar_t c) noexcept { return c >= L'1' && c <= L'9'; }
@@ -25,14 +26,14 @@ bool IsPositional(wchar_t const* format) noexcept {
   return true;
 }
 
-// Whether a directive goes on behind this character: a flag, a width, a precision or a size.
+// Whether a directive may continue after this character: a flag, a width, a precision or a size.
 bool IsInDirective(wchar_t c) noexcept { return wcschr(L"-+ #.*0123456789hlLwIjzt", c) != nullptr; }
 
-// An argument format with a mark before every `%` but the first.
+// An argument format with a mark inserted before every `%` but the first.
 struct MarkedFormat {
   explicit MarkedFormat(wchar_t const* argfmt) noexcept {
     size_t end = 0;
-    size_t whole = 0;  // the end without a directive that is not complete yet
+    size_t whole = 0;  // where it ends without an unfinished directive
     bool inside = false;
     for (; *argfmt; ++argfmt) {
       bool const directive = *argfmt == L'%';
@@ -49,11 +50,11 @@ struct MarkedFormat {
   }
 
   wchar_t text[FORMAT_ROOM];
-  size_t directives = 0;  // those that were cut off among them
+  size_t directives = 0;  // including truncated ones
   bool cut = false;
 };
 
-// The pieces of the formatted arguments, each terminated where its mark stood.
+// The pieces of the formatted arguments, each terminated where its mark was.
 struct Pieces {
   Pieces(wchar_t* text, size_t number) noexcept : count(number) {
     for (wchar_t const*& piece : start) piece = L"";
@@ -74,7 +75,7 @@ struct Pieces {
   size_t count;
 };
 
-// Writes into a buffer as far as it goes, and terminates.
+// Appends to a buffer, truncates at its end, and terminates.
 class BoundedText {
  public:
   BoundedText(wchar_t* buffer, size_t characters) noexcept
@@ -101,7 +102,7 @@ class BoundedText {
 int FormatPositional(wchar_t* dst, size_t size, wchar_t const* format, wchar_t const* argfmt,
                      va_list arguments) noexcept {
   MarkedFormat const marked(argfmt ? argfmt : L"");
-  wchar_t text[ARGUMENT_ROOM] = {};  // zeros: a failed conversion leaves the text without a terminator
+  wchar_t text[ARGUMENT_ROOM] = {};  // zeroed: a failed conversion leaves the text without a terminator
   int const length = str::vprintf(text, ARGUMENT_ROOM, marked.text, arguments);
   text[ARGUMENT_ROOM - 1] = 0;
   Pieces const pieces(text, marked.directives);

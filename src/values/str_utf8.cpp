@@ -5,10 +5,10 @@ namespace yk {
 
 namespace {
 
-constexpr int LONGEST = 6;  // bytes of a sequence in the historical form; 16-bit input needs no more than 3
+constexpr int LONGEST = 6;  // bytes of a sequence in the original form of UTF-8; 16-bit input needs at most 3
 
-// Sequences of two bytes and more: the first value that needs one byte more, the lead's mark, and the lead
-// byte from which on a sequence is longer.
+// Sequences of at least two bytes: the first value that needs another byte, the mark of the lead byte, and
+// the first lead byte of longer sequences.
 struct Form {
   uint32_t valueLimit;
   uint8_t leadMark;
@@ -16,7 +16,7 @@ struct Form {
 };
 
 constexpr Form FORMS[] = {
-    {0x800, 0xC0, 0xE0},       // 2 bytes; stray continuation bytes are taken for leads of this form
+    {0x800, 0xC0, 0xE0},       // 2 bytes; stray continuation bytes are treated as such lead bytes
     {0x10000, 0xE0, 0xF0},     // 3
     {0x200000, 0xF0, 0xF8},    // 4
     {0x4000000, 0xF8, 0xFC},   // 5
@@ -37,8 +37,8 @@ int Encode(uint16_t value, char* bytes) noexcept {
   return length;
 }
 
-// One sequence; moves `src` behind it. Continuation bytes are not checked; those that the terminator cuts off
-// count as zeros, and the text ends there.
+// Decodes one sequence and moves `src` past it. Continuation bytes are not checked; those cut off by the
+// terminator count as zeros, and the text ends there.
 uint32_t Decode(char const*& src) noexcept {
   uint8_t const lead = static_cast<uint8_t>(*src++);
   if (lead < 0x80) return lead;
@@ -53,7 +53,7 @@ uint32_t Decode(char const*& src) noexcept {
   return value;
 }
 
-// Bytes on their way into a buffer that may be absent, unlimited (a negative size) or too small.
+// Writes bytes into a buffer that may be null, unlimited (a negative size) or too small.
 class Output {
  public:
   Output(char* buffer, int bytes) noexcept : dst(buffer), size(bytes) {}
@@ -64,20 +64,20 @@ class Output {
     if (Reaches(position + length)) {
       for (int i = 0; i < length; ++i) dst[position + i] = bytes[i];
     }
-    position += length;  // also when it did not fit: then nothing later fits either
+    position += length;  // even if it did not fit, so that nothing after it fits either
   }
 
-  // Whether the buffer goes on behind this many bytes.
+  // Whether the buffer extends past this many bytes.
   bool Reaches(int64_t bytes) const noexcept { return dst && (size < 0 || bytes < size); }
 
-  // Answers false when the text is too long to be terminated where it ends.
+  // False when the text is too long to be terminated at its end.
   bool Terminate() noexcept {
     if (!Reaches(position)) return false;
     dst[position] = 0;
     return true;
   }
 
-  // Behind a null text there is a terminator whatever the size is.
+  // A null text is terminated whatever the size is.
   int Nothing() noexcept {
     if (dst) dst[0] = 0;
     return 0;

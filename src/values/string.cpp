@@ -15,7 +15,7 @@ namespace yk {
 
 namespace {
 
-constexpr size_t CAPACITY_STEP = 32;  // characters, the terminator counted
+constexpr size_t CAPACITY_STEP = 32;  // characters, including the terminator
 constexpr size_t LENGTH_BYTES = 8;
 constexpr size_t MOST_LENGTH = (static_cast<size_t>(-1) - LENGTH_BYTES) / sizeof(wchar_t) - CAPACITY_STEP;
 constexpr size_t FORMAT_ROOM = 8192;  // characters that printf and printf_add format into
@@ -28,17 +28,17 @@ static_assert(BlockSize(1) == 72 && BlockSize(31) == 72 && BlockSize(32) == 136 
 
 constexpr bool IsBlank(wchar_t c) noexcept { return c == L' ' || c == L'\t'; }
 
-// A found index passes through a signed 32-bit integer: the contract of every search.
+// Contract: in every search, a found index passes through a signed 32-bit integer.
 size_t Found(size_t index) noexcept { return static_cast<size_t>(static_cast<int>(index)); }
 
-// Converts from the ANSI code page into a string that is empty.
+// Converts from the ANSI code page into an empty string.
 void FromAnsi(char const* text, String& out) noexcept {
   int const size = text ? atow(text, nullptr, 0) : 0;
   if (size <= 1 || !out.Realloc(static_cast<size_t>(size - 1))) return;
   atow(text, out.GetBuffer(), static_cast<size_t>(size));
 }
 
-// A formatted text, cut at its room.
+// A formatted text, truncated at its buffer.
 class Formatted {
  public:
   Formatted(wchar_t const* format, va_list arguments) noexcept {
@@ -47,10 +47,10 @@ class Formatted {
   wchar_t const* c_str() const noexcept { return text; }
 
  private:
-  wchar_t text[FORMAT_ROOM] = {};  // zeros: a failed conversion leaves the text without a terminator
+  wchar_t text[FORMAT_ROOM] = {};  // zeroed: a failed conversion leaves the text without a terminator
 };
 
-// What `\c` stands for: the escape's character, or c itself.
+// The character for the escape `\c`, or c itself.
 constexpr wchar_t Unescaped(wchar_t c) noexcept {
   constexpr struct {
     wchar_t lower, upper, character;
@@ -63,13 +63,13 @@ constexpr wchar_t Unescaped(wchar_t c) noexcept {
 
 }  // namespace
 
-constexpr size_t String::npos;  // so that it is exported: callers may bind references to it
+constexpr size_t String::npos;  // exported, since callers may bind references to it
 
 // ---- construction and lifetime
 
 String::String(String const& other) noexcept {
   if (!other.block) return;
-  size_t const bytes = _msize(other.block);  // which may be more than the length needs
+  size_t const bytes = _msize(other.block);  // may be more than the length needs
   void* const copy = yk_new(bytes);
   if (copy) block = static_cast<Block*>(memcpy(copy, other.block, bytes));
 }
@@ -95,7 +95,7 @@ String::String(wchar_t const* text, size_t length) noexcept {
 String::String(HWND window) noexcept {
   LRESULT const length = SendMessageW(window, WM_GETTEXTLENGTH, 0, 0);
   if (length < 1 || !Realloc(static_cast<size_t>(length))) return;
-  // The text may have shrunk since: what the window does not fill is zero.
+  // The text may have become shorter since: the rest is zero.
   memset(Text(block), 0, Length() * sizeof(wchar_t));
   SendMessageW(window, WM_GETTEXT, Length() + 1, reinterpret_cast<LPARAM>(Text(block)));
   Text(block)[Length()] = 0;
@@ -121,7 +121,7 @@ void String::Get(wchar_t* buffer, size_t size) const noexcept {
   wchar_t const* const text = c_str();
   size_t end = 0;
   for (; end + 1 < size && text[end]; ++end) buffer[end] = text[end];
-  buffer[end] = 0;  // also when the size is 0: intended
+  buffer[end] = 0;  // contract: even for a size of 0
 }
 
 void String::Get(char* buffer, size_t size) const noexcept {
@@ -211,7 +211,7 @@ bool String::operator==(wchar_t const* text) const noexcept {
 bool String::operator==(char const* text) const noexcept {
   if (!text) return !block;
   wchar_t const* mine = c_str();
-  // As integers, so that a byte from 0x80 up, negative here, equals no character.
+  // As integers: a byte from 0x80 up is negative here and equals no character.
   for (; int{*mine} == int{static_cast<signed char>(*text)}; ++mine, ++text) {
     if (*mine == 0) return true;
   }
@@ -261,7 +261,7 @@ bool String::Realloc(size_t length) noexcept {
   if (!block || BlockSize(length) != BlockSize(Length())) {
     void* const moved = yk_realloc(block, BlockSize(length));
     if (moved) block = static_cast<Block*>(moved);
-    if (!moved && length > Length()) return false;  // a block that cannot shrink is large enough
+    if (!moved && length > Length()) return false;  // a block that cannot be shrunk is large enough
   }
   block->length = length;
   Text(block)[length] = 0;
@@ -342,7 +342,7 @@ bool String::MakeLower() noexcept {
 }
 
 bool String::DoubleTerminate() noexcept {
-  size_t const last = block ? Length() : 1;  // character 0 of an empty string is not written: intended
+  size_t const last = block ? Length() : 1;  // contract: character 0 of an empty string is not written
   if (!Realloc(last + 1)) return false;
   Text(block)[last] = 0;
   return true;
@@ -367,7 +367,7 @@ void String::Append(wchar_t const* text, size_t length) noexcept {
   memcpy(Text(block) + old, own ? Text(block) + offset : text, length * sizeof(wchar_t));
 }
 
-// Whether the text lies in this string's block, which editing may move.
+// Whether the text is inside this string's block, which editing may move.
 bool String::Holds(wchar_t const* text) const noexcept {
   uintptr_t const address = reinterpret_cast<uintptr_t>(text);
   uintptr_t const first = reinterpret_cast<uintptr_t>(c_str());

@@ -7,9 +7,10 @@ namespace yk {
 
 namespace {
 
-constexpr size_t RELATIVE_ROOM = 256;  // characters of a relative path that count, with the terminator
-constexpr size_t BASE_ROOM = 510;      // and of its base
-// Every base, the separator behind it, every relative path, the terminator.
+constexpr size_t RELATIVE_ROOM =
+    256;                           // characters of a relative path that are used, including the terminator
+constexpr size_t BASE_ROOM = 510;  // the same for the base
+// The longest base, a separator, the longest relative path, the terminator.
 constexpr size_t PATH_ROOM = (BASE_ROOM - 1) + 1 + RELATIVE_ROOM;
 
 constexpr bool IsSeparator(wchar_t c) noexcept { return c == L'\\' || c == L'/'; }
@@ -20,8 +21,8 @@ void ReplaceAll(wchar_t* text, wchar_t old, wchar_t by) noexcept {
   }
 }
 
-// Takes the last folder off a path that ends in a separator, which stays at its end. A path without another
-// separator is left as it is.
+// Removes the last folder of a path with a trailing separator, which is kept. A path without another
+// separator is unchanged.
 void RemoveLastFolder(wchar_t* path) noexcept {
   for (size_t i = str::Length(path); i-- > 1;) {
     if (path[i - 1] != L'\\') continue;
@@ -79,7 +80,7 @@ bool String::FileConcatePaths(String const& base, String const& rel) noexcept {
   return true;
 }
 
-// The last `\`; the last `/` only in a text that has no `\` at all.
+// The last `\`; the last `/` only in a text without any `\`.
 size_t String::Separator() const noexcept {
   wchar_t const* const text = c_str();
   wchar_t const* separator = wcsrchr(text, L'\\');

@@ -25,7 +25,7 @@ size_t TextLength(Variant const& text) noexcept {
   return text.type == Variant::NARROW_STRING ? str::Length(NarrowText(text)) : str::Length(WideText(text));
 }
 
-// Integers are rounded to, single precision is narrowed to.
+// Rounds to an integer; narrows to single precision.
 template <class Number>
 Number FromReal(double real) noexcept {
   if constexpr (std::is_integral_v<Number>) {
@@ -35,7 +35,7 @@ Number FromReal(double real) noexcept {
   }
 }
 
-// A text gives an integer by its integer digits, and a real of no more than single precision: intended. A
+// Contract: a text is read as an integer by its integer digits, and as a real number in single precision. A
 // null payload gives 0.
 template <class Number>
 Number FromText(char const* text) noexcept {
@@ -66,7 +66,7 @@ Number FromScalar(Scalar scalar) noexcept {
   }
 }
 
-// The number that lies in the variant itself, which need not be aligned.
+// Reads a scalar from the variant itself, where it need not be aligned.
 template <class Scalar>
 Scalar InlineNumber(Variant const& v) noexcept {
   static_assert(sizeof(Scalar) <= sizeof v.value);
@@ -95,7 +95,7 @@ Number ReadWideText(Variant const& v) noexcept {
   return FromText<Number>(WideText(v));
 }
 
-// What the value is taken for as each kind of number is read.
+// The type as which the value is read, for each kind of number.
 template <class Int, class Unsigned, class Float, class Double>
 constexpr NumberReaders AS_EACH = {ReadInline<int, Int>, ReadInline<unsigned, Unsigned>,
                                    ReadInline<float, Float>, ReadInline<double, Double>};
@@ -126,7 +126,7 @@ bool ReadSaturated(Variant const& v, Small& out) noexcept {
   return read;
 }
 
-// Payloads may be borrowed from anywhere, so numbers in them are read without regard to alignment.
+// Payloads may be borrowed from anywhere, so their numbers may be unaligned.
 template <class Number>
 Number PayloadNumber(Variant const& v, size_t index) noexcept {
   Number number;
@@ -134,7 +134,7 @@ Number PayloadNumber(Variant const& v, size_t index) noexcept {
   return number;
 }
 
-// ---- equality of two variants of one kind
+// ---- equality of two variants of one type
 
 bool Never(Variant const&, Variant const&) noexcept { return false; }
 
@@ -223,7 +223,7 @@ constexpr bool IsInOrder() noexcept {
 }
 static_assert(IsInOrder());
 
-// A narrow text and a wide one: whole texts, each byte sign-extended; the code page plays no part.
+// Compares a narrow text with a wide one, in full, each byte sign-extended; the code page is not used.
 bool SameTexts(Variant const& narrow, Variant const& wide) noexcept {
   char const* a = NarrowText(narrow);
   wchar_t const* b = WideText(wide);
@@ -234,13 +234,13 @@ bool SameTexts(Variant const& narrow, Variant const& wide) noexcept {
   return false;
 }
 
-// Whether the bytes lie in a payload that the variant frees.
+// Whether the bytes are inside a payload that the variant frees.
 bool Owns(Variant const& v, void const* data) noexcept {
   if (!VariantPayload::IsOwn(v)) return false;
   return reinterpret_cast<uintptr_t>(data) - reinterpret_cast<uintptr_t>(v.value.pointer) < v.size;
 }
 
-// A copy of a payload, terminated whatever its source has become; null when there is no memory.
+// A copy of a payload, terminated even if its source no longer is; null when there is no memory.
 void* NewPayload(void const* data, size_t bytes, size_t terminator) noexcept {
   void* const copy = ::operator new(bytes, std::nothrow);
   if (!copy) return nullptr;
@@ -272,7 +272,7 @@ void Variant::Done() noexcept {
   flags = 0;
   type = EMPTY;
   owner = 0;
-  // Last: an object that goes may take this very variant with it.
+  // Last: the destruction of an object may destroy this very variant.
   if (own) ::operator delete(old.pointer);
   if (counted) Ref<Unknown>::Adopt(old.object).Reset();
 }
@@ -286,7 +286,7 @@ void Variant::Init(Variant const& other) noexcept {
     HoldBytes(static_cast<Type>(kind), content.pointer, other.size, false, kept);
     return;
   }
-  if (kind == OBJECT) (void)Ref<Unknown>::Share(content.object).Detach();  // this variant's
+  if (kind == OBJECT) (void)Ref<Unknown>::Share(content.object).Detach();  // owned by this variant
   Hold(static_cast<Type>(kind), content, KindOf(kind).payload ? 0 : size, kept);
 }
 
@@ -356,10 +356,10 @@ unsigned Variant::Get(void* buffer, unsigned bytes) const noexcept {
 
 size_t Variant::Get(char* buffer, unsigned length) const noexcept {
   if (!buffer) return 0;
-  buffer[0] = 0;  // also when the length is 0: intended
+  buffer[0] = 0;  // contract: even for a length of 0
   if (!value.pointer || length == 0) return 0;
   if (type == NARROW_STRING) {
-    strncpy(buffer, NarrowText(*this), length);  // without a terminator when the text fills it: intended
+    strncpy(buffer, NarrowText(*this), length);  // contract: not terminated when the text fills the buffer
   } else if (type == WIDE_STRING) {
     wtoa(WideText(*this), buffer, length);
   }
@@ -403,7 +403,7 @@ bool Variant::Get(String& out) const noexcept {
   String text;
   if (type == NARROW_STRING) text = String(NarrowText(*this));
   if (type == WIDE_STRING) text = WideText(*this);
-  bool const whole = isText && (TextLength(*this) == 0 || !text.IsEmpty());  // else there was no memory
+  bool const whole = isText && (TextLength(*this) == 0 || !text.IsEmpty());  // false: no memory
   out = static_cast<String&&>(text);
   return whole;
 }
@@ -426,7 +426,7 @@ HRESULT Variant::Get(Variant& out) const noexcept {
   HRESULT const result = copied ? S_OK : E_INVALIDARG;
   if (&out == this) return result;
 
-  // The copy of a payload that is this variant's own is its own, too, even where the flags say otherwise.
+  // A copy that this variant made of a payload is owned, even where the flags say otherwise.
   uint8_t const bits = flags & BORROWED;
   bool const borrow = bits && !VariantPayload::IsOwn(*this);
   bool held = true;
@@ -454,8 +454,8 @@ bool Variant::Compare(Variant const& other) const noexcept {
 
 // ---- private
 
-// What is held next is made before what is held now goes: it may come out of that. And what is held now goes
-// last: an object that goes may take this very variant with it.
+// The new content is made before the old content is released, since it may come out of that. The old content
+// is released last: the destruction of an object may destroy this very variant.
 
 void Variant::Hold(Type kind, Value content, uint32_t bytes, uint8_t bits) noexcept {
   Variant held;
