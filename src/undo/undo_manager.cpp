@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "core/dying_p.h"
-#include "undo/value_item_p.h"
+#include "value_item_p.h"
 
 namespace yk {
 
@@ -14,8 +14,8 @@ namespace {
 
 constexpr int NO_LEVEL = 65535;
 
-/// A transaction as the manager makes it: all of them are, in the history and open. Who destroys one that is
-/// pinned only leaves a note, and its last pin does it.
+/// A transaction as the manager creates it; all those in the history, and the open one, are Records.
+/// Destroying a pinned one only marks it; its last pin destroys it.
 struct Record : Transaction {
   unsigned pins = 0;
   bool doomed = false;
@@ -38,7 +38,7 @@ void DestroyTransaction(void* element) noexcept {
   delete record;
 }
 
-/// Keeps a transaction and its items whole while foreign code runs. Null pins nothing.
+/// Keeps a transaction and its items alive while foreign code runs. Null pins nothing.
 class Pin {
  public:
   explicit Pin(Transaction* transaction) noexcept : record(static_cast<Record*>(transaction)) {
@@ -50,15 +50,15 @@ class Pin {
   Pin(Pin const&) = delete;
   Pin& operator=(Pin const&) = delete;
 
-  /// Whether the transaction has been destroyed but for this pin.
+  /// Whether the transaction has been destroyed and only this pin keeps it alive.
   bool IsDoomed() const noexcept { return record && record->doomed; }
 
  private:
   Record* record;
 };
 
-/// More than the caller refers to it. Reads the count where the binary contract puts it: asking AddRef and
-/// Release would show in an item that counts for itself.
+/// Whether others besides the caller hold references. Reads the count at its offset in the binary contract:
+/// calling AddRef and Release would be noticed by an item that counts for itself.
 bool IsShared(ykUndoItem const& item) noexcept {
   constexpr size_t COUNT_OFFSET = 8;
   int count;
@@ -81,7 +81,7 @@ void Append(Transaction& transaction, ykUndoItem* item) noexcept {
 
 struct Backward {
   static constexpr bool PREPARES = true;
-  static constexpr int NEXT = 0, STEP = -1;  // from the position: what is replayed, and where it leads
+  static constexpr int NEXT = 0, STEP = -1;  // relative to the position: what to replay, and how to move it
   static bool IsPossible(UndoManager& manager) noexcept { return manager.CanUndo(); }
   static ykUndoItem* Start(Transaction const& transaction) noexcept { return transaction.last; }
   static ykUndoItem* Next(ykUndoItem const& item) noexcept { return item.prev; }
@@ -97,7 +97,7 @@ struct Forward {
   static void Replay(ykUndoItem& item) noexcept { item.Redo(); }
 };
 
-/// Counts its manager busy while it lives.
+/// Marks its manager as busy during its lifetime.
 class BusyScope {
  public:
   explicit BusyScope(uint32_t& counter) noexcept : busy(counter) { ++busy; }
@@ -159,8 +159,8 @@ UndoManager* UndoManager::Create() noexcept {
 UndoManager::UndoManager() noexcept : history(Array::CreateEx(DestroyTransaction)) {}
 
 UndoManager::~UndoManager() {
-  // Items and the callback may still take and drop references, and must not destroy the manager once more;
-  // and what they would begin or replay now has no future.
+  // Items and the callback may still add and release references, which must not destroy the manager again;
+  // and there is nothing left for them to begin or replay.
   HoldWhileDying(*this);
   ++busy;
   depth = 0;
@@ -171,8 +171,8 @@ UndoManager::~UndoManager() {
 
 // ---- undo and redo
 
-// Host and items run meanwhile: they may look at the manager, and drop their references to it, but neither
-// replay nor begin anything.
+// Host and items are called meanwhile: they may read the manager and release their references to it, but not
+// replay or begin anything.
 template <class Way>
 HRESULT UndoManager::Travel() noexcept {
   if (busy) return YK_E_EMPTY;
@@ -207,10 +207,10 @@ HRESULT UndoManager::DoAddItem(ykUndoItem* item) noexcept {
   return S_OK;
 }
 
-/// An item that is in a transaction, given once more by somebody who shares it, would tie two lists together.
+/// Adding an item a second time, through a shared reference, would link two transactions together.
 bool UndoManager::IsTaken(ykUndoItem const& item) noexcept {
   if (open && (&item == open->first || &item == open->last)) return true;
-  if (!IsShared(item)) return false;  // as every new item, whatever its links hold
+  if (!IsShared(item)) return false;  // true of every new item, whatever its links contain
   if (item.next || item.prev) return true;
   for (int i = Entries() - 1; i >= 0; --i) {
     if (Entry(i)->first == &item) return true;
@@ -227,7 +227,7 @@ HRESULT UndoManager::DoBegin() noexcept {
 
 HRESULT UndoManager::DoEnd(wchar_t const* name) noexcept {
   if (depth == 0 || --depth > 0) return E_FAIL;
-  if (!open) return S_FALSE;  // an open one has an item: AddItem makes it for the first
+  if (!open) return S_FALSE;  // an open one is never empty: AddItem creates it for its first item
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   Transaction* const transaction = open;
   open = nullptr;
@@ -249,7 +249,7 @@ HRESULT UndoManager::Commit(Transaction* transaction) noexcept {
   }
   if (!history || !history->AtInsert(Entries(), transaction)) {
     DestroyTransaction(transaction);
-    Changed();  // the redo part is gone all the same
+    Changed();  // the transactions that could be redone are gone even so
     return E_OUTOFMEMORY;
   }
   ++count;
@@ -266,7 +266,7 @@ ykUndoItem* UndoManager::DoRecordValue(Unknown* object, unsigned key, bool merge
   Transaction* holder = nullptr;
   ykUndoItem* item = merge ? FindRecorded(object, key, holder) : nullptr;
   if (!item) item = AddRecord(object, key, holder);
-  // The item is lent: nobody may get one that goes with the manager's last reference.
+  // The item is borrowed: do not return one that is destroyed with the manager's last reference.
   Pin const pin(holder);
   stay.Reset();
   return pin.IsDoomed() ? nullptr : item;
@@ -275,7 +275,7 @@ ykUndoItem* UndoManager::DoRecordValue(Unknown* object, unsigned key, bool merge
 /// The item of the last transaction that records the property; null also when a redo is possible.
 ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key, Transaction*& holder) noexcept {
   if (CanRedo()) return nullptr;
-  Transaction* const last = GetLastTransaction();  // which of a derived manager may be one that is not ours
+  Transaction* const last = GetLastTransaction();  // may be foreign if a derived manager overrides it
   Transaction* const ours = last == Entry(position) ? last : nullptr;
   Pin const pin(ours);
   for (ykUndoItem *item = last ? last->first : nullptr, *following; item; item = following) {
@@ -284,7 +284,7 @@ ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key, Transaction
     if (!value) continue;
     bool const same = value->object == object && value->key == key;
     value.Reset();
-    if (pin.IsDoomed()) return nullptr;  // the question has cleared the history
+    if (pin.IsDoomed()) return nullptr;  // the query cleared the history
     if (!same) continue;
     holder = ours;
     return item;
@@ -292,7 +292,7 @@ ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key, Transaction
   return nullptr;
 }
 
-/// A new item for the property, in the open transaction; null when it has not come to be.
+/// A new item for the property, in the open transaction; null when it could not be created.
 ykUndoItem* UndoManager::AddRecord(Unknown* object, unsigned key, Transaction*& holder) noexcept {
   ValueItem* const item = ValueItem::Create(object, key);
   if (Failed(AddItem(item)) || !item) return nullptr;
@@ -304,9 +304,9 @@ ykUndoItem* UndoManager::AddRecord(Unknown* object, unsigned key, Transaction*& 
 
 HRESULT UndoManager::DoClear() noexcept {
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
-  // One by one, so that an item whose destructor looks at the manager sees a history that holds together. One
-  // that commits meanwhile is cleared as well, but does not keep this going for ever.
-  // `count` stays as it was: that is intended.
+  // One by one, so that an item whose destructor reads the manager sees a consistent history. A transaction
+  // that is committed meanwhile is cleared as well, but does not prolong the loop.
+  // Contract: `count` is not reset.
   position = 0;
   for (int left = 2 * Entries(); left > 0 && Entries() > 0; --left) DropLast();
   position = 0;
@@ -322,7 +322,7 @@ HRESULT UndoManager::DoGetUndoList(Array** out, int max) noexcept {
   Ref<Array> list = Ref<Array>::Adopt(Array::Create(0));
   if (!list) return E_OUTOFMEMORY;
   for (int i = position; i >= 0; --i) {
-    if (max >= 1 && list->Count() > max) break;  // one more than `max`: intended
+    if (max >= 1 && list->Count() > max) break;  // contract: one more than `max`
     if (!list->AtInsert(list->Count(), Entry(i))) return E_OUTOFMEMORY;
   }
   *out = list.Detach();
@@ -338,8 +338,8 @@ HRESULT UndoManager::DoGetName(int index, String& out) noexcept {
 
 // ---- helpers
 
-/// Takes the last transaction off the history before it is destroyed: what its items' destructors ask of the
-/// manager is answered from what is left.
+/// Removes the last transaction from the history before it is destroyed, so that its items' destructors see
+/// the manager without it.
 void UndoManager::DropLast() noexcept {
   int const last = Entries() - 1;
   Transaction* const transaction = Entry(last);

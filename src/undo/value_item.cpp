@@ -1,4 +1,4 @@
-#include "undo/value_item_p.h"
+#include "value_item_p.h"
 
 #include <qecore/core/ref.h>
 
@@ -20,23 +20,23 @@ bool HasMemory() noexcept {
   return probe.type != Variant::EMPTY;
 }
 
-/// S_OK and an empty value is what a map answers for an empty text that it holds, and for a text that it
-/// could not copy. Asking twice tells one from the other.
+/// A map returns S_OK and an empty value both for an empty text and for a text that it had no memory to copy.
+/// A second attempt distinguishes the two.
 HRESULT ReadEmpty(Unknown& object, unsigned key, Variant& lent) noexcept {
   HRESULT const result = object.GetValue(key, lent);
   if (Failed(result) || lent.type != Variant::EMPTY) return result;
   return HasMemory() ? S_OK : E_OUTOFMEMORY;
 }
 
-/// Reads a property into a copy that owns what it holds: objects may lend their own buffers, which die with
-/// the next SetValue. An absent property is an empty value. E_FAIL: the property is there, or may be, and
-/// cannot be read back. E_OUTOFMEMORY: not now.
+/// Reads a property into a copy that owns its payload: objects may return borrowed buffers, which are valid
+/// only until the next SetValue. An absent property is an empty value. E_FAIL: the property exists, or may
+/// exist, and cannot be read back. E_OUTOFMEMORY: it cannot be read now.
 HRESULT ReadProperty(Unknown& object, unsigned key, Variant& out) noexcept {
   Variant lent;
   HRESULT result = object.GetValue(key, lent);
   if (Succeeded(result) && lent.type == Variant::EMPTY) result = ReadEmpty(object, key, lent);
   if (result == E_OUTOFMEMORY) return result;
-  // A value of a kind that GetValue does not copy fails, too, but it leaves its tag behind.
+  // Reading a type that GetValue does not copy fails, too, but leaves its tag in the result.
   if (Failed(result)) return SaysAbsent(result) && lent.type == Variant::EMPTY ? S_OK : E_FAIL;
   if (lent.type == Variant::EMPTY) {
     out.Init(L"", Variant::KEEP_EMPTY);
@@ -56,8 +56,8 @@ ValueItem* ValueItem::Create(Unknown* object, unsigned key) noexcept {
   return result == E_OUTOFMEMORY ? nullptr : item.Detach();
 }
 
-/// Undo and redo come in turns; one that failed, and so changed nothing, must not be followed by its
-/// opposite. The object's own code, which runs meanwhile, may let go of the item, or call it once more.
+/// Undo and redo must alternate; one that failed, and so changed nothing, must not be followed by its
+/// opposite. The object's code, which is called meanwhile, may release the item, or call it again.
 HRESULT ValueItem::Turn(bool redo) noexcept {
   if (turning || undone != redo) return E_FAIL;
   Ref<ValueItem> const stay = Ref<ValueItem>::Share(this);

@@ -1,4 +1,4 @@
-// The undo item of a property: keeps one value, and exchanges it with the one that the object has.
+// The undo item of a property: holds one value and exchanges it with the object's current value.
 #pragma once
 
 #include <qecore/undo/undo_item.h>
@@ -8,7 +8,7 @@ namespace yk {
 
 class ValueItem final : public UndoItemOf<ValueItem, ykValueUndoItem> {
  public:
-  /// Keeps the property as it is now. \return null when there is no memory for the item or for the value
+  /// Stores the property's current value. \return null when there is no memory for the item or for the value
   static ValueItem* Create(Unknown* object, unsigned key) noexcept;
 
   HRESULT Undo() noexcept override { return Turn(false); }
@@ -23,8 +23,8 @@ class ValueItem final : public UndoItemOf<ValueItem, ykValueUndoItem> {
   HRESULT Turn(bool redo) noexcept;
   HRESULT ExchangeProperty() noexcept;
 
-  Variant kept;           // what the object does not have at the moment; empty: the property is absent there
-  bool readable = false;  // else the property could not be read, and is left alone
+  Variant kept;           // the value that the object does not have at the moment; empty: property absent
+  bool readable = false;  // false: the property could not be read, and is left unchanged
   bool undone = false;
   bool turning = false;
 };
