@@ -21,7 +21,7 @@ HRESULT Fill(Surface const& surface, Paint paint, Outline& outline, FillRule rul
 }
 
 bool IsSane(Ellipse const& e) noexcept {
-  // Beyond this the slopes of the edges are no numbers any more, and nothing of the curve can be seen.
+  // Beyond this the slopes of the edges overflow, and nothing of the curve would be visible.
   constexpr double LARGEST = 1e100;
   return e.radius.x < LARGEST && e.radius.y < LARGEST && e.radius.x != 0 && e.radius.y != 0 &&
          fabs(e.centre.x) < LARGEST && fabs(e.centre.y) < LARGEST && !isnan(e.ring);

@@ -9,16 +9,16 @@
 
 namespace yk::raster {
 
-/// What is inside an outline that crosses itself or goes around more than once.
+/// Which points are inside an outline that intersects itself or winds around more than once.
 enum class FillRule { EVEN_ODD, NON_ZERO };
 
 HRESULT FillPolygon(Surface const& surface, Paint paint, Points const& points, FillRule rule) noexcept;
 
 struct Ellipse {
   point2d centre, radius;
-  double ring;  // the width of the ring inside its edge that is filled; whole unless between 0 and both radii
+  double ring;  // the width of the filled ring inside the edge; filled whole unless between 0 and both radii
 };
-/// S_FALSE also for numbers that make no ellipse.
+/// S_FALSE also for values that do not describe an ellipse.
 HRESULT FillEllipse(Surface const& surface, Paint paint, Ellipse const& ellipse) noexcept;
 
 }  // namespace yk::raster

@@ -9,17 +9,17 @@
 namespace yk::raster {
 namespace {
 
-// A row with more ends of edges than this has no thinner slabs, and no row has thinner halves.
+// In a row with more end points than this, slabs have a minimum height, which halved slabs have in every row.
 constexpr size_t MANY_EVENTS = 256;
 constexpr double THINNEST_SLAB = 1.0 / 256;
 
-// A slab with more crossings for each of its edges than this is halved.
+// A slab with more crossings per edge than this is halved.
 constexpr size_t MAX_CROSSINGS_PER_EDGE = 16;
 
-// Sorting by insertion is given up when it has moved each edge so often.
+// Insertion sort is abandoned after this many moves per edge.
 constexpr size_t MAX_MOVES_PER_EDGE = 32;
 
-// A run of pixels that are all covered, or all not, is painted by itself when it is at least this long.
+// A run of pixels with full coverage, or with none, is painted separately when it is at least this long.
 constexpr int LONG_RUN = 8;
 
 }  // namespace
@@ -35,7 +35,7 @@ AreaSweep::AreaSweep(Outline const& outline, FillRule rule) noexcept
 
 bool AreaSweep::Reserve() noexcept {
   size_t const columns = static_cast<size_t>(endColumn);
-  // an edge through the last pixel steps after it, too, and one along its end another pixel on
+  // an edge through the last pixel has a step after it, too, and one at its end another pixel further on
   return steps.Fill(columns + 2, 0) && marks.Fill(columns / 64 + 2, 0) && coverage.Reserve(columns);
 }
 
@@ -69,7 +69,7 @@ void AreaSweep::SweepRow(int y) noexcept {
   SweepSlab(from, end);
 }
 
-// The ends of edges inside a row.
+// Collects the end points of edges inside a row.
 void AreaSweep::CollectEvents(double y) noexcept {
   events.Shrink(0);
   auto const add = [=, this](double event) {
@@ -97,7 +97,7 @@ void AreaSweep::SweepSlab(double from, double to) noexcept {
   SweepSlab(middle, to);
 }
 
-// Makes those edges active that run through the middle of a slab, and moves them to it.
+// Activates the edges that run through the middle of a slab, and moves the active ones to it.
 void AreaSweep::Advance(double from, double to) noexcept {
   double const middle = (from + to) / 2;
   ActiveEdge* last = active.begin();
@@ -112,7 +112,7 @@ void AreaSweep::Advance(double from, double to) noexcept {
   }
 }
 
-// They have been in order, but for those that have just come in, or for rounding.
+// They are in order already, except for new edges and rounding.
 void AreaSweep::SortByTop() noexcept {
   auto const isLess = [](ActiveEdge const& a, ActiveEdge const& b) {
     return a.top != b.top ? a.top < b.top : a.bottom < b.bottom;
@@ -142,7 +142,7 @@ bool AreaSweep::AssignWindings() noexcept {
   return isInOrder;
 }
 
-// Whether the inside begins (1) or ends (-1) right of an edge, or neither (0).
+// Whether the inside begins (1) or ends (-1) to the right of an edge, or neither (0).
 int AreaSweep::SideOf(int winding, int direction) const noexcept {
   return ((winding + direction) & ruleMask ? 1 : 0) - (winding & ruleMask ? 1 : 0);
 }
@@ -163,8 +163,8 @@ void AreaSweep::CoverByMiddle(double height) noexcept {
 
 // ---- crossings in a slab
 
-// Sorts the places of the edges at the bottom. Every pair that this exchanges has crossed. False when there
-// are too many.
+// Sorts the edges by their positions at the bottom. Each pair that is exchanged crosses. False when there are
+// too many.
 bool AreaSweep::FindCrossings() noexcept {
   size_t const limit = active.Count() * MAX_CROSSINGS_PER_EDGE;
   crossings.Shrink(0);
@@ -184,10 +184,10 @@ bool AreaSweep::FindCrossings() noexcept {
   return true;
 }
 
-// Lists the crossings of each edge, from the top.
+// Lists the crossings of each edge, from top to bottom.
 bool AreaSweep::ListWindingChanges() noexcept {
   if (!firstChange.Fill(active.Count() + 2, 0) || !changes.Resize(crossings.Count() * 2)) return false;
-  // counted two places on, so that filling in moves each count to where the changes of its edge begin
+  // counted two elements ahead, so that filling in turns each count into the start of its edge's changes
   for (Crossing const& crossing : crossings) {
     ++firstChange[crossing.left + size_t{2}];
     ++firstChange[crossing.right + size_t{2}];
@@ -245,7 +245,7 @@ void AreaSweep::AddStep(int column, double part, double middle) noexcept {
   marks[(at + 1) / 64] |= uint64_t{1} << (at + 1) % 64;
 }
 
-// Adds what lies right of a line through a slab of this height; a negative height takes it away.
+// Adds the area to the right of a line through a slab of this height; a negative height subtracts it.
 void AreaSweep::CoverRightOf(double x0, double x1, double height) noexcept {
   int const column = static_cast<int>(x0);
   if (column == static_cast<int>(x1)) return AddStep(column, height, (x0 + x1) / 2 - column);
@@ -260,7 +260,7 @@ void AreaSweep::CoverSlanted(double low, double high, double height) noexcept {
   if (high > last) AddStep(last, (high - last) * perUnit, (high - last) / 2);
 }
 
-// The next pixel whose coverage may differ from the one before, or the end.
+// The next pixel whose coverage may differ from the previous one's, or the end.
 int AreaSweep::NextStep(int column) const noexcept {
   if (column >= endColumn) return endColumn;
   uint64_t const* word = marks.begin() + column / 64;
@@ -271,8 +271,8 @@ int AreaSweep::NextStep(int column) const noexcept {
   return std::min(at, endColumn);
 }
 
-// Sums the steps up to coverage, paints it in runs, and clears the steps. A long run that is covered whole,
-// or not at all, ends the run before it.
+// Accumulates the steps into coverage, paints it in runs, and clears the steps. A long run of full coverage,
+// or of none, ends the run before it.
 void AreaSweep::PaintRow(int y, SpanPainter& painter) noexcept {
   int const left = outline.Clip().left;
   auto const paint = [&](int from, int to, unsigned char const* row) {

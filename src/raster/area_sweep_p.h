@@ -1,25 +1,26 @@
-// An outline turned into the share that each pixel has of its inside.
+// Converts an outline into the coverage of each pixel.
 //
 //   AreaSweep sweep(outline, FillRule::EVEN_ODD);
 //   if (!sweep.PaintRows(clip.top, clip.bottom - clip.top, painter)) return E_OUTOFMEMORY;
 //
-// A closed outline is only read: sweeps over different rows of it can run side by side.
+// A closed outline is only read: sweeps over different rows of it can run in parallel.
 //
-// The share is computed, not sampled. A row of pixels is cut into slabs at the ends of its edges. Through a
-// slab every edge runs from top to bottom. Those that have changed places on the way down have crossed; the
-// pairs are found by sorting them anew, and each edge then walks its own crossings, which say how its side of
-// the outline changes. What lies right of a piece of an edge is a formula.
+// Coverage is computed exactly, not sampled. A row of pixels is divided into slabs at the end points of its
+// edges, so that every edge in a slab runs from its top to its bottom. Edges whose order differs between top
+// and bottom have crossed; sorting them again finds the pairs, and each edge then follows its own crossings,
+// which determine how its side of the outline changes. The area to the right of a piece of an edge is a
+// formula.
 //
 //   from  ---+------+------+---     the edges from left to right: 1 2 3
 //             \    /       |
-//              \  /        |        1 and 2 cross: 1 counts with 2 left of it from here on
+//              \  /        |        1 and 2 cross: below, 2 is left of 1, which changes the winding of both
 //               \/         |
 //               /\         |
 //   to    -----+--+--------+---     2 1 3
 //
-// Work and memory stay bounded whatever the outline is: in rows with very many ends of edges slabs are not
-// thinner than 1/256 pixel, and slabs with very many crossings are halved down to that. Inside such a slab,
-// its middle decides.
+// Work and memory are bounded for every outline: in rows with very many end points, slabs are at least 1/256
+// pixel high, and slabs with very many crossings are halved down to that height. Inside such a slab, its
+// middle is used for all of it.
 #pragma once
 
 #include "area_p.h"
@@ -33,7 +34,7 @@ class AreaSweep {
   /// The outline must be closed, and outlive the sweep.
   AreaSweep(Outline const& outline, FillRule rule) noexcept;
 
-  /// Paints these rows, which must lie in the clip. False when there is no memory.
+  /// Paints these rows, which must be inside the clip. False when there is no memory.
   bool PaintRows(int first, int count, SpanPainter& painter) noexcept;
 
  private:
@@ -41,24 +42,24 @@ class AreaSweep {
   struct ActiveEdge {
     double top, bottom;  // x
     Outline::Edge const* source;
-    int winding;  // of what is left of it at the top
+    int winding;  // to the left of it, at the top
     int direction;
   };
 
-  // where an active edge is at the bottom of the slab
+  // the position of an active edge at the bottom of the slab
   struct Place {
     double bottom;
     unsigned edge;
   };
 
-  // two edges that change places, by their order at the top; `at` is 0 at the top of the slab and 1 at its
+  // two edges that cross, identified by their order at the top; `at` is 0 at the top of the slab and 1 at the
   // bottom
   struct Crossing {
     double at;
     unsigned left, right;
   };
 
-  // what a crossing does to the winding left of an edge
+  // the effect of a crossing on the winding to the left of an edge
   struct WindingChange {
     double at;
     int change;
@@ -86,8 +87,8 @@ class AreaSweep {
   void PaintRow(int y, SpanPainter& painter) noexcept;
 
   Outline const& outline;
-  int const firstColumn, endColumn;  // of what the outline reaches, from the left of the clip
-  int const ruleMask;                // the bits of a winding that make it an inside
+  int const firstColumn, endColumn;  // the extent of the outline, from the left of the clip
+  int const ruleMask;                // the bits of a winding that make a point inside
   bool failed = false;
 
   Outline::Edge const* nextEdge;
@@ -95,11 +96,11 @@ class AreaSweep {
   Buffer<ActiveEdge> reordered;
   Buffer<Place> places;
   Buffer<Crossing> crossings;
-  Buffer<unsigned> firstChange;  // of each active edge
+  Buffer<unsigned> firstChange;  // per active edge
   Buffer<WindingChange> changes;
-  Buffer<double> events;           // the ends of edges inside the row
-  Buffer<float> steps;             // by how much the coverage changes at each pixel of the row
-  Buffer<uint64_t> marks;          // a bit for each step that may not be 0
+  Buffer<double> events;           // the end points of edges inside the row
+  Buffer<float> steps;             // the change of coverage at each pixel of the row
+  Buffer<uint64_t> marks;          // one bit for each step that may be non-zero
   Buffer<unsigned char> coverage;  // of the row
 };
 

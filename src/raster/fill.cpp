@@ -12,10 +12,10 @@ struct BevelRow {
   int64_t lightEnd, darkStart;
 };
 
-// Wide numbers: the frame may reach from one end of the range to the other.
+// 64-bit, since the frame may span the whole range of coordinates.
 BevelRow RowOf(Bevel const& bevel, int y) noexcept {
   int64_t const left = bevel.frame.left, right = bevel.frame.right;
-  int64_t const middle = (left + right) >> 1;  // left of here the left edge is the nearer one
+  int64_t const middle = (left + right) >> 1;  // to its left, the left edge is the nearer one
   int64_t const above = int64_t{y} - bevel.frame.top;
   int64_t const below = int64_t{bevel.frame.bottom} - 1 - y;
   if (above < bevel.width && above < below) {
@@ -32,11 +32,11 @@ BevelRow RowOf(Bevel const& bevel, int y) noexcept {
 }  // namespace
 
 void Clear(Surface const& surface, unsigned colour) noexcept {
-  if (surface.width < 1 || surface.height < 1) return;  // an image may have very many rows without pixels
+  if (surface.width < 1 || surface.height < 1) return;  // an image may have very many rows of no pixels
   Surface all = surface;
   all.clip = {0, 0, surface.width, surface.height};
   if (surface.hasAlpha) return void(Fill(all, {Mode::COPY, colour}, all.clip));
-  // one row is painted and copied over the others, with what pads it
+  // one row is painted and copied to the others, including its padding
   unsigned char* const first = all.At(0, 0);
   RowFill({Mode::PAINT, colour | OPAQUE_ALPHA}, all.bytesPerPixel)(first, Width(all.clip));
   size_t const rowBytes = static_cast<size_t>(all.stride < 0 ? -all.stride : all.stride);

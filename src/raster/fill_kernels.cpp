@@ -22,7 +22,7 @@ constexpr Channels Unpack(unsigned colour) noexcept {
   return {colour >> 16 & 255, colour >> 8 & 255, colour & 255, colour >> 24};
 }
 
-// v / 255 for every product of two bytes, and for a sum of two whose weights make 255. Stays within 16 bits.
+// v / 255 for every product of two bytes, and for a sum of two whose weights add up to 255. Fits 16 bits.
 constexpr uint16_t DivideBy255(uint16_t v) noexcept {
   return static_cast<uint16_t>(static_cast<uint16_t>(v + 1 + (v >> 8)) >> 8);
 }
@@ -35,7 +35,7 @@ constexpr bool DividesExactly() noexcept {
 }
 static_assert(DividesExactly());
 
-// a b / 255, to the nearest.
+// a b / 255, rounded to nearest.
 constexpr unsigned Scale(unsigned a, unsigned b) noexcept { return (a * b + 127) / 255; }
 
 // ---- fills
@@ -71,7 +71,7 @@ void Invert(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
   ForEachByte(row, bytes, [=](uint8_t d, size_t i) { return d ^ value[i]; });
 }
 
-// What is added never exceeds what is left to 255, and what is subtracted never exceeds what is there.
+// Saturating: adds at most what is left to 255, and subtracts at most what is there.
 void Add(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
   uint8_t const* __restrict const value = lanes.value;
   ForEachByte(row, bytes, [=](uint8_t d, size_t i) { return d + std::min<uint8_t>(value[i], 255 - d); });
@@ -82,12 +82,12 @@ void Subtract(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
   ForEachByte(row, bytes, [=](uint8_t d, size_t i) { return d - std::min<uint8_t>(value[i], d); });
 }
 
-// One colour over one pixel of any alpha. With w, the weight that is left of the pixel, each channel becomes
-// (d w + s a) / (w + a); a pixel with alpha 0 has no weight and takes the colour as it is.
+// Composites a colour over a pixel of any alpha. With w, the remaining weight of the pixel, each channel
+// becomes (d w + s a) / (w + a); a pixel with alpha 0 has no weight and takes the colour unchanged.
 //
-// The quotient is at most 255 and lies on a whole number or at least 1/255 below one. One reciprocal for all
-// three channels and two roundings put it off by less than 0.0001, so that 1/512 more is past every whole
-// number that it reaches and short of every one that it does not.
+// The quotient is at most 255 and is either an integer or at least 1/255 below one. The reciprocal shared by
+// all three channels and two roundings cause an error of less than 0.0001, so that adding 1/512 passes every
+// integer that the exact quotient reaches and no other.
 inline uint32_t CompositePixel(uint32_t d, unsigned gainB, unsigned gainG, unsigned gainR,
                                unsigned a) noexcept {
   unsigned const k = OPAQUE_ALPHA - a;
@@ -114,7 +114,7 @@ void Composite(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
   }
 }
 
-// ---- what each mode runs, and with which lanes
+// ---- the loops and the lanes of each mode
 
 using Pattern = std::array<unsigned, 4>;
 
@@ -150,7 +150,7 @@ Recipe const& ChooseRecipe(Mode mode, Channels const& s, int bytesPerPixel) noex
   return isGrey && bytesPerPixel == 3 ? GREY_PAINT : OPAQUE_PAINT;
 }
 
-// Lanes are the same again after as many bytes as hold whole pixels of both sizes.
+// Lanes repeat after this many bytes, which is a whole number of pixels of either size.
 constexpr size_t PERIOD = 12;
 static_assert(LANES == 4 * PERIOD);
 
@@ -163,8 +163,8 @@ void Repeat(Lane (&lanes)[LANES], size_t pixelSize, Pattern const& pattern) noex
   memcpy(lanes + 2 * PERIOD, lanes, 2 * PERIOD * sizeof(Lane));
 }
 
-// ---- painting by coverage: one small struct for each mode, which changes one pixel. At the coverage 255
-// each does what the mode's fill does.
+// ---- painting by coverage: one small struct for each mode, which changes one pixel. With coverage 255 each
+// does the same as the mode's fill.
 
 struct CoverPaint {
   static void Pixel(unsigned char* d, Ink const& s, unsigned coverage) noexcept {
@@ -206,8 +206,8 @@ struct CoverSubtract {
   }
 };
 
-// Between two pixels with alpha the channels count by their alpha, so that an invisible colour does not shine
-// through.
+// Between two pixels with alpha, channels are weighted by their alpha, so that an invisible colour does not
+// show through.
 struct CoverCopy {
   static void Pixel(unsigned char* d, Ink const& s, unsigned coverage) noexcept {
     unsigned const alpha = d[3] * (255 - coverage) + s.alpha * coverage;

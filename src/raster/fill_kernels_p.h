@@ -8,11 +8,11 @@
 
 namespace yk::raster {
 
-/// A paint made ready once, to run over the rows of a rectangle.
+/// A paint prepared once for all rows of a rectangle.
 ///
-/// A row is a run of bytes over which a pattern of channels repeats, three long or four. 48 bytes hold whole
-/// pixels of both kinds: each fill is one loop over blocks of 48 bytes that knows neither the pixel size nor
-/// which byte is which, and a channel is kept by giving its lanes values that change nothing.
+/// A row is a run of bytes in which a pattern of three or four channels repeats. 48 bytes hold a whole number
+/// of pixels of both sizes: each fill is a loop over blocks of 48 bytes that depends neither on the pixel
+/// size nor on the channel order; a channel is preserved by neutral values in its lanes.
 class RowFill {
  public:
   /// The mode must be one that can paint: see CanPaint.
@@ -22,8 +22,8 @@ class RowFill {
 
   static constexpr size_t LANES = 48;
   struct Lanes {
-    uint16_t weight[LANES], product[LANES];  // for blending: of what is there, and what comes to it
-    uint8_t mask[LANES], value[LANES];       // for all else: what stays of a byte, and what comes to it
+    uint16_t weight[LANES], product[LANES];  // for blending: the weight of the old byte, and the summand
+    uint8_t mask[LANES], value[LANES];       // for all other modes: the bits of the old byte, and the operand
     unsigned alpha;
   };
   using Kernel = void (*)(unsigned char* row, size_t bytes, Lanes const& lanes);
@@ -34,7 +34,7 @@ class RowFill {
   Lanes lanes;
 };
 
-/// The same for pixels that are covered in part: 255 does what RowFill does, 0 nothing.
+/// The same for partly covered pixels: coverage 255 does what RowFill does, 0 nothing.
 class RowCover {
  public:
   RowCover(Paint paint, int bytesPerPixel) noexcept;
@@ -54,8 +54,8 @@ class RowCover {
   Ink ink;
 };
 
-/// Blends one colour into a pixel, or one each into the pixels of a row, by the colour's alpha a: every
-/// channel d becomes d (255 - a) / 255 + s a / 255, both quotients truncated. The pixel's alpha stays.
+/// Blends one colour into a pixel, or a colour each into the pixels of a row, by the colour's alpha a: every
+/// channel d becomes d (255 - a) / 255 + s a / 255, both quotients truncated. The pixel's alpha is unchanged.
 void BlendInto(unsigned char* pixel, unsigned colour) noexcept;
 void BlendRow(unsigned char* row, int bytesPerPixel, unsigned const* colours, size_t pixels) noexcept;
 
@@ -63,7 +63,7 @@ void BlendRow(unsigned char* row, int bytesPerPixel, unsigned const* colours, si
 void SetAlphaRow(unsigned char* row, unsigned char alpha, size_t pixels) noexcept;
 void WhitenRow(unsigned char* row, size_t pixels) noexcept;
 
-/// Replaces the colour channels through a table of 256.
+/// Maps the colour channels through a table of 256 entries.
 void TranslateRow(unsigned char* row, int bytesPerPixel, unsigned char const* table, size_t pixels) noexcept;
 
 }  // namespace yk::raster

@@ -1,7 +1,7 @@
 // Rectangles: filled in one colour or in many, or changed in place.
 //
-// Each operation works on what of its rectangle lies in the surface's clip. Results: S_OK; S_FALSE when that
-// is nothing; E_NOTIMPL for a mode that cannot paint on the surface.
+// Each operation is clipped to the surface's clip. Results: S_OK; S_FALSE when nothing is inside; E_NOTIMPL
+// for a mode that cannot paint on the surface.
 #pragma once
 
 #include <algorithm>
@@ -11,13 +11,13 @@
 
 namespace yk::raster {
 
-/// Sets every pixel, alpha included, whatever the clip. What pads the rows may change, too.
+/// Sets every pixel, including alpha, regardless of the clip. The padding of the rows may change, too.
 void Clear(Surface const& surface, unsigned colour) noexcept;
 
 HRESULT Fill(Surface const& surface, Paint paint, xrect2d const& r) noexcept;
 
 /// A frame of `width` pixels inside a rectangle: left and top light, right and bottom dark, with mitred
-/// corners whose diagonal is dark. A width that reaches past the middle fills the rectangle.
+/// corners whose diagonal is dark. A width of more than half the rectangle fills it.
 struct Bevel {
   xrect2d frame;
   int width;
@@ -49,7 +49,7 @@ HRESULT FillRows(Surface const& surface, Mode mode, xrect2d const& r, ColourOf c
 /// Blends the colour colourOf(x) into each column.
 template <class ColourOf>
 HRESULT BlendColumns(Surface const& surface, xrect2d const& r, ColourOf colourOf) noexcept {
-  constexpr int CHUNK = 256;  // colours that are kept at a time
+  constexpr int CHUNK = 256;  // colours that are buffered at a time
   xrect2d area = r;
   if (!surface.Clip(area)) return S_FALSE;
   unsigned colours[CHUNK];
@@ -62,7 +62,7 @@ HRESULT BlendColumns(Surface const& surface, xrect2d const& r, ColourOf colourOf
   return S_OK;
 }
 
-/// Blends the colour colourOf(x, y) into each pixel, and asks for it when those before have been painted.
+/// Blends the colour colourOf(x, y) into each pixel, requesting it only after the previous ones are painted.
 template <class ColourOf>
 HRESULT BlendPixels(Surface const& surface, xrect2d const& r, ColourOf colourOf) noexcept {
   xrect2d area = r;

@@ -27,13 +27,13 @@ HRESULT DrawLine(Surface const& surface, Paint paint, point2d const& a, point2d 
 
 namespace {
 
-// How much coverage a polyline keeps at a time: as many rows as fit, and at least one.
+// The coverage buffer of a polyline: as many rows as fit, but at least one.
 constexpr int64_t COVERAGE_BYTES = 4 << 20;
 
-// The coverage of the pixels of a rectangle.
+// The coverage of the pixels in a rectangle.
 class CoverageMap {
  public:
-  /// Makes it empty. False when there is no memory.
+  /// Clears it. False when there is no memory.
   bool Reset(xrect2d const& newArea) noexcept {
     area = newArea;
     return coverage.Fill(Width(area) * static_cast<size_t>(area.bottom - area.top), 0);
@@ -55,7 +55,7 @@ class CoverageMap {
   Buffer<unsigned char> coverage;
 };
 
-// Paints the runs of a row that are covered; a run ends where nothing is for a while.
+// Paints the covered runs of a row; a run ends where there is no coverage for some pixels.
 void CoverageMap::PaintRow(int y, SpanPainter& painter) noexcept {
   constexpr size_t BLOCK = 8;
   unsigned char const* const row = Row(y);
@@ -83,7 +83,7 @@ struct Polyline {
   LinePattern Plot(CoverageMap& map, LinePattern pattern) const noexcept;
 };
 
-// What the lines may touch, as far as integers reach.
+// The pixels that the lines may touch, clamped to the range of integers.
 xrect2d Polyline::Box() const noexcept {
   rect2d box;
   box.Empty();
@@ -93,17 +93,17 @@ xrect2d Polyline::Box() const noexcept {
           toInt(ceil(box.y2) + 2)};
 }
 
-// \return the pattern after it
+// \return the pattern after the polyline
 LinePattern Polyline::Plot(CoverageMap& map, LinePattern pattern) const noexcept {
   unsigned const firstStep = pattern.phase + 1;
   bool isFirst = true, firstIsSteep = false, wasSteep = false;
   int const lines = ends == Ends::CLOSED ? points.count : points.count - 1;
-  // the line that comes back to the first point; a last point that repeats the first adds none
+  // the line back to the first point; a last point that repeats the first adds none
   int closing = ends == Ends::CLOSED ? lines - 1 : -1;
   while (closing >= 0 && points.At(closing) == points.After(closing)) --closing;
   for (int i = 0; i < lines; ++i) {
     point2d const a = points.At(i), b = points.After(i);
-    if (a == b) continue;  // seen with what is added, which may have swallowed a tiny difference
+    if (a == b) continue;  // compared after adding the offset, which may absorb a tiny difference
     LineWalk const line(a, b, clip, map.Area());
     bool const isSteep = line.IsSteep();
     if (isFirst) firstIsSteep = isSteep;
@@ -116,7 +116,7 @@ LinePattern Polyline::Plot(CoverageMap& map, LinePattern pattern) const noexcept
   return pattern;
 }
 
-// Rows of a rectangle whose coverage is kept at a time.
+// The number of rows of a rectangle whose coverage is buffered at a time.
 int RowsAtOnce(xrect2d const& r) noexcept {
   int64_t const fitting = COVERAGE_BYTES / std::max<int64_t>(1, int64_t{r.right} - r.left);
   return static_cast<int>(std::max<int64_t>(1, fitting));
@@ -130,7 +130,7 @@ HRESULT DrawPolyline(Surface const& surface, Paint paint, Points const& points, 
   if (!CanPaint(surface, paint.mode)) return E_NOTIMPL;
   Polyline const lines = {points, ends, surface.clip};
   xrect2d box = lines.Box();
-  // outside the clip there is nothing to paint, but the pattern moves on
+  // outside the clip there is nothing to paint, but the pattern advances
   if (!surface.Clip(box)) box = {surface.clip.left, surface.clip.top, surface.clip.left, surface.clip.top};
   int const rows = RowsAtOnce(box);
   LinePattern after = pattern;

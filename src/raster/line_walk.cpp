@@ -5,12 +5,12 @@
 namespace yk::raster {
 namespace {
 
-// Whether the pixels that a line between two places touches reach into a range of pixels.
+// Whether the pixels touched by a line between two positions extend into a range of pixels.
 bool Reaches(double a, double b, int low, int high) noexcept {
   return std::min(a, b) < high && std::max(a, b) > low - 1.0;
 }
 
-// A count of steps, which may be more than an integer holds.
+// A step count modulo 2^32, since it may exceed an integer.
 unsigned Modulo(double count) noexcept { return static_cast<unsigned>(fmod(count, 4294967296.0)); }
 
 }  // namespace
@@ -25,18 +25,18 @@ LineWalk::LineWalk(point2d const& a, point2d const& b, xrect2d const& clip, xrec
   acrossLow = steep ? area.left : area.top;
   acrossHigh = steep ? area.right : area.bottom;
 
-  // the places of the first and the last step
+  // the positions of the first and the last step
   double const start = floor(origin + 0.5);
   double const stop = floor(goal + 0.5);
   direction = stop < start ? -1 : 1;
   all = Modulo((stop - start) * direction + 1);
 
-  // by the clip, since the first and the last step may reach into rows that the line itself does not
+  // uses the clip, since the first and the last step may extend into rows that the line itself does not reach
   visible = Reaches(a.x, b.x, clip.left, clip.right) && Reaches(a.y, b.y, clip.top, clip.bottom);
   if (!visible) return;
   double low = std::max<double>(std::min(start, stop), steep ? area.top : area.left);
   double high = std::min<double>(std::max(start, stop), (steep ? area.bottom : area.right) - 1.0);
-  if (slope != 0) {  // where the line passes the area on the other axis, and a step more at each end
+  if (slope != 0) {  // where the line crosses the area along the other axis, plus a step at each end
     double const enters = origin + (acrossLow - 1.0 - offset) / slope;
     double const leaves = origin + (acrossHigh - offset) / slope;
     low = std::max(low, floor(std::min(enters, leaves)) - 1);

@@ -1,4 +1,4 @@
-// Lines as steps along their longer axis, each of two pixels. No surface, no colour.
+// Lines as steps along their longer axis, each of two pixels. Independent of surface and colour.
 #pragma once
 
 #include <math.h>
@@ -8,26 +8,26 @@
 
 namespace yk::raster {
 
-/// What of a line lies in an area. The place of a step depends on its number alone, so that clipping leaves
-/// the steps that remain where they were.
+/// The part of a line inside an area. The position of a step depends only on its number, so that clipping
+/// does not move the remaining steps.
 class LineWalk {
  public:
-  /// In surface coordinates; whole numbers are the middles of pixels. Finite. Both ends are included. `area`
-  /// is the clip, or some rows of it.
+  /// In surface coordinates; integers are pixel centres. Must be finite. Both ends are included. `area` is
+  /// the clip, or some rows of it.
   LineWalk(point2d const& a, point2d const& b, xrect2d const& clip, xrect2d const& area) noexcept;
 
-  /// False for a line without length, or whose box lies outside the clip.
+  /// False for a line of no length, or whose bounding box is outside the clip.
   bool IsVisible() const noexcept { return visible; }
   /// Whether it steps along y.
   bool IsSteep() const noexcept { return steep; }
 
-  // The steps fall into those before the area, those to walk, and those after it. Counts of steps that are
-  // not walked are modulo 2^32.
+  // The steps are divided into those before the area, those to walk, and those after it. The counts of
+  // skipped steps are modulo 2^32.
   unsigned StepsBefore() const noexcept { return before; }
   int StepsToWalk() const noexcept { return walked; }
   unsigned StepsInAll() const noexcept { return all; }
 
-  /// Calls plot(x, y, coverage) for the pixels inside the area of the i-th step to walk.
+  /// Calls plot(x, y, coverage) for the pixels of the i-th step to walk that are inside the area.
   template <class Plot>
   void Step(int i, Plot plot) const noexcept {
     double const along = first + direction * i;
@@ -48,23 +48,23 @@ class LineWalk {
   }
 
   bool visible = false;
-  bool steep = false;    // along is y
+  bool steep = false;    // the longer axis is y
   double direction = 1;  // of the steps: along the axis or, -1, against it
-  double first = 0;      // the place of the first step to walk
+  double first = 0;      // the position of the first step to walk
   int walked = 0;
   unsigned before = 0, all = 0;
   double origin = 0, offset = 0, slope = 0;  // across = offset + (along - origin) slope
   int acrossLow = 0, acrossHigh = 0;         // of the area
 };
 
-/// The first or last step of a line at a joint, when it belongs to another line.
+/// The first or last step of a line, at a joint where it belongs to another line.
 struct JointStep {
   bool isShared = false;
-  bool isPlotted = false;  // here as well, by the pattern's `step`
+  bool isPlotted = false;  // plotted here as well, if the pattern has `step`
   unsigned step = 0;
 };
 
-/// Walks a line, and moves the pattern on by those of its steps that it does not share.
+/// Walks a line, and advances the pattern by those of its steps that are not shared.
 template <class Plot>
 void WalkLine(LineWalk const& line, LinePattern& pattern, JointStep const& start, JointStep const& end,
               Plot plot) noexcept {

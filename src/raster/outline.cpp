@@ -5,8 +5,8 @@
 namespace yk::raster {
 namespace {
 
-// An arc is drawn as chords that leave it by no more than this, and is moved outward by as much as evens out
-// what they cut off.
+// An arc is approximated by chords that deviate from it by at most this much, and is moved outward to make up
+// for the area that they cut off.
 constexpr double FLATNESS = 1.0 / 1100;
 constexpr double BULGE = FLATNESS / 3;
 constexpr int MAX_ARC_DEPTH = 40;
@@ -24,8 +24,8 @@ void Outline::AddEdge(point2d const& a, point2d const& b) noexcept {
   AddClipped({upper.x - clip.left, upper.y}, {lower.x - clip.left, lower.y}, down ? 1 : -1);
 }
 
-// Cuts an edge at the sides of the clip. What lies left of it runs along its side, since it still says what
-// is inside; what lies right of it says only that the inside may reach the end.
+// Clips an edge at the sides of the clip. A part to the left of it is moved to its left side, since it still
+// affects the winding; for a part to the right only the extent of the outline is noted.
 void Outline::AddClipped(point2d const& upper, point2d const& lower, int direction) noexcept {
   double const width = static_cast<double>(clip.right) - clip.left;
   auto const [low, high] = std::minmax(upper.x, lower.x);
@@ -70,7 +70,7 @@ bool Outline::Close() noexcept {
 
 // ---- ellipses
 
-// A quarter of a curve at a distance inside an ellipse, as seen from its centre: x and y are not negative,
+// A quarter of the curve at a distance inside an ellipse, relative to its centre: x and y are not negative,
 // and the direction, a unit vector, runs from (1, 0) to (0, 1).
 struct Outline::Quarter {
   point2d centre, radius;
@@ -84,9 +84,9 @@ struct Outline::Quarter {
     return {std::max(p.x - normal.x * share, 0.0), std::max(p.y - normal.y * share, 0.0)};
   }
 
-  // Near the ends of the longer axis the curve bends over and crosses itself on that axis, when the inset is
-  // more than the ellipse's radius of curvature there; what lies beyond is nearer to the edge than the inset.
-  // This is the direction's part across the axis at that place; 0 when the curve is smooth.
+  // When the inset exceeds the ellipse's radius of curvature at the ends of the longer axis, the curve folds
+  // over there and crosses itself on that axis; the part beyond is nearer to the edge than the inset. This is
+  // the direction's component across the axis at that crossing; 0 when the curve is smooth.
   double EndOfSmooth() const noexcept {
     double const shorter = std::min(radius.x, radius.y), longer = std::max(radius.x, radius.y);
     double const reach = inset / shorter * longer;
@@ -104,14 +104,14 @@ void Outline::AddEllipse(point2d const& centre, point2d const& radius, double in
   AddArc(quarter, from, to, MAX_ARC_DEPTH);
 }
 
-// Whether an arc lies beside the clip, where its chord is as good as the arc. One within a quarter lies
-// inside the box of its ends.
+// Whether an arc is beside the clip, where its chord will do. An arc within a quarter is inside the bounding
+// box of its ends.
 bool Outline::IsBeside(point2d const& a, point2d const& b) const noexcept {
   return std::max(a.x, b.x) < clip.left || std::min(a.x, b.x) > clip.right || std::max(a.y, b.y) < clip.top ||
          std::min(a.y, b.y) > clip.bottom;
 }
 
-// Adds an arc of each quarter, which are mirror images. The direction in the middle of two is their sum.
+// Adds the arcs of all quarters, which are mirror images. The direction halfway between two is their sum.
 void Outline::AddArc(Quarter const& quarter, point2d const& from, point2d const& to, int depth) noexcept {
   point2d const a = quarter.At(from), b = quarter.At(to);
   point2d const sum = {from.x + to.x, from.y + to.y};

@@ -1,4 +1,4 @@
-// The outline of an area: the edges of polygons and ellipses, cut down to a clip and in order.
+// The outline of an area: the edges of polygons and ellipses, clipped and sorted.
 //
 //   Outline outline(clip);
 //   outline.AddPolygon(points);
@@ -19,29 +19,29 @@ class Outline {
  public:
   struct Edge {
     double top, bottom;  // top < bottom
-    double x;            // at the top, from the left of the clip
+    double x;            // at the top, relative to the left of the clip
     double slope;        // x per y
     double low, high;    // the range of x
     int direction;       // +1 downward, -1 upward
 
     double At(double y) const noexcept {
-      if (y <= top) return x;  // also where the slope is too steep for a number
+      if (y <= top) return x;  // even if the slope is too steep for a number
       return std::clamp(x + (y - top) * slope, low, high);
     }
   };
 
-  /// Only what lies inside the clip is kept; it must not be empty.
+  /// Keeps only edges inside the clip, which must not be empty.
   explicit Outline(xrect2d const& clip) noexcept : clip(clip) {}
 
   void AddPolygon(Points const& points) noexcept;
-  /// The outline of the points of an ellipse that are not nearer to its edge than `inset`, which must be less
-  /// than both radii.
+  /// The outline of the points of an ellipse at a distance of at least `inset` from its edge; `inset` must be
+  /// less than both radii.
   void AddEllipse(point2d const& centre, point2d const& radius, double inset) noexcept;
-  /// Must be called when all has been added. False when there was no memory.
+  /// Must be called after everything has been added. False when there was no memory.
   bool Close() noexcept;
 
   xrect2d const& Clip() const noexcept { return clip; }
-  /// The range of x, from the left of the clip; of an empty outline, 0.
+  /// The range of x, relative to the left of the clip; 0 for an empty outline.
   double Leftmost() const noexcept { return edges.Count() ? leftmost : 0; }
   double Rightmost() const noexcept { return rightmost; }
   Edge const* begin() const noexcept { return edges.begin(); }
@@ -57,7 +57,7 @@ class Outline {
   bool IsBeside(point2d const& a, point2d const& b) const noexcept;
 
   xrect2d clip;
-  Buffer<Edge> edges;  // closed: by their tops
+  Buffer<Edge> edges;  // once closed, sorted by their tops
   double leftmost = INFINITY, rightmost = 0;
   bool failed = false;
 };

@@ -1,4 +1,4 @@
-// A paint: a colour, and what painting with it does to a pixel.
+// A paint: a colour, and how painting with it changes a pixel.
 #pragma once
 
 #include "surface_p.h"
@@ -6,12 +6,12 @@
 namespace yk::raster {
 
 enum class Mode : unsigned {
-  PAINT,      // blends the colour in by its alpha; the pixel's alpha stays
+  PAINT,      // blends the colour in by its alpha; the pixel's alpha is unchanged
   INVERT,     // complements blue, green and red; the colour is not used
-  ADD,        // adds the channels, up to 255; the colour's alpha is not used
-  SUBTRACT,   // subtracts the channels, down to 0; the colour's alpha is not used
-  COPY,       // replaces the pixel, alpha included; pixels of 4 bytes only
-  COMPOSITE,  // puts the colour over the pixel, alpha included; pixels of 4 bytes only
+  ADD,        // adds the channels, clamped to 255; the colour's alpha is not used
+  SUBTRACT,   // subtracts the channels, clamped to 0; the colour's alpha is not used
+  COPY,       // replaces the pixel, including alpha; pixels of 4 bytes only
+  COMPOSITE,  // composites the colour over the pixel, including alpha; pixels of 4 bytes only
 };
 inline constexpr unsigned MODE_COUNT = static_cast<unsigned>(Mode::COMPOSITE) + 1;
 

@@ -1,11 +1,11 @@
-// The points of a polygon or polyline, as they come from outside, moved onto a surface.
+// The points of a polygon or polyline, as passed by a caller, moved onto a surface.
 #pragma once
 
 #include <qecore/draw/geometry.h>
 
 namespace yk::raster {
 
-/// Finite points in single precision, each moved by an offset, which is added in double precision.
+/// Finite points in single precision, each shifted by an offset, which is added in double precision.
 struct Points {
   point2df const* points;
   int count;

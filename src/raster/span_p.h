@@ -1,4 +1,4 @@
-// Coverage in, pixels out.
+// Converts coverage into pixels.
 #pragma once
 
 #include "fill_kernels_p.h"
@@ -9,10 +9,10 @@ namespace yk::raster {
 /// A run of pixels in a row, inside the clip.
 struct Span {
   int x, y, count;
-  unsigned char const* coverage;  // of each pixel, 0 to 255; null when all of them are covered whole
+  unsigned char const* coverage;  // of each pixel, 0 to 255; null when all pixels are fully covered
 };
 
-/// Paints spans, each pixel as much as it is covered. The surface must outlive it.
+/// Paints spans, each pixel in proportion to its coverage. The surface must outlive it.
 class SpanPainter {
  public:
   SpanPainter(Surface const& surface, Paint paint) noexcept

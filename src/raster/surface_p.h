@@ -1,10 +1,10 @@
-// A surface: rows of pixels, and the part of them that may be painted on. Plain values, no Windows.
+// A surface: rows of pixels, and the part that may be painted on. Plain values, independent of Windows.
 //
-// Channels are in memory as blue, green, red and, in pixels of 4 bytes, alpha. Positions count from the top
-// left pixel, whichever way the rows run in memory.
+// Channels are in memory as blue, green, red and, in pixels of 4 bytes, alpha. Positions are relative to the
+// top left pixel, whatever the order of the rows in memory.
 //
-// Whatever paints on a surface stays inside its clip. No row depends on another: bands of rows can be painted
-// side by side. For a fill that is a clip of some rows; lines and areas are painted from a first row on.
+// All painting stays inside the clip. No row depends on another: bands of rows can be painted in parallel.
+// For a fill, a band is a clip of some rows; lines and areas take the first row as a parameter.
 #pragma once
 
 #include <qecore/draw/geometry.h>
@@ -13,11 +13,11 @@ namespace yk::raster {
 
 struct Surface {
   unsigned char* pixels = nullptr;  // the top left one; null when there is no surface
-  ptrdiff_t stride = 0;             // bytes from a row to the one below it; negative when rows run upward
+  ptrdiff_t stride = 0;             // bytes from a row to the one below it; negative for bottom-up rows
   int width = 0, height = 0;
   int bytesPerPixel = 0;  // 3 or 4
   bool hasAlpha = false;  // whether the fourth byte is an alpha channel
-  xrect2d clip;           // lies on the surface
+  xrect2d clip;           // inside the surface
 
   unsigned char* At(int x, int y) const noexcept {
     return pixels + ptrdiff_t{y} * stride + ptrdiff_t{x} * bytesPerPixel;
@@ -27,14 +27,14 @@ struct Surface {
     return pixels && x >= clip.left && x < clip.right && y >= clip.top && y < clip.bottom;
   }
   bool IsEmpty() const noexcept { return !pixels || clip.left >= clip.right || clip.top >= clip.bottom; }
-  /// Cuts a rectangle down to what may be painted on. False when nothing is left.
+  /// Clips a rectangle to the area that may be painted on. False when nothing is left.
   bool Clip(xrect2d& r) const noexcept { return pixels && clip.Clip(r); }
 };
 
 /// Pixels in a row of a rectangle that is not inverted.
 inline size_t Width(xrect2d const& r) noexcept { return static_cast<size_t>(r.right - r.left); }
 
-/// Calls run(first pixel, y) for each row of a rectangle that lies on the surface.
+/// Calls run(first pixel, y) for each row of a rectangle inside the surface.
 template <class Run>
 void ForEachRow(Surface const& surface, xrect2d const& r, Run run) noexcept {
   for (int y = r.top; y < r.bottom; ++y) run(surface.At(r.left, y), y);
