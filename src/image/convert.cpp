@@ -12,8 +12,8 @@ namespace yk {
 
 namespace {
 
-// One cell for each pair; row and column are the formats' numbers less one. Written by System's constructor
-// and destructor alone.
+// One cell per pair; row and column are the formats' numbers minus one. Written only by System's constructor
+// and destructor.
 img::Converter* conversionTable = nullptr;
 
 constexpr size_t CELLS = static_cast<size_t>(img::LAST_FORMAT) * img::LAST_FORMAT;
@@ -88,7 +88,7 @@ HRESULT img::ConvertPixels(void const* src, void* dst, IMG_FORMAT srcFormat, IMG
                            IMG_PALENTRY* palette) noexcept {
   HRESULT const result = ConvertRow(src, dst, srcFormat, dstFormat, count, palette);
   if (Succeeded(result) && count > 0 && srcFormat == IMG_GRAY8 && dstFormat == IMG_BGRF) {
-    // On purpose: the grey stands in the four bytes behind the last pixel as well. Callers have them.
+    // Contract: the grey is also written to the four bytes past the last pixel, which callers provide.
     float* const end = static_cast<float*>(dst) + 3 * static_cast<size_t>(count);
     memcpy(end, end - 1, sizeof(float));
   }

@@ -9,9 +9,10 @@
 //
 // Two operations in a row work on blocks that stay in the first-level cache.
 //
-// One text for every processor: each file that includes this one instantiates the kernels for its own
+// The same source serves every processor: each file that includes this one instantiates the kernels for its
 // instruction set, and the anonymous namespace keeps the copies apart. The loops without intrinsics define
-// the results; those with them (vector_kernels_p.h) do as many pixels as they like and leave the rest.
+// the results; those with intrinsics (vector_kernels_p.h) convert as many pixels as they can and leave the
+// rest.
 #pragma once
 
 #include <string.h>
@@ -44,7 +45,7 @@ using BgraF = Channels<float, 4>;
 
 constexpr size_t BLOCK = 256;  // pixels between two operations
 
-// Pixels may stand at any address: they are read and written as bytes.
+// Pixels may be at any address: they are read and written as bytes.
 
 template <class T>
 T Read(uint8_t const* at, size_t index) noexcept {
@@ -63,8 +64,8 @@ void Write(uint8_t* at, size_t index, T value) noexcept {
 template <class To, class From>
 struct Recoded;
 
-/// v / 255, rounded once. 1/255 is 1/256 + 1/65280: the first product is exact and the second so small that
-/// the sum is the correctly rounded quotient for each of the 256 values.
+/// v / 255, rounded once. 1/255 is 1/256 + 1/65280: the first product is exact, and the second is so small
+/// that the sum is the correctly rounded quotient for each of the 256 values.
 template <>
 struct Recoded<float, uint8_t> {
   static float Of(uint8_t value) noexcept {
@@ -73,7 +74,7 @@ struct Recoded<float, uint8_t> {
   }
 };
 
-/// v / 65535, rounded once, in the same way; true for each of the 65536 values.
+/// v / 65535, rounded once, by the same method, which is exact for each of the 65536 values.
 template <>
 struct Recoded<float, uint16_t> {
   static float Of(uint16_t value) noexcept {
@@ -88,7 +89,7 @@ struct Recoded<uint8_t, uint16_t> {
   static uint8_t Of(uint16_t value) noexcept { return static_cast<uint8_t>(value >> 8); }
 };
 
-/// The low byte of v * 255 + 0.5, cut: not clamped, on purpose. What is no 32-bit integer gives 0.
+/// The low byte of v * 255 + 0.5, truncated and not clamped (contract). Values outside 32 bits give 0.
 template <>
 struct Recoded<uint8_t, float> {
   static uint8_t Of(float value) noexcept {
@@ -115,7 +116,7 @@ inline uint8_t Average(uint8_t b, uint8_t g, uint8_t r) noexcept {
 }
 inline float Average(float b, float g, float r) noexcept { return ((b + g) + r) / 3.0f; }
 
-/// One pixel. Grey goes to every channel, alpha included: grey 0 is transparent, on purpose.
+/// One pixel. Grey is copied to every channel, including alpha: grey 0 is transparent (contract).
 template <class T, size_t FROM, size_t TO>
 void RearrangePixel(uint8_t const* in, uint8_t* out) noexcept {
   T const b = Read<T>(in, 0);
@@ -160,8 +161,9 @@ void ConvertThrough(uint8_t* out, size_t count, First first) noexcept {
   }
 }
 
-/// What stands between Source and Target when both type and number of channels change. The numbers change
-/// where that is cheapest, in the narrower type, but for averages: those are taken before anything is lost.
+/// The format between Source and Target when both type and number of channels change. The number is changed
+/// where that is cheapest, in the narrower type, except for averages, which are taken before precision is
+/// lost.
 template <class Source, class Target>
 struct Between {
   static constexpr bool NARROWS = sizeof(typename Source::Type) > sizeof(typename Target::Type);
@@ -187,7 +189,7 @@ void Convert(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const*)
   }
 }
 
-/// GRAYF to GRAY8, alone of all: clamped, and cut without rounding. Not-a-number gives 0.
+/// GRAYF to GRAY8 alone is clamped, and truncated without rounding (contract). NaN gives 0.
 template <Isa ISA>
 void ConvertClamped(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const*) noexcept {
   for (size_t i = VectorClamp<ISA>::Run(in, out, count); i < count; ++i) {
@@ -198,7 +200,7 @@ void ConvertClamped(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY 
   }
 }
 
-/// The top bit of a word, unused, counts for nothing; the low three bits of each channel stay 0.
+/// The top bit of a word is unused; the low three bits of each channel stay 0.
 template <Isa ISA>
 void ConvertRgb555(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const*) noexcept {
   for (size_t i = 0; i < count; ++i) {
@@ -211,7 +213,7 @@ void ConvertRgb555(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY c
 
 // ---- Look up ----------------------------------------------------------------------------------------------
 
-/// The index of pixel `i`; the leftmost pixel stands in the highest bits.
+/// The index of pixel `i`; the leftmost pixel is in the highest bits.
 template <unsigned BITS>
 unsigned IndexAt(uint8_t const* in, size_t i) noexcept {
   constexpr unsigned PER_BYTE = 8 / BITS;
@@ -219,8 +221,8 @@ unsigned IndexAt(uint8_t const* in, size_t i) noexcept {
   return (in[i / PER_BYTE] >> shift) & ((1u << BITS) - 1);
 }
 
-/// The entries of `count` pixels as BGRA32. They are fetched whole and turned from red, green, blue, alpha in
-/// a loop of its own, since only that one can be vectorised.
+/// The entries of `count` pixels as BGRA32. They are gathered whole and reordered from red, green, blue,
+/// alpha in a separate loop, since only that one can be vectorised.
 template <Isa ISA, unsigned BITS>
 void LookUp(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const* palette) noexcept {
   uint8_t const* const entries = reinterpret_cast<uint8_t const*>(palette);
@@ -238,7 +240,7 @@ void ConvertIndexed(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY 
   });
 }
 
-/// PAL8 to GRAYF takes the entry's alpha for the grey, on purpose.
+/// PAL8 to GRAYF takes the entry's alpha as the grey (contract).
 template <Isa ISA>
 void ConvertIndexedAlpha(uint8_t const* in, uint8_t* out, size_t count,
                          IMG_PALENTRY const* palette) noexcept {
@@ -309,7 +311,8 @@ constexpr bool HasKernel(IMG_FORMAT source, IMG_FORMAT target) noexcept {
          });
 }
 
-/// Whatever has a meaning can be shown and filed as BGR24; resampling converts to the format of its averages.
+/// Every format with a meaning converts to BGR24, for display and files; resampling needs the averaged
+/// format.
 constexpr bool EveryFormatHasItsKernels() noexcept {
   return std::all_of(std::begin(FORMATS), std::end(FORMATS), [](FormatFacts const& facts) {
     if (facts.kind == ChannelKind::NONE) return true;

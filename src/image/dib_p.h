@@ -1,4 +1,4 @@
-// The header of a bitmap in memory, for all that has GDI make or show one.
+// The header of a bitmap in memory, for GDI functions that create or display one.
 #pragma once
 
 #include <windows.h>

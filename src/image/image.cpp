@@ -3,12 +3,11 @@
 #include <qecore/image/image.h>
 #include <qecore/values/map.h>
 #include <stdlib.h>
+#include <windows.h>
 
 #include <algorithm>
 #include <new>
 #include <utility>
-
-#include <windows.h>
 
 #include "convert_p.h"
 #include "core/dying_p.h"
@@ -18,7 +17,7 @@ namespace yk {
 
 #if defined(__GNUC__)
 #pragma GCC diagnostic ignored \
-    "-Winvalid-offsetof"  // single inheritance: the offsets are what both ABIs have
+    "-Winvalid-offsetof"  // single inheritance: the offsets are the same in both ABIs
 #endif
 static_assert(offsetof(Image2d, handle) == 40 && offsetof(Image2d, bits) == 48);
 static_assert(offsetof(Image2d, palette) == 56 && offsetof(Image2d, format) == 64);
@@ -27,11 +26,11 @@ static_assert(offsetof(Image2d, width) == 68 && offsetof(Image2d, height) == 72 
 static_assert(offsetof(Image2d, paletteCount) == 80 && offsetof(Image2d, bitsPerPixel) == 82);
 static_assert(offsetof(Image2d, bytesPerPixel) == 84 && offsetof(Image2d, flags) == 85);
 
-/// Where pixels are, and so who takes them back.
+/// The allocator that owns the pixels.
 enum class img::Memory : uint32_t {
   HEAP,    // or nowhere
   BITMAP,  // a section that GDI draws into
-  GLOBAL,  // movable, and locked as long as the image has it
+  GLOBAL,  // movable, and locked while the image owns it
 };
 
 namespace {
@@ -40,8 +39,8 @@ using img::Memory;
 
 // ---- sizes ------------------------------------------------------------------------------------------------
 
-/// The stride in the signed 32-bit arithmetic of the contract: the sum that is cut to whole words wraps
-/// around, and a negative width has a negative one.
+/// The stride in the signed 32-bit arithmetic of the contract: the sum that is truncated to whole words wraps
+/// around, and a negative width gives a negative stride.
 int32_t StrideOf(unsigned bits, int width) noexcept {
   int32_t const sum = static_cast<int32_t>(bits * static_cast<uint32_t>(width) + 31);
   return static_cast<int32_t>(img::PaddedBytes(int64_t{sum} - 31));
@@ -51,8 +50,8 @@ int32_t StrideOf(unsigned bits, int width) noexcept {
 struct Layout {
   int32_t stride;
   int64_t rows;     // bytes of all rows
-  int64_t palette;  // bytes of the palette behind them
-  bool fits;        // such an image can be: no negative side, no stride that wrapped around, 31 bits of bytes
+  int64_t palette;  // bytes of the palette after them
+  bool fits;  // whether the image is possible: no negative size, no stride overflow, at most 31 bits of bytes
 
   Layout(img::FormatFacts const& facts, int width, int64_t height) noexcept
       : stride(StrideOf(facts.bits, width)),
@@ -66,14 +65,14 @@ struct Layout {
 
 // ---- pixel memory -----------------------------------------------------------------------------------------
 
-/// Pixels and what owns them; empty when there is no memory.
+/// Pixels and their owner; empty when there is no memory.
 struct Pixels {
   Memory memory = Memory::HEAP;
   void* handle = nullptr;
   unsigned char* bits = nullptr;
 };
 
-/// A bitmap section. Only grey bitmaps have colours of their own: a ramp.
+/// A bitmap section. Only grey bitmaps have a colour table: a ramp.
 Pixels NewBitmap(int bitCount, int width, int height) noexcept {
   struct {
     BITMAPINFOHEADER header;
@@ -106,7 +105,7 @@ Pixels NewHeap(size_t size) noexcept {
   return {Memory::HEAP, nullptr, new (std::nothrow) unsigned char[size]};
 }
 
-/// Global memory of no bytes could not be addressed: there is none, then.
+/// Global memory of zero bytes has no address, so it counts as a failure.
 Pixels NewPixels(Memory memory, img::FormatFacts const& facts, Layout const& layout, int width,
                  int height) noexcept {
   if (!layout.fits) return {};
@@ -124,7 +123,7 @@ void Discard(Pixels const& pixels) noexcept {
   GlobalFree(pixels.handle);
 }
 
-/// What is left of an address in 30 bits: which eight bytes of the nearest 4 GB; 0 is no address.
+/// A 30-bit mark of an address: the eight-byte unit that it is in, modulo 4 GB; 0 for null.
 uint32_t MarkOf(void const* address) noexcept {
   return address ? static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address)) >> 2 | 1 : 0;
 }
@@ -135,13 +134,13 @@ uint32_t MarkOf(void const* address) noexcept {
 
 AbstractImage::AbstractImage() noexcept = default;
 
-// Values and drivers' records that go may call back: the image's count must not fall to zero a second time.
+// The destruction of values and drivers' records may call back: the image's count must not reach zero again.
 AbstractImage::~AbstractImage() {
   HoldWhileDying(*this);
   Ref<Map>::Adopt(std::exchange(properties, nullptr)).Reset();
 }
 
-// A value that goes may be the object that holds the image: the map is held while it works.
+// The destruction of a value may release the object that holds the image, so the map is kept alive meanwhile.
 
 HRESULT AbstractImage::GetProperty(unsigned id, Variant& value) noexcept {
   Ref<Map> const map = Ref<Map>::Share(properties);
@@ -165,8 +164,8 @@ Image2d* Image2d::Create() noexcept { return new (std::nothrow) Image2d; }
 HRESULT Image2d::QueryInterface(Guid const&, void**) noexcept { return E_NOINTERFACE; }
 
 void Image2d::Destroy() noexcept {
-  // A call on no object does nothing, on purpose. The compiler takes `this` for an object; volatile makes it
-  // look.
+  // Contract: a call on a null pointer is a no-op. The compiler assumes that `this` is not null; volatile
+  // makes it check.
   Image2d* const volatile self = this;
   if (self) DeleteThis(1);
 }
@@ -187,7 +186,7 @@ HRESULT Image2d::Free() noexcept {
   format = IMG_NONE;
   width = height = stride = 0;
   bytesPerPixel = 0;
-  return S_OK;  // palette and paletteCount stay, on purpose; IsGrayScalePalette knows a palette that is lost
+  return S_OK;  // contract: palette and paletteCount stay; IsGrayScalePalette recognises a freed palette
 }
 
 HRESULT Image2d::Create(IMG_FORMAT newFormat, int newWidth, int newHeight) noexcept {
@@ -239,10 +238,10 @@ HRESULT Image2d::ConvertLine(int y, IMG_FORMAT dstFormat, void* dst, int dstSize
 // ---- Image2d: what it shows -------------------------------------------------------------------------------
 
 bool Image2d::IsGrayScalePalette() noexcept {
-  // Any palette of any format is looked at, but for one that went with its pixels: its address is still
-  // there.
+  // Any palette of any format is compared, except one that was freed with its pixels, whose address is still
+  // stored.
   if (!palette || MarkOf(palette) == lostPalette) return false;
-  if (paletteCount == 0 || paletteCount > 256) return false;  // no byte is the grey 256
+  if (paletteCount == 0 || paletteCount > 256) return false;  // entry 256 would need a grey above 255
   for (unsigned i = 0; i < paletteCount; ++i) {
     if (palette[i].red != i || palette[i].green != i || palette[i].blue != i) return false;
   }
@@ -250,7 +249,7 @@ bool Image2d::IsGrayScalePalette() noexcept {
 }
 
 int Image2d::IsGrayScaleContent() noexcept {
-  if (format != IMG_BGR24 || !bits || width < 1) return 0;  // rows of nothing may be 2^31
+  if (format != IMG_BGR24 || !bits || width < 1) return 0;  // there may be 2^31 rows of no pixels
   bool seen[256] = {};
   for (int y = 0; y < height; ++y) {
     unsigned char const* pixel = GetLine(y);

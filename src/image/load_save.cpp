@@ -19,7 +19,7 @@ namespace {
 constexpr char LOAD[] = "img::Load";
 constexpr char SAVE[] = "img::Save";
 
-/// The filter class for a path; null when images are not saved under its extension. The case counts.
+/// The filter class for a path; null when its extension is not one for saving images. Case-sensitive.
 Guid const* FilterForPath(wchar_t const* path) noexcept {
   wchar_t const* const dot = path ? wcsrchr(path, L'.') : nullptr;
   if (!dot) return nullptr;
@@ -36,8 +36,8 @@ char const* NameOf(Guid const& type) noexcept {
   return format ? format->shortName : "such";
 }
 
-/// A filter of the class `id`. What it makes is taken at its word, unless the class is registered for another
-/// interface: E_NOINTERFACE then, since calling its slots as a filter's would end anywhere.
+/// A filter of the class `id`. The created object is trusted to be one, unless the class is registered for
+/// another interface: then E_NOINTERFACE, since calling its slots as a filter's would be undefined.
 HRESULT CreateFilter(Guid const& id, char const* operation, Ref<ykFlt2d>& filter) noexcept {
   ClassInfo const* const info = FindClass(id);
   bool const forAnother = info && !(info->interfaceId == ykFlt2d::Id()) && !(info->interfaceId == Guid{});

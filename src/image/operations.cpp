@@ -12,7 +12,7 @@ namespace yk {
 
 namespace {
 
-/// `ratio` of `size` as an index below `size`; not-a-number is 0.
+/// The index at `ratio` of `size`, clamped to below `size`; NaN gives 0.
 int IndexAt(float ratio, int size) noexcept {
   float const at = static_cast<float>(size) * ratio;
   if (!(at > 0)) return 0;
@@ -20,9 +20,9 @@ int IndexAt(float ratio, int size) noexcept {
   return std::min(static_cast<int>(at), size - 1);
 }
 
-/// Copies `count` bytes of indices that start `shift` pixels into the first byte. A byte behind `source`,
-/// which has `available` bytes, counts as 0. The two shifts do not meet, and pixels of four bits are shifted
-/// like those of one: both are on purpose and part of the contract.
+/// Copies `count` bytes of indices that start `shift` pixels into the first byte. Bytes past the end of
+/// `source`, which has `available` bytes, count as 0. Contract: the two shifts do not add up to 8, and pixels
+/// of four bits are shifted like those of one.
 void CopyIndices(uint8_t const* source, size_t available, uint8_t* target, size_t count,
                  unsigned shift) noexcept {
   if (shift == 0) {
@@ -35,16 +35,16 @@ void CopyIndices(uint8_t const* source, size_t available, uint8_t* target, size_
   }
 }
 
-/// Fills `count` pixels of `size` bytes with the first one, doubling what is done.
+/// Fills `count` pixels of `size` bytes with the first one, doubling the filled part each time.
 void Repeat(uint8_t* row, size_t size, size_t count) noexcept {
   size_t const total = size * count;
   for (size_t done = size; done < total; done *= 2) memcpy(row + done, row, std::min(done, total - done));
 }
 
-/// The rows to work on: none where they have no pixels, though an image may have 2^31 of such rows.
+/// The number of rows with pixels: 0 for an image without columns, which may have 2^31 rows.
 int RowsOf(Image2d const& image) noexcept { return image.bits && image.width > 0 ? image.height : 0; }
 
-/// Fills every row with one pixel; the padding stays as it is.
+/// Fills every row with one pixel; the padding is unchanged.
 void FillPixels(Image2d& image, uint8_t const* pixel) noexcept {
   size_t const size = image.bytesPerPixel;
   size_t const count = static_cast<size_t>(image.width);
@@ -78,13 +78,14 @@ HRESULT Image2d::ClearColor(unsigned color) noexcept {
   unsigned const c2 = color >> 16 & 0xFF;
   if (format == IMG_BGR24) {
     uint8_t const pixel[3] = {static_cast<uint8_t>(c2), static_cast<uint8_t>(c1), static_cast<uint8_t>(c0)};
-    bool const isGrey = c0 == c1 && c1 == c2;
-    if (isGrey) FillRows(*this, static_cast<int>(c0));
-    if (!isGrey) FillPixels(*this, pixel);
+    if (c0 == c1 && c1 == c2) {
+      FillRows(*this, static_cast<int>(c0));
+    } else {
+      FillPixels(*this, pixel);
+    }
     return S_OK;
   }
-  // Grey and BGRA images are filled and say E_NOTIMPL nevertheless; the byte orders differ. Both are on
-  // purpose.
+  // Contract: grey and BGRA images are filled but return E_NOTIMPL; BGRA has the reverse byte order.
   if (format == IMG_GRAY8) FillRows(*this, static_cast<int>((c0 + c1 + c2) / 3));
   if (format == IMG_BGRA32) FillPixels(*this, reinterpret_cast<uint8_t const*>(&color));
   return E_NOTIMPL;
@@ -113,7 +114,7 @@ HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result
   int const w = right - left;
   int const h = bottom - top;
   Ref<Image2d> made = Ref<Image2d>::Adopt(Create());
-  *result = made.get();  // Contract: a dead pointer after a failure; callers look at the code
+  *result = made.get();  // contract: dangling after a failure; callers check the result code
   if (!made) return E_OUTOFMEMORY;
   HRESULT const created = made->Create(format, w, h);
   if (Failed(created)) return created;
@@ -124,7 +125,7 @@ HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result
   }
   if (bitsPerPixel < 8) {
     size_t const skip = static_cast<size_t>(left) / 8;
-    size_t const count = (static_cast<size_t>(w) + 7) / 8;  // for pixels of four bits as well, on purpose
+    size_t const count = (static_cast<size_t>(w) + 7) / 8;  // contract: for pixels of four bits as well
     for (int y = 0; y < h; ++y) {
       CopyIndices(GetLine(top + y) + skip, static_cast<size_t>(stride) - skip, target.GetLine(y), count,
                   static_cast<unsigned>(left) % 8);

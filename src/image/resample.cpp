@@ -50,9 +50,9 @@ HRESULT HalvePixels(Image2d& source, Image2d& target, ProgressMeter& meter) noex
 ///   for each vertical overlap (sy, ty, wy), for each horizontal overlap (sx, tx, wx), for each channel:
 ///     sums[tx] += (wy * wx) * source[sx]
 ///
-/// in single precision and in that order, to the last bit. A source row is converted once though several
-/// target rows take from it; the products wy * wx are formed once for each wy in a row; a target row with the
-/// same one source row as the row above it is copied from there.
+/// in single precision and in that order, bit for bit. A source row is converted once, even if several target
+/// rows use it; the products wy * wx are computed once for successive equal wy; a target row that depends on
+/// the same single source row as the row above is copied from there.
 class Resampler {
  public:
   Resampler(Image2d& from, Image2d& to, ProgressMeter& progress) noexcept
@@ -65,7 +65,7 @@ class Resampler {
         targetWidth(static_cast<size_t>(to.width)) {}
 
   HRESULT Run() noexcept {
-    // Rows that cannot be converted stay as they are; either way that would be all of them.
+    // Rows that cannot be converted are left unchanged; here that would be all of them.
     if (channels == 0 || !CanConvert(source.format, middle) || !CanConvert(middle, target.format))
       return S_OK;
     if (!Allocate()) return E_OUTOFMEMORY;
@@ -75,7 +75,7 @@ class Resampler {
   }
 
  private:
-  /// One block of floats: source row, sums, weights, products. The rows have one float to spare (see AddRow).
+  /// One block of floats: source row, sums, weights, products. The rows have one spare float (see AddRow).
   /// Widths have 31 bits: no size overflows.
   bool Allocate() noexcept {
     size_t const overlaps = sourceWidth + targetWidth;
@@ -110,7 +110,7 @@ class Resampler {
     while (more && ReachRow(meter, now.target)) {
       more = walk.Next(next);
       bool const last = !more || next.target != now.target;
-      bool const alone = fresh && last;  // its weight is 1, then
+      bool const alone = fresh && last;  // its weight is then 1
       if (alone && above == now.source) {
         RepeatRow(now.target);
       } else {
@@ -132,7 +132,7 @@ class Resampler {
     img::AddRow(sums, sourceRow, runs.get(), Products(overlap.weight), targetWidth, channels, fresh);
   }
 
-  /// The weights times `factor`; a factor of 1 leaves them as they are.
+  /// The weights times `factor`; a factor of 1 leaves them unchanged.
   float const* Products(float factor) noexcept {
     if (factor == 1.0f) return weights;
     if (factor != factorHeld) img::Scale(products, weights, overlapCount, factor);
@@ -151,18 +151,18 @@ class Resampler {
   Image2d& source;
   Image2d& target;
   ProgressMeter& meter;
-  IMG_FORMAT middle;  // of the sums
+  IMG_FORMAT middle;  // the format of the sums
   size_t channels;
   size_t sourceWidth;
   size_t targetWidth;
-  std::unique_ptr<float[]> floats;  // in which the next four are
+  std::unique_ptr<float[]> floats;  // holds the next four
   float* sourceRow = nullptr;
   float* sums = nullptr;
   float* weights = nullptr;
   float* products = nullptr;
   std::unique_ptr<img::Run[]> runs;
   size_t overlapCount = 0;
-  int rowHeld = -1;          // the source row that stands in `sourceRow`
+  int rowHeld = -1;          // the index of the row in `sourceRow`
   float factorHeld = -1.0f;  // the factor in `products`
 };
 
@@ -203,7 +203,7 @@ HRESULT Image2d::Rescale(int newWidth, int newHeight, IMG_FORMAT newFormat, Imag
                          ExecutionContext* context) noexcept {
   if (!result) return E_INVALIDARG;
   Ref<Image2d> target = Ref<Image2d>::Adopt(Create());
-  *result = target.get();  // Contract: a dead pointer after a failure; callers look at the code
+  *result = target.get();  // contract: dangling after a failure; callers check the result code
   if (!target) return E_OUTOFMEMORY;
   HRESULT code = target->Create(newFormat, newWidth, newHeight);
   if (Succeeded(code)) code = context ? RescaleTo(target.get(), context) : RescaleTo(target.get());

@@ -26,7 +26,7 @@ void Mirror(uint8_t* row, size_t pixels) noexcept {
 
 using MirrorFunction = void (*)(uint8_t*, size_t) noexcept;
 
-/// By the bytes of a pixel.
+/// Indexed by the bytes of a pixel.
 constexpr MirrorFunction MIRRORS[] = {nullptr,    Mirror<1>, Mirror<2>, Mirror<3>, Mirror<4>, nullptr,
                                       Mirror<6>,  nullptr,   Mirror<8>, nullptr,   nullptr,   nullptr,
                                       Mirror<12>, nullptr,   nullptr,   nullptr,   Mirror<16>};
@@ -38,13 +38,13 @@ constexpr bool EveryPixelHasAMirror() noexcept {
 }
 static_assert(EveryPixelHasAMirror());
 
-/// (a * b) / 255, cut, for eight products of bytes. x / 255 is (x * 0x8081) >> 23 for every x of 16 bits.
+/// (a * b) / 255, truncated, for eight products of bytes. x / 255 is (x * 0x8081) >> 23 for every 16-bit x.
 __m128i MultiplyBytes(__m128i a, __m128i b) noexcept {
   __m128i const reciprocal = _mm_set1_epi16(static_cast<short>(0x8081));
   return _mm_srli_epi16(_mm_mulhi_epu16(_mm_mullo_epi16(a, b), reciprocal), 7);
 }
 
-/// Two pixels in 16-bit lanes times their alpha; the alpha itself times 255, which leaves it as it is.
+/// Multiplies two pixels in 16-bit lanes by their alpha; alpha itself by 255, which leaves it unchanged.
 __m128i PremultiplyTwo(__m128i pixels) noexcept {
   __m128i const colour = _mm_setr_epi16(-1, -1, -1, 0, -1, -1, -1, 0);
   __m128i const whole = _mm_setr_epi16(0, 0, 0, 255, 0, 0, 0, 255);
@@ -68,8 +68,8 @@ size_t HalveGray(uint8_t const* upper, uint8_t const* lower, uint8_t* target, si
   return i;
 }
 
-/// Three bytes a pixel. The mean of every byte with the one three further on is formed, wanted or not, since
-/// that loop is one over plain bytes; of each six, the first three are those of a pixel.
+/// Three bytes per pixel. Averages every byte with the one three bytes further on, needed or not, so that the
+/// loop is one over plain bytes; of every six averages, the first three belong to a pixel.
 void HalveColour(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size_t pixels) noexcept {
   constexpr size_t BLOCK = 64;
   uint8_t means[6 * BLOCK];
@@ -82,8 +82,8 @@ void HalveColour(uint8_t const* upper, uint8_t const* lower, uint8_t* target, si
   }
 }
 
-// One pixel of floats in a register: how many channels, how it is read and written. Three channels are read
-// as four, of which the last is not used, and written as three.
+// A pixel of floats in a register: the number of channels, how to load and store it. Three channels are
+// loaded as four, of which the last is ignored, and stored as three.
 
 struct One {
   static constexpr size_t CHANNELS = 1;

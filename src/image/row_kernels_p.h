@@ -1,4 +1,4 @@
-// The loops over one row of an image that are no conversions: mirroring, premultiplying, averaging.
+// Loops over one row of an image other than conversions: mirroring, premultiplying, averaging.
 #pragma once
 
 #include <stddef.h>
@@ -6,28 +6,28 @@
 
 namespace yk::img {
 
-/// Swaps the `pixels` of a row end for end; `bytes` is the size of one, from 1 to 16.
+/// Reverses the order of the `pixels` of a row; `bytes` is the size of each, from 1 to 16.
 void MirrorRow(uint8_t* row, size_t pixels, size_t bytes) noexcept;
 
 /// Swaps two blocks that do not overlap.
 void SwapBytes(uint8_t* a, uint8_t* b, size_t size) noexcept;
 
-/// BGRA32: blue, green and red become (channel * alpha) / 255, cut.
+/// BGRA32: blue, green and red become (channel * alpha) / 255, truncated.
 void PremultiplyRow(uint8_t* row, size_t pixels) noexcept;
 
-/// Averages 2 x 2 pixels of one or three bytes to one, cut. `pixels` counts the targets.
+/// Averages blocks of 2 x 2 pixels of one or three bytes, truncating. `pixels` counts the results.
 void HalveRow(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size_t pixels,
               size_t channels) noexcept;
 
-/// The source pixels that one target pixel covers, which stand side by side.
+/// The adjacent source pixels that a target pixel covers.
 struct Run {
   int32_t first;
   int32_t count;
 };
 
 /// Adds to each of the `pixels` of `sums` the source pixels of its run, each times its weight, from left to
-/// right; `weights` stand in the order of the runs. With `fresh`, the sums start at zero. Pixels have 1, 3 or
-/// 4 `channels`; source and sums have room for one float behind the last.
+/// right; `weights` are in the order of the runs. With `fresh`, the sums start at zero. Pixels have 1, 3 or 4
+/// `channels`; source and sums have room for one more float at the end.
 void AddRow(float* sums, float const* source, Run const* runs, float const* weights, size_t pixels,
             size_t channels, bool fresh) noexcept;
 

@@ -1,6 +1,6 @@
-// The loops that the compiler does not vectorise well, by hand. Each `Run` converts as many of `count` as
-// fill its registers and answers how many; it reads and writes nothing beyond those. A pair that is not here
-// answers 0, and the plain loop does it all.
+// The loops that the compiler does not vectorise well, written by hand. Each `Run` converts as many of
+// `count` as fill its registers and returns their number; it reads and writes nothing beyond those. The
+// default for a pair without such a loop returns 0, and the scalar loop converts everything.
 #pragma once
 
 #include <immintrin.h>
@@ -13,7 +13,7 @@
 namespace yk::img {
 namespace {
 
-/// Instruction sets, each with all before it.
+/// Instruction sets, each including all previous ones.
 enum class Isa { BASE, SSSE3, AVX2 };
 
 template <Isa ISA, class To, class From>
@@ -28,7 +28,7 @@ struct VectorRearrange {
 
 // ---- float to byte ----------------------------------------------------------------------------------------
 
-/// Four floats to four 32-bit integers, of which the low bytes count.
+/// Four floats to four 32-bit integers, of which the low bytes are used.
 template <Isa ISA>
 __m128i FourFromFloat(uint8_t const* in) noexcept {
   __m128 const v = _mm_loadu_ps(reinterpret_cast<float const*>(in));
@@ -63,8 +63,7 @@ requires(ISA >= Isa::SSSE3) struct VectorRecode<ISA, uint8_t, float> {
   }
 };
 
-/// GRAYF to GRAY8: clamped to 0.0 to 1.0, cut. Not-a-number gives 0, which is the second operand of the
-/// maximum.
+/// GRAYF to GRAY8: clamped to 0.0 to 1.0, truncated. NaN gives 0, the second operand of the maximum.
 template <Isa ISA>
 struct VectorClamp {
   static __m128i Four(uint8_t const* in) noexcept {
@@ -188,7 +187,7 @@ __m128i AverageOf(__m128i const (&quad)[4]) noexcept {
 }
 
 /// The same for eight pixels in each register. Pairs are added within the halves of a register, so the
-/// averages come out in groups of four, which the last step puts in order.
+/// averages come out in groups of four, which the last step reorders.
 template <Isa ISA>
 void StoreAverages(uint8_t* out, __m256i const (&oct)[4]) noexcept {
   __m256i const colour = _mm256_set1_epi32(0x00010101);
@@ -218,7 +217,7 @@ requires(ISA >= Isa::SSSE3) struct VectorRearrange<ISA, uint8_t, 3, 1> {
   static size_t Run(uint8_t const* in, uint8_t* out, size_t count) noexcept {
     size_t i = 0;
     if constexpr (ISA >= Isa::AVX2) {
-      for (; i + 34 <= count; i += 32) {  // the last load reaches into pixel 33
+      for (; i + 34 <= count; i += 32) {  // the last load extends into pixel 33
         uint8_t const* const at = in + 3 * i;
         __m256i const oct[4] = {SpreadEight<ISA>(at), SpreadEight<ISA>(at + 24), SpreadEight<ISA>(at + 48),
                                 SpreadEight<ISA>(at + 72)};

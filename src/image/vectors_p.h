@@ -1,5 +1,5 @@
 // Vectors of bytes at any address. The anonymous namespace keeps the copies of files with different
-// instruction sets apart: the linker must not choose one of them for all.
+// instruction sets apart: otherwise the linker would choose one of them for all.
 #pragma once
 
 #include <emmintrin.h>

@@ -1,4 +1,4 @@
-// How the pixels of one axis are shared out when their number changes.
+// How the pixels of one axis are weighted when their number changes.
 //
 //   3 pixels to 2   |  0  |  1  |  2  |      0 -> 0: 2/3   1 -> 0: 1/3
 //                   |   0    |    1   |      1 -> 1: 1/3   2 -> 1: 2/3
@@ -12,16 +12,16 @@ namespace yk::img {
 struct Overlap {
   int source;
   int target;
-  float weight;  ///< the part of the target pixel that is covered; the weights of each target pixel sum to 1
+  float weight;  ///< the covered fraction of the target pixel; the weights of each target pixel sum to 1
 };
 
-/// Walks over `sources` and `targets` pixels that span the same length, from left to right, overlap by
-/// overlap. There are at most sources + targets - 1, and each target pixel has one at least.
+/// Enumerates, from left to right, the overlaps of `sources` and `targets` pixels that span the same length.
+/// There are at most sources + targets - 1, and at least one for each target pixel.
 class OverlapWalk {
  public:
   OverlapWalk(int sources, int targets) noexcept : n(sources), m(targets) {}
 
-  /// False: there are no more.
+  /// False when there are no more.
   bool Next(Overlap& overlap) noexcept {
     if (source >= n || target >= m) return false;
     double const sourceEnd = (source + 1.0) / n;
@@ -47,7 +47,7 @@ class OverlapWalk {
   int m;
   int source = 0;
   int target = 0;
-  double carry = 0.0;  // the part of the current target pixel that is covered already
+  double carry = 0.0;  // the fraction of the current target pixel covered so far
 };
 
 }  // namespace yk::img
