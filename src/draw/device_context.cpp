@@ -1,5 +1,5 @@
 #include "gdi_p.h"
-// first: it brings the platform's types
+// first, for the platform's types
 
 #include <qecore/core/ref.h>
 #include <qecore/draw/color.h>
@@ -29,11 +29,11 @@ void MakeMemoryDC(IDC& dc) noexcept {
     dc.previousObject = SelectObject(dc.memoryDC, dc.surfaceBitmap);
   } else {
     if (dc.foreignDC) DeleteDC(dc.foreignDC);
-    dc.foreignDC = dc.memoryDC;  // over an image's pixels: noted as one to delete
+    dc.foreignDC = dc.memoryDC;  // over an image's pixels: remembered, to be deleted
   }
 }
 
-// Takes the bitmap out of a device context: the one before it comes back, or the one that each begins with.
+// Deselects a bitmap: restores the previous one, or the default bitmap of a new device context.
 void Unselect(HDC dc, HGDIOBJ before) noexcept {
   if (before && SelectObject(dc, before)) return;
   draw::MemoryDC const fresh;
@@ -77,13 +77,13 @@ HRESULT MakeSurface(IDC& dc, int w, int h) noexcept {
   return S_OK;
 }
 
-// A rectangle of the surface that goes to (x, y) of another device context.
+// A rectangle of the surface to be copied to (x, y) of another device context.
 struct Part {
   int sourceX, sourceY, w, h, x, y;
 };
 
-// The way round BitBlt. The header says 24 bits whatever the surface has; pixels that this would read and the
-// surface does not have make it fail.
+// Bypasses BitBlt. The header says 24 bits whatever the surface has; the call fails when it would read pixels
+// beyond the surface.
 HRESULT StretchTo(HDC target, IDC const& dc, Part const& part) noexcept {
   auto const& [sourceX, sourceY, w, h, x, y] = part;
   if (!dc.bits || w < 1 || h < 1) return E_FAIL;
@@ -111,7 +111,7 @@ IDC::~IDC() {
 HRESULT IDC::QueryInterface(Guid const&, void**) noexcept { return E_NOINTERFACE; }
 
 void IDC::Destroy() noexcept {
-  // looked at as the address that came in: the language lets `this` count as never null
+  // compared as the address that was passed: the compiler assumes that `this` is never null
   IDC* const volatile object = this;
   if (object) DeleteSelf(1);
 }
@@ -138,7 +138,7 @@ HRESULT IDC::Attach(HDC dc, Image2d* image) noexcept {
 }
 
 HRESULT IDC::Detach() noexcept {
-  // kept where ReleaseDC and the end look second, or a device context of its own would leak
+  // kept where ReleaseDC and the destructor look next, since an owned device context would leak otherwise
   if (OwnsSurface(*this) && memoryDC) foreignDC = memoryDC;
   bits = nullptr;
   width = height = stride = 0;

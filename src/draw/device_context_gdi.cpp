@@ -1,7 +1,7 @@
-// What a device context lets GDI draw: text and aliased polygons, into masks whose coverage is then painted.
+// Drawing by GDI on a device context: text and aliased polygons, as masks whose coverage is then painted.
 
 #include "gdi_p.h"
-// first: it brings the platform's types
+// first, for the platform's types
 
 #include <math.h>
 #include <qecore/values/string.h>
@@ -23,18 +23,18 @@ using Corners = raster::Buffer<POINT>;
 constexpr COLORREF WHITE = RGB(255, 255, 255);
 constexpr COLORREF BLACK = RGB(0, 0, 0);
 
-// A polygon's mask holds both colours' coverage: the fill's in the red bytes and the outline's in the blue
-// ones.
+// A polygon's mask holds the coverage of both colours: of the fill in the red bytes, of the outline in the
+// blue ones.
 constexpr COLORREF FILL_MASK = RGB(255, 0, 0);
 constexpr COLORREF OUTLINE_MASK = RGB(0, 0, 255);
 constexpr int FILL_BYTE = 2;
 constexpr int OUTLINE_BYTE = 0;
 
-// GDI gets no coordinate farther from what is visible than this, and no wider pen.
+// The greatest distance of coordinates passed to GDI from the visible area, and the widest pen.
 constexpr int FAR_AWAY = 0x4000;
 constexpr int WIDEST_PEN = FAR_AWAY - 1;
 
-// Paints what a mask holds in one of the three bytes of its pixels.
+// Paints the mask held in one of the three bytes of each pixel.
 HRESULT PaintMask(IDC const& dc, unsigned colour, GdiMask const& mask, int byte) noexcept {
   Coverage coverage;
   if (!coverage.Resize(raster::Width(mask.Area()))) return E_OUTOFMEMORY;
@@ -53,7 +53,7 @@ HRESULT PaintMask(IDC const& dc, unsigned colour, GdiMask const& mask, int byte)
 
 // ---- text
 
-// The font of the context, in another device context, for a scope.
+// Selects the font of a context into another device context for a scope.
 class SelectedFont {
  public:
   SelectedFont(HDC dc, HDC from) noexcept : dc(dc) {
@@ -76,8 +76,8 @@ struct Text {
   unsigned format;
 };
 
-// \return the height, 0 when GDI refuses
-int LetDraw(HDC dc, Text const& text, unsigned format, RECT& r) noexcept {
+// \return the height; 0 when GDI fails
+int CallDrawText(HDC dc, Text const& text, unsigned format, RECT& r) noexcept {
   return DrawTextW(dc, text.characters, text.length, &r, format);
 }
 
@@ -88,16 +88,16 @@ HRESULT MeasureText(IDC const& dc, Text const& text, xrect2d& r) noexcept {
   draw::MemoryDC const scratch;
   SelectedFont const font(scratch, dc.memoryDC);
   RECT measured = ToRect(r);
-  if (!LetDraw(scratch, text, text.format, measured) && text.length > 0) return E_FAIL;
+  if (!CallDrawText(scratch, text, text.format, measured) && text.length > 0) return E_FAIL;
   r = FromRect(measured);
   return S_OK;
 }
 
-// What does not change the size of text, or only makes it smaller; the size is asked for without these.
+// Flags that do not affect the size of text, or only make it smaller; it is measured without them.
 constexpr unsigned PLACING =
     DT_CENTER | DT_RIGHT | DT_VCENTER | DT_BOTTOM | DT_END_ELLIPSIS | DT_PATH_ELLIPSIS | DT_WORD_ELLIPSIS;
 
-// A rectangle with so few pixels is not worth measuring its text.
+// In a rectangle with fewer pixels, measuring the text is not worth it.
 constexpr double FEW_PIXELS = 16384;
 
 bool IsTurned(HDC dc) noexcept {
@@ -106,7 +106,7 @@ bool IsTurned(HDC dc) noexcept {
   return font.lfEscapement != 0 || font.lfOrientation != 0;
 }
 
-// Whether text is where its size and alignment say.
+// Whether the position of the text follows from its size and alignment.
 bool IsPlaced(IDC const& dc, unsigned format) noexcept {
   bool const isUpright = (format & (DT_VCENTER | DT_BOTTOM)) == 0 || (format & DT_SINGLELINE) != 0;
   return isUpright && !(format & DT_RTLREADING) && !IsTurned(dc.memoryDC);
@@ -119,19 +119,19 @@ Alignment AlignmentOf(unsigned format, unsigned middle, unsigned last) noexcept 
   return format & middle ? Alignment::MIDDLE : Alignment::FIRST;
 }
 
-// Where something of a length begins between two ends.
+// The start of a piece of the given length that is aligned between two ends.
 int Align(int from, int to, int length, Alignment alignment) noexcept {
   int64_t const room = int64_t{to} - from - length;
   int64_t const before[] = {0, room / 2, room};
   return ClampToInt(from + before[static_cast<int>(alignment)]);
 }
 
-// Where text may leave a mark: around its box as far as that is high, since letters may lean out of it; and
-// without DT_NOCLIP inside the rectangle only.
+// The area that text may touch: its box plus a margin of its height, since glyphs may extend beyond it;
+// without DT_NOCLIP clipped to the rectangle.
 xrect2d TextArea(IDC const& dc, Text const& text, xrect2d const& r) noexcept {
   unsigned const format = text.format;
   xrect2d const frame = draw::Shifted(dc, r);
-  if (format & DT_TABSTOP) return frame;  // its upper bits are no flags then
+  if (format & DT_TABSTOP) return frame;  // its upper bits are then not flags
   double const pixels = (static_cast<double>(r.right) - r.left) * (static_cast<double>(r.bottom) - r.top);
   if (!(format & DT_NOCLIP) && pixels < FEW_PIXELS) return frame;
   xrect2d size = r;
@@ -154,14 +154,14 @@ xrect2d TextArea(IDC const& dc, Text const& text, xrect2d const& r) noexcept {
   return area;
 }
 
-// Draws text into a mask. False when GDI refuses.
+// Draws text into a mask. False when GDI fails.
 bool DrawInto(GdiMask const& mask, IDC const& dc, Text const& text, xrect2d const& r,
               COLORREF colour) noexcept {
   SelectedFont const font(mask.Dc(), dc.memoryDC);
   RECT where = ToRect(r);
   SetBkMode(mask.Dc(), TRANSPARENT);
   ::SetTextColor(mask.Dc(), colour);
-  int const height = LetDraw(mask.Dc(), text, text.format, where);
+  int const height = CallDrawText(mask.Dc(), text, text.format, where);
   GdiFlush();
   return height != 0;
 }
@@ -178,8 +178,8 @@ void ForEachShare(Coverage& coverage, GdiMask const& mask, Change change) noexce
   }
 }
 
-// GDI bends coverage by a curve, which makes light letters bolder and dark ones thinner by as much: what is
-// true lies in the middle between white on black and black on white.
+// GDI applies a gamma curve to coverage, which makes light letters bolder and dark ones thinner by the same
+// amount: the true coverage is the mean of white on black and black on white.
 HRESULT CoverText(IDC const& dc, Text const& text, xrect2d const& where, GdiMask& mask,
                   Coverage& coverage) noexcept {
   if (!DrawInto(mask, dc, text, where, WHITE)) return E_FAIL;
@@ -218,7 +218,7 @@ xrect2d Bounds(POINT const* points, int count) noexcept {
   return box;
 }
 
-// The points on the surface. False when there is no memory.
+// The points in surface coordinates. False when there is no memory.
 bool ShiftInto(Corners& corners, IDC const& dc, POINT const* points, int count) noexcept {
   if (!corners.Reserve(static_cast<size_t>(count) + 1)) return false;
   for (int i = 0; i < count; ++i) {
@@ -232,7 +232,7 @@ int Rounded(double value) noexcept { return static_cast<int>(floor(value + 0.5))
 enum class Axis { X, Y };
 enum class Limit { LEAST, MOST };
 
-// One of the four sides of a box: the least or the most that a coordinate may be.
+// One of the four sides of a box: the minimum or maximum of a coordinate.
 struct Side {
   Axis axis;
   Limit kind;
@@ -243,35 +243,34 @@ struct Side {
     return kind == Limit::LEAST ? Of(p) >= limit : Of(p) <= limit;
   }
 
-  POINT Cut(POINT const& a, POINT const& b) const noexcept {
+  POINT Intersection(POINT const& a, POINT const& b) const noexcept {
     double const t = (static_cast<double>(limit) - Of(a)) / (static_cast<double>(Of(b)) - Of(a));
     double const dx = (static_cast<double>(b.x) - a.x) * t, dy = (static_cast<double>(b.y) - a.y) * t;
     return axis == Axis::Y ? POINT{Rounded(a.x + dx), limit} : POINT{limit, Rounded(a.y + dy)};
   }
 };
 
-bool CutAlong(Side const& side, Corners& from, Corners& to) noexcept {
+bool ClipToSide(Side const& side, Corners& from, Corners& to) noexcept {
   to.Shrink(0);
   for (size_t i = 0; i < from.Count(); ++i) {
     POINT const& a = from[i];
     POINT const& b = from[i + 1 < from.Count() ? i + 1 : 0];
     if (side.Contains(a) && !to.Add(a)) return false;
-    if (side.Contains(a) != side.Contains(b) && !to.Add(side.Cut(a, b))) return false;
+    if (side.Contains(a) != side.Contains(b) && !to.Add(side.Intersection(a, b))) return false;
   }
   return true;
 }
 
-// Cuts a closed outline down to a box; what was outside runs along the box's sides. The result is in
-// `corners`.
-bool CutDown(Corners& corners, xrect2d const& box) noexcept {
+// Clips a closed outline to a box; parts outside are moved to the box's sides. The result is in `corners`.
+bool ClipToBox(Corners& corners, xrect2d const& box) noexcept {
   Corners other;
-  return CutAlong({Axis::X, Limit::LEAST, box.left}, corners, other) &&
-         CutAlong({Axis::Y, Limit::LEAST, box.top}, other, corners) &&
-         CutAlong({Axis::X, Limit::MOST, box.right}, corners, other) &&
-         CutAlong({Axis::Y, Limit::MOST, box.bottom}, other, corners);
+  return ClipToSide({Axis::X, Limit::LEAST, box.left}, corners, other) &&
+         ClipToSide({Axis::Y, Limit::LEAST, box.top}, other, corners) &&
+         ClipToSide({Axis::X, Limit::MOST, box.right}, corners, other) &&
+         ClipToSide({Axis::Y, Limit::MOST, box.bottom}, other, corners);
 }
 
-// Both return false when GDI refuses; what it would paint with instead is not meant for a mask.
+// Both return false when GDI fails: it would otherwise paint with the objects selected before.
 
 bool FillMask(HDC dc, Corners& corners) noexcept {
   draw::GdiObject const brush(CreateSolidBrush(FILL_MASK));
@@ -284,7 +283,7 @@ bool FillMask(HDC dc, Corners& corners) noexcept {
   return drawn;
 }
 
-// The outline goes on top and takes the fill away; the first corner is repeated at the end.
+// The outline is drawn over the fill and removes it; the first corner is repeated at the end.
 bool OutlineMask(HDC dc, Corners& corners, int penWidth) noexcept {
   draw::GdiObject const pen(CreatePen(PS_SOLID, penWidth, OUTLINE_MASK));
   if (!pen.get()) return false;
@@ -308,7 +307,7 @@ HRESULT IDC::DrawPolygon(POINT const* points, int count, unsigned fill, unsigned
   xrect2d reach = area;
   reach.Inflate(FAR_AWAY, FAR_AWAY);
   Corners corners;
-  if (!ShiftInto(corners, *this, points, count) || !CutDown(corners, reach)) return E_OUTOFMEMORY;
+  if (!ShiftInto(corners, *this, points, count) || !ClipToBox(corners, reach)) return E_OUTOFMEMORY;
   if (corners.Count() < 2) return S_FALSE;
 
   GdiMask const mask(area);
@@ -328,9 +327,9 @@ HRESULT IDC::PaintText(String const& text, xrect2d* r, unsigned format) noexcept
 HRESULT IDC::PaintText(wchar_t const* text, int length, xrect2d* r, unsigned format) noexcept {
   if (!text || !r || length < -1) return E_INVALIDARG;
   int const count = length >= 0 ? length : ClampToInt(static_cast<int64_t>(wcslen(text)));
-  // the text is the caller's to change, so GDI may not put an ellipsis into it
+  // DT_MODIFYSTRING would let GDI write an ellipsis into the caller's text
   Text const given = {text, count, format & ~static_cast<unsigned>(DT_MODIFYSTRING)};
-  bool const measures = (format & DT_CALCRECT) && !(format & DT_TABSTOP);  // whose width is in the same bits
+  bool const measures = (format & DT_CALCRECT) && !(format & DT_TABSTOP);  // whose width uses the same bits
   if (measures) return MeasureText(*this, given, *r);
   if (!bits || count == 0) return S_FALSE;
   if (!draw::CanPaint(*this)) return E_NOTIMPL;

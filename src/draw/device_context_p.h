@@ -1,4 +1,4 @@
-// What the sources of yk::IDC share: its fields as a surface to paint on, and painting by coverage.
+// Shared by the sources of yk::IDC: its fields as a surface, and painting by coverage.
 #pragma once
 
 #include <qecore/draw/device_context.h>
@@ -8,15 +8,15 @@
 
 namespace yk::draw {
 
-/// Shifts a rectangle by the origin. Far away it stops at the ends of the range, which are outside every
+/// Translates a rectangle by the origin. It saturates at the limits of the range, which are outside every
 /// clip.
 inline xrect2d Shifted(IDC const& dc, xrect2d r) noexcept {
   r.Offset(dc.originX, dc.originY);
   return r;
 }
 
-/// The surface as the fields have it now. hasAlpha alone makes no alpha channel: it may have been set for the
-/// next Create.
+/// The surface described by the fields. hasAlpha alone does not make an alpha channel: it may have been set
+/// for the next Create.
 inline raster::Surface SurfaceOf(IDC const& dc) noexcept {
   bool const hasAlpha = dc.hasAlpha && dc.bytesPerPixel == 4;
   raster::Surface surface = {dc.bits, dc.stride, dc.width, dc.height, dc.bytesPerPixel, hasAlpha, dc.clip};
@@ -34,7 +34,7 @@ static_assert(ModeOf(IDC::MODE_SUBTRACT) == raster::Mode::SUBTRACT);
 static_assert(ModeOf(IDC::MODE_COPY) == raster::Mode::COPY);
 static_assert(ModeOf(IDC::MODE_COMPOSITE) == raster::Mode::COMPOSITE);
 
-/// The current mode with a colour, which is the current one or another.
+/// The current mode with the given colour.
 inline raster::Paint PaintOf(IDC const& dc, unsigned colour) noexcept { return {ModeOf(dc.mode), colour}; }
 inline raster::Paint PaintOf(IDC const& dc) noexcept { return PaintOf(dc, dc.colour); }
 

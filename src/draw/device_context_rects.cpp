@@ -1,7 +1,7 @@
-// Rectangles on a device context: fills, frames, gradients, images, and what changes alpha or colours in
-// place.
+// Rectangles on a device context: fills, frames, gradients, images, and operations that change alpha or
+// colours in place.
 //
-// What calls back holds the context meanwhile: the callback may let go of the last reference.
+// Operations with callbacks hold a reference to the context: a callback may release the last one.
 
 #include <qecore/core/ref.h>
 #include <qecore/draw/color.h>
@@ -24,13 +24,13 @@ xrect2d FromSize(int x, int y, int w, int h) noexcept { return {x, y, AddClamped
 
 int Span(int from, int to) noexcept { return ClampToInt(int64_t{to} - from); }
 
-// The weight of the second colour at a place in a gradient.
+// The weight of the second colour at a position in a gradient.
 float Progress(int at, int from, int to) noexcept {
   return static_cast<float>((static_cast<double>(at) - from) / (static_cast<double>(to) - from));
 }
 
-// Calls fill(x, y, w, h) for the four edges of a frame, each corner in one of them: top and bottom go from
-// end to end.
+// Calls fill(x, y, w, h) for the four edges of a frame. Top and bottom have the full width, so that each
+// corner belongs to one edge.
 template <class Fill>
 void ForEachEdge(int x, int y, int w, int h, Fill fill) noexcept {
   int const lastX = AddClamped(AddClamped(x, w), -1), lastY = AddClamped(AddClamped(y, h), -1);
@@ -60,7 +60,7 @@ HRESULT IDC::FillRect(int x, int y, int w, int h) noexcept { return FillRect(Fro
 
 HRESULT IDC::FillRect(xrect2d const& r) noexcept {
   HRESULT const result = raster::Fill(SurfaceOf(*this), PaintOf(*this), Shifted(*this, r));
-  return result == S_OK && mode >= MODE_COPY ? S_FALSE : result;  // intended
+  return result == S_OK && mode >= MODE_COPY ? S_FALSE : result;  // contract
 }
 
 HRESULT IDC::FillRectWith(int x, int y, int w, int h, ColorCallback callback, void* context) noexcept {
@@ -79,7 +79,7 @@ HRESULT IDC::FillGradientV(xrect2d const& r, unsigned first, unsigned second) no
   HRESULT const result = raster::FillRows(SurfaceOf(*this), draw::ModeOf(mode), whole, [&](int y) {
     return BlendColor(second, first, Progress(y, whole.top, whole.bottom));
   });
-  return result == S_FALSE ? S_FALSE : S_OK;  // also in a mode that does not exist; intended
+  return result == S_FALSE ? S_FALSE : S_OK;  // contract: even for an unknown mode
 }
 
 HRESULT IDC::FillGradientH(xrect2d const& r, unsigned first, unsigned second) noexcept {
@@ -149,7 +149,7 @@ HRESULT IDC::DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect,
   xrect2d part = wanted;
   if (!source->bits || !whole.Clip(part)) return S_FALSE;
 
-  // where pixel (0, 0) of the source would lie on the surface; wide, since the positions are anyone's
+  // the position of the source's pixel (0, 0) on the surface; 64-bit, since callers may pass any position
   int64_t const dx = int64_t{x} + originX - wanted.left;
   int64_t const dy = int64_t{y} + originY - wanted.top;
   Surface const surface = SurfaceOf(*this);

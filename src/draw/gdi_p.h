@@ -1,8 +1,8 @@
-// Owners of GDI objects, and a small bitmap to draw masks with.
+// Owners of GDI objects, and a small bitmap for drawing masks.
 #pragma once
 
 #include <windows.h>
-// first: the platform's types are complete below
+// first, for the platform's types
 
 #include <qecore/draw/geometry.h>
 #include <qecore/image/format.h>
@@ -13,8 +13,8 @@
 
 namespace yk::draw {
 
-/// A memory device context that goes with the screen, and is deleted at the end of the scope; null when the
-/// system has no room.
+/// A memory device context compatible with the screen, deleted at the end of the scope; null when the system
+/// cannot create it.
 class MemoryDC {
  public:
   MemoryDC() noexcept : handle(Make()) {}
@@ -35,7 +35,7 @@ class MemoryDC {
   HDC handle;
 };
 
-/// A GDI object that is deleted at the end of the scope. It must not be selected any more then.
+/// A GDI object, deleted at the end of the scope. It must not be selected any more by then.
 class GdiObject {
  public:
   explicit GdiObject(HGDIOBJ handle) noexcept : handle(handle) {}
@@ -49,7 +49,7 @@ class GdiObject {
   HGDIOBJ handle;
 };
 
-/// A 24- or 32-bit DIB section; a positive height is bottom-up. Null when the system has no room.
+/// A 24- or 32-bit DIB section; a positive height is bottom-up. Null when the system cannot create it.
 inline HBITMAP MakeSection(int width, int height, int bitCount, unsigned char** bits) noexcept {
   BITMAPINFO info = {};
   info.bmiHeader = img::DibHeader(width, height, bitCount);
@@ -60,13 +60,13 @@ inline HBITMAP MakeSection(int width, int height, int bitCount, unsigned char** 
   return bitmap;
 }
 
-/// Bytes from row to row, or more than an int holds.
+/// Bytes from row to row; may exceed an int.
 constexpr int64_t RowBytes(int width, int bitCount) noexcept {
   return img::PaddedBytes(int64_t{bitCount} * width);
 }
 
-/// A black 24-bit bitmap as large as a rectangle of a surface, with a device context in which GDI draws into
-/// it at the positions that it would draw at on the surface.
+/// A black 24-bit bitmap of the size of a rectangle of a surface, with a device context in which GDI draws at
+/// surface coordinates.
 class GdiMask {
  public:
   explicit GdiMask(xrect2d const& area) noexcept

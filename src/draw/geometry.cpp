@@ -1,5 +1,5 @@
 #include <windows.h>
-// the platform's words first: RECTL and the points are complete below
+// first, for the platform's types: RECTL and the points must be complete below
 
 #include <math.h>
 #include <qecore/core/conversions.h>
@@ -27,13 +27,13 @@ IntegerPoint MapToIntegers(matrix2d const& m, double x, double y) noexcept {
 
 matrix2d ScaleMatrix(double x, double y) noexcept { return {x, 0, 0, y, 0, 0}; }
 
-// Widens to take in p, both ends looked at.
+// Widens the range to include p, at either end.
 void Extend(double& low, double& high, double p) noexcept {
   if (p < low) low = p;
   if (p > high) high = p;
 }
 
-// Moves the low end, or else the high end: the odd growth of rect2d::_Add.
+// Moves the low end, or else the high end: the growth of rect2d::_Add.
 void ExtendOneEnd(double& low, double& high, double from, double to) noexcept {
   if (from < low) {
     low = from;
@@ -50,7 +50,7 @@ void ExtendOneEnd(int& low, int& high, int value) noexcept {
   }
 }
 
-// Makes an empty range one unit long; at the end of the numbers it grows the other way.
+// Makes an empty range one unit long; at the maximum it grows downward.
 void Widen(LONG& low, LONG& high) noexcept {
   if (low != high) return;
   high < INT32_MAX ? ++high : --low;
@@ -250,7 +250,7 @@ void matrix2d::Invert() noexcept {
 }
 
 bool matrix2d::Compare(matrix2d const& other, double epsilon) const noexcept {
-  // m21 and m22 are left out, which is intended: hosts rely on what compares equal
+  // contract: m21 and m22 are not compared
   for (double matrix2d::*element : {&matrix2d::dx, &matrix2d::dy, &matrix2d::m11, &matrix2d::m12}) {
     if (fabs(this->*element - other.*element) > epsilon) return false;
   }

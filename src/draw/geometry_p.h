@@ -1,4 +1,4 @@
-// Integer sums that stop at the ends of the 32-bit range instead of wrapping around.
+// Integer sums that saturate at the limits of the 32-bit range.
 #pragma once
 
 #include <qecore/draw/geometry.h>
