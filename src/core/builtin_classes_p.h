@@ -1,9 +1,9 @@
-// The classes that the library itself brings.
+// The classes built into the library.
 #pragma once
 
 namespace yk {
 
-/// Registers them, in their fixed order, with the System that is being built. \return false without memory
+/// Registers them, in their fixed order, with the System under construction. \return false without memory
 bool RegisterBuiltinClasses() noexcept;
 
 }  // namespace yk

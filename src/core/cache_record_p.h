@@ -1,4 +1,4 @@
-// How records of the module cache are read: a table says which chunks a record has and who takes each.
+// Reads records of the module cache: a table lists the chunks of a record and the function that reads each.
 #pragma once
 
 #include <qecore/io/deserializer.h>
@@ -6,15 +6,14 @@
 
 namespace yk {
 
-/// One kind of chunk in a record. `read` is called with the reader inside the chunk; false: it is damaged.
+/// One kind of chunk in a record. `read` is called with the chunk as the current one; false: it is damaged.
 template <class Target>
 struct CacheItem {
   unsigned short tag;
   bool (*read)(Deserializer& reader, Target& target);
 };
 
-/// Reads the chunks of the record in which the reader stands, in whatever order. None has to be there;
-/// unknown ones are skipped.
+/// Reads the chunks of the reader's current record, in any order. All are optional; unknown ones are skipped.
 /// \return false when a chunk is damaged
 template <class Target, size_t COUNT>
 bool ReadItems(Deserializer& reader, CacheItem<Target> const (&items)[COUNT], Target& target) noexcept {
@@ -30,7 +29,7 @@ bool ReadItems(Deserializer& reader, CacheItem<Target> const (&items)[COUNT], Ta
   return sound;
 }
 
-/// Reads exactly `size` bytes from the chunk in which the reader stands.
+/// Reads exactly `size` bytes from the reader's current chunk.
 inline bool ReadBytes(Deserializer& reader, void* to, unsigned size) noexcept {
   if (reader.GetRemaining() < size) return false;
   unsigned done = 0;

@@ -28,7 +28,7 @@ void FreeName(ClassInfo& info) noexcept {
   info.flags &= ~ClassInfo::OWN_NAME;
 }
 
-/// Room for a name of its own; null without memory.
+/// Allocates the record's own name; null without memory.
 char* NewName(ClassInfo& info, size_t length) noexcept {
   FreeName(info);
   char* const name = static_cast<char*>(yk_new(length + 1));
@@ -89,8 +89,7 @@ void CopyName(ClassInfo& info, char const* text) noexcept {
   }
 }
 
-// The flags are kept as they were saved. One that says that the name is the record's own is true of a null
-// name, too.
+// The flags are restored as saved. OWN_NAME is harmless when there is no name.
 bool ReadClassInfo(Deserializer& reader, ClassInfo& info) noexcept {
   bool const flagged = ReadBytes(reader, &info.flags, sizeof info.flags);
   return ReadItems(reader, ITEMS, info) && flagged;

@@ -1,4 +1,4 @@
-// What the registry and the module cache do to a class record.
+// Operations of the registry and the module cache on class records.
 #pragma once
 
 #include <qecore/core/registry.h>
@@ -8,15 +8,15 @@ namespace yk {
 class ExecutionContext;
 class Serializer;
 
-/// Gives the record a copy of a text as its own name; null for a null or an empty text, or without memory.
+/// Gives the record its own copy of a name; null for a null or empty text, or without memory.
 void CopyName(ClassInfo& info, char const* text) noexcept;
 
-/// Reads what WriteClassInfo wrote, from the chunk in which the reader stands, into a record of zeros.
+/// Reads the output of WriteClassInfo from the reader's current chunk into a zeroed record.
 /// \return false for a damaged record, which then holds what could be read
 bool ReadClassInfo(Deserializer& reader, ClassInfo& info) noexcept;
 
-/// Writes the payload of a class record's chunk (module.h draws it).
-/// \return S_OK, or why the writer takes no chunk
+/// Writes the payload of a class record's chunk (see module.h).
+/// \return S_OK, or the reason why the writer accepts no chunk
 HRESULT WriteClassInfo(Serializer& writer, ClassInfo const& info, ExecutionContext* context) noexcept;
 
 }  // namespace yk

@@ -1,4 +1,4 @@
-// Conversions to int that say what becomes of a value that does not fit.
+// Conversions to int with defined results for values that do not fit.
 #pragma once
 
 #include <emmintrin.h>
@@ -7,10 +7,10 @@
 
 namespace yk {
 
-/// A size for the system's functions that count in int: the largest number that they take is enough for them.
+/// A size for system functions that count in int, clamped: the largest int is enough for them.
 constexpr int AsCount(size_t size) noexcept { return size > INT_MAX ? INT_MAX : static_cast<int>(size); }
 
-/// From floating point as the processor does it, toward zero: infinity, not-a-number and what does not fit
+/// From floating point, truncated toward zero by the processor: infinities, NaNs and values that do not fit
 /// give 0x80000000, where a C++ cast would be undefined.
 inline int TruncateToInt(double value) noexcept { return _mm_cvttsd_si32(_mm_set_sd(value)); }
 inline int TruncateToInt(float value) noexcept { return _mm_cvttss_si32(_mm_set_ss(value)); }

@@ -1,14 +1,14 @@
-#include "format_p.h"
-
 #include <qecore/core/diagnostics.h>
 #include <windows.h>
+
+#include "format_p.h"
 
 namespace yk {
 
 namespace {
 
 constexpr size_t TEXT_SIZE = 1024;
-// A narrow text that is cut gets no terminator: the buffer's last zero stays behind it.
+// A truncated narrow text has no terminator: the last zero of the buffer serves as one.
 constexpr size_t NARROW_ROOM = TEXT_SIZE - 1;
 constexpr unsigned BOX_STYLE = MB_OK | MB_ICONWARNING | MB_SYSTEMMODAL;
 static_assert(BOX_STYLE == 0x1030);

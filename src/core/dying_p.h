@@ -1,12 +1,12 @@
-// What destructors that call out have in common.
+// For destructors that call foreign code.
 #pragma once
 
 #include <qecore/core/unknown.h>
 
 namespace yk {
 
-/// Takes a reference that nobody drops: those that others take and drop while the destructor runs do not
-/// destroy the object a second time.
+/// Adds a reference that is never released, so that references which others add and release during the
+/// destructor do not destroy the object a second time.
 inline void HoldWhileDying(Unknown& object) noexcept { object.AddRef(); }
 
 }  // namespace yk

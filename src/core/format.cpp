@@ -16,10 +16,10 @@ namespace yk {
 
 namespace {
 
-constexpr int NONE = -1;           // a precision that is not there
+constexpr int NONE = -1;           // no precision
 constexpr int FROM_ARGUMENT = -2;  // a width or a precision `*`
-constexpr int MOST = 10000;  // the largest width and precision that the runtime is asked for in a format
-// Digits that every runtime has room for. Wine's wide formatter writes more than these behind its buffer.
+constexpr int MOST = 10000;        // the largest width and precision passed to the runtime in a format
+// A number of digits that every runtime can handle. Wine's wide formatter overruns its buffer beyond this.
 constexpr int SAFE_DIGITS = 22;
 constexpr size_t SPEC_ROOM = 24;
 
@@ -44,7 +44,7 @@ constexpr bool IsReal(Char c) noexcept {
   return IsOneOf(c, "eEfFgGaA");
 }
 
-// Characters of the first size prefix of a directive; 0: there is none. The capital I alone is one for
+// The length of the first size prefix of a directive; 0: there is none. A capital I alone is a prefix for
 // integers.
 template <class Char>
 constexpr int PrefixLength(Char const* at) noexcept {
@@ -53,10 +53,10 @@ constexpr int PrefixLength(Char const* at) noexcept {
   return *at == 'I' && IsInteger(at[1]) ? 1 : 0;
 }
 
-// A directive, taken apart.
+// A parsed directive.
 template <class Char>
 struct Directive {
-  explicit constexpr Directive(Char const* at) noexcept {  // behind its `%`
+  explicit constexpr Directive(Char const* at) noexcept {  // after its `%`
     for (; IsOneOf(*at, FLAGS); ++at) {
       for (unsigned i = 0; FLAGS[i]; ++i) flags |= *at == static_cast<Char>(FLAGS[i]) ? 1u << i : 0u;
     }
@@ -71,12 +71,12 @@ struct Directive {
   constexpr bool Known() const noexcept { return IsInteger(*conversion) || IsReal(*conversion) || IsOther(); }
   constexpr bool IsOther() const noexcept { return IsOneOf(*conversion, "cCsSpZ"); }
 
-  // Zeros that fill the width stand between the prefix 0x and the digits.
+  // Zeros that pad the width go between the prefix 0x and the digits.
   constexpr bool FillsDigits() const noexcept {
     return Is(ZERO) && Is(ALTERNATE) && !Is(LEFT) && IsOneOf(*conversion, "xX");
   }
 
-  // Whether the runtime can be given the directive as it stands.
+  // Whether the directive can be passed to the runtime as it is.
   constexpr bool Plain() const noexcept {
     if (!Known() || IsOneOf(*conversion, "FZ") || width > MOST || precision > MOST) return false;
     if (!IsInteger(*conversion)) return true;
@@ -88,10 +88,10 @@ struct Directive {
   int width = 0;
   int precision = NONE;
   Char const* prefix;
-  Char const* conversion;  // the terminator when the format's end cuts the directive off
+  Char const* conversion;  // points to the terminator when the directive is truncated
 
  private:
-  // Sets a number that stands there, or FROM_ARGUMENT; one that an int cannot hold is the largest.
+  // Reads a number, or FROM_ARGUMENT; a number that does not fit is clamped to the largest int.
   static constexpr Char const* Number(Char const* at, int& number) noexcept {
     if (*at == '*') {
       number = FROM_ARGUMENT;
@@ -108,7 +108,7 @@ struct Directive {
   }
 };
 
-// Whether the runtime can be given the whole format.
+// Whether the whole format can be passed to the runtime.
 template <class Char>
 bool IsPlain(Char const* format) noexcept {
   while (*format) {
@@ -140,7 +140,7 @@ int Runtime(char* buffer, size_t size, char const* format, ...) noexcept {
   return length;
 }
 
-// Formats one directive after the other.
+// Formats directive by directive.
 template <class Char>
 class Formatter {
  public:
@@ -151,7 +151,7 @@ class Formatter {
   Formatter(Formatter const&) = delete;
   Formatter& operator=(Formatter const&) = delete;
 
-  // The text's length, also when it is cut or no int holds it; -1: a conversion failed.
+  // The text's length, even when it is truncated or exceeds an int; -1: a conversion failed.
   int64_t Format(Char const* format) noexcept {
     while (*format) {
       if (*format != '%' || format[1] == '%') {
@@ -207,11 +207,11 @@ class Formatter {
     return Pass(directive, value);
   }
 
-  // The directive with those flags and a `*` for each number.
+  // The directive with these flags and a `*` for each number.
   template <class SpecChar>
   static bool Spell(Directive<Char> const& directive, unsigned flags, bool numbers,
                     SpecChar (&spec)[SPEC_ROOM]) noexcept {
-    if (directive.conversion - directive.prefix > 8) return false;  // prefixes upon prefixes
+    if (directive.conversion - directive.prefix > 8) return false;  // more prefixes than any directive has
     SpecChar* out = spec;
     *out++ = '%';
     for (unsigned i = 0; FLAGS[i]; ++i) {
@@ -225,7 +225,7 @@ class Formatter {
     return true;
   }
 
-  // Lets the runtime do it.
+  // Passes it to the runtime.
   template <class Value>
   bool Pass(Directive<Char> const& directive, Value value) noexcept {
     Char spec[SPEC_ROOM];
@@ -246,12 +246,12 @@ class Formatter {
     return true;
   }
 
-  // An integer with so many digits that the runtime has no room for them: it gives the sign, the prefix and
-  // the digits that are more than zeros.
+  // An integer with more digits than the runtime can handle: the runtime formats the sign, the prefix and the
+  // significant digits.
   bool PutDigits(Directive<Char> const& directive, unsigned long long value) noexcept {
     char spec[SPEC_ROOM];
     char text[2 * SAFE_DIGITS] = {};
-    // The alternate octal form wants a zero in front, which is there.
+    // The alternate octal form needs a leading zero, which the padding provides.
     unsigned const unwanted = LEFT | ZERO | (*directive.conversion == 'o' ? unsigned{ALTERNATE} : 0u);
     if (!Spell(directive, directive.flags & ~unwanted, false, spec)) return false;
     int const length = Runtime(text, sizeof text - 1, spec, value);
@@ -279,10 +279,10 @@ class Formatter {
 }  // namespace
 
 int FormatText(wchar_t* buffer, size_t size, wchar_t const* format, va_list arguments) noexcept {
-  // One without the other, the runtime would end the process.
+  // With only one of them, the runtime would end the process.
   if (!format || (buffer == nullptr) != (size == 0)) return -1;
   if (IsPlain(format)) {
-    // Wine's bounded formatter writes to the end of a buffer that is not there when a conversion fails.
+    // Without a buffer, Wine's bounded formatter writes to its end when a conversion fails.
     return buffer ? _vswprintf_c_l(buffer, size, format, nullptr, arguments)
                   : _vsnwprintf(nullptr, 0, format, arguments);
   }

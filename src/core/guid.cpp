@@ -10,9 +10,9 @@ namespace {
 // {FFFFFFFF-SSSS-TTTT-0011-223344556677}
 constexpr char TEXT_FORMAT[] = "{%08X-%04X-%04X-%04X-%02X%02X%02X%02X%02X%02X}";
 constexpr int GROUPS = 10;
-constexpr int WIDE_LIMIT = 255;  // characters of a wide text that count
+constexpr int WIDE_LIMIT = 255;  // characters of a wide text that are read
 
-// Upper case hexadecimal, `digits` of them.
+// Writes `digits` hexadecimal digits in upper case.
 template <class Char>
 Char* WriteHex(Char* to, unsigned value, int digits) noexcept {
   for (int shift = (digits - 1) * 4; shift >= 0; shift -= 4) {
@@ -46,8 +46,7 @@ void Guid::toString(char* buffer) const noexcept { WriteText(*this, buffer); }
 
 void Guid::toString(wchar_t* buffer) const noexcept { WriteText(*this, buffer); }
 
-// What counts as a group of digits is the C runtime's business: white space or a sign before it is let
-// through.
+// The C runtime decides what a group of digits is: white space or a sign before it is accepted.
 bool Guid::Init(char const* text) noexcept {
   Empty();
   if (!text) return false;
@@ -64,7 +63,7 @@ bool Guid::Init(char const* text) noexcept {
 }
 
 bool Guid::Init(wchar_t const* text) noexcept {
-  char narrow[WIDE_LIMIT * 4 + 1];  // no code page needs more for a character
+  char narrow[WIDE_LIMIT * 4 + 1];  // a character has at most 4 bytes in any code page
   int const length = text ? static_cast<int>(wcsnlen(text, WIDE_LIMIT)) : 0;
   int const bytes =
       length ? WideCharToMultiByte(CP_ACP, 0, text, length, narrow, sizeof narrow - 1, nullptr, nullptr) : 0;

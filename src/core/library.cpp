@@ -1,4 +1,4 @@
-// The library's entry point. Attaching does nothing: the System is the host's to build.
+// The library's entry point. It does almost nothing: the host creates the System.
 #include <windows.h>
 
 #include "error_p.h"

@@ -13,11 +13,11 @@ CRITICAL_SECTION* Native(unsigned char* section) noexcept {
   return reinterpret_cast<CRITICAL_SECTION*>(section);
 }
 
-/// Adds atomically. \return the value before
+/// Adds atomically. \return the previous value
 int Add(int& counter, int step) noexcept { return std::atomic_ref(counter).fetch_add(step); }
 
-// A handle that the system did not grant is null: the wait then fails at once, which is all that there is to
-// do.
+// The handle is null when the system could not create the object: the wait then fails at once, which is all
+// that can be done.
 void Wait(void* handle) noexcept { WaitForSingleObject(handle, INFINITE); }
 
 void* NewQueue() noexcept { return CreateSemaphoreW(nullptr, 0, 0x7FFFFFFF, nullptr); }
@@ -49,7 +49,7 @@ RWLock::RWLock() noexcept
 }
 
 RWLock::~RWLock() {
-  // In this order, and no further than the first that fails.
+  // In this order, stopping at the first that fails.
   for (void* const handle : {writerQueue, readerQueue, readersGone}) {
     if (!handle || !CloseHandle(handle)) return;
   }
@@ -67,7 +67,7 @@ void RWLock::LeaveRead() noexcept {
 void RWLock::EnterWrite() noexcept {
   if (Add(writers, -1) - 1 < 0) Wait(writerQueue);
   int const inside = PLACES - Add(readers, -PLACES);
-  // Readers may have left between the two additions: they have counted themselves off already.
+  // Readers may have left between the two additions: they have already been counted off.
   if (inside != 0 && Add(departing, inside) + inside != 0) Wait(readersGone);
 }
 

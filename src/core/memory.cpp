@@ -8,10 +8,10 @@
 
 namespace yk {
 
-// What stands at the start of each block.
+// The header of each block.
 struct Malloc::Block {
   HGLOBAL handle;
-  uint64_t used;   // recorded when the arena moved on to a new block
+  uint64_t used;   // set when the arena moves on to a new block
   uint64_t total;  // the arena's total when this block became current
   Block* next;
 
@@ -27,13 +27,13 @@ size_t Padding(unsigned char const* cursor, size_t alignment) noexcept {
   return over ? alignment - over : 0;
 }
 
-// A store that stays, though the object's life is about to end.
+// A store that the compiler does not eliminate although the object is about to be destroyed.
 template <class T>
 void Clear(T& field) noexcept {
   *static_cast<T volatile*>(&field) = T();
 }
 
-// Holds a critical section when asked to.
+// Holds a critical section if requested.
 class OptionalLocker {
  public:
   OptionalLocker(CriticalSection& toHold, bool wanted) noexcept : section(wanted ? &toHold : nullptr) {
@@ -59,8 +59,7 @@ Malloc::Malloc(int toRequest) noexcept : blockSize(static_cast<unsigned>(toReque
   static_assert(sizeof(Block) == BLOCK_HEADER);
 }
 
-// Slot 15 without bit 0 leaves the object's memory to its caller, who may look at it: an arena that is gone
-// has nothing.
+// Slot 15 without bit 0 leaves the memory to the caller, who may look at it: a destroyed arena is empty.
 Malloc::~Malloc() {
   while (Block* const block = first) {
     first = block->next;
@@ -112,7 +111,7 @@ void* Malloc::Take(size_t size, size_t alignment) noexcept {
   OptionalLocker const guard(lock, threadSafe);
   if (alignment == 0 || size > Payload()) return nullptr;
   if (!Fits(size, alignment)) {
-    // A new block whose own padding is too large is kept for later; the arena stays where it was.
+    // A new block whose alignment padding is too large is kept for later; the arena is unchanged.
     Block* const block = current;
     unsigned char* const place = cursor;
     uint64_t const left = remaining;
@@ -130,7 +129,7 @@ void* Malloc::Take(size_t size, size_t alignment) noexcept {
   return taken;
 }
 
-// A block size that has no room behind the header, or is negative, leaves nothing to hand out.
+// A block size without room after the header, or a negative one, leaves no payload.
 size_t Malloc::Payload() const noexcept {
   return static_cast<int>(blockSize) > static_cast<int>(BLOCK_HEADER) ? blockSize - BLOCK_HEADER : 0;
 }

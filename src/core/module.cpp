@@ -17,7 +17,7 @@ namespace yk {
 
 namespace {
 
-// The file's whole path, so that the system looks nowhere else; relative to the current folder now.
+// The full path, so that the system searches nowhere else; resolves a path relative to the current folder.
 String WholePath(String const& path) noexcept {
   String whole;
   DWORD const room = GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
@@ -28,7 +28,7 @@ String WholePath(String const& path) noexcept {
   return whole;
 }
 
-// Loads a library and lets the system show no box of its own when the file is none.
+// Loads a library and suppresses the system's message box for invalid files.
 HINSTANCE LoadQuietly(String const& path, LoadTurn& turn) noexcept {
   String const whole = WholePath(path);
   if (whole.IsEmpty()) return nullptr;
@@ -56,15 +56,15 @@ ModuleEntry EntryOf(Module const& module) noexcept {
   return module.entry;
 }
 
-/// Whether the class registered last is a filter without a description: there was no memory for one.
+/// Whether the class registered last is a filter without a description, for lack of memory.
 bool LacksDescription(Module const& module) noexcept {
   RegistryLock const guard;
   ClassInfo const* const last = module.classes;
   return last && last->flags & ClassInfo::FILTER && !last->info;
 }
 
-/// A record that is saved as `info` is, flags and all; null without memory. Under the lock. To be dropped by
-/// DropChain.
+/// A copy that is saved exactly like `info`, flags included; null without memory. Call under the lock; free
+/// with DropChain.
 ClassInfo* CopyToSave(ClassInfo const& info) noexcept {
   ClassInfo* const copy = new (std::nothrow) ClassInfo;
   if (!copy) return nullptr;
@@ -76,7 +76,7 @@ ClassInfo* CopyToSave(ClassInfo const& info) noexcept {
   return copy;
 }
 
-/// Deletes copies, whose names are their own whatever their flags say.
+/// Deletes copies, which own their names whatever their flags say.
 void DropChain(ClassInfo* first) noexcept {
   while (ClassInfo* const copy = first) {
     first = copy->next;
@@ -104,7 +104,7 @@ HRESULT SaveClass(Serializer& writer, ClassInfo const& info, ExecutionContext* c
   return Failed(begun) ? begun : written;
 }
 
-/// Keeps the library that an address is in from being unmapped, for the length of a scope.
+/// Keeps the library that contains an address from being unmapped until the end of a scope.
 class CodeHold {
  public:
   explicit CodeHold(ModuleEntry address) noexcept {
@@ -126,8 +126,8 @@ class CodeHold {
 
 Module::Module(String const& toPath) noexcept : fileName(toPath.FileShortName()), path(toPath) {}
 
-// The library is not freed, as intended. Records are left only when a plug-in goes on registering classes
-// after it has asked to be forgotten: they then belong to nobody.
+// Contract: the library is not freed. Records are left only when a plug-in continues to register classes
+// after asking to be unloaded: they then belong to nobody.
 Module::~Module() {
   RegistryLock const guard;
   for (ClassInfo* info = classes; info; info = info->next) info->module = nullptr;
@@ -137,8 +137,8 @@ bool Module::IsTypeOf(Guid const& id) noexcept { return id == Id() || Unknown::I
 
 HRESULT Module::Reserved8() noexcept { return E_NOTIMPL; }
 
-// The plug-in may do as it likes in its messages: it may even let go of the System, or unload itself. Other
-// threads find it loaded when all its classes are registered, and not before.
+// In its messages, the plug-in may do anything: even release the System or unload itself. Other threads see
+// it as loaded only when all its classes are registered.
 HRESULT Module::Load() noexcept {
   Ref<Module> const keptModule = Ref<Module>::Share(this);
   Ref<System> const system = Ref<System>::Share(System::ptr());
@@ -157,7 +157,7 @@ HRESULT Module::Load() noexcept {
   return S_OK;
 }
 
-// A library without the entry point stays loaded, as intended; it is not loaded twice.
+// Contract: a library without the entry point stays loaded, and is not loaded twice.
 HRESULT Module::Open(LoadTurn& turn) noexcept {
   if (!LibraryOf(*this)) KeepLibrary(LoadQuietly(path, turn));
   HINSTANCE const opened = LibraryOf(*this);
@@ -172,7 +172,7 @@ HRESULT Module::Open(LoadTurn& turn) noexcept {
   return E_FAIL;
 }
 
-// The library may have come to be loaded while it was being loaded, by what it does when it is attached.
+// Attaching the library may have loaded it a second time, recursively.
 void Module::KeepLibrary(HINSTANCE loaded) noexcept {
   {
     RegistryLock const guard;
@@ -184,9 +184,9 @@ void Module::KeepLibrary(HINSTANCE loaded) noexcept {
   if (loaded) FreeLibrary(loaded);
 }
 
-// A class that the cache has listed is registered without a factory and gets it now; one that has a factory,
-// be it of this library or of another, is left as it is. One that there is no memory for, or for its
-// description, must not be missing from the cache for good: the next scan is to take the file for a new one.
+// A class listed by the cache is registered without a factory and receives it now; one that has a factory, of
+// this library or another, is unchanged. When there is no memory for a class or its description, the cache
+// must not omit it permanently: the next scan is made to treat the file as new.
 void Module::RegisterClasses(System& system) noexcept {
   for (unsigned index = 0; index < MODULE_MAX_CLASSES; ++index) {
     ModuleEntry const send = EntryOf(*this);
@@ -198,8 +198,8 @@ void Module::RegisterClasses(System& system) noexcept {
   }
 }
 
-// The fields are cleared first: a plug-in that creates one of its own classes when it is told to go is loaded
-// once more, not half.
+// The fields are cleared first, so that a plug-in that creates one of its own classes during MODULE_DETACH is
+// loaded again completely.
 HRESULT Module::Unload() noexcept {
   Ref<Module> const kept = Ref<Module>::Share(this);
   HINSTANCE leaving;
@@ -219,7 +219,7 @@ HRESULT Module::Unload() noexcept {
   return S_OK;
 }
 
-// What is saved of the classes are copies: the stream is anybody's, and the plug-in may be forgotten
+// The classes are copied before saving: the stream may be foreign code, which may unload the plug-in
 // meanwhile.
 HRESULT Module::Save(Serializer* writer, ExecutionContext* context) noexcept {
   if (!writer || !writer->GetStream()) return E_INVALIDARG;

@@ -26,8 +26,8 @@ inline constexpr unsigned short FILE_SIZE = 4100;
 
 }  // namespace cache
 
-/// One run of System::ScanModules. What the cache tells stays in here until the folder has confirmed it, so
-/// that a damaged or an old cache never touches the registry.
+/// One run of System::ScanModules. The content of the cache stays in here until the folder confirms it, so
+/// that a damaged or outdated cache never affects the registry.
 class ModuleScan {
  public:
   ModuleScan(System& forSystem, String const& inFolder, String const& withCache,
@@ -44,8 +44,8 @@ class ModuleScan {
   void ReadCache() noexcept;
   void ReadModule(Deserializer& reader) noexcept;
   void SearchFolder() noexcept;
-  void MeetFile(FileFind& file) noexcept;
-  bool KeepFile(FileFind& file) noexcept;
+  void ProcessFile(FileFind& file) noexcept;
+  bool ConfirmFile(FileFind& file) noexcept;
   void DropUnseen() noexcept;
   Ref<Module> AnyUnseen() noexcept;
   void AdoptCached() noexcept;
@@ -60,8 +60,8 @@ class ModuleScan {
   String folder;
   String cacheFile;
   ExecutionContext* context;
-  // Modules of the cache that the System does not know yet; in the chain of each its records, in the order of
-  // the file. Null: there is no memory, and nothing is scanned.
+  // Modules of the cache that the System does not know yet, each with its chain of records, in the order of
+  // the file. Null: there is no memory, and the scan does nothing.
   Ref<Array> cached;
   Ref<Array> found;  // modules of new files
   bool changed = false;

@@ -22,10 +22,10 @@ namespace {
 constexpr wchar_t PLUGIN_PATTERN[] = L"*.qem";
 constexpr size_t MAX_FILE_NAME = 255;
 
-/// A module record while it is being read.
+/// A module record being read.
 struct CachedModule {
   Module* module;
-  ClassInfo** end;  // where the next class record is chained
+  ClassInfo** end;  // where to link the next class record
 };
 
 bool ReadFileName(Deserializer& reader, CachedModule& target) noexcept {
@@ -55,8 +55,8 @@ constexpr CacheItem<CachedModule> ITEMS[] = {
     {cache::CLASS, ReadClass},
 };
 
-// A file in the folder itself and nowhere else: a cache must not lead the System to another folder's
-// libraries.
+// Only file names without a folder are accepted: a cache must not make the System load libraries from another
+// folder.
 bool IsPluginName(String const& name) noexcept {
   if (name.Length() > MAX_FILE_NAME || !RegularCompare(PLUGIN_PATTERN, name.c_str())) return false;
   for (size_t i = 0; i < name.Length(); ++i) {
@@ -82,8 +82,8 @@ Module* ModuleAt(Ref<Array> const& modules, int index) noexcept {
   return static_cast<Module*>(modules->At(index));
 }
 
-// Whether all was read that the file holds. What is damaged in it the reading itself tells.
-bool IsRead(Deserializer& reader) noexcept {
+// Whether the file was read completely. Damage inside it is detected while reading.
+bool IsComplete(Deserializer& reader) noexcept {
   HRESULT const failure = reader.GetFailure();
   return Succeeded(failure) || failure == YK_E_BADFILE;
 }
@@ -105,7 +105,7 @@ ModuleScan::ModuleScan(System& forSystem, String const& inFolder, String const& 
       context(forHost),
       cached(Ref<Array>::Adopt(Array::Create(0))),
       found(Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()))) {
-  // Without its folder the scan would look into the current one.
+  // Without memory for the folder's name the scan would search the current folder.
   if (folder.Length() != inFolder.Length()) cached.Reset();
   folder.TerminatePath();
   wchar_t const last = folder.IsEmpty() ? L'\\' : folder.At(folder.Length() - 1);
@@ -128,7 +128,7 @@ HRESULT ModuleScan::Run() noexcept {
   return result;
 }
 
-// A module that an earlier scan of this folder has found must be found again, or its file is gone.
+// A module found by an earlier scan of this folder must be found again, or its file no longer exists.
 void ModuleScan::MarkKnown() noexcept {
   for (int i = 0; system.modules && i < system.modules->Count(); ++i) {
     Module& module = *static_cast<Module*>(system.modules->At(i));
@@ -136,8 +136,8 @@ void ModuleScan::MarkKnown() noexcept {
   }
 }
 
-// A cache that cannot be made sense of is none. That alone is no reason to write over it: it may be anybody's
-// file.
+// An invalid cache counts as missing. That alone is no reason to overwrite it: it may be a file of another
+// kind.
 void ModuleScan::ReadCache() noexcept {
   Ref<Stream> stream;
   if (Failed(FileStream::Create(cacheFile, FileStream::READ, stream.Receive()))) return;
@@ -151,15 +151,15 @@ void ModuleScan::ReadCache() noexcept {
   }
 }
 
-// A record that is damaged, that could not be read, or that leads elsewhere, is left out: its file is then a
-// new one, or there is none, as for any other record that no file is found for.
+// A record that is damaged, unreadable or in another folder is skipped: its file, if any, then counts as new,
+// as does any file without a record.
 void ModuleScan::ReadModule(Deserializer& reader) noexcept {
   Ref<Module> const module = Ref<Module>::Adopt(new (std::nothrow) Module);
   if (!module) return;
   module->flags = Module::UNSEEN;
   if (!AppendObject(*cached, module)) return;
   CachedModule target = {module.get(), &module->classes};
-  bool const sound = ReadItems(reader, ITEMS, target) && IsRead(reader) && IsPluginName(module->fileName);
+  bool const sound = ReadItems(reader, ITEMS, target) && IsComplete(reader) && IsPluginName(module->fileName);
   module->path = folder + module->fileName;
   bool const whole = module->path.Length() == folder.Length() + module->fileName.Length();
   if (sound && whole) return;
@@ -169,13 +169,13 @@ void ModuleScan::ReadModule(Deserializer& reader) noexcept {
 
 void ModuleScan::SearchFolder() noexcept {
   FileFind file(folder, PLUGIN_PATTERN, FileFind::FILES);
-  while (file.GetNext()) MeetFile(file);
+  while (file.GetNext()) ProcessFile(file);
 }
 
-// The name is the search's, and not what Module makes of the path: a folder may be empty, or written with
-// both kinds of separators.
-void ModuleScan::MeetFile(FileFind& file) noexcept {
-  if (KeepFile(file)) return;
+// The name comes from the search and not from the Module's path: the folder may be empty or contain both
+// kinds of separators.
+void ModuleScan::ProcessFile(FileFind& file) noexcept {
+  if (ConfirmFile(file)) return;
   changed = true;
   String path;
   file.GetFullName(path);
@@ -187,8 +187,8 @@ void ModuleScan::MeetFile(FileFind& file) noexcept {
   AppendObject(*found, module);
 }
 
-// True when the file is known and has not changed since.
-bool ModuleScan::KeepFile(FileFind& file) noexcept {
+// True when the file is known and unchanged.
+bool ModuleScan::ConfirmFile(FileFind& file) noexcept {
   int const index = FindCached(file.name);
   Ref<Module> const known = Ref<Module>::Adopt(system.FindModule(file.name));
   Module* const module = known ? known.get() : index >= 0 ? ModuleAt(cached, index) : nullptr;
@@ -220,8 +220,8 @@ Ref<Module> ModuleScan::AnyUnseen() noexcept {
   return {};
 }
 
-// Cached classes are registered as they are: nothing is compared, no filter is asked, no library is loaded.
-// What there is no memory for is a new file at the next scan.
+// Cached classes are registered as they are: nothing is compared, no filter is asked, no library is loaded. A
+// file for which there is no memory counts as new at the next scan.
 void ModuleScan::AdoptCached() noexcept {
   while (cached->Count() > 0) {
     Ref<Module> const module = Ref<Module>::Adopt(ModuleAt(cached, 0));
@@ -242,9 +242,9 @@ void ModuleScan::AdoptClasses(Module& module) noexcept {
   }
 }
 
-// A library that could not be loaded may be one at the next scan: its file may be in use, or a library that
-// it needs may be missing. It is noted without its time, so that it is a new file then, for this System and
-// for the cache.
+// A library that could not be loaded may be loadable at the next scan: its file may be in use, or a library
+// that it depends on may be missing. It is recorded without its time, so that it then counts as new for this
+// System and for the cache.
 HRESULT ModuleScan::LoadNew() noexcept {
   auto const count = static_cast<unsigned>(found->Count());
   ProgressMeter meter(context, "System::ScanModules", count, ProgressMeter::Unit::ITEMS);
@@ -252,14 +252,14 @@ HRESULT ModuleScan::LoadNew() noexcept {
     Module* const module = ModuleAt(found, i);
     if (module->Load() == YK_E_NOTFOUND) module->fileTime = Module::UNKNOWN_TIME;
     if (system.AppendModule(module)) continue;
-    system.UnloadModule(module);  // nobody would know its library any more
+    system.UnloadModule(module);  // nothing would refer to its library any more
     module->Unload();
   }
   meter.Reach(count);
   return meter.Result(S_OK);
 }
 
-// All or nothing: half a cache would be taken for the whole truth.
+// All or nothing: an incomplete cache would be taken as complete.
 void ModuleScan::WriteCache() noexcept {
   system.SetCacheTime(Now());
   SaveFile file;

@@ -51,8 +51,7 @@ LoadTurn const* LoadTurn::WaitOf(unsigned long thread) noexcept {
   return turn;
 }
 
-// Each plug-in has one loader, and each thread waits for one plug-in, so what leads from one to the next is a
-// chain.
+// Each plug-in has one loader, and each thread waits for one plug-in, so the waiting threads form a chain.
 bool LoadTurn::WouldWaitForever(LoadTurn const* other) const noexcept {
   for (LoadTurn const* mine = first; mine; mine = mine->next) {
     if (mine->thread == thread && mine->inLoader) return true;

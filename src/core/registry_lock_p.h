@@ -1,19 +1,18 @@
-// What lets several threads look up and create classes while one of them loads a plug-in.
+// Lets several threads look up and create classes while one of them loads a plug-in.
 //
-// One lock guards the registry: the lists of the System, the chains and libraries of the modules, and of a
-// record its factory and name. It is held for a few instructions and never while anything runs that is not
-// this library's own: no entry point, factory or filter, no Release of a foreign object, nothing that waits
-// for the system's loader.
+// One lock guards the registry: the lists of the System, the chains and libraries of the modules, and the
+// factory and name of each record. It is held for a few instructions and never while foreign code runs: no
+// entry point, factory or filter, no Release of a foreign object, nothing that waits for the system's loader.
 //
-// A plug-in is loaded by one thread, without the lock; that it is being loaded is noted in a turn, for which
-// others wait.
+// A plug-in is loaded by one thread, without the lock; a turn records that it is being loaded, and other
+// threads wait for the end of the turn.
 #pragma once
 
 namespace yk {
 
 class Module;
 
-/// Holds the lock for the length of a scope. It does not nest.
+/// Holds the lock until the end of a scope. Not recursive.
 class RegistryLock {
  public:
   RegistryLock() noexcept;
@@ -22,14 +21,14 @@ class RegistryLock {
   RegistryLock& operator=(RegistryLock const&) = delete;
 };
 
-/// This thread's turn at loading a plug-in, from the end of any other thread's turn at the same one.
+/// This thread's turn at loading a plug-in, which begins after any other thread's turn at the same one.
 ///
-/// It begins at once, beside the other, where waiting would never end: when that is this thread's own (a
-/// plug-in that creates a class of its own while it is attached); when the other waits, over however many
-/// others, for what this thread loads (two plug-ins that create each other's classes); and when this thread
-/// holds the system's loader lock, which the other may need. Of that lock only what Module::Load itself does
-/// is known: a thread that is in the system's loader for a library that somebody else loads or frees must
-/// create no class. What is found then is a plug-in that may be half loaded.
+/// It begins at once, in parallel, where waiting would deadlock: when the other turn is this thread's own (a
+/// plug-in that creates one of its own classes while it is attached); when the other thread waits, directly
+/// or indirectly, for a plug-in that this thread loads (two plug-ins that create each other's classes); and
+/// when this thread holds the system's loader lock, which the other may need. Only Module::Load records that
+/// it holds the loader lock: a thread that is in the system's loader for a library loaded or freed elsewhere
+/// must not create classes. A turn in parallel may find the plug-in half loaded.
 class LoadTurn {
  public:
   explicit LoadTurn(Module const& toLoad) noexcept;
@@ -37,7 +36,7 @@ class LoadTurn {
   LoadTurn(LoadTurn const&) = delete;
   LoadTurn& operator=(LoadTurn const&) = delete;
 
-  /// Tells that the thread enters or leaves the system's loader.
+  /// Records that the thread enters or leaves the system's loader.
   void SetInLoader(bool inside) noexcept { inLoader = inside; }
 
  private:
@@ -53,7 +52,7 @@ class LoadTurn {
   bool inLoader = false;
   LoadTurn* next;
 
-  static LoadTurn* first;  // of all threads; each turn lies on its thread's stack
+  static LoadTurn* first;  // of all threads; each turn is on its thread's stack
 };
 
 }  // namespace yk

@@ -1,15 +1,15 @@
-// The registry as lower floors see it beyond registry.h: a look at a class record, and how the library's own
-// classes come into it.
+// Parts of the registry for lower floors, beyond registry.h: looking up a class record, and registering the
+// library's own classes.
 #pragma once
 
 #include <qecore/core/registry.h>
 
 namespace yk {
 
-/// The record of a class, lent; null when there is none, or no System.
+/// The record of a class, borrowed; null when there is none, or no System.
 ClassInfo const* FindClass(Guid const& classId) noexcept;
 
-/// The factory of a class that has a static Create(). It makes nothing for another class's record.
+/// The factory of a class with a static Create(). Fails for another class's record.
 template <class Class>
 HRESULT CreateOwn(ClassInfo const* info, void** out) noexcept {
   *out = nullptr;
@@ -18,7 +18,7 @@ HRESULT CreateOwn(ClassInfo const* info, void** out) noexcept {
   return *out ? S_OK : E_OUTOFMEMORY;
 }
 
-/// Registers a class of the library. A null `name` is none; another must live as long as the library.
+/// Registers a class of the library. `name` may be null; otherwise it must live as long as the library.
 template <class Class>
 HRESULT RegisterOwn(Guid const& interfaceId, char const* name) noexcept {
   ClassInfo info;

@@ -11,7 +11,7 @@
 
 #include "builtin_classes_p.h"
 #include "class_info_p.h"
-#include "core/dying_p.h"
+#include "dying_p.h"
 #include "image/convert_p.h"
 #include "module_p.h"
 #include "registry_lock_p.h"
@@ -24,7 +24,7 @@ namespace {
 System* theSystem;
 
 constexpr int VERSION = 2;
-constexpr unsigned MAX_PATTERNS = 4096;  // a filter that never ends its list must not hang the registration
+constexpr unsigned MAX_PATTERNS = 4096;  // so that a filter with an endless list cannot hang the registration
 
 ClassInfo* RecordAt(Array* records, int index) noexcept {
   return static_cast<ClassInfo*>(records->At(index));
@@ -32,7 +32,7 @@ ClassInfo* RecordAt(Array* records, int index) noexcept {
 
 int CountOf(Array* array) noexcept { return array ? array->Count() : 0; }
 
-/// Appends to an array that is made at its first use. \return false without memory
+/// Appends to an array that is created at its first use. \return false without memory
 bool AppendTo(Array*& array, void* element) noexcept {
   if (!array) array = Array::Create(0);
   int const before = CountOf(array);
@@ -44,7 +44,7 @@ bool RemoveFrom(Array* array, void* element) noexcept {
   return index >= 0 && array->AtDelete(index);
 }
 
-/// The record of a class, of which the first registered counts; null when there is none. Under the lock.
+/// The record of a class, the first one registered; null when there is none. Call under the lock.
 ClassInfo* RecordOf(Array* records, Guid const& classId) noexcept {
   for (int i = 0; i < CountOf(records); ++i) {
     ClassInfo* const record = RecordAt(records, i);
@@ -57,7 +57,7 @@ bool IsFilter(ClassInfo const& info) noexcept {
   return info.interfaceId == ids::FLT_2D || info.interfaceId == ids::FLT_3D;
 }
 
-/// Gives a class that was announced its factory. Under the lock.
+/// Gives a class registered without a factory its factory. Call under the lock.
 HRESULT Complete(ClassInfo& record, ClassFactory create) noexcept {
   if (record.create) return E_INVALIDARG;
   record.create = create;
@@ -69,8 +69,8 @@ ClassFactory FactoryOf(ClassInfo const& record) noexcept {
   return record.create;
 }
 
-/// A new record that says the same and owns what it holds; null without memory. Whether it is a filter is not
-/// what the host says.
+/// A new record with the same content, which it owns; null without memory. Whether it is a filter is not
+/// taken from the host's flags.
 ClassInfo* Copy(ClassInfo const& info) noexcept {
   ClassInfo* const copy = new (std::nothrow) ClassInfo;
   if (!copy) return nullptr;
@@ -96,7 +96,7 @@ bool IsInside(HINSTANCE library, void const* address) noexcept {
   return address && GetModuleHandleExW(HOW, static_cast<wchar_t const*>(address), &owner) && owner == library;
 }
 
-/// \return false without memory. An empty text is no value, and none is missed.
+/// \return false without memory. An empty text is not set.
 bool Set(Map& map, unsigned key, wchar_t const* text) noexcept {
   Variant value;
   value.Init(text);
@@ -110,7 +110,7 @@ bool Set(Map& map, unsigned key, unsigned number) noexcept {
   return Succeeded(map.SetValue(key, value));
 }
 
-/// \return false without memory for all that the filter says
+/// \return false without memory for the whole description
 bool Describe(ykFlt& filter, Map& map) noexcept {
   wchar_t const* const name = filter.GetName();
   bool whole = !name || Set(map, ClassInfo::INFO_NAME, name);
@@ -143,11 +143,11 @@ System::System() noexcept {
   complete = registry && img::BuildConversionTable() && RegisterBuiltinClasses();
 }
 
-// A plug-in that still calls in when it is told to go finds a System that holds nothing.
+// A plug-in that calls the System during MODULE_DETACH finds it empty.
 System::~System() {
   theSystem = nullptr;
   HoldWhileDying(*this);
-  scanning = true;  // a scan does nothing any more
+  scanning = true;  // turns further scans into no-ops
   Ref<Array> const records = Ref<Array>::Adopt(registry);
   Ref<Array> const plugins = Ref<Array>::Adopt(modules);
   Ref<Array> const filterRecords = Ref<Array>::Adopt(filters);
@@ -158,7 +158,7 @@ System::~System() {
     Ref<Module> const module = Ref<Module>::Adopt(static_cast<Module*>(plugins->At(i)));
     module->Unload();
   }
-  if (!theSystem) img::FreeConversionTable();  // a plug-in that was told to go may have made a new System
+  if (!theSystem) img::FreeConversionTable();  // a plug-in may have created a new System during MODULE_DETACH
 }
 
 int System::GetVersion() noexcept { return VERSION; }
@@ -175,7 +175,7 @@ void System::SetCacheTime(uint64_t time) noexcept {
   cacheTime = time;
 }
 
-// What loads, and what makes an object, may do as it likes: register, unload, let go of this very System.
+// Plug-ins and factories may do anything meanwhile: register, unload, even release this System.
 HRESULT System::CreateInterface(Guid const& classId, void** out) noexcept {
   if (!out) return E_INVALIDARG;
   *out = nullptr;
@@ -191,11 +191,11 @@ HRESULT System::CreateInterface(Guid const& classId, void** out) noexcept {
   result = create ? create(info, out) : YK_E_NOTFOUND;
   if (Failed(result)) *out = nullptr;
   if (Failed(result) || !IsLastHolder()) return result;
-  Unknown::Free(out);  // its code goes with the System, at the end of this call
+  Unknown::Free(out);  // its code is unloaded with the System at the end of this call
   return E_FAIL;
 }
 
-/// True when only the caller holds the System, which will so end with it.
+/// True when only the caller holds the System, which will be destroyed with the call.
 bool System::IsLastHolder() noexcept {
   AddRef();
   return Release() == 1;
@@ -236,7 +236,7 @@ HRESULT System::UnloadModule(Module* module) noexcept {
   Ref<System> const keptSystem = Ref<System>::Share(this);
   Ref<Module> const keptModule = Ref<Module>::Share(module);
   while (ClassInfo* const record = TakeRecord(*module)) delete record;
-  Ref<Module> listed;  // let go of without the lock
+  Ref<Module> listed;  // released without the lock
   RegistryLock const guard;
   if (RemoveFrom(modules, module)) listed = Ref<Module>::Adopt(module);
   return S_OK;
@@ -249,13 +249,13 @@ HRESULT System::ScanModules(String const& folder, String const& cacheFile) noexc
 HRESULT System::ScanModules(String const& folder, String const& cacheFile,
                             ExecutionContext* context) noexcept {
   Ref<System> const kept = Ref<System>::Share(this);
-  if (!SetScanning(true)) return S_OK;  // a plug-in that is being loaded calls
+  if (!SetScanning(true)) return S_OK;  // called by a plug-in that is being loaded
   HRESULT const result = ModuleScan(*this, folder, cacheFile, context).Run();
   SetScanning(false);
   return result;
 }
 
-/// \return false when it is as wanted already
+/// \return false when it has this value already
 bool System::SetScanning(bool wanted) noexcept {
   RegistryLock const guard;
   bool const before = scanning;
@@ -263,9 +263,9 @@ bool System::SetScanning(bool wanted) noexcept {
   return before != wanted;
 }
 
-// ENUM_NESTED asks for a second search below a class whose identifier is its own category's. As the class was
-// found in the category searched for, that would be this search again, within itself and without end: it is
-// not begun, since it can find nothing new.
+// Contract: ENUM_NESTED asks for a second search below a class that is its own category. Since such a class
+// is in the category being searched, that would be the same search again, without end; it is skipped, as it
+// would find nothing new.
 HRESULT System::EnumClasses(Guid const& interfaceId, Array** out, unsigned options) noexcept {
   (void)options;
   if (!out) return E_INVALIDARG;
@@ -275,7 +275,7 @@ HRESULT System::EnumClasses(Guid const& interfaceId, Array** out, unsigned optio
     ClassInfo* const record = RecordAt(registry, i);
     if (!(record->interfaceId == interfaceId) || record->flags & ClassInfo::HIDDEN) continue;
     if (AppendTo(*out, record)) continue;
-    Unknown::Free(reinterpret_cast<void**>(out));  // a list that lacks classes is none
+    Unknown::Free(reinterpret_cast<void**>(out));  // no incomplete lists
     return E_OUTOFMEMORY;
   }
   return *out ? S_OK : E_FAIL;
@@ -294,18 +294,18 @@ HRESULT System::QueryFilterInfo(ClassInfo* info) noexcept {
   if (!info) return E_INVALIDARG;
   Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
   if (!map) return E_FAIL;
-  Ref<Map> const before = Ref<Map>::Adopt(info->info);  // let go of last: it may call back
+  Ref<Map> const before = Ref<Map>::Adopt(info->info);  // released last: it may call back
   info->info = Ref<Map>(map).Detach();
   void* made = nullptr;
   if (!info->create || Failed(info->create(info, &made)) || !made) return E_FAIL;
   Ref<ykFlt> const filter = Ref<ykFlt>::Adopt(static_cast<ykFlt*>(made));
   if (Describe(*filter, *map)) return S_OK;
   if (info->info == map.get())
-    Unknown::Free(reinterpret_cast<void**>(&info->info));  // half a description is none
+    Unknown::Free(reinterpret_cast<void**>(&info->info));  // no incomplete descriptions
   return E_FAIL;
 }
 
-/// Puts a record on the lists that it belongs on: the filters', the registry's, its module's. Under the lock.
+/// Adds a record to its lists: the filters', the registry's, its module's. Call under the lock.
 bool System::Append(ClassInfo* record, bool isFilter) noexcept {
   if (isFilter && !AppendTo(filters, record)) return false;
   if (!AppendTo(registry, record)) {
@@ -319,9 +319,9 @@ bool System::Append(ClassInfo* record, bool isFilter) noexcept {
   return true;
 }
 
-/// Appends a class that is registered. A filter is known by its interface. The class may have come meanwhile,
-/// from another thread or from the filter that was asked what it is: S_FALSE when it has only now got its
-/// factory, and E_INVALIDARG when it had one.
+/// Registers a class. A filter is recognised by its interface. Meanwhile the class may have been registered
+/// by another thread, or by the filter while describing itself: S_FALSE when it just received its factory,
+/// and E_INVALIDARG when it had one.
 HRESULT System::AppendNew(ClassInfo* record) noexcept {
   RegistryLock const guard;
   if (ClassInfo* const present = RecordOf(registry, record->classId)) {
@@ -331,13 +331,13 @@ HRESULT System::AppendNew(ClassInfo* record) noexcept {
   return Append(record, IsFilter(*record)) ? S_OK : E_OUTOFMEMORY;
 }
 
-/// Appends a class of the cache as it is. A filter is known by its flag.
+/// Registers a class of the cache as it is. A filter is recognised by its flag.
 bool System::AppendCached(ClassInfo* record) noexcept {
   RegistryLock const guard;
   return Append(record, record->flags & ClassInfo::FILTER);
 }
 
-/// Takes the first record of a module off all lists; null when it has none.
+/// Removes the first record of a module from all lists; null when it has none.
 ClassInfo* System::TakeRecord(Module& module) noexcept {
   RegistryLock const guard;
   ClassInfo* const record = module.classes;
@@ -351,12 +351,12 @@ ClassInfo* System::TakeRecord(Module& module) noexcept {
 bool System::AppendModule(Module* module) noexcept {
   RegistryLock const guard;
   if (!AppendTo(modules, module)) return false;
-  (void)Ref<Module>::Share(module).Detach();  // the list's
+  (void)Ref<Module>::Share(module).Detach();  // owned by the list
   return true;
 }
 
-/// The classes of a library that is about to go stay registered, but nothing in it may be called or read any
-/// more. Which library an address is in is asked without the lock: the system's loader has one of its own.
+/// The classes of a library about to be freed stay registered, but nothing inside it may be called or read
+/// any more. The library of an address is determined without the lock, since the system's loader has its own.
 void System::ForgetCode(HINSTANCE library) noexcept {
   for (int i = 0; i < CountOf(registry); ++i) {
     ClassInfo& record = *RecordAt(registry, i);
@@ -373,7 +373,7 @@ void System::ForgetCode(HINSTANCE library) noexcept {
 HRESULT CreateInterface(Guid const& classId, void** out) noexcept {
   if (theSystem) return theSystem->CreateInterface(classId, out);
   if (out) *out = nullptr;
-  return E_FAIL;  // the caller's fault: there is no System
+  return E_FAIL;  // there is no System
 }
 
 ClassInfo const* FindClass(Guid const& classId) noexcept {
