@@ -1,9 +1,9 @@
 #include <qecore/core/ref.h>
 #include <qecore/io/buffered_stream.h>
 
-#include "stream_p.h"
-
 #include <new>
+
+#include "stream_p.h"
 
 namespace yk {
 namespace {
@@ -16,13 +16,13 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
   explicit BufferedStream(Stream* source) noexcept
       : inner(Ref<Stream>::Share(source)), size(source->GetSize()), position(source->GetPosition()) {}
 
-  /// On purpose the inner stream's answer, unlike QueryInterface.
+  /// Contract: the inner stream's result, unlike QueryInterface.
   bool IsTypeOf(Guid const& id) noexcept override { return inner->IsTypeOf(id); }
 
   using Stream::Read;
   HRESULT Read(void* buffer, unsigned bytes, unsigned* done) noexcept override {
     auto* const target = static_cast<unsigned char*>(buffer);
-    Ref<BufferedStream> self;  // once the inner stream, which may be a host's, is called
+    Ref<BufferedStream> self;  // set once the inner stream, which may be foreign code, is called
     unsigned got = 0;
     while (got < bytes) {
       unsigned const available = Load(self);
@@ -41,7 +41,7 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
     int64_t target = offset;
     if (origin == FROM_POSITION) target += static_cast<int64_t>(position);
     if (origin == FROM_END) target += static_cast<int64_t>(size);
-    auto const place = static_cast<uint64_t>(target);  // huge for one before the start: that goes to the end
+    auto const place = static_cast<uint64_t>(target);  // huge for one before the start: clamped to the end
     if (place != position) position = place < size ? place : size;
     if (newPosition) *newPosition = static_cast<unsigned>(position);
     return S_OK;
@@ -55,8 +55,8 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
   friend Destroys;
   ~BufferedStream() = default;
 
-  /// Makes the block at the position the one that is held. \return bytes from the position to the end of what
-  /// it holds
+  /// Makes the block at the position the current one. \return bytes from the position to the end of the
+  /// block's data
   unsigned Load(Ref<BufferedStream>& self) noexcept {
     if (position >= size) return 0;
     auto const wanted = static_cast<int32_t>(position >> BLOCK_BITS);
@@ -69,8 +69,8 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
     return position < end ? static_cast<unsigned>(end - position) : 0;
   }
 
-  /// A whole block left the inner stream at the start of the next one, which then needs no seek. (At first
-  /// there is none: block 0 is sought, wherever the inner stream stands.)
+  /// After a whole block, the inner stream is at the start of the next one, which then needs no seek. (There
+  /// is none at first: block 0 is always sought, wherever the inner stream is.)
   void Fetch(int32_t wanted) noexcept {
     bool const sequential = wanted == held + 1 && valid == BLOCK_SIZE;
     bool const there = sequential || Succeeded(SeekTo(*inner, static_cast<unsigned>(wanted) << BLOCK_BITS));
@@ -79,8 +79,8 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
   }
 
   Ref<Stream> inner;
-  uint64_t size;      // of the inner stream at first: what is appended later is not seen
-  uint64_t position;  // this stream's own
+  uint64_t size;      // of the inner stream when this one was created; data appended later is not seen
+  uint64_t position;  // of this stream
   unsigned char block[BLOCK_SIZE];
   int32_t held = -1;   // index of the block in the buffer
   uint32_t valid = 0;  // bytes in it

@@ -1,11 +1,11 @@
+#include <qecore/values/array.h>
+
+#include <new>
+
 #include "chunk_stack_p.h"
 #include "core/dying_p.h"
 #include "records_p.h"
 #include "values/array_p.h"
-
-#include <qecore/values/array.h>
-
-#include <new>
 
 namespace yk {
 namespace {
@@ -29,17 +29,17 @@ Deserializer* Deserializer::Create() noexcept { return new (std::nothrow) Deseri
 Deserializer::Deserializer() noexcept = default;
 
 Deserializer::~Deserializer() {
-  HoldWhileDying(*this);  // Close holds this reader while it calls the stream
+  HoldWhileDying(*this);  // Close adds a reference while it calls the stream
   Deserializer::Close();
 }
 
-// A stream or an object may be a host's, whose calls lead anywhere: what needs the reader after one holds it
-// meanwhile.
+// A stream or an object may be foreign code, which may call back: functions that need the reader after such a
+// call hold a reference to it.
 
 HRESULT Deserializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   if (!newStream) return E_INVALIDARG;
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
-  Ref<Stream> const next = Ref<Stream>::Share(newStream);  // which Close may let go of
+  Ref<Stream> const next = Ref<Stream>::Share(newStream);  // Close may release it
   Close();
   stream = next;
   failure = S_OK;
@@ -54,13 +54,13 @@ HRESULT Deserializer::Open(Stream* newStream, unsigned openFlags) noexcept {
 HRESULT Deserializer::Close() noexcept {
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   if (inFrame) {
-    while (Deserializer::EndChunk()) continue;  // the body and the frame, and what a client left open inside
+    while (Deserializer::EndChunk()) continue;  // the body, the frame, and whatever the client left open
   }
   stream.Reset();
   objects.Reset();
   FreeChunks(chunks, capacity);
   depth = -1;
-  lost = 0;
+  untracked = 0;
   inFrame = false;
   return S_OK;
 }
@@ -83,28 +83,30 @@ unsigned short Deserializer::BeginChunk() noexcept {
   return EnterChunk(depth >= 0 ? chunks[depth].end : streamSize);
 }
 
-unsigned Deserializer::GetChunkSize() noexcept { return depth >= 0 && lost == 0 ? chunks[depth].payload : 0; }
+unsigned Deserializer::GetChunkSize() noexcept {
+  return depth >= 0 && untracked == 0 ? chunks[depth].payload : 0;
+}
 
 bool Deserializer::IsInChunk() noexcept {
-  if (depth < 0 || lost > 0 || chunks[depth].ended) return false;
+  if (depth < 0 || untracked > 0 || chunks[depth].ended) return false;
   unsigned const end = chunks[depth].end;
   Ref<Stream> const from = stream;
   return from->GetPosition() < end;
 }
 
 bool Deserializer::EndChunk() noexcept {
-  if (depth < 0 && lost == 0) return false;
+  if (depth < 0 && untracked == 0) return false;
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   unsigned const end = depth >= 0 ? chunks[depth].end : streamSize;
-  // A chunk that was not noted ends with the one around it, which stays the innermost.
-  if (lost > 0) {
-    --lost;
+  // A chunk that is not on the stack ends with its parent, which stays the innermost.
+  if (untracked > 0) {
+    --untracked;
   } else {
     --depth;
   }
   Ref<Stream> const from = stream;
   bool const there = Succeeded(Note(SeekTo(*from, end)));
-  if (!there && depth >= 0) chunks[depth].ended = true;  // else its loop would stand still
+  if (!there && depth >= 0) chunks[depth].ended = true;  // otherwise the parent's loop would not end
   return true;
 }
 
@@ -113,7 +115,7 @@ unsigned Deserializer::GetVersion() noexcept { return version; }
 HRESULT Deserializer::GetFailure() noexcept { return failure; }
 
 unsigned Deserializer::GetRemaining() noexcept {
-  if (!stream || lost > 0 || (depth >= 0 && chunks[depth].ended)) return 0;
+  if (!stream || untracked > 0 || (depth >= 0 && chunks[depth].ended)) return 0;
   unsigned const end = depth >= 0 ? chunks[depth].end : streamSize;
   Ref<Stream> const from = stream;
   unsigned const position = from->GetPosition();
@@ -127,8 +129,8 @@ HRESULT Deserializer::AddReference(Unknown* object) noexcept {
   return AppendObject(*objects, Ref<Unknown>::Share(object)) ? S_OK : Note(E_OUTOFMEMORY);
 }
 
-/// Reads a header and enters its chunk, which must end at `bound` or before. A corrupt chunk is entered as
-/// one without payload that reaches to `bound`, so that leaving it always goes forward.
+/// Reads a header and enters its chunk, which must not end after `bound`. A corrupt chunk is entered as one
+/// without payload that extends to `bound`, so that leaving it always moves forward.
 unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   Ref<Stream> const from = stream;
@@ -141,9 +143,9 @@ unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
   bool const sound = whole && header.size >= chunk::HEADER_SIZE && header.size <= left;
   unclosed = whole && header.tag == chunk::FILE_FRAME && header.size < chunk::HEADER_SIZE;
   if (!sound && left > 0) Note(unclosed ? E_FAIL : YK_E_BADFILE);
-  if (stream.get() != from.get()) return 0;  // closed by what the stream called
-  if (lost > 0 || !HasRoom(chunks, capacity, depth + 1)) {
-    ++lost;
+  if (stream.get() != from.get()) return 0;  // closed by a call from the stream
+  if (untracked > 0 || !HasRoom(chunks, capacity, depth + 1)) {
+    ++untracked;
     Note(E_OUTOFMEMORY);
     return 0;
   }
@@ -177,17 +179,17 @@ HRESULT Deserializer::ReadFramePart(unsigned short tag) noexcept {
     case chunk::OBJECT_TABLE_OFFSET:
       return CheckTable(chunk::OBJECT_TABLE);
     default:
-      return S_OK;  // the banner, a table, and what later versions may add
+      return S_OK;  // the banner, a table, or an addition of a later version
   }
 }
 
-/// Reads where the table stands, and makes sure that it stands there: anywhere inside the stream.
+/// Reads the table's offset and checks it: it may be anywhere inside the stream.
 HRESULT Deserializer::CheckTable(unsigned short tag) noexcept {
   unsigned offset;
   if (!ReadNumber(offset)) return YK_E_BADFILE;
   if (offset == 0 && tag == chunk::OBJECT_TABLE) return S_OK;
   Ref<Stream> const from = stream;
-  // Contract: to the place of the classes' table even when there is none.
+  // Contract: seeks to the class table even when there is none.
   if (!from || offset > streamSize - fileStart || Failed(SeekTo(*from, fileStart + offset)))
     return YK_E_BADFILE;
   if (offset == 0) return S_OK;
@@ -202,7 +204,7 @@ bool Deserializer::ReadNumber(unsigned& number) noexcept {
   return ReadThere(&number, sizeof number) == sizeof number;
 }
 
-/// Reads bytes that are there, as the sizes say; that they are not is a failure. \return bytes read
+/// Reads bytes that exist according to the sizes; if they do not, that is a failure. \return bytes read
 unsigned Deserializer::ReadThere(void* buffer, unsigned size) noexcept {
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   Ref<Stream> const from = stream;
@@ -212,7 +214,7 @@ unsigned Deserializer::ReadThere(void* buffer, unsigned size) noexcept {
   return done;
 }
 
-/// Keeps a failure, if it is the first. \return the result
+/// Stores a failure, if it is the first. \return the result
 HRESULT Deserializer::Note(HRESULT result) noexcept {
   if (Failed(result) && failure == S_OK) failure = result;
   return result;

@@ -1,17 +1,15 @@
 #include <qecore/io/file.h>
-
-#include <windows.h>
-
 #include <string.h>
 #include <wchar.h>
+#include <windows.h>
 
 namespace yk {
 namespace {
 
 constexpr size_t LONGEST_PATH = 32767;  // the system's limit
 
-/// The separator that FilePath cuts at: the last backslash, or the last slash in a text without any. Null
-/// when nothing would be left in front of it.
+/// The separator at which FilePath truncates: the last backslash, or the last slash in a text without any.
+/// Null when nothing would be left before it.
 wchar_t* ParentEnd(wchar_t* path) noexcept {
   wchar_t* separator = wcsrchr(path, L'\\');
   if (!separator) separator = wcsrchr(path, L'/');
@@ -38,8 +36,8 @@ HRESULT file::NewFolderEx(String const& path) noexcept {
   HRESULT made = NewFolder(path.c_str());
   if (Succeeded(made)) return made;
 
-  // Cut the path at one separator after the other until a parent is there or can be made, then put the
-  // separators back one by one. A loop, so that a path of a thousand names needs no deep stack.
+  // Truncate the path at one separator after the other until a parent exists or can be created, then restore
+  // the separators one by one. Not recursive, so that a path of a thousand names needs no deep stack.
   String cut = path;
   wchar_t* const text = cut.GetBuffer();
   size_t const length = wcslen(cut.c_str());

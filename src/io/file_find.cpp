@@ -1,17 +1,16 @@
 #include <qecore/io/file_find.h>
-
+#include <string.h>
 #include <windows.h>
 
-#include <string.h>
 #include <new>
 
 namespace yk {
 
-/// A search under way.
+/// A search in progress.
 struct FileFind::State {
   HANDLE find;
   WIN32_FIND_DATAW entry;
-  unsigned fetched;  // entries that GetNext has looked at; the first one comes with the search itself
+  unsigned fetched;  // entries that GetNext has examined; the first one comes with the search itself
 };
 
 namespace {
@@ -80,7 +79,7 @@ bool FileFind::IsFolder() const noexcept {
   return state && (state->entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-/// Puts the next entry into the state, whatever it is.
+/// Fetches the next entry of any kind into the state.
 bool FileFind::Fetch() noexcept {
   if (!state || (state->fetched > 0 && !FindNextFileW(state->find, &state->entry))) return false;
   ++state->fetched;

@@ -1,13 +1,13 @@
 #include "file_stream_p.h"
-#include "stream_p.h"
 
 #include <qecore/core/ref.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/io/mem_stream.h>
-
 #include <windows.h>
 
 #include <new>
+
+#include "stream_p.h"
 
 namespace yk {
 namespace {
@@ -18,7 +18,7 @@ struct OpenMode {
   DWORD disposition;
 };
 
-/// By mode; the first is none.
+/// Indexed by mode; the first is unused.
 constexpr OpenMode MODES[] = {
     {},
     {GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING},
@@ -40,7 +40,7 @@ constexpr struct {
 
 HRESULT ResultOf(BOOL done) noexcept { return done ? S_OK : E_FAIL; }
 
-/// A path "$(module)NAME:RESOURCE.TYPE", taken apart.
+/// A parsed path "$(module)NAME:RESOURCE.TYPE".
 struct ResourcePath {
   String module;
   String name;
@@ -102,7 +102,7 @@ FileStream::FileStream(String const& path, unsigned openFlags) noexcept
     if (length == 0 || length >= MAX_PATH || !GetTempFileNameW(folder, L"qe", 0, file)) return;
     name.Empty();
     name = file;
-    if (name.IsEmpty()) {  // there is no memory; the caller's own path must not take the file's place
+    if (name.IsEmpty()) {  // no memory; the caller's own path must not stand for the temporary file's
       DeleteFileW(file);
       return;
     }
@@ -128,13 +128,13 @@ HRESULT FileStream::OpenHandle(unsigned mode) noexcept {
   return handle != INVALID_HANDLE_VALUE ? S_OK : FileFailure(GetLastError());
 }
 
-/// Keeps a failure, if it is the first. \return the result
+/// Stores a failure, if it is the first. \return the result
 HRESULT FileStream::Note(HRESULT result) noexcept {
   if (Failed(result) && status == S_OK) status = result;
   return result;
 }
 
-/// Brings what was written to the disk.
+/// Flushes what was written to the disk.
 HRESULT FileStream::Flush() noexcept { return Note(ResultOf(FlushFileBuffers(handle))); }
 
 void FileStream::CloseHandle() noexcept {
@@ -172,7 +172,7 @@ unsigned FileStream::GetPosition() noexcept {
 }
 
 unsigned FileStream::GetSize() noexcept {
-  LARGE_INTEGER bytes = {};  // stays 0 for what has no size, such as a pipe
+  LARGE_INTEGER bytes = {};  // stays 0 for handles without a size, such as a pipe
   GetFileSizeEx(handle, &bytes);
   return bytes.LowPart;
 }

@@ -1,4 +1,4 @@
-// What those who open files share about paths and the system's errors.
+// Paths and system errors, for all sources that open files.
 #pragma once
 
 #include <qecore/io/file_stream.h>
@@ -8,7 +8,7 @@ namespace yk {
 /// The result for a system error of opening or replacing a file.
 HRESULT FileFailure(unsigned long error) noexcept;
 
-/// True for "$(module)NAME:RESOURCE.TYPE", which is no file.
+/// True for "$(module)NAME:RESOURCE.TYPE", which is not a file.
 bool IsResourcePath(String const& path) noexcept;
 
 }  // namespace yk

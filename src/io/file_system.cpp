@@ -8,7 +8,7 @@ HRESULT ykFS::GetStream(wchar_t const* name, Stream** out) noexcept {
   *out = nullptr;
   ykFSEntry* handedOut = nullptr;
   HRESULT const found = FindEntry(name, &handedOut);
-  if (Failed(found)) return found;  // whatever it left there: it is not ours
+  if (Failed(found)) return found;  // whatever it stored: it is not ours to release
   Ref<ykFSEntry> const entry = Ref<ykFSEntry>::Adopt(handedOut);
   return entry ? entry->OpenStream(out, 0) : E_FAIL;
 }

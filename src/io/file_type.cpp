@@ -1,15 +1,15 @@
-#include "stream_p.h"
-
 #include <qecore/core/ref.h>
 #include <qecore/io/file_formats.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/io/file_type.h>
 
+#include "stream_p.h"
+
 namespace yk {
 namespace {
 
 constexpr unsigned LOOKED_AT = 256;  // bytes read
-constexpr unsigned NEEDED = 8;       // fewer tell nothing
+constexpr unsigned NEEDED = 8;       // fewer are not enough to tell
 static_assert(NEEDED >= sizeof FileSignature::bytes);
 
 bool BeginsWith(char const* bytes, FileSignature const& signature) noexcept {
@@ -36,7 +36,7 @@ Guid const* ByFooter(Stream& stream) noexcept {
   return memcmp(footer + TEXT_AT, TEXT, sizeof TEXT - 1) == 0 ? &ids::FILE_TGA : nullptr;
 }
 
-/// For files whose bytes say nothing; letters may have either case.
+/// For files without a known signature; ignores case.
 Guid const* ByExtension(Stream& stream) noexcept {
   Ref<FileStream> const file = Ref<Stream>::Share(&stream).Query<FileStream>();
   String name;

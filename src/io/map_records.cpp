@@ -1,11 +1,13 @@
-// How a map is written to object files and read back: a chunk for each entry.
+// How a map is written to object files and read back: one chunk per entry.
 #include "core/progress_p.h"
 #include "records_p.h"
 #include "values/variant_p.h"
-
 #include <qecore/core/ref.h>
 #include <qecore/io/serializer.h>
 #include <qecore/values/map.h>
+
+#include "records_p.h"
+#include "values/variant_p.h"
 
 namespace yk {
 namespace {
@@ -13,7 +15,7 @@ namespace {
 constexpr unsigned short ENTRY = 1000;
 constexpr unsigned SMALLEST_ENTRY = 4 + 2;  // a key, and a variant's header
 
-/// A copy that is saved as the value itself would be, flags and all. \return false without memory
+/// A copy that is saved exactly like the value itself, flags included. \return false without memory
 bool CopyToSave(Variant const& value, Variant& copy) noexcept {
   uint8_t const type = value.type, flags = value.flags;
   copy.Init(value);
@@ -28,13 +30,13 @@ HRESULT SaveEntry(Serializer& writer, unsigned key, Variant const& value,
   HRESULT const begun = writer.BeginChunk(ENTRY);
   writer.Write(&key, sizeof key);
   value.Save(&writer, context);
-  writer.EndChunk();  // due also for a chunk that was refused
+  writer.EndChunk();  // required even for a chunk that was refused
   return begun;
 }
 
 }  // namespace
 
-// What is saved of an entry is a copy: the stream is anybody's and may call back into the map.
+// Entries are copied before saving: the stream may be foreign code, which may call back into the map.
 HRESULT Map::Save(Serializer* writer, ExecutionContext* context) noexcept {
   if (!writer || !writer->GetStream()) return S_OK;
   Ref<Map> const self = Ref<Map>::Share(this);

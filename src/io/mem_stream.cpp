@@ -1,9 +1,8 @@
 #include <qecore/core/ref.h>
 #include <qecore/io/mem_stream.h>
-
+#include <string.h>
 #include <windows.h>
 
-#include <string.h>
 #include <new>
 
 namespace yk {
@@ -11,7 +10,7 @@ namespace {
 
 constexpr unsigned STEP_BITS = 16;  // blocks grow by 64 KiB
 constexpr uint64_t STEP = uint64_t{1} << STEP_BITS;
-constexpr uint64_t LARGEST = 0xFFFFFFFF;  // positions are 32-bit outside
+constexpr uint64_t LARGEST = 0xFFFFFFFF;  // callers see 32-bit positions
 
 }  // namespace
 
@@ -64,14 +63,14 @@ unsigned MemStream::GetSize() noexcept { return static_cast<unsigned>(size); }
 HRESULT MemStream::SetSize(unsigned newSize) noexcept {
   if (newSize > 0) {
     if (!Resize(newSize)) return Note(E_FAIL);
-    shrunk = newSize < capacity;  // the capacity stays as it was, on purpose
+    shrunk = newSize < capacity;  // contract: the capacity is unchanged
   }
   size = newSize;
   if (position > size) position = size;
   return S_OK;
 }
 
-/// Keeps a failure, if it is the first. \return the result
+/// Stores a failure, if it is the first. \return the result
 HRESULT MemStream::Note(HRESULT result) noexcept {
   if (Failed(result) && failure == S_OK) failure = result;
   return result;
@@ -118,8 +117,8 @@ HRESULT MemStream::GetBuffer(void** out) noexcept {
   return S_OK;
 }
 
-/// Moves the position by `bytes`, which a read cuts at the end and a write makes room for. False: not at all,
-/// and `bytes` is then 0.
+/// Advances the position by `bytes`; a read clamps it to the end, a write makes room. False: the position is
+/// unchanged and `bytes` is 0.
 bool MemStream::Advance(unsigned& bytes, bool writing) noexcept {
   uint64_t const end = position + bytes;
   bool const beyond = end > size;
@@ -134,14 +133,14 @@ bool MemStream::Advance(unsigned& bytes, bool writing) noexcept {
   return true;
 }
 
-/// Makes sure that the storage reaches to `end`.
+/// Makes sure that the storage extends to `end`.
 bool MemStream::MakeRoom(uint64_t end) noexcept {
   if (end > LARGEST) return false;
-  // A block of its own that is full to the last byte grows, too: on purpose.
+  // Contract: an owned block grows even when it is exactly full.
   bool const full = end == capacity && block && (flags & OWNED);
   bool const fits = data && end <= capacity && !(shrunk && end > GlobalSize(block));
   if (fits && !full) return true;
-  uint64_t const grown = ((end >> STEP_BITS) + 1) << STEP_BITS;  // strictly above the end, on purpose
+  uint64_t const grown = ((end >> STEP_BITS) + 1) << STEP_BITS;  // contract: strictly above the end
   uint64_t const wanted = full || end > capacity ? grown : capacity;
   if (!Resize(wanted)) return fits && data;
   capacity = wanted;
@@ -149,8 +148,8 @@ bool MemStream::MakeRoom(uint64_t end) noexcept {
   return true;
 }
 
-/// Gives the block this size, or makes one when there is none, also in the place of a caller's buffer. New
-/// bytes are zero. On failure the storage is as it was.
+/// Resizes the block, or allocates one when there is none or the storage is a caller's buffer. New bytes are
+/// zero. On failure the storage is unchanged.
 bool MemStream::Resize(uint64_t bytes) noexcept {
   if (flags & BROKEN) return false;
   if (block) GlobalUnlock(block);
@@ -159,7 +158,7 @@ bool MemStream::Resize(uint64_t bytes) noexcept {
   if (resized && !block) flags |= OWNED;
   if (resized) block = resized;
   if (block) data = static_cast<unsigned char*>(GlobalLock(block));
-  if (!data) size = position = capacity = 0;  // a block that cannot be locked holds nothing
+  if (!data) size = position = capacity = 0;  // a block that cannot be locked has no content
   return resized && data;
 }
 

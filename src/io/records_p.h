@@ -1,18 +1,18 @@
-// What reading the records of values has in common: whatever a record claims, a load takes no more than the
-// chunk still holds, and what the chunk does not hold reads as zero.
+// Reading the records of values: whatever a record claims, a load reads no further than the chunk's end, and
+// missing data reads as zero.
 #pragma once
-
-#include "stream_p.h"
 
 #include <qecore/io/deserializer.h>
 #include <qecore/io/serializer.h>
 
+#include "stream_p.h"
+
 namespace yk {
 
-/// Reads from the chunk that the reader stands in and not beyond it; the rest of the buffer is zeroed.
+/// Reads from the reader's current chunk and not beyond it; the rest of the buffer is zeroed.
 void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept;
 
-/// Notes, for GetFailure, that there was no memory for what was to be read or written.
+/// Records, for GetFailure, that there was no memory for data to be read or written.
 void NoteNoMemory(Deserializer& reader) noexcept;
 void NoteNoMemory(Serializer& writer) noexcept;
 

@@ -1,9 +1,8 @@
-// The wildcard matcher. It knows, after each element of the pattern, all the places of the name that the
-// pattern so far can have reached; so a pattern of P elements takes at most P passes over the name, however
-// many stars it has.
+// The wildcard matcher. After each element of the pattern it knows all positions in the name that the pattern
+// so far can match up to; so a pattern of P elements takes at most P passes over the name, however many stars
+// it has.
 #include <qecore/core/memory.h>
 #include <qecore/io/file_find.h>
-
 #include <string.h>
 #include <wctype.h>
 
@@ -17,14 +16,14 @@ bool EqualNoCase(wchar_t const* a, wchar_t const* b) noexcept {
   return Upper(*a) == Upper(*b);
 }
 
-/// The members of a `[...]`, from behind the bracket to before the closing one.
+/// The members of a `[...]`, from after the opening bracket to before the closing one.
 struct CharClass {
   wchar_t const* first;
   wchar_t const* last;
 
   bool Has(wchar_t c) const noexcept {
     for (wchar_t const* at = first; at < last; ++at) {
-      bool const isRange = last - at > 2 && at[1] == L'-';  // a dash right before the end is a member
+      bool const isRange = last - at > 2 && at[1] == L'-';  // a dash just before the end is a literal
       wchar_t const high = isRange ? at[2] : *at;
       if (Upper(*at) <= c && c <= Upper(high)) return true;
       if (isRange) at += 2;
@@ -58,7 +57,7 @@ class Matcher {
  private:
   enum class Star { NO, YES, GO_ON };
 
-  /// Matches one element that is no star. \return the pattern behind it
+  /// Matches one element that is not a star. \return the pattern after it
   wchar_t const* MatchOne(wchar_t const* pattern) noexcept {
     if (*pattern == L'[') {
       if (wchar_t const* const close = wcschr(pattern, L']')) {
@@ -66,27 +65,27 @@ class Matcher {
         return close + 1;
       }
     }
-    bool const atEnd = *pattern == L'.' && reached[length];  // a dot also matches the end and takes nothing
+    bool const atEnd = *pattern == L'.' && reached[length];  // a dot also matches the end, consuming nothing
     Advance([wanted = *pattern, upper = Upper(*pattern)](wchar_t c) { return wanted == L'?' || upper == c; });
     reached[length] |= atEnd;
     return pattern + 1;
   }
 
-  /// Moves every place on by one character, where `accepts` takes that character (in upper case).
+  /// Advances every position by one character where `accepts` is true for that character (in upper case).
   template <class Accepts>
   void Advance(Accepts accepts) noexcept {
     for (size_t i = length; i > 0; --i) reached[i] = reached[i - 1] && accepts(Upper(name[i - 1]));
     reached[0] = false;
   }
 
-  /// Matches a star, given the rest of the pattern behind it.
+  /// Matches a star, given the rest of the pattern after it.
   Star MatchStar(wchar_t const* rest) noexcept {
     if (!*rest || wcscmp(rest, L".*") == 0) return Star::YES;
     if (wcscmp(rest, L".") == 0) return HasNoExtension() ? Star::YES : Star::NO;
     bool const toDot = *rest == L'.';
     bool const isPlainExtension = toDot && !wcspbrk(rest, L"*?[");
     size_t const none = length;
-    size_t start = none;  // the first place from which the rest is tried
+    size_t start = none;  // the first position from which the rest is tried
     size_t dot = none;    // the next dot, and whether it is the last one
     bool isLastDot = false;
     for (size_t i = length; i-- > 0;) {
@@ -101,12 +100,12 @@ class Matcher {
         start = toDot && dot != none ? dot : i;
       }
     }
-    // from every place that has a character left
+    // from every position before the end
     for (size_t i = 0; i <= length; ++i) reached[i] = start <= i && i < length;
     return Star::GO_ON;
   }
 
-  /// For `*.`: no dot from some place on, or only one at the very end. Some place is always reached.
+  /// For `*.`: no dot from some position on, or only one at the very end. At least one position is reached.
   bool HasNoExtension() const noexcept {
     for (size_t i = length;; --i) {
       if (i + 1 < length && name[i] == L'.') return false;

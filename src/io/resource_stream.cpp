@@ -1,10 +1,9 @@
 // The streams over module resources.
 #include <qecore/core/ref.h>
 #include <qecore/io/mem_stream.h>
-
+#include <string.h>
 #include <windows.h>
 
-#include <string.h>
 #include <new>
 
 namespace yk {
@@ -45,7 +44,7 @@ class ResourceStream final : public Implements<ResourceStream, Stream> {
 
   unsigned GetPosition() noexcept override { return position; }
   unsigned GetSize() noexcept override { return size; }
-  /// E_FAIL at the end, too: on purpose.
+  /// Contract: E_FAIL at the end, too.
   HRESULT GetState() noexcept override { return data && position != size ? S_OK : E_FAIL; }
 
  private:

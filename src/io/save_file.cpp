@@ -1,17 +1,16 @@
-#include "file_stream_p.h"
-
 #include <qecore/io/save_file.h>
-
 #include <windows.h>
 
 #include <new>
+
+#include "file_stream_p.h"
 
 namespace yk {
 namespace {
 
 constexpr DWORD ACCESS = GENERIC_READ | GENERIC_WRITE;
 
-/// A path that the system fills in through `ask(buffer, size)`; empty when it does not.
+/// A path that the system fills in through `ask(buffer, size)`; empty when it fails.
 template <class Ask>
 String AskForPath(Ask ask) noexcept {
   String path;
@@ -28,7 +27,7 @@ String FullPath(String const& path) noexcept {
       [&](wchar_t* out, DWORD size) { return GetFullPathNameW(path.c_str(), size, out, nullptr); });
 }
 
-/// Where the file really is, behind links and with a prefix that lets the path be long.
+/// The file's real path, with links resolved and with the prefix for long paths.
 String PathOfHandle(HANDLE file) noexcept {
   return AskForPath([=](wchar_t* out, DWORD size) { return GetFinalPathNameByHandleW(file, out, size, 0); });
 }
@@ -38,14 +37,14 @@ wchar_t const* NameIn(String const& path) noexcept {
   return separator ? separator + 1 : path.c_str();
 }
 
-/// Makes a new file in the folder of `target`, and `path` its path. Else the system's last error says why
-/// not.
+/// Creates a new file in the folder of `target`, and sets `path` to its path. On failure the system's last
+/// error is the reason.
 HANDLE CreateBeside(String const& target, String& path) noexcept {
   constexpr int ATTEMPTS = 1000;
   constexpr size_t NAME_LENGTH = 15;
   auto const length = static_cast<size_t>(NameIn(target) - target.c_str());
   String const folder(target.c_str(), length);
-  unsigned number = GetCurrentProcessId() * 0x9E3779B1u ^ GetTickCount();  // any: others may want one, too
+  unsigned number = GetCurrentProcessId() * 0x9E3779B1u ^ GetTickCount();  // arbitrary, to avoid collisions
   for (int i = 0; i < ATTEMPTS; ++i, ++number) {
     String name;
     name.printf(L"~qe%08x.tmp", number);
@@ -86,7 +85,7 @@ HRESULT SaveFile::Begin(String const& path) noexcept {
 
 HRESULT SaveFile::OpenBeside(String const& path) noexcept {
   if (!*NameIn(target)) return E_FAIL;
-  if (wcschr(NameIn(target), L':')) {  // a named part of a file cannot be replaced alone
+  if (wcschr(NameIn(target), L':')) {  // a named stream of a file cannot be replaced on its own
     target.Empty();
     HANDLE const part =
         CreateFileW(path.c_str(), ACCESS, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr);
@@ -95,7 +94,7 @@ HRESULT SaveFile::OpenBeside(String const& path) noexcept {
   HANDLE const file = CreateBeside(target, beside);
   if (file != INVALID_HANDLE_VALUE) return Adopt(path, file);
   HRESULT const result = FileFailure(GetLastError());
-  beside.Empty();  // which is another's, or nobody's
+  beside.Empty();  // not created here, so not to be deleted
   return result;
 }
 

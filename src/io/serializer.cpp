@@ -1,12 +1,12 @@
-#include "chunk_stack_p.h"
-#include "core/dying_p.h"
-#include "stream_p.h"
-#include "values/array_p.h"
-
 #include <qecore/io/serializer.h>
 #include <qecore/values/array.h>
 
 #include <new>
+
+#include "chunk_stack_p.h"
+#include "core/dying_p.h"
+#include "stream_p.h"
+#include "values/array_p.h"
 
 namespace yk {
 namespace {
@@ -30,13 +30,13 @@ Serializer* Serializer::Create() noexcept { return new (std::nothrow) Serializer
 Serializer::Serializer() noexcept = default;
 
 Serializer::~Serializer() {
-  HoldWhileDying(*this);  // Close holds this writer while it calls the stream
+  HoldWhileDying(*this);  // Close adds a reference while it calls the stream
   if (stream) Serializer::Close();
   FreeChunks(chunks, capacity);
 }
 
-// A stream may be a host's, whose calls lead anywhere, back into the writer and to its Close as well: what
-// needs the writer or the stream after one holds them meanwhile, and looks again at what it found before.
+// A stream may be foreign code, which may call back into the writer and even close it: functions that need
+// the writer or the stream after such a call hold references, and check again what they read before.
 
 HRESULT Serializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   if (stream) return E_FAIL;
@@ -54,13 +54,13 @@ HRESULT Serializer::Close() noexcept {
   if (!stream) return E_FAIL;
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   if (!(flags & chunk::RAW)) {
-    while (Succeeded(EndChunk())) continue;  // the body and the frame, and what a client left open inside
+    while (Succeeded(EndChunk())) continue;  // the body, the frame, and whatever the client left open
   }
-  GetFailure();  // the stream's, too
+  GetFailure();  // includes the stream's state
   stream.Reset();
   FreeChunks(chunks, capacity);
-  depth = bottom = 1;  // on purpose: the next file's first chunk is entry 2
-  lost = 0;
+  depth = bottom = 1;  // contract: the next file's first chunk is entry 2
+  untracked = 0;
   return S_OK;
 }
 
@@ -78,7 +78,7 @@ HRESULT Serializer::WriteReference(Unknown* object) noexcept {
   Write(&index, sizeof index);
   if (isNew) {
     BeginChunk(chunk::FIRST_OCCURRENCE);
-    EndChunk();  // due also for a chunk that was refused
+    EndChunk();  // required even for a chunk that was refused
   }
   return S_OK;
 }
@@ -91,8 +91,8 @@ HRESULT Serializer::BeginChunk(unsigned short tag, unsigned short chunkFlags) no
   Ref<Stream> const target = stream;
   unsigned const start = target->GetPosition();
   if (stream.get() != target.get()) return E_FAIL;
-  if (lost > 0 || !HasRoom(chunks, capacity, depth + 1)) {
-    ++lost;
+  if (untracked > 0 || !HasRoom(chunks, capacity, depth + 1)) {
+    ++untracked;
     return Note(E_OUTOFMEMORY);
   }
   chunks[++depth] = {tag, 0, start, chunkFlags};
@@ -104,7 +104,7 @@ HRESULT Serializer::BeginChunk(unsigned short tag, unsigned short chunkFlags) no
 
 HRESULT Serializer::EndChunk() noexcept {
   if (!stream) return E_FAIL;
-  if (lost > 0) return --lost, S_OK;
+  if (untracked > 0) return --untracked, S_OK;
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   Ref<Stream> const target = stream;
   unsigned const end = target->GetPosition();
@@ -113,9 +113,9 @@ HRESULT Serializer::EndChunk() noexcept {
   ended.size = end - ended.start;
   place = end;
   if (end < ended.start) {
-    Note(E_FAIL);  // the file outgrew 32 bits: no size is right, and no place can be found again
+    Note(E_FAIL);  // the file exceeds 32 bits: sizes are wrong, and positions cannot be sought
   } else if ((ended.flags & chunk::DROP_IF_EMPTY) && ended.size == chunk::HEADER_SIZE) {
-    place = ended.start;  // what comes next overwrites the header
+    place = ended.start;  // the next chunk overwrites the header
     Note(SeekTo(*target, ended.start));
   } else {
     FillInSize(*target, ended, end);
@@ -141,10 +141,10 @@ HRESULT Serializer::WriteStringChunk(unsigned short tag, char const* text) noexc
 
 HRESULT Serializer::Write(void const* data, unsigned size) noexcept {
   if (!stream) return E_FAIL;
-  if (lost > 0) return E_OUTOFMEMORY;  // it would stand in the wrong chunk
+  if (untracked > 0) return E_OUTOFMEMORY;  // it would end up in the wrong chunk
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   Ref<Stream> const target = stream;
-  unsigned done = size;  // a stream that does not tell has written all
+  unsigned done = size;  // a stream that does not set it has written everything
   HRESULT const result = target->Write(data, size, &done);
   place += size;
   if (place > UINT_MAX) Note(E_FAIL);  // sizes and positions have 32 bits
@@ -158,7 +158,7 @@ HRESULT Serializer::GetFailure() noexcept {
   return failure;
 }
 
-/// Keeps a failure, if it is the first. \return the result
+/// Stores a failure, if it is the first. \return the result
 HRESULT Serializer::Note(HRESULT result) noexcept {
   if (Failed(result) && failure == S_OK) failure = result;
   return result;
@@ -166,7 +166,7 @@ HRESULT Serializer::Note(HRESULT result) noexcept {
 
 void NoteNoMemory(Serializer& writer) noexcept { writer.Note(E_OUTOFMEMORY); }
 
-/// Writes the size to its place, or, when that is not found, nowhere.
+/// Writes the size at the chunk's start; if that cannot be sought, nowhere.
 void Serializer::FillInSize(Stream& target, OpenChunk const& ended, unsigned end) noexcept {
   unsigned const at = ended.start + static_cast<unsigned>(sizeof ended.tag);
   if (Failed(Note(SeekTo(target, at)))) return;
@@ -189,7 +189,7 @@ void Serializer::WriteFrame() noexcept {
   BeginChunk(chunk::BODY);
 }
 
-/// Writes a chunk of one number; `position` is where the number stands.
+/// Writes a chunk of one number; `position` receives the position of the number.
 void Serializer::WriteNumberChunk(unsigned short tag, unsigned number, unsigned& position) noexcept {
   BeginChunk(tag);
   position = static_cast<unsigned>(place);

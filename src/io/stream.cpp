@@ -8,7 +8,7 @@
 namespace yk {
 namespace {
 
-constexpr int UTF8_BUFFER = 528;  // with the terminator: what WriteStringAsUTF8 can write at once
+constexpr int UTF8_BUFFER = 528;  // the most that WriteStringAsUTF8 writes, including the terminator
 constexpr unsigned COPY_BUFFER = 0x6000;
 
 unsigned char RotateLeft2(unsigned char byte) noexcept {
@@ -23,7 +23,7 @@ HRESULT CopyBytes(Stream& source, Stream& target, unsigned char* buffer, unsigne
     HRESULT result;
     ReadUpTo(source, buffer, piece, &result);
     if (Failed(result)) return result;
-    // The result is not looked at: a target that fails for good says so by its state.
+    // The result is ignored: a target that fails permanently reports it in its state.
     target.Write(buffer, piece);
   }
   return S_OK;
@@ -35,7 +35,7 @@ HRESULT Stream::ReadText(Stream& stream, String& text) noexcept {
   Ref<Stream> const kept = Ref<Stream>::Share(&stream);
   uint16_t length = 0;
   ReadUpTo(stream, &length, sizeof length);
-  if (!text.Realloc(length)) {  // no memory: what stands behind the text must still be found
+  if (!text.Realloc(length)) {  // no memory: skip the text, so that the data after it can be read
     text.Empty();
     stream.Seek(length * static_cast<long>(sizeof(wchar_t)), FROM_POSITION);
     return S_OK;
@@ -47,7 +47,7 @@ HRESULT Stream::ReadText(Stream& stream, String& text) noexcept {
 
 HRESULT Stream::WriteUtf8(Stream& stream, wchar_t const* text, bool scramble) noexcept {
   Ref<Stream> const kept = Ref<Stream>::Share(&stream);
-  char bytes[UTF8_BUFFER] = {};  // zeros, so that the end of a text that was cut is found
+  char bytes[UTF8_BUFFER] = {};  // zeroed, so that a truncated text is terminated
   if (text) str::WToUTF8(text, bytes, UTF8_BUFFER);
   auto const length = static_cast<uint16_t>(strlen(bytes));
   for (unsigned i = 0; scramble && i < length; ++i) {

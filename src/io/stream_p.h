@@ -1,15 +1,14 @@
-// What the sources share about reading from and moving in a stream of any kind.
+// Reading from and seeking in a stream of any kind.
 #pragma once
 
-#include <qecore/io/stream.h>
-
 #include <limits.h>
+#include <qecore/io/stream.h>
 #include <string.h>
 
 namespace yk {
 
-/// Seeks to a place that may lie beyond the 2 GiB that one signed offset reaches. E_FAIL also for a stream
-/// that says that it is elsewhere afterwards.
+/// Seeks to a position that may be beyond the 2 GiB range of one signed offset. E_FAIL also for a stream that
+/// then reports another position.
 inline HRESULT SeekTo(Stream& stream, unsigned position) noexcept {
   unsigned at = position;
   unsigned left = position;
@@ -24,7 +23,7 @@ inline HRESULT SeekTo(Stream& stream, unsigned position) noexcept {
   return Succeeded(result) && at != position ? E_FAIL : result;
 }
 
-/// Reads up to `size` bytes and zeroes the rest, whatever a careless stream does. \return bytes read
+/// Reads up to `size` bytes and zeroes the rest, however the stream behaves. \return bytes read
 inline unsigned ReadUpTo(Stream& stream, void* buffer, unsigned size, HRESULT* result = nullptr) noexcept {
   unsigned done = 0;
   HRESULT const read = stream.Read(buffer, size, &done);

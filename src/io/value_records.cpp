@@ -1,22 +1,21 @@
 // How texts and variants are written to object files and read back.
-#include "records_p.h"
-#include "values/variant_p.h"
-
 #include <qecore/io/deserializer.h>
 #include <qecore/io/file.h>
 #include <qecore/io/serializer.h>
 #include <qecore/values/string.h>
 #include <qecore/values/variant.h>
-
 #include <windows.h>
 
 #include <new>
 
+#include "records_p.h"
+#include "values/variant_p.h"
+
 namespace yk {
 namespace {
 
-/// Whether a payload of this kind can have this size.
-bool Allows(VariantKind const& kind, unsigned bytes) noexcept {
+/// Whether a payload of this type can have this size.
+bool IsValidSize(VariantKind const& kind, unsigned bytes) noexcept {
   if (kind.fixedSize) return bytes == kind.fixedSize;
   return bytes >= kind.terminator && bytes % kind.terminator == 0;
 }
@@ -57,9 +56,9 @@ bool String::TempFile() noexcept {
   wchar_t folder[MAX_PATH] = L"";
   wchar_t name[MAX_PATH] = L"";
   if (!file::GetTempFolder(MAX_PATH, folder)) return false;
-  if (!GetTempFileNameW(folder, L"hwuuuu.$$$", 0, name)) return false;  // it takes three of these letters
+  if (!GetTempFileNameW(folder, L"hwuuuu.$$$", 0, name)) return false;  // uses three of these letters
   *this = name;
-  if (IsEmpty()) DeleteFileW(name);  // no memory: a file that nobody knows would stay for ever
+  if (IsEmpty()) DeleteFileW(name);  // no memory: nobody would know the name to delete the file
   return !IsEmpty();
 }
 
@@ -82,8 +81,8 @@ HRESULT Variant::Load(Deserializer* reader, ExecutionContext*) noexcept {
   if (!reader || !reader->GetStream()) return S_OK;
   uint8_t header[2];
   ReadInChunk(*reader, header, sizeof header);
-  value.bits = 0;    // what was held is not released, and no pointer comes from a file
-  type = header[0];  // also a tag that no kind has: it is saved again
+  value.bits = 0;    // contract: the previous payload is not released; and no pointer may come from a file
+  type = header[0];  // even an unknown tag, so that it can be saved again
   flags = header[1];
   VariantKind const& kind = KindOf(type);
   size = kind.inlineBytes ? kind.fixedSize : 0;
@@ -91,8 +90,9 @@ HRESULT Variant::Load(Deserializer* reader, ExecutionContext*) noexcept {
   if (!kind.sized) return S_OK;
   uint32_t bytes = 0;
   ReadInChunk(*reader, &bytes, sizeof bytes);
-  // A size that the kind cannot have or the chunk does not hold: the text is empty, the point has no payload.
-  if (bytes == 0 || !Allows(kind, bytes) || bytes - kind.terminator > reader->GetRemaining()) return S_OK;
+  // An impossible size, or more than the chunk holds: the text is empty, the point has no payload.
+  if (bytes == 0 || !IsValidSize(kind, bytes) || bytes - kind.terminator > reader->GetRemaining())
+    return S_OK;
   value.pointer = ReadPayload(*reader, bytes, kind.terminator);
   if (!value.pointer) return S_OK;
   size = bytes;

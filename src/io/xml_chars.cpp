@@ -1,15 +1,14 @@
-#include "io/xml_chars_p.h"
+#include "xml_chars_p.h"
 
 namespace yk::xml {
-
 namespace {
 
 struct Range {
   wchar_t first, last;
 };
 
-// Characters that begin a name. A pair of surrogates stands for the planes 1 to 14, which names may use
-// whole.
+// Characters that can start a name. Surrogates stand for the planes 1 to 14, all of which are allowed in
+// names.
 constexpr Range NAME_START[] = {
     {L':', L':'},     {L'A', L'Z'},     {L'_', L'_'},     {L'a', L'z'},     {0x00C0, 0x00D6},
     {0x00D8, 0x00F6}, {0x00F8, 0x02FF}, {0x0370, 0x037D}, {0x037F, 0x1FFF}, {0x200C, 0x200D},
@@ -17,7 +16,7 @@ constexpr Range NAME_START[] = {
     {0xF900, 0xFDCF}, {0xFDF0, 0xFFFD},
 };
 
-// And those that only continue one.
+// Those that can only continue a name.
 constexpr Range NAME_REST[] = {
     {L'-', L'.'}, {L'0', L'9'}, {0x00B7, 0x00B7}, {0x0300, 0x036F}, {0x203F, 0x2040},
 };

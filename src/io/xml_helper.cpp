@@ -4,18 +4,17 @@
 #include <new>
 #include <utility>
 
-#include "io/xml_chars_p.h"
-#include "io/xml_tree_p.h"
+#include "xml_chars_p.h"
+#include "xml_tree_p.h"
 
 namespace yk {
-
 namespace {
 
 bool IsElement(XmlNode const* node) noexcept { return node && node->Kind() == XML_ELEMENT; }
 
 bool IsName(wchar_t const* text) noexcept { return text && xml::IsName(text, str::Length(text)); }
 
-/// Copies a text with its line ends as LF. False when there is no memory.
+/// Copies a text, converting its line ends to LF. False when there is no memory.
 bool CopyLines(wchar_t const* text, String& out) noexcept {
   size_t const length = str::Length(text);
   if (!out.Realloc(length)) return false;
@@ -47,15 +46,15 @@ bool IsInstruction(String const& text) noexcept {
   return (target == text.Length() || xml::IsBlank(text.At(target))) && text.Find(L"?>") == String::npos;
 }
 
-/// What a node of this kind may hold as its text.
-bool Suits(uint32_t kind, String const& text) noexcept {
+/// Whether a node of this kind may have this text.
+bool IsValidText(uint32_t kind, String const& text) noexcept {
   if (!xml::IsText(text.c_str(), text.Length())) return false;
   if (kind == XML_ELEMENT) return true;
   if (HasControls(text)) return false;
   return kind == XML_COMMENT ? IsComment(text) : IsInstruction(text);
 }
 
-XmlAttribute* FindBehind(XmlNode const& node, wchar_t const* name, XmlAttribute*& previous) noexcept {
+XmlAttribute* FindWithPrevious(XmlNode const& node, wchar_t const* name, XmlAttribute*& previous) noexcept {
   previous = nullptr;
   for (XmlAttribute* attribute = node.FirstAttribute(); attribute; attribute = attribute->Next()) {
     if (attribute->Name() == name) return attribute;
@@ -95,7 +94,7 @@ HRESULT XmlHelper::InsertChild(XmlNode* parent, XmlNode* node, XmlNode* before) 
   if (!parent || (parent->Kind() != XML_DOCUMENT && parent->Kind() != XML_ELEMENT)) return E_INVALIDARG;
   if (!node || node->Kind() == XML_DOCUMENT || node->Parent()) return E_INVALIDARG;
   if (before && before->Parent() != parent) return E_INVALIDARG;
-  // A node without children holds nobody; asking only the others keeps the building of deep trees quick.
+  // A node without children is no ancestor; skipping the search for it keeps building deep trees fast.
   if (node == parent || (node->FirstChild() && IsAncestor(node, parent))) return E_INVALIDARG;
   XmlTree::Link(*parent, *node, before);
   return S_OK;
@@ -131,14 +130,14 @@ HRESULT XmlHelper::SetText(XmlNode* node, wchar_t const* text) noexcept {
   } else if (!CopyLines(text, copy)) {
     return E_OUTOFMEMORY;
   }
-  if (!Suits(node->Kind(), copy)) return E_INVALIDARG;
+  if (!IsValidText(node->Kind(), copy)) return E_INVALIDARG;
   XmlTree::Text(*node) = std::move(copy);
   return S_OK;
 }
 
 XmlAttribute* XmlHelper::FindAttribute(XmlNode* node, wchar_t const* name) noexcept {
   XmlAttribute* previous;
-  return node && name ? FindBehind(*node, name, previous) : nullptr;
+  return node && name ? FindWithPrevious(*node, name, previous) : nullptr;
 }
 
 HRESULT XmlHelper::SetAttribute(XmlNode* node, wchar_t const* name, wchar_t const* value) noexcept {
@@ -160,7 +159,7 @@ HRESULT XmlHelper::SetAttribute(XmlNode* node, wchar_t const* name, wchar_t cons
 
 HRESULT XmlHelper::RemoveAttribute(XmlNode* node, wchar_t const* name) noexcept {
   XmlAttribute* previous;
-  XmlAttribute* const attribute = node && name ? FindBehind(*node, name, previous) : nullptr;
+  XmlAttribute* const attribute = node && name ? FindWithPrevious(*node, name, previous) : nullptr;
   if (!attribute) return YK_E_NOTFOUND;
   XmlTree::Remove(*node, previous, *attribute);
   return S_OK;
@@ -172,14 +171,14 @@ size_t XmlHelper::Escape(wchar_t const* text, wchar_t* buffer) noexcept {
 
 HRESULT XmlHelper::Save(XmlNode const* document, Stream* stream, unsigned flags) noexcept {
   if (!document || !stream) return E_INVALIDARG;
-  Ref<XmlHelper> const self = Ref<XmlHelper>::Share(this);  // whatever a host's stream does
+  Ref<XmlHelper> const self = Ref<XmlHelper>::Share(this);  // the stream, foreign code, may release it
   return xml::Write(*document, *stream, flags, failure) ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT XmlHelper::GetFailure() noexcept { return failure; }
 
 HRESULT XmlHelper::Load(Stream* stream, XmlNode** document, XmlError* error) noexcept {
-  XmlError found = {E_INVALIDARG, 0, 0, L"no stream, or nowhere to put the document"};
+  XmlError found = {E_INVALIDARG, 0, 0, L"null stream or document pointer"};
   if (document) *document = nullptr;
   if (document && stream) *document = xml::Read(*stream, found);
   if (document && *document) found = {S_OK, 0, 0, L""};

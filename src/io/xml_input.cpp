@@ -1,14 +1,13 @@
-#include "io/xml_input_p.h"
+#include "xml_input_p.h"
 
 #include <qecore/io/stream.h>
 #include <string.h>
 
 #include <algorithm>
 
-#include "io/xml_chars_p.h"
+#include "xml_chars_p.h"
 
 namespace yk::xml {
-
 namespace {
 
 constexpr wchar_t NOT_UTF8[] = L"invalid UTF-8";
@@ -16,8 +15,8 @@ constexpr wchar_t NOT_UTF16[] = L"invalid UTF-16";
 constexpr wchar_t BIG_ENDIAN[] = L"big-endian UTF-16 is not supported";
 constexpr wchar_t BAD_CHARACTER[] = L"invalid character";
 
-/// Takes all that the stream still holds, in blocks that grow: what a stream says of its size is no reason to
-/// allocate. One that never ends is none: positions have 32 bits.
+/// Reads the rest of the stream, in growing blocks: the size that a stream reports is not trusted for an
+/// allocation. Endless streams fail, since positions have 32 bits.
 HRESULT ReadBytes(Stream& stream, Buffer<char>& bytes) noexcept {
   constexpr unsigned FIRST_BLOCK = 0x1000, LARGEST_BLOCK = 0x10000;
   unsigned const start = stream.GetPosition();
@@ -30,11 +29,12 @@ HRESULT ReadBytes(Stream& stream, Buffer<char>& bytes) noexcept {
     bytes.size += done;
     if (bytes.size > UINT32_MAX) return E_FAIL;
   }
-  // The end is a failure to some streams; a failure before the promised end is one to all.
+  // Some streams return a failure at the end; before the reported end, it is one.
   return end > start && bytes.size < end - start ? E_FAIL : S_OK;
 }
 
-/// Takes 16-bit units, turns line ends into LF, and refuses what XML does not allow. There is room for all.
+/// Accepts 16-bit units, converts line ends to LF, and rejects what XML does not allow. Has room for all
+/// units.
 class Sink {
  public:
   explicit Sink(wchar_t* buffer) noexcept : start(buffer), next(buffer) {}
@@ -61,7 +61,7 @@ class Sink {
   }
 
   bool IsWhole() const noexcept { return !inPair; }
-  /// Units taken, half a pair not counted.
+  /// The accepted units, without an unfinished surrogate pair.
   size_t Count() const noexcept { return static_cast<size_t>(next - start) - (inPair ? 1 : 0); }
 
  private:
@@ -72,9 +72,9 @@ class Sink {
 };
 
 struct Utf8Form {
-  uint8_t mask, lead;  // a first byte with these bits under the mask
+  uint8_t mask, lead;  // the bits of the lead byte under the mask
   unsigned length;     // bytes
-  uint32_t least;      // the smallest value that needs them
+  uint32_t least;      // the smallest value that needs this length
 };
 
 constexpr Utf8Form UTF8_FORMS[] = {
@@ -83,8 +83,8 @@ constexpr Utf8Form UTF8_FORMS[] = {
     {0xF8, 0xF0, 4, 0x10000},
 };
 
-/// Decodes one sequence of two bytes and more. \return its length; 0: it is none. The halves of a surrogate
-/// pair in three bytes each are taken as they come: this is how the library itself writes them.
+/// Decodes a sequence of at least two bytes. \return its length; 0: invalid. The halves of a surrogate pair
+/// as three bytes each are accepted, since the library itself writes them this way.
 unsigned DecodeSequence(uint8_t const* bytes, size_t left, uint32_t& scalar) noexcept {
   for (Utf8Form const& form : UTF8_FORMS) {
     if ((bytes[0] & form.mask) != form.lead) continue;
@@ -119,13 +119,13 @@ wchar_t const* DecodeUtf16(uint8_t const* bytes, size_t size, Sink& sink) noexce
 
 struct Mark {
   uint8_t bytes[3];
-  uint8_t length;   // bytes to look at
-  uint8_t skipped;  // bytes that are no text
+  uint8_t length;   // bytes to compare
+  uint8_t skipped;  // bytes that are not text
   bool utf16;
   wchar_t const* fault;
 };
 
-// What a document begins with tells its encoding; without any of these it is UTF-8.
+// The leading bytes of a document determine its encoding; without any of these it is UTF-8.
 constexpr Mark MARKS[] = {
     {{0xEF, 0xBB, 0xBF}, 3, 3, false, nullptr},
     {{0xFF, 0xFE}, 2, 2, true, nullptr},
@@ -153,7 +153,7 @@ void ReadInput(Stream& stream, Input& input) noexcept {
   size_t const size = bytes.size - mark.skipped;
   input.utf16 = mark.utf16;
   input.fault = mark.fault;
-  // No byte of UTF-8 makes more than one unit, and two of UTF-16 make one.
+  // A byte of UTF-8 makes at most one unit, and two of UTF-16 make one.
   if (!input.text.Reserve((mark.utf16 ? size / 2 : size) + 1)) {
     input.code = E_OUTOFMEMORY;
     return;

@@ -1,7 +1,7 @@
 // The text of a document: a stream's bytes, decoded and with every line end as LF.
 #pragma once
 
-#include "io/xml_buffer_p.h"
+#include "xml_buffer_p.h"
 
 namespace yk {
 
@@ -9,7 +9,7 @@ class Stream;
 
 namespace xml {
 
-/// A decoded document. `text` is terminated with a zero and has no other.
+/// A decoded document. `text` is zero-terminated and contains no other zero.
 struct Input {
   Buffer<wchar_t> text;
   bool utf16 = false;

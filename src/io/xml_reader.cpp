@@ -6,18 +6,17 @@
 #include <string_view>
 #include <utility>
 
-#include "io/xml_chars_p.h"
-#include "io/xml_input_p.h"
-#include "io/xml_text_p.h"
-#include "io/xml_tree_p.h"
+#include "xml_chars_p.h"
+#include "xml_input_p.h"
+#include "xml_text_p.h"
+#include "xml_tree_p.h"
 
 namespace yk::xml {
-
 namespace {
 
 using std::wstring_view;
 
-constexpr wchar_t UNENDED[] = L"unexpected end of the document";
+constexpr wchar_t UNEXPECTED_END[] = L"unexpected end of document";
 
 struct Entity {
   wstring_view name;
@@ -63,7 +62,7 @@ bool IsXmlCharacter(uint32_t c) noexcept {
   return c < 0xD800 || (c >= 0xE000 && c < 0xFFFE) || (c >= 0x10000 && c <= 0x10FFFF);
 }
 
-/// An element that is open.
+/// An open element.
 struct Open {
   XmlNode* node = nullptr;
   ElementText text;
@@ -81,23 +80,23 @@ class Reader {
   bool Document() noexcept;
   bool Declaration() noexcept;
   bool DeclaredEncoding(wstring_view name) noexcept;
-  bool Pseudo(wchar_t const* name, wstring_view& value) noexcept;
+  bool PseudoAttribute(wchar_t const* name, wstring_view& value) noexcept;
   bool Markup() noexcept;
   bool Comment() noexcept;
   bool Instruction() noexcept;
   bool DocumentType() noexcept;
-  bool SkipQuoted() noexcept;
+  bool SkipLiteral() noexcept;
   bool StartTag() noexcept;
   bool Attributes(XmlNode& node) noexcept;
   bool Attribute(XmlNode& node) noexcept;
   bool AttributeValue(String& out) noexcept;
-  bool CheckTwins(XmlNode const& node, wchar_t const* tag) noexcept;
+  bool CheckDuplicates(XmlNode const& node, wchar_t const* tag) noexcept;
   bool EndTag() noexcept;
 
   bool Characters() noexcept;
   bool RawRun() noexcept;
-  bool Referred() noexcept;
-  bool Quoted() noexcept;
+  bool ReferenceInText() noexcept;
+  bool CData() noexcept;
   bool Reference(wchar_t* units, wstring_view& out) noexcept;
   bool Number(uint32_t& value) noexcept;
 
@@ -109,7 +108,7 @@ class Reader {
   wchar_t const* Find(wchar_t const* from, wstring_view text) const noexcept;
   bool SkipBlanks() noexcept;
   bool Fail(wchar_t const* at, wchar_t const* why) noexcept;
-  bool FailUnended(wchar_t const* at, wchar_t const* why) noexcept;
+  bool FailAtEnd(wchar_t const* at, wchar_t const* why) noexcept;
   bool FailMemory() noexcept;
   void Locate(XmlError& error) const noexcept;
 
@@ -125,10 +124,10 @@ class Reader {
   HRESULT code = S_OK;
   wchar_t const* faultAt = nullptr;
   wchar_t const* faultText = nullptr;
-  bool ranOut = false;  // the fault is that the text ends
+  bool ranOut = false;  // the fault is that the text ends too early
 
   TextGatherer gatherer;
-  Buffer<XmlAttribute const*> attributes;  // of one element, to be sorted
+  Buffer<XmlAttribute const*> attributes;  // of one element, for sorting
   unsigned depth = 0;
   Open open[XML_DEPTH_LIMIT] = {};
 };
@@ -153,17 +152,18 @@ bool Reader::Document() noexcept {
   while (cursor != end) {
     if (!(*cursor == L'<' ? Markup() : Characters())) return false;
   }
-  if (depth > 0) return FailUnended(end, L"an element is not closed");
-  return hasRoot || FailUnended(end, L"there is no root element");
+  if (depth > 0) return FailAtEnd(end, L"unclosed element");
+  return hasRoot || FailAtEnd(end, L"missing root element");
 }
 
-/// The declaration, if there is one: it says nothing that the first bytes have not said, and must agree.
+/// The optional declaration: it must agree with what the first bytes have shown already.
 bool Reader::Declaration() noexcept {
   if (!At(L"<?xml") || !(IsBlank(cursor[5]) || cursor[5] == L'?')) return true;
   wchar_t const* const start = cursor;
   cursor += 5;
   wstring_view version, encoding, standalone;
-  if (!Pseudo(L"version", version) || !Pseudo(L"encoding", encoding) || !Pseudo(L"standalone", standalone)) {
+  if (!PseudoAttribute(L"version", version) || !PseudoAttribute(L"encoding", encoding) ||
+      !PseudoAttribute(L"standalone", standalone)) {
     return false;
   }
   SkipBlanks();
@@ -179,13 +179,13 @@ bool Reader::DeclaredEncoding(wstring_view name) noexcept {
   for (Encoding const& encoding : ENCODINGS) {
     if (!EqualNoCase(encoding.name, name)) continue;
     return encoding.utf16 == input.utf16 ||
-           Fail(std::to_address(name.begin()), L"the document is not in the declared encoding");
+           Fail(std::to_address(name.begin()), L"declared encoding does not match the document");
   }
-  return Fail(std::to_address(name.begin()), L"the declared encoding is not supported");
+  return Fail(std::to_address(name.begin()), L"unsupported encoding");
 }
 
-/// One "name = value" of a declaration; none of that name leaves the value null.
-bool Reader::Pseudo(wchar_t const* name, wstring_view& value) noexcept {
+/// One optional "name = value" of a declaration; `value` stays null without it.
+bool Reader::PseudoAttribute(wchar_t const* name, wstring_view& value) noexcept {
   wchar_t const* const before = cursor;
   bool const separated = SkipBlanks();
   if (!separated || !At(name)) {
@@ -215,7 +215,7 @@ bool Reader::Markup() noexcept {
       return Instruction();
     case L'!':
       if (At(L"<!--")) return Comment();
-      if (At(L"<![CDATA[") && depth > 0) return Quoted();
+      if (At(L"<![CDATA[") && depth > 0) return CData();
       if (At(L"<!DOCTYPE") && IsBlank(cursor[9])) return DocumentType();
       return Fail(cursor, L"markup is not allowed here");
     default:
@@ -226,7 +226,7 @@ bool Reader::Markup() noexcept {
 bool Reader::Comment() noexcept {
   wchar_t const* const from = cursor + 4;
   wchar_t const* const to = Find(from, L"--");
-  if (!to) return FailUnended(cursor, L"unterminated comment");
+  if (!to) return FailAtEnd(cursor, L"unterminated comment");
   if (to[2] != L'>') return Fail(to, L"'--' is not allowed in a comment");
   cursor = to + 3;
   return AddTextChild(XML_COMMENT, from, to);
@@ -236,18 +236,18 @@ bool Reader::Instruction() noexcept {
   wchar_t const* const from = cursor + 2;
   size_t const target = NameLength(from);
   wchar_t const* const to = Find(from, L"?>");
-  if (!to) return FailUnended(cursor, L"unterminated processing instruction");
+  if (!to) return FailAtEnd(cursor, L"unterminated processing instruction");
   if (target == 0) return Fail(from, L"name expected after '<?'");
-  if (IsReservedTarget(from, target)) return Fail(cursor, L"an XML declaration is only allowed at the start");
+  if (IsReservedTarget(from, target)) return Fail(cursor, L"XML declaration must start the document");
   if (from + target != to && !IsBlank(from[target])) return Fail(from + target, L"whitespace expected");
   cursor = to + 2;
   return AddTextChild(XML_INSTRUCTION, from, to);
 }
 
-/// Skips a document type to its end, whatever it declares.
+/// Skips a document type, whatever it declares.
 bool Reader::DocumentType() noexcept {
-  if (hasRoot || hasDocumentType)
-    return Fail(cursor, L"only one DOCTYPE is allowed, before the root element");
+  if (hasRoot) return Fail(cursor, L"DOCTYPE must precede the root element");
+  if (hasDocumentType) return Fail(cursor, L"duplicate DOCTYPE");
   hasDocumentType = true;
   wchar_t const* const start = cursor;
   cursor += 9;
@@ -261,15 +261,15 @@ bool Reader::DocumentType() noexcept {
       return true;
     }
     if (*cursor == L'[') ++brackets;
-    if (*cursor == L']' && brackets-- == 0) return Fail(cursor, L"']' without '['");
-    if (!SkipQuoted()) break;
+    if (*cursor == L']' && brackets-- == 0) return Fail(cursor, L"']' without matching '['");
+    if (!SkipLiteral()) break;
   }
-  return FailUnended(start, L"unterminated DOCTYPE");
+  return FailAtEnd(start, L"unterminated DOCTYPE");
 }
 
-/// From the beginning of a comment, an instruction or a text in quotes to its last character; stays where
-/// there is none. False when it does not end.
-bool Reader::SkipQuoted() noexcept {
+/// Moves from the start of a comment, a processing instruction or a quoted literal to its last character;
+/// otherwise a no-op. False when it is unterminated.
+bool Reader::SkipLiteral() noexcept {
   wstring_view closing;
   if (At(L"<!--")) closing = L"-->";
   if (At(L"<?")) closing = L"?>";
@@ -290,13 +290,13 @@ bool Reader::StartTag() noexcept {
   if (!node || !Assign(XmlTree::Name(*node), {tag + 1, length})) return FailMemory();
   cursor = tag + 1 + length;
   hasRoot = true;
-  if (!Attributes(*node) || !CheckTwins(*node, tag)) return false;
+  if (!Attributes(*node) || !CheckDuplicates(*node, tag)) return false;
   if (At(L"/>")) {
     cursor += 2;
     ResumeText();
     return true;
   }
-  ++cursor;  // Attributes has seen to it that this is '>'
+  ++cursor;  // Attributes has checked that this is '>'
   open[depth].node = node;
   gatherer.Open(open[depth++].text);
   return true;
@@ -306,8 +306,8 @@ bool Reader::Attributes(XmlNode& node) noexcept {
   for (;;) {
     bool const separated = SkipBlanks();
     if (*cursor == L'>' || At(L"/>")) return true;
-    if (cursor == end) return FailUnended(end, UNENDED);
-    if (NameLength(cursor) == 0) return Fail(cursor, L"invalid character in a tag");
+    if (cursor == end) return FailAtEnd(end, UNEXPECTED_END);
+    if (NameLength(cursor) == 0) return Fail(cursor, L"invalid character in tag");
     if (!separated) return Fail(cursor, L"whitespace expected");
     if (!Attribute(node)) return false;
   }
@@ -334,7 +334,7 @@ bool Reader::AttributeValue(String& out) noexcept {
   Buffer<wchar_t>& value = gatherer.buffer;
   size_t const from = value.size;
   while (*cursor != quote) {
-    if (cursor == end) return FailUnended(start, L"unterminated attribute value");
+    if (cursor == end) return FailAtEnd(start, L"unterminated attribute value");
     if (*cursor == L'<') return Fail(cursor, L"'<' is not allowed in an attribute value");
     wchar_t units[2] = {IsBlank(*cursor) ? L' ' : *cursor};
     wstring_view piece(units, 1);
@@ -351,8 +351,8 @@ bool Reader::AttributeValue(String& out) noexcept {
   return stored || FailMemory();
 }
 
-/// No two attributes may have one name. Sorted, twins stand side by side, however many there are.
-bool Reader::CheckTwins(XmlNode const& node, wchar_t const* tag) noexcept {
+/// Attribute names must be unique. After sorting, duplicates are adjacent.
+bool Reader::CheckDuplicates(XmlNode const& node, wchar_t const* tag) noexcept {
   attributes.size = 0;
   for (XmlAttribute const* one = node.FirstAttribute(); one; one = one->Next()) {
     if (!attributes.Push(one)) return FailMemory();
@@ -368,15 +368,15 @@ bool Reader::CheckTwins(XmlNode const& node, wchar_t const* tag) noexcept {
 bool Reader::EndTag() noexcept {
   wchar_t const* const name = cursor + 2;
   size_t const length = NameLength(name);
-  if (depth == 0) return Fail(cursor, L"end tag without a start tag");
+  if (depth == 0) return Fail(cursor, L"end tag without start tag");
   String const& expected = Top().node->Name();
   if (length != expected.Length() || wmemcmp(name, expected.c_str(), length) != 0) {
-    return Fail(cursor, L"end tag does not match the start tag");
+    return Fail(cursor, L"end tag does not match start tag");
   }
   wchar_t const* const tag = cursor;
   cursor = name + length;
   SkipBlanks();
-  if (cursor == end) return FailUnended(end, UNENDED);
+  if (cursor == end) return FailAtEnd(end, UNEXPECTED_END);
   if (*cursor != L'>') return Fail(tag, L"'>' expected");
   ++cursor;
   XmlNode& node = *Top().node;
@@ -390,11 +390,11 @@ bool Reader::EndTag() noexcept {
 // ---- text
 
 bool Reader::Characters() noexcept {
-  if (depth > 0) return *cursor == L'&' ? Referred() : RawRun();
+  if (depth > 0) return *cursor == L'&' ? ReferenceInText() : RawRun();
   return SkipBlanks() || Fail(cursor, L"text outside the root element");
 }
 
-/// What stands for itself, up to the next markup or reference.
+/// Literal text, up to the next markup or reference.
 bool Reader::RawRun() noexcept {
   wchar_t const* const from = cursor;
   while (cursor != end && *cursor != L'<' && *cursor != L'&') ++cursor;
@@ -404,7 +404,7 @@ bool Reader::RawRun() noexcept {
   return gatherer.AddRaw(Top().text, run) || FailMemory();
 }
 
-bool Reader::Referred() noexcept {
+bool Reader::ReferenceInText() noexcept {
   wchar_t units[2];
   wstring_view character;
   if (!Reference(units, character)) return false;
@@ -412,15 +412,15 @@ bool Reader::Referred() noexcept {
 }
 
 /// A CDATA section.
-bool Reader::Quoted() noexcept {
+bool Reader::CData() noexcept {
   wchar_t const* const from = cursor + 9;
   wchar_t const* const to = Find(from, L"]]>");
-  if (!to) return FailUnended(cursor, L"unterminated CDATA section");
+  if (!to) return FailAtEnd(cursor, L"unterminated CDATA section");
   cursor = to + 3;
   return gatherer.AddSolid(Top().text, {from, static_cast<size_t>(to - from)}) || FailMemory();
 }
 
-/// Reads a reference; `units` is room for the two that it may stand for.
+/// Reads a reference; `units` is room for the one or two units of its character.
 bool Reader::Reference(wchar_t* units, wstring_view& out) noexcept {
   wchar_t const* const start = cursor++;
   uint32_t value = 0;
@@ -443,7 +443,7 @@ bool Reader::Reference(wchar_t* units, wstring_view& out) noexcept {
   return true;
 }
 
-/// "#" and digits, or "#x" and hexadecimal ones.
+/// "#" and decimal digits, or "#x" and hexadecimal ones.
 bool Reader::Number(uint32_t& value) noexcept {
   uint32_t const base = cursor[1] == L'x' ? 16 : 10;
   cursor += base == 16 ? 2 : 1;
@@ -464,7 +464,7 @@ XmlNode* Reader::AddChild(uint32_t kind) noexcept {
   return node;
 }
 
-/// Behind a child.
+/// Continues the parent's text after a child.
 void Reader::ResumeText() noexcept {
   if (depth > 0) gatherer.BeginPiece(Top().text);
 }
@@ -476,7 +476,7 @@ bool Reader::AddTextChild(uint32_t kind, wchar_t const* from, wchar_t const* to)
   return true;
 }
 
-/// The zero behind the text equals no character that is looked for: this cannot run over the end.
+/// The terminating zero matches no expected character, so this cannot read past the end.
 bool Reader::At(wstring_view expected) const noexcept {
   return wcsncmp(cursor, expected.data(), expected.size()) == 0;
 }
@@ -502,8 +502,8 @@ bool Reader::Fail(wchar_t const* at, wchar_t const* why) noexcept {
   return false;
 }
 
-/// A fault at `at` that is one because the text ends.
-bool Reader::FailUnended(wchar_t const* at, wchar_t const* why) noexcept {
+/// A fault at `at` caused by the end of the text.
+bool Reader::FailAtEnd(wchar_t const* at, wchar_t const* why) noexcept {
   ranOut = true;
   return Fail(at, why);
 }
@@ -534,7 +534,7 @@ XmlNode* Read(Stream& stream, XmlError& error) noexcept {
   ReadInput(stream, input);
   if (Failed(input.code)) {
     bool const noMemory = input.code == E_OUTOFMEMORY;
-    error = {input.code, 0, 0, noMemory ? L"out of memory" : L"the stream could not be read"};
+    error = {input.code, 0, 0, noMemory ? L"out of memory" : L"stream cannot be read"};
     return nullptr;
   }
   Reader* const reader = new (std::nothrow) Reader(input);

@@ -1,14 +1,13 @@
-#include "io/xml_text_p.h"
+#include "xml_text_p.h"
 
 #include <algorithm>
 
-#include "io/xml_chars_p.h"
+#include "xml_chars_p.h"
 
 namespace yk::xml {
-
 namespace {
 
-/// An element without attributes, text and children, which the writer does not indent.
+/// An element without attributes, text and children, which the writer does not indent (contract).
 bool IsBare(XmlNode const& node) noexcept {
   return node.Kind() == XML_ELEMENT && !node.FirstAttribute() && !node.FirstChild() && node.Text().IsEmpty();
 }

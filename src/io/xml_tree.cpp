@@ -1,4 +1,4 @@
-#include "io/xml_tree_p.h"
+#include "xml_tree_p.h"
 
 #include <new>
 
@@ -37,7 +37,7 @@ void XmlTree::Free(XmlNode* root) noexcept {
     bool const last = node == root;
     FreeOne(node);
     if (last) return;
-    if (!next) parent->children = nullptr;  // all are gone: the parent's turn
+    if (!next) parent->children = nullptr;  // all freed: continue with the parent
     node = next ? next : parent;
   }
 }

@@ -1,4 +1,4 @@
-// The hand inside the nodes: makes, links and frees them. It checks nothing; who calls it has checked.
+// Creates, links and frees nodes. Nothing is checked here: callers check their arguments.
 #pragma once
 
 #include <qecore/io/xml.h>
@@ -15,14 +15,14 @@ struct XmlTree {
   static String& Name(XmlAttribute& attribute) noexcept { return attribute.name; }
   static String& Value(XmlAttribute& attribute) noexcept { return attribute.value; }
 
-  /// In front of `before`, or last when that is null; the latter takes the same time in every list.
+  /// Inserts before `before`, or appends, in constant time, when that is null.
   static void Link(XmlNode& parent, XmlNode& node, XmlNode* before) noexcept;
   static void Unlink(XmlNode& node) noexcept;
-  /// Frees an unlinked node with all that is in it, however deep, without recursion.
+  /// Frees an unlinked node with all its descendants, at any depth, without recursion.
   static void Free(XmlNode* root) noexcept;
 
   static void Append(XmlNode& node, XmlAttribute& attribute) noexcept;
-  /// `previous` is the attribute in front, or null for the first.
+  /// `previous` is the attribute before it, or null for the first.
   static void Remove(XmlNode& node, XmlAttribute* previous, XmlAttribute& attribute) noexcept;
 
  private:
@@ -31,14 +31,14 @@ struct XmlTree {
 
 namespace xml {
 
-/// Writes as XmlHelper::Save says. False: there was no memory for the writer. `failure` is S_OK or the
-/// stream's first.
+/// Writes as XmlHelper::Save documents. False: there was no memory for the writer. `failure` is S_OK or the
+/// stream's first failure.
 bool Write(XmlNode const& document, Stream& stream, unsigned flags, HRESULT& failure) noexcept;
 
-/// The length of the escaped text; writes it and a terminator when there is a buffer.
+/// The length of the escaped text; also writes it and a terminator if there is a buffer.
 size_t Escape(wchar_t const* text, size_t length, wchar_t* buffer) noexcept;
 
-/// Reads as XmlHelper::Load says. Null, and `error` is filled, on failure.
+/// Reads as XmlHelper::Load documents. Null, with `error` filled, on failure.
 XmlNode* Read(Stream& stream, XmlError& error) noexcept;
 
 }  // namespace xml

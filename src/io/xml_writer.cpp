@@ -7,10 +7,9 @@
 #include <new>
 #include <string_view>
 
-#include "io/xml_tree_p.h"
+#include "xml_tree_p.h"
 
 namespace yk::xml {
-
 namespace {
 
 using std::wstring_view;
@@ -27,11 +26,11 @@ constexpr EscapeRow ESCAPE_ROWS[] = {
     {L'&', L"&amp;"},  {L'\'', L"&apos;"}, {L'<', L"&lt;"},   {L'>', L"&gt;"},
 };
 
-constexpr unsigned ESCAPE_LIMIT = 64;  // characters from here on stand for themselves
+constexpr unsigned ESCAPE_LIMIT = 64;  // characters from here on are never escaped
 
 struct EscapeTable {
   bool special[ESCAPE_LIMIT] = {};
-  wstring_view text[ESCAPE_LIMIT];  // of a special character; empty drops it
+  wstring_view text[ESCAPE_LIMIT];  // of a special character; an empty one drops it
 };
 
 constexpr EscapeTable ESCAPES = [] {
@@ -44,8 +43,8 @@ constexpr EscapeTable ESCAPES = [] {
   return table;
 }();
 
-/// Calls `piece` for each run of characters that stand for themselves and for each escape. (`substr` would
-/// link the run-time's exceptions into the library.)
+/// Calls `piece` for each run of unescaped characters and for each escape. (`substr` would link the
+/// run-time's exceptions into the library.)
 template <class Piece>
 void ForEachPiece(wstring_view text, Piece piece) noexcept {
   size_t begin = 0;
@@ -65,7 +64,7 @@ wstring_view View(String const& text) noexcept { return {text.c_str(), text.Leng
 
 constexpr unsigned TAB_ROW = 128;
 
-/// Tabs for the indentation, in an encoding. Deeper levels take the row several times.
+/// Tabs for indentation, in one encoding. Deeper levels write the row several times.
 template <class Unit>
 struct TabRow {
   Unit units[TAB_ROW];
@@ -75,13 +74,13 @@ struct TabRow {
 constexpr TabRow<char> TABS_8;
 constexpr TabRow<wchar_t> TABS_16;
 
-/// The writer's state: the stream, the level, the flags, and bytes on their way. Nothing is allocated for a
-/// long name, text or value, so no element is ever cut short for want of memory.
+/// The writer's state: the stream, the level, the flags, and buffered bytes. Nothing is allocated for a long
+/// name, text or value, so no element is ever incomplete for lack of memory.
 class Writer {
  public:
   Writer(Stream& target, unsigned writeFlags) noexcept : stream(target), flags(writeFlags) {}
 
-  /// \return S_OK or the stream's first failure, after which nothing more is written
+  /// \return S_OK or the stream's first failure, after which nothing is written
   HRESULT Document(XmlNode const& document) noexcept;
 
  private:
@@ -124,7 +123,7 @@ HRESULT Writer::Document(XmlNode const& document) noexcept {
   return failure;
 }
 
-/// A node and what is in it, without recursion: trees may be of any depth.
+/// A node and its descendants, without recursion: trees may have any depth.
 void Writer::Tree(XmlNode const& top) noexcept {
   XmlNode const* node = &top;
   while (failure == S_OK) {
@@ -143,7 +142,7 @@ void Writer::Tree(XmlNode const& top) noexcept {
   }
 }
 
-/// \return whether the children follow, and then EndElement
+/// \return whether children follow, and then EndElement
 bool Writer::Begin(XmlNode const& node) noexcept {
   if (node.Kind() == XML_ELEMENT) return BeginElement(node);
   bool const isComment = node.Kind() == XML_COMMENT;
@@ -161,7 +160,7 @@ void Writer::Enclosed(wstring_view left, wstring_view text, wstring_view right) 
 
 bool Writer::BeginElement(XmlNode const& node) noexcept {
   bool const hasContent = node.FirstChild() || !node.Text().IsEmpty();
-  // An element that is all empty is not indented: this is intended.
+  // Contract: an element without attributes and content is not indented.
   if (hasContent || node.FirstAttribute()) Indent();
   Text(L"<");
   Text(View(node.Name()));
@@ -204,7 +203,7 @@ void Writer::Indent() noexcept {
   }
 }
 
-/// CR LF, but CR alone in UTF-16: this is intended.
+/// Contract: CR LF, but only CR in UTF-16.
 void Writer::LineEnd() noexcept {
   if (HasLayout()) Bytes(IsUtf16() ? "\r\0" : "\r\n", 2);
 }
@@ -221,8 +220,8 @@ void Writer::Utf8(wstring_view text) noexcept {
   constexpr size_t LONGEST = 3;  // bytes of a unit
   wchar_t const* from = text.data();
   for (size_t left = text.size(); left > 0;) {
-    size_t const free = sizeof buffer - used;                 // Bytes may have filled it to the last one
-    size_t const room = free > 0 ? (free - 1) / LONGEST : 0;  // and one byte for a terminator
+    size_t const free = sizeof buffer - used;                 // Bytes may have filled it completely
+    size_t const room = free > 0 ? (free - 1) / LONGEST : 0;  // minus one byte for a terminator
     size_t const count = std::min(left, room);
     if (count == 0) {
       Flush();
@@ -247,7 +246,7 @@ void Writer::Bytes(void const* bytes, size_t size) noexcept {
 }
 
 void Writer::Flush() noexcept {
-  unsigned done = used;  // a stream that does not tell has written all
+  unsigned done = used;  // a stream that does not set it has written everything
   if (used > 0 && failure == S_OK) {
     HRESULT const result = stream.Write(buffer, used, &done);
     if (Failed(result) || done < used) failure = Failed(result) ? result : E_FAIL;

@@ -100,8 +100,9 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
   Ref<Array> objects;
   OpenChunk* chunks = nullptr;
   int capacity = 0;
-  int depth = -1;     // the innermost chunk's index in `chunks`
-  unsigned lost = 0;  // chunks begun inside the innermost one without memory for them: all count as corrupt
+  int depth = -1;  // the innermost chunk's index in `chunks`
+  unsigned untracked =
+      0;  // chunks begun inside the innermost one without memory for them: all count as corrupt
   unsigned streamSize = 0;
   unsigned fileStart = 0;
   unsigned flags = 0;

@@ -89,10 +89,10 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   Ref<Array> objects;  // created by the first reference
   OpenChunk* chunks = nullptr;
   int capacity = 0;
-  int depth = -1;      // the innermost chunk's index in `chunks`
-  int bottom = -1;     // the depth at which nothing is open
-  unsigned lost = 0;   // chunks begun inside the innermost one without memory for them
-  uint64_t place = 0;  // the stream's position, not limited to 32 bits
+  int depth = -1;          // the innermost chunk's index in `chunks`
+  int bottom = -1;         // the depth at which nothing is open
+  unsigned untracked = 0;  // chunks begun inside the innermost one without memory for them
+  uint64_t place = 0;      // the stream's position, not limited to 32 bits
   unsigned fileStart = 0;
   unsigned offsetPositions[2] = {};
   unsigned flags = 0;
