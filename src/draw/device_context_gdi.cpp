@@ -1,5 +1,4 @@
 // Drawing by GDI on a device context: text and aliased polygons, as masks whose coverage is then painted.
-
 #include "gdi_p.h"
 // first, for the platform's types
 

@@ -2,7 +2,6 @@
 // colours in place.
 //
 // Operations with callbacks hold a reference to the context: a callback may release the last one.
-
 #include <qecore/core/ref.h>
 #include <qecore/draw/color.h>
 #include <qecore/image/image.h>

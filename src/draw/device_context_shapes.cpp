@@ -1,5 +1,4 @@
 // Lines and anti-aliased shapes on a device context.
-
 #include <math.h>
 
 #include <algorithm>
