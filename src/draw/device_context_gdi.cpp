@@ -8,16 +8,16 @@
 
 #include <algorithm>
 
+#include "core/buffer_p.h"
 #include "device_context_p.h"
-#include "raster/buffer_p.h"
 #include "raster/span_p.h"
 
 namespace yk {
 namespace {
 
 using draw::GdiMask;
-using Coverage = raster::Buffer<unsigned char>;
-using Corners = raster::Buffer<POINT>;
+using Coverage = Buffer<unsigned char>;
+using Corners = Buffer<POINT>;
 
 constexpr COLORREF WHITE = RGB(255, 255, 255);
 constexpr COLORREF BLACK = RGB(0, 0, 0);
@@ -221,7 +221,7 @@ xrect2d Bounds(POINT const* points, int count) noexcept {
 bool ShiftInto(Corners& corners, IDC const& dc, POINT const* points, int count) noexcept {
   if (!corners.Reserve(static_cast<size_t>(count) + 1)) return false;
   for (int i = 0; i < count; ++i) {
-    corners.Add({AddClamped(points[i].x, dc.originX), AddClamped(points[i].y, dc.originY)});
+    corners.Append({AddClamped(points[i].x, dc.originX), AddClamped(points[i].y, dc.originY)});
   }
   return true;
 }
@@ -254,8 +254,8 @@ bool ClipToSide(Side const& side, Corners& from, Corners& to) noexcept {
   for (size_t i = 0; i < from.Count(); ++i) {
     POINT const& a = from[i];
     POINT const& b = from[i + 1 < from.Count() ? i + 1 : 0];
-    if (side.Contains(a) && !to.Add(a)) return false;
-    if (side.Contains(a) != side.Contains(b) && !to.Add(side.Intersection(a, b))) return false;
+    if (side.Contains(a) && !to.Append(a)) return false;
+    if (side.Contains(a) != side.Contains(b) && !to.Append(side.Intersection(a, b))) return false;
   }
   return true;
 }
@@ -312,7 +312,7 @@ HRESULT IDC::DrawPolygon(POINT const* points, int count, unsigned fill, unsigned
   GdiMask const mask(area);
   if (!mask.IsMade()) return E_FAIL;
   if (fill >> 24 && !FillMask(mask.Dc(), corners)) return E_FAIL;
-  if (!corners.Add(POINT(corners[0]))) return E_OUTOFMEMORY;
+  if (!corners.Append(POINT(corners[0]))) return E_OUTOFMEMORY;
   if (outline >> 24 && !OutlineMask(mask.Dc(), corners, pen)) return E_FAIL;
   GdiFlush();
   HRESULT const result = PaintMask(*this, fill, mask, FILL_BYTE);

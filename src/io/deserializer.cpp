@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "chunk_stack_p.h"
+#include "core/buffer_p.h"
 #include "core/dying_p.h"
 #include "records_p.h"
 #include "values/array_p.h"
@@ -31,6 +31,7 @@ Deserializer::Deserializer() noexcept = default;
 Deserializer::~Deserializer() {
   HoldWhileDying(*this);  // Close adds a reference while it calls the stream
   Deserializer::Close();
+  free(chunks);
 }
 
 // A stream or an object may be foreign code, which may call back: functions that need the reader after such a
@@ -58,7 +59,6 @@ HRESULT Deserializer::Close() noexcept {
   }
   stream.Reset();
   objects.Reset();
-  FreeChunks(chunks, capacity);
   depth = -1;
   untracked = 0;
   inFrame = false;
@@ -144,7 +144,7 @@ unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
   unclosed = whole && header.tag == chunk::FILE_FRAME && header.size < chunk::HEADER_SIZE;
   if (!sound && left > 0) Note(unclosed ? E_FAIL : YK_E_BADFILE);
   if (stream.get() != from.get()) return 0;  // closed by a call from the stream
-  if (untracked > 0 || !HasRoom(chunks, capacity, depth + 1)) {
+  if (untracked > 0 || !GrowBlock(chunks, capacity, static_cast<size_t>(depth) + 2)) {
     ++untracked;
     Note(E_OUTOFMEMORY);
     return 0;

@@ -3,7 +3,7 @@
 
 #include <new>
 
-#include "chunk_stack_p.h"
+#include "core/buffer_p.h"
 #include "core/dying_p.h"
 #include "stream_p.h"
 #include "values/array_p.h"
@@ -32,7 +32,7 @@ Serializer::Serializer() noexcept = default;
 Serializer::~Serializer() {
   HoldWhileDying(*this);  // Close adds a reference while it calls the stream
   if (stream) Serializer::Close();
-  FreeChunks(chunks, capacity);
+  free(chunks);
 }
 
 // A stream may be foreign code, which may call back into the writer and even close it: functions that need
@@ -58,7 +58,6 @@ HRESULT Serializer::Close() noexcept {
   }
   GetFailure();  // includes the stream's state
   stream.Reset();
-  FreeChunks(chunks, capacity);
   depth = bottom = 1;  // contract: the next file's first chunk is entry 2
   untracked = 0;
   return S_OK;
@@ -91,7 +90,7 @@ HRESULT Serializer::BeginChunk(unsigned short tag, unsigned short chunkFlags) no
   Ref<Stream> const target = stream;
   unsigned const start = target->GetPosition();
   if (stream.get() != target.get()) return E_FAIL;
-  if (untracked > 0 || !HasRoom(chunks, capacity, depth + 1)) {
+  if (untracked > 0 || !GrowBlock(chunks, capacity, static_cast<size_t>(depth) + 2)) {
     ++untracked;
     return Note(E_OUTOFMEMORY);
   }

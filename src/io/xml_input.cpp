@@ -22,15 +22,17 @@ HRESULT ReadBytes(Stream& stream, Buffer<char>& bytes) noexcept {
   unsigned const start = stream.GetPosition();
   unsigned const end = stream.GetSize();
   for (unsigned block = FIRST_BLOCK;; block = std::min(2 * block, LARGEST_BLOCK)) {
-    if (!bytes.Grow(block)) return E_OUTOFMEMORY;
+    size_t const before = bytes.Count();
+    if (!bytes.Resize(before + block)) return E_OUTOFMEMORY;
     unsigned done = 0;
-    HRESULT const result = stream.Read(bytes.data + bytes.size, block, &done);
-    if (Failed(result) || done == 0 || done > block) break;
-    bytes.size += done;
-    if (bytes.size > UINT32_MAX) return E_FAIL;
+    HRESULT const result = stream.Read(bytes.begin() + before, block, &done);
+    bool const isRead = Succeeded(result) && done <= block;
+    bytes.Shrink(before + (isRead ? done : 0));
+    if (!isRead || done == 0) break;
+    if (bytes.Count() > UINT32_MAX) return E_FAIL;
   }
   // Some streams return a failure at the end; before the reported end, it is one.
-  return end > start && bytes.size < end - start ? E_FAIL : S_OK;
+  return end > start && bytes.Count() < end - start ? E_FAIL : S_OK;
 }
 
 /// Accepts 16-bit units, converts line ends to LF, and rejects what XML does not allow. Has room for all
@@ -136,7 +138,7 @@ constexpr Mark MARKS[] = {
 
 Mark FindMark(Buffer<char> const& bytes) noexcept {
   for (Mark const& mark : MARKS) {
-    if (bytes.size >= mark.length && memcmp(bytes.data, mark.bytes, mark.length) == 0) return mark;
+    if (bytes.Count() >= mark.length && memcmp(bytes.begin(), mark.bytes, mark.length) == 0) return mark;
   }
   return {};
 }
@@ -149,21 +151,21 @@ void ReadInput(Stream& stream, Input& input) noexcept {
   if (Failed(input.code)) return;
 
   Mark const mark = FindMark(bytes);
-  uint8_t const* const from = reinterpret_cast<uint8_t const*>(bytes.data) + mark.skipped;
-  size_t const size = bytes.size - mark.skipped;
+  uint8_t const* const from = reinterpret_cast<uint8_t const*>(bytes.begin()) + mark.skipped;
+  size_t const size = bytes.Count() - mark.skipped;
   input.utf16 = mark.utf16;
   input.fault = mark.fault;
   // A byte of UTF-8 makes at most one unit, and two of UTF-16 make one.
-  if (!input.text.Reserve((mark.utf16 ? size / 2 : size) + 1)) {
+  if (!input.text.Resize((mark.utf16 ? size / 2 : size) + 1)) {
     input.code = E_OUTOFMEMORY;
     return;
   }
-  Sink sink(input.text.data);
+  Sink sink(input.text.begin());
   if (!input.fault) {
     input.fault = mark.utf16 ? DecodeUtf16(from, size, sink) : DecodeUtf8(from, size, sink);
   }
-  input.text.size = sink.Count();
-  input.text.data[input.text.size] = 0;
+  input.text.Shrink(sink.Count());
+  *input.text.end() = 0;
 }
 
 }  // namespace yk::xml

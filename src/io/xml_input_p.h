@@ -1,7 +1,9 @@
 // The text of a document: a stream's bytes, decoded and with every line end as LF.
 #pragma once
 
-#include "xml_buffer_p.h"
+#include <qecore/core/base.h>
+
+#include "core/buffer_p.h"
 
 namespace yk {
 

@@ -71,7 +71,7 @@ struct Open {
 class Reader {
  public:
   explicit Reader(Input& source) noexcept
-      : input(source), cursor(source.text.data), end(source.text.data + source.text.size) {}
+      : input(source), cursor(source.text.begin()), end(source.text.end()) {}
   ~Reader();
 
   XmlNode* Read(XmlError& error) noexcept;
@@ -332,7 +332,7 @@ bool Reader::AttributeValue(String& out) noexcept {
   if (quote != L'"' && quote != L'\'') return Fail(cursor, L"quoted value expected");
   wchar_t const* const start = cursor++;
   Buffer<wchar_t>& value = gatherer.buffer;
-  size_t const from = value.size;
+  size_t const from = value.Count();
   while (*cursor != quote) {
     if (cursor == end) return FailAtEnd(start, L"unterminated attribute value");
     if (*cursor == L'<') return Fail(cursor, L"'<' is not allowed in an attribute value");
@@ -346,22 +346,21 @@ bool Reader::AttributeValue(String& out) noexcept {
     if (!value.Append(piece.data(), piece.size())) return FailMemory();
   }
   ++cursor;
-  bool const stored = Assign(out, {value.data + from, value.size - from});
-  value.size = from;
+  bool const stored = Assign(out, {value.begin() + from, value.Count() - from});
+  value.Shrink(from);
   return stored || FailMemory();
 }
 
 /// Attribute names must be unique. After sorting, duplicates are adjacent.
 bool Reader::CheckDuplicates(XmlNode const& node, wchar_t const* tag) noexcept {
-  attributes.size = 0;
+  attributes.Shrink(0);
   for (XmlAttribute const* one = node.FirstAttribute(); one; one = one->Next()) {
-    if (!attributes.Push(one)) return FailMemory();
+    if (!attributes.Append(one)) return FailMemory();
   }
-  XmlAttribute const** const first = attributes.data;
-  XmlAttribute const** const last = first + attributes.size;
-  std::sort(first, last, [](auto* a, auto* b) { return a->Name() < b->Name(); });
+  XmlAttribute const** const last = attributes.end();
+  std::sort(attributes.begin(), last, [](auto* a, auto* b) { return a->Name() < b->Name(); });
   auto const isTwin = [](auto* a, auto* b) { return a->Name() == b->Name(); };
-  if (std::adjacent_find(first, last, isTwin) != last) return Fail(tag, L"duplicate attribute");
+  if (std::adjacent_find(attributes.begin(), last, isTwin) != last) return Fail(tag, L"duplicate attribute");
   return true;
 }
 
@@ -517,7 +516,7 @@ bool Reader::FailMemory() noexcept {
 void Reader::Locate(XmlError& error) const noexcept {
   error = {code, 0, 0, faultText};
   if (!faultAt) return;
-  wchar_t const* line = input.text.data;
+  wchar_t const* line = input.text.begin();
   error.line = 1;
   for (wchar_t const* at = line; at != faultAt; ++at) {
     if (*at != L'\n') continue;

@@ -13,7 +13,7 @@
 
 #include <string_view>
 
-#include "xml_buffer_p.h"
+#include "core/buffer_p.h"
 
 namespace yk::xml {
 

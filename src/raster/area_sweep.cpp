@@ -73,7 +73,7 @@ void AreaSweep::SweepRow(int y) noexcept {
 void AreaSweep::CollectEvents(double y) noexcept {
   events.Shrink(0);
   auto const add = [=, this](double event) {
-    if (event > y && event < y + 1 && !events.Add(event)) failed = true;
+    if (event > y && event < y + 1 && !events.Append(event)) failed = true;
   };
   for (ActiveEdge const& edge : active) add(edge.source->bottom);
   for (Outline::Edge const* edge = nextEdge; edge != outline.end() && edge->top < y + 1; ++edge) {
@@ -108,7 +108,8 @@ void AreaSweep::Advance(double from, double to) noexcept {
   active.Shrink(static_cast<size_t>(last - active.begin()));
   for (; nextEdge != outline.end() && nextEdge->top <= middle; ++nextEdge) {
     if (nextEdge->bottom <= middle) continue;
-    if (!active.Add({nextEdge->At(from), nextEdge->At(to), nextEdge, 0, nextEdge->direction})) failed = true;
+    if (!active.Append({nextEdge->At(from), nextEdge->At(to), nextEdge, 0, nextEdge->direction}))
+      failed = true;
   }
 }
 
@@ -175,7 +176,7 @@ bool AreaSweep::FindCrossings() noexcept {
     for (; at > 0 && places[at - 1].bottom > place.bottom; --at) {
       ActiveEdge const& other = active[places[at - 1].edge];
       double const above = active[i].top - other.top, below = other.bottom - place.bottom;
-      if (!crossings.Add({above / (above + below), places[at - 1].edge, place.edge})) failed = true;
+      if (!crossings.Append({above / (above + below), places[at - 1].edge, place.edge})) failed = true;
       places[at] = places[at - 1];
     }
     places[at] = place;

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "buffer_p.h"
+#include "core/buffer_p.h"
 #include "line_walk_p.h"
 #include "span_p.h"
 

@@ -43,7 +43,7 @@ void Outline::AddClipped(point2d const& upper, point2d const& lower, int directi
 void Outline::Append(point2d const& upper, point2d const& lower, int direction) noexcept {
   double const slope = (lower.x - upper.x) / (lower.y - upper.y);
   auto const [low, high] = std::minmax(upper.x, lower.x);
-  if (!edges.Add({upper.y, lower.y, upper.x, slope, low, high, direction})) failed = true;
+  if (!edges.Append({upper.y, lower.y, upper.x, slope, low, high, direction})) failed = true;
   leftmost = std::min(leftmost, low);
   rightmost = std::max(rightmost, high);
 }

@@ -9,7 +9,7 @@
 
 #include <algorithm>
 
-#include "buffer_p.h"
+#include "core/buffer_p.h"
 #include "points_p.h"
 
 namespace yk::raster {

@@ -98,8 +98,8 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
 
   Ref<Stream> stream;
   Ref<Array> objects;
-  OpenChunk* chunks = nullptr;
-  int capacity = 0;
+  OpenChunk* chunks = nullptr;  // owned, for as long as the reader lives
+  size_t capacity = 0;
   int depth = -1;  // the innermost chunk's index in `chunks`
   unsigned untracked =
       0;  // chunks begun inside the innermost one without memory for them: all count as corrupt

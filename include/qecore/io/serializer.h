@@ -86,9 +86,9 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   void WriteNumberChunk(unsigned short tag, unsigned number, unsigned& position) noexcept;
 
   Ref<Stream> stream;
-  Ref<Array> objects;  // created by the first reference
-  OpenChunk* chunks = nullptr;
-  int capacity = 0;
+  Ref<Array> objects;           // created by the first reference
+  OpenChunk* chunks = nullptr;  // owned, for as long as the writer lives
+  size_t capacity = 0;
   int depth = -1;          // the innermost chunk's index in `chunks`
   int bottom = -1;         // the depth at which nothing is open
   unsigned untracked = 0;  // chunks begun inside the innermost one without memory for them
