@@ -1,4 +1,5 @@
 #include <qecore/core/memory.h>
+#include <qecore/core/module_cache.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/registry.h>
 #include <qecore/io/serializer.h>
@@ -14,12 +15,6 @@
 namespace yk {
 
 namespace {
-
-// the chunks of a class record
-constexpr unsigned short TAG_NAME = 11;
-constexpr unsigned short TAG_INFO = 4101;
-constexpr unsigned short TAG_INTERFACE_ID = 4102;
-constexpr unsigned short TAG_CLASS_ID = 4103;
 
 void FreeName(ClassInfo& info) noexcept {
   if (!(info.flags & ClassInfo::OWN_NAME)) return;
@@ -62,10 +57,10 @@ bool ReadClassId(Deserializer& reader, ClassInfo& info) noexcept {
 }
 
 constexpr CacheItem<ClassInfo> ITEMS[] = {
-    {TAG_CLASS_ID, ReadClassId},
-    {TAG_INTERFACE_ID, ReadInterfaceId},
-    {TAG_NAME, ReadName},
-    {TAG_INFO, ReadInfo},
+    {cache::CLASS_ID, ReadClassId},
+    {cache::INTERFACE_ID, ReadInterfaceId},
+    {cache::CLASS_NAME, ReadName},
+    {cache::FILTER_INFO, ReadInfo},
 };
 
 }  // namespace
@@ -97,11 +92,11 @@ bool ReadClassInfo(Deserializer& reader, ClassInfo& info) noexcept {
 
 HRESULT WriteClassInfo(Serializer& writer, ClassInfo const& info, ExecutionContext* context) noexcept {
   writer.Write(&info.flags, sizeof info.flags);
-  writer.WriteChunk(TAG_CLASS_ID, &info.classId, sizeof info.classId);
-  writer.WriteChunk(TAG_INTERFACE_ID, &info.interfaceId, sizeof info.interfaceId);
-  writer.WriteStringChunk(TAG_NAME, info.name);
+  writer.WriteChunk(cache::CLASS_ID, &info.classId, sizeof info.classId);
+  writer.WriteChunk(cache::INTERFACE_ID, &info.interfaceId, sizeof info.interfaceId);
+  writer.WriteStringChunk(cache::CLASS_NAME, info.name);
   if (!info.info) return S_OK;
-  HRESULT const begun = writer.BeginChunk(TAG_INFO);
+  HRESULT const begun = writer.BeginChunk(cache::FILTER_INFO);
   HRESULT const saved = info.info->Save(&writer, context);
   writer.EndChunk();
   if (Failed(begun)) return begun;

@@ -5,6 +5,7 @@
 
 namespace yk {
 
+class Deserializer;
 class ExecutionContext;
 class Serializer;
 
@@ -15,7 +16,7 @@ void CopyName(ClassInfo& info, char const* text) noexcept;
 /// \return false for a damaged record, which then holds what could be read
 bool ReadClassInfo(Deserializer& reader, ClassInfo& info) noexcept;
 
-/// Writes the payload of a class record's chunk (see module.h).
+/// Writes the payload of a class record's chunk (drawn in module_cache.h).
 /// \return S_OK, or the reason why the writer accepts no chunk
 HRESULT WriteClassInfo(Serializer& writer, ClassInfo const& info, ExecutionContext* context) noexcept;
 

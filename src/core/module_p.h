@@ -1,4 +1,4 @@
-// The scan for plug-ins, and the tags of the module cache.
+// The scan for plug-ins.
 #pragma once
 
 #include <qecore/core/ref.h>
@@ -13,18 +13,6 @@ class FileFind;
 class Module;
 class Stream;
 class System;
-
-namespace cache {
-
-inline constexpr unsigned short MODULE_LIST = 0x1000;
-inline constexpr unsigned short MODULE = 0x1001;
-// in a module's chunk
-inline constexpr unsigned short FILE_NAME = 274;
-inline constexpr unsigned short CLASS = 4098;
-inline constexpr unsigned short FILE_TIME = 4099;
-inline constexpr unsigned short FILE_SIZE = 4100;
-
-}  // namespace cache
 
 /// One run of System::ScanModules. The content of the cache stays in here until the folder confirms it, so
 /// that a damaged or outdated cache never affects the registry.

@@ -1,18 +1,15 @@
 // How a map is written to object files and read back: one chunk per entry.
-#include "core/progress_p.h"
-#include "records_p.h"
-#include "values/variant_p.h"
 #include <qecore/core/ref.h>
 #include <qecore/io/serializer.h>
 #include <qecore/values/map.h>
 
+#include "core/progress_p.h"
 #include "records_p.h"
 #include "values/variant_p.h"
 
 namespace yk {
 namespace {
 
-constexpr unsigned short ENTRY = 1000;
 constexpr unsigned SMALLEST_ENTRY = 4 + 2;  // a key, and a variant's header
 
 /// A copy that is saved exactly like the value itself, flags included. \return false without memory
@@ -27,7 +24,7 @@ bool CopyToSave(Variant const& value, Variant& copy) noexcept {
 
 HRESULT SaveEntry(Serializer& writer, unsigned key, Variant const& value,
                   ExecutionContext* context) noexcept {
-  HRESULT const begun = writer.BeginChunk(ENTRY);
+  HRESULT const begun = writer.BeginChunk(chunk::MAP_ENTRY);
   writer.Write(&key, sizeof key);
   value.Save(&writer, context);
   writer.EndChunk();  // required even for a chunk that was refused
@@ -64,7 +61,7 @@ HRESULT Map::Load(Deserializer* reader, ExecutionContext* context) noexcept {
                       ProgressMeter::Unit::BYTES);
   while (reader && reader->IsInChunk()) {
     if (stream && !meter.Reach(stream->GetPosition())) break;
-    bool const isEntry = reader->BeginChunk() == ENTRY;
+    bool const isEntry = reader->BeginChunk() == chunk::MAP_ENTRY;
     if (isEntry && reader->GetRemaining() >= SMALLEST_ENTRY) {
       unsigned key = 0;
       ReadInChunk(*reader, &key, sizeof key);

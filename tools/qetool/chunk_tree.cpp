@@ -1,6 +1,7 @@
 #include "chunk_tree.h"
 
 #include <qecore/core/guid.h>
+#include <qecore/core/module_cache.h>
 #include <qecore/io/chunk.h>
 
 #include <algorithm>
@@ -141,7 +142,7 @@ class Parser {
   std::vector<Level> open;
 };
 
-// What the library itself writes: the format's own tags stand beside the body, the others anywhere.
+// Of object files: the format's own tags stand beside the body, the others anywhere.
 struct TagName {
   unsigned tag;
   char const* name;
@@ -158,16 +159,7 @@ constexpr TagName TAG_NAMES[] = {
     {chunk::OBJECT_TABLE_OFFSET, "offset of the object table", true},
     {chunk::BODY, "body", true},
     {chunk::FIRST_OCCURRENCE, "first occurrence", false},
-    {1000, "map entry", false},
-    {0x1000, "plug-ins", false},
-    {0x1001, "plug-in", false},
-    {274, "file name", false},
-    {0x1003, "file time", false},
-    {0x1004, "file size", false},
-    {0x1002, "class", false},
-    {0x1007, "class identifier", false},
-    {0x1006, "interface identifier", false},
-    {0x1005, "filter information", false},
+    {chunk::MAP_ENTRY, "map entry", false},
 };
 
 bool IsText(unsigned unit) {
@@ -203,13 +195,16 @@ char const* ChunkName(ChunkNode const& node, ChunkNode const* parent) {
   for (TagName const& row : TAG_NAMES) {
     if (row.tag == node.tag && (inFrame || !row.onlyInFrame)) return row.name;
   }
+  for (auto const& [tag, name] : cache::TAG_NAMES) {
+    if (tag == node.tag) return name;
+  }
   return nullptr;
 }
 
 std::string DescribePlain(ChunkNode const& node) {
   Bytes const bytes = node.plain;
   if (bytes.empty()) return {};
-  if (node.tag == 0x1006 || node.tag == 0x1007) {
+  if (node.tag == cache::INTERFACE_ID || node.tag == cache::CLASS_ID) {
     Guid id;
     if (bytes.size() == sizeof id) {
       std::copy(bytes.begin(), bytes.end(), reinterpret_cast<unsigned char*>(&id));

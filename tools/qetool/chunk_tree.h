@@ -12,9 +12,6 @@ namespace qetool {
 
 using Bytes = std::span<unsigned char const>;
 
-/// The tag of the chunk that is all of a plug-in cache.
-inline constexpr unsigned PLUGIN_LIST = 0x1000;
-
 struct ChunkNode {
   unsigned tag = 0;
   size_t offset = 0;  // of the header, from the start of the file

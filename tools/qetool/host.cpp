@@ -1,5 +1,6 @@
 #include "host.h"
 
+#include <qecore/core/module_cache.h>
 #include <qecore/io/deserializer.h>
 #include <qecore/io/file.h>
 #include <qecore/io/file_find.h>
@@ -10,7 +11,6 @@
 
 #include <algorithm>
 
-#include "chunk_tree.h"
 #include "text.h"
 
 namespace qetool {
@@ -50,7 +50,7 @@ bool IsEmpty(Stream& file) {
 bool IsCache(Stream& file) {
   Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
   if (!reader || Failed(reader->Open(&file, 0))) return false;
-  return reader->IsInChunk() && reader->BeginChunk() == PLUGIN_LIST;
+  return reader->IsInChunk() && reader->BeginChunk() == cache::MODULE_LIST;
 }
 
 // A scan replaces the cache: a file that was named by mistake would be lost. An empty one holds nothing to

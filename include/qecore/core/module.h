@@ -34,18 +34,7 @@
 // of its own and of others while it is being loaded. Other threads that create one of its classes wait until
 // MODULE_CLASS has returned 0; so a plug-in must not wait in its entry point for such a thread.
 //
-// The cache holds one chunk 0x1001 for each plug-in, all of them inside one chunk 0x1000; serializer.h shows
-// chunks.
-//
-//   0x1001 +-- 274   fileName, UTF-16
-//          +-- 4099  fileTime, 8 bytes; 0 when the library or any of its classes failed to load
-//          +-- 4100  fileSize, 4 bytes
-//          +-- 4098  one chunk for each class, in reverse order of registration
-//               +-- flags, 4 bytes without a chunk
-//               +-- 4103  classId, 16 bytes
-//               +-- 4102  interfaceId, 16 bytes
-//               +-- 11    name, 8-bit, without terminator; absent when there is none
-//               +-- 4101  a filter's description, a Map; absent when there is none
+// module_cache.h shows what a scan keeps of a plug-in.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -98,7 +87,7 @@ class YK_API Module : public Destroys<Module, Unknown> {
   /// loads the library again. S_OK.
   virtual HRESULT Unload() noexcept;
 
-  /// Writes the record shown above. S_OK, or the reason why the writer accepts no chunk.
+  /// Writes the plug-in's record of the cache. S_OK, or the reason why the writer accepts no chunk.
   virtual HRESULT Save(Serializer* writer, ExecutionContext* context) noexcept;
 
   enum Flag : unsigned {

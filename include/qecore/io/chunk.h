@@ -31,6 +31,9 @@ inline constexpr unsigned short FILE_FRAME = 9;
 inline constexpr unsigned short FIRST_OCCURRENCE = 10;
 inline constexpr unsigned short BANNER = 11;
 
+// a Map's payload: one for each entry
+inline constexpr unsigned short MAP_ENTRY = 1000;
+
 inline constexpr unsigned HEADER_SIZE = 6;
 inline constexpr unsigned FILE_VERSION = 2;
 
