@@ -45,46 +45,102 @@ CodeText const& Describe(HRESULT code) noexcept {
   return *std::find_if(CODES, last, [=](CodeText const& row) { return row.code == code; });
 }
 
+struct SystemText {
+  DWORD error;
+  wchar_t const* text;
+};
+
+constexpr SystemText SYSTEM_TEXTS[] = {
+    {ERROR_FILE_NOT_FOUND, L"the file does not exist"},
+    {ERROR_PATH_NOT_FOUND, L"the folder does not exist"},
+    {ERROR_ACCESS_DENIED, L"access is denied"},
+    {ERROR_INVALID_HANDLE, L"not open"},
+    {ERROR_NOT_ENOUGH_MEMORY, L"not enough memory"},
+    {ERROR_OUTOFMEMORY, L"not enough memory"},
+    {ERROR_WRITE_PROTECT, L"the disk is write-protected"},
+    {ERROR_NOT_READY, L"the drive is not ready"},
+    {ERROR_SHARING_VIOLATION, L"in use by another program"},
+    {ERROR_LOCK_VIOLATION, L"in use by another program"},
+    {ERROR_HANDLE_DISK_FULL, L"the disk is full"},
+    {ERROR_DISK_FULL, L"the disk is full"},
+    {ERROR_FILE_EXISTS, L"it exists already"},
+    {ERROR_ALREADY_EXISTS, L"it exists already"},
+    {ERROR_INVALID_NAME, L"not a valid name"},
+    {ERROR_BAD_PATHNAME, L"not a valid name"},
+    {ERROR_MOD_NOT_FOUND, L"the file, or a library that it needs, does not exist"},
+    {ERROR_PROC_NOT_FOUND, L"a library that it needs lacks a function"},
+    {ERROR_NEGATIVE_SEEK, L"there is nothing before the start"},
+    {ERROR_BAD_EXE_FORMAT, L"not a 64-bit library"},
+    {ERROR_FILENAME_EXCED_RANGE, L"the path is too long"},
+    {ERROR_DLL_INIT_FAILED, L"the library does not start"},
+};
+
+/// Null for an error that is none of the usual ones.
+wchar_t const* DescribeSystem(DWORD error) noexcept {
+  for (SystemText const& row : SYSTEM_TEXTS) {
+    if (row.error == error) return row.text;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
 // ---- the records of each thread ---------------------------------------------------------------------------
 
 constexpr unsigned MOST_THREADS = 128;
 constexpr unsigned LONGEST_CHAIN = 4;
 
 /// A chain, the cause first. Only its thread touches it, but for `owner`.
-struct Chain {
+struct ErrorChain {
   std::atomic<DWORD> owner;  // a thread's number, which is never 0; 0: free
   unsigned count;            // failures so far
-  unsigned length;           // records of the last one
+  unsigned length;           // records of the last one; 0: there was none
+  unsigned attempts;         // under way
   Error records[LONGEST_CHAIN];
 };
 
-constinit Chain chains[MOST_THREADS] = {};
+namespace {
+
+constinit ErrorChain chains[MOST_THREADS] = {};
+constinit std::atomic<unsigned> chainsUsed = 0;  // all from here on never had an owner, and need no look
 
 /// The calling thread's chain, or null.
-Chain* FindChain() noexcept {
+ErrorChain* FindChain() noexcept {
   DWORD const thread = GetCurrentThreadId();
-  for (Chain& chain : chains) {
-    if (chain.owner.load(std::memory_order_relaxed) == thread) return &chain;
+  for (unsigned i = 0, end = chainsUsed.load(std::memory_order_relaxed); i < end; ++i) {
+    if (chains[i].owner.load(std::memory_order_relaxed) == thread) return &chains[i];
   }
   return nullptr;
 }
 
+bool Take(ErrorChain& chain) noexcept {
+  DWORD nobody = 0;
+  if (chain.owner.load(std::memory_order_relaxed) != 0) return false;
+  if (!chain.owner.compare_exchange_strong(nobody, GetCurrentThreadId(), std::memory_order_acquire))
+    return false;
+  chain.count = chain.length = chain.attempts = 0;
+  return true;
+}
+
 /// A chain for the calling thread. Null: other threads have all of them.
-Chain* TakeChain() noexcept {
-  for (Chain& chain : chains) {
-    DWORD nobody = 0;
-    if (chain.owner.load(std::memory_order_relaxed) != 0) continue;
-    if (!chain.owner.compare_exchange_strong(nobody, GetCurrentThreadId(), std::memory_order_acquire))
-      continue;
-    chain.count = chain.length = 0;
-    return &chain;
+ErrorChain* TakeChain() noexcept {
+  for (unsigned i = 0; i < MOST_THREADS; ++i) {
+    if (!Take(chains[i])) continue;
+    unsigned used = chainsUsed.load(std::memory_order_relaxed);
+    while (used <= i && !chainsUsed.compare_exchange_weak(used, i + 1, std::memory_order_relaxed)) continue;
+    return &chains[i];
   }
   return nullptr;
+}
+
+ErrorChain* FindOrTakeChain() noexcept {
+  ErrorChain* const known = FindChain();
+  return known ? known : TakeChain();
 }
 
 /// Adds a record to the chain. The causes at its start say most: once it is full, its last record is
 /// replaced.
-void Append(Chain& chain, Error const& record) noexcept {
+void Append(ErrorChain& chain, Error const& record) noexcept {
   if (chain.length < LONGEST_CHAIN) ++chain.length;
   Error* const last = &chain.records[chain.length - 1];
   *last = record;
@@ -102,9 +158,8 @@ Error MakeRecord(HRESULT code, char const* operation, wchar_t const* format, va_
 
 HRESULT Record(bool hasCause, HRESULT code, char const* operation, wchar_t const* format,
                va_list arguments) noexcept {
-  Chain* const known = FindChain();
-  Chain* const chain = known ? known : TakeChain();
-  if (!chain) return code;
+  ErrorChain* const chain = FindOrTakeChain();
+  if (!chain || chain->attempts > 0) return code;
   Error const record =
       MakeRecord(code, operation, format, arguments);  // the texts may be those of older records
   ++chain->count;
@@ -124,12 +179,37 @@ size_t AppendText(wchar_t* line, size_t size, size_t length, Char const* text) n
 }  // namespace
 
 void ForgetErrorsOfThread() noexcept {
-  if (Chain* const chain = FindChain()) chain->owner.store(0, std::memory_order_release);
+  if (ErrorChain* const chain = FindChain()) chain->owner.store(0, std::memory_order_release);
+}
+
+HRESULT FailSystem(HRESULT code, char const* operation, wchar_t const* subject,
+                   unsigned long error) noexcept {
+  wchar_t const* const reason = DescribeSystem(error);
+  if (reason) return Fail(code, operation, L"%s: %s", subject, reason);
+  return Fail(code, operation, L"%s: system error %lu", subject, error);
+}
+
+HRESULT FailNull(char const* operation, wchar_t const* argument) noexcept {
+  return Fail(E_INVALIDARG, operation, L"%s is null", argument);
+}
+
+HRESULT FailMemory(char const* operation, size_t bytes) noexcept {
+  return Fail(E_OUTOFMEMORY, operation, L"no memory for %llu bytes", static_cast<unsigned long long>(bytes));
+}
+
+Attempt::Attempt() noexcept : chain(FindOrTakeChain()) {
+  if (chain) ++chain->attempts;
+}
+
+Attempt::~Attempt() {
+  if (!chain || --chain->attempts > 0) return;
+  if (chain->count == 0)
+    chain->owner.store(0, std::memory_order_release);  // it never failed: back to the others
 }
 
 Error const* LastError() noexcept {
-  Chain const* const chain = FindChain();
-  return chain ? &chain->records[chain->length - 1] : nullptr;
+  ErrorChain const* const chain = FindChain();
+  return chain && chain->length > 0 ? &chain->records[chain->length - 1] : nullptr;
 }
 
 HRESULT Fail(HRESULT code, char const* operation, wchar_t const* format, ...) noexcept {
@@ -141,7 +221,7 @@ HRESULT Fail(HRESULT code, char const* operation, wchar_t const* format, ...) no
 }
 
 unsigned ErrorCount() noexcept {
-  Chain const* const chain = FindChain();
+  ErrorChain const* const chain = FindChain();
   return chain ? chain->count : 0;
 }
 

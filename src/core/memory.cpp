@@ -6,6 +6,8 @@
 #include <new>
 #include <string>
 
+#include "error_p.h"
+
 namespace yk {
 
 // The header of each block.
@@ -51,9 +53,17 @@ class OptionalLocker {
 
 }  // namespace
 
-void* yk_new(size_t size) noexcept { return malloc(size); }
+void* yk_new(size_t size) noexcept {
+  void* const block = malloc(size);
+  if (!block) FailMemory("yk_new", size);
+  return block;
+}
 void yk_delete(void* block) noexcept { free(block); }
-void* yk_realloc(void* block, size_t size) noexcept { return realloc(block, size); }
+void* yk_realloc(void* block, size_t size) noexcept {
+  void* const moved = realloc(block, size);
+  if (!moved && size > 0) FailMemory("yk_realloc", size);
+  return moved;
+}
 
 Malloc::Malloc(int toRequest) noexcept : blockSize(static_cast<unsigned>(toRequest)) {
   static_assert(sizeof(Block) == BLOCK_HEADER);
@@ -70,7 +80,9 @@ Malloc::~Malloc() {
   Clear(cursor), Clear(total), Clear(remaining), Clear(first), Clear(current);
 }
 
-Malloc* Malloc::Create(int blockSize) noexcept { return new (std::nothrow) Malloc(blockSize); }
+Malloc* Malloc::Create(int blockSize) noexcept {
+  return Made(new (std::nothrow) Malloc(blockSize), "Malloc::Create");
+}
 
 void Malloc::Destroy() noexcept { DeleteThis(1); }
 
@@ -109,7 +121,7 @@ void* Malloc::DeleteThis(unsigned flags) noexcept { return DeleteSelf(flags); }
 
 void* Malloc::Take(size_t size, size_t alignment) noexcept {
   OptionalLocker const guard(lock, threadSafe);
-  if (alignment == 0 || size > Payload()) return nullptr;
+  if (alignment == 0 || size > Payload()) return Refuse(size);
   if (!Fits(size, alignment)) {
     // A new block whose alignment padding is too large is kept for later; the arena is unchanged.
     Block* const block = current;
@@ -118,7 +130,7 @@ void* Malloc::Take(size_t size, size_t alignment) noexcept {
     if (!NextBlock()) return nullptr;
     if (!Fits(size, alignment)) {
       current = block, cursor = place, remaining = left;
-      return nullptr;
+      return Refuse(size);
     }
   }
   size_t const padding = Padding(cursor, alignment);
@@ -127,6 +139,12 @@ void* Malloc::Take(size_t size, size_t alignment) noexcept {
   cursor += padding + size;
   remaining -= padding + size;
   return taken;
+}
+
+void* Malloc::Refuse(size_t size) const noexcept {
+  Fail(E_FAIL, "Malloc::Alloc", L"%llu bytes do not fit the arena's blocks of %u",
+       static_cast<unsigned long long>(size), blockSize);
+  return nullptr;
 }
 
 // A block size without room after the header, or a negative one, leaves no payload.
@@ -152,7 +170,7 @@ bool Malloc::NextBlock() noexcept {
 
 Malloc::Block* Malloc::NewBlock() noexcept {
   HGLOBAL const handle = GlobalAlloc(GMEM_MOVEABLE, blockSize);
-  if (!handle) return nullptr;
+  if (!handle) return FailMemory("Malloc::Alloc", blockSize), nullptr;
   Block* const block = static_cast<Block*>(GlobalLock(handle));
   if (!block) {
     GlobalFree(handle);

@@ -1,22 +1,12 @@
 #include <gtest/gtest.h>
-#include <qecore/core/error.h>
-
-#include <string>
 #include <thread>
 
+#include "support/failure.h"
 #include "support/prelude.h"
 
 namespace {
 
 using namespace yk;
-
-std::wstring Message(size_t size = 600) {
-  std::wstring line(size, L'#');
-  size_t const length = ErrorMessage(LastError(), line.data(), size);
-  EXPECT_EQ(line[length], 0);
-  line.resize(length);
-  return line;
-}
 
 TEST(Error, KeepsTheLastFailureOfTheThread) {
   EXPECT_EQ(Fail(E_FAIL, "Image2d::Create", L"%s: %d pixels", L"photo.png", 12), E_FAIL);
@@ -29,25 +19,25 @@ TEST(Error, KeepsTheLastFailureOfTheThread) {
   std::thread([] {
     EXPECT_EQ(LastError(), nullptr);
     Fail(YK_E_EMPTY, nullptr, nullptr);
-    EXPECT_EQ(Message(), L"nothing in it");
+    EXPECT_EQ(LastMessage(), L"nothing in it");
     EXPECT_STREQ(LastError()->operation, "");
   }).join();
-  EXPECT_EQ(Message(), L"photo.png: 12 pixels");
+  EXPECT_EQ(LastMessage(), L"photo.png: 12 pixels");
 }
 
 TEST(Error, ChainsWhatLedToIt) {
   Fail(E_FAIL, "old", L"old");
   unsigned const before = ErrorCount();
   FailSince(before, YK_E_ACCESS, "first", L"first");
-  EXPECT_EQ(Message(), L"first") << "what was recorded earlier is no cause";
+  EXPECT_EQ(LastMessage(), L"first") << "what was recorded earlier is no cause";
   FailSince(before, E_OUTOFMEMORY, "second", nullptr);
-  EXPECT_EQ(Message(), L"not enough memory: first");
+  EXPECT_EQ(LastMessage(), L"not enough memory: first");
   FailSince(before, E_FAIL, "third", L"third of %s", LastError()->cause->text);
   for (int i = 4; i < 10; ++i) EXPECT_EQ(FailSince(before, E_FAIL, "n", L"%d", i), E_FAIL);
-  EXPECT_EQ(Message(), L"9: third of first: not enough memory: first");
-  EXPECT_EQ(Message(8), L"9: thir");
+  EXPECT_EQ(LastMessage(), L"9: third of first: not enough memory: first");
+  EXPECT_EQ(LastMessage(8), L"9: thir");
   Fail(E_FAIL, "new", L"new");
-  EXPECT_EQ(Message(), L"new");
+  EXPECT_EQ(LastMessage(), L"new");
 }
 
 TEST(Error, TruncatesWhatIsTooLong) {
@@ -68,7 +58,7 @@ TEST(Error, GivesUpTheRecordsOfThreadsThatEnd) {
     std::thread([i] {
       Fail(E_FAIL, "", L"%d", i);
       ASSERT_NE(LastError(), nullptr) << i;
-      EXPECT_EQ(Message(), std::to_wstring(i));
+      EXPECT_EQ(LastMessage(), std::to_wstring(i));
     }).join();
   }
 }

@@ -3,7 +3,7 @@
 //
 // The library, hosts and plug-ins may each have a C runtime of their own, so a block must be freed by the
 // module that allocated it, unless it comes from yk_new or yk_realloc and is freed with yk_delete: these are
-// the library's malloc, realloc and free.
+// the library's malloc, realloc and free. Failures: null, and LastError() says why (error.h).
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -73,6 +73,7 @@ class YK_API Malloc : public Implements<Malloc, Unknown> {
   ~Malloc();
 
   void* Take(size_t size, size_t alignment) noexcept;
+  void* Refuse(size_t size) const noexcept;
   size_t Payload() const noexcept;
   bool Fits(size_t size, size_t alignment) const noexcept;
   bool NextBlock() noexcept;
