@@ -3,6 +3,7 @@
 
 #include <new>
 
+#include "core/error_p.h"
 #include "stream_p.h"
 
 namespace yk {
@@ -91,10 +92,11 @@ static_assert(sizeof(BufferedStream) == 4144);
 }  // namespace
 
 HRESULT ykCreateBufferedStream(Stream* inner, Stream** out) noexcept {
-  if (!out) return E_INVALIDARG;
+  constexpr char OPERATION[] = "ykCreateBufferedStream";
+  if (!out) return FailNull(OPERATION, L"out");
   *out = nullptr;
-  if (!inner) return E_INVALIDARG;
-  *out = new (std::nothrow) BufferedStream(inner);
+  if (!inner) return FailNull(OPERATION, L"inner");
+  *out = Made(new (std::nothrow) BufferedStream(inner), OPERATION);
   return *out ? S_OK : E_OUTOFMEMORY;
 }
 

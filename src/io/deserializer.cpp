@@ -4,11 +4,14 @@
 
 #include "core/buffer_p.h"
 #include "core/dying_p.h"
+#include "core/error_p.h"
 #include "records_p.h"
 #include "values/array_p.h"
 
 namespace yk {
 namespace {
+
+constexpr char OPEN[] = "Deserializer::Open";
 
 struct Header {
   unsigned short tag;
@@ -22,9 +25,29 @@ Header HeaderOf(unsigned char const (&bytes)[chunk::HEADER_SIZE]) noexcept {
   return header;
 }
 
+HRESULT FailCorrupt(unsigned start, bool whole, Header const& header, unsigned left) noexcept {
+  constexpr char OPERATION[] = "Deserializer::BeginChunk";
+  if (!whole)
+    return Fail(YK_E_BADFILE, OPERATION, L"damaged at byte %u: only %u bytes are left", start, left);
+  return Fail(YK_E_BADFILE, OPERATION, L"damaged at byte %u: a chunk of %u bytes where %u are left", start,
+              header.size, left);
+}
+
+HRESULT FailUnclosed() noexcept { return Fail(E_FAIL, OPEN, L"the file was never closed by its writer"); }
+
+/// The numbers of first occurrences, which are none of the table's, are those of objects yet to come.
+HRESULT FailReference(unsigned index) noexcept {
+  bool const isFirst = index > INT_MAX;
+  return isFirst ? E_INVALIDARG
+                 : Fail(E_INVALIDARG, "Deserializer::ReadReference", L"damaged: no object has the number %u",
+                        index);
+}
+
 }  // namespace
 
-Deserializer* Deserializer::Create() noexcept { return new (std::nothrow) Deserializer; }
+Deserializer* Deserializer::Create() noexcept {
+  return Made(new (std::nothrow) Deserializer, "Deserializer::Create");
+}
 
 Deserializer::Deserializer() noexcept = default;
 
@@ -38,7 +61,7 @@ Deserializer::~Deserializer() {
 // call hold a reference to it.
 
 HRESULT Deserializer::Open(Stream* newStream, unsigned openFlags) noexcept {
-  if (!newStream) return E_INVALIDARG;
+  if (!newStream) return FailNull(OPEN, L"stream");
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   Ref<Stream> const next = Ref<Stream>::Share(newStream);  // Close may release it
   Close();
@@ -55,7 +78,8 @@ HRESULT Deserializer::Open(Stream* newStream, unsigned openFlags) noexcept {
 HRESULT Deserializer::Close() noexcept {
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   if (inFrame) {
-    while (Deserializer::EndChunk()) continue;  // the body, the frame, and whatever the client left open
+    while ((depth >= 0 || untracked > 0) && Deserializer::EndChunk())
+      continue;  // the body, the frame, and whatever the client left open
   }
   stream.Reset();
   objects.Reset();
@@ -66,14 +90,15 @@ HRESULT Deserializer::Close() noexcept {
 }
 
 HRESULT Deserializer::ReadReference(Unknown** object) noexcept {
-  if (!object) return E_INVALIDARG;
+  constexpr char OPERATION[] = "Deserializer::ReadReference";
+  if (!object) return FailNull(OPERATION, L"object");
   *object = nullptr;
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   unsigned index;
-  if (!ReadNumber(index)) return E_INVALIDARG;
-  if (!objects || index >= static_cast<unsigned>(objects->Count())) return E_INVALIDARG;
+  if (!ReadNumber(index)) return Fail(E_INVALIDARG, OPERATION, L"damaged: a reference is cut short");
+  if (!objects || index >= static_cast<unsigned>(objects->Count())) return FailReference(index);
   auto* const entry = static_cast<Unknown*>(objects->At(static_cast<int>(index)));
-  if (!entry) return E_NOINTERFACE;
+  if (!entry) return Fail(E_NOINTERFACE, OPERATION, L"the object with the number %u was not made", index);
   *object = Ref<Unknown>::Share(entry).Detach();
   return S_OK;
 }
@@ -95,7 +120,8 @@ bool Deserializer::IsInChunk() noexcept {
 }
 
 bool Deserializer::EndChunk() noexcept {
-  if (depth < 0 && untracked == 0) return false;
+  constexpr char OPERATION[] = "Deserializer::EndChunk";
+  if (depth < 0 && untracked == 0) return Fail(E_FAIL, OPERATION, L"no chunk is open"), false;
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   unsigned const end = depth >= 0 ? chunks[depth].end : streamSize;
   // A chunk that is not on the stack ends with its parent, which stays the innermost.
@@ -105,7 +131,10 @@ bool Deserializer::EndChunk() noexcept {
     --depth;
   }
   Ref<Stream> const from = stream;
-  bool const there = Succeeded(Note(SeekTo(*from, end)));
+  unsigned const before = ErrorCount();
+  HRESULT const moved = Note(SeekTo(*from, end));
+  bool const there = Succeeded(moved);
+  if (!there) FailSince(before, moved, OPERATION, L"cannot go to byte %u", end);
   if (!there && depth >= 0) chunks[depth].ended = true;  // otherwise the parent's loop would not end
   return true;
 }
@@ -123,7 +152,7 @@ unsigned Deserializer::GetRemaining() noexcept {
 }
 
 HRESULT Deserializer::AddReference(Unknown* object) noexcept {
-  if (!stream) return E_FAIL;
+  if (!stream) return Fail(E_FAIL, "Deserializer::AddReference", L"the reader is not open");
   if (!objects) objects = Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()));
   if (!objects) return Note(E_OUTOFMEMORY);
   return AppendObject(*objects, Ref<Unknown>::Share(object)) ? S_OK : Note(E_OUTOFMEMORY);
@@ -142,7 +171,9 @@ unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
   Header const header = HeaderOf(bytes);
   bool const sound = whole && header.size >= chunk::HEADER_SIZE && header.size <= left;
   unclosed = whole && header.tag == chunk::FILE_FRAME && header.size < chunk::HEADER_SIZE;
-  if (!sound && left > 0) Note(unclosed ? E_FAIL : YK_E_BADFILE);
+  if (unclosed) Note(FailUnclosed());
+  bool const isCorrupt = !sound && left > 0 && !unclosed;
+  if (isCorrupt) Note(whole || left < sizeof bytes ? FailCorrupt(start, whole, header, left) : YK_E_BADFILE);
   if (stream.get() != from.get()) return 0;  // closed by a call from the stream
   if (untracked > 0 || !GrowBlock(chunks, capacity, static_cast<size_t>(depth) + 2)) {
     ++untracked;
@@ -156,7 +187,10 @@ unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
 }
 
 HRESULT Deserializer::ReadFrame() noexcept {
-  if (BeginChunk() != chunk::FILE_FRAME) return unclosed ? E_FAIL : YK_E_BADFILE;
+  unsigned const before = ErrorCount();
+  unsigned short const first = BeginChunk();
+  if (unclosed) return E_FAIL;
+  if (first != chunk::FILE_FRAME) return FailSince(before, YK_E_BADFILE, OPEN, L"not an object file");
   while (IsInChunk()) {
     unsigned short const tag = BeginChunk();
     if (tag == chunk::BODY) {
@@ -167,13 +201,13 @@ HRESULT Deserializer::ReadFrame() noexcept {
     if (Failed(result)) return result;
     EndChunk();
   }
-  return E_FAIL;
+  return Fail(E_FAIL, OPEN, L"the file ends before its body");
 }
 
 HRESULT Deserializer::ReadFramePart(unsigned short tag) noexcept {
   switch (tag) {
     case chunk::VERSION:
-      return ReadNumber(version) ? S_OK : YK_E_BADFILE;
+      return ReadNumber(version) ? S_OK : Fail(YK_E_BADFILE, OPEN, L"damaged: there is no version");
     case chunk::CLASS_TABLE_OFFSET:
       return CheckTable(chunk::CLASS_TABLE);
     case chunk::OBJECT_TABLE_OFFSET:
@@ -185,15 +219,17 @@ HRESULT Deserializer::ReadFramePart(unsigned short tag) noexcept {
 
 /// Reads the table's offset and checks it: it may be anywhere inside the stream.
 HRESULT Deserializer::CheckTable(unsigned short tag) noexcept {
+  constexpr wchar_t NO_TABLE[] = L"damaged: there is no table %u at byte %u";
   unsigned offset;
-  if (!ReadNumber(offset)) return YK_E_BADFILE;
+  if (!ReadNumber(offset))
+    return Fail(YK_E_BADFILE, OPEN, L"damaged: the place of table %u is cut short", tag);
   if (offset == 0 && tag == chunk::OBJECT_TABLE) return S_OK;
   Ref<Stream> const from = stream;
   // Contract: seeks to the class table even when there is none.
   if (!from || offset > streamSize - fileStart || Failed(SeekTo(*from, fileStart + offset)))
-    return YK_E_BADFILE;
+    return Fail(YK_E_BADFILE, OPEN, NO_TABLE, tag, offset);
   if (offset == 0) return S_OK;
-  if (EnterChunk(streamSize) != tag) return YK_E_BADFILE;
+  if (EnterChunk(streamSize) != tag) return Fail(YK_E_BADFILE, OPEN, NO_TABLE, tag, offset);
   EndChunk();
   return S_OK;
 }
@@ -208,9 +244,13 @@ bool Deserializer::ReadNumber(unsigned& number) noexcept {
 unsigned Deserializer::ReadThere(void* buffer, unsigned size) noexcept {
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   Ref<Stream> const from = stream;
-  HRESULT result;
-  unsigned const done = ReadUpTo(*from, buffer, size, &result);
-  Note(Succeeded(result) && done < size ? E_FAIL : result);
+  unsigned const before = ErrorCount();
+  HRESULT read;
+  unsigned const done = ReadUpTo(*from, buffer, size, &read);
+  HRESULT const result = Succeeded(read) && done < size ? E_FAIL : read;
+  if (Failed(result))
+    FailSince(before, result, "Deserializer::Read", L"only %u of %u bytes were read", done, size);
+  Note(result);
   return done;
 }
 

@@ -1,3 +1,5 @@
+#include "core/error_p.h"
+
 #include <qecore/io/file.h>
 #include <string.h>
 #include <wchar.h>
@@ -16,24 +18,12 @@ wchar_t* ParentEnd(wchar_t* path) noexcept {
   return separator == path ? nullptr : separator;
 }
 
-}  // namespace
+HRESULT MakeFolder(wchar_t const* path) noexcept { return CreateDirectoryW(path, nullptr) ? S_OK : E_FAIL; }
 
-bool file::IsFileExist(String const& path) noexcept {
-  HANDLE const handle =
-      CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) return false;
-  CloseHandle(handle);
-  return true;
-}
-
-HRESULT file::NewFolder(wchar_t const* path) noexcept {
-  return path && CreateDirectoryW(path, nullptr) ? S_OK : E_FAIL;
-}
-
-HRESULT file::NewFolderEx(String const& path) noexcept {
-  if (path.Length() > LONGEST_PATH) return E_FAIL;
-  if (IsFolder(path.c_str())) return S_OK;
-  HRESULT made = NewFolder(path.c_str());
+/// file::NewFolderEx, which the system's last error explains.
+HRESULT MakeFolders(String const& path) noexcept {
+  if (file::IsFolder(path.c_str())) return S_OK;
+  HRESULT made = MakeFolder(path.c_str());
   if (Succeeded(made)) return made;
 
   // Truncate the path at one separator after the other until a parent exists or can be created, then restore
@@ -45,14 +35,39 @@ HRESULT file::NewFolderEx(String const& path) noexcept {
     wchar_t* const end = text ? ParentEnd(text) : nullptr;
     if (!end) return made;
     *end = 0;
-    made = IsFolder(text) ? S_OK : NewFolder(text);
+    made = file::IsFolder(text) ? S_OK : MakeFolder(text);
   } while (Failed(made));
   for (size_t end = wcslen(text); end < length; end = wcslen(text)) {
     text[end] = path.c_str()[end];
-    made = NewFolder(text);
+    made = MakeFolder(text);
     if (Failed(made)) return made;
   }
   return made;
+}
+
+}  // namespace
+
+bool file::IsFileExist(String const& path) noexcept {
+  HANDLE const handle =
+      CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return false;
+  CloseHandle(handle);
+  return true;
+}
+
+HRESULT file::NewFolder(wchar_t const* path) noexcept {
+  constexpr char OPERATION[] = "file::NewFolder";
+  if (!path) return Fail(E_FAIL, OPERATION, L"path is null");
+  HRESULT const made = MakeFolder(path);
+  return Succeeded(made) ? made : FailSystem(made, OPERATION, path, GetLastError());
+}
+
+HRESULT file::NewFolderEx(String const& path) noexcept {
+  bool const tooLong = path.Length() > LONGEST_PATH;
+  HRESULT const made = tooLong ? E_FAIL : MakeFolders(path);
+  if (Succeeded(made)) return made;
+  DWORD const error = tooLong ? ERROR_FILENAME_EXCED_RANGE : GetLastError();
+  return FailSystem(made, "file::NewFolderEx", path.c_str(), error);
 }
 
 bool file::IsFolder(wchar_t const* path) noexcept {
@@ -66,6 +81,7 @@ bool file::GetTempFolder(size_t size, wchar_t* buffer) noexcept {
   auto const room = static_cast<DWORD>(size < MAXDWORD ? size : MAXDWORD);
   DWORD const length = GetTempPathW(room, buffer);
   if (length >= room) buffer[0] = 0;
+  if (length == 0) FailSystem(E_FAIL, "file::GetTempFolder", L"the temporary folder", GetLastError());
   return length != 0;
 }
 

@@ -1,3 +1,4 @@
+#include "core/error_p.h"
 #include "file_stream_p.h"
 
 #include <qecore/core/ref.h>
@@ -38,7 +39,7 @@ constexpr struct {
     {ERROR_SHARING_VIOLATION, YK_E_ACCESS},
 };
 
-HRESULT ResultOf(BOOL done) noexcept { return done ? S_OK : E_FAIL; }
+constexpr unsigned ERROR_SHIFT = 16;  // in the flags
 
 /// A parsed path "$(module)NAME:RESOURCE.TYPE".
 struct ResourcePath {
@@ -62,28 +63,34 @@ struct ResourcePath {
   }
 };
 
-HRESULT OpenResource(ResourcePath const& path, Stream** out) noexcept {
-  HMODULE const module = GetModuleHandleW(path.module.c_str());
-  return module ? MemStream::Create(module, path.type.c_str(), path.name.c_str(), out) : E_FAIL;
+HRESULT OpenResource(String const& path, ResourcePath const& parts, Stream** out) noexcept {
+  constexpr char OPERATION[] = "FileStream::Create";
+  HMODULE const module = GetModuleHandleW(parts.module.c_str());
+  if (!module) return Fail(E_FAIL, OPERATION, L"%s: the module is not loaded", path.c_str());
+  unsigned const before = ErrorCount();
+  HRESULT const result = MemStream::Create(module, parts.type.c_str(), parts.name.c_str(), out);
+  return Succeeded(result) ? result : FailSince(before, result, OPERATION, L"%s", path.c_str());
 }
 
 }  // namespace
 
-HRESULT FileFailure(unsigned long error) noexcept {
+HRESULT FailFile(char const* operation, String const& path, unsigned long error) noexcept {
+  HRESULT result = E_FAIL;
   for (auto const& row : FAILURES) {
-    if (row.error == error) return row.result;
+    if (row.error == error) result = row.result;
   }
-  return E_FAIL;
+  return FailSystem(result, operation, path.c_str(), error);
 }
 
 bool IsResourcePath(String const& path) noexcept { return ResourcePath().Parse(path.c_str()); }
 
 HRESULT FileStream::Create(String const& path, unsigned flags, Stream** out) noexcept {
-  if (!out) return E_INVALIDARG;
+  if (!out) return FailNull("FileStream::Create", L"out");
   *out = nullptr;
   ResourcePath resource;
-  if (resource.Parse(path.c_str())) return OpenResource(resource, out);
-  Ref<Stream> const stream = Ref<Stream>::Adopt(new (std::nothrow) FileStream(path, flags));
+  if (resource.Parse(path.c_str())) return OpenResource(path, resource, out);
+  auto* const made = Made(new (std::nothrow) FileStream(path, flags), "FileStream::Create");
+  Ref<Stream> const stream = Ref<Stream>::Adopt(made);
   if (!stream) return E_OUTOFMEMORY;
   HRESULT const opened = stream->GetState();
   if (Succeeded(opened)) *out = Ref<Stream>(stream).Detach();
@@ -99,7 +106,10 @@ FileStream::FileStream(String const& path, unsigned openFlags) noexcept
     wchar_t folder[MAX_PATH];
     wchar_t file[MAX_PATH];
     DWORD const length = GetTempPathW(MAX_PATH, folder);
-    if (length == 0 || length >= MAX_PATH || !GetTempFileNameW(folder, L"qe", 0, file)) return;
+    if (length == 0 || length >= MAX_PATH || !GetTempFileNameW(folder, L"qe", 0, file)) {
+      FailSystem(status, "FileStream::Create", L"a temporary file", GetLastError());
+      return;
+    }
     name.Empty();
     name = file;
     if (name.IsEmpty()) {  // no memory; the caller's own path must not stand for the temporary file's
@@ -122,20 +132,35 @@ FileStream::~FileStream() {
 }
 
 HRESULT FileStream::OpenHandle(unsigned mode) noexcept {
-  if (mode == 0 || mode > CREATE) return E_FAIL;
+  constexpr char OPERATION[] = "FileStream::Create";
+  if (mode == 0 || mode > CREATE) return Fail(E_FAIL, OPERATION, L"%s: no mode is %u", name.c_str(), mode);
   auto const [access, share, disposition] = MODES[mode];
   handle = CreateFileW(name.c_str(), access, share, nullptr, disposition, 0, nullptr);
-  return handle != INVALID_HANDLE_VALUE ? S_OK : FileFailure(GetLastError());
+  return handle != INVALID_HANDLE_VALUE ? S_OK : FailFile(OPERATION, name, GetLastError());
 }
 
-/// Stores a failure, if it is the first. \return the result
-HRESULT FileStream::Note(HRESULT result) noexcept {
-  if (Failed(result) && status == S_OK) status = result;
-  return result;
+/// Fails with the system's last error.
+HRESULT FileStream::Refuse(char const* operation) const noexcept {
+  return FailSystem(E_FAIL, operation, name.c_str(), GetLastError());
+}
+
+/// The same, and stores the failure if it is the first.
+HRESULT FileStream::Note(char const* operation) noexcept {
+  unsigned const error = GetLastError();
+  if (status == S_OK) {
+    status = E_FAIL;
+    flags |= error << ERROR_SHIFT;
+  }
+  return FailSystem(E_FAIL, operation, name.c_str(), error);
+}
+
+/// Reports the first failure again, for an operation that cannot succeed because of it.
+HRESULT FileStream::RepeatFailure(char const* operation) const noexcept {
+  return FailSystem(status, operation, name.c_str(), flags >> ERROR_SHIFT);
 }
 
 /// Flushes what was written to the disk.
-HRESULT FileStream::Flush() noexcept { return Note(ResultOf(FlushFileBuffers(handle))); }
+HRESULT FileStream::Flush() noexcept { return FlushFileBuffers(handle) ? S_OK : Note("FileStream::Flush"); }
 
 void FileStream::CloseHandle() noexcept {
   if (handle != INVALID_HANDLE_VALUE) ::CloseHandle(handle);
@@ -147,20 +172,22 @@ HRESULT FileStream::Read(void* buffer, unsigned size, unsigned* done) noexcept {
   BOOL const read = ReadFile(handle, buffer, size, &got, nullptr);
   if (got < size) memset(static_cast<unsigned char*>(buffer) + got, 0, size - got);
   if (done) *done = got;
-  return ResultOf(read);
+  return read ? S_OK : Refuse("FileStream::Read");
 }
 
 HRESULT FileStream::Write(void const* buffer, unsigned size, unsigned* done) noexcept {
   DWORD written = 0;
   BOOL const wrote = WriteFile(handle, buffer, size, &written, nullptr);
   if (done) *done = written;
-  return Note(ResultOf(wrote && written == size));
+  if (wrote && written == size) return S_OK;
+  if (wrote) SetLastError(ERROR_DISK_FULL);  // the system takes what it can, and says nothing
+  return Note("FileStream::Write");
 }
 
 HRESULT FileStream::Seek(long offset, unsigned origin, unsigned* newPosition) noexcept {
   DWORD const position = SetFilePointer(handle, offset, nullptr, origin);
   if (position == INVALID_SET_FILE_POINTER) {
-    return GetLastError() == ERROR_NEGATIVE_SEEK ? E_FAIL : Note(E_FAIL);
+    return GetLastError() == ERROR_NEGATIVE_SEEK ? Refuse("FileStream::Seek") : Note("FileStream::Seek");
   }
   if (newPosition) *newPosition = position;
   return S_OK;
@@ -179,7 +206,7 @@ unsigned FileStream::GetSize() noexcept {
 
 HRESULT FileStream::SetSize(unsigned size) noexcept {
   if (Failed(SeekTo(*this, size))) return E_FAIL;
-  return Note(ResultOf(SetEndOfFile(handle)));
+  return SetEndOfFile(handle) ? S_OK : Note("FileStream::SetSize");
 }
 
 HRESULT FileStream::GetState() noexcept { return status; }
@@ -187,24 +214,25 @@ HRESULT FileStream::GetState() noexcept { return status; }
 HRESULT FileStream::GetFailure() noexcept { return status; }
 
 HRESULT FileStream::GetFileName(String& out) noexcept {
-  if (handle == INVALID_HANDLE_VALUE) return E_FAIL;
+  if (handle == INVALID_HANDLE_VALUE)
+    return FailSystem(E_FAIL, "FileStream::GetFileName", name.c_str(), ERROR_INVALID_HANDLE);
   out = name;
   return S_OK;
 }
 
 HRESULT FileStream::GetFileTime(unsigned long long* time) noexcept {
-  if (!time) return E_INVALIDARG;
+  if (!time) return FailNull("FileStream::GetFileTime", L"time");
   FILETIME lastWrite;
-  if (!::GetFileTime(handle, nullptr, nullptr, &lastWrite)) return E_FAIL;
+  if (!::GetFileTime(handle, nullptr, nullptr, &lastWrite)) return Refuse("FileStream::GetFileTime");
   memcpy(time, &lastWrite, sizeof *time);
   return S_OK;
 }
 
 HRESULT FileStream::SetFileTime(unsigned long long const* time) noexcept {
-  if (!time) return E_INVALIDARG;
+  if (!time) return FailNull("FileStream::SetFileTime", L"time");
   FILETIME moment;
   memcpy(&moment, time, sizeof moment);
-  return ResultOf(::SetFileTime(handle, &moment, nullptr, &moment));
+  return ::SetFileTime(handle, &moment, nullptr, &moment) ? S_OK : Refuse("FileStream::SetFileTime");
 }
 
 }  // namespace yk

@@ -5,8 +5,8 @@
 
 namespace yk {
 
-/// The result for a system error of opening or replacing a file.
-HRESULT FileFailure(unsigned long error) noexcept;
+/// Fails with the result for a system error of opening or replacing a file.
+HRESULT FailFile(char const* operation, String const& path, unsigned long error) noexcept;
 
 /// True for "$(module)NAME:RESOURCE.TYPE", which is not a file.
 bool IsResourcePath(String const& path) noexcept;

@@ -1,16 +1,23 @@
+#include "core/error_p.h"
+
 #include <qecore/core/ref.h>
 #include <qecore/io/file_system.h>
 
 namespace yk {
 
 HRESULT ykFS::GetStream(wchar_t const* name, Stream** out) noexcept {
-  if (!out) return E_INVALIDARG;
+  constexpr char OPERATION[] = "ykFS::GetStream";
+  if (!out) return FailNull(OPERATION, L"out");
   *out = nullptr;
   ykFSEntry* handedOut = nullptr;
+  unsigned const before = ErrorCount();
   HRESULT const found = FindEntry(name, &handedOut);
-  if (Failed(found)) return found;  // whatever it stored: it is not ours to release
+  if (Failed(found)) {  // whatever it stored: it is not ours to release
+    return FailSince(before, found, OPERATION, L"there is no entry %s", name ? name : L"");
+  }
   Ref<ykFSEntry> const entry = Ref<ykFSEntry>::Adopt(handedOut);
-  return entry ? entry->OpenStream(out, 0) : E_FAIL;
+  if (!entry) return Fail(E_FAIL, OPERATION, L"the entry that was found is null");
+  return entry->OpenStream(out, 0);
 }
 
 }  // namespace yk

@@ -3,6 +3,7 @@
 #include <qecore/io/file_stream.h>
 #include <qecore/io/file_type.h>
 
+#include "core/error_p.h"
 #include "stream_p.h"
 
 namespace yk {
@@ -31,16 +32,23 @@ Guid const* ByFooter(Stream& stream) noexcept {
   constexpr unsigned FOOTER = 26;
   constexpr unsigned TEXT_AT = 8;
   unsigned char footer[FOOTER];
+  Attempt const attempt;  // a file may well be shorter
   if (Failed(stream.Seek(-static_cast<long>(FOOTER), Stream::FROM_END))) return nullptr;
   if (ReadUpTo(stream, footer, FOOTER) < FOOTER) return nullptr;
   return memcmp(footer + TEXT_AT, TEXT, sizeof TEXT - 1) == 0 ? &ids::FILE_TGA : nullptr;
 }
 
-/// For files without a known signature; ignores case.
-Guid const* ByExtension(Stream& stream) noexcept {
+/// The name of a file stream; otherwise empty.
+String NameOf(Stream& stream) noexcept {
+  Attempt const attempt;
   Ref<FileStream> const file = Ref<Stream>::Share(&stream).Query<FileStream>();
   String name;
-  if (!file || Failed(file->GetFileName(name))) return nullptr;
+  if (file) file->GetFileName(name);
+  return name;
+}
+
+/// For files whose bytes say nothing; letters may have either case.
+Guid const* ByExtension(String const& name) noexcept {
   String const extension = name.FileExt();
   for (FileFormat const& format : FILE_FORMATS) {
     for (FileExtension const& known : format.extensions) {
@@ -50,19 +58,26 @@ Guid const* ByExtension(Stream& stream) noexcept {
   return nullptr;
 }
 
+HRESULT FailUnknown(bool enough, String const& name) noexcept {
+  wchar_t const* const why = enough ? L"not a file of a known type" : L"too short to tell its type";
+  return Fail(enough ? YK_E_NOTFOUND : YK_E_TOOSHORT, "qe_DetectFileType",
+              name.IsEmpty() ? L"%s%s" : L"%s: %s", name.c_str(), why);
+}
+
 }  // namespace
 
 HRESULT qe_DetectFileType(Stream* stream, Guid& type) noexcept {
-  if (!stream) return E_INVALIDARG;
+  if (!stream) return FailNull("qe_DetectFileType", L"stream");
   Ref<Stream> const kept = Ref<Stream>::Share(stream);
   unsigned const position = stream->GetPosition();
   char bytes[LOOKED_AT];
   bool const enough = ReadUpTo(*stream, bytes, LOOKED_AT) >= NEEDED;
   Guid const* format = enough ? BySignature(bytes) : nullptr;
   if (!format && enough) format = ByFooter(*stream);
-  if (!format) format = ByExtension(*stream);
+  String const name = format ? String() : NameOf(*stream);
+  if (!format) format = ByExtension(name);
   SeekTo(*stream, position);
-  if (!format) return enough ? YK_E_NOTFOUND : YK_E_TOOSHORT;
+  if (!format) return FailUnknown(enough, name);
   type = *format;
   return S_OK;
 }

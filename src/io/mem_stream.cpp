@@ -1,3 +1,5 @@
+#include "core/error_p.h"
+
 #include <qecore/core/ref.h>
 #include <qecore/io/mem_stream.h>
 #include <string.h>
@@ -12,11 +14,16 @@ constexpr unsigned STEP_BITS = 16;  // blocks grow by 64 KiB
 constexpr uint64_t STEP = uint64_t{1} << STEP_BITS;
 constexpr uint64_t LARGEST = 0xFFFFFFFF;  // callers see 32-bit positions
 
+HRESULT FailToGrow(char const* operation, uint64_t end) noexcept {
+  if (end > LARGEST) return Fail(E_FAIL, operation, L"a stream holds less than 4 GB");
+  return Fail(E_FAIL, operation, L"no memory for %llu bytes", static_cast<unsigned long long>(end));
+}
+
 }  // namespace
 
 HRESULT MemStream::Create(Stream** out) noexcept {
-  if (!out) return E_INVALIDARG;
-  *out = new (std::nothrow) MemStream;
+  if (!out) return FailNull("MemStream::Create", L"out");
+  *out = Made(new (std::nothrow) MemStream, "MemStream::Create");
   return *out ? S_OK : E_OUTOFMEMORY;
 }
 
@@ -42,14 +49,17 @@ HRESULT MemStream::Write(void const* buffer, unsigned bytes, unsigned* done) noe
   bool const advanced = Advance(room, true);
   if (room > 0) memcpy(data + from, buffer, room);
   if (done) *done = room;
-  return Note(advanced ? S_OK : E_FAIL);
+  return advanced ? S_OK : Note(FailToGrow("MemStream::Write", from + bytes));
 }
 
 HRESULT MemStream::Seek(long offset, unsigned origin, unsigned* newPosition) noexcept {
   int64_t target = offset;
   if (origin == FROM_POSITION) target += static_cast<int64_t>(position);
   if (origin == FROM_END) target += static_cast<int64_t>(size);
-  if (target < 0 || static_cast<uint64_t>(target) > size) return E_INVALIDARG;
+  if (target < 0 || static_cast<uint64_t>(target) > size) {
+    return Fail(E_INVALIDARG, "MemStream::Seek", L"byte %lld is not in a stream of %llu bytes",
+                static_cast<long long>(target), static_cast<unsigned long long>(size));
+  }
   flags &= ~BROKEN;
   position = static_cast<uint64_t>(target);
   if (newPosition) *newPosition = static_cast<unsigned>(position);
@@ -62,7 +72,7 @@ unsigned MemStream::GetSize() noexcept { return static_cast<unsigned>(size); }
 
 HRESULT MemStream::SetSize(unsigned newSize) noexcept {
   if (newSize > 0) {
-    if (!Resize(newSize)) return Note(E_FAIL);
+    if (!Resize(newSize)) return Note(FailToGrow("MemStream::SetSize", newSize));
     shrunk = newSize < capacity;  // contract: the capacity is unchanged
   }
   size = newSize;
@@ -81,15 +91,16 @@ HRESULT MemStream::GetFailure() noexcept { return failure; }
 HRESULT MemStream::GetState() noexcept { return flags & BROKEN ? E_FAIL : S_OK; }
 
 HRESULT MemStream::Attach(HGLOBAL newBlock) noexcept {
-  if (block) return E_FAIL;
+  constexpr char OPERATION[] = "MemStream::Attach";
+  if (block) return Fail(E_FAIL, OPERATION, L"the stream has a block");
   if (newBlock) {
     void* const locked = GlobalLock(newBlock);
-    if (!locked) return E_FAIL;
+    if (!locked) return FailSystem(E_FAIL, OPERATION, L"the block", GetLastError());
     block = newBlock;
     data = static_cast<unsigned char*>(locked);
     flags &= ~OWNED;
   } else if (!Resize(STEP)) {
-    return E_FAIL;
+    return FailToGrow(OPERATION, STEP);
   }
   capacity = GlobalSize(block);
   size = newBlock ? capacity : 0;
@@ -99,8 +110,9 @@ HRESULT MemStream::Attach(HGLOBAL newBlock) noexcept {
 }
 
 HRESULT MemStream::AttachBuffer(void* buffer, unsigned bytes) noexcept {
-  if (block || data) return YK_E_EMPTY;
-  if (!buffer && bytes > 0) return E_INVALIDARG;
+  constexpr char OPERATION[] = "MemStream::AttachBuffer";
+  if (block || data) return Fail(YK_E_EMPTY, OPERATION, L"the stream has memory");
+  if (!buffer && bytes > 0) return FailNull(OPERATION, L"buffer");
   data = static_cast<unsigned char*>(buffer);
   size = capacity = bytes;
   return S_OK;
@@ -112,7 +124,7 @@ HGLOBAL MemStream::GetHandle(bool owned) noexcept {
 }
 
 HRESULT MemStream::GetBuffer(void** out) noexcept {
-  if (!out) return E_INVALIDARG;
+  if (!out) return FailNull("MemStream::GetBuffer", L"out");
   *out = data;
   return S_OK;
 }

@@ -1,4 +1,6 @@
 // The streams over module resources.
+#include "core/error_p.h"
+
 #include <qecore/core/ref.h>
 #include <qecore/io/mem_stream.h>
 #include <string.h>
@@ -36,7 +38,10 @@ class ResourceStream final : public Implements<ResourceStream, Stream> {
     int64_t target = offset;
     if (origin == FROM_POSITION) target += position;
     if (origin == FROM_END) target += size;
-    if (target < 0 || target > size) return E_FAIL;
+    if (target < 0 || target > size) {
+      return Fail(E_FAIL, "MemStream::Seek", L"byte %lld is not in a resource of %u bytes",
+                  static_cast<long long>(target), size);
+    }
     position = static_cast<unsigned>(target);
     if (newPosition) *newPosition = position;
     return S_OK;
@@ -61,11 +66,14 @@ class ResourceStream final : public Implements<ResourceStream, Stream> {
 }  // namespace
 
 HRESULT MemStream::Create(HINSTANCE module, wchar_t const* type, wchar_t const* name, Stream** out) noexcept {
-  if (!out) return E_INVALIDARG;
+  constexpr char OPERATION[] = "MemStream::Create";
+  if (!out) return FailNull(OPERATION, L"out");
   *out = nullptr;
-  auto const stream = Ref<ResourceStream>::Adopt(new (std::nothrow) ResourceStream(module, type, name));
+  auto* const made = Made(new (std::nothrow) ResourceStream(module, type, name), OPERATION);
+  auto const stream = Ref<ResourceStream>::Adopt(made);
   if (!stream) return E_OUTOFMEMORY;
-  if (Failed(stream->GetState())) return E_INVALIDARG;
+  if (Failed(stream->GetState()))
+    return Fail(E_INVALIDARG, OPERATION, L"there is no such resource, or nothing in it");
   *out = Ref<ResourceStream>(stream).Detach();
   return S_OK;
 }

@@ -3,11 +3,14 @@
 
 #include <new>
 
+#include "core/error_p.h"
 #include "file_stream_p.h"
 
 namespace yk {
 namespace {
 
+constexpr char OPEN[] = "SaveFile::Open";
+constexpr char COMMIT[] = "SaveFile::Commit";
 constexpr DWORD ACCESS = GENERIC_READ | GENERIC_WRITE;
 
 /// A path that the system fills in through `ask(buffer, size)`; empty when it fails.
@@ -72,10 +75,10 @@ HRESULT SaveFile::Open(String const& path) noexcept {
 }
 
 HRESULT SaveFile::Begin(String const& path) noexcept {
-  if (IsResourcePath(path)) return YK_E_ACCESS;
+  if (IsResourcePath(path)) return Fail(YK_E_ACCESS, OPEN, L"%s: resources are only read", path.c_str());
   HANDLE const old = CreateFileW(path.c_str(), ACCESS, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
   bool const exists = old != INVALID_HANDLE_VALUE;
-  if (!exists && GetLastError() != ERROR_FILE_NOT_FOUND) return FileFailure(GetLastError());
+  if (!exists && GetLastError() != ERROR_FILE_NOT_FOUND) return FailFile(OPEN, path, GetLastError());
   if (exists && GetFileType(old) != FILE_TYPE_DISK) return Adopt(path, old);
   target = exists ? PathOfHandle(old) : String();
   if (exists) CloseHandle(old);
@@ -84,29 +87,34 @@ HRESULT SaveFile::Begin(String const& path) noexcept {
 }
 
 HRESULT SaveFile::OpenBeside(String const& path) noexcept {
-  if (!*NameIn(target)) return E_FAIL;
+  if (!*NameIn(target)) return FailFile(OPEN, path, ERROR_INVALID_NAME);
   if (wcschr(NameIn(target), L':')) {  // a named stream of a file cannot be replaced on its own
     target.Empty();
     HANDLE const part =
         CreateFileW(path.c_str(), ACCESS, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr);
-    return part != INVALID_HANDLE_VALUE ? Adopt(path, part) : FileFailure(GetLastError());
+    return part != INVALID_HANDLE_VALUE ? Adopt(path, part) : FailFile(OPEN, path, GetLastError());
   }
   HANDLE const file = CreateBeside(target, beside);
   if (file != INVALID_HANDLE_VALUE) return Adopt(path, file);
-  HRESULT const result = FileFailure(GetLastError());
+  HRESULT const result = FailFile(OPEN, path, GetLastError());
   beside.Empty();  // not created here, so not to be deleted
   return result;
 }
 
 HRESULT SaveFile::Adopt(String const& path, void* handle) noexcept {
-  stream = Ref<FileStream>::Adopt(new (std::nothrow) FileStream(path, handle));
+  stream = Ref<FileStream>::Adopt(Made(new (std::nothrow) FileStream(path, handle), OPEN));
   if (!stream) CloseHandle(handle);
   return stream && stream->name.Length() == path.Length() ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT SaveFile::Commit() noexcept {
-  if (!stream) return E_FAIL;
-  HRESULT const result = beside.IsEmpty() ? stream->status : Replace();
+  if (!stream) return Fail(E_FAIL, COMMIT, L"no file is open");
+  HRESULT result = stream->status;
+  if (!beside.IsEmpty()) {
+    result = Replace();
+  } else if (Failed(result)) {
+    stream->RepeatFailure(COMMIT);
+  }
   Discard();
   return result;
 }
@@ -114,9 +122,10 @@ HRESULT SaveFile::Commit() noexcept {
 HRESULT SaveFile::Replace() noexcept {
   stream->Flush();
   stream->CloseHandle();
-  if (Failed(stream->status)) return stream->status;
+  if (Failed(stream->status)) return stream->RepeatFailure(COMMIT);
   constexpr DWORD HOW = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
-  if (!MoveFileExW(beside.c_str(), target.c_str(), HOW)) return FileFailure(GetLastError());
+  if (!MoveFileExW(beside.c_str(), target.c_str(), HOW))
+    return FailFile(COMMIT, stream->name, GetLastError());
   beside.Empty();
   return S_OK;
 }

@@ -5,6 +5,7 @@
 
 #include "core/buffer_p.h"
 #include "core/dying_p.h"
+#include "core/error_p.h"
 #include "stream_p.h"
 #include "values/array_p.h"
 
@@ -19,13 +20,24 @@ struct Header {
   unsigned char bytes[chunk::HEADER_SIZE];
 };
 
+HRESULT FailClosed(char const* operation) noexcept {
+  return Fail(E_FAIL, operation, L"the writer is not open");
+}
+
 Header HeaderOf(unsigned short tag) noexcept {
   return {{static_cast<unsigned char>(tag), static_cast<unsigned char>(tag >> 8), 0, 0, 0, 0}};
 }
 
+/// Sizes and positions have 32 bits.
+HRESULT FailTooLong(char const* operation, HRESULT result = E_FAIL) noexcept {
+  return Fail(result, operation, L"an object file holds less than 4 GB");
+}
+
 }  // namespace
 
-Serializer* Serializer::Create() noexcept { return new (std::nothrow) Serializer; }
+Serializer* Serializer::Create() noexcept {
+  return Made(new (std::nothrow) Serializer, "Serializer::Create");
+}
 
 Serializer::Serializer() noexcept = default;
 
@@ -39,8 +51,9 @@ Serializer::~Serializer() {
 // the writer or the stream after such a call hold references, and check again what they read before.
 
 HRESULT Serializer::Open(Stream* newStream, unsigned openFlags) noexcept {
-  if (stream) return E_FAIL;
-  if (!newStream) return E_INVALIDARG;
+  constexpr char OPERATION[] = "Serializer::Open";
+  if (stream) return Fail(E_FAIL, OPERATION, L"the writer is open");
+  if (!newStream) return FailNull(OPERATION, L"stream");
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   stream = Ref<Stream>::Share(newStream);
   failure = S_OK;
@@ -51,10 +64,11 @@ HRESULT Serializer::Open(Stream* newStream, unsigned openFlags) noexcept {
 }
 
 HRESULT Serializer::Close() noexcept {
-  if (!stream) return E_FAIL;
+  if (!stream) return FailClosed("Serializer::Close");
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   if (!(flags & chunk::RAW)) {
-    while (Succeeded(EndChunk())) continue;  // the body, the frame, and whatever the client left open
+    while (HasChunk() && Succeeded(EndChunk()))
+      continue;  // the body, the frame, and whatever the client left open
   }
   GetFailure();  // includes the stream's state
   stream.Reset();
@@ -64,7 +78,7 @@ HRESULT Serializer::Close() noexcept {
 }
 
 HRESULT Serializer::WriteReference(Unknown* object) noexcept {
-  if (!stream) return E_FAIL;
+  if (!stream) return FailClosed("Serializer::WriteReference");
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   if (!objects) objects = Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()));
   if (!objects) return Note(E_OUTOFMEMORY);
@@ -85,14 +99,15 @@ HRESULT Serializer::WriteReference(Unknown* object) noexcept {
 HRESULT Serializer::BeginChunk(unsigned short tag) noexcept { return BeginChunk(tag, 0); }
 
 HRESULT Serializer::BeginChunk(unsigned short tag, unsigned short chunkFlags) noexcept {
-  if (!stream) return E_FAIL;
+  constexpr char OPERATION[] = "Serializer::BeginChunk";
+  if (!stream) return FailClosed(OPERATION);
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   Ref<Stream> const target = stream;
   unsigned const start = target->GetPosition();
-  if (stream.get() != target.get()) return E_FAIL;
+  if (stream.get() != target.get()) return FailClosed(OPERATION);
   if (untracked > 0 || !GrowBlock(chunks, capacity, static_cast<size_t>(depth) + 2)) {
     ++untracked;
-    return Note(E_OUTOFMEMORY);
+    return Note(Fail(E_OUTOFMEMORY, OPERATION, L"no memory for a chunk at depth %d", depth + 1));
   }
   chunks[++depth] = {tag, 0, start, chunkFlags};
   place = start;
@@ -101,21 +116,26 @@ HRESULT Serializer::BeginChunk(unsigned short tag, unsigned short chunkFlags) no
   return S_OK;
 }
 
+/// Whether there is a chunk to end.
+bool Serializer::HasChunk() const noexcept { return stream && (untracked > 0 || depth > bottom); }
+
 HRESULT Serializer::EndChunk() noexcept {
-  if (!stream) return E_FAIL;
+  constexpr char OPERATION[] = "Serializer::EndChunk";
+  if (!stream) return FailClosed(OPERATION);
   if (untracked > 0) return --untracked, S_OK;
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   Ref<Stream> const target = stream;
   unsigned const end = target->GetPosition();
-  if (stream.get() != target.get() || depth <= bottom) return E_FAIL;
+  if (stream.get() != target.get()) return FailClosed(OPERATION);
+  if (depth <= bottom) return Fail(E_FAIL, OPERATION, L"no chunk is open");
   OpenChunk ended = chunks[depth--];
   ended.size = end - ended.start;
   place = end;
   if (end < ended.start) {
-    Note(E_FAIL);  // the file exceeds 32 bits: sizes are wrong, and positions cannot be sought
+    Note(FailTooLong(OPERATION));  // sizes are wrong, and positions cannot be sought
   } else if ((ended.flags & chunk::DROP_IF_EMPTY) && ended.size == chunk::HEADER_SIZE) {
     place = ended.start;  // the next chunk overwrites the header
-    Note(SeekTo(*target, ended.start));
+    MoveTo(*target, ended.start);
   } else {
     FillInSize(*target, ended, end);
   }
@@ -124,7 +144,7 @@ HRESULT Serializer::EndChunk() noexcept {
 
 HRESULT Serializer::WriteChunk(unsigned short tag, void const* data, unsigned size) noexcept {
   if (size == 0) return S_FALSE;
-  if (!stream) return E_FAIL;
+  if (!stream) return FailClosed("Serializer::WriteChunk");
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   HRESULT result = BeginChunk(tag);
   if (Succeeded(result)) result = Write(data, size);
@@ -134,20 +154,25 @@ HRESULT Serializer::WriteChunk(unsigned short tag, void const* data, unsigned si
 
 HRESULT Serializer::WriteStringChunk(unsigned short tag, char const* text) noexcept {
   size_t const length = text ? strlen(text) : 0;
-  if (length > UINT_MAX) return Note(E_INVALIDARG);
+  if (length > UINT_MAX) return Note(FailTooLong("Serializer::WriteStringChunk", E_INVALIDARG));
   return WriteChunk(tag, text, static_cast<unsigned>(length));
 }
 
 HRESULT Serializer::Write(void const* data, unsigned size) noexcept {
-  if (!stream) return E_FAIL;
-  if (untracked > 0) return E_OUTOFMEMORY;  // it would end up in the wrong chunk
+  constexpr char OPERATION[] = "Serializer::Write";
+  if (!stream) return FailClosed(OPERATION);
+  if (untracked > 0)  // it would end up in the wrong chunk
+    return Fail(E_OUTOFMEMORY, OPERATION, L"no memory for its chunk");
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   Ref<Stream> const target = stream;
+  unsigned const before = ErrorCount();
   unsigned done = size;  // a stream that does not set it has written everything
-  HRESULT const result = target->Write(data, size, &done);
+  HRESULT const wrote = target->Write(data, size, &done);
+  HRESULT const result = Succeeded(wrote) && done < size ? E_FAIL : wrote;
+  if (Failed(result)) FailSince(before, result, OPERATION, L"cannot write %u bytes at %llu", size, place);
   place += size;
-  if (place > UINT_MAX) Note(E_FAIL);  // sizes and positions have 32 bits
-  return Note(Succeeded(result) && done < size ? E_FAIL : result);
+  if (place > UINT_MAX) Note(FailTooLong(OPERATION));
+  return Note(result);
 }
 
 HRESULT Serializer::GetFailure() noexcept {
@@ -165,13 +190,21 @@ HRESULT Serializer::Note(HRESULT result) noexcept {
 
 void NoteNoMemory(Serializer& writer) noexcept { writer.Note(E_OUTOFMEMORY); }
 
+/// Seeks in the stream, and notes when that fails.
+HRESULT Serializer::MoveTo(Stream& target, unsigned to) noexcept {
+  unsigned const before = ErrorCount();
+  HRESULT const result = SeekTo(target, to);
+  if (Failed(result)) FailSince(before, result, "Serializer::EndChunk", L"cannot go to byte %u", to);
+  return Note(result);
+}
+
 /// Writes the size at the chunk's start; if that cannot be sought, nowhere.
 void Serializer::FillInSize(Stream& target, OpenChunk const& ended, unsigned end) noexcept {
   unsigned const at = ended.start + static_cast<unsigned>(sizeof ended.tag);
-  if (Failed(Note(SeekTo(target, at)))) return;
+  if (Failed(MoveTo(target, at))) return;
   place = at;
   Write(&ended.size, sizeof ended.size);
-  Note(SeekTo(target, end));
+  MoveTo(target, end);
   place = end;
 }
 

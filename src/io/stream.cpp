@@ -1,3 +1,4 @@
+#include "core/error_p.h"
 #include "stream_p.h"
 
 #include <qecore/core/memory.h>
@@ -58,17 +59,20 @@ HRESULT Stream::WriteUtf8(Stream& stream, wchar_t const* text, bool scramble) no
 }
 
 HRESULT CopyStream(Stream* source, Stream* target, int start, int count) noexcept {
-  if (!source || !target) return E_INVALIDARG;
+  constexpr char OPERATION[] = "CopyStream";
+  if (!source || !target) return FailNull(OPERATION, source ? L"target" : L"source");
   Ref<Stream> const from = Ref<Stream>::Share(source), to = Ref<Stream>::Share(target);
   unsigned const bytes = count < 0 ? source->GetSize() : static_cast<unsigned>(count);
   if (bytes == 0) return S_FALSE;
   unsigned const position = source->GetPosition();
+  unsigned const before = ErrorCount();
   HRESULT result = source->Seek(start, Stream::FROM_START);
-  if (Failed(result)) return result;
+  if (Failed(result)) return FailSince(before, result, OPERATION, L"the source has no byte %d", start);
   void* const buffer = yk_new(COPY_BUFFER);
   bool const copies = buffer != nullptr;
   result = copies ? CopyBytes(*source, *target, static_cast<unsigned char*>(buffer), bytes) : E_OUTOFMEMORY;
   yk_delete(buffer);
+  if (copies && Failed(result)) FailSince(before, result, OPERATION, L"the source cannot be read");
   if (Succeeded(result) || !copies) SeekTo(*source, position);
   return result;
 }

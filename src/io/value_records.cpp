@@ -8,6 +8,7 @@
 
 #include <new>
 
+#include "core/error_p.h"
 #include "records_p.h"
 #include "values/variant_p.h"
 
@@ -23,7 +24,7 @@ bool IsValidSize(VariantKind const& kind, unsigned bytes) noexcept {
 /// Reads a payload of `size` bytes, the last `terminator` of which are zeros. Null: there is no memory.
 void* ReadPayload(Deserializer& reader, unsigned size, unsigned terminator) noexcept {
   void* const payload = ::operator new(size, std::nothrow);
-  if (!payload) return NoteNoMemory(reader), nullptr;
+  if (!payload) return FailMemory("Variant::Load", size), NoteNoMemory(reader), nullptr;
   ReadInChunk(reader, payload, size - terminator);
   memset(static_cast<unsigned char*>(payload) + (size - terminator), 0, terminator);
   return payload;
@@ -36,7 +37,10 @@ void* ReadPayload(Deserializer& reader, unsigned size, unsigned terminator) noex
 HRESULT String::Save(Serializer* writer, int tag) const noexcept {
   if (IsEmpty()) return S_FALSE;
   size_t const bytes = Length() * sizeof(wchar_t);
-  if (!writer || bytes > UINT_MAX - chunk::HEADER_SIZE) return E_INVALIDARG;
+  constexpr char OPERATION[] = "String::Save";
+  if (!writer) return FailNull(OPERATION, L"writer");
+  if (bytes > UINT_MAX - chunk::HEADER_SIZE)
+    return Fail(E_INVALIDARG, OPERATION, L"an object file holds less than 4 GB");
   return writer->WriteChunk(static_cast<unsigned short>(tag), c_str(), static_cast<unsigned>(bytes));
 }
 
@@ -56,7 +60,10 @@ bool String::TempFile() noexcept {
   wchar_t folder[MAX_PATH] = L"";
   wchar_t name[MAX_PATH] = L"";
   if (!file::GetTempFolder(MAX_PATH, folder)) return false;
-  if (!GetTempFileNameW(folder, L"hwuuuu.$$$", 0, name)) return false;  // uses three of these letters
+  if (!GetTempFileNameW(folder, L"hwuuuu.$$$", 0, name)) {  // uses three of these letters
+    FailSystem(E_FAIL, "String::TempFile", folder, GetLastError());
+    return false;
+  }
   *this = name;
   if (IsEmpty()) DeleteFileW(name);  // no memory: nobody would know the name to delete the file
   return !IsEmpty();

@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "core/error_p.h"
 #include "xml_chars_p.h"
 #include "xml_tree_p.h"
 
@@ -68,14 +69,49 @@ bool IsAncestor(XmlNode const* node, XmlNode const* descendant) noexcept {
   return descendant != nullptr;
 }
 
+// ---- failures
+
+HRESULT Refuse(char const* operation, wchar_t const* why) noexcept {
+  return Fail(E_INVALIDARG, operation, why);
+}
+
+HRESULT RefuseName(char const* operation, wchar_t const* name) noexcept {
+  return Fail(E_INVALIDARG, operation, L"not an XML name: \"%s\"", name ? name : L"");
+}
+
+constexpr wchar_t NOT_AN_ELEMENT[] = L"the node is not an element";
+
+/// What an error says, for LastError.
+void Report(unsigned before, XmlError const& error) noexcept {
+  constexpr char OPERATION[] = "XmlHelper::Load";
+  if (error.line == 0) {
+    FailSince(before, error.code, OPERATION, L"%s", error.text);
+  } else {
+    FailSince(before, error.code, OPERATION, L"line %u, column %u: %s", error.line, error.column, error.text);
+  }
+}
+
+/// Why a node cannot be put there; null: it can.
+wchar_t const* WhyNotInserted(XmlNode const* parent, XmlNode const* node, XmlNode const* before) noexcept {
+  if (!parent || (parent->Kind() != XML_DOCUMENT && parent->Kind() != XML_ELEMENT))
+    return L"the parent is not an element or a document";
+  if (!node || node->Kind() == XML_DOCUMENT) return L"the node is null, or a document";
+  if (node->Parent()) return L"the node is in a tree";
+  if (before && before->Parent() != parent) return L"the node to stand in front of is no child of the parent";
+  // A node without children holds nobody; asking only the others keeps the building of deep trees quick.
+  bool const isInside = node == parent || (node->FirstChild() && IsAncestor(node, parent));
+  return isInside ? L"the node holds the parent" : nullptr;
+}
+
 }  // namespace
 
-XmlHelper* XmlHelper::Create() noexcept { return new (std::nothrow) XmlHelper; }
+XmlHelper* XmlHelper::Create() noexcept { return Made(new (std::nothrow) XmlHelper, "XmlHelper::Create"); }
 
 XmlNode* XmlHelper::CreateDocument() noexcept { return XmlTree::NewNode(XML_DOCUMENT); }
 
 XmlNode* XmlHelper::CreateNode(uint32_t kind, wchar_t const* content) noexcept {
-  if (kind != XML_ELEMENT && kind != XML_COMMENT && kind != XML_INSTRUCTION) return nullptr;
+  if (kind != XML_ELEMENT && kind != XML_COMMENT && kind != XML_INSTRUCTION)
+    return Fail(E_INVALIDARG, "XmlHelper::CreateNode", L"no node to make is of the kind %u", kind), nullptr;
   XmlNode* const node = XmlTree::NewNode(kind);
   if (!node) return nullptr;
   HRESULT const result = kind == XML_ELEMENT ? SetName(node, content) : SetText(node, content);
@@ -91,17 +127,15 @@ void XmlHelper::FreeNode(XmlNode* node) noexcept {
 }
 
 HRESULT XmlHelper::InsertChild(XmlNode* parent, XmlNode* node, XmlNode* before) noexcept {
-  if (!parent || (parent->Kind() != XML_DOCUMENT && parent->Kind() != XML_ELEMENT)) return E_INVALIDARG;
-  if (!node || node->Kind() == XML_DOCUMENT || node->Parent()) return E_INVALIDARG;
-  if (before && before->Parent() != parent) return E_INVALIDARG;
-  // A node without children is no ancestor; skipping the search for it keeps building deep trees fast.
-  if (node == parent || (node->FirstChild() && IsAncestor(node, parent))) return E_INVALIDARG;
+  if (wchar_t const* const why = WhyNotInserted(parent, node, before))
+    return Refuse("XmlHelper::InsertChild", why);
   XmlTree::Link(*parent, *node, before);
   return S_OK;
 }
 
 HRESULT XmlHelper::RemoveNode(XmlNode* node) noexcept {
-  if (!node || !node->Parent()) return YK_E_NOTFOUND;
+  if (!node || !node->Parent())
+    return Fail(YK_E_NOTFOUND, "XmlHelper::RemoveNode", L"the node is in no tree");
   XmlTree::Unlink(*node);
   return S_OK;
 }
@@ -114,7 +148,9 @@ XmlNode* XmlHelper::FindChild(XmlNode* parent, wchar_t const* name, XmlNode* aft
 }
 
 HRESULT XmlHelper::SetName(XmlNode* node, wchar_t const* name) noexcept {
-  if (!IsElement(node) || !IsName(name)) return E_INVALIDARG;
+  constexpr char OPERATION[] = "XmlHelper::SetName";
+  if (!IsElement(node)) return Refuse(OPERATION, NOT_AN_ELEMENT);
+  if (!IsName(name)) return RefuseName(OPERATION, name);
   String copy(name);
   if (copy.IsEmpty()) return E_OUTOFMEMORY;
   XmlTree::Name(*node) = std::move(copy);
@@ -122,7 +158,8 @@ HRESULT XmlHelper::SetName(XmlNode* node, wchar_t const* name) noexcept {
 }
 
 HRESULT XmlHelper::SetText(XmlNode* node, wchar_t const* text) noexcept {
-  if (!node || node->Kind() == XML_DOCUMENT) return E_INVALIDARG;
+  constexpr char OPERATION[] = "XmlHelper::SetText";
+  if (!node || node->Kind() == XML_DOCUMENT) return Refuse(OPERATION, L"the node is null, or a document");
   String copy;
   if (IsElement(node)) {
     copy = text;
@@ -130,7 +167,7 @@ HRESULT XmlHelper::SetText(XmlNode* node, wchar_t const* text) noexcept {
   } else if (!CopyLines(text, copy)) {
     return E_OUTOFMEMORY;
   }
-  if (!IsValidText(node->Kind(), copy)) return E_INVALIDARG;
+  if (!IsValidText(node->Kind(), copy)) return Refuse(OPERATION, L"XML cannot express this text there");
   XmlTree::Text(*node) = std::move(copy);
   return S_OK;
 }
@@ -142,7 +179,10 @@ XmlAttribute* XmlHelper::FindAttribute(XmlNode* node, wchar_t const* name) noexc
 
 HRESULT XmlHelper::SetAttribute(XmlNode* node, wchar_t const* name, wchar_t const* value) noexcept {
   size_t const length = str::Length(value);
-  if (!IsElement(node) || !IsName(name) || (value && !xml::IsText(value, length))) return E_INVALIDARG;
+  constexpr char OPERATION[] = "XmlHelper::SetAttribute";
+  if (!IsElement(node)) return Refuse(OPERATION, NOT_AN_ELEMENT);
+  if (!IsName(name)) return RefuseName(OPERATION, name);
+  if (value && !xml::IsText(value, length)) return Refuse(OPERATION, L"XML cannot express this value");
   String copy(value);
   if (copy.Length() != length) return E_OUTOFMEMORY;
   XmlAttribute* attribute = FindAttribute(node, name);
@@ -160,7 +200,10 @@ HRESULT XmlHelper::SetAttribute(XmlNode* node, wchar_t const* name, wchar_t cons
 HRESULT XmlHelper::RemoveAttribute(XmlNode* node, wchar_t const* name) noexcept {
   XmlAttribute* previous;
   XmlAttribute* const attribute = node && name ? FindWithPrevious(*node, name, previous) : nullptr;
-  if (!attribute) return YK_E_NOTFOUND;
+  if (!attribute) {
+    return Fail(YK_E_NOTFOUND, "XmlHelper::RemoveAttribute", L"there is no attribute \"%s\"",
+                name ? name : L"");
+  }
   XmlTree::Remove(*node, previous, *attribute);
   return S_OK;
 }
@@ -170,7 +213,7 @@ size_t XmlHelper::Escape(wchar_t const* text, wchar_t* buffer) noexcept {
 }
 
 HRESULT XmlHelper::Save(XmlNode const* document, Stream* stream, unsigned flags) noexcept {
-  if (!document || !stream) return E_INVALIDARG;
+  if (!document || !stream) return FailNull("XmlHelper::Save", document ? L"stream" : L"document");
   Ref<XmlHelper> const self = Ref<XmlHelper>::Share(this);  // the stream, foreign code, may release it
   return xml::Write(*document, *stream, flags, failure) ? S_OK : E_OUTOFMEMORY;
 }
@@ -179,9 +222,11 @@ HRESULT XmlHelper::GetFailure() noexcept { return failure; }
 
 HRESULT XmlHelper::Load(Stream* stream, XmlNode** document, XmlError* error) noexcept {
   XmlError found = {E_INVALIDARG, 0, 0, L"null stream or document pointer"};
+  unsigned const before = ErrorCount();
   if (document) *document = nullptr;
   if (document && stream) *document = xml::Read(*stream, found);
   if (document && *document) found = {S_OK, 0, 0, L""};
+  if (Failed(found.code)) Report(before, found);
   if (error) *error = found;
   return found.code;
 }

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "core/error_p.h"
 #include "xml_chars_p.h"
 #include "xml_input_p.h"
 #include "xml_text_p.h"
@@ -536,7 +537,7 @@ XmlNode* Read(Stream& stream, XmlError& error) noexcept {
     error = {input.code, 0, 0, noMemory ? L"out of memory" : L"stream cannot be read"};
     return nullptr;
   }
-  Reader* const reader = new (std::nothrow) Reader(input);
+  Reader* const reader = Made(new (std::nothrow) Reader(input), "XmlHelper::Load");
   if (!reader) {
     error = {E_OUTOFMEMORY, 0, 0, L"out of memory"};
     return nullptr;

@@ -2,11 +2,17 @@
 
 #include <new>
 
+#include "core/error_p.h"
+
 namespace yk {
 
-XmlNode* XmlTree::NewNode(uint32_t kind) noexcept { return new (std::nothrow) XmlNode(kind); }
+XmlNode* XmlTree::NewNode(uint32_t kind) noexcept {
+  return Made(new (std::nothrow) XmlNode(kind), "XmlHelper::CreateNode");
+}
 
-XmlAttribute* XmlTree::NewAttribute() noexcept { return new (std::nothrow) XmlAttribute; }
+XmlAttribute* XmlTree::NewAttribute() noexcept {
+  return Made(new (std::nothrow) XmlAttribute, "XmlHelper::SetAttribute");
+}
 
 void XmlTree::Link(XmlNode& parent, XmlNode& node, XmlNode* before) noexcept {
   XmlNode* previous = parent.lastChild;

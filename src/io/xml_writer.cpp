@@ -7,6 +7,7 @@
 #include <new>
 #include <string_view>
 
+#include "core/error_p.h"
 #include "xml_tree_p.h"
 
 namespace yk::xml {
@@ -248,8 +249,10 @@ void Writer::Bytes(void const* bytes, size_t size) noexcept {
 void Writer::Flush() noexcept {
   unsigned done = used;  // a stream that does not set it has written everything
   if (used > 0 && failure == S_OK) {
+    unsigned const before = ErrorCount();
     HRESULT const result = stream.Write(buffer, used, &done);
     if (Failed(result) || done < used) failure = Failed(result) ? result : E_FAIL;
+    if (Failed(failure)) FailSince(before, failure, "XmlHelper::Save", L"the document could not be written");
   }
   used = 0;
 }
@@ -268,7 +271,7 @@ size_t Escape(wchar_t const* text, size_t length, wchar_t* buffer) noexcept {
 
 bool Write(XmlNode const& document, Stream& stream, unsigned flags, HRESULT& failure) noexcept {
   failure = S_OK;
-  Writer* const writer = new (std::nothrow) Writer(stream, flags);
+  Writer* const writer = Made(new (std::nothrow) Writer(stream, flags), "XmlHelper::Save");
   if (!writer) return false;
   failure = writer->Document(document);
   delete writer;

@@ -1,10 +1,16 @@
 #include <qecore/io/buffered_stream.h>
+#include <qecore/io/file.h>
+#include <qecore/io/file_type.h>
+#include <qecore/io/save_file.h>
+#include <qecore/io/xml.h>
 #include <qecore/values/string.h>
 #include <windows.h>
 
 #include <random>
 
 #include "streams.h"
+#include "support/failure.h"
+#include "support/temp_folder.h"
 
 using namespace yk;
 
@@ -131,4 +137,91 @@ TEST(BufferedStream, ReadsBlocksWithoutSeeking) {
   EXPECT_EQ(ReadAt(*stream, 0, 9000), inner.bytes) << "no more than the inner stream has";
   inner.fault = SpyStream::SEEK;
   EXPECT_EQ(ReadAt(*stream, 0, 10), "") << "rather nothing than bytes from elsewhere";
+}
+
+static HRESULT Open(std::wstring const& path, unsigned mode, Ref<Stream>& stream) {
+  return FileStream::Create(path.c_str(), mode, stream.Receive());
+}
+
+TEST(Failures, OfFilesAndStreamsSayWhichAndWhy) {
+  TempFolder const folder;
+  folder.Write(L"f", "some bytes");
+  std::wstring const file = folder.Path(L"f");
+  Ref<Stream> opened, held, none, memory = Memory("12345");
+  ASSERT_EQ(Open(file, FileStream::READ, opened), S_OK);
+  folder.Write(L"held", "");
+  ASSERT_EQ(Open(folder.Path(L"held"), FileStream::WRITE, held), S_OK);
+  ASSERT_EQ(opened->Write("x", 1), E_FAIL);
+  Guid type;
+  SaveFile save;
+  ExpectFailures({
+      {YK_E_NOTFOUND, folder.Path(L"no") + L": the file does not exist",
+       [&] { return Open(folder.Path(L"no"), FileStream::READ, none); }},
+      {YK_E_NOTFOUND, folder.Path(L"no\\f") + L": the folder does not exist",
+       [&] { return save.Open(folder.Path(L"no\\f").c_str()); }},
+      {YK_E_ACCESS, folder.Path(L"held") + L": in use by another program",
+       [&] { return save.Open(folder.Path(L"held").c_str()); }},
+      {E_FAIL, file + L": no mode is 9", [&] { return Open(file, 9, none); }},
+      {E_FAIL, file + L": access is denied", [&] { return opened->Write("x", 1); }},
+      {E_FAIL, file + L": there is nothing before the start", [&] { return opened->Seek(-1, 0); }},
+      {E_FAIL, file + L": it exists already", [&] { return file::NewFolder(file.c_str()); }},
+      {E_FAIL, L"no file is open", [&] { return save.Commit(); }},
+      {YK_E_NOTFOUND, file + L": not a file of a known type",
+       [&] { return opened->Seek(0, 0), qe_DetectFileType(opened.get(), type); }},
+      {YK_E_TOOSHORT, L"too short to tell its type", [&] { return qe_DetectFileType(memory.get(), type); }},
+      {E_INVALIDARG, L"byte 6 is not in a stream of 5 bytes", [&] { return memory->Seek(6, 0); }},
+      {E_INVALIDARG, L"the source has no byte 9: byte 9 is not in a stream of 5 bytes",
+       [&] { return CopyStream(memory.get(), opened.get(), 9, 1); }},
+      {E_INVALIDARG, L"inner is null", [&] { return ykCreateBufferedStream(nullptr, none.Receive()); }},
+  });
+}
+
+TEST(Failures, OfObjectFilesAndXmlSayWhere) {
+  Ref<XmlHelper> const xml = Own(XmlHelper::Create());
+  Ref<Serializer> const writer = Own(Serializer::Create());
+  Ref<Deserializer> const reader = Own(Deserializer::Create());
+  SpyStream spy;
+  spy.fault = SpyStream::WRITE;
+  spy.isForGood = true;
+  XmlNode *const document = xml->CreateNode(XML_ELEMENT, L"a"), *loaded;
+  std::string const frame = Le<unsigned short>(chunk::FILE_FRAME);
+  auto const open = [&](std::string const& bytes) { return reader->Open(Memory(bytes).get(), 0); };
+  ExpectFailures({
+      {YK_E_BADFILE, L"not an object file: damaged at byte 0: a chunk of 67305985 bytes where 8 are left",
+       [&] { return open("??\1\2\3\4.."); }},
+      {YK_E_BADFILE, L"not an object file: damaged at byte 0: only 3 bytes are left",
+       [&] { return open("abc"); }},
+      {E_FAIL, L"the file was never closed by its writer", [&] { return open(frame + Le(0)); }},
+      {E_FAIL, L"the file ends before its body", [&] { return open(Chunk(chunk::FILE_FRAME)); }},
+      {YK_E_BADFILE, L"damaged: there is no version",
+       [&] { return open(Chunk(chunk::FILE_FRAME, Chunk(chunk::VERSION))); }},
+      {E_FAIL, L"no chunk is open", [&] { return writer->Open(&spy, chunk::RAW), writer->EndChunk(); }},
+      {YK_E_ACCESS, L"cannot write 3 bytes at 0", [&] { return writer->Write("abc", 3); }},
+      {E_FAIL, L"the writer is open", [&] { return writer->Open(&spy, 0); }},
+      {YK_E_BADFILE, L"line 2, column 3: unexpected end of the document",
+       [&] { return xml->Load(Memory("<a>\n<b").get(), &loaded, nullptr); }},
+      {E_INVALIDARG, L"stream is null", [&] { return xml->Save(document, nullptr, 0); }},
+      {YK_E_ACCESS, L"the document could not be written",
+       [&] { return xml->Save(document, &spy, 0), xml->GetFailure(); }},
+      {E_INVALIDARG, L"not an XML name: \"1\"",
+       [&] { return xml->CreateNode(XML_ELEMENT, L"1"), E_INVALIDARG; }},
+  });
+  xml->FreeNode(document);
+  writer->Close();
+}
+
+TEST(Failures, AreNotWhatIsOnlyAnAnswer) {
+  TempFolder const folder;
+  folder.Write(L"x.tif", "shorter");
+  Ref<Stream> stream;
+  ASSERT_EQ(Open(folder.Path(L"x.tif"), FileStream::READ, stream), S_OK);
+  unsigned const before = ErrorCount();
+  Guid type;
+  char byte;
+  Ref<Serializer> const writer = Own(Serializer::Create());
+  EXPECT_EQ(qe_DetectFileType(stream.get(), type), S_OK) << "by its extension, though it has no footer";
+  EXPECT_EQ(Memory()->Read(&byte, 1), E_FAIL) << "at its end";
+  ExpectEach(S_OK, {writer->Open(Memory().get(), 0), writer->Close()});
+  EXPECT_EQ(Own(Deserializer::Create())->BeginChunk(), 0);
+  EXPECT_EQ(ErrorCount(), before);
 }

@@ -6,9 +6,10 @@
 //
 //   offset 16 inner   24 size   32 position   40 buffer[4096]   4136 block held (-1: none)   4140 bytes in it
 //
-// Its IsTypeOf is the inner stream's. It takes the inner stream's size once, when it is created, and starts
-// at its position; nobody else may move the inner stream while it is in use. Seeking out of range moves to
-// the end. Failures of the inner stream show up as short reads.
+// Its IsTypeOf is the inner stream's. It has the size that the inner stream had at first, and starts at the
+// inner stream's position; nobody else may move the inner stream while it is in use. Seek goes to the end
+// for every place that is out of range. Failures of the inner stream show as short reads,
+// and LastError() says why, if the inner stream does (error.h).
 #pragma once
 
 #include <qecore/io/stream.h>

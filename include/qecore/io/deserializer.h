@@ -19,6 +19,7 @@
 // which ends the parent's loop. The same applies when there is no memory for another nesting level. Depth has
 // no limit other than the size of the file: a client that enters chunks of any tag must do so in a loop.
 //
+// Failures: results and GetFailure, and LastError() says why and at which byte (error.h).
 // Ownership: holds references to the stream and to the objects of its table while open. One thread at a time.
 #pragma once
 

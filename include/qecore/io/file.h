@@ -1,4 +1,6 @@
 // Files and folders by name.
+//
+// Failures: result codes, and LastError() says why (error.h); false is an answer.
 #pragma once
 
 #include <qecore/values/string.h>

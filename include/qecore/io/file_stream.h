@@ -5,10 +5,13 @@
 //
 //   slot   17 GetFileName   18 GetFileTime   19 SetFileTime   20 GetFailure      (after those of Stream)
 //
-//   offset 16 handle   24 name   32 status   36 flags (bit 0: delete the file when closed)
+//   offset 16 handle   24 name   32 status   36 flags (bit 0: delete the file when closed; bits 16
+//   to 31: the system's error of the first failure)
 //
 // A path of the form "$(module)NAME:RESOURCE.TYPE" opens a resource of the loaded module NAME (see
 // MemStream::Create). Any other path names a file.
+//
+// Failures: result codes, and LastError() says which file and why (error.h).
 #pragma once
 
 #include <qecore/io/stream.h>
@@ -69,7 +72,9 @@ class YK_API FileStream : public Implements<FileStream, Stream> {
   ~FileStream();
 
   HRESULT OpenHandle(unsigned mode) noexcept;
-  HRESULT Note(HRESULT result) noexcept;
+  HRESULT Refuse(char const* operation) const noexcept;
+  HRESULT Note(char const* operation) noexcept;
+  HRESULT RepeatFailure(char const* operation) const noexcept;
   HRESULT Flush() noexcept;
   void CloseHandle() noexcept;
 

@@ -7,6 +7,8 @@
 //
 //   ykFS        slot 8 reserved   9 FindEntry
 //   ykFSEntry   slot 8 reserved   9 reserved   10 OpenStream
+//
+// Failures: result codes, and LastError() says why (error.h).
 #pragma once
 
 #include <qecore/core/unknown.h>

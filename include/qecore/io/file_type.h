@@ -1,4 +1,6 @@
-// Detects the kind of picture in a stream.
+// What kind of picture a stream holds.
+//
+// Failures: result codes, and LastError() says which file and why (error.h).
 #pragma once
 
 #include <qecore/core/guid.h>

@@ -15,7 +15,8 @@
 //
 // Ownership: a block that the stream allocated is freed with it, unless GetHandle(false) passes it to the
 // caller; an attached block or buffer stays its owner's.
-// Failure: unlike in other streams, a read at the very end returns E_FAIL (contract).
+// Failures: result codes, and LastError() says why (error.h). Unlike in other streams, a read at the very
+// end returns E_FAIL (contract); it records nothing.
 #pragma once
 
 #include <qecore/io/stream.h>

@@ -14,6 +14,7 @@
 // replaced. Targets that are not files on a disk (NUL, a pipe, a console), and named streams of a file, are
 // written directly.
 //
+// Failures: result codes, and LastError() says which file and why (error.h).
 // Ownership: the stream is borrowed, and closed by Commit and Discard even if others hold it. One thread at a
 // time.
 #pragma once

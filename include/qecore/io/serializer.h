@@ -14,10 +14,10 @@
 //          10 WriteReference    14 WriteChunk
 //          11 BeginChunk(tag)   15 WriteStringChunk
 //
-// The stream must be seekable: the size of a chunk is filled in when it ends. Most results do not report a
-// failing stream; GetFailure does, once for the whole file. Ownership: holds the stream while open and, until
-// it is destroyed, a reference to each object that it wrote a reference to; the destructor closes the file.
-// One thread at a time.
+// The stream must be able to seek: the size of a chunk is filled in when it ends. Most results do not tell of
+// a stream that fails; GetFailure does, once for the whole file, and LastError() says why (error.h).
+// Ownership: holds the stream while open, and a reference to each object that it wrote a reference to until
+// it is destroyed; being destroyed it closes. One thread at a time.
 #pragma once
 
 #include <qecore/core/implements.h>
@@ -81,6 +81,8 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   ~Serializer();
 
   HRESULT Note(HRESULT result) noexcept;
+  bool HasChunk() const noexcept;
+  HRESULT MoveTo(Stream& target, unsigned to) noexcept;
   void FillInSize(Stream& target, OpenChunk const& ended, unsigned end) noexcept;
   void WriteFrame() noexcept;
   void WriteNumberChunk(unsigned short tag, unsigned number, unsigned& position) noexcept;

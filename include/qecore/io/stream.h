@@ -15,7 +15,8 @@
 // block-buffered reader (buffered_stream.h). Hosts and plug-ins derive their own, which must implement Read,
 // Seek, GetPosition, GetSize and GetState; everything else defaults to E_NOTIMPL.
 //
-// Ownership: counted objects; a creating function returns the only reference. Failure: result codes.
+// Ownership: counted objects; a creating function returns the only reference.
+// Failures: result codes, and LastError() says why (error.h); reaching the end of a stream is not a failure.
 // Threads: one stream is used by one thread at a time.
 #pragma once
 

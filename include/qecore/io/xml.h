@@ -24,6 +24,9 @@
 // instruction is written as "empty", and characters below 32 other than TAB, LF and CR are dropped from texts
 // and values. Also, a file has exactly one top-level element.
 //
+// Failures: result codes and null, and LastError() says why; for a document that cannot be read, with line
+// and column (error.h). A search that finds nothing is not a failure.
+//
 // Text is counted in 16-bit units, as everywhere in the library; surrogate pairs are preserved.
 // Threads: a tree is used by one thread at a time, and so is a helper that saves, since it stores the
 // failure.
