@@ -198,7 +198,7 @@ TEST(Failures, OfObjectFilesAndXmlSayWhere) {
       {E_FAIL, L"no chunk is open", [&] { return writer->Open(&spy, chunk::RAW), writer->EndChunk(); }},
       {YK_E_ACCESS, L"cannot write 3 bytes at 0", [&] { return writer->Write("abc", 3); }},
       {E_FAIL, L"the writer is open", [&] { return writer->Open(&spy, 0); }},
-      {YK_E_BADFILE, L"line 2, column 3: unexpected end of the document",
+      {YK_E_BADFILE, L"line 2, column 3: unexpected end of document",
        [&] { return xml->Load(Memory("<a>\n<b").get(), &loaded, nullptr); }},
       {E_INVALIDARG, L"stream is null", [&] { return xml->Save(document, nullptr, 0); }},
       {YK_E_ACCESS, L"the document could not be written",
