@@ -64,8 +64,8 @@ bool LacksDescription(Module const& module) noexcept {
   return last && last->flags & ClassInfo::FILTER && !last->info;
 }
 
-/// A copy that is saved exactly like `info`, flags included; null without memory. Call under the lock; free
-/// with DropChain.
+/// A record that is saved as `info` is, flags and all; null without memory. Under the lock. It goes into a
+/// CopiedChain.
 ClassInfo* CopyToSave(ClassInfo const& info) noexcept {
   ClassInfo* const copy = new (std::nothrow) ClassInfo;
   if (!copy) return nullptr;
@@ -77,19 +77,26 @@ ClassInfo* CopyToSave(ClassInfo const& info) noexcept {
   return copy;
 }
 
-/// Deletes copies, which own their names whatever their flags say.
-void DropChain(ClassInfo* first) noexcept {
-  while (ClassInfo* const copy = first) {
-    first = copy->next;
-    copy->flags = ClassInfo::OWN_NAME;
-    delete copy;
+/// Owns copies, which own their names whatever their flags say.
+struct CopiedChain {
+  CopiedChain() noexcept = default;
+  ~CopiedChain() {
+    while (ClassInfo* const copy = first) {
+      first = copy->next;
+      copy->flags = ClassInfo::OWN_NAME;
+      delete copy;
+    }
   }
-}
+  CopiedChain(CopiedChain const&) = delete;
+  CopiedChain& operator=(CopiedChain const&) = delete;
 
-/// Copies of a module's records. \return false without memory for all of them
-bool CopyChain(Module const& module, ClassInfo*& first) noexcept {
+  ClassInfo* first = nullptr;
+};
+
+/// Copies a module's records. \return false without memory for all of them
+bool CopyRecords(Module const& module, CopiedChain& copies) noexcept {
   RegistryLock const guard;
-  ClassInfo** end = &first;
+  ClassInfo** end = &copies.first;
   for (ClassInfo const* info = module.classes; info; info = info->next) {
     *end = CopyToSave(*info);
     if (!*end || (info->name && *info->name && !(*end)->name)) return false;
@@ -228,12 +235,11 @@ HRESULT Module::Save(Serializer* writer, ExecutionContext* context) noexcept {
   fileName.Save(writer, cache::FILE_NAME);
   writer->WriteChunk(cache::FILE_TIME, &fileTime, sizeof fileTime);
   writer->WriteChunk(cache::FILE_SIZE, &fileSize, sizeof fileSize);
-  ClassInfo* first = nullptr;
-  HRESULT result = CopyChain(*this, first) ? S_OK : E_OUTOFMEMORY;
-  for (ClassInfo const* info = first; info && Succeeded(result); info = info->next) {
+  CopiedChain copies;
+  HRESULT result = CopyRecords(*this, copies) ? S_OK : E_OUTOFMEMORY;
+  for (ClassInfo const* info = copies.first; info && Succeeded(result); info = info->next) {
     result = SaveClass(*writer, *info, context);
   }
-  DropChain(first);
   return result;
 }
 

@@ -7,7 +7,9 @@
 #include <string.h>
 #include <windows.h>
 
+#include <memory>
 #include <new>
+#include <utility>
 
 #include "builtin_classes_p.h"
 #include "class_info_p.h"
@@ -71,8 +73,8 @@ ClassFactory FactoryOf(ClassInfo const& record) noexcept {
 
 /// A new record with the same content, which it owns; null without memory. Whether it is a filter is not
 /// taken from the host's flags.
-ClassInfo* Copy(ClassInfo const& info) noexcept {
-  ClassInfo* const copy = new (std::nothrow) ClassInfo;
+std::unique_ptr<ClassInfo> Copy(ClassInfo const& info) noexcept {
+  std::unique_ptr<ClassInfo> copy(new (std::nothrow) ClassInfo);
   if (!copy) return nullptr;
   copy->classId = info.classId;
   copy->interfaceId = info.interfaceId;
@@ -85,9 +87,8 @@ ClassInfo* Copy(ClassInfo const& info) noexcept {
     return copy;
   }
   CopyName(*copy, info.name);
-  if (copy->name || !info.name || !*info.name) return copy;
-  delete copy;
-  return nullptr;
+  bool const isWhole = copy->name || !info.name || !*info.name;
+  return isWhole ? std::move(copy) : nullptr;
 }
 
 bool IsInside(HINSTANCE library, void const* address) noexcept {
@@ -209,15 +210,15 @@ HRESULT System::RegisterInterface(ClassInfo const* info) noexcept {
     RegistryLock const guard;
     return Complete(*present, info->create);
   }
-  ClassInfo* const record = Copy(*info);
-  if (!record) return E_OUTOFMEMORY;
   Ref<System> const kept = Ref<System>::Share(this);
+  std::unique_ptr<ClassInfo> record = Copy(*info);
+  if (!record) return E_OUTOFMEMORY;
   if (IsFilter(*record)) {
     record->flags |= ClassInfo::FILTER;
-    QueryFilterInfo(record);
+    QueryFilterInfo(record.get());
   }
-  HRESULT const result = AppendNew(record);
-  if (result != S_OK) delete record;
+  HRESULT const result = AppendNew(record.get());
+  if (result == S_OK) record.release();  // the registry's now
   return result == S_FALSE ? S_OK : result;
 }
 

@@ -24,12 +24,7 @@ class MemoryDC {
 
   operator HDC() const noexcept { return handle; }
 
-  static HDC Make() noexcept {
-    HDC const screen = GetDC(nullptr);
-    HDC const dc = CreateCompatibleDC(screen);
-    ReleaseDC(nullptr, screen);
-    return dc;
-  }
+  static HDC Make() noexcept { return CreateCompatibleDC(img::ScreenDC()); }
 
  private:
   HDC handle;
@@ -53,11 +48,7 @@ class GdiObject {
 inline HBITMAP MakeSection(int width, int height, int bitCount, unsigned char** bits) noexcept {
   BITMAPINFO info = {};
   info.bmiHeader = img::DibHeader(width, height, bitCount);
-  HDC const screen = GetDC(nullptr);
-  HBITMAP const bitmap =
-      CreateDIBSection(screen, &info, DIB_RGB_COLORS, reinterpret_cast<void**>(bits), nullptr, 0);
-  ReleaseDC(nullptr, screen);
-  return bitmap;
+  return img::MakeSection(info, bits);
 }
 
 /// Bytes from row to row; may exceed an int.

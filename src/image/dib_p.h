@@ -1,4 +1,4 @@
-// The header of a bitmap in memory, for GDI functions that create or display one.
+// Bitmaps in memory, for all that has GDI make or show one.
 #pragma once
 
 #include <windows.h>
@@ -11,6 +11,27 @@ constexpr BITMAPINFOHEADER DibHeader(int width, int height, int bitCount) noexce
   return {
       sizeof(BITMAPINFOHEADER), width, height, 1, static_cast<WORD>(bitCount), BI_RGB, 0, PIXELS_PER_METRE,
       PIXELS_PER_METRE,         0,     0};
+}
+
+/// The screen's device context, for a scope; null when the system has no room.
+class ScreenDC {
+ public:
+  ScreenDC() noexcept : handle(GetDC(nullptr)) {}
+  ~ScreenDC() {
+    if (handle) ReleaseDC(nullptr, handle);
+  }
+  ScreenDC(ScreenDC const&) = delete;
+  ScreenDC& operator=(ScreenDC const&) = delete;
+
+  operator HDC() const noexcept { return handle; }
+
+ private:
+  HDC handle;
+};
+
+/// A bitmap section, the caller's to delete, and where its pixels are. Null when the system has no room.
+inline HBITMAP MakeSection(BITMAPINFO const& info, unsigned char** bits) noexcept {
+  return CreateDIBSection(ScreenDC(), &info, DIB_RGB_COLORS, reinterpret_cast<void**>(bits), nullptr, 0);
 }
 
 }  // namespace yk::img

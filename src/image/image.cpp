@@ -83,12 +83,9 @@ Pixels NewBitmap(int bitCount, int width, int height) noexcept {
     BYTE const level = static_cast<BYTE>(i);
     info.ramp[i] = {level, level, level, 0};
   }
-  HDC const screen = GetDC(nullptr);
-  void* bits = nullptr;
-  HBITMAP const bitmap =
-      CreateDIBSection(screen, reinterpret_cast<BITMAPINFO const*>(&info), DIB_RGB_COLORS, &bits, nullptr, 0);
-  if (screen) ReleaseDC(nullptr, screen);
-  if (bitmap && bits) return {Memory::BITMAP, bitmap, static_cast<unsigned char*>(bits)};
+  unsigned char* bits = nullptr;
+  HBITMAP const bitmap = img::MakeSection(reinterpret_cast<BITMAPINFO const&>(info), &bits);
+  if (bitmap && bits) return {Memory::BITMAP, bitmap, bits};
   if (bitmap) DeleteObject(bitmap);
   return {};
 }

@@ -5,6 +5,8 @@
 #include <wchar.h>
 #include <windows.h>
 
+#include "file_handle_p.h"
+
 namespace yk {
 namespace {
 
@@ -48,11 +50,9 @@ HRESULT MakeFolders(String const& path) noexcept {
 }  // namespace
 
 bool file::IsFileExist(String const& path) noexcept {
-  HANDLE const handle =
-      CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) return false;
-  CloseHandle(handle);
-  return true;
+  FileHandle const file(
+      CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+  return bool{file};
 }
 
 HRESULT file::NewFolder(wchar_t const* path) noexcept {

@@ -2,15 +2,25 @@
 #include <string.h>
 #include <windows.h>
 
+#include <memory>
 #include <new>
 
 namespace yk {
 
 /// A search in progress.
 struct FileFind::State {
+  explicit State(wchar_t const* path) noexcept : find(FindFirstFileW(path, &entry)) {}
+  ~State() {
+    if (IsOpen()) FindClose(find);
+  }
+  State(State const&) = delete;
+  State& operator=(State const&) = delete;
+
+  bool IsOpen() const noexcept { return find != INVALID_HANDLE_VALUE; }
+
+  WIN32_FIND_DATAW entry = {};
   HANDLE find;
-  WIN32_FIND_DATAW entry;
-  unsigned fetched;  // entries that GetNext has examined; the first one comes with the search itself
+  unsigned fetched = 0;  // entries that GetNext has examined; the first one comes with the search itself
 };
 
 namespace {
@@ -36,22 +46,11 @@ FileFind::FileFind(String const& where, String const& namePattern, unsigned what
   all += ALL;
   // Without memory for the whole path another folder would be searched.
   bool const whole = folder.Length() >= where.Length() && all.Length() == folder.Length() + wcslen(ALL);
-  auto* const started = whole ? new (std::nothrow) State : nullptr;
-  if (!started) return;
-  started->fetched = 0;
-  started->find = FindFirstFileW(all.c_str(), &started->entry);
-  if (started->find == INVALID_HANDLE_VALUE) {
-    delete started;
-    return;
-  }
-  state = started;
+  std::unique_ptr<State> started(whole ? new (std::nothrow) State(all.c_str()) : nullptr);
+  if (started && started->IsOpen()) state = started.release();
 }
 
-FileFind::~FileFind() {
-  if (!state) return;
-  FindClose(state->find);
-  delete state;
-}
+FileFind::~FileFind() { delete state; }
 
 bool FileFind::GetNext() noexcept {
   while (Fetch()) {

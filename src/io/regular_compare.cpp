@@ -1,10 +1,11 @@
 // The wildcard matcher. After each element of the pattern it knows all positions in the name that the pattern
 // so far can match up to; so a pattern of P elements takes at most P passes over the name, however many stars
 // it has.
-#include <qecore/core/memory.h>
 #include <qecore/io/file_find.h>
 #include <string.h>
 #include <wctype.h>
+
+#include "core/buffer_p.h"
 
 namespace yk {
 namespace {
@@ -125,12 +126,12 @@ bool RegularCompare(wchar_t const* pattern, wchar_t const* name) noexcept {
   constexpr size_t USUAL_LENGTH = 511;
   size_t const length = wcslen(name);
   bool usual[USUAL_LENGTH + 1];
-  bool* const places = length <= USUAL_LENGTH ? usual : static_cast<bool*>(yk_new(length + 1));
-  if (!places) return false;
+  Buffer<bool> longer;
+  bool const isUsual = length <= USUAL_LENGTH;
+  if (!isUsual && !longer.Resize(length + 1)) return false;
+  bool* const places = isUsual ? usual : longer.begin();
   memset(places, 0, length + 1);
-  bool const matches = Matcher(name, length, places).Match(pattern);
-  if (places != usual) yk_delete(places);
-  return matches;
+  return Matcher(name, length, places).Match(pattern);
 }
 
 }  // namespace yk

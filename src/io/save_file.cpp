@@ -4,6 +4,7 @@
 #include <new>
 
 #include "core/error_p.h"
+#include "file_handle_p.h"
 #include "file_stream_p.h"
 
 namespace yk {
@@ -42,7 +43,7 @@ wchar_t const* NameIn(String const& path) noexcept {
 
 /// Creates a new file in the folder of `target`, and sets `path` to its path. On failure the system's last
 /// error is the reason.
-HANDLE CreateBeside(String const& target, String& path) noexcept {
+FileHandle CreateBeside(String const& target, String& path) noexcept {
   constexpr int ATTEMPTS = 1000;
   constexpr size_t NAME_LENGTH = 15;
   auto const length = static_cast<size_t>(NameIn(target) - target.c_str());
@@ -54,11 +55,11 @@ HANDLE CreateBeside(String const& target, String& path) noexcept {
     path = folder;
     path += name;
     if (path.Length() != length + NAME_LENGTH) break;  // without memory it would be a file elsewhere
-    HANDLE const file = CreateFileW(path.c_str(), ACCESS, FILE_SHARE_READ, nullptr, CREATE_NEW, 0, nullptr);
-    if (file != INVALID_HANDLE_VALUE || GetLastError() != ERROR_FILE_EXISTS) return file;
+    FileHandle file(CreateFileW(path.c_str(), ACCESS, FILE_SHARE_READ, nullptr, CREATE_NEW, 0, nullptr));
+    if (file || GetLastError() != ERROR_FILE_EXISTS) return file;
   }
   SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-  return INVALID_HANDLE_VALUE;
+  return {};
 }
 
 }  // namespace
@@ -76,12 +77,11 @@ HRESULT SaveFile::Open(String const& path) noexcept {
 
 HRESULT SaveFile::Begin(String const& path) noexcept {
   if (IsResourcePath(path)) return Fail(YK_E_ACCESS, OPEN, L"%s: resources are only read", path.c_str());
-  HANDLE const old = CreateFileW(path.c_str(), ACCESS, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-  bool const exists = old != INVALID_HANDLE_VALUE;
-  if (!exists && GetLastError() != ERROR_FILE_NOT_FOUND) return FailFile(OPEN, path, GetLastError());
-  if (exists && GetFileType(old) != FILE_TYPE_DISK) return Adopt(path, old);
-  target = exists ? PathOfHandle(old) : String();
-  if (exists) CloseHandle(old);
+  FileHandle old(CreateFileW(path.c_str(), ACCESS, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+  if (!old && GetLastError() != ERROR_FILE_NOT_FOUND) return FailFile(OPEN, path, GetLastError());
+  if (old && GetFileType(old.get()) != FILE_TYPE_DISK) return Adopt(path, old.Detach());
+  target = old ? PathOfHandle(old.get()) : String();
+  old.Close();
   if (target.IsEmpty()) target = FullPath(path);
   return OpenBeside(path);
 }
@@ -90,21 +90,22 @@ HRESULT SaveFile::OpenBeside(String const& path) noexcept {
   if (!*NameIn(target)) return FailFile(OPEN, path, ERROR_INVALID_NAME);
   if (wcschr(NameIn(target), L':')) {  // a named stream of a file cannot be replaced on its own
     target.Empty();
-    HANDLE const part =
-        CreateFileW(path.c_str(), ACCESS, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr);
-    return part != INVALID_HANDLE_VALUE ? Adopt(path, part) : FailFile(OPEN, path, GetLastError());
+    FileHandle part(CreateFileW(path.c_str(), ACCESS, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr));
+    return part ? Adopt(path, part.Detach()) : FailFile(OPEN, path, GetLastError());
   }
-  HANDLE const file = CreateBeside(target, beside);
-  if (file != INVALID_HANDLE_VALUE) return Adopt(path, file);
+  FileHandle file = CreateBeside(target, beside);
+  if (file) return Adopt(path, file.Detach());
   HRESULT const result = FailFile(OPEN, path, GetLastError());
   beside.Empty();  // not created here, so not to be deleted
   return result;
 }
 
 HRESULT SaveFile::Adopt(String const& path, void* handle) noexcept {
+  FileHandle file(handle);
   stream = Ref<FileStream>::Adopt(Made(new (std::nothrow) FileStream(path, handle), OPEN));
-  if (!stream) CloseHandle(handle);
-  return stream && stream->name.Length() == path.Length() ? S_OK : E_OUTOFMEMORY;
+  if (!stream) return E_OUTOFMEMORY;
+  (void)file.Detach();  // now the stream's
+  return stream->name.Length() == path.Length() ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT SaveFile::Commit() noexcept {

@@ -1,10 +1,11 @@
 #include "core/error_p.h"
 #include "stream_p.h"
 
-#include <qecore/core/memory.h>
 #include <qecore/core/ref.h>
 #include <qecore/values/str.h>
 #include <qecore/values/string.h>
+
+#include "core/buffer_p.h"
 
 namespace yk {
 namespace {
@@ -68,10 +69,9 @@ HRESULT CopyStream(Stream* source, Stream* target, int start, int count) noexcep
   unsigned const before = ErrorCount();
   HRESULT result = source->Seek(start, Stream::FROM_START);
   if (Failed(result)) return FailSince(before, result, OPERATION, L"the source has no byte %d", start);
-  void* const buffer = yk_new(COPY_BUFFER);
-  bool const copies = buffer != nullptr;
-  result = copies ? CopyBytes(*source, *target, static_cast<unsigned char*>(buffer), bytes) : E_OUTOFMEMORY;
-  yk_delete(buffer);
+  Buffer<unsigned char> buffer;
+  bool const copies = buffer.Reserve(COPY_BUFFER);
+  result = copies ? CopyBytes(*source, *target, buffer.begin(), bytes) : E_OUTOFMEMORY;
   if (copies && Failed(result)) FailSince(before, result, OPERATION, L"the source cannot be read");
   if (Succeeded(result) || !copies) SeekTo(*source, position);
   return result;

@@ -537,14 +537,10 @@ XmlNode* Read(Stream& stream, XmlError& error) noexcept {
     error = {input.code, 0, 0, noMemory ? L"out of memory" : L"stream cannot be read"};
     return nullptr;
   }
-  Reader* const reader = Made(new (std::nothrow) Reader(input), "XmlHelper::Load");
-  if (!reader) {
-    error = {E_OUTOFMEMORY, 0, 0, L"out of memory"};
-    return nullptr;
-  }
-  XmlNode* const document = reader->Read(error);
-  delete reader;
-  return document;
+  std::unique_ptr<Reader> const reader(Made(new (std::nothrow) Reader(input), "XmlHelper::Load"));
+  if (reader) return reader->Read(error);
+  error = {E_OUTOFMEMORY, 0, 0, L"out of memory"};
+  return nullptr;
 }
 
 }  // namespace yk::xml

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 #include <new>
 #include <string_view>
 
@@ -271,10 +272,9 @@ size_t Escape(wchar_t const* text, size_t length, wchar_t* buffer) noexcept {
 
 bool Write(XmlNode const& document, Stream& stream, unsigned flags, HRESULT& failure) noexcept {
   failure = S_OK;
-  Writer* const writer = Made(new (std::nothrow) Writer(stream, flags), "XmlHelper::Save");
+  std::unique_ptr<Writer> const writer(Made(new (std::nothrow) Writer(stream, flags), "XmlHelper::Save"));
   if (!writer) return false;
   failure = writer->Document(document);
-  delete writer;
   return true;
 }
 
