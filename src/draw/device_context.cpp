@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "core/registry_p.h"
 #include "device_context_p.h"
@@ -24,12 +25,11 @@ int BitCount(bool hasAlpha) noexcept { return hasAlpha ? 32 : 24; }
 bool OwnsSurface(IDC const& dc) noexcept { return dc.surfaceBitmap != nullptr; }
 
 void MakeMemoryDC(IDC& dc) noexcept {
-  dc.memoryDC = draw::MemoryDC::Make();
-  if (dc.surfaceBitmap) {
+  dc.memoryDC = draw::MemoryDC().Detach();
+  if (OwnsSurface(dc)) {
     dc.previousObject = SelectObject(dc.memoryDC, dc.surfaceBitmap);
-  } else {
-    if (dc.foreignDC) DeleteDC(dc.foreignDC);
-    dc.foreignDC = dc.memoryDC;  // over an image's pixels: remembered, to be deleted
+  } else {  // over an image's pixels: remembered, to be deleted
+    draw::MemoryDC const before(std::exchange(dc.foreignDC, dc.memoryDC));
   }
 }
 
@@ -47,22 +47,36 @@ unsigned char* FindPixel(IDC const& dc, int x, int y) noexcept {
   return surface.IsInClip(left, top) ? surface.At(left, top) : nullptr;
 }
 
-// Device contexts go first: a bitmap that is selected cannot be deleted. One of them may be kept; it is still
-// the context's own to delete.
-void FreeSurface(IDC& dc, HDC wanted = nullptr) noexcept {
-  HDC const own = OwnsSurface(dc) ? dc.memoryDC : nullptr;
-  HDC const kept = wanted && (wanted == own || wanted == dc.foreignDC) ? wanted : nullptr;
-  if (kept) Unselect(kept, kept == own ? dc.previousObject : nullptr);
-  if (dc.foreignDC && dc.foreignDC != kept) DeleteDC(dc.foreignDC);
-  if (own && own != kept) DeleteDC(own);
-  if (dc.surfaceBitmap) DeleteObject(dc.surfaceBitmap);
-  dc.foreignDC = kept;
-  dc.memoryDC = nullptr;
-  dc.previousObject = nullptr;
-  dc.surfaceBitmap = nullptr;
-  dc.bits = nullptr;
-  dc.width = dc.height = dc.stride = 0;
-}
+// What a context has of its own, taken out of its fields and deleted at the end of the scope. Device contexts
+// go first: a bitmap that is selected cannot be deleted.
+class Belongings {
+ public:
+  explicit Belongings(IDC& dc) noexcept
+      : bitmap(dc.surfaceBitmap),
+        own(OwnsSurface(dc) ? dc.memoryDC : nullptr),
+        noted(std::exchange(dc.foreignDC, nullptr)),
+        before(std::exchange(dc.previousObject, nullptr)) {
+    dc.surfaceBitmap = nullptr;
+    dc.memoryDC = nullptr;
+    dc.bits = nullptr;
+    dc.width = dc.height = dc.stride = 0;
+  }
+
+  // Lets one of the device contexts live on, without the bitmap. \return null when it is none of them
+  [[nodiscard]] HDC Spare(HDC wanted) noexcept {
+    if (wanted != own && wanted != noted) return nullptr;
+    bool const isOwn = wanted == own;
+    Unselect(wanted, isOwn ? before : nullptr);
+    return (isOwn ? own : noted).Detach();
+  }
+
+ private:
+  draw::GdiObject bitmap;
+  draw::MemoryDC own, noted;
+  HGDIOBJ before;
+};
+
+void FreeSurface(IDC& dc) noexcept { Belongings const freed(dc); }
 
 HRESULT MakeSurface(IDC& dc, int w, int h) noexcept {
   int64_t const rowBytes = draw::RowBytes(w, BitCount(dc.hasAlpha));
@@ -123,7 +137,7 @@ bool IDC::IsTypeOf(Guid const& id) noexcept { return id == Id() || Unknown::IsTy
 HRESULT IDC::Attach(HDC dc, Image2d* image) noexcept {
   if (!dc || !image) return E_INVALIDARG;
   if (image->format != IMG_BGR24 && image->format != IMG_BGRA32) return E_INVALIDARG;
-  if (OwnsSurface(*this)) FreeSurface(*this, dc);
+  if (OwnsSurface(*this)) foreignDC = Belongings(*this).Spare(dc);
   mode = MODE_PAINT;
   width = image->width;
   height = image->height;
@@ -172,17 +186,14 @@ HRESULT IDC::Create(int w, int h) noexcept {
 }
 
 HRESULT IDC::ReleaseDC() noexcept {
-  if (memoryDC) {
-    if (previousObject) SelectObject(memoryDC, previousObject);
-    previousObject = nullptr;
-    DeleteDC(memoryDC);
-    if (foreignDC == memoryDC) foreignDC = nullptr;
-    memoryDC = nullptr;
-    return S_OK;
+  if (!memoryDC) {
+    draw::MemoryDC const noted(std::exchange(foreignDC, nullptr));
+    return E_FAIL;
   }
-  if (foreignDC) DeleteDC(foreignDC);
-  foreignDC = nullptr;
-  return E_FAIL;
+  draw::MemoryDC const released(std::exchange(memoryDC, nullptr));
+  if (previousObject) SelectObject(released, std::exchange(previousObject, nullptr));
+  if (foreignDC == released) foreignDC = nullptr;
+  return S_OK;
 }
 
 HRESULT IDC::Blit(HDC target, int x, int y, xrect2d const* source) noexcept {

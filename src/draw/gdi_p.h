@@ -8,23 +8,30 @@
 #include <qecore/image/format.h>
 #include <string.h>
 
+#include <utility>
+
 #include "geometry_p.h"
 #include "image/dib_p.h"
 
 namespace yk::draw {
 
-/// A memory device context compatible with the screen, deleted at the end of the scope; null when the system
-/// cannot create it.
+/// A memory device context that is deleted at the end of the scope.
 class MemoryDC {
  public:
-  MemoryDC() noexcept : handle(Make()) {}
-  ~MemoryDC() { DeleteDC(handle); }
+  /// A new one that goes with the screen; null when the system has no room.
+  MemoryDC() noexcept : handle(CreateCompatibleDC(img::ScreenDC())) {}
+  /// One that is there, or null.
+  explicit MemoryDC(HDC owned) noexcept : handle(owned) {}
+  ~MemoryDC() {
+    if (handle) DeleteDC(handle);
+  }
   MemoryDC(MemoryDC const&) = delete;
   MemoryDC& operator=(MemoryDC const&) = delete;
 
   operator HDC() const noexcept { return handle; }
 
-  static HDC Make() noexcept { return CreateCompatibleDC(img::ScreenDC()); }
+  /// Hands it to the caller.
+  [[nodiscard]] HDC Detach() noexcept { return std::exchange(handle, nullptr); }
 
  private:
   HDC handle;
@@ -34,7 +41,9 @@ class MemoryDC {
 class GdiObject {
  public:
   explicit GdiObject(HGDIOBJ handle) noexcept : handle(handle) {}
-  ~GdiObject() { DeleteObject(handle); }
+  ~GdiObject() {
+    if (handle) DeleteObject(handle);
+  }
   GdiObject(GdiObject const&) = delete;
   GdiObject& operator=(GdiObject const&) = delete;
 
