@@ -28,26 +28,30 @@ System* theSystem;
 constexpr int VERSION = 2;
 constexpr unsigned MAX_PATTERNS = 4096;  // so that a filter with an endless list cannot hang the registration
 
-ClassInfo* RecordAt(Array* records, int index) noexcept {
+ClassInfo* RecordAt(Ref<Array> const& records, int index) noexcept {
   return static_cast<ClassInfo*>(records->At(index));
 }
 
-int CountOf(Array* array) noexcept { return array ? array->Count() : 0; }
+Module* ModuleAt(Ref<Array> const& modules, int index) noexcept {
+  return static_cast<Module*>(modules->At(index));
+}
+
+int CountOf(Ref<Array> const& array) noexcept { return array ? array->Count() : 0; }
 
 /// Appends to an array that is created at its first use. \return false without memory
-bool AppendTo(Array*& array, void* element) noexcept {
-  if (!array) array = Array::Create(0);
+bool AppendTo(Ref<Array>& array, void* element) noexcept {
+  if (!array) array = Ref<Array>::Adopt(Array::Create(0));
   int const before = CountOf(array);
   return array && array->Add(element) == before;
 }
 
-bool RemoveFrom(Array* array, void* element) noexcept {
+bool RemoveFrom(Ref<Array> const& array, void* element) noexcept {
   int const index = array ? array->Find(element) : -1;
   return index >= 0 && array->AtDelete(index);
 }
 
 /// The record of a class, the first one registered; null when there is none. Call under the lock.
-ClassInfo* RecordOf(Array* records, Guid const& classId) noexcept {
+ClassInfo* RecordOf(Ref<Array> const& records, Guid const& classId) noexcept {
   for (int i = 0; i < CountOf(records); ++i) {
     ClassInfo* const record = RecordAt(records, i);
     if (record->classId == classId) return record;
@@ -140,7 +144,7 @@ System* System::ptr() noexcept { return theSystem; }
 
 System::System() noexcept {
   theSystem = this;
-  registry = Array::Create(0);
+  registry = Ref<Array>::Adopt(Array::Create(0));
   complete = registry && img::BuildConversionTable() && RegisterBuiltinClasses();
 }
 
@@ -149,14 +153,12 @@ System::~System() {
   theSystem = nullptr;
   HoldWhileDying(*this);
   scanning = true;  // turns further scans into no-ops
-  Ref<Array> const records = Ref<Array>::Adopt(registry);
-  Ref<Array> const plugins = Ref<Array>::Adopt(modules);
-  Ref<Array> const filterRecords = Ref<Array>::Adopt(filters);
-  registry = modules = filters = nullptr;
-  for (int i = 0; i < CountOf(plugins.get()); ++i) static_cast<Module*>(plugins->At(i))->classes = nullptr;
-  for (int i = 0; i < CountOf(records.get()); ++i) delete RecordAt(records.get(), i);
-  for (int i = 0; i < CountOf(plugins.get()); ++i) {
-    Ref<Module> const module = Ref<Module>::Adopt(static_cast<Module*>(plugins->At(i)));
+  Ref<Array> const records = std::move(registry), plugins = std::move(modules);
+  filters.Reset();
+  for (int i = 0; i < CountOf(plugins); ++i) ModuleAt(plugins, i)->classes = nullptr;
+  for (int i = 0; i < CountOf(records); ++i) delete RecordAt(records, i);
+  for (int i = 0; i < CountOf(plugins); ++i) {
+    Ref<Module> const module = Ref<Module>::Adopt(ModuleAt(plugins, i));
     module->Unload();
   }
   if (!theSystem) img::FreeConversionTable();  // a plug-in may have created a new System during MODULE_DETACH
@@ -271,21 +273,21 @@ HRESULT System::EnumClasses(Guid const& interfaceId, Array** out, unsigned optio
   (void)options;
   if (!out) return E_INVALIDARG;
   *out = nullptr;
+  Ref<Array> found;
   RegistryLock const guard;
   for (int i = 0; i < CountOf(registry); ++i) {
     ClassInfo* const record = RecordAt(registry, i);
     if (!(record->interfaceId == interfaceId) || record->flags & ClassInfo::HIDDEN) continue;
-    if (AppendTo(*out, record)) continue;
-    Unknown::Free(reinterpret_cast<void**>(out));  // no incomplete lists
-    return E_OUTOFMEMORY;
+    if (!AppendTo(found, record)) return E_OUTOFMEMORY;  // no incomplete lists
   }
+  *out = found.Detach();
   return *out ? S_OK : E_FAIL;
 }
 
 Module* System::FindModule(String const& fileName) noexcept {
   RegistryLock const guard;
   for (int i = 0; i < CountOf(modules); ++i) {
-    Module* const module = static_cast<Module*>(modules->At(i));
+    Module* const module = ModuleAt(modules, i);
     if (module->fileName.CompareNoCase(fileName) == 0) return Ref<Module>::Share(module).Detach();
   }
   return nullptr;

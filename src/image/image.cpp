@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <new>
-#include <utility>
 
 #include "convert_p.h"
 #include "core/dying_p.h"
@@ -134,19 +133,19 @@ AbstractImage::AbstractImage() noexcept = default;
 // The destruction of values and drivers' records may call back: the image's count must not reach zero again.
 AbstractImage::~AbstractImage() {
   HoldWhileDying(*this);
-  Ref<Map>::Adopt(std::exchange(properties, nullptr)).Reset();
+  properties.Reset();
 }
 
 // The destruction of a value may release the object that holds the image, so the map is kept alive meanwhile.
 
 HRESULT AbstractImage::GetProperty(unsigned id, Variant& value) noexcept {
-  Ref<Map> const map = Ref<Map>::Share(properties);
+  Ref<Map> const map = properties;
   return map ? map->GetValue(id, value) : YK_E_NOTFOUND;
 }
 
 HRESULT AbstractImage::SetProperty(unsigned id, Variant const& value) noexcept {
-  if (!properties) properties = Map::Create();
-  Ref<Map> const map = Ref<Map>::Share(properties);
+  if (!properties) properties = Ref<Map>::Adopt(Map::Create());
+  Ref<Map> const map = properties;
   return map ? map->SetValue(id, value) : E_OUTOFMEMORY;
 }
 

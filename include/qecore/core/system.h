@@ -23,6 +23,7 @@
 #pragma once
 
 #include <qecore/core/implements.h>
+#include <qecore/core/ref.h>
 #include <qecore/core/registry.h>
 
 namespace yk {
@@ -113,9 +114,9 @@ class YK_API System : public Destroys<System, Unknown> {
   void SetCacheTime(uint64_t time) noexcept;
   void ForgetCode(HINSTANCE library) noexcept;
 
-  Array* registry;           // every record, in order of registration; owns them
-  Array* filters = nullptr;  // the filters' records
-  Array* modules = nullptr;  // one reference each
+  Ref<Array> registry;  // every record, in order of registration; owns them
+  Ref<Array> filters;   // the filters' records
+  Ref<Array> modules;   // one reference each
   uint64_t cacheTime = 0;
   bool scanning = false;
   bool complete = false;  // no allocation failed during construction

@@ -36,6 +36,7 @@
 
 #include <qecore/core/driver_data.h>
 #include <qecore/core/implements.h>
+#include <qecore/core/ref.h>
 #include <qecore/core/streamable.h>
 #include <qecore/image/format.h>
 #include <qecore/values/string.h>
@@ -101,7 +102,7 @@ class AbstractImage : public qe_Streamable {
   YK_API HRESULT GetProperty(unsigned id, Variant& value) noexcept;
   YK_API HRESULT SetProperty(unsigned id, Variant const& value) noexcept;
 
-  Map* properties = nullptr;  // null until the first SetValue; one reference
+  Ref<Map> properties;  // null until the first SetValue
 };
 
 #pragma pack(push, 2)  // contract: callers read the fields at these offsets
