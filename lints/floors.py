@@ -1,0 +1,123 @@
+#!/usr/bin/env python3
+"""The floors lint: a file includes only its own floor and lower ones, and a header's bodies stand no higher than it.
+
+    floor 0  core ground    1  values    2  io    3  image    4  raster    5  draw, undo    6  core roof
+
+`core` is one folder with two heights: the files named in ROOF may look up at everything. Geometry is plain values and
+serves every floor. Private headers (x_p.h) stay in their own folder or serve higher floors; nobody includes a source.
+Painting knows no Windows. What a header declares and a higher floor defines leads the linker where no include may lead:
+each such climb is meant and stands in CLIMBS, or is a fault.
+"""
+import re
+import sys
+from pathlib import Path
+
+FLOORS = {"core": 0, "values": 1, "io": 2, "image": 3, "raster": 4, "draw": 5, "undo": 5}
+ROOF = re.compile(r"core/(system|module|module_scan|class_info|cache_record|builtin_classes)(_p)?\.(h|cpp)$")
+EVERYWHERE = {"draw/geometry.h"}
+WITHOUT_WINDOWS = {"raster"}
+# (header, source of some of its bodies): why
+CLIMBS = {
+    ("core/guid.h", "values/guid_text.cpp"): "reads a String",
+    ("values/map.h", "io/map_records.cpp"): "saves to an object file and loads from one",
+    ("values/string.h", "io/value_records.cpp"): "saves to an object file and loads from one",
+    ("values/variant.h", "io/value_records.cpp"): "saves to an object file and loads from one",
+    ("core/registry.h", "core/class_info.cpp"): "a class record owns a Map, and is read from the module cache",
+    ("core/registry.h", "core/system.cpp"): "every floor asks the System for classes, whom it need not know",
+    ("core/registry_p.h", "core/system.cpp"): "every floor asks the System for classes, whom it need not know",
+}
+INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
+
+# Both as clang-format has them: what begins a line is no local, and an anonymous namespace ends with its comment.
+NOT_THESE = r"(?!\s|//|#|\}|using|typedef|template|static|inline|constexpr|namespace \w+ =)"
+DECLARED = re.compile(rf"{NOT_THESE}(?:class|struct) (?:YK_API )?(\w+)(?: final)?(?: \{{| :|$)"
+                      rf"|{NOT_THESE}[\w:<>*&, ]+[ *&](\w+)\(")
+DEFINED = re.compile(rf"{NOT_THESE}(?:[\w:<>*&, ]+[ *&])?((?:\w+::)*~?\w+|(?:\w+::)+operator[^(]*)\(")
+ANONYMOUS = re.compile(r"^namespace \{.*?^\}  // namespace$", re.DOTALL | re.MULTILINE)
+
+
+def unit_of(path, base):
+    """core/x.h for both a file of the tree and an include line; None for what is not the library's."""
+    text = path.removeprefix("qecore/")
+    if "/" not in text:
+        text = f"{base}/{text}"
+    return text if text.split("/")[0] in FLOORS else None
+
+
+def floor_of(unit):
+    return 6 if ROOF.search(unit) else FLOORS[unit.split("/")[0]]
+
+
+def faults_of(file, unit, root):
+    for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
+        match = INCLUDE.match(line)
+        folder = unit.split("/")[0]
+        where = f"{file.relative_to(root)}:{number}"
+        if match and match[1] == "windows.h" and folder in WITHOUT_WINDOWS:
+            yield f"{where}: {folder} includes <windows.h>"
+        target = match and unit_of(match[1], folder)
+        if not target:
+            continue
+        if target.endswith(".cpp"):
+            yield f"{where}: includes a source: {target}"
+        elif file.suffix == ".h" and "include" in file.parts and target.endswith("_p.h"):
+            yield f"{where}: a public header includes a private one: {target}"
+        elif target not in EVERYWHERE and floor_of(target) > floor_of(unit):
+            yield f"{where}: floor {floor_of(unit)} includes floor {floor_of(target)}: {target}"
+
+
+def declarations(files):
+    """The highest header that declares each class and function."""
+    header_of = {}
+    for unit, file in files:
+        if file.suffix != ".h":
+            continue
+        for match in filter(None, map(DECLARED.match, file.read_text(encoding="utf-8").splitlines())):
+            name = match[1] or match[2]
+            header_of[name] = max(header_of.get(name, unit), unit, key=floor_of)
+    return header_of
+
+
+def definitions(unit, file, header_of):
+    """Each body of the source that a header declares: its line and the header."""
+    text = ANONYMOUS.sub(lambda hidden: "\n" * hidden[0].count("\n"), file.read_text(encoding="utf-8"))
+    for number, match in enumerate(map(DEFINED.match, text.splitlines()), 1):
+        header = match and next((header_of[part] for part in match[1].split("::") if part in header_of), None)
+        if header:
+            yield number, header
+
+
+def climbs(files, root):
+    """The bodies that stand higher than their headers and are not meant to, and what of the table is no climb."""
+    header_of, met = declarations(files), set()
+    for unit, file in files:
+        for number, header in definitions(unit, file, header_of) if file.suffix == ".cpp" else ():
+            if floor_of(unit) <= floor_of(header):
+                continue
+            met.add((header, unit))
+            if (header, unit) not in CLIMBS:
+                yield (f"{file.relative_to(root)}:{number}: floor {floor_of(unit)} defines what {header} declares "
+                       f"on floor {floor_of(header)}")
+    for header, unit in CLIMBS.keys() - met:
+        yield f"lints: {unit} defines nothing of {header} any more"
+
+
+def main():
+    root = Path(__file__).resolve().parent.parent
+    faults = []
+    files = []
+    for top in (root / "include/qecore", root / "src"):
+        for file in sorted(p for p in top.rglob("*") if p.suffix in (".h", ".cpp")):
+            unit = file.relative_to(top).as_posix()
+            if unit.split("/")[0] not in FLOORS:
+                faults.append(f"{file.relative_to(root)}: lies on no floor")
+            else:
+                files.append((unit, file))
+                faults += faults_of(file, unit, root)
+    faults += climbs(files, root)
+    print("\n".join(faults), end="\n" if faults else "")
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
