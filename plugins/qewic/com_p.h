@@ -1,4 +1,4 @@
-// What reading and writing share.
+// Shared by reading and writing.
 #pragma once
 
 #include <objbase.h>
@@ -9,7 +9,7 @@ namespace qewic {
 
 using yk::Ref;
 
-/// COM for the length of a scope.
+/// Initialises COM until the end of a scope.
 class ComScope {
  public:
   ComScope() noexcept : result(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
@@ -19,7 +19,7 @@ class ComScope {
   ComScope(ComScope const&) = delete;
   ComScope& operator=(ComScope const&) = delete;
 
-  /// A thread that has chosen another mode is fine: the Imaging Component lives in any.
+  /// A thread in another mode is acceptable: the Imaging Component works in any.
   HRESULT Result() const noexcept { return result == RPC_E_CHANGED_MODE ? S_OK : result; }
 
  private:

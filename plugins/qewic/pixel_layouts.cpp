@@ -11,7 +11,7 @@ using namespace yk;
 
 namespace {
 
-// Reading takes the first row with the file's pixels; writing the first that the file format accepts.
+// Reading uses the first row with the file's pixels; writing the first that the file format accepts.
 constexpr Layout LAYOUTS[] = {
     {&GUID_WICPixelFormat1bppIndexed, IMG_PAL1, Layout::BOTH, Layout::COPY},
     {&GUID_WICPixelFormatBlackWhite, IMG_PAL1, Layout::READ, Layout::RAMP},
@@ -33,8 +33,8 @@ constexpr Layout LAYOUTS[] = {
     {&GUID_WICPixelFormat8bppIndexed, IMG_BGR24, Layout::WRITE, Layout::QUANTISE},
 };
 
-// One row per image format; unused places are IMG_NONE. Each step is one that the pixel conversion offers, or
-// a widening of palette indices.
+// One row per image format; unused elements are IMG_NONE. Each step is a conversion that the library
+// supports, or a widening of palette indices.
 constexpr IMG_FORMAT TO_WRITE[][4] = {
     {IMG_GRAY8, IMG_BGR24},
     {IMG_PAL8, IMG_BGR24},
@@ -64,7 +64,7 @@ constexpr bool HasLayout(IMG_FORMAT format) noexcept {
   return uses == Layout::BOTH;
 }
 
-/// No file has floats; all else goes both ways as it is, and ends up as BGR24 in files that do not have it.
+/// No file has floats; all other formats can be read and written directly, with BGR24 as the last resort.
 constexpr bool EveryFormatIsThere() noexcept {
   return std::all_of(std::begin(img::FORMATS), std::end(img::FORMATS), [](img::FormatFacts const& facts) {
     if (facts.kind == img::ChannelKind::NONE) return true;

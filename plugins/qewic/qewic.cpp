@@ -1,5 +1,5 @@
-// qewic.qem: the image filters over the Windows Imaging Component. One class per file format, all made of one
-// filter and one row of a table.
+// qewic.qem: image filters over the Windows Imaging Component. One class per file format, all of them
+// instances of one filter with a row of a table.
 #include <qecore/core/module.h>
 #include <qecore/core/ref.h>
 #include <qecore/io/file_formats.h>
@@ -16,7 +16,7 @@ using namespace yk;
 
 namespace {
 
-/// What the plug-in adds to a format that the library knows.
+/// The plug-in's additions to a format that the library knows.
 struct Codec {
   Guid id;
   GUID const* container;
@@ -49,7 +49,7 @@ class Filter final : public Destroys<Filter, ykFlt2d> {
     return *out ? S_OK : E_OUTOFMEMORY;
   }
 
-  // The class's identifier is its row's.
+  // The class identifier is the one in its row.
   HRESULT QueryInterface(Guid const& id, void** out) noexcept override {
     if (!(id == format.id)) return ykFlt2d::QueryInterface(id, out);
     *out = static_cast<ykFlt2d*>(this);
@@ -74,7 +74,7 @@ class Filter final : public Destroys<Filter, ykFlt2d> {
     if (!stream || !image) return E_INVALIDARG;
     if (codec.hasQuality && options > 100) return E_INVALIDARG;
     if (!image->IsTypeOf(ids::IMAGE_2D)) return YK_E_FORMAT;
-    // A stream may be anybody's, and drop what others hold while it is written to.
+    // The stream may be foreign code, which may release what others hold while it is written to.
     Ref<Stream> const heldStream = Ref<Stream>::Share(stream);
     Ref<AbstractImage> const heldImage = Ref<AbstractImage>::Share(image);
     Image2d& raster = *static_cast<Image2d*>(image);
@@ -95,7 +95,7 @@ intptr_t Describe(size_t index, ClassInfo* info) noexcept {
   Codec const& codec = CODECS[index];
   info->classId = codec.id;
   info->interfaceId = ids::FLT_2D;
-  info->name = codec.className;  // the registry copies it, since it may outlive this module
+  info->name = codec.className;  // copied by the registry, since the record may outlive this module
   info->create = Filter::Create;
   return 1;
 }
@@ -111,6 +111,6 @@ extern "C" __declspec(dllexport) intptr_t
     case yk::MODULE_CLASS:
       return qewic::Describe(first, static_cast<yk::ClassInfo*>(second));
     default:
-      return 0;  // attached, detached: nothing is kept
+      return 0;  // attach and detach: there is no state
   }
 }

@@ -14,19 +14,19 @@ using namespace yk;
 
 namespace {
 
-// No honest file packs more pixels than this into each of its bytes: a few dozen bytes do not make 100 MB.
-// Small pictures are not worth the doubt.
+// No genuine file packs more pixels than this into each byte: a few dozen bytes must not allocate 100 MB.
+// Small pictures are not checked.
 constexpr uint64_t MOST_BYTES_PER_FILE_BYTE = 4096;
 constexpr uint64_t ALWAYS_ALLOWED_BYTES = 64 << 20;
 
-// The Imaging Component's own codes say that the file is at fault; any other code is passed on.
-HRESULT Explain(HRESULT result) noexcept {
+// Codes of the Imaging Component itself mean that the file is at fault; any other code is passed on.
+HRESULT ToFileError(HRESULT result) noexcept {
   constexpr int FACILITY_IMAGING = 0x898;
   bool const fileAtFault = HRESULT_FACILITY(result) == FACILITY_IMAGING || result == E_FAIL;
   return fileAtFault ? YK_E_BADFILE : result;
 }
 
-// One picture on its way in: what is asked of the Imaging Component, step by step.
+// Reads one picture: the calls to the Imaging Component, step by step.
 class Reader {
  public:
   HRESULT Open(GUID const& container, Stream* stream) noexcept;
@@ -81,8 +81,8 @@ bool HasAlpha(IWICImagingFactory& factory, GUID const& pixels) noexcept {
   return transparent;
 }
 
-// Takes the pixels as they are, or has the Imaging Component convert those that the library has no format
-// for.
+// Uses the pixels as they are, or has the Imaging Component convert those for which the library has no
+// format.
 HRESULT Reader::ChooseLayout() noexcept {
   GUID pixels;
   HRESULT const result = source->GetPixelFormat(&pixels);
@@ -93,7 +93,7 @@ HRESULT Reader::ChooseLayout() noexcept {
   return Convert(GUID_WICPixelFormat32bppBGRA);
 }
 
-// Refuses sizes that an image cannot have, and those that the file cannot back, before memory is asked for.
+// Before memory is allocated, refuses sizes that an image cannot have and those that the file cannot back.
 HRESULT Reader::CheckSize(UINT width, UINT height) const noexcept {
   if (width < 1 || height < 1) return YK_E_BADFILE;
   if (width > INT_MAX || height > INT_MAX) return E_OUTOFMEMORY;
@@ -117,7 +117,7 @@ HRESULT Reader::FillPalette(Image2d& image) noexcept {
     if (SUCCEEDED(result)) result = palette->GetColors(std::size(colors), colors, &count);
     if (FAILED(result)) return result;
   }
-  // An index that a damaged picture makes up is opaque black.
+  // An index beyond the palette, in a damaged picture, is opaque black.
   std::fill(colors + std::min<UINT>(count, std::size(colors)), std::end(colors), 0xFF000000u);
   auto const entry = [](WICColor color) {
     return IMG_PALENTRY{static_cast<uint8_t>(color >> 16), static_cast<uint8_t>(color >> 8),
@@ -127,8 +127,8 @@ HRESULT Reader::FillPalette(Image2d& image) noexcept {
   return S_OK;
 }
 
-// Files go from the top down, the library's rows from the bottom up.
-void TurnOver(Image2d& image) noexcept {
+// Files are stored top-down, the library's rows bottom-up.
+void FlipRows(Image2d& image) noexcept {
   for (int top = 0, bottom = image.height - 1; top < bottom; ++top, --bottom) {
     std::swap_ranges(image.GetLine(top), image.GetLine(top) + image.stride, image.GetLine(bottom));
   }
@@ -157,8 +157,8 @@ HRESULT Reader::Decode(Ref<Image2d>& image) noexcept {
   UINT const stride = static_cast<UINT>(image->stride);
   result = source->CopyPixels(nullptr, stride, stride * height, image->bits);
   if (FAILED(result)) return result;
-  if (FAILED(StreamFailure())) return StreamFailure();  // whatever the codec made of it
-  TurnOver(*image);
+  if (FAILED(StreamFailure())) return StreamFailure();  // even if the codec ignored it
+  FlipRows(*image);
   if (layout->work & (Layout::SWAP_RED_BLUE | Layout::WIDEN)) Rework(*image, *layout);
   return img::GetFacts(layout->image).paletteEntries ? FillPalette(*image) : S_OK;
 }
@@ -177,7 +177,7 @@ HRESULT ReadPicture(GUID const& container, Stream* stream, AbstractImage** out) 
   HRESULT result = reader.Open(container, stream);
   if (SUCCEEDED(result)) result = reader.ChooseLayout();
   if (SUCCEEDED(result)) result = reader.Decode(image);
-  if (FAILED(result)) return FAILED(reader.StreamFailure()) ? reader.StreamFailure() : Explain(result);
+  if (FAILED(result)) return FAILED(reader.StreamFailure()) ? reader.StreamFailure() : ToFileError(result);
   *out = image.Detach();
   return S_OK;
 }

@@ -8,7 +8,7 @@ namespace qewic {
 
 namespace {
 
-// The farthest byte that yk::Stream::Seek reaches.
+// The farthest byte that yk::Stream::Seek can reach.
 constexpr uint64_t FARTHEST = 0x7FFFFFFF;
 
 }  // namespace
@@ -55,7 +55,7 @@ ULONG StreamAdapter::Release() noexcept {
 
 HRESULT StreamAdapter::Read(void* buffer, ULONG size, ULONG* done) noexcept {
   if (done) *done = 0;
-  // Never asks for more than there is: kinds of streams differ in what they answer at their end.
+  // Never reads past the end: streams differ in what they return there.
   uint64_t const left = position < extent ? extent - position : 0;
   unsigned const wanted = static_cast<unsigned>(std::min<uint64_t>(size, left));
   unsigned got = 0;
@@ -97,7 +97,7 @@ HRESULT StreamAdapter::SetSize(ULARGE_INTEGER size) noexcept {
   if (size.QuadPart > FARTHEST - std::min(base, FARTHEST)) return STG_E_MEDIUMFULL;
   if (!Note(stream->SetSize(static_cast<unsigned>(base + size.QuadPart)))) return STG_E_WRITEFAULT;
   extent = size.QuadPart;
-  placed = stream->GetPosition() - base;  // shrinking may have moved it
+  placed = stream->GetPosition() - base;  // shrinking may have moved the position
   return S_OK;
 }
 
@@ -109,7 +109,7 @@ HRESULT StreamAdapter::Stat(STATSTG* status, DWORD) noexcept {
   return S_OK;
 }
 
-// Makes the stream stand at our position `target`.
+// Moves the stream to the adapter's position `target`.
 bool StreamAdapter::Place(uint64_t target) noexcept {
   if (placed == target) return true;
   if (base + target > FARTHEST) return Note(E_FAIL);
@@ -118,7 +118,7 @@ bool StreamAdapter::Place(uint64_t target) noexcept {
   return true;
 }
 
-// Writes where the stream stands.
+// Writes at the stream's position.
 bool StreamAdapter::Append(void const* data, unsigned size) noexcept {
   if (!Note(WriteAll(*stream, data, size))) return false;
   placed += size;
@@ -136,7 +136,7 @@ bool StreamAdapter::FillGap() noexcept {
   return true;
 }
 
-// Keeps the first failure. False: this call failed, or has not done the whole of what it was asked for.
+// Stores the first failure. False: this call failed, or was not carried out completely.
 bool StreamAdapter::Note(HRESULT result, bool whole) noexcept {
   if (yk::Succeeded(result) && whole) return true;
   if (yk::Succeeded(failure)) failure = yk::Failed(result) ? result : E_FAIL;

@@ -1,11 +1,11 @@
-// A yk::Stream seen as the platform's IStream, for decoders and encoders that know no other.
+// A yk::Stream as the platform's IStream, for decoders and encoders that accept nothing else.
 //
 //   Ref<StreamAdapter> adapter = StreamAdapter::Create(stream);     // null: no memory
 //   decoder->Initialize(adapter.get(), ...);
 //
-// Position 0 of the adapter is where the stream stood when the adapter was made: a picture may lie anywhere
+// Position 0 of the adapter is the stream's position when the adapter was created: a picture may be anywhere
 // in a larger stream. The adapter holds a reference to the stream and is counted itself, since codecs keep
-// it. A position that the stream's signed 32-bit seek cannot reach is refused. One thread at a time.
+// it. Positions beyond the range of the stream's signed 32-bit seek are refused. One thread at a time.
 #pragma once
 
 #include <objidl.h>
@@ -14,7 +14,8 @@
 
 namespace qewic {
 
-/// Writes all the bytes where the stream stands. E_FAIL: it took fewer. One that does not tell has taken all.
+/// Writes all the bytes at the stream's position. E_FAIL: it accepted fewer. A stream that does not report
+/// the number has accepted all.
 HRESULT WriteAll(yk::Stream& stream, void const* data, unsigned size) noexcept;
 
 class StreamAdapter final : public IStream {
@@ -24,14 +25,14 @@ class StreamAdapter final : public IStream {
   /// Bytes from the adapter's position 0 to the end of the stream.
   uint64_t Extent() const noexcept { return extent; }
 
-  /// What the stream said when it first failed to do what it was asked for, whatever the codec made of it.
-  /// S_OK: it never did. A stream that does less than it says is E_FAIL.
+  /// The first failure of the stream, whatever the codec made of it; E_FAIL for a stream that did less than
+  /// it reported. S_OK: there was none.
   HRESULT Failure() const noexcept { return failure; }
 
-  /// Likewise for what has been written, which a stream may refuse later: its state counts as well.
+  /// The same for written data, which a stream may refuse later: its state counts as well.
   HRESULT WriteFailure() noexcept;
 
-  /// Lets the stream stand behind the last byte, where what follows a written picture belongs.
+  /// Moves the stream past the last byte, where the data after a written picture belongs.
   HRESULT MoveToEnd() noexcept;
 
   HRESULT STDMETHODCALLTYPE QueryInterface(IID const& id, void** out) noexcept override;
@@ -40,12 +41,12 @@ class StreamAdapter final : public IStream {
 
   HRESULT STDMETHODCALLTYPE Read(void* buffer, ULONG size, ULONG* done) noexcept override;
   HRESULT STDMETHODCALLTYPE Write(void const* buffer, ULONG size, ULONG* done) noexcept override;
-  /// May go beyond the end, as codecs do; a write there fills the gap with zeros.
+  /// May move past the end, as codecs do; a write there fills the gap with zeros.
   HRESULT STDMETHODCALLTYPE Seek(LARGE_INTEGER offset, DWORD origin,
                                  ULARGE_INTEGER* result) noexcept override;
   HRESULT STDMETHODCALLTYPE SetSize(ULARGE_INTEGER size) noexcept override;
   HRESULT STDMETHODCALLTYPE Commit(DWORD) noexcept override { return S_OK; }
-  /// Knows the size and no name.
+  /// Reports the size but no name.
   HRESULT STDMETHODCALLTYPE Stat(STATSTG* status, DWORD) noexcept override;
 
   // No codec needs these.
@@ -73,10 +74,10 @@ class StreamAdapter final : public IStream {
 
   LONG references = 1;
   yk::Ref<yk::Stream> stream;
-  uint64_t base;          // the stream's position at our 0
-  uint64_t extent = 0;    // our size
-  uint64_t position = 0;  // ours; the stream is moved when it is next used
-  uint64_t placed = 0;    // where the stream stands, from our 0
+  uint64_t base;          // the stream's position at the adapter's 0
+  uint64_t extent = 0;    // the adapter's size
+  uint64_t position = 0;  // the adapter's; the stream is moved when it is next used
+  uint64_t placed = 0;    // the stream's position, relative to the adapter's 0
   HRESULT failure = S_OK;
 };
 

@@ -1,5 +1,5 @@
-// A JPEG file of a stated quality, by stb_image_write: not every Imaging Component listens to the quality
-// that it is asked for. A grey picture becomes a file of three channels, two of them empty.
+// Writes a JPEG file of a given quality with stb_image_write, since not every Imaging Component honours the
+// requested quality. A grey picture becomes a file of three channels, two of them empty.
 #include <qecore/image/convert.h>
 
 #include <string.h>
@@ -18,7 +18,7 @@
 #define STBI_WRITE_NO_STDIO
 #if defined(__GNUC__)
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wunused-function"  // it writes other formats as well
+#pragma GCC diagnostic ignored "-Wunused-function"  // it can write other formats as well
 #endif
 #include <stb_image_write.h>
 #if defined(__GNUC__)
@@ -31,9 +31,9 @@ using namespace yk;
 
 namespace {
 
-constexpr int LARGEST_SIDE = 65500;  // what decoders take
+constexpr int LARGEST_SIDE = 65500;  // the limit of decoders
 
-/// Gathers what the encoder gives, most of it single bytes, into blocks for the stream.
+/// Collects the encoder's output, most of it single bytes, into blocks for the stream.
 class Sink {
  public:
   explicit Sink(Stream& target) noexcept : stream(target) {}
@@ -67,7 +67,7 @@ void AddBytes(void* sink, void* data, int size) noexcept {
   static_cast<Sink*>(sink)->Add(static_cast<unsigned char const*>(data), static_cast<size_t>(size));
 }
 
-/// The closest to the image's own format that the encoder takes; IMG_NONE: its pixels have no meaning.
+/// The closest format to the image's own that the encoder accepts; IMG_NONE: its pixels have no meaning.
 IMG_FORMAT FormatToEncode(IMG_FORMAT format) noexcept {
   static constexpr IMG_FORMAT TAKEN[] = {IMG_GRAY8, IMG_BGR24};
   std::span<IMG_FORMAT const> const wanted = FormatsToWrite(format);
@@ -75,7 +75,7 @@ IMG_FORMAT FormatToEncode(IMG_FORMAT format) noexcept {
   return found == wanted.end() ? IMG_NONE : *found;
 }
 
-/// One row from the top as grey, or as red, green, blue.
+/// Copies a row, counted from the top, as grey or as red, green, blue.
 bool GatherRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* row) noexcept {
   HRESULT const converted =
       img::ConvertPixels(image.GetLine(y), row, image.format, format, image.width, image.palette);
@@ -103,7 +103,7 @@ HRESULT WriteJpeg(Stream* stream, Image2d& image, unsigned quality) noexcept {
                                           static_cast<int>(quality));
   HRESULT const written = sink.Flush();
   if (Failed(written)) return written;
-  return made ? stream->GetState() : E_FAIL;  // which tells of bytes that were refused later
+  return made ? stream->GetState() : E_FAIL;  // reports bytes that were refused later
 }
 
 }  // namespace qewic

@@ -15,20 +15,20 @@ using namespace yk;
 
 namespace {
 
-// One picture on its way out.
+// Writes one picture.
 class Writer {
  public:
   HRESULT Open(GUID const& container, Stream* stream) noexcept;
   HRESULT ChooseLayout(Image2d const& image) noexcept;
   HRESULT Encode(Image2d& image) noexcept;
-  /// Lets the codec go and tells what has become of it all; `result` is that of the steps so far.
+  /// Releases the codec and returns the overall result; `result` is that of the steps so far.
   HRESULT Finish(HRESULT result) noexcept;
 
-  /// The pixels that are written.
+  /// The format of the pixels to write.
   IMG_FORMAT Chosen() const noexcept { return layout->image; }
   bool WritesWords() const noexcept { return img::GetFacts(layout->image).channelBits == 16; }
 
-  bool swapsBytes = false;  ///< set when the encoder takes 16-bit channels the wrong way round
+  bool swapsBytes = false;  ///< set when the encoder expects 16-bit channels in the wrong byte order
 
  private:
   HRESULT FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept;
@@ -45,7 +45,7 @@ class Writer {
   Ref<IWICBitmapEncoder> encoder;
   Ref<IWICBitmapFrameEncode> frame;
   Layout const* layout = nullptr;
-  // The image that the layout was chosen for.
+  // The image for which the layout was chosen.
   IMG_FORMAT format = IMG_NONE;
   int width = 0, height = 0;
 };
@@ -63,7 +63,7 @@ HRESULT Writer::Open(GUID const& container, Stream* stream) noexcept {
   return FAILED(result) ? result : frame->Initialize(nullptr);
 }
 
-// Asks the file format for each way of writing this image, the closest first.
+// Asks the file format about each way of writing this image, the closest first.
 HRESULT Writer::ChooseLayout(Image2d const& image) noexcept {
   format = image.format, width = image.width, height = image.height;
   HRESULT const result = frame->SetSize(static_cast<UINT>(width), static_cast<UINT>(height));
@@ -90,7 +90,7 @@ HRESULT ConvertRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* out)
 }
 
 HRESULT Writer::FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept {
-  // A stream that was written to meanwhile is somebody's code, which may have done anything to the image.
+  // The stream's code, called meanwhile, may have changed the image.
   if (!image.bits || image.format != format || image.width != width || image.height != height) return E_FAIL;
   GUID const& pixels = layout->work & Layout::QUANTISE ? GUID_WICPixelFormat24bppBGR : *layout->file;
   HRESULT result = factory->CreateBitmap(static_cast<UINT>(width), static_cast<UINT>(height), pixels,
@@ -124,7 +124,7 @@ HRESULT Writer::FillPalette(Image2d const& image, IWICPalette& palette) noexcept
   return palette.InitializeCustom(colors, count);
 }
 
-// Puts a converter to 256 colours of its own choice over `source`.
+// Puts a converter to 256 colours, chosen by the Imaging Component, over `source`.
 HRESULT Writer::Quantise(Ref<IWICBitmapSource>& source, IWICPalette& palette) noexcept {
   Ref<IWICFormatConverter> converter;
   HRESULT result = palette.InitializeFromBitmap(source.get(), 256, FALSE);
@@ -144,7 +144,7 @@ HRESULT Writer::MakePalette(Image2d const& image, Ref<IWICBitmapSource>& source,
   return layout->work & Layout::QUANTISE ? Quantise(source, *palette) : FillPalette(image, *palette);
 }
 
-// All of the image is read before any of it is written: from then on it may change.
+// The whole image is read before anything is written, since the image may change from then on.
 HRESULT Writer::Encode(Image2d& image) noexcept {
   Ref<IWICBitmap> bitmap;
   HRESULT result = FillBitmap(image, bitmap);
@@ -164,16 +164,16 @@ HRESULT Writer::Encode(Image2d& image) noexcept {
 
 HRESULT Writer::Finish(HRESULT result) noexcept {
   frame.Reset();
-  encoder.Reset();  // which may write to the last
+  encoder.Reset();  // may still write
   if (!adapter) return result;
-  HRESULT const failure = adapter->WriteFailure();  // whatever the codec made of it
+  HRESULT const failure = adapter->WriteFailure();  // even if the codec ignored it
   if (yk::Failed(failure)) return failure;
   return SUCCEEDED(result) ? adapter->MoveToEnd() : result;
 }
 
-// Some Imaging Components put 16-bit channels into PNG files lowest byte first, against the format. One pixel
-// there and back tells.
-bool MixesUpBytes(GUID const& container, IMG_FORMAT format) noexcept {
+// Some Imaging Components write 16-bit channels of PNG files with the lowest byte first, against the format.
+// Writing and reading back one pixel detects this.
+bool SwapsBytes(GUID const& container, IMG_FORMAT format) noexcept {
   static constexpr unsigned char LOW_AND_HIGH[] = {1, 2, 1, 2, 1, 2, 1, 2};
   Ref<Image2d> const pixel = Ref<Image2d>::Adopt(Image2d::Create());
   Ref<Stream> file;
@@ -201,7 +201,7 @@ HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image) noex
   HRESULT result = writer.Open(container, stream);
   if (SUCCEEDED(result)) result = writer.ChooseLayout(image);
   if (SUCCEEDED(result)) {
-    if (writer.WritesWords()) writer.swapsBytes = MixesUpBytes(container, writer.Chosen());
+    if (writer.WritesWords()) writer.swapsBytes = SwapsBytes(container, writer.Chosen());
     result = writer.Encode(image);
   }
   result = writer.Finish(result);
