@@ -1,4 +1,4 @@
-// A plug-in of a user: one class with one property.
+// A user's plug-in: one class with one property.
 #include "counter.h"
 
 #include <qecore/core/implements.h>

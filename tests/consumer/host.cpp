@@ -1,6 +1,6 @@
-// A host of a user: finds the plug-in beside it, and derives from the classes that users derive from.
+// A user's host: finds the plug-in next to it, and derives from the classes that users derive from.
 //
-//   host FOLDER     the folder with counter.qem; exit code 0 when everything holds
+//   host FOLDER     the folder with counter.qem; exit code 0 when everything is as expected
 #include "counter.h"
 
 #include <qecore/core/filter.h>
@@ -27,7 +27,7 @@ void Expect(bool holds, char const* what) {
   ++faults;
 }
 
-// Nothing but zeros: a stream that a user writes.
+// A stream of zeros, as a user could write it.
 class Zeros final : public Destroys<Zeros, Stream> {
  public:
   using Stream::Read;

@@ -1,4 +1,4 @@
-// The lower half of the floor: what everything else stands on.
+// The lower half of the floor, on which everything else is built.
 #include <qecore/core/conversions.h>
 #include <qecore/core/diagnostics.h>
 #include <qecore/core/driver_data.h>
@@ -18,7 +18,7 @@ namespace {
 
 using namespace yk;
 
-/// A class over one of the base interfaces that counts its destructions and stays.
+/// A class over one of the base interfaces that counts its destructions and is not freed.
 template <class Base>
 struct Probe final : Base {
   int destroyed = 0;
@@ -73,8 +73,7 @@ TEST(Ref, CountsExactly) {
   EXPECT_EQ(object.log, "++ copy, share, ++- assign, to itself, -- move over, receive, --");
 }
 
-// White space before a group is let through, so that a text can be as long as one likes; 255 wide characters
-// count.
+// White space before a group is accepted, so that a text can have any length; 255 wide characters are read.
 TEST(Guid, HasOneTextFormAndReadsWhatTheRuntimesScannerReads) {
   Guid const id = {0x01234567, 0x89AB, 0xCDEF, {0x10, 0x32, 0x54, 0x76, 0x98, 0xBA, 0xDC, 0xFE}};
   char narrow[Guid::TEXT_SIZE];
@@ -121,8 +120,8 @@ TEST(Malloc, RefusesWhatNoBlockHoldsAndStaysAsItWas) {
   Ref<Malloc> const arena = Arena(256);
   ASSERT_TRUE(arena->AllocAligned(1, 8));
   ASSERT_TRUE(arena->AllocAligned(91, 8));
-  // one byte more than a block's payload; padding that no new block has room for; a size that wraps with its
-  // padding; no alignment
+  // one byte more than a block's payload; padding for which no new block has room; a size that overflows with
+  // its padding; no alignment
   size_t const rows[][2] = {{225, 1}, {200, 0x100000}, {~size_t{0} - 1, 64}, {1, 0}};
   for (auto const& [size, alignment] : rows) {
     EXPECT_EQ(arena->AllocAligned(size, alignment), nullptr) << size;
@@ -141,7 +140,7 @@ TEST(Malloc, ResetHandsOutTheSameAddresses) {
   };
   std::vector<void*> const before = fill();
   char const* const block = static_cast<char*>(before[0]) - 32;
-  EXPECT_EQ(Field<uint64_t>(block, 8), 80u) << "bytes used in a block that was left";
+  EXPECT_EQ(Field<uint64_t>(block, 8), 80u) << "bytes used in a previous block";
   EXPECT_EQ(Field<char*>(block, 24) + 32, before[2]);
   arena->SetThreadSafe(true);
   arena->Reset();
@@ -168,7 +167,7 @@ TEST(Memory, IsTheRuntimes) {
 
 // ---- locks
 
-// Waits until a counter of the lock has a value, which tells that a thread has come to wait.
+// Waits until a counter of the lock has a value, which shows that a thread is waiting.
 bool Comes(RWLock const& lock, size_t offset, int value) {
   for (int i = 0; i < 5000 && Field<int>(&lock, offset) != value; ++i) Sleep(1);
   return Field<int>(&lock, offset) == value;
@@ -182,7 +181,7 @@ TEST(RWLock, QueuedReadersEnterBeforeTheNextWriter) {
     threads.emplace_back([=, &lock, &order] { (lock.*enter)(), order += name, (lock.*leave)(); });
   };
   lock.EnterRead();
-  lock.EnterRead();  // as two readers
+  lock.EnterRead();  // like two readers
   start('1', &RWLock::EnterWrite, &RWLock::LeaveWrite);
   ASSERT_TRUE(Comes(lock, 0, -2));
   start('2', &RWLock::EnterWrite, &RWLock::LeaveWrite);
@@ -219,7 +218,7 @@ string debuggerOutput;
 
 LONG CALLBACK CatchOutput(EXCEPTION_POINTERS* fault) {
   EXCEPTION_RECORD const& record = *fault->ExceptionRecord;
-  bool const isText = record.ExceptionCode == 0x40010006;  // what OutputDebugStringA raises: length, text
+  bool const isText = record.ExceptionCode == 0x40010006;  // raised by OutputDebugStringA: length, text
   if (isText) debuggerOutput += reinterpret_cast<char const*>(record.ExceptionInformation[1]);
   return EXCEPTION_CONTINUE_SEARCH;
 }

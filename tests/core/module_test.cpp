@@ -15,7 +15,7 @@ namespace {
 
 using namespace yk;
 
-/// What good.qem is sent when it is loaded.
+/// The messages that good.qem receives when it is loaded.
 wchar_t const LOADED[] = L"256,2 261,0 258,0 258,1 258,2 ";
 
 struct ModuleTest : testing::Test {
@@ -25,12 +25,12 @@ struct ModuleTest : testing::Test {
   void Install(wstring const& plugin, wstring const& as = {}) {
     folder.Copy(ProgramFolder() + L"..\\tests\\plugins\\" + plugin, as.empty() ? plugin : as);
   }
-  /// Opens a file of the folder as another program would that lets nobody else have it.
+  /// Opens a file of the folder like another program, without sharing it.
   HANDLE Open(wchar_t const* name, DWORD access) {
     return CreateFileW(folder.Path(name).c_str(), access, 0, nullptr, OPEN_EXISTING, 0, nullptr);
   }
   void Scan() { EXPECT_EQ(system->ScanModules(folder.Path().c_str(), folder.Path(L"cache").c_str()), S_OK); }
-  /// A new start of the program, which knows what the cache says; or another cache.
+  /// A new start of the program with the same cache, or with another one.
   void Start() {
     system.Reset();
     system = Own(System::Create());
@@ -42,7 +42,7 @@ struct ModuleTest : testing::Test {
     folder.Write(L"cache", cache);
     Start();
   }
-  /// The messages that good.qem was sent since the last call.
+  /// The messages that good.qem received since the last call.
   wstring TakeLog() {
     wchar_t log[4096] = {};
     GetEnvironmentVariableW(LOG, log, 4096);
@@ -61,11 +61,11 @@ TEST_F(ModuleTest, AnUnchangedFolderLoadsNothingUntilAClassIsMade) {
   Start();
   Scan();
   EXPECT_EQ(TakeLog(), L"");
-  EXPECT_EQ(folder.Read(L"cache"), cache) << "an honest cache is left alone";
+  EXPECT_EQ(folder.Read(L"cache"), cache) << "a valid cache must not be rewritten";
   ClassInfo* const filter = Find(FILTER_ID);
   Array* const filters = Field<Array*>(system.get(), 24);
   EXPECT_EQ(std::pair(filters->Count(), filters->At(0)), std::pair(1, static_cast<void*>(filter)));
-  EXPECT_EQ(filter->info->Count(), 4u) << "the cache knows what the filter told";
+  EXPECT_EQ(filter->info->Count(), 4u) << "the cache contains the filter's description";
   for (Guid const& id : {FILTER_ID, ECHO_ID}) EXPECT_EQ(Create(id), S_OK);
   EXPECT_EQ(TakeLog(), LOADED) << "once";
   system.Reset();
@@ -87,7 +87,7 @@ TEST_F(ModuleTest, AChangedFileIsNewAndAMissingOneIsForgotten) {
     EXPECT_EQ(Create(ECHO_ID), S_OK);
   }
   Start();
-  EXPECT_TRUE(FreeLibrary(GetModuleHandleW(L"good.qem"))) << "a library that was forgotten stays loaded";
+  EXPECT_TRUE(FreeLibrary(GetModuleHandleW(L"good.qem"))) << "the library of a removed plug-in stays loaded";
   folder.Remove(L"good.qem");
   Scan();
   EXPECT_EQ(CountModules(), 1);
@@ -109,7 +109,7 @@ TEST_F(ModuleTest, BadPluginsAreReportedAndHarmNothing) {
   for (ClassInfo* info = Named(L"endless.qem")->classes; info; info = info->next) ++classes;
   EXPECT_EQ(classes, MODULE_MAX_CLASSES);
   Start();
-  EXPECT_EQ(Create(ENDLESS_ID), S_OK) << "it has asked to be forgotten while it was loaded";
+  EXPECT_EQ(Create(ENDLESS_ID), S_OK) << "it asks to be unloaded while it is being loaded";
   EXPECT_FALSE(Named(L"endless.qem"));
   FreeLibrary(GetModuleHandleW(L"endless.qem"));
 }
@@ -150,7 +150,7 @@ TEST_F(ModuleTest, AnUnloadedPluginIsLoadedAnewForItsClasses) {
   for (int i = 0; i < 2; ++i) EXPECT_EQ(module->Unload(), S_OK);
   EXPECT_EQ(TakeLog(), L"260,0 ");
   EXPECT_EQ(GetModuleHandleW(L"good.qem"), nullptr);
-  EXPECT_STREQ(Find(ECHO_ID)->name, "Echo") << "though it stood in the library";
+  EXPECT_STREQ(Find(ECHO_ID)->name, "Echo") << "although it was inside the library";
   EXPECT_EQ(SlotHook::Calls(module.get(), 12, 9, [] { Create(ECHO_ID); }), 1) << "through the table";
   EXPECT_EQ(Create(ECHO_ID), S_OK);
   EXPECT_EQ(TakeLog(), LOADED);
@@ -158,10 +158,10 @@ TEST_F(ModuleTest, AnUnloadedPluginIsLoadedAnewForItsClasses) {
   EXPECT_EQ(SlotHook::Calls(module.get(), 12, 11, [&] { Scan(); }), 1);
   EXPECT_EQ(SlotHook::Calls(module.get(), 12, 10, [&] { system.Reset(); }), 1);
   module->Unload();
-  EXPECT_EQ(module->Load(), E_FAIL) << "there is no System";
+  EXPECT_EQ(module->Load(), E_FAIL) << "no System";
 }
 
-// Each row has a thread for each letter, a moment after one another: one class; two plug-ins that create each
+// One thread for each letter of a row, started one after another: one class; two plug-ins that create each
 // other's classes; one that creates a class of the other while the system maps it.
 TEST_F(ModuleTest, ThreadsShareOneLoadAndNeverWaitForEachOther) {
   for (wstring const classes : {L"aaaa", L"ab", L"ad"}) {
@@ -178,7 +178,7 @@ TEST_F(ModuleTest, ThreadsShareOneLoadAndNeverWaitForEachOther) {
       }
       for (std::thread& thread : threads) thread.join();
       EXPECT_EQ(results, Ints(results.size())) << testing::PrintToString(classes);
-      EXPECT_TRUE(classes != L"aaaa" || TakeLog() == L"261,0 ") << "it is loaded once";
+      EXPECT_TRUE(classes != L"aaaa" || TakeLog() == L"261,0 ") << "loaded once";
     }
   }
 }
@@ -261,7 +261,7 @@ TEST_F(CacheTest, DamagedCountsAsNone) {
       {"a control character", in("\1\0"s), LOADED},
       {"a long name", in(string(600, 'a')), LOADED},
       {"a class without a name", odd(Chunk(11)), L""},
-      {"a class that is told of twice", odd(Chunk(0x1005) + Chunk(0x1005)), L""},
+      {"a class described twice", odd(Chunk(0x1005) + Chunk(0x1005)), L""},
       {"a class without identifiers", List(good + echo + Chunk(0x1002, "\0\0\0\0"s)), L""},
       {"flags that lie", List(good + Class(~0u, ECHO_ID, ECHO_ID) + echo), L""},
       {"a class of the library", List(good + Class(0, ids::MAP, ids::MAP) + echo), L""},
@@ -270,7 +270,7 @@ TEST_F(CacheTest, DamagedCountsAsNone) {
     Start(bytes);
     EXPECT_EQ(TakeLog(), messages) << what;
     EXPECT_EQ(std::pair(CountModules(), Create(ECHO_ID)), std::pair(1, S_OK)) << what;
-    EXPECT_EQ(folder.Read(L"cache") == bytes, messages.empty()) << what << ": else it is written anew";
+    EXPECT_EQ(folder.Read(L"cache") == bytes, messages.empty()) << what << ": otherwise it is rewritten";
   }
 }
 
@@ -286,7 +286,7 @@ TEST_F(CacheTest, IsLeftAloneUnlessAFileIsNewOrGone) {
   }
   for (auto const& record : {"?"s, facts, Chunk(274, ".\0.\0/\0"s + name.substr(6))}) {
     Start(List(record));
-    EXPECT_TRUE(folder.Read(L"cache").ends_with(Chunk(1, Chunk(0x1000, "")))) << "dropped, and for good";
+    EXPECT_TRUE(folder.Read(L"cache").ends_with(Chunk(1, Chunk(0x1000, "")))) << "dropped permanently";
   }
 }
 

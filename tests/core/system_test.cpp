@@ -37,7 +37,7 @@ TEST(System, IsThereFromCreateToTheLastRelease) {
   EXPECT_EQ((Ints{system->GetVersion(), system->Release(), System::ptr() != nullptr}), (Ints{2, 0, 0}));
 }
 
-// What a host replaces in a table sees the library's own calls, too.
+// Slots that a host replaces are used by the library itself, too.
 TEST_F(SystemTest, SlotsAreCalledThroughTheTable) {
   Ref<Malloc> const arena = Own(Malloc::Create(256));
   void* out = arena.get();
@@ -96,7 +96,7 @@ TEST_F(SystemTest, EnumClassesListsACategory) {
     EXPECT_EQ(Register(id, CATEGORY, nullptr, id == ID ? 4 : 0), S_OK);  // the first is hidden
   }
   EXPECT_EQ(system->EnumClasses(CATEGORY, list.Receive(), System::ENUM_NESTED), S_OK);
-  ASSERT_EQ(list->Count(), 2) << "though one is a category of its own";
+  ASSERT_EQ(list->Count(), 2) << "although one is its own category";
   EXPECT_EQ(list->At(0), Find(CATEGORY));
 }
 
@@ -104,10 +104,10 @@ struct EndlessFilter final : Destroys<EndlessFilter, ykFlt2d> {
   wchar_t const* GetPattern(unsigned) noexcept override { return L"*.*"; }
 };
 
-// What a failed factory leaves is no object.
+// A failed factory creates no object, whatever it stored.
 HRESULT MakeNothing(ClassInfo const*, void** out) { return *out = &*out, E_OUTOFMEMORY; }
 
-// Registers the class that is being registered, and makes nothing.
+// Registers the class that is being registered, and creates nothing.
 HRESULT MakeClass(ClassInfo const* asked, void** out) {
   ClassInfo own;
   own.classId = asked->classId;
@@ -121,20 +121,21 @@ HRESULT MakeAndLeave(ClassInfo const* info, void** out) {
 
 TEST_F(SystemTest, AFilterIsAskedForWhatItIs) {
   EXPECT_EQ(Register(ID, ids::FLT_2D, Make<EndlessFilter>), S_OK);
-  EXPECT_EQ(Find(ID)->info->Count(), 4096u + 2) << "an endless list is cut; it gives no name";
-  EXPECT_EQ(Register(ECHO_ID, ids::FLT_3D, MakeNothing), S_OK) << "though it cannot be asked";
+  EXPECT_EQ(Find(ID)->info->Count(), 4096u + 2) << "an endless list is truncated; there is no name";
+  EXPECT_EQ(Register(ECHO_ID, ids::FLT_3D, MakeNothing), S_OK) << "although it cannot describe itself";
   EXPECT_EQ(Find(ECHO_ID)->info->Count(), 0u);
   EXPECT_EQ(Register(CATEGORY, CATEGORY, Make<Thing>, ClassInfo::FILTER), S_OK);
   EXPECT_EQ(Find(CATEGORY)->flags, 0u);
   Array* const filters = Field<Array*>(system.get(), 24);
-  ASSERT_EQ(filters->Count(), 2) << "the interface makes a filter, not the flag";
+  ASSERT_EQ(filters->Count(), 2) << "the interface decides, not the flag";
   EXPECT_EQ(filters->At(1), Find(ECHO_ID));
 }
 
 TEST_F(SystemTest, AFactoryMayRegisterAndLetGo) {
-  EXPECT_EQ(Register(ID, ids::FLT_2D, MakeClass), S_OK) << "it gives the factory";
-  EXPECT_EQ(Find(ID)->interfaceId, Guid{}) << "to the class that came meanwhile";
-  EXPECT_EQ(Register(ECHO_ID, ids::FLT_2D, MakeClass, ClassInfo::HIDDEN), E_INVALIDARG) << "which has one";
+  EXPECT_EQ(Register(ID, ids::FLT_2D, MakeClass), S_OK) << "provides the factory";
+  EXPECT_EQ(Find(ID)->interfaceId, Guid{}) << "for the class that was registered meanwhile";
+  EXPECT_EQ(Register(ECHO_ID, ids::FLT_2D, MakeClass, ClassInfo::HIDDEN), E_INVALIDARG)
+      << "it has a factory already";
   EXPECT_EQ(Register(CATEGORY, CATEGORY, MakeAndLeave), S_OK);
   static_cast<void>(system.Detach());
   EXPECT_EQ(Create(CATEGORY), E_FAIL);

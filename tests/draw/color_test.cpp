@@ -22,7 +22,7 @@ TEST(Adjustment, LiftsAndContrasts) {
 TEST(BlendColor, WeighsAsStatedEvenOutsideItsRange) {
   std::tuple<unsigned, unsigned, float, unsigned> const rows[] = {
       {0x01020304, 0xF1F2F3F4, 1.0f, 0x01020304},  {0xFFFFFFFF, 0x00000000, 0.5f, 0x7F7F7F7F},
-      {0x000000FF, 0x00000000, 2.0f, 0x000000FE},   // 510, its low byte
+      {0x000000FF, 0x00000000, 2.0f, 0x000000FE},   // 510, whose low byte is kept
       {0x000000FF, 0x00000001, -1.0f, 0x00000003},  // (1 * 510 - 255 * 255) / 255 = -253
       {0x00000001, 0x00000000, -0.5f, 0x00000000},  // -127 / 255, toward zero
       {0x000000FF, 0x00000000, NAN, 0x00000000},    // the weight is -2^31

@@ -1,5 +1,5 @@
 #include <windows.h>
-// first: the platform's types are complete below
+// first, for the platform's types
 
 #include <qecore/core/registry.h>
 #include <qecore/core/system.h>
@@ -17,7 +17,7 @@ namespace {
 
 using Paint = std::function<void(IDC&)>;
 
-// What a painter leaves on a small black surface whose fills add: how often each pixel was painted with 1.
+// A small black surface after additive painting: how many times each pixel was painted with 1.
 std::string Counts(Paint const& paint) {
   Ref<IDC> const dc = MakeSurface(6, 5, false);
   dc->Clear(0);
@@ -38,11 +38,11 @@ TEST(DeviceContext, IsMadeByItsIdentifierAndReachedByPointerOnly) {
   void* out;
   EXPECT_EQ(dc->QueryInterface(IDC::Id(), &out), E_NOINTERFACE);
   EXPECT_TRUE(dc->IsTypeOf(IDC::Id()) && !dc->IsTypeOf(ids::IMAGE_2D));
-  Slot<void (*)(void*)>(dc.get(), 3)(nullptr);  // Destroy of nothing
+  Slot<void (*)(void*)>(dc.get(), 3)(nullptr);  // Destroy of a null object
   for (size_t i = 12; i < 115; ++i) EXPECT_EQ(Field<char>(dc.get(), i), 0) << i;
 }
 
-// A host may hook the table of a context: what is stated to go through it must be seen there.
+// A host may hook the table of a context: operations documented as going through it must call the hook.
 TEST(DeviceContext, CallsItsOwnOperationsThroughTheTable) {
   auto const red = [](int, int, void*) { return 0xFF0000FFu; };
   xrect2d r(1, 1, 5, 4);
@@ -82,7 +82,7 @@ TEST(DeviceContext, MakesAndKeepsItsSurface) {
     EXPECT_EQ(dc->Create(w, h), S_OK);
     EXPECT_EQ(dc->stride, hasAlpha ? 36 : 28);
   }
-  // a surface that there is no room for leaves a context that paints nothing
+  // a surface for which there is no memory leaves a context that paints nothing
   ExpectEach(E_FAIL, {dc->Create(INT_MAX, INT_MAX), dc->Clear(WHITE)});
 }
 
@@ -98,7 +98,7 @@ TEST(DeviceContext, SaysWhyItPaintsNothing) {
   IADJUSTMENT table;
   unsigned char bits[64] = {};
   Ref<IDC> dc;
-  // what to draw on: no surface; images of endless rows without pixels, or no rows; narrow clips
+  // the targets: no surface; images of endless rows without pixels, or no rows; narrow clips
   for (int i = 0; i < 5; ++i) {
     dc = i ? MakeSurface(9, 9, true) : Own(IDC::Create());
     if (i == 1 || i == 2) {
@@ -165,7 +165,7 @@ TEST(DeviceContext, BlendsByAlphaAndKeepsThePixels) {
     dc->Clear(before | 0x09000000);
     dc->SetOrigin(1, 1);
     EXPECT_TRUE(dc->BlendPixel(-1, -1, colour) && !dc->BlendPixel(INT_MAX, INT_MIN, WHITE));
-    EXPECT_EQ(dc->FillRect({0, 0, 1, 9}, same, row), S_OK);  // the origin is not in what it is asked for
+    EXPECT_EQ(dc->FillRect({0, 0, 1, 9}, same, row), S_OK);  // the callback gets positions without the origin
     for (auto const& [x, y] : {std::pair{0, 0}, {1, 1}})
       EXPECT_EQ(PixelAt(*dc, x, y), (Pixel{0, 0, int(after), 9})) << before;
     EXPECT_EQ(PixelAt(*dc, 2, 1).red, int(before));
@@ -237,7 +237,7 @@ TEST(DeviceContext, ChangesAlphaOnAlphaSurfacesOnly) {
               (std::vector<Pixel>{{200 * a / 255, 0, 100 * a / 255, a}, white, {200, 0, 100, 7}, plain}));
   }
   Ref<IDC> const plain = MakeSurface(2, 2, false);
-  plain->hasAlpha = true;  // of the next surface
+  plain->hasAlpha = true;  // for the next surface
   EXPECT_EQ(plain->WhitenOpaque({0, 0, 2, 2}), YK_E_EMPTY);
 }
 
@@ -249,7 +249,7 @@ TEST(DeviceContext, AdjustsThroughTheTable) {
   xrect2d const r(1, 0, 3, 1);
   EXPECT_EQ(dc->Adjust(&r, 25, -10, &adjustment), S_OK);
   EXPECT_EQ(dc->GetPixel(0, 0), 0xFF403020);
-  memcpy(adjustment.table, identity.table, 256);  // the same settings: the table is used as it is
+  memcpy(adjustment.table, identity.table, 256);  // the same settings: the table is used unchanged
   EXPECT_EQ(dc->Adjust(nullptr, 25, -10, &adjustment), S_OK);
   for (int x : {1, 2}) EXPECT_EQ(dc->GetPixel(x, 0), mapped);
   EXPECT_EQ(PixelAt(*dc, 1, 0).alpha, 0x50);
@@ -259,7 +259,7 @@ TEST(DeviceContext, BlitsWithAndWithoutItsMemoryDC) {
   for (bool hasAlpha : {false, true}) {
     Ref<IDC> const from = MakeSurface(12, 10, hasAlpha), to = MakeBlack(12, 10), bare = Own(IDC::Create());
     from->FillGradientH({0, 0, 12, 10}, BLACK, WHITE);
-    from->SetOrigin(5, 5);  // Blit takes it back from the memory device context
+    from->SetOrigin(5, 5);  // Blit resets it on the memory device context
     xrect2d const part(2, 3, 8, 9);
     EXPECT_EQ(from->Blit(to->memoryDC, 4, 1, &part), S_OK);
     to->SetClip({4, 1, 10, 7});
@@ -268,7 +268,7 @@ TEST(DeviceContext, BlitsWithAndWithoutItsMemoryDC) {
     for (xrect2d const& r : {xrect2d(0, 0, 12, 99), {5, 5, 5, 9}, {5, 9, 8, 9}})
       ExpectEach(E_FAIL, {from->Blit(to->memoryDC, 0, 0, &r), bare->Blit(to->memoryDC, 0, 0, &r)});
     EXPECT_EQ(from->Blit(to->memoryDC, 0, 0, nullptr), S_OK);
-    EXPECT_EQ(Pixels(*to) == Pixels(*from), !hasAlpha) << "the bytes are taken for 24-bit pixels";
+    EXPECT_EQ(Pixels(*to) == Pixels(*from), !hasAlpha) << "the bytes are used as 24-bit pixels";
   }
 }
 
@@ -300,7 +300,7 @@ TEST(Attached, DrawsImagesThroughACallback) {
   for (int i = 0; i < 48; ++i) image->GetLineEx(i / 8, i % 8)[0] = static_cast<unsigned char>(i + 1);
   struct {
     xrect2d r;
-    int left, top, calls, x, y, first;  // where the first pixel comes to lie, and which it is
+    int left, top, calls, x, y, first;  // the position of the first pixel, and its value
   } const rows[] = {{{3, 1, 7, 4}, -4, 6, 3, 1, 7, 15},
                     {{-2, -2, 99, 99}, 0, 0, 7 * 6, 4, 3, 1},
                     {{0, 0, 8, 6}, 9, 0, 0, 0, 0, 0},
@@ -327,7 +327,7 @@ TEST(Attached, LeavesNoGdiObjectsBehind) {
     if (i % 3 == 0) dc->Attach(dc->memoryDC, image.get());
     dc->Attach(i % 7 == 3 ? dc->memoryDC : memory->memoryDC, image.get());
     if (i % 4 == 0) dc->Detach();
-    for (int k = i % 7; k < 3; ++k) {  // those that it makes in the place of an image's
+    for (int k = i % 7; k < 3; ++k) {  // those created in place of an image's
       dc->Attach(CreateCompatibleDC(nullptr), image.get());
       for (int times = k; times < 3; ++times) EXPECT_EQ(dc->ReleaseDC(), times == k ? S_OK : E_FAIL);
       EXPECT_EQ(dc->Create(6, 6), S_OK);

@@ -1,9 +1,9 @@
-// The rectangle filler against its rules, written down pixel by pixel.
+// The rectangle filler compared with its definition, pixel by pixel.
 #include "surface.h"
 
 using namespace yk;
 
-// What one fill makes of one pixel.
+// The result of one fill for one pixel.
 static Pixel Expected(unsigned mode, unsigned colour, Pixel p) {
   int const s[] = {int(colour >> 16 & 255), int(colour >> 8 & 255), int(colour & 255)}, a = int(colour >> 24);
   int d[3] = {p.blue, p.green, p.red};
@@ -28,7 +28,7 @@ TEST(Fill, EqualsItsRulesOnEverySurface) {
     bool const hasAlpha = round & 1;
     Ref<IDC> const dc = MakeSurface(number(1, 90), number(1, 12), hasAlpha, round & 2);
     for (size_t i = 0, r; i < size_t(dc->stride) * dc->height; ++i)
-      r = random(), dc->bits[i] = uint8_t(r & 0x700 ? r : r & 0x800 ? 255 : 0);  // the ends more often
+      r = random(), dc->bits[i] = uint8_t(r & 0x700 ? r : r & 0x800 ? 255 : 0);  // 0 and 255 more often
     unsigned const mode = unsigned(number(0, hasAlpha ? 6 : 3));
     unsigned colour = unsigned(random());
     if (round % 4 == 0) colour |= 0xFF000000;
@@ -59,6 +59,6 @@ TEST(Fill, ModesKnowTheirSurface) {
   for (auto const& [mode, before] : {std::pair(4u, 3u), {9u, 0u}}) EXPECT_EQ(plain->SetMode(mode), before);
   EXPECT_EQ(plain->FillRect(INT_MAX - 2, 0, 9, 9), S_FALSE);
   EXPECT_TRUE(plain->IsVisible({INT_MIN, INT_MIN, INT_MAX, INT_MAX}) && !plain->IsVisible({4, 0, 9, 9}));
-  plain->mode = 5;  // written past the setter: must not walk 24-bit pixels as 32-bit ones
+  plain->mode = 5;  // written directly: 24-bit pixels must not be processed as 32-bit ones
   EXPECT_EQ(plain->FillRect(0, 0, 4, 4), E_NOTIMPL);
 }

@@ -1,5 +1,5 @@
 #include <windows.h>
-// first: the platform's points and rectangles are complete below
+// first, for the platform's points and rectangles
 
 #include <math.h>
 #include <qecore/draw/geometry.h>
@@ -88,7 +88,7 @@ TEST(Rect2d, GrowsConvertsAndCuts) {
   r._Add(point2d{3, 4});
   EXPECT_EQ(r, (rect2d{3, 4, -1e38, -1e38}));
   r = rect2d{-1, 4, 3, 9};
-  r._Add(rect2d{-5, 5, 20, 8});  // left moves; right stays, since left has moved
+  r._Add(rect2d{-5, 5, 20, 8});  // left moves; right does not, since left did
   EXPECT_EQ(r, (rect2d{-5, 4, 3, 9}));
   r._Add(rect2d{-5, 5, 20, 20});
   EXPECT_EQ(r, (rect2d{-5, 4, 20, 20}));
@@ -98,7 +98,7 @@ TEST(Rect2d, GrowsConvertsAndCuts) {
   EXPECT_EQ(xrect2d(i.left, i.top, i.right, i.bottom), xrect2d(2, -2, INT_MIN, INT_MIN));
   struct {
     double x1, y1, x2, y2;
-    int has;  // of `r`: 3 just that, 2 all and more, 1 a side or a corner, 0 nothing
+    int has;  // relation to `r`: 3 exactly it, 2 all of it and more, 1 a side or a corner, 0 nothing
   } const rows[] = {{5, 6, 7, 8, 3},   {4, 6, 7, 8, 2},   {5, 5, 7, 8, 2},  {5, 6, 7.5, 8, 2},
                     {5, 6, 7, 8.5, 2}, {7, 8, 9, 9, 1},   {5, 8, 7, 9, 1},  {1, 6, 4.9, 8, 0},
                     {5, 1, 7, 5.9, 0}, {7.1, 6, 9, 8, 0}, {5, 8.1, 7, 9, 0}};
@@ -118,7 +118,7 @@ TEST(XRect2d, GrowsMovesAndCuts) {
   point2d const corners[] = {{2.5, -2.5}, {3.4, 1e10}};
   EXPECT_EQ(xrect2d(corners), xrect2d(3, -3, 3, INT_MIN));
   xrect2d r(10, 10, 0, 20), part(11, -5, 99, 1), outside(14, 0, 20, 20);
-  r.Add(5, 5);  // left of and above the minimum: only that moves
+  r.Add(5, 5);  // left of and above the minimum: only the minimum moves
   EXPECT_EQ(r, xrect2d(5, 5, 0, 20));
   r.Normalize();
   r.Add(xrect2d(-9, 40, 7, 50));

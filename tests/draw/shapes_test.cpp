@@ -1,5 +1,5 @@
 #include <windows.h>
-// first: the platform's types are complete below
+// first, for the platform's types
 
 #include <float.h>
 #include <math.h>
@@ -20,7 +20,8 @@ using Spans = std::vector<std::pair<double, double>>;
 
 int Count(Points const& points) { return static_cast<int>(points.size()); }
 
-// Compares an area with 512 lines through each row of pixels. cut(y, spans) tells what of a line lies inside.
+// Compares an area with 512 lines through each row of pixels. cut(y, spans) returns the parts of a line
+// inside.
 template <class Cut>
 void ExpectCoverage(IDC& dc, double tolerance, std::string const& what, Cut cut) {
   Spans spans;
@@ -40,7 +41,7 @@ void ExpectCoverage(IDC& dc, double tolerance, std::string const& what, Cut cut)
 }
 
 void CutPolygon(Points const& points, IDC const& dc, bool nonZero, double y, Spans& spans) {
-  static std::vector<std::pair<double, int>> crossings;  // kept: there are millions of lines
+  static std::vector<std::pair<double, int>> crossings;  // reused: there are millions of lines
   crossings.clear();
   for (size_t i = 0; i < points.size(); ++i) {
     point2df const a = points[i], b = points[i + 1 < points.size() ? i + 1 : 0];
@@ -56,8 +57,8 @@ void CutPolygon(Points const& points, IDC const& dc, bool nonZero, double y, Spa
   }
 }
 
-// Half of what the line at y, seen from the centre, has of the points of an ellipse that are not nearer to
-// its edge than `inset`: they lie behind every tangent by that much.
+// Half the length, on the line at y relative to the centre, of the points of an ellipse at a distance of at
+// least `inset` from its edge: they are at that distance behind every tangent.
 double HalfChord(double rx, double ry, double inset, double y) {
   if (ry - inset <= fabs(y) || rx <= inset) return 0;
   if (inset == 0) return rx * sqrt((1 - y / ry) * (1 + y / ry));
@@ -93,7 +94,7 @@ TEST(Area, PolygonsAreCoveredExactly) {
     Points few(static_cast<size_t>(3 + i % 8));
     double const spread = i % 5 == 0 ? 1e7 : i % 5 == 1 ? 4 : 60;
     for (point2df& p : few) p = {around(20, spread), around(6, spread)};
-    if (i % 7 == 0) few[1] = {around(few[0].x, 0.2), around(few[0].y, 0.2)};  // a sliver
+    if (i % 7 == 0) few[1] = {around(few[0].x, 0.2), around(few[0].y, 0.2)};  // nearly degenerate
     if (i % 11 == 0) few[2].y = few[1].y = floorf(few[1].y);                  // along a row
     shapes.push_back(few);
   }
@@ -153,7 +154,7 @@ TEST(Area, WholePixelsAreFilledAsRectanglesAreAndHalvesHalf) {
   }
 }
 
-// Whatever the coordinates: it ends, and what lies outside the clip stays.
+// For all coordinates: it terminates, and pixels outside the clip are unchanged.
 TEST(Shapes, SurviveWildCoordinates) {
   std::mt19937 random(13);
   float const values[] = {0,     1.5f,   -3,      11,       1.6e7f, -1.7e7f,
@@ -174,14 +175,13 @@ TEST(Shapes, SurviveWildCoordinates) {
   ExpectRed(*dc, 0, "wild", [&](int x, int y) { return PixelAt(*dc, x, y).red; });
 }
 
-// Two pixels a step, a digit for each: how many 28ths of 255. Each line also as a polyline in parts, whose
-// joints are painted once, which the half transparent colour would show, and through which the pattern runs
-// on.
+// Two pixels a step, as digits in 28ths of 255. Each line is also drawn as a polyline in parts, whose joints
+// are painted once, which the half transparent colour would reveal, and through which the pattern continues.
 TEST(Line, StepsAlongItsLongerAxis) {
   struct {
     point2df a, b;
     unsigned pattern, phase;
-    char const* picture;  // of columns 1 to 8 and three rows
+    char const* picture;  // columns 1 to 8 of three rows
   } const rows[] = {{{0, 1}, {9, 1}, 0, 0, "00000000/55555555/00000000"},
                     {{9, 1}, {-20, 1}, 0x00F5, 30, "00000000/00555505/00000000"},
                     {{-1e6f, 0.25f}, {1e6f, 0.25f}, 0, 0, "33333333/11111111/00000000"},
@@ -214,7 +214,7 @@ TEST(Polyline, HasNoGapsWhereItsLongerAxisChanges) {
   Points const bend = {{3, 3.3f}, {12.4f, 12.6f}, {21, 22}};
   dc->SetLinePattern(0xFFFF);
   EXPECT_EQ(dc->DrawPolyline(bend.data(), 3, false), S_OK);
-  EXPECT_EQ(dc->linePhase, 19u);  // the columns 3 to 12, the rows 13 to 22; they meet in one step
+  EXPECT_EQ(dc->linePhase, 19u);  // the columns 3 to 12, the rows 13 to 22; they share one step
   for (int points : {11, 64, 360}) {
     Points circle;
     for (int i = 0; i < points; ++i) {
@@ -232,11 +232,10 @@ TEST(Polyline, HasNoGapsWhereItsLongerAxisChanges) {
   }
 }
 
-// Wherever it stands in its rectangle, and however far it leans out: GDI's own text, in the middle between
-// white on black and black on white.
+// At any position in its rectangle, and however far glyphs extend: the mean of GDI's own white text on black
+// and black text on white.
 TEST(Text, IsGdisTextWithItsCurveUndone) {
-  wchar_t const* const text =
-      L"Wide quality,\ttfj";  // without a prefix: that flag is free to choose the font
+  wchar_t const* const text = L"Wide quality,\ttfj";  // without a prefix: the format flag can choose the font
   LOGFONTW face = {-22, 0, 0, 0, FW_BOLD, 1, 0, 0, 0, 0, 0, ANTIALIASED_QUALITY, 0, L"Tahoma"};
   HFONT const bold = CreateFontIndirectW(&face);
   face = {-9, 0, 200, 200, 0, 0, 0, 0, 0, 0, 0, ANTIALIASED_QUALITY, 0, L"Tahoma"};

@@ -1,4 +1,4 @@
-// A context with a surface of its own for a test, and its pixels as plain numbers to compare.
+// A context with its own surface for a test, and its pixels as plain numbers to compare.
 #pragma once
 
 #include <qecore/draw/device_context.h>
@@ -22,7 +22,7 @@ inline yk::Ref<yk::IDC> MakeSurface(int w, int h, bool hasAlpha, bool topDown = 
   return dc;
 }
 
-/// To be drawn on in white.
+/// For drawing in white.
 inline yk::Ref<yk::IDC> MakeBlack(int w, int h) {
   yk::Ref<yk::IDC> dc = MakeSurface(w, h, false);
   dc->Clear(BLACK);
@@ -42,7 +42,7 @@ inline std::vector<Pixel> Pixels(yk::IDC& dc) {
   return pixels;
 }
 
-/// Compares the red of every pixel inside the clip with red(x, y); outside it must be black.
+/// Compares the red of every pixel inside the clip with red(x, y); outside, it must be black.
 template <class Red>
 void ExpectRed(yk::IDC& dc, double tolerance, std::string const& what, Red red) {
   for (int i = 0; i < dc.width * dc.height; ++i) {

@@ -11,20 +11,20 @@ using namespace yk;
 
 namespace {
 
-/// The conversions live while the System does: one for the whole program.
+/// The conversions exist as long as the System: one for the whole program.
 class WithSystem : public testing::Environment {
   void SetUp() override { System::Create(); }
   void TearDown() override { System::ptr()->Release(); }
 };
 [[maybe_unused]] testing::Environment* const ENVIRONMENT = testing::AddGlobalTestEnvironment(new WithSystem);
 
-// ---- the rules, written down pixel by pixel ---------------------------------------------------------------
+// ---- the definition, pixel by pixel -----------------------------------------------------------------------
 
 constexpr bool IsWords(IMG_FORMAT format) { return format >= IMG_GRAY16 && format <= IMG_BGRA64; }
 
 uint8_t ToByte(float v) { return static_cast<uint8_t>(TruncateToInt(static_cast<double>(v) * 255.0 + 0.5)); }
 
-/// A pixel of any source, blue first, as what becomes of it in bytes and in floats.
+/// A pixel of any source, blue first, converted to bytes and to floats.
 struct Pixel {
   uint8_t byte[4] = {0, 0, 0, 255};
   float real[4] = {0, 0, 0, 1};
@@ -60,13 +60,13 @@ uint8_t Gray(IMG_FORMAT source, Pixel const& pixel) {
 void Append(Bytes& out, IMG_FORMAT source, IMG_FORMAT target, Pixel const& pixel) {
   if (target == IMG_GRAY8) return out.push_back(Gray(source, pixel));
   for (size_t i = 0; i < img::GetFacts(target).channels; ++i) {
-    size_t const c = source == IMG_PAL8 && target == IMG_GRAYF ? 3 : i;  // the alpha: intended
+    size_t const c = source == IMG_PAL8 && target == IMG_GRAYF ? 3 : i;  // the alpha (contract)
     auto const bytes = std::bit_cast<std::array<uint8_t, 4>>(pixel.real[c]);
     IsFloat(target) ? void(out.insert(out.end(), bytes.begin(), bytes.end())) : out.push_back(pixel.byte[c]);
   }
 }
 
-/// A float that is apt to go wrong: far outside, no number at all, at the edge between two bytes.
+/// A float that is likely to go wrong: far out of range, NaN, or at the boundary between two bytes.
 float HardFloat(std::mt19937& random) {
   static constexpr float WILD[] = {NAN, INFINITY, -INFINITY, 1e30f, -0.0f, 1.0f, 1.5f, -0.3f, 1e-40f, 8.4e6f};
   if (random() % 4 == 0) return WILD[random() % std::size(WILD)];
@@ -95,7 +95,7 @@ void CheckPair(int pair) {
       set[pair].run(in.data(), out.data(), static_cast<size_t>(width), palette.data());
       ASSERT_EQ(memcmp(out.data(), expected.data(), out.size()), 0) << set;
     }
-    // The one conversion that writes a float too many, which equals the last one.
+    // The only conversion that writes an additional float, a copy of the last one.
     if (from == IMG_GRAY8 && to == IMG_BGRF)
       expected.insert(expected.end(), expected.end() - 4, expected.end());
     Bytes out(expected.size());

@@ -7,7 +7,7 @@
 
 using namespace yk;
 
-/// Goes with an image, takes a reference to it from its destructor, and drops it.
+/// Destroyed with an image; adds a reference to it in its destructor, and releases it.
 struct Visitor final : Destroys<Visitor, drvData> {
   explicit Visitor(Image2d* toVisit) : image(toVisit) {}
   ~Visitor() { image->AddRef(), image->Release(); }
@@ -21,14 +21,14 @@ TEST(Image2d, IsReachedByItsPointerAlone) {
   EXPECT_EQ(image->QueryInterface(ids::UNKNOWN, nullptr), E_NOINTERFACE);
   for (Guid const& id : {ids::IMAGE_2D, ids::ABSTRACT_IMAGE, ids::STREAMABLE, ids::MAP})
     EXPECT_EQ(image->IsTypeOf(id), id != ids::MAP);
-  Slot<void (*)(void*)>(image.get(), 3)(nullptr);  // destroying nothing does nothing
+  Slot<void (*)(void*)>(image.get(), 3)(nullptr);  // destroying a null object is a no-op
   Variant value;
   EXPECT_EQ(image->GetValue(3, value), YK_E_NOTFOUND);
   ExpectEach(S_OK, {image->SetValue(3, Made(5)), image->GetValue(3, value)});
   image->drivers.Add(new Visitor(image.get()));
 }
 
-/// All that can be done to an image, for what may go astray or go on for ever.
+/// Everything that can be done to an image, to find accesses out of bounds and endless loops.
 static void DoEverything(Image2d& image, Image2d& other) {
   point4df color;
   unsigned char line[64];
@@ -63,7 +63,7 @@ TEST(Create, SetsWhatItSaysAndNothingGoesAstray) {
       EXPECT_EQ(static_cast<void*>(image->palette), row.entries ? end : nullptr);
       EXPECT_EQ(image->GetLine(0), row.rows ? end - row.stride : nullptr);
       EXPECT_EQ(image->GetLineEx(row.rows - 1, 1), row.rows ? image->bits + image->bytesPerPixel : nullptr);
-      memset(image->bits, 0x77, BlockSize(*image));  // all of it is there
+      memset(image->bits, 0x77, BlockSize(*image));  // all of it is accessible
     }
     for (int y : {-1, row.rows}) EXPECT_EQ(image->GetLine(y), nullptr);
     DoEverything(*image, *other);
@@ -75,7 +75,7 @@ TEST(Create, SetsWhatItSaysAndNothingGoesAstray) {
   EXPECT_EQ(image->width, 2);
 }
 
-/// Grey, 24 and 32 bits are real bitmaps, the rest movable memory, and on request all of it is the heap's.
+/// Grey, 24 and 32 bits are real bitmaps, the others movable memory; on request all are on the heap.
 TEST(Create, TakesMemoryFromWhereItSays) {
   for (IMG_FORMAT format : {IMG_GRAY8, IMG_BGR24, IMG_BGRA32}) {
     ImageRef const image = NewImage(format, 5, 3);
@@ -101,7 +101,7 @@ TEST(ConvertLine, NeedsRoomForAPaddedRowAndWritesNoMore) {
   EXPECT_EQ(out[36], 0xCD);
 }
 
-/// Whatever the format: the palette and its count tell, unless the palette is gone with its pixels.
+/// Whatever the format: the palette and its count decide, unless the palette was freed with its pixels.
 TEST(IsGrayScale, CountsGreysInContentAndAsksForTheRamp) {
   ImageRef image = NewImage(IMG_BGR24, 5, 2);
   image->ClearColor(0x070707u);
@@ -113,7 +113,7 @@ TEST(IsGrayScale, CountsGreysInContentAndAsksForTheRamp) {
   IMG_PALENTRY ramp[256];
   for (int i = 0; i < 256; ++i) memset(static_cast<void*>(ramp + i), i, 4);
   image = NewImage(IMG_PAL1, 4, 4);
-  for (bool isRamp : {false, true}) {  // black and white are no ramp: intended
+  for (bool isRamp : {false, true}) {  // black and white are no ramp (contract)
     image->palette[0] = {0, 0, 0, 9};
     image->palette[1] = isRamp ? IMG_PALENTRY{1, 1, 1, 9} : IMG_PALENTRY{255, 255, 255, 9};
     EXPECT_EQ(image->IsGrayScalePalette(), isRamp);

@@ -1,4 +1,4 @@
-// What the library does around a filter; real ones are tested with their plug-in.
+// What the library does around a filter; real filters are tested with their plug-in.
 #include <qecore/core/error.h>
 #include <qecore/core/filter.h>
 #include <qecore/core/system.h>
@@ -13,7 +13,7 @@ using namespace yk;
 
 namespace {
 
-/// A filter that says nothing of itself; it may keep a file open that it is not asked to.
+/// A filter without a description; on request it keeps a file open.
 class Scribe final : public Destroys<Scribe, ykFlt2d> {
  public:
   static inline HRESULT result;
@@ -28,7 +28,7 @@ class Scribe final : public Destroys<Scribe, ykFlt2d> {
     return *image = Image2d::Create(), HRESULT{S_OK};
   }
   HRESULT Write(Stream* stream, AbstractImage* image, unsigned) noexcept override {
-    EXPECT_EQ(References(image), 2u);  // the caller's, who may let go meanwhile, and one of Save
+    EXPECT_EQ(References(image), 2u);  // the caller's, who may release it meanwhile, and one of Save
     if (!held.IsEmpty()) FileStream::Create(held, FileStream::READ, holder.Receive());
     stream->Write("new", 3);
     while (stream->GetPosition() < size && Succeeded(stream->Write(std::string(1024, '.').data(), 1024)))
@@ -37,7 +37,7 @@ class Scribe final : public Destroys<Scribe, ykFlt2d> {
   }
 };
 
-/// A class that is registered for the length of a scope: the next System does not know it.
+/// A class that is registered until the end of a scope: the next System does not know it.
 class Registered {
  public:
   Registered(Guid const& id, Guid const& interfaceId, ClassFactory create) {

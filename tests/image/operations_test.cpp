@@ -33,7 +33,7 @@ TEST(Crop, ShiftsSmallPixelsAsItAlwaysDid) {
   Table<IMG_FORMAT, int, int, Bytes> const rows = {
       {IMG_PAL1, 0, 32, {0x12, 0x34, 0x56, 0x79}},
       {IMG_PAL1, 1, 17, {0x9A, 0x2B}},  // << 6 | next >> 1
-      {IMG_PAL1, 25, 32, {0x40}},       // nothing behind the row
+      {IMG_PAL1, 25, 32, {0x40}},       // nothing after the row
       {IMG_PAL4, 2, 6, {0x4D}}};        // one byte: a quarter of the pixels
   for (auto const& [format, left, right, expected] : rows) {
     ImageRef const image = Noise(format, format == IMG_PAL1 ? 32 : 8, 2);
@@ -54,10 +54,10 @@ TEST(PremultiplyAlpha, MultipliesAndCuts) {
   EXPECT_EQ(NewImage(IMG_BGR24, 2, 2)->PremultiplyAlpha(), YK_E_FORMAT);
 }
 
-/// The byte orders differ, and only the 24-bit fill says that it succeeded: both are intended.
+/// The byte orders differ, and only the 24-bit fill returns success (contract).
 TEST(ClearColor, FillsWhatItCan) {
   std::tuple<IMG_FORMAT, unsigned, HRESULT, Bytes> const rows[] = {
-      // with what padding gets filled
+      // including the value of the padding
       {IMG_BGR24, 0x00FF0000, S_OK, {255, 0, 0, 255, 0, 0, 255, 0, 0, 0xCD, 0xCD, 0xCD}},
       {IMG_BGR24, 0xFF070707, S_OK, Bytes(12, 7)},
       {IMG_BGRA32, 0x00FF0000, E_NOTIMPL, {0, 0, 255, 0, 0, 0, 255, 0, 0, 0, 255, 0}},

@@ -12,7 +12,7 @@ struct Entry {
   float weight;
 };
 
-/// The weight list, step by step as it is defined.
+/// The list of weights, step by step as defined.
 std::vector<Entry> WeightList(int n, int m) {
   std::vector<Entry> list;
   double carry = 0.0, whole;
@@ -24,7 +24,7 @@ std::vector<Entry> WeightList(int n, int m) {
   return list;
 }
 
-/// The general path, loop by loop as it is defined.
+/// The general algorithm, loop by loop as defined.
 void Resample(Image2d& source, Image2d& target) {
   size_t const channels = source.format == IMG_PAL8 ? 4 : img::GetFacts(source.format).channels;
   IMG_FORMAT const middle = channels == 1 ? IMG_GRAYF : channels == 3 ? IMG_BGRF : IMG_BGRAF;
@@ -46,7 +46,7 @@ void Resample(Image2d& source, Image2d& target) {
   store(current);
 }
 
-/// Resamples noise into an image that holds noise, by the definition and by the library.
+/// Resamples noise into an image of noise, by the definition and by the library.
 void Compare(IMG_FORMAT from, IMG_FORMAT to, int sw, int sh, int tw, int th) {
   SCOPED_TRACE(testing::PrintToString(Ints{from, sw, sh, to, tw, th}));
   ImageRef const source = Noise(from, sw, sh), target = Noise(to, tw, th, 2), expected = Noise(to, tw, th, 2);
@@ -65,7 +65,7 @@ TEST(RescaleTo, AgreesWithTheDefinitionToTheLastBit) {
     for (IMG_FORMAT t : {IMG_GRAY8, IMG_PAL8, IMG_BGR24, IMG_BGRA32, IMG_GRAYF, IMG_BGRF, IMG_BGRAF}) {
       for (int i = 0; i < 25 && !HasFatalFailure(); ++i) {
         int const sw = side(40), sh = side(20), tw = side(40), th = side(20);
-        if (sw != tw && sw != 2 * tw) Compare(f, t, sw, sh, tw, th);  // else there may be another way
+        if (sw != tw && sw != 2 * tw) Compare(f, t, sw, sh, tw, th);  // otherwise a shortcut may apply
       }
       Compare(f, t, 7, 3, 21, 9);  // whole multiples, where rows repeat
       Compare(f, t, 300, 1, 100, 1);
@@ -73,7 +73,7 @@ TEST(RescaleTo, AgreesWithTheDefinitionToTheLastBit) {
   }
 }
 
-/// Exactly to half: a box of 2 x 2, cut, in these two formats, and through floats in all others.
+/// Exactly to half: a box of 2 x 2, truncated, in these two formats, and through floats in all others.
 TEST(RescaleTo, HalvesByTheBox) {
   for (IMG_FORMAT format : {IMG_GRAY8, IMG_BGR24}) {
     ImageRef const source = Noise(format, 282, 4), target = NewImage(format, 141, 2);
@@ -89,7 +89,7 @@ TEST(RescaleTo, HalvesByTheBox) {
   Compare(IMG_GRAY8, IMG_BGR24, 8, 4, 4, 2);
 }
 
-/// Formats that cannot pass through floats leave the target as it was.
+/// Formats that cannot be converted through floats leave the target unchanged.
 TEST(RescaleTo, LeavesRowsThatItCannotConvert) {
   for (IMG_FORMAT from : {IMG_GRAY16, IMG_MONO32, IMG_PAL1, IMG_RGB555}) {
     ImageRef const target = Noise(IMG_BGRAF, 4, 7);
@@ -106,7 +106,7 @@ TEST(Rescale, MakesANewImage) {
   ASSERT_EQ(source->Rescale(2, 1, IMG_GRAY8, &result), S_OK);
   EXPECT_EQ(Bytes(result->GetLine(0), result->GetLine(0) + 2), (Bytes{15, 35}));
   result->Release();
-  // what has failed is released: nobody does that
+  // the failed image is released already
   EXPECT_EQ(source->Rescale(3, 3, static_cast<IMG_FORMAT>(5), &result), E_INVALIDARG);
   EXPECT_EQ(source->Rescale(0, 3, IMG_BGR24, &result), E_FAIL);
   EXPECT_EQ(empty->Rescale(8, 8, IMG_GRAYF, &result), YK_E_EMPTY);

@@ -1,4 +1,4 @@
-// What the image tests and those of filters share.
+// Shared by the tests of images and of filters.
 #pragma once
 
 #include <qecore/draw/geometry.h>
@@ -29,7 +29,7 @@ inline void SetRow(yk::Image2d& image, int y, Bytes const& row) {
 
 constexpr bool IsFloat(yk::IMG_FORMAT format) { return format >= yk::IMG_GRAYF && format <= yk::IMG_BGRAF; }
 
-/// Fills with noise; float formats with numbers between -0.5 and 1.5.
+/// Fills with noise; float formats with values between -0.5 and 1.5.
 inline void Randomize(yk::IMG_FORMAT format, unsigned char* at, size_t size, std::mt19937& random) {
   for (size_t i = 0; i < size; ++i) at[i] = static_cast<unsigned char>(random() >> 8);
   for (size_t i = 0; IsFloat(format) && i + 4 <= size; i += 4) {
@@ -46,7 +46,7 @@ inline ImageRef Noise(yk::IMG_FORMAT format, int width, int height, unsigned see
   return image;
 }
 
-/// The part of `image` that Crop makes; null when it refuses with E_INVALIDARG.
+/// The part of `image` that Crop returns; null when it fails with E_INVALIDARG.
 inline ImageRef Part(yk::Image2d& image, int left, int top, int right, int bottom) {
   yk::Image2d* result = nullptr;
   HRESULT const code = image.Crop(left, top, right, bottom, &result);

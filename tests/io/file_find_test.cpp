@@ -9,7 +9,7 @@
 using namespace yk;
 
 TEST(RegularCompare, MatchesNames) {
-  // a pattern; the names that it matches, then others, a bar after each
+  // a pattern; the names that it matches, then others, each followed by a bar
   std::tuple<wchar_t const*, std::wstring, std::wstring> const rows[] = {
       {L"", L"|", L"a|"},
       {L"*.*", L"|a|a.b|", L""},
@@ -61,7 +61,8 @@ TEST(FileFind, WalksAFolder) {
   CreateDirectoryW(folder.Path(L".hidden").c_str(), nullptr);
   std::wstring const path = folder.Path().substr(0, folder.Path().size() - 1);
   EXPECT_EQ(Find(path, FileFind::FILES), (std::set<std::wstring>{L"a.txt", L"b.TXT"}));
-  EXPECT_EQ(Find(path, FileFind::FOLDERS), std::set<std::wstring>{L".hidden"}) << "the pattern is for files";
+  EXPECT_EQ(Find(path, FileFind::FOLDERS), std::set<std::wstring>{L".hidden"})
+      << "the pattern applies to files only";
   EXPECT_TRUE(Find(path + L"\\missing", 3).empty());
   EXPECT_TRUE(Find(std::wstring(70000, L'x'), 3).empty());
 }

@@ -31,7 +31,7 @@ TEST(FileStream, ReadsWritesAndTellsItsName) {
   unsigned count = 0;
   EXPECT_EQ(stream->Write("abcdef", 6, &count), S_OK);
   EXPECT_EQ(ReadAt(*stream, 4, 4), "ef");
-  EXPECT_EQ(stream->Read(&count, 1), S_OK) << "the end of a file is no failure";
+  EXPECT_EQ(stream->Read(&count, 1), S_OK) << "the end of a file is not a failure";
   EXPECT_TRUE(stream->SetSize(3) == S_OK && Content(*stream) == "abc");
   EXPECT_EQ(stream->Write("0123456789z", 11), S_OK);
   CheckSeeks(*stream);
@@ -42,7 +42,7 @@ TEST(FileStream, ReadsWritesAndTellsItsName) {
   EXPECT_EQ(read, time);
   EXPECT_NE(GetFileAttributesW(name.c_str()), INVALID_FILE_ATTRIBUTES);
   stream.Reset();
-  EXPECT_EQ(GetFileAttributesW(name.c_str()), INVALID_FILE_ATTRIBUTES) << "temporary files go";
+  EXPECT_EQ(GetFileAttributesW(name.c_str()), INVALID_FILE_ATTRIBUTES) << "a temporary file must be deleted";
 }
 
 TEST(FileStream, KeepsItsFirstFailure) {
@@ -51,10 +51,10 @@ TEST(FileStream, KeepsItsFirstFailure) {
   Ref<Stream> stream;
   ASSERT_EQ(Open(folder.Path(L"file"), FileStream::READ, stream), S_OK);
   EXPECT_EQ(stream->Seek(-1, Stream::FROM_START), E_FAIL);
-  EXPECT_EQ(stream->GetState(), S_OK) << "a place that there is not is the caller's mistake";
+  EXPECT_EQ(stream->GetState(), S_OK) << "an invalid position is the caller's mistake";
   EXPECT_EQ(stream->Write("x", 1), E_FAIL);
   EXPECT_EQ(ReadAt(*stream, 0, 7), "content");
-  ExpectEach(E_FAIL, {stream->GetState(), static_cast<FileStream&>(*stream).GetFailure()});  // for good
+  ExpectEach(E_FAIL, {stream->GetState(), static_cast<FileStream&>(*stream).GetFailure()});  // permanently
 }
 
 TEST(FileStream, OpensResourcesByPath) {

@@ -28,12 +28,12 @@ TEST(File, MakesAndFindsFolders) {
 TEST(File, NamesTemporaryFiles) {
   wchar_t buffer[MAX_PATH] = L"x";
   for (unsigned room : {0u, 1u}) EXPECT_TRUE(file::GetTempFolder(room, buffer));
-  EXPECT_STREQ(buffer, L"") << "there is no room";
+  EXPECT_STREQ(buffer, L"") << "the buffer is too short";
   EXPECT_TRUE(file::GetTempFolder(MAX_PATH, buffer) && file::IsFolder(buffer));
   String name;
   EXPECT_TRUE(name.TempFile());
   EXPECT_EQ(std::wstring(name.c_str()).rfind(std::wstring(buffer) + L"hwu", 0), 0u) << name.c_str();
-  EXPECT_TRUE(DeleteFileW(name.c_str())) << "it is made";
+  EXPECT_TRUE(DeleteFileW(name.c_str())) << "the file exists";
 }
 
 /// A host's files: one entry, named "a".
@@ -45,7 +45,7 @@ struct HostFiles final : ykFS {
   HRESULT FindEntry(wchar_t const* name, ykFSEntry** out) noexcept override {
     *out = &entry;
     if (*name == L'c') return *out = nullptr, S_OK;
-    return *name == L'a' ? entry.AddRef(), S_OK : YK_E_NOTFOUND;  // then what is there is nobody's
+    return *name == L'a' ? entry.AddRef(), S_OK : YK_E_NOTFOUND;  // then not a reference
   }
   void Destroy() noexcept override {}
   Entry entry;

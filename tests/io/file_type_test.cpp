@@ -33,7 +33,7 @@ TEST(DetectFileType, KnowsFirstBytesFootersAndExtensions) {
   }
 }
 
-/// A host's file stream, which answers the identifier and has the slot.
+/// A host's file stream, which supports the identifier and has the slot.
 struct HostFile final : SpyStream {
   HRESULT QueryInterface(Guid const& id, void** out) noexcept override {
     return id == ids::FILE_STREAM ? AddRef(), *out = this, S_OK : E_NOINTERFACE;

@@ -5,7 +5,7 @@
 
 using namespace yk;
 
-/// The golden file: everything that the format has, every byte but the date.
+/// The golden file: every feature of the format, every byte except the date.
 static std::string Golden(std::string const& date) {
   return "\x09\0\xAB\0\0\0"
          "\x02\0\x0A\0\0\0\x02\0\0\0\x0B\0\x53\0\0\0"
@@ -25,7 +25,7 @@ static HRESULT WriteGolden(Stream& stream, unsigned flags) {
   writer->WriteChunk(0x1234, "\xAA\xBB", 2);
   for (int i = 0; i < 2; ++i) writer->WriteReference(object.get());
   EXPECT_EQ(writer->WriteChunk(8, "", 0), S_FALSE);
-  String(L"h\u00E9").Save(writer.get(), 0x70007);  // 16 bits of the tag count
+  String(L"h\u00E9").Save(writer.get(), 0x70007);  // 16 bits of the tag are used
   String().Save(writer.get(), 7);
   writer->BeginChunk(0x20, chunk::DROP_IF_EMPTY);
   writer->EndChunk();
@@ -91,7 +91,7 @@ TEST(Deserializer, ReadsTheGoldenFile) {
 }
 
 TEST(Deserializer, OpensOnlySoundFrames) {
-  std::string const body = Chunk(1, ""), table = Chunk(3);  // which stands at 16
+  std::string const body = Chunk(1, ""), table = Chunk(3);  // which is at 16
   std::tuple<char const*, std::string, HRESULT> const rows[] = {
       {"frame that wraps", "\x09\0\xFF\xFF\xFF\xFF"s + body, YK_E_BADFILE},
       {"nothing in the frame", Chunk(9), E_FAIL},
@@ -111,8 +111,7 @@ TEST(Deserializer, OpensOnlySoundFrames) {
 TEST(Deserializer, LeavesDamagedChunksForward) {
   for (std::string const& damaged : {"\1\0\5\0\0\0?"s, "\1\0\x08\0\0\0?"s, "?????"s}) {
     Ref<Deserializer> const reader = Reader(*Memory(Chunk(9, damaged) + Chunk(1)), chunk::RAW);
-    for (int const tag : {9, 0, 0})
-      EXPECT_EQ(reader->BeginChunk(), tag) << "in a damaged chunk there is none";
+    for (int const tag : {9, 0, 0}) EXPECT_EQ(reader->BeginChunk(), tag) << "a damaged chunk contains none";
     EXPECT_EQ(reader->GetFailure(), YK_E_BADFILE);
     EXPECT_TRUE(reader->GetChunkSize() == 0 && !reader->IsInChunk());
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(reader->EndChunk());
@@ -142,7 +141,7 @@ static HRESULT ReadAll(SpyStream& stream) {
     String().Load(reader.get());
     reader->EndChunk();
   }
-  stream.fault = SpyStream::NONE;  // closing only tries to move on
+  stream.fault = SpyStream::NONE;  // closing only seeks
   return reader->GetFailure();
 }
 
@@ -179,12 +178,12 @@ TEST(ObjectFile, NeedsAStream) {
   stream.position = 10;
   ExpectEach(S_OK, {reader->Open(&stream, chunk::RAW), reader->AddReference(nullptr)});
   Ref<Unknown> object;
-  EXPECT_EQ(reader->ReadReference(object.Receive()), E_NOINTERFACE) << "which is null";
+  EXPECT_EQ(reader->ReadReference(object.Receive()), E_NOINTERFACE) << "the object is null";
   stream.onCall = [&] { writer->Close(); };
   EXPECT_EQ(writer->BeginChunk(1), E_FAIL);
 }
 
-// The stream drops the last reference to the writer that calls it: every call on the way holds it.
+// The stream releases the last reference to the writer that calls it: every function on the way holds one.
 TEST(ObjectFile, OutlivesTheCallsOfAStream) {
   std::pair<HRESULT (Serializer::*)(), unsigned> const rows[] = {
       {&Serializer::EndChunk, 1}, {&Serializer::Close, 2}, {&Serializer::GetFailure, 1}};

@@ -28,7 +28,7 @@ static HRESULT Save(std::wstring const& target, How how) {
   if (how == LEFT) return S_FALSE;
   HRESULT const result = file.Commit();
   EXPECT_EQ(file.GetStream(), nullptr);
-  EXPECT_EQ(kept->Write("more", 4), E_FAIL) << "closed, whoever holds it";
+  EXPECT_EQ(kept->Write("more", 4), E_FAIL) << "closed, even if others hold it";
   return result;
 }
 

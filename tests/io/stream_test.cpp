@@ -18,7 +18,7 @@ TEST(Stream, ReadsCountedUtf16) {
   std::tuple<std::string, std::wstring> const rows[] = {
       {"\0\0"s, L""}, {"\2\0A\0\xE9\0z"s, L"A\u00E9"}, {"", L""}, {"\4\0A\0B"s, std::wstring(L"AB\0\0", 4)}};
   for (auto const& [bytes, expected] : rows) {
-    SpyStream careless(bytes);  // which leaves the rest of a buffer as it is
+    SpyStream careless(bytes);  // which does not clear the rest of a buffer
     String text(L"before");
     EXPECT_EQ(Slot<HRESULT (*)(void*, String&)>(&careless, 8)(&careless, text), S_OK);
     EXPECT_EQ(std::wstring(text.c_str(), text.Length()), expected);
@@ -44,12 +44,12 @@ TEST(CopyStream, CopiesAndStops) {
   std::string bytes(60000, '\0');
   for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7);
   std::string const end = bytes.substr(59990);
-  // start, count; result, what is copied, where the source stands afterwards
+  // start, count; result, the copied bytes, the source's position afterwards
   std::tuple<int, int, HRESULT, std::string, unsigned> const rows[] = {
       {0, 0, S_FALSE, "", 5},
       {0, -1, S_OK, bytes, 5},
       {100, 30000, S_OK, bytes.substr(100, 30000), 5},
-      {59990, 24577, E_FAIL, end + std::string(24566, '\0'), 60000},  // a piece is written whole
+      {59990, 24577, E_FAIL, end + std::string(24566, '\0'), 60000},  // a piece is written at full length
       {60001, 1, E_INVALIDARG, "", 5}};
   for (auto const& [start, count, result, copied, position] : rows) {
     Ref<Stream> const source = Memory(bytes), target = Memory();
@@ -75,14 +75,14 @@ static MemStream* AsMem(Ref<Stream> const& stream) { return static_cast<MemStrea
 TEST(MemStream, ShrunkBlockIsNeverOverrun) {
   Ref<Stream> const stream = Memory(std::string(1000, 'a'));
   EXPECT_EQ(stream->SetSize(10), S_OK);
-  EXPECT_EQ(Field<uint64_t>(stream.get(), 40), 0x10000u) << "intended";
+  EXPECT_EQ(Field<uint64_t>(stream.get(), 40), 0x10000u) << "contract";
   EXPECT_EQ(stream->Seek(11, Stream::FROM_START), E_INVALIDARG);
   stream->Seek(0, Stream::FROM_END);
   EXPECT_EQ(stream->Write(std::string(5000, 'b').data(), 5000), S_OK);
   EXPECT_GE(GlobalSize(AsMem(stream)->GetHandle(true)), 5010u);
   EXPECT_EQ(Content(*stream), std::string(10, 'a') + std::string(5000, 'b'));
   char c;
-  EXPECT_EQ(stream->Read(&c, 1), E_FAIL) << "the very end is a failure here";
+  EXPECT_EQ(stream->Read(&c, 1), E_FAIL) << "reading at the very end fails";
 }
 
 TEST(MemStream, StorageOfOthers) {
@@ -108,7 +108,7 @@ TEST(MemStream, StorageOfOthers) {
   EXPECT_TRUE(AsMem(stream)->GetBuffer(&data) == S_OK && data == GlobalLock(block));
   GlobalUnlock(block);
   stream = Memory();
-  EXPECT_EQ(GlobalFlags(block) & GMEM_LOCKCOUNT, 0u) << "still there, and unlocked";
+  EXPECT_EQ(GlobalFlags(block) & GMEM_LOCKCOUNT, 0u) << "must exist and be unlocked";
   GlobalFree(block);
 }
 
@@ -125,18 +125,18 @@ TEST(BufferedStream, ReadsBlocksWithoutSeeking) {
             std::tuple(100u, 50000u, S_OK));
   EXPECT_EQ(stream->IsTypeOf(ids::MEM_STREAM), inner.IsTypeOf(ids::MEM_STREAM));
   EXPECT_EQ(ReadAt(*stream, 4090, 10), inner.bytes.substr(4090, 10));
-  EXPECT_EQ(inner.seeks, 1) << "before the first block only, which starts at 0";
+  EXPECT_EQ(inner.seeks, 1) << "only before the first block, which starts at 0";
   EXPECT_EQ(stream->Write("x", 1), E_NOTIMPL);
   for (int i = 0; i < 2000; ++i) {
     unsigned const position = random() % 50001, size = random() % (i % 10 ? 100 : 20000);
     ASSERT_TRUE(ReadAt(*stream, position, size) == inner.bytes.substr(position, size)) << i;
   }
-  EXPECT_EQ(ReadAt(*stream, ~0u, 1), "") << "out of range is the end";
+  EXPECT_EQ(ReadAt(*stream, ~0u, 1), "") << "out of range means the end";
   ASSERT_EQ(ykCreateBufferedStream(&inner, stream.Receive()), S_OK);
   inner.bytes.resize(5000);
   EXPECT_EQ(ReadAt(*stream, 0, 9000), inner.bytes) << "no more than the inner stream has";
   inner.fault = SpyStream::SEEK;
-  EXPECT_EQ(ReadAt(*stream, 0, 10), "") << "rather nothing than bytes from elsewhere";
+  EXPECT_EQ(ReadAt(*stream, 0, 10), "") << "nothing rather than bytes of another block";
 }
 
 static HRESULT Open(std::wstring const& path, unsigned mode, Ref<Stream>& stream) {

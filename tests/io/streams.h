@@ -1,5 +1,5 @@
-// Streams for tests: memory with given bytes, and one such as a plug-in could write, which counts its calls
-// and can misbehave. And what writes and reads chunks over them.
+// Streams for tests: memory with given bytes, and one like a plug-in's, which counts its calls and can
+// misbehave. And functions that write and read chunks through them.
 #pragma once
 
 #include <qecore/io/deserializer.h>
@@ -13,13 +13,13 @@
 
 using namespace std::string_literals;  // "with\0zeros"s
 
-/// A number's bytes as they stand in a file.
+/// The bytes of a number as in a file.
 template <class T>
 std::string Le(T number) {
   return {reinterpret_cast<char const*>(&number), sizeof number};
 }
 
-/// A memory stream that holds these bytes and stands at its start.
+/// A memory stream with these bytes, positioned at its start.
 inline yk::Ref<yk::Stream> Memory(std::string const& bytes = {}) {
   yk::Ref<yk::Stream> stream;
   (void)yk::MemStream::Create(stream.Receive());
@@ -28,7 +28,7 @@ inline yk::Ref<yk::Stream> Memory(std::string const& bytes = {}) {
   return stream;
 }
 
-/// Reads from a place and checks that the part of the buffer that was not read is zero.
+/// Reads at a position and checks that the unread part of the buffer is zero.
 inline std::string ReadAt(yk::Stream& stream, unsigned position, unsigned size) {
   std::string buffer(size, '?');
   unsigned done = 0;
@@ -61,15 +61,15 @@ inline yk::Ref<yk::Serializer> Writer(yk::Stream& stream, unsigned flags) {
   return writer;
 }
 
-/// A reader that was given the stream to open; what that came to is its failure.
+/// A reader that was given the stream to open; if that failed, GetFailure returns the failure.
 inline yk::Ref<yk::Deserializer> Reader(yk::Stream& stream, unsigned flags) {
   yk::Ref<yk::Deserializer> const reader = Own(yk::Deserializer::Create());
   (void)reader->Open(&stream, flags);
   return reader;
 }
 
-/// Bytes that stand at `base` of a stream whose front is not there; lives on the stack. One call can be made
-/// to fail, the `left`-th of its kind from here, or all from there on.
+/// A stream whose bytes begin at `base` and whose beginning is missing; lives on the stack. A call can be
+/// made to fail: the `left`-th of its kind from here, or all from then on.
 class SpyStream : public yk::Stream {
  public:
   enum Fault { NONE, READ, WRITE, SHORT_READ, SHORT, SEEK, STATE };
@@ -82,14 +82,14 @@ class SpyStream : public yk::Stream {
     *done = 0;
     if (Fails(READ)) return yk::YK_E_ACCESS;
     if (Fails(SHORT_READ)) size /= 2;
-    // the rest stays as it is
+    // the rest is not written
     *done = static_cast<unsigned>(bytes.copy(static_cast<char*>(buffer), size, at));
     position += *done;
     return S_OK;
   }
   HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override {
     if (Fails(WRITE)) return yk::YK_E_ACCESS;
-    if (size > 0 && Fails(SHORT)) *done = --size;  // else it does not tell
+    if (size > 0 && Fails(SHORT)) *done = --size;  // otherwise it does not report it
     bytes.resize(std::max(bytes.size(), position - base + size));
     bytes.replace(position - base, size, static_cast<char const*>(buffer), size);
     position += size;

@@ -6,7 +6,7 @@
 
 using namespace yk;
 
-/// A reader that stands in a chunk with this payload; behind it stand bytes that are none of its business.
+/// A reader in a chunk with this payload, followed by bytes that it must not read.
 static Ref<Deserializer> ReaderOf(std::string const& payload) {
   Ref<Deserializer> const reader = Reader(*Memory(Chunk(1, payload) + std::string(64, '#')), chunk::RAW);
   EXPECT_EQ(reader->BeginChunk(), 1);
@@ -21,7 +21,7 @@ static std::string Saved(Value& value) {
 }
 
 TEST(VariantRecord, Bytes) {
-  // blobs and objects are saved without what they hold
+  // blobs and objects are saved without their payload
   for (std::string const& bytes :
        {"\0\0"s, "\7\4\4\3\2\1"s, "\x0C\0\0\0\0\0\0\0\xF0?"s, "\x0D\2"s, "\x1D\2"s, "\x0E\0\3\0\0\0ab"s,
         "\x0E\6\3\0\0\0ab"s, "\x0F\0\0\0\0\0"s, "\x1A\0\0\0\x80?\0\0\0@"s}) {
@@ -44,7 +44,7 @@ TEST(VariantRecord, DamageLeavesASafeValue) {
       {"a small point", "\x17\0\4\0\0\0abcd"s, 23, 0}};
   for (auto const& [name, bytes, type, flags] : rows) {
     Variant v;
-    v.value.bits = 0xAAAA;  // of an empty variant: nobody's pointer
+    v.value.bits = 0xAAAA;  // of an empty variant: no valid pointer
     EXPECT_EQ(v.Load(ReaderOf(bytes).get(), nullptr), S_OK) << name;
     EXPECT_EQ(std::tuple(v.type, v.flags, v.size), std::tuple(type, flags, 0u)) << name;
     EXPECT_EQ(v.value.pointer, nullptr) << name;
@@ -58,15 +58,15 @@ TEST(VariantRecord, APayloadThatWasBorrowedWhenItWasSavedIsItsOwn) {
   EXPECT_EQ(v.Get(out), S_OK);
   EXPECT_EQ(std::tuple(v.flags, copy.flags, out.flags), std::tuple(2, 0, 2));
   EXPECT_NE(out.value.pointer, v.value.pointer);
-  v.Init(static_cast<wchar_t*>(v.value.pointer) + 1, Variant::BORROW_TEXT);  // out of itself: copied
+  v.Init(static_cast<wchar_t*>(v.value.pointer) + 1, Variant::BORROW_TEXT);  // from itself: copied
   EXPECT_EQ(v.flags, 0);
   EXPECT_TRUE(out.Compare(copy));
   void* const payload = out.value.pointer;
-  out.value.pointer = v.value.pointer;  // what somebody else puts there is borrowed, as the flags say
+  out.value.pointer = v.value.pointer;  // a pointer stored from outside is borrowed, according to the flags
   out.Done();
   EXPECT_STREQ(static_cast<wchar_t*>(v.value.pointer), L"b");
   out.Init(payload, 6, true);
-  out.flags = 0;  // to be freed after all
+  out.flags = 0;  // now to be freed
 }
 
 TEST(Records, NeedAStream) {

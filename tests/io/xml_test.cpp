@@ -20,7 +20,7 @@ static std::string Saved(XmlNode const* node, unsigned flags) {
   return Content(*stream);
 }
 
-/// Null, and `error` is filled, for a document that is refused.
+/// Null, with `error` filled, for a document that is rejected.
 static Tree Loaded(std::string const& bytes, XmlError* error = nullptr) {
   XmlNode* document = nullptr;
   HRESULT const result = Xml().Load(Memory(bytes).get(), &document, error);
@@ -44,7 +44,7 @@ static std::wstring Line(XmlNode const* node) {
 
 static std::wstring Line(Tree const& tree) { return tree ? Line(tree.get()) : L"refused"; }
 
-/// The same characters in UTF-16LE, behind a mark. For texts of ASCII.
+/// The same ASCII characters in UTF-16LE, after a byte order mark.
 static std::string Utf16(std::string const& ascii) {
   std::string bytes = "\xFF\xFE";
   for (char const c : ascii) (bytes += c) += '\0';
@@ -53,7 +53,7 @@ static std::string Utf16(std::string const& ascii) {
 
 // ---- reading
 
-// And back again, from every form that the writer has.
+// And back again, from every form that the writer produces.
 TEST(XmlReader, ReadsWhatIsWellFormed) {
   std::pair<std::string, std::wstring> const rows[] = {
       {"<a x='1' y = \"&lt;'&#x9;\" z='\t\n\r\n'/>", L"(a@x=1@y=<'\t@z=   )"},
@@ -83,7 +83,7 @@ TEST(XmlReader, ReadsWhatIsWellFormed) {
   }
 }
 
-/// Expects that a document is refused at the place of the '^' in it, which is no part of it.
+/// Expects that a document is rejected at the position of the '^' in it, which is not part of it.
 static void ExpectRefused(std::string document, bool utf16 = false, std::string const& tail = {}) {
   size_t const place = document.find('^');
   unsigned const line = 1 + static_cast<unsigned>(std::count(&document[0], &document[place], '\n'));
@@ -154,12 +154,12 @@ TEST(XmlWriter, WritesEveryForm) {
             "\t\t<deep a=\"1\" b=\"&#x9;\"/>\r\n\t\t<!--c-->\r\n\t</inner>\r\n</root>\r\n<?empty?>\r\n");
 }
 
-// Line ends are CR alone in UTF-16: intended.
+// Line ends are CR alone in UTF-16 (contract).
 TEST(XmlWriter, WritesUtf16BehindAMark) {
   Tree const document = Loaded("<a><b>x</b></a>");
   XmlNode* const a = document->FirstChild();
   EXPECT_EQ(Saved(document.get(), XML_UTF16 | XML_LAYOUT), Utf16("<a>\r\t<b>x</b>\r</a>\r"));
-  EXPECT_EQ(Saved(a, XML_UTF16), Utf16("<a><b>x</b></a>")) << "a node alone";
+  EXPECT_EQ(Saved(a, XML_UTF16), Utf16("<a><b>x</b></a>")) << "a single node";
   Xml().SetText(a, L"\xD83D\xDE00");
   EXPECT_EQ(Saved(a, XML_COMPACT), "<a>\xED\xA0\xBD\xED\xB8\x80<b>x</b></a>");
 }
@@ -199,13 +199,13 @@ TEST(XmlWriter, WritesAndFreesTreesOfAnyDepth) {
     Tree const chain(node);
     EXPECT_EQ(Saved(node, XML_COMPACT).size(), depth * 7 + 1);
     if (depth > 300) continue;
-    std::string const innermost = std::string(299, '\t') + "<e>x</e>";  // more tabs than are kept ready
+    std::string const innermost = std::string(299, '\t') + "<e>x</e>";  // more tabs than are buffered
     EXPECT_NE(Saved(node, XML_LAYOUT).find("\n" + innermost), std::string::npos);
     EXPECT_NE(Saved(node, XML_LAYOUT | XML_UTF16).find(Utf16("\r" + innermost).substr(2)), std::string::npos);
   }
 }
 
-// Line ends and tabs may fill the writer's buffer to its last byte.
+// Line ends and tabs may fill the writer's buffer completely.
 TEST(XmlWriter, WritesLargeDocumentsWhole) {
   for (size_t length = 1; length < 40; ++length) {
     std::string expected = "<r>\r\n";
@@ -243,7 +243,7 @@ TEST(XmlTree, RefusesWhatIsNoTree) {
   EXPECT_EQ(Xml().RemoveNode(outer), S_OK);
   Tree const owned(outer);
   XmlNode* const comment = document->FirstChild();
-  // into a comment, a document, what is there already, into itself, before a stranger
+  // into a comment, a document, a node in a tree, into itself, before a node of another tree
   ExpectEach(E_INVALIDARG,
              {Xml().InsertChild(comment, loose.get(), nullptr),
               Xml().InsertChild(outer, document.get(), nullptr), Xml().InsertChild(outer, inner, nullptr),

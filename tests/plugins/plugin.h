@@ -1,5 +1,5 @@
-// What the test plug-ins share: their classes' identifiers, a class, and a log of the messages that they were
-// sent. The log is an environment variable, which the library, the plug-ins and the test have in common.
+// Shared by the test plug-ins: their classes' identifiers, a class, and a log of the messages that they
+// receive. The log is an environment variable, which the library, the plug-ins and the test share.
 #pragma once
 
 #include <qecore/core/module.h>
@@ -20,7 +20,7 @@ constexpr yk::Guid SlowId(wchar_t letter) { return TestId(0x51040001, letter); }
 
 inline constexpr wchar_t LOG[] = L"QECORE_TEST_LOG";
 
-/// Notes "message,first ", with a 0 for the System itself.
+/// Logs "message,first ", with a 0 for the System itself.
 inline void Log(unsigned message, uintptr_t first) {
   wchar_t log[4096] = {};
   GetEnvironmentVariableW(LOG, log, 4000);
@@ -29,14 +29,14 @@ inline void Log(unsigned message, uintptr_t first) {
   SetEnvironmentVariableW(LOG, log);
 }
 
-/// Makes an object of a class that has a default constructor.
+/// Creates an object of a class with a default constructor.
 template <class Class>
 HRESULT Make(yk::ClassInfo const*, void** out) {
   *out = new Class;
   return S_OK;
 }
 
-/// Creates an object and lets it go.
+/// Creates an object and releases it.
 inline HRESULT Create(yk::Guid const& id) {
   yk::Ref<yk::Unknown> object;
   return yk::CreateInterface(id, object.ReceiveVoid());
@@ -48,7 +48,7 @@ inline yk::ClassInfo* Find(yk::Guid const& id) {
   return yk::System::ptr()->FindClass(id, &info) == S_OK ? info : nullptr;
 }
 
-/// A class that does nothing, under any identifier.
+/// A class without functions of its own, under any identifier.
 class Thing final : public yk::Destroys<Thing, yk::Unknown> {};
 
 template <class Class = Thing>

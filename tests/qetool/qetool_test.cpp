@@ -1,4 +1,4 @@
-// qetool as a person meets it: arguments in, text, exit code and files out.
+// qetool as a user sees it: arguments in; text, exit code and files out.
 #include <gmock/gmock.h>
 #include <qecore/core/system.h>
 #include <qecore/io/file_stream.h>
@@ -24,7 +24,7 @@ struct ToolResult {
 struct Tool : testing::Test {
   Tool() { system->ScanModules(ProgramFolder().c_str(), caches.Path(L"cache").c_str()); }
 
-  // Runs `qetool ARGUMENTS` in the folder. Its texts are as a terminal shows them: without carriage returns.
+  // Runs `qetool ARGUMENTS` in the folder. Its texts are as in a terminal: without carriage returns.
   ToolResult Run(wstring const& arguments) const {
     TempFolder const outputs;
     wstring const line = L"cd /d \"" + folder.Path() + L"\" && \"" + ProgramFolder() + L"qetool.exe\" " +
@@ -35,7 +35,7 @@ struct Tool : testing::Test {
     return result;
   }
 
-  // Success says nothing on standard error; what it prints is the result.
+  // Success prints nothing on standard error; the output is the result.
   string Good(wstring const& arguments) const {
     ToolResult const result = Run(arguments);
     EXPECT_EQ(result.exitCode, 0) << result.err;
@@ -82,12 +82,12 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
   folder.Write(L"text.txt", "this is no picture at all");
   folder.Write(L"cut.png", folder.Read(L"good.png").substr(0, 50));
   folder.Write(L"huge.bin", "");
-  std::filesystem::resize_file(folder.Path(L"huge.bin"), uint64_t{1} << 32);  // 0 in the 32 bits of a stream
+  std::filesystem::resize_file(folder.Path(L"huge.bin"), uint64_t{1} << 32);  // 0 as a stream's size
   Table<wchar_t const*, std::vector<string>> const rows = {
       {L"", {"subcommand"}},
       {L"info", {"files"}},
       {L"info missing.png", {"missing.png", "not found"}},
-      {L"info /missing/a.png", {"cannot open /missing/a.png", "not found"}},  // a path, and no option
+      {L"info /missing/a.png", {"cannot open /missing/a.png", "not found"}},  // a path, not an option
       {L"info text.txt", {"text.txt", "known type"}},
       {L"info cut.png", {"cut.png", "cut short"}},
       {L"convert good.png out.xyz", {"out.xyz", "png"}},
@@ -138,12 +138,12 @@ TEST_F(Tool, CropsThenResizesThenFlips) {
   EXPECT_EQ(At(*image, 0, 0), (Bytes{11, 2, 7}));
   EXPECT_EQ(At(*image, 7, 5), (Bytes{4, 7, 7}));
   Good(L"convert in.png out.bmp --size 10x5 --flip v");
-  EXPECT_EQ(At(*Load(L"out.bmp"), 0, 0), (Bytes{0, 8, 7}));  // the mean of rows 8 and 9, cut
+  EXPECT_EQ(At(*Load(L"out.bmp"), 0, 0), (Bytes{0, 8, 7}));  // the mean of rows 8 and 9, truncated
   for (auto const* size : {L"40x", L"x20"})
     EXPECT_THAT(Good(wstring(L"convert -v in.png out.tif --size ") + size), HasSubstr(": 40 x 20 pixels"));
 }
 
-// Grey never becomes transparent, and formats without a direct way are reached by several steps.
+// Grey never becomes transparent, and formats without a direct conversion are reached in several steps.
 TEST_F(Tool, ChangesPixelFormats) {
   MakePicture(L"in.png", 4, 3);
   Table<wstring, wstring, IMG_FORMAT, Bytes> const rows = {
@@ -222,8 +222,7 @@ TEST_F(Tool, DrawsASheetOfWhatItCanRead) {
   MakePicture(L"tall.png", 10, 30);
   EXPECT_EQ(Good(L"sheet s.png wide.png tall.png --cell 112"), "s.png: 2 pictures, 296 x 192 pixels\n");
   ImageRef const sheet = Load(L"s.png");
-  EXPECT_EQ(At(*sheet, 24 + 136 + 56 - 5, 24 + 6), Bytes({0, 0, 7}))
-      << "the narrow one, as it is, in the middle";
+  EXPECT_EQ(At(*sheet, 24 + 136 + 56 - 5, 24 + 6), Bytes({0, 0, 7})) << "the narrow one is centred, unscaled";
   ToolResult const some = Run(L"sheet t.png none.png wide.png");
   EXPECT_EQ(some.exitCode, 1);
   EXPECT_THAT(some.out, HasSubstr("t.png: 1 picture, "));
@@ -250,8 +249,8 @@ TEST_F(Tool, DumpsWhatADamagedFileStillHolds) {
   folder.Write(L"deep.obj", deep);
   EXPECT_THAT(Good(L"dump deep.obj"), HasSubstr("29994  " + string(80, ' ') + "7, 0 bytes\n"));
   EXPECT_THAT(Run(L"dump --xml deep.obj").err, HasSubstr("too deep for XML"));
-  // Beside the chunks of each level there is a chain that breaks at the end: too many tries to show all
-  // levels.
+  // Next to the chunks of each level there is a chain that is damaged at its end: too many attempts to show
+  // all levels.
   for (unsigned size = 12 * 20000; size; size -= 12) slow += "\7\0"s + Le(size) + "\7\0"s + Le(12);
   folder.Write(L"slow.obj", slow);
   string const shown = Good(L"dump slow.obj");

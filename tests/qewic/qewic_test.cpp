@@ -1,4 +1,4 @@
-// The image filters of qewic.qem, made through the registry as a host makes them.
+// The image filters of qewic.qem, created through the registry as by a host.
 #include <objbase.h>
 #include <qecore/core/filter.h>
 #include <qecore/core/system.h>
@@ -22,7 +22,7 @@ Ref<ykFlt2d> Filter(Guid const& type) {
   return filter;
 }
 
-/// A System that knows the plug-ins beside the test program, and the filters of each.
+/// A System that knows the plug-ins next to the test program, and the filters of each.
 struct Filters : testing::Test {
   Filters() {
     system->ScanModules(ProgramFolder().c_str(), cacheFolder.Path(L"cache").c_str());
@@ -107,7 +107,7 @@ TEST_F(Filters, AreRegisteredUnderTheFileTypes) {
   EXPECT_EQ(filters[1]->GetPattern(3), nullptr);
 }
 
-// ---- reading files that others have made
+// ---- reading files made by others
 
 // The files, as hexadecimal digits.
 
@@ -115,7 +115,7 @@ TEST_F(Filters, AreRegisteredUnderTheFileTypes) {
 constexpr char PNG_RGB[] =
     "89504e470d0a1a0a0000000d4948445200000002000000020802000000fdd49a73000000134944415478da63f8cfc0c000c20cff"
     "1999980119fe0304cd6a9c4d0000000049454e44ae426082";
-// 2-bit indices 0 1 2; 3 2 1 of four colours, of which the second is half transparent
+// 2-bit indices 0 1 2; 3 2 1 of four colours, the second of which is half transparent
 constexpr char PNG_PALETTE[] =
     "89504e470d0a1a0a0000000d4948445200000003000000020203000000e01a8e890000000c504c54450a141e28323c46505a646e"
     "78c64877df0000000274524e53ff80080fb36a0000000c4944415478da639060780200013000fd6830cfdf0000000049454e44ae"
@@ -124,7 +124,7 @@ constexpr char PNG_PALETTE[] =
 constexpr char PNG_GREY_ALPHA[] =
     "89504e470d0a1a0a0000000d4948445200000001000000010804000000b51c0c020000000b4944415478da63f03d010001650116"
     "e3f9c6d60000000049454e44ae426082";
-// 60000 x 60000 pixels are claimed, and 12 bytes of them are there
+// claims 60000 x 60000 pixels, of which 12 bytes are present
 constexpr char PNG_HUGE[] =
     "89504e470d0a1a0a0000000d494844520000ea600000ea6008020000000fb0e2150000000c4944415478da6360a03d0000006400"
     "01b899ef990000000049454e44ae426082";
@@ -144,7 +144,7 @@ TEST_F(Filters, ReadKnownPngsUprightAndInTheirColours) {
   }
 }
 
-// ---- there and back
+// ---- round trips
 
 double MeanError(Image2d& a, Image2d& b) {
   string const mine = Pixels(a, IMG_BGR24), theirs = Pixels(b, IMG_BGR24);
@@ -154,7 +154,7 @@ double MeanError(Image2d& a, Image2d& b) {
   return sum / static_cast<double>(mine.size());
 }
 
-// What comes back is what the library's own conversion makes of the image, to the bit.
+// The result equals the library's own conversion of the image, bit for bit.
 TEST_F(Filters, HoldWhatTheirFilesCanHold) {
   Table<Guid, Ints, Ints> const rows = {
       {ids::FILE_PNG, {16, 17, 2, 1, 7, 3, 4, 8, 9, 18, 12, 14}, {16, 17, 2, 1, 7, 3, 4, 8, 9, 3, 1, 4}},
@@ -168,8 +168,8 @@ TEST_F(Filters, HoldWhatTheirFilesCanHold) {
         SCOPED_TRACE(testing::Message() << type.first << ' ' << written[i] << ' ' << width);
         ImageRef const image = Noise(static_cast<IMG_FORMAT>(written[i]), width, 5);
         for (int n = 0; n < image->paletteCount; ++n)
-          image->palette[n].alpha = 255;                                  // most files know no other
-        auto const entries = std::exchange(image->paletteCount, 0xFFFF);  // no more than there are count
+          image->palette[n].alpha = 255;  // most files have no alpha in palettes
+        auto const entries = std::exchange(image->paletteCount, 0xFFFF);  // clamped to the entries that exist
         ImageRef const back = ThereAndBack(*Filter(type), *image);
         image->paletteCount = entries;
         ASSERT_EQ(back->format, read[i]);
@@ -204,8 +204,8 @@ TEST_F(Filters, TakeAQualityForJpeg) {
   EXPECT_EQ(filters[1]->Write(Memory().get(), photograph.get(), 101), E_INVALIDARG);
 }
 
-// Smooth pictures of every small size come back within a few levels, also where a file's units of 8 or 16
-// pixels are cut by the picture's edge.
+// Smooth pictures of every small size come back within a few levels, even where the picture's edge truncates
+// a file's blocks of 8 or 16 pixels.
 TEST_F(Filters, WriteJpegsOfAnySize) {
   for (IMG_FORMAT format : {IMG_GRAY8, IMG_BGR24}) {
     for (unsigned quality : {0, 75, 95}) {
@@ -215,14 +215,14 @@ TEST_F(Filters, WriteJpegsOfAnySize) {
           return 60 + 2 * x + 3 * y + 20 * channel;
         });
         ImageRef const back = ThereAndBack(*filters[1], *image, quality);
-        EXPECT_EQ(back->format, quality ? IMG_BGR24 : format);  // a stated quality makes three channels
+        EXPECT_EQ(back->format, quality ? IMG_BGR24 : format);  // an explicit quality makes three channels
         EXPECT_LT(MeanError(*image, *back), 3);
       }
     }
   }
 }
 
-// ---- what is damaged
+// ---- damage
 
 string SmallFile(ykFlt2d& filter) { return Encode(filter, *Noise(IMG_BGR24, 7, 5)); }
 
@@ -234,7 +234,7 @@ TEST_F(Filters, ReadACutFileWholeOrNotAtAll) {
     for (size_t at = 0; at < file.size(); ++at) {
       if (Failed(Decode(*filter, *Memory(file.substr(0, at)), image))) continue;
       EXPECT_EQ(Pixels(*image, IMG_BGR24), Pixels(*whole, IMG_BGR24)) << at << " of " << file.size();
-      EXPECT_GT(at, file.size() * 3 / 4);  // what may be missing is the end's decoration
+      EXPECT_GT(at, file.size() * 3 / 4);  // only trailing metadata may be missing
     }
   }
 }
@@ -263,7 +263,7 @@ TEST_F(Filters, PassOnTheFailureOfAStream) {
       {SpyStream::SHORT_READ, true, E_FAIL},
       {SpyStream::WRITE, false, YK_E_ACCESS},
       {SpyStream::SHORT, false, E_FAIL},
-      {SpyStream::STATE, false, E_FAIL}};  // which is told later
+      {SpyStream::STATE, false, E_FAIL}};  // reported later
   ImageRef const image = Noise(IMG_BGR24, 60, 40);
   for (auto const& filter : filters) {
     string const file = Encode(*filter, *image);
@@ -308,9 +308,9 @@ TEST_F(Filters, LeaveTheThreadsComAsItWas) {
   string const file = SmallFile(*filters[0]);
   std::thread([&] {
     Decoded(*filters[0], file);
-    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);  // the mode was still free
+    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);  // the mode was still unset
     Decoded(*filters[0], file);
-    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_FALSE);  // and is still there
+    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_FALSE);  // and is still set
     CoUninitialize();
     CoUninitialize();
   }).join();

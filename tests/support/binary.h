@@ -1,11 +1,11 @@
-// Looks at objects as another compiler's code does: slots by number, fields by offset, counts by counting.
+// Accesses objects like code of another compiler: slots by number, fields by offset, counts by counting.
 #pragma once
 
 #include <qecore/values/variant.h>
 #include <stdint.h>
 #include <string.h>
 
-/// The function in a slot, as a function pointer of type `Function`, which takes the object first.
+/// The function in a slot, as a function pointer of type `Function`, whose first parameter is the object.
 template <class Function>
 Function Slot(void* object, int index) {
   return reinterpret_cast<Function>((*static_cast<void***>(object))[index]);
@@ -19,7 +19,7 @@ T Field(void const* object, size_t offset) {
   return value;
 }
 
-/// Frees a block that the library's `operator new` made, in the library, where blocks are counted.
+/// Frees a block from the library's `operator new` inside the library, where blocks are counted.
 inline void FreeInLibrary(void* block) {
   yk::Variant owner;
   owner.value.pointer = block;
@@ -27,15 +27,15 @@ inline void FreeInLibrary(void* block) {
   owner.type = yk::Variant::BLOB;
 }
 
-/// How many references a counted object has.
+/// The number of references to a counted object.
 template <class T>
 unsigned References(T* object) {
   object->AddRef();
   return object->Release();
 }
 
-/// While it lives, one of the slots of one object counts its calls, returns 0 and does nothing else. So a
-/// host hooks objects.
+/// During its lifetime, a slot of an object counts its calls, returns 0 and does nothing else, like the hook
+/// of a host.
 class SlotHook {
  public:
   SlotHook(void* toHook, int slots, int slot) : object(static_cast<void***>(toHook)), table(*object) {
@@ -48,7 +48,7 @@ class SlotHook {
   SlotHook(SlotHook const&) = delete;
   SlotHook& operator=(SlotHook const&) = delete;
 
-  /// How often `call` comes to the slot.
+  /// How many times `call` calls the slot.
   template <class Call>
   static int Calls(void* toHook, int slots, int slot, Call call) {
     SlotHook const hook(toHook, slots, slot);

@@ -1,4 +1,4 @@
-// For calls that must all say the same.
+// For calls that must all have the same result.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -6,8 +6,8 @@
 #include <initializer_list>
 #include <type_traits>
 
-/// Compares each with what is expected; a failure tells its place in the list, from 0.
+/// Compares each with the expected value; a failure reports its index in the list, from 0.
 template <class T>
 void ExpectEach(T const& expected, std::initializer_list<std::type_identity_t<T>> results) {
-  for (T const& each : results) EXPECT_EQ(each, expected) << "the call " << &each - results.begin();
+  for (T const& each : results) EXPECT_EQ(each, expected) << "call " << &each - results.begin();
 }

@@ -1,5 +1,4 @@
-// The main() of every test program, the reporter of its crashes, and the finder of tests that leave something
-// behind.
+// The main() of every test program, with a crash reporter and a detector of tests that leak.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -22,7 +21,7 @@ void PrintStack(CONTEXT context) {
   }
 }
 
-// A crash must end the run and say where it was, not wait behind a box for somebody to close it.
+// A crash must end the run and report its location, instead of waiting in a message box.
 LONG WINAPI ReportCrash(EXCEPTION_POINTERS* crash) {
   std::fflush(stdout);
   std::fprintf(stderr, "crash: exception 0x%08lx at\n", crash->ExceptionRecord->ExceptionCode);
@@ -32,7 +31,7 @@ LONG WINAPI ReportCrash(EXCEPTION_POINTERS* crash) {
   return EXCEPTION_EXECUTE_HANDLER;
 }
 
-// of a test that leaves something: message boxes fill the platform's caches bit by bit
+// for leaking tests: message boxes fill the platform's caches gradually
 constexpr int MOST_RUNS = 4;
 
 class LeakFinder : public testing::EmptyTestEventListener {
@@ -47,16 +46,15 @@ class LeakFinder : public testing::EmptyTestEventListener {
     std::string const left = WhatIsLeft(before);
     if (left.empty()) return;
     suspects += std::string(":") + test.test_suite_name() + "." + test.name();
-    if (lastRun) ADD_FAILURE() << "leaves behind, each time it runs:\n" << left;
+    if (lastRun) ADD_FAILURE() << "leaks in every run:\n" << left;
   }
 
   Held before = {};
 };
 
-// Runs all tests and fails those that leave blocks of the library, GDI objects or handles behind. Since the
-// platform keeps things at first use, tests that left something run again at the end, a few times: what
-// grows each time is a leak, and the failure says where its blocks were made. So a test must bear to run
-// twice in a process.
+// Runs all tests and fails those that leak the library's blocks, GDI objects or handles. Since the platform
+// caches some objects at first use, suspects run again at the end, a few times: growth in every run is a
+// leak, and the failure shows where its blocks were allocated. So a test must be repeatable within a process.
 int RunTestsAndFindLeaks() {
   WatchTheLibrary();
   LeakFinder* const finder = new LeakFinder;

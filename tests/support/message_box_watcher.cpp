@@ -16,7 +16,7 @@ HWND FindBox() {
   return nullptr;
 }
 
-// A box has two Static children, the icon and the text; empty while the box is still being made.
+// A box has two Static children, the icon and the text; empty while the box is being created.
 std::wstring ReadText(HWND box) {
   std::wstring text;
   HWND child = nullptr;
@@ -28,7 +28,7 @@ std::wstring ReadText(HWND box) {
   return text;
 }
 
-// Asks again now and then: a box that is not waiting yet may drop the first request.
+// Repeats the request from time to time: a box that is not waiting yet may ignore the first one.
 void Close(HWND box) {
   for (int tries = 0; IsWindow(box); ++tries) {
     if (tries % 50 == 0) PostMessageW(box, WM_COMMAND, IDOK, 0);

@@ -1,11 +1,11 @@
-// Reads and closes the "Internal Error" boxes that the library shows, so that a test may provoke one.
+// Reads and closes the library's "Internal Error" boxes, so that a test may provoke one.
 //
 //   MessageBoxWatcher watcher;
 //   array->At(7);                                            // blocks until the watcher has closed the box
 //   EXPECT_EQ(watcher.Take(), Texts({L"Array::At(7) is out of range:3"}));
 //
-// Bring one to every test that provokes a box: without it the box waits for a person. Only boxes of this
-// process are touched.
+// Use one in every test that provokes a box: without it the box waits for a person. Only boxes of this
+// process are closed.
 #pragma once
 
 #include <atomic>

@@ -1,4 +1,4 @@
-// What nearly every test includes.
+// Included by nearly every test.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ using Table = std::vector<std::tuple<Columns...>>;
 using Ints = std::vector<intptr_t>;
 using Sizes = std::vector<size_t>;
 
-/// Holds what was made with one reference.
+/// Adopts an object that was created with one reference.
 template <class T>
 yk::Ref<T> Own(T* made) {
   return yk::Ref<T>::Adopt(made);

@@ -14,11 +14,11 @@ TempFolder::TempFolder() {
   std::wstring const name = L"qecore-test-" + std::to_wstring(GetCurrentProcessId()) + L"-";
   folder = (fs::temp_directory_path() / (name + std::to_wstring(counter++) + L"\\")).wstring();
   std::error_code ignored;
-  fs::remove_all(folder, ignored);  // one that was left behind by a process of the same number
+  fs::remove_all(folder, ignored);  // left behind by a process with the same number
   fs::create_directory(folder);
 }
 
-// Files that the process still runs from cannot be deleted; they stay behind in the temporary folder.
+// Files that the process still executes cannot be deleted; they stay in the temporary folder.
 TempFolder::~TempFolder() {
   std::error_code ignored;
   fs::remove_all(folder, ignored);

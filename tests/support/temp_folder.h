@@ -1,4 +1,4 @@
-// A folder of a test's own, gone with its files at the end of the scope.
+// A folder for a test, deleted with its files at the end of the scope.
 #pragma once
 
 #include <string>
@@ -11,13 +11,13 @@ class TempFolder {
   TempFolder(TempFolder const&) = delete;
   TempFolder& operator=(TempFolder const&) = delete;
 
-  /// The whole path of a file in it; of the folder, ended by a backslash, for an empty name.
+  /// The full path of a file in it; for an empty name, that of the folder with a trailing backslash.
   std::wstring Path(std::wstring const& name = {}) const { return folder + name; }
 
   void Write(std::wstring const& name, std::string const& bytes) const;
-  /// What a file holds; empty when there is none.
+  /// The content of a file; empty when it does not exist.
   std::string Read(std::wstring const& name) const;
-  /// Copies a file from anywhere into the folder under `name`.
+  /// Copies a file from elsewhere into the folder under `name`.
   void Copy(std::wstring const& from, std::wstring const& name) const;
   void Remove(std::wstring const& name) const;
 
@@ -25,5 +25,5 @@ class TempFolder {
   std::wstring folder;
 };
 
-/// The folder, ended by a backslash, that holds the test program.
+/// The folder of the test program, with a trailing backslash.
 std::wstring ProgramFolder();

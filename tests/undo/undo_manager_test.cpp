@@ -11,20 +11,20 @@ namespace {
 
 using namespace yk;
 
-// What the manager calls in a test is one letter: of an item (p)repareUndo, (u)ndo, (r)edo, (d)estructor and
+// Every call by the manager is logged as a letter: of an item (p)repareUndo, (u)ndo, (r)edo, (d)estructor and
 // (q)ueryInterface, of the manager (h)ook, (c)allback and CanUndo (?), of an object (g)et and (s)et. The
-// letter that is the trap does `act`.
+// letter set as the trap runs `act`.
 string calls;
 char trap;
 std::function<void()> act;
 constexpr int MANAGER = 100;
-int alive = 0;  // the items, and a hundred for the manager
+int alive = 0;  // the items, plus a hundred for the manager
 
 void Called(char what) {
   if (what == trap) trap = 0, act(), trap = what;
 }
 
-/// The least of an item, which writes its calls.
+/// A minimal item, which logs its calls.
 struct LogItem : ykUndoItem {
   explicit LogItem(char letter, uint8_t level = 0) : name(letter) { ++alive, order = level; }
   void Destroy() noexcept override { delete this; }
@@ -36,7 +36,7 @@ struct LogItem : ykUndoItem {
     return ykUndoItem::QueryInterface(id, out);
   }
   ~LogItem() { --alive, Called('d'); }
-  HRESULT Note(char what) { return (calls += what) += name, Called(what), E_FAIL; }  // which nobody minds
+  HRESULT Note(char what) { return (calls += what) += name, Called(what), E_FAIL; }  // the result is ignored
 
   char name;
 };
@@ -54,7 +54,7 @@ struct HostManager : Destroys<HostManager, UndoManager> {
 
 constexpr HRESULT FAILURES[] = {S_OK, E_OUTOFMEMORY, YK_E_NOTFOUND, YK_E_EMPTY, E_INVALIDARG, E_NOTIMPL};
 
-/// An object that lends its text, or gives none, once, with the code of `failure`, and may refuse to be
+/// An object that returns borrowed texts, or none, once, with the code of `failure`, and may refuse to be
 /// written.
 struct Lender : Unknown {
   wchar_t text[2] = L"A";
@@ -72,11 +72,11 @@ struct Lender : Unknown {
   }
 };
 
-/// Plays a script on a manager: a letter of a to z adds an item of that name, a digit sets its level, or the
-/// key of a value, [uC] plays C whenever an item's Undo is called, and the rest are STEPS. What a step gives
-/// is written.
+/// Runs a script on a manager: a letter from a to z adds an item of that name, a digit sets its level, or the
+/// key of a value, [uC] runs C whenever an item's Undo is called, and the others are STEPS. The results of
+/// the steps are logged.
 struct Player {
-  /// \return all that was called and given, to the manager's end
+  /// \return the log of calls and results, up to the manager's destruction
   string Play(string const& script) {
     Steps(script);
     kept.Reset(), manager.Reset(), trap = 0;
@@ -164,7 +164,7 @@ struct Player {
   Lender object;
   Ref<UndoManager> manager = Ref<UndoManager>::Adopt(new HostManager);
   UndoManager* const raw = manager.get();
-  ykUndoItem* last = nullptr;  // the item made last
+  ykUndoItem* last = nullptr;  // the item created last
   Ref<ykUndoItem> kept;
   Transaction* seen = nullptr;
   wchar_t name[2] = L"";  // of the last item
@@ -174,12 +174,12 @@ struct Player {
 void Check(std::initializer_list<std::pair<char const*, char const*>> rows) {
   for (auto const& [script, expected] : rows) {
     EXPECT_EQ(Player().Play(script), expected) << script;
-    for (int felt = !strpbrk(script, "ADS"), number = 0; felt; ++number) {  // which need what was made before
+    for (int felt = !strpbrk(script, "ADS"), number = 0; felt; ++number) {  // these depend on earlier ones
       Scarcity const scarcity(number);
       Player().Play(script);
       felt = scarcity.WasFelt();
     }
-    EXPECT_EQ(alive, 0) << script << ": every item is released once, and the manager";
+    EXPECT_EQ(alive, 0) << script << ": every item and the manager must be released once";
   }
 }
 
@@ -191,33 +191,33 @@ TEST(UndoManager, ReplaysBackwardsForwardsAndByLevel) {
       {"(2ab2c7d)<>", "hcpbubpcpaucuapdudcrbrarcrdcc"},
       // no bits of the replay in the state
       {"(a)S[uS]<S[rS]>S", "hc0paua0cundoneraundonecundonec"},
-      // no replay in a replay
+      // no replay inside a replay
       {"(a)[u<>(]<[r<>(]>[c<>(]<", "hcpaua!!!cra!!!cuac!!!c!!!"},
   });
 }
 
 TEST(UndoManager, KeepsAHistoryOfOuterTransactions) {
   Check({
-      // a commit discards the redo part
+      // a commit discards the transactions that could be redone
       {"=(a)=(b)(c)<=<=MN(d)=MN", "......000hcU.H..L110hchcpcuccURH...331pbubcURH...330bahcU.H..L221-dc"},
-      // Clear leaves the count
+      // Clear does not reset the count
       {"(a)(b)C=(c)=", "hchcc..H...020hcU.H..L130c"},
-      // only the outer end commits
+      // only the outermost end commits
       {"(=(=a=)=)=", "...I..000...I..000...IO.100-...IO.100hcU.H..L110c"},
       {")X((aXX=((b))=()", "---......000-hcU.H..L1101c"},
-      // a derived one that is wrong about it
+      // a derived manager that is wrong about it
       {"K<>NM", "c-c---c"},
-      // one more than asked for
+      // one more than requested
       {"(a)(b)(c)(d)<1L9LL<<<L", "hchchchcpdudccbcbacbapcuccpbubcpauac-c"},
   });
 }
 
 TEST(UndoManager, TakesEachItemOnce) {
   Check({
-      // also of a committed transaction
+      // even of a committed transaction
       {"a=(ZaA=)(A=", "-......000%%%...IO.100hc%U.HI.L110c"},
       {"(ab)(A)(cA)(A<<", "hc%1%hc%pcuccpbpaubuacc"},
-      // what a new item's links hold is of no account
+      // the links of a new item are ignored
       {"(aG)<", "hcpgpauguacc"},
       // free again after its transaction
       {"(abA)C(A=", "%hcc..HIO.110c"},
@@ -231,7 +231,7 @@ TEST(UndoManager, SurvivesTheLossOfWhatItWorksOn) {
       {"(abc)(n[p)]<=", "hcpchcpb-pa-ucubuacU.H..L110c"},
       {"(abc)(n[qC]J=", "hcccc..HIO.110c"},
       {"(nV)([qC]J=", "hcc..HIO.010c"},
-      // its last reference: + when it lives on until the call ends, which c shows
+      // its last reference: + when it lives until the call ends, which c shows
       {"(ab)[cR]<", "hcpbpaubuac+c"},
       {"(ab)<[rR]>", "hcpbpaubuacra+rbcc"},
       {"(ab)<(n[dR])", "hcpbpaubuac+hcc"},
@@ -242,7 +242,7 @@ TEST(UndoManager, SurvivesTheLossOfWhatItWorksOn) {
       {"([gR]V", "+cnull"},
       {"(ab)([qR]J", "hc+cnull"},
       {"(a)[?R]N", "hc+ca"},
-      // items that die look at it
+      // items that read it in their destructors
       {"(a)(b)(c)[d<N]C(d)(e)<(f)(g", "hchchcpauac-----chchcpeuecpdudc---hc!f!-c"},
   });
 }
@@ -250,20 +250,20 @@ TEST(UndoManager, SurvivesTheLossOfWhatItWorksOn) {
 TEST(UndoManager, RecordsValues) {
   Check({
       {"V(@V+V+)#<#>#<#", "nullnullhcCcAcCcAc"},
-      // merged, but when a redo is possible
+      // merged, unless a redo is possible
       {"(V+)(J+)#$<#(J)>", "hc1C2cAhc-c"},
       // another key is not merged
       {"(V+)(1J+V+)#<#<#", "hchcDcBcAc"},
       // without memory the value would be lost
       {"(1EV+EV+)#<#", "nullhcCcBc"},
-      // absent, and not to be read
+      // absent, or unreadable
       {"(2EV+)<#", "hccc"},
       {"(3EV+)<#", "hccc"},
       {"(4EV+)<#", "hccc"},
       {"(5EV+)<#", "hccBc"},
-      // no undo follows a redo that was refused
+      // no undo after a redo that was refused
       {"(V+)<F>F<#>#", "hccccAcBc"},
-      // the history lets go of the item in its turn
+      // the history releases the item during its turn
       {"(V+)<[sDC$]D#", "hcc-c2Bc"},
   });
 }
@@ -272,7 +272,7 @@ TEST(UndoManager, StartsAsStated) {
   Ref<UndoManager> const manager = Own(UndoManager::Create());
   uint32_t const settings[] = {0x1000000, 256, 10, 0, 0, 0, 0};
   EXPECT_EQ(memcmp(reinterpret_cast<char*>(manager.get()) + 32, settings, sizeof settings), 0);
-  EXPECT_FALSE(manager->IsTypeOf(ids::UNDO_MANAGER)) << "the base's answer, on purpose";
+  EXPECT_FALSE(manager->IsTypeOf(ids::UNDO_MANAGER)) << "contract: inherited from the base";
   EXPECT_EQ(manager->OnCommit(), E_NOTIMPL);
 }
 
@@ -288,7 +288,7 @@ TEST(UndoItem, IsLittleByItself) {
 }
 
 TEST(ValueItem, KeepsEmptyTextsAndLeavesUnreadableValuesAlone) {
-  Lender lender;  // which the manager's items refer to until it goes
+  Lender lender;  // referred to by the manager's items until it is destroyed
   Ref<UndoManager> const manager = Own(UndoManager::Create());
   Ref<Map> const map = Own(Map::Create());
   Variant const values[] = {
@@ -304,8 +304,8 @@ TEST(ValueItem, KeepsEmptyTextsAndLeavesUnreadableValuesAlone) {
   manager->Undo();
   EXPECT_EQ((Ints{map->GetValue(0, read), map->GetValue(1, read), map->GetValue(2, read)}),
             (Ints{E_FAIL, S_OK, S_OK}))
-      << "absent before; not removed, though what was there cannot come back; an empty text is there";
-  EXPECT_EQ(References(&lender), 3u) << "an object is not written over";
+      << "absent before; not removed, since its value could not be restored; an empty text is a value";
+  EXPECT_EQ(References(&lender), 3u) << "an object must not be overwritten";
   manager->Redo();
   EXPECT_EQ(map->GetValue(2, read), E_FAIL);
 }

@@ -38,7 +38,7 @@ TEST(Array, EditsInRangeThroughItsSlots) {
   EXPECT_EQ(Elements(a), (Ints{7, 9, 8}));
   EXPECT_EQ((Ints{Field<int>(a, 24), Field<int>(a, 40), Field<int>(a, 44)}), (Ints{3, 40, 40}));
   EXPECT_EQ((Ints{a->Swap(39, 1), a->Swap(0, 40), a->Swap(40, 0), a->Swap(0, -1)}), Ints(4, 1));
-  EXPECT_EQ(Elements(a), (Ints{7, 0, 8})) << "exchanged inside the block, and not outside";
+  EXPECT_EQ(Elements(a), (Ints{7, 0, 8})) << "exchanged inside the block only";
   EXPECT_EQ(Field<void**>(a, 32)[39], P(9));
 }
 
@@ -89,7 +89,7 @@ TEST(Array, FreesThroughItsDeleterOnly) {
 
 Array* called;
 
-// What is freed removes itself, and the last one drops the array.
+// A freed element removes itself, and the last one releases the array.
 void RemoveFreed(void* element) {
   freed.push_back(N(element));
   called->Remove(element);

@@ -30,7 +30,7 @@ TEST(Map, SetsReplacesAndRemovesInOrder) {
   Ref<Map> const map = Own(Map::Create());
   Variant v = Made(7);
   EXPECT_EQ((Ints{map->GetValue(1, v), map->SetValue(1, {}), map->Remove(1)}), Ints(3, E_FAIL));
-  EXPECT_EQ(Slot<long (*)(void*, unsigned)>(map.get(), 11)(map.get(), 1), S_OK);  // there or not
+  EXPECT_EQ(Slot<long (*)(void*, unsigned)>(map.get(), 11)(map.get(), 1), S_OK);  // present or not
   for (unsigned key = 1; key <= 4; ++key) map->SetValue(key, Made(static_cast<int>(key)));
   map->SetValue(2, Made(L"22"));
   void* const entries = Field<void*>(map.get(), 16);
@@ -48,8 +48,8 @@ TEST(Map, LetsGoOfEveryObjectItHeld) {
   Variant const held = Made(static_cast<Unknown*>(object.get()));
   for (unsigned key = 1; key <= 3; ++key) map->SetValue(key, held);
   map->Remove(1);
-  EXPECT_EQ(References(object.get()), 5u);  // the vacated place keeps its own, as intended
-  map->SetValue(4, held);                   // in its place
+  EXPECT_EQ(References(object.get()), 5u);  // contract: the vacated entry keeps its own
+  map->SetValue(4, held);                   // replaces it
   EXPECT_EQ(References(object.get()), 5u);
   map.Reset();
   EXPECT_EQ(References(object.get()), 2u);
@@ -73,14 +73,14 @@ TEST(Map, ObjectsThatItLetsGoOfMayCallIt) {
     EXPECT_EQ((Ints{Number(map, 2), Number(map, 3), Number(map, 59)}), (Ints{step ? -1 : 22, 3, 59}));
     for (unsigned key = 10; key < 60; ++key) map->Remove(key);
   }
-  held.Reset();  // what calls it now finds an empty map
+  held.Reset();  // calling back now finds an empty map
 }
 
 TEST(Map, AnswersItsInterfaces) {
   Ref<Map> const map = Own(Map::Create());
   Ref<Unknown> out;
   EXPECT_EQ(map->QueryInterface(ids::STREAMABLE, out.ReceiveVoid()), S_OK);
-  EXPECT_EQ(map->Release(), 2u);  // a streamable is given with two references
+  EXPECT_EQ(map->Release(), 2u);  // querying qe_Streamable adds two references
   EXPECT_EQ(map->QueryInterface(ids::MAP, out.ReceiveVoid()), S_OK);
   EXPECT_EQ(out.get(), map.get());
   EXPECT_EQ((Ints{map->IsTypeOf(ids::STREAMABLE), map->IsTypeOf(ids::MAP)}), (Ints{1, 0}));

@@ -32,7 +32,7 @@ TEST(Utf8, EncodesEachUnitByItselfAndTruncatesAsStated) {
 
 TEST(Utf8, EncodesACountOfUnits) {
   string buffer(9, '#');
-  EXPECT_EQ(WideToUTF8StringEx(L"abc", buffer.data() + 6, 3, 3), 4);  // cut: no terminator
+  EXPECT_EQ(WideToUTF8StringEx(L"abc", buffer.data() + 6, 3, 3), 4);  // truncated: no terminator
   EXPECT_EQ(WideToUTF8StringEx(L"a\0b", buffer.data(), 2, -1), 3);
   EXPECT_EQ(WideToUTF8StringEx(nullptr, buffer.data() + 4, 2, 0), 0);
   EXPECT_EQ(buffer, string("a\0\0#\0#ab#", 9));
@@ -41,10 +41,10 @@ TEST(Utf8, EncodesACountOfUnits) {
 TEST(Utf8, DecodesByTheLeadAlone) {
   Table<char const*, wstring> const cases = {
       {"\xFF\x41", L"\xFFFF\x41"},
-      {"\x80\xBFz", L"\x3Fz"},                    // a stray continuation byte leads two
+      {"\x80\xBFz", L"\x3Fz"},                    // a stray continuation byte as a lead byte
       {"\xF0\x9F\x98\x80z", L"\xF600z"},          // U+1F600 without its high bits
-      {"\xFD\x81\x82\x83\x84\x85z", L"\x3105z"},  // six
-      {"\xE2\x82", L"\x2080"},                    // cut short: zeros for what is missing
+      {"\xFD\x81\x82\x83\x84\x85z", L"\x3105z"},  // six bytes
+      {"\xE2\x82", L"\x2080"},                    // truncated: zeros for the missing bytes
   };
   for (auto const& [bytes, expected] : cases) {
     int const size = static_cast<int>(expected.size());
@@ -174,7 +174,7 @@ TEST(Qeprintf2, StaysInItsBuffers) {
   wstring room(9000, L'#');
   EXPECT_EQ(qeprintf2(room.data(), 9000, L"%1%2", L"%d%s", 3, wstring(6000, L'x').c_str()), -1);
   EXPECT_EQ(room.c_str(), L"3" + wstring(4093, L'x'));
-  // an argument format that is cut inside a directive
+  // an argument format that is truncated inside a directive
   wstring const inside = L"%.1s%-" + wstring(8190, L'0') + L"9d%s";
   EXPECT_EQ(qeprintf2(room.data(), 9000, L"<%1%2%3>", inside.c_str(), L"files", 1), -1);
   EXPECT_STREQ(room.c_str(), L"<f>");

@@ -48,7 +48,7 @@ TEST(String, GivesItsCharacters) {
   EXPECT_EQ((Sizes{s.At(3), s.At(4), s.SetAt(0, L'A'), s.SetAt(4, L'x')}), (Sizes{L'd', 0, 1, 0}));
   wchar_t wide[] = L"####";
   s.Get(wide, 4);
-  s.Get(wide + 3, 0);  // writes the terminator all the same
+  s.Get(wide + 3, 0);  // writes the terminator nevertheless
   EXPECT_EQ(wstring(wide, 4), wstring(L"Ab\0\0", 4));
   s.Get(wide, 2);
   EXPECT_STREQ(wide, L"A");
@@ -70,7 +70,7 @@ TEST(String, JoinsAndTakesTextsOutOfItself) {
   s = *&s;
   EXPECT_EQ(Characters(s + String(L"!")), L"ababcd!");
   s = wstring(31, L'x').c_str();
-  s += s.c_str() + 1;  // moves the block
+  s += s.c_str() + 1;  // reallocates the block
   EXPECT_EQ(Characters(s), wstring(61, L'x'));
   s = L"0123456789";
   s = s.c_str() + 3;
@@ -88,7 +88,7 @@ TEST(String, Compares) {
   EXPECT_EQ((Sizes{b.CompareNoCase(a) > 0, b<a, a> b, a >= a, a <= a, none < a}), Sizes(6, 1));
   EXPECT_EQ((Sizes{none == String(), none != a, a == L"a", none == L"", a == "a", none == ""}), Sizes(6, 1));
   EXPECT_FALSE(String(L"a\0b", 3) == a);                  // lengths differ
-  EXPECT_TRUE(String(L"a\0b", 3) == String(L"a\0c", 3));  // and behind a zero nothing is looked at
+  EXPECT_TRUE(String(L"a\0b", 3) == String(L"a\0c", 3));  // and nothing after a zero is compared
   EXPECT_EQ((Sizes{a == "ab", String(L"\xE9") == "\xE9", String(L"\xFFE9") == "\xE9"}), Sizes(3));
   EXPECT_EQ((Sizes{none == static_cast<char*>(nullptr), a == static_cast<char*>(nullptr)}), (Sizes{1, 0}));
 }

@@ -11,7 +11,7 @@ namespace {
 
 using namespace yk;
 
-// A variant as a damaged file may leave it: a tag and nothing behind it.
+// A variant as a damaged file may leave it: a tag without a value.
 Variant Bare(int type) {
   Variant v;
   v.type = static_cast<uint8_t>(type);
@@ -39,7 +39,7 @@ TEST(Variant, TextsAreCopiedBorrowedOrKeptEmpty) {
   Variant const copy(v);
   EXPECT_EQ(std::tuple(PayloadOf(copy) == text.c_str(), copy.flags, copy.size), std::tuple(false, 4, 14u));
   v.Init(copy);
-  v.Init(static_cast<wchar_t*>(PayloadOf(v)) + 3, 1);  // out of itself: copied
+  v.Init(static_cast<wchar_t*>(PayloadOf(v)) + 3, 1);  // from itself: copied
   EXPECT_EQ(v.flags, 0);
   EXPECT_STREQ(static_cast<wchar_t*>(PayloadOf(v)), L"ing");
 }
@@ -80,7 +80,7 @@ TEST(Variant, ConvertsToEachNumber) {
   Table<Variant, int, unsigned, float, double> const cases = {
       {Made(true), 1, 1, 1, 1},
       {Made(uint8_t{200}), 200, 200, 200, 200},
-      {Made(70000u), 4464, 70000, 70000, 4464},  // some take 16 bits
+      {Made(70000u), 4464, 70000, 70000, 4464},  // some types take 16 bits
       {Made(uint64_t{0xFFFFFFFF00000005}), 5, 5, 0x1p64f, 18446744069414584325.0},
       {Made(short{-3}), -3, 0xFFFFFFFD, -3, -3},
       {Made(int64_t{-5}), -5, 0xFFFFFFFB, -5, -5},
@@ -119,7 +119,7 @@ TEST(Variant, ConvertsToTextsAndPoints) {
 }
 
 TEST(Variant, CopiesTextsIntoBuffersAndNotBehindThem) {
-  // a buffer's size, the four characters after, of which each was `#`, and the result
+  // a buffer's size, the four characters afterwards, each of them `#` before, and the result
   Table<unsigned, wstring, size_t> const cases = {
       {4, {L"abc\0", 4}, 3}, {3, L"abc#", 3}, {2, L"ab##", 2}, {0, {L"\0###", 4}, 0}};
   for (auto const& [length, after, result] : cases) {
@@ -155,7 +155,7 @@ TEST(Variant, GetsIntoAnother) {
   Variant out, small = Made(true);
   small.value.bits = UINT64_MAX;
   EXPECT_EQ(small.Get(out), S_OK);
-  EXPECT_EQ(out.value.bits, UINT32_MAX) << "four bytes";
+  EXPECT_EQ(out.value.bits, UINT32_MAX) << "only four bytes are written";
   small.Init(small);
   EXPECT_EQ((Ints{small.Get(small), Bare(Variant::POINT_3D).Get(out)}), Ints(2, S_OK));
   EXPECT_EQ(std::tuple(out.type, PayloadOf(out), small.GetI()), std::tuple(23, nullptr, nullptr));

@@ -1,5 +1,5 @@
-// A plug-in that never says that it has named its last class, and calls the library back whenever it is
-// called: it scans, creates, asks to be forgotten and registers.
+// A plug-in whose list of classes never ends, and which calls back into the library whenever it is called: it
+// scans, creates, asks to be unloaded and registers.
 #include "../plugin.h"
 
 using namespace yk;

@@ -1,4 +1,4 @@
-// A plug-in as it should be: a plain class and an image filter.
+// A correct plug-in: a plain class and an image filter.
 #include <qecore/core/filter.h>
 
 #include "../plugin.h"

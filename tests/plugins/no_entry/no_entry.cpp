@@ -1,2 +1,2 @@
-// A library that is no plug-in.
+// A library that is not a plug-in.
 extern "C" __declspec(dllexport) int something_else() { return 7; }

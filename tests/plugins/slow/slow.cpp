@@ -1,10 +1,10 @@
-// A plug-in that takes its time to be attached, and then creates the class of another copy of itself: b.qem's
-// when its file is a.qem, a.qem's when it is any other. d.qem does that as soon as the system maps it.
+// A plug-in that is slow to attach, and then creates the class of another copy of itself: that of b.qem if
+// its file is a.qem, otherwise that of a.qem. d.qem does so as soon as the system maps it.
 #include "../plugin.h"
 
 static wchar_t letter;
 
-// The system's loader gives the name, so this waits for a thread that is in there.
+// The name comes from the system's loader, so this waits for a thread inside it.
 static void LearnLetter(HINSTANCE library) {
   wchar_t path[MAX_PATH] = {};
   GetModuleFileNameW(library, path, MAX_PATH);

@@ -1,4 +1,4 @@
-// A plug-in of a later version of the contract, which offers a class that the library has, and another one.
+// A plug-in for a later version of the interface, with a class that the library has, and another one.
 #include "../plugin.h"
 
 intptr_t qe_entrypoint(unsigned message, uintptr_t first, void* second) {
