@@ -1,5 +1,5 @@
-// How fast pixels move: each conversion in gigabytes (read and written) a second, beside a plain copy of as
-// many bytes, in the cache and in memory; then resampling in millions of source pixels a second.
+// Measures pixel throughput: each conversion in gigabytes (read and written) per second, next to a plain copy
+// of the same size, in the cache and in memory; then resampling in millions of source pixels per second.
 //
 //   cmake --build --preset release --target image_bench && build/release/bin/image_bench.exe
 #include <qecore/core/ref.h>
@@ -48,7 +48,7 @@ struct Buffers {
     }
   }
 
-  /// Floats within 0.0 to 1.0 in place of noise.
+  /// Floats within 0.0 to 1.0 instead of noise.
   void FillWithFloats() {
     for (size_t i = 0; i + 4 <= source.size(); i += 4) {
       float const value = static_cast<float>(i % 1021) / 1021.0f;

@@ -2,7 +2,7 @@
 //
 //   draw gallery.png
 //
-// Each exhibit draws with its own left top corner as the origin, on a card of WIDTH x HEIGHT pixels.
+// Each exhibit draws with its own top left corner as the origin, on a card of WIDTH x HEIGHT pixels.
 #include <windows.h>
 
 #include <math.h>
@@ -104,7 +104,7 @@ void Patterns(IDC& dc) {
 void Polyline(IDC& dc) {
   point2df points[34];
   for (int i = 0; i < 34; ++i) points[i] = OnCircle(100, 60, i & 1 ? 24 : 52, i / 34.0f);
-  dc.SetColor(Translucent(RED, 150));  // one blend for each pixel, at the joints as well
+  dc.SetColor(Translucent(RED, 150));  // blended once per pixel, even at the joints
   dc.DrawPolyline(points, 34, true);
 }
 
@@ -152,13 +152,13 @@ void Text(IDC& dc) {
   DeleteObject(font);
 }
 
-// Puts a pixel with alpha over the page.
+// Composites a pixel with alpha over the page.
 void Over(unsigned char* to, unsigned char const* from, void*) {
   for (int i = 0; i < 3; ++i)
     to[i] = static_cast<unsigned char>((to[i] * (255 - from[3]) + from[i] * from[3]) / 255);
 }
 
-// A layer with alpha: composited in an image of its own, then drawn through a callback.
+// A layer with alpha: composited in its own image, then drawn through a callback.
 void Layer(IDC& dc) {
   FillOne(dc, Colour(205, 210, 218), 0, 0, WIDTH, HEIGHT);
   for (int i = 0; i < 30; i += 2) FillOne(dc, WHITE, i * WIDTH / 30, 0, WIDTH / 30, HEIGHT);
@@ -235,9 +235,10 @@ void DrawPage(IDC& dc) {
 int main(int count, char** arguments) {
   if (count != 2) return puts("usage: draw OUT.png"), 2;
   Ref<System> const system = Ref<System>::Adopt(System::Create());
-  system->ScanModules(String(arguments[0]).FilePath(), L"draw.cache");  // the plug-ins beside this program
+  system->ScanModules(String(arguments[0]).FilePath(), L"draw.cache");  // the plug-ins next to this program
 
-  // A context draws into an image; GDI's share, text, takes its font from the device context beside it.
+  // The context draws into an image; text, drawn by GDI, takes its font from the device context passed with
+  // it.
   Ref<Image2d> const page = Ref<Image2d>::Adopt(Image2d::Create());
   Ref<IDC> const dc = Ref<IDC>::Adopt(IDC::Create());
   if (Failed(page->Create(IMG_BGR24, GAP + COLUMNS * (WIDTH + GAP), GAP + ROWS * (HEIGHT + LABEL + GAP))))

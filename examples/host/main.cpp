@@ -1,4 +1,4 @@
-// A whole host: loads a picture through whatever plug-in reads it, halves it, mirrors it, saves it.
+// A complete host: loads a picture through a plug-in, halves it, mirrors it, saves it.
 //
 //   host photograph.jpg small.png
 #include <qecore/core/ref.h>
@@ -12,9 +12,9 @@ using namespace yk;
 int main(int count, char** arguments) {
   if (count != 3) return puts("usage: host IN OUT.png"), 2;
 
-  // The System lives as long as this reference: plug-ins are unloaded with it.
+  // The System exists as long as this reference: plug-ins are unloaded with it.
   Ref<System> const system = Ref<System>::Adopt(System::Create());
-  system->ScanModules(String(arguments[0]).FilePath(), L"host.cache");  // the plug-ins beside this program
+  system->ScanModules(String(arguments[0]).FilePath(), L"host.cache");  // the plug-ins next to this program
 
   Ref<AbstractImage> const loaded =
       Ref<AbstractImage>::Adopt(AbstractImage::Load(String(arguments[1]).c_str()));

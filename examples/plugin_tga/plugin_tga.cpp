@@ -1,6 +1,6 @@
-// A whole plug-in: an image filter for plain TGA files, whose pixels lie as an image's do: bottom row first,
-// blue before green before red. Put plugin_tga.qem beside a host; ids::FILE_TGA is what the library calls
-// such files.
+// A complete plug-in: an image filter for uncompressed TGA files, whose pixels have the layout of an image's:
+// bottom row first, blue before green before red. Put plugin_tga.qem next to a host; ids::FILE_TGA is the
+// library's identifier of such files.
 #include <qecore/core/filter.h>
 #include <qecore/core/module.h>
 #include <qecore/core/ref.h>
@@ -25,13 +25,13 @@ class TgaFilter final : public Implements<TgaFilter, ykFlt2d> {
 
   HRESULT Read(Stream* stream, AbstractImage** image, unsigned) noexcept override {
     *image = nullptr;
-    unsigned char h[18];  // the header: type 2 is true colour, not compressed; 16-bit width, height; bits
+    unsigned char h[18];  // the header: type 2 is uncompressed true colour; 16-bit width, height; bits
     unsigned done = 0;
     stream->Read(h, sizeof h, &done);
     bool const plain = done == sizeof h && h[0] == 0 && h[1] == 0 && h[2] == 2 && (h[17] & 0x30) == 0;
     if (!plain || (h[16] != 24 && h[16] != 32)) return YK_E_FORMAT;
     int const width = h[12] | h[13] << 8, height = h[14] | h[15] << 8;
-    // No memory for what the file cannot hold.
+    // Do not allocate for more pixels than the file can hold.
     if (int64_t{width} * height * (h[16] / 8) > stream->GetSize()) return YK_E_BADFILE;
     Ref<Image2d> picture = Ref<Image2d>::Adopt(Image2d::Create());
     if (!picture) return E_OUTOFMEMORY;

@@ -1,7 +1,7 @@
-// A host with an Edit menu: it paints on an image and sets its properties in named transactions, and walks
+// A host with an Edit menu: it paints on an image and sets its properties in named transactions, and moves
 // back and forth through them.
 //
-// Properties need no undo item of the host's own: RecordValue keeps them. Pixels do: PixelItem below.
+// Properties need no undo item of the host: RecordValue records them. Pixels do: PixelItem below.
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
 #include <qecore/image/image.h>
@@ -18,19 +18,19 @@ namespace {
 
 using namespace yk;
 
-// The host numbers its properties itself; the library gives no number a meaning.
+// The host chooses the numbers of its properties; the library does not interpret them.
 enum Property : unsigned { TITLE = 1, STARS = 2 };
 
 struct Area {
   int left, top, right, bottom;
 };
 
-// ---- the undo item of a change of pixels
+// ---- the undo item for a change of pixels
 
-/// Keeps the pixels of a rectangle, and exchanges them with those of the image at each undo and redo.
+/// Stores the pixels of a rectangle, and exchanges them with the image's at each undo and redo.
 class PixelItem final : public UndoItemOf<PixelItem> {
  public:
-  /// Made before the change. Null when there is no memory, which AddItem refuses.
+  /// Created before the change. Null when there is no memory, which AddItem refuses.
   static PixelItem* Create(Image2d* image, Area area) { return new (std::nothrow) PixelItem(image, area); }
 
   HRESULT Undo() noexcept override { return Exchange(); }
@@ -66,7 +66,7 @@ class Document {
  public:
   Document() = default;
   ~Document() {
-    if (undo) undo->SetChangeCallback(nullptr);  // else it would be called for the manager's end, too
+    if (undo) undo->SetChangeCallback(nullptr);  // otherwise the manager's destructor would call it, too
   }
 
   bool Open() {
@@ -86,8 +86,8 @@ class Document {
     }
   }
 
-  /// Part of a transaction. With `merge`, a change that follows the last one of the same property belongs to
-  /// that: a slider that is dragged makes one entry in the history.
+  /// Part of a transaction. With `merge`, a change that follows another one of the same property is merged
+  /// with it: a slider that is dragged makes one entry in the history.
   template <class Value>
   void Set(Property key, Value value, bool merge = false) {
     undo->RecordValue(image.get(), key, merge);
@@ -159,7 +159,7 @@ void Work(Document& document) {
   document.Set(TITLE, L"Meadow with Sun");
   document.End(L"Paint Sun");
 
-  for (int stars = 1; stars <= 4; ++stars) {  // a slider on its way: one entry
+  for (int stars = 1; stars <= 4; ++stars) {  // a slider being dragged: one entry
     document.Begin();
     document.Set(STARS, stars, true);
     document.End(L"Rate");

@@ -1,12 +1,12 @@
-// The fault loops over the shipped library: its imports lead to the harness, as objcopy leads the calls of
-// the native build. Without a sanitizer, but with the compiler, the C runtime and the boundary of the
-// product.
+// The fault loops over the shipped library: its imports are redirected to the harness, as objcopy redirects
+// the calls of the native build. Without a sanitizer, but with the product's compiler, C runtime and
+// boundary.
 #include <windows.h>
 
 #include "hardening/faults/faults.h"
 #include "hardening/leaks/imports.h"
 
-// HARNESS(name) for each function of the system and of C that redirect.txt leads to the harness.
+// HARNESS(name) for each function of the system and of C that redirect.txt redirects to the harness.
 #define HARNESS(name) extern "C" void harness_##name();
 #include "harness_names.inc"
 #undef HARNESS
@@ -19,7 +19,7 @@ Imports const HOOKS = {
 };
 #undef HARNESS
 
-// Before main, which knows nothing of it.
+// Runs before main, which is unaware of it.
 [[maybe_unused]] bool const hooked = (LeadImports(GetModuleHandleW(L"qeCore.dll"), HOOKS), true);
 
 }  // namespace
@@ -27,5 +27,5 @@ Imports const HOOKS = {
 // Wine prints the stack of a crash by itself.
 extern "C" void __sanitizer_print_stack_trace() {}
 
-// The plug-in's scenarios are for the native build, which compiles it in.
+// The plug-in's scenarios run in the native build, which includes it.
 std::span<faults::Scenario const> faults::PictureScenarios() { return {}; }

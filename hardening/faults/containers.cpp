@@ -1,4 +1,4 @@
-// Growth: of every container, of the undo history, and what is left of them when there is no memory.
+// Growth of every container and of the undo history, and their state when memory runs out.
 #include <qecore/core/memory.h>
 #include <qecore/draw/geometry.h>
 #include <qecore/undo/undo_manager.h>
@@ -22,7 +22,7 @@ bool Holds(Map& map, unsigned key) {
   return Succeeded(map.GetValue(key, value)) && value.Get(text) && text == VALUE;
 }
 
-// What went in is there; what was removed takes nothing else with it.
+// Everything inserted is present; removing takes nothing else with it.
 Outcome GrowMap() {
   constexpr unsigned KEYS = 40, STEP = 7;
   Outcome outcome;
@@ -40,7 +40,7 @@ Outcome GrowMap() {
   for (unsigned key = 0; key < KEYS; ++key) {
     bool const wanted = key % STEP != 0;
     if (Holds(*map, key) != wanted) outcome.whole = false;
-    if (wanted && set[key] && !Holds(*map, key)) outcome.broken = "a value that was set is gone";
+    if (wanted && set[key] && !Holds(*map, key)) outcome.broken = "a value is missing";
   }
   return outcome;
 }
@@ -65,7 +65,7 @@ Outcome CopyVariants() {
   return outcome;
 }
 
-// Every way to copy a variant, for a variant of each kind that has bytes of its own.
+// Every way to copy a variant, for each type with a payload.
 Outcome CopyEveryKind() {
   constexpr int KINDS = 7;
   Outcome outcome;
@@ -85,7 +85,7 @@ Outcome CopyEveryKind() {
     bool const copied = outcome.Note(copies[i].type == made[i].type);
     if (copied && copies[i].size != made[i].size) outcome.broken = "a copy of another size";
     HRESULT const result = made[i].Get(got[i]);
-    if (result == E_INVALIDARG) continue;  // a kind that is not copied so
+    if (result == E_INVALIDARG) continue;  // a type that cannot be copied this way
     outcome.Note(result);
     bool const same = made[i].type == Variant::BLOB ? got[i].size == 4 : got[i].Compare(made[i]);
     if (Succeeded(result) && !same) outcome.broken = "a copy that differs";
@@ -96,7 +96,7 @@ Outcome CopyEveryKind() {
 
 Outcome MakeTexts() {
   Outcome outcome;
-  Variant owned[2];  // free what is theirs where it was made
+  Variant owned[2];  // these free their payload where it was allocated
   owned[0].value.pointer = str::New("narrow");
   owned[1].value.pointer = str::New(VALUE);
   for (Variant& owner : owned) {
@@ -118,7 +118,7 @@ Outcome GrowString() {
   for (int i = 0; i < 20; ++i) outcome.Note(text.AtInsert(0, L"0123456789"));
   outcome.Note(text.Realloc(100));
   outcome.whole = text.Length() == 100;
-  if (text.c_str()[text.Length()] != 0) outcome.broken = "a string without its end";
+  if (text.c_str()[text.Length()] != 0) outcome.broken = "a string without a terminator";
   return outcome;
 }
 
@@ -132,7 +132,7 @@ Outcome GrowArray() {
     if (outcome.Note(array->AtInsert(array->Count(), reinterpret_cast<void*>(i)))) ++kept;
   }
   outcome.whole = array->Count() == ELEMENTS;
-  if (array->Count() != kept) outcome.broken = "an array that counts what it has not";
+  if (array->Count() != kept) outcome.broken = "an array with a wrong count";
   for (int i = 1; i < array->Count(); ++i) {
     if (array->At(i - 1) >= array->At(i)) outcome.broken = "an array out of order";
   }
@@ -148,7 +148,7 @@ Outcome GrowSortedArray() {
   for (intptr_t i = 200; i > 0; --i) {
     int const before = array->Count();
     array->Add(reinterpret_cast<void*>(i));
-    outcome.Note(array->Count() == before + 1);  // Add answers an index, also when there is no memory
+    outcome.Note(array->Count() == before + 1);  // Add returns an index even without memory
   }
   outcome.whole = array->Count() == 200;
   return outcome;
@@ -197,8 +197,8 @@ Variant ValueOf(int number) {
   return value;
 }
 
-// A change that cannot be recorded, or whose record is dropped at the commit, is told at once: the host does
-// not make it, or takes it back.
+// A change that cannot be recorded, or whose record is dropped at the commit, is reported at once: the host
+// does not make it, or reverts it.
 void Change(UndoManager& undo, Map& map, int to, Outcome& outcome) {
   Variant const value = Calmly([to] { return ValueOf(to); });
   if (!outcome.Note(undo.BeginTransaction())) return;
@@ -222,14 +222,14 @@ Outcome UndoAndRedo() {
   for (int i = 1; i <= CHANGES; ++i) Change(*undo, *map, i, outcome);
   for (int i = 0; i < CHANGES; ++i) outcome.Note(undo->Undo());
   harness::Calm const calm;
-  // What an item answers is ignored, as intended: an undo without memory may have left its change. It is not
-  // lost.
+  // Contract: the results of items are ignored, so an undo without memory may leave the change in place. It
+  // is not lost.
   for (int i = 0; i < CHANGES; ++i) undo->Redo();
   for (int i = 0; i < CHANGES; ++i) undo->Undo();
   Variant value;
   String text;
   bool const isBack = Succeeded(map->GetValue(KEY, value)) && value.Get(text) && text == L"zero";
-  if (!isBack) outcome.broken = "the first value does not come back";
+  if (!isBack) outcome.broken = "the first value is not restored";
   return outcome;
 }
 

@@ -1,7 +1,7 @@
-// Fault injection: a scenario is run again and again while its first, second, third ... request for memory,
-// write, seek or other call of the system fails, once and from there on. Whatever fails, the scenario must
-// say so or end as if nothing had failed; nothing may be left alive, what it used must still be usable, and a
-// file that it replaces must be whole.
+// Fault injection: a scenario runs repeatedly while its first, second, third ... allocation, write, seek or
+// other system call fails, once or permanently. Whatever fails, the scenario must report it or end as if
+// nothing had failed; nothing may be leaked, the objects used must remain usable, and a file being replaced
+// must be complete.
 #pragma once
 
 #include <qecore/core/base.h>
@@ -16,20 +16,20 @@ namespace faults {
 
 using namespace yk;
 
-/// How a run of a scenario ended.
+/// The outcome of a run of a scenario.
 struct Outcome {
-  HRESULT told = S_OK;           ///< the first failure that anything said
-  bool whole = true;             ///< the result is what it is when nothing fails
-  char const* broken = nullptr;  ///< what must never be, whatever failed: half a file, an object of no use
+  HRESULT reported = S_OK;       ///< the first failure that was reported
+  bool whole = true;             ///< the result is the same as without failures
+  char const* broken = nullptr;  ///< a state that must never occur: half a file, an unusable object
 
-  /// Takes note of a result. \return whether it is a success
+  /// Records a result. \return whether it is a success
   bool Note(HRESULT result) noexcept {
-    if (Failed(result) && Succeeded(told)) told = result;
+    if (Failed(result) && Succeeded(reported)) reported = result;
     return Succeeded(result);
   }
-  /// The same for what tells its failure by null or false.
+  /// The same for functions that report failure by null or false.
   bool Note(bool succeeded) noexcept { return Note(succeeded ? S_OK : E_FAIL); }
-  /// What was lost with everything else: the scenario cannot go on.
+  /// Records a failure after which the scenario cannot continue.
   Outcome& End() noexcept {
     whole = false;
     return *this;
@@ -38,8 +38,8 @@ struct Outcome {
 
 struct Scenario {
   char const* name;
-  unsigned kinds;     ///< of the calls that are made to fail, one kind after the other
-  void (*prepare)();  ///< before each run, undisturbed; may be null
+  unsigned kinds;     ///< the kinds of calls to fail, one kind after the other
+  void (*prepare)();  ///< before each run, without failures; may be null
   Outcome (*run)();
 };
 
@@ -48,7 +48,7 @@ inline constexpr unsigned SAVING = harness::MEMORY | harness::LOCK | harness::OP
 inline constexpr unsigned LOADING =
     harness::MEMORY | harness::LOCK | harness::OPEN | harness::READ | harness::SHORT_READ | harness::SEEK;
 
-/// What `make` gives, undisturbed.
+/// The result of `make`, without failures.
 template <class Make>
 auto Calmly(Make make) {
   harness::Calm const calm;
@@ -64,13 +64,13 @@ std::span<Scenario const> ImageScenarios();
 std::span<Scenario const> PictureScenarios();
 std::span<Scenario const> ModuleScenarios();
 
-/// Leaves one file and nothing else.
+/// Leaves a single file.
 void PutOnly(std::u16string const& path, std::string const& content);
 
-/// "half a file" unless the file holds the old bytes or the new ones.
+/// "half a file" unless the file holds exactly the old bytes or the new ones.
 char const* CheckReplaced(std::u16string const& path, std::string const& before, std::string const& after);
 
-/// A wide literal as the library takes it, for a path of the harness.
+/// A wide literal in the library's type, for a path of the harness.
 inline wchar_t const* Wide(std::u16string const& path) noexcept {
   return reinterpret_cast<wchar_t const*>(path.c_str());
 }

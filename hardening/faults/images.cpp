@@ -1,4 +1,4 @@
-// Images and drawing: operations that need memory, which a caller must be able to repeat.
+// Images and drawing: operations that allocate, which a caller must be able to repeat.
 #include <windows.h>
 
 #include <qecore/core/system.h>
@@ -14,7 +14,7 @@ namespace {
 
 constexpr int WIDTH = 60, HEIGHT = 50;
 
-// The table of conversions is the System's, which stays.
+// The table of conversions belongs to the System, which persists.
 Ref<Image2d> MakeImage(IMG_FORMAT format) {
   harness::Calm const calm;
   System::Create();
@@ -36,7 +36,7 @@ Outcome Create() {
       image->flags = flags;
       bool const made = outcome.Note(image->Create(format, WIDTH, HEIGHT));
       outcome.whole = outcome.whole && made;
-      if (made != (image->bits != nullptr)) outcome.broken = "an image with pixels that it has not";
+      if (made != (image->bits != nullptr)) outcome.broken = "an image in an inconsistent state";
     }
   }
   return outcome;
@@ -52,7 +52,7 @@ Outcome Rescale() {
       continue;
     }
     Ref<Image2d> const small = Ref<Image2d>::Adopt(result);
-    if (format == IMG_BGRA32 && small->GetLine(3)[4] != 50) outcome.broken = "other pixels, and S_OK";
+    if (format == IMG_BGRA32 && small->GetLine(3)[4] != 50) outcome.broken = "wrong pixels, and S_OK";
   }
   return outcome;
 }
@@ -76,7 +76,7 @@ Outcome CropAndKeep() {
 
 HRESULT DrawAll(IDC& dc) {
   static constexpr point2df CORNERS[] = {{5, 5}, {50, 9}, {30, 45}};
-  static constexpr point2df STAR[] = {{30, 2}, {44, 42}, {4, 17}, {55, 18}, {15, 42}};  // whose edges cross
+  static constexpr point2df STAR[] = {{30, 2}, {44, 42}, {4, 17}, {55, 18}, {15, 42}};  // self-intersecting
   Outcome outcome;
   dc.SetColor(0xFF0000FF);
   bool const pushed = outcome.Note(dc.PushColor());
@@ -86,13 +86,13 @@ HRESULT DrawAll(IDC& dc) {
   outcome.Note(dc.FillEllipse({10, 10, 40, 30}, 2));
   outcome.Note(dc.FrameRoundRect({1, 1, 30, 30}));
   if (pushed) outcome.Note(dc.PopColor());
-  return outcome.told;
+  return outcome.reported;
 }
 
 HRESULT DrawOn(Image2d& image) {
   Ref<IDC> const dc = Ref<IDC>::Adopt(IDC::Create());
   if (!dc) return E_OUTOFMEMORY;
-  dc->Attach(reinterpret_cast<HDC>(uintptr_t{1}), &image);  // passed on only
+  dc->Attach(reinterpret_cast<HDC>(uintptr_t{1}), &image);  // only passed on
   HRESULT const result = DrawAll(*dc);
   dc->Detach();
   return result;

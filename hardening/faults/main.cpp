@@ -1,5 +1,5 @@
-// faults.exe [NAME]: runs the scenarios, or those whose name holds NAME, and prints a table. 1: one of them
-// failed.
+// faults.exe [NAME]: runs the scenarios, or those whose name contains NAME, and prints a table. Exit code 1:
+// a scenario failed.
 #include <windows.h>
 
 #include <stdio.h>
@@ -34,9 +34,9 @@ constexpr KindName KINDS[] = {
     {harness::FLUSH, "flush"},
 };
 
-constexpr long MOST_CALLS = 5000;  // of one run: then the scenario is too large, not the library wrong
+constexpr long MOST_CALLS = 5000;  // per run; beyond this the scenario is too large
 
-/// One series: a kind of calls, failing once or from there on.
+/// One series: a kind of calls, failing once or permanently.
 struct Series {
   Scenario const& scenario;
   KindName const& kind;
@@ -47,12 +47,12 @@ struct Series {
 Series const* running;
 
 struct Sums {
-  long runs = 0, told = 0, silent = 0, leaks = 0, broken = 0;
+  long runs = 0, reported = 0, silent = 0, leaks = 0, broken = 0;
 
   bool IsClean() const { return silent == 0 && leaks == 0 && broken == 0; }
   void operator+=(Sums const& other) {
     runs += other.runs;
-    told += other.told;
+    reported += other.reported;
     silent += other.silent;
     leaks += other.leaks;
     broken += other.broken;
@@ -64,27 +64,27 @@ void Complain(Series const& series, char const* what) {
          series.onwards ? " and all later" : "", what);
 }
 
-// Says the first of a kind of fault, and counts the others.
+// Reports the first fault of each kind, and counts the others.
 void Tell(Series const& series, long& count, char const* what) {
   if (++count == 1) Complain(series, what);
 }
 
 void Judge(Series const& series, Outcome const& outcome, harness::Live const& before, Sums& sums) {
   ++sums.runs;
-  if (Failed(outcome.told)) ++sums.told;
-  if (!outcome.whole && Succeeded(outcome.told))
+  if (Failed(outcome.reported)) ++sums.reported;
+  if (!outcome.whole && Succeeded(outcome.reported))
     Tell(series, sums.silent, "something was lost, and nothing said so");
   if (outcome.broken) Tell(series, sums.broken, outcome.broken);
   harness::Live const now = harness::CountLive();
   if (now == before) return;
   char text[120];
-  snprintf(text, sizeof text, "left behind: blocks %ld, global memory %ld, bitmaps %ld, handles %ld",
+  snprintf(text, sizeof text, "leaked: blocks %ld, global memory %ld, bitmaps %ld, handles %ld",
            now.blocks - before.blocks, now.globals - before.globals, now.bitmaps - before.bitmaps,
            now.handles - before.handles);
   Tell(series, sums.leaks, text);
 }
 
-/// \return false when the call that was to fail was never made: the series is at its end
+/// \return false when the call that should fail was never made: the series has ended
 bool RunOnce(Series const& series, Sums& sums) {
   {
     harness::Calm const calm;
@@ -97,7 +97,7 @@ bool RunOnce(Series const& series, Sums& sums) {
   harness::Disarm();
   harness::TakeBoxes();
   if (calls >= series.at) return Judge(series, outcome, before, sums), true;
-  bool const sound = outcome.whole && Succeeded(outcome.told) && !outcome.broken;
+  bool const sound = outcome.whole && Succeeded(outcome.reported) && !outcome.broken;
   if (!sound) Tell(series, sums.broken, "it fails without a fault");
   return false;
 }
@@ -121,7 +121,7 @@ Sums RunScenario(Scenario const& scenario) {
 }
 
 void PrintRow(char const* name, Sums const& sums) {
-  printf("%-34s %7ld %7ld %7ld %7ld %7ld  %s\n", name, sums.runs, sums.told, sums.silent, sums.leaks,
+  printf("%-34s %7ld %8ld %7ld %7ld %7ld  %s\n", name, sums.runs, sums.reported, sums.silent, sums.leaks,
          sums.broken, sums.IsClean() ? "clean" : "FAILED");
   fflush(stdout);
 }
@@ -133,8 +133,8 @@ void PrintRow(char const* name, Sums const& sums) {
   _exit(77);
 }
 
-LONG WINAPI OnException(EXCEPTION_POINTERS* told) {
-  if (told->ExceptionRecord->ExceptionCode != EXCEPTION_ACCESS_VIOLATION) return EXCEPTION_CONTINUE_SEARCH;
+LONG WINAPI OnException(EXCEPTION_POINTERS* info) {
+  if (info->ExceptionRecord->ExceptionCode != EXCEPTION_ACCESS_VIOLATION) return EXCEPTION_CONTINUE_SEARCH;
   SayWhere();
 }
 
@@ -152,7 +152,7 @@ char const* CheckReplaced(std::u16string const& path, std::string const& before,
 
 int Run(std::string const& part) {
   AddVectoredExceptionHandler(TRUE, OnException);
-  printf("%-34s %7s %7s %7s %7s %7s\n", "scenario", "faults", "told", "silent", "leaks", "broken");
+  printf("%-34s %7s %8s %7s %7s %7s\n", "scenario", "faults", "reported", "silent", "leaks", "broken");
   Sums all;
   for (auto const& scenarios : {ObjectFileScenarios(), XmlScenarios(), ContainerScenarios(),
                                 StreamScenarios(), ImageScenarios(), PictureScenarios(), ModuleScenarios()}) {
@@ -169,7 +169,7 @@ int Run(std::string const& part) {
 
 }  // namespace faults
 
-// Ends in Wine's exception handling otherwise.
+// Otherwise this would end in Wine's exception handling.
 extern "C" void abort() { faults::SayWhere(); }
 
 int main(int count, char** arguments) { return faults::Run(count > 1 ? arguments[1] : ""); }

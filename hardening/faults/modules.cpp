@@ -33,7 +33,8 @@ HRESULT MakeFilter(ClassInfo const*, void** out) {
 
 Guid ClassOf(unsigned index) noexcept { return {100 + index, 5, 5, {5}}; }
 
-/// The System for one run. It goes undisturbed: what a plug-in loses on the way out is another matter.
+/// The System of one run. It is destroyed without failures: losses of a plug-in during unloading are not
+/// tested.
 struct Scope {
   Ref<System> system = Ref<System>::Adopt(System::Create());
   ~Scope() {
@@ -58,7 +59,7 @@ bool HasBuiltinClasses() {
   return Succeeded(image->ConvertLine(0, IMG_BGR24, row, sizeof row));
 }
 
-// The System of the scenarios with pictures must not be the one that is made here.
+// The scenarios with pictures must not use the System that is created here.
 void NoSystem() {
   if (System* const left = System::ptr()) left->Release();
   harness::UnloadPlugins();
@@ -83,7 +84,8 @@ Outcome CreateObjects() {
     Ref<Unknown> object;
     HRESULT const result = CreateInterface(*id, object.ReceiveVoid());
     if (!outcome.Note(result)) outcome.whole = false;
-    if (Succeeded(result) != (object.get() != nullptr)) outcome.broken = "an object that does not exist";
+    if (Succeeded(result) != (object.get() != nullptr))
+      outcome.broken = "a result that contradicts the object";
   }
   harness::Calm const calm;
   system.Reset();
@@ -157,7 +159,7 @@ bool IsDescribed(ClassInfo const& info) {
          Succeeded(info.info->GetValue(ClassInfo::INFO_NAME, value)) && value.Get(text) && text == L"name";
 }
 
-/// Null, or what the next, undisturbed scan of the same folder with the same cache lacks.
+/// Null, or what is missing after the next scan, without failures, of the same folder with the same cache.
 char const* WhatTheNextScanLacks() {
   harness::Calm const calm;
   Scope const scope;
@@ -176,7 +178,7 @@ char const* WhatTheNextScanLacks() {
   return nullptr;
 }
 
-// A scan answers S_OK always: what it could not do, the next one does.
+// A scan always returns S_OK: what it could not do, the next one does.
 Outcome ScanFolder() {
   Outcome outcome;
   {

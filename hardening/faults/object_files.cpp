@@ -1,5 +1,5 @@
-// Object files: written straight and through SaveFile, and read, with every kind of value in them. The host
-// looks at no result of a call but asks for the first failure at the end.
+// Object files: written directly and through SaveFile, and read, with every type of value in them. The host
+// checks no result of a call, only the first failure at the end.
 #include <qecore/draw/geometry.h>
 #include <qecore/io/deserializer.h>
 #include <qecore/io/file_stream.h>
@@ -28,7 +28,7 @@ void Put(Map& map, unsigned key, Value const& value) {
   map.SetValue(key, variant);
 }
 
-/// A value of each kind that a file can hold.
+/// A value of each type that a file can hold.
 Ref<Map> MakeValues() {
   Ref<Map> map = Ref<Map>::Adopt(Map::Create());
   unsigned key = 0;
@@ -85,14 +85,14 @@ std::string SavedToMemory(Body body) {
   return BytesOf(*stream);
 }
 
-/// The bytes of a sound file.
+/// The bytes of a valid file.
 std::string const& Sound() {
   static std::string const bytes = SavedToMemory(Write);
   return bytes;
 }
 
 void PutOldFile() {
-  Sound();  // made before anything fails
+  Sound();  // created before anything fails
   PutOnly(PATH, OLD_FILE);
 }
 
@@ -121,17 +121,17 @@ Outcome SaveWhole() {
   Outcome outcome;
   SaveFile file;
   bool saved = outcome.Note(file.Open(Wide(PATH))) && WriteFile(*file.GetStream(), outcome, Write);
-  if (Succeeded(outcome.told)) outcome.Note(file.Commit());
+  if (Succeeded(outcome.reported)) outcome.Note(file.Commit());
   file.Discard();
   outcome.whole = saved && harness::ReadFile(PATH) == Sound();
   outcome.broken = CheckReplaced(PATH, OLD_FILE, Sound());
-  if (harness::ListFiles().size() != 1) outcome.broken = "a file is left beside the one that was saved";
+  if (harness::ListFiles().size() != 1) outcome.broken = "another file is left in the folder";
   return outcome;
 }
 
 // ---- loading
 
-// Equal when they save equal: some kinds never compare so.
+// Equal when they are saved equally, since some types never compare equal.
 bool AreTheValues(Map& map) {
   harness::Calm const calm;
   return SavedToMemory([&](Serializer& writer) { map.Save(&writer, nullptr); }) ==
@@ -161,7 +161,7 @@ bool ReadBytes(Deserializer& reader) {
 bool ReadReferences(Deserializer& reader) {
   Ref<Map> const map = Calmly([] { return Ref<Map>::Adopt(Map::Create()); });
   Unknown* object = nullptr;
-  reader.ReadReference(&object);  // the first occurrence: the object is made, and added
+  reader.ReadReference(&object);  // the first occurrence: the object is created and added
   if (reader.BeginChunk() == chunk::FIRST_OCCURRENCE) reader.AddReference(map.get());
   reader.EndChunk();
   reader.ReadReference(&object);
@@ -186,7 +186,7 @@ Outcome Load() {
   if (!outcome.Note(reader.get() != nullptr)) return outcome.End();
   reader->Open(stream.get(), 0);
   size_t sound = 0;
-  bool failedHere = false;  // a host's own reads tell it their results
+  bool failedHere = false;  // the host checks the results of its own reads
   while (reader->IsInChunk()) {
     unsigned short const tag = reader->BeginChunk();
     for (Part const& part : PARTS) {
@@ -202,9 +202,9 @@ Outcome Load() {
   return outcome;
 }
 
-// What is not noted of a chunk is made up for by the chunks around it.
+// A failure to track a chunk is compensated by the chunks around it.
 Outcome Nest() {
-  constexpr unsigned LEVELS = 100;  // more than are kept ready
+  constexpr unsigned LEVELS = 100;  // more than are preallocated
   auto const write = [](Serializer& writer) {
     for (unsigned i = 0; i < LEVELS; ++i) writer.BeginChunk(TEXT_TAG);
     for (unsigned i = 0; i < LEVELS; ++i) writer.EndChunk();
@@ -230,10 +230,10 @@ Outcome Nest() {
     if (reader->BeginChunk() == TEXT_TAG) ++entered;
     bool const isLost = entered <= i;
     if (isLost && (reader->IsInChunk() || reader->GetRemaining() || reader->GetChunkSize()))
-      outcome.broken = "bytes in a chunk that was not entered";
+      outcome.broken = "payload in a chunk that was not entered";
   }
   for (unsigned i = 0; i < LEVELS; ++i) reader->EndChunk();
-  if (reader->IsInChunk()) outcome.broken = "a reader behind the end";
+  if (reader->IsInChunk()) outcome.broken = "a reader past the end";
   outcome.Note(reader->GetFailure());
   outcome.whole = outcome.whole && entered == LEVELS;
   return outcome;

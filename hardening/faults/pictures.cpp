@@ -29,7 +29,7 @@ constexpr Format PNG = {0, u"C:\\picture.png", true}, JPEG = {1, u"C:\\picture.j
                  BMP = {2, u"C:\\picture.bmp", true}, GIF = {3, u"C:\\picture.gif", false},
                  TIFF = {4, u"C:\\picture.tif", true};
 
-// Registered once, as the plug-in's classes are; COM is entered once.
+// Registered once, like the plug-in's classes; COM is initialised once.
 void RegisterFilters() {
   static bool const done = [] {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
@@ -52,7 +52,7 @@ Ref<Image2d> MakeImage(int seed) {
   return image;
 }
 
-/// Writes through a filter of its own, straight into a file.
+/// Writes through a filter directly into a file.
 HRESULT WriteWith(Format const& format, Image2d& image) {
   ClassInfo info;
   void* made = nullptr;
@@ -104,12 +104,12 @@ Outcome Save() {
   outcome.Note(image->Save(Wide(FORMAT.path)));
   outcome.whole = harness::ReadFile(FORMAT.path) == Sound<FORMAT>().after;
   outcome.broken = CheckReplaced(FORMAT.path, Sound<FORMAT>().before, Sound<FORMAT>().after);
-  if (harness::ListFiles().size() != 1) outcome.broken = "a file is left beside the picture";
+  if (harness::ListFiles().size() != 1) outcome.broken = "another file is left in the folder";
   return outcome;
 }
 
-// Not every format has a place in Image2d::Save. A filter writes where it is told: half a file is possible,
-// silence not.
+// Image2d::Save does not support every format. A filter writes directly to its target: half a file is
+// possible, but must be reported.
 template <Format const& FORMAT>
 Outcome WriteThroughFilter() {
   Outcome outcome;

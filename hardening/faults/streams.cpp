@@ -39,7 +39,7 @@ bool Open(char16_t const* path, unsigned mode, Ref<Stream>& stream, Outcome& out
 
 HRESULT FailureOf(Stream& file) { return static_cast<FileStream&>(file).GetFailure(); }
 
-// The block holds what was written before a growth that failed, and takes more when there is memory again.
+// After a failed growth the block still holds what was written, and accepts more once there is memory again.
 Outcome GrowMemStream() {
   Outcome outcome;
   Ref<Stream> stream;
@@ -57,11 +57,11 @@ Outcome GrowMemStream() {
   outcome.whole = written == SIZE * 4 && stream->GetSize() == written / 2;
   stream->Seek(0, Stream::FROM_END);
   if (Failed(stream->Write("more", 4)) && stream->GetSize() > 0)
-    outcome.broken = "a stream that takes no more";
+    outcome.broken = "a stream that accepts no more";
   return outcome;
 }
 
-// What fits the capacity need not fit the block of a stream that was cut; one that is full needs no growth.
+// Data that fits the capacity need not fit the block of a shrunk stream; a full one needs no growth.
 Outcome GrowCutMemStream() {
   constexpr unsigned STEP = 0x10000;
   Outcome outcome;
@@ -79,11 +79,11 @@ Outcome GrowCutMemStream() {
     unsigned done = 1;
     bool const written = outcome.Note(stream->Write(std::string(size, 'b').data(), size, &done));
     outcome.whole = outcome.whole && written;
-    if (done != (written ? size : 0)) outcome.broken = "a write that tells another size";
+    if (done != (written ? size : 0)) outcome.broken = "a write that reports another size";
     if (stream->GetSize() != before + done && stream->GetSize() > 0)
       outcome.broken = "a stream of another size";
     if (Succeeded(static_cast<MemStream&>(*stream).GetFailure()) != written)
-      outcome.broken = "a failure that is not kept";
+      outcome.broken = "a failure that is not stored";
   }
   return outcome;
 }
@@ -97,17 +97,17 @@ Outcome ReadBuffered() {
     char bytes[500];
     unsigned done = 0;
     outcome.Note(buffered->Read(bytes, sizeof bytes, &done));
-    outcome.Note(done == sizeof bytes);  // what cannot be read shows as a short read
+    outcome.Note(done == sizeof bytes);  // failed reads show up as short reads
     bool const same = done == sizeof bytes && !memcmp(bytes, &Bytes()[at], sizeof bytes);
     outcome.whole = outcome.whole && same;
-    if (done == sizeof bytes && !same) outcome.broken = "other bytes than the file's";
+    if (done == sizeof bytes && !same) outcome.broken = "bytes that differ from the file's";
     if (done != sizeof bytes) buffered->Seek(static_cast<int>(at + sizeof bytes), Stream::FROM_START);
   }
   return outcome;
 }
 
-// (A piece that the source cannot fill is written whole, zeros behind what it held, as intended: no short
-// reads here.)
+// (Contract: a piece that the source cannot fill is written at full length, padded with zeros: no short reads
+// here.)
 Outcome Copy() {
   Outcome outcome;
   Ref<Stream> from, to;
@@ -119,7 +119,7 @@ Outcome Copy() {
   return outcome;
 }
 
-// A host that looks at no result of a write asks once.
+// A host that does not check the results of writes checks once.
 Outcome WriteFile() {
   Outcome outcome;
   Ref<Stream> file;
@@ -129,7 +129,7 @@ Outcome WriteFile() {
   outcome.Note(FailureOf(*file));
   outcome.whole = harness::ReadFile(TARGET) == Bytes().substr(0, SIZE / 2);
   if (Failed(FailureOf(*file)) && Succeeded(file->GetState()))
-    outcome.broken = "GetState does not tell a failure";
+    outcome.broken = "GetState does not report a failure";
   return outcome;
 }
 
@@ -143,7 +143,7 @@ Outcome ReplaceFile() {
   save.Discard();
   outcome.whole = harness::ReadFile(TARGET) == Bytes();
   outcome.broken = CheckReplaced(TARGET, "old", Bytes());
-  if (harness::ListFiles().size() != 2) outcome.broken = "a file is left beside the one that was replaced";
+  if (harness::ListFiles().size() != 2) outcome.broken = "another file is left in the folder";
   return outcome;
 }
 
@@ -168,7 +168,7 @@ Outcome MakeTemporaryName() {
   String path;
   outcome.whole = outcome.Note(path.TempFile());
   bool const listed = harness::ListFiles().size() == 3;
-  if (listed != outcome.whole) outcome.broken = "a temporary file that nobody knows";
+  if (listed != outcome.whole) outcome.broken = "an orphaned temporary file";
   return outcome;
 }
 
@@ -178,7 +178,7 @@ Outcome Detect() {
   if (!Open(SOURCE, FileStream::READ, file, outcome)) return outcome.End();
   Guid type;
   outcome.whole = outcome.Note(qe_DetectFileType(file.get(), type)) && type == ids::FILE_PNG;
-  if (Succeeded(outcome.told) && !(type == ids::FILE_PNG)) outcome.broken = "another type";
+  if (Succeeded(outcome.reported) && !(type == ids::FILE_PNG)) outcome.broken = "a wrong type";
   return outcome;
 }
 
@@ -187,7 +187,7 @@ void PutPicture() {
   harness::PutFile(SOURCE, "\x89PNG\r\n\x1A\n----");
 }
 
-// A text that there is no memory for is empty, and what stands behind it is found.
+// A text for which there is no memory is empty, and the data after it is still found.
 Outcome ReadText() {
   Outcome outcome;
   Ref<Stream> const stream = Calmly([] {
@@ -198,23 +198,23 @@ Outcome ReadText() {
     return made;
   });
   String text, next;
-  if (Failed(stream->Read(text))) outcome.broken = "a failure that is none";
+  if (Failed(stream->Read(text))) outcome.broken = "an unexpected failure";
   harness::Calm const calm;
   stream->Read(next);
-  if (next != L"z") outcome.broken = "what stands behind a text is lost";
+  if (next != L"z") outcome.broken = "the data after a text is lost";
   outcome.Note(!text.IsEmpty());
   outcome.whole = text == L"twenty characters ok";
   return outcome;
 }
 
 Outcome CompareNames() {
-  static std::u16string const name(600, u'a');  // longer than the places that are kept ready
+  static std::u16string const name(600, u'a');  // longer than the preallocated arrays
   Outcome outcome;
   outcome.whole = outcome.Note(RegularCompare(L"*a?", Wide(name)));
   return outcome;
 }
 
-// A named part of a file is written as it is: it cannot be replaced alone.
+// A named stream of a file is written directly, since it cannot be replaced on its own.
 Outcome SavePart() {
   constexpr char16_t PART[] = u"C:\\target:part";
   Outcome outcome;

@@ -15,7 +15,7 @@ constexpr char16_t PATH[] = u"C:\\document.xml";
 constexpr char OLD_FILE[] = "<old/>";
 constexpr int CHILDREN = 400;  // more than the writer's buffer holds
 
-/// A helper and a document that are not disturbed while they are made, nor when they go.
+/// A helper and a document, created and destroyed without failures.
 struct Document {
   Document() noexcept {
     harness::Calm const calm;
@@ -68,13 +68,13 @@ std::string const& Sound() {
 }
 
 void PutOldFile() {
-  Sound();  // made before anything fails
+  Sound();  // created before anything fails
   PutOnly(PATH, OLD_FILE);
 }
 
 void PutSoundFile() { PutOnly(PATH, Sound()); }
 
-// The host asks the helper alone.
+// The host checks only the helper.
 Outcome SaveStraight() {
   Outcome outcome;
   Document document;
@@ -97,7 +97,7 @@ Outcome SaveWhole() {
   SaveFile file;
   if (outcome.Note(file.Open(Wide(PATH)))) {
     outcome.Note(document.xml->Save(document.node, file.GetStream(), XML_LAYOUT));
-    if (Succeeded(outcome.told)) outcome.Note(file.Commit());
+    if (Succeeded(outcome.reported)) outcome.Note(file.Commit());
   }
   file.Discard();
   outcome.whole = harness::ReadFile(PATH) == Sound();
@@ -113,7 +113,8 @@ Outcome Load() {
   XmlError error{};
   HRESULT const result = document.xml->Load(stream.get(), &document.node, &error);
   outcome.Note(result);
-  if (Failed(result) && (error.code != result || !error.text)) outcome.broken = "an error that says nothing";
+  if (Failed(result) && (error.code != result || !error.text))
+    outcome.broken = "an error without code or text";
   if (Succeeded(result) != (document.node != nullptr))
     outcome.broken = "a document without success, or none with it";
   outcome.whole = document.IsComplete();
@@ -145,7 +146,7 @@ Outcome Edit() {
   return outcome;
 }
 
-// Every form that a document has, in both encodings.
+// Every form of a document, in both encodings.
 Outcome LoadForms() {
   constexpr char FORMS[] =
       "<!--c\r\n--><?i x?><a v='1&#10;2' w='&amp;'>t &lt; u<![CDATA[<x>]]> <b> </b>\r\n <c/></a>";
@@ -170,7 +171,7 @@ Outcome LoadForms() {
     void* content = nullptr;
     static_cast<MemStream&>(*saved).GetBuffer(&content);
     bool const same = content && std::string(static_cast<char*>(content), saved->GetSize()) == SAVED;
-    if (loaded && !same) outcome.broken = "another document, and S_OK";
+    if (loaded && !same) outcome.broken = "a different document, and S_OK";
     outcome.whole = outcome.whole && same;
   }
   return outcome;

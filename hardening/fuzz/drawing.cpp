@@ -1,5 +1,5 @@
-// Drawing: any sequence of calls on a context over an image's pixels, with coordinates from the sensible to
-// the absurd. What calls the platform's own drawing (text, GDI's polygon, copies to a window) is left out: no
+// Drawing: arbitrary sequences of calls on a context over an image's pixels, with coordinates from sensible
+// to absurd. Calls that draw through the platform (text, GDI's polygon, copies to a window) are left out: no
 // display is needed.
 #include <windows.h>
 
@@ -25,7 +25,7 @@ HDC NoDevice() noexcept { return reinterpret_cast<HDC>(uintptr_t{1}); }
 struct Drawing {
   Ref<IDC> dc;
   Ref<Image2d> surface;
-  Ref<Image2d> picture;  // what DrawImage draws
+  Ref<Image2d> picture;  // drawn by DrawImage
   unsigned seed = 0;
 };
 
@@ -43,7 +43,7 @@ unsigned ColorAt(int x, int y, void* context) {
   return (static_cast<unsigned>(x) * 31u + static_cast<unsigned>(y) * 7u) ^ *static_cast<unsigned*>(context);
 }
 
-// What a host's callback does: reads the source's pixel, writes the surface's, all bytes of each.
+// Like a host's callback: reads the source's pixel, writes the surface's, all bytes of each.
 struct PixelSizes {
   int surface, picture;
 };
@@ -72,7 +72,7 @@ void AskState(Drawing& d, Input& in) {
   d.dc->IsVisible(Rect(in));
 }
 
-// Without bits the context has no surface any more.
+// Without bits the context has no surface.
 void Detach(Drawing& d, Input& in) {
   if (in.OneIn(4)) d.dc->Detach();
 }
@@ -134,7 +134,7 @@ void FillPolygon(Drawing& d, Input& in) {
   d.dc->FillPolygon(points.data(), static_cast<int>(points.size()), in.Below(3));
 }
 
-// Many edges, of which many share a row.
+// Many edges, many of them in the same row.
 void FillThicket(Drawing& d, Input& in) {
   std::vector<point2df> points(3 + in.Byte());
   for (point2df& point : points)
@@ -194,7 +194,7 @@ constexpr Step STEPS[] = {
     Adjust,      DrawLine,     DrawLine,         DrawPolyline, DrawPolyline,  FillPolygon,    FillPolygon,
     FillThicket, FillEllipse,  FillEllipse,      MixColors,    UseMatrix,     UseRects};
 
-// Pixels from the heap end where the sanitizer sees it. One in eight is wide, flat, or has no pixel at all.
+// Pixels on the heap end where the sanitizer checks. One in eight images is wide, flat, or has no pixels.
 Ref<Image2d> MakeSurface(Input& in) {
   unsigned const how = in.Byte();
   int width = 1 + in.Below(70), height = 1 + in.Below(40);

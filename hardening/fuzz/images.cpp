@@ -1,4 +1,4 @@
-// Images: any sequence of operations on two of them, of any size and format that memory has room for.
+// Images: arbitrary sequences of operations on two of them, of any size and format for which there is memory.
 #include <qecore/core/system.h>
 #include <qecore/draw/geometry.h>
 #include <qecore/image/convert.h>
@@ -34,7 +34,7 @@ void Touch(Image2d& image) {
   unsigned volatile sum = 0;
   for (int y = 0; y < image.height; ++y) {
     unsigned char const* const row = image.GetLine(y);
-    Require(row != nullptr, "an image has its rows");
+    Require(row != nullptr, "an image has all its rows");
     if (image.stride > 0) sum = sum + row[0] + row[image.stride - 1];
   }
   if (img::GetFacts(image.format).paletteEntries) sum = sum + image.palette[image.paletteCount - 1].alpha;
@@ -51,16 +51,15 @@ struct Pair {
 
 int Side(Input& in) { return in.OneIn(16) ? in.Any() : static_cast<int>(in.Below(70)); }
 
-// Sizes of which an image has no bytes may have 2^31 rows: walking them all is what the operation is asked
-// for.
+// Sizes for which an image has no bytes may have 2^31 rows: the operation is supposed to walk them all.
 void Create(Image2d& a, Pair&, Input& in) {
   a.flags = in.Below(2);
   IMG_FORMAT const format = AnyFormat(in);
   int const width = Side(in), height = Side(in);
   HRESULT const result = a.Create(format, width, height);
   if (Failed(result))
-    return Require(!a.bits || result == E_INVALIDARG, "an image that was not made has no pixels");
-  Require(a.bits != nullptr, "an image that was made has pixels");
+    return Require(!a.bits || result == E_INVALIDARG, "an image whose creation failed has no pixels");
+  Require(a.bits != nullptr, "a created image has pixels");
   Require(a.bitsPerPixel == img::GetFacts(format).bits, "an image knows its format");
   Paint(a, in.Byte());
 }
@@ -85,7 +84,7 @@ void RescaleTo(Image2d& a, Pair& pair, Input& in) {
   a.RescaleTo(in.OneIn(16) ? nullptr : in.Pick(pair.images).get());
 }
 
-// The row has a byte more than it needs, or none, or one too few.
+// The row has one byte more than needed, or exactly enough, or one too few.
 void ConvertLine(Image2d& a, Pair&, Input& in) {
   IMG_FORMAT const format = AnyFormat(in);
   int64_t const size = img::GetRowSize(format, a.width) + static_cast<int>(in.Below(3)) - 1;
@@ -121,7 +120,7 @@ void GetLine(Image2d& a, Pair&, Input& in) {
   int const y = Side(in);
   unsigned char const* const row = a.GetLine(y);
   a.GetLineEx(y, 0);
-  if (row) Require(y >= 0 && y < a.height, "a row lies in the image");
+  if (row) Require(y >= 0 && y < a.height, "a row is inside the image");
 }
 
 struct Record final : drvData {
@@ -131,8 +130,8 @@ struct Record final : drvData {
 void KeepRecord(Image2d& a, Pair&, Input& in) {
   Record* const record = new Record;
   record->owner = reinterpret_cast<void*>(uintptr_t{in.Byte()});
-  Require(Succeeded(a.drivers.Add(record)), "a new record is kept");
-  Require(a.drivers.Get(record->owner) == record, "a kept record is found");
+  Require(Succeeded(a.drivers.Add(record)), "a new record is accepted");
+  Require(a.drivers.Get(record->owner) == record, "an accepted record is found");
   if (in.Flag()) a.drivers.Remove(record);
 }
 
@@ -150,7 +149,8 @@ constexpr Step STEPS[] = {Create,      Create,        Create,   Rescale,     Cro
 
 }  // namespace
 
-// The table of conversions is the System's; building it anew for each input would be most of the time.
+// The table of conversions belongs to the System; building it again for each input would take most of the
+// time.
 void PrepareImages() { System::Create(); }
 
 void EditImages(Input& in) {

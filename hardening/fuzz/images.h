@@ -1,4 +1,4 @@
-// Images with something in them, for the targets that need some.
+// Images with content, for the targets that need some.
 #pragma once
 
 #include <qecore/image/image.h>
@@ -7,12 +7,12 @@
 
 namespace fuzz {
 
-yk::IMG_FORMAT AnyFormat(Input& in);  ///< now and then one that there is not
+yk::IMG_FORMAT AnyFormat(Input& in);  ///< occasionally an unassigned one
 
 /// Fills pixels and palette with noise.
 void Paint(yk::Image2d& image, unsigned seed);
 
-/// Reads the ends of every row and of the palette, so that the sanitizer sees whether they are there.
+/// Reads both ends of every row and of the palette, so that the sanitizer checks whether they are accessible.
 void Touch(yk::Image2d& image);
 
 }  // namespace fuzz

@@ -13,7 +13,7 @@ namespace {
 
 Input* script;  // null: the platform's own component
 
-// What the plug-in may be told to have failed; half of the calls work.
+// Failures that the plug-in may receive; half of the calls succeed.
 HRESULT Answer() noexcept {
   static constexpr HRESULT CODES[] = {E_FAIL,
                                       E_OUTOFMEMORY,
@@ -25,7 +25,7 @@ HRESULT Answer() noexcept {
   return script->Below(16) < 14 ? S_OK : script->Pick(CODES);
 }
 
-/// The counting of a COM object that answers any interface that it has.
+/// The reference counting of a COM object that supports all its interfaces.
 template <class Interface>
 class Counted : public Interface {
  public:
@@ -43,13 +43,13 @@ class Counted : public Interface {
   }
 
  protected:
-  virtual ~Counted() = default;  // behind the interface's slots: callers do not see it
+  virtual ~Counted() = default;  // after the interface's slots: callers do not see it
 
  private:
   std::atomic<ULONG> references = 1;
 };
 
-/// Hands out a new object, or fails.
+/// Returns a new object, or fails.
 template <class Made, class Out, class... From>
 HRESULT Make(Out** out, From... from) {
   HRESULT const result = Answer();
@@ -57,7 +57,7 @@ HRESULT Make(Out** out, From... from) {
   return result;
 }
 
-// What no reader of pictures calls.
+// Functions that no reader of pictures calls.
 #define UNUSED_SLOT(name, ...) \
   HRESULT STDMETHODCALLTYPE name(__VA_ARGS__) override { return E_NOTIMPL; }
 
@@ -117,7 +117,7 @@ UINT AnySide() noexcept {
   return script->OneIn(4) ? script->Pick(ODD) : script->Below(64);
 }
 
-// Reads here and there, as decoders do.
+// Reads at arbitrary positions, like decoders.
 void ReadAround(IStream& stream) {
   for (unsigned turns = script->Below(8); turns > 0; --turns) {
     unsigned char bytes[300];
@@ -149,9 +149,9 @@ class Frame final : public Counted<IWICBitmapFrameDecode> {
     *pixels = format;
     return Answer();
   }
-  // Fills all that it was given, so that the sanitizer sees whether it is there.
+  // Fills the whole buffer, so that the sanitizer checks whether it is accessible.
   HRESULT STDMETHODCALLTYPE CopyPixels(WICRect const*, UINT stride, UINT size, BYTE* buffer) override {
-    if (uint64_t{stride} * height > size) abort();  // the caller asks for more rows than it has room for
+    if (uint64_t{stride} * height > size) abort();  // the caller asks for more rows than fit
     memset(buffer, script->Byte(), size);
     ReadAround(*stream);
     return Answer();
@@ -232,7 +232,7 @@ class Factory final : public Counted<IWICImagingFactory> {
 
 #undef UNUSED_SLOT
 
-/// The platform's factory, made once: to look it up each time would be most of the time.
+/// The platform's factory, created once: to look it up each time would take most of the time.
 IWICImagingFactory* PlatformFactory() {
   static IWICImagingFactory* const factory = [] {
     IWICImagingFactory* made = nullptr;
@@ -250,7 +250,7 @@ ImagingByInput::~ImagingByInput() { script = nullptr; }
 
 }  // namespace fuzz
 
-// What the plug-in's calls lead to (redirect.txt of the native build).
+// The targets of the plug-in's redirected calls (redirect.txt of the native build).
 
 extern "C" HRESULT WINAPI harness_CoCreateInstance(REFCLSID, IUnknown*, DWORD, REFIID id, void** out) {
   if (fuzz::script) return fuzz::Make<fuzz::Factory>(reinterpret_cast<IWICImagingFactory**>(out));

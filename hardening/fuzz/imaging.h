@@ -1,12 +1,12 @@
-// An Imaging Component that says what an input tells it to: sizes, pixels, palettes and failures that no file
-// on hand has. Without it the plug-in talks to the platform's own.
+// An Imaging Component whose results come from an input: sizes, pixels, palettes and failures that no
+// available file has. Without it the plug-in uses the platform's own.
 #pragma once
 
 #include "input.h"
 
 namespace fuzz {
 
-/// While it lives, the plug-in's reader gets this component, whose every answer comes from `in`.
+/// During its lifetime, the plug-in's reader gets this component, whose results come from `in`.
 class ImagingByInput {
  public:
   explicit ImagingByInput(Input& in) noexcept;

@@ -1,5 +1,5 @@
-// One input of the fuzzer, read byte by byte as the numbers, texts and choices that a target asks for. Behind
-// its end everything is zero, so that a target needs no checks.
+// One input of the fuzzer, read byte by byte as the numbers, texts and choices that a target asks for. Past
+// its end everything is zero, so that targets need no checks.
 #pragma once
 
 #include <limits.h>
@@ -28,7 +28,7 @@ class Input {
     return *next++;
   }
 
-  /// Any value of a plain type.
+  /// Any value of a trivial type.
   template <class Value>
   Value Take() noexcept {
     Value value{};
@@ -48,8 +48,8 @@ class Input {
     return table[Below(static_cast<unsigned>(std::size(table)))];
   }
 
-  /// One of a table's steps. New steps go to the end of their table: the inputs that are kept (regressions/)
-  /// then keep their meaning.
+  /// One of a table's steps. Append new steps to the table, so that the stored inputs (regressions/) keep
+  /// their meaning.
   template <class Table>
   auto& Step(Table& steps) noexcept {
     constexpr unsigned MOST_STEPS = 64;
@@ -57,18 +57,18 @@ class Input {
   }
 
   int Small() noexcept { return Take<int8_t>(); }
-  /// Small most of the time, and then again at the ends of the range.
+  /// Small most of the time, otherwise at the limits of the range.
   int Any() noexcept;
-  /// A number of a pixel's size with a fraction, and now and then what breaks arithmetic.
+  /// A number of the order of a pixel with a fraction, occasionally one that breaks arithmetic.
   double Real() noexcept;
   float Single() noexcept;
 
-  /// Up to `most` characters and a terminator, none of them zero, in a block of just that size.
+  /// Up to `most` non-zero characters and a terminator, in a block of exactly that size.
   std::vector<wchar_t> Wide(size_t most);
   std::vector<char> Narrow(size_t most);
-  /// The next `most` bytes as an input of their own.
+  /// The next `most` bytes as a separate input.
   Input Part(size_t most) noexcept;
-  /// All that is left, in a block of just that size.
+  /// All remaining bytes, in a block of exactly that size.
   std::vector<uint8_t> Rest();
 
  private:
@@ -111,7 +111,7 @@ inline float Input::Single() noexcept {
   return static_cast<float>(whole) + Byte() / 256.0f;
 }
 
-// A byte of 255 stands for any 16-bit character, every other byte for itself.
+// A byte of 255 introduces an arbitrary 16-bit character; any other byte is the character itself.
 inline std::vector<wchar_t> Input::Wide(size_t most) {
   std::vector<wchar_t> text;
   for (size_t count = std::min<size_t>(Byte(), most); count > 0 && left > 0; --count) {

@@ -1,11 +1,11 @@
 // The fuzz program: libFuzzer around one of the targets.
 //
 //   QECORE_FUZZ_TARGET=xml fuzz.exe CORPUS -max_total_time=60      libFuzzer's own arguments
-//   fuzz.exe --list                                                the targets and the longest input of each
-//   QECORE_FUZZ_TARGET=xml fuzz.exe --seeds FOLDER                 writes the target's first inputs
+//   fuzz.exe --list                                                the targets and the maximum input size of
+//   each QECORE_FUZZ_TARGET=xml fuzz.exe --seeds FOLDER                 writes the target's initial inputs
 //
-// The first two bytes of every input say what fails while it runs, if anything does. After it nothing may be
-// left.
+// The first two bytes of every input determine which call fails while it runs, if any. Afterwards nothing may
+// be leaked.
 #include <windows.h>
 
 #include <qecore/io/mem_stream.h>
@@ -50,13 +50,13 @@ constexpr Target TARGETS[] = {
 
 Target const* target;
 bool mayFail;
-std::string_view input;      // the one that runs
+std::string_view input;      // the one that is running
 std::string artifactPrefix;  // libFuzzer's argument
 
-constexpr int FOUND = 77;  // what the program ends with, as libFuzzer has it
+constexpr int FOUND = 77;  // the program's exit code, as in libFuzzer
 
-// What a sanitizer tells, libFuzzer keeps. A fault goes to Wine first, and abort as well: their inputs are
-// kept here.
+// libFuzzer stores the inputs of sanitizer findings. Crashes reach Wine first, and so does abort: their
+// inputs are stored here.
 [[noreturn]] void KeepInput() noexcept {
   __sanitizer_print_stack_trace();
   std::string const path = artifactPrefix + "crash-" + std::to_string(std::hash<std::string_view>()(input));
@@ -68,10 +68,10 @@ constexpr int FOUND = 77;  // what the program ends with, as libFuzzer has it
   _exit(FOUND);
 }
 
-LONG WINAPI OnException(EXCEPTION_POINTERS* told) {
+LONG WINAPI OnException(EXCEPTION_POINTERS* info) {
   static constexpr DWORD FAULTS[] = {EXCEPTION_ACCESS_VIOLATION, EXCEPTION_STACK_OVERFLOW,
                                      EXCEPTION_INT_DIVIDE_BY_ZERO, EXCEPTION_ILLEGAL_INSTRUCTION, 0xC0000374};
-  EXCEPTION_RECORD const& record = *told->ExceptionRecord;
+  EXCEPTION_RECORD const& record = *info->ExceptionRecord;
   bool const isFault =
       std::find(std::begin(FAULTS), std::end(FAULTS), record.ExceptionCode) != std::end(FAULTS);
   if (!isFault) return EXCEPTION_CONTINUE_SEARCH;
@@ -181,7 +181,7 @@ int main(int count, char** arguments) {
   for (Target const& row : TARGETS) {
     if (name && row.name == std::string(name)) target = &row;
   }
-  if (!target) return fprintf(stderr, "fuzz: QECORE_FUZZ_TARGET is none of:\n"), List(), 2;
+  if (!target) return fprintf(stderr, "fuzz: QECORE_FUZZ_TARGET must be one of:\n"), List(), 2;
   if (target->prepare) target->prepare();
   harness::LimitRequests(target->largest);
   if (first != "--seeds") return Fuzz(count, arguments);

@@ -1,5 +1,5 @@
-// The module cache and the registry: scans over any cache file with plug-ins that misbehave, and random
-// calls.
+// The module cache and the registry: scans over arbitrary cache files with plug-ins that misbehave, and
+// random calls.
 #include <qecore/core/filter.h>
 #include <qecore/core/module.h>
 #include <qecore/core/registry.h>
@@ -19,9 +19,9 @@ namespace {
 constexpr wchar_t FOLDER[] = L"P:\\";
 constexpr wchar_t CACHE[] = L"C:\\cache";
 constexpr Guid OTHER_INTERFACE = {9, 0, 0, {0}};
-constexpr uint64_t UNKNOWN_TIME = 0;  // of a module whose file the next scan takes for a new one
+constexpr uint64_t UNKNOWN_TIME = 0;  // of a module that the next scan treats as new
 
-/// What the plug-ins do that plug-ins should not.
+/// The misbehaviour of the plug-ins.
 enum Mood : unsigned {
   CREATES_WHILE_ASKED = 1,
   OTHER_VERSION = 2,
@@ -51,7 +51,7 @@ Guid ClassOf(unsigned index) noexcept { return {7 + index, 0, 0, {0}}; }
 void CreateAndDrop(Guid const& id) {
   void* object = nullptr;
   HRESULT const result = CreateInterface(id, &object);
-  Require(Succeeded(result) == (object != nullptr), "a class that was created gave an object");
+  Require(Succeeded(result) == (object != nullptr), "success comes with an object");
   if (object) static_cast<Unknown*>(object)->Release();
 }
 
@@ -80,7 +80,7 @@ intptr_t Entry(unsigned message, uintptr_t index, void* record) {
   }
 }
 
-/// Bits of the second byte of an input; the lowest three say which plug-ins there are.
+/// Bits of the second byte of an input; the lowest three select the plug-ins that exist.
 enum How : unsigned { ROUNDS = 8, A_GOES = 32, A_IS_FORGOTTEN = 64, FILTERS_ARE_MADE = 128 };
 
 void PutPlugins(unsigned how) {
@@ -89,7 +89,7 @@ void PutPlugins(unsigned how) {
   for (unsigned i = 0; i < std::size(paths); ++i) {
     if (!(how >> i & 1)) continue;
     if (i < 2)
-      harness::PutPlugin(paths[i], Entry);  // the third is no library
+      harness::PutPlugin(paths[i], Entry);  // the third is not a library
     else
       harness::PutFile(paths[i], "no library");
     harness::FindFile(paths[i])->time = 1000;
@@ -101,15 +101,16 @@ void LookAtFilters(System& system, bool make) {
   Array* filters = nullptr;
   if (Failed(system.EnumClasses(ids::FLT_2D, &filters, 0))) return;
   Ref<Array> const records = Ref<Array>::Adopt(filters);
-  Require(records->Count() > 0, "classes that were found are in the list");
+  Require(records->Count() > 0, "a list of classes is not empty");
   for (int i = 0; i < records->Count(); ++i) {
     ClassInfo const& info = *static_cast<ClassInfo*>(records->At(i));
-    if (info.name) Require(strlen(info.name) < 1000000, "a name ends");
+    if (info.name) Require(strlen(info.name) < 1000000, "a name is terminated");
   }
   if (make) CreateAndDrop(static_cast<ClassInfo*>(records->At(0))->classId);  // which may change the records
 }
 
-/// \return whether the next scan will read a.qem anew, and leave its library loaded: see System::UnloadModule
+/// \return whether the next scan will read a.qem again, and leave its library loaded: see
+///   System::UnloadModule
 bool Scan(System& system, unsigned how, bool first) {
   system.ScanModules(FOLDER, CACHE);
   CreateAndDrop(ClassOf(0));
@@ -137,7 +138,7 @@ void ReadCache(Input& in) {
   bool mayStay = MayFail();
   for (unsigned round = 0; round <= how / ROUNDS % 4; ++round) mayStay |= Scan(*system, how, round == 0);
   system.Reset();
-  Require(!System::ptr(), "the last reference ends the System");
+  Require(!System::ptr(), "the last Release destroys the System");
   long const loaded = harness::CountLoads(u"P:\\a.qem").now + harness::CountLoads(u"P:\\b.qem").now;
   Require(loaded == 0 || mayStay, "the System frees its plug-ins");
   harness::UnloadPlugins();
@@ -164,7 +165,7 @@ constexpr Guid CATEGORY = {3, 3, 3, {3}};
 
 Guid AnyClass(Input& in) { return {in.Below(16), 1, 1, {1}}; }
 
-// Odd numbers are filters, so that what a record says and what it makes agree.
+// Odd numbers are filters, so that a record and the object it creates are consistent.
 void RegisterClass(System& system, Input& in) {
   ClassInfo info;
   info.classId = AnyClass(in);
@@ -187,7 +188,7 @@ void CreateBuiltin(System&, Input& in) {
 void AskFilter(System& system, Input& in) {
   ClassInfo* info = nullptr;
   HRESULT const result = system.FindClass(AnyClass(in), &info);
-  Require(Succeeded(result) == (info != nullptr), "a class that was found has a record");
+  Require(Succeeded(result) == (info != nullptr), "success comes with a record");
   if (info && info->interfaceId == ids::FLT_2D) system.QueryFilterInfo(info);
 }
 

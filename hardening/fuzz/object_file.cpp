@@ -1,5 +1,5 @@
-// Object files: the reader and everything that loads through it, over any bytes; the writer with any sequence
-// of calls, and what it wrote read back; and qetool's tree of chunks.
+// Object files: the reader and everything that loads through it, over arbitrary bytes; the writer with
+// arbitrary sequences of calls, and its output read back; and qetool's tree of chunks.
 #include <qecore/draw/geometry.h>
 #include <qecore/io/buffered_stream.h>
 #include <qecore/io/deserializer.h>
@@ -79,7 +79,7 @@ void LoadString(Deserializer& reader, Input&, int) {
 void ReadReference(Deserializer& reader, Input&, int) {
   Unknown* object = nullptr;
   HRESULT const result = reader.ReadReference(&object);
-  Require(Succeeded(result) == (object != nullptr), "a reference that was read is an object");
+  Require(Succeeded(result) == (object != nullptr), "success comes with an object");
   if (object) object->Release();
 }
 
@@ -92,7 +92,7 @@ void AddNothing(Deserializer& reader, Input&, int) { reader.AddReference(nullptr
 
 void EnterChunk(Deserializer& reader, Input& script, int depth) {
   reader.BeginChunk();
-  Require(reader.GetRemaining() <= reader.GetChunkSize(), "no chunk has more left than it has");
+  Require(reader.GetRemaining() <= reader.GetChunkSize(), "the rest of a chunk does not exceed its size");
   reader.IsInChunk();
   if (depth < DEEPEST) Walk(reader, script, depth + 1);
   reader.EndChunk();
@@ -105,8 +105,8 @@ void SkipAll(Deserializer& reader, Input&, int) {
   }
 }
 
-// A client that asks for more than it should: into chunks within chunks, never out. Deeper than the reader's
-// stack of chunks is at first is deep enough: what is tried often should be cheap.
+// A misbehaving client: enters chunks within chunks and never leaves. Deeper than the reader's initial stack
+// of chunks is enough: frequent steps should be cheap.
 void DiveAndRise(Deserializer& reader, Input& script, int) {
   int const depth = script.Below(48);
   for (int i = 0; i < depth; ++i) reader.BeginChunk();
@@ -123,7 +123,7 @@ constexpr ReadStep READ_STEPS[] = {LoadMap,    LoadVariant, LoadString, ReadRefe
                                    AddObject,  AddNothing,  EnterChunk, EnterChunk,
                                    EnterChunk, SkipAll,     ReadText,   DiveAndRise};
 
-constexpr uint8_t LEAVE = 255;  // in place of a step: out of the chunk
+constexpr uint8_t LEAVE = 255;  // instead of a step: leaves the chunk
 
 void Walk(Deserializer& reader, Input& script, int depth) {
   for (int turns = 0; turns < 200 && script.More(); ++turns) {
@@ -169,7 +169,7 @@ void ReadChunkTree(Input& in) {
     qetool::DescribePlain(node);
     bool const inside = node.payload.empty() || (node.payload.data() >= file.data() &&
                                                  &node.payload.back() < file.data() + file.size());
-    Require(inside, "a payload lies inside the file");
+    Require(inside, "a payload is inside the file");
   }
 }
 

@@ -1,5 +1,5 @@
-// The plug-in's filters: what they make of the headers that an Imaging Component may report, and of damaged
-// files through the platform's own; pictures that were read are written in another format and read back.
+// The plug-in's filters: their handling of arbitrary headers from an Imaging Component, and of damaged files
+// through the platform's own; pictures that were read are written in another format and read back.
 #include <windows.h>
 
 #include <objbase.h>
@@ -25,10 +25,10 @@ namespace {
 constexpr unsigned FILTERS = 5;
 constexpr unsigned JPEG = 1;  // the one with a quality
 
-/// A stream that fails from its N-th call on, or once, or gives less than it was asked for.
+/// A stream that fails from its N-th call on, or once, or transfers less than requested.
 class OddStream final : public Destroys<OddStream, Stream> {
  public:
-  /// Bits of what it does.
+  /// Its misbehaviour, as bits.
   enum How : unsigned { ALWAYS = 1, QUIETLY = 2, BY_HALVES = 4, SEEKS_FAIL = 8, HUGE = 16 };
 
   OddStream(Ref<Stream> over, unsigned how, unsigned at) noexcept
@@ -77,14 +77,14 @@ Ref<ykFlt2d> MakeFilter(unsigned index) {
 Ref<Image2d> ReadWith(ykFlt2d& filter, Stream& stream) {
   AbstractImage* image = nullptr;
   HRESULT const result = filter.Read(&stream, &image, 0);
-  Require(Succeeded(result) == (image != nullptr), "a picture that was read is an image");
+  Require(Succeeded(result) == (image != nullptr), "success comes with an image");
   return Ref<Image2d>::Adopt(static_cast<Image2d*>(image));
 }
 
 }  // namespace
 
-// index of the filter, how the stream misbehaves, from which call on, length of the file, file, what the
-// component says
+// index of the filter, misbehaviour of the stream, from which call on, length of the file, file, results of
+// the component
 void ReadPictureHeaders(Input& in) {
   Ref<ykFlt2d> const filter = MakeFilter(in.Below(FILTERS));
   unsigned const how = in.OneIn(4) ? in.Byte() : 0, at = in.OneIn(4) ? in.Byte() : 0;
@@ -107,7 +107,7 @@ struct Rewriting {
   unsigned filter, quality, how, failsAt;
 };
 
-// What was written without a failure must be there again.
+// Whatever was written without a failure must be readable.
 void Rewrite(Image2d& image, Rewriting const& r) {
   if (int64_t{image.width} * image.height > MOST_PIXELS_WRITTEN) return;
   Ref<ykFlt2d> const filter = MakeFilter(r.filter);
@@ -116,7 +116,7 @@ void Rewrite(Image2d& image, Rewriting const& r) {
   Ref<OddStream> const odd =
       Ref<OddStream>::Adopt(new OddStream(memory, r.how & OddStream::ALWAYS, r.failsAt));
   HRESULT const result = filter->Write(odd.get(), &image, r.filter == JPEG ? r.quality : 0);
-  Require(!odd->HasFailed() || Failed(result), "a write that failed is told");
+  Require(!odd->HasFailed() || Failed(result), "a failed write is reported");
   if (Failed(result) || MayFail()) return;
   memory->Seek(0, Stream::FROM_START);
   Ref<Image2d> const again = ReadWith(*filter, *memory);
@@ -126,19 +126,19 @@ void Rewrite(Image2d& image, Rewriting const& r) {
 
 }  // namespace
 
-// COM is entered once: to do so anew for each input would be most of the time. The conversions of pixels are
-// the System's.
+// COM is initialised once: to do so for each input would take most of the time. The pixel conversions belong
+// to the System.
 void PreparePictures() {
   CoInitializeEx(nullptr, COINIT_MULTITHREADED);
   System::Create();
 }
 
-// filter to read with, how the stream misbehaves, from which call on, filter to write with, quality, file
+// filter to read with, misbehaviour of the stream, from which call on, filter to write with, quality, file
 void ReadPictures(Input& in) {
   Ref<ykFlt2d> const filter = MakeFilter(in.Below(FILTERS));
   unsigned const how = in.Byte(), at = in.Byte(), target = in.Below(FILTERS), quality = in.Byte();
   if (!filter) return;
-  // Of the values of `at`, most let all calls work; the highest fail one while reading, those below while
+  // Most values of `at` let all calls succeed; the highest make one fail while reading, those below while
   // writing.
   unsigned const readAt = at >= 200 ? at - 199 : 0, writeAt = at >= 128 && at < 200 ? at - 127 : 0;
   std::vector<uint8_t> const bytes = in.Rest();
@@ -150,7 +150,7 @@ void ReadPictures(Input& in) {
   Rewrite(*image, {target, quality, how, writeAt});
 }
 
-// A small picture of each format, as each filter writes it.
+// A small picture of each format, written by each filter.
 void SeedPictures(Seeds& seeds) {
   for (int format = IMG_GRAY8; format <= img::LAST_FORMAT; ++format) {
     Ref<Image2d> const image = Ref<Image2d>::Adopt(Image2d::Create());

@@ -1,5 +1,5 @@
-// Memory streams beside a plain model, arenas whose allocations must not overlap, and file types by their
-// first bytes.
+// Memory streams compared with a simple model, arenas whose allocations must not overlap, and file types by
+// their first bytes.
 #include <qecore/core/memory.h>
 #include <qecore/io/buffered_stream.h>
 #include <qecore/io/file_stream.h>
@@ -38,9 +38,9 @@ void Write(Streaming& s, Input& in) {
   std::vector<uint8_t> const bytes(Length(in), in.Byte());
   unsigned done = ~0u;
   s.stream->Write(bytes.data(), static_cast<unsigned>(bytes.size()), &done);
-  Require(done <= bytes.size(), "no more is written than was given");
+  Require(done <= bytes.size(), "no more is written than requested");
   if (!s.modelled || bytes.empty()) return;
-  Require(done == bytes.size(), "memory takes all");
+  Require(done == bytes.size(), "memory accepts everything");
   s.model.resize(std::max(s.model.size(), s.position + bytes.size()));
   std::copy(bytes.begin(), bytes.end(), s.model.begin() + s.position);
   s.position += bytes.size();
@@ -51,11 +51,11 @@ unsigned ReadAndCompare(Stream& stream, unsigned size, Streaming const& s, size_
   std::vector<uint8_t> bytes(size, 0xEE);
   unsigned done = ~0u;
   stream.Read(bytes.data(), size, &done);
-  Require(done <= size, "no more is read than asked for");
+  Require(done <= size, "no more is read than requested");
   Require(std::all_of(bytes.begin() + done, bytes.end(), [](uint8_t b) { return b == 0; }),
           "the rest reads as zero");
   if (!s.modelled) return done;
-  Require(done == std::min<size_t>(size, s.model.size() - position), "all that is there is read");
+  Require(done == std::min<size_t>(size, s.model.size() - position), "all available bytes are read");
   Require(std::equal(bytes.begin(), bytes.begin() + done, s.model.begin() + position),
           "what was written is read");
   return done;
@@ -74,12 +74,12 @@ void Seek(Streaming& s, Input& in) {
   int64_t const starts[] = {0, static_cast<int64_t>(s.position), static_cast<int64_t>(s.model.size())};
   int64_t const target = starts[origin] + offset;
   bool const inside = target >= 0 && target <= static_cast<int64_t>(s.model.size());
-  Require(Succeeded(result) == inside, "a stream seeks within its content");
+  Require(Succeeded(result) == inside, "only positions inside the content can be sought");
   if (inside) s.position = static_cast<size_t>(target);
-  Require(s.stream->GetPosition() == s.position, "a stream stands where it was sent");
+  Require(s.stream->GetPosition() == s.position, "a seek sets the position");
 }
 
-// New bytes are not initialised: the model takes them as they are.
+// New bytes are uninitialised: the model copies them.
 void Resize(Streaming& s, Input& in) {
   unsigned const size = in.Take<uint16_t>() % 2048 * (in.OneIn(8) ? 64 : 1);
   if (Failed(s.stream->SetSize(size)) || !s.modelled) return;
@@ -95,12 +95,12 @@ void LookInside(Streaming& s, Input&) {
   void* content = nullptr;
   s.Memory().GetBuffer(&content);
   unsigned const size = s.stream->GetSize();
-  Require(size == 0 || content, "a content has an address");
+  Require(size == 0 || content, "content has an address");
   if (size > 0) {
     char const volatile last = static_cast<char*>(content)[size - 1];
     (void)last;
   }
-  if (s.modelled) Require(size == s.model.size(), "a stream is as long as its model");
+  if (s.modelled) Require(size == s.model.size(), "a stream has the size of its model");
 }
 
 void ReadText(Streaming& s, Input&) {
@@ -133,7 +133,7 @@ void ReadBuffered(Streaming& s, Input& in) {
       at = in.Take<uint32_t>() % (s.model.size() + 1);
       buffered->Seek(static_cast<int>(at), Stream::FROM_START);
     }
-    if (s.modelled) Require(buffered->GetPosition() == at, "a buffered stream stands where it was sent");
+    if (s.modelled) Require(buffered->GetPosition() == at, "a seek sets the position of a buffered stream");
   }
 }
 
@@ -166,12 +166,12 @@ struct Arena {
   Ref<Malloc> arena;
   std::vector<Piece> pieces;
 
-  // Whatever was handed out since the last Reset must be apart, and writable.
+  // Allocations since the last Reset must not overlap, and must be writable.
   void Take(void* address, size_t size) {
     unsigned char* const bytes = static_cast<unsigned char*>(address);
     if (!bytes || size == 0) return;
     for (Piece const& p : pieces)
-      Require(bytes + size <= p.address || p.address + p.size <= bytes, "two pieces are apart");
+      Require(bytes + size <= p.address || p.address + p.size <= bytes, "allocations do not overlap");
     memset(bytes, 9, size);
     pieces.push_back({bytes, size});
   }
@@ -204,7 +204,7 @@ void AllocAligned(Arena& a, Input& in) {
 void Duplicate(Arena& a, Input& in) {
   std::vector<wchar_t> const text = in.Wide(50);
   wchar_t* const copy = a.arena->StrDup(text.data());
-  if (copy) Require(std::equal(text.begin(), text.end(), copy), "a copy is what was copied");
+  if (copy) Require(std::equal(text.begin(), text.end(), copy), "a copy equals the original");
   a.Take(copy, text.size() * sizeof(wchar_t));
 }
 
@@ -249,7 +249,7 @@ void DetectOverFile(Input& in, unsigned from) {
   }
   Guid type;
   qe_DetectFileType(file.get(), type);
-  if (!MayFail()) Require(file->GetPosition() == from, "detection leaves the stream where it was");
+  if (!MayFail()) Require(file->GetPosition() == from, "detection restores the position");
 }
 
 void DetectOverMemory(Input& in, bool buffered) {
@@ -261,7 +261,7 @@ void DetectOverMemory(Input& in, bool buffered) {
   }
   Guid type;
   qe_DetectFileType(stream.get(), type);
-  Require(stream->GetPosition() == 0, "detection leaves the stream where it was");
+  Require(stream->GetPosition() == 0, "detection restores the position");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What the targets share: their table, the check, and small helpers.
+// Shared by the targets: their table, the check, and small helpers.
 #pragma once
 
 #include <qecore/core/ref.h>
@@ -15,7 +15,7 @@
 
 namespace fuzz {
 
-/// Collects the first inputs of a target's corpus: what sound data looks like.
+/// Collects the initial inputs of a target's corpus: samples of valid data.
 class Seeds {
  public:
   virtual void Add(std::string const& name, std::string const& input) = 0;
@@ -27,35 +27,35 @@ class Seeds {
 struct Target {
   char const* name;
   void (*run)(Input& in);
-  void (*addSeeds)(Seeds& seeds);  ///< null: the fuzzer finds its way without
-  void (*prepare)();               ///< called once, for what every input uses and nobody gives back
-  unsigned longest;                ///< bytes of an input worth trying
-  size_t largest = 4 << 20;        ///< request for memory that is granted: more takes time and finds nothing
+  void (*addSeeds)(Seeds& seeds);  ///< null: the fuzzer needs none
+  void (*prepare)();               ///< called once, for state that all inputs share and never free
+  unsigned longest;                ///< the maximum bytes of an input
+  size_t largest = 4 << 20;        ///< the largest allocation granted: more takes time and finds nothing
 };
 
 /// All of them, in the order in which `./run fuzz` runs them.
 std::span<Target const> Targets() noexcept;
 
-/// True while the plan of this input makes a call fail: what is missing then is not wrong.
+/// True while the plan of this input makes a call fail: missing results are then acceptable.
 bool MayFail() noexcept;
 
-/// Ends the program, and the input is a find, unless `holds`.
+/// Ends the program, and records the input as a finding, unless `holds`.
 void Require(bool holds, char const* what,
              std::source_location where = std::source_location::current()) noexcept;
 
-/// A memory stream with these bytes that stands at its start. Nothing fails here.
+/// A memory stream with these bytes, positioned at its start. Nothing fails here.
 yk::Ref<yk::Stream> StreamOf(void const* bytes, size_t size);
 
-/// What a memory stream holds.
+/// The content of a memory stream.
 std::string BytesOf(yk::Stream& stream);
 
-/// An object with nothing in it but a map, to be referred to and registered.
+/// An object that holds only a map, to be referenced and registered.
 class Thing final : public yk::Destroys<Thing, yk::qe_Streamable> {
  private:
   yk::Ref<yk::Map> map = yk::Ref<yk::Map>::Adopt(yk::Map::Create());
 };
 
-/// Calls one of a table's steps with the state, as the input says, `most` times or until the input ends.
+/// Calls steps of a table with the state, chosen by the input, `most` times or until the input ends.
 template <class Steps, class... State>
 void Play(Input& in, int most, Steps const& steps, State&... state) {
   for (int i = 0; i < most && in.More(); ++i) in.Step(steps)(state..., in);

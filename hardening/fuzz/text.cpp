@@ -1,5 +1,5 @@
-// Texts: String under any sequence of edits beside a plain model, UTF-8 both ways, formats, and wildcard
-// patterns.
+// Texts: String under arbitrary sequences of edits compared with a simple model, UTF-8 in both directions,
+// formats, and wildcard patterns.
 #include <qecore/io/file_find.h>
 #include <qecore/values/str.h>
 #include <qecore/values/string.h>
@@ -16,12 +16,12 @@ using namespace yk;
 
 namespace {
 
-constexpr size_t LONGEST = 20000;  // beyond it a string starts afresh: growth alone finds nothing more
+constexpr size_t LONGEST = 20000;  // beyond this a string is reset: growth alone finds nothing more
 
 std::u16string ModelOf(wchar_t const* text, size_t length) { return {text, text + length}; }
 std::u16string ModelOf(std::vector<wchar_t> const& text) { return ModelOf(text.data(), text.size() - 1); }
 
-/// A string and what it should hold. A step that the model cannot follow sets `model` from the string.
+/// A string and its expected content. A step that the model cannot reproduce sets `model` from the string.
 struct Text {
   String string;
   std::u16string model;
@@ -32,7 +32,7 @@ struct Text {
     Require(string.c_str()[string.Length()] == 0, "a string is terminated");
     Require(string.IsEmpty() == (string.Length() == 0), "no block has the length 0");
     std::u16string const is = ModelOf(string.c_str(), string.Length());
-    if (!MayFail()) Require(is == model, "a string holds what its model holds");
+    if (!MayFail()) Require(is == model, "a string equals its model");
     model = is;
   }
 };
@@ -44,7 +44,7 @@ void Assign(Text& a, Text&, Input& in) {
 }
 
 void AssignNarrow(Text& a, Text&, Input& in) {
-  a.string = String(in.Narrow(80).data());  // by the code page, which the model does not know
+  a.string = String(in.Narrow(80).data());  // by the code page, which the model does not have
   a.Believe();
 }
 
@@ -87,14 +87,14 @@ void Insert(Text& a, Text& b, Input& in) {
   bool const done = a.string.AtInsert(at, b.string.c_str());
   std::u16string const text = b.model.c_str();  // up to the first zero
   bool const expected = at <= a.model.size() && !text.empty();
-  if (!MayFail()) Require(done == expected, "an insertion tells whether it was done");
+  if (!MayFail()) Require(done == expected, "an insertion reports whether it was done");
   if (expected) a.model.insert(at, text);
 }
 
 void Delete(Text& a, Text&, Input& in) {
   size_t const at = in.Byte(), count = in.Byte();
   bool const done = a.string.AtDelete(at, count);
-  if (a.model.find(u'\0') != a.model.npos) return a.Believe();  // what follows a zero stays, as documented
+  if (a.model.find(u'\0') != a.model.npos) return a.Believe();  // characters after a zero stay, as documented
   if (at > a.model.size() || count > a.model.size() - at)
     return Require(!done, "no deletion outside of the string");
   a.model.erase(at, count);
@@ -137,7 +137,7 @@ void Resize(Text& a, Text&, Input& in) {
 void SetCharacter(Text& a, Text&, Input& in) {
   size_t const at = in.Byte();
   wchar_t const c = in.Byte();
-  Require(a.string.SetAt(at, c) == (at < a.model.size()), "only a character of the string is set");
+  Require(a.string.SetAt(at, c) == (at < a.model.size()), "only characters of the string can be set");
   if (at < a.model.size()) a.model[at] = c;
 }
 
@@ -173,7 +173,7 @@ void BecomePath(Text& a, Text& b, Input&) {
 void ReadGuid(Text& a, Text&, Input& in) {
   Guid id = {in.Take<uint32_t>(), 2, 3, {4}}, back;
   a.string = String(id);
-  if (!MayFail()) Require(back.Init(a.string) && back == id, "an identifier survives its text");
+  if (!MayFail()) Require(back.Init(a.string) && back == id, "an identifier survives conversion to text");
   if (back.Init(in.Narrow(60).data())) back.toString(std::make_unique<char[]>(Guid::TEXT_SIZE).get());
   a.Believe();
 }
@@ -194,7 +194,7 @@ void AppendNarrow(Text& a, Text&, Input& in) {
   a.Believe();
 }
 
-/// A member that the model does not follow.
+/// A member that the model does not reproduce.
 template <auto MEMBER>
 void Change(Text& a, Text&, Input&) {
   (a.string.*MEMBER)();
@@ -267,17 +267,17 @@ void ConvertThereAndBack(std::vector<wchar_t> const& text, std::vector<char>& ut
   Require(str::WToUTF8(text.data(), utf8.data(), needed) == needed, "counting and writing agree");
   Require(static_cast<int>(strlen(utf8.data())) == needed - 1, "the terminator is counted");
   int const units = str::UTF8ToW(utf8.data(), nullptr, 0);
-  Require(units == static_cast<int>(LengthOf(text)), "as many units come back");
+  Require(units == static_cast<int>(LengthOf(text)), "the number of units is preserved");
   std::vector<wchar_t> back(units + 1);
   Require(str::UTF8ToW(utf8.data(), back.data(), units) == units, "counting and reading agree");
-  Require(back == text, "a text survives UTF-8");
+  Require(back == text, "a text survives conversion to UTF-8");
 }
 
 void ConvertIntoLess(std::vector<wchar_t> const& text, int needed, Input& in) {
   int const size = in.Byte();
   std::vector<char> part(size, 'q');
   str::WToUTF8(text.data(), part.data(), size);
-  if (size > 0) Require(part[std::min(size, needed) - 1] == 0, "a cut text is terminated");
+  if (size > 0) Require(part[std::min(size, needed) - 1] == 0, "a truncated text is terminated");
   int const count = in.Byte() % static_cast<int>(text.size());
   WideToUTF8StringEx(text.data(), size > 0 ? part.data() : nullptr, count, size);
 }
@@ -288,7 +288,7 @@ void ReadAnyBytes(Input& in) {
   std::vector<wchar_t> text(units + 1), cut(in.Byte() + 1);
   Require(str::UTF8ToW(bytes.data(), text.data(), units) == units, "counting and reading agree");
   int const most = static_cast<int>(cut.size()) - 1;
-  Require(str::UTF8ToW(bytes.data(), cut.data(), most) <= most, "no more units than asked for");
+  Require(str::UTF8ToW(bytes.data(), cut.data(), most) <= most, "no more units than requested");
 }
 
 template <class Char>
@@ -296,7 +296,7 @@ void ConcatThrice(std::vector<Char> const& text, Input& in) {
   std::vector<Char> room(1 + in.Below(30), 'q');
   if (in.Flag()) room[0] = 0;
   for (int i = 0; i < 3; ++i) str::Concat(room.data(), room.size(), text.data());
-  Require(std::find(room.begin(), room.end(), Char{0}) != room.end(), "what was put together is terminated");
+  Require(std::find(room.begin(), room.end(), Char{0}) != room.end(), "a concatenated text is terminated");
 }
 
 void EditInPlace(Input& in) {
@@ -309,7 +309,7 @@ void EditInPlace(Input& in) {
   GetDirLen(wide.data());
   wtoa_BufSize(wide.data());
   str::AllTrim(wide.data());
-  wide.push_back(0);  // the room that TerminatePath asks for
+  wide.push_back(0);  // the room that TerminatePath requires
   wide.shrink_to_fit();
   str::TerminatePath(wide.data());
 }
@@ -329,12 +329,12 @@ void ConvertUtf8(Input& in) {
 
 namespace {
 
-// A text of either width, whatever a directive takes it for.
+// A text of either width, whichever type a directive assumes.
 constexpr wchar_t ARGUMENT[] = L"AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA\0";
 constexpr size_t ARGUMENTS = 64;
 
-// No more directives than arguments, and no width or precision that is an argument: it would be another one
-// in each run.
+// At most as many directives as arguments, and no width or precision from an argument, which would differ in
+// each run.
 void Tame(std::vector<wchar_t>& format) {
   std::replace(format.begin(), format.end(), L'*', L'-');
   size_t directives = 0;
@@ -348,7 +348,7 @@ void CallWith(Call call, std::index_sequence<I...>) {
   call((static_cast<void>(I), ARGUMENT)...);
 }
 
-/// Calls with as many texts as there may be directives.
+/// Calls with as many texts as there can be directives.
 template <class Call>
 void WithArguments(Call call) {
   CallWith(call, std::make_index_sequence<ARGUMENTS>());
@@ -373,13 +373,13 @@ void FormatText(Input& in) {
     int const length = str::printf(room, out.size(), format.data(), texts...);
     RequireTerminated(out);
     int const measured = str::printf(static_cast<wchar_t*>(nullptr), 0, format.data(), texts...);
-    Require(length < 0 || length == measured, "a text is as long as it was measured");
+    Require(length < 0 || length == measured, "a text has the measured length");
     String string;
     string.printf(format.data(), texts...);
   });
 }
 
-// Many directives and long texts: the bounds of qeprintf2's own rooms.
+// Many directives and long texts: the limits of qeprintf2's internal buffers.
 void FormatLongText(Input& in) {
   std::vector<wchar_t> format, argumentFormat;
   size_t const length = in.Take<uint16_t>() % 9000;
@@ -419,7 +419,7 @@ void MatchWildcard(Input& in) {
   if (!IsPlain(pattern) || !IsPlain(name)) return;
   harness::Calm const calm;
   bool const same = String(pattern.data()).CompareNoCase(String(name.data())) == 0;
-  Require(matches == same, "a pattern without wildcards matches its own name");
+  Require(matches == same, "a pattern without wildcards matches itself");
 }
 
 }  // namespace fuzz

@@ -1,6 +1,6 @@
-// Undo: any sequence of calls on a manager, and the same calls again from within everything that it calls:
-// its items, their destructors, the values that it records, its change callback. The last reference may be
-// let go of in there.
+// Undo: arbitrary sequences of calls on a manager, and the same calls again from everything that it calls:
+// its items, their destructors, the values that it records, its change callback. Any of them may release the
+// last reference.
 #include <qecore/undo/undo_manager.h>
 #include <qecore/values/map.h>
 
@@ -12,7 +12,7 @@ using namespace yk;
 
 namespace {
 
-constexpr int DEEPEST = 6;  // calls within calls
+constexpr int DEEPEST = 6;  // nested calls
 constexpr int MOST_CALLS = 300;
 
 struct Playing;
@@ -26,14 +26,14 @@ struct Playing {
 
   Input& in;
   UndoManager* manager = nullptr;
-  bool owned = true;  // the one reference that this has
+  bool owned = true;  // whether this holds the last reference
   int left = MOST_CALLS;
   int depth = 0;
   int items = 0;  // alive
   Ref<Unknown> model;
 };
 
-/// A map whose values are asked for by the manager in the middle of its work.
+/// A map whose values the manager reads in the middle of its work.
 class Model final : public Destroys<Model, Unknown> {
  public:
   HRESULT GetValue(unsigned key, Variant& out) noexcept override {
@@ -89,19 +89,20 @@ void GetList(UndoManager& m, Input& in) {
   Array* list = nullptr;
   if (Failed(m.GetUndoList(&list, in.Small()))) return;
   for (int i = 0; i < list->Count(); ++i)
-    Require(list->At(i) != nullptr, "a list of transactions holds transactions");
+    Require(list->At(i) != nullptr, "a list of transactions contains no null");
   list->Release();
 }
 
 void Ask(UndoManager& m, Input&) {
   String name;
   bool const undone = Succeeded(m.GetUndoName(name)), redone = Succeeded(m.GetRedoName(name));
-  if (!MayFail()) Require(undone == m.CanUndo() && redone == m.CanRedo(), "what can be undone has a name");
+  if (!MayFail())
+    Require(undone == m.CanUndo() && redone == m.CanRedo(), "a transaction that can be replayed has a name");
   m.HasHistory(), m.IsRecording(), m.HasOpenItems();
   if (Transaction const* const last = m.GetLastTransaction()) (void)last->name.Length();
 }
 
-// Recording and then changing calls the model, which calls back: the manager may be gone in between.
+// Recording and then changing calls the model, which calls back: the manager may be destroyed in between.
 void Record(UndoManager& m, Input& in) {
   unsigned const key = in.Below(4);
   m.RecordValue(playing->model.get(), key, in.Flag());
@@ -111,7 +112,7 @@ void Record(UndoManager& m, Input& in) {
 }
 
 void LetGo(UndoManager& m, Input& in) {
-  if (playing->depth == 0 || !in.OneIn(4)) return;  // from out here nobody lets go in the middle
+  if (playing->depth == 0 || !in.OneIn(4)) return;  // only nested calls release it
 
   playing->owned = false;
   m.Release();
@@ -122,8 +123,8 @@ constexpr Step STEPS[] = {Undo, Undo, Redo, Begin, Begin,      End,     End, Can
                           Add,  Add,  Add,  Ask,   AddNothing, GetList, Ask, Record, Record, CountReferences,
                           LetGo};
 
-// A manager that nobody owns any more is still there while a call of its own runs, and must not be called
-// from here.
+// After the last reference is released, the manager still exists while one of its calls runs, and must not be
+// called from here.
 void Playing::CallBack() {
   if (depth >= DEEPEST) return;
   ++depth;
@@ -133,7 +134,7 @@ void Playing::CallBack() {
 }
 
 void Changed(UndoManager* manager) {
-  Require(manager == playing->manager, "the callback names its manager");
+  Require(manager == playing->manager, "the callback gets its manager");
   if (playing->in.Flag()) playing->CallBack();
 }
 
@@ -149,7 +150,7 @@ void UndoAndRedo(Input& in) {
     in.Step(STEPS)(*game.manager, in);
   }
   if (game.owned) {
-    game.owned = false;  // from now on the callbacks find nothing to call
+    game.owned = false;  // from now on the callbacks do not call it
     game.manager->Release();
   }
   game.model.Reset();

@@ -1,4 +1,5 @@
-// Values and containers: variants and maps with what they convert and save; arrays beside a plain model.
+// Values and containers: conversions and persistence of variants and maps; arrays compared with a simple
+// model.
 #include <qecore/draw/geometry.h>
 #include <qecore/io/deserializer.h>
 #include <qecore/io/mem_stream.h>
@@ -55,7 +56,7 @@ void InitWide(Variant& v, Values&, Input& in) {
   v.Init(text.data(), in.Flag() ? Variant::KEEP_EMPTY : 0);
 }
 
-// What is passed to an Init may be the variant's own payload, or another's.
+// The argument of an Init may be the variant's own payload, or another's.
 void InitFromPayload(Variant& v, Values& values, Input& in) {
   Variant& from = in.Flag() ? v : in.Pick(values.variants);
   void* data = nullptr;
@@ -188,7 +189,7 @@ int Index(Input& in) { return in.OneIn(16) ? in.Any() : static_cast<int>(in.Belo
 
 int ByAddress(void const* a, void const* b, void const*) { return a < b ? -1 : a > b; }
 
-// An order that is none: sorting by it ends, and loses nothing.
+// An inconsistent order: sorting by it must end, and lose nothing.
 int ByNothing(void const*, void const*, void const* context) {
   unsigned& seed = *static_cast<unsigned*>(const_cast<void*>(context));
   seed = seed * 1103515245u + 12345u;
@@ -206,13 +207,13 @@ void Insert(Arrays& a, Input& in) {
   int const index = Index(in);
   bool const fits = a.Has(index) || index == static_cast<int>(a.model.size());
   bool const done = a.array->AtInsert(index, element);
-  if (!MayFail()) Require(done == fits, "an insertion tells whether it was done");
+  if (!MayFail()) Require(done == fits, "an insertion reports whether it was done");
   if (fits) a.model.insert(a.model.begin() + index, element);
 }
 
 void Delete(Arrays& a, Input& in) {
   int const index = Index(in);
-  Require(a.array->AtDelete(index) == a.Has(index), "a deletion tells whether it was done");
+  Require(a.array->AtDelete(index) == a.Has(index), "a deletion reports whether it was done");
   if (a.Has(index)) a.model.erase(a.model.begin() + index);
 }
 
@@ -225,13 +226,13 @@ void Put(Arrays& a, Input& in) {
 void Remove(Arrays& a, Input& in) {
   void* const element = Element(in);
   auto const found = std::find(a.model.begin(), a.model.end(), element);
-  Require(a.array->Remove(element) == (found != a.model.end()), "a removal tells whether it was done");
+  Require(a.array->Remove(element) == (found != a.model.end()), "a removal reports whether it was done");
   if (found != a.model.end()) a.model.erase(found);
 }
 
 void Swap(Arrays& a, Input& in) {
   int const first = in.Below(24), second = in.Below(24);
-  if (a.Has(first) != a.Has(second)) return;  // one in range, one in the block only: the caller's fault
+  if (a.Has(first) != a.Has(second)) return;  // one is only within the capacity
   a.array->Swap(first, second);
   if (a.Has(first)) std::swap(a.model[first], a.model[second]);
 }
@@ -273,8 +274,8 @@ void SearchSorted(Arrays& a, Input& in) {
   void* const element = Element(in);
   int position = -9;
   bool const found = a.sorted->Search(element, &position);
-  Require(position >= 0 && position <= a.sorted->Count(), "a place to insert lies in the array");
-  if (found) Require(a.sorted->At(position) == element, "what was found is there");
+  Require(position >= 0 && position <= a.sorted->Count(), "an insertion index is inside the array");
+  if (found) Require(a.sorted->At(position) == element, "a found element is at its index");
   Require((a.sorted->Find(element) >= 0) == found, "both searches agree");
 }
 
@@ -311,9 +312,9 @@ constexpr ArrayStep ARRAY_STEPS[] = {Add,       Add,          Insert,     Insert
 
 void Compare(Arrays& a) {
   if (MayFail()) a.Believe();
-  Require(a.array->Count() == static_cast<int>(a.model.size()), "an array has as many elements as its model");
+  Require(a.array->Count() == static_cast<int>(a.model.size()), "an array has the size of its model");
   for (int i = 0; i < a.array->Count(); ++i)
-    Require(a.array->At(i) == a.model[i], "an array holds what its model holds");
+    Require(a.array->At(i) == a.model[i], "an array equals its model");
   for (int i = 0; i < a.data->Count() && a.recordSize > 0; ++i) {
     unsigned char const volatile last = static_cast<unsigned char*>(a.data->At(i))[a.recordSize - 1];
     (void)last;

@@ -1,5 +1,5 @@
-// XML: the reader over any bytes, trees under any sequence of edits; whatever loads or was built must be the
-// same tree after it was saved, in each of the four ways, and loaded again.
+// XML: the reader over arbitrary bytes, trees under arbitrary sequences of edits; every tree that was loaded
+// or built must be equal after it is saved, in each of the four ways, and loaded again.
 #include <qecore/io/mem_stream.h>
 #include <qecore/io/xml.h>
 #include <stdio.h>
@@ -84,7 +84,7 @@ bool IsChangedByTheWriter(XmlNode const& node) {
   return false;
 }
 
-/// What the writer's two habits (xml.h) would change.
+/// What the writer's two exceptions (xml.h) would change.
 bool HasOddities(XmlNode const* document) {
   std::vector<XmlNode const*> todo{document};
   while (!todo.empty()) {
@@ -110,9 +110,9 @@ void ReadXml(Input& in) {
   XmlNode* document = nullptr;
   XmlError error{};
   HRESULT const result = xml->Load(stream.get(), &document, how & 1 ? nullptr : &error);
-  Require(Succeeded(result) == (document != nullptr), "what loads is a document");
+  Require(Succeeded(result) == (document != nullptr), "success comes with a document");
   if (Failed(result))
-    return Require((how & 1) || (error.code == result && error.text), "an error says what it is");
+    return Require((how & 1) || (error.code == result && error.text), "an error has a code and a text");
   if (!HasOddities(document)) RoundTrip(*xml, document, how >> 1 & ALL_FLAGS);
   xml->FreeNode(document);
 }
@@ -124,8 +124,8 @@ namespace {
 struct Editing {
   Ref<XmlHelper> xml;
   XmlNode* document;
-  std::vector<XmlNode*> loose;  // ours to free
-  std::vector<XmlNode*> all;    // the document, the loose ones, and what is in them
+  std::vector<XmlNode*> loose;  // owned here
+  std::vector<XmlNode*> all;    // the document, the loose ones, and their descendants
 
   XmlNode* Any(Input& in) const { return in.Pick(all); }
 
@@ -138,7 +138,7 @@ struct Editing {
       todo.pop_back();
       all.push_back(node);
       for (XmlNode* child = node->FirstChild(); child; child = child->Next()) {
-        Require(child->Parent() == node, "a child knows its parent");
+        Require(child->Parent() == node, "a child refers to its parent");
         todo.push_back(child);
       }
     }
@@ -195,14 +195,14 @@ void SetAttribute(Editing& e, Input& in) {
   std::vector<wchar_t> const name = in.Wide(6), value = in.Wide(30);
   HRESULT const result = e.xml->SetAttribute(node, name.data(), in.OneIn(8) ? nullptr : value.data());
   if (Succeeded(result))
-    Require(e.xml->FindAttribute(node, name.data()) != nullptr, "a set attribute is there");
+    Require(e.xml->FindAttribute(node, name.data()) != nullptr, "a set attribute is found");
 }
 
 void RemoveAttribute(Editing& e, Input& in) {
   XmlNode* const node = e.Any(in);
   std::vector<wchar_t> const name = in.Wide(6);
   if (Succeeded(e.xml->RemoveAttribute(node, name.data())))
-    Require(!e.xml->FindAttribute(node, name.data()), "a removed attribute is gone");
+    Require(!e.xml->FindAttribute(node, name.data()), "a removed attribute is not found");
 }
 
 void Find(Editing& e, Input& in) {

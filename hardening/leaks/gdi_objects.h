@@ -1,10 +1,10 @@
-// Counts the GDI objects of this process, so that a test can see that none is left behind.
+// Counts the GDI objects of this process, so that a test can detect a leak.
 #pragma once
 
 #include <windows.h>
 
-/// GetGuiResources where it answers; where it is a stub, the used entries of the table that the process block
-/// points to.
+/// Uses GetGuiResources where it is implemented; where it is a stub, counts the used entries of the table
+/// that the process block points to.
 inline int CountGdiObjects() {
   if (DWORD const counted = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS))
     return static_cast<int>(counted);

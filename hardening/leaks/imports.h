@@ -1,5 +1,5 @@
-// What a library calls of others, led elsewhere: to a list that counts, or to a call that can be made to
-// fail.
+// Redirects calls that a library makes to others: to a list that counts them, or to a function that can be
+// made to fail.
 #pragma once
 
 #include <windows.h>
@@ -7,8 +7,9 @@
 #include <map>
 #include <string>
 
-/// Functions by the names that they are imported under.
+/// Functions by the names under which they are imported.
 using Imports = std::map<std::string, void*>;
 
-/// Leads the imports of `module` (null: of none) that have a row in `to` there, and leaves the others alone.
+/// Redirects the imports of `module` (null: no-op) that have an entry in `to`, and leaves the others
+/// unchanged.
 void LeadImports(HMODULE module, Imports const& to);

@@ -15,20 +15,21 @@
 
 namespace {
 
-// ---- live blocks: the imports of the library lead here, and from here to the platform
+// ---- live blocks: the library's imports come here, and from here go to the platform
 
 struct Block {
   size_t size;
   unsigned number;   // counted from the first block
-  void* callers[8];  // when they are noted
+  void* callers[8];  // if they are recorded
 };
 
-// By address, or by handle. Never destroyed: the library may still free when this program's objects are gone.
+// By address or handle. Never destroyed: the library may still free blocks after this program's objects are
+// destroyed.
 std::map<void*, Block>& blocks = *new std::map<void*, Block>;
 unsigned made = 0;
 SRWLOCK lock = SRWLOCK_INIT;
 bool noting = false;
-std::atomic<int> untilRefusal = -1;  // 0: the next allocation fails; negative: none, or none any more
+std::atomic<int> untilRefusal = -1;  // 0: the next allocation fails; negative: none fails
 
 bool Refused() { return untilRefusal >= 0 && untilRefusal-- == 0; }
 
@@ -42,7 +43,7 @@ void* Made(void* block, size_t size) {
   return block;
 }
 
-// Said before the platform frees it: another thread may get the same address at once.
+// Recorded before the platform frees it: another thread may get the same address at once.
 void* Gone(void* block) {
   AcquireSRWLockExclusive(&lock);
   blocks.erase(block);
@@ -76,14 +77,14 @@ Imports const& WATCHED = *new Imports{
        return Refused() ? nullptr : Moved(old, GlobalReAlloc(Gone(old), size, flags), size);
      })},
     {"GlobalFree", At(+[](void* block) { return GlobalFree(Gone(block)); })},
-    {"VirtualAlloc",  // which only a heap for finding faults uses
+    {"VirtualAlloc",  // used only by a heap for finding faults
      At(+[](void* at, size_t size, DWORD how, DWORD access) {
        return Made(how & MEM_RESERVE && Refused() ? nullptr : VirtualAlloc(at, size, how, access), size);
      })},
     {"VirtualFree", At(+[](void* at, size_t size, DWORD how) {
        return VirtualFree(how & MEM_RELEASE ? Gone(at) : at, size, how);
      })},
-    {"FindFirstFileW",  // searches are no handles everywhere
+    {"FindFirstFileW",  // not every platform counts searches as handles
      At(+[](wchar_t const* pattern, WIN32_FIND_DATAW* found) {
        HANDLE const search = FindFirstFileW(pattern, found);
        return search == INVALID_HANDLE_VALUE ? search : Made(search, sizeof *found);
@@ -100,7 +101,7 @@ HMODULE Load(wchar_t const* path) {
 
 // ---- handles
 
-// GetProcessHandleCount where it counts; where it is a stub, the system's list, filtered.
+// GetProcessHandleCount where it is implemented; where it is a stub, the system's list, filtered.
 int CountHandles() {
   struct Entry {
     ULONG process, flags;

@@ -1,5 +1,5 @@
-// What the library holds at a moment, and what it holds more at another: for finding leaks. And memory that
-// runs out.
+// The resources that the library holds at a moment, and the increase until another: for finding leaks. And
+// simulated out-of-memory failures.
 //
 //   WatchTheLibrary();
 //   Held const before = WhatIsHeld();
@@ -7,8 +7,9 @@
 //   std::string const left = WhatIsLeft(before);   // empty: nothing
 //
 // Blocks are those of the library and of the plug-ins that it loads, not the program's own: from the C
-// runtime's heap, from global memory, whole pages, and searches for files. Their imports lead through a list,
-// which is exact. GDI objects and handles are the whole process's: the platform keeps some at first use.
+// runtime's heap, from global memory, whole pages, and file searches. Their imports are redirected to an
+// exact list. GDI objects and handles are counted for the whole process: the platform caches some at first
+// use.
 #pragma once
 
 #include <stddef.h>
@@ -17,24 +18,24 @@
 
 struct Held {
   size_t blocks;
-  unsigned made;  // blocks up to now
+  unsigned made;  // blocks allocated so far
   int objects;    // of GDI
   int handles;
 };
 
-/// To be called once, when the library is loaded and before it is used.
+/// Must be called once, after the library is loaded and before it is used.
 void WatchTheLibrary();
 
 Held WhatIsHeld();
 
-/// A line for each kind and for each block that there is more of than at `before`.
+/// A line for each kind and for each block of which there are more than in `before`.
 std::string WhatIsLeft(Held const& before);
 
-/// Blocks are kept with the calls that led to them, from now on. Slow.
+/// From now on, blocks are recorded with the calls that led to them. Slow.
 void NoteCallers();
 
-/// While it lives, one allocation of the library fails, the first one being number 0. A loop over the
-/// numbers, until one is not reached, sees every way to run out of memory.
+/// During its lifetime, one allocation of the library fails, the first one being number 0. A loop over the
+/// numbers, until one is not reached, covers every way to run out of memory.
 class Scarcity {
  public:
   explicit Scarcity(int number);
@@ -42,10 +43,10 @@ class Scarcity {
   Scarcity(Scarcity const&) = delete;
   Scarcity& operator=(Scarcity const&) = delete;
 
-  /// Whether the allocation has been asked for, and refused.
+  /// Whether the allocation was requested, and refused.
   bool WasFelt() const;
 };
 
-/// "module+0x1234": `x86_64-w64-mingw32-addr2line -e MODULE` turns it into a line of the source, once the
-/// offset is added to the module's preferred base (`objdump -p MODULE | grep ImageBase`).
+/// "module+0x1234": `x86_64-w64-mingw32-addr2line -e MODULE` converts it into a source line, after the
+/// module's preferred base (`objdump -p MODULE | grep ImageBase`) is added to the offset.
 std::string PlaceOf(void const* address);

@@ -1,5 +1,5 @@
-// Bitmaps whose pixels are blocks of the heap, so that the sanitizer sees where a row ends. They cannot be
-// drawn on by GDI.
+// Bitmaps whose pixels are blocks of the heap, so that the sanitizer sees where a row ends. GDI cannot draw
+// on them.
 #include <windows.h>
 
 #include <mutex>
@@ -18,7 +18,7 @@ std::unordered_map<void*, void*>& Bitmaps() {
   return *all;
 }
 
-// 0 for a size that no bitmap has.
+// 0 for an impossible size.
 size_t SizeOf(BITMAPINFOHEADER const& header) {
   int64_t const width = header.biWidth;
   int64_t const height = header.biHeight < 0 ? -int64_t{header.biHeight} : header.biHeight;
@@ -44,7 +44,7 @@ HBITMAP WINAPI harness_CreateDIBSection(HDC, BITMAPINFO const* info, UINT, void*
   return static_cast<HBITMAP>(handle);
 }
 
-// What is not ours is the system's: a pen, a brush, or a bitmap that was deleted before.
+// Everything else belongs to the system: a pen, a brush, or a bitmap that was deleted before.
 BOOL WINAPI harness_DeleteObject(HGDIOBJ object) {
   std::lock_guard const guard(bitmapsMutex);
   auto const found = Bitmaps().find(object);

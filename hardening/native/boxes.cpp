@@ -1,4 +1,4 @@
-// Message boxes are recorded instead of shown: nobody is there to press the button.
+// Message boxes are recorded instead of shown, since there is nobody to close them.
 #include <windows.h>
 
 #include <mutex>

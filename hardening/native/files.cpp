@@ -1,4 +1,4 @@
-// Files in memory: what the tests see of them, and the calls on open files.
+// Files in memory: the tests' view of them, and the calls on open files.
 #include "files_p.h"
 
 #include <algorithm>
@@ -7,7 +7,7 @@ namespace harness {
 
 namespace {
 
-constexpr uint64_t DISK_SIZE = 64u << 20;  // a file that grows further finds the disk full
+constexpr uint64_t DISK_SIZE = 64u << 20;  // a file that grows beyond this finds the disk full
 
 std::mutex filesMutex;
 
@@ -45,7 +45,7 @@ HANDLE Keep(FileSystem& all, std::shared_ptr<Node> node, DWORD access, DWORD sha
   return handle;
 }
 
-// 0, or the error of opening what is there, or is not.
+// 0, or the error of opening an existing or missing file.
 DWORD Check(FileSystem const& all, std::u16string const& key, Node const* node, DWORD access, DWORD share,
             DWORD how) {
   if (IsFolder(all, key)) return ERROR_ACCESS_DENIED;
@@ -161,7 +161,7 @@ HANDLE WINAPI harness_CreateFileW(wchar_t const* name, DWORD access, DWORD share
   return Keep(all.Get(), node, access, share, device);
 }
 
-// What is not ours is the system's: a semaphore or an event.
+// Everything else belongs to the system: a semaphore or an event.
 BOOL WINAPI harness_CloseHandle(HANDLE handle) {
   FilesLocked all;
   Opening* const opening = FindOpening(all.Get(), handle);

@@ -1,4 +1,4 @@
-// The files in memory: what the calls on handles, the searches and the calls on names share.
+// Files in memory: shared by the calls on handles, the searches and the calls on names.
 #pragma once
 
 #include <windows.h>
@@ -15,7 +15,7 @@ namespace harness {
 
 struct Opening;
 
-/// A file, and who has it open: a file that is removed or replaced lives on until the last of them closes it.
+/// A file and its openers: a file that is removed or replaced exists until the last of them closes it.
 struct Node : File {
   std::vector<Opening const*> openings;
 };
@@ -26,10 +26,10 @@ struct Opening {
   DWORD access = 0;
   DWORD share = 0;
   uint64_t position = 0;
-  bool device = false;  ///< NUL: takes everything and holds nothing
+  bool device = false;  ///< NUL: accepts everything and holds nothing
 };
 
-/// A running search: what it will yet find.
+/// A search in progress: the results still to come.
 struct Search {
   std::vector<WIN32_FIND_DATAW> found;
   size_t next = 0;
@@ -37,13 +37,13 @@ struct Search {
 
 struct FileSystem {
   std::map<std::u16string, std::shared_ptr<Node>> files;  ///< by key
-  std::set<std::u16string> folders;  ///< keys of those that were made, without a backslash at the end
+  std::set<std::u16string> folders;  ///< keys of created folders, without a trailing backslash
   std::unordered_map<void*, std::unique_ptr<Opening>> openings;
   std::unordered_map<void*, std::unique_ptr<Search>> searches;
-  uint64_t clock = 1000;  ///< of the last write; moves with each
+  uint64_t clock = 1000;  ///< of the last write; advanced by each
 };
 
-/// Locks the files, for the length of one call.
+/// Locks the files for the duration of a call.
 class FilesLocked {
  public:
   FilesLocked();
@@ -56,10 +56,10 @@ class FilesLocked {
 };
 
 std::u16string Text(wchar_t const* name);
-/// What a path begins with that may be long.
+/// The prefix of a path that may be long.
 inline std::u16string const LONG_PATH = u"\\\\?\\";
 
-/// What names one file and no other: whole, in small letters, with backslashes.
+/// The unique key of a file: the full path in lower case, with backslashes.
 std::u16string Key(std::u16string const& path);
 /// The part before the last backslash; empty when there is none.
 std::u16string FolderOf(std::u16string const& key);
@@ -68,7 +68,7 @@ bool IsFolder(FileSystem const& all, std::u16string const& key);
 std::shared_ptr<Node> FindNode(FileSystem const& all, std::u16string const& key);
 std::shared_ptr<Node> NewNode(FileSystem& all, std::u16string const& path);
 
-/// What a call returns that fails.
+/// The result of a failed call.
 inline BOOL Refused(DWORD error) noexcept {
   SetLastError(error);
   return FALSE;

@@ -1,5 +1,5 @@
-// The Microsoft C runtime's formatters, Wine's own, called from Linux code: the two pass further arguments
-// differently, so these are repacked into the row of 8-byte slots that Microsoft's read.
+// The Microsoft C runtime's formatters, Wine's own, called from Linux code: variable arguments are passed
+// differently, so they are repacked into the array of 8-byte slots that Microsoft's functions read.
 #include <windows.h>
 
 #include <stdio.h>
@@ -23,7 +23,7 @@ struct Slots {
 
 constexpr bool IsIn(char const* set, unsigned c) { return c && c < 128 && strchr(set, static_cast<char>(c)); }
 
-// One directive of a format, behind its `%`.
+// One directive of a format, after its `%`.
 template <class Character>
 class Directive {
  public:
@@ -51,7 +51,7 @@ class Directive {
     }
   }
 
-  // Where the search for the next directive goes on.
+  // Where the search for the next directive continues.
   Character const* End() const { return *at ? at + 1 : at; }
 
  private:
@@ -87,7 +87,7 @@ Slots Pack(Character const* format, va_list arguments) {
   return slots;
 }
 
-// Wine's formatter is not instrumented: touch both ends of the buffer here, where the sanitizer looks.
+// Wine's formatter is not instrumented: access both ends of the buffer here, where the sanitizer checks.
 template <class Character>
 void TouchEnds(Character* buffer, size_t count) {
   if (!buffer || count == 0) return;
@@ -128,7 +128,7 @@ int _vswprintf_c_l(wchar_t* buffer, size_t count, wchar_t const* format, void* l
   return runtime(buffer, count, format, locale, slots.values);
 }
 
-// The formats that the library reads mean the same to Linux's.
+// The formats that the library parses mean the same on Linux.
 int _snscanf(char const* text, size_t count, char const* format, ...) {
   std::string const bounded(text, strnlen(text, count));
   va_list arguments;

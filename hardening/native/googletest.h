@@ -1,4 +1,4 @@
-// Included before each test, precompiled: GoogleTest takes this for the Linux program that it is, not for
+// Included before each test, precompiled: GoogleTest is compiled for Linux, which this program is, not for
 // Windows.
 #pragma once
 

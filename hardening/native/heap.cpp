@@ -1,5 +1,5 @@
-// The library's heap: blocks of the sanitizer's, counted, and refused when the plan says so. Global memory
-// comes out of it too.
+// The library's heap: blocks from the sanitizer, counted, and refused according to the plan. Global memory
+// comes from it, too.
 #include <windows.h>
 
 #include <mutex>
@@ -23,7 +23,7 @@ void Uncount(void const* block) noexcept {
 
 }  // namespace
 
-// ---- the C and C++ heaps: each its own, so that a block given back to the wrong one is reported ----
+// ---- the C and C++ heaps: separate, so that a block freed by the wrong one is reported ----
 
 extern "C" {
 
@@ -67,7 +67,7 @@ void harness_delete_array_sized(void* block, size_t) { harness_delete_array(bloc
 
 }  // extern "C"
 
-// ---- global memory: a handle, the block behind it, and how often it is locked ----
+// ---- global memory: a handle, its block, and the lock count ----
 
 namespace {
 
@@ -91,7 +91,7 @@ Global& Find(HGLOBAL handle, char const* caller) {
   return found->second;
 }
 
-// A block of at least one byte, so that it has an address; the sanitizer sees its end all the same.
+// A block of at least one byte, so that it has an address; the sanitizer checks its exact end.
 void* NewBlock(size_t size, UINT flags) {
   void* const block = malloc(size ? size : 1);
   if (block && (flags & GMEM_ZEROINIT)) memset(block, 0, size);
@@ -116,7 +116,7 @@ HGLOBAL WINAPI harness_GlobalAlloc(UINT flags, SIZE_T size) {
   return handle;
 }
 
-// Always moves the block: who keeps an old pointer is caught.
+// Always moves the block, so that uses of an old pointer are caught.
 HGLOBAL WINAPI harness_GlobalReAlloc(HGLOBAL handle, SIZE_T size, UINT flags) {
   void* const block = Refuses(size) ? nullptr : NewBlock(size, flags);
   if (!block) {
@@ -157,7 +157,7 @@ BOOL WINAPI harness_GlobalUnlock(HGLOBAL handle) {
   return global.locks > 0;
 }
 
-// 0 for what is no handle, as the system says.
+// 0 for an invalid handle, like the system.
 SIZE_T WINAPI harness_GlobalSize(HGLOBAL handle) {
   std::lock_guard const guard(globalsMutex);
   auto const found = Globals().find(handle);

@@ -12,7 +12,7 @@ struct Global {
   SIZE_T size;
 };
 
-// Windows' count of 100 nanoseconds begins at 1601.
+// Windows counts units of 100 nanoseconds from 1601.
 constexpr uint64_t TICKS_A_SECOND = 10000000, SECONDS_BEFORE_1970 = 11644473600;
 
 template <class To, class From>
@@ -53,7 +53,7 @@ LPVOID WINAPI GlobalLock(HGLOBAL handle) { return static_cast<Global*>(handle)->
 BOOL WINAPI GlobalUnlock(HGLOBAL) { return FALSE; }
 SIZE_T WINAPI GlobalSize(HGLOBAL handle) { return static_cast<Global*>(handle)->size; }
 
-// ASCII is all that the tests of threads convert.
+// The tests of threads convert only ASCII.
 int WINAPI WideCharToMultiByte(UINT, DWORD, wchar_t const* from, int length, char* to, int room, char const*,
                                BOOL*) {
   return Convert(from, length, to, room);
@@ -77,7 +77,7 @@ void WINAPI GetSystemTimeAsFileTime(FILETIME* to) {
   memcpy(to, &ticks, sizeof *to);
 }
 
-// A screen to ask for bitmaps, which are blocks of memory.
+// A screen to create bitmaps for, which are blocks of memory.
 HDC WINAPI GetDC(HWND) { return nullptr; }
 int WINAPI ReleaseDC(HWND, HDC) { return 1; }
 

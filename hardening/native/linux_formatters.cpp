@@ -1,5 +1,5 @@
-// Formatters for the plain program, which has no Microsoft C runtime: what the library itself formats, in
-// ASCII.
+// Formatters for the plain program, which has no Microsoft C runtime: the formats used by the library itself,
+// in ASCII.
 #include <stdio.h>
 
 #include <algorithm>

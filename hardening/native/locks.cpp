@@ -1,4 +1,4 @@
-// Windows' locks by pthreads, for the plain program: the thread sanitizer knows what these order.
+// Windows' locks, implemented with pthreads, for the plain program: the thread sanitizer understands these.
 #include <errno.h>
 #include <pthread.h>
 #include <sched.h>
@@ -33,20 +33,20 @@ class PthreadLocker {
   pthread_mutex_t& mutex;
 };
 
-// A mutex with a condition to wait for, until a time at most.
+// A mutex with a condition to wait for, with a timeout.
 struct Condition {
   pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
   pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
 
-  // With the mutex held. False when the time is over.
+  // With the mutex held. False after the timeout.
   bool Wait(DWORD milliseconds, timespec const& end) {
     if (milliseconds == INFINITE) return pthread_cond_wait(&condition, &mutex) == 0;
     return pthread_cond_timedwait(&condition, &mutex, &end) != ETIMEDOUT;
   }
 };
 
-// What is behind a word that the caller has cleared: made on first use, and never given back, as nobody says
-// when.
+// The object for a word that the caller has cleared: created at first use and never freed, as nothing marks
+// the end of its use.
 template <class Object>
 Object& Behind(void** word) {
   std::atomic_ref<void*> place(*word);
@@ -126,7 +126,7 @@ void WINAPI WakeConditionVariable(CONDITION_VARIABLE* variable) {
 
 namespace {
 
-// The outer lock is let go only once the inner one is held, so that no call to wake is missed.
+// The outer lock is released only once the inner one is held, so that no wake-up is missed.
 template <class Leave, class Enter>
 BOOL SleepOn(CONDITION_VARIABLE* variable, DWORD milliseconds, Leave leave, Enter enter) {
   auto& inner = Behind<Condition>(&variable->Ptr);
@@ -159,7 +159,7 @@ BOOL WINAPI SleepConditionVariableCS(CONDITION_VARIABLE* variable, CRITICAL_SECT
   return SleepOn(variable, milliseconds, leave, [=] { EnterCriticalSection(section); });
 }
 
-// ---- semaphores and events: a number that a wait takes one of ----
+// ---- semaphores and events: a count that a wait decrements ----
 
 struct Waitable : Condition {
   LONG count = 0;

@@ -1,5 +1,5 @@
-// Plug-ins in memory: files that load as libraries, each with an entry point of the test's own. No lock is
-// taken here: the system orders nothing that the library itself should.
+// Plug-ins in memory: files that load as libraries, each with an entry point defined by the test. No lock is
+// taken here: the system must not order what the library itself has to.
 #include <list>
 
 #include "files_p.h"
@@ -14,7 +14,7 @@ struct Plugin {
   std::atomic<long> now{0}, ever{0};
 };
 
-// Plug-ins are put there before threads run.
+// Plug-ins are installed before threads run.
 std::list<Plugin>& Plugins() {
   static auto* const all = new std::list<Plugin>;
   return *all;
@@ -62,7 +62,7 @@ void ClearFiles() {
   if (!all->openings.empty()) Die("ClearFiles while a file is open", all->openings.begin()->first);
   all->files.clear();
   all->folders.clear();
-  // A plug-in that the System has forgotten stays loaded, as intended.
+  // Contract: a plug-in that the System has removed stays loaded.
   for (Plugin& plugin : Plugins()) {
     for (; plugin.now > 0; plugin.now.fetch_sub(1)) --liveHandles;
   }
@@ -104,7 +104,7 @@ BOOL WINAPI harness_FreeLibrary(HMODULE module) {
   return TRUE;
 }
 
-// Of a plug-in's code only the entry point is known; all else lies in no plug-in.
+// Of a plug-in's code only the entry point is known; no other address belongs to a plug-in.
 BOOL WINAPI harness_GetModuleHandleExW(DWORD how, wchar_t const* address, HMODULE* module) {
   *module = nullptr;
   for (Plugin& plugin : Plugins()) {

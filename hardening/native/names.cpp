@@ -12,7 +12,7 @@ bool IsOpenUnshared(Node const& node) {
                              [](Opening const* opening) { return !(opening->share & FILE_SHARE_DELETE); });
 }
 
-// 0, or why a file cannot be removed, moved or replaced.
+// 0, or the reason why a file cannot be removed, moved or replaced.
 DWORD CheckRemovable(Node const* node) {
   if (!node) return ERROR_FILE_NOT_FOUND;
   if (node->readOnly) return ERROR_ACCESS_DENIED;
@@ -68,7 +68,7 @@ WIN32_FIND_DATAW Entry(std::u16string const& name, DWORD attributes, Node const*
   return entry;
 }
 
-// The names right in a folder, as keys, with the path that they were written as.
+// The names directly in a folder, as keys, with the paths as they were written.
 std::map<std::u16string, std::u16string> NamesIn(FileSystem const& all, std::u16string const& folder) {
   std::map<std::u16string, std::u16string> names;
   auto const add = [&](std::u16string const& key, std::u16string const& path) {
@@ -133,7 +133,7 @@ BOOL WINAPI harness_MoveFileW(wchar_t const* from, wchar_t const* to) {
   return harness_MoveFileExW(from, to, 0);
 }
 
-// The new file takes the old one's place; the old one stays as `backup` when that is given.
+// The new file replaces the old one, which is kept as `backup` if that is given.
 BOOL WINAPI harness_ReplaceFileW(wchar_t const* old, wchar_t const* replacement, wchar_t const* backup, DWORD,
                                  void*, void*) {
   FilesLocked all;
@@ -171,7 +171,7 @@ BOOL WINAPI harness_GetFileAttributesExW(wchar_t const* name, GET_FILEEX_INFO_LE
   DWORD const attributes = AttributesOf(all.Get(), key);
   if (attributes == INVALID_FILE_ATTRIBUTES) return Refused(ERROR_FILE_NOT_FOUND);
   WIN32_FIND_DATAW const entry = Entry(key, attributes, FindNode(all.Get(), key).get());
-  memcpy(to, &entry, sizeof(WIN32_FILE_ATTRIBUTE_DATA));  // which is how that record begins
+  memcpy(to, &entry, sizeof(WIN32_FILE_ATTRIBUTE_DATA));  // the beginning of that record
   return TRUE;
 }
 
@@ -206,7 +206,7 @@ DWORD WINAPI harness_GetTempPathW(DWORD room, wchar_t* to) {
   return static_cast<DWORD>(Length(u"T:\\", room, to));
 }
 
-// Without a number it takes the next free one and makes the file.
+// Without a number it uses the next free one and creates the file.
 UINT WINAPI harness_GetTempFileNameW(wchar_t const* folder, wchar_t const* prefix, UINT number, wchar_t* to) {
   FilesLocked all;
   std::u16string const start =

@@ -1,4 +1,4 @@
-// The plan of what fails, and the counts.
+// The plan of failures, and the counts.
 #include "plan.h"
 
 #include <stdio.h>

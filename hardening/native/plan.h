@@ -1,4 +1,4 @@
-// What the parts of the harness share: the count of what lives, and whether a call is to fail.
+// Shared by the parts of the harness: the count of live objects, and whether a call must fail.
 #pragma once
 
 #include <atomic>
@@ -7,7 +7,7 @@
 
 namespace harness {
 
-/// Counts on several threads and orders nothing between them: that would hide a race of the library's.
+/// Counts on several threads without ordering anything between them, which would hide a race of the library.
 class Counter {
  public:
   void operator++() noexcept { count.fetch_add(1, std::memory_order_relaxed); }
@@ -20,13 +20,13 @@ class Counter {
 
 extern Counter liveBlocks, liveGlobals, liveBitmaps, liveHandles;
 
-/// Whether this call of a kind is to fail; counts it.
+/// Whether this call of a kind must fail; counts it.
 bool Fails(Kind kind) noexcept;
 
-/// Whether a request for so much memory is to be refused; counts it.
+/// Whether an allocation of this size must fail; counts it.
 bool Refuses(size_t bytes) noexcept;
 
-/// Says what the library did to a handle or block that is none, and ends the program.
+/// Reports what the library did to an invalid handle or block, and ends the program.
 [[noreturn]] void Die(char const* what, void const* handle) noexcept;
 
 }  // namespace harness

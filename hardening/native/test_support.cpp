@@ -1,5 +1,5 @@
-// What tests/support offers to the tests, for the native build: main() is GoogleTest's own, folders are made
-// by Wine's file calls, and message boxes come from the harness.
+// The functions of tests/support for the native build: main() is GoogleTest's own, folders are created
+// through Wine's file functions, and message boxes come from the harness.
 #include <windows.h>
 
 #include "harness.h"
@@ -68,7 +68,7 @@ void TempFolder::Copy(std::wstring const& from, std::wstring const& name) const 
 
 void TempFolder::Remove(std::wstring const& name) const { DeleteFileW(Path(name).c_str()); }
 
-// Only tests of plug-in files ask, which do not run here.
+// Called only by tests of plug-in files, which do not run here.
 std::wstring ProgramFolder() { return L".\\"; }
 
 MessageBoxWatcher::MessageBoxWatcher() { harness::TakeBoxes(); }

@@ -1,6 +1,6 @@
-// What may be used from several threads, used from several threads, under the thread sanitizer: a plain Linux
-// program, so that the sanitizer sees every lock. A race anywhere fails the run, whatever the test itself
-// sees.
+// Everything that may be used from several threads, used from several threads under the thread sanitizer: a
+// plain Linux program, so that the sanitizer sees every lock. A race anywhere fails the run, whatever the
+// test itself observes.
 #include <qecore/core/lock.h>
 #include <qecore/core/memory.h>
 #include <qecore/core/module.h>
@@ -30,9 +30,9 @@ namespace {
 using namespace yk;
 
 constexpr int THREADS = 4;
-constexpr unsigned LONGEST_RUN = 240;  // seconds: a deadlock is to end the run
+constexpr unsigned LONGEST_RUN = 240;  // seconds, so that a deadlock ends the run
 
-// Runs work(0), work(1), ... each on a thread of its own, and waits for all.
+// Runs work(0), work(1), ... each on its own thread, and waits for all of them.
 template <class Work>
 void OnThreads(int count, Work work) {
   std::vector<std::thread> threads;
@@ -40,7 +40,7 @@ void OnThreads(int count, Work work) {
   for (std::thread& thread : threads) thread.join();
 }
 
-// Counted without ordering anything: the library is to order what needs it.
+// Counts without ordering anything: ordering is the library's task.
 class Tally {
  public:
   void Add(bool wanted) noexcept { count.fetch_add(wanted ? 1 : 0, std::memory_order_relaxed); }
@@ -176,17 +176,17 @@ TEST(Registry, IsReadFromAnyThread) {
   EXPECT_EQ(faults.Get(), 0);
 }
 
-// ---- plug-ins: known from the cache, loaded by whoever creates one of their classes first
+// ---- plug-ins: known from the cache, loaded by the first thread that creates one of their classes
 
 constexpr unsigned CLASSES = 3;
 constexpr char16_t FIRST[] = u"P:\\first.qem", SECOND[] = u"P:\\second.qem";
 
 constexpr Guid ClassOf(unsigned plugin, unsigned index) { return {100 * plugin + index, 0, 0, {}}; }
 
-// Whether the plug-ins create each other's classes while they are attached, as they may.
+// Whether the plug-ins create each other's classes while they are attached, which is allowed.
 std::atomic<bool> callEachOther{false};
 
-// Being attached takes its time, so that other threads come to wait.
+// Attaching takes time, so that other threads have to wait.
 template <unsigned PLUGIN>
 intptr_t Entry(unsigned message, uintptr_t index, void* record) {
   if (message == MODULE_VERSION_QUERY) return KTZ_VERSION;
@@ -246,7 +246,7 @@ TEST_F(PluginThreads, FirstCreationsLoadOnceAndAllSucceed) {
   }
 }
 
-// Each would wait for the other to be loaded, for ever.
+// Without precautions each would wait forever for the other to be loaded.
 TEST_F(PluginThreads, PluginsThatCreateEachOthersClassesDoNotWaitForEachOther) {
   for (int round = 0; round < 10; ++round) {
     Start(true);
@@ -257,7 +257,7 @@ TEST_F(PluginThreads, PluginsThatCreateEachOthersClassesDoNotWaitForEachOther) {
   }
 }
 
-// ---- objects of one thread each: nothing behind them may be shared
+// ---- objects used by one thread each: they must not share hidden state
 
 bool RescalesAndFlips(int width) {
   Ref<Image2d> const picture = Ref<Image2d>::Adopt(Image2d::Create());

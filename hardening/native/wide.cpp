@@ -1,10 +1,10 @@
-// The C library's functions of wide characters, for characters of 16 bits: objcopy leads the library's calls
-// here.
+// The C library's functions for wide characters, with characters of 16 bits: objcopy redirects the library's
+// calls here.
 namespace {
 
 wchar_t Lower(wchar_t c) { return c >= 'A' && c <= 'Z' ? static_cast<wchar_t>(c + 32) : c; }
 
-// Numbers are ASCII; what is none ends them.
+// Numbers are ASCII; any other character ends them.
 struct Narrow {
   explicit Narrow(wchar_t const* wide) {
     size_t length = 0;

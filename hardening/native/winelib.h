@@ -1,8 +1,8 @@
-// Included before each source of the native build: what makes Clang on Linux compile a Windows source against
+// Included before each source of the native build, so that Clang on Linux compiles Windows sources against
 // Wine's headers.
 #pragma once
 
-// ---- what winegcc would define ----
+// ---- definitions that winegcc would make ----
 
 #define WIN32 1
 #define _WIN32 1
@@ -34,10 +34,10 @@
 #define __declspec_selectany __attribute__((weak))
 #define __declspec_thread __thread
 
-// The system's functions need not be in the program itself: the plain one has some and lacks others.
+// System functions need not be in the program itself: the plain one defines some and has no others.
 #define DECLSPEC_HIDDEN
 
-// ---- what the sources expect of the Microsoft C runtime, and Linux's lacks ----
+// ---- parts of the Microsoft C runtime that Linux's lacks ----
 
 #include <assert.h>
 #include <limits.h>
@@ -59,14 +59,14 @@ int _vsnprintf(char* buffer, size_t count, char const* format, va_list arguments
 int _vswprintf_c_l(wchar_t* buffer, size_t count, wchar_t const* format, void* locale, va_list arguments);
 int _snscanf(char const* text, size_t count, char const* format, ...);
 size_t _msize(void* block);
-// Clang's vector headers declare functions over them, which nobody calls.
+// Clang's vector headers declare functions with these types, which nobody calls.
 void* _aligned_malloc(size_t size, size_t alignment);
 void _aligned_free(void* block);
 }
 
-// Macros of Linux that are names of the library's.
+// Linux macros with names used by the library.
 #undef BIG_ENDIAN
 #undef LITTLE_ENDIAN
 
-// Wine's <windows.h> lacks it.
+// Missing from Wine's <windows.h>.
 #define GR_GDIOBJECTS 0
