@@ -3,6 +3,7 @@
 #include <new>
 
 #include "convert_p.h"
+#include "core/error_p.h"
 
 #if !defined(__GNUC__)
 #include <windows.h>
@@ -54,7 +55,7 @@ int img::GetPixelSize(IMG_FORMAT format, unsigned short& bits) noexcept {
 
 bool img::BuildConversionTable() noexcept {
   if (!conversionTable) conversionTable = new (std::nothrow) Converter[CELLS]();
-  if (!conversionTable) return false;
+  if (!conversionTable) return FailMemory("System::Create", CELLS * sizeof *conversionTable), false;
   Kernel const* const kernels = BestKernels();
   for (int i = 0; i < KERNEL_COUNT; ++i) {
     conversionTable[CellOf(kernels[i].source, kernels[i].target)] = kernels[i].run;
@@ -72,6 +73,13 @@ img::Converter img::FindConverter(IMG_FORMAT source, IMG_FORMAT target) noexcept
   return conversionTable[CellOf(source, target)];
 }
 
+HRESULT img::FailConversion(char const* operation, IMG_FORMAT source, IMG_FORMAT target) noexcept {
+  bool const isKnown = source == target || FindConverter(source, target);
+  wchar_t const* const text =
+      isKnown ? L"no pixels, palette or room to convert %S to %S" : L"%S cannot be converted to %S";
+  return Fail(E_INVALIDARG, operation, text, GetFacts(source).name, GetFacts(target).name);
+}
+
 HRESULT img::ConvertRow(void const* src, void* dst, IMG_FORMAT srcFormat, IMG_FORMAT dstFormat, int count,
                         IMG_PALENTRY const* palette) noexcept {
   if (count < 0) return E_INVALIDARG;
@@ -87,7 +95,8 @@ HRESULT img::ConvertRow(void const* src, void* dst, IMG_FORMAT srcFormat, IMG_FO
 HRESULT img::ConvertPixels(void const* src, void* dst, IMG_FORMAT srcFormat, IMG_FORMAT dstFormat, int count,
                            IMG_PALENTRY* palette) noexcept {
   HRESULT const result = ConvertRow(src, dst, srcFormat, dstFormat, count, palette);
-  if (Succeeded(result) && count > 0 && srcFormat == IMG_GRAY8 && dstFormat == IMG_BGRF) {
+  if (Failed(result)) return FailConversion("img::ConvertPixels", srcFormat, dstFormat);
+  if (count > 0 && srcFormat == IMG_GRAY8 && dstFormat == IMG_BGRF) {
     // Contract: the grey is also written to the four bytes past the last pixel, which callers provide.
     float* const end = static_cast<float*>(dst) + 3 * static_cast<size_t>(count);
     memcpy(end, end - 1, sizeof(float));

@@ -31,7 +31,11 @@ void FreeConversionTable() noexcept;
 /// The converter of a pair of different formats; null when there is none.
 Converter FindConverter(IMG_FORMAT source, IMG_FORMAT target) noexcept;
 
-/// ConvertPixels for rows without room past the last pixel.
+/// Records why pixels were not converted. \return E_INVALIDARG
+HRESULT FailConversion(char const* operation, IMG_FORMAT source, IMG_FORMAT target) noexcept;
+
+/// ConvertPixels for rows without room past the last pixel. A failure is not recorded: rows that cannot be
+/// converted are often left as they are.
 HRESULT ConvertRow(void const* src, void* dst, IMG_FORMAT srcFormat, IMG_FORMAT dstFormat, int count,
                    IMG_PALENTRY const* palette) noexcept;
 

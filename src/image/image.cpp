@@ -6,10 +6,12 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 
 #include "convert_p.h"
 #include "core/dying_p.h"
+#include "core/error_p.h"
 #include "dib_p.h"
 
 namespace yk {
@@ -61,6 +63,36 @@ struct Layout {
 
   int64_t Size() const noexcept { return rows + palette; }
 };
+
+/// A number of bytes to be read by people.
+struct Amount {
+  unsigned whole, tenths;
+  wchar_t const* unit;
+
+  explicit Amount(double bytes) noexcept {
+    static constexpr wchar_t const* UNITS[] = {L"KB", L"MB", L"GB", L"TB", L"PB", L"EB", L"ZB"};
+    constexpr double STEP = 1000;
+    double scaled = bytes / STEP;
+    wchar_t const* const* at = UNITS;
+    for (; scaled >= STEP && at + 1 != std::end(UNITS); ++at) scaled /= STEP;
+    auto const rounded = static_cast<unsigned>(scaled * 10 + 0.5);
+    whole = rounded / 10, tenths = rounded % 10, unit = *at;
+  }
+};
+
+/// Says why an image of this size cannot be.
+void ReportSize(HRESULT result, img::FormatFacts const& facts, int width, int height, int64_t rows) noexcept {
+  constexpr char OPERATION[] = "Image2d::Create";
+  if (width < 1 || rows < 1) {
+    Fail(result, OPERATION, L"%d \u00D7 %d is no size of a picture", width, height);
+    return;
+  }
+  // As a fraction, since no integer holds the largest.
+  double const bytes = static_cast<double>(img::GetRowSize(facts.format, width)) * static_cast<double>(rows);
+  Amount const amount(bytes);
+  Fail(result, OPERATION, L"the picture needs %u.%u %s, %d \u00D7 %lld pixels of %S", amount.whole,
+       amount.tenths, amount.unit, width, rows, facts.name);
+}
 
 // ---- pixel memory -----------------------------------------------------------------------------------------
 
@@ -155,7 +187,7 @@ Image2d::Image2d() noexcept = default;
 
 Image2d::~Image2d() { Image2d::Free(); }
 
-Image2d* Image2d::Create() noexcept { return new (std::nothrow) Image2d; }
+Image2d* Image2d::Create() noexcept { return Made(new (std::nothrow) Image2d, "Image2d::Create"); }
 
 HRESULT Image2d::QueryInterface(Guid const&, void**) noexcept { return E_NOINTERFACE; }
 
@@ -187,18 +219,24 @@ HRESULT Image2d::Free() noexcept {
 
 HRESULT Image2d::Create(IMG_FORMAT newFormat, int newWidth, int newHeight) noexcept {
   int const bytes = img::GetPixelSize(newFormat, bitsPerPixel);
-  if (bitsPerPixel == 0) return E_INVALIDARG;
+  if (bitsPerPixel == 0) {
+    return Fail(E_INVALIDARG, "Image2d::Create", L"no pixel format has the number %d", int{newFormat});
+  }
   Free();
 
   img::FormatFacts const& facts = img::GetFacts(newFormat);
   int64_t const rowCount = std::abs(int64_t{newHeight});
   Memory const wanted = flags & IMG_HEAP_MEMORY ? Memory::HEAP : facts.dib ? Memory::BITMAP : Memory::GLOBAL;
   bool const mayBeTopDown = wanted == Memory::BITMAP;
-  Layout const layout(facts, newWidth, mayBeTopDown ? rowCount : newHeight);
+  int64_t const rows = mayBeTopDown ? rowCount : newHeight;
+  Layout const layout(facts, newWidth, rows);
   stride = layout.stride;
   if (facts.paletteEntries) paletteCount = facts.paletteEntries;
   Pixels const pixels = NewPixels(wanted, facts, layout, newWidth, newHeight);
-  if (!pixels.bits && wanted == Memory::GLOBAL && layout.Size() != 0) return E_OUTOFMEMORY;
+  bool const isSystems = wanted == Memory::GLOBAL && layout.Size() != 0;
+  HRESULT const result = pixels.bits ? S_OK : isSystems ? E_OUTOFMEMORY : E_FAIL;
+  if (Failed(result)) ReportSize(result, facts, newWidth, newHeight, rows);
+  if (result == E_OUTOFMEMORY) return result;
 
   memory = pixels.memory;
   handle = pixels.handle;
@@ -211,7 +249,7 @@ HRESULT Image2d::Create(IMG_FORMAT newFormat, int newWidth, int newHeight) noexc
   height = static_cast<int32_t>(std::min<int64_t>(rowCount, INT32_MAX));
   bytesPerPixel = static_cast<uint8_t>(bytes);
   format = newFormat;
-  return bits ? S_OK : E_FAIL;
+  return result;
 }
 
 unsigned char* Image2d::GetLine(int y) noexcept {
@@ -226,9 +264,15 @@ unsigned char* Image2d::GetLineEx(int y, int x) noexcept {
 }
 
 HRESULT Image2d::ConvertLine(int y, IMG_FORMAT dstFormat, void* dst, int dstSize) noexcept {
-  if (!dst || img::GetRowSize(dstFormat, width) > dstSize) return E_INVALIDARG;
+  constexpr char OPERATION[] = "Image2d::ConvertLine";
+  long long const size = img::GetRowSize(dstFormat, width);
+  if (!dst) return FailNull(OPERATION, L"dst");
+  if (size > dstSize)
+    return Fail(E_INVALIDARG, OPERATION, L"the row needs %lld bytes, not %d", size, dstSize);
   unsigned char const* const row = GetLine(y);
-  return row ? img::ConvertRow(row, dst, format, dstFormat, width, palette) : E_INVALIDARG;
+  if (!row) return Fail(E_INVALIDARG, OPERATION, L"row %d is not one of %d", y, height);
+  HRESULT const result = img::ConvertRow(row, dst, format, dstFormat, width, palette);
+  return Succeeded(result) ? result : img::FailConversion(OPERATION, format, dstFormat);
 }
 
 // ---- Image2d: what it shows -------------------------------------------------------------------------------

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "convert_p.h"
+#include "core/error_p.h"
 #include "row_kernels_p.h"
 
 namespace yk {
@@ -61,6 +62,10 @@ void FillRows(Image2d& image, int value) noexcept {
   for (int y = 0; y < RowsOf(image); ++y) memset(image.GetLine(y), value, size);
 }
 
+HRESULT FailEmpty(char const* operation) noexcept {
+  return Fail(YK_E_EMPTY, operation, L"the image has no pixels");
+}
+
 }  // namespace
 
 bool Image2d::GetPixel(point3df const& at, point4df& color) noexcept {
@@ -72,7 +77,7 @@ bool Image2d::GetPixel(point3df const& at, point4df& color) noexcept {
 }
 
 HRESULT Image2d::ClearColor(unsigned color) noexcept {
-  if (!bits) return YK_E_EMPTY;
+  if (!bits) return FailEmpty("Image2d::ClearColor");
   unsigned const c0 = color & 0xFF;
   unsigned const c1 = color >> 8 & 0xFF;
   unsigned const c2 = color >> 16 & 0xFF;
@@ -100,17 +105,20 @@ HRESULT Image2d::FlipH() noexcept {
 }
 
 HRESULT Image2d::FlipV() noexcept {
-  if (!bits) return YK_E_EMPTY;
+  if (!bits) return FailEmpty("Image2d::FlipV");
   size_t const size = static_cast<size_t>(std::max(width, 0)) * bytesPerPixel;
   for (int y = 0; y < RowsOf(*this) / 2; ++y) img::SwapBytes(GetLine(y), GetLine(height - 1 - y), size);
   return S_OK;
 }
 
 HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result) noexcept {
-  if (!result || left < 0 || top < 0 || right > width || bottom > height || right <= left || bottom <= top) {
-    return E_INVALIDARG;
+  constexpr char OPERATION[] = "Image2d::Crop";
+  if (!result) return FailNull(OPERATION, L"result");
+  if (left < 0 || top < 0 || right > width || bottom > height || right <= left || bottom <= top) {
+    return Fail(E_INVALIDARG, OPERATION, L"%d,%d,%d,%d is not inside %d \u00D7 %d pixels", left, top, right,
+                bottom, int{width}, int{height});
   }
-  if (!bits) return YK_E_EMPTY;
+  if (!bits) return FailEmpty(OPERATION);
   int const w = right - left;
   int const h = bottom - top;
   Ref<Image2d> made = Ref<Image2d>::Adopt(Create());
@@ -138,7 +146,10 @@ HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result
 }
 
 HRESULT Image2d::PremultiplyAlpha() noexcept {
-  if (format != IMG_BGRA32) return YK_E_FORMAT;
+  if (format != IMG_BGRA32) {
+    return Fail(YK_E_FORMAT, "Image2d::PremultiplyAlpha", L"the pixels are %S, not bgra32",
+                img::GetFacts(format).name);
+  }
   for (int y = 0; y < RowsOf(*this); ++y) img::PremultiplyRow(GetLine(y), static_cast<size_t>(width));
   return S_OK;
 }

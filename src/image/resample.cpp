@@ -7,6 +7,7 @@
 #include <new>
 
 #include "convert_p.h"
+#include "core/error_p.h"
 #include "core/progress_p.h"
 #include "row_kernels_p.h"
 #include "weights_p.h"
@@ -68,7 +69,7 @@ class Resampler {
     // Rows that cannot be converted are left unchanged; here that would be all of them.
     if (channels == 0 || !CanConvert(source.format, middle) || !CanConvert(middle, target.format))
       return S_OK;
-    if (!Allocate()) return E_OUTOFMEMORY;
+    if (!Allocate()) return Fail(E_OUTOFMEMORY, RESCALE, L"no memory for rows of %llu pixels", sourceWidth);
     WalkAcross();
     WalkDown();
     return S_OK;
@@ -181,13 +182,13 @@ HRESULT Resample(Image2d& source, Image2d& target, ProgressMeter& meter) noexcep
 HRESULT Image2d::RescaleTo(Image2d* target) noexcept { return RescaleTo(target, nullptr); }
 
 HRESULT Image2d::RescaleTo(Image2d* target, ExecutionContext* context) noexcept {
-  if (!target) return YK_E_EMPTY;
+  if (!target) return Fail(YK_E_EMPTY, RESCALE, L"there is no target");
   bool const sameSize = width == target->width && height == target->height;
   bool const nothingToWrite = target->width < 1 || target->height < 1;
   if (sameSize && nothingToWrite) return S_OK;
-  if (!bits || !target->bits) return YK_E_EMPTY;
-  if (nothingToWrite) return S_OK;
-  if (width < 1 || height < 1) return YK_E_EMPTY;
+  if (bits && !target->bits) return Fail(YK_E_EMPTY, RESCALE, L"the target has no pixels");
+  if (bits && nothingToWrite) return S_OK;
+  if (!bits || width < 1 || height < 1) return Fail(YK_E_EMPTY, RESCALE, L"the image has no pixels");
   ProgressMeter meter(context, RESCALE, static_cast<unsigned>(target->height), ProgressMeter::Unit::ROWS);
   HRESULT const result = Resample(*this, *target, meter);
   if (Succeeded(result)) ReachRow(meter, target->height);
@@ -201,7 +202,7 @@ HRESULT Image2d::Rescale(int newWidth, int newHeight, IMG_FORMAT newFormat, Imag
 // Without a host the target is filled through the slot, as it always was.
 HRESULT Image2d::Rescale(int newWidth, int newHeight, IMG_FORMAT newFormat, Image2d** result,
                          ExecutionContext* context) noexcept {
-  if (!result) return E_INVALIDARG;
+  if (!result) return FailNull("Image2d::Rescale", L"result");
   Ref<Image2d> target = Ref<Image2d>::Adopt(Create());
   *result = target.get();  // contract: dangling after a failure; callers check the result code
   if (!target) return E_OUTOFMEMORY;

@@ -24,6 +24,7 @@
 // precision, truncated to an integer, of which the low 8 bits are kept: nothing is clamped (1.5 gives 127),
 // so keep float pixels within 0.0 to 1.0. Only GRAYF to GRAY8 clamps, and truncates without rounding.
 //
+// Failures: result codes, and LastError() says why (error.h).
 // The conversions are available while yk::System exists. Any number of threads may convert at once.
 #pragma once
 
