@@ -1,6 +1,8 @@
 #include <qecore/core/driver_data.h>
 #include <qecore/core/ref.h>
 
+#include "error_p.h"
+
 namespace yk {
 
 drvDataPtr::~drvDataPtr() {
@@ -18,9 +20,10 @@ drvData* drvDataPtr::Get(void* owner) noexcept {
 }
 
 HRESULT drvDataPtr::Add(drvData* record) noexcept {
-  if (!record) return E_INVALIDARG;
+  constexpr char OPERATION[] = "drvDataPtr::Add";
+  if (!record) return FailNull(OPERATION, L"record");
   for (drvData* listed = head; listed; listed = listed->next) {
-    if (listed == record) return E_INVALIDARG;
+    if (listed == record) return Fail(E_INVALIDARG, OPERATION, L"the record is in the list");
   }
   record->next = head;
   head = record;
@@ -30,7 +33,7 @@ HRESULT drvDataPtr::Add(drvData* record) noexcept {
 HRESULT drvDataPtr::Remove(drvData* record) noexcept {
   drvData** link = &head;
   while (*link && *link != record) link = &(*link)->next;
-  if (!*link) return YK_E_NOTFOUND;
+  if (!*link) return Fail(YK_E_NOTFOUND, "drvDataPtr::Remove", L"the record is not in the list");
   Ref<drvData> const goes = Ref<drvData>::Adopt(record);
   *link = record->next;
   return S_OK;

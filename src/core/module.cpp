@@ -11,6 +11,7 @@
 #include <new>
 
 #include "class_info_p.h"
+#include "error_p.h"
 #include "module_p.h"
 #include "registry_lock_p.h"
 
@@ -29,16 +30,20 @@ String WholePath(String const& path) noexcept {
   return whole;
 }
 
+constexpr char LOAD[] = "Module::Load";
+
 // Loads a library and suppresses the system's message box for invalid files.
 HINSTANCE LoadQuietly(String const& path, LoadTurn& turn) noexcept {
   String const whole = WholePath(path);
-  if (whole.IsEmpty()) return nullptr;
+  if (whole.IsEmpty()) return FailSystem(YK_E_NOTFOUND, LOAD, path.c_str(), GetLastError()), nullptr;
   DWORD before = 0;
   SetThreadErrorMode(GetThreadErrorMode() | SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &before);
   turn.SetInLoader(true);
   HINSTANCE const library = LoadLibraryW(whole.c_str());
+  DWORD const error = GetLastError();
   turn.SetInLoader(false);
   SetThreadErrorMode(before, nullptr);
+  if (!library) FailSystem(YK_E_NOTFOUND, LOAD, whole.c_str(), error);
   return library;
 }
 
@@ -67,7 +72,7 @@ bool LacksDescription(Module const& module) noexcept {
 /// A record that is saved as `info` is, flags and all; null without memory. Under the lock. It goes into a
 /// CopiedChain.
 ClassInfo* CopyToSave(ClassInfo const& info) noexcept {
-  ClassInfo* const copy = new (std::nothrow) ClassInfo;
+  ClassInfo* const copy = Made(new (std::nothrow) ClassInfo, "Module::Save");
   if (!copy) return nullptr;
   copy->classId = info.classId;
   copy->interfaceId = info.interfaceId;
@@ -152,7 +157,7 @@ HRESULT Module::Load() noexcept {
   Ref<System> const system = Ref<System>::Share(System::ptr());
   LoadTurn turn(*this);
   if (IsLoaded(*this)) return S_OK;
-  if (!system) return E_FAIL;
+  if (!system) return Fail(E_FAIL, LOAD, L"there is no System");
   HRESULT const opened = Open(turn);
   if (Failed(opened)) return opened;
   ModuleEntry const send = EntryOf(*this);
@@ -177,7 +182,7 @@ HRESULT Module::Open(LoadTurn& turn) noexcept {
     return S_OK;
   }
   qe_Error(L"qe_entrypoint - not found in %s plugin", fileName.c_str());
-  return E_FAIL;
+  return Fail(E_FAIL, LOAD, L"%s: there is no qe_entrypoint in it", path.c_str());
 }
 
 // Attaching the library may have loaded it a second time, recursively.
@@ -230,7 +235,7 @@ HRESULT Module::Unload() noexcept {
 // The classes are copied before saving: the stream may be foreign code, which may unload the plug-in
 // meanwhile.
 HRESULT Module::Save(Serializer* writer, ExecutionContext* context) noexcept {
-  if (!writer || !writer->GetStream()) return E_INVALIDARG;
+  if (!writer || !writer->GetStream()) return Fail(E_INVALIDARG, "Module::Save", L"there is no open writer");
   Ref<Module> const kept = Ref<Module>::Share(this);
   fileName.Save(writer, cache::FILE_NAME);
   writer->WriteChunk(cache::FILE_TIME, &fileTime, sizeof fileTime);

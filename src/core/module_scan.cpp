@@ -12,6 +12,7 @@
 
 #include "cache_record_p.h"
 #include "class_info_p.h"
+#include "error_p.h"
 #include "module_p.h"
 #include "progress_p.h"
 #include "values/array_p.h"
@@ -140,6 +141,7 @@ void ModuleScan::MarkKnown() noexcept {
 // An invalid cache counts as missing. That alone is no reason to overwrite it: it may be a file of another
 // kind.
 void ModuleScan::ReadCache() noexcept {
+  Attempt const attempt;
   Ref<Stream> stream;
   if (Failed(FileStream::Create(cacheFile, FileStream::READ, stream.Receive()))) return;
   Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
@@ -180,7 +182,7 @@ void ModuleScan::ProcessFile(FileFind& file) noexcept {
   changed = true;
   String path;
   file.GetFullName(path);
-  Ref<Module> const module = Ref<Module>::Adopt(new (std::nothrow) Module(path));
+  Ref<Module> const module = Ref<Module>::Adopt(Made(new (std::nothrow) Module(path), "System::ScanModules"));
   if (!module) return;
   module->fileName = file.name;
   module->fileTime = file.lastWrite;

@@ -14,6 +14,7 @@
 #include "builtin_classes_p.h"
 #include "class_info_p.h"
 #include "dying_p.h"
+#include "error_p.h"
 #include "image/convert_p.h"
 #include "module_p.h"
 #include "registry_lock_p.h"
@@ -27,6 +28,21 @@ System* theSystem;
 
 constexpr int VERSION = 2;
 constexpr unsigned MAX_PATTERNS = 4096;  // so that a filter with an endless list cannot hang the registration
+
+constexpr char CREATE[] = "CreateInterface";
+constexpr char REGISTER[] = "RegisterInterface";
+
+/// Fails for a class, with a `text` whose "%s" is the class identifier.
+HRESULT FailClass(unsigned before, HRESULT result, char const* operation, wchar_t const* text,
+                  Guid const& classId) noexcept {
+  wchar_t id[Guid::TEXT_SIZE];
+  classId.toString(id);
+  return FailSince(before, result, operation, text, id);
+}
+
+HRESULT FailWithoutSystem(char const* operation) noexcept {
+  return Fail(E_FAIL, operation, L"there is no System");
+}
 
 ClassInfo* RecordAt(Ref<Array> const& records, int index) noexcept {
   return static_cast<ClassInfo*>(records->At(index));
@@ -65,7 +81,9 @@ bool IsFilter(ClassInfo const& info) noexcept {
 
 /// Gives a class registered without a factory its factory. Call under the lock.
 HRESULT Complete(ClassInfo& record, ClassFactory create) noexcept {
-  if (record.create) return E_INVALIDARG;
+  if (record.create) {
+    return FailClass(ErrorCount(), E_INVALIDARG, REGISTER, L"the class %s is there already", record.classId);
+  }
   record.create = create;
   return S_OK;
 }
@@ -78,7 +96,7 @@ ClassFactory FactoryOf(ClassInfo const& record) noexcept {
 /// A new record with the same content, which it owns; null without memory. Whether it is a filter is not
 /// taken from the host's flags.
 std::unique_ptr<ClassInfo> Copy(ClassInfo const& info) noexcept {
-  std::unique_ptr<ClassInfo> copy(new (std::nothrow) ClassInfo);
+  std::unique_ptr<ClassInfo> copy(Made(new (std::nothrow) ClassInfo, REGISTER));
   if (!copy) return nullptr;
   copy->classId = info.classId;
   copy->interfaceId = info.interfaceId;
@@ -130,11 +148,32 @@ bool Describe(ykFlt& filter, Map& map) noexcept {
   return (patterns == 0 || Set(map, ClassInfo::INFO_PATTERN_COUNT, patterns)) && whole;
 }
 
+/// Loads the plug-in of a class, which may be forgotten meanwhile.
+HRESULT LoadModule(Module& toLoad) noexcept {
+  Ref<Module> const module = Ref<Module>::Share(&toLoad);
+  unsigned const before = ErrorCount();
+  HRESULT const result = module->Load();
+  if (Succeeded(result)) return result;
+  return FailSince(before, result, CREATE, L"the plug-in %s could not be loaded", module->fileName.c_str());
+}
+
+/// Has a factory make an object.
+HRESULT MakeObject(ClassInfo const& info, void** out) noexcept {
+  Guid const id = info.classId;  // the factory may have its record go
+  unsigned const before = ErrorCount();
+  ClassFactory const create = FactoryOf(info);
+  if (!create) return FailClass(before, YK_E_NOTFOUND, CREATE, L"the class %s has no factory", id);
+  HRESULT const result = create(&info, out);
+  if (Succeeded(result)) return result;
+  *out = nullptr;
+  return FailClass(before, result, CREATE, L"no object of the class %s could be made", id);
+}
+
 }  // namespace
 
 System* System::Create() noexcept {
   if (theSystem) return theSystem;
-  Ref<System> built = Ref<System>::Adopt(new (std::nothrow) System);
+  Ref<System> built = Ref<System>::Adopt(Made(new (std::nothrow) System, "System::Create"));
   if (built && built->complete) return built.Detach();
   built.Reset();
   return theSystem;
@@ -167,7 +206,8 @@ System::~System() {
 int System::GetVersion() noexcept { return VERSION; }
 
 HRESULT System::GetCacheTime(void* buffer, unsigned size) noexcept {
-  if (!buffer || size != sizeof cacheTime) return E_FAIL;
+  if (!buffer || size != sizeof cacheTime)
+    return Fail(E_FAIL, "System::GetCacheTime", L"the time needs a buffer of 8 bytes");
   RegistryLock const guard;
   memcpy(buffer, &cacheTime, sizeof cacheTime);
   return S_OK;
@@ -180,22 +220,21 @@ void System::SetCacheTime(uint64_t time) noexcept {
 
 // Plug-ins and factories may do anything meanwhile: register, unload, even release this System.
 HRESULT System::CreateInterface(Guid const& classId, void** out) noexcept {
-  if (!out) return E_INVALIDARG;
+  if (!out) return FailNull(CREATE, L"out");
   *out = nullptr;
   Ref<System> const kept = Ref<System>::Share(this);
   ClassInfo* info = nullptr;
-  HRESULT result = FindClass(classId, &info);
-  if (Succeeded(result) && info->module) {
-    result = info->module->Load();
-    if (Succeeded(result)) result = FindClass(classId, &info);
+  HRESULT found = FindClass(classId, &info);
+  if (Succeeded(found) && info->module) {
+    HRESULT const loaded = LoadModule(*info->module);
+    if (Failed(loaded)) return loaded;
+    found = FindClass(classId, &info);
   }
-  if (Failed(result)) return result;
-  ClassFactory const create = FactoryOf(*info);
-  result = create ? create(info, out) : YK_E_NOTFOUND;
-  if (Failed(result)) *out = nullptr;
+  if (Failed(found)) return FailClass(ErrorCount(), found, CREATE, L"no class %s", classId);
+  HRESULT const result = MakeObject(*info, out);
   if (Failed(result) || !IsLastHolder()) return result;
   Unknown::Free(out);  // its code is unloaded with the System at the end of this call
-  return E_FAIL;
+  return FailWithoutSystem(CREATE);
 }
 
 /// True when only the caller holds the System, which will be destroyed with the call.
@@ -205,8 +244,8 @@ bool System::IsLastHolder() noexcept {
 }
 
 HRESULT System::RegisterInterface(ClassInfo const* info) noexcept {
-  if (!info) return E_INVALIDARG;
-  if (!registry) return E_OUTOFMEMORY;
+  if (!info) return FailNull(REGISTER, L"info");
+  if (!registry) return Fail(E_OUTOFMEMORY, REGISTER, L"the registry could not be made");
   ClassInfo* present = nullptr;
   if (Succeeded(FindClass(info->classId, &present))) {
     RegistryLock const guard;
@@ -217,6 +256,7 @@ HRESULT System::RegisterInterface(ClassInfo const* info) noexcept {
   if (!record) return E_OUTOFMEMORY;
   if (IsFilter(*record)) {
     record->flags |= ClassInfo::FILTER;
+    Attempt const attempt;  // a filter that cannot be queried is still a class
     QueryFilterInfo(record.get());
   }
   HRESULT const result = AppendNew(record.get());
@@ -225,7 +265,7 @@ HRESULT System::RegisterInterface(ClassInfo const* info) noexcept {
 }
 
 HRESULT System::FindClass(Guid const& classId, ClassInfo** out) noexcept {
-  if (!out) return E_INVALIDARG;
+  if (!out) return FailNull("System::FindClass", L"out");
   RegistryLock const guard;
   *out = RecordOf(registry, classId);
   if (*out) return S_OK;
@@ -271,7 +311,7 @@ bool System::SetScanning(bool wanted) noexcept {
 // would find nothing new.
 HRESULT System::EnumClasses(Guid const& interfaceId, Array** out, unsigned options) noexcept {
   (void)options;
-  if (!out) return E_INVALIDARG;
+  if (!out) return FailNull("System::EnumClasses", L"out");
   *out = nullptr;
   Ref<Array> found;
   RegistryLock const guard;
@@ -294,13 +334,16 @@ Module* System::FindModule(String const& fileName) noexcept {
 }
 
 HRESULT System::QueryFilterInfo(ClassInfo* info) noexcept {
-  if (!info) return E_INVALIDARG;
+  constexpr char OPERATION[] = "System::QueryFilterInfo";
+  if (!info) return FailNull(OPERATION, L"info");
   Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
   if (!map) return E_FAIL;
   Ref<Map> const before = Ref<Map>::Adopt(info->info);  // released last: it may call back
   info->info = Ref<Map>(map).Detach();
   void* made = nullptr;
-  if (!info->create || Failed(info->create(info, &made)) || !made) return E_FAIL;
+  unsigned const mark = ErrorCount();
+  if (!info->create || Failed(info->create(info, &made)) || !made)
+    return FailClass(mark, E_FAIL, OPERATION, L"no filter of the class %s could be made", info->classId);
   Ref<ykFlt> const filter = Ref<ykFlt>::Adopt(static_cast<ykFlt*>(made));
   if (Describe(*filter, *map)) return S_OK;
   if (info->info == map.get())
@@ -376,7 +419,7 @@ void System::ForgetCode(HINSTANCE library) noexcept {
 HRESULT CreateInterface(Guid const& classId, void** out) noexcept {
   if (theSystem) return theSystem->CreateInterface(classId, out);
   if (out) *out = nullptr;
-  return E_FAIL;  // there is no System
+  return FailWithoutSystem(CREATE);
 }
 
 ClassInfo const* FindClass(Guid const& classId) noexcept {
@@ -385,7 +428,7 @@ ClassInfo const* FindClass(Guid const& classId) noexcept {
 }
 
 HRESULT RegisterInterface(ClassInfo* info) noexcept {
-  return theSystem ? theSystem->RegisterInterface(info) : E_FAIL;
+  return theSystem ? theSystem->RegisterInterface(info) : FailWithoutSystem(REGISTER);
 }
 
 }  // namespace yk

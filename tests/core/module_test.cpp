@@ -1,4 +1,5 @@
 #include <malloc.h>
+#include <qecore/core/driver_data.h>
 #include <qecore/values/array.h>
 #include <qecore/values/map.h>
 
@@ -6,6 +7,7 @@
 
 #include "io/streams.h"
 #include "plugins/plugin.h"
+#include "support/failure.h"
 #include "support/message_box_watcher.h"
 #include "support/patient_host.h"
 #include "support/prelude.h"
@@ -125,6 +127,49 @@ TEST_F(ModuleTest, WhatDidNotLoadIsTriedAgain) {
     EXPECT_EQ(Create(ECHO_ID), S_OK) << restarts;
     system.Reset();
   }
+}
+
+TEST_F(ModuleTest, FailuresNameTheClassAndThePlugin) {
+  MessageBoxWatcher watcher;
+  Install(L"no_entry.qem");
+  Install(L"good.qem");
+  folder.Write(L"broken.qem", "This is no library.");
+  unsigned const before = ErrorCount();
+  Start();
+  watcher.Take();
+  EXPECT_EQ(ErrorCount(), before + 2) << "of plug-ins that do not load; that there is no cache is none";
+  wstring const broken = folder.Path(L"broken.qem") + L": not a 64-bit library";
+  wstring const noEntry = folder.Path(L"no_entry.qem") + L": there is no qe_entrypoint in it";
+  HANDLE lock = INVALID_HANDLE_VALUE;
+  ClassInfo known;
+  known.classId = ids::MAP;
+  known.create = Make<Thing>;
+  drvDataPtr drivers;
+  ExpectFailures({
+      {YK_E_NOTFOUND, broken, [&] { return Named(L"broken.qem")->Load(); }},
+      {E_FAIL, noEntry, [&] { return Named(L"no_entry.qem")->Load(); }},
+      {YK_E_NOTFOUND, L"no class {C1A55001-0001-0001-0101-010101010101}",
+       [&] { return Create(TestId(0xC1A55001)); }},
+      {E_INVALIDARG, L"the class {35E7C0D6-6561-4DC8-9C1E-EB1FB98B598B} is there already",
+       [&] { return RegisterInterface(&known); }},
+      {YK_E_NOTFOUND,
+       L"the plug-in good.qem could not be loaded: " + folder.Path(L"good.qem") +
+           L": in use by another program",
+       [&] {
+         Start();
+         lock = Open(L"good.qem", GENERIC_READ);
+         return Create(ECHO_ID);
+       }},
+      {E_INVALIDARG, L"there is no open writer", [&] { return Named(L"good.qem")->Save(nullptr, nullptr); }},
+      {E_INVALIDARG, L"record is null", [&] { return drivers.Add(nullptr); }},
+      {E_FAIL, L"there is no System",
+       [&] {
+         system.Reset();
+         void* out;
+         return CreateInterface(ids::MAP, &out);
+       }},
+  });
+  CloseHandle(lock);
 }
 
 TEST_F(ModuleTest, AHostThatStopsTheScanFindsTheRestLater) {

@@ -2,6 +2,8 @@
 //
 // Drawing back ends attach to an image's list the data that they keep for the image. The list owns one
 // reference to each record. It is not synchronised: one thread at a time.
+//
+// Failures: result codes, and LastError() says why (error.h).
 #pragma once
 
 #include <qecore/core/unknown.h>

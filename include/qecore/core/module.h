@@ -30,6 +30,8 @@
 // other one when one of its classes is first created. Once loaded, its code stays in the process, even when a
 // later scan drops the plug-in; the last Release of the System unloads the plug-ins that it still lists.
 //
+// Failures: plug-ins report their own with Fail and FailSince (error.h), as the library does.
+//
 // Threads: a plug-in gets its messages from one thread at a time, with no lock held, and may create classes
 // of its own and of others while it is being loaded. Other threads that create one of its classes wait until
 // MODULE_CLASS has returned 0; so a plug-in must not wait in its entry point for such a thread.

@@ -4,7 +4,8 @@
 //   HRESULT result = CreateInterface(ids::UNDO_MANAGER, undo.ReceiveVoid());
 //
 // The registry itself is held by yk::System (system.h), which must exist before either call: without one
-// both return E_FAIL. Both may be called from any thread.
+// both return E_FAIL. Both may be called from any thread. LastError() says why they fail: which class
+// is unknown, and why its plug-in does not load (error.h).
 #pragma once
 
 #include <qecore/core/guid.h>

@@ -14,6 +14,8 @@
 //           | registry | filters | modules | cacheTime |
 //           +----------+---------+---------+-----------+
 //
+// Failures: result codes, and LastError() says why (error.h). A scan also records why a plug-in did not load
+// or the cache was not written, although neither fails the scan. A class that is not found is not a failure.
 // Ownership: the host that calls Create owns the only reference. The last Release destroys every class
 // record, unloads the plug-ins (module.h) and makes ptr() null; Create may then be called again.
 // Threads: create the System, scan and unload on one thread, before objects are shared and after they are

@@ -31,8 +31,8 @@
 //   bits -> | bottom row, padded to 4 bytes | ... | top row = GetLine(0) | palette, for the palette formats |
 //
 // Failures: result codes and null, and LastError() says why, with sizes and formats (error.h).
-// The image owns its pixels; the palette stands in the same block. One thread at a time; the reference count
-// is atomic. An image is reached by its pointer: it answers no query, not even for its own identifier.
+// The image owns its pixels; the palette is stored in the same block. One thread at a time; the reference
+// count is atomic. Images are used by pointer: QueryInterface supports no identifier, not even their own.
 #pragma once
 
 #include <qecore/core/driver_data.h>
