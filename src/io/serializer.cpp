@@ -209,24 +209,18 @@ void Serializer::FillInSize(Stream& target, OpenChunk const& ended, unsigned end
 }
 
 void Serializer::WriteFrame() noexcept {
-  fileStart = static_cast<unsigned>(place);
   BeginChunk(chunk::FILE_FRAME);
-  unsigned position;
-  WriteNumberChunk(chunk::VERSION, chunk::FILE_VERSION, position);
+  WriteNumberChunk(chunk::VERSION, chunk::FILE_VERSION);
   WriteStringChunk(chunk::BANNER, BANNER_TEXT);
   if (!(flags & chunk::NO_TABLES)) {
-    WriteNumberChunk(chunk::CLASS_TABLE_OFFSET, 0, offsetPositions[0]);
-    WriteNumberChunk(chunk::OBJECT_TABLE_OFFSET, 0, offsetPositions[1]);
+    WriteNumberChunk(chunk::CLASS_TABLE_OFFSET, 0);
+    WriteNumberChunk(chunk::OBJECT_TABLE_OFFSET, 0);
   }
   BeginChunk(chunk::BODY);
 }
 
-/// Writes a chunk of one number; `position` receives the position of the number.
-void Serializer::WriteNumberChunk(unsigned short tag, unsigned number, unsigned& position) noexcept {
-  BeginChunk(tag);
-  position = static_cast<unsigned>(place);
-  Write(&number, sizeof number);
-  EndChunk();
+void Serializer::WriteNumberChunk(unsigned short tag, unsigned number) noexcept {
+  WriteChunk(tag, &number, sizeof number);
 }
 
 }  // namespace yk

@@ -85,7 +85,7 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   HRESULT MoveTo(Stream& target, unsigned to) noexcept;
   void FillInSize(Stream& target, OpenChunk const& ended, unsigned end) noexcept;
   void WriteFrame() noexcept;
-  void WriteNumberChunk(unsigned short tag, unsigned number, unsigned& position) noexcept;
+  void WriteNumberChunk(unsigned short tag, unsigned number) noexcept;
 
   Ref<Stream> stream;
   Ref<Array> objects;           // created by the first reference
@@ -95,8 +95,6 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   int bottom = -1;         // the depth at which nothing is open
   unsigned untracked = 0;  // chunks begun inside the innermost one without memory for them
   uint64_t place = 0;      // the stream's position, not limited to 32 bits
-  unsigned fileStart = 0;
-  unsigned offsetPositions[2] = {};
   unsigned flags = 0;
   HRESULT failure = S_OK;  // the first
 };
