@@ -76,7 +76,7 @@ class Resampler {
   }
 
  private:
-  /// One block of floats: source row, sums, weights, products. The rows have one spare float (see AddRow).
+  /// One block of floats: source row, sums, weights, products. The rows have one spare float (see RowSum).
   /// Widths have 31 bits: no size overflows.
   bool Allocate() noexcept {
     size_t const overlaps = sourceWidth + targetWidth;
@@ -130,7 +130,8 @@ class Resampler {
                       source.palette);
       rowHeld = overlap.source;
     }
-    img::AddRow(sums, sourceRow, runs.get(), Products(overlap.weight), targetWidth, channels, fresh);
+    img::AddRow({sums, sourceRow, runs.get(), Products(overlap.weight), targetWidth}, channels,
+                fresh ? img::SumsFrom::ZERO : img::SumsFrom::PRESENT);
   }
 
   /// The weights times `factor`; a factor of 1 leaves them unchanged.

@@ -106,11 +106,11 @@ struct Four {
   static void Write(float* at, __m128 value) noexcept { _mm_storeu_ps(at, value); }
 };
 
-template <class Pixel, bool FRESH>
-void Add(float* sums, float const* source, img::Run const* runs, float const* weights,
-         size_t pixels) noexcept {
+template <class Pixel, img::SumsFrom START>
+void Add(img::RowSum const& row) noexcept {
+  auto [sums, source, runs, weights, pixels] = row;
   for (size_t x = 0; x < pixels; ++x, sums += Pixel::CHANNELS) {
-    __m128 sum = FRESH ? _mm_setzero_ps() : Pixel::Read(sums);
+    __m128 sum = START == img::SumsFrom::ZERO ? _mm_setzero_ps() : Pixel::Read(sums);
     float const* from = source + static_cast<size_t>(runs[x].first) * Pixel::CHANNELS;
     for (int k = 0; k < runs[x].count; ++k, from += Pixel::CHANNELS) {
       sum = _mm_add_ps(sum, _mm_mul_ps(_mm_set1_ps(*weights++), Pixel::Read(from)));
@@ -120,10 +120,9 @@ void Add(float* sums, float const* source, img::Run const* runs, float const* we
 }
 
 template <class Pixel>
-void Add(float* sums, float const* source, img::Run const* runs, float const* weights, size_t pixels,
-         bool fresh) noexcept {
-  fresh ? Add<Pixel, true>(sums, source, runs, weights, pixels)
-        : Add<Pixel, false>(sums, source, runs, weights, pixels);
+void Add(img::RowSum const& row, img::SumsFrom from) noexcept {
+  using enum img::SumsFrom;
+  from == ZERO ? Add<Pixel, ZERO>(row) : Add<Pixel, PRESENT>(row);
 }
 
 }  // namespace
@@ -165,11 +164,10 @@ void img::HalveRow(uint8_t const* upper, uint8_t const* lower, uint8_t* target, 
   }
 }
 
-void img::AddRow(float* sums, float const* source, Run const* runs, float const* weights, size_t pixels,
-                 size_t channels, bool fresh) noexcept {
-  if (channels == 1) Add<One>(sums, source, runs, weights, pixels, fresh);
-  if (channels == 3) Add<Three>(sums, source, runs, weights, pixels, fresh);
-  if (channels == 4) Add<Four>(sums, source, runs, weights, pixels, fresh);
+void img::AddRow(RowSum const& row, size_t channels, SumsFrom from) noexcept {
+  if (channels == 1) Add<One>(row, from);
+  if (channels == 3) Add<Three>(row, from);
+  if (channels == 4) Add<Four>(row, from);
 }
 
 void img::Scale(float* products, float const* weights, size_t count, float factor) noexcept {

@@ -25,11 +25,22 @@ struct Run {
   int32_t count;
 };
 
-/// Adds to each of the `pixels` of `sums` the source pixels of its run, each times its weight, from left to
-/// right; `weights` are in the order of the runs. With `fresh`, the sums start at zero. Pixels have 1, 3 or 4
-/// `channels`; source and sums have room for one more float at the end.
-void AddRow(float* sums, float const* source, Run const* runs, float const* weights, size_t pixels,
-            size_t channels, bool fresh) noexcept;
+/// A row of sums and what is added to it: to each of the `pixels` the source pixels of its run, each times
+/// its weight, from left to right. The weights are in the order of the runs. Source and sums have room for
+/// one more float at the end.
+struct RowSum {
+  float* sums;
+  float const* source;
+  Run const* runs;
+  float const* weights;
+  size_t pixels;
+};
+
+/// Where the sums start.
+enum class SumsFrom { ZERO, PRESENT };
+
+/// Pixels have 1, 3 or 4 `channels`.
+void AddRow(RowSum const& row, size_t channels, SumsFrom from) noexcept;
 
 /// products[i] = factor * weights[i]
 void Scale(float* products, float const* weights, size_t count, float factor) noexcept;

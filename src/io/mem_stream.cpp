@@ -36,7 +36,7 @@ MemStream::~MemStream() {
 HRESULT MemStream::Read(void* buffer, unsigned bytes, unsigned* done) noexcept {
   uint64_t const from = position;
   unsigned got = bytes;
-  bool const advanced = Advance(got, false);
+  bool const advanced = Advance(got, Access::READ);
   if (got > 0) memcpy(buffer, data + from, got);
   if (got < bytes) memset(static_cast<unsigned char*>(buffer) + got, 0, bytes - got);
   if (done) *done = got;
@@ -46,7 +46,7 @@ HRESULT MemStream::Read(void* buffer, unsigned bytes, unsigned* done) noexcept {
 HRESULT MemStream::Write(void const* buffer, unsigned bytes, unsigned* done) noexcept {
   uint64_t const from = position;
   unsigned room = bytes;
-  bool const advanced = Advance(room, true);
+  bool const advanced = Advance(room, Access::WRITE);
   if (room > 0) memcpy(data + from, buffer, room);
   if (done) *done = room;
   return advanced ? S_OK : Note(FailToGrow("MemStream::Write", from + bytes));
@@ -131,16 +131,17 @@ HRESULT MemStream::GetBuffer(void** out) noexcept {
 
 /// Advances the position by `bytes`; a read clamps it to the end, a write makes room. False: the position is
 /// unchanged and `bytes` is 0.
-bool MemStream::Advance(unsigned& bytes, bool writing) noexcept {
+bool MemStream::Advance(unsigned& bytes, Access access) noexcept {
+  bool const writes = access == Access::WRITE;
   uint64_t const end = position + bytes;
   bool const beyond = end > size;
-  bool const possible = !(flags & BROKEN) && (!beyond || (writing ? MakeRoom(end) : position < size));
+  bool const possible = !(flags & BROKEN) && (!beyond || (writes ? MakeRoom(end) : position < size));
   if (!possible) {
     bytes = 0;
     return false;
   }
-  if (beyond && writing) size = end;
-  if (beyond && !writing) bytes = static_cast<unsigned>(size - position);
+  if (beyond && writes) size = end;
+  if (beyond && !writes) bytes = static_cast<unsigned>(size - position);
   position += bytes;
   return true;
 }

@@ -458,7 +458,9 @@ bool Reader::Number(uint32_t& value) noexcept {
 
 /// Appends a node to the innermost element, or to the document.
 XmlNode* Reader::AddChild(uint32_t kind) noexcept {
-  if (depth > 0) gatherer.EndPiece(Top().text, !Top().node->FirstChild());
+  if (depth > 0) {
+    Top().node->FirstChild() ? gatherer.EndLaterPiece(Top().text) : gatherer.EndFirstPiece(Top().text);
+  }
   XmlNode* const node = XmlTree::NewNode(kind);
   if (node) XmlTree::Link(depth > 0 ? *Top().node : *document, *node, nullptr);
   return node;

@@ -40,14 +40,6 @@ bool TextGatherer::AddSolid(ElementText& element, std::wstring_view solid) noexc
   return buffer.Append(solid.data(), solid.size());
 }
 
-void TextGatherer::EndPiece(ElementText& element, bool first) noexcept {
-  if (first) {
-    EndFirstPiece(element);
-  } else {
-    EndLaterPiece(element);
-  }
-}
-
 void TextGatherer::EndFirstPiece(ElementText& element) noexcept {
   size_t const tabs = element.rawBreak ? element.rawTabs : 0;
   buffer.Shrink(buffer.Count() - tabs);

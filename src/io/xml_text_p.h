@@ -39,17 +39,14 @@ class TextGatherer {
   bool AddRaw(ElementText& element, std::wstring_view raw) noexcept;
   /// Text from a CDATA section or a reference.
   bool AddSolid(ElementText& element, std::wstring_view solid) noexcept;
-  /// Ends the piece at a child; `first` tells whether it is the element's first.
-  void EndPiece(ElementText& element, bool first) noexcept;
+  /// Ends the piece before the element's first child, or before a later one.
+  void EndFirstPiece(ElementText& element) noexcept;
+  void EndLaterPiece(ElementText& element) noexcept;
   /// The whole text, valid until the next call.
   std::wstring_view Close(ElementText& element, XmlNode const* firstChild) noexcept;
 
   /// For attribute values: used temporarily, after all texts.
   Buffer<wchar_t> buffer;
-
- private:
-  void EndFirstPiece(ElementText& element) noexcept;
-  void EndLaterPiece(ElementText& element) noexcept;
 };
 
 }  // namespace yk::xml

@@ -58,13 +58,13 @@ ValueItem* ValueItem::Create(Unknown* object, unsigned key) noexcept {
 
 /// Undo and redo must alternate; one that failed, and so changed nothing, must not be followed by its
 /// opposite. The object's code, which is called meanwhile, may release the item, or call it again.
-HRESULT ValueItem::Turn(bool redo) noexcept {
-  if (turning || undone != redo) return E_FAIL;
+HRESULT ValueItem::Turn(Direction direction) noexcept {
+  if (turning || direction != due) return E_FAIL;
   Ref<ValueItem> const stay = Ref<ValueItem>::Share(this);
   turning = true;
   HRESULT const result = ExchangeProperty();
   turning = false;
-  if (Succeeded(result)) undone = !redo;
+  if (Succeeded(result)) due = direction == Direction::UNDO ? Direction::REDO : Direction::UNDO;
   return result;
 }
 

@@ -11,21 +11,23 @@ class ValueItem final : public UndoItemOf<ValueItem, ykValueUndoItem> {
   /// Stores the property's current value. \return null when there is no memory for the item or for the value
   static ValueItem* Create(Unknown* object, unsigned key) noexcept;
 
-  HRESULT Undo() noexcept override { return Turn(false); }
-  HRESULT Redo() noexcept override { return Turn(true); }
+  HRESULT Undo() noexcept override { return Turn(Direction::UNDO); }
+  HRESULT Redo() noexcept override { return Turn(Direction::REDO); }
 
  private:
   friend Destroys;
 
+  enum class Direction { UNDO, REDO };
+
   using UndoItemOf::UndoItemOf;
   ~ValueItem() = default;
 
-  HRESULT Turn(bool redo) noexcept;
+  HRESULT Turn(Direction direction) noexcept;
   HRESULT ExchangeProperty() noexcept;
 
   Variant kept;           // the value that the object does not have at the moment; empty: property absent
   bool readable = false;  // false: the property could not be read, and is left unchanged
-  bool undone = false;
+  Direction due = Direction::UNDO;
   bool turning = false;
 };
 

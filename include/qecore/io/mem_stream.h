@@ -72,7 +72,9 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
   MemStream() noexcept = default;
   ~MemStream();
 
-  bool Advance(unsigned& bytes, bool writing) noexcept;
+  enum class Access { READ, WRITE };
+
+  bool Advance(unsigned& bytes, Access access) noexcept;
   bool MakeRoom(uint64_t end) noexcept;
   bool Resize(uint64_t bytes) noexcept;
   HRESULT Note(HRESULT result) noexcept;
