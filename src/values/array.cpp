@@ -9,6 +9,7 @@
 #include <new>
 
 #include "core/dying_p.h"
+#include "core/error_p.h"
 
 namespace yk {
 
@@ -86,7 +87,7 @@ Array::~Array() {
   ::operator delete(static_cast<void*>(elements));
 }
 
-Array* Array::Create(int step) noexcept { return new (std::nothrow) Array(step); }
+Array* Array::Create(int step) noexcept { return Made(new (std::nothrow) Array(step), "Array::Create"); }
 
 Array* Array::CreateEx(Deleter deleter) noexcept {
   Array* const array = Create(DEFAULT_STEP);
@@ -209,8 +210,9 @@ bool Array::Grow() noexcept {
     qe_Error("Array::ATInsert overflow");
     return false;
   }
-  void* const block = ::operator new(static_cast<size_t>(grown) * sizeof *elements, std::nothrow);
-  if (!block) return false;
+  size_t const bytes = static_cast<size_t>(grown) * sizeof *elements;
+  void* const block = ::operator new(bytes, std::nothrow);
+  if (!block) return FailMemory("Array::AtInsert", bytes), false;
   if (count > 0) memcpy(block, elements, static_cast<size_t>(count) * sizeof *elements);
   // Zeroed: Swap may access elements past the last one.
   memset(static_cast<void**>(block) + capacity, 0, static_cast<size_t>(grown - capacity) * sizeof *elements);
@@ -225,7 +227,7 @@ bool Array::Grow() noexcept {
 SortedArray::SortedArray() noexcept : Implements(DEFAULT_STEP) {}
 
 SortedArray* SortedArray::Create(Comparison compare, void const* context) noexcept {
-  SortedArray* const array = new (std::nothrow) SortedArray;
+  SortedArray* const array = Made(new (std::nothrow) SortedArray, "SortedArray::Create");
   if (array) array->SetCompare(compare, context);
   return array;
 }
@@ -278,7 +280,7 @@ DataArray::~DataArray() {
   DataArray::FreeAll();
 }
 
-DataArray* DataArray::Create() noexcept { return new (std::nothrow) DataArray; }
+DataArray* DataArray::Create() noexcept { return Made(new (std::nothrow) DataArray, "DataArray::Create"); }
 
 HRESULT DataArray::SetRecord(unsigned size, Deleter fn) noexcept {
   if (buffer) return YK_E_EMPTY;

@@ -1,4 +1,5 @@
 #include "core/dying_p.h"
+#include "core/error_p.h"
 #include "core/registry_p.h"
 #include "variant_p.h"
 
@@ -26,7 +27,7 @@ constexpr size_t Room(size_t capacity) noexcept {
 
 }  // namespace
 
-Map* Map::Create() noexcept { return new (std::nothrow) Map; }
+Map* Map::Create() noexcept { return Made(new (std::nothrow) Map, "Map::Create"); }
 
 HRESULT Map::Register() noexcept { return RegisterOwn<Map>(Id(), "Map"); }
 

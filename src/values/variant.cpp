@@ -1,3 +1,4 @@
+#include "core/error_p.h"
 #include "variant_p.h"
 
 #include <math.h>
@@ -243,7 +244,7 @@ bool Owns(Variant const& v, void const* data) noexcept {
 // A copy of a payload, terminated even if its source no longer is; null when there is no memory.
 void* NewPayload(void const* data, size_t bytes, size_t terminator) noexcept {
   void* const copy = ::operator new(bytes, std::nothrow);
-  if (!copy) return nullptr;
+  if (!copy) return FailMemory("Variant::Init", bytes), nullptr;
   if (data) memcpy(copy, data, bytes);
   memset(static_cast<unsigned char*>(copy) + (bytes - terminator), 0, terminator);
   return copy;
