@@ -10,6 +10,7 @@
 #include <new>
 #include <utility>
 
+#include "core/error_p.h"
 #include "core/registry_p.h"
 #include "device_context_p.h"
 
@@ -113,7 +114,16 @@ HRESULT StretchTo(HDC target, IDC const& dc, Part const& part) noexcept {
 
 // ---- the object
 
-IDC* IDC::Create() noexcept { return new (std::nothrow) IDC; }
+HRESULT draw::Report(IDC const& dc, char const* operation, HRESULT result) noexcept {
+  if (Succeeded(result)) return result;
+  if (!dc.bits) return Fail(result, operation, L"there is no surface: none was made, no image is attached");
+  if (result == E_NOTIMPL) return Fail(result, operation, L"no mode %u paints on this surface", dc.mode);
+  if (result == E_OUTOFMEMORY) return Fail(result, operation, L"no memory for what is to be drawn");
+  if (result == YK_E_EMPTY) return Fail(result, operation, L"the surface has no alpha");
+  return Fail(result, operation, L"the system refuses to draw");
+}
+
+IDC* IDC::Create() noexcept { return Made(new (std::nothrow) IDC, "IDC::Create"); }
 
 HRESULT IDC::Register() noexcept { return RegisterOwn<IDC>(Id(), "RGBA device context"); }
 
@@ -135,8 +145,12 @@ bool IDC::IsTypeOf(Guid const& id) noexcept { return id == Id() || Unknown::IsTy
 // ---- the surface
 
 HRESULT IDC::Attach(HDC dc, Image2d* image) noexcept {
-  if (!dc || !image) return E_INVALIDARG;
-  if (image->format != IMG_BGR24 && image->format != IMG_BGRA32) return E_INVALIDARG;
+  constexpr char OPERATION[] = "IDC::Attach";
+  if (!dc || !image) return FailNull(OPERATION, dc ? L"image" : L"dc");
+  if (image->format != IMG_BGR24 && image->format != IMG_BGRA32) {
+    return Fail(E_INVALIDARG, OPERATION, L"the image is %S, not bgr24 or bgra32",
+                img::GetFacts(image->format).name);
+  }
   if (OwnsSurface(*this)) foreignDC = Belongings(*this).Spare(dc);
   mode = MODE_PAINT;
   width = image->width;
@@ -172,7 +186,8 @@ HRESULT IDC::Create(xrect2d const& r) noexcept {
 }
 
 HRESULT IDC::Create(int w, int h) noexcept {
-  if (w < 1 || h < 1) return E_INVALIDARG;
+  constexpr char OPERATION[] = "IDC::Create";
+  if (w < 1 || h < 1) return Fail(E_INVALIDARG, OPERATION, L"%d \u00D7 %d is no size of a surface", w, h);
   clip = {0, 0, w, h};
   originX = originY = 0;
   bool const isSame = bits && w == width && h == height && bytesPerPixel == (hasAlpha ? 4 : 3);
@@ -182,13 +197,15 @@ HRESULT IDC::Create(int w, int h) noexcept {
     return S_OK;
   }
   FreeSurface(*this);
-  return MakeSurface(*this, w, h);
+  HRESULT const result = MakeSurface(*this, w, h);
+  if (Succeeded(result)) return result;
+  return Fail(result, OPERATION, L"no memory for a surface of %d \u00D7 %d pixels", w, h);
 }
 
 HRESULT IDC::ReleaseDC() noexcept {
   if (!memoryDC) {
     draw::MemoryDC const noted(std::exchange(foreignDC, nullptr));
-    return E_FAIL;
+    return Fail(E_FAIL, "IDC::ReleaseDC", L"there is no device context");
   }
   draw::MemoryDC const released(std::exchange(memoryDC, nullptr));
   if (previousObject) SelectObject(released, std::exchange(previousObject, nullptr));
@@ -202,11 +219,11 @@ HRESULT IDC::Blit(HDC target, int x, int y, xrect2d const* source) noexcept {
   int const h = ClampToInt(int64_t{r.bottom} - r.top);
   SetViewportOrgEx(memoryDC, 0, 0, nullptr);
   if (BitBlt(target, x, y, w, h, memoryDC, r.left, r.top, SRCCOPY)) return S_OK;
-  return StretchTo(target, *this, {r.left, r.top, w, h, x, y});
+  return draw::Report(*this, "IDC::Blit", StretchTo(target, *this, {r.left, r.top, w, h, x, y}));
 }
 
 HRESULT IDC::Clear(unsigned color) noexcept {
-  if (!bits) return E_FAIL;
+  if (!bits) return draw::Report(*this, "IDC::Clear", E_FAIL);
   raster::Clear(draw::SurfaceOf(*this), color);
   return S_OK;
 }
@@ -271,7 +288,8 @@ HRESULT IDC::PushColor() noexcept {
 }
 
 HRESULT IDC::PopColor() noexcept {
-  if (!colourStack || colourStack->Count() == 0) return YK_E_EMPTY;
+  if (!colourStack || colourStack->Count() == 0)
+    return Fail(YK_E_EMPTY, "IDC::PopColor", L"no colour was saved");
   int const last = colourStack->Count() - 1;
   colour = static_cast<unsigned>(reinterpret_cast<uintptr_t>(colourStack->At(last)));
   colourStack->AtDelete(last);

@@ -9,6 +9,7 @@
 #include <algorithm>
 
 #include "core/buffer_p.h"
+#include "core/error_p.h"
 #include "device_context_p.h"
 #include "raster/span_p.h"
 
@@ -209,6 +210,14 @@ HRESULT PaintClippedText(IDC const& dc, Text const& text, xrect2d const& r, xrec
   return S_OK;
 }
 
+HRESULT PaintOnSurface(IDC const& dc, Text const& text, xrect2d const& r) noexcept {
+  if (!dc.bits || text.length == 0) return S_FALSE;
+  if (!draw::CanPaint(dc)) return E_NOTIMPL;
+  xrect2d area = TextArea(dc, text, r);
+  if (!draw::SurfaceOf(dc).Clip(area)) return S_FALSE;
+  return PaintClippedText(dc, text, r, area);
+}
+
 // ---- polygons
 
 xrect2d Bounds(POINT const* points, int count) noexcept {
@@ -292,31 +301,42 @@ bool OutlineMask(HDC dc, Corners& corners, int penWidth) noexcept {
   return drawn;
 }
 
-}  // namespace
+struct PolygonLook {
+  unsigned fill, outline;  // colours
+  int penWidth;
+};
 
-HRESULT IDC::DrawPolygon(POINT const* points, int count, unsigned fill, unsigned outline,
-                         int penWidth) noexcept {
-  if (!points || count < 0 || penWidth < 0) return E_INVALIDARG;
-  if (count < 2 || !bits) return S_FALSE;
-  if (!draw::CanPaint(*this)) return E_NOTIMPL;
-  int const pen = std::min(penWidth, WIDEST_PEN);
-  xrect2d area = draw::Shifted(*this, Bounds(points, count));
+HRESULT PaintPolygon(IDC const& dc, POINT const* points, int count, PolygonLook const& look) noexcept {
+  if (!draw::CanPaint(dc)) return E_NOTIMPL;
+  int const pen = std::min(look.penWidth, WIDEST_PEN);
+  xrect2d area = draw::Shifted(dc, Bounds(points, count));
   area.Inflate(pen + 1, pen + 1);
-  if (!draw::SurfaceOf(*this).Clip(area)) return S_FALSE;
+  if (!draw::SurfaceOf(dc).Clip(area)) return S_FALSE;
   xrect2d reach = area;
   reach.Inflate(FAR_AWAY, FAR_AWAY);
   Corners corners;
-  if (!ShiftInto(corners, *this, points, count) || !ClipToBox(corners, reach)) return E_OUTOFMEMORY;
+  if (!ShiftInto(corners, dc, points, count) || !ClipToBox(corners, reach)) return E_OUTOFMEMORY;
   if (corners.Count() < 2) return S_FALSE;
 
   GdiMask const mask(area);
   if (!mask.IsMade()) return E_FAIL;
-  if (fill >> 24 && !FillMask(mask.Dc(), corners)) return E_FAIL;
+  if (look.fill >> 24 && !FillMask(mask.Dc(), corners)) return E_FAIL;
   if (!corners.Append(POINT(corners[0]))) return E_OUTOFMEMORY;
-  if (outline >> 24 && !OutlineMask(mask.Dc(), corners, pen)) return E_FAIL;
+  if (look.outline >> 24 && !OutlineMask(mask.Dc(), corners, pen)) return E_FAIL;
   GdiFlush();
-  HRESULT const result = PaintMask(*this, fill, mask, FILL_BYTE);
-  return Failed(result) ? result : PaintMask(*this, outline, mask, OUTLINE_BYTE);
+  HRESULT const result = PaintMask(dc, look.fill, mask, FILL_BYTE);
+  return Failed(result) ? result : PaintMask(dc, look.outline, mask, OUTLINE_BYTE);
+}
+
+}  // namespace
+
+HRESULT IDC::DrawPolygon(POINT const* points, int count, unsigned fill, unsigned outline,
+                         int penWidth) noexcept {
+  constexpr char OPERATION[] = "IDC::DrawPolygon";
+  if (!points) return FailNull(OPERATION, L"points");
+  if (count < 0 || penWidth < 0) return Fail(E_INVALIDARG, OPERATION, L"the count or the pen is negative");
+  if (count < 2 || !bits) return S_FALSE;
+  return draw::Report(*this, OPERATION, PaintPolygon(*this, points, count, {fill, outline, penWidth}));
 }
 
 HRESULT IDC::PaintText(String const& text, xrect2d* r, unsigned format) noexcept {
@@ -324,17 +344,15 @@ HRESULT IDC::PaintText(String const& text, xrect2d* r, unsigned format) noexcept
 }
 
 HRESULT IDC::PaintText(wchar_t const* text, int length, xrect2d* r, unsigned format) noexcept {
-  if (!text || !r || length < -1) return E_INVALIDARG;
+  constexpr char OPERATION[] = "IDC::PaintText";
+  if (!text || !r) return FailNull(OPERATION, text ? L"r" : L"text");
+  if (length < -1) return Fail(E_INVALIDARG, OPERATION, L"no text has %d characters", length);
   int const count = length >= 0 ? length : ClampToInt(static_cast<int64_t>(wcslen(text)));
   // DT_MODIFYSTRING would let GDI write an ellipsis into the caller's text
   Text const given = {text, count, format & ~static_cast<unsigned>(DT_MODIFYSTRING)};
   bool const measures = (format & DT_CALCRECT) && !(format & DT_TABSTOP);  // whose width uses the same bits
-  if (measures) return MeasureText(*this, given, *r);
-  if (!bits || count == 0) return S_FALSE;
-  if (!draw::CanPaint(*this)) return E_NOTIMPL;
-  xrect2d area = TextArea(*this, given, *r);
-  if (!draw::SurfaceOf(*this).Clip(area)) return S_FALSE;
-  return PaintClippedText(*this, given, *r, area);
+  HRESULT const result = measures ? MeasureText(*this, given, *r) : PaintOnSurface(*this, given, *r);
+  return draw::Report(*this, OPERATION, result);
 }
 
 }  // namespace yk

@@ -41,4 +41,7 @@ inline raster::Paint PaintOf(IDC const& dc) noexcept { return PaintOf(dc, dc.col
 /// Whether the current mode exists and works on the surface.
 inline bool CanPaint(IDC const& dc) noexcept { return raster::CanPaint(SurfaceOf(dc), ModeOf(dc.mode)); }
 
+/// Records why an operation painted nothing, if it failed. \return `result`
+HRESULT Report(IDC const& dc, char const* operation, HRESULT result) noexcept;
+
 }  // namespace yk::draw

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 
+#include "core/error_p.h"
 #include "device_context_p.h"
 #include "image/row_kernels_p.h"
 
@@ -46,9 +47,11 @@ unsigned WithAlphaDividedBy(unsigned colour, unsigned divisor) noexcept {
 
 // Changes the rows of a rectangle on a surface with alpha.
 template <class Change>
-HRESULT ChangeAlphaRows(IDC const& dc, xrect2d const& r, Change const& change) noexcept {
+HRESULT ChangeAlphaRows(IDC const& dc, char const* operation, xrect2d const& r,
+                        Change const& change) noexcept {
   Surface const surface = SurfaceOf(dc);
-  return surface.hasAlpha ? raster::ChangeRows(surface, Shifted(dc, r), change) : YK_E_EMPTY;
+  if (!surface.hasAlpha) return draw::Report(dc, operation, YK_E_EMPTY);
+  return raster::ChangeRows(surface, Shifted(dc, r), change);
 }
 
 }  // namespace
@@ -58,7 +61,8 @@ HRESULT ChangeAlphaRows(IDC const& dc, xrect2d const& r, Change const& change) n
 HRESULT IDC::FillRect(int x, int y, int w, int h) noexcept { return FillRect(FromSize(x, y, w, h)); }
 
 HRESULT IDC::FillRect(xrect2d const& r) noexcept {
-  HRESULT const result = raster::Fill(SurfaceOf(*this), PaintOf(*this), Shifted(*this, r));
+  HRESULT const result =
+      draw::Report(*this, "IDC::FillRect", raster::Fill(SurfaceOf(*this), PaintOf(*this), Shifted(*this, r)));
   return result == S_OK && mode >= MODE_COPY ? S_FALSE : result;  // contract
 }
 
@@ -67,7 +71,7 @@ HRESULT IDC::FillRectWith(int x, int y, int w, int h, ColorCallback callback, vo
 }
 
 HRESULT IDC::FillRectWith(xrect2d const& r, ColorCallback callback, void* context) noexcept {
-  if (!callback) return E_INVALIDARG;
+  if (!callback) return FailNull("IDC::FillRectWith", L"callback");
   Ref<IDC> const held = Ref<IDC>::Share(this);
   return raster::BlendPixels(SurfaceOf(*this), Shifted(*this, r),
                              [=, this](int x, int y) { return callback(x - originX, y - originY, context); });
@@ -101,7 +105,7 @@ HRESULT IDC::FrameRect(int x, int y, int w, int h) noexcept {
 }
 
 HRESULT IDC::FrameRectWith(int x, int y, int w, int h, ColorCallback callback, void* context) noexcept {
-  if (!callback) return E_INVALIDARG;
+  if (!callback) return FailNull("IDC::FrameRectWith", L"callback");
   Ref<IDC> const held = Ref<IDC>::Share(this);
   ForEachEdge(x, y, w, h, [=, this](int left, int top, int width, int height) {
     FillRectWith(left, top, width, height, callback, context);
@@ -134,15 +138,16 @@ HRESULT IDC::FrameRoundRect(xrect2d const& r) noexcept {
 }
 
 HRESULT IDC::FrameBevel(xrect2d const& r, unsigned light, unsigned dark, int frameWidth) noexcept {
-  return raster::FillBevel(SurfaceOf(*this), draw::ModeOf(mode),
-                           {Shifted(*this, r), frameWidth, light, dark});
+  return draw::Report(
+      *this, "IDC::FrameBevel",
+      raster::FillBevel(SurfaceOf(*this), draw::ModeOf(mode), {Shifted(*this, r), frameWidth, light, dark}));
 }
 
 // ---- images and visibility
 
 HRESULT IDC::DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect, PixelCallback callback,
                        void* context) noexcept {
-  if (!source || !callback) return E_INVALIDARG;
+  if (!source || !callback) return FailNull("IDC::DrawImage", source ? L"callback" : L"source");
   xrect2d const whole(0, 0, source->width, source->height);
   xrect2d const wanted = sourceRect ? *sourceRect : whole;
   xrect2d part = wanted;
@@ -176,18 +181,20 @@ bool IDC::IsVisible(xrect2d const& r) noexcept {
 // ---- alpha and adjustment
 
 HRESULT IDC::SetAlpha(xrect2d const& r, unsigned char alpha) noexcept {
-  return ChangeAlphaRows(*this, r,
+  return ChangeAlphaRows(*this, "IDC::SetAlpha", r,
                          [=](unsigned char* row, size_t pixels) { raster::SetAlphaRow(row, alpha, pixels); });
 }
 
 HRESULT IDC::PremultiplyAlpha(xrect2d const& r) noexcept {
-  return ChangeAlphaRows(*this, r, img::PremultiplyRow);
+  return ChangeAlphaRows(*this, "IDC::PremultiplyAlpha", r, img::PremultiplyRow);
 }
 
-HRESULT IDC::WhitenOpaque(xrect2d const& r) noexcept { return ChangeAlphaRows(*this, r, raster::WhitenRow); }
+HRESULT IDC::WhitenOpaque(xrect2d const& r) noexcept {
+  return ChangeAlphaRows(*this, "IDC::WhitenOpaque", r, raster::WhitenRow);
+}
 
 HRESULT IDC::Adjust(xrect2d const* r, int a, int b, IADJUSTMENT* adjustment) noexcept {
-  if (!adjustment) return E_INVALIDARG;
+  if (!adjustment) return FailNull("IDC::Adjust", L"adjustment");
   Surface const surface = SurfaceOf(*this);
   xrect2d area = r ? Shifted(*this, *r) : clip;
   if (!surface.Clip(area)) return S_FALSE;

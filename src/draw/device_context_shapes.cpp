@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "core/error_p.h"
 #include "device_context_p.h"
 #include "raster/area_p.h"
 #include "raster/line_p.h"
@@ -21,6 +22,10 @@ raster::Points OnSurface(IDC const& dc, point2df const* points, int count) noexc
 
 point2d OnSurface(IDC const& dc, point2df const& p) noexcept { return OnSurface(dc, &p, 1).At(0); }
 
+HRESULT FailCount(char const* operation, int count) noexcept {
+  return Fail(E_INVALIDARG, operation, L"there are no %d points", count);
+}
+
 }  // namespace
 
 HRESULT IDC::DrawLine(point2df const& a, point2df const& b) noexcept {
@@ -29,31 +34,40 @@ HRESULT IDC::DrawLine(point2df const& a, point2df const& b) noexcept {
   HRESULT const result = raster::DrawLine(draw::SurfaceOf(*this), draw::PaintOf(*this), OnSurface(*this, a),
                                           OnSurface(*this, b), pattern);
   linePhase = pattern.phase;
-  return result;
+  return draw::Report(*this, "IDC::DrawLine", result);
 }
 
 HRESULT IDC::DrawPolyline(point2df const* points, int count, bool closed) noexcept {
-  if (!points || count < 0) return E_INVALIDARG;
+  constexpr char OPERATION[] = "IDC::DrawPolyline";
+  if (!points) return FailNull(OPERATION, L"points");
+  if (count < 0) return FailCount(OPERATION, count);
   if (count < 2 || !AreFinite(points, count)) return S_FALSE;
   raster::LinePattern pattern = {linePattern, linePhase};
   HRESULT const result =
       raster::DrawPolyline(draw::SurfaceOf(*this), draw::PaintOf(*this), OnSurface(*this, points, count),
                            closed ? raster::Ends::CLOSED : raster::Ends::OPEN, pattern);
   linePhase = pattern.phase;
-  return result;
+  return draw::Report(*this, OPERATION, result);
 }
 
 HRESULT IDC::FillPolygon(point2df const* points, int count, unsigned rule) noexcept {
-  if (!points || count < 0 || rule > NON_ZERO) return E_INVALIDARG;
+  constexpr char OPERATION[] = "IDC::FillPolygon";
+  if (!points) return FailNull(OPERATION, L"points");
+  if (count < 0) return FailCount(OPERATION, count);
+  if (rule > NON_ZERO) return Fail(E_INVALIDARG, OPERATION, L"no rule is %u", rule);
   if (count < 3 || !AreFinite(points, count)) return S_FALSE;
-  return raster::FillPolygon(draw::SurfaceOf(*this), draw::PaintOf(*this), OnSurface(*this, points, count),
-                             rule == NON_ZERO ? raster::FillRule::NON_ZERO : raster::FillRule::EVEN_ODD);
+  raster::FillRule const inside = rule == NON_ZERO ? raster::FillRule::NON_ZERO : raster::FillRule::EVEN_ODD;
+  return draw::Report(*this, OPERATION,
+                      raster::FillPolygon(draw::SurfaceOf(*this), draw::PaintOf(*this),
+                                          OnSurface(*this, points, count), inside));
 }
 
 HRESULT IDC::FillEllipse(rect2d const& r, double outline) noexcept {
   point2d const radius = {fabs(r.x2 - r.x1) / 2, fabs(r.y2 - r.y1) / 2};
   point2d const centre = {r.x1 / 2 + r.x2 / 2 + originX, r.y1 / 2 + r.y2 / 2 + originY};
-  return raster::FillEllipse(draw::SurfaceOf(*this), draw::PaintOf(*this), {centre, radius, outline});
+  return draw::Report(
+      *this, "IDC::FillEllipse",
+      raster::FillEllipse(draw::SurfaceOf(*this), draw::PaintOf(*this), {centre, radius, outline}));
 }
 
 }  // namespace yk

@@ -30,7 +30,8 @@
 // (x + 1, y + 1). Lines run through pixels: the point (x, y) is the centre of the pixel (x, y).
 //
 // Results: S_OK; S_FALSE (1) when nothing lies inside the clip or there is no surface; E_INVALIDARG for a
-// null pointer; others where an operation documents them. Infinite and NaN coordinates paint nothing.
+// null pointer; others where an operation documents them. LastError() says why it failed (error.h). Infinite
+// and NaN coordinates paint nothing.
 //
 // Ownership: a surface made by Create belongs to the context. Attach borrows the image's pixels and the
 // device context: both must stay valid until the next Detach or the end of the context. Threads: one at a
