@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "core/dying_p.h"
+#include "core/error_p.h"
 #include "value_item_p.h"
 
 namespace yk {
@@ -77,9 +78,19 @@ void Append(Transaction& transaction, ykUndoItem* item) noexcept {
   transaction.last = item;
 }
 
+HRESULT FailBusy(char const* operation) noexcept {
+  return Fail(YK_E_EMPTY, operation, L"an undo or redo is under way");
+}
+
+HRESULT FailClosed(char const* operation) noexcept {
+  return Fail(E_FAIL, operation, L"no transaction is open");
+}
+
 // ---- replay
 
 struct Backward {
+  static constexpr char OPERATION[] = "UndoManager::Undo";
+  static constexpr wchar_t NOTHING[] = L"there is nothing to undo";
   static constexpr bool PREPARES = true;
   static constexpr int NEXT = 0, STEP = -1;  // relative to the position: what to replay, and how to move it
   static bool IsPossible(UndoManager& manager) noexcept { return manager.CanUndo(); }
@@ -89,6 +100,8 @@ struct Backward {
 };
 
 struct Forward {
+  static constexpr char OPERATION[] = "UndoManager::Redo";
+  static constexpr wchar_t NOTHING[] = L"there is nothing to redo";
   static constexpr bool PREPARES = false;
   static constexpr int NEXT = 1, STEP = 1;
   static bool IsPossible(UndoManager& manager) noexcept { return manager.CanRedo(); }
@@ -138,7 +151,7 @@ void ReplayLevels(Transaction const& transaction, bool prepare) noexcept {
 
 template <class Way>
 HRESULT Replay(Transaction* transaction) noexcept {
-  if (!transaction || !transaction->first) return E_FAIL;
+  if (!transaction || !transaction->first) return Fail(E_FAIL, Way::OPERATION, Way::NOTHING);
   Pin const pin(transaction);
   bool const prepare = Way::PREPARES && !(transaction->state & Transaction::UNDONE);
   ReplayLevels<Way>(*transaction, prepare);
@@ -151,7 +164,8 @@ HRESULT Replay(Transaction* transaction) noexcept {
 // ---- lifetime
 
 UndoManager* UndoManager::Create() noexcept {
-  Ref<UndoManager> manager = Ref<UndoManager>::Adopt(new (std::nothrow) UndoManager);
+  Ref<UndoManager> manager =
+      Ref<UndoManager>::Adopt(Made(new (std::nothrow) UndoManager, "UndoManager::Create"));
   if (manager && !manager->history) manager.Reset();
   return manager.Detach();
 }
@@ -175,10 +189,10 @@ UndoManager::~UndoManager() {
 // replay or begin anything.
 template <class Way>
 HRESULT UndoManager::Travel() noexcept {
-  if (busy) return YK_E_EMPTY;
+  if (busy) return FailBusy(Way::OPERATION);
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   BusyScope const scope(busy);
-  if (!Way::IsPossible(*this)) return E_FAIL;
+  if (!Way::IsPossible(*this)) return Fail(E_FAIL, Way::OPERATION, Way::NOTHING);
   Transaction* const transaction = Entry(position + Way::NEXT);
   if (transaction) position += Way::STEP;
   HRESULT const result = Replay<Way>(transaction);
@@ -193,14 +207,15 @@ HRESULT UndoManager::DoRedo() noexcept { return Travel<Forward>(); }
 // ---- recording
 
 HRESULT UndoManager::DoAddItem(ykUndoItem* item) noexcept {
-  if (!item) return E_INVALIDARG;
+  constexpr char OPERATION[] = "UndoManager::AddItem";
+  if (!item) return FailNull(OPERATION, L"item");
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   Ref<ykUndoItem> owned = Ref<ykUndoItem>::Adopt(item);
-  if (depth == 0) return E_FAIL;
-  if (IsTaken(*item)) return E_INVALIDARG;
+  if (depth == 0) return FailClosed(OPERATION);
+  if (IsTaken(*item)) return Fail(E_INVALIDARG, OPERATION, L"the item is in a transaction");
   if (!open) {
     open = new (std::nothrow) Record;
-    if (!open) return E_FAIL;
+    if (!open) return Fail(E_FAIL, OPERATION, L"no memory for a transaction");
     open->created = GetTickCount();
   }
   Append(*open, owned.Detach());
@@ -219,15 +234,16 @@ bool UndoManager::IsTaken(ykUndoItem const& item) noexcept {
 }
 
 HRESULT UndoManager::DoBegin() noexcept {
-  if (busy) return YK_E_EMPTY;
+  if (busy) return FailBusy("UndoManager::BeginTransaction");
   if (depth == 0) open = nullptr;
   ++depth;
   return S_OK;
 }
 
 HRESULT UndoManager::DoEnd(wchar_t const* name) noexcept {
-  if (depth == 0 || --depth > 0) return E_FAIL;
-  if (!open) return S_FALSE;  // an open one is never empty: AddItem creates it for its first item
+  if (depth == 0) return FailClosed("UndoManager::EndTransaction");
+  if (--depth > 0) return E_FAIL;  // contract; no failure: it tells that an inner level has ended
+  if (!open) return S_FALSE;       // an open one is never empty: AddItem creates it for its first item
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   Transaction* const transaction = open;
   open = nullptr;
@@ -236,7 +252,8 @@ HRESULT UndoManager::DoEnd(wchar_t const* name) noexcept {
 }
 
 HRESULT UndoManager::DoCancel() noexcept {
-  if (depth == 0 || --depth > 0) return E_FAIL;
+  if (depth == 0) return FailClosed("UndoManager::CancelTransaction");
+  if (--depth > 0) return E_FAIL;  // as above
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   CloseOpen();
   return S_OK;
@@ -260,7 +277,9 @@ HRESULT UndoManager::Commit(Transaction* transaction) noexcept {
 }
 
 ykUndoItem* UndoManager::DoRecordValue(Unknown* object, unsigned key, bool merge) noexcept {
-  if (depth == 0 || !object) return nullptr;
+  constexpr char OPERATION[] = "UndoManager::RecordValue";
+  if (!object) return FailNull(OPERATION, L"object"), nullptr;
+  if (depth == 0) return FailClosed(OPERATION), nullptr;
   Ref<Unknown> const kept = Ref<Unknown>::Share(object);
   Ref<UndoManager> stay = Ref<UndoManager>::Share(this);
   Transaction* holder = nullptr;
@@ -295,7 +314,7 @@ ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key, Transaction
 /// A new item for the property, in the open transaction; null when it could not be created.
 ykUndoItem* UndoManager::AddRecord(Unknown* object, unsigned key, Transaction*& holder) noexcept {
   ValueItem* const item = ValueItem::Create(object, key);
-  if (Failed(AddItem(item)) || !item) return nullptr;
+  if (!item || Failed(AddItem(item))) return nullptr;
   if (open && open->last == item) holder = open;
   return item;
 }
@@ -315,7 +334,7 @@ HRESULT UndoManager::DoClear() noexcept {
 }
 
 HRESULT UndoManager::DoGetUndoList(Array** out, int max) noexcept {
-  if (!out) return E_INVALIDARG;
+  if (!out) return FailNull("UndoManager::GetUndoList", L"out");
   *out = nullptr;
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   if (!CanUndo()) return E_FAIL;

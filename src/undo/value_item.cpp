@@ -4,11 +4,14 @@
 
 #include <new>
 
+#include "core/error_p.h"
 #include "values/variant_p.h"
 
 namespace yk {
 
 namespace {
+
+constexpr char OPERATION[] = "ykValueUndoItem";
 
 bool SaysAbsent(HRESULT result) noexcept {
   return result == E_FAIL || result == YK_E_NOTFOUND || result == YK_E_EMPTY || result == E_INVALIDARG;
@@ -49,7 +52,8 @@ HRESULT ReadProperty(Unknown& object, unsigned key, Variant& out) noexcept {
 }  // namespace
 
 ValueItem* ValueItem::Create(Unknown* object, unsigned key) noexcept {
-  Ref<ValueItem> item = Ref<ValueItem>::Adopt(new (std::nothrow) ValueItem(object, key));
+  Ref<ValueItem> item =
+      Ref<ValueItem>::Adopt(Made(new (std::nothrow) ValueItem(object, key), "UndoManager::RecordValue"));
   if (!item) return nullptr;
   HRESULT const result = ReadProperty(*object, key, item->kept);
   item->readable = Succeeded(result);
@@ -59,7 +63,7 @@ ValueItem* ValueItem::Create(Unknown* object, unsigned key) noexcept {
 /// Undo and redo must alternate; one that failed, and so changed nothing, must not be followed by its
 /// opposite. The object's code, which is called meanwhile, may release the item, or call it again.
 HRESULT ValueItem::Turn(Direction direction) noexcept {
-  if (turning || direction != due) return E_FAIL;
+  if (turning || direction != due) return Fail(E_FAIL, OPERATION, L"undo and redo come in turns");
   Ref<ValueItem> const stay = Ref<ValueItem>::Share(this);
   turning = true;
   HRESULT const result = ExchangeProperty();
@@ -69,13 +73,15 @@ HRESULT ValueItem::Turn(Direction direction) noexcept {
 }
 
 HRESULT ValueItem::ExchangeProperty() noexcept {
-  if (!readable) return E_FAIL;
+  if (!readable) return Fail(E_FAIL, OPERATION, L"the value %u cannot be read, nor put back", key);
   Variant present;
   HRESULT result = ReadProperty(*object, key, present);
   if (Failed(result)) return result;
   if (kept.type == Variant::EMPTY && present.type == Variant::EMPTY) return S_OK;  // absent before and after
+  unsigned const before = ErrorCount();
   result = object->SetValue(key, kept);
-  if (Succeeded(result)) kept.Swap(present);
+  if (Failed(result)) return FailSince(before, result, OPERATION, L"the value %u cannot be put back", key);
+  kept.Swap(present);
   return result;
 }
 

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "leaks/leaks.h"
+#include "support/failure.h"
 #include "support/prelude.h"
 
 namespace {
@@ -308,6 +309,29 @@ TEST(ValueItem, KeepsEmptyTextsAndLeavesUnreadableValuesAlone) {
   EXPECT_EQ(References(&lender), 3u) << "an object must not be overwritten";
   manager->Redo();
   EXPECT_EQ(map->GetValue(2, read), E_FAIL);
+}
+
+TEST(Failures, OfUndoSayWhatIsNotOpenOrNotThere) {
+  Ref<UndoManager> const undo = Own(UndoManager::Create());
+  Lender object;
+  object.refuses = true;
+  unsigned const before = ErrorCount();
+  undo->BeginTransaction();
+  undo->BeginTransaction();
+  EXPECT_EQ((Ints{undo->EndTransaction(L""), undo->CanUndo()}), (Ints{E_FAIL, 0})) << "an inner level";
+  EXPECT_EQ(ErrorCount(), before);
+  Ref<ykUndoItem> const item = Ref<ykUndoItem>::Share(undo->RecordValue(&object, 7, false));
+  undo->EndTransaction(L"");
+  ExpectFailures({
+      {E_FAIL, L"there is nothing to redo", [&] { return undo->Redo(); }},
+      {E_FAIL, L"no transaction is open", [&] { return undo->EndTransaction(L""); }},
+      {E_FAIL, L"no transaction is open", [&] { return undo->AddItem(Ref<ykUndoItem>(item).Detach()); }},
+      {E_INVALIDARG, L"item is null", [&] { return undo->AddItem(nullptr); }},
+      {E_INVALIDARG, L"the item is in a transaction",
+       [&] { return undo->BeginTransaction(), undo->AddItem(Ref<ykUndoItem>(item).Detach()); }},
+      {E_FAIL, L"the value 7 cannot be put back", [&] { return item->Undo(); }},
+      {E_FAIL, L"undo and redo come in turns", [&] { return item->Redo(); }},
+  });
 }
 
 }  // namespace
