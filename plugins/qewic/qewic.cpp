@@ -9,6 +9,7 @@
 #include <new>
 
 #include "codec.h"
+#include "failure.h"
 
 namespace qewic {
 
@@ -46,7 +47,7 @@ class Filter final : public Destroys<Filter, ykFlt2d> {
     FileFormat const* const format = FindFileFormat(info->classId);
     if (!codec || !format) return E_NOINTERFACE;
     *out = static_cast<ykFlt2d*>(new (std::nothrow) Filter(*codec, *format));
-    return *out ? S_OK : E_OUTOFMEMORY;
+    return *out ? S_OK : Fail(E_OUTOFMEMORY, "qewic", L"no memory for the %S", codec->className);
   }
 
   // The class identifier is the one in its row.
@@ -71,14 +72,17 @@ class Filter final : public Destroys<Filter, ykFlt2d> {
   }
 
   HRESULT Write(Stream* stream, AbstractImage* image, unsigned options) noexcept override {
-    if (!stream || !image) return E_INVALIDARG;
-    if (codec.hasQuality && options > 100) return E_INVALIDARG;
-    if (!image->IsTypeOf(ids::IMAGE_2D)) return YK_E_FORMAT;
+    if (!stream || !image) return Fail(E_INVALIDARG, WRITE, L"there is no stream, or no image");
+    if (codec.hasQuality && options > 100)
+      return Fail(E_INVALIDARG, WRITE, L"the quality %u is not one of 0 to 100", options);
+    if (!image->IsTypeOf(ids::IMAGE_2D))
+      return Fail(YK_E_FORMAT, WRITE, L"the image has no pixels of its own");
     // The stream may be foreign code, which may release what others hold while it is written to.
     Ref<Stream> const heldStream = Ref<Stream>::Share(stream);
     Ref<AbstractImage> const heldImage = Ref<AbstractImage>::Share(image);
     Image2d& raster = *static_cast<Image2d*>(image);
-    if (!raster.bits || raster.width < 1 || raster.height < 1) return YK_E_EMPTY;
+    if (!raster.bits || raster.width < 1 || raster.height < 1)
+      return Fail(YK_E_EMPTY, WRITE, L"the image has no pixels");
     if (codec.hasQuality && options) return WriteJpeg(stream, raster, options);
     return WritePicture(*codec.container, stream, raster);
   }

@@ -5,6 +5,7 @@
 
 #include "codec.h"
 #include "com_p.h"
+#include "failure.h"
 #include "pixel_layouts.h"
 #include "stream_adapter.h"
 
@@ -93,14 +94,19 @@ HRESULT Reader::ChooseLayout() noexcept {
   return Convert(GUID_WICPixelFormat32bppBGRA);
 }
 
+HRESULT FailSize(HRESULT result, UINT width, UINT height) noexcept {
+  return Fail(result, READ, L"%u \u00D7 %u pixels are more than an image can have", width, height);
+}
+
 // Before memory is allocated, refuses sizes that an image cannot have and those that the file cannot back.
 HRESULT Reader::CheckSize(UINT width, UINT height) const noexcept {
-  if (width < 1 || height < 1) return YK_E_BADFILE;
-  if (width > INT_MAX || height > INT_MAX) return E_OUTOFMEMORY;
+  if (width < 1 || height < 1) return Fail(YK_E_BADFILE, READ, L"damaged: the picture has no pixels");
+  if (width > INT_MAX || height > INT_MAX) return FailSize(E_OUTOFMEMORY, width, height);
   int64_t const row = img::GetRowSize(layout->image, static_cast<int>(width));
-  if (row > INT_MAX || row * height > INT_MAX) return E_OUTOFMEMORY;
+  if (row > INT_MAX || row * height > INT_MAX) return FailSize(E_OUTOFMEMORY, width, height);
   uint64_t const size = static_cast<uint64_t>(row) * height;
-  if (size > ALWAYS_ALLOWED_BYTES && size / MOST_BYTES_PER_FILE_BYTE > adapter->Extent()) return YK_E_BADFILE;
+  if (size > ALWAYS_ALLOWED_BYTES && size / MOST_BYTES_PER_FILE_BYTE > adapter->Extent())
+    return Fail(YK_E_BADFILE, READ, L"damaged: so few bytes hold no %u \u00D7 %u pixels", width, height);
   return S_OK;
 }
 
@@ -166,18 +172,22 @@ HRESULT Reader::Decode(Ref<Image2d>& image) noexcept {
 }  // namespace
 
 HRESULT ReadPicture(GUID const& container, Stream* stream, AbstractImage** out) noexcept {
-  if (!out) return E_INVALIDARG;
+  if (!out) return Fail(E_INVALIDARG, READ, L"there is no place for the image");
   *out = nullptr;
-  if (!stream) return E_INVALIDARG;
+  if (!stream) return Fail(E_INVALIDARG, READ, L"there is no stream");
+  unsigned const before = ErrorCount();
   ComScope const com;
-  if (FAILED(com.Result())) return com.Result();
+  if (FAILED(com.Result())) return Report(before, READ, com.Result(), com.Result());
 
   Reader reader;
   Ref<Image2d> image;
   HRESULT result = reader.Open(container, stream);
   if (SUCCEEDED(result)) result = reader.ChooseLayout();
   if (SUCCEEDED(result)) result = reader.Decode(image);
-  if (FAILED(result)) return FAILED(reader.StreamFailure()) ? reader.StreamFailure() : ToFileError(result);
+  HRESULT const ofStream = reader.StreamFailure();
+  if (FAILED(result) && FAILED(ofStream))
+    return FailSince(before, ofStream, READ, L"the stream could not be read");
+  if (FAILED(result)) return Report(before, READ, ToFileError(result), result);
   *out = image.Detach();
   return S_OK;
 }

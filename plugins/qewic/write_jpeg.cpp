@@ -10,6 +10,7 @@
 #include <new>
 
 #include "codec.h"
+#include "failure.h"
 #include "pixel_layouts.h"
 #include "stream_adapter.h"
 
@@ -84,26 +85,36 @@ bool GatherRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* row) noe
   return true;
 }
 
+HRESULT FailMemory(size_t size) noexcept {
+  return Fail(E_OUTOFMEMORY, WRITE, L"no memory for %llu bytes", static_cast<unsigned long long>(size));
+}
+
 }  // namespace
 
 HRESULT WriteJpeg(Stream* stream, Image2d& image, unsigned quality) noexcept {
-  if (image.width > LARGEST_SIDE || image.height > LARGEST_SIDE) return YK_E_FORMAT;
+  if (image.width > LARGEST_SIDE || image.height > LARGEST_SIDE)
+    return Fail(YK_E_FORMAT, WRITE, L"a JPEG file holds no side of more than %d pixels", LARGEST_SIDE);
   IMG_FORMAT const format = FormatToEncode(image.format);
-  if (format == IMG_NONE) return YK_E_FORMAT;
+  if (format == IMG_NONE)
+    return Fail(YK_E_FORMAT, WRITE, L"no file holds pixels of %S", img::GetFacts(image.format).name);
   int const channels = img::GetFacts(format).channels;
   size_t const rowSize = static_cast<size_t>(image.width) * channels;
-  if (rowSize * image.height > INT32_MAX) return E_OUTOFMEMORY;
-  std::unique_ptr<unsigned char[]> const pixels(new (std::nothrow) unsigned char[rowSize * image.height]);
-  if (!pixels) return E_OUTOFMEMORY;
+  size_t const size = rowSize * image.height;
+  if (size > INT32_MAX) return FailMemory(size);
+  std::unique_ptr<unsigned char[]> const pixels(new (std::nothrow) unsigned char[size]);
+  if (!pixels) return FailMemory(size);
   for (int y = 0; y < image.height; ++y) {
-    if (!GatherRow(image, y, format, &pixels[y * rowSize])) return YK_E_FORMAT;
+    if (!GatherRow(image, y, format, &pixels[y * rowSize])) return YK_E_FORMAT;  // the conversion says why
   }
+  unsigned const before = ErrorCount();
   Sink sink(*stream);
   int const made = stbi_write_jpg_to_func(AddBytes, &sink, image.width, image.height, channels, pixels.get(),
                                           static_cast<int>(quality));
   HRESULT const written = sink.Flush();
-  if (Failed(written)) return written;
-  return made ? stream->GetState() : E_FAIL;  // reports bytes that were refused later
+  HRESULT result = written;
+  if (Succeeded(result))
+    result = made ? stream->GetState() : E_FAIL;  // reports bytes that were refused later
+  return Failed(result) ? FailSince(before, result, WRITE, L"not all could be written") : result;
 }
 
 }  // namespace qewic

@@ -6,6 +6,7 @@
 
 #include "codec.h"
 #include "com_p.h"
+#include "failure.h"
 #include "pixel_layouts.h"
 #include "stream_adapter.h"
 
@@ -21,8 +22,9 @@ class Writer {
   HRESULT Open(GUID const& container, Stream* stream) noexcept;
   HRESULT ChooseLayout(Image2d const& image) noexcept;
   HRESULT Encode(Image2d& image) noexcept;
-  /// Releases the codec and returns the overall result; `result` is that of the steps so far.
-  HRESULT Finish(HRESULT result) noexcept;
+  /// Releases the codec and returns the overall result, the failure recorded; `result` is that of the steps
+  /// so far, and `before` was ErrorCount() ahead of them.
+  HRESULT Finish(unsigned before, HRESULT result) noexcept;
 
   /// The format of the pixels to write.
   IMG_FORMAT Chosen() const noexcept { return layout->image; }
@@ -77,7 +79,7 @@ HRESULT Writer::ChooseLayout(Image2d const& image) noexcept {
       return S_OK;
     }
   }
-  return YK_E_FORMAT;
+  return Fail(YK_E_FORMAT, WRITE, L"the file format takes no pixels like %S", img::GetFacts(format).name);
 }
 
 HRESULT ConvertRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* out) noexcept {
@@ -91,7 +93,8 @@ HRESULT ConvertRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* out)
 
 HRESULT Writer::FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept {
   // The stream's code, called meanwhile, may have changed the image.
-  if (!image.bits || image.format != format || image.width != width || image.height != height) return E_FAIL;
+  if (!image.bits || image.format != format || image.width != width || image.height != height)
+    return Fail(E_FAIL, WRITE, L"the image has changed while it was written");
   GUID const& pixels = layout->work & Layout::QUANTISE ? GUID_WICPixelFormat24bppBGR : *layout->file;
   HRESULT result = factory->CreateBitmap(static_cast<UINT>(width), static_cast<UINT>(height), pixels,
                                          WICBitmapCacheOnLoad, bitmap.Receive());
@@ -113,7 +116,7 @@ HRESULT Writer::FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept {
 HRESULT Writer::FillPalette(Image2d const& image, IWICPalette& palette) noexcept {
   bool const isRamp = layout->work & Layout::RAMP;
   if (isRamp) return palette.InitializePredefined(WICBitmapPaletteTypeFixedGray256, FALSE);
-  if (!image.palette) return YK_E_FORMAT;
+  if (!image.palette) return Fail(YK_E_FORMAT, WRITE, L"the image has lost its palette");
   WICColor colors[256];
   unsigned const count = std::min(image.paletteCount, img::GetFacts(format).paletteEntries);
   for (unsigned i = 0; i < count; ++i) {
@@ -162,13 +165,13 @@ HRESULT Writer::Encode(Image2d& image) noexcept {
   return result;
 }
 
-HRESULT Writer::Finish(HRESULT result) noexcept {
+HRESULT Writer::Finish(unsigned before, HRESULT result) noexcept {
   frame.Reset();
-  encoder.Reset();  // may still write
-  if (!adapter) return result;
-  HRESULT const failure = adapter->WriteFailure();  // even if the codec ignored it
-  if (yk::Failed(failure)) return failure;
-  return SUCCEEDED(result) ? adapter->MoveToEnd() : result;
+  encoder.Reset();                                             // may still write
+  HRESULT failure = adapter ? adapter->WriteFailure() : S_OK;  // even if the codec ignored it
+  if (adapter && !yk::Failed(failure) && SUCCEEDED(result)) failure = adapter->MoveToEnd();
+  if (yk::Failed(failure)) return FailSince(before, failure, WRITE, L"not all could be written");
+  return FAILED(result) ? Report(before, WRITE, result, result) : result;
 }
 
 // Some Imaging Components write 16-bit channels of PNG files with the lowest byte first, against the format.
@@ -180,11 +183,12 @@ bool SwapsBytes(GUID const& container, IMG_FORMAT format) noexcept {
   if (!pixel || yk::Failed(pixel->Create(format, 1, 1)) || yk::Failed(MemStream::Create(file.Receive())))
     return false;
   memcpy(pixel->bits, LOW_AND_HIGH, pixel->bytesPerPixel);
+  unsigned const before = ErrorCount();
   Writer writer;
   HRESULT result = writer.Open(container, file.get());
   if (SUCCEEDED(result)) result = writer.ChooseLayout(*pixel);
   if (SUCCEEDED(result)) result = writer.Encode(*pixel);
-  if (FAILED(writer.Finish(result)) || yk::Failed(file->Seek(0, Stream::FROM_START))) return false;
+  if (FAILED(writer.Finish(before, result)) || yk::Failed(file->Seek(0, Stream::FROM_START))) return false;
   Ref<AbstractImage> back;
   if (yk::Failed(ReadPicture(container, file.get(), back.Receive()))) return false;
   Image2d& there = static_cast<Image2d&>(*back);
@@ -194,9 +198,12 @@ bool SwapsBytes(GUID const& container, IMG_FORMAT format) noexcept {
 }  // namespace
 
 HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image) noexcept {
-  if (FormatsToWrite(image.format).empty()) return YK_E_FORMAT;  // before anything is written
+  if (FormatsToWrite(image.format).empty()) {  // before anything is written
+    return Fail(YK_E_FORMAT, WRITE, L"no file holds pixels of %S", img::GetFacts(image.format).name);
+  }
+  unsigned const before = ErrorCount();
   ComScope const com;
-  if (FAILED(com.Result())) return com.Result();
+  if (FAILED(com.Result())) return Report(before, WRITE, com.Result(), com.Result());
   Writer writer;
   HRESULT result = writer.Open(container, stream);
   if (SUCCEEDED(result)) result = writer.ChooseLayout(image);
@@ -204,7 +211,7 @@ HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image) noex
     if (writer.WritesWords()) writer.swapsBytes = SwapsBytes(container, writer.Chosen());
     result = writer.Encode(image);
   }
-  result = writer.Finish(result);
+  result = writer.Finish(before, result);
   return FAILED(result) ? result : S_OK;
 }
 

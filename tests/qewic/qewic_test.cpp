@@ -8,6 +8,7 @@
 
 #include "image/support.h"
 #include "io/streams.h"
+#include "support/failure.h"
 #include "support/prelude.h"
 #include "support/temp_folder.h"
 
@@ -284,6 +285,33 @@ TEST_F(Filters, PassOnTheFailureOfAStream) {
   SpyStream few;
   few.fault = SpyStream::WRITE, few.left = 9;  // calls: not one for each byte
   EXPECT_EQ(filters[1]->Write(&few, image.get(), 50), S_OK);
+}
+
+TEST_F(Filters, SayWhyTheyFail) {
+  ykFlt2d &png = *filters[0], &jpeg = *filters[1];
+  ImageRef const image = Noise(IMG_BGR24, 9, 9);
+  string const file = Encode(png, *image);
+  SpyStream spy(file);
+  spy.isForGood = true;
+  Ref<AbstractImage> out;
+  auto const read = [&](Stream& stream) { return png.Read(&stream, out.Receive(), 0); };
+  auto const write = [&](SpyStream::Fault fault, unsigned quality) {
+    spy.fault = fault, spy.failed = false, spy.left = 0;
+    return jpeg.Write(&spy, image.get(), quality);
+  };
+  ExpectFailures({
+      {YK_E_BADFILE, L"damaged, cut short or of another type",
+       [&] { return read(*Memory(file.substr(0, 40))); }},
+      {YK_E_ACCESS, L"the stream could not be read", [&] { return spy.fault = SpyStream::READ, read(spy); }},
+      {YK_E_ACCESS, L"not all could be written", [&] { return write(SpyStream::WRITE, 0); }},
+      {YK_E_ACCESS, L"not all could be written", [&] { return write(SpyStream::WRITE, 50); }},
+      {E_INVALIDARG, L"the quality 101 is not one of 0 to 100", [&] { return write(SpyStream::NONE, 101); }},
+      {E_INVALIDARG, L"there is no stream", [&] { return png.Read(nullptr, out.Receive(), 0); }},
+      {YK_E_FORMAT, L"no file holds pixels of mono32",
+       [&] { return png.Write(&spy, Noise(IMG_MONO32, 2, 2).get(), 0); }},
+      {YK_E_EMPTY, L"the image has no pixels",
+       [&] { return png.Write(&spy, Own(Image2d::Create()).get(), 0); }},
+  });
 }
 
 TEST_F(Filters, WorkInTheMiddleOfAStream) {
