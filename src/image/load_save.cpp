@@ -36,6 +36,14 @@ char const* NameOf(Guid const& type) noexcept {
   return format ? format->shortName : "such";
 }
 
+/// qe_DetectFileType, which names the file; that is said by who reads it.
+HRESULT DetectType(Stream& stream, Guid& type) noexcept {
+  HRESULT const result = qe_DetectFileType(&stream, type);
+  if (result == YK_E_NOTFOUND) Fail(result, LOAD, L"not a picture of a known type");
+  if (result == YK_E_TOOSHORT) Fail(result, LOAD, L"too short to be a picture");
+  return result;
+}
+
 /// A filter of the class `id`. The created object is trusted to be one, unless the class is registered for
 /// another interface: then E_NOINTERFACE, since calling its slots as a filter's would be undefined.
 HRESULT CreateFilter(Guid const& id, char const* operation, Ref<ykFlt2d>& filter) noexcept {
@@ -108,7 +116,7 @@ HRESULT img::Load(Stream* stream, ExecutionContext* context, AbstractImage** ima
   if (!stream || !image) return Fail(E_INVALIDARG, LOAD, L"no stream, or no place for the image");
   *image = nullptr;
   Guid found;
-  HRESULT result = qe_DetectFileType(stream, found);
+  HRESULT result = DetectType(*stream, found);
   if (Failed(result)) return result;
   if (type) *type = found;
   Ref<ykFlt2d> filter;

@@ -86,17 +86,17 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
   Table<wchar_t const*, std::vector<string>> const rows = {
       {L"", {"subcommand"}},
       {L"info", {"files"}},
-      {L"info missing.png", {"missing.png", "not found"}},
-      {L"info /missing/a.png", {"cannot open /missing/a.png", "not found"}},  // a path, not an option
+      {L"info missing.png", {"missing.png", "file does not exist"}},
+      {L"info /missing/a.png", {"cannot open /missing/a.png", "folder does not exist"}},  // a path, not an option
       {L"info text.txt", {"text.txt", "known type"}},
-      {L"info cut.png", {"cut.png", "cut short"}},
+      {L"info cut.png", {"cannot read cut.png: ", "damaged"}},
       {L"convert good.png out.xyz", {"out.xyz", "png"}},
       {L"convert good.png out.png --size 10", {"--size 10"}},
       {L"convert good.png out.png --crop 0,0,6,4", {"good.png", "5 x 4"}},
       {L"convert good.png out.png --flip x", {"--flip x"}},
       {L"convert good.png out.png --format rgb", {"rgb", "bgr24"}},
       {L"convert good.png out.jpg --quality 101", {"101"}},
-      {L"convert good.png nowhere\\out.png", {"nowhere", "not found"}},
+      {L"convert good.png nowhere\\out.png", {"nowhere", "folder does not exist"}},
       {L"convert good.png good.png text.txt", {"text.txt", "folder"}},
       {L"info good.png --cache good.png", {"good.png", "not a plug-in cache"}},
       {L"plugins . --cache huge.bin", {"huge.bin", "not a plug-in cache"}},

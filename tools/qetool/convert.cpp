@@ -31,7 +31,7 @@ struct Options {
 /// One thing to do with each picture.
 struct Step {
   char const* name;
-  std::function<void(ImageRef&)> work;
+  std::function<void(ImageRef&, Watch&)> work;
 };
 
 struct Job {
@@ -58,14 +58,14 @@ Step SizeStep(std::string const& text) {
   if (!ParseNumbers(text, 'x', 0, size, 2) || (!size[0] && !size[1])) {
     throw Failure{"--size " + text + ": it must be WIDTHxHEIGHT, WIDTHx or xHEIGHT, such as 640x480"};
   }
-  return {"resize", [width = size[0], height = size[1]](ImageRef& image) {
+  return {"resize", [width = size[0], height = size[1]](ImageRef& image, Watch& watch) {
             auto const inProportion = [](int length, int mine,
                                          int other) {  // rounded, and at least one pixel
               return static_cast<int>(
                   std::clamp((2ll * length * mine + other) / (2ll * other), 1ll, 0x7FFFFFFFll));
             };
             Resize(image, width ? width : inProportion(height, image->width, image->height),
-                   height ? height : inProportion(width, image->height, image->width));
+                   height ? height : inProportion(width, image->height, image->width), watch);
           }};
 }
 
@@ -74,9 +74,8 @@ Step CropStep(std::string const& text) {
   if (!ParseNumbers(text, ',', -1, edge, 4)) {
     throw Failure{"--crop " + text + ": it must be LEFT,TOP,RIGHT,BOTTOM, such as 10,10,200,150"};
   }
-  return {"crop", [left = edge[0], top = edge[1], right = edge[2], bottom = edge[3]](ImageRef& image) {
-            Crop(image, left, top, right, bottom);
-          }};
+  return {"crop", [left = edge[0], top = edge[1], right = edge[2], bottom = edge[3]](
+                      ImageRef& image, Watch& watch) { Crop(image, left, top, right, bottom, watch); }};
 }
 
 Step FlipStep(std::string const& text) {
@@ -92,7 +91,8 @@ std::vector<Step> PlanSteps(Options const& options) {
   if (!options.flip.empty()) steps.push_back(FlipStep(options.flip));
   if (!options.format.empty()) {
     IMG_FORMAT const format = FormatByName(options.format);
-    steps.push_back({"format", [format](ImageRef& image) { ChangeFormat(image, format); }});
+    steps.push_back(
+        {"format", [format](ImageRef& image, Watch& watch) { ChangeFormat(image, format, watch); }});
   }
   return steps;
 }
@@ -135,38 +135,6 @@ std::vector<Job> PlanJobs(Options const& options) {
   return jobs;
 }
 
-/// One line on a terminal that says where we are; nothing where output goes to a file.
-class Progress {
- public:
-  explicit Progress(size_t count) : total(count) {
-    DWORD mode;
-    isShown = total > 1 && GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode);
-  }
-  ~Progress() { Clear(); }
-
-  void Show(std::string const& name) {
-    ++current;
-    if (isShown) Put(Format("[%zu/%zu] %.60s", current, total, name.c_str()));
-  }
-  void Clear() {
-    if (!shown.empty()) Put({});
-  }
-
- private:
-  // Over what stands there, in one piece: standard error has no buffer of its own.
-  void Put(std::string const& line) {
-    std::string const blank(shown.size(), ' ');
-    std::string const whole = "\r" + blank + "\r" + line;
-    fwrite(whole.data(), 1, whole.size(), stderr);
-    shown = line;
-  }
-
-  size_t const total;
-  size_t current = 0;
-  bool isShown;
-  std::string shown;
-};
-
 /// Adds the name of what was just done and its time to a text.
 class StepTimes {
  public:
@@ -183,19 +151,20 @@ class StepTimes {
 };
 
 // Returns what to tell of it.
-std::string ConvertOne(Job const& job, Guid const& filter, std::vector<Step> const& steps, unsigned quality) {
+std::string ConvertOne(Job const& job, Guid const& filter, std::vector<Step> const& steps, unsigned quality,
+                       Watch& watch) {
   StepTimes times;
-  Picture picture = LoadPicture(job.input);
+  Picture picture = LoadPicture(job.input, watch);
   times.Done("read");
   for (Step const& step : steps) {
     try {
-      step.work(picture.image);
+      step.work(picture.image, watch);
     } catch (Failure const& failure) {
       throw Failure{"cannot convert " + job.input + ": " + failure.text};
     }
     times.Done(step.name);
   }
-  SavePicture(filter, *picture.image, job.output, filter == ids::FILE_JPEG ? quality : 0);
+  SavePicture(filter, *picture.image, job.output, filter == ids::FILE_JPEG ? quality : 0, watch);
   times.Done("write");
   return Format("%s -> %s: %d x %d pixels, %s; %s", job.input.c_str(), job.output.c_str(),
                 picture.image->width, picture.image->height, img::GetFacts(picture.image->format).name,
@@ -206,21 +175,21 @@ std::string ConvertOne(Job const& job, Guid const& filter, std::vector<Step> con
 void Run(Options const& options, Host& host) {
   std::vector<Step> const steps = PlanSteps(options);
   std::vector<Job> const jobs = PlanJobs(options);
-  host.Start();
+  Watch watch;
+  host.Start(watch);
   std::vector<Guid> filters;
   filters.reserve(jobs.size());
   for (Job const& job : jobs) filters.push_back(FilterFor(host, job.output));
 
   size_t failed = 0;
-  Progress progress(jobs.size());
   for (size_t i = 0; i < jobs.size(); ++i) {
-    progress.Show(jobs[i].input);
+    watch.Next(jobs[i].input, jobs.size());
     try {
-      std::string const told = ConvertOne(jobs[i], filters[i], steps, options.quality);
-      progress.Clear();
+      std::string const told = ConvertOne(jobs[i], filters[i], steps, options.quality, watch);
+      watch.Clear();
       if (options.verbose) printf("%s\n", told.c_str());
     } catch (Failure const& failure) {
-      progress.Clear();
+      watch.Clear();
       Report(failure.text);
       ++failed;
     }

@@ -21,7 +21,7 @@ namespace {
 std::vector<unsigned char> ReadAll(std::string const& path) {
   Ref<Stream> stream;
   HRESULT result = FileStream::Create(ToWide(path), FileStream::READ, stream.Receive());
-  if (Failed(result)) throw Failure{"cannot open " + path + ": " + Reason(result)};
+  if (Failed(result)) throw Failure{"cannot open " + Reason(result)};
   std::vector<unsigned char> bytes(stream->GetSize());
   unsigned done = 0;
   result = stream->Read(bytes.data(), static_cast<unsigned>(bytes.size()), &done);

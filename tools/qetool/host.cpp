@@ -59,9 +59,10 @@ void CheckCache(std::string const& path) {
   Ref<Stream> file;
   HRESULT const result = FileStream::Create(ToWide(path), FileStream::READ, file.Receive());
   if (result == YK_E_NOTFOUND) return;
-  std::string const doing = "cannot keep the cache in " + path + ": ";
-  if (Failed(result)) throw Failure{doing + Reason(result)};
-  if (!IsEmpty(*file) && !IsCache(*file)) throw Failure{doing + "it exists and is not a plug-in cache"};
+  if (Failed(result)) throw Failure{"cannot keep the cache in " + Reason(result)};
+  if (!IsEmpty(*file) && !IsCache(*file)) {
+    throw Failure{"cannot keep the cache in " + path + ": it exists and is not a plug-in cache"};
+  }
 }
 
 std::string TextOf(Map* map, unsigned key) {
@@ -91,7 +92,7 @@ void Host::AddCacheOption(CLI::App& command) {
       ->type_name("FILE");
 }
 
-void Host::Start(std::string const& folder) {
+void Host::Start(Watch& watch, std::string const& folder) {
   system = Ref<System>::Adopt(System::Create());
   if (!system) throw Failure{"cannot start the library: no memory"};
   if (!folder.empty()) pluginFolder = folder;
@@ -100,7 +101,8 @@ void Host::Start(std::string const& folder) {
     throw Failure{"cannot look for plug-ins in " + ToUtf8(path) + ": no such folder"};
   pluginFolder = ToUtf8(path);
   if (!cacheFile.empty()) CheckCache(cacheFile);
-  system->ScanModules(path, cacheFile.empty() ? DefaultCache(path) : ToWide(cacheFile));
+  system->ScanModules(path, cacheFile.empty() ? DefaultCache(path) : ToWide(cacheFile), &watch);
+  watch.Check();
 }
 
 std::vector<FilterInfo> Host::Filters() const {

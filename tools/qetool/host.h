@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "watch.h"
+
 namespace qetool {
 
 /// One file format that a plug-in reads and writes.
@@ -26,7 +28,7 @@ class Host {
   void AddCacheOption(CLI::App& command);
 
   /// Builds the System and scans the plug-in folder; `folder` empty means --plugins, or the program's own.
-  void Start(std::string const& folder = {});
+  void Start(Watch& watch, std::string const& folder = {});
 
   std::string const& PluginFolder() const { return pluginFolder; }
 

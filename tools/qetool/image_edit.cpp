@@ -44,9 +44,10 @@ std::vector<IMG_FORMAT> FindWay(IMG_FORMAT from, IMG_FORMAT to) {
   return way;
 }
 
-ImageRef Rescaled(Image2d& image, int width, int height, IMG_FORMAT format) {
+ImageRef Rescaled(Image2d& image, int width, int height, IMG_FORMAT format, Watch& watch) {
   Image2d* scaled = nullptr;  // dead after a failure
-  HRESULT const result = image.Rescale(width, height, format, &scaled);
+  HRESULT const result = image.Rescale(width, height, format, &scaled, &watch);
+  watch.Check();
   if (Failed(result)) {
     throw Failure{Format("cannot make a picture of %d x %d pixels in %s: %s", width, height, Name(format),
                          Reason(result).c_str())};
@@ -55,8 +56,8 @@ ImageRef Rescaled(Image2d& image, int width, int height, IMG_FORMAT format) {
 }
 
 // Cropping and mirroring work on whole bytes.
-void MakeWholeBytes(ImageRef& image) {
-  if (image->bytesPerPixel == 0) ChangeFormat(image, IMG_BGR24);
+void MakeWholeBytes(ImageRef& image, Watch& watch) {
+  if (image->bytesPerPixel == 0) ChangeFormat(image, IMG_BGR24, watch);
 }
 
 bool HasAlpha(Image2d const& image) {
@@ -79,18 +80,18 @@ IMG_FORMAT FormatByName(std::string const& name) {
 
 IMG_FORMAT PlainFormat(Image2d const& image) { return HasAlpha(image) ? IMG_BGRA32 : IMG_BGR24; }
 
-void ChangeFormat(ImageRef& image, IMG_FORMAT format) {
+void ChangeFormat(ImageRef& image, IMG_FORMAT format, Watch& watch) {
   if (image->format == format) return;
   std::vector<IMG_FORMAT> const way = FindWay(image->format, format);
   if (way.empty()) {
     throw Failure{
         Format("cannot convert %s to %s: there is no such conversion", Name(image->format), Name(format))};
   }
-  for (IMG_FORMAT const step : way) image = Rescaled(*image, image->width, image->height, step);
+  for (IMG_FORMAT const step : way) image = Rescaled(*image, image->width, image->height, step, watch);
 }
 
-void Crop(ImageRef& image, int left, int top, int right, int bottom) {
-  MakeWholeBytes(image);
+void Crop(ImageRef& image, int left, int top, int right, int bottom, Watch& watch) {
+  MakeWholeBytes(image, watch);
   Image2d* cropped = nullptr;  // dead after a failure
   HRESULT const result = image->Crop(left, top, right, bottom, &cropped);
   if (Failed(result)) {
@@ -100,26 +101,26 @@ void Crop(ImageRef& image, int left, int top, int right, int bottom) {
   image = ImageRef::Adopt(cropped);
 }
 
-void Resize(ImageRef& image, int width, int height) {
+void Resize(ImageRef& image, int width, int height, Watch& watch) {
   if (image->width == width && image->height == height) return;
   img::FormatFacts const& facts = img::GetFacts(image->format);
   if (facts.kind == img::ChannelKind::FLOAT) {
-    image = Rescaled(*image, width, height, image->format);
+    image = Rescaled(*image, width, height, image->format, watch);
     return;
   }
   // What the library cannot resample, or not into its own format, becomes what comes closest.
   bool const isGrey = IsGrey(image->format);
-  if (facts.averaged == IMG_NONE) ChangeFormat(image, isGrey ? IMG_GRAY8 : IMG_BGR24);
-  image = Rescaled(*image, width, height, isGrey ? IMG_GRAY8 : PlainFormat(*image));
+  if (facts.averaged == IMG_NONE) ChangeFormat(image, isGrey ? IMG_GRAY8 : IMG_BGR24, watch);
+  image = Rescaled(*image, width, height, isGrey ? IMG_GRAY8 : PlainFormat(*image), watch);
 }
 
-void FlipHorizontally(ImageRef& image) {
-  MakeWholeBytes(image);
+void FlipHorizontally(ImageRef& image, Watch& watch) {
+  MakeWholeBytes(image, watch);
   image->FlipH();
 }
 
-void FlipVertically(ImageRef& image) {
-  MakeWholeBytes(image);
+void FlipVertically(ImageRef& image, Watch& watch) {
+  MakeWholeBytes(image, watch);
   image->FlipV();
 }
 

@@ -28,8 +28,9 @@ void PrintPalette(Image2d const& image) {
   }
 }
 
-void PrintInfo(std::string const& path, bool listPalette) {
-  Picture const picture = LoadPicture(path);
+void PrintInfo(std::string const& path, bool listPalette, Watch& watch) {
+  Picture const picture = LoadPicture(path, watch);
+  watch.Clear();
   Image2d& image = *picture.image;
   std::string line = Format("%s: %s, %d x %d pixels, %s (%u bits), ", path.c_str(), TypeName(picture.type),
                             image.width, image.height, img::GetFacts(image.format).name, image.bitsPerPixel);
@@ -42,12 +43,16 @@ void PrintInfo(std::string const& path, bool listPalette) {
 
 // One file that fails keeps no other from being told of.
 void Run(Options const& options, Host& host) {
-  host.Start();
+  Watch watch;
+  host.Start(watch);
   bool failed = false;
-  for (std::string const& path : ExpandWildcards(options.files)) {
+  std::vector<std::string> const files = ExpandWildcards(options.files);
+  for (std::string const& path : files) {
+    watch.Next(path, files.size());
     try {
-      PrintInfo(path, options.listPalette);
+      PrintInfo(path, options.listPalette, watch);
     } catch (Failure const& failure) {
+      watch.Clear();
       Report(failure.text);
       failed = true;
     }

@@ -72,6 +72,9 @@ int Run() {
     return Parse();
   } catch (Failure const& failure) {
     Report(failure.text);
+  } catch (Stopped const&) {
+    Report("stopped");
+    return EXIT_STOPPED;
   } catch (std::exception const& error) {
     fprintf(stderr, "qetool: %s\n", error.what());
   }

@@ -1,12 +1,10 @@
 #include "pictures.h"
 
-#include <qecore/core/filter.h>
+#include <qecore/image/image_file.h>
 #include <qecore/io/file_formats.h>
 #include <qecore/io/file_stream.h>
-#include <qecore/io/file_type.h>
 
 #include "image_edit.h"
-#include "output.h"
 #include "text.h"
 
 namespace qetool {
@@ -18,35 +16,20 @@ namespace {
 Ref<Stream> Open(std::string const& path) {
   Ref<Stream> stream;
   HRESULT const result = FileStream::Create(ToWide(path), FileStream::READ, stream.Receive());
-  if (Failed(result)) throw Failure{"cannot open " + path + ": " + Reason(result)};
+  if (Failed(result)) throw Failure{"cannot open " + Reason(result)};
   return stream;
 }
 
-Ref<ykFlt2d> CreateFilter(Guid const& classId, std::string const& doing) {
-  Ref<Unknown> object;
-  HRESULT const result = CreateInterface(classId, object.ReceiveVoid());
-  if (result == YK_E_NOTFOUND) throw Failure{doing + ": no plug-in knows the format " + TypeName(classId)};
-  if (Failed(result)) throw Failure{doing + ": its plug-in cannot be started, " + Reason(result)};
-  Ref<ykFlt2d> filter;
-  if (Failed(object->QueryInterface(ids::FLT_2D, filter.ReceiveVoid()))) {
-    throw Failure{doing + ": its plug-in is not for pictures"};
-  }
-  return filter;
-}
-
-// What a filter does not take as it is, it is given in the plain format.
-HRESULT Write(ykFlt2d& filter, Stream& stream, Image2d& image, unsigned options) {
-  HRESULT result = filter.Write(&stream, &image, options);
-  if (result != YK_E_FORMAT || image.format == PlainFormat(image)) return result;
+/// What a filter does not take as it is, in the plain format; null when it has that, or cannot.
+Ref<Image2d> MakePlain(Image2d& image, Watch& watch) {
   Ref<Image2d> plain = Ref<Image2d>::Share(&image);
+  if (image.format == PlainFormat(image)) return {};
   try {
-    ChangeFormat(plain, PlainFormat(image));
-  } catch (Failure const&) {  // no way there: what the filter said stands
-    return result;
+    ChangeFormat(plain, PlainFormat(image), watch);
+  } catch (Failure const&) {
+    return {};
   }
-  result = stream.Seek(0, Stream::FROM_START);
-  if (Succeeded(result)) result = stream.SetSize(0);
-  return Failed(result) ? result : filter.Write(&stream, plain.get(), options);
+  return plain;
 }
 
 }  // namespace
@@ -56,19 +39,14 @@ char const* TypeName(Guid const& type) {
   return format ? format->shortName : "of a plug-in";
 }
 
-Picture LoadPicture(std::string const& path) {
+Picture LoadPicture(std::string const& path, Watch& watch) {
   Ref<Stream> const stream = Open(path);
-  std::string const doing = "cannot read " + path;
   Picture picture = {{}, {}, stream->GetSize()};
-  HRESULT result = qe_DetectFileType(stream.get(), picture.type);
-  if (result == YK_E_NOTFOUND) throw Failure{doing + ": not a picture of a known type"};
-  if (Failed(result)) throw Failure{doing + ": " + Reason(result)};
-
-  Ref<ykFlt2d> const filter = CreateFilter(picture.type, doing);
   Ref<AbstractImage> image;
-  result = filter->Read(stream.get(), image.Receive(), 0);
-  if (Failed(result)) throw Failure{doing + ": " + Reason(result)};
-  if (!image || !image->IsTypeOf(ids::IMAGE_2D)) throw Failure{doing + ": it holds no pixels"};
+  HRESULT const result = img::Load(stream.get(), &watch, image.Receive(), &picture.type);
+  watch.Check();
+  if (Failed(result)) throw Failure{"cannot read " + path + ": " + Reason(result)};
+  if (!image->IsTypeOf(ids::IMAGE_2D)) throw Failure{"cannot read " + path + ": it holds no pixels"};
   picture.image = Ref<Image2d>::Adopt(static_cast<Image2d*>(image.Detach()));
   return picture;
 }
@@ -88,9 +66,19 @@ Guid FilterFor(Host const& host, std::string const& path) {
   throw Failure{"cannot write " + path + ": its extension must be one of " + known};
 }
 
-void SavePicture(Guid const& filterClass, Image2d& image, std::string const& path, unsigned options) {
-  Ref<ykFlt2d> const filter = CreateFilter(filterClass, "cannot write " + path);
-  WriteWhole(path, [&](Stream& stream) { return Write(*filter, stream, image, options); });
+void SavePicture(Guid const& filter, Image2d& image, std::string const& path, unsigned options,
+                 Watch& watch) {
+  String const target = ToWide(path);
+  HRESULT result = img::Save(image, target.c_str(), filter, options, &watch);
+  watch.Check();
+  std::string reason = Reason(result);
+  Ref<Image2d> const plain = result == YK_E_FORMAT ? MakePlain(image, watch) : Ref<Image2d>();
+  if (plain) {
+    result = img::Save(*plain, target.c_str(), filter, options, &watch);
+    watch.Check();
+    reason = Reason(result);
+  }
+  if (Failed(result)) throw Failure{reason.starts_with("cannot ") ? reason : "cannot write " + reason};
 }
 
 }  // namespace qetool

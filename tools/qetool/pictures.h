@@ -1,4 +1,4 @@
-// Pictures in files: opened step by step, so that a failure can say which step it was.
+// Pictures in files.
 #pragma once
 
 #include <qecore/core/ref.h>
@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host.h"
+#include "watch.h"
 
 namespace qetool {
 
@@ -16,15 +17,16 @@ struct Picture {
   unsigned fileSize;  // bytes
 };
 
-/// Reads the picture in a file. Throws Failure.
-Picture LoadPicture(std::string const& path);
+/// Reads the picture in a file. Throws Failure or Stopped.
+Picture LoadPicture(std::string const& path, Watch& watch);
 
 /// Checks that some filter writes files with this path's extension, and answers its class. Throws Failure.
 yk::Guid FilterFor(Host const& host, std::string const& path);
 
 /// Writes a file through the filter of this class, whole or not at all: what stood at `path` stays until the
-/// new file is complete. Throws Failure.
-void SavePicture(yk::Guid const& filter, yk::Image2d& image, std::string const& path, unsigned options);
+/// new file is complete. Throws Failure or Stopped.
+void SavePicture(yk::Guid const& filter, yk::Image2d& image, std::string const& path, unsigned options,
+                 Watch& watch);
 
 /// "PNG", "JPEG", ...
 char const* TypeName(yk::Guid const& type);

@@ -9,6 +9,7 @@
 
 #include "commands.h"
 #include "text.h"
+#include "watch.h"
 
 namespace qetool {
 
@@ -46,7 +47,9 @@ void PrintModule(Module const& module) {
 }
 
 void Run(std::string const& folder, Host& host) {
-  host.Start(folder);
+  Watch watch;
+  host.Start(watch, folder);
+  watch.Clear();
   unsigned count = 0;
   FileFind find(ToWide(host.PluginFolder()), L"*.qem", FileFind::FILES);
   while (find.GetNext()) {

@@ -82,22 +82,22 @@ std::array<Levels, 3> CountLevels(Image2d& image) {
 }
 
 // As large as fits a square, proportions kept, never enlarged.
-void ShrinkInto(ImageRef& image, int side) {
+void ShrinkInto(ImageRef& image, int side, Watch& watch) {
   double const scale = std::min(1.0, static_cast<double>(side) / std::max(image->width, image->height));
   auto const scaled = [=](int length) { return std::max(1, static_cast<int>(std::lround(length * scale))); };
-  Resize(image, scaled(image->width), scaled(image->height));
+  Resize(image, scaled(image->width), scaled(image->height), watch);
 }
 
-Entry MakeEntry(std::string const& path, int side) {
-  Picture const picture = LoadPicture(path);
+Entry MakeEntry(std::string const& path, int side, Watch& watch) {
+  Picture const picture = LoadPicture(path, watch);
   Entry entry = {path.substr(path.find_last_of("/\\") + 1),
                  Format("%s, %d \xC3\x97 %d, %s bytes", TypeName(picture.type), picture.image->width,
                         picture.image->height, Grouped(picture.fileSize).c_str()),
                  picture.image,
                  {}};
-  ChangeFormat(entry.thumbnail, PlainFormat(*entry.thumbnail));
+  ChangeFormat(entry.thumbnail, PlainFormat(*entry.thumbnail), watch);
   entry.histogram = CountLevels(*entry.thumbnail);
-  ShrinkInto(entry.thumbnail, side);
+  ShrinkInto(entry.thumbnail, side, watch);
   return entry;
 }
 
@@ -263,15 +263,18 @@ class Sheet {
 
 // A picture that cannot be read leaves no hole, and keeps no other from being shown.
 void Run(Options const& options, Host& host) {
-  host.Start();
+  Watch watch;
+  host.Start(watch);
   std::vector<std::string> const files = ExpandWildcards(options.files);
   Guid const filter = FilterFor(host, options.output);
   std::vector<Entry> entries;
   bool failed = false;
   for (std::string const& path : files) {
+    watch.Next(path, files.size());
     try {
-      entries.push_back(MakeEntry(path, options.cell - 2 * FRAME));
+      entries.push_back(MakeEntry(path, options.cell - 2 * FRAME, watch));
     } catch (Failure const& failure) {
+      watch.Clear();
       Report(failure.text);
       failed = true;
     }
@@ -280,7 +283,8 @@ void Run(Options const& options, Host& host) {
   Layout const layout = PlanLayout(options, entries);
   Sheet sheet(layout);
   for (size_t i = 0; i < entries.size(); ++i) sheet.Draw(entries[i], static_cast<int>(i));
-  SavePicture(filter, sheet.Image(), options.output, filter == ids::FILE_JPEG ? options.quality : 0);
+  SavePicture(filter, sheet.Image(), options.output, filter == ids::FILE_JPEG ? options.quality : 0, watch);
+  watch.Clear();
   printf("%s: %zu picture%s, %d x %d pixels\n", options.output.c_str(), entries.size(),
          entries.size() == 1 ? "" : "s", sheet.Image().width, sheet.Image().height);
   if (failed) throw CLI::RuntimeError(1);

@@ -1,34 +1,14 @@
 #include "text.h"
 
+#include <qecore/core/error.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <windows.h>
 
 #include <algorithm>
+#include <iterator>
 
 namespace qetool {
-
-namespace {
-
-struct CodeText {
-  HRESULT code;
-  char const* text;
-};
-
-constexpr CodeText CODE_TEXTS[] = {
-    {yk::YK_E_NOTFOUND, "not found"},
-    {yk::YK_E_ACCESS, "access denied or in use by another program"},
-    {yk::YK_E_BADFILE, "damaged, cut short or not what its name says"},
-    {yk::YK_E_FORMAT, "the pixel format does not suit"},
-    {yk::YK_E_TOOSHORT, "too short to tell its type"},
-    {yk::YK_E_EMPTY, "nothing in it"},
-    {E_OUTOFMEMORY, "too large for memory"},
-    {E_NOTIMPL, "not supported"},
-    {E_INVALIDARG, "invalid argument"},
-    {E_FAIL, "failed"},
-};
-
-}  // namespace
 
 std::string ToUtf8(wchar_t const* text) {
   int const size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
@@ -58,10 +38,11 @@ std::string Format(char const* format, ...) {
 }
 
 std::string Reason(HRESULT result) {
-  for (CodeText const& row : CODE_TEXTS) {
-    if (row.code == result) return row.text;
-  }
-  return Format("error 0x%08lX", static_cast<unsigned long>(result));
+  yk::Error const* const error = yk::LastError();
+  if (!error || error->code != result) return yk::ErrorText(result);
+  wchar_t message[1024];
+  yk::ErrorMessage(error, message, std::size(message));
+  return ToUtf8(message);
 }
 
 void Report(std::string const& text) {

@@ -24,7 +24,7 @@ __attribute__((format(gnu_printf, 1, 2)))
 std::string
 Format(char const* format, ...);
 
-/// "not found", "access denied or in use by another program", ...
+/// Why the library's last call failed, whose result this is: what it recorded, or what the code means.
 std::string Reason(HRESULT result);
 
 /// Prints "qetool: ..." to standard error.

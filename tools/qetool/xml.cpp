@@ -71,7 +71,7 @@ XmlDocument::XmlDocument() : helper(Ref<XmlHelper>::Adopt(XmlHelper::Create())),
 void XmlDocument::Load(std::string const& path) {
   Ref<Stream> stream;
   HRESULT const result = FileStream::Create(ToWide(path), FileStream::READ, stream.Receive());
-  if (Failed(result)) throw Failure{"cannot open " + path + ": " + Reason(result)};
+  if (Failed(result)) throw Failure{"cannot open " + Reason(result)};
   XmlNode* loaded = nullptr;
   XmlError error = {};
   if (Failed(helper->Load(stream.get(), &loaded, &error))) {

@@ -1,0 +1,76 @@
+#include "watch.h"
+
+#include <stdio.h>
+#include <windows.h>
+
+#include <atomic>
+
+#include "text.h"
+
+namespace qetool {
+
+using namespace yk;
+
+namespace {
+
+constexpr unsigned long long REDRAW_AFTER = 100;  // milliseconds
+
+std::atomic<bool> isStopped;  // set by the system's own thread
+
+BOOL WINAPI OnStop(DWORD event) {
+  if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
+  return !isStopped.exchange(true);
+}
+
+bool IsTerminal() {
+  DWORD mode;
+  return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode);
+}
+
+}  // namespace
+
+Watch::Watch() : isShown(IsTerminal()) {
+  isStopped = false;
+  SetConsoleCtrlHandler(OnStop, TRUE);
+}
+
+Watch::~Watch() {
+  Clear();
+  SetConsoleCtrlHandler(OnStop, FALSE);
+}
+
+void Watch::Next(std::string const& name, size_t count) {
+  Check();
+  ++current;
+  subject = count > 1 ? Format("[%zu/%zu] %.60s", current, count, name.c_str()) : name.substr(0, 60);
+  if (isShown && count > 1) Put(subject);
+}
+
+void Watch::Clear() {
+  if (!shown.empty()) Put({});
+}
+
+void Watch::Check() const {
+  if (isStopped) throw Stopped{};
+}
+
+// What is short is over before a line would be read.
+bool Watch::Continue(Progress const& progress) noexcept {
+  if (isShown && progress.done == 0) lastTime = GetTickCount64();
+  if (isShown && progress.total > 0 && GetTickCount64() - lastTime > REDRAW_AFTER) {
+    lastTime = GetTickCount64();
+    Put(Format("%s  %s %u %%", subject.c_str(), progress.operation,
+               static_cast<unsigned>(progress.done * 100 / progress.total)));
+  }
+  return !isStopped;
+}
+
+// Over the line that is there, in one piece: standard error has no buffer of its own.
+void Watch::Put(std::string const& line) {
+  std::string const blank(shown.size(), ' ');
+  std::string const whole = "\r" + blank + "\r" + line;
+  fwrite(whole.data(), 1, whole.size(), stderr);
+  shown = line;
+}
+
+}  // namespace qetool
