@@ -22,7 +22,7 @@ else()
               -Wundef
               -Wvla
               -Wcast-qual
-              -Wno-delete-non-virtual-dtor # the contract has no virtual destructors, on purpose
+              -Wno-delete-non-virtual-dtor # contract: no virtual destructors
               -Wno-overloaded-virtual # a class may override one of a pair of overloads
               -ffp-contract=off # a fused multiply-add rounds once instead of twice: results are part of the contract
               -fstack-protector-strong
@@ -31,12 +31,12 @@ else()
               $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond>
               $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op>)
   target_compile_definitions(qecore_flags INTERFACE $<IF:$<CONFIG:Debug>,_GLIBCXX_ASSERTIONS,_FORTIFY_SOURCE=2>)
-  # Fully static: otherwise stack protection imports a DLL of its own.
+  # Fully static: otherwise stack protection imports a DLL.
   target_link_options(qecore_flags INTERFACE -static -fstack-protector-strong)
   target_compile_options(qecore_lean INTERFACE -fno-exceptions -fno-rtti $<$<CXX_COMPILER_ID:GNU>:-Wdouble-promotion>)
 endif()
 
-# Fault finding (presets ubsan and guard): the run-time side is linked into every program and library.
+# Fault finding (presets ubsan and guard): the run-time support is linked into every program and library.
 option(QECORE_UBSAN "Report undefined behaviour by file and line, and stop" OFF)
 if(QECORE_UBSAN)
   add_library(qecore_ubsan OBJECT cmake/ubsan_handlers.cpp)
@@ -48,7 +48,7 @@ option(QECORE_GUARD_HEAP "End each heap block at a page that nobody may touch" O
 if(QECORE_GUARD_HEAP)
   add_library(qecore_guard_heap OBJECT cmake/guard_heap.cpp)
   target_compile_features(qecore_guard_heap PRIVATE cxx_std_20)
-  # --wrap sees calls, not imports: nothing of the C runtime is declared as imported.
+  # --wrap applies to calls, not imports: no function of the C runtime may be declared as imported.
   target_compile_definitions(qecore_flags INTERFACE _CRTIMP=)
   target_link_options(
     qecore_flags INTERFACE -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc,--wrap=free,--wrap=_msize)
@@ -61,9 +61,9 @@ if(QECORE_COVERAGE)
   target_link_options(qecore_lean INTERFACE --coverage)
 endif()
 
-# Single files get more by their name, so that no list has to be kept:
+# File names select additional flags, so that no list has to be maintained:
 #   *_kernels*.cpp   pixel loops: all optimisation
-#   *_avx2.cpp       may use AVX2, called only behind a check of the processor
+#   *_avx2.cpp       may use AVX2, called only after a check of the processor
 #   *_ssse3.cpp      likewise SSSE3
 include(CheckCXXCompilerFlag)
 # GCC cannot align the stack of Win64 for 256-bit vectors; the assembler turns aligned moves into unaligned ones.

@@ -1,16 +1,16 @@
-// A library that is linked with GCC's C++ run-time statically has a pool of its own for exceptions that are
-// thrown when memory is short. The run-time never frees it: 73 KB stay behind each time that such a library
-// is unloaded. This frees it, after all that the library does itself when it goes.
+// A library that is statically linked with GCC's C++ run-time has its own pool for exceptions thrown when
+// memory is short. The run-time never frees it: 73 KB are leaked each time such a library is unloaded. This
+// frees it, after the library's own destructors.
 
 namespace __gnu_cxx {  // NOLINT: the run-time's name
 
-void __freeres();  // NOLINT: made for leak checkers; frees the pool and nothing else
+void __freeres();  // NOLINT: provided for leak checkers; frees only the pool
 
 }  // namespace __gnu_cxx
 
 namespace {
 
-// Early: what is made first goes last.
+// Constructed early, so that it is destroyed last.
 struct Pool {
   ~Pool() { __gnu_cxx::__freeres(); }
 };

@@ -1,13 +1,13 @@
-// A heap that finds overruns: each block ends at a page that nobody may touch, and a freed block is gone at
-// once.
+// A heap that detects overruns: each block ends at an inaccessible page, and a freed block becomes
+// inaccessible at once.
 //
 //   | header |   unused   | the block, to the last byte | guard page |      one reservation for each block
 //
 // Linked into every program and library by -DQECORE_GUARD_HEAP=ON, with --wrap for the C functions (operator
-// new calls malloc). No state: a block made in one module may be freed in another, and a pointer from the
-// platform's own heap is told apart and handed on to it. A block's address is aligned as its size allows,
-// since its end must lie at the guard page: 12 bytes at a multiple of 4. Each block takes 64 KiB of address
-// space, so about 32,000 can live at a time.
+// new calls malloc). No state: a block allocated in one module may be freed in another, and a pointer from
+// the platform's own heap is recognised and passed on to it. A block is aligned as far as its size allows,
+// since its end must be at the guard page: 12 bytes at a multiple of 4. Each block takes 64 KiB of address
+// space, so that about 32,000 can exist at a time.
 #include <windows.h>
 
 #include <cstddef>
@@ -39,7 +39,7 @@ struct Header {
 
 std::size_t CommittedBytes(std::size_t size) { return (size + sizeof(Header) + 2 * PAGE - 1) / PAGE * PAGE; }
 
-// The header of one of our blocks; null for a pointer from another heap.
+// The header of a block of this heap; null for a pointer from another heap.
 Header* HeaderOf(void* block) {
   MEMORY_BASIC_INFORMATION info;
   if (!VirtualQuery(block, &info, sizeof info) || !(info.State & MEM_COMMIT)) return nullptr;
@@ -57,7 +57,7 @@ void* __wrap_malloc(std::size_t size) {
   std::size_t const committed = CommittedBytes(wanted);
   char* const base = static_cast<char*>(VirtualAlloc(nullptr, committed + PAGE, MEM_RESERVE, PAGE_NOACCESS));
   if (!base || !VirtualAlloc(base, committed, MEM_COMMIT, PAGE_READWRITE)) return nullptr;
-  char* const block = base + committed - wanted;  // aligned as far as the size is
+  char* const block = base + committed - wanted;  // aligned as far as the size allows
   std::memset(block, 0xCD, wanted);
   *reinterpret_cast<Header*>(base) = {MARK, size, block};
   return block;

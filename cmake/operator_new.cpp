@@ -1,6 +1,6 @@
-// GCC's run-time makes `new (std::nothrow)` out of a `new` that throws. Each refusal then takes memory for
-// the exception, and the first one on a thread ends the process when there is none at all. These go to the
-// C heap and return null.
+// GCC's run-time implements `new (std::nothrow)` through a throwing `new`. Each failure then allocates the
+// exception, and the first one on a thread ends the process if there is no memory at all. These functions use
+// the C heap directly and return null.
 #include <stdlib.h>
 
 #include <new>

@@ -1,4 +1,4 @@
-# Small functions that the folders' CMakeLists.txt share. Sources are found by folder: a new file needs no edit here.
+# Small functions shared by the folders' CMakeLists.txt. Sources are found by folder: a new file needs no edit here.
 
 # qecore_folders(<out> <folder>): the names of the folders in <folder> that hold C++ sources.
 function(qecore_folders out folder)
@@ -20,7 +20,7 @@ function(qecore_program name folder)
   target_link_libraries(${name} PRIVATE qeCore::qeCore qecore_flags)
 endfunction()
 
-# qecore_module_sources(<target> <name>...): files of this folder that a library takes in when GCC's C++ run-time is in it.
+# qecore_module_sources(<target> <name>...): files of this folder that a library includes if it is linked with GCC's C++ run-time.
 function(qecore_module_sources target)
   if(MINGW)
     list(TRANSFORM ARGN REPLACE ".+" "${PROJECT_SOURCE_DIR}/cmake/\\0.cpp" OUTPUT_VARIABLE sources)

@@ -1,7 +1,7 @@
-// What the compiler calls when it finds undefined behaviour: says what and where, and ends the process.
+// Called by compiled code on undefined behaviour: reports what and where, and ends the process.
 //
-// MinGW has no run-time library for -fsanitize=undefined. Each handler is given a block whose first member is
-// the place in the source; what follows differs from handler to handler and is not needed to find the fault.
+// MinGW has no run-time library for -fsanitize=undefined. The argument of each handler begins
+// with the location in the source; what follows differs between handlers and is not needed to find the fault.
 // Built with -DQECORE_UBSAN=ON into every program and library.
 #include <cstdint>
 #include <cstdio>
@@ -24,8 +24,7 @@ struct Place {
 
 }  // namespace
 
-// Each handler comes in two forms; with either one the process ends here. The further arguments stay in their
-// registers.
+// Each handler has two forms, both of which end the process here. Further arguments are ignored.
 #define HANDLER(name, what)                                                          \
   extern "C" void __ubsan_handle_##name(Place const* place);                         \
   extern "C" void __ubsan_handle_##name##_abort(Place const* place);                 \
@@ -49,7 +48,7 @@ HANDLER(invalid_builtin, "a builtin with an argument outside its domain")
 HANDLER(nonnull_arg, "null passed where the function wants none")
 HANDLER(float_cast_overflow, "a floating value that the integer cannot hold")
 
-// Here the place is the second argument: the first one tells where the attribute stands.
+// Here the location is the second argument; the first one is the location of the attribute.
 extern "C" void __ubsan_handle_nonnull_return_v1(void*, Place const* place);
 extern "C" void __ubsan_handle_nonnull_return_v1_abort(void*, Place const* place);
 extern "C" void __ubsan_handle_nonnull_return_v1(void*, Place const* place) {

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The library at work on photographs: qetool loads them through the plug-in qewic, crops, resamples, flips and
-# converts them, and saves them. `./run demo` builds everything and calls this.
+# Processes photographs: qetool loads them through the plug-in qewic, crops, resamples, flips and converts them, and
+# saves them. `./run demo` builds everything and calls this.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -10,7 +10,7 @@ RESULTS=${1:-$(dirname "$QECORE_BIN")/demo}
 mkdir -p "$RESULTS"
 qetool() { "$QECORE_WINE_RUN" "$QECORE_BIN/qetool.exe" "$@" | tr -d '\r'; }
 
-# show TITLE COMMAND...: says what is done, does it, and how long the whole command took.
+# show TITLE COMMAND...: prints the title, runs the command, and prints how long it took.
 show() {
   local title=$1 start end
   shift

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""coverage_holes.py COVERAGE.JSON [N]: the coverage of all, and of the N files (12) with the most that no test runs.
+"""coverage_holes.py COVERAGE.JSON [N]: overall coverage, and the N files (default 12) with the most uncovered code.
 
-Reads what `gcovr --json` writes. A branch is one way out of a condition.
+Reads the output of `gcovr --json`. A branch is one outcome of a condition.
 """
 import json
 import sys
@@ -39,7 +39,7 @@ def main():
     for name, lines, missed, branches in files[: int(sys.argv[2]) if len(sys.argv) > 2 else 12]:
         if missed + branches == 0:
             break
-        print(f"{name}: {missed} lines, {branches} branches are not run")
+        print(f"{name}: {missed} lines, {branches} branches not run")
         if missed:
             print("  lines   ", ranges(line["line_number"] for line in lines if is_missed(line)))
         half = [line["line_number"] for line in lines if not is_missed(line) and missed_branches(line)]

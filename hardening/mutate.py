@@ -2,10 +2,11 @@
 """mutate.py FOLDER [N]: do the tests notice a small fault?
 
 Plants one fault at a time at N random places of src/, in a copy of the checkout in FOLDER, builds the library there, and
-runs the test program of the fault's floor, then those of the floors above it. What fails, crashes or hangs has caught it; what none catches
-is listed. Every possible fault has a number, which holds as long as src/ stays as it is: --number plants it again.
+runs the test program of the fault's floor, then those of the floors above it. A failure, crash or hang catches the fault;
+those that nothing catches are listed. Every possible fault has a number, valid while src/ is unchanged: --number plants it
+again.
 
-`./run mutate` calls it with a Wine server and a display.
+`./run mutate` provides the Wine server and the display.
 """
 import argparse
 import hashlib
@@ -22,52 +23,52 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
-# Whose tests may notice a fault of a floor besides its own: those of the floors that use it. core and values serve all.
+# The floors whose tests may also catch a fault of a floor, since they use it. core and values are used by all.
 USERS = {"undo": [], "raster": ["image"], "draw": ["image"], "image": ["qewic", "qetool", "draw"],
          "io": ["core", "image", "qewic", "qetool"]}
 
 # A floor without a test program of its own is tested through the one above it.
 TESTED_BY = {"raster": "draw"}
 
-# The fault loops, which are no GoogleTest and serve all.
+# The fault loops, which do not use GoogleTest and cover all floors.
 LOOPS = "faults_test"
 
-HANGS_AFTER = 20  # seconds, or five times what the program takes without a fault
+HANGS_AFTER = 20  # seconds, or five times the program's duration without a fault
 
-# ---- where a fault can be planted -----------------------------------------------------------------------------------
+# ---- where faults can be planted ------------------------------------------------------------------------------------
 
-# What to look for in a line whose texts and comments are blanked, and what to make of it. clang-format puts blanks around
-# binary operators and none into template brackets, so that a blank tells them apart.
+# A pattern to find in a line whose literals and comments are blanked, and its replacement. clang-format puts blanks around
+# binary operators and none into template brackets, so that a blank distinguishes them.
 TOKENS = [
     ("comparison off by one", r" (<|>) ", lambda m: f" {m[1]}= "),
     ("comparison off by one", r" (<|>)= ", lambda m: f" {m[1]} "),
-    ("comparison turned round", r" (==|!=) ", lambda m: " != " if m[1] == "==" else " == "),
-    ("comparison turned round", r" (<=?|>=?) ", lambda m: f" {m[1].translate(str.maketrans('<>', '><'))} "),
-    ("condition joined otherwise", r" (&&|\|\|) ", lambda m: " || " if m[1] == "&&" else " && "),
-    ("condition turned round", r"\b(if|while) \((?=[\w!(])", lambda m: f"{m[0]}!!!"),  # see negate
+    ("reversed comparison", r" (==|!=) ", lambda m: " != " if m[1] == "==" else " == "),
+    ("reversed comparison", r" (<=?|>=?) ", lambda m: f" {m[1].translate(str.maketrans('<>', '><'))} "),
+    ("other logical operator", r" (&&|\|\|) ", lambda m: " || " if m[1] == "&&" else " && "),
+    ("negated condition", r"\b(if|while) \((?=[\w!(])", lambda m: f"{m[0]}!!!"),  # see negate
     ("operator", r" ([-+*/%]) (?!=)", lambda m: f" {dict(zip('+-*/%', '-+/*/'))[m[1]]} "),
     ("operator", r" (<<|>>) ", lambda m: " >> " if m[1] == "<<" else " << "),
     ("operator", r" ([&|]) ", lambda m: " | " if m[1] == "&" else " & "),
     ("operator", r" ([-+])= ", lambda m: " -= " if m[1] == "+" else " += "),
     ("wrong sign", r"(?<=[=(,?:] )-(?=[\w(])|(?<=[(\[])-(?=[\w(])|(?<=return )-(?=[\w(])", lambda m: ""),
-    ("step the wrong way", r"(\+\+|--)(?=\w)", lambda m: "--" if m[1] == "++" else "++"),
+    ("reversed step", r"(\+\+|--)(?=\w)", lambda m: "--" if m[1] == "++" else "++"),
     ("constant off by one", r"(?<![\w.'])(\d+)(?![\w.'])", lambda m: str(int(m[1]) + 1)),
     ("constant off by one", r"(?<![\w.'])([1-9]\d*)(?![\w.'])", lambda m: str(int(m[1]) - 1)),
     ("constant", r"\b(true|false)\b", lambda m: "false" if m[1] == "true" else "true"),
     ("result", r"\breturn ((?:YK_)?E_[A-Z]+);", lambda m: "return S_OK;"),
     ("result", r"\breturn S_OK;", lambda m: "return E_FAIL;"),
-    ("least for most", r"\bstd::(min|max)\b", lambda m: "std::max" if m[1] == "min" else "std::min"),
+    ("min for max", r"\bstd::(min|max)\b", lambda m: "std::max" if m[1] == "min" else "std::min"),
     ("swapped operands", r"\((\w+), (\w+)\)", lambda m: f"({m[2]}, {m[1]})" if m[1] != m[2] else None),
     ("swapped operands", r"\b(\w+) - (\w+)\b", lambda m: f"{m[2]} - {m[1]}"),
 ]
 
-# Whole lines that can go: a statement that is no declaration, a check with its early return.
+# Lines that can be deleted: a statement other than a declaration, a check with its early return.
 STATEMENT = re.compile(
     r"^\s+(?!return|delete\s|using|case|goto|else|throw)"
     r"((\+\+|--|\*)?[\w:.>\[\]()-]+( [-+*/|&^]?(<<|>>)?= .*|\(.*\)|\+\+|--)?|delete (\[\] )?\w+|break|continue);$")
 CHECK = re.compile(r"^\s+if \(.*\) (return|continue|break)\b.*;$")
 
-# Lines that say nothing while the library runs.
+# Lines without effect at run time.
 SILENT = re.compile(r"^\s*(#|using |namespace |template|static_assert|friend |extern )|static_assert|offsetof|alignas|va_end")
 
 
@@ -86,13 +87,13 @@ class Fault:
 
 
 def blanked(text):
-    """The text with comments and literals filled by blanks, line by line as long as before."""
+    """The text with comments and literals blanked, every line keeping its length."""
     pattern = r'//[^\n]*|/\*.*?\*/|u8?"(?:\\.|[^"\\])*"|"(?:\\.|[^"\\])*"|' + r"(?<!\w)L?'(?:\\.|[^'\\])+'"
     return re.sub(pattern, lambda m: re.sub(r"[^\n]", " ", m[0]), text, flags=re.S)
 
 
 def negate(line, at):
-    """Turns the condition round whose bracket opens before `at`; None when it does not close in this line."""
+    """Negates the condition whose bracket opens before `at`; None when it does not close in this line."""
     depth = 1
     for end in range(at, len(line)):
         depth += {"(": 1, ")": -1}.get(line[end], 0)
@@ -102,12 +103,12 @@ def negate(line, at):
 
 
 def faults_of_line(line, bare):
-    """(kind, new line) for each fault that fits."""
+    """(kind, new line) for each applicable fault."""
     if not bare.strip() or SILENT.search(bare):
         return
     for kind, pattern, change in TOKENS:
         for match in re.finditer(pattern, bare):
-            if kind == "condition turned round":
+            if kind == "negated condition":
                 new = negate(line, match.end())
             else:
                 text = change(match)
@@ -136,7 +137,7 @@ def find_faults():
 
 
 def draw(faults, seed):
-    """All faults in a random order, each line once before any line comes twice."""
+    """All faults in random order, each line once before any line twice."""
     chance = random.Random(seed)
     lines = {}
     for fault in faults:
@@ -153,7 +154,7 @@ def draw(faults, seed):
         places = [place for place in places if len(lines[place]) > round]
 
 
-# ---- a copy to plant them in ----------------------------------------------------------------------------------------
+# ---- the copy to plant them in --------------------------------------------------------------------------------------
 
 
 class Copy:
@@ -169,7 +170,7 @@ class Copy:
             sys.exit("mutate: the library does not build without a fault")
 
     def update(self):
-        """Makes the copy equal, and touches only what differs, so that little is built again."""
+        """Updates the copy, touching only files that differ, so that little is rebuilt."""
         listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, capture_output=True, text=True)
         names = {name for name in listed.stdout.split("\n") if name and (ROOT / name).is_file()}
         for name in names:
@@ -200,7 +201,7 @@ class Copy:
         path.write_text("\n".join(lines))
 
     def test(self, program, limit):
-        """What has caught the fault: None for nothing."""
+        """The name of the test that caught the fault, or None."""
         options = [] if program == LOOPS else ["--gtest_fail_fast"]
         command = [str(self.tree / "cmake" / "wine-run"), f"bin/{program}.exe", *options]
         process = subprocess.Popen(command, cwd=self.build, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
@@ -225,7 +226,7 @@ def digest(path):
 
 
 class Trial:
-    """Plants faults in copies, side by side, until the wanted number has been tried."""
+    """Plants faults in parallel copies until the requested number has been tried."""
 
     def __init__(self, folder, faults, wanted, jobs):
         self.faults, self.wanted, self.jobs = faults, wanted, jobs
@@ -235,12 +236,12 @@ class Trial:
         self.caught, self.survivors, self.begun = 0, [], 0
 
     def measure(self):
-        """The tests without a fault: they must hold, and their times say when one hangs."""
+        """Runs the tests without a fault: they must pass, and their durations determine when one hangs."""
         programs = sorted(path.stem for path in (self.copies[0].build / "bin").glob("*_test.exe"))
         for program in programs:
             start = time.time()
             if failure := self.copies[0].test(program, 600):
-                sys.exit(f"mutate: without a fault fails {failure}")
+                sys.exit(f"mutate: fails without a fault: {failure}")
             self.times[program] = time.time() - start
         print("the tests take " + ", ".join(f"{name} {took:.0f} s" for name, took in self.times.items()), flush=True)
 
@@ -276,7 +277,7 @@ class Trial:
             print(f"{'caught  ' if by else 'SURVIVES'} {fault}  [{by or 'by none'}, {time.time() - start:.0f} s]", flush=True)
 
     def replace(self):
-        """What does not compile is no fault: another one takes its turn."""
+        """A fault that does not compile does not count; another one is tried instead."""
         with self.lock:
             self.begun -= 1
 
@@ -302,11 +303,11 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("folder", type=pathlib.Path)
     parser.add_argument("n", type=int, nargs="?", default=60)
-    parser.add_argument("--seed", type=int, default=None, help="the same places again; otherwise others each time")
-    parser.add_argument("--only", default="", help="only in files, of kinds or lines that match")
-    parser.add_argument("--number", type=int, action="append", help="this fault; may be given several times")
+    parser.add_argument("--seed", type=int, default=None, help="repeat the same places; otherwise they differ each time")
+    parser.add_argument("--only", default="", help="only files, kinds or lines that match")
+    parser.add_argument("--number", type=int, action="append", help="this fault; may be repeated")
     parser.add_argument("--list", action="store_true", help="print the faults and plant none")
-    parser.add_argument("--jobs", type=int, default=1, help="copies that work side by side")
+    parser.add_argument("--jobs", type=int, default=1, help="number of parallel copies")
     options = parser.parse_args()
 
     faults = find_faults()

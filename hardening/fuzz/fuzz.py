@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
-"""Guided fuzzing: runs the fuzz program's targets, counts what they ran, and says what they found.
+"""Guided fuzzing: runs the fuzz program's targets, counts executions and reports findings.
 
     fuzz.py                              all regressions, then each target for 3 seconds
-    fuzz.py TARGET [SECONDS]             one target, a minute unless it is said
-    fuzz.py --campaign SECONDS TARGET... each of them for so long; goes on after a find
-    fuzz.py --counts                     what has been run so far
-    fuzz.py --jobs N ...                 N targets at a time
+    fuzz.py TARGET [SECONDS]             one target, a minute by default
+    fuzz.py --campaign SECONDS TARGET... each of them for this time; continues after a finding
+    fuzz.py --counts                     the executions so far
+    fuzz.py --jobs N ...                 N targets in parallel
 
-Inputs that once crashed stay in regressions/TARGET/ for ever and run first. The corpus lies in build/native/corpus/TARGET, a find
-in build/native/found/TARGET-..., the output in build/native/fuzz-log/; minimise.py makes a find small. Needs a running Wine
-server: `./run fuzz` brings it.
+Inputs that once crashed stay in regressions/TARGET/ permanently and run first. The corpus is in build/native/corpus/TARGET,
+findings in build/native/found/TARGET-..., the output in build/native/fuzz-log/; minimise.py reduces a finding. Needs a running
+Wine server, which `./run fuzz` provides.
 """
 import json
 import os
@@ -29,16 +29,16 @@ COUNTS = BUILD / "fuzz-counts.json"
 PROGRAM = [ROOT / "hardening/native/wine-run-native", "fuzz"]
 QUICK_SECONDS = 3
 ONE_TARGET_SECONDS = 60
-PATIENCE = 120  # seconds for the start, and for a machine that does other things as well
+PATIENCE = 120  # seconds for starting, and for a busy machine
 
-# What a find says of itself, in the order in which it is looked for.
+# The description of a finding in the output.
 REASONS = re.compile(r"^.*?((?:fuzz|harness): .*|ERROR: .*|runtime error: .*|SUMMARY: .*)$", re.MULTILINE)
 
 counts_lock = threading.Lock()
 
 
 def run_program(target, *arguments, seconds=0):
-    """(exit code, output) of the fuzz program, which is ended when it takes far longer than `seconds`."""
+    """(exit code, output) of the fuzz program, which is killed when it takes far longer than `seconds`."""
     command = ["env", f"QECORE_FUZZ_TARGET={target}", *map(str, PROGRAM), *map(str, arguments)]
     with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, cwd=ROOT, start_new_session=True) as program:
         try:
@@ -51,7 +51,7 @@ def run_program(target, *arguments, seconds=0):
 
 
 def list_targets():
-    """{name: longest input}"""
+    """{name: maximum input size}"""
     done = subprocess.run([*PROGRAM, "--list"], stdout=subprocess.PIPE, text=True, check=False)
     if done.returncode:
         sys.exit(f"fuzz: the program does not run ({done.returncode})")
@@ -88,7 +88,7 @@ class Result:
 def run_regressions(result):
     files = sorted((HERE / "regressions" / result.target).glob("*"))
     remaining = files
-    while remaining:  # the program ends at the first that still crashes: the others get a program of their own
+    while remaining:  # the program ends at the first input that still crashes: run it again for the others
         code, output = run_program(result.target, f"-artifact_prefix={BUILD}/found/again-", "-rss_limit_mb=0", *remaining)
         ran = len(re.findall(r"^Running: ", output, re.MULTILINE))
         if code == 0:
@@ -142,7 +142,7 @@ def run_targets(names, seconds, jobs):
     targets = list_targets()
     unknown = [name for name in names if name not in targets]
     if unknown:
-        sys.exit(f"fuzz: there is no target {' '.join(unknown)}; there are: {' '.join(targets)}")
+        sys.exit(f"fuzz: no such target: {' '.join(unknown)}; targets: {' '.join(targets)}")
     (BUILD / "found").mkdir(parents=True, exist_ok=True)
     print(f"{'target':12} {'regressions':>11} {'executions':>12} {'speed':>11}  found", flush=True)
     with ThreadPoolExecutor(jobs) as pool:

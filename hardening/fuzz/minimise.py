@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""minimise.py TARGET FILE [TEXT]: makes FILE as small as it can be while the fuzz program still fails on it, and prints TEXT if
-that is given. The result is FILE.small. Runs the program some hundred times. (libFuzzer's own minimiser cannot start a program
-of Wine's.) `./run fuzz --minimise TARGET FILE [TEXT]` brings the Wine server that it needs.
+"""minimise.py TARGET FILE [TEXT]: reduces FILE as far as the fuzz program still fails on it, and prints TEXT if that is
+given. The result is FILE.small. Runs the program some hundred times. (libFuzzer's own minimiser cannot start a Wine program.)
+`./run fuzz --minimise TARGET FILE [TEXT]` provides the Wine server that it needs.
 """
 import sys
 import tempfile
@@ -26,7 +26,7 @@ class Finder:
 
 
 def without_parts(finder, data):
-    """Drops pieces, half of the input first and single bytes last."""
+    """Removes pieces, from half of the input down to single bytes."""
     size = max(1, len(data) // 2)
     while size:
         at = 0
@@ -55,7 +55,7 @@ def main():
     finder = Finder(sys.argv[1], sys.argv[3] if len(sys.argv) > 3 else "")
     data = path.read_bytes()
     if not finder.fails(data):
-        sys.exit("minimise: it does not fail on this")
+        sys.exit("minimise: the program does not fail on this input")
     print(f"minimise: {finder.said}")
     data = with_zeros(finder, without_parts(finder, data))
     small = path.with_name(path.name + ".small")

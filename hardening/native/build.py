@@ -1,17 +1,17 @@
 #!/usr/bin/env python3
 """The native build: the library under Clang's sanitizers, as Linux programs, into build/native.
 
-    build.py PROGRAM...     builds programs: those of PROGRAMS below
-    build.py --list         names them
+    build.py PROGRAM...     builds programs from PROGRAMS below
+    build.py --list         lists them
 
-Two kinds of programs. A *Wine* program is a Winelib one: the library's sources are compiled against Wine's headers and run on
-Wine's libraries, but as Linux code, which the address sanitizer knows. A *plain* program runs without Wine, on stand-ins for
-the few system calls it needs, so that the thread sanitizer sees every lock. objcopy leads what the library calls of the C
-runtime and the system to the harness (redirect.txt): each block, file and message box is the harness's own.
+There are two kinds of programs. A *Wine* program is a Winelib one: the library's sources are compiled against Wine's headers and
+run on Wine's libraries, but as Linux code, which the address sanitizer supports. A *plain* program runs without Wine, with
+replacements for the few system calls it needs, so that the thread sanitizer sees every lock. objcopy redirects the library's calls
+to the C runtime and the system to the harness (redirect.txt), which provides every block, file and message box.
 
-Wine's headers take `long` for Linux's 64 bits, while the sources mean Windows' 32: the sources are compiled from a copy in
-which it says `int`. Lines stay lines, and reports name the real files. Files in `instead` take the place of those that only a
-Windows library can have, such as a helper that patches its import table.
+With Wine's headers `long` has Linux's 64 bits, while the sources mean Windows' 32: the sources are compiled from a copy with `int`
+instead. Line numbers are preserved, and reports name the real files. Files in `instead` replace those that only work in a Windows
+library, such as a helper that patches its import table.
 """
 import os
 import re
@@ -31,15 +31,15 @@ FLOORS = ("values", "undo", "io", "core", "image", "draw")
 
 # ---- what is built ----------------------------------------------------------------------------------------------------
 
-# Sanitizers of a variant. vptr needs type information; function does not know Windows' calling convention.
+# Sanitizers of a variant. vptr needs type information; function does not support Windows' calling convention.
 UNDEFINED = "-fsanitize=undefined -fno-sanitize=vptr,function -fno-sanitize-recover=undefined"
 VARIANTS = {
     "asan": f"-fsanitize=address {UNDEFINED}",
     "fuzz": f"-fsanitize=address,fuzzer-no-link {UNDEFINED}",
     "tsan": "-fsanitize=thread",
 }
-# The groups of redirect.txt that the library's objects get: on real files and screens (the project's own tests), on files in
-# memory, and without Wine. Bitmaps of the screen stay real where files do.
+# The groups of redirect.txt applied to the library's objects: with real files and screens (the project's own tests), with files
+# in memory, and without Wine. Where files are real, bitmaps are, too.
 LIBRARY_ON = {
     "system": "wide heap global boxes",
     "memory": "wide heap global boxes debugger bitmaps files",
@@ -63,7 +63,7 @@ ON_LINUX = [str(HERE / f"{name}.cpp") for name in ("wide", "plan", "boxes", "loc
 
 
 class Program:
-    """Sources with the variant of the library they are linked with, and what that library stands on."""
+    """Sources, the variant of the library they are linked with, and that library's environment."""
 
     def __init__(self, variant, on, sources, runtime=(), plugin=False, gtest=False):
         self.variant, self.on, self.sources, self.plugin, self.gtest = variant, on, list(sources), plugin, gtest
@@ -75,7 +75,7 @@ def found(pattern):
 
 
 def left_out():
-    """The sources of tests that left_out.txt names."""
+    """The sources of tests listed in left_out.txt."""
     lines = (ROOT / HERE / "left_out.txt").read_text(encoding="utf-8").splitlines()
     pairs = [line.split()[:2] for line in lines if line and not line.startswith("#")]
     return {f"tests/{folder}/{name}" for folder, name in pairs if name.endswith(".cpp")}
@@ -89,7 +89,7 @@ def floor_tests(floor):
 PROGRAMS = {f"{floor}_test": floor_tests(floor) for floor in FLOORS}
 PROGRAMS["threads"] = Program("tsan", "linux", [str(HERE / "threads.cpp")], ON_LINUX, gtest=True)
 
-# The plug-in's calls for an Imaging Component lead to the fuzzer's, which passes on what it does not answer.
+# The plug-in's requests for an Imaging Component go to the fuzzer's, which passes on those that it does not handle.
 TOOL_PARTS = ["tools/qetool/chunk_tree.cpp", "tools/qetool/text.cpp"]
 PROGRAMS["fuzz"] = Program("fuzz", "memory", found("hardening/fuzz/*.cpp") + TOOL_PARTS, RUNTIME + FILES, plugin=True)
 PROGRAMS["faults"] = Program("asan", "memory", found("hardening/faults/*.cpp") + ["hardening/fuzz/imaging.cpp"], RUNTIME + FILES,
@@ -99,7 +99,7 @@ PROGRAMS["faults"] = Program("asan", "memory", found("hardening/faults/*.cpp") +
 
 DEFINED = ["QECORE_BUILD", "WIN32_LEAN_AND_MEAN", "NOMINMAX", "_WIN32_WINNT=0x0601"]
 
-# Templates of wide strings must be compiled here: those of libstdc++.so have characters of 32 bits.
+# Templates of wide strings must be instantiated here: those in libstdc++.so have characters of 32 bits.
 COMMON = f"""-std=c++20 -fshort-wchar -fPIC -O1 -gline-tables-only -fno-omit-frame-pointer -fno-builtin -ffp-contract=off
  -D_GLIBCXX_EXTERN_TEMPLATE=0 -ffile-prefix-map={COPY}=."""
 TEST_FLAGS = f"-isystem {GOOGLETEST}/googletest/include -D_GLIBCXX_ASSERTIONS"
@@ -118,7 +118,7 @@ LONG = re.compile(r"\b(?:LONG_(MAX|MIN)|(?<!long )long(?! long| double))\b")
 
 
 def without_long(text):
-    """The text with Windows' 32-bit `long` as `int`; a line that is a comment stays."""
+    """The text with Windows' 32-bit `long` as `int`; comment lines are unchanged."""
     lines = text.split("\n")
     return "\n".join(line if line.lstrip().startswith("//") else LONG.sub(narrow, line) for line in lines)
 
@@ -128,15 +128,15 @@ def narrow(match):
 
 
 def copied_text(path):
-    """What stands in the copy for a file: the one that is to stand there instead, or its text with a narrow `long`."""
+    """The copy's content for a file: that of its replacement, or its own with a narrow `long`."""
     instead = ROOT / HERE / "instead" / path.relative_to(ROOT)
     text = (instead if instead.exists() else path).read_text(encoding="utf-8")
-    # The harness is written for this build: its `long` is meant.
+    # The harness is written for this build, so its `long` is correct.
     return text if "hardening" in path.relative_to(ROOT).parts else without_long(text)
 
 
 def copy_sources():
-    """Brings the copy up to date; a file that is as it was keeps its time."""
+    """Updates the copy; an unchanged file keeps its time."""
     wanted = {path for top in COPIED for path in (ROOT / top).rglob("*") if path.suffix in (".h", ".cpp")}
     for path in sorted(wanted):
         write_if_changed(COPY / path.relative_to(ROOT), copied_text(path))
@@ -170,7 +170,7 @@ def read_groups():
 
 
 def redirections(groups):
-    """The file for objcopy that holds these groups."""
+    """The file for objcopy with these groups."""
     path = BUILD / "redirect" / (groups.replace(" ", "-") + ".txt")
     known = read_groups()
     write_if_changed(path, "".join(line for group in groups.split() for line in known[group]))
@@ -179,7 +179,7 @@ def redirections(groups):
 
 # ---- the ninja file ---------------------------------------------------------------------------------------------------
 
-# A precompiled header names its sources by whole paths: one from the cache may be another checkout's.
+# A precompiled header contains absolute paths: one from the cache may belong to another checkout.
 RULES = """
 rule compile
   command = $launcher {clang} $flags -MMD -MF $out.d -c $source -o $out && objcopy $redirect $out
@@ -201,7 +201,7 @@ rule link-plain
 
 
 class Ninja:
-    """Collects the edges; an object that several programs need is written once."""
+    """Collects the edges; an object shared by several programs is written once."""
 
     def __init__(self):
         self.text, self.seen = [], set()
@@ -237,7 +237,7 @@ def library_objects(ninja, program):
 
 
 def own_objects(ninja, program):
-    """The program's own sources: like a host, they call the real heap, but see the library's global memory."""
+    """The program's own sources: like a host, they use the real heap, but the library's global memory."""
     groups = {"system": "wide global", "memory": "wide global files", "linux": "wide"}[program.on]
     for source in program.sources:
         flags = f"{winelib_flags()} {VARIANTS[program.variant]} {extra_flags(source)} -w"
@@ -249,7 +249,7 @@ def own_objects(ninja, program):
 
 
 def runtime_objects(ninja, program):
-    """The harness itself calls the real system. It is not checked for undefined behaviour, only for what it touches."""
+    """The harness itself calls the real system. It is checked for memory accesses but not for undefined behaviour."""
     sanitizer = "-fsanitize=thread" if program.on == "linux" else "-fsanitize=address"
     for source in program.runtime:
         flags = f"{winelib_flags()} {sanitizer} -Wall -Wextra -Wno-ignored-attributes -Wno-cast-function-type-mismatch"
@@ -257,7 +257,7 @@ def runtime_objects(ninja, program):
 
 
 def gtest_headers(ninja, variant):
-    """GoogleTest's headers, precompiled: they cost more than what a test says itself."""
+    """GoogleTest's headers, precompiled: they take longer to compile than a test itself."""
     source = f"{HERE}/googletest.h"
     flags = f"{winelib_flags()} {VARIANTS[variant]} {TEST_FLAGS} -Xclang -fno-pch-timestamp -w"
     return ninja.build(f"{BUILD}/{variant}-headers/googletest.pch", "precompile", [COPY / source], source=source, variant=variant,
@@ -282,7 +282,7 @@ def program_edge(ninja, name, program):
     objects = [*own_objects(ninja, program), *([gtest_object(ninja)] if program.gtest else []), *runtime_objects(ninja, program),
                *library_objects(ninja, program)]
     if program.on == "linux":
-        # What of Windows has no stand-in stays unresolved: it may not be called, and the loader names it when it is.
+        # Windows functions without a replacement stay unresolved: they must not be called; if one is, the loader reports it.
         libraries = "-fuse-ld=lld -pthread -Wl,--unresolved-symbols=ignore-all -Wl,-z,lazy"
         return ninja.build(f"{BUILD}/bin/{name}", "link-plain", objects, program=name, flags=VARIANTS[program.variant],
                            libraries=libraries)
@@ -309,12 +309,12 @@ def main():
         return 0
     unknown = [name for name in sys.argv[1:] if name not in PROGRAMS]
     if unknown or len(sys.argv) < 2:
-        sys.exit(f"build.py: there is no program {' '.join(unknown)}" if unknown else __doc__)
+        sys.exit(f"build.py: no such program: {' '.join(unknown)}" if unknown else __doc__)
     (BUILD / "bin").mkdir(parents=True, exist_ok=True)
     copy_sources()
     write_ninja()
-    # Ninja runs where the sources are, so that their names in messages and depfiles are the repository's. Without these settings
-    # ccache compiles anew whatever a precompiled header serves.
+    # Ninja runs in the source folder, so that messages and depfiles use the repository's names. Without these settings ccache
+    # recompiles everything that uses a precompiled header.
     environment = {"CCACHE_SLOPPINESS": "pch_defines,time_macros", "CCACHE_BASEDIR": str(ROOT), **os.environ}
     return subprocess.run(["ninja", "-C", COPY, "-f", BUILD / "build.ninja", *sys.argv[1:]], env=environment, check=False).returncode
 

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 """The binary contract under both C++ ABIs, from the headers that users compile against.
 
-slots.txt says which function stands in which slot of each class's virtual table, layouts.txt where the fields of each
-record lie. Clang prints what it really makes of the headers, once for the GNU and once for the Microsoft C++ ABI. Any
-difference is a fault: of the headers, or of a table that was changed without thought.
+slots.txt lists the functions in the slots of each class's virtual table, layouts.txt the offsets of each record's fields.
+Clang prints the actual layout of the headers, once for the GNU and once for the Microsoft C++ ABI. Any difference is a fault
+in the headers or in a list.
 
-    abi_check.py            compares; prints each difference; 1 if there is one
-    abi_check.py --print    prints what Clang says, in the form of the two files
+    abi_check.py            compares and prints each difference; exit code 1 if there is one
+    abi_check.py --print    prints Clang's layout in the format of the two files
 """
 import re
 import subprocess
@@ -23,7 +23,7 @@ TARGETS = {"GNU": "x86_64-w64-mingw32", "Microsoft": "x86_64-pc-windows-msvc"}
 
 
 def read_table(name):
-    """{class: (words behind the class name, [(number, text), ...])} of slots.txt or layouts.txt."""
+    """{class: (words after the class name, [(number, text), ...])} of slots.txt or layouts.txt."""
     table, entries = {}, None
     for number, line in enumerate((HERE / name).read_text(encoding="utf-8").splitlines(), 1):
         line = line.split("#")[0].strip()
@@ -52,17 +52,17 @@ def expected_slots(table, name):
     return slots
 
 
-# ---- what Clang says ---------------------------------------------------------------------------------------------------
+# ---- Clang's layout ----------------------------------------------------------------------------------------------------
 
 
 def driver(slot_table):
-    """A source that takes the address of virtual functions of each class, so that its table is laid out."""
+    """A source that takes the address of virtual functions of each class, so that Clang lays out its table."""
     lines = [f'#include <{h.relative_to(ROOT / "include").as_posix()}>' for h in sorted((ROOT / "include").rglob("*.h"))]
     lines.append("template <class Pointer> void Take(Pointer);")
     for index, (name, (_, own)) in enumerate(slot_table.items()):
         lines.append(f"template <class C> void Use{index}() {{")
         for method in {re.sub(r"\(.*", "", text).split()[-1].lstrip("*&") for _, text in own}:
-            # An overloaded name has no address of its own; each class has one that is not.
+            # The address of an overloaded name is ambiguous; each class has a function that is not overloaded.
             lines.append(f"  if constexpr (requires {{ Take(&C::{method}); }}) Take(&C::{method});")
         lines.append(f"}}\ntemplate void Use{index}<{name}>();")
     return "\n".join(lines) + "\n"
@@ -82,7 +82,7 @@ def plain(signature):
     signature = re.sub(r"\s\[.*", "", signature.strip())
     head, _, parameters = signature.partition("(")
     depth, start = 0, 0
-    for i, char in enumerate(head):  # the name starts behind the last blank, * or & that is outside of <>
+    for i, char in enumerate(head):  # the name starts after the last blank, * or & outside of <>
         depth += (char == "<") - (char == ">")
         if depth == 0 and char in " *&":
             start = i + 1

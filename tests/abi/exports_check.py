@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""The names that the library exports: those that exports.txt promises, and none from outside of yk and qe.
+"""The library must export the names in exports.txt, and none from outside of yk and qe.
 
-    exports_check.py DLL            1 if a promised name is missing or a foreign one leaks out
-    exports_check.py DLL --print    prints all names, to choose the promised ones from
+    exports_check.py DLL            exit code 1 if a listed name is missing or a foreign one is exported
+    exports_check.py DLL --print    prints all names, as candidates for the list
 
-A name that goes breaks programs that exist. Private members of exported classes are exported, too, and not promised.
+Removing a name breaks existing programs. Private members of exported classes are exported, too, but not guaranteed.
 """
 import re
 import subprocess

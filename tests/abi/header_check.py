@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Every public header compiles alone, in whatever company and with every compiler that users may bring.
+"""Every public header compiles alone, in any order and with every supported compiler.
 
 Each header is compiled by itself, after <windows.h> and before it, with and without run-time type information, by GCC and
-by Clang for both C++ ABIs, all warnings being errors. No public header may bring <windows.h> along. The programs in README.md
+by Clang for both C++ ABIs, with warnings as errors. No public header may include <windows.h>. The programs in README.md
 compile as well, also after the whole of <windows.h>.
 """
 import itertools
@@ -19,7 +19,7 @@ COMMON = ["-std=c++20", "-fsyntax-only", "-Wall", "-Wextra", "-Werror", f"-I{ROO
 COMPILERS = {
     "gcc": ["x86_64-w64-mingw32-g++-posix"],
     "clang, GNU ABI": ["clang++-19", "--target=x86_64-w64-mingw32"],
-    # MinGW's platform headers stand in for Microsoft's; they are not written for _MSC_VER, so their windows.h stays out.
+    # MinGW's platform headers replace Microsoft's; since they do not support _MSC_VER, windows.h is left out.
     "clang, Microsoft ABI": ["clang++-19", "--target=x86_64-pc-windows-msvc", "-isystem",
                              "/usr/share/mingw-w64/include", "-Wno-ignored-attributes"],
 }
@@ -46,7 +46,7 @@ def jobs():
     yield from header_jobs()
     programs = re.findall(r"^```cpp\n(.*?)^```", (ROOT / "README.md").read_text(encoding="utf-8"), re.M | re.S)
     for number, compiler, company in itertools.product(range(len(programs)), COMPILERS, ("alone", "after windows.h")):
-        if compiler != "clang, Microsoft ABI":  # it would need the C++ library's headers, too
+        if compiler != "clang, Microsoft ABI":  # would need the C++ library's headers, too
             yield f"README.md, program {number + 1}", programs[number], compiler, company, "-frtti"
 
 

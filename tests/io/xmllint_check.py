@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Holds the library's XML against xmllint.
+"""Compares the library's XML with xmllint.
 
-What qetool writes, in both encodings, compact and laid out, must be accepted by xmllint and mean the same to it as the
-source; what is laid out must come back to that. What xmllint refuses, qetool must refuse.
+xmllint must accept qetool's output, in both encodings, compact and indented, and find it equivalent to the source; indented
+output must be stable. What xmllint rejects, qetool must reject.
 
     xmllint_check.py RUNNER QETOOL      RUNNER starts a Windows program
 """
@@ -14,7 +14,7 @@ from pathlib import Path
 
 ESCAPES = "&#x9;&#xA;&#xD; &quot;&amp;&apos;&lt;&gt;"
 
-# Compact documents without mixed content, which qetool gives back as they are.
+# Compact documents without mixed content, which qetool returns unchanged.
 GOOD = {
     "escapes": f'<a v="{ESCAPES}">{ESCAPES}</a>',
     "characters": '<é.a é="中">z é 中 \ufffd</é.a>',
@@ -47,7 +47,7 @@ class Check:
         expected = canonical("source.xml")
         for encoding in ((), ("--utf16",)):
             if not encoding and any(c > "\uffff" for c in text):
-                continue  # a pair of surrogates in UTF-8 is the library's own form
+                continue  # surrogate pairs in UTF-8 are the library's own form
             for layout in ((), ("--layout",)):
                 how = " ".join((name, *encoding, *layout))
                 if not self.rewrite("source.xml", "written.xml", *encoding, *layout):
@@ -66,7 +66,7 @@ class Check:
 
 
 def canonical(path):
-    """The canonical form of a document, whatever its encoding; None when xmllint refuses it."""
+    """The canonical form of a document, whatever its encoding; None when xmllint rejects it."""
     run = subprocess.run(["xmllint", "--nonet", "--huge", "--c14n", path], capture_output=True)
     return run.stdout if run.returncode == 0 and not run.stderr else None
 
