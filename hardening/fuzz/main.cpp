@@ -1,8 +1,8 @@
 // The fuzz program: libFuzzer around one of the targets.
 //
 //   QECORE_FUZZ_TARGET=xml fuzz.exe CORPUS -max_total_time=60      libFuzzer's own arguments
-//   fuzz.exe --list                                                the targets and the maximum input size of
-//   each QECORE_FUZZ_TARGET=xml fuzz.exe --seeds FOLDER                 writes the target's initial inputs
+//   fuzz.exe --list                                                the targets and their maximum input sizes
+//   QECORE_FUZZ_TARGET=xml fuzz.exe --seeds FOLDER                 writes the target's initial inputs
 //
 // The first two bytes of every input determine which call fails while it runs, if any. Afterwards nothing may
 // be leaked.

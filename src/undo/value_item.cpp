@@ -25,9 +25,9 @@ bool HasMemory() noexcept {
 
 /// A map returns S_OK and an empty value both for an empty text and for a text that it had no memory to copy.
 /// A second attempt distinguishes the two.
-HRESULT ReadEmpty(Unknown& object, unsigned key, Variant& lent) noexcept {
-  HRESULT const result = object.GetValue(key, lent);
-  if (Failed(result) || lent.type != Variant::EMPTY) return result;
+HRESULT ReadEmpty(Unknown& object, unsigned key, Variant& borrowed) noexcept {
+  HRESULT const result = object.GetValue(key, borrowed);
+  if (Failed(result) || borrowed.type != Variant::EMPTY) return result;
   return HasMemory() ? S_OK : E_OUTOFMEMORY;
 }
 
@@ -35,18 +35,18 @@ HRESULT ReadEmpty(Unknown& object, unsigned key, Variant& lent) noexcept {
 /// only until the next SetValue. An absent property is an empty value. E_FAIL: the property exists, or may
 /// exist, and cannot be read back. E_OUTOFMEMORY: it cannot be read now.
 HRESULT ReadProperty(Unknown& object, unsigned key, Variant& out) noexcept {
-  Variant lent;
-  HRESULT result = object.GetValue(key, lent);
-  if (Succeeded(result) && lent.type == Variant::EMPTY) result = ReadEmpty(object, key, lent);
+  Variant borrowed;
+  HRESULT result = object.GetValue(key, borrowed);
+  if (Succeeded(result) && borrowed.type == Variant::EMPTY) result = ReadEmpty(object, key, borrowed);
   if (result == E_OUTOFMEMORY) return result;
   // Reading a type that GetValue does not copy fails, too, but leaves its tag in the result.
-  if (Failed(result)) return SaysAbsent(result) && lent.type == Variant::EMPTY ? S_OK : E_FAIL;
-  if (lent.type == Variant::EMPTY) {
+  if (Failed(result)) return SaysAbsent(result) && borrowed.type == Variant::EMPTY ? S_OK : E_FAIL;
+  if (borrowed.type == Variant::EMPTY) {
     out.Init(L"", Variant::KEEP_EMPTY);
     return S_OK;
   }
-  out.Init(lent);
-  return out.type == lent.type ? S_OK : E_OUTOFMEMORY;
+  out.Init(borrowed);
+  return out.type == borrowed.type ? S_OK : E_OUTOFMEMORY;
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 //   Ref<Stream> stream;
 //   if (Failed(FileStream::Create(path, 1, stream.Receive()))) ...   // an output parameter: receive
 //   Ref<Map> map = Ref<Map>::Adopt(Map::Create());                   // returned and owned: adopt
-//   Ref<Stream> mine = Ref<Stream>::Share(lent);                     // borrowed: share, which adds a
-//   reference return map.Detach();                                             // passed on: detach
+//   Ref<Stream> mine = Ref<Stream>::Share(borrowed);                 // borrowed: share, adding a reference
+//   return map.Detach();                                             // passed on: detach
 //   if (Ref<FileStream> file = stream.Query<FileStream>()) ...       // another interface, or null
 //
 // A Ref to a class converts to a Ref to a base of it.
@@ -43,7 +43,7 @@ class Ref {
   }
 
   /// Adds a reference to an object that the caller has borrowed. Null is allowed.
-  [[nodiscard]] static Ref Share(T* lent) noexcept { return Adopt(Counted(lent)); }
+  [[nodiscard]] static Ref Share(T* borrowed) noexcept { return Adopt(Counted(borrowed)); }
 
   T* get() const noexcept { return object; }
   T* operator->() const noexcept { return object; }
@@ -82,9 +82,9 @@ class Ref {
   }
 
  private:
-  static T* Counted(T* lent) noexcept {
-    if (lent) lent->AddRef();
-    return lent;
+  static T* Counted(T* borrowed) noexcept {
+    if (borrowed) borrowed->AddRef();
+    return borrowed;
   }
 
   T* object = nullptr;
