@@ -34,9 +34,9 @@ struct HBITMAP__;
 struct HDC__;
 struct HINSTANCE__;
 struct HWND__;
-struct _POINTL;
-struct _RECTL;
-struct tagPOINT;
+struct _POINTL;                  // NOLINT
+struct _RECTL;                   // NOLINT
+struct tagPOINT;                 // NOLINT
 typedef HBITMAP__* HBITMAP;      // NOLINT
 typedef HDC__* HDC;              // NOLINT
 typedef HINSTANCE__* HINSTANCE;  // NOLINT
