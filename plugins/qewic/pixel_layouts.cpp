@@ -99,7 +99,7 @@ void SwapRedBlue(void* row, int width, int channels) noexcept {
 }
 
 void SwapBytes(void* row, int count) noexcept {
-  uint8_t* byte = static_cast<uint8_t*>(row);
+  unsigned char* byte = static_cast<unsigned char*>(row);
   for (int i = 0; i < count; ++i, byte += 2) std::swap(byte[0], byte[1]);
 }
 

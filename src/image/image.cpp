@@ -247,7 +247,7 @@ HRESULT Image2d::Create(IMG_FORMAT newFormat, int newWidth, int newHeight) noexc
   }
   width = newWidth;
   height = static_cast<int32_t>(std::min<int64_t>(rowCount, INT32_MAX));
-  bytesPerPixel = static_cast<uint8_t>(bytes);
+  bytesPerPixel = static_cast<unsigned char>(bytes);
   format = newFormat;
   return result;
 }

@@ -69,7 +69,7 @@ HRESULT FailEmpty(char const* operation) noexcept {
 }  // namespace
 
 bool Image2d::GetPixel(point3df const& at, point4df& color) noexcept {
-  unsigned char const* const row = GetLine(IndexAt(at.y, height));
+  uint8_t const* const row = GetLine(IndexAt(at.y, height));
   if (!row || width < 1) return true;
   img::ConvertRow(row + static_cast<size_t>(bytesPerPixel) * static_cast<size_t>(IndexAt(at.x, width)),
                   &color, format, IMG_BGRAF, 1, palette);

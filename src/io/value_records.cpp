@@ -26,7 +26,7 @@ void* ReadPayload(Deserializer& reader, unsigned size, unsigned terminator) noex
   void* const payload = ::operator new(size, std::nothrow);
   if (!payload) return FailMemory("Variant::Load", size), NoteNoMemory(reader), nullptr;
   ReadInChunk(reader, payload, size - terminator);
-  memset(static_cast<unsigned char*>(payload) + (size - terminator), 0, terminator);
+  memset(static_cast<uint8_t*>(payload) + (size - terminator), 0, terminator);
   return payload;
 }
 

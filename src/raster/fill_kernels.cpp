@@ -53,9 +53,9 @@ void SetGrey(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
 }
 
 void Store(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  uint8_t const* __restrict const mask = lanes.mask;
-  uint8_t const* __restrict const value = lanes.value;
-  ForEachByte(row, bytes, [=](uint8_t d, size_t i) { return (d & mask[i]) | value[i]; });
+  unsigned char const* __restrict const mask = lanes.mask;
+  unsigned char const* __restrict const value = lanes.value;
+  ForEachByte(row, bytes, [=](unsigned char d, size_t i) { return (d & mask[i]) | value[i]; });
 }
 
 void Blend(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
@@ -67,19 +67,21 @@ void Blend(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
 }
 
 void Invert(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  uint8_t const* __restrict const value = lanes.value;
-  ForEachByte(row, bytes, [=](uint8_t d, size_t i) { return d ^ value[i]; });
+  unsigned char const* __restrict const value = lanes.value;
+  ForEachByte(row, bytes, [=](unsigned char d, size_t i) { return d ^ value[i]; });
 }
 
 // Saturating: adds at most what is left to 255, and subtracts at most what is there.
 void Add(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  uint8_t const* __restrict const value = lanes.value;
-  ForEachByte(row, bytes, [=](uint8_t d, size_t i) { return d + std::min<uint8_t>(value[i], 255 - d); });
+  unsigned char const* __restrict const value = lanes.value;
+  ForEachByte(row, bytes,
+              [=](unsigned char d, size_t i) { return d + std::min<unsigned char>(value[i], 255 - d); });
 }
 
 void Subtract(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  uint8_t const* __restrict const value = lanes.value;
-  ForEachByte(row, bytes, [=](uint8_t d, size_t i) { return d - std::min<uint8_t>(value[i], d); });
+  unsigned char const* __restrict const value = lanes.value;
+  ForEachByte(row, bytes,
+              [=](unsigned char d, size_t i) { return d - std::min<unsigned char>(value[i], d); });
 }
 
 // Composites a colour over a pixel of any alpha. With w, the remaining weight of the pixel, each channel

@@ -23,7 +23,8 @@ class RowFill {
   static constexpr size_t LANES = 48;
   struct Lanes {
     uint16_t weight[LANES], product[LANES];  // for blending: the weight of the old byte, and the summand
-    uint8_t mask[LANES], value[LANES];       // for all other modes: the bits of the old byte, and the operand
+    unsigned char mask[LANES],
+        value[LANES];  // for all other modes: the bits of the old byte, and the operand
     unsigned alpha;
   };
   using Kernel = void (*)(unsigned char* row, size_t bytes, Lanes const& lanes);

@@ -131,7 +131,7 @@ bool ReadSaturated(Variant const& v, Small& out) noexcept {
 template <class Number>
 Number PayloadNumber(Variant const& v, size_t index) noexcept {
   Number number;
-  memcpy(&number, static_cast<unsigned char const*>(v.value.pointer) + index * sizeof number, sizeof number);
+  memcpy(&number, static_cast<uint8_t const*>(v.value.pointer) + index * sizeof number, sizeof number);
   return number;
 }
 
@@ -246,7 +246,7 @@ void* NewPayload(void const* data, size_t bytes, size_t terminator) noexcept {
   void* const copy = ::operator new(bytes, std::nothrow);
   if (!copy) return FailMemory("Variant::Init", bytes), nullptr;
   if (data) memcpy(copy, data, bytes);
-  memset(static_cast<unsigned char*>(copy) + (bytes - terminator), 0, terminator);
+  memset(static_cast<uint8_t*>(copy) + (bytes - terminator), 0, terminator);
   return copy;
 }
 
@@ -303,7 +303,7 @@ void Variant::Init(bool v) noexcept { Hold(BOOL, Bits(v), size); }
 void Variant::Init(short v) noexcept { Hold(INT16, Bits(v), size); }
 void Variant::Init(int v) noexcept { Hold(INT32, Bits(v), size); }
 void Variant::Init(int64_t v) noexcept { Hold(INT64, Bits(v), size); }
-void Variant::Init(unsigned char v) noexcept { Hold(UINT8, Bits(v), size); }
+void Variant::Init(uint8_t v) noexcept { Hold(UINT8, Bits(v), size); }
 void Variant::Init(unsigned short v) noexcept { Hold(UINT16, Bits(v), size); }
 void Variant::Init(unsigned int v) noexcept { Hold(UINT32, Bits(v), size); }
 void Variant::Init(uint64_t v) noexcept { Hold(UINT64, Bits(v), size); }
@@ -395,7 +395,7 @@ bool Variant::Get(bool& out) const noexcept {
   return read;
 }
 
-bool Variant::Get(unsigned char& out) const noexcept { return ReadSaturated(*this, out); }
+bool Variant::Get(uint8_t& out) const noexcept { return ReadSaturated(*this, out); }
 
 bool Variant::Get(unsigned short& out) const noexcept { return ReadSaturated(*this, out); }
 

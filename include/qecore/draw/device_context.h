@@ -8,8 +8,7 @@
 //   dc->DrawLine(point2df{10, 80}, point2df{300.5f, 120});
 //   dc->Blit(windowDC, 0, 0, nullptr);
 //
-//   colours   bits 31..24 alpha (255 opaque), 23..16 blue, 15..8 green, 7..0 red: a COLORREF with alpha on
-//   top
+//   colours   bits 31..24 alpha (255 opaque), 23..16 blue, 15..8 green, 7..0 red: a COLORREF plus alpha
 //   pixels    bytes blue, green, red and, on an alpha surface, alpha; rows bottom-up unless topDown is set
 //
 //   slot    8 Attach       20 SetColor       32 IsVisible         44 DrawPolygon
@@ -278,9 +277,9 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   int originX = 0;                   ///< 96: added to every position
   int originY = 0;                   ///< 100
   HDC memoryDC = nullptr;            ///< 104: holds the surface's bitmap, or the one passed to Attach
-  uint8_t hasAlpha = 0;              ///< 112: whether the surface has, and Create makes, an alpha channel
-  uint8_t topDown = 0;               ///< 113: whether the first row in memory is the top one
-  uint8_t bytesPerPixel = 0;         ///< 114: 3 or 4
+  unsigned char hasAlpha = 0;        ///< 112: whether the surface has, and Create makes, an alpha channel
+  unsigned char topDown = 0;         ///< 113: whether the first row in memory is the top one
+  unsigned char bytesPerPixel = 0;   ///< 114: 3 or 4
 
  private:
   friend Destroys;

@@ -54,7 +54,7 @@ enum class Memory : uint32_t;  // which allocator owns the pixels: private to th
 
 /// A bit of Image2d::flags, for the caller to set before Create: the pixels always come from the heap, never
 /// from the system. Create and Free keep it.
-inline constexpr uint8_t IMG_HEAP_MEMORY = 0x01;
+inline constexpr unsigned char IMG_HEAP_MEMORY = 0x01;
 
 /// Any kind of image.
 class AbstractImage : public qe_Streamable {
@@ -206,8 +206,8 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   int32_t stride = 0;  ///< bytes from one row to the next
   uint16_t paletteCount = 0;
   uint16_t bitsPerPixel = 0;
-  uint8_t bytesPerPixel = 0;  ///< 0 for formats of less than a byte per pixel
-  uint8_t flags = 0;          ///< IMG_HEAP_MEMORY
+  unsigned char bytesPerPixel = 0;  ///< 0 for formats of less than a byte per pixel
+  unsigned char flags = 0;          ///< IMG_HEAP_MEMORY
 
  protected:
   friend Destroys;

@@ -114,7 +114,7 @@ class YK_API Variant {
   void Init(short v) noexcept;
   void Init(int v) noexcept;
   void Init(int64_t v) noexcept;
-  void Init(unsigned char v) noexcept;
+  void Init(uint8_t v) noexcept;
   void Init(unsigned short v) noexcept;
   void Init(unsigned int v) noexcept;
   void Init(uint64_t v) noexcept;
@@ -168,7 +168,7 @@ class YK_API Variant {
   /// UINT32 gives only its low 16 bits, and a text only single precision (contract).
   bool Get(double& out) const noexcept;
   bool Get(bool& out) const noexcept;
-  bool Get(unsigned char& out) const noexcept;   ///< saturated at 255
+  bool Get(uint8_t& out) const noexcept;         ///< saturated at 255
   bool Get(unsigned short& out) const noexcept;  ///< saturated at 65535
   bool Get(String& out) const noexcept;          ///< texts only; false also when there is no memory
   bool Get(point2d& out) const noexcept;         ///< POINT_2D and POINT_2DF only
