@@ -1,4 +1,4 @@
-// What is said of pictures that could not be read or written.
+// Texts for pictures that could not be read or written.
 #pragma once
 
 #include <qecore/core/error.h>
@@ -8,8 +8,8 @@ namespace qewic {
 inline constexpr char READ[] = "qewic::Read";
 inline constexpr char WRITE[] = "qewic::Write";
 
-/// Records what a step of the Imaging Component failed with, in words, unless somebody has recorded since
-/// ErrorCount() was `before` why that happened. \return `result`
+/// Records in words why the Imaging Component returned `ofCodec`, unless a cause has been recorded since
+/// ErrorCount() was `before`. \return `result`
 HRESULT Report(unsigned before, char const* operation, HRESULT result, HRESULT ofCodec) noexcept;
 
 }  // namespace qewic

@@ -26,7 +26,7 @@ T* Made(T* object, char const* operation) noexcept {
   return object;
 }
 
-/// As long as it lives, the calling thread records nothing: what is tried may fail, and nobody suffers.
+/// While it exists, the calling thread records nothing: for attempts that may fail without harm.
 class Attempt {
  public:
   Attempt() noexcept;

@@ -1,6 +1,6 @@
 // Files and folders by name.
 //
-// Failures: result codes, and LastError() says why (error.h); false is an answer.
+// Failures: result codes, and LastError() says why (error.h). A file or folder that does not exist is none.
 #pragma once
 
 #include <qecore/values/string.h>

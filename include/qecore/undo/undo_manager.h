@@ -26,8 +26,8 @@
 // stays alive until its replay has ended. The manager stays alive until the call in progress returns, even if
 // its last reference is released meanwhile by an item, an object whose value is read, or the change callback.
 //
-// Failures: result codes and null, and LastError() says why (error.h). What undo and redo would do, and that
-// an inner level ended, are answers.
+// Failures: result codes and null, and LastError() says why (error.h). Names and lists that do not exist, and
+// the E_FAIL with which an inner level ends, record nothing.
 //
 // Threads: one, the host's user-interface thread.
 #pragma once

@@ -19,9 +19,9 @@
 // DataArray::Allocate, which allocates its records at once, is exempt.
 // Failure: an index out of range is a programming error and is reported by qe_Error, in a message box, unless
 // an operation states otherwise; the operation then returns false or null and changes nothing. When memory is
-// exhausted it does the same without a report. One thread at a time. A deleter may call the array that calls
-// it, and release it. A comparison may read the array and release it, but must not change it: the order is
-// then unspecified.
+// exhausted it does the same without a report, and LastError() says so (error.h). One thread at a time. A
+// deleter may call the array that calls it, and release it. A comparison may read the array and release it,
+// but must not change it: the order is then unspecified.
 #pragma once
 
 #include <qecore/core/implements.h>

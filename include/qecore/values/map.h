@@ -17,7 +17,7 @@
 // are not saved. A saved map has one chunk for each entry: the tag 1000, the key in 4 bytes, the variant.
 //
 // Ownership: the map owns copies of its values. Failure: result codes; when there is no memory for a value,
-// it is not set (E_OUTOFMEMORY). One thread at a time.
+// it is not set (E_OUTOFMEMORY), and LastError() says so (error.h). One thread at a time.
 #pragma once
 
 #include <qecore/core/implements.h>
