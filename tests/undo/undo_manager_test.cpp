@@ -312,9 +312,9 @@ TEST(ValueItem, KeepsEmptyTextsAndLeavesUnreadableValuesAlone) {
 }
 
 TEST(Failures, OfUndoSayWhatIsNotOpenOrNotThere) {
-  Ref<UndoManager> const undo = Own(UndoManager::Create());
-  Lender object;
+  Lender object;  // which the manager's item uses to its end
   object.refuses = true;
+  Ref<UndoManager> const undo = Own(UndoManager::Create());
   unsigned const before = ErrorCount();
   undo->BeginTransaction();
   undo->BeginTransaction();
