@@ -122,8 +122,24 @@ bool Take(ErrorChain& chain) noexcept {
   return true;
 }
 
-/// A chain for the calling thread. Null: other threads have all of them.
-ErrorChain* TakeChain() noexcept {
+bool HasEnded(DWORD thread) noexcept {
+  HANDLE const handle = OpenThread(SYNCHRONIZE, FALSE, thread);
+  bool const hasEnded = !handle || WaitForSingleObject(handle, 0) == WAIT_OBJECT_0;
+  if (handle) CloseHandle(handle);
+  return hasEnded;
+}
+
+/// Frees the chains of threads that ended without saying so, as killed ones do.
+void FreeAbandoned() noexcept {
+  for (ErrorChain& chain : chains) {
+    DWORD owner = chain.owner.load(std::memory_order_relaxed);
+    if (owner != 0 && HasEnded(owner))
+      chain.owner.compare_exchange_strong(owner, 0, std::memory_order_release);
+  }
+}
+
+/// A free chain for the calling thread, or null.
+ErrorChain* TakeFree() noexcept {
   for (unsigned i = 0; i < MOST_THREADS; ++i) {
     if (!Take(chains[i])) continue;
     unsigned used = chainsUsed.load(std::memory_order_relaxed);
@@ -131,6 +147,15 @@ ErrorChain* TakeChain() noexcept {
     return &chains[i];
   }
   return nullptr;
+}
+
+/// A chain for the calling thread. Null: other threads have all of them.
+ErrorChain* TakeChain() noexcept {
+  if (ErrorChain* const chain = TakeFree()) return chain;
+  DWORD const error = GetLastError();  // which a caller may still want
+  FreeAbandoned();
+  SetLastError(error);
+  return TakeFree();
 }
 
 ErrorChain* FindOrTakeChain() noexcept {

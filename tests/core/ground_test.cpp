@@ -118,8 +118,9 @@ Ref<Malloc> Arena(int blockSize) { return Own(Malloc::Create(blockSize)); }
 
 TEST(Malloc, RefusesWhatNoBlockHoldsAndStaysAsItWas) {
   Ref<Malloc> const arena = Arena(256);
-  ASSERT_TRUE(arena->AllocAligned(1, 8));
-  ASSERT_TRUE(arena->AllocAligned(91, 8));
+  unsigned char* const first = static_cast<unsigned char*>(arena->AllocAligned(1, 8));
+  ASSERT_TRUE(first);
+  ASSERT_EQ(arena->AllocAligned(91, 8), first + 8);
   // one byte more than a block's payload; padding for which no new block has room; a size that overflows with
   // its padding; no alignment
   size_t const rows[][2] = {{225, 1}, {200, 0x100000}, {~size_t{0} - 1, 64}, {1, 0}};

@@ -92,6 +92,7 @@ TEST_F(ModuleTest, AChangedFileIsNewAndAMissingOneIsForgotten) {
   EXPECT_TRUE(FreeLibrary(GetModuleHandleW(L"good.qem"))) << "the library of a removed plug-in stays loaded";
   folder.Remove(L"good.qem");
   Scan();
+  EXPECT_EQ(folder.Read(L"cache").find("g\0o\0o\0d\0"s), string::npos);
   EXPECT_EQ(CountModules(), 1);
   EXPECT_EQ(Create(ECHO_ID), YK_E_NOTFOUND);
 }

@@ -183,6 +183,9 @@ TEST(Failures, OfObjectFilesAndXmlSayWhere) {
   SpyStream spy;
   spy.fault = SpyStream::WRITE;
   spy.isForGood = true;
+  SpyStream unreadable("<a/>");
+  unreadable.fault = SpyStream::READ;
+  unreadable.isForGood = true;
   XmlNode *const document = xml->CreateNode(XML_ELEMENT, L"a"), *loaded;
   std::string const frame = Le<unsigned short>(chunk::FILE_FRAME);
   auto const open = [&](std::string const& bytes) { return reader->Open(Memory(bytes).get(), 0); };
@@ -200,6 +203,7 @@ TEST(Failures, OfObjectFilesAndXmlSayWhere) {
       {E_FAIL, L"the writer is open", [&] { return writer->Open(&spy, 0); }},
       {YK_E_BADFILE, L"line 2, column 3: unexpected end of document",
        [&] { return xml->Load(Memory("<a>\n<b").get(), &loaded, nullptr); }},
+      {E_FAIL, L"stream cannot be read", [&] { return xml->Load(&unreadable, &loaded, nullptr); }},
       {E_INVALIDARG, L"stream is null", [&] { return xml->Save(document, nullptr, 0); }},
       {YK_E_ACCESS, L"the document could not be written",
        [&] { return xml->Save(document, &spy, 0), xml->GetFailure(); }},

@@ -252,7 +252,8 @@ TEST(XmlTree, RefusesWhatIsNoTree) {
                             Xml().SetText(document.get(), L"a"), Xml().SetName(comment, L"a"),
                             Xml().SetAttribute(comment, L"a", L"")});
   ExpectEach(YK_E_NOTFOUND, {Xml().RemoveNode(outer), Xml().RemoveAttribute(outer, L"a")});
-  ExpectEach<XmlNode*>(nullptr, {loaded, Xml().FindChild(outer, nullptr, outer)});
+  ExpectEach<XmlNode*>(
+      nullptr, {loaded, Xml().FindChild(outer, nullptr, outer), Xml().FindChild(nullptr, nullptr, nullptr)});
 }
 
 TEST(XmlTree, RefusesWhatXmlCannotExpress) {

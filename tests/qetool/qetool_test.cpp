@@ -87,7 +87,8 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"", {"subcommand"}},
       {L"info", {"files"}},
       {L"info missing.png", {"missing.png", "file does not exist"}},
-      {L"info /missing/a.png", {"cannot open /missing/a.png", "folder does not exist"}},  // a path, not an option
+      {L"info /missing/a.png",
+       {"cannot open /missing/a.png", "folder does not exist"}},  // a path, not an option
       {L"info text.txt", {"text.txt", "known type"}},
       {L"info cut.png", {"cannot read cut.png: ", "damaged"}},
       {L"convert good.png out.xyz", {"out.xyz", "png"}},
