@@ -1,11 +1,11 @@
 // What the library does around a filter; real filters are tested with their plug-in.
-#include <qecore/core/error.h>
 #include <qecore/core/filter.h>
 #include <qecore/core/system.h>
 #include <qecore/image/image_file.h>
 #include <qecore/io/file_stream.h>
 
 #include "support.h"
+#include "support/failure.h"
 #include "support/patient_host.h"
 #include "support/temp_folder.h"
 
@@ -97,14 +97,11 @@ TEST(SaveAndLoad, SayWhy) {
       {L"a.jpg", E_NOINTERFACE, L": the plug-in for JPEG files is not an image filter"}};
   for (auto const& [name, result, reason] : rows) {
     std::wstring const path = folder.Path(name);
-    wchar_t message[600];
     AbstractImage* image = nullptr;
-    EXPECT_EQ(img::Load(path.c_str(), nullptr, &image), result);
-    ErrorMessage(LastError(), message, 600);
-    EXPECT_EQ(message, L"cannot read " + path + reason);
-    EXPECT_EQ(NewImage(IMG_GRAY8, 1, 1)->Save(path.c_str()), result);
-    ErrorMessage(LastError(), message, 600);
-    EXPECT_EQ(message, L"cannot write " + path + reason);
+    ExpectFailures(
+        {{result, L"cannot read " + path + reason, [&] { return img::Load(path.c_str(), nullptr, &image); }},
+         {result, L"cannot write " + path + reason,
+          [&] { return NewImage(IMG_GRAY8, 1, 1)->Save(path.c_str()); }}});
   }
 }
 
