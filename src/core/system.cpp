@@ -260,7 +260,7 @@ HRESULT System::RegisterInterface(ClassInfo const* info) noexcept {
     QueryFilterInfo(record.get());
   }
   HRESULT const result = AppendNew(record.get());
-  if (result == S_OK) record.release();  // the registry's now
+  if (result == S_OK) (void)record.release();  // the registry's now
   return result == S_FALSE ? S_OK : result;
 }
 

@@ -106,7 +106,7 @@ HRESULT WriteFile(SaveFile& file, wchar_t const* path, AbstractImage& image, Gui
   unsigned const before = ErrorCount();
   Ref<ykFlt2d> filter;
   HRESULT result = CreateFilter(type, SAVE, filter);
-  if (Succeeded(result)) result = WriteImage(*filter, *file.GetStream(), image, options, context);
+  if (filter) result = WriteImage(*filter, *file.GetStream(), image, options, context);
   return Failed(result) ? FailSince(before, result, SAVE, L"cannot write %s", path) : result;
 }
 
@@ -121,7 +121,7 @@ HRESULT img::Load(Stream* stream, ExecutionContext* context, AbstractImage** ima
   if (type) *type = found;
   Ref<ykFlt2d> filter;
   result = CreateFilter(found, LOAD, filter);
-  return Failed(result) ? result : ReadImage(*filter, *stream, context, image);
+  return filter ? ReadImage(*filter, *stream, context, image) : result;
 }
 
 HRESULT img::Load(wchar_t const* path, ExecutionContext* context, AbstractImage** image,
