@@ -90,58 +90,60 @@ wchar_t const* DescribeSystem(DWORD error) noexcept {
 constexpr unsigned MOST_THREADS = 128;
 constexpr unsigned LONGEST_CHAIN = 4;
 
-/// A chain, the cause first. Only its thread touches it, but for `owner`.
+/// A chain, the cause first. Only its thread touches it.
 struct ErrorChain {
-  std::atomic<DWORD> owner;  // a thread's number, which is never 0; 0: free
-  unsigned count;            // failures so far
-  unsigned length;           // records of the last one; 0: there was none
-  unsigned attempts;         // under way
+  unsigned count;     // failures so far
+  unsigned length;    // records of the last one; 0: there was none
+  unsigned attempts;  // under way
   Error records[LONGEST_CHAIN];
 };
 
 namespace {
 
 constinit ErrorChain chains[MOST_THREADS] = {};
+constinit std::atomic<DWORD> owners[MOST_THREADS] =
+    {};                                          // of each the thread's number, which is never 0; 0: free
 constinit std::atomic<unsigned> chainsUsed = 0;  // all from here on never had an owner, and need no look
 
 /// The calling thread's chain, or null.
 ErrorChain* FindChain() noexcept {
   DWORD const thread = GetCurrentThreadId();
   for (unsigned i = 0, end = chainsUsed.load(std::memory_order_relaxed); i < end; ++i) {
-    if (chains[i].owner.load(std::memory_order_relaxed) == thread) return &chains[i];
+    if (owners[i].load(std::memory_order_relaxed) == thread) return &chains[i];
   }
   return nullptr;
 }
 
-bool Take(ErrorChain& chain) noexcept {
+bool Take(unsigned index) noexcept {
   DWORD nobody = 0;
-  if (chain.owner.load(std::memory_order_relaxed) != 0) return false;
-  if (!chain.owner.compare_exchange_strong(nobody, GetCurrentThreadId(), std::memory_order_acquire))
+  if (owners[index].load(std::memory_order_relaxed) != 0) return false;
+  if (!owners[index].compare_exchange_strong(nobody, GetCurrentThreadId(), std::memory_order_acquire))
     return false;
+  ErrorChain& chain = chains[index];
   chain.count = chain.length = chain.attempts = 0;
   return true;
 }
 
 bool HasEnded(DWORD thread) noexcept {
   HANDLE const handle = OpenThread(SYNCHRONIZE, FALSE, thread);
-  bool const hasEnded = !handle || WaitForSingleObject(handle, 0) == WAIT_OBJECT_0;
-  if (handle) CloseHandle(handle);
+  if (!handle) return GetLastError() == ERROR_INVALID_PARAMETER;  // there is no such thread
+  bool const hasEnded = WaitForSingleObject(handle, 0) == WAIT_OBJECT_0;
+  CloseHandle(handle);
   return hasEnded;
 }
 
-/// Frees the chains of threads that ended without saying so, as killed ones do.
+/// Frees the chains of threads that have ended: nobody is notified when one does.
 void FreeAbandoned() noexcept {
-  for (ErrorChain& chain : chains) {
-    DWORD owner = chain.owner.load(std::memory_order_relaxed);
-    if (owner != 0 && HasEnded(owner))
-      chain.owner.compare_exchange_strong(owner, 0, std::memory_order_release);
+  for (std::atomic<DWORD>& owner : owners) {
+    DWORD thread = owner.load(std::memory_order_relaxed);
+    if (thread != 0 && HasEnded(thread)) owner.compare_exchange_strong(thread, 0, std::memory_order_release);
   }
 }
 
 /// A free chain for the calling thread, or null.
 ErrorChain* TakeFree() noexcept {
   for (unsigned i = 0; i < MOST_THREADS; ++i) {
-    if (!Take(chains[i])) continue;
+    if (!Take(i)) continue;
     unsigned used = chainsUsed.load(std::memory_order_relaxed);
     while (used <= i && !chainsUsed.compare_exchange_weak(used, i + 1, std::memory_order_relaxed)) continue;
     return &chains[i];
@@ -203,12 +205,11 @@ size_t AppendText(wchar_t* line, size_t size, size_t length, Char const* text) n
 
 }  // namespace
 
-void ForgetErrorsOfThread() noexcept {
-  if (ErrorChain* const chain = FindChain()) chain->owner.store(0, std::memory_order_release);
-}
-
 HRESULT FailSystem(HRESULT code, char const* operation, wchar_t const* subject,
                    unsigned long error) noexcept {
+  constexpr size_t LONGEST_SUBJECT = 150;  // of a longer path the end says more, and the reason must fit
+  size_t const length = wcslen(subject);
+  if (length > LONGEST_SUBJECT) subject += length - LONGEST_SUBJECT;
   wchar_t const* const reason = DescribeSystem(error);
   if (reason) return Fail(code, operation, L"%s: %s", subject, reason);
   return Fail(code, operation, L"%s: system error %lu", subject, error);
@@ -229,7 +230,7 @@ Attempt::Attempt() noexcept : chain(FindOrTakeChain()) {
 Attempt::~Attempt() {
   if (!chain || --chain->attempts > 0) return;
   if (chain->count == 0)
-    chain->owner.store(0, std::memory_order_release);  // it never failed: back to the others
+    owners[chain - chains].store(0, std::memory_order_release);  // it never failed: back to the others
 }
 
 Error const* LastError() noexcept {

@@ -7,9 +7,6 @@ namespace yk {
 
 struct ErrorChain;
 
-/// Gives up the records of the calling thread, which is about to end.
-void ForgetErrorsOfThread() noexcept;
-
 /// Fail for a call of the system on `subject`, a path or a name: "photo.png: the disk is full".
 HRESULT FailSystem(HRESULT code, char const* operation, wchar_t const* subject, unsigned long error) noexcept;
 

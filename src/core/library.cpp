@@ -1,9 +1,7 @@
-// The library's entry point. It does almost nothing: the host creates the System.
+// The library's entry point. Contract: it does nothing else. The host creates the System.
 #include <windows.h>
 
-#include "error_p.h"
-
-extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
-  if (reason == DLL_THREAD_DETACH) yk::ForgetErrorsOfThread();
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void*) {
+  if (reason == DLL_PROCESS_ATTACH) DisableThreadLibraryCalls(instance);
   return TRUE;
 }

@@ -20,7 +20,8 @@ class ProgressMeter {
   /// Says that `done` of the total is done; what is less than before counts as no progress. \return false
   /// when the host has said stop, now or earlier
   bool Reach(uint64_t done) noexcept {
-    bool const isDue = done >= next || done == progress.total;
+    bool const isEnd = done == progress.total && progress.done < done;
+    bool const isDue = done >= next || isEnd;
     return !context || (isDue && !stopped ? Tell(done) : !stopped);
   }
 

@@ -183,6 +183,7 @@ System* System::ptr() noexcept { return theSystem; }
 
 System::System() noexcept {
   theSystem = this;
+  // cppcheck-suppress useInitializationList  // contract: only after the System can be found
   registry = Ref<Array>::Adopt(Array::Create(0));
   complete = registry && img::BuildConversionTable() && RegisterBuiltinClasses();
 }

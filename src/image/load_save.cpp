@@ -39,6 +39,8 @@ char const* NameOf(Guid const& type) noexcept {
 /// qe_DetectFileType, which names the file; that is said by who reads it.
 HRESULT DetectType(Stream& stream, Guid& type) noexcept {
   HRESULT const result = qe_DetectFileType(&stream, type);
+  HRESULT const state = stream.GetState();
+  if (Failed(result) && Failed(state)) return result;
   if (result == YK_E_NOTFOUND) Fail(result, LOAD, L"not a picture of a known type");
   if (result == YK_E_TOOSHORT) Fail(result, LOAD, L"too short to be a picture");
   return result;
@@ -87,7 +89,7 @@ HRESULT ReadImage(ykFlt2d& filter, Stream& stream, ExecutionContext* context,
   HRESULT const result = Finish(reporter.get(), read);
   if (Succeeded(result) && !made) return Fail(E_FAIL, LOAD, L"the plug-in returned no image");
   if (Succeeded(result)) *image = made;
-  if (Failed(result) && Succeeded(read) && made) made->Release();
+  if (Failed(result) && Succeeded(read)) Ref<AbstractImage>::Adopt(made).Reset();
   return result;
 }
 
@@ -106,7 +108,7 @@ HRESULT WriteFile(SaveFile& file, wchar_t const* path, AbstractImage& image, Gui
   unsigned const before = ErrorCount();
   Ref<ykFlt2d> filter;
   HRESULT result = CreateFilter(type, SAVE, filter);
-  if (filter) result = WriteImage(*filter, *file.GetStream(), image, options, context);
+  if (Succeeded(result) && filter) result = WriteImage(*filter, *file.GetStream(), image, options, context);
   return Failed(result) ? FailSince(before, result, SAVE, L"cannot write %s", path) : result;
 }
 
@@ -121,7 +123,7 @@ HRESULT img::Load(Stream* stream, ExecutionContext* context, AbstractImage** ima
   if (type) *type = found;
   Ref<ykFlt2d> filter;
   result = CreateFilter(found, LOAD, filter);
-  return filter ? ReadImage(*filter, *stream, context, image) : result;
+  return Succeeded(result) && filter ? ReadImage(*filter, *stream, context, image) : result;
 }
 
 HRESULT img::Load(wchar_t const* path, ExecutionContext* context, AbstractImage** image,
@@ -159,10 +161,12 @@ HRESULT Image2d::Save(wchar_t const* path) noexcept {
     return Fail(E_FAIL, "Image2d::Save", L"cannot write %s: its extension must be jpeg, jpg or png",
                 path ? path : L"");
   }
+  unsigned const before = ErrorCount();
   SaveFile file;
-  if (Failed(file.Open(path))) return E_FAIL;
+  if (Failed(file.Open(path))) return FailSince(before, E_FAIL, "Image2d::Save", L"cannot write");
   HRESULT const result = WriteFile(file, path, *this, *type, 0, nullptr);
-  return Failed(result) || Succeeded(file.Commit()) ? result : E_FAIL;
+  if (Failed(result) || Succeeded(file.Commit())) return result;
+  return FailSince(before, E_FAIL, "Image2d::Save", L"cannot write");
 }
 
 }  // namespace yk

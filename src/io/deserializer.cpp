@@ -165,6 +165,7 @@ unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
   Ref<Stream> const from = stream;
   bool const inEnded = depth >= 0 && chunks[depth].ended;
   unsigned const start = from->GetPosition();
+  if (stream.get() != from.get()) return 0;  // closed by a call from the stream
   unsigned const left = !inEnded && start < bound ? bound - start : 0;
   unsigned char bytes[chunk::HEADER_SIZE] = {};
   bool const whole = left >= sizeof bytes && ReadThere(bytes, sizeof bytes) == sizeof bytes;
@@ -222,7 +223,7 @@ HRESULT Deserializer::CheckTable(unsigned short tag) noexcept {
   constexpr wchar_t NO_TABLE[] = L"damaged: there is no table %u at byte %u";
   unsigned offset;
   if (!ReadNumber(offset))
-    return Fail(YK_E_BADFILE, OPEN, L"damaged: the place of table %u is cut short", tag);
+    return Fail(YK_E_BADFILE, OPEN, L"damaged: the place of table %u is truncated", tag);
   if (offset == 0 && tag == chunk::OBJECT_TABLE) return S_OK;
   Ref<Stream> const from = stream;
   // Contract: seeks to the class table even when there is none.
@@ -244,6 +245,7 @@ bool Deserializer::ReadNumber(unsigned& number) noexcept {
 unsigned Deserializer::ReadThere(void* buffer, unsigned size) noexcept {
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   Ref<Stream> const from = stream;
+  if (!from) return 0;  // closed by a call from the stream
   unsigned const before = ErrorCount();
   HRESULT read;
   unsigned const done = ReadUpTo(*from, buffer, size, &read);
@@ -267,6 +269,6 @@ void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept {
   memset(static_cast<unsigned char*>(buffer) + there, 0, size - there);
 }
 
-void NoteNoMemory(Deserializer& reader) noexcept { reader.Note(E_OUTOFMEMORY); }
+HRESULT NoteFailure(Deserializer& reader, HRESULT result) noexcept { return reader.Note(result); }
 
 }  // namespace yk

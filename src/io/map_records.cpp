@@ -39,12 +39,14 @@ HRESULT Map::Save(Serializer* writer, ExecutionContext* context) noexcept {
   Ref<Map> const self = Ref<Map>::Share(this);
   ProgressMeter meter(context, "Map::Save", 0, ProgressMeter::Unit::BYTES);
   for (unsigned i = 0; i < count; ++i) {
-    if (context && !meter.Reach(writer->GetStream()->GetPosition())) return meter.Result(S_OK);
+    Ref<Stream> const stream = Ref<Stream>::Share(writer->GetStream());
+    if (!stream) return S_OK;  // closed by a call from the stream
+    if (context && !meter.Reach(stream->GetPosition())) return NoteFailure(*writer, meter.Result(S_OK));
     if (entries[i].value.flags & Variant::TRANSIENT) continue;
     unsigned const key = entries[i].key;
     Variant copy;
     if (!CopyToSave(entries[i].value, copy)) {
-      NoteNoMemory(*writer);
+      NoteFailure(*writer, E_OUTOFMEMORY);
       return E_OUTOFMEMORY;
     }
     HRESULT const saved = SaveEntry(*writer, key, copy, context);
@@ -56,7 +58,7 @@ HRESULT Map::Save(Serializer* writer, ExecutionContext* context) noexcept {
 HRESULT Map::Load(Deserializer* reader, ExecutionContext* context) noexcept {
   Ref<Map> const self = Ref<Map>::Share(this);
   unsigned const before = count;
-  Stream* const stream = context && reader ? reader->GetStream() : nullptr;
+  Ref<Stream> const stream = Ref<Stream>::Share(context && reader ? reader->GetStream() : nullptr);
   ProgressMeter meter(stream ? context : nullptr, "Map::Load", stream ? stream->GetSize() : 0,
                       ProgressMeter::Unit::BYTES);
   while (reader && reader->IsInChunk()) {
@@ -67,12 +69,13 @@ HRESULT Map::Load(Deserializer* reader, ExecutionContext* context) noexcept {
       ReadInChunk(*reader, &key, sizeof key);
       Variant value;
       value.Load(reader, context);
-      if (!Append(key, value)) NoteNoMemory(*reader);
+      if (!Append(key, value)) NoteFailure(*reader, E_OUTOFMEMORY);
     }
     reader->EndChunk();
   }
-  if (meter.IsStopped()) Truncate(before);
-  return meter.Result(S_FALSE);
+  if (!meter.IsStopped()) return S_FALSE;
+  Truncate(before);
+  return NoteFailure(*reader, meter.Result(S_FALSE));
 }
 
 }  // namespace yk

@@ -12,8 +12,9 @@ namespace yk {
 /// Reads from the reader's current chunk and not beyond it; the rest of the buffer is zeroed.
 void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept;
 
-/// Records, for GetFailure, that there was no memory for data to be read or written.
-void NoteNoMemory(Deserializer& reader) noexcept;
-void NoteNoMemory(Serializer& writer) noexcept;
+/// Stores a failure of a load or a save, if it is the first: there was no memory, or the host stopped it.
+/// \return `result`
+HRESULT NoteFailure(Deserializer& reader, HRESULT result) noexcept;
+HRESULT NoteFailure(Serializer& writer, HRESULT result) noexcept;
 
 }  // namespace yk

@@ -188,7 +188,7 @@ HRESULT Serializer::Note(HRESULT result) noexcept {
   return result;
 }
 
-void NoteNoMemory(Serializer& writer) noexcept { writer.Note(E_OUTOFMEMORY); }
+HRESULT NoteFailure(Serializer& writer, HRESULT result) noexcept { return writer.Note(result); }
 
 /// Seeks in the stream, and notes when that fails.
 HRESULT Serializer::MoveTo(Stream& target, unsigned to) noexcept {

@@ -24,7 +24,7 @@ bool IsValidSize(VariantKind const& kind, unsigned bytes) noexcept {
 /// Reads a payload of `size` bytes, the last `terminator` of which are zeros. Null: there is no memory.
 void* ReadPayload(Deserializer& reader, unsigned size, unsigned terminator) noexcept {
   void* const payload = ::operator new(size, std::nothrow);
-  if (!payload) return FailMemory("Variant::Load", size), NoteNoMemory(reader), nullptr;
+  if (!payload) return FailMemory("Variant::Load", size), NoteFailure(reader, E_OUTOFMEMORY), nullptr;
   ReadInChunk(reader, payload, size - terminator);
   memset(static_cast<uint8_t*>(payload) + (size - terminator), 0, terminator);
   return payload;
@@ -49,7 +49,7 @@ bool String::Load(Deserializer* reader) noexcept {
   if (!reader || !reader->GetStream()) return true;
   unsigned const bytes = reader->GetChunkSize();
   unsigned const length = bytes / sizeof(wchar_t);
-  if (!Realloc(length)) return NoteNoMemory(*reader), true;
+  if (!Realloc(length)) return NoteFailure(*reader, E_OUTOFMEMORY), true;
   if (length) ReadInChunk(*reader, GetBuffer(), length * sizeof(wchar_t));
   uint8_t halfCharacter;  // read as well, but never over the terminator
   ReadInChunk(*reader, &halfCharacter, bytes % sizeof(wchar_t));

@@ -161,14 +161,11 @@ TEST(Failures, OfFilesAndStreamsSayWhichAndWhy) {
        [&] { return save.Open(folder.Path(L"no\\f").c_str()); }},
       {YK_E_ACCESS, folder.Path(L"held") + L": in use by another program",
        [&] { return save.Open(folder.Path(L"held").c_str()); }},
-      {E_FAIL, file + L": no mode is 9", [&] { return Open(file, 9, none); }},
       {E_FAIL, file + L": access is denied", [&] { return opened->Write("x", 1); }},
       {E_FAIL, file + L": there is nothing before the start", [&] { return opened->Seek(-1, 0); }},
-      {E_FAIL, file + L": it exists already", [&] { return file::NewFolder(file.c_str()); }},
       {YK_E_NOTFOUND, file + L": not a file of a known type",
        [&] { return opened->Seek(0, 0), qe_DetectFileType(opened.get(), type); }},
       {YK_E_TOOSHORT, L"too short to tell its type", [&] { return qe_DetectFileType(memory.get(), type); }},
-      {E_INVALIDARG, L"byte 6 is not in a stream of 5 bytes", [&] { return memory->Seek(6, 0); }},
       {E_INVALIDARG, L"the source has no byte 9: byte 9 is not in a stream of 5 bytes",
        [&] { return CopyStream(memory.get(), opened.get(), 9, 1); }},
   });
@@ -187,21 +184,19 @@ TEST(Failures, OfObjectFilesAndXmlSayWhere) {
   XmlNode *const document = xml->CreateNode(XML_ELEMENT, L"a"), *loaded;
   std::string const frame = Le<unsigned short>(chunk::FILE_FRAME);
   auto const open = [&](std::string const& bytes) { return reader->Open(Memory(bytes).get(), 0); };
+  EXPECT_EQ(writer->Open(&spy, chunk::RAW), S_OK);
   ExpectFailures({
       {YK_E_BADFILE, L"not an object file: damaged at byte 0: a chunk of 67305985 bytes where 8 are left",
        [&] { return open("??\1\2\3\4.."); }},
       {E_FAIL, L"the file was never closed by its writer", [&] { return open(frame + Le(0)); }},
       {YK_E_BADFILE, L"damaged: there is no version",
        [&] { return open(Chunk(chunk::FILE_FRAME, Chunk(chunk::VERSION))); }},
-      {E_FAIL, L"no chunk is open", [&] { return writer->Open(&spy, chunk::RAW), writer->EndChunk(); }},
       {YK_E_ACCESS, L"cannot write 3 bytes at 0", [&] { return writer->Write("abc", 3); }},
       {YK_E_BADFILE, L"line 2, column 3: unexpected end of document",
        [&] { return xml->Load(Memory("<a>\n<b").get(), &loaded, nullptr); }},
       {E_FAIL, L"stream cannot be read", [&] { return xml->Load(&unreadable, &loaded, nullptr); }},
       {YK_E_ACCESS, L"the document could not be written",
        [&] { return xml->Save(document, &spy, 0), xml->GetFailure(); }},
-      {E_INVALIDARG, L"not an XML name: \"1\"",
-       [&] { return xml->CreateNode(XML_ELEMENT, L"1"), E_INVALIDARG; }},
   });
   xml->FreeNode(document);
   writer->Close();

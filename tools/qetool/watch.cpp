@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <atomic>
+#include <new>
 
 #include "text.h"
 
@@ -56,13 +57,28 @@ void Watch::Check() const {
 
 // What is short is over before a line would be read.
 bool Watch::Continue(Progress const& progress) noexcept {
-  if (isShown && progress.done == 0) lastTime = GetTickCount64();
-  if (isShown && progress.total > 0 && GetTickCount64() - lastTime > REDRAW_AFTER) {
+  if (!isShown) return !isStopped;
+  bool const isNew = progress.operation != operation || progress.done < lastDone;
+  operation = progress.operation;
+  lastDone = progress.done;
+  if (isNew) lastTime = GetTickCount64();
+  if (GetTickCount64() - lastTime > REDRAW_AFTER) {
     lastTime = GetTickCount64();
-    Put(Format("%s  %s %u %%", subject.c_str(), progress.operation,
-               static_cast<unsigned>(progress.done * 100 / progress.total)));
+    Redraw(progress);
   }
   return !isStopped;
+}
+
+// Without memory there is no line; that must not end what is being done.
+void Watch::Redraw(Progress const& progress) noexcept {
+  try {
+    Put(progress.total > 0 ? Format("%s  %s %u %%", subject.c_str(), progress.operation,
+                                    static_cast<unsigned>(progress.done * 100 / progress.total))
+                           : Format("%s  %s, %llu KB", subject.c_str(), progress.operation,
+                                    static_cast<unsigned long long>(progress.done >> 10)));
+  } catch (std::bad_alloc const&) {
+    shown.clear();
+  }
 }
 
 // Over the line that is there, in one piece: standard error has no buffer of its own.

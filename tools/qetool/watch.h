@@ -31,12 +31,15 @@ class Watch final : public yk::ExecutionContext {
   bool Continue(Progress const& progress) noexcept override;
 
  private:
+  void Redraw(Progress const& progress) noexcept;
   void Put(std::string const& line);
 
   bool isShown;
   std::string subject;  // "[2/7] photo.png"
   std::string shown;
   size_t current = 0;
+  char const* operation = nullptr;
+  unsigned long long lastDone = 0;
   unsigned long long lastTime = 0;  // of the line, in milliseconds
 };
 

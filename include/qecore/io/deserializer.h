@@ -77,7 +77,7 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
  private:
   friend Destroys;
   friend void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept;
-  friend void NoteNoMemory(Deserializer& reader) noexcept;
+  friend HRESULT NoteFailure(Deserializer& reader, HRESULT result) noexcept;
 
   struct OpenChunk {
     unsigned short tag;

@@ -68,7 +68,7 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
 
  private:
   friend Destroys;
-  friend void NoteNoMemory(Serializer& writer) noexcept;
+  friend HRESULT NoteFailure(Serializer& writer, HRESULT result) noexcept;
 
   struct OpenChunk {
     unsigned short tag;

@@ -28,6 +28,7 @@
 #pragma once
 
 #include <qecore/core/implements.h>
+#include <qecore/core/ref.h>
 
 namespace yk {
 
@@ -101,8 +102,9 @@ class ykValueUndoItem : public Answers<ykValueUndoItem, ykUndoItem> {
 
  protected:
   /// Takes a reference to `object`, which must not be null.
-  ykValueUndoItem(Unknown* object, unsigned key) noexcept : object(object), key(key) { object->AddRef(); }
-  ~ykValueUndoItem() { object->Release(); }
+  ykValueUndoItem(Unknown* object, unsigned key) noexcept
+      : object(Ref<Unknown>::Share(object).Detach()), key(key) {}
+  ~ykValueUndoItem() { Ref<Unknown>::Adopt(object).Reset(); }
 };
 
 static_assert(sizeof(ykValueUndoItem) == 48);
