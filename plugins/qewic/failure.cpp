@@ -17,18 +17,18 @@ struct CodecText {
 };
 
 constexpr CodecText TEXTS[] = {
-    {WINCODEC_ERR_BADHEADER, L"damaged: its head makes no sense"},
+    {WINCODEC_ERR_BADHEADER, L"damaged: the header is invalid"},
     {WINCODEC_ERR_BADIMAGE, L"damaged"},
     {WINCODEC_ERR_BADSTREAMDATA, L"damaged"},
-    {WINCODEC_ERR_COMPONENTNOTFOUND, L"this computer has no codec for it"},
-    {WINCODEC_ERR_FRAMEMISSING, L"there is no picture in it"},
-    {WINCODEC_ERR_STREAMREAD, L"cut short"},
-    {WINCODEC_ERR_STREAMWRITE, L"not all could be written"},
-    {WINCODEC_ERR_UNKNOWNIMAGEFORMAT, L"damaged, cut short or of another type"},
+    {WINCODEC_ERR_COMPONENTNOTFOUND, L"no codec for it is installed"},
+    {WINCODEC_ERR_FRAMEMISSING, L"it contains no picture"},
+    {WINCODEC_ERR_STREAMREAD, L"truncated"},
+    {WINCODEC_ERR_STREAMWRITE, L"it could not be written completely"},
+    {WINCODEC_ERR_UNKNOWNIMAGEFORMAT, L"damaged, truncated or of another type"},
     {WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT, L"its pixel format is not supported"},
     {WINCODEC_ERR_UNSUPPORTEDVERSION, L"its version is not supported"},
     {E_OUTOFMEMORY, L"not enough memory"},
-    {E_FAIL, L"damaged or cut short"},
+    {E_FAIL, L"damaged or truncated"},
 };
 
 }  // namespace
@@ -38,7 +38,7 @@ HRESULT Report(unsigned before, char const* operation, HRESULT result, HRESULT o
   auto const* const row = std::find_if(std::begin(TEXTS), std::end(TEXTS),
                                        [=](CodecText const& each) { return each.code == ofCodec; });
   if (row != std::end(TEXTS)) return yk::Fail(result, operation, row->text);
-  return yk::Fail(result, operation, L"the codec fails: %08lX", static_cast<unsigned long>(ofCodec));
+  return yk::Fail(result, operation, L"the codec failed: %08lX", static_cast<unsigned long>(ofCodec));
 }
 
 }  // namespace qewic

@@ -8,8 +8,8 @@ namespace qewic {
 inline constexpr char READ[] = "qewic::Read";
 inline constexpr char WRITE[] = "qewic::Write";
 
-/// Records in words why the Imaging Component returned `ofCodec`, unless a cause has been recorded since
-/// ErrorCount() was `before`. \return `result`
+/// Records why the Imaging Component returned `ofCodec`, unless a cause has been recorded since ErrorCount()
+/// was `before`. \return `result`
 HRESULT Report(unsigned before, char const* operation, HRESULT result, HRESULT ofCodec) noexcept;
 
 }  // namespace qewic

@@ -47,7 +47,7 @@ class Filter final : public Destroys<Filter, ykFlt2d> {
     FileFormat const* const format = FindFileFormat(info->classId);
     if (!codec || !format) return E_NOINTERFACE;
     *out = static_cast<ykFlt2d*>(new (std::nothrow) Filter(*codec, *format));
-    return *out ? S_OK : Fail(E_OUTOFMEMORY, "qewic", L"no memory for the %S", codec->className);
+    return *out ? S_OK : Fail(E_OUTOFMEMORY, "qewic", L"not enough memory for the %S", codec->className);
   }
 
   // The class identifier is the one in its row.
@@ -72,9 +72,9 @@ class Filter final : public Destroys<Filter, ykFlt2d> {
   }
 
   HRESULT Write(Stream* stream, AbstractImage* image, unsigned options) noexcept override {
-    if (!stream || !image) return Fail(E_INVALIDARG, WRITE, L"there is no stream, or no image");
+    if (!stream || !image) return Fail(E_INVALIDARG, WRITE, L"stream or image is null");
     if (codec.hasQuality && options > 100)
-      return Fail(E_INVALIDARG, WRITE, L"the quality %u is not one of 0 to 100", options);
+      return Fail(E_INVALIDARG, WRITE, L"the quality %u is not between 0 and 100", options);
     if (!image->IsTypeOf(ids::IMAGE_2D))
       return Fail(YK_E_FORMAT, WRITE, L"the image has no pixels of its own");
     // The stream may be foreign code, which may release what others hold while it is written to.

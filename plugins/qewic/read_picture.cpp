@@ -106,7 +106,7 @@ HRESULT Reader::CheckSize(UINT width, UINT height) const noexcept {
   if (row > INT_MAX || row * height > INT_MAX) return FailSize(E_OUTOFMEMORY, width, height);
   uint64_t const size = static_cast<uint64_t>(row) * height;
   if (size > ALWAYS_ALLOWED_BYTES && size / MOST_BYTES_PER_FILE_BYTE > adapter->Extent())
-    return Fail(YK_E_BADFILE, READ, L"damaged: so few bytes hold no %u \u00D7 %u pixels", width, height);
+    return Fail(YK_E_BADFILE, READ, L"damaged: the file is too small for %u \u00D7 %u pixels", width, height);
   return S_OK;
 }
 
@@ -172,9 +172,9 @@ HRESULT Reader::Decode(Ref<Image2d>& image) noexcept {
 }  // namespace
 
 HRESULT ReadPicture(GUID const& container, Stream* stream, AbstractImage** out) noexcept {
-  if (!out) return Fail(E_INVALIDARG, READ, L"there is no place for the image");
+  if (!out) return Fail(E_INVALIDARG, READ, L"image is null");
   *out = nullptr;
-  if (!stream) return Fail(E_INVALIDARG, READ, L"there is no stream");
+  if (!stream) return Fail(E_INVALIDARG, READ, L"stream is null");
   unsigned const before = ErrorCount();
   ComScope const com;
   if (FAILED(com.Result())) return Report(before, READ, com.Result(), com.Result());

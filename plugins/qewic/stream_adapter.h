@@ -25,7 +25,7 @@ class StreamAdapter final : public IStream {
   /// Bytes from the adapter's position 0 to the end of the stream.
   uint64_t Extent() const noexcept { return extent; }
 
-  /// The first failure of the stream, whatever the codec made of it; E_FAIL for a stream that did less than
+  /// The first failure of the stream, even if the codec ignored it; E_FAIL for a stream that did less than
   /// it reported. S_OK: there was none.
   HRESULT Failure() const noexcept { return failure; }
 

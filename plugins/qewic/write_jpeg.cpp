@@ -86,17 +86,18 @@ bool GatherRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* row) noe
 }
 
 HRESULT FailMemory(size_t size) noexcept {
-  return Fail(E_OUTOFMEMORY, WRITE, L"no memory for %llu bytes", static_cast<unsigned long long>(size));
+  return Fail(E_OUTOFMEMORY, WRITE, L"not enough memory for %llu bytes",
+              static_cast<unsigned long long>(size));
 }
 
 }  // namespace
 
 HRESULT WriteJpeg(Stream* stream, Image2d& image, unsigned quality) noexcept {
   if (image.width > LARGEST_SIDE || image.height > LARGEST_SIDE)
-    return Fail(YK_E_FORMAT, WRITE, L"a JPEG file holds no side of more than %d pixels", LARGEST_SIDE);
+    return Fail(YK_E_FORMAT, WRITE, L"no side of a JPEG file can exceed %d pixels", LARGEST_SIDE);
   IMG_FORMAT const format = FormatToEncode(image.format);
   if (format == IMG_NONE)
-    return Fail(YK_E_FORMAT, WRITE, L"no file holds pixels of %S", img::GetFacts(image.format).name);
+    return Fail(YK_E_FORMAT, WRITE, L"no file type can hold pixels of %S", img::GetFacts(image.format).name);
   int const channels = img::GetFacts(format).channels;
   size_t const rowSize = static_cast<size_t>(image.width) * channels;
   size_t const size = rowSize * image.height;
@@ -104,7 +105,7 @@ HRESULT WriteJpeg(Stream* stream, Image2d& image, unsigned quality) noexcept {
   std::unique_ptr<unsigned char[]> const pixels(new (std::nothrow) unsigned char[size]);
   if (!pixels) return FailMemory(size);
   for (int y = 0; y < image.height; ++y) {
-    if (!GatherRow(image, y, format, &pixels[y * rowSize])) return YK_E_FORMAT;  // the conversion says why
+    if (!GatherRow(image, y, format, &pixels[y * rowSize])) return YK_E_FORMAT;  // the conversion records why
   }
   unsigned const before = ErrorCount();
   Sink sink(*stream);
@@ -114,7 +115,7 @@ HRESULT WriteJpeg(Stream* stream, Image2d& image, unsigned quality) noexcept {
   HRESULT result = written;
   if (Succeeded(result))
     result = made ? stream->GetState() : E_FAIL;  // reports bytes that were refused later
-  return Failed(result) ? FailSince(before, result, WRITE, L"not all could be written") : result;
+  return Failed(result) ? FailSince(before, result, WRITE, L"it could not be written completely") : result;
 }
 
 }  // namespace qewic

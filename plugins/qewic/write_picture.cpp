@@ -22,8 +22,8 @@ class Writer {
   HRESULT Open(GUID const& container, Stream* stream) noexcept;
   HRESULT ChooseLayout(Image2d const& image) noexcept;
   HRESULT Encode(Image2d& image) noexcept;
-  /// Releases the codec and returns the overall result, the failure recorded; `result` is that of the steps
-  /// so far, and `before` was ErrorCount() ahead of them.
+  /// Releases the codec, records any failure, and returns the overall result; `result` is that of the steps
+  /// so far, and `before` was ErrorCount() before them.
   HRESULT Finish(unsigned before, HRESULT result) noexcept;
 
   /// The format of the pixels to write.
@@ -65,7 +65,7 @@ HRESULT Writer::Open(GUID const& container, Stream* stream) noexcept {
   return FAILED(result) ? result : frame->Initialize(nullptr);
 }
 
-// Asks the file format about each way of writing this image, the closest first.
+// Offers the file format each layout for writing this image, the closest first.
 HRESULT Writer::ChooseLayout(Image2d const& image) noexcept {
   format = image.format, width = image.width, height = image.height;
   HRESULT const result = frame->SetSize(static_cast<UINT>(width), static_cast<UINT>(height));
@@ -79,7 +79,7 @@ HRESULT Writer::ChooseLayout(Image2d const& image) noexcept {
       return S_OK;
     }
   }
-  return Fail(YK_E_FORMAT, WRITE, L"the file format takes no pixels like %S", img::GetFacts(format).name);
+  return Fail(YK_E_FORMAT, WRITE, L"the file format cannot hold pixels like %S", img::GetFacts(format).name);
 }
 
 HRESULT ConvertRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* out) noexcept {
@@ -94,7 +94,7 @@ HRESULT ConvertRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* out)
 HRESULT Writer::FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept {
   // The stream's code, called meanwhile, may have changed the image.
   if (!image.bits || image.format != format || image.width != width || image.height != height)
-    return Fail(E_FAIL, WRITE, L"the image has changed while it was written");
+    return Fail(E_FAIL, WRITE, L"the image changed while it was being written");
   GUID const& pixels = layout->work & Layout::QUANTISE ? GUID_WICPixelFormat24bppBGR : *layout->file;
   HRESULT result = factory->CreateBitmap(static_cast<UINT>(width), static_cast<UINT>(height), pixels,
                                          WICBitmapCacheOnLoad, bitmap.Receive());
@@ -170,7 +170,7 @@ HRESULT Writer::Finish(unsigned before, HRESULT result) noexcept {
   encoder.Reset();                                             // may still write
   HRESULT failure = adapter ? adapter->WriteFailure() : S_OK;  // even if the codec ignored it
   if (adapter && !yk::Failed(failure) && SUCCEEDED(result)) failure = adapter->MoveToEnd();
-  if (yk::Failed(failure)) return FailSince(before, failure, WRITE, L"not all could be written");
+  if (yk::Failed(failure)) return FailSince(before, failure, WRITE, L"it could not be written completely");
   return FAILED(result) ? Report(before, WRITE, result, result) : result;
 }
 
@@ -199,7 +199,7 @@ bool SwapsBytes(GUID const& container, IMG_FORMAT format) noexcept {
 
 HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image) noexcept {
   if (FormatsToWrite(image.format).empty()) {  // before anything is written
-    return Fail(YK_E_FORMAT, WRITE, L"no file holds pixels of %S", img::GetFacts(image.format).name);
+    return Fail(YK_E_FORMAT, WRITE, L"no file type can hold pixels of %S", img::GetFacts(image.format).name);
   }
   unsigned const before = ErrorCount();
   ComScope const com;

@@ -1,4 +1,4 @@
-// Growing rows of plain records that say when there is no memory instead of throwing.
+// Growing arrays of plain records that report a lack of memory instead of throwing.
 #pragma once
 
 #include <stddef.h>
@@ -12,12 +12,12 @@
 
 namespace yk {
 
-/// Moves a block of malloc's to room for exactly `room` items. False, and nothing has changed, when there is
+/// Resizes a block from malloc to room for exactly `room` items. False, with nothing changed, when there is
 /// no memory.
 template <class T>
 bool ResizeBlock(T*& items, size_t& capacity, size_t room) noexcept {
   static_assert(std::is_trivially_copyable_v<T>);
-  if (room > SIZE_MAX / 2 / sizeof(T)) return false;  // so that twice a capacity is a number
+  if (room > SIZE_MAX / 2 / sizeof(T)) return false;  // so that twice a capacity does not overflow
   void* const grown = realloc(static_cast<void*>(items), room * sizeof(T));
   if (!grown) return false;
   items = static_cast<T*>(grown);
@@ -25,15 +25,16 @@ bool ResizeBlock(T*& items, size_t& capacity, size_t room) noexcept {
   return true;
 }
 
-/// Makes room for `wanted` items in all. A block that grows doubles at least, so that an item costs the same
-/// however many there are.
+/// Makes room for `wanted` items in all. A block that grows at least doubles, so that the cost of appending
+/// an item does not depend on their number.
 template <class T>
 bool GrowBlock(T*& items, size_t& capacity, size_t wanted) noexcept {
   constexpr size_t FIRST = 16;
   return wanted <= capacity || ResizeBlock(items, capacity, std::max({wanted, 2 * capacity, FIRST}));
 }
 
-/// The owner of such a block. What returns bool returns false, with nothing changed, when there is no memory.
+/// The owner of such a block. Functions that return bool return false, with nothing changed, when there is no
+/// memory.
 template <class T>
 class Buffer {
  public:
@@ -45,7 +46,7 @@ class Buffer {
   /// Makes room for `wanted` items in all, and no more.
   bool Reserve(size_t wanted) noexcept { return wanted <= capacity || ResizeBlock(items, capacity, wanted); }
 
-  /// An item, or several, that do not lie in the buffer itself.
+  /// Appends one item or several, which must not be in the buffer itself.
   bool Append(T const& item) noexcept { return Append(&item, 1); }
   bool Append(T const* first, size_t more) noexcept {
     if (more > SIZE_MAX - count || !GrowBlock(items, capacity, count + more)) return false;
@@ -54,24 +55,24 @@ class Buffer {
     return true;
   }
 
-  /// Makes it this long; items that it has not had before hold anything.
+  /// Sets the number of items; new ones are uninitialised.
   bool Resize(size_t newCount) noexcept {
     if (!GrowBlock(items, capacity, newCount)) return false;
     count = newCount;
     return true;
   }
 
-  /// The same, every item set.
+  /// The same, with every item set to `item`.
   bool Fill(size_t newCount, T const& item) noexcept {
     if (!Resize(newCount)) return false;
     std::fill_n(items, count, item);
     return true;
   }
 
-  /// Makes it shorter; the room stays.
+  /// Reduces the number of items; the capacity is unchanged.
   void Shrink(size_t newCount) noexcept { count = newCount; }
 
-  /// Takes items out and closes the gap.
+  /// Removes items and closes the gap.
   void Remove(size_t from, size_t removed) noexcept {
     if (removed > 0) memmove(items + from, items + from + removed, (count - from - removed) * sizeof(T));
     count -= removed;

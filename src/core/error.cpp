@@ -26,11 +26,11 @@ constexpr CodeText CODES[] = {
     {S_OK, "S_OK", "success"},
     {S_FALSE, "S_FALSE", "nothing to do"},
     {YK_E_NOTFOUND, "YK_E_NOTFOUND", "not found"},
-    {YK_E_FORMAT, "YK_E_FORMAT", "the pixel format does not suit"},
-    {YK_E_EMPTY, "YK_E_EMPTY", "nothing in it"},
-    {YK_E_TOOSHORT, "YK_E_TOOSHORT", "too short to tell its type"},
+    {YK_E_FORMAT, "YK_E_FORMAT", "unsuitable pixel format"},
+    {YK_E_EMPTY, "YK_E_EMPTY", "empty"},
+    {YK_E_TOOSHORT, "YK_E_TOOSHORT", "too short to determine its type"},
     {YK_E_ACCESS, "YK_E_ACCESS", "access denied or in use by another program"},
-    {YK_E_BADFILE, "YK_E_BADFILE", "damaged, truncated or not what its name says"},
+    {YK_E_BADFILE, "YK_E_BADFILE", "damaged, truncated or of another type"},
     {E_ABORT, "E_ABORT", "stopped"},
     {E_FAIL, "E_FAIL", "failed"},
     {E_INVALIDARG, "E_INVALIDARG", "invalid argument"},
@@ -63,19 +63,19 @@ constexpr SystemText SYSTEM_TEXTS[] = {
     {ERROR_LOCK_VIOLATION, L"in use by another program"},
     {ERROR_HANDLE_DISK_FULL, L"the disk is full"},
     {ERROR_DISK_FULL, L"the disk is full"},
-    {ERROR_FILE_EXISTS, L"it exists already"},
-    {ERROR_ALREADY_EXISTS, L"it exists already"},
-    {ERROR_INVALID_NAME, L"not a valid name"},
-    {ERROR_BAD_PATHNAME, L"not a valid name"},
+    {ERROR_FILE_EXISTS, L"it already exists"},
+    {ERROR_ALREADY_EXISTS, L"it already exists"},
+    {ERROR_INVALID_NAME, L"the name is not valid"},
+    {ERROR_BAD_PATHNAME, L"the name is not valid"},
     {ERROR_MOD_NOT_FOUND, L"the file, or a library that it needs, does not exist"},
     {ERROR_PROC_NOT_FOUND, L"a library that it needs lacks a function"},
-    {ERROR_NEGATIVE_SEEK, L"there is nothing before the start"},
+    {ERROR_NEGATIVE_SEEK, L"the position is before its start"},
     {ERROR_BAD_EXE_FORMAT, L"not a 64-bit library"},
     {ERROR_FILENAME_EXCED_RANGE, L"the path is too long"},
-    {ERROR_DLL_INIT_FAILED, L"the library does not start"},
+    {ERROR_DLL_INIT_FAILED, L"the library failed to initialise"},
 };
 
-/// Null for an error that is none of the usual ones.
+/// Null for an error that is not in the table.
 wchar_t const* DescribeSystem(DWORD error) noexcept {
   for (SystemText const& row : SYSTEM_TEXTS) {
     if (row.error == error) return row.text;
@@ -90,20 +90,20 @@ wchar_t const* DescribeSystem(DWORD error) noexcept {
 constexpr unsigned MOST_THREADS = 128;
 constexpr unsigned LONGEST_CHAIN = 4;
 
-/// A chain, the cause first. Only its thread touches it.
+/// A chain, the cause first. Only its thread accesses it.
 struct ErrorChain {
   unsigned count;     // failures so far
-  unsigned length;    // records of the last one; 0: there was none
-  unsigned attempts;  // under way
+  unsigned length;    // records of the last failure; 0: there was none
+  unsigned attempts;  // in progress
   Error records[LONGEST_CHAIN];
 };
 
 namespace {
 
 constinit ErrorChain chains[MOST_THREADS] = {};
-constinit std::atomic<DWORD> owners[MOST_THREADS] =
-    {};                                          // of each the thread's number, which is never 0; 0: free
-constinit std::atomic<unsigned> chainsUsed = 0;  // all from here on never had an owner, and need no look
+// The identifier of each chain's thread, which is never 0; 0: free. Packed, since they are searched.
+constinit std::atomic<DWORD> owners[MOST_THREADS] = {};
+constinit std::atomic<unsigned> chainsUsed = 0;  // chains from this index on have never had an owner
 
 /// The calling thread's chain, or null.
 ErrorChain* FindChain() noexcept {
@@ -115,9 +115,9 @@ ErrorChain* FindChain() noexcept {
 }
 
 bool Take(unsigned index) noexcept {
-  DWORD nobody = 0;
+  DWORD unowned = 0;
   if (owners[index].load(std::memory_order_relaxed) != 0) return false;
-  if (!owners[index].compare_exchange_strong(nobody, GetCurrentThreadId(), std::memory_order_acquire))
+  if (!owners[index].compare_exchange_strong(unowned, GetCurrentThreadId(), std::memory_order_acquire))
     return false;
   ErrorChain& chain = chains[index];
   chain.count = chain.length = chain.attempts = 0;
@@ -132,7 +132,7 @@ bool HasEnded(DWORD thread) noexcept {
   return hasEnded;
 }
 
-/// Frees the chains of threads that have ended: nobody is notified when one does.
+/// Frees the chains of threads that ended without a notification, as terminated ones do.
 void FreeAbandoned() noexcept {
   for (std::atomic<DWORD>& owner : owners) {
     DWORD thread = owner.load(std::memory_order_relaxed);
@@ -154,7 +154,7 @@ ErrorChain* TakeFree() noexcept {
 /// A chain for the calling thread. Null: other threads have all of them.
 ErrorChain* TakeChain() noexcept {
   if (ErrorChain* const chain = TakeFree()) return chain;
-  DWORD const error = GetLastError();  // which a caller may still want
+  DWORD const error = GetLastError();  // callers may still need it
   FreeAbandoned();
   SetLastError(error);
   return TakeFree();
@@ -165,8 +165,8 @@ ErrorChain* FindOrTakeChain() noexcept {
   return known ? known : TakeChain();
 }
 
-/// Adds a record to the chain. The causes at its start say most: once it is full, its last record is
-/// replaced.
+/// Adds a record to the chain. The causes at its start are the most informative: once it is full, its last
+/// record is replaced.
 void Append(ErrorChain& chain, Error const& record) noexcept {
   if (chain.length < LONGEST_CHAIN) ++chain.length;
   Error* const last = &chain.records[chain.length - 1];
@@ -188,7 +188,7 @@ HRESULT Record(bool hasCause, HRESULT code, char const* operation, wchar_t const
   ErrorChain* const chain = FindOrTakeChain();
   if (!chain || chain->attempts > 0) return code;
   Error const record =
-      MakeRecord(code, operation, format, arguments);  // the texts may be those of older records
+      MakeRecord(code, operation, format, arguments);  // the arguments may be texts of older records
   ++chain->count;
   if (!hasCause) chain->length = 0;
   Append(*chain, record);
@@ -220,7 +220,8 @@ HRESULT FailNull(char const* operation, wchar_t const* argument) noexcept {
 }
 
 HRESULT FailMemory(char const* operation, size_t bytes) noexcept {
-  return Fail(E_OUTOFMEMORY, operation, L"no memory for %llu bytes", static_cast<unsigned long long>(bytes));
+  return Fail(E_OUTOFMEMORY, operation, L"not enough memory for %llu bytes",
+              static_cast<unsigned long long>(bytes));
 }
 
 Attempt::Attempt() noexcept : chain(FindOrTakeChain()) {
@@ -230,7 +231,7 @@ Attempt::Attempt() noexcept : chain(FindOrTakeChain()) {
 Attempt::~Attempt() {
   if (!chain || --chain->attempts > 0) return;
   if (chain->count == 0)
-    owners[chain - chains].store(0, std::memory_order_release);  // it never failed: back to the others
+    owners[chain - chains].store(0, std::memory_order_release);  // it has never failed: others may need it
 }
 
 Error const* LastError() noexcept {

@@ -1,4 +1,4 @@
-// Failures: what the library's own sources need for them beyond error.h.
+// Helpers for recording failures, for the library's own sources.
 #pragma once
 
 #include <qecore/core/error.h>
@@ -13,10 +13,10 @@ HRESULT FailSystem(HRESULT code, char const* operation, wchar_t const* subject, 
 /// Fail for an argument that may not be null. \return E_INVALIDARG
 HRESULT FailNull(char const* operation, wchar_t const* argument) noexcept;
 
-/// Fail for memory that there was none of. \return E_OUTOFMEMORY
+/// Fail for an allocation of `bytes` that failed. \return E_OUTOFMEMORY
 HRESULT FailMemory(char const* operation, size_t bytes) noexcept;
 
-/// Records that there was no memory for an object when it is null. \return the object
+/// Records a lack of memory if the object is null. \return the object
 template <class T>
 T* Made(T* object, char const* operation) noexcept {
   if (!object) FailMemory(operation, sizeof(T));
@@ -32,7 +32,7 @@ class Attempt {
   Attempt& operator=(Attempt const&) = delete;
 
  private:
-  ErrorChain* chain;  // null: this thread has none, and records nothing anyway
+  ErrorChain* chain;  // null: all are in use, so this thread records nothing anyway
 };
 
 }  // namespace yk

@@ -69,8 +69,8 @@ bool LacksDescription(Module const& module) noexcept {
   return last && last->flags & ClassInfo::FILTER && !last->info;
 }
 
-/// A record that is saved as `info` is, flags and all; null without memory. Under the lock. It goes into a
-/// CopiedChain.
+/// A record that is saved exactly like `info`, flags included; null without memory. It must be freed by a
+/// CopiedChain. Call under the lock.
 ClassInfo* CopyToSave(ClassInfo const& info) noexcept {
   ClassInfo* const copy = Made(new (std::nothrow) ClassInfo, "Module::Save");
   if (!copy) return nullptr;
@@ -82,7 +82,7 @@ ClassInfo* CopyToSave(ClassInfo const& info) noexcept {
   return copy;
 }
 
-/// Owns copies, which own their names whatever their flags say.
+/// Owns copies, which own their names regardless of their flags.
 struct CopiedChain {
   CopiedChain() noexcept = default;
   ~CopiedChain() {
@@ -140,7 +140,7 @@ class CodeHold {
 Module::Module(String const& toPath) noexcept : fileName(toPath.FileShortName()), path(toPath) {}
 
 // Contract: the library is not freed. Records are left only when a plug-in continues to register classes
-// after asking to be unloaded: they then belong to nobody.
+// after asking to be unloaded: they then belong to no module.
 Module::~Module() {
   RegistryLock const guard;
   for (ClassInfo* info = classes; info; info = info->next) info->module = nullptr;
@@ -182,7 +182,7 @@ HRESULT Module::Open(LoadTurn& turn) noexcept {
     return S_OK;
   }
   qe_Error(L"qe_entrypoint - not found in %s plugin", fileName.c_str());
-  return Fail(E_FAIL, LOAD, L"%s: there is no qe_entrypoint in it", path.c_str());
+  return Fail(E_FAIL, LOAD, L"%s: it does not export qe_entrypoint", path.c_str());
 }
 
 // Attaching the library may have loaded it a second time, recursively.

@@ -1,4 +1,4 @@
-// How an operation tells its host how far it is, and hears that it is to stop.
+// Reports the progress of an operation to its host, which may stop it.
 #pragma once
 
 #include <qecore/core/error.h>
@@ -8,35 +8,35 @@
 
 namespace yk {
 
-/// Passes on about a hundred of many steps.
+/// Passes about a hundred of many steps on to the host.
 class ProgressMeter {
  public:
   using Unit = ExecutionContext::Progress::Unit;
 
-  /// `total` is 0 when it is not known; `context` may be null.
+  /// `total` is 0 if it is unknown; `context` may be null.
   ProgressMeter(ExecutionContext* host, char const* operation, uint64_t total, Unit unit) noexcept
       : context(host), progress{operation, 0, total, unit} {}
 
-  /// Says that `done` of the total is done; what is less than before counts as no progress. \return false
-  /// when the host has said stop, now or earlier
+  /// Reports that `done` of the total is done; a lower value than before counts as no progress. \return
+  /// false when the host has stopped the operation, now or earlier
   bool Reach(uint64_t done) noexcept {
     bool const isEnd = done == progress.total && progress.done < done;
     bool const isDue = done >= next || isEnd;
-    return !context || (isDue && !stopped ? Tell(done) : !stopped);
+    return !context || (isDue && !stopped ? Report(done) : !stopped);
   }
 
   bool IsStopped() const noexcept { return stopped; }
 
-  /// `result`, or the failure that stopping is.
+  /// `result`, or E_ABORT, recorded as a failure, if the host has stopped the operation.
   HRESULT Result(HRESULT result) const noexcept {
     return stopped ? Fail(E_ABORT, progress.operation, L"stopped") : result;
   }
 
-  /// From now on nobody is told anything.
+  /// Stops reporting: the host may be gone from now on.
   void Detach() noexcept { context = nullptr; }
 
  private:
-  bool Tell(uint64_t done) noexcept {
+  bool Report(uint64_t done) noexcept {
     progress.done = std::max(done, progress.done);
     next = progress.done + Step();
     stopped = !context->Continue(progress);
@@ -44,8 +44,8 @@ class ProgressMeter {
   }
 
   uint64_t Step() const noexcept {
-    constexpr uint64_t OF_UNKNOWN[] = {0x10000, 64, 64};  // bytes, rows, items
-    return progress.total ? std::max<uint64_t>(progress.total / 100, 1) : OF_UNKNOWN[progress.unit];
+    constexpr uint64_t STEPS_WITHOUT_TOTAL[] = {0x10000, 64, 64};  // bytes, rows, items
+    return progress.total ? std::max<uint64_t>(progress.total / 100, 1) : STEPS_WITHOUT_TOTAL[progress.unit];
   }
 
   ExecutionContext* context;

@@ -32,7 +32,7 @@ constexpr unsigned MAX_PATTERNS = 4096;  // so that a filter with an endless lis
 constexpr char CREATE[] = "CreateInterface";
 constexpr char REGISTER[] = "RegisterInterface";
 
-/// Fails for a class, with a `text` whose "%s" is the class identifier.
+/// Fails for a class; "%s" in `text` is its identifier.
 HRESULT FailClass(unsigned before, HRESULT result, char const* operation, wchar_t const* text,
                   Guid const& classId) noexcept {
   wchar_t id[Guid::TEXT_SIZE];
@@ -82,7 +82,8 @@ bool IsFilter(ClassInfo const& info) noexcept {
 /// Gives a class registered without a factory its factory. Call under the lock.
 HRESULT Complete(ClassInfo& record, ClassFactory create) noexcept {
   if (record.create) {
-    return FailClass(ErrorCount(), E_INVALIDARG, REGISTER, L"the class %s is there already", record.classId);
+    return FailClass(ErrorCount(), E_INVALIDARG, REGISTER, L"the class %s is already registered",
+                     record.classId);
   }
   record.create = create;
   return S_OK;
@@ -148,7 +149,7 @@ bool Describe(ykFlt& filter, Map& map) noexcept {
   return (patterns == 0 || Set(map, ClassInfo::INFO_PATTERN_COUNT, patterns)) && whole;
 }
 
-/// Loads the plug-in of a class, which may be forgotten meanwhile.
+/// Loads the plug-in of a class; the module may be released meanwhile.
 HRESULT LoadModule(Module& toLoad) noexcept {
   Ref<Module> const module = Ref<Module>::Share(&toLoad);
   unsigned const before = ErrorCount();
@@ -157,16 +158,16 @@ HRESULT LoadModule(Module& toLoad) noexcept {
   return FailSince(before, result, CREATE, L"the plug-in %s could not be loaded", module->fileName.c_str());
 }
 
-/// Has a factory make an object.
+/// Creates an object by its factory.
 HRESULT MakeObject(ClassInfo const& info, void** out) noexcept {
-  Guid const id = info.classId;  // the factory may have its record go
+  Guid const id = info.classId;  // the factory may cause its record to be freed
   unsigned const before = ErrorCount();
   ClassFactory const create = FactoryOf(info);
   if (!create) return FailClass(before, YK_E_NOTFOUND, CREATE, L"the class %s has no factory", id);
   HRESULT const result = create(&info, out);
   if (Succeeded(result)) return result;
   *out = nullptr;
-  return FailClass(before, result, CREATE, L"no object of the class %s could be made", id);
+  return FailClass(before, result, CREATE, L"cannot create an object of the class %s", id);
 }
 
 }  // namespace
@@ -231,7 +232,8 @@ HRESULT System::CreateInterface(Guid const& classId, void** out) noexcept {
     if (Failed(loaded)) return loaded;
     found = FindClass(classId, &info);
   }
-  if (Failed(found)) return FailClass(ErrorCount(), found, CREATE, L"no class %s", classId);
+  if (Failed(found))
+    return FailClass(ErrorCount(), found, CREATE, L"the class %s is not registered", classId);
   HRESULT const result = MakeObject(*info, out);
   if (Failed(result) || !IsLastHolder()) return result;
   Unknown::Free(out);  // its code is unloaded with the System at the end of this call
@@ -246,7 +248,7 @@ bool System::IsLastHolder() noexcept {
 
 HRESULT System::RegisterInterface(ClassInfo const* info) noexcept {
   if (!info) return FailNull(REGISTER, L"info");
-  if (!registry) return Fail(E_OUTOFMEMORY, REGISTER, L"the registry could not be made");
+  if (!registry) return Fail(E_OUTOFMEMORY, REGISTER, L"the registry could not be created");
   ClassInfo* present = nullptr;
   if (Succeeded(FindClass(info->classId, &present))) {
     RegistryLock const guard;
@@ -344,7 +346,7 @@ HRESULT System::QueryFilterInfo(ClassInfo* info) noexcept {
   void* made = nullptr;
   unsigned const mark = ErrorCount();
   if (!info->create || Failed(info->create(info, &made)) || !made)
-    return FailClass(mark, E_FAIL, OPERATION, L"no filter of the class %s could be made", info->classId);
+    return FailClass(mark, E_FAIL, OPERATION, L"cannot create a filter of the class %s", info->classId);
   Ref<ykFlt> const filter = Ref<ykFlt>::Adopt(static_cast<ykFlt*>(made));
   if (Describe(*filter, *map)) return S_OK;
   if (info->info == map.get())

@@ -21,15 +21,15 @@ constexpr unsigned OPAQUE_BLACK = 0xFF000000;
 
 int BitCount(bool hasAlpha) noexcept { return hasAlpha ? 32 : 24; }
 
-// A surface of its own has a device context of its own; else the caller's is in use, which is the caller's to
-// delete.
+// A surface of its own has a device context of its own; otherwise the caller's is used, which the caller
+// deletes.
 bool OwnsSurface(IDC const& dc) noexcept { return dc.surfaceBitmap != nullptr; }
 
 void MakeMemoryDC(IDC& dc) noexcept {
   dc.memoryDC = draw::MemoryDC().Detach();
   if (OwnsSurface(dc)) {
     dc.previousObject = SelectObject(dc.memoryDC, dc.surfaceBitmap);
-  } else {  // over an image's pixels: remembered, to be deleted
+  } else {  // over an image's pixels: stored, to be deleted later
     draw::MemoryDC const before(std::exchange(dc.foreignDC, dc.memoryDC));
   }
 }
@@ -48,8 +48,8 @@ unsigned char* FindPixel(IDC const& dc, int x, int y) noexcept {
   return surface.IsInClip(left, top) ? surface.At(left, top) : nullptr;
 }
 
-// What a context has of its own, taken out of its fields and deleted at the end of the scope. Device contexts
-// go first: a bitmap that is selected cannot be deleted.
+// What a context owns, taken out of its fields and deleted at the end of the scope. Device contexts are
+// deleted first: a bitmap that is selected cannot be deleted.
 class Belongings {
  public:
   explicit Belongings(IDC& dc) noexcept
@@ -63,7 +63,7 @@ class Belongings {
     dc.width = dc.height = dc.stride = 0;
   }
 
-  // Lets one of the device contexts live on, without the bitmap. \return null when it is none of them
+  // Keeps one of the device contexts, without the bitmap. \return null when it is not one of them
   [[nodiscard]] HDC Spare(HDC wanted) noexcept {
     if (wanted != own && wanted != noted) return nullptr;
     bool const isOwn = wanted == own;
@@ -97,7 +97,7 @@ struct Part {
   int sourceX, sourceY, w, h, x, y;
 };
 
-// Bypasses BitBlt. The header says 24 bits whatever the surface has; the call fails when it would read pixels
+// Bypasses BitBlt. The header specifies 24 bits for every surface; the call fails when it would read pixels
 // beyond the surface.
 HRESULT StretchTo(HDC target, IDC const& dc, Part const& part) noexcept {
   auto const& [sourceX, sourceY, w, h, x, y] = part;
@@ -116,11 +116,13 @@ HRESULT StretchTo(HDC target, IDC const& dc, Part const& part) noexcept {
 
 HRESULT draw::Report(IDC const& dc, char const* operation, HRESULT result) noexcept {
   if (Succeeded(result)) return result;
-  if (!dc.bits) return Fail(result, operation, L"there is no surface: none was made, no image is attached");
-  if (result == E_NOTIMPL) return Fail(result, operation, L"no mode %u paints on this surface", dc.mode);
-  if (result == E_OUTOFMEMORY) return Fail(result, operation, L"no memory for what is to be drawn");
+  if (!dc.bits)
+    return Fail(result, operation, L"there is no surface: none was created and no image is attached");
+  if (result == E_NOTIMPL)
+    return Fail(result, operation, L"this surface cannot be painted in mode %u", dc.mode);
+  if (result == E_OUTOFMEMORY) return Fail(result, operation, L"not enough memory to draw");
   if (result == YK_E_EMPTY) return Fail(result, operation, L"the surface has no alpha");
-  return Fail(result, operation, L"the system refuses to draw");
+  return Fail(result, operation, L"the system could not draw");
 }
 
 IDC* IDC::Create() noexcept { return Made(new (std::nothrow) IDC, "IDC::Create"); }
@@ -187,7 +189,7 @@ HRESULT IDC::Create(xrect2d const& r) noexcept {
 
 HRESULT IDC::Create(int w, int h) noexcept {
   constexpr char OPERATION[] = "IDC::Create";
-  if (w < 1 || h < 1) return Fail(E_INVALIDARG, OPERATION, L"%d \u00D7 %d is no size of a surface", w, h);
+  if (w < 1 || h < 1) return Fail(E_INVALIDARG, OPERATION, L"%d \u00D7 %d is not a valid surface size", w, h);
   clip = {0, 0, w, h};
   originX = originY = 0;
   bool const isSame = bits && w == width && h == height && bytesPerPixel == (hasAlpha ? 4 : 3);
@@ -199,7 +201,7 @@ HRESULT IDC::Create(int w, int h) noexcept {
   FreeSurface(*this);
   HRESULT const result = MakeSurface(*this, w, h);
   if (Succeeded(result)) return result;
-  return Fail(result, OPERATION, L"no memory for a surface of %d \u00D7 %d pixels", w, h);
+  return Fail(result, OPERATION, L"not enough memory for a surface of %d \u00D7 %d pixels", w, h);
 }
 
 HRESULT IDC::ReleaseDC() noexcept {

@@ -334,7 +334,8 @@ HRESULT IDC::DrawPolygon(POINT const* points, int count, unsigned fill, unsigned
                          int penWidth) noexcept {
   constexpr char OPERATION[] = "IDC::DrawPolygon";
   if (!points) return FailNull(OPERATION, L"points");
-  if (count < 0 || penWidth < 0) return Fail(E_INVALIDARG, OPERATION, L"the count or the pen is negative");
+  if (count < 0 || penWidth < 0)
+    return Fail(E_INVALIDARG, OPERATION, L"the count or the pen width is negative");
   if (count < 2 || !bits) return S_FALSE;
   return draw::Report(*this, OPERATION, PaintPolygon(*this, points, count, {fill, outline, penWidth}));
 }
@@ -346,7 +347,7 @@ HRESULT IDC::PaintText(String const& text, xrect2d* r, unsigned format) noexcept
 HRESULT IDC::PaintText(wchar_t const* text, int length, xrect2d* r, unsigned format) noexcept {
   constexpr char OPERATION[] = "IDC::PaintText";
   if (!text || !r) return FailNull(OPERATION, text ? L"r" : L"text");
-  if (length < -1) return Fail(E_INVALIDARG, OPERATION, L"no text has %d characters", length);
+  if (length < -1) return Fail(E_INVALIDARG, OPERATION, L"%d is not a valid text length", length);
   int const count = length >= 0 ? length : ClampToInt(static_cast<int64_t>(wcslen(text)));
   // DT_MODIFYSTRING would let GDI write an ellipsis into the caller's text
   Text const given = {text, count, format & ~static_cast<unsigned>(DT_MODIFYSTRING)};

@@ -23,7 +23,7 @@ raster::Points OnSurface(IDC const& dc, point2df const* points, int count) noexc
 point2d OnSurface(IDC const& dc, point2df const& p) noexcept { return OnSurface(dc, &p, 1).At(0); }
 
 HRESULT FailCount(char const* operation, int count) noexcept {
-  return Fail(E_INVALIDARG, operation, L"there are no %d points", count);
+  return Fail(E_INVALIDARG, operation, L"%d is not a valid number of points", count);
 }
 
 }  // namespace
@@ -54,7 +54,7 @@ HRESULT IDC::FillPolygon(point2df const* points, int count, unsigned rule) noexc
   constexpr char OPERATION[] = "IDC::FillPolygon";
   if (!points) return FailNull(OPERATION, L"points");
   if (count < 0) return FailCount(OPERATION, count);
-  if (rule > NON_ZERO) return Fail(E_INVALIDARG, OPERATION, L"no rule is %u", rule);
+  if (rule > NON_ZERO) return Fail(E_INVALIDARG, OPERATION, L"%u is not a valid fill rule", rule);
   if (count < 3 || !AreFinite(points, count)) return S_FALSE;
   raster::FillRule const inside = rule == NON_ZERO ? raster::FillRule::NON_ZERO : raster::FillRule::EVEN_ODD;
   return draw::Report(*this, OPERATION,

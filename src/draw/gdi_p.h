@@ -18,9 +18,9 @@ namespace yk::draw {
 /// A memory device context that is deleted at the end of the scope.
 class MemoryDC {
  public:
-  /// A new one that goes with the screen; null when the system has no room.
+  /// A new one that is compatible with the screen; null when the system cannot create it.
   MemoryDC() noexcept : handle(CreateCompatibleDC(img::ScreenDC())) {}
-  /// One that is there, or null.
+  /// Takes ownership of an existing one, or of none.
   explicit MemoryDC(HDC owned) noexcept : handle(owned) {}
   ~MemoryDC() {
     if (handle) DeleteDC(handle);
@@ -30,7 +30,7 @@ class MemoryDC {
 
   operator HDC() const noexcept { return handle; }
 
-  /// Hands it to the caller.
+  /// Returns it and gives up its ownership.
   [[nodiscard]] HDC Detach() noexcept { return std::exchange(handle, nullptr); }
 
  private:

@@ -1,4 +1,4 @@
-// Bitmaps in memory, for all that has GDI make or show one.
+// Bitmaps in memory, for all code that creates or displays them through GDI.
 #pragma once
 
 #include <windows.h>
@@ -13,7 +13,7 @@ constexpr BITMAPINFOHEADER DibHeader(int width, int height, int bitCount) noexce
       PIXELS_PER_METRE,         0,     0};
 }
 
-/// The screen's device context, for a scope; null when the system has no room.
+/// The screen's device context, for a scope; null when the system has no resources.
 class ScreenDC {
  public:
   ScreenDC() noexcept : handle(GetDC(nullptr)) {}
@@ -29,7 +29,8 @@ class ScreenDC {
   HDC handle;
 };
 
-/// A bitmap section, the caller's to delete, and where its pixels are. Null when the system has no room.
+/// A bitmap section, deleted by the caller, and the address of its pixels. Null when the system cannot create
+/// it.
 inline HBITMAP MakeSection(BITMAPINFO const& info, unsigned char** bits) noexcept {
   return CreateDIBSection(ScreenDC(), &info, DIB_RGB_COLORS, reinterpret_cast<void**>(bits), nullptr, 0);
 }

@@ -64,7 +64,7 @@ struct Layout {
   int64_t Size() const noexcept { return rows + palette; }
 };
 
-/// A number of bytes to be read by people.
+/// A number of bytes in readable form.
 struct Amount {
   unsigned whole, tenths;
   wchar_t const* unit;
@@ -80,14 +80,14 @@ struct Amount {
   }
 };
 
-/// Says why an image of this size cannot be.
+/// Records why an image of this size cannot be created.
 void ReportSize(HRESULT result, img::FormatFacts const& facts, int width, int height, int64_t rows) noexcept {
   constexpr char OPERATION[] = "Image2d::Create";
   if (width < 1 || rows < 1) {
-    Fail(result, OPERATION, L"%d \u00D7 %d is no size of a picture", width, height);
+    Fail(result, OPERATION, L"%d \u00D7 %d is not a valid picture size", width, height);
     return;
   }
-  // As a fraction, since no integer holds the largest.
+  // Floating point, since the largest would overflow an integer.
   double const bytes = static_cast<double>(img::GetRowSize(facts.format, width)) * static_cast<double>(rows);
   Amount const amount(bytes);
   Fail(result, OPERATION, L"the picture needs %u.%u %s, %d \u00D7 %lld pixels of %S", amount.whole,
@@ -268,9 +268,9 @@ HRESULT Image2d::ConvertLine(int y, IMG_FORMAT dstFormat, void* dst, int dstSize
   long long const size = img::GetRowSize(dstFormat, width);
   if (!dst) return FailNull(OPERATION, L"dst");
   if (size > dstSize)
-    return Fail(E_INVALIDARG, OPERATION, L"the row needs %lld bytes, not %d", size, dstSize);
+    return Fail(E_INVALIDARG, OPERATION, L"the row needs %lld bytes, but the buffer has %d", size, dstSize);
   unsigned char const* const row = GetLine(y);
-  if (!row) return Fail(E_INVALIDARG, OPERATION, L"row %d is not one of %d", y, height);
+  if (!row) return Fail(E_INVALIDARG, OPERATION, L"there is no row %d in an image of %d rows", y, height);
   HRESULT const result = img::ConvertRow(row, dst, format, dstFormat, width, palette);
   return Succeeded(result) ? result : img::FailConversion(OPERATION, format, dstFormat);
 }

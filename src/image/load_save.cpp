@@ -36,7 +36,7 @@ char const* NameOf(Guid const& type) noexcept {
   return format ? format->shortName : "such";
 }
 
-/// qe_DetectFileType, which names the file; that is said by who reads it.
+/// qe_DetectFileType, whose text names the file. Here the caller adds the name.
 HRESULT DetectType(Stream& stream, Guid& type) noexcept {
   HRESULT const result = qe_DetectFileType(&stream, type);
   HRESULT const state = stream.GetState();
@@ -63,8 +63,8 @@ HRESULT CreateFilter(Guid const& id, char const* operation, Ref<ykFlt2d>& filter
                    L"the plug-in for %S files cannot be started", NameOf(id));
 }
 
-/// `stream` itself for a host that does not care; else one that reports to it, which `reporter` holds. Null:
-/// there is no memory.
+/// `stream` itself without a host; otherwise a stream that reports to it, owned by `reporter`. Null without
+/// memory.
 Stream* Follow(Stream& stream, ExecutionContext* context, char const* operation, unsigned total,
                Ref<ProgressStream>& reporter) noexcept {
   if (!context) return &stream;
@@ -72,7 +72,7 @@ Stream* Follow(Stream& stream, ExecutionContext* context, char const* operation,
   return reporter.get();
 }
 
-/// The result of a filter's work; that of having been stopped comes first.
+/// The result of a filter's work; a stop takes precedence.
 HRESULT Finish(ProgressStream* reporter, HRESULT result) noexcept {
   if (!reporter) return result;
   reporter->Detach();
@@ -101,10 +101,10 @@ HRESULT WriteImage(ykFlt2d& filter, Stream& stream, AbstractImage& image, unsign
   return Finish(reporter.get(), filter.Write(followed, &image, options));
 }
 
-/// What is written is not yet in its place.
+/// Writes the temporary file; the caller commits it.
 HRESULT WriteFile(SaveFile& file, wchar_t const* path, AbstractImage& image, Guid const& type,
                   unsigned options, ExecutionContext* context) noexcept {
-  Ref<AbstractImage> const held = Ref<AbstractImage>::Share(&image);  // a plug-in's calls lead anywhere
+  Ref<AbstractImage> const held = Ref<AbstractImage>::Share(&image);  // the plug-in may release it
   unsigned const before = ErrorCount();
   Ref<ykFlt2d> filter;
   HRESULT result = CreateFilter(type, SAVE, filter);
@@ -115,7 +115,7 @@ HRESULT WriteFile(SaveFile& file, wchar_t const* path, AbstractImage& image, Gui
 }  // namespace
 
 HRESULT img::Load(Stream* stream, ExecutionContext* context, AbstractImage** image, Guid* type) noexcept {
-  if (!stream || !image) return Fail(E_INVALIDARG, LOAD, L"no stream, or no place for the image");
+  if (!stream || !image) return Fail(E_INVALIDARG, LOAD, L"stream or image is null");
   *image = nullptr;
   Guid found;
   HRESULT result = DetectType(*stream, found);
@@ -129,7 +129,7 @@ HRESULT img::Load(Stream* stream, ExecutionContext* context, AbstractImage** ima
 HRESULT img::Load(wchar_t const* path, ExecutionContext* context, AbstractImage** image,
                   Guid* type) noexcept {
   if (image) *image = nullptr;
-  if (!path || !image) return Fail(E_INVALIDARG, LOAD, L"no path, or no place for the image");
+  if (!path || !image) return Fail(E_INVALIDARG, LOAD, L"path or image is null");
   Ref<Stream> stream;
   HRESULT result = FileStream::Create(path, FileStream::READ, stream.Receive());
   if (Failed(result)) return result;
@@ -140,12 +140,12 @@ HRESULT img::Load(wchar_t const* path, ExecutionContext* context, AbstractImage*
 
 HRESULT img::Save(AbstractImage& image, wchar_t const* path, Guid const& type, unsigned options,
                   ExecutionContext* context) noexcept {
-  if (!path) return Fail(E_INVALIDARG, SAVE, L"no path");
+  if (!path) return Fail(E_INVALIDARG, SAVE, L"path is null");
   SaveFile file;
   HRESULT result = file.Open(path);
   if (Succeeded(result)) result = WriteFile(file, path, image, type, options, context);
   HRESULT const committed = Succeeded(result) ? file.Commit() : result;
-  return Failed(committed) ? committed : result;  // a filter may have more than one way to succeed
+  return Failed(committed) ? committed : result;  // a filter may return another success code than S_OK
 }
 
 AbstractImage* AbstractImage::Load(wchar_t const* path) noexcept {
@@ -154,7 +154,7 @@ AbstractImage* AbstractImage::Load(wchar_t const* path) noexcept {
   return image;
 }
 
-// Contract: a file that cannot be opened or replaced is E_FAIL here, whatever the reason.
+// Contract: a file that cannot be opened or replaced is E_FAIL here, for any reason.
 HRESULT Image2d::Save(wchar_t const* path) noexcept {
   Guid const* const type = FilterForPath(path);
   if (!type) {

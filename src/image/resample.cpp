@@ -22,7 +22,7 @@ bool CanConvert(IMG_FORMAT from, IMG_FORMAT to) noexcept {
 
 constexpr char RESCALE[] = "Image2d::RescaleTo";
 
-/// Says that the rows above `y` of an image are done.
+/// Reports that the rows above `y` of an image are done.
 bool ReachRow(ProgressMeter& meter, int y) noexcept { return meter.Reach(static_cast<unsigned>(y)); }
 
 HRESULT CopyPixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
@@ -69,7 +69,8 @@ class Resampler {
     // Rows that cannot be converted are left unchanged; here that would be all of them.
     if (channels == 0 || !CanConvert(source.format, middle) || !CanConvert(middle, target.format))
       return S_OK;
-    if (!Allocate()) return Fail(E_OUTOFMEMORY, RESCALE, L"no memory for rows of %llu pixels", sourceWidth);
+    if (!Allocate())
+      return Fail(E_OUTOFMEMORY, RESCALE, L"not enough memory for rows of %llu pixels", sourceWidth);
     WalkAcross();
     WalkDown();
     return S_OK;
@@ -168,7 +169,7 @@ class Resampler {
   float factorHeld = -1.0f;  // the factor in `products`
 };
 
-/// Of images that have pixels.
+/// Resamples images that have pixels.
 HRESULT Resample(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
   if (source.width == target.width && source.height == target.height)
     return CopyPixels(source, target, meter);
@@ -200,7 +201,7 @@ HRESULT Image2d::Rescale(int newWidth, int newHeight, IMG_FORMAT newFormat, Imag
   return Rescale(newWidth, newHeight, newFormat, result, nullptr);
 }
 
-// Without a host the target is filled through the slot, as it always was.
+// Without a host the target is filled through the slot, which a host may have replaced.
 HRESULT Image2d::Rescale(int newWidth, int newHeight, IMG_FORMAT newFormat, Image2d** result,
                          ExecutionContext* context) noexcept {
   if (!result) return FailNull("Image2d::Rescale", L"result");

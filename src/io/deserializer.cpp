@@ -29,18 +29,18 @@ HRESULT FailCorrupt(unsigned start, bool whole, Header const& header, unsigned l
   constexpr char OPERATION[] = "Deserializer::BeginChunk";
   if (!whole)
     return Fail(YK_E_BADFILE, OPERATION, L"damaged at byte %u: only %u bytes are left", start, left);
-  return Fail(YK_E_BADFILE, OPERATION, L"damaged at byte %u: a chunk of %u bytes where %u are left", start,
-              header.size, left);
+  return Fail(YK_E_BADFILE, OPERATION, L"damaged at byte %u: a chunk of %u bytes, but only %u are left",
+              start, header.size, left);
 }
 
 HRESULT FailUnclosed() noexcept { return Fail(E_FAIL, OPEN, L"the file was never closed by its writer"); }
 
-/// The numbers of first occurrences, which are none of the table's, are those of objects yet to come.
+/// A number above INT_MAX marks a first occurrence: its object follows, so this is not a failure to record.
 HRESULT FailReference(unsigned index) noexcept {
   bool const isFirst = index > INT_MAX;
-  return isFirst ? E_INVALIDARG
-                 : Fail(E_INVALIDARG, "Deserializer::ReadReference", L"damaged: no object has the number %u",
-                        index);
+  return isFirst
+             ? E_INVALIDARG
+             : Fail(E_INVALIDARG, "Deserializer::ReadReference", L"damaged: there is no object %u", index);
 }
 
 }  // namespace
@@ -79,7 +79,7 @@ HRESULT Deserializer::Close() noexcept {
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   if (inFrame) {
     while ((depth >= 0 || untracked > 0) && Deserializer::EndChunk())
-      continue;  // the body, the frame, and whatever the client left open
+      continue;  // the body, the frame, and any chunk that the client left open
   }
   stream.Reset();
   objects.Reset();
@@ -95,10 +95,10 @@ HRESULT Deserializer::ReadReference(Unknown** object) noexcept {
   *object = nullptr;
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
   unsigned index;
-  if (!ReadNumber(index)) return Fail(E_INVALIDARG, OPERATION, L"damaged: a reference is cut short");
+  if (!ReadNumber(index)) return Fail(E_INVALIDARG, OPERATION, L"damaged: a reference is truncated");
   if (!objects || index >= static_cast<unsigned>(objects->Count())) return FailReference(index);
   auto* const entry = static_cast<Unknown*>(objects->At(static_cast<int>(index)));
-  if (!entry) return Fail(E_NOINTERFACE, OPERATION, L"the object with the number %u was not made", index);
+  if (!entry) return Fail(E_NOINTERFACE, OPERATION, L"object %u could not be created", index);
   *object = Ref<Unknown>::Share(entry).Detach();
   return S_OK;
 }
@@ -134,7 +134,7 @@ bool Deserializer::EndChunk() noexcept {
   unsigned const before = ErrorCount();
   HRESULT const moved = Note(SeekTo(*from, end));
   bool const there = Succeeded(moved);
-  if (!there) FailSince(before, moved, OPERATION, L"cannot go to byte %u", end);
+  if (!there) FailSince(before, moved, OPERATION, L"cannot seek to byte %u", end);
   if (!there && depth >= 0) chunks[depth].ended = true;  // otherwise the parent's loop would not end
   return true;
 }
@@ -208,7 +208,7 @@ HRESULT Deserializer::ReadFrame() noexcept {
 HRESULT Deserializer::ReadFramePart(unsigned short tag) noexcept {
   switch (tag) {
     case chunk::VERSION:
-      return ReadNumber(version) ? S_OK : Fail(YK_E_BADFILE, OPEN, L"damaged: there is no version");
+      return ReadNumber(version) ? S_OK : Fail(YK_E_BADFILE, OPEN, L"damaged: the version is missing");
     case chunk::CLASS_TABLE_OFFSET:
       return CheckTable(chunk::CLASS_TABLE);
     case chunk::OBJECT_TABLE_OFFSET:
@@ -223,7 +223,7 @@ HRESULT Deserializer::CheckTable(unsigned short tag) noexcept {
   constexpr wchar_t NO_TABLE[] = L"damaged: there is no table %u at byte %u";
   unsigned offset;
   if (!ReadNumber(offset))
-    return Fail(YK_E_BADFILE, OPEN, L"damaged: the place of table %u is truncated", tag);
+    return Fail(YK_E_BADFILE, OPEN, L"damaged: the offset of table %u is truncated", tag);
   if (offset == 0 && tag == chunk::OBJECT_TABLE) return S_OK;
   Ref<Stream> const from = stream;
   // Contract: seeks to the class table even when there is none.
@@ -251,7 +251,7 @@ unsigned Deserializer::ReadThere(void* buffer, unsigned size) noexcept {
   unsigned const done = ReadUpTo(*from, buffer, size, &read);
   HRESULT const result = Succeeded(read) && done < size ? E_FAIL : read;
   if (Failed(result))
-    FailSince(before, result, "Deserializer::Read", L"only %u of %u bytes were read", done, size);
+    FailSince(before, result, "Deserializer::Read", L"only %u of %u bytes could be read", done, size);
   Note(result);
   return done;
 }

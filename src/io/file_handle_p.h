@@ -7,7 +7,7 @@
 
 namespace yk {
 
-/// Closes the file at the end of the scope. Without one it leaves the last error of the system alone.
+/// Closes the file at the end of the scope. Without a file it does not change the system's last error.
 class FileHandle {
  public:
   FileHandle() noexcept = default;

@@ -112,7 +112,7 @@ FileStream::FileStream(String const& path, unsigned openFlags) noexcept
     }
     name.Empty();
     name = file;
-    if (name.IsEmpty()) {  // no memory; the caller's own path must not stand for the temporary file's
+    if (name.IsEmpty()) {  // no memory; the caller's path must not be used in its place
       DeleteFileW(file);
       return;
     }
@@ -133,7 +133,8 @@ FileStream::~FileStream() {
 
 HRESULT FileStream::OpenHandle(unsigned mode) noexcept {
   constexpr char OPERATION[] = "FileStream::Create";
-  if (mode == 0 || mode > CREATE) return Fail(E_FAIL, OPERATION, L"%s: no mode is %u", name.c_str(), mode);
+  if (mode == 0 || mode > CREATE)
+    return Fail(E_FAIL, OPERATION, L"%s: %u is not a valid mode", name.c_str(), mode);
   auto const [access, share, disposition] = MODES[mode];
   handle = CreateFileW(name.c_str(), access, share, nullptr, disposition, 0, nullptr);
   return handle != INVALID_HANDLE_VALUE ? S_OK : FailFile(OPERATION, name, GetLastError());
@@ -180,7 +181,7 @@ HRESULT FileStream::Write(void const* buffer, unsigned size, unsigned* done) noe
   BOOL const wrote = WriteFile(handle, buffer, size, &written, nullptr);
   if (done) *done = written;
   if (wrote && written == size) return S_OK;
-  if (wrote) SetLastError(ERROR_DISK_FULL);  // the system takes what it can, and says nothing
+  if (wrote) SetLastError(ERROR_DISK_FULL);  // the system writes what fits and reports success
   return Note("FileStream::Write");
 }
 

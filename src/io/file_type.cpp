@@ -10,7 +10,7 @@ namespace yk {
 namespace {
 
 constexpr unsigned LOOKED_AT = 256;  // bytes read
-constexpr unsigned NEEDED = 8;       // fewer are not enough to tell
+constexpr unsigned NEEDED = 8;       // fewer are not enough
 static_assert(NEEDED >= sizeof FileSignature::bytes);
 
 bool BeginsWith(char const* bytes, FileSignature const& signature) noexcept {
@@ -47,7 +47,7 @@ String NameOf(Stream& stream) noexcept {
   return name;
 }
 
-/// For files whose bytes say nothing; letters may have either case.
+/// For files without a known signature; not case-sensitive.
 Guid const* ByExtension(String const& name) noexcept {
   String const extension = name.FileExt();
   for (FileFormat const& format : FILE_FORMATS) {
@@ -59,7 +59,7 @@ Guid const* ByExtension(String const& name) noexcept {
 }
 
 HRESULT FailUnknown(bool enough, String const& name) noexcept {
-  wchar_t const* const why = enough ? L"not a file of a known type" : L"too short to tell its type";
+  wchar_t const* const why = enough ? L"not a file of a known type" : L"too short to determine its type";
   return Fail(enough ? YK_E_NOTFOUND : YK_E_TOOSHORT, "qe_DetectFileType",
               name.IsEmpty() ? L"%s%s" : L"%s: %s", name.c_str(), why);
 }

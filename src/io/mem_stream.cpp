@@ -15,8 +15,8 @@ constexpr uint64_t STEP = uint64_t{1} << STEP_BITS;
 constexpr uint64_t LARGEST = 0xFFFFFFFF;  // callers see 32-bit positions
 
 HRESULT FailToGrow(char const* operation, uint64_t end) noexcept {
-  if (end > LARGEST) return Fail(E_FAIL, operation, L"a stream holds less than 4 GB");
-  return Fail(E_FAIL, operation, L"no memory for %llu bytes", static_cast<unsigned long long>(end));
+  if (end > LARGEST) return Fail(E_FAIL, operation, L"a stream must be smaller than 4 GB");
+  return Fail(E_FAIL, operation, L"not enough memory for %llu bytes", static_cast<unsigned long long>(end));
 }
 
 }  // namespace
@@ -57,7 +57,7 @@ HRESULT MemStream::Seek(long offset, unsigned origin, unsigned* newPosition) noe
   if (origin == FROM_POSITION) target += static_cast<int64_t>(position);
   if (origin == FROM_END) target += static_cast<int64_t>(size);
   if (target < 0 || static_cast<uint64_t>(target) > size) {
-    return Fail(E_INVALIDARG, "MemStream::Seek", L"byte %lld is not in a stream of %llu bytes",
+    return Fail(E_INVALIDARG, "MemStream::Seek", L"byte %lld is outside the stream of %llu bytes",
                 static_cast<long long>(target), static_cast<unsigned long long>(size));
   }
   flags &= ~BROKEN;
@@ -92,7 +92,7 @@ HRESULT MemStream::GetState() noexcept { return flags & BROKEN ? E_FAIL : S_OK; 
 
 HRESULT MemStream::Attach(HGLOBAL newBlock) noexcept {
   constexpr char OPERATION[] = "MemStream::Attach";
-  if (block) return Fail(E_FAIL, OPERATION, L"the stream has a block");
+  if (block) return Fail(E_FAIL, OPERATION, L"the stream already has a block");
   if (newBlock) {
     void* const locked = GlobalLock(newBlock);
     if (!locked) return FailSystem(E_FAIL, OPERATION, L"the block", GetLastError());
@@ -111,7 +111,7 @@ HRESULT MemStream::Attach(HGLOBAL newBlock) noexcept {
 
 HRESULT MemStream::AttachBuffer(void* buffer, unsigned bytes) noexcept {
   constexpr char OPERATION[] = "MemStream::AttachBuffer";
-  if (block || data) return Fail(YK_E_EMPTY, OPERATION, L"the stream has memory");
+  if (block || data) return Fail(YK_E_EMPTY, OPERATION, L"the stream already has memory");
   if (!buffer && bytes > 0) return FailNull(OPERATION, L"buffer");
   data = static_cast<unsigned char*>(buffer);
   size = capacity = bytes;

@@ -50,7 +50,7 @@ HRESULT ProgressStream::SetSize(unsigned size) noexcept {
 
 HRESULT ProgressStream::GetState() noexcept { return IsStopped() ? E_ABORT : inner->GetState(); }
 
-// The farthest place counts: readers of some formats begin at the end of the file.
+// The farthest position counts: readers of some formats begin at the end of the file.
 void ProgressStream::Report() noexcept { meter.Reach(inner->GetPosition()); }
 
 }  // namespace yk

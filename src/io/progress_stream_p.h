@@ -1,4 +1,4 @@
-// A stream that reports for those who read or write it and know nothing of hosts: image filters.
+// A stream that reports progress on behalf of its users, the image filters, which have no access to the host.
 #pragma once
 
 #include <qecore/core/ref.h>
@@ -8,18 +8,18 @@
 
 namespace yk {
 
-/// Passes everything on to another stream. Once the host has said stop, every call that can fail returns
-/// E_ABORT.
+/// Passes all calls on to another stream. Once the host has stopped the operation, every call that can fail
+/// returns E_ABORT.
 class ProgressStream final : public Destroys<ProgressStream, Stream> {
  public:
-  /// Null: there is no memory. `total` as for ProgressMeter, in bytes.
+  /// Null without memory. `total` as for ProgressMeter, in bytes.
   static Ref<ProgressStream> Create(Stream& inner, ExecutionContext* context, char const* operation,
                                     unsigned total) noexcept;
 
   bool IsStopped() const noexcept { return meter.IsStopped(); }
   HRESULT Result(HRESULT result) const noexcept { return meter.Result(result); }
 
-  /// Lets go of the host: whoever still holds the stream afterwards has the inner one through it.
+  /// Stops reporting to the host; a filter that keeps the stream can still use the inner one through it.
   void Detach() noexcept { meter.Detach(); }
 
   using Stream::Read;

@@ -39,7 +39,7 @@ class ResourceStream final : public Implements<ResourceStream, Stream> {
     if (origin == FROM_POSITION) target += position;
     if (origin == FROM_END) target += size;
     if (target < 0 || target > size) {
-      return Fail(E_FAIL, "MemStream::Seek", L"byte %lld is not in a resource of %u bytes",
+      return Fail(E_FAIL, "MemStream::Seek", L"byte %lld is outside the resource of %u bytes",
                   static_cast<long long>(target), size);
     }
     position = static_cast<unsigned>(target);
@@ -73,7 +73,7 @@ HRESULT MemStream::Create(HINSTANCE module, wchar_t const* type, wchar_t const* 
   auto const stream = Ref<ResourceStream>::Adopt(made);
   if (!stream) return E_OUTOFMEMORY;
   if (Failed(stream->GetState()))
-    return Fail(E_INVALIDARG, OPERATION, L"there is no such resource, or nothing in it");
+    return Fail(E_INVALIDARG, OPERATION, L"the resource does not exist or is empty");
   *out = Ref<ResourceStream>(stream).Detach();
   return S_OK;
 }

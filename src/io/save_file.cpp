@@ -76,7 +76,7 @@ HRESULT SaveFile::Open(String const& path) noexcept {
 }
 
 HRESULT SaveFile::Begin(String const& path) noexcept {
-  if (IsResourcePath(path)) return Fail(YK_E_ACCESS, OPEN, L"%s: resources are only read", path.c_str());
+  if (IsResourcePath(path)) return Fail(YK_E_ACCESS, OPEN, L"%s: resources are read-only", path.c_str());
   FileHandle old(CreateFileW(path.c_str(), ACCESS, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
   if (!old && GetLastError() != ERROR_FILE_NOT_FOUND) return FailFile(OPEN, path, GetLastError());
   if (old && GetFileType(old.get()) != FILE_TYPE_DISK) return Adopt(path, old.Detach());

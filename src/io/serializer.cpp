@@ -30,7 +30,7 @@ Header HeaderOf(unsigned short tag) noexcept {
 
 /// Sizes and positions have 32 bits.
 HRESULT FailTooLong(char const* operation, HRESULT result = E_FAIL) noexcept {
-  return Fail(result, operation, L"an object file holds less than 4 GB");
+  return Fail(result, operation, L"an object file must be smaller than 4 GB");
 }
 
 }  // namespace
@@ -52,7 +52,7 @@ Serializer::~Serializer() {
 
 HRESULT Serializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   constexpr char OPERATION[] = "Serializer::Open";
-  if (stream) return Fail(E_FAIL, OPERATION, L"the writer is open");
+  if (stream) return Fail(E_FAIL, OPERATION, L"the writer is already open");
   if (!newStream) return FailNull(OPERATION, L"stream");
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   stream = Ref<Stream>::Share(newStream);
@@ -68,7 +68,7 @@ HRESULT Serializer::Close() noexcept {
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   if (!(flags & chunk::RAW)) {
     while (HasChunk() && Succeeded(EndChunk()))
-      continue;  // the body, the frame, and whatever the client left open
+      continue;  // the body, the frame, and any chunk that the client left open
   }
   GetFailure();  // includes the stream's state
   stream.Reset();
@@ -107,7 +107,7 @@ HRESULT Serializer::BeginChunk(unsigned short tag, unsigned short chunkFlags) no
   if (stream.get() != target.get()) return FailClosed(OPERATION);
   if (untracked > 0 || !GrowBlock(chunks, capacity, static_cast<size_t>(depth) + 2)) {
     ++untracked;
-    return Note(Fail(E_OUTOFMEMORY, OPERATION, L"no memory for a chunk at depth %d", depth + 1));
+    return Note(Fail(E_OUTOFMEMORY, OPERATION, L"not enough memory for a chunk at depth %d", depth + 1));
   }
   chunks[++depth] = {tag, 0, start, chunkFlags};
   place = start;
@@ -132,7 +132,7 @@ HRESULT Serializer::EndChunk() noexcept {
   ended.size = end - ended.start;
   place = end;
   if (end < ended.start) {
-    Note(FailTooLong(OPERATION));  // sizes are wrong, and positions cannot be sought
+    Note(FailTooLong(OPERATION));  // the sizes are wrong, and the positions out of reach
   } else if ((ended.flags & chunk::DROP_IF_EMPTY) && ended.size == chunk::HEADER_SIZE) {
     place = ended.start;  // the next chunk overwrites the header
     MoveTo(*target, ended.start);
@@ -162,7 +162,7 @@ HRESULT Serializer::Write(void const* data, unsigned size) noexcept {
   constexpr char OPERATION[] = "Serializer::Write";
   if (!stream) return FailClosed(OPERATION);
   if (untracked > 0)  // it would end up in the wrong chunk
-    return Fail(E_OUTOFMEMORY, OPERATION, L"no memory for its chunk");
+    return Fail(E_OUTOFMEMORY, OPERATION, L"not enough memory for its chunk");
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   Ref<Stream> const target = stream;
   unsigned const before = ErrorCount();
@@ -190,15 +190,15 @@ HRESULT Serializer::Note(HRESULT result) noexcept {
 
 HRESULT NoteFailure(Serializer& writer, HRESULT result) noexcept { return writer.Note(result); }
 
-/// Seeks in the stream, and notes when that fails.
+/// Seeks in the stream, and stores a failure.
 HRESULT Serializer::MoveTo(Stream& target, unsigned to) noexcept {
   unsigned const before = ErrorCount();
   HRESULT const result = SeekTo(target, to);
-  if (Failed(result)) FailSince(before, result, "Serializer::EndChunk", L"cannot go to byte %u", to);
+  if (Failed(result)) FailSince(before, result, "Serializer::EndChunk", L"cannot seek to byte %u", to);
   return Note(result);
 }
 
-/// Writes the size at the chunk's start; if that cannot be sought, nowhere.
+/// Writes the size at the chunk's start, unless that position cannot be reached.
 void Serializer::FillInSize(Stream& target, OpenChunk const& ended, unsigned end) noexcept {
   unsigned const at = ended.start + static_cast<unsigned>(sizeof ended.tag);
   if (Failed(MoveTo(target, at))) return;

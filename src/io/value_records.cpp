@@ -40,7 +40,7 @@ HRESULT String::Save(Serializer* writer, int tag) const noexcept {
   constexpr char OPERATION[] = "String::Save";
   if (!writer) return FailNull(OPERATION, L"writer");
   if (bytes > UINT_MAX - chunk::HEADER_SIZE)
-    return Fail(E_INVALIDARG, OPERATION, L"an object file holds less than 4 GB");
+    return Fail(E_INVALIDARG, OPERATION, L"an object file must be smaller than 4 GB");
   return writer->WriteChunk(static_cast<unsigned short>(tag), c_str(), static_cast<unsigned>(bytes));
 }
 

@@ -81,7 +81,7 @@ HRESULT RefuseName(char const* operation, wchar_t const* name) noexcept {
 
 constexpr wchar_t NOT_AN_ELEMENT[] = L"the node is not an element";
 
-/// What an error says, for LastError.
+/// Records an error for LastError.
 void Report(unsigned before, XmlError const& error) noexcept {
   constexpr char OPERATION[] = "XmlHelper::Load";
   if (error.line == 0) {
@@ -91,16 +91,17 @@ void Report(unsigned before, XmlError const& error) noexcept {
   }
 }
 
-/// Why a node cannot be put there; null: it can.
+/// Why a node cannot be inserted there; null if it can.
 wchar_t const* WhyNotInserted(XmlNode const* parent, XmlNode const* node, XmlNode const* before) noexcept {
   if (!parent || (parent->Kind() != XML_DOCUMENT && parent->Kind() != XML_ELEMENT))
     return L"the parent is not an element or a document";
   if (!node || node->Kind() == XML_DOCUMENT) return L"the node is null, or a document";
-  if (node->Parent()) return L"the node is in a tree";
-  if (before && before->Parent() != parent) return L"the node to stand in front of is no child of the parent";
-  // A node without children holds nobody; asking only the others keeps the building of deep trees quick.
+  if (node->Parent()) return L"the node is already in a tree";
+  if (before && before->Parent() != parent) return L"the node to insert before is not a child of the parent";
+  // A node without children cannot contain the parent; checking only the others keeps building deep trees
+  // fast.
   bool const isInside = node == parent || (node->FirstChild() && IsAncestor(node, parent));
-  return isInside ? L"the node holds the parent" : nullptr;
+  return isInside ? L"the node contains the parent" : nullptr;
 }
 
 }  // namespace
@@ -111,7 +112,7 @@ XmlNode* XmlHelper::CreateDocument() noexcept { return XmlTree::NewNode(XML_DOCU
 
 XmlNode* XmlHelper::CreateNode(uint32_t kind, wchar_t const* content) noexcept {
   if (kind != XML_ELEMENT && kind != XML_COMMENT && kind != XML_INSTRUCTION)
-    return Fail(E_INVALIDARG, "XmlHelper::CreateNode", L"no node to make is of the kind %u", kind), nullptr;
+    return Fail(E_INVALIDARG, "XmlHelper::CreateNode", L"cannot create a node of kind %u", kind), nullptr;
   XmlNode* const node = XmlTree::NewNode(kind);
   if (!node) return nullptr;
   HRESULT const result = kind == XML_ELEMENT ? SetName(node, content) : SetText(node, content);
@@ -135,7 +136,7 @@ HRESULT XmlHelper::InsertChild(XmlNode* parent, XmlNode* node, XmlNode* before) 
 
 HRESULT XmlHelper::RemoveNode(XmlNode* node) noexcept {
   if (!node || !node->Parent())
-    return Fail(YK_E_NOTFOUND, "XmlHelper::RemoveNode", L"the node is in no tree");
+    return Fail(YK_E_NOTFOUND, "XmlHelper::RemoveNode", L"the node is not in a tree");
   XmlTree::Unlink(*node);
   return S_OK;
 }

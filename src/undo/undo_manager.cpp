@@ -79,7 +79,7 @@ void Append(Transaction& transaction, ykUndoItem* item) noexcept {
 }
 
 HRESULT FailBusy(char const* operation) noexcept {
-  return Fail(YK_E_EMPTY, operation, L"an undo or redo is under way");
+  return Fail(YK_E_EMPTY, operation, L"an undo or redo is in progress");
 }
 
 HRESULT FailClosed(char const* operation) noexcept {
@@ -212,10 +212,10 @@ HRESULT UndoManager::DoAddItem(ykUndoItem* item) noexcept {
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   Ref<ykUndoItem> owned = Ref<ykUndoItem>::Adopt(item);
   if (depth == 0) return FailClosed(OPERATION);
-  if (IsTaken(*item)) return Fail(E_INVALIDARG, OPERATION, L"the item is in a transaction");
+  if (IsTaken(*item)) return Fail(E_INVALIDARG, OPERATION, L"the item is already in a transaction");
   if (!open) {
     open = new (std::nothrow) Record;
-    if (!open) return Fail(E_FAIL, OPERATION, L"no memory for a transaction");
+    if (!open) return Fail(E_FAIL, OPERATION, L"not enough memory for a transaction");
     open->created = GetTickCount();
   }
   Append(*open, owned.Detach());
@@ -225,7 +225,7 @@ HRESULT UndoManager::DoAddItem(ykUndoItem* item) noexcept {
 /// Adding an item a second time, through a shared reference, would link two transactions together.
 bool UndoManager::IsTaken(ykUndoItem const& item) noexcept {
   if (open && (&item == open->first || &item == open->last)) return true;
-  if (!IsShared(item)) return false;  // true of every new item, whatever its links contain
+  if (!IsShared(item)) return false;  // true of every new item, even if its links are not initialised
   if (item.next || item.prev) return true;
   for (int i = Entries() - 1; i >= 0; --i) {
     if (Entry(i)->first == &item) return true;
@@ -242,7 +242,7 @@ HRESULT UndoManager::DoBegin() noexcept {
 
 HRESULT UndoManager::DoEnd(wchar_t const* name) noexcept {
   if (depth == 0) return FailClosed("UndoManager::EndTransaction");
-  if (--depth > 0) return E_FAIL;  // contract; no failure: it tells that an inner level has ended
+  if (--depth > 0) return E_FAIL;  // contract; not recorded: it only means that an inner level has ended
   if (!open) return S_FALSE;       // an open one is never empty: AddItem creates it for its first item
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   Transaction* const transaction = open;

@@ -63,7 +63,7 @@ ValueItem* ValueItem::Create(Unknown* object, unsigned key) noexcept {
 /// Undo and redo must alternate; one that failed, and so changed nothing, must not be followed by its
 /// opposite. The object's code, which is called meanwhile, may release the item, or call it again.
 HRESULT ValueItem::Turn(Direction direction) noexcept {
-  if (turning || direction != due) return Fail(E_FAIL, OPERATION, L"undo and redo come in turns");
+  if (turning || direction != due) return Fail(E_FAIL, OPERATION, L"undo and redo must alternate");
   Ref<ValueItem> const stay = Ref<ValueItem>::Share(this);
   turning = true;
   HRESULT const result = ExchangeProperty();
@@ -73,14 +73,15 @@ HRESULT ValueItem::Turn(Direction direction) noexcept {
 }
 
 HRESULT ValueItem::ExchangeProperty() noexcept {
-  if (!readable) return Fail(E_FAIL, OPERATION, L"the value %u cannot be read, nor put back", key);
+  if (!readable)
+    return Fail(E_FAIL, OPERATION, L"the value %u cannot be read, so it cannot be restored", key);
   Variant present;
   HRESULT result = ReadProperty(*object, key, present);
   if (Failed(result)) return result;
   if (kept.type == Variant::EMPTY && present.type == Variant::EMPTY) return S_OK;  // absent before and after
   unsigned const before = ErrorCount();
   result = object->SetValue(key, kept);
-  if (Failed(result)) return FailSince(before, result, OPERATION, L"the value %u cannot be put back", key);
+  if (Failed(result)) return FailSince(before, result, OPERATION, L"the value %u cannot be restored", key);
   kept.Swap(present);
   return result;
 }

@@ -31,7 +31,7 @@ def main():
         return 0
     promised = {line for line in LIST.read_text(encoding="utf-8").splitlines() if line and not line.startswith("#")}
     faults = [f"not exported: {name}" for name in sorted(promised - names)]
-    faults += [f"exported, but none of ours: {name}" for name in sorted(names) if not OWN.match(name)]
+    faults += [f"exported, but not of yk or qe: {name}" for name in sorted(names) if not OWN.match(name)]
     print("\n".join(faults), end="\n" if faults else "")
     return 1 if faults else 0
 

@@ -28,7 +28,7 @@ TEST(Error, KeepsTheLastFailureOfTheThread) {
   OnThread([] {
     EXPECT_NE(LastMessage(), L"photo.png: 12 pixels");
     Fail(YK_E_EMPTY, nullptr, nullptr);
-    EXPECT_EQ(LastMessage(), L"nothing in it");
+    EXPECT_EQ(LastMessage(), L"empty");
     EXPECT_STREQ(LastError()->operation, "");
   });
   EXPECT_EQ(LastMessage(), L"photo.png: 12 pixels");

@@ -139,7 +139,7 @@ TEST_F(ModuleTest, FailuresNameTheClassAndThePlugin) {
   watcher.Take();
   EXPECT_EQ(ErrorCount(), before + 2) << "of plug-ins that do not load; that there is no cache is none";
   wstring const broken = folder.Path(L"broken.qem") + L": not a 64-bit library";
-  wstring const noEntry = folder.Path(L"no_entry.qem") + L": there is no qe_entrypoint in it";
+  wstring const noEntry = folder.Path(L"no_entry.qem") + L": it does not export qe_entrypoint";
   HANDLE lock = INVALID_HANDLE_VALUE;
   ClassInfo known;
   known.classId = ids::MAP;
@@ -147,9 +147,9 @@ TEST_F(ModuleTest, FailuresNameTheClassAndThePlugin) {
   ExpectFailures({
       {YK_E_NOTFOUND, broken, [&] { return Named(L"broken.qem")->Load(); }},
       {E_FAIL, noEntry, [&] { return Named(L"no_entry.qem")->Load(); }},
-      {YK_E_NOTFOUND, L"no class {C1A55001-0001-0001-0101-010101010101}",
+      {YK_E_NOTFOUND, L"the class {C1A55001-0001-0001-0101-010101010101} is not registered",
        [&] { return Create(TestId(0xC1A55001)); }},
-      {E_INVALIDARG, L"the class {35E7C0D6-6561-4DC8-9C1E-EB1FB98B598B} is there already",
+      {E_INVALIDARG, L"the class {35E7C0D6-6561-4DC8-9C1E-EB1FB98B598B} is already registered",
        [&] { return RegisterInterface(&known); }},
       {YK_E_NOTFOUND,
        L"the plug-in good.qem could not be loaded: " + folder.Path(L"good.qem") +

@@ -340,16 +340,16 @@ TEST(Attached, LeavesNoGdiObjectsBehind) {
 TEST(Failures, OfDrawingSayWhatIsMissing) {
   Ref<IDC> const dc = MakeSurface(4, 3, false), empty = Own(IDC::Create());
   Ref<Image2d> const words = NewImage(IMG_BGR48, 2, 2);
-  wchar_t const nothing[] = L"there is no surface: none was made, no image is attached";
+  wchar_t const nothing[] = L"there is no surface: none was created and no image is attached";
   dc->SetMode(9);
   ExpectFailures({
       {E_FAIL, nothing, [&] { return empty->Clear(0); }},
       {E_FAIL, nothing, [&] { return empty->Blit(nullptr, 0, 0, nullptr); }},
-      {E_FAIL, L"no memory for a surface of 60000 \u00D7 60000 pixels",
+      {E_FAIL, L"not enough memory for a surface of 60000 \u00D7 60000 pixels",
        [&] { return empty->Create(60000, 60000); }},
       {E_INVALIDARG, L"the image is bgr48, not bgr24 or bgra32",
        [&] { return empty->Attach(dc->memoryDC, words.get()); }},
-      {E_NOTIMPL, L"no mode 9 paints on this surface", [&] { return dc->FillRect(0, 0, 2, 2); }},
+      {E_NOTIMPL, L"this surface cannot be painted in mode 9", [&] { return dc->FillRect(0, 0, 2, 2); }},
       {YK_E_EMPTY, L"the surface has no alpha",
        [&] {
          return dc->WhitenOpaque({0, 0, 2, 2});

@@ -162,11 +162,12 @@ TEST(Failures, OfFilesAndStreamsSayWhichAndWhy) {
       {YK_E_ACCESS, folder.Path(L"held") + L": in use by another program",
        [&] { return save.Open(folder.Path(L"held").c_str()); }},
       {E_FAIL, file + L": access is denied", [&] { return opened->Write("x", 1); }},
-      {E_FAIL, file + L": there is nothing before the start", [&] { return opened->Seek(-1, 0); }},
+      {E_FAIL, file + L": the position is before its start", [&] { return opened->Seek(-1, 0); }},
       {YK_E_NOTFOUND, file + L": not a file of a known type",
        [&] { return opened->Seek(0, 0), qe_DetectFileType(opened.get(), type); }},
-      {YK_E_TOOSHORT, L"too short to tell its type", [&] { return qe_DetectFileType(memory.get(), type); }},
-      {E_INVALIDARG, L"the source has no byte 9: byte 9 is not in a stream of 5 bytes",
+      {YK_E_TOOSHORT, L"too short to determine its type",
+       [&] { return qe_DetectFileType(memory.get(), type); }},
+      {E_INVALIDARG, L"the source has no byte 9: byte 9 is outside the stream of 5 bytes",
        [&] { return CopyStream(memory.get(), opened.get(), 9, 1); }},
   });
 }
@@ -186,10 +187,10 @@ TEST(Failures, OfObjectFilesAndXmlSayWhere) {
   auto const open = [&](std::string const& bytes) { return reader->Open(Memory(bytes).get(), 0); };
   EXPECT_EQ(writer->Open(&spy, chunk::RAW), S_OK);
   ExpectFailures({
-      {YK_E_BADFILE, L"not an object file: damaged at byte 0: a chunk of 67305985 bytes where 8 are left",
+      {YK_E_BADFILE, L"not an object file: damaged at byte 0: a chunk of 67305985 bytes, but only 8 are left",
        [&] { return open("??\1\2\3\4.."); }},
       {E_FAIL, L"the file was never closed by its writer", [&] { return open(frame + Le(0)); }},
-      {YK_E_BADFILE, L"damaged: there is no version",
+      {YK_E_BADFILE, L"damaged: the version is missing",
        [&] { return open(Chunk(chunk::FILE_FRAME, Chunk(chunk::VERSION))); }},
       {YK_E_ACCESS, L"cannot write 3 bytes at 0", [&] { return writer->Write("abc", 3); }},
       {YK_E_BADFILE, L"line 2, column 3: unexpected end of document",

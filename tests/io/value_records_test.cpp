@@ -36,7 +36,7 @@ TEST(VariantRecord, Bytes) {
 
 TEST(VariantRecord, DamageLeavesASafeValue) {
   std::tuple<char const*, std::string, int, int> const rows[] = {
-      {"a scalar cut short", "\7\0"s, 7, 0},
+      {"a truncated scalar", "\7\0"s, 7, 0},
       {"a tag that there is not", "\x1D\2........"s, 29, 2},
       {"an object with a pointer", "\x11\0AAAAAAAA"s, 17, 0},
       {"a text longer than its chunk", "\x0E\0\4\0\0\0ab"s, 14, 0},

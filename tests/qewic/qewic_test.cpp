@@ -300,11 +300,12 @@ TEST_F(Filters, SayWhyTheyFail) {
     return jpeg.Write(&spy, image.get(), quality);
   };
   ExpectFailures({
-      {YK_E_BADFILE, L"damaged, cut short or of another type",
+      {YK_E_BADFILE, L"damaged, truncated or of another type",
        [&] { return read(*Memory(file.substr(0, 40))); }},
       {YK_E_ACCESS, L"the stream could not be read", [&] { return spy.fault = SpyStream::READ, read(spy); }},
-      {YK_E_ACCESS, L"not all could be written", [&] { return write(SpyStream::WRITE, 50); }},
-      {E_INVALIDARG, L"the quality 101 is not one of 0 to 100", [&] { return write(SpyStream::NONE, 101); }},
+      {YK_E_ACCESS, L"it could not be written completely", [&] { return write(SpyStream::WRITE, 50); }},
+      {E_INVALIDARG, L"the quality 101 is not between 0 and 100",
+       [&] { return write(SpyStream::NONE, 101); }},
   });
 }
 

@@ -1,4 +1,4 @@
-// For calls that must fail, and say why.
+// For calls that must fail and record why.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-/// The calling thread's last failure as one line, which may be cut to `size`.
+/// The calling thread's last failure as one line, truncated to `size` characters.
 inline std::wstring LastMessage(size_t size = 600) {
   std::wstring line(size, L'#');
   size_t const length = yk::ErrorMessage(yk::LastError(), line.data(), size);
@@ -23,7 +23,7 @@ struct Failure {
   std::function<HRESULT()> call;
 };
 
-/// Each call returns its code, and records it with its text.
+/// Expects that each call returns its code and records it with its text.
 inline void ExpectFailures(std::vector<Failure> const& rows) {
   for (Failure const& row : rows) {
     unsigned const before = yk::ErrorCount();

@@ -1,4 +1,4 @@
-// A host that follows an operation and stops it when its patience is over.
+// A host that checks the progress of an operation and stops it after a number of calls.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,8 +10,8 @@ struct PatientHost final : yk::ExecutionContext {
   explicit PatientHost(unsigned calls = 1000) : patience(calls) {}
 
   bool Continue(Progress const& now) noexcept override {
-    EXPECT_FALSE(stopped) << "told to stop, and goes on";
-    EXPECT_TRUE(!calls || now.done >= last.done) << "goes back";
+    EXPECT_FALSE(stopped) << "continues after it was stopped";
+    EXPECT_TRUE(!calls || now.done >= last.done) << "progress decreases";
     EXPECT_TRUE(!now.total || now.done <= now.total);
     last = now;
     stopped = calls++ == patience;

@@ -14,7 +14,7 @@ TempFolder::TempFolder() {
   std::wstring const name = L"qecore-test-" + std::to_wstring(GetCurrentProcessId()) + L"-";
   folder = (fs::temp_directory_path() / (name + std::to_wstring(counter++) + L"\\")).wstring();
   std::error_code ignored;
-  fs::remove_all(folder, ignored);  // left behind by a process with the same number
+  fs::remove_all(folder, ignored);  // left by a former process with the same number
   fs::create_directory(folder);
 }
 

@@ -326,9 +326,9 @@ TEST(Failures, OfUndoSayWhatIsNotOpenOrNotThere) {
       {E_FAIL, L"there is nothing to redo", [&] { return undo->Redo(); }},
       {E_FAIL, L"no transaction is open", [&] { return undo->EndTransaction(L""); }},
       {E_FAIL, L"no transaction is open", [&] { return undo->AddItem(Ref<ykUndoItem>(item).Detach()); }},
-      {E_INVALIDARG, L"the item is in a transaction",
+      {E_INVALIDARG, L"the item is already in a transaction",
        [&] { return undo->BeginTransaction(), undo->AddItem(Ref<ykUndoItem>(item).Detach()); }},
-      {E_FAIL, L"the value 7 cannot be put back", [&] { return item->Undo(); }},
+      {E_FAIL, L"the value 7 cannot be restored", [&] { return item->Undo(); }},
   });
 }
 

@@ -8,9 +8,9 @@
 //
 // Every public function reports failure by its result: a negative code, null or false. A function that
 // refuses or fails also records why, for the calling thread. Success does not clear the record; the next
-// failure replaces it, so look at it right after the call that failed. What is an answer rather than a
-// failure records nothing: a look-up that finds nothing (E_FAIL of Map::GetValue), an interface that
-// an object does not have (E_NOINTERFACE of QueryInterface), S_FALSE.
+// failure replaces it, so look at it right after the call that failed. A result that is not a failure
+// records nothing: a look-up that finds nothing (YK_E_NOTFOUND of Map::GetValue), an interface that an
+// object does not have (E_NOINTERFACE of QueryInterface), S_FALSE.
 //
 // When one failure leads to another, the records form a chain, from what the caller asked for down to the
 // cause:
@@ -26,11 +26,10 @@
 //   HRESULT const result = stream->Read(header, sizeof header);
 //   if (Failed(result)) return FailSince(before, result, "PngFilter::Read", L"cannot read the header");
 //
-// Cost: nothing for calls that succeed. A failure formats its text into memory that the library has set
-// aside, and allocates none, so that it can also be told that there is no memory.
-// Ownership: records are the library's.
-// Threads: each thread has its own. They are kept for 128 threads at a time; in any other thread LastError() is
-// null. A new thread that is given the number of one that has ended may find its records.
+// Cost: nothing for calls that succeed. A failure formats its text into memory that the library has
+// reserved, and allocates none, so that running out of memory can be recorded as well.
+// Ownership: records are the library's. Threads: each thread has its own; the records of a thread are lost
+// when it ends. Records are kept for 128 threads at a time; in any other thread LastError() is null.
 #pragma once
 
 #include <qecore/core/base.h>
@@ -42,7 +41,7 @@ struct Error {
   static constexpr size_t OPERATION_SIZE = 48;
   static constexpr size_t TEXT_SIZE = 224;
 
-  HRESULT code;                    ///< what the operation returned, or stands for a null or false result
+  HRESULT code;                    ///< what the operation returned, or what a null or false result means
   Error const* cause;              ///< the failure that led to this one; null for the first
   char operation[OPERATION_SIZE];  ///< the function that failed, such as "Image2d::Create"; truncated to fit
   wchar_t text[TEXT_SIZE];         ///< what failed and why, in one line; may be empty; truncated to fit
@@ -53,7 +52,7 @@ static_assert(sizeof(Error) == 512);
 /// The calling thread's last failure. Null: there was none. Valid until the thread's next failure.
 YK_API Error const* LastError() noexcept;
 
-/// Records a failure of the calling thread, which has no known cause. The format is the Microsoft C
+/// Records a failure of the calling thread without a known cause. The format is the Microsoft C
 /// runtime's: `%s` takes UTF-16. \return `code`
 YK_API HRESULT Fail(HRESULT code, char const* operation, wchar_t const* format, ...) noexcept;
 
@@ -61,11 +60,11 @@ YK_API HRESULT Fail(HRESULT code, char const* operation, wchar_t const* format, 
 YK_API unsigned ErrorCount() noexcept;
 
 /// Like Fail; what the thread has recorded since ErrorCount() was `before`, if anything, is the cause. A
-/// chain keeps its four most telling records: the first three and the last. \return `code`
+/// chain keeps its four most informative records: the first three and the last. \return `code`
 YK_API HRESULT FailSince(unsigned before, HRESULT code, char const* operation, wchar_t const* format,
                          ...) noexcept;
 
-/// Writes a chain as one line: each record's text, or its code's where it has none, separated by ": ".
+/// Writes a chain as one line: each record's text, or that of its code if it has none, separated by ": ".
 /// Truncates and always terminates. A null `error` gives an empty line. \return its length
 YK_API size_t ErrorMessage(Error const* error, wchar_t* buffer, size_t size) noexcept;
 

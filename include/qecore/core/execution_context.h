@@ -7,13 +7,13 @@
 //     }
 //   };
 //   Dialog dialog;
-//   HRESULT const result = image->RescaleTo(target, &dialog);  // E_ABORT: the dialog said stop
+//   HRESULT const result = image->RescaleTo(target, &dialog);  // E_ABORT: the user cancelled
 //
 //   slot 0 Continue
 //
-// It is taken by saving and loading of objects and images, resampling, conversion of whole images and the
-// plug-in scan. An operation that is told to stop returns E_ABORT and leaves nothing half-made: no file, no
-// image, no cache. Null stands for a host that does not care.
+// It is accepted by saving and loading of objects and images, resampling, conversion of whole images and the
+// plug-in scan. An operation that is stopped returns E_ABORT and leaves nothing incomplete: no file, no image,
+// no cache. Null means that the host is not interested.
 //
 // Ownership: the host's; it must outlive the call that it is passed to. Threads: called on the thread that
 // called the operation, and on no other, even when several threads do the work.
@@ -25,20 +25,20 @@ namespace yk {
 
 class ExecutionContext {
  public:
-  /// How far an operation is.
+  /// How far an operation has got.
   struct Progress {
     /// What `done` and `total` count.
     enum Unit : unsigned { BYTES = 0, ROWS = 1, ITEMS = 2 };
 
-    char const* operation;  ///< what is being done, such as "Image2d::RescaleTo"; static
-    uint64_t done;          ///< never falls, but for a new `operation`
-    uint64_t total;         ///< 0: not known
+    char const* operation;  ///< the operation, such as "Image2d::RescaleTo"; static
+    uint64_t done;          ///< never decreases, except when `operation` changes
+    uint64_t total;         ///< 0: unknown
     Unit unit;
   };
 
-  /// Called often: at most about a hundred times for an operation whose total is known, and at its end with
-  /// `done` equal to `total`. It must return soon, and must not touch the objects that the operation works
-  /// on.
+  /// Called repeatedly: at most about a hundred times for an operation whose total is known, and at its end
+  /// with `done` equal to `total`. It must return quickly, and must not touch the objects that the operation
+  /// works on.
   /// \return false to stop
   virtual bool Continue(Progress const& progress) noexcept = 0;
 

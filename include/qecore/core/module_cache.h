@@ -1,18 +1,18 @@
-// The module cache: what System::ScanModules keeps of the plug-ins that it has found, as chunks of an object
-// file (io/chunk.h draws those).
+// The module cache: what System::ScanModules stores about the plug-ins that it has found, as chunks of an
+// object file (see io/chunk.h).
 //
 //   MODULE_LIST ── MODULE            one for each plug-in
 //                  ├─ FILE_NAME      UTF-16, without the folder
 //                  ├─ FILE_TIME      8 bytes; 0 when the library did not load, or not with all its classes
 //                  ├─ FILE_SIZE      4 bytes
-//                  └─ CLASS          one for each class, the one registered last first
+//                  └─ CLASS          one for each class, the last registered first
 //                     ├─ flags, 4 bytes without a header
 //                     ├─ CLASS_ID       16 bytes
 //                     ├─ INTERFACE_ID   16 bytes
 //                     ├─ CLASS_NAME     narrow, without terminator; absent when there is none
-//                     └─ FILTER_INFO    what a filter says of itself, a Map; absent when there is none
+//                     └─ FILTER_INFO    a filter's description, a Map; absent when there is none
 //
-// Everything here is a constant: any thread, no failure.
+// Everything here is constant.
 #pragma once
 
 namespace yk::cache {
@@ -28,13 +28,13 @@ inline constexpr unsigned short INTERFACE_ID = 0x1006;
 inline constexpr unsigned short CLASS_ID = 0x1007;
 inline constexpr unsigned short CLASS_NAME = 11;
 
-/// What a person calls a chunk.
+/// The readable name of a chunk.
 struct TagName {
   unsigned short tag;
   char const* name;
 };
 
-/// The tags that stand for this wherever they are met; that of a class's name is a banner's, too.
+/// The tags that mean the same in every file. CLASS_NAME is absent: a banner has the same tag.
 inline constexpr TagName TAG_NAMES[] = {
     {MODULE_LIST, "plug-ins"},
     {MODULE, "plug-in"},
