@@ -116,7 +116,7 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
 
 // ---- info
 
-TEST_F(Tool, TellsOfEachPictureThatItCanRead) {
+TEST_F(Tool, DescribesEachPictureThatItCanRead) {
   MakePicture(L"a.png", 5, 4);
   MakePicture(L"\u00E4\u65E5.png", 6, 3);
   EXPECT_THAT(Good(L"info a.png"), StartsWith("a.png: PNG, 5 x 4 pixels, bgr24 (24 bits), "));
@@ -193,7 +193,7 @@ TEST_F(Tool, ReplacesFilesWholeOrNotAtAll) {
 
 // ---- xml
 
-TEST_F(Tool, WritesXmlAnew) {
+TEST_F(Tool, WritesXmlBack) {
   folder.Write(L"a.xml", "<a><b c='1'>x</b></a>");
   EXPECT_EQ(Good(L"xml a.xml"), "<a><b c=\"1\">x</b></a>");
   Good(L"xml a.xml -o b.xml --utf16 --layout");

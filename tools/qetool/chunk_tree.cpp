@@ -16,12 +16,12 @@ using namespace yk;
 
 namespace {
 
-// As much plain data as the library itself puts before chunks in one payload.
+// The most plain data that the library itself puts before the chunks of a payload.
 constexpr size_t LONGEST_PREFIX = 16;
 
-// How many chunks may be passed over while payloads are tried, for each header that the file has room for.
-// Honest files need a few. A crafted one, in which every level holds a chain that breaks only at the end of
-// the file, would need the square of its size.
+// How many headers may be examined while searching payloads for chunks, for each header that fits into the
+// file. Ordinary files need a few. A crafted one, in which every level has a chain that is damaged only at
+// the end of the file, would need the square of its size.
 constexpr size_t HOPS_PER_HEADER = 64;
 
 // Little-endian.
@@ -36,7 +36,7 @@ struct Header {
   size_t size;  // of the whole chunk
 };
 
-// All zero when too few bytes are left for one.
+// All zero when too few bytes are left for a header.
 Header ReadHeader(Bytes bytes) {
   if (bytes.size() < chunk::HEADER_SIZE) return {};
   return {static_cast<unsigned>(Number(bytes.first(2))), Number(bytes.subspan(2, 4))};
@@ -54,7 +54,7 @@ class Parser {
   ChunkTree Parse() && {
     Header const header = ReadHeader(file);
     if (header.tag == chunk::FILE_FRAME && header.size > file.size()) {
-      // A frame that claims more than there is: what there is of it is looked into all the same.
+      // A truncated frame: its remaining bytes are parsed all the same.
       Damaged(header, file);
       Bytes const payload = file.subspan(chunk::HEADER_SIZE);
       Add(header.tag, file, payload);
@@ -68,11 +68,11 @@ class Parser {
 
  private:
   struct Level {
-    Bytes rest;  // chunks that stand one behind the other
+    Bytes rest;  // consecutive chunks
     size_t parent;
   };
 
-  // True when sound chunks, at least one, fill the bytes exactly.
+  // True when one or more sound chunks fill the bytes exactly.
   bool AreChunks(Bytes bytes) {
     if (bytes.empty()) return false;
     while (!bytes.empty()) {
@@ -84,7 +84,7 @@ class Parser {
     return true;
   }
 
-  // Of a payload, what its chunks fill: all after a short prefix, or nothing.
+  // The part of a payload that its chunks fill: everything after a short prefix, or nothing.
   Bytes ChunksIn(Bytes payload) {
     size_t const longest = std::min(LONGEST_PREFIX, payload.size());
     for (size_t prefix = 0; prefix <= longest; ++prefix) {
@@ -94,8 +94,8 @@ class Parser {
     return payload.last(0);
   }
 
-  // Takes the next chunk of the innermost level. The level ends with its bytes, or at the first that is no
-  // chunk.
+  // Takes the next chunk of the innermost level. The level ends with its bytes, or at the first that
+  // are not a chunk.
   void Step() {
     Level& level = open.back();
     Bytes const rest = level.rest;
@@ -126,7 +126,7 @@ class Parser {
   size_t OffsetOf(Bytes bytes) const { return static_cast<size_t>(bytes.data() - file.data()); }
 
   void Damaged(Header const& header, Bytes bytes) {
-    if (!tree.damage.empty()) return;  // the first is the cause
+    if (!tree.damage.empty()) return;  // the first damage is the cause
     size_t const offset = OffsetOf(bytes);
     if (bytes.size() < chunk::HEADER_SIZE) {
       tree.damage = Format("%zu bytes at offset %zu are not a chunk", bytes.size(), offset);
@@ -142,7 +142,7 @@ class Parser {
   std::vector<Level> open;
 };
 
-// Of object files: the format's own tags stand beside the body, the others anywhere.
+// Tags of object files: the format's own are valid only outside the body, the others anywhere.
 struct TagName {
   unsigned tag;
   char const* name;
@@ -166,7 +166,7 @@ bool IsText(unsigned unit) {
   return (unit >= ' ' && unit != 0x7F && unit < 0xD800) || unit == '\n' || unit == '\t';
 }
 
-// Narrow or UTF-16 text, quoted; nothing for what is neither.
+// Narrow or UTF-16 text, quoted; empty if the bytes are neither.
 std::optional<std::string> AsText(Bytes bytes) {
   auto const quoted = [](std::string text) {
     for (size_t at = 0; (at = text.find_first_of("\n\t", at)) != std::string::npos; at += 2) {

@@ -1,4 +1,4 @@
-// The chunks of an object file as a tree, made from bytes that nobody vouches for.
+// The chunks of an object file as a tree, parsed from bytes that are not trusted.
 #pragma once
 
 #include <stddef.h>
@@ -16,8 +16,8 @@ struct ChunkNode {
   unsigned tag = 0;
   size_t offset = 0;  // of the header, from the start of the file
   Bytes payload;      // without the header
-  Bytes plain;        // the bytes of the payload before the first child; all of it when there is none
-  size_t parent = 0;  // index of the node around it; ChunkTree::NONE at the top
+  Bytes plain;        // the bytes of the payload before the first child; the whole payload when there is none
+  size_t parent = 0;  // index of the enclosing node; ChunkTree::NONE at the top
   int depth = 0;      // 0 at the top
 };
 
@@ -28,23 +28,22 @@ struct ChunkTree {
     return node.parent == NONE ? nullptr : &nodes[node.parent];
   }
 
-  /// Each before its children: chunks nest as deep as the file has bytes, and nobody needs a stack to walk
-  /// them.
+  /// Each node precedes its children, so that nesting of any depth is traversed without recursion.
   std::vector<ChunkNode> nodes;
-  /// What is wrong, with its offset; empty for a sound file. The nodes are what could be read all the same.
+  /// What is wrong, with its offset; empty for a sound file. The nodes contain all that could be read.
   std::string damage;
 };
 
-/// Payloads do not say whether they hold chunks: one does when chunks fill it exactly, after at most a few
-/// bytes of plain data. The time is linear: once a file has cost more tries than any honest one, its payloads
-/// count as plain.
+/// The format does not mark payloads that contain chunks: one does if chunks fill it exactly, after at most a
+/// few bytes of plain data. The time is linear: after more attempts than an ordinary file needs, the
+/// remaining payloads count as plain.
 ChunkTree ParseChunks(Bytes file);
 
 /// "body", "class", ... for the tags that the library itself writes; null for others. `parent` is null at the
 /// top.
 char const* ChunkName(ChunkNode const& node, ChunkNode const* parent);
 
-/// The plain bytes for a person: a number, a text, an identifier, or bytes.
+/// The plain bytes in readable form: a number, a text, an identifier, or hexadecimal bytes.
 std::string DescribePlain(ChunkNode const& node);
 
 }  // namespace qetool

@@ -1,5 +1,5 @@
-// The subcommands, one file each. Each adds itself to the command line; its work runs as CLI11's callback and
-// throws Failure when it cannot go on.
+// The subcommands, one file each. Each adds itself to the command line and runs as a callback of CLI11, which
+// throws Failure when it cannot continue.
 #pragma once
 
 #include <CLI/CLI.hpp>

@@ -28,7 +28,7 @@ struct Options {
   bool verbose = false;
 };
 
-/// One thing to do with each picture.
+/// One operation on each picture.
 struct Step {
   char const* name;
   std::function<void(ImageRef&, Watch&)> work;
@@ -38,17 +38,17 @@ struct Job {
   std::string input, output;
 };
 
-// "1,2,3,4" into four numbers. An empty piece counts as `missing`; a negative `missing` refuses it.
+// "1,2,3,4" into four numbers. An empty piece counts as `missing`; a negative `missing` makes it invalid.
 bool ParseNumbers(std::string const& text, char separator, int missing, int* numbers, int count) {
   char const* at = text.data();
   char const* const end = at + text.size();
   for (int i = 0; i < count; ++i) {
     if (i && (at == end || *at++ != separator)) return false;
-    auto const [behind, error] = std::from_chars(at, end, numbers[i]);
+    auto const [next, error] = std::from_chars(at, end, numbers[i]);
     if (error == std::errc::result_out_of_range) return false;
-    if (behind == at) numbers[i] = missing;
+    if (next == at) numbers[i] = missing;
     if (numbers[i] < 0) return false;
-    at = behind;
+    at = next;
   }
   return at == end;
 }
@@ -106,8 +106,8 @@ bool IsFolderName(std::string const& path) {
   return file::IsFolder(ToWide(path).c_str()) || path.back() == '/' || path.back() == '\\';
 }
 
-// Which file becomes which. Several inputs, or an output that is a folder, go into that folder by their
-// names.
+// Determines the output file of each input. Several inputs, or an output that is a folder: the files keep
+// their names in that folder.
 std::vector<Job> PlanJobs(Options const& options) {
   if (options.paths.size() < 2)
     throw Failure{"convert needs an input and an output (see qetool convert --help)"};
@@ -118,7 +118,7 @@ std::vector<Job> PlanJobs(Options const& options) {
 
   output.erase(output.find_last_not_of("/\\") + 1);
   if (!output.empty() && Failed(file::NewFolderEx(ToWide(output)))) {
-    throw Failure{"cannot make the folder " + output + ": a file of that name exists, or access is denied"};
+    throw Failure{"cannot create the folder " + output + ": a file of that name exists, or access is denied"};
   }
   std::vector<Job> jobs;
   std::set<std::string> taken;
@@ -129,13 +129,13 @@ std::vector<Job> PlanJobs(Options const& options) {
                    [](unsigned char c) { return c < 128 ? tolower(c) : c; });
     std::string target = output;
     target.append("/").append(name);
-    if (!taken.insert(key).second) throw Failure{"two pictures would both become " + target};
+    if (!taken.insert(key).second) throw Failure{"two pictures would be written to " + target};
     jobs.push_back({input, target});
   }
   return jobs;
 }
 
-/// Adds the name of what was just done and its time to a text.
+/// Collects the names and times of the steps as a text.
 class StepTimes {
  public:
   void Done(char const* name) {
@@ -150,7 +150,7 @@ class StepTimes {
   std::chrono::steady_clock::time_point last = std::chrono::steady_clock::now();
 };
 
-// Returns what to tell of it.
+// Returns a line that describes the result.
 std::string ConvertOne(Job const& job, Guid const& filter, std::vector<Step> const& steps, unsigned quality,
                        Watch& watch) {
   StepTimes times;
@@ -171,7 +171,7 @@ std::string ConvertOne(Job const& job, Guid const& filter, std::vector<Step> con
                 times.text.c_str());
 }
 
-// One picture that fails keeps no other from being converted.
+// A picture that fails does not prevent the others from being converted.
 void Run(Options const& options, Host& host) {
   std::vector<Step> const steps = PlanSteps(options);
   std::vector<Job> const jobs = PlanJobs(options);
@@ -185,9 +185,9 @@ void Run(Options const& options, Host& host) {
   for (size_t i = 0; i < jobs.size(); ++i) {
     watch.Next(jobs[i].input, jobs.size());
     try {
-      std::string const told = ConvertOne(jobs[i], filters[i], steps, options.quality, watch);
+      std::string const line = ConvertOne(jobs[i], filters[i], steps, options.quality, watch);
       watch.Clear();
-      if (options.verbose) printf("%s\n", told.c_str());
+      if (options.verbose) printf("%s\n", line.c_str());
     } catch (Failure const& failure) {
       watch.Clear();
       Report(failure.text);
@@ -201,30 +201,34 @@ void Run(Options const& options, Host& host) {
 }  // namespace
 
 void AddConvert(CLI::App& app, Host& host) {
-  CLI::App& command = *app.add_subcommand("convert", "Convert pictures: file type, size, part, pixel format");
+  CLI::App& command =
+      *app.add_subcommand("convert", "Convert pictures to another file type, size, part or pixel format");
   auto const options = std::make_shared<Options>();
-  command.add_option("paths", options->paths, "Pictures (* and ? stand for parts of a name), and the output")
+  command.add_option("paths", options->paths, "Pictures (with the wildcards * and ?), then the output")
       ->type_name("IN... OUT")
       ->required();
   command
       .add_option("--crop", options->crop, "Keep the columns L to R-1 and the rows T to B-1, counted from 0")
       ->type_name("L,T,R,B");
-  command.add_option("--size", options->size, "Resample; without W or H (640x, x480) in proportion")
+  command.add_option("--size", options->size, "Resample; in proportion if W or H is omitted (640x, x480)")
       ->type_name("WxH");
-  command.add_option("--flip", options->flip, "Mirror: h left and right, v top and bottom")->type_name("h|v");
+  command.add_option("--flip", options->flip, "Mirror: h swaps left and right, v top and bottom")
+      ->type_name("h|v");
   command.add_option("--format", options->format, "Pixel format: gray8, bgr24, bgra32, grayf, bgrf or bgraf")
       ->type_name("NAME");
-  command.add_option("--quality", options->quality, "Of JPEG files, 1 to 100")
+  command.add_option("--quality", options->quality, "Quality of JPEG files, 1 to 100")
       ->type_name("N")
       ->check(CLI::Range(1, 100));
-  command.add_option("--type", options->type, "Extension of the files in FOLDER; by default each input's")
+  command
+      .add_option("--type", options->type,
+                  "Extension of the files in an output folder; by default each input's")
       ->type_name("EXT");
-  command.add_flag("-v,--verbose", options->verbose, "Tell each picture's result and the time of each step");
+  command.add_flag("-v,--verbose", options->verbose, "Print each picture's result and the time of each step");
   host.AddOptions(command);
   command.footer(
-      "The type of each output is that of its extension. What is asked for is done in this order: crop, "
+      "The extension of an output determines its file type. Operations are applied in this order: crop, "
       "size,\n"
-      "flip, format. What a file type cannot hold is written as the closest that it can.");
+      "flip, format. Pixels that a file type cannot hold are written as the closest that it can.");
   command.callback([options, &host] { Run(*options, host); });
 }
 

@@ -30,7 +30,8 @@ std::vector<unsigned char> ReadAll(std::string const& path) {
 }
 
 void Print(ChunkNode const& node, ChunkNode const* parent) {
-  constexpr int DEEPEST_INDENT = 40;  // deeper lines are indented no more: there may be any number of levels
+  constexpr int DEEPEST_INDENT =
+      40;  // deeper lines are not indented further: there may be any number of levels
   int const depth = std::min(node.depth, DEEPEST_INDENT);
   char const* const name = ChunkName(node, parent);
   std::string const plain = DescribePlain(node);
@@ -58,9 +59,8 @@ void AddDump(CLI::App& app, Host&) {
   auto const path = std::make_shared<std::string>();
   command.add_option("file", *path, "Object file")->type_name("FILE")->required();
   command.footer(
-      "Each line has the offset of a chunk, its tag, the bytes in it, and what they say. Of a damaged file "
-      "all\n"
-      "that can be read is shown.");
+      "Each line shows the offset of a chunk, its tag, size and content. Of a damaged file, everything that\n"
+      "can be read is shown.");
   auto const asXml = std::make_shared<bool>(false);
   command.add_flag("--xml", *asXml, "Write the tree as an XML document");
   command.callback([path, asXml] { Run(*path, *asXml); });

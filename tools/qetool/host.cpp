@@ -25,7 +25,7 @@ String ProgramFolder() {
   return length && length < std::size(path) ? String(path).FilePath() : String(L".");
 }
 
-// One cache per plug-in folder, in the temporary folder: looking at a folder leaves nothing in it.
+// One cache per plug-in folder, in the temporary folder: listing a folder must not create a file in it.
 String DefaultCache(String const& folder) {
   wchar_t full[4096], temp[MAX_PATH + 1];
   DWORD const length = GetFullPathNameW(folder.c_str(), std::size(full), full, nullptr);
@@ -38,7 +38,7 @@ String DefaultCache(String const& folder) {
   return cache;
 }
 
-// The size of a stream has 32 bits: that of a file of a multiple of 4 GiB is 0.
+// The size of a stream has 32 bits: for a file of a multiple of 4 GiB it is 0.
 bool IsEmpty(Stream& file) {
   char first;
   unsigned done = 0;
@@ -53,15 +53,15 @@ bool IsCache(Stream& file) {
   return reader->IsInChunk() && reader->BeginChunk() == cache::MODULE_LIST;
 }
 
-// A scan replaces the cache: a file that was named by mistake would be lost. An empty one holds nothing to
+// A scan replaces the cache: another file, named by mistake, would be lost. An empty file has no content to
 // lose.
 void CheckCache(std::string const& path) {
   Ref<Stream> file;
   HRESULT const result = FileStream::Create(ToWide(path), FileStream::READ, file.Receive());
   if (result == YK_E_NOTFOUND) return;
-  if (Failed(result)) throw Failure{"cannot keep the cache in " + Reason(result)};
+  if (Failed(result)) throw Failure{"cannot open the cache " + Reason(result)};
   if (!IsEmpty(*file) && !IsCache(*file)) {
-    throw Failure{"cannot keep the cache in " + path + ": it exists and is not a plug-in cache"};
+    throw Failure{"cannot replace " + path + ": it is not a plug-in cache"};
   }
 }
 
@@ -81,24 +81,25 @@ unsigned NumberOf(Map* map, unsigned key) {
 
 void Host::AddOptions(CLI::App& command) {
   command
-      .add_option("--plugins", pluginFolder, "Folder with the plug-ins (*.qem); by default the program's own")
+      .add_option("--plugins", pluginFolder, "Folder of the plug-ins (*.qem); by default that of the program")
       ->type_name("FOLDER");
   AddCacheOption(command);
 }
 
 void Host::AddCacheOption(CLI::App& command) {
   command
-      .add_option("--cache", cacheFile, "File that remembers what plug-ins hold; by default a temporary one")
+      .add_option("--cache", cacheFile,
+                  "Cache file for the classes of the plug-ins; by default a temporary one")
       ->type_name("FILE");
 }
 
 void Host::Start(Watch& watch, std::string const& folder) {
   system = Ref<System>::Adopt(System::Create());
-  if (!system) throw Failure{"cannot start the library: no memory"};
+  if (!system) throw Failure{"cannot start the library: not enough memory"};
   if (!folder.empty()) pluginFolder = folder;
   String const path = pluginFolder.empty() ? ProgramFolder() : ToWide(pluginFolder);
   if (!file::IsFolder(path.c_str()))
-    throw Failure{"cannot look for plug-ins in " + ToUtf8(path) + ": no such folder"};
+    throw Failure{"cannot look for plug-ins in " + ToUtf8(path) + ": the folder does not exist"};
   pluginFolder = ToUtf8(path);
   if (!cacheFile.empty()) CheckCache(cacheFile);
   system->ScanModules(path, cacheFile.empty() ? DefaultCache(path) : ToWide(cacheFile), &watch);
@@ -140,7 +141,7 @@ std::vector<std::string> ExpandWildcards(std::vector<std::string> const& argumen
     std::vector<std::string> found;
     FileFind find(ToWide(folder.empty() ? "." : folder), ToWide(argument.substr(name)), FileFind::FILES);
     while (find.GetNext()) found.push_back(folder + ToUtf8(find.name));
-    if (found.empty()) throw Failure{"cannot find " + argument + ": no file has such a name"};
+    if (found.empty()) throw Failure{"cannot find " + argument + ": no file matches"};
     std::sort(found.begin(), found.end());
     files.insert(files.end(), found.begin(), found.end());
   }

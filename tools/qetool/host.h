@@ -1,4 +1,4 @@
-// The host's part of the library's life: the System, the plug-ins beside the program, and the class list.
+// The tool as a host of the library: the System, the plug-ins next to the program, and the list of classes.
 #pragma once
 
 #include <qecore/core/ref.h>
@@ -20,14 +20,14 @@ struct FilterInfo {
   unsigned flags;
 };
 
-/// Lives as long as main. Commands that need plug-ins call Start.
+/// Exists as long as main runs. Commands that need plug-ins call Start.
 class Host {
  public:
   /// Adds --plugins and --cache to a command.
   void AddOptions(CLI::App& command);
   void AddCacheOption(CLI::App& command);
 
-  /// Builds the System and scans the plug-in folder; `folder` empty means --plugins, or the program's own.
+  /// Creates the System and scans `folder`; if empty, that of --plugins, or else the program's.
   void Start(Watch& watch, std::string const& folder = {});
 
   std::string const& PluginFolder() const { return pluginFolder; }
@@ -40,11 +40,11 @@ class Host {
   std::string pluginFolder, cacheFile;
 };
 
-/// What a filter says of itself in its class record.
+/// The description of a filter in its class record.
 FilterInfo Describe(yk::ClassInfo const& info);
 
-/// The arguments, with wildcards expanded in their last part: not every shell does it. A pattern that nothing
-/// matches is a Failure.
+/// Expands wildcards in the last part of each argument, as not every shell does. Throws Failure for a pattern
+/// that matches no file.
 std::vector<std::string> ExpandWildcards(std::vector<std::string> const& arguments);
 
 }  // namespace qetool

@@ -18,7 +18,7 @@ char const* Name(IMG_FORMAT format) { return img::GetFacts(format).name; }
 
 bool IsGrey(IMG_FORMAT format) { return img::GetFacts(format).channels == 1; }
 
-// The library's converters, without those that take alpha for grey or grey for alpha.
+// Whether the library has a converter, except one that turns alpha into grey or grey into alpha.
 bool IsStep(IMG_FORMAT from, IMG_FORMAT to) {
   bool const greyToAlpha = IsGrey(from) && img::HasAlpha(to);
   bool const alphaToGrey = from == IMG_PAL8 && to == IMG_GRAYF;
@@ -26,8 +26,8 @@ bool IsStep(IMG_FORMAT from, IMG_FORMAT to) {
          Succeeded(img::ConvertPixels(nullptr, nullptr, from, to, 0, nullptr));
 }
 
-// The formats on the shortest way, `from` left out; empty when there is none. Of ways of equal length the one
-// through the higher format is taken: it keeps more bits.
+// The formats on the shortest path, without `from`; empty when there is none. Of paths of equal length, the
+// one through the higher formats is chosen: it keeps more bits.
 std::vector<IMG_FORMAT> FindWay(IMG_FORMAT from, IMG_FORMAT to) {
   std::array<int, img::LAST_FORMAT + 1> before = {};  // 0: not reached
   std::vector<IMG_FORMAT> reached = {from};
@@ -45,11 +45,11 @@ std::vector<IMG_FORMAT> FindWay(IMG_FORMAT from, IMG_FORMAT to) {
 }
 
 ImageRef Rescaled(Image2d& image, int width, int height, IMG_FORMAT format, Watch& watch) {
-  Image2d* scaled = nullptr;  // dead after a failure
+  Image2d* scaled = nullptr;  // dangling after a failure
   HRESULT const result = image.Rescale(width, height, format, &scaled, &watch);
   watch.Check();
   if (Failed(result)) {
-    throw Failure{Format("cannot make a picture of %d x %d pixels in %s: %s", width, height, Name(format),
+    throw Failure{Format("cannot create a picture of %d x %d pixels in %s: %s", width, height, Name(format),
                          Reason(result).c_str())};
   }
   return ImageRef::Adopt(scaled);
@@ -92,7 +92,7 @@ void ChangeFormat(ImageRef& image, IMG_FORMAT format, Watch& watch) {
 
 void Crop(ImageRef& image, int left, int top, int right, int bottom, Watch& watch) {
   MakeWholeBytes(image, watch);
-  Image2d* cropped = nullptr;  // dead after a failure
+  Image2d* cropped = nullptr;  // dangling after a failure
   HRESULT const result = image->Crop(left, top, right, bottom, &cropped);
   if (Failed(result)) {
     throw Failure{Format("cannot crop to %d,%d,%d,%d: the picture has %d x %d pixels", left, top, right,
@@ -108,7 +108,7 @@ void Resize(ImageRef& image, int width, int height, Watch& watch) {
     image = Rescaled(*image, width, height, image->format, watch);
     return;
   }
-  // What the library cannot resample, or not into its own format, becomes what comes closest.
+  // Formats that the library cannot resample, or not to the same format, are replaced by the closest.
   bool const isGrey = IsGrey(image->format);
   if (facts.averaged == IMG_NONE) ChangeFormat(image, isGrey ? IMG_GRAY8 : IMG_BGR24, watch);
   image = Rescaled(*image, width, height, isGrey ? IMG_GRAY8 : PlainFormat(*image), watch);

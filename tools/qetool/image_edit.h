@@ -1,5 +1,5 @@
-// What convert does to a picture, by the library's operations. Each takes a picture and puts a new one in its
-// place, or throws Failure or Stopped and leaves it.
+// The operations of convert, implemented by the library. Each replaces a picture by a new one, or throws
+// Failure or Stopped and leaves it unchanged.
 #pragma once
 
 #include <qecore/core/ref.h>
@@ -13,17 +13,18 @@ namespace qetool {
 
 using ImageRef = yk::Ref<yk::Image2d>;
 
-/// The format that is called so ("bgr24"). Throws Failure, listing the names.
+/// The format with this name ("bgr24"). Throws Failure, listing the names.
 yk::IMG_FORMAT FormatByName(std::string const& name);
 
-/// What every filter takes and every operation works on: BGRA32 for a picture with alpha, else BGR24.
+/// The format that every filter accepts and every operation supports: BGRA32 for a picture with alpha,
+/// otherwise BGR24.
 yk::IMG_FORMAT PlainFormat(yk::Image2d const& image);
 
-/// Into another pixel format, in as few steps as the library's converters need. Grey becomes opaque: ways on
-/// which grey would turn into alpha are not taken.
+/// Converts to another pixel format, in as few steps as the library's converters allow. Grey becomes opaque:
+/// paths on which grey would turn into alpha are excluded.
 void ChangeFormat(ImageRef& image, yk::IMG_FORMAT format, Watch& watch);
 
-/// The columns `left` to `right` - 1 and the rows `top` to `bottom` - 1.
+/// Keeps the columns `left` to `right` - 1 and the rows `top` to `bottom` - 1.
 void Crop(ImageRef& image, int left, int top, int right, int bottom, Watch& watch);
 
 /// Resamples.

@@ -1,4 +1,4 @@
-// qetool info: what is in a picture file.
+// qetool info: describes picture files.
 #include <stdio.h>
 
 #include <memory>
@@ -41,7 +41,7 @@ void PrintInfo(std::string const& path, bool listPalette, Watch& watch) {
   if (listPalette && HasPalette(image)) PrintPalette(image);
 }
 
-// One file that fails keeps no other from being told of.
+// A file that fails does not prevent the others from being described.
 void Run(Options const& options, Host& host) {
   Watch watch;
   host.Start(watch);
@@ -63,9 +63,10 @@ void Run(Options const& options, Host& host) {
 }  // namespace
 
 void AddInfo(CLI::App& app, Host& host) {
-  CLI::App& command = *app.add_subcommand("info", "Tell type, size, pixel format and palette of pictures");
+  CLI::App& command =
+      *app.add_subcommand("info", "Show the type, size, pixel format and palette of pictures");
   auto const options = std::make_shared<Options>();
-  command.add_option("files", options->files, "Pictures; * and ? stand for parts of a name")
+  command.add_option("files", options->files, "Pictures; * and ? are wildcards")
       ->type_name("FILE")
       ->required();
   command.add_flag("--palette", options->listPalette, "List the colours of a palette");

@@ -14,7 +14,7 @@ namespace {
 
 using namespace qetool;
 
-// The arguments as UTF-8, whatever the code page is.
+// The arguments as UTF-8, regardless of the code page.
 std::vector<std::string> Arguments() {
   int count = 0;
   wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
@@ -24,7 +24,7 @@ std::vector<std::string> Arguments() {
   return arguments;
 }
 
-// One line: CLI11's own text, and where to read on.
+// One line: CLI11's own text, and where to find help.
 std::string Explain(CLI::App const* app, CLI::Error const& error) {
   std::string line = error.what();
   for (char& c : line) c = c == '\n' ? ' ' : c;
@@ -56,12 +56,12 @@ int Parse() {
   std::vector<std::string> arguments = Arguments();
   if (!arguments.empty() && !HasCommand(app, arguments[0]) && !app.get_option_no_throw(arguments[0])) {
     char const* const kind = arguments[0][0] == '-' ? "option " : "command ";
-    throw Failure{"there is no " + (kind + arguments[0]) + " (see qetool --help)"};
+    throw Failure{"unknown " + (kind + arguments[0]) + " (see qetool --help)"};
   }
-  std::reverse(arguments.begin(), arguments.end());  // CLI11 takes them from the back
+  std::reverse(arguments.begin(), arguments.end());  // CLI11 reads them from the end
   try {
     app.parse(std::move(arguments));
-  } catch (CLI::Error const& error) {  // help is one, too
+  } catch (CLI::Error const& error) {  // --help is one, too
     return app.exit(error) == 0 ? 0 : 1;
   }
   return 0;
@@ -87,7 +87,7 @@ int main() {
   UINT const codePage = GetConsoleOutputCP();
   SetConsoleOutputCP(CP_UTF8);
   int result = Run();
-  if (fflush(stdout) != 0 || ferror(stdout)) {  // a full disk, say
+  if (fflush(stdout) != 0 || ferror(stdout)) {  // for example, a full disk
     Report("cannot write to the output");
     result = 1;
   }

@@ -1,4 +1,4 @@
-// Files that the tool writes: whole, or not at all.
+// Files that the tool writes: completely or not at all.
 #pragma once
 
 #include <qecore/io/stream.h>
@@ -8,8 +8,8 @@
 
 namespace qetool {
 
-/// Replaces the file at `path` by what `write` puts into the stream. What stood there stays until the new
-/// file is complete. Throws Failure, with the path and the reason, when anything fails.
+/// Replaces the file at `path` by what `write` writes to the stream. The old file stays until the new one is
+/// complete. Throws Failure, with the path and the reason, when anything fails.
 void WriteWhole(std::string const& path, std::function<HRESULT(yk::Stream&)> const& write);
 
 }  // namespace qetool

@@ -20,7 +20,8 @@ Ref<Stream> Open(std::string const& path) {
   return stream;
 }
 
-/// What a filter does not take as it is, in the plain format; null when it has that, or cannot.
+/// A copy in the plain format, for a filter that does not accept the image; null if the image is in that
+/// format already or cannot be converted.
 Ref<Image2d> MakePlain(Image2d& image, Watch& watch) {
   Ref<Image2d> plain = Ref<Image2d>::Share(&image);
   if (image.format == PlainFormat(image)) return {};
@@ -36,7 +37,7 @@ Ref<Image2d> MakePlain(Image2d& image, Watch& watch) {
 
 char const* TypeName(Guid const& type) {
   FileFormat const* const format = FindFileFormat(type);
-  return format ? format->shortName : "of a plug-in";
+  return format ? format->shortName : "unknown type";
 }
 
 Picture LoadPicture(std::string const& path, Watch& watch) {

@@ -20,11 +20,11 @@ struct Picture {
 /// Reads the picture in a file. Throws Failure or Stopped.
 Picture LoadPicture(std::string const& path, Watch& watch);
 
-/// Checks that some filter writes files with this path's extension, and answers its class. Throws Failure.
+/// The class of the filter that writes files with this path's extension. Throws Failure if there is none.
 yk::Guid FilterFor(Host const& host, std::string const& path);
 
-/// Writes a file through the filter of this class, whole or not at all: what stood at `path` stays until the
-/// new file is complete. Throws Failure or Stopped.
+/// Writes a file through the filter of this class, completely or not at all: an old file at `path` stays
+/// until the new one is complete. Throws Failure or Stopped.
 void SavePicture(yk::Guid const& filter, yk::Image2d& image, std::string const& path, unsigned options,
                  Watch& watch);
 

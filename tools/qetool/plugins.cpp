@@ -38,8 +38,9 @@ bool ByName(ClassInfo const* a, ClassInfo const* b) {
 void PrintModule(Module const& module) {
   std::vector<ClassInfo const*> classes;
   for (ClassInfo const* info = module.classes; info; info = info->next) classes.push_back(info);
-  std::sort(classes.begin(), classes.end(), ByName);  // the chain's own order tells only how it was read
-  // What did not load, or has nothing to offer, has no classes that a cache could tell of.
+  std::sort(classes.begin(), classes.end(),
+            ByName);  // the order of the chain depends on where it was read from
+  // A module that did not load or has no classes has none in the cache either.
   char const* const origin = module.library ? "loaded" : module.classes ? "from the cache" : "not loaded";
   printf("%s: %s bytes, %zu class%s, %s\n", ToUtf8(module.fileName).c_str(), Grouped(module.fileSize).c_str(),
          classes.size(), classes.size() == 1 ? "" : "es", origin);
@@ -65,10 +66,9 @@ void Run(std::string const& folder, Host& host) {
 
 void AddPlugins(CLI::App& app, Host& host) {
   CLI::App& command = *app.add_subcommand(
-      "plugins",
-      "List the plug-ins of a folder and their classes, and whether they are known from the cache");
+      "plugins", "List the plug-ins of a folder, their classes, and whether these come from the cache");
   auto const folder = std::make_shared<std::string>();
-  command.add_option("folder", *folder, "Folder with *.qem files; by default the program's own")
+  command.add_option("folder", *folder, "Folder of *.qem files; by default that of the program")
       ->type_name("FOLDER");
   host.AddCacheOption(command);
   command.callback([folder, &host] { Run(*folder, host); });

@@ -1,4 +1,4 @@
-// qetool sheet: a contact sheet, drawn by the library alone.
+// qetool sheet: a contact sheet, drawn entirely by the library.
 #include <qecore/draw/color.h>
 #include <qecore/draw/device_context.h>
 #include <windows.h>
@@ -36,7 +36,7 @@ constexpr unsigned LIGHT = Colour(255, 255, 255, 150), DARK = Colour(0, 0, 0, 17
 constexpr unsigned MAT = Colour(30, 33, 42), PANEL = Colour(0, 0, 0, 90);
 constexpr unsigned NAME = Colour(240, 242, 246), DETAIL = Colour(160, 168, 182);
 
-// Where the channels overlap their colours mix toward white.
+// Where the channels overlap, their colours mix to white.
 constexpr unsigned CHANNEL_FILLS[] = {Colour(40, 90, 235, 140), Colour(50, 190, 70, 140),
                                       Colour(230, 50, 45, 140)};
 constexpr unsigned CHANNEL_LINES[] = {Colour(110, 150, 255), Colour(120, 230, 130), Colour(255, 120, 110)};
@@ -46,7 +46,7 @@ constexpr int LINE_HEIGHT = 18, HISTOGRAM_HEIGHT = 56, PADDING = 5;
 constexpr int LABELS = 2 * PADDING + 2 * LINE_HEIGHT + HISTOGRAM_HEIGHT;  // the height of all that
 constexpr int MAX_SIDE = 20000;                                           // of the page: 1.2 GB
 
-// ---- what a cell shows of a picture
+// ---- the content of a cell
 
 using Levels =
     std::array<float, 256>;  // how often each value of a channel occurs; 1 is the top of the diagram
@@ -57,7 +57,7 @@ struct Entry {
   std::array<Levels, 3> histogram;  // blue, green, red
 };
 
-// The highest bar but for the few that stand out, such as a blown sky or a black border.
+// The highest bar except for a few outliers, such as an overexposed sky or a black border.
 float Ceiling(std::array<Levels, 3> const& histogram) {
   std::vector<float> bars;
   for (Levels const& levels : histogram) bars.insert(bars.end(), levels.begin(), levels.end());
@@ -81,7 +81,7 @@ std::array<Levels, 3> CountLevels(Image2d& image) {
   return counts;
 }
 
-// As large as fits a square, proportions kept, never enlarged.
+// As large as fits into a square, in proportion, never enlarged.
 void ShrinkInto(ImageRef& image, int side, Watch& watch) {
   double const scale = std::min(1.0, static_cast<double>(side) / std::max(image->width, image->height));
   auto const scaled = [=](int length) { return std::max(1, static_cast<int>(std::lround(length * scale))); };
@@ -103,7 +103,7 @@ Entry MakeEntry(std::string const& path, int side, Watch& watch) {
 
 // ---- drawing
 
-// A font in a device context, for a scope.
+// Selects a font into a device context for a scope.
 class Font {
  public:
   Font(HDC dc, int size, int weight)
@@ -126,14 +126,14 @@ class Font {
 
 void CopyPixel(unsigned char* to, unsigned char const* from, void*) { std::copy_n(from, 3, to); }
 
-// Puts a pixel with alpha over what is there.
+// Composites a pixel with alpha over the sheet.
 void PutOver(unsigned char* to, unsigned char const* from, void*) {
   for (int i = 0; i < 3; ++i) {
     to[i] = static_cast<unsigned char>((to[i] * (255 - from[3]) + from[i] * from[3] + 127) / 255);
   }
 }
 
-// In the middle of a strip as wide as the cell; all in a row stand on one line.
+// Centred in a strip as wide as the cell; the thumbnails of a row share a bottom edge.
 void DrawThumbnail(IDC& dc, Image2d& image, int side, int height) {
   int const left = (side - image.width) / 2, top = height - FRAME - image.height;
   xrect2d frame(left, top, left + image.width, top + image.height);
@@ -172,7 +172,7 @@ void DrawHistogram(IDC& dc, std::array<Levels, 3> const& histogram, xrect2d cons
   }
 }
 
-// What stands under a thumbnail.
+// Draws the labels under a thumbnail.
 void DrawLabels(IDC& dc, Entry const& entry, int side, int top) {
   {
     Font const bold(dc.memoryDC, 14, FW_BOLD);
@@ -200,7 +200,7 @@ struct Layout {
   int width, height;
 };
 
-// Columns: as asked for, else one row of up to four, else about as many as rows.
+// Columns: the given number; otherwise one row of up to four, or else about as many columns as rows.
 int CountColumns(Options const& options, int cells) {
   int const natural = cells <= 4 ? cells : static_cast<int>(std::ceil(std::sqrt(cells)));
   return std::min(options.columns ? options.columns : natural, cells);
@@ -227,7 +227,7 @@ Layout PlanLayout(Options const& options, std::vector<Entry> const& entries) {
   return layout;
 }
 
-// The picture of the sheet, and a device context to write text with.
+// The picture of the sheet, and a device context for text.
 class Sheet {
  public:
   explicit Sheet(Layout const& layout) : layout(layout), memory(CreateCompatibleDC(nullptr)) {
@@ -261,7 +261,7 @@ class Sheet {
   Ref<IDC> dc = Ref<IDC>::Adopt(IDC::Create());
 };
 
-// A picture that cannot be read leaves no hole, and keeps no other from being shown.
+// A picture that cannot be read leaves no gap, and does not prevent the others from being shown.
 void Run(Options const& options, Host& host) {
   Watch watch;
   host.Start(watch);
@@ -279,7 +279,7 @@ void Run(Options const& options, Host& host) {
       failed = true;
     }
   }
-  if (entries.empty()) throw Failure{"no picture for the sheet"};
+  if (entries.empty()) throw Failure{"there is no picture to show on the sheet"};
   Layout const layout = PlanLayout(options, entries);
   Sheet sheet(layout);
   for (size_t i = 0; i < entries.size(); ++i) sheet.Draw(entries[i], static_cast<int>(i));
@@ -295,10 +295,10 @@ void Run(Options const& options, Host& host) {
 void AddSheet(CLI::App& app, Host& host) {
   CLI::App& command = *app.add_subcommand("sheet", "Draw a contact sheet: thumbnails, names, histograms");
   auto const options = std::make_shared<Options>();
-  command.add_option("output", options->output, "The sheet; its type is that of its extension")
+  command.add_option("output", options->output, "The sheet; its extension determines the file type")
       ->type_name("OUT")
       ->required();
-  command.add_option("files", options->files, "Pictures; * and ? stand for parts of a name")
+  command.add_option("files", options->files, "Pictures; * and ? are wildcards")
       ->type_name("FILE")
       ->required();
   command.add_option("--columns", options->columns, "Cells side by side; by default about as many as rows")
@@ -307,7 +307,7 @@ void AddSheet(CLI::App& app, Host& host) {
   command.add_option("--cell", options->cell, "Side of a cell in pixels; by default 320")
       ->type_name("N")
       ->check(CLI::Range(64, 2000));
-  command.add_option("--quality", options->quality, "Of a JPEG sheet, 1 to 100")
+  command.add_option("--quality", options->quality, "Quality of a JPEG sheet, 1 to 100")
       ->type_name("N")
       ->check(CLI::Range(1, 100));
   host.AddOptions(command);

@@ -46,7 +46,7 @@ std::string Reason(HRESULT result) {
 }
 
 void Report(std::string const& text) {
-  fflush(stdout);  // what was said before stands before
+  fflush(stdout);  // keeps the order of both outputs
   fprintf(stderr, "qetool: %s\n", text.c_str());
 }
 

@@ -1,4 +1,4 @@
-// Text of the command line: UTF-8 outside the library, and how a failure is told.
+// Text of the command line: conversion to and from UTF-8, formatting, and messages.
 #pragma once
 
 #include <qecore/values/string.h>
@@ -7,8 +7,8 @@
 
 namespace qetool {
 
-/// What a command throws when it cannot go on: one line, what, where and why. main prints it and exits with
-/// 1.
+/// Thrown by a command that cannot continue: one line that says what failed, where and why. main prints it
+/// and exits with 1.
 struct Failure {
   std::string text;
 };
@@ -17,14 +17,14 @@ std::string ToUtf8(wchar_t const* text);
 inline std::string ToUtf8(yk::String const& text) { return ToUtf8(text.c_str()); }
 yk::String ToWide(std::string const& utf8);
 
-/// printf into a string.
+/// printf to a string.
 #if defined(__GNUC__) && !defined(__clang__)
 __attribute__((format(gnu_printf, 1, 2)))
 #endif
 std::string
 Format(char const* format, ...);
 
-/// Why the library's last call failed, whose result this is: what it recorded, or what the code means.
+/// Why the library's last call failed with this result: the text that it recorded, or that of the code.
 std::string Reason(HRESULT result);
 
 /// Prints "qetool: ..." to standard error.
@@ -33,7 +33,7 @@ void Report(std::string const& text);
 /// 1234567 as "1,234,567".
 std::string Grouped(unsigned long long number);
 
-/// Case of ASCII letters aside.
+/// Compares, ignoring the case of ASCII letters.
 bool EqualNoCase(std::string const& a, std::string const& b);
 
 /// "{012345..}".

@@ -16,7 +16,7 @@ namespace {
 
 constexpr unsigned long long REDRAW_AFTER = 100;  // milliseconds
 
-std::atomic<bool> isStopped;  // set by the system's own thread
+std::atomic<bool> isStopped;  // set on a thread of the system
 
 BOOL WINAPI OnStop(DWORD event) {
   if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
@@ -55,7 +55,7 @@ void Watch::Check() const {
   if (isStopped) throw Stopped{};
 }
 
-// What is short is over before a line would be read.
+// Short operations show no line.
 bool Watch::Continue(Progress const& progress) noexcept {
   if (!isShown) return !isStopped;
   bool const isNew = progress.operation != operation || progress.done < lastDone;
@@ -69,7 +69,7 @@ bool Watch::Continue(Progress const& progress) noexcept {
   return !isStopped;
 }
 
-// Without memory there is no line; that must not end what is being done.
+// Without memory there is no line, which must not end the operation.
 void Watch::Redraw(Progress const& progress) noexcept {
   try {
     Put(progress.total > 0 ? Format("%s  %s %u %%", subject.c_str(), progress.operation,
@@ -81,7 +81,7 @@ void Watch::Redraw(Progress const& progress) noexcept {
   }
 }
 
-// Over the line that is there, in one piece: standard error has no buffer of its own.
+// Replaces the line in a single write, since standard error is not buffered.
 void Watch::Put(std::string const& line) {
   std::string const blank(shown.size(), ' ');
   std::string const whole = "\r" + blank + "\r" + line;

@@ -1,4 +1,4 @@
-// How the tool follows what the library does: a line on a terminal, and Ctrl-C.
+// Progress on the terminal, and Ctrl-C.
 #pragma once
 
 #include <qecore/core/execution_context.h>
@@ -7,23 +7,23 @@
 
 namespace qetool {
 
-/// What is thrown when Ctrl-C has stopped a command. main exits with EXIT_STOPPED.
+/// Thrown when Ctrl-C has stopped a command. main exits with EXIT_STOPPED.
 struct Stopped {};
 constexpr int EXIT_STOPPED = 130;
 
-/// The tool as a host of the library. Ctrl-C lets what is being done come to its end in good order: no half
-/// file is left. A second one ends the program at once.
+/// Shows the progress of the library's operations. Ctrl-C stops the current one cleanly, leaving no
+/// incomplete file; a second Ctrl-C ends the program at once.
 class Watch final : public yk::ExecutionContext {
  public:
-  /// Takes over Ctrl-C. One at a time.
+  /// Handles Ctrl-C from now on. There may be only one Watch at a time.
   Watch();
   ~Watch();
   Watch(Watch const&) = delete;
   Watch& operator=(Watch const&) = delete;
 
-  /// From now on it is about `name`, the next of `count`. Throws Stopped.
+  /// Begins the next of `count` items, called `name`. Throws Stopped.
   void Next(std::string const& name, size_t count);
-  /// Clears the line, for something else to be printed. It comes again with the next progress.
+  /// Clears the line before other output. It reappears with the next progress.
   void Clear();
 
   /// Throws Stopped after Ctrl-C.

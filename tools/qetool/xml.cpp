@@ -1,4 +1,4 @@
-// qetool xml: reads a document and writes it anew; and the XML of qetool dump.
+// qetool xml: reads a document and writes it back; also the XML output of qetool dump.
 #include "xml.h"
 
 #include <fcntl.h>
@@ -37,7 +37,7 @@ bool HasPairs(unsigned char const* utf8, unsigned size) {
 
 void WriteToOutput(void const* bytes, unsigned size) {
   fflush(stdout);
-  int const mode = _setmode(_fileno(stdout), _O_BINARY);  // line ends are the document's
+  int const mode = _setmode(_fileno(stdout), _O_BINARY);  // line ends must not be translated
   size_t const written = fwrite(bytes, 1, size, stdout);
   int const flushed = fflush(stdout);
   _setmode(_fileno(stdout), mode);
@@ -86,7 +86,7 @@ void XmlDocument::Save(std::string const& path, unsigned flags) {
   Ref<Stream> stream;
   HRESULT result = MemStream::Create(stream.Receive());
   if (Succeeded(result)) result = helper->Save(root, stream.get(), flags);
-  if (Succeeded(result)) result = helper->GetFailure();  // Save does not tell of bytes that found no place
+  if (Succeeded(result)) result = helper->GetFailure();  // Save itself does not report failed writes
   if (Failed(result))
     throw Failure{"cannot write " + (path.empty() ? "the document" : path) + ": " + Reason(result)};
   unsigned const size = stream->GetSize();
@@ -98,7 +98,9 @@ void XmlDocument::Save(std::string const& path, unsigned flags) {
     WriteWhole(path, [&](Stream& file) { return file.Write(bytes, size); });
   }
   if (!(flags & XML_UTF16) && HasPairs(static_cast<unsigned char*>(bytes), size)) {
-    Report("there are characters beyond U+FFFF, which most programs read only from UTF-16: use --utf16");
+    Report(
+        "the document has characters above U+FFFF, which most programs can read only from UTF-16: use "
+        "--utf16");
   }
 }
 
@@ -120,8 +122,8 @@ void PrintChunksAsXml(ChunkTree const& tree, std::string const& path) {
   if (!tree.damage.empty()) document.Set(file, L"damage", tree.damage);
   std::vector<XmlNode*> nodes;
   for (ChunkNode const& chunk : tree.nodes) {
-    if (chunk.depth + 1 >= static_cast<int>(XML_DEPTH_LIMIT)) {  // nobody could read it
-      throw Failure{path + ": its chunks nest too deep for XML"};
+    if (chunk.depth + 1 >= static_cast<int>(XML_DEPTH_LIMIT)) {  // the library itself could not read it
+      throw Failure{path + ": its chunks are nested too deep for XML"};
     }
     XmlNode* const parent = chunk.parent == ChunkTree::NONE ? file : nodes[chunk.parent];
     nodes.push_back(AddChunk(document, parent, chunk, tree.ParentOf(chunk)));
@@ -130,16 +132,17 @@ void PrintChunksAsXml(ChunkTree const& tree, std::string const& path) {
 }
 
 void AddXml(CLI::App& app, Host&) {
-  CLI::App& command = *app.add_subcommand("xml", "Read an XML document and write it anew");
+  CLI::App& command = *app.add_subcommand("xml", "Read an XML document and write it back");
   auto const options = std::make_shared<Options>();
   command.add_option("file", options->input, "Document, in UTF-8 or UTF-16")->type_name("FILE")->required();
-  command.add_flag("--layout", options->layout, "Lay out with tabs and line ends");
-  command.add_flag("--utf16", options->utf16, "Write UTF-16 with a byte-order mark; UTF-8 without one else");
-  command.add_option("-o,--output", options->output, "File to write; standard output else")
+  command.add_flag("--layout", options->layout, "Indent with tabs and line breaks");
+  command.add_flag("--utf16", options->utf16,
+                   "Write UTF-16 with a byte-order mark, instead of UTF-8 without one");
+  command.add_option("-o,--output", options->output, "File to write; by default standard output")
       ->type_name("FILE");
   command.footer(
-      "Declarations and document types are not kept. A document that is not well formed is reported with\n"
-      "line and column, and nothing is written.");
+      "Declarations and document types are not kept. If a document is not well-formed, the line and column\n"
+      "of the error are reported, and nothing is written.");
   command.callback([options] { Run(*options); });
 }
 

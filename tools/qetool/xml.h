@@ -1,4 +1,4 @@
-// XML documents of the command line.
+// XML documents.
 #pragma once
 
 #include <qecore/core/ref.h>
@@ -19,13 +19,13 @@ class XmlDocument {
   XmlDocument(XmlDocument const&) = delete;
   XmlDocument& operator=(XmlDocument const&) = delete;
 
-  /// In place of what the document was.
+  /// Replaces the document by the one in a file.
   void Load(std::string const& path);
-  /// To standard output when `path` is empty. The file is written when all of the document stands.
+  /// Writes to standard output if `path` is empty. A file is replaced only once the document is complete.
   void Save(std::string const& path, unsigned flags);
 
   yk::XmlNode* Add(yk::XmlNode* parent, wchar_t const* name);
-  /// A value that XML cannot hold is left out.
+  /// A value that XML cannot represent is omitted.
   void Set(yk::XmlNode* node, wchar_t const* name, std::string const& value);
 
   yk::XmlNode* Root() { return root; }
@@ -35,7 +35,7 @@ class XmlDocument {
   yk::XmlNode* root;
 };
 
-/// The chunks of an object file: an element "chunk" for each, what it says of itself as attributes.
+/// The chunks of an object file: an element "chunk" for each, with its properties as attributes.
 void PrintChunksAsXml(ChunkTree const& tree, std::string const& path);
 
 }  // namespace qetool

@@ -9,7 +9,7 @@
 // Every public function reports failure by its result: a negative code, null or false. A function that
 // refuses or fails also records why, for the calling thread. Success does not clear the record; the next
 // failure replaces it, so look at it right after the call that failed. A result that is not a failure
-// records nothing: a look-up that finds nothing (YK_E_NOTFOUND of Map::GetValue), an interface that an
+// records nothing: a look-up that finds nothing (E_FAIL of Map::GetValue), an interface that an
 // object does not have (E_NOINTERFACE of QueryInterface), S_FALSE.
 //
 // When one failure leads to another, the records form a chain, from what the caller asked for down to the
@@ -28,8 +28,9 @@
 //
 // Cost: nothing for calls that succeed. A failure formats its text into memory that the library has
 // reserved, and allocates none, so that running out of memory can be recorded as well.
-// Ownership: records are the library's. Threads: each thread has its own; the records of a thread are lost
-// when it ends. Records are kept for 128 threads at a time; in any other thread LastError() is null.
+// Ownership: records are the library's.
+// Threads: each thread has its own. They are kept for 128 threads at a time; in any other thread LastError() is
+// null. A new thread with the identifier of one that has ended may find its records.
 #pragma once
 
 #include <qecore/core/base.h>
