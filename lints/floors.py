@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""The floors lint: a file includes only its own floor and lower ones, and a header's bodies stand no higher than it.
+"""The floors lint: files include only their own floor and lower ones, and define nothing of a lower floor's header.
 
     floor 0  core ground    1  values    2  io    3  image    4  raster    5  draw, undo    6  core roof
 
-`core` is one folder with two heights: the files named in ROOF may look up at everything. Geometry is plain values and
-serves every floor. Private headers (x_p.h) stay in their own folder or serve higher floors; nobody includes a source.
-Painting knows no Windows. What a header declares and a higher floor defines leads the linker where no include may lead:
-each such climb is meant and stands in CLIMBS, or is a fault.
+`core` is one folder with two levels: the files named in ROOF may include every floor. Geometry consists of plain values
+and may be used by every floor. Private headers (x_p.h) are used in their own folder or on higher floors; sources are
+never included. Painting does not use Windows. A function that is declared on one floor and defined on a higher one makes
+the lower floor depend on the higher one without an include: the intended cases are listed in CLIMBS.
 """
 import re
 import sys
@@ -23,12 +23,12 @@ CLIMBS = {
     ("values/string.h", "io/value_records.cpp"): "saves to an object file and loads from one",
     ("values/variant.h", "io/value_records.cpp"): "saves to an object file and loads from one",
     ("core/registry.h", "core/class_info.cpp"): "a class record owns a Map, and is read from the module cache",
-    ("core/registry.h", "core/system.cpp"): "every floor asks the System for classes, whom it need not know",
-    ("core/registry_p.h", "core/system.cpp"): "every floor asks the System for classes, whom it need not know",
+    ("core/registry.h", "core/system.cpp"): "every floor gets classes from the System, which it need not know",
+    ("core/registry_p.h", "core/system.cpp"): "every floor gets classes from the System, which it need not know",
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
 
-# Both as clang-format has them: what begins a line is no local, and an anonymous namespace ends with its comment.
+# Both rely on clang-format: locals are indented, and the end of an anonymous namespace has a comment.
 NOT_THESE = r"(?!\s|//|#|\}|using|typedef|template|static|inline|constexpr|namespace \w+ =)"
 DECLARED = re.compile(rf"{NOT_THESE}(?:class|struct) (?:YK_API )?(\w+)(?: final)?(?: \{{| :|$)"
                       rf"|{NOT_THESE}[\w:<>*&, ]+[ *&](\w+)\(")
@@ -37,7 +37,7 @@ ANONYMOUS = re.compile(r"^namespace \{.*?^\}  // namespace$", re.DOTALL | re.MUL
 
 
 def unit_of(path, base):
-    """core/x.h for both a file of the tree and an include line; None for what is not the library's."""
+    """core/x.h for both a file of the tree and an include line; None for files that are not the library's."""
     text = path.removeprefix("qecore/")
     if "/" not in text:
         text = f"{base}/{text}"
@@ -67,7 +67,7 @@ def faults_of(file, unit, root):
 
 
 def declarations(files):
-    """The highest header that declares each class and function."""
+    """Each class and function with the highest header that declares it."""
     header_of = {}
     for unit, file in files:
         if file.suffix != ".h":
@@ -79,7 +79,7 @@ def declarations(files):
 
 
 def definitions(unit, file, header_of):
-    """Each body of the source that a header declares: its line and the header."""
+    """Each definition in the source of something that a header declares: its line and the header."""
     text = ANONYMOUS.sub(lambda hidden: "\n" * hidden[0].count("\n"), file.read_text(encoding="utf-8"))
     for number, match in enumerate(map(DEFINED.match, text.splitlines()), 1):
         header = match and next((header_of[part] for part in match[1].split("::") if part in header_of), None)
@@ -88,7 +88,7 @@ def definitions(unit, file, header_of):
 
 
 def climbs(files, root):
-    """The bodies that stand higher than their headers and are not meant to, and what of the table is no climb."""
+    """The definitions on higher floors than their headers that are not intended, and the rows of CLIMBS without one."""
     header_of, met = declarations(files), set()
     for unit, file in files:
         for number, header in definitions(unit, file, header_of) if file.suffix == ".cpp" else ():
@@ -99,7 +99,7 @@ def climbs(files, root):
                 yield (f"{file.relative_to(root)}:{number}: floor {floor_of(unit)} defines what {header} declares "
                        f"on floor {floor_of(header)}")
     for header, unit in CLIMBS.keys() - met:
-        yield f"lints: {unit} defines nothing of {header} any more"
+        yield f"lints: {unit} no longer defines anything of {header}"
 
 
 def main():
@@ -110,7 +110,7 @@ def main():
         for file in sorted(p for p in top.rglob("*") if p.suffix in (".h", ".cpp")):
             unit = file.relative_to(top).as_posix()
             if unit.split("/")[0] not in FLOORS:
-                faults.append(f"{file.relative_to(root)}: lies on no floor")
+                faults.append(f"{file.relative_to(root)}: belongs to no floor")
             else:
                 files.append((unit, file))
                 faults += faults_of(file, unit, root)
