@@ -1,5 +1,5 @@
 // Fault injection: a scenario runs repeatedly while its first, second, third ... allocation, write, seek or
-// other system call fails, once or permanently. Whatever fails, the scenario must report it or end as if
+// other system call fails, once or permanently. For each failure, the scenario must report it or end as if
 // nothing had failed; nothing may be leaked, the objects used must remain usable, and a file being replaced
 // must be complete.
 #pragma once

@@ -65,7 +65,7 @@ void Complain(Series const& series, char const* what) {
 }
 
 // Reports the first fault of each kind, and counts the others.
-void Tell(Series const& series, long& count, char const* what) {
+void Report(Series const& series, long& count, char const* what) {
   if (++count == 1) Complain(series, what);
 }
 
@@ -73,15 +73,15 @@ void Judge(Series const& series, Outcome const& outcome, harness::Live const& be
   ++sums.runs;
   if (Failed(outcome.reported)) ++sums.reported;
   if (!outcome.whole && Succeeded(outcome.reported))
-    Tell(series, sums.silent, "something was lost, and nothing said so");
-  if (outcome.broken) Tell(series, sums.broken, outcome.broken);
+    Report(series, sums.silent, "data was lost without a reported failure");
+  if (outcome.broken) Report(series, sums.broken, outcome.broken);
   harness::Live const now = harness::CountLive();
   if (now == before) return;
   char text[120];
   snprintf(text, sizeof text, "leaked: blocks %ld, global memory %ld, bitmaps %ld, handles %ld",
            now.blocks - before.blocks, now.globals - before.globals, now.bitmaps - before.bitmaps,
            now.handles - before.handles);
-  Tell(series, sums.leaks, text);
+  Report(series, sums.leaks, text);
 }
 
 /// \return false when the call that should fail was never made: the series has ended
@@ -98,7 +98,7 @@ bool RunOnce(Series const& series, Sums& sums) {
   harness::TakeBoxes();
   if (calls >= series.at) return Judge(series, outcome, before, sums), true;
   bool const sound = outcome.whole && Succeeded(outcome.reported) && !outcome.broken;
-  if (!sound) Tell(series, sums.broken, "it fails without a fault");
+  if (!sound) Report(series, sums.broken, "it fails without a fault");
   return false;
 }
 
@@ -106,7 +106,7 @@ Sums RunSeries(Series series) {
   Sums sums;
   running = &series;
   for (series.at = 1; series.at < MOST_CALLS && RunOnce(series, sums);) ++series.at;
-  if (series.at == MOST_CALLS) Tell(series, sums.broken, "there is no end of calls");
+  if (series.at == MOST_CALLS) Report(series, sums.broken, "the calls do not end");
   running = nullptr;
   return sums;
 }

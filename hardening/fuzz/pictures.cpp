@@ -107,7 +107,7 @@ struct Rewriting {
   unsigned filter, quality, how, failsAt;
 };
 
-// Whatever was written without a failure must be readable.
+// Everything that was written without a failure must be readable.
 void Rewrite(Image2d& image, Rewriting const& r) {
   if (int64_t{image.width} * image.height > MOST_PIXELS_WRITTEN) return;
   Ref<ykFlt2d> const filter = MakeFilter(r.filter);

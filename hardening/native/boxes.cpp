@@ -1,4 +1,4 @@
-// Message boxes are recorded instead of shown, since there is nobody to close them.
+// Message boxes are recorded instead of shown, since there is no user to close them.
 #include <windows.h>
 
 #include <mutex>

@@ -59,7 +59,7 @@ int _vsnprintf(char* buffer, size_t count, char const* format, va_list arguments
 int _vswprintf_c_l(wchar_t* buffer, size_t count, wchar_t const* format, void* locale, va_list arguments);
 int _snscanf(char const* text, size_t count, char const* format, ...);
 size_t _msize(void* block);
-// Clang's vector headers declare functions with these types, which nobody calls.
+// Clang's vector headers declare functions with these types, which are never called.
 void* _aligned_malloc(size_t size, size_t alignment);
 void _aligned_free(void* block);
 }

@@ -24,7 +24,7 @@ class ModuleScan {
   ModuleScan(ModuleScan const&) = delete;
   ModuleScan& operator=(ModuleScan const&) = delete;
 
-  /// S_OK, or E_ABORT when the host said stop.
+  /// S_OK, or E_ABORT when the host stopped it.
   HRESULT Run() noexcept;
 
  private:

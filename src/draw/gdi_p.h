@@ -37,7 +37,7 @@ class MemoryDC {
   HDC handle;
 };
 
-/// A GDI object, deleted at the end of the scope. It must not be selected any more by then.
+/// A GDI object, deleted at the end of the scope. It must no longer be selected by then.
 class GdiObject {
  public:
   explicit GdiObject(HGDIOBJ handle) noexcept : handle(handle) {}

@@ -71,7 +71,7 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
   }
 
   /// After a whole block, the inner stream is at the start of the next one, which then needs no seek. (There
-  /// is none at first: block 0 is always sought, wherever the inner stream is.)
+  /// is none at first: block 0 is always sought, from any position of the inner stream.)
   void Fetch(int32_t wanted) noexcept {
     bool const sequential = wanted == held + 1 && valid == BLOCK_SIZE;
     bool const there = sequential || Succeeded(SeekTo(*inner, static_cast<unsigned>(wanted) << BLOCK_BITS));

@@ -12,7 +12,7 @@ HRESULT ykFS::GetStream(wchar_t const* name, Stream** out) noexcept {
   ykFSEntry* handedOut = nullptr;
   unsigned const before = ErrorCount();
   HRESULT const found = FindEntry(name, &handedOut);
-  if (Failed(found)) {  // whatever it stored: it is not ours to release
+  if (Failed(found)) {  // a pointer that it may have stored is not ours to release
     return FailSince(before, found, OPERATION, L"there is no entry %s", name ? name : L"");
   }
   Ref<ykFSEntry> const entry = Ref<ykFSEntry>::Adopt(handedOut);

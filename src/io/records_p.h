@@ -1,4 +1,4 @@
-// Reading the records of values: whatever a record claims, a load reads no further than the chunk's end, and
+// Reading the records of values: even for a damaged record, a load never reads past the chunk's end, and
 // missing data reads as zero.
 #pragma once
 

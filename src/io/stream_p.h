@@ -23,7 +23,7 @@ inline HRESULT SeekTo(Stream& stream, unsigned position) noexcept {
   return Succeeded(result) && at != position ? E_FAIL : result;
 }
 
-/// Reads up to `size` bytes and zeroes the rest, however the stream behaves. \return bytes read
+/// Reads up to `size` bytes and zeroes the rest, even if the stream misreports. \return bytes read
 inline unsigned ReadUpTo(Stream& stream, void* buffer, unsigned size, HRESULT* result = nullptr) noexcept {
   unsigned done = 0;
   HRESULT const read = stream.Read(buffer, size, &done);

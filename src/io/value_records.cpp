@@ -65,7 +65,7 @@ bool String::TempFile() noexcept {
     return false;
   }
   *this = name;
-  if (IsEmpty()) DeleteFileW(name);  // no memory: nobody would know the name to delete the file
+  if (IsEmpty()) DeleteFileW(name);  // no memory: without its name, the file would never be deleted
   return !IsEmpty();
 }
 
@@ -103,7 +103,7 @@ HRESULT Variant::Load(Deserializer* reader, ExecutionContext*) noexcept {
   value.pointer = ReadPayload(*reader, bytes, kind.terminator);
   if (!value.pointer) return S_OK;
   size = bytes;
-  VariantPayload::Own(*this);  // whatever the flags say
+  VariantPayload::Own(*this);  // regardless of the saved flags
   return S_OK;
 }
 

@@ -7,7 +7,7 @@ struct Range {
   wchar_t first, last;
 };
 
-// Characters that can start a name. Surrogates stand for the planes 1 to 14, all of which are allowed in
+// Characters that can start a name. Surrogates represent the planes 1 to 14, all of which are allowed in
 // names.
 constexpr Range NAME_START[] = {
     {L':', L':'},     {L'A', L'Z'},     {L'_', L'_'},     {L'a', L'z'},     {0x00C0, 0x00D6},

@@ -245,7 +245,7 @@ bool Reader::Instruction() noexcept {
   return AddTextChild(XML_INSTRUCTION, from, to);
 }
 
-/// Skips a document type, whatever it declares.
+/// Skips a document type with all its declarations.
 bool Reader::DocumentType() noexcept {
   if (hasRoot) return Fail(cursor, L"DOCTYPE must precede the root element");
   if (hasDocumentType) return Fail(cursor, L"duplicate DOCTYPE");

@@ -1,7 +1,7 @@
 // A surface: rows of pixels, and the part that may be painted on. Plain values, independent of Windows.
 //
 // Channels are in memory as blue, green, red and, in pixels of 4 bytes, alpha. Positions are relative to the
-// top left pixel, whatever the order of the rows in memory.
+// top left pixel, for either order of the rows in memory.
 //
 // All painting stays inside the clip. No row depends on another: bands of rows can be painted in parallel.
 // For a fill, a band is a clip of some rows; lines and areas take the first row as a parameter.

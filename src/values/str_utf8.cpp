@@ -77,7 +77,7 @@ class Output {
     return true;
   }
 
-  // A null text is terminated whatever the size is.
+  // A null text is terminated regardless of the size.
   int Nothing() noexcept {
     if (dst) dst[0] = 0;
     return 0;

@@ -43,7 +43,7 @@ struct VariantPayload {
     return !(v.flags & Variant::BORROWED) || v.owner == MarkOf(v.value.pointer);
   }
 
-  /// Makes the payload owned, to be freed by `operator delete`, whatever the flags say.
+  /// Makes the payload owned, to be freed by `operator delete`, regardless of the flags.
   static void Own(Variant& v) noexcept { v.owner = MarkOf(v.value.pointer); }
 
  private:

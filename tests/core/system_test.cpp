@@ -104,7 +104,7 @@ struct EndlessFilter final : Destroys<EndlessFilter, ykFlt2d> {
   wchar_t const* GetPattern(unsigned) noexcept override { return L"*.*"; }
 };
 
-// A failed factory creates no object, whatever it stored.
+// A failed factory creates no object, even if it stored one.
 HRESULT MakeNothing(ClassInfo const*, void** out) { return *out = &*out, E_OUTOFMEMORY; }
 
 // Registers the class that is being registered, and creates nothing.

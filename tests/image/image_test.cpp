@@ -101,7 +101,7 @@ TEST(ConvertLine, NeedsRoomForAPaddedRowAndWritesNoMore) {
   EXPECT_EQ(out[36], 0xCD);
 }
 
-/// Whatever the format: the palette and its count decide, unless the palette was freed with its pixels.
+/// In any format: the palette and its count decide, unless the palette was freed with its pixels.
 TEST(IsGrayScale, CountsGreysInContentAndAsksForTheRamp) {
   ImageRef image = NewImage(IMG_BGR24, 5, 2);
   image->ClearColor(0x070707u);

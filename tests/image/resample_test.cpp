@@ -119,11 +119,11 @@ TEST(Rescale, TellsAHostAndStops) {
                                                    {IMG_GRAYF, 211, IMG_GRAY8}};
   for (auto const& [from, side, to] : rows) {
     ImageRef const source = Noise(from, 300, 300);
-    ImageRef const plain = NewImage(to, side, side), told = NewImage(to, side, side);
+    ImageRef const plain = NewImage(to, side, side), followed = NewImage(to, side, side);
     PatientHost host, hasty(3);
     EXPECT_EQ(source->RescaleTo(plain.get()), S_OK);
-    EXPECT_EQ(source->RescaleTo(told.get(), &host), S_OK);
-    EXPECT_EQ(BlockOf(*told), BlockOf(*plain));
+    EXPECT_EQ(source->RescaleTo(followed.get(), &host), S_OK);
+    EXPECT_EQ(BlockOf(*followed), BlockOf(*plain));
     EXPECT_EQ(host.last.done, unsigned(side));
     EXPECT_EQ(host.last.total, unsigned(side));
     EXPECT_STREQ(host.last.operation, "Image2d::RescaleTo");

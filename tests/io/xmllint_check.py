@@ -66,7 +66,7 @@ class Check:
 
 
 def canonical(path):
-    """The canonical form of a document, whatever its encoding; None when xmllint rejects it."""
+    """The canonical form of a document, in any encoding; None when xmllint rejects it."""
     run = subprocess.run(["xmllint", "--nonet", "--huge", "--c14n", path], capture_output=True)
     return run.stdout if run.returncode == 0 and not run.stderr else None
 

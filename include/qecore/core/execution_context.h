@@ -12,8 +12,8 @@
 //   slot 0 Continue
 //
 // It is accepted by saving and loading of objects and images, resampling, conversion of whole images and the
-// plug-in scan. An operation that is stopped returns E_ABORT and leaves nothing incomplete: no file, no image,
-// no cache. Null means that the host is not interested.
+// plug-in scan. An operation that is stopped returns E_ABORT and leaves no incomplete file, cache or new
+// image; an image that it was to write into may be partly written. Null: no progress is reported.
 //
 // Ownership: the host's; it must outlive the call that it is passed to. Threads: called on the thread that
 // called the operation, and on no other, even when several threads do the work.

@@ -74,8 +74,8 @@ class YK_API System : public Destroys<System, Unknown> {
   /// invalid cache file counts as a missing one; a damaged record is skipped. S_OK; a plug-in whose library
   /// cannot be loaded has no classes and counts as new at the next scan. A scan within a scan is a no-op.
   virtual HRESULT ScanModules(String const& folder, String const& cacheFile) noexcept;
-  /// The same, for a host that follows or stops it while new plug-ins are loaded. E_ABORT: those that were
-  /// not loaded are new at the next scan, and the cache file is as it was.
+  /// The same with progress while new plug-ins are loaded. E_ABORT if the host stops it: plug-ins that were
+  /// not loaded count as new at the next scan, and the cache file is unchanged.
   HRESULT ScanModules(String const& folder, String const& cacheFile, ExecutionContext* context) noexcept;
 
   /// The records of the classes of an interface or category, in order of registration, without hidden ones.

@@ -161,7 +161,7 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   /// RescaleTo; the new image is released then, and `*result` is a dangling pointer: check the result code,
   /// not the pointer (contract).
   virtual HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result) noexcept;
-  /// The same, for a host that follows or stops it: E_ABORT, and the image is released.
+  /// The same with progress; E_ABORT if the host stops it: the new image is released.
   HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result,
                   ExecutionContext* context) noexcept;
   /// A new image with the columns `left` to `right` - 1 and the rows `top` to `bottom` - 1. E_INVALIDARG: not
@@ -174,7 +174,7 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   /// BGRF and BGRAF, targets GRAY8, BGR24, BGRA32, GRAYF, BGRF and BGRAF; at equal size, any pair that
   /// ConvertPixels supports.
   virtual HRESULT RescaleTo(Image2d* target) noexcept;
-  /// The same, for a host that follows or stops it: E_ABORT, and some rows of `target` are the new ones.
+  /// The same with progress; E_ABORT if the host stops it: some rows of `target` may have been written.
   HRESULT RescaleTo(Image2d* target, ExecutionContext* context) noexcept;
 
   /// Converts row `y` into a buffer of `dstSize` bytes, which must hold a padded row of `dstFormat`.
@@ -184,7 +184,7 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   /// Multiplies blue, green and red by alpha / 255, truncating. YK_E_FORMAT: not BGRA32.
   virtual HRESULT PremultiplyAlpha() noexcept;
 
-  /// True when every entry i of `palette` is the grey i, whatever the format. False for a black and white
+  /// True when every entry i of `palette` is the grey i, in any format. False for a black and white
   /// palette (contract), without a palette, and while `palette` still points to one freed with its pixels.
   virtual bool IsGrayScalePalette() noexcept;
   /// The number of grey levels in a BGR24 image without colour; 0 for any other image.

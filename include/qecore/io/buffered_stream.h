@@ -6,10 +6,10 @@
 //
 //   offset 16 inner   24 size   32 position   40 buffer[4096]   4136 block held (-1: none)   4140 bytes in it
 //
-// Its IsTypeOf is the inner stream's. It has the size that the inner stream had at first, and starts at the
-// inner stream's position; nobody else may move the inner stream while it is in use. Seek goes to the end
-// for every place that is out of range. Failures of the inner stream show as short reads,
-// and LastError() says why, if the inner stream does (error.h).
+// Its IsTypeOf is the inner stream's. Its size is that of the inner stream when it was created, and it starts
+// at the inner stream's position; the inner stream must not be moved by others while it is in use. Seek goes
+// to the end for every position that is out of range. Failures of the inner stream appear as short reads, and
+// LastError() says why, if the inner stream records it (error.h).
 #pragma once
 
 #include <qecore/io/stream.h>

@@ -81,7 +81,7 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
 
   struct OpenChunk {
     unsigned short tag;
-    bool ended;  // nothing more is read from it, whatever the stream's position
+    bool ended;  // nothing more is read from it, at any position of the stream
     unsigned payload;
     unsigned end;
   };

@@ -32,9 +32,9 @@ class YK_API SaveFile {
   SaveFile(SaveFile const&) = delete;
   SaveFile& operator=(SaveFile const&) = delete;
 
-  /// Begins, discarding whatever was begun before. Fails as FileStream::Create with CREATE would for `path`:
-  /// YK_E_NOTFOUND for a missing folder, YK_E_ACCESS for a file that is write-protected or held by others,
-  /// E_FAIL for everything else; and with YK_E_ACCESS when no file can be created in the folder.
+  /// Begins, discarding an earlier file that was not committed. Fails as FileStream::Create with CREATE would
+  /// for `path`: YK_E_NOTFOUND for a missing folder, YK_E_ACCESS for a file that is write-protected or held
+  /// by others, E_FAIL for everything else; and with YK_E_ACCESS when no file can be created in the folder.
   HRESULT Open(String const& path) noexcept;
 
   /// A FileStream, empty at first, for writing and reading, whose GetFileName is `path`. Null when not open.

@@ -14,7 +14,7 @@
 //          10 WriteReference    14 WriteChunk
 //          11 BeginChunk(tag)   15 WriteStringChunk
 //
-// The stream must be able to seek: the size of a chunk is filled in when it ends. Most results do not tell of
+// The stream must be able to seek: the size of a chunk is filled in when it ends. Most results do not report
 // a stream that fails; GetFailure does, once for the whole file, and LastError() says why (error.h).
 // Ownership: holds the stream while open, and a reference to each object that it wrote a reference to until
 // it is destroyed; being destroyed it closes. One thread at a time.

@@ -80,7 +80,7 @@ class Stream : public Answers<Stream, Unknown> {
 inline HRESULT Stream::Read(String& text) noexcept { return ReadText(*this, text); }
 
 /// Copies `count` bytes from `start` of the source to the target's position, in pieces of 24576 bytes; a
-/// negative count stands for the size of the whole source. Stops early when either stream's state is not
+/// negative count means the size of the whole source. Stops early when either stream's state is not
 /// S_OK. Contract: a piece that the source cannot fill is written at full length, padded with zeros. The
 /// source's position is restored, unless a read fails: its failure is then returned at once. S_FALSE for a
 /// count of 0; the failure of the seek for a `start` out of range.

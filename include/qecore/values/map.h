@@ -45,10 +45,10 @@ class YK_API Map : public Destroys<Map, qe_Streamable> {
   HRESULT GetValue(unsigned key, Variant& out) noexcept override;
   /// Replaces or appends a copy; an empty value removes the key.
   HRESULT SetValue(unsigned key, Variant const& v) noexcept override;
-  /// Writes a chunk for each entry. E_ABORT: the host said stop; else the first refusal of a chunk.
+  /// Writes a chunk for each entry. E_ABORT if the host stops it; otherwise the first refusal of a chunk.
   HRESULT Save(Serializer* writer, ExecutionContext* context) noexcept override;
   /// Appends the entries of the reader's current chunk after the existing ones.
-  /// \return S_FALSE; E_ABORT when the host said stop: the map is then unchanged
+  /// \return S_FALSE; E_ABORT if the host stops it: the map is then unchanged
   HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept override;
   /// E_FAIL: no such key. Later entries move down, payloads included. The vacated entry keeps a copy of the
   /// last value until it is reused or the map is destroyed.

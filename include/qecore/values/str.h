@@ -53,7 +53,7 @@ YK_API void TerminatePath(wchar_t* path) noexcept;
 ///
 /// A malformed format is harmless: a directive truncated by the end of the format produces nothing ("50%"
 /// gives "50"), an unknown one produces the character that makes it unknown ("%q" gives "q"), and `%n`, which
-/// would write through an argument, stops formatting with -1. This holds wherever the library formats.
+/// would write through an argument, stops formatting with -1. This applies to all formatting by the library.
 YK_API int printf(wchar_t* buffer, size_t size, wchar_t const* format, ...) noexcept;
 YK_API int vprintf(wchar_t* buffer, size_t size, wchar_t const* format, va_list arguments) noexcept;
 YK_API int printf(char* buffer, size_t size, char const* format, ...) noexcept;
@@ -63,14 +63,14 @@ YK_API int vprintf(char* buffer, size_t size, char const* format, va_list argume
 /// \param dst   null: only count
 /// \param size  bytes in `dst`; negative means unlimited
 /// \return bytes that the whole text needs, including the terminator, even when it was truncated. A null
-/// `src` returns 0 and sets dst[0] to 0, whatever `size` is.
+/// `src` returns 0 and sets dst[0] to 0, regardless of `size`.
 /// A sequence is written only if at least one byte remains free after it; once one does not fit, none is
 /// written. A truncated text is terminated at dst[size - 1]; the bytes between the last sequence and that
 /// terminator are not written (contract).
 YK_API int WToUTF8(wchar_t const* src, char* dst, int size) noexcept;
 
 /// UTF-16 from UTF-8: at most `size` units and then a terminator, so the buffer must hold size + 1 units.
-/// \param dst  null: count the units of the whole input, whatever `size` is
+/// \param dst  null: count the units of the whole input, regardless of `size`
 /// \return units, not counting the terminator
 /// Continuation bytes are not checked, and values beyond 16 bits are truncated to their low 16 bits. A
 /// sequence truncated by the terminator is completed with zeros and ends the text. A null `src` is an empty
@@ -82,7 +82,7 @@ YK_API int UTF8ToW(char const* src, wchar_t* dst, int size) noexcept;
 /// UTF-8 from exactly `count` units, zeros included; what fits is decided as in str::WToUTF8. The terminator
 /// is written only if there is room for it: a truncated result has none.
 /// \return bytes that all units need, plus one for the terminator. A null `src` returns 0 and sets dst[0] to
-/// 0, whatever `size` is.
+/// 0, regardless of `size`.
 YK_API int WideToUTF8StringEx(wchar_t const* src, char* dst, int count, int size) noexcept;
 
 /// Length of the directory part of a path: up to and including the last `\`, `/` or `:`. 0 when there is

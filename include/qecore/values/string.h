@@ -191,7 +191,7 @@ class YK_API String {
   /// \return S_OK, S_FALSE for an empty string, or the writer's failure
   HRESULT Save(Serializer* writer, int tag) const noexcept;
   /// Reads the reader's current chunk. Without memory for it the string ends up empty.
-  /// \return true, whatever the chunk held
+  /// \return true, even if the chunk holds no text
   bool Load(Deserializer* reader) noexcept;
 
  private:
