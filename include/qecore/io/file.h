@@ -1,6 +1,6 @@
 // Files and folders by name.
 //
-// Failures: result codes, and LastError() says why (error.h). A file or folder that does not exist is none.
+// Failures: result codes, and LastError() says why (error.h). A missing file or folder is not a failure.
 #pragma once
 
 #include <qecore/values/string.h>
