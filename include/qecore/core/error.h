@@ -26,11 +26,11 @@
 //   HRESULT const result = stream->Read(header, sizeof header);
 //   if (Failed(result)) return FailSince(before, result, "PngFilter::Read", L"cannot read the header");
 //
-// Cost: nothing for calls that succeed. A failure formats its text into memory that the library has
-// reserved, and allocates none, so that running out of memory can be recorded as well.
+// Cost: nothing for calls that succeed. A failure formats its text into memory that the library has reserved,
+// and allocates none, so that running out of memory can be recorded as well.
 // Ownership: records are the library's.
-// Threads: each thread has its own. They are kept for 128 threads at a time; in any other thread LastError() is
-// null. A new thread with the identifier of one that has ended may find its records.
+// Threads: each thread has its own. They are kept for 128 threads at a time; in any other thread LastError()
+// is null. A new thread with the identifier of one that has ended may find its records.
 #pragma once
 
 #include <qecore/core/base.h>
