@@ -83,22 +83,9 @@ wchar_t const* DescribeSystem(DWORD error) noexcept {
   return nullptr;
 }
 
-}  // namespace
-
 // ---- the records of each thread ---------------------------------------------------------------------------
 
 constexpr unsigned MOST_THREADS = 128;
-constexpr unsigned LONGEST_CHAIN = 4;
-
-/// A chain, the cause first. Only its thread accesses it.
-struct ErrorChain {
-  unsigned count;     // failures so far
-  unsigned length;    // records of the last failure; 0: there was none
-  unsigned attempts;  // in progress
-  Error records[LONGEST_CHAIN];
-};
-
-namespace {
 
 constinit ErrorChain chains[MOST_THREADS] = {};
 // The identifier of each chain's thread, which is never 0; 0: free. Packed, since they are searched.
@@ -120,7 +107,7 @@ bool Take(unsigned index) noexcept {
   if (!owners[index].compare_exchange_strong(unowned, GetCurrentThreadId(), std::memory_order_acquire))
     return false;
   ErrorChain& chain = chains[index];
-  chain.count = chain.length = chain.attempts = 0;
+  chain.count = chain.length = 0;
   return true;
 }
 
@@ -168,7 +155,7 @@ ErrorChain* FindOrTakeChain() noexcept {
 /// Adds a record to the chain. The causes at its start are the most informative: once it is full, its last
 /// record is replaced.
 void Append(ErrorChain& chain, Error const& record) noexcept {
-  if (chain.length < LONGEST_CHAIN) ++chain.length;
+  if (chain.length < ErrorChain::LONGEST) ++chain.length;
   Error* const last = &chain.records[chain.length - 1];
   *last = record;
   last->cause = chain.length > 1 ? last - 1 : nullptr;
@@ -186,13 +173,20 @@ Error MakeRecord(HRESULT code, char const* operation, wchar_t const* format, va_
 HRESULT Record(bool hasCause, HRESULT code, char const* operation, wchar_t const* format,
                va_list arguments) noexcept {
   ErrorChain* const chain = FindOrTakeChain();
-  if (!chain || chain->attempts > 0) return code;
+  if (!chain) return code;
   Error const record =
       MakeRecord(code, operation, format, arguments);  // the arguments may be texts of older records
   ++chain->count;
   if (!hasCause) chain->length = 0;
   Append(*chain, record);
   return code;
+}
+
+/// Copies what a chain holds. The causes still point into the chain that the records came from.
+void CopyChain(ErrorChain const& from, ErrorChain& to) noexcept {
+  to.count = from.count;
+  to.length = from.length;
+  std::copy_n(from.records, from.length, to.records);
 }
 
 /// Appends a text, which may be ASCII, to a line of `size` characters. \return the new length
@@ -224,14 +218,16 @@ HRESULT FailMemory(char const* operation, size_t bytes) noexcept {
               static_cast<unsigned long long>(bytes));
 }
 
-Attempt::Attempt() noexcept : chain(FindOrTakeChain()) {
-  if (chain) ++chain->attempts;
+Attempt::Attempt() noexcept {
+  if (ErrorChain const* const chain = FindChain()) CopyChain(*chain, before);
 }
 
 Attempt::~Attempt() {
-  if (!chain || --chain->attempts > 0) return;
-  if (chain->count == 0)
-    owners[chain - chains].store(0, std::memory_order_release);  // it has never failed: others may need it
+  ErrorChain* const chain = FindChain();
+  if (!chain || isKept || chain->count == before.count) return;
+  CopyChain(before, *chain);
+  if (chain->count > 0) return;
+  owners[chain - chains].store(0, std::memory_order_release);  // it has never failed: others may need it
 }
 
 Error const* LastError() noexcept {

@@ -5,8 +5,6 @@
 
 namespace yk {
 
-struct ErrorChain;
-
 /// Fail for a call of the system on `subject`, a path or a name: "photo.png: the disk is full".
 HRESULT FailSystem(HRESULT code, char const* operation, wchar_t const* subject, unsigned long error) noexcept;
 
@@ -23,7 +21,17 @@ T* Made(T* object, char const* operation) noexcept {
   return object;
 }
 
-/// While it exists, the calling thread records nothing: for attempts that may fail without harm.
+/// A thread's last failure with its causes, the first cause first. Only its thread accesses it.
+struct ErrorChain {
+  static constexpr unsigned LONGEST = 4;
+
+  unsigned count;   // failures so far
+  unsigned length;  // records of the last failure; 0: there was none
+  Error records[LONGEST];
+};
+
+/// For attempts that may fail without harm: what the calling thread records meanwhile is forgotten at the
+/// end. Until then it can be read, since plug-ins that are called look at their own failures.
 class Attempt {
  public:
   Attempt() noexcept;
@@ -31,8 +39,12 @@ class Attempt {
   Attempt(Attempt const&) = delete;
   Attempt& operator=(Attempt const&) = delete;
 
+  /// There was harm after all: forgets nothing.
+  void Keep() noexcept { isKept = true; }
+
  private:
-  ErrorChain* chain;  // null: all are in use, so this thread records nothing anyway
+  ErrorChain before = {};
+  bool isKept = false;
 };
 
 }  // namespace yk

@@ -69,6 +69,14 @@ bool LacksDescription(Module const& module) noexcept {
   return last && last->flags & ClassInfo::FILTER && !last->info;
 }
 
+/// Registers a class of a plug-in. That it is registered already, for instance by the cache, is no failure.
+HRESULT Register(System& system, ClassInfo const& info) noexcept {
+  Attempt attempt;
+  HRESULT const result = system.RegisterInterface(&info);
+  if (result != E_INVALIDARG) attempt.Keep();
+  return result;
+}
+
 /// A record that is saved exactly like `info`, flags included; null without memory. It must be freed by a
 /// CopiedChain. Call under the lock.
 ClassInfo* CopyToSave(ClassInfo const& info) noexcept {
@@ -206,7 +214,7 @@ void Module::RegisterClasses(System& system) noexcept {
     ClassInfo info;
     if (!send || send(MODULE_CLASS, index, &info) == 0) return;
     info.module = this;
-    HRESULT const result = system.RegisterInterface(&info);
+    HRESULT const result = Register(system, info);
     if (result == E_OUTOFMEMORY || LacksDescription(*this)) fileTime = UNKNOWN_TIME;
   }
 }

@@ -225,6 +225,7 @@ HRESULT System::CreateInterface(Guid const& classId, void** out) noexcept {
   if (!out) return FailNull(CREATE, L"out");
   *out = nullptr;
   Ref<System> const kept = Ref<System>::Share(this);
+  unsigned const before = ErrorCount();
   ClassInfo* info = nullptr;
   HRESULT found = FindClass(classId, &info);
   if (Succeeded(found) && info->module) {
@@ -232,8 +233,7 @@ HRESULT System::CreateInterface(Guid const& classId, void** out) noexcept {
     if (Failed(loaded)) return loaded;
     found = FindClass(classId, &info);
   }
-  if (Failed(found))
-    return FailClass(ErrorCount(), found, CREATE, L"the class %s is not registered", classId);
+  if (Failed(found)) return FailClass(before, found, CREATE, L"the class %s is not registered", classId);
   HRESULT const result = MakeObject(*info, out);
   if (Failed(result) || !IsLastHolder()) return result;
   Unknown::Free(out);  // its code is unloaded with the System at the end of this call
@@ -338,20 +338,21 @@ Module* System::FindModule(String const& fileName) noexcept {
 
 HRESULT System::QueryFilterInfo(ClassInfo* info) noexcept {
   constexpr char OPERATION[] = "System::QueryFilterInfo";
+  constexpr wchar_t NO_DESCRIPTION[] = L"no description of the filter class %s";
   if (!info) return FailNull(OPERATION, L"info");
+  unsigned const mark = ErrorCount();
   Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
-  if (!map) return E_FAIL;
+  if (!map) return FailClass(mark, E_FAIL, OPERATION, NO_DESCRIPTION, info->classId);
   Ref<Map> const before = Ref<Map>::Adopt(info->info);  // released last: it may call back
   info->info = Ref<Map>(map).Detach();
   void* made = nullptr;
-  unsigned const mark = ErrorCount();
   if (!info->create || Failed(info->create(info, &made)) || !made)
     return FailClass(mark, E_FAIL, OPERATION, L"cannot create a filter of the class %s", info->classId);
   Ref<ykFlt> const filter = Ref<ykFlt>::Adopt(static_cast<ykFlt*>(made));
   if (Describe(*filter, *map)) return S_OK;
   if (info->info == map.get())
     Unknown::Free(reinterpret_cast<void**>(&info->info));  // no incomplete descriptions
-  return E_FAIL;
+  return FailClass(mark, E_FAIL, OPERATION, NO_DESCRIPTION, info->classId);
 }
 
 /// Adds a record to its lists: the filters', the registry's, its module's. Call under the lock.

@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "plugins/plugin.h"
+#include "support/failure.h"
 #include "support/prelude.h"
 
 namespace {
@@ -98,6 +99,24 @@ TEST_F(SystemTest, EnumClassesListsACategory) {
   EXPECT_EQ(system->EnumClasses(CATEGORY, list.Receive(), System::ENUM_NESTED), S_OK);
   ASSERT_EQ(list->Count(), 2) << "although one is its own category";
   EXPECT_EQ(list->At(0), Find(CATEGORY));
+}
+
+TEST_F(SystemTest, AFilterThatCannotDescribeItselfSeesItsFailures) {
+  static wstring seen;
+  seen.clear();
+  ClassFactory const fails = [](ClassInfo const*, void**) {
+    HRESULT const result = Create(CATEGORY);
+    seen = LastMessage();
+    return result;
+  };
+  wstring const missing = L"the class {CA7E6001-0001-0001-0101-010101010101} is not registered";
+  Fail(E_FAIL, "host", L"earlier");
+  EXPECT_EQ(Register(ID, ids::FLT_2D, fails), S_OK);
+  EXPECT_EQ(std::pair(seen, LastMessage()), std::pair(missing, wstring(L"earlier")))
+      << "registering it succeeded";
+  wstring const filter = L"cannot create a filter of the class {C1A55001-0001-0001-0101-010101010101}: ";
+  ExpectFailures({{E_FAIL, filter + missing, [&] { return system->QueryFilterInfo(&info); }}});
+  Unknown::Free(reinterpret_cast<void**>(&info.info));
 }
 
 struct EndlessFilter final : Destroys<EndlessFilter, ykFlt2d> {
