@@ -7,6 +7,7 @@
 #include <string>
 
 #include "error_p.h"
+#include "global_block_p.h"
 
 namespace yk {
 
@@ -73,9 +74,7 @@ Malloc::Malloc(int toRequest) noexcept : blockSize(static_cast<unsigned>(toReque
 Malloc::~Malloc() {
   while (Block* const block = first) {
     first = block->next;
-    HGLOBAL const handle = block->handle;
-    GlobalUnlock(handle);
-    GlobalFree(handle);
+    FreeGlobal(block->handle);
   }
   Clear(cursor), Clear(total), Clear(remaining), Clear(first), Clear(current);
 }
@@ -169,13 +168,9 @@ bool Malloc::NextBlock() noexcept {
 }
 
 Malloc::Block* Malloc::NewBlock() noexcept {
-  HGLOBAL const handle = GlobalAlloc(GMEM_MOVEABLE, blockSize);
-  if (!handle) return FailMemory("Malloc::Alloc", blockSize), nullptr;
-  Block* const block = static_cast<Block*>(GlobalLock(handle));
-  if (!block) {
-    GlobalFree(handle);
-    return nullptr;
-  }
+  auto const [handle, address] = NewGlobal(blockSize);
+  if (!address) return FailMemory("Malloc::Alloc", blockSize), nullptr;
+  Block* const block = static_cast<Block*>(address);
   *block = {handle, 0, 0, nullptr};
   if (current) {
     current->next = block;

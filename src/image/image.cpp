@@ -12,6 +12,7 @@
 #include "convert_p.h"
 #include "core/dying_p.h"
 #include "core/error_p.h"
+#include "core/global_block_p.h"
 #include "dib_p.h"
 
 namespace yk {
@@ -121,34 +122,24 @@ Pixels NewBitmap(int bitCount, int width, int height) noexcept {
   return {};
 }
 
-Pixels NewGlobal(size_t size) noexcept {
-  HGLOBAL const block = GlobalAlloc(GMEM_MOVEABLE, size);
-  if (!block) return {};
-  if (void* const bits = GlobalLock(block)) return {Memory::GLOBAL, block, static_cast<unsigned char*>(bits)};
-  GlobalFree(block);
-  return {};
-}
-
 Pixels NewHeap(size_t size) noexcept {
   return {Memory::HEAP, nullptr, new (std::nothrow) unsigned char[size]};
 }
 
-/// Global memory of zero bytes has no address, so it counts as a failure.
 Pixels NewPixels(Memory memory, img::FormatFacts const& facts, Layout const& layout, int width,
                  int height) noexcept {
   if (!layout.fits) return {};
   if (memory == Memory::BITMAP) return NewBitmap(facts.bits, width, height);
   size_t const size = static_cast<size_t>(layout.Size());
   if (memory == Memory::HEAP) return NewHeap(size);
-  return size ? NewGlobal(size) : Pixels{};
+  auto const [handle, bits] = NewGlobal(size);
+  return bits ? Pixels{Memory::GLOBAL, handle, static_cast<unsigned char*>(bits)} : Pixels{};
 }
 
 void Discard(Pixels const& pixels) noexcept {
   if (pixels.memory == Memory::HEAP) delete[] pixels.bits;
   if (pixels.memory == Memory::BITMAP) DeleteObject(pixels.handle);
-  if (pixels.memory != Memory::GLOBAL) return;
-  GlobalUnlock(pixels.handle);
-  GlobalFree(pixels.handle);
+  if (pixels.memory == Memory::GLOBAL) FreeGlobal(pixels.handle);
 }
 
 /// A 30-bit mark of an address: the eight-byte unit that it is in, modulo 4 GB; 0 for null.
