@@ -54,8 +54,9 @@ Deserializer::Deserializer() noexcept = default;
 Deserializer::~Deserializer() {
   HoldWhileDying(*this);  // Close adds a reference while it calls the stream
   Deserializer::Close();
-  free(chunks);
 }
+
+Deserializer::ChunkStack::~ChunkStack() { free(items); }
 
 // A stream or an object may be foreign code, which may call back: functions that need the reader after such a
 // call hold a reference to it.
@@ -176,9 +177,9 @@ unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
   bool const isCorrupt = !sound && left > 0 && !unclosed;
   if (isCorrupt) Note(whole || left < sizeof bytes ? FailCorrupt(start, whole, header, left) : YK_E_BADFILE);
   if (stream.get() != from.get()) return 0;  // closed by a call from the stream
-  if (untracked > 0 || !GrowBlock(chunks, capacity, static_cast<size_t>(depth) + 2)) {
+  if (untracked > 0 || !GrowBlock(chunks.items, chunks.capacity, static_cast<size_t>(depth) + 2)) {
     ++untracked;
-    Note(E_OUTOFMEMORY);
+    Note(FailChunkMemory("Deserializer::BeginChunk", depth + 1));
     return 0;
   }
   OpenChunk const entered = {header.tag, false, header.size - chunk::HEADER_SIZE, start + header.size};

@@ -44,8 +44,9 @@ Serializer::Serializer() noexcept = default;
 Serializer::~Serializer() {
   HoldWhileDying(*this);  // Close adds a reference while it calls the stream
   if (stream) Serializer::Close();
-  free(chunks);
 }
+
+Serializer::ChunkStack::~ChunkStack() { free(items); }
 
 // A stream may be foreign code, which may call back into the writer and even close it: functions that need
 // the writer or the stream after such a call hold references, and check again what they read before.
@@ -105,9 +106,9 @@ HRESULT Serializer::BeginChunk(unsigned short tag, unsigned short chunkFlags) no
   Ref<Stream> const target = stream;
   unsigned const start = target->GetPosition();
   if (stream.get() != target.get()) return FailClosed(OPERATION);
-  if (untracked > 0 || !GrowBlock(chunks, capacity, static_cast<size_t>(depth) + 2)) {
+  if (untracked > 0 || !GrowBlock(chunks.items, chunks.capacity, static_cast<size_t>(depth) + 2)) {
     ++untracked;
-    return Note(Fail(E_OUTOFMEMORY, OPERATION, L"not enough memory for a chunk at depth %d", depth + 1));
+    return Note(FailChunkMemory(OPERATION, depth + 1));
   }
   chunks[++depth] = {tag, 0, start, chunkFlags};
   place = start;

@@ -2,10 +2,16 @@
 #pragma once
 
 #include <limits.h>
+#include <qecore/core/error.h>
 #include <qecore/io/stream.h>
 #include <string.h>
 
 namespace yk {
+
+/// Fails for a chunk that could not be entered on the stack of open ones. \return E_OUTOFMEMORY
+inline HRESULT FailChunkMemory(char const* operation, int depth) noexcept {
+  return Fail(E_OUTOFMEMORY, operation, L"not enough memory for a chunk at depth %d", depth);
+}
 
 /// Seeks to a position that may be beyond the 2 GiB range of one signed offset. E_FAIL also for a stream that
 /// then reports another position.

@@ -86,6 +86,18 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
     unsigned end;
   };
 
+  /// Freed together with the reader.
+  struct ChunkStack {
+    ChunkStack() noexcept = default;
+    ~ChunkStack();
+    ChunkStack(ChunkStack const&) = delete;
+    ChunkStack& operator=(ChunkStack const&) = delete;
+    OpenChunk& operator[](int i) noexcept { return items[i]; }
+
+    OpenChunk* items = nullptr;
+    size_t capacity = 0;
+  };
+
   Deserializer() noexcept;
   ~Deserializer();
 
@@ -99,8 +111,7 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
 
   Ref<Stream> stream;
   Ref<Array> objects;
-  OpenChunk* chunks = nullptr;  // owned, for as long as the reader lives
-  size_t capacity = 0;
+  ChunkStack chunks;
   int depth = -1;  // the innermost chunk's index in `chunks`
   unsigned untracked =
       0;  // chunks begun inside the innermost one without memory for them: all count as corrupt

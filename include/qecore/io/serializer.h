@@ -77,6 +77,18 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
     unsigned short flags;
   };
 
+  /// Freed together with the writer.
+  struct ChunkStack {
+    ChunkStack() noexcept = default;
+    ~ChunkStack();
+    ChunkStack(ChunkStack const&) = delete;
+    ChunkStack& operator=(ChunkStack const&) = delete;
+    OpenChunk& operator[](int i) noexcept { return items[i]; }
+
+    OpenChunk* items = nullptr;
+    size_t capacity = 0;
+  };
+
   Serializer() noexcept;
   ~Serializer();
 
@@ -88,9 +100,8 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   void WriteNumberChunk(unsigned short tag, unsigned number) noexcept;
 
   Ref<Stream> stream;
-  Ref<Array> objects;           // created by the first reference
-  OpenChunk* chunks = nullptr;  // owned, for as long as the writer lives
-  size_t capacity = 0;
+  Ref<Array> objects;  // created by the first reference
+  ChunkStack chunks;
   int depth = -1;          // the innermost chunk's index in `chunks`
   int bottom = -1;         // the depth at which nothing is open
   unsigned untracked = 0;  // chunks begun inside the innermost one without memory for them
