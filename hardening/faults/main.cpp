@@ -2,6 +2,7 @@
 // a scenario failed.
 #include <windows.h>
 
+#include <qecore/core/error.h>
 #include <stdio.h>
 #include <unistd.h>
 
@@ -46,6 +47,12 @@ struct Series {
 
 Series const* running;
 
+/// The state before a run.
+struct Start {
+  harness::Live live;
+  unsigned failures;  // recorded so far
+};
+
 struct Sums {
   long runs = 0, reported = 0, silent = 0, leaks = 0, broken = 0;
 
@@ -69,18 +76,22 @@ void Report(Series const& series, long& count, char const* what) {
   if (++count == 1) Complain(series, what);
 }
 
-void Judge(Series const& series, Outcome const& outcome, harness::Live const& before, Sums& sums) {
+void Judge(Series const& series, Outcome const& outcome, Start const& before, Sums& sums) {
+  unsigned const kind = series.kind.kind;
   ++sums.runs;
   if (Failed(outcome.reported)) ++sums.reported;
   if (!outcome.whole && Succeeded(outcome.reported))
     Report(series, sums.silent, "data was lost without a reported failure");
+  // (That a stream ends early is no failure of the library's.)
+  if (Failed(outcome.reported) && ErrorCount() == before.failures && kind != harness::SHORT_READ)
+    Report(series, sums.silent, "a failure was reported without a text");
   if (outcome.broken) Report(series, sums.broken, outcome.broken);
   harness::Live const now = harness::CountLive();
-  if (now == before) return;
+  if (now == before.live) return;
   char text[120];
   snprintf(text, sizeof text, "leaked: blocks %ld, global memory %ld, bitmaps %ld, handles %ld",
-           now.blocks - before.blocks, now.globals - before.globals, now.bitmaps - before.bitmaps,
-           now.handles - before.handles);
+           now.blocks - before.live.blocks, now.globals - before.live.globals,
+           now.bitmaps - before.live.bitmaps, now.handles - before.live.handles);
   Report(series, sums.leaks, text);
 }
 
@@ -90,7 +101,7 @@ bool RunOnce(Series const& series, Sums& sums) {
     harness::Calm const calm;
     if (series.scenario.prepare) series.scenario.prepare();
   }
-  harness::Live const before = harness::CountLive();
+  Start const before = {harness::CountLive(), ErrorCount()};
   harness::Arm({series.kind.kind, series.at, series.onwards});
   Outcome const outcome = series.scenario.run();
   long const calls = harness::CountCalls();

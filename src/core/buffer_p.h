@@ -1,4 +1,5 @@
-// Growing arrays of plain records that report a lack of memory instead of throwing.
+// Growing arrays of plain records that report a lack of memory instead of throwing. They record no failure:
+// the public function above knows what the memory was for.
 #pragma once
 
 #include <stddef.h>

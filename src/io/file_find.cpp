@@ -5,6 +5,8 @@
 #include <memory>
 #include <new>
 
+#include "core/error_p.h"
+
 namespace yk {
 
 /// A search in progress.
@@ -46,7 +48,7 @@ FileFind::FileFind(String const& where, String const& namePattern, unsigned what
   all += ALL;
   // Without memory for the whole path another folder would be searched.
   bool const whole = folder.Length() >= where.Length() && all.Length() == folder.Length() + wcslen(ALL);
-  std::unique_ptr<State> started(whole ? new (std::nothrow) State(all.c_str()) : nullptr);
+  std::unique_ptr<State> started(whole ? Made(new (std::nothrow) State(all.c_str()), "FileFind") : nullptr);
   if (started && started->IsOpen()) state = started.release();
 }
 

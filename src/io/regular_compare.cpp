@@ -6,6 +6,7 @@
 #include <wctype.h>
 
 #include "core/buffer_p.h"
+#include "core/error_p.h"
 
 namespace yk {
 namespace {
@@ -128,7 +129,7 @@ bool RegularCompare(wchar_t const* pattern, wchar_t const* name) noexcept {
   bool usual[USUAL_LENGTH + 1];
   Buffer<bool> longer;
   bool const isUsual = length <= USUAL_LENGTH;
-  if (!isUsual && !longer.Resize(length + 1)) return false;
+  if (!isUsual && !longer.Resize(length + 1)) return FailMemory("RegularCompare", length + 1), false;
   bool* const places = isUsual ? usual : longer.begin();
   memset(places, 0, length + 1);
   return Matcher(name, length, places).Match(pattern);

@@ -71,7 +71,7 @@ HRESULT CopyStream(Stream* source, Stream* target, int start, int count) noexcep
   if (Failed(result)) return FailSince(before, result, OPERATION, L"the source has no byte %d", start);
   Buffer<unsigned char> buffer;
   bool const copies = buffer.Reserve(COPY_BUFFER);
-  result = copies ? CopyBytes(*source, *target, buffer.begin(), bytes) : E_OUTOFMEMORY;
+  result = copies ? CopyBytes(*source, *target, buffer.begin(), bytes) : FailMemory(OPERATION, COPY_BUFFER);
   if (copies && Failed(result)) FailSince(before, result, OPERATION, L"the source cannot be read");
   if (Succeeded(result) || !copies) SeekTo(*source, position);
   return result;

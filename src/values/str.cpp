@@ -5,6 +5,7 @@
 #include <new>
 
 #include "core/conversions_p.h"
+#include "core/error_p.h"
 
 namespace yk {
 
@@ -21,7 +22,8 @@ Char* NewCopy(Char const* text) noexcept {
   if (length == 0) return nullptr;
   size_t const bytes = (length + 1) * sizeof(Char);
   void* const copy = ::operator new(bytes, std::nothrow);
-  return copy ? static_cast<Char*>(memcpy(copy, text, bytes)) : nullptr;
+  if (!copy) return FailMemory("str::New", bytes), nullptr;
+  return static_cast<Char*>(memcpy(copy, text, bytes));
 }
 
 template <class Char>
