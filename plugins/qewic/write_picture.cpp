@@ -201,7 +201,7 @@ HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image) noex
   if (FormatsToWrite(image.format).empty()) {  // before anything is written
     return Fail(YK_E_FORMAT, WRITE, L"no file type can hold pixels of %S", img::GetFacts(image.format).name);
   }
-  unsigned const before = ErrorCount();
+  unsigned before = ErrorCount();
   ComScope const com;
   if (FAILED(com.Result())) return Report(before, WRITE, com.Result(), com.Result());
   Writer writer;
@@ -209,6 +209,7 @@ HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image) noex
   if (SUCCEEDED(result)) result = writer.ChooseLayout(image);
   if (SUCCEEDED(result)) {
     if (writer.WritesWords()) writer.swapsBytes = SwapsBytes(container, writer.Chosen());
+    before = ErrorCount();  // what the probe recorded is not the reason of a failure of the writer
     result = writer.Encode(image);
   }
   result = writer.Finish(before, result);
