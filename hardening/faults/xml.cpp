@@ -146,6 +146,29 @@ Outcome Edit() {
   return outcome;
 }
 
+// More attributes than are searched one by one; an index that cannot grow must not cost any of them.
+Outcome EditAttributes() {
+  constexpr unsigned COUNT = 52, CALLS = 80;
+  Outcome outcome;
+  Document document;
+  XmlHelper& xml = *document.xml;
+  document.node = xml.CreateNode(XML_ELEMENT, L"e");
+  if (!outcome.Note(document.node != nullptr)) return outcome.End();
+  bool set[COUNT] = {};
+  auto const name = [](unsigned i) { return std::wstring(L"n") + static_cast<wchar_t>(0x0391 + i); };
+  for (unsigned i = 0; i < CALLS; ++i) {
+    std::wstring const one = Calmly([&] { return name(i % COUNT); });
+    set[i % COUNT] |= outcome.Note(xml.SetAttribute(document.node, one.c_str(), L"v"));
+  }
+  harness::Calm const calm;
+  for (unsigned i = 0; i < COUNT; ++i) {
+    bool const found = xml.FindAttribute(document.node, name(i).c_str()) != nullptr;
+    if (found != set[i]) outcome.broken = "an attribute that is set is not found";
+    outcome.whole = outcome.whole && found;
+  }
+  return outcome;
+}
+
 // Every form of a document, in both encodings.
 Outcome LoadForms() {
   constexpr char FORMS[] =
@@ -183,6 +206,7 @@ constexpr Scenario SCENARIOS[] = {
     {"xml: load", LOADING, PutSoundFile, Load},
     {"xml: load every form", harness::MEMORY, nullptr, LoadForms},
     {"xml: edit", harness::MEMORY, nullptr, Edit},
+    {"xml: edit attributes", harness::MEMORY, nullptr, EditAttributes},
 };
 
 }  // namespace

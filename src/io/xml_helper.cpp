@@ -55,15 +55,6 @@ bool IsValidText(uint32_t kind, String const& text) noexcept {
   return kind == XML_COMMENT ? IsComment(text) : IsInstruction(text);
 }
 
-XmlAttribute* FindWithPrevious(XmlNode const& node, wchar_t const* name, XmlAttribute*& previous) noexcept {
-  previous = nullptr;
-  for (XmlAttribute* attribute = node.FirstAttribute(); attribute; attribute = attribute->Next()) {
-    if (attribute->Name() == name) return attribute;
-    previous = attribute;
-  }
-  return nullptr;
-}
-
 bool IsAncestor(XmlNode const* node, XmlNode const* descendant) noexcept {
   while (descendant && descendant != node) descendant = descendant->Parent();
   return descendant != nullptr;
@@ -174,8 +165,7 @@ HRESULT XmlHelper::SetText(XmlNode* node, wchar_t const* text) noexcept {
 }
 
 XmlAttribute* XmlHelper::FindAttribute(XmlNode* node, wchar_t const* name) noexcept {
-  XmlAttribute* previous;
-  return node && name ? FindWithPrevious(*node, name, previous) : nullptr;
+  return node && name ? XmlTree::Find(*node, name) : nullptr;
 }
 
 HRESULT XmlHelper::SetAttribute(XmlNode* node, wchar_t const* name, wchar_t const* value) noexcept {
@@ -193,19 +183,19 @@ HRESULT XmlHelper::SetAttribute(XmlNode* node, wchar_t const* name, wchar_t cons
     if (!attribute) return E_OUTOFMEMORY;
     XmlTree::Name(*attribute) = std::move(nameCopy);
     XmlTree::Append(*node, *attribute);
+    XmlTree::Index(*node, *attribute);
   }
   XmlTree::Value(*attribute) = std::move(copy);
   return S_OK;
 }
 
 HRESULT XmlHelper::RemoveAttribute(XmlNode* node, wchar_t const* name) noexcept {
-  XmlAttribute* previous;
-  XmlAttribute* const attribute = node && name ? FindWithPrevious(*node, name, previous) : nullptr;
+  XmlAttribute* const attribute = node && name ? XmlTree::Find(*node, name) : nullptr;
   if (!attribute) {
     return Fail(YK_E_NOTFOUND, "XmlHelper::RemoveAttribute", L"there is no attribute \"%s\"",
                 name ? name : L"");
   }
-  XmlTree::Remove(*node, previous, *attribute);
+  XmlTree::Remove(*node, *attribute);
   return S_OK;
 }
 

@@ -91,7 +91,7 @@ class Reader {
   bool Attributes(XmlNode& node) noexcept;
   bool Attribute(XmlNode& node) noexcept;
   bool AttributeValue(String& out) noexcept;
-  bool CheckDuplicates(XmlNode const& node, wchar_t const* tag) noexcept;
+  bool CheckDuplicates(XmlNode& node, wchar_t const* tag) noexcept;
   bool EndTag() noexcept;
 
   bool Characters() noexcept;
@@ -353,7 +353,7 @@ bool Reader::AttributeValue(String& out) noexcept {
 }
 
 /// Attribute names must be unique. After sorting, duplicates are adjacent.
-bool Reader::CheckDuplicates(XmlNode const& node, wchar_t const* tag) noexcept {
+bool Reader::CheckDuplicates(XmlNode& node, wchar_t const* tag) noexcept {
   attributes.Shrink(0);
   for (XmlAttribute const* one = node.FirstAttribute(); one; one = one->Next()) {
     if (!attributes.Append(one)) return FailMemory();
@@ -362,6 +362,7 @@ bool Reader::CheckDuplicates(XmlNode const& node, wchar_t const* tag) noexcept {
   std::sort(attributes.begin(), last, [](auto* a, auto* b) { return a->Name() < b->Name(); });
   auto const isTwin = [](auto* a, auto* b) { return a->Name() == b->Name(); };
   if (std::adjacent_find(attributes.begin(), last, isTwin) != last) return Fail(tag, L"duplicate attribute");
+  if (attributes.Count() > XmlTree::MANY) XmlTree::IndexAll(node);
   return true;
 }
 

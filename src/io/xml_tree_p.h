@@ -5,7 +5,27 @@
 
 namespace yk {
 
+namespace xml {
+class AttributeIndex;
+}
+
+/// A node or attribute has private links, which lie just before it:
+///
+///   +----------+-------+------+       +----------+-----------+
+///   | previous | index | node |       | previous | attribute |
+///   +----------+-------+------+       +----------+-----------+
 struct XmlTree {
+  struct NodeLinks {
+    XmlNode* previous = nullptr;
+    xml::AttributeIndex* index = nullptr;  // of many attributes; null: a search reads the list
+  };
+  struct AttributeLinks {
+    XmlAttribute* previous = nullptr;
+  };
+
+  /// Attributes from which on an element gets an index.
+  static constexpr size_t MANY = 16;
+
   /// Null when there is no memory.
   static XmlNode* NewNode(uint32_t kind) noexcept;
   static XmlAttribute* NewAttribute() noexcept;
@@ -15,18 +35,23 @@ struct XmlTree {
   static String& Name(XmlAttribute& attribute) noexcept { return attribute.name; }
   static String& Value(XmlAttribute& attribute) noexcept { return attribute.value; }
 
-  /// Inserts before `before`, or appends, in constant time, when that is null.
+  /// Inserts before `before`, or appends when that is null, in constant time. So is Unlink.
   static void Link(XmlNode& parent, XmlNode& node, XmlNode* before) noexcept;
   static void Unlink(XmlNode& node) noexcept;
   /// Frees an unlinked node with all its descendants, at any depth, without recursion.
   static void Free(XmlNode* root) noexcept;
 
+  /// The attribute with this name, or null.
+  static XmlAttribute* Find(XmlNode& node, wchar_t const* name) noexcept;
   static void Append(XmlNode& node, XmlAttribute& attribute) noexcept;
-  /// `previous` is the attribute before it, or null for the first.
-  static void Remove(XmlNode& node, XmlAttribute* previous, XmlAttribute& attribute) noexcept;
+  /// Keeps searches fast after Append, one attribute at a time or all at once. Without memory they are slow.
+  static void Index(XmlNode& node, XmlAttribute& added) noexcept;
+  static void IndexAll(XmlNode& node) noexcept;
+  static void Remove(XmlNode& node, XmlAttribute& attribute) noexcept;
 
  private:
-  static void FreeOne(XmlNode* node) noexcept;
+  static void FreeOne(XmlNode& node) noexcept;
+  static void FreeOne(XmlAttribute& attribute) noexcept;
 };
 
 namespace xml {

@@ -237,6 +237,34 @@ TEST(XmlTree, LinksUnlinksAndFinds) {
   EXPECT_EQ(Line(b), L"b@b=new@d=");
 }
 
+// From a few to many, and back, in an element that was built and in one that was loaded.
+TEST(XmlTree, KeepsManyAttributesInOrder) {
+  std::string document = "<e";
+  for (int i = 0; i < 200; i += 2) document += " n" + std::to_string(i) + "='0'";
+  Tree const built(Xml().CreateNode(XML_ELEMENT, L"e")), loaded = Loaded(document + "/>");
+  for (XmlNode* const node : {built.get(), loaded->FirstChild()}) {
+    std::vector<std::pair<std::wstring, std::wstring>> expected;
+    for (XmlAttribute* a = node->FirstAttribute(); a; a = a->Next())
+      expected.emplace_back(a->Name().c_str(), a->Value().c_str());
+    for (unsigned step = 0; step < 3000; ++step) {
+      std::wstring const name = L"n" + std::to_wstring(step * 7919 % 331), value = std::to_wstring(step);
+      bool const shrinks = step > 1500 && step % 3 > 0;
+      auto const row = std::ranges::find(expected, name, &decltype(expected)::value_type::first);
+      XmlAttribute* const found = Xml().FindAttribute(node, name.c_str());
+      ASSERT_EQ(found ? found->Value().c_str() : L"", row != expected.end() ? row->second : L"") << step;
+      HRESULT const result = shrinks ? Xml().RemoveAttribute(node, name.c_str())
+                                     : Xml().SetAttribute(node, name.c_str(), value.c_str());
+      ASSERT_EQ(result, shrinks && !found ? YK_E_NOTFOUND : S_OK);
+      if (!shrinks && found) row->second = value;
+      if (!shrinks && !found) expected.emplace_back(name, value);
+      if (shrinks && found) expected.erase(row);
+    }
+    std::wstring line = L"e";
+    for (auto const& [name, value] : expected) line += L"@" + name + L"=" + value;
+    EXPECT_EQ(Line(node), line);
+  }
+}
+
 TEST(XmlTree, RefusesWhatIsNoTree) {
   Tree const document = Loaded("<outer><inner/></outer><!--c-->"), loose(Xml().CreateNode(XML_ELEMENT, L"e"));
   XmlNode *const outer = document->FirstChild(), *const inner = outer->FirstChild(), *loaded = outer;
