@@ -14,6 +14,7 @@
 #include "core/error_p.h"
 #include "core/global_block_p.h"
 #include "dib_p.h"
+#include "rows_p.h"
 
 namespace yk {
 
@@ -282,7 +283,7 @@ bool Image2d::IsGrayScalePalette() noexcept {
 int Image2d::IsGrayScaleContent() noexcept {
   if (format != IMG_BGR24 || !bits || width < 1) return 0;  // there may be 2^31 rows of no pixels
   bool seen[256] = {};
-  for (int y = 0; y < height; ++y) {
+  for (int y : img::RowsInMemory(0, height)) {
     unsigned char const* pixel = GetLine(y);
     for (int x = 0; x < width; ++x, pixel += 3) {
       if (pixel[1] != pixel[0] || pixel[2] != pixel[0]) return 0;

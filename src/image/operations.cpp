@@ -8,10 +8,13 @@
 #include "convert_p.h"
 #include "core/error_p.h"
 #include "row_kernels_p.h"
+#include "rows_p.h"
 
 namespace yk {
 
 namespace {
+
+using img::RowsInMemory;
 
 /// The index at `ratio` of `size`, clamped to below `size`; NaN gives 0.
 int IndexAt(float ratio, int size) noexcept {
@@ -43,13 +46,15 @@ void Repeat(uint8_t* row, size_t size, size_t count) noexcept {
 }
 
 /// The number of rows with pixels: 0 for an image without columns, which may have 2^31 rows.
-int RowsOf(Image2d const& image) noexcept { return image.bits && image.width > 0 ? image.height : 0; }
+int CountRows(Image2d const& image) noexcept { return image.bits && image.width > 0 ? image.height : 0; }
+
+RowsInMemory RowsOf(Image2d const& image) noexcept { return {0, CountRows(image)}; }
 
 /// Fills every row with one pixel; the padding is unchanged.
 void FillPixels(Image2d& image, uint8_t const* pixel) noexcept {
   size_t const size = image.bytesPerPixel;
   size_t const count = static_cast<size_t>(image.width);
-  for (int y = 0; y < RowsOf(image); ++y) {
+  for (int y : RowsOf(image)) {
     uint8_t* const row = image.GetLine(y);
     memcpy(row, pixel, size);
     Repeat(row, size, count);
@@ -59,7 +64,7 @@ void FillPixels(Image2d& image, uint8_t const* pixel) noexcept {
 /// Fills the rows, padding included.
 void FillRows(Image2d& image, int value) noexcept {
   size_t const size = static_cast<size_t>(std::max(image.stride, 0));
-  for (int y = 0; y < RowsOf(image); ++y) memset(image.GetLine(y), value, size);
+  for (int y : RowsOf(image)) memset(image.GetLine(y), value, size);
 }
 
 HRESULT FailEmpty(char const* operation) noexcept {
@@ -99,15 +104,14 @@ HRESULT Image2d::ClearColor(unsigned color) noexcept {
 HRESULT Image2d::ClearColor(point4df const&) noexcept { return E_NOTIMPL; }
 
 HRESULT Image2d::FlipH() noexcept {
-  for (int y = 0; y < RowsOf(*this); ++y)
-    img::MirrorRow(GetLine(y), static_cast<size_t>(width), bytesPerPixel);
+  for (int y : RowsOf(*this)) img::MirrorRow(GetLine(y), static_cast<size_t>(width), bytesPerPixel);
   return S_OK;
 }
 
 HRESULT Image2d::FlipV() noexcept {
   if (!bits) return FailEmpty("Image2d::FlipV");
   size_t const size = static_cast<size_t>(std::max(width, 0)) * bytesPerPixel;
-  for (int y = 0; y < RowsOf(*this) / 2; ++y) img::SwapBytes(GetLine(y), GetLine(height - 1 - y), size);
+  for (int y = 0; y < CountRows(*this) / 2; ++y) img::SwapBytes(GetLine(y), GetLine(height - 1 - y), size);
   return S_OK;
 }
 
@@ -134,14 +138,14 @@ HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result
   if (bitsPerPixel < 8) {
     size_t const skip = static_cast<size_t>(left) / 8;
     size_t const count = (static_cast<size_t>(w) + 7) / 8;  // contract: for pixels of four bits as well
-    for (int y = 0; y < h; ++y) {
+    for (int y : RowsInMemory(0, h)) {
       CopyIndices(GetLine(top + y) + skip, static_cast<size_t>(stride) - skip, target.GetLine(y), count,
                   static_cast<unsigned>(left) % 8);
     }
     return S_OK;
   }
   size_t const count = static_cast<size_t>(w) * bytesPerPixel;
-  for (int y = 0; y < h; ++y) memcpy(target.GetLine(y), GetLineEx(top + y, left), count);
+  for (int y : RowsInMemory(0, h)) memcpy(target.GetLine(y), GetLineEx(top + y, left), count);
   return S_OK;
 }
 
@@ -150,7 +154,7 @@ HRESULT Image2d::PremultiplyAlpha() noexcept {
     return Fail(YK_E_FORMAT, "Image2d::PremultiplyAlpha", L"the pixels are %S, not bgra32",
                 img::GetFacts(format).name);
   }
-  for (int y = 0; y < RowsOf(*this); ++y) img::PremultiplyRow(GetLine(y), static_cast<size_t>(width));
+  for (int y : RowsOf(*this)) img::PremultiplyRow(GetLine(y), static_cast<size_t>(width));
   return S_OK;
 }
 

@@ -10,11 +10,14 @@
 #include "core/error_p.h"
 #include "core/progress_p.h"
 #include "row_kernels_p.h"
+#include "rows_p.h"
 #include "weights_p.h"
 
 namespace yk {
 
 namespace {
+
+using img::RowsInMemory;
 
 bool CanConvert(IMG_FORMAT from, IMG_FORMAT to) noexcept {
   return from == to || img::FindConverter(from, to);
@@ -22,12 +25,15 @@ bool CanConvert(IMG_FORMAT from, IMG_FORMAT to) noexcept {
 
 constexpr char RESCALE[] = "Image2d::RescaleTo";
 
-/// Reports that the rows above `y` of an image are done.
-bool ReachRow(ProgressMeter& meter, int y) noexcept { return meter.Reach(static_cast<unsigned>(y)); }
+/// Reports that all rows below `y` of an image are done: they are processed in memory order.
+bool ReachRow(ProgressMeter& meter, Image2d const& image, int y) noexcept {
+  return meter.Reach(static_cast<unsigned>(image.height - 1 - y));
+}
 
 HRESULT CopyPixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
   size_t const size = static_cast<size_t>(std::max(std::min(source.stride, target.stride), 0));
-  for (int y = 0; y < source.height && ReachRow(meter, y); ++y) {
+  for (int y : RowsInMemory(0, source.height)) {
+    if (!ReachRow(meter, source, y)) break;
     if (source.format == target.format) {
       memmove(target.GetLine(y), source.GetLine(y), size);
     } else {
@@ -39,7 +45,8 @@ HRESULT CopyPixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexc
 }
 
 HRESULT HalvePixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
-  for (int y = 0; y < target.height && ReachRow(meter, y); ++y) {
+  for (int y : RowsInMemory(0, target.height)) {
+    if (!ReachRow(meter, target, y)) break;
     img::HalveRow(source.GetLine(2 * y), source.GetLine(2 * y + 1), target.GetLine(y),
                   static_cast<size_t>(target.width), target.bytesPerPixel);
   }
@@ -109,7 +116,7 @@ class Resampler {
     int above = -1;  // the only source row of the target row above, if it has only one
     bool more = walk.Next(now);
     bool fresh = true;
-    while (more && ReachRow(meter, now.target)) {
+    while (more && meter.Reach(static_cast<unsigned>(now.target))) {
       more = walk.Next(next);
       bool const last = !more || next.target != now.target;
       bool const alone = fresh && last;  // its weight is then 1
@@ -193,7 +200,7 @@ HRESULT Image2d::RescaleTo(Image2d* target, ExecutionContext* context) noexcept 
   if (!bits || width < 1 || height < 1) return Fail(YK_E_EMPTY, RESCALE, L"the image has no pixels");
   ProgressMeter meter(context, RESCALE, static_cast<unsigned>(target->height), ProgressMeter::Unit::ROWS);
   HRESULT const result = Resample(*this, *target, meter);
-  if (Succeeded(result)) ReachRow(meter, target->height);
+  if (Succeeded(result)) meter.Reach(static_cast<unsigned>(target->height));
   return meter.Result(result);
 }
 
