@@ -48,11 +48,11 @@ class ModuleScan {
   String folder;
   String cacheFile;
   ExecutionContext* context;
+  bool changed;  // the cache must be written
   // Modules of the cache that the System does not know yet, each with its chain of records, in the order of
   // the file. Null: there is no memory, and the scan does nothing.
   Ref<Array> cached;
   Ref<Array> found;  // modules of new files
-  bool changed = false;
 };
 
 }  // namespace yk

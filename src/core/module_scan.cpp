@@ -105,6 +105,7 @@ ModuleScan::ModuleScan(System& forSystem, String const& inFolder, String const& 
       folder(inFolder),
       cacheFile(withCache),
       context(forHost),
+      changed(forSystem.cacheIsDue),
       cached(Ref<Array>::Adopt(Array::Create(0))),
       found(Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()))) {
   // Without memory for the folder's name the scan would search the current folder.
@@ -126,7 +127,9 @@ HRESULT ModuleScan::Run() noexcept {
   DropUnseen();
   AdoptCached();
   HRESULT const result = LoadNew();
-  if (changed && Succeeded(result)) WriteCache();
+  bool const wasStopped = Failed(result);
+  if (changed && !wasStopped) WriteCache();
+  system.cacheIsDue = changed && wasStopped;
   return result;
 }
 

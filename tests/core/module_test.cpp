@@ -175,6 +175,15 @@ TEST_F(ModuleTest, AHostThatStopsTheScanFindsTheRestLater) {
   EXPECT_EQ(std::pair(CountModules(), folder.Read(L"cache")), std::pair(2, ""s));
   EXPECT_EQ(scan(&host), S_OK);
   EXPECT_EQ(std::pair(CountModules(), host.last.done), std::pair(3, uint64_t{1})) << "two are known";
+  string const cache = folder.Read(L"cache");
+  folder.Write(L"cache", "");
+  system.Reset();
+  system = Own(System::Create());
+  PatientHost late(3);
+  EXPECT_EQ(scan(&late), E_ABORT) << "by the last report";
+  EXPECT_EQ(std::pair(CountModules(), folder.Read(L"cache")), std::pair(3, ""s));
+  EXPECT_EQ(scan(nullptr), S_OK);
+  EXPECT_EQ(folder.Read(L"cache"), cache);
 }
 
 TEST_F(ModuleTest, AnUnloadedPluginIsLoadedAnewForItsClasses) {

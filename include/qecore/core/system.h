@@ -75,7 +75,7 @@ class YK_API System : public Destroys<System, Unknown> {
   /// cannot be loaded has no classes and counts as new at the next scan. A scan within a scan is a no-op.
   virtual HRESULT ScanModules(String const& folder, String const& cacheFile) noexcept;
   /// The same with progress while new plug-ins are loaded. E_ABORT if the host stops it: plug-ins that were
-  /// not loaded count as new at the next scan, and the cache file is unchanged.
+  /// not loaded count as new at the next scan, and the cache file is unchanged until then.
   HRESULT ScanModules(String const& folder, String const& cacheFile, ExecutionContext* context) noexcept;
 
   /// The records of the classes of an interface or category, in order of registration, without hidden ones.
@@ -121,7 +121,8 @@ class YK_API System : public Destroys<System, Unknown> {
   Ref<Array> modules;   // one reference each
   uint64_t cacheTime = 0;
   bool scanning = false;
-  bool complete = false;  // no allocation failed during construction
+  bool complete = false;    // no allocation failed during construction
+  bool cacheIsDue = false;  // a scan that changed something was stopped before it wrote the cache
 };
 
 }  // namespace yk
