@@ -69,12 +69,14 @@ Stream* Follow(Stream& stream, ExecutionContext* context, char const* operation,
                Ref<ProgressStream>& reporter) noexcept {
   if (!context) return &stream;
   reporter = ProgressStream::Create(stream, context, operation, total);
+  if (reporter) reporter->Reach(0);
   return reporter.get();
 }
 
-/// The result of a filter's work; a stop takes precedence.
-HRESULT Finish(ProgressStream* reporter, HRESULT result) noexcept {
+/// The result of a filter's work on `bytes`, or an unknown number of them (0); a stop takes precedence.
+HRESULT Finish(ProgressStream* reporter, HRESULT result, unsigned bytes) noexcept {
   if (!reporter) return result;
+  if (Succeeded(result)) reporter->Reach(bytes);
   reporter->Detach();
   return reporter->Result(result);
 }
@@ -82,11 +84,12 @@ HRESULT Finish(ProgressStream* reporter, HRESULT result) noexcept {
 HRESULT ReadImage(ykFlt2d& filter, Stream& stream, ExecutionContext* context,
                   AbstractImage** image) noexcept {
   Ref<ProgressStream> reporter;
-  Stream* const followed = Follow(stream, context, LOAD, stream.GetSize(), reporter);
+  unsigned const bytes = stream.GetSize();
+  Stream* const followed = Follow(stream, context, LOAD, bytes, reporter);
   if (!followed) return Fail(E_OUTOFMEMORY, LOAD, nullptr);
   AbstractImage* made = nullptr;
   HRESULT const read = filter.Read(followed, &made, 0);
-  HRESULT const result = Finish(reporter.get(), read);
+  HRESULT const result = Finish(reporter.get(), read, bytes);
   if (Succeeded(result) && !made) return Fail(E_FAIL, LOAD, L"the plug-in returned no image");
   if (Succeeded(result)) *image = made;
   if (Failed(result) && Succeeded(read)) Ref<AbstractImage>::Adopt(made).Reset();
@@ -98,7 +101,7 @@ HRESULT WriteImage(ykFlt2d& filter, Stream& stream, AbstractImage& image, unsign
   Ref<ProgressStream> reporter;
   Stream* const followed = Follow(stream, context, SAVE, 0, reporter);
   if (!followed) return Fail(E_OUTOFMEMORY, SAVE, nullptr);
-  return Finish(reporter.get(), filter.Write(followed, &image, options));
+  return Finish(reporter.get(), filter.Write(followed, &image, options), 0);
 }
 
 /// Writes the temporary file; the caller commits it.

@@ -17,6 +17,10 @@ class ProgressStream final : public Destroys<ProgressStream, Stream> {
                                     unsigned total) noexcept;
 
   bool IsStopped() const noexcept { return meter.IsStopped(); }
+
+  /// Reports that `done` bytes are done. \return false: the host has stopped the operation
+  bool Reach(unsigned done) noexcept { return meter.Reach(done); }
+
   HRESULT Result(HRESULT result) const noexcept { return meter.Result(result); }
 
   /// Stops reporting to the host; a filter that keeps the stream can still use the inner one through it.

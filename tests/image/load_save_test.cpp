@@ -24,7 +24,8 @@ class Scribe final : public Destroys<Scribe, ykFlt2d> {
   bool IsTypeOf(Guid const&) noexcept override { return false; }
   HRESULT Read(Stream* stream, AbstractImage** image, unsigned) noexcept override {
     char block[1024];
-    for (unsigned done = 1; done > 0;) stream->Read(block, sizeof block, &done);
+    for (unsigned done = 1; done > 0 && stream->GetPosition() + 9000 < stream->GetSize();)  // not to the end
+      stream->Read(block, sizeof block, &done);
     return *image = Image2d::Create(), HRESULT{S_OK};
   }
   HRESULT Write(Stream* stream, AbstractImage* image, unsigned) noexcept override {
@@ -125,6 +126,7 @@ TEST(SaveAndLoad, TellAHostAndStop) {
     EXPECT_EQ(folder.Read(L"a.png").substr(0, 3), patience < 3 ? old.substr(0, 3) : "new");
     EXPECT_EQ(reading.last.total, old.size());
     EXPECT_EQ(reading.last.done == old.size(), patience > 3);
+    EXPECT_EQ(reading.last.done == 0, patience == 0) << "the start is reported";
   }
   Scribe::size = 0;
 }
