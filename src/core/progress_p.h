@@ -25,6 +25,7 @@ class ProgressMeter {
     return !context || (isDue && !stopped ? Report(done) : !stopped);
   }
 
+  bool HasHost() const noexcept { return context != nullptr; }
   bool IsStopped() const noexcept { return stopped; }
 
   /// `result`, or E_ABORT, recorded as a failure, if the host has stopped the operation.
@@ -38,6 +39,7 @@ class ProgressMeter {
  private:
   bool Report(uint64_t done) noexcept {
     progress.done = std::max(done, progress.done);
+    if (progress.done > progress.total) progress.total = 0;  // a stream gives its size modulo 4 GiB
     next = progress.done + Step();
     stopped = !context->Continue(progress);
     return !stopped;
