@@ -3,7 +3,6 @@
 #include <qecore/io/serializer.h>
 #include <qecore/values/map.h>
 
-#include "core/progress_p.h"
 #include "records_p.h"
 #include "values/variant_p.h"
 
@@ -22,11 +21,10 @@ bool CopyToSave(Variant const& value, Variant& copy) noexcept {
   return true;
 }
 
-HRESULT SaveEntry(Serializer& writer, unsigned key, Variant const& value,
-                  ExecutionContext* context) noexcept {
+HRESULT SaveEntry(Serializer& writer, unsigned key, Variant const& value, ProgressMeter& meter) noexcept {
   HRESULT const begun = writer.BeginChunk(chunk::MAP_ENTRY);
   writer.Write(&key, sizeof key);
-  value.Save(&writer, context);
+  SaveVariant(value, writer, meter);
   writer.EndChunk();  // required even for a chunk that was refused
   return begun;
 }
@@ -41,7 +39,7 @@ HRESULT Map::Save(Serializer* writer, ExecutionContext* context) noexcept {
   for (unsigned i = 0; i < count; ++i) {
     Ref<Stream> const stream = Ref<Stream>::Share(writer->GetStream());
     if (!stream) return S_OK;  // closed by a call from the stream
-    if (context && !meter.Reach(stream->GetPosition())) return NoteFailure(*writer, meter.Result(S_OK));
+    if (context && !meter.Reach(stream->GetPosition())) break;
     if (entries[i].value.flags & Variant::TRANSIENT) continue;
     unsigned const key = entries[i].key;
     Variant copy;
@@ -49,10 +47,11 @@ HRESULT Map::Save(Serializer* writer, ExecutionContext* context) noexcept {
       NoteFailure(*writer, E_OUTOFMEMORY);
       return E_OUTOFMEMORY;
     }
-    HRESULT const saved = SaveEntry(*writer, key, copy, context);
+    HRESULT const saved = SaveEntry(*writer, key, copy, meter);
     if (Failed(saved)) return saved;
+    if (meter.IsStopped()) break;
   }
-  return S_OK;
+  return meter.IsStopped() ? NoteFailure(*writer, meter.Result(S_OK)) : S_OK;
 }
 
 HRESULT Map::Load(Deserializer* reader, ExecutionContext* context) noexcept {
@@ -68,8 +67,8 @@ HRESULT Map::Load(Deserializer* reader, ExecutionContext* context) noexcept {
       unsigned key = 0;
       ReadInChunk(*reader, &key, sizeof key);
       Variant value;
-      value.Load(reader, context);
-      if (!Append(key, value)) NoteFailure(*reader, E_OUTOFMEMORY);
+      LoadVariant(value, *reader, meter);
+      if (!meter.IsStopped() && !Append(key, value)) NoteFailure(*reader, E_OUTOFMEMORY);
     }
     reader->EndChunk();
   }

@@ -4,13 +4,20 @@
 
 #include <qecore/io/deserializer.h>
 #include <qecore/io/serializer.h>
+#include <qecore/values/variant.h>
 
+#include "core/progress_p.h"
 #include "stream_p.h"
 
 namespace yk {
 
 /// Reads from the reader's current chunk and not beyond it; the rest of the buffer is zeroed.
 void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept;
+
+/// Variant::Save and Load as a part of the caller's operation, whose host may stop it inside a large payload.
+/// Records no stop. A variant that was stopped while it was loaded is empty.
+void SaveVariant(Variant const& value, Serializer& writer, ProgressMeter& meter) noexcept;
+void LoadVariant(Variant& value, Deserializer& reader, ProgressMeter& meter) noexcept;
 
 /// Stores a failure of a load or a save, if it is the first: there was no memory, or the host stopped it.
 /// \return `result`

@@ -1,4 +1,5 @@
 // How texts and variants are written to object files and read back.
+#include <qecore/core/ref.h>
 #include <qecore/io/deserializer.h>
 #include <qecore/io/file.h>
 #include <qecore/io/serializer.h>
@@ -6,6 +7,7 @@
 #include <qecore/values/variant.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <new>
 
 #include "core/error_p.h"
@@ -21,12 +23,29 @@ bool IsValidSize(VariantKind const& kind, unsigned bytes) noexcept {
   return bytes >= kind.terminator && bytes % kind.terminator == 0;
 }
 
+/// Saves or loads a payload: at once or, when a host follows, in pieces, between which it may stop.
+/// `transfer` is called with the offset and size of each.
+template <class Archive, class Transfer>
+void InPieces(Archive& archive, unsigned bytes, ProgressMeter& meter, Transfer transfer) noexcept {
+  constexpr unsigned PIECE = 0x40000;
+  unsigned const longest = meter.HasHost() ? PIECE : bytes;
+  for (unsigned at = 0, size; at < bytes; at += size) {
+    size = std::min(longest, bytes - at);
+    transfer(at, size);
+    Ref<Stream> const stream = Ref<Stream>::Share(archive.GetStream());
+    bool const isLast = at + size == bytes;
+    if (!isLast && stream && !meter.Reach(stream->GetPosition())) return;
+  }
+}
+
 /// Reads a payload of `size` bytes, the last `terminator` of which are zeros. Null: there is no memory.
-void* ReadPayload(Deserializer& reader, unsigned size, unsigned terminator) noexcept {
-  void* const payload = ::operator new(size, std::nothrow);
+uint8_t* ReadPayload(Deserializer& reader, unsigned size, unsigned terminator,
+                     ProgressMeter& meter) noexcept {
+  auto* const payload = static_cast<uint8_t*>(::operator new(size, std::nothrow));
   if (!payload) return FailMemory("Variant::Load", size), NoteFailure(reader, E_OUTOFMEMORY), nullptr;
-  ReadInChunk(reader, payload, size - terminator);
-  memset(static_cast<uint8_t*>(payload) + (size - terminator), 0, terminator);
+  InPieces(reader, size - terminator, meter,
+           [&](unsigned at, unsigned bytes) { ReadInChunk(reader, payload + at, bytes); });
+  memset(payload + (size - terminator), 0, terminator);
   return payload;
 }
 
@@ -71,40 +90,54 @@ bool String::TempFile() noexcept {
 
 // ---- Variant
 
-HRESULT Variant::Save(Serializer* writer, ExecutionContext*) const noexcept {
-  if (!writer || !writer->GetStream()) return S_OK;
-  uint8_t const header[] = {type, flags};
-  writer->Write(header, sizeof header);
-  VariantKind const& kind = KindOf(type);
-  if (kind.inlineBytes) writer->Write(&value, kind.inlineBytes);
-  if (!kind.sized) return S_OK;
-  uint32_t const bytes = value.pointer ? size : 0;
-  writer->Write(&bytes, sizeof bytes);
-  if (bytes > kind.terminator) writer->Write(value.pointer, bytes - kind.terminator);
-  return S_OK;
+void SaveVariant(Variant const& variant, Serializer& writer, ProgressMeter& meter) noexcept {
+  uint8_t const header[] = {variant.type, variant.flags};
+  writer.Write(header, sizeof header);
+  VariantKind const& kind = KindOf(variant.type);
+  if (kind.inlineBytes) writer.Write(&variant.value, kind.inlineBytes);
+  if (!kind.sized) return;
+  auto const* const payload = static_cast<uint8_t const*>(variant.value.pointer);
+  uint32_t const bytes = payload ? variant.size : 0;
+  writer.Write(&bytes, sizeof bytes);
+  if (bytes <= kind.terminator) return;
+  InPieces(writer, bytes - kind.terminator, meter,
+           [&](unsigned at, unsigned size) { writer.Write(payload + at, size); });
 }
 
-HRESULT Variant::Load(Deserializer* reader, ExecutionContext*) noexcept {
-  if (!reader || !reader->GetStream()) return S_OK;
+void LoadVariant(Variant& variant, Deserializer& reader, ProgressMeter& meter) noexcept {
   uint8_t header[2];
-  ReadInChunk(*reader, header, sizeof header);
-  value.bits = 0;    // contract: the previous payload is not released; and no pointer may come from a file
-  type = header[0];  // even an unknown tag, so that it can be saved again
-  flags = header[1];
-  VariantKind const& kind = KindOf(type);
-  size = kind.inlineBytes ? kind.fixedSize : 0;
-  ReadInChunk(*reader, &value, kind.inlineBytes);
-  if (!kind.sized) return S_OK;
+  ReadInChunk(reader, header, sizeof header);
+  variant.value.bits = 0;    // contract: the previous payload is not released; no pointer comes from a file
+  variant.type = header[0];  // even an unknown tag, so that it can be saved again
+  variant.flags = header[1];
+  VariantKind const& kind = KindOf(variant.type);
+  variant.size = kind.inlineBytes ? kind.fixedSize : 0;
+  ReadInChunk(reader, &variant.value, kind.inlineBytes);
+  if (!kind.sized) return;
   uint32_t bytes = 0;
-  ReadInChunk(*reader, &bytes, sizeof bytes);
+  ReadInChunk(reader, &bytes, sizeof bytes);
   // An impossible size, or more than the chunk holds: the text is empty, the point has no payload.
-  if (bytes == 0 || !IsValidSize(kind, bytes) || bytes - kind.terminator > reader->GetRemaining())
-    return S_OK;
-  value.pointer = ReadPayload(*reader, bytes, kind.terminator);
-  if (!value.pointer) return S_OK;
-  size = bytes;
-  VariantPayload::Own(*this);  // regardless of the saved flags
-  return S_OK;
+  if (bytes == 0 || !IsValidSize(kind, bytes) || bytes - kind.terminator > reader.GetRemaining()) return;
+  variant.value.pointer = ReadPayload(reader, bytes, kind.terminator, meter);
+  if (!variant.value.pointer) return;
+  variant.size = bytes;
+  VariantPayload::Own(variant);  // regardless of the saved flags
+  if (meter.IsStopped()) variant.Done();
+}
+
+HRESULT Variant::Save(Serializer* writer, ExecutionContext* context) const noexcept {
+  if (!writer || !writer->GetStream()) return S_OK;
+  ProgressMeter meter(context, "Variant::Save", 0, ProgressMeter::Unit::BYTES);
+  SaveVariant(*this, *writer, meter);
+  return meter.IsStopped() ? NoteFailure(*writer, meter.Result(S_OK)) : S_OK;
+}
+
+HRESULT Variant::Load(Deserializer* reader, ExecutionContext* context) noexcept {
+  if (!reader || !reader->GetStream()) return S_OK;
+  unsigned const total = context ? reader->GetStream()->GetSize() : 0;
+  ProgressMeter meter(context, "Variant::Load", total, ProgressMeter::Unit::BYTES);
+  LoadVariant(*this, *reader, meter);
+  return meter.IsStopped() ? NoteFailure(*reader, meter.Result(S_OK)) : S_OK;
 }
 
 }  // namespace yk

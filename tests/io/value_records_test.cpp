@@ -106,6 +106,31 @@ TEST(MapRecord, SavesEntriesAndAppends) {
   EXPECT_EQ(map->Count(), 5u) << "appended";
 }
 
+// A text of several pieces, alone and in a map, whose operation it is then a part of.
+TEST(VariantRecord, AHostStopsInsideALargePayload) {
+  Variant const text = Made(std::wstring(400'000, L'x').c_str());
+  Ref<Map> const map = Own(Map::Create());
+  map->SetValue(1, text);
+  for (unsigned const patience : {1000u, 1u}) {
+    HRESULT const expected = patience == 1 ? E_ABORT : S_OK;
+    PatientHost hosts[] = {PatientHost(patience), PatientHost(patience), PatientHost(patience),
+                           PatientHost(patience)};
+    Ref<Stream> const stream = Memory(), inMap = Memory();
+    Ref<Serializer> const writer = Writer(*stream, chunk::RAW), mapWriter = Writer(*inMap, chunk::RAW);
+    EXPECT_EQ(text.Save(writer.get(), &hosts[0]), expected);
+    EXPECT_EQ(map->Save(mapWriter.get(), &hosts[1]), expected);
+    ExpectEach(expected, {writer->GetFailure(), mapWriter->GetFailure()});
+    EXPECT_EQ(stream->GetSize() < 800'000, patience == 1);
+    Variant read;
+    Ref<Map> const readMap = Own(Map::Create());
+    EXPECT_EQ(read.Load(ReaderOf(Saved(text)).get(), &hosts[2]), expected);
+    EXPECT_EQ(readMap->Load(ReaderOf(Saved(*map)).get(), &hosts[3]), patience == 1 ? E_ABORT : S_FALSE);
+    EXPECT_EQ((Ints{read.Compare(text), static_cast<int>(readMap->Count())}), Ints(2, patience != 1));
+    EXPECT_EQ(read.type == Variant::EMPTY, patience == 1);
+    EXPECT_STREQ(hosts[3].last.operation, "Map::Load");
+  }
+}
+
 TEST(MapRecord, TellsAHostAndStops) {
   Ref<Map> const map = Own(Map::Create()), read = Own(Map::Create());
   for (unsigned key = 0; key < 3000; ++key) map->SetValue(key, Made(L"sixteen letters."));

@@ -184,12 +184,12 @@ class YK_API Variant {
 
   // ---- persistence: type, flags and payload, directly in the writer's stream
 
-  /// \return S_OK always
+  /// \return S_OK; E_ABORT: the host stopped it inside a large payload
   HRESULT Save(Serializer* writer, ExecutionContext* context) const noexcept;
   /// The previous payload is not released: load into an empty variant. The flags are restored as saved,
   /// BORROWED included, but a payload that was read belongs to the variant. An unknown tag is kept, so that
   /// it can be saved again; the variant otherwise behaves as an empty one.
-  /// \return S_OK always
+  /// \return S_OK; E_ABORT: the host stopped it inside a large payload, and the variant is empty
   HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept;
 
   union Value {
