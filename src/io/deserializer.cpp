@@ -95,8 +95,10 @@ HRESULT Deserializer::ReadReference(Unknown** object) noexcept {
   if (!object) return FailNull(OPERATION, L"object");
   *object = nullptr;
   Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
+  unsigned const before = ErrorCount();
   unsigned index;
-  if (!ReadNumber(index)) return Fail(E_INVALIDARG, OPERATION, L"damaged: a reference is truncated");
+  if (!ReadNumber(index))
+    return FailSince(before, E_INVALIDARG, OPERATION, L"damaged: a reference is truncated");
   if (!objects || index >= static_cast<unsigned>(objects->Count())) return FailReference(index);
   auto* const entry = static_cast<Unknown*>(objects->At(static_cast<int>(index)));
   if (!entry) return Fail(E_NOINTERFACE, OPERATION, L"object %u could not be created", index);
@@ -199,17 +201,20 @@ HRESULT Deserializer::ReadFrame() noexcept {
       inFrame = true;
       return S_OK;
     }
-    HRESULT const result = tag != 0 ? ReadFramePart(tag) : YK_E_BADFILE;
+    if (tag == 0) return FailSince(before, YK_E_BADFILE, OPEN, L"damaged before its body");
+    HRESULT const result = ReadFramePart(tag);
     if (Failed(result)) return result;
     EndChunk();
   }
-  return Fail(E_FAIL, OPEN, L"the file ends before its body");
+  return FailSince(before, E_FAIL, OPEN, L"the file ends before its body");
 }
 
 HRESULT Deserializer::ReadFramePart(unsigned short tag) noexcept {
+  unsigned const before = ErrorCount();
   switch (tag) {
     case chunk::VERSION:
-      return ReadNumber(version) ? S_OK : Fail(YK_E_BADFILE, OPEN, L"damaged: the version is missing");
+      if (ReadNumber(version)) return S_OK;
+      return FailSince(before, YK_E_BADFILE, OPEN, L"damaged: the version is missing");
     case chunk::CLASS_TABLE_OFFSET:
       return CheckTable(chunk::CLASS_TABLE);
     case chunk::OBJECT_TABLE_OFFSET:
@@ -222,16 +227,17 @@ HRESULT Deserializer::ReadFramePart(unsigned short tag) noexcept {
 /// Reads the table's offset and checks it: it may be anywhere inside the stream.
 HRESULT Deserializer::CheckTable(unsigned short tag) noexcept {
   constexpr wchar_t NO_TABLE[] = L"damaged: there is no table %u at byte %u";
+  unsigned const before = ErrorCount();
   unsigned offset;
   if (!ReadNumber(offset))
-    return Fail(YK_E_BADFILE, OPEN, L"damaged: the offset of table %u is truncated", tag);
+    return FailSince(before, YK_E_BADFILE, OPEN, L"damaged: the offset of table %u is truncated", tag);
   if (offset == 0 && tag == chunk::OBJECT_TABLE) return S_OK;
   Ref<Stream> const from = stream;
   // Contract: seeks to the class table even when there is none.
   if (!from || offset > streamSize - fileStart || Failed(SeekTo(*from, fileStart + offset)))
-    return Fail(YK_E_BADFILE, OPEN, NO_TABLE, tag, offset);
+    return FailSince(before, YK_E_BADFILE, OPEN, NO_TABLE, tag, offset);
   if (offset == 0) return S_OK;
-  if (EnterChunk(streamSize) != tag) return Fail(YK_E_BADFILE, OPEN, NO_TABLE, tag, offset);
+  if (EnterChunk(streamSize) != tag) return FailSince(before, YK_E_BADFILE, OPEN, NO_TABLE, tag, offset);
   EndChunk();
   return S_OK;
 }

@@ -190,6 +190,8 @@ TEST(Failures, OfObjectFilesAndXmlSayWhere) {
        [&] { return open("??\1\2\3\4.."); }},
       {YK_E_BADFILE, L"damaged: the version is missing",
        [&] { return open(Chunk(chunk::FILE_FRAME, Chunk(chunk::VERSION))); }},
+      {YK_E_BADFILE, L"damaged before its body: damaged at byte 6: a chunk of 0 bytes, but only 6 are left",
+       [&] { return open(Chunk(chunk::FILE_FRAME, "\1\0\0\0\0\0"s)); }},
       {YK_E_ACCESS, L"cannot write 3 bytes at 0", [&] { return writer->Write("abc", 3); }},
       {YK_E_BADFILE, L"line 2, column 3: unexpected end of document",
        [&] { return xml->Load(Memory("<a>\n<b").get(), &loaded, nullptr); }},
