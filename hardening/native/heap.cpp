@@ -98,6 +98,15 @@ void* NewBlock(size_t size, UINT flags) {
   return block;
 }
 
+/// Of a locked block, only the end can be given back.
+HGLOBAL CutInPlace(HGLOBAL handle, SIZE_T size) {
+  std::lock_guard const guard(globalsMutex);
+  Global& global = Find(handle, "GlobalReAlloc of a handle that is none");
+  if (size > global.size) return nullptr;
+  global.size = size;
+  return handle;
+}
+
 }  // namespace
 
 extern "C" {
@@ -116,8 +125,9 @@ HGLOBAL WINAPI harness_GlobalAlloc(UINT flags, SIZE_T size) {
   return handle;
 }
 
-// Always moves the block, so that uses of an old pointer are caught.
+// Always moves a block that may be moved, so that uses of an old pointer are caught.
 HGLOBAL WINAPI harness_GlobalReAlloc(HGLOBAL handle, SIZE_T size, UINT flags) {
+  if (!(flags & GMEM_MOVEABLE)) return CutInPlace(handle, size);
   void* const block = Refuses(size) ? nullptr : NewBlock(size, flags);
   if (!block) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);

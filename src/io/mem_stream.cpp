@@ -5,6 +5,7 @@
 #include <string.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <new>
 
 namespace yk {
@@ -72,8 +73,8 @@ unsigned MemStream::GetSize() noexcept { return static_cast<unsigned>(size); }
 
 HRESULT MemStream::SetSize(unsigned newSize) noexcept {
   if (newSize > 0) {
+    // contract: the capacity is unchanged
     if (!Resize(newSize)) return Note(FailToGrow("MemStream::SetSize", newSize));
-    shrunk = newSize < capacity;  // contract: the capacity is unchanged
   }
   size = newSize;
   if (position > size) position = size;
@@ -98,6 +99,8 @@ HRESULT MemStream::Attach(HGLOBAL newBlock) noexcept {
     if (!locked) return FailSystem(E_FAIL, OPERATION, L"the block", GetLastError());
     block = newBlock;
     data = static_cast<unsigned char*>(locked);
+    blockSize = room = GlobalSize(block);
+    shown = true;
     flags &= ~OWNED;
   } else if (!Resize(STEP)) {
     return FailToGrow(OPERATION, STEP);
@@ -105,7 +108,6 @@ HRESULT MemStream::Attach(HGLOBAL newBlock) noexcept {
   capacity = GlobalSize(block);
   size = newBlock ? capacity : 0;
   if (position > size) position = size;
-  shrunk = false;
   return S_OK;
 }
 
@@ -119,7 +121,10 @@ HRESULT MemStream::AttachBuffer(void* buffer, unsigned bytes) noexcept {
 }
 
 HGLOBAL MemStream::GetHandle(bool owned) noexcept {
-  if (block) flags = owned ? flags | OWNED : flags & ~OWNED;
+  if (!block) return nullptr;
+  Trim();
+  shown = true;
+  flags = owned ? flags | OWNED : flags & ~OWNED;
   return block;
 }
 
@@ -151,28 +156,48 @@ bool MemStream::MakeRoom(uint64_t end) noexcept {
   if (end > LARGEST) return false;
   // Contract: an owned block grows even when it is exactly full.
   bool const full = end == capacity && block && (flags & OWNED);
-  bool const fits = data && end <= capacity && !(shrunk && end > GlobalSize(block));
+  bool const fits = data && end <= capacity && !(block && end > blockSize);
   if (fits && !full) return true;
   uint64_t const grown = ((end >> STEP_BITS) + 1) << STEP_BITS;  // contract: strictly above the end
   uint64_t const wanted = full || end > capacity ? grown : capacity;
   if (!Resize(wanted)) return fits && data;
   capacity = wanted;
-  shrunk = false;
   return true;
 }
 
-/// Resizes the block, or allocates one when there is none or the storage is a caller's buffer. New bytes are
-/// zero. On failure the storage is unchanged.
+/// Gives the block this size, or allocates one when there is none or the storage is a caller's buffer. New
+/// bytes are zero. A block that nobody knows doubles, if there is memory for it. On failure the storage is
+/// unchanged.
 bool MemStream::Resize(uint64_t bytes) noexcept {
   if (flags & BROKEN) return false;
+  bool const grows = block && data && bytes > blockSize;
+  uint64_t const before = block ? blockSize : 0;
+  if (!grows || bytes > room) {
+    uint64_t const more = grows && !shown ? std::min(2 * room, LARGEST) : 0;
+    bool const isRoomy = more > bytes && Reallocate(more);
+    bool const isLost = grows && !data;
+    if (!isRoomy && (isLost || !Reallocate(bytes))) return false;
+  }
+  if (bytes > before) memset(data + before, 0, bytes - before);
+  blockSize = bytes;
+  return true;
+}
+
+/// Resizes or allocates the block itself.
+bool MemStream::Reallocate(uint64_t bytes) noexcept {
   if (block) GlobalUnlock(block);
-  HGLOBAL const resized = block ? GlobalReAlloc(block, bytes, GMEM_MOVEABLE | GMEM_ZEROINIT)
-                                : GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, bytes);
+  HGLOBAL const resized =
+      block ? GlobalReAlloc(block, bytes, GMEM_MOVEABLE) : GlobalAlloc(GMEM_MOVEABLE, bytes);
   if (resized && !block) flags |= OWNED;
-  if (resized) block = resized;
+  if (resized) block = resized, room = bytes;
   if (block) data = static_cast<unsigned char*>(GlobalLock(block));
-  if (!data) size = position = capacity = 0;  // a block that cannot be locked has no content
+  if (!data) size = position = capacity = blockSize = 0;  // a block that cannot be locked has no content
   return resized && data;
+}
+
+/// Cuts the block to its size. It is locked and not to be moved, so its address stays the same.
+void MemStream::Trim() noexcept {
+  if (data && room > blockSize && GlobalReAlloc(block, blockSize, 0)) room = blockSize;
 }
 
 }  // namespace yk

@@ -85,6 +85,28 @@ TEST(MemStream, ShrunkBlockIsNeverOverrun) {
   EXPECT_EQ(stream->Read(&c, 1), E_FAIL) << "reading at the very end fails";
 }
 
+TEST(MemStream, ShowsABlockOfTheStatedSize) {
+  std::string const piece(5000, 'a');
+  for (unsigned const shownAt : {0u, 30u, 99u}) {
+    Ref<Stream> const stream = Memory();
+    std::string written;
+    for (unsigned i = 0; i < 100; ++i) {
+      EXPECT_EQ(stream->Write(piece.data(), 5000), S_OK);
+      written += piece;
+      if (i < shownAt) continue;
+      void* data = nullptr;
+      AsMem(stream)->GetBuffer(&data);
+      HGLOBAL const block = AsMem(stream)->GetHandle(true);
+      ASSERT_EQ(GlobalSize(block), Field<uint64_t>(stream.get(), 40)) << i;
+      EXPECT_EQ(Field<uint64_t>(stream.get(), 40), (written.size() / 0x10000 + 1) * 0x10000);
+      EXPECT_EQ(Field<void*>(stream.get(), 48), data) << "cut where it is";
+    }
+    ExpectEach(S_OK, {stream->SetSize(600000), stream->SetSize(600001)});
+    EXPECT_TRUE(Content(*stream) == written + std::string(600001 - written.size(), '\0'));
+    EXPECT_EQ(GlobalSize(AsMem(stream)->GetHandle(true)), 600001u);
+  }
+}
+
 TEST(MemStream, StorageOfOthers) {
   char buffer[] = "caller's";
   void* data = nullptr;

@@ -13,6 +13,9 @@
 //          +--------------------+--------------------+      above the new end
 //          +--------------------+--------------------+
 //
+// While nobody else knows the block, it is larger than its capacity, so that the cost of writing a byte does
+// not rise with the size. GetHandle cuts it to its size; from then on it grows by exactly what is needed.
+//
 // Ownership: a block that the stream allocated is freed with it, unless GetHandle(false) passes it to the
 // caller; an attached block or buffer stays its owner's.
 // Failures: result codes, and LastError() says why (error.h). Unlike in other streams, a read at the very
@@ -57,8 +60,8 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
   /// stream continues in a new block, zeroed, into which nothing is copied. YK_E_EMPTY when there is storage
   /// already.
   virtual HRESULT AttachBuffer(void* buffer, unsigned bytes) noexcept;
-  /// The block; null when there is none. With `owned` the stream frees it, otherwise the caller does, after
-  /// the stream is gone.
+  /// The block, of the size stated above; null when there is none. With `owned` the stream frees it,
+  /// otherwise the caller does, after the stream is gone.
   virtual HGLOBAL GetHandle(bool owned) noexcept;
   /// The address of the content, borrowed until the next write.
   virtual HRESULT GetBuffer(void** out) noexcept;
@@ -77,6 +80,8 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
   bool Advance(unsigned& bytes, Access access) noexcept;
   bool MakeRoom(uint64_t end) noexcept;
   bool Resize(uint64_t bytes) noexcept;
+  bool Reallocate(uint64_t bytes) noexcept;
+  void Trim() noexcept;
   HRESULT Note(HRESULT result) noexcept;
 
   HGLOBAL block = nullptr;
@@ -85,8 +90,10 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
   uint64_t capacity = 0;
   unsigned char* data = nullptr;
   unsigned flags = 0;
-  bool shrunk = false;     // SetSize does not change the capacity: the block may be smaller
+  bool shown = false;      // others know the block: it has exactly the size it must have
   HRESULT failure = S_OK;  // the first
+  uint64_t blockSize = 0;  // the size that the block must have; SetSize makes it differ from the capacity
+  uint64_t room = 0;       // the size that it has
 };
 
 }  // namespace yk
