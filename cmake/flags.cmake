@@ -63,7 +63,7 @@ endif()
 
 # File names select additional flags, so that no list has to be maintained:
 #   *_kernels*.cpp   pixel loops: all optimisation
-#   *_avx2.cpp       may use AVX2, called only after a check of the processor
+#   *_avx2.cpp       may use AVX2 and fused multiply-add, called only after a check of the processor
 #   *_ssse3.cpp      likewise SSSE3
 include(CheckCXXCompilerFlag)
 # GCC cannot align the stack of Win64 for 256-bit vectors; the assembler turns aligned moves into unaligned ones.
@@ -79,7 +79,7 @@ function(qecore_flags_by_name)
       if(MSVC)
         list(APPEND flags /arch:AVX2)
       else()
-        list(APPEND flags -mavx2)
+        list(APPEND flags -mavx2 -mfma)
         if(QECORE_HAS_UNALIGNED_VECTOR_MOVE)
           list(APPEND flags -Wa,-muse-unaligned-vector-move)
         endif()

@@ -51,7 +51,7 @@ EXTRA_GROUPS = {
     ("memory", "plugins/qewic/write_picture.cpp"): " imaging",
 }
 EXTRA_FLAGS = [
-    (re.compile(r"_avx2\.cpp$"), "-mavx2"),
+    (re.compile(r"_avx2\.cpp$"), "-mavx2 -mfma"),
     (re.compile(r"_ssse3\.cpp$"), "-mssse3"),
     (re.compile(r"^src/"), "-fno-rtti -fno-exceptions"),
     (re.compile(r"^plugins/"), "-isystem /usr/include/stb"),

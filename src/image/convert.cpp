@@ -6,6 +6,7 @@
 #include "core/error_p.h"
 
 #if !defined(__GNUC__)
+#include <intrin.h>
 #include <windows.h>
 #endif
 
@@ -25,18 +26,6 @@ constexpr size_t CellOf(IMG_FORMAT source, IMG_FORMAT target) noexcept {
   return static_cast<size_t>(source - 1) * img::LAST_FORMAT + static_cast<size_t>(target - 1);
 }
 
-img::Kernel const* BestKernels() noexcept {
-#if defined(__GNUC__)
-  __builtin_cpu_init();
-  if (__builtin_cpu_supports("avx2")) return img::KERNELS_AVX2;
-  if (__builtin_cpu_supports("ssse3")) return img::KERNELS_SSSE3;
-#else
-  if (IsProcessorFeaturePresent(PF_AVX2_INSTRUCTIONS_AVAILABLE)) return img::KERNELS_AVX2;
-  if (IsProcessorFeaturePresent(PF_SSSE3_INSTRUCTIONS_AVAILABLE)) return img::KERNELS_SSSE3;
-#endif
-  return img::KERNELS_BASE;
-}
-
 HRESULT Copy(void const* src, void* dst, IMG_FORMAT format, int count) noexcept {
   size_t const size = (static_cast<size_t>(img::GetFacts(format).bits) * static_cast<size_t>(count) + 7) / 8;
   if (size == 0) return S_OK;
@@ -45,7 +34,36 @@ HRESULT Copy(void const* src, void* dst, IMG_FORMAT format, int count) noexcept 
   return S_OK;
 }
 
+/// Whether the kernels for AVX2 can run; they fuse multiplications as well.
+bool HasAvx2() noexcept {
+#if defined(__GNUC__)
+  __builtin_cpu_init();
+  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+#else
+  constexpr int FMA = 1 << 12;
+  int facts[4];
+  __cpuid(facts, 1);
+  return IsProcessorFeaturePresent(PF_AVX2_INSTRUCTIONS_AVAILABLE) && (facts[2] & FMA);
+#endif
+}
+
+bool HasSsse3() noexcept {
+#if defined(__GNUC__)
+  __builtin_cpu_init();
+  return __builtin_cpu_supports("ssse3");
+#else
+  return IsProcessorFeaturePresent(PF_SSSE3_INSTRUCTIONS_AVAILABLE);
+#endif
+}
+
 }  // namespace
+
+img::KernelSet const& img::BestKernels() noexcept {
+  static KernelSet const base = {KERNELS_BASE, RESAMPLE_BASE};
+  static KernelSet const ssse3 = {KERNELS_SSSE3, RESAMPLE_BASE};
+  static KernelSet const avx2 = {KERNELS_AVX2, RESAMPLE_AVX2};
+  return HasAvx2() ? avx2 : HasSsse3() ? ssse3 : base;
+}
 
 int img::GetPixelSize(IMG_FORMAT format, unsigned short& bits) noexcept {
   FormatFacts const& facts = GetFacts(format);
@@ -56,7 +74,7 @@ int img::GetPixelSize(IMG_FORMAT format, unsigned short& bits) noexcept {
 bool img::BuildConversionTable() noexcept {
   if (!conversionTable) conversionTable = new (std::nothrow) Converter[CELLS]();
   if (!conversionTable) return FailMemory("System::Create", CELLS * sizeof *conversionTable), false;
-  Kernel const* const kernels = BestKernels();
+  Kernel const* const kernels = BestKernels().converters;
   for (int i = 0; i < KERNEL_COUNT; ++i) {
     conversionTable[CellOf(kernels[i].source, kernels[i].target)] = kernels[i].run;
   }

@@ -15,8 +15,6 @@
 // rest.
 #pragma once
 
-#include <string.h>
-
 #include <algorithm>
 #include <iterator>
 
@@ -45,58 +43,7 @@ using BgraF = Channels<float, 4>;
 
 constexpr size_t BLOCK = 256;  // pixels between two operations
 
-// Pixels may be at any address: they are read and written as bytes.
-
-template <class T>
-T Read(uint8_t const* at, size_t index) noexcept {
-  T value;
-  memcpy(&value, at + index * sizeof(T), sizeof(T));
-  return value;
-}
-
-template <class T>
-void Write(uint8_t* at, size_t index, T value) noexcept {
-  memcpy(at + index * sizeof(T), &value, sizeof(T));
-}
-
 // ---- Recode -----------------------------------------------------------------------------------------------
-
-template <class To, class From>
-struct Recoded;
-
-/// v / 255, rounded once. 1/255 is 1/256 + 1/65280: the first product is exact, and the second is so small
-/// that the sum is the correctly rounded quotient for each of the 256 values.
-template <>
-struct Recoded<float, uint8_t> {
-  static float Of(uint8_t value) noexcept {
-    float const v = static_cast<float>(static_cast<int>(value));
-    return v * (1.0f / 256) + v * static_cast<float>(1.0 / 255 - 1.0 / 256);
-  }
-};
-
-/// v / 65535, rounded once, by the same method, which is exact for each of the 65536 values.
-template <>
-struct Recoded<float, uint16_t> {
-  static float Of(uint16_t value) noexcept {
-    float const v = static_cast<float>(static_cast<int>(value));
-    return v * (1.0f / 65536) + v * static_cast<float>(1.0 / 65535 - 1.0 / 65536);
-  }
-};
-
-/// The high byte.
-template <>
-struct Recoded<uint8_t, uint16_t> {
-  static uint8_t Of(uint16_t value) noexcept { return static_cast<uint8_t>(value >> 8); }
-};
-
-/// The low byte of v * 255 + 0.5, truncated and not clamped (contract). Values outside 32 bits give 0.
-template <>
-struct Recoded<uint8_t, float> {
-  static uint8_t Of(float value) noexcept {
-    double const scaled = static_cast<double>(value) * 255.0 + 0.5;
-    return static_cast<uint8_t>(_mm_cvttsd_si32(_mm_set_sd(scaled)));
-  }
-};
 
 template <Isa ISA, class To, class From>
 void Recode(uint8_t const* in, uint8_t* out, size_t count) noexcept {

@@ -3,6 +3,8 @@
 
 #include <qecore/image/convert.h>
 
+#include "resample_p.h"
+
 namespace yk::img {
 
 /// Converts `count` pixels without touching anything past the last one. Only the palette formats read
@@ -21,6 +23,15 @@ inline constexpr int KERNEL_COUNT = 48;
 extern Kernel const* const KERNELS_BASE;
 extern Kernel const* const KERNELS_SSSE3;
 extern Kernel const* const KERNELS_AVX2;
+
+/// The kernels of one instruction set.
+struct KernelSet {
+  Kernel const* converters;
+  ResampleKernels const& resample;
+};
+
+/// The best ones for this processor.
+KernelSet const& BestKernels() noexcept;
 
 /// Fills the table with the best kernels for this processor; called by System's constructor. False: no
 /// memory.

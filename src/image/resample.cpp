@@ -53,128 +53,236 @@ HRESULT HalvePixels(Image2d& source, Image2d& target, ProgressMeter& meter) noex
   return S_OK;
 }
 
+/// An array of zeros; null when there is no memory.
+template <class T>
+std::unique_ptr<T[]> NewArray(size_t count) noexcept {
+  return std::unique_ptr<T[]>(new (std::nothrow) T[count]());
+}
+
+/// The overlaps of one axis, target by target.
+struct Axis {
+  size_t targets = 0;
+  std::unique_ptr<img::Run[]> runs;
+  std::unique_ptr<float[]> weights;
+
+  bool Build(int from, int to) noexcept {
+    targets = static_cast<size_t>(to);
+    runs = NewArray<img::Run>(targets);
+    weights = NewArray<float>(static_cast<size_t>(from) + targets);
+    if (!runs || !weights) return false;
+    size_t at = 0;
+    img::OverlapWalk walk(from, to);
+    for (img::Overlap overlap; walk.Next(overlap); ++at) {
+      img::Run& run = runs[overlap.target];
+      if (run.count++ == 0) run.first = overlap.source, run.weights = at;
+      weights[at] = overlap.weight;
+    }
+    return true;
+  }
+};
+
+/// The columns of an axis in the order of the kernels.
+class ColumnTable {
+ public:
+  img::Columns columns = {};
+
+  bool Build(Axis const& axis, size_t channels) noexcept {
+    size_t const lanes = img::PixelsPerBlock(channels);
+    size_t const padded = (axis.targets + lanes - 1) / lanes * lanes;
+    for (size_t t = 0; t < axis.targets; ++t)
+      columns.depth = std::max(columns.depth, static_cast<size_t>(axis.runs[t].count));
+    indices = NewArray<int32_t>(2 * padded);
+    weights = NewArray<float>(padded * columns.depth);
+    if (!indices || !weights) return false;
+    columns.first = indices.get();
+    columns.count = indices.get() + padded;
+    columns.weights = weights.get();
+    columns.targets = axis.targets;
+    for (size_t t = 0; t < padded; ++t) Fill(axis, t, lanes, padded);
+    columns.uniform = IsUniform(axis);
+    columns.span = SpanOfFour(padded);
+    return true;
+  }
+
+ private:
+  void Fill(Axis const& axis, size_t target, size_t lanes, size_t padded) noexcept {
+    img::Run const& run = axis.runs[std::min(target, axis.targets - 1)];
+    indices[target] = run.first;
+    if (target >= axis.targets) return;
+    indices[padded + target] = run.count;
+    float* const block = weights.get() + target / lanes * lanes * columns.depth + target % lanes;
+    for (size_t k = 0; k < static_cast<size_t>(run.count); ++k)
+      block[k * lanes] = axis.weights[run.weights + k];
+  }
+
+  bool IsUniform(Axis const& axis) const noexcept {
+    for (size_t t = 0; t < axis.targets; ++t) {
+      img::Run const& run = axis.runs[t];
+      if (static_cast<size_t>(run.count) != columns.depth) return false;
+      for (size_t k = 0; k < columns.depth; ++k)
+        if (axis.weights[run.weights + k] != axis.weights[0]) return false;
+    }
+    return true;
+  }
+
+  int32_t SpanOfFour(size_t padded) const noexcept {
+    int32_t span = 0;
+    for (size_t t = 0; t + 4 <= padded; t += 4) span = std::max(span, indices[t + 3] - indices[t]);
+    return span;
+  }
+
+  std::unique_ptr<int32_t[]> indices;
+  std::unique_ptr<float[]> weights;
+};
+
 /// Area-weighted resampling. The results are those of
 ///
 ///   for each vertical overlap (sy, ty, wy), for each horizontal overlap (sx, tx, wx), for each channel:
 ///     sums[tx] += (wy * wx) * source[sx]
 ///
-/// in single precision and in that order, bit for bit. A source row is converted once, even if several target
-/// rows use it; the products wy * wx are computed once for successive equal wy; a target row that depends on
-/// the same single source row as the row above is copied from there.
-class Resampler {
+/// in single precision and in that order, bit for bit. Each target row depends on source rows alone, so that
+/// any rows can be made, in any order.
+class Resampling {
  public:
-  Resampler(Image2d& from, Image2d& to, ProgressMeter& progress) noexcept
+  Resampling(Image2d& from, Image2d& to) noexcept
       : source(from),
         target(to),
-        meter(progress),
         middle(img::GetFacts(from.format).averaged),
         channels(img::GetFacts(middle).channels),
-        sourceWidth(static_cast<size_t>(from.width)),
-        targetWidth(static_cast<size_t>(to.width)) {}
+        sumFormat(channels == 1 ? IMG_GRAYF : IMG_BGRAF) {}
 
-  HRESULT Run() noexcept {
-    // Rows that cannot be converted are left unchanged; here that would be all of them.
-    if (channels == 0 || !CanConvert(source.format, middle) || !CanConvert(middle, target.format))
-      return S_OK;
-    if (!Allocate())
-      return Fail(E_OUTOFMEMORY, RESCALE, L"not enough memory for rows of %llu pixels", sourceWidth);
-    WalkAcross();
-    WalkDown();
-    return S_OK;
+  /// Rows that cannot be converted are left unchanged; if this is false, that would be all of them.
+  bool IsPossible() const noexcept {
+    return channels != 0 && CanConvert(source.format, middle) && CanConvert(sumFormat, target.format);
   }
 
- private:
-  /// One block of floats: source row, sums, weights, products. The rows have one spare float (see RowSum).
-  /// Widths have 31 bits: no size overflows.
-  bool Allocate() noexcept {
-    size_t const overlaps = sourceWidth + targetWidth;
-    size_t const sourceSize = sourceWidth * channels + 1;
-    size_t const targetSize = targetWidth * channels + 1;
-    floats.reset(new (std::nothrow) float[sourceSize + targetSize + 2 * overlaps]());
-    runs.reset(new (std::nothrow) img::Run[targetWidth]());
-    if (!floats || !runs) return false;
-    sourceRow = floats.get();
-    sums = sourceRow + sourceSize;
-    weights = sums + targetSize;
-    products = weights + overlaps;
+  /// False: no memory.
+  bool Prepare() noexcept {
+    if (!down.Build(source.height, target.height)) return false;
+    Axis across;
+    if (!across.Build(source.width, target.width) || !table.Build(across, channels)) return false;
+    ChooseRows();
     return true;
-  }
-
-  void WalkAcross() noexcept {
-    img::OverlapWalk walk(source.width, target.width);
-    for (img::Overlap overlap; walk.Next(overlap);) {
-      img::Run& run = runs[overlap.target];
-      if (run.count++ == 0) run.first = overlap.source;
-      weights[overlapCount++] = overlap.weight;
-    }
-  }
-
-  void WalkDown() noexcept {
-    img::OverlapWalk walk(source.height, target.height);
-    img::Overlap now;
-    img::Overlap next;
-    int above = -1;  // the only source row of the target row above, if it has only one
-    bool more = walk.Next(now);
-    bool fresh = true;
-    while (more && meter.Reach(static_cast<unsigned>(now.target))) {
-      more = walk.Next(next);
-      bool const last = !more || next.target != now.target;
-      bool const alone = fresh && last;  // its weight is then 1
-      if (alone && above == now.source) {
-        RepeatRow(now.target);
-      } else {
-        AddSourceRow(now, fresh);
-        if (last) StoreRow(now.target);
-      }
-      if (last) above = alone ? now.source : -1;
-      fresh = last;
-      now = next;
-    }
-  }
-
-  void AddSourceRow(img::Overlap const& overlap, bool fresh) noexcept {
-    if (overlap.source != rowHeld) {
-      img::ConvertRow(source.GetLine(overlap.source), sourceRow, source.format, middle, source.width,
-                      source.palette);
-      rowHeld = overlap.source;
-    }
-    img::AddRow({sums, sourceRow, runs.get(), Products(overlap.weight), targetWidth}, channels,
-                fresh ? img::SumsFrom::ZERO : img::SumsFrom::PRESENT);
-  }
-
-  /// The weights times `factor`; a factor of 1 leaves them unchanged.
-  float const* Products(float factor) noexcept {
-    if (factor == 1.0f) return weights;
-    if (factor != factorHeld) img::Scale(products, weights, overlapCount, factor);
-    factorHeld = factor;
-    return products;
-  }
-
-  void StoreRow(int y) noexcept {
-    img::ConvertRow(sums, target.GetLine(y), middle, target.format, target.width, nullptr);
-  }
-
-  void RepeatRow(int y) noexcept {
-    memcpy(target.GetLine(y), target.GetLine(y - 1), targetWidth * target.bytesPerPixel);
   }
 
   Image2d& source;
   Image2d& target;
-  ProgressMeter& meter;
-  IMG_FORMAT middle;  // the format of the sums
-  size_t channels;
-  size_t sourceWidth;
-  size_t targetWidth;
-  std::unique_ptr<float[]> floats;  // holds the next four
-  float* sourceRow = nullptr;
-  float* sums = nullptr;
-  float* weights = nullptr;
-  float* products = nullptr;
-  std::unique_ptr<img::Run[]> runs;
-  size_t overlapCount = 0;
-  int rowHeld = -1;          // the index of the row in `sourceRow`
-  float factorHeld = -1.0f;  // the factor in `products`
+  IMG_FORMAT const middle;
+  size_t const channels;
+  IMG_FORMAT const sumFormat;       // colours get an alpha, of 1
+  IMG_FORMAT rowFormat = IMG_NONE;  // in which the source's rows are added
+  img::AddRowsFunction add = nullptr;
+  Axis down;
+  ColumnTable table;
+
+ private:
+  /// When the image shrinks, bytes are added without converting the rows to floats first, which would take
+  /// longer than their few uses.
+  void ChooseRows() noexcept {
+    img::ResampleKernels const& kernels = img::BestKernels().resample;
+    size_t const index = img::ResampleKernels::IndexOf(channels);
+    IMG_FORMAT const format = source.format == IMG_PAL8 ? IMG_BGRA32 : source.format;
+    bool const hasBytes = img::GetFacts(format).channelBits == 8;
+    bool const shrinks = target.width < source.width && target.height <= source.height;
+    bool const fits = channels != 1 || table.columns.span <= img::MAX_SPAN_OF_BYTES;
+    bool const asBytes = kernels.bytes[index] && hasBytes && shrinks && fits;
+    rowFormat = asBytes ? format : middle;
+    add = asBytes ? kernels.bytes[index] : kernels.floats[index];
+  }
 };
+
+/// The buffers in which a range of target rows is made.
+class ResampledRows {
+ public:
+  explicit ResampledRows(Resampling const& of) noexcept
+      : plan(of),
+        isDirect(of.rowFormat == of.source.format),
+        rowSize(static_cast<size_t>(of.source.width) * img::GetFacts(of.rowFormat).bytes) {}
+
+  /// False: no memory. Widths have 31 bits: no size overflows.
+  bool Allocate() noexcept {
+    size_t const lanes = img::PixelsPerBlock(plan.channels);
+    sums = NewArray<float>((plan.table.columns.targets + lanes - 1) / lanes * img::BLOCK_FLOATS);
+    if (!isDirect) converted = NewArray<uint8_t>(HELD * (rowSize + SPARE));
+    return sums && (isDirect || converted);
+  }
+
+  /// Makes the rows `first` to `end` - 1, in memory order.
+  void Make(int first, int end, ProgressMeter& meter) noexcept {
+    for (int y : RowsInMemory(first, end)) {
+      if (!ReachRow(meter, plan.target, y)) return;
+      MakeRow(y);
+    }
+  }
+
+ private:
+  static constexpr size_t HELD = 2;     // converted rows, of which adjacent target rows often share one
+  static constexpr size_t SPARE = 32;   // bytes after a row that kernels may read
+  static constexpr size_t AT_ONCE = 8;  // rows that are added before the sums are stored
+
+  void MakeRow(int y) noexcept {
+    img::Run const& run = plan.down.runs[y];
+    bool const isAlone = run.count == 1;  // its weight is then 1
+    if (isAlone && run.first == aloneBelow) return Repeat(y);
+    aloneBelow = isAlone ? run.first : -1;
+    size_t const most = isDirect ? AT_ONCE : HELD;
+    size_t const count = static_cast<size_t>(run.count);
+    for (size_t done = 0; done < count; done += most) Add(run, done, std::min(most, count - done));
+    img::ConvertRow(sums.get(), plan.target.GetLine(y), plan.sumFormat, plan.target.format, plan.target.width,
+                    nullptr);
+  }
+
+  void Add(img::Run const& run, size_t done, size_t count) noexcept {
+    img::SourceRow rows[AT_ONCE];
+    for (size_t i = 0; i < count; ++i) {
+      rows[i] = {RowAt(run.first + static_cast<int>(done + i)), plan.down.weights[run.weights + done + i]};
+    }
+    bool const isFinite = !isDirect || img::GetFacts(plan.rowFormat).kind != img::ChannelKind::FLOAT;
+    size_t const readable = rowSize + (isDirect ? 0 : SPARE);
+    plan.add(plan.table.columns, {sums.get(), rows, count, readable, isFinite,
+                                  done ? img::SumsFrom::PRESENT : img::SumsFrom::ZERO});
+  }
+
+  /// A source row, converted unless its format can be added.
+  uint8_t const* RowAt(int y) noexcept {
+    if (isDirect) return plan.source.GetLine(y);
+    size_t const slot = static_cast<size_t>(y) % HELD;
+    uint8_t* const row = converted.get() + slot * (rowSize + SPARE);
+    if (held[slot] != y) {
+      img::ConvertRow(plan.source.GetLine(y), row, plan.source.format, plan.rowFormat, plan.source.width,
+                      plan.source.palette);
+    }
+    held[slot] = y;
+    return row;
+  }
+
+  /// A row that depends on the same single source row as the row below, which was made before it.
+  void Repeat(int y) noexcept {
+    size_t const size = static_cast<size_t>(plan.target.width) * plan.target.bytesPerPixel;
+    memcpy(plan.target.GetLine(y), plan.target.GetLine(y + 1), size);
+  }
+
+  Resampling const& plan;
+  bool const isDirect;
+  size_t const rowSize;  // bytes
+  std::unique_ptr<float[]> sums;
+  std::unique_ptr<uint8_t[]> converted;
+  int held[HELD] = {-1, -1};
+  int aloneBelow = -1;  // the only source row of the target row below, if it has only one
+};
+
+HRESULT AverageAreas(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
+  Resampling plan(source, target);
+  if (!plan.IsPossible()) return S_OK;
+  bool const isPrepared = plan.Prepare();
+  ResampledRows rows(plan);
+  if (!isPrepared || !rows.Allocate()) {
+    return Fail(E_OUTOFMEMORY, RESCALE, L"not enough memory for rows of %llu pixels",
+                static_cast<unsigned long long>(source.width));
+  }
+  rows.Make(0, target.height, meter);
+  return S_OK;
+}
 
 /// Resamples images that have pixels.
 HRESULT Resample(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
@@ -183,7 +291,7 @@ HRESULT Resample(Image2d& source, Image2d& target, ProgressMeter& meter) noexcep
   bool const half = source.width == int64_t{2} * target.width && source.height == int64_t{2} * target.height;
   bool const averagesBytes = source.format == IMG_BGR24 || source.format == IMG_GRAY8;
   if (half && averagesBytes && source.format == target.format) return HalvePixels(source, target, meter);
-  return Resampler(source, target, meter).Run();
+  return AverageAreas(source, target, meter);
 }
 
 }  // namespace

@@ -82,49 +82,6 @@ void HalveColour(uint8_t const* upper, uint8_t const* lower, uint8_t* target, si
   }
 }
 
-// A pixel of floats in a register: the number of channels, how to load and store it. Three channels are
-// loaded as four, of which the last is ignored, and stored as three.
-
-struct One {
-  static constexpr size_t CHANNELS = 1;
-  static __m128 Read(float const* at) noexcept { return _mm_load_ss(at); }
-  static void Write(float* at, __m128 value) noexcept { _mm_store_ss(at, value); }
-};
-
-struct Three {
-  static constexpr size_t CHANNELS = 3;
-  static __m128 Read(float const* at) noexcept { return _mm_loadu_ps(at); }
-  static void Write(float* at, __m128 value) noexcept {
-    _mm_storel_pi(reinterpret_cast<__m64*>(at), value);
-    _mm_store_ss(at + 2, _mm_movehl_ps(value, value));
-  }
-};
-
-struct Four {
-  static constexpr size_t CHANNELS = 4;
-  static __m128 Read(float const* at) noexcept { return _mm_loadu_ps(at); }
-  static void Write(float* at, __m128 value) noexcept { _mm_storeu_ps(at, value); }
-};
-
-template <class Pixel, img::SumsFrom START>
-void Add(img::RowSum const& row) noexcept {
-  auto [sums, source, runs, weights, pixels] = row;
-  for (size_t x = 0; x < pixels; ++x, sums += Pixel::CHANNELS) {
-    __m128 sum = START == img::SumsFrom::ZERO ? _mm_setzero_ps() : Pixel::Read(sums);
-    float const* from = source + static_cast<size_t>(runs[x].first) * Pixel::CHANNELS;
-    for (int k = 0; k < runs[x].count; ++k, from += Pixel::CHANNELS) {
-      sum = _mm_add_ps(sum, _mm_mul_ps(_mm_set1_ps(*weights++), Pixel::Read(from)));
-    }
-    Pixel::Write(sums, sum);
-  }
-}
-
-template <class Pixel>
-void Add(img::RowSum const& row, img::SumsFrom from) noexcept {
-  using enum img::SumsFrom;
-  from == ZERO ? Add<Pixel, ZERO>(row) : Add<Pixel, PRESENT>(row);
-}
-
 }  // namespace
 
 void img::MirrorRow(uint8_t* row, size_t pixels, size_t bytes) noexcept {
@@ -162,16 +119,6 @@ void img::HalveRow(uint8_t const* upper, uint8_t const* lower, uint8_t* target, 
     target[x] =
         static_cast<uint8_t>((upper[2 * x] + upper[2 * x + 1] + lower[2 * x] + lower[2 * x + 1]) >> 2);
   }
-}
-
-void img::AddRow(RowSum const& row, size_t channels, SumsFrom from) noexcept {
-  if (channels == 1) Add<One>(row, from);
-  if (channels == 3) Add<Three>(row, from);
-  if (channels == 4) Add<Four>(row, from);
-}
-
-void img::Scale(float* products, float const* weights, size_t count, float factor) noexcept {
-  for (size_t i = 0; i < count; ++i) products[i] = factor * weights[i];
 }
 
 }  // namespace yk

@@ -8,13 +8,11 @@
 #include <type_traits>
 
 #include "convert_p.h"
+#include "recode_p.h"
 #include "vectors_p.h"
 
 namespace yk::img {
 namespace {
-
-/// Instruction sets, each including all previous ones.
-enum class Isa { BASE, SSSE3, AVX2 };
 
 template <Isa ISA, class To, class From>
 struct VectorRecode {

@@ -5,6 +5,8 @@
 #pragma once
 
 #include <math.h>
+#include <stddef.h>
+#include <stdint.h>
 
 namespace yk::img {
 
@@ -13,6 +15,13 @@ struct Overlap {
   int source;
   int target;
   float weight;  ///< the covered fraction of the target pixel; the weights of each target pixel sum to 1
+};
+
+/// The overlaps of a target pixel: its adjacent source pixels, and where their weights are in a list of all.
+struct Run {
+  int32_t first;
+  int32_t count;
+  size_t weights;
 };
 
 /// Enumerates, from left to right, the overlaps of `sources` and `targets` pixels that span the same length.

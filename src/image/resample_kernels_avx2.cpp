@@ -1,0 +1,253 @@
+// Area averaging for processors with AVX2: a block of target pixels in a register.
+#include "resample_kernels_p.h"
+
+namespace yk::img {
+namespace {
+
+/// Eight bytes, in the low bytes of eight integers, as v / 255.
+__m256 Unit(__m256i bytes) noexcept {
+  using Rule = Recoded<float, uint8_t>;
+  __m256 const v = _mm256_cvtepi32_ps(bytes);
+  return _mm256_fmadd_ps(v, _mm256_set1_ps(Rule::WHOLE), _mm256_mul_ps(v, _mm256_set1_ps(Rule::REST)));
+}
+
+/// Two halves from two addresses.
+__m256i LoadHalves(uint8_t const* low, uint8_t const* high) noexcept {
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(LoadVector(low)), LoadVector(high), 1);
+}
+
+// Readers of source pixels for a block of target pixels: they load `PIXELS` successive ones for each, of which
+// Pixel<I> returns the I-th. `REACH` is the number of bytes that a load reads.
+
+/// Two pixels of bytes.
+template <size_t N>
+class PairOfBytes {
+ public:
+  static constexpr size_t SIZE = N, PIXELS = 16 / N, REACH = 16;
+
+  PairOfBytes(uint8_t const* row, int32_t const* first) noexcept
+      : low(row + static_cast<size_t>(first[0]) * N), high(row + static_cast<size_t>(first[1]) * N) {}
+
+  void Load(size_t k) noexcept { window = LoadHalves(low + k * N, high + k * N); }
+
+  template <size_t I>
+  __m256 Pixel() const noexcept {
+    constexpr char B = I * N, X = -128, A = N == 4 ? B + 3 : X;
+    __m256i const pick =
+        _mm256_broadcastsi128_si256(_mm_setr_epi8(B, X, X, X, B + 1, X, X, X, B + 2, X, X, X, A, X, X, X));
+    return Unit(_mm256_shuffle_epi8(window, pick));
+  }
+
+ private:
+  uint8_t const* low;
+  uint8_t const* high;
+  __m256i window = {};
+};
+
+/// Two pixels of floats. The fourth float of pixels of three is not theirs.
+template <size_t N>
+class PairOfFloats {
+ public:
+  static constexpr size_t SIZE = 4 * N, PIXELS = 1, REACH = 16;
+
+  PairOfFloats(uint8_t const* row, int32_t const* first) noexcept
+      : low(row + static_cast<size_t>(first[0]) * SIZE), high(row + static_cast<size_t>(first[1]) * SIZE) {}
+
+  void Load(size_t k) noexcept { window = LoadHalves(low + k * SIZE, high + k * SIZE); }
+
+  template <size_t I>
+  __m256 Pixel() const noexcept {
+    return _mm256_castsi256_ps(window);
+  }
+
+ private:
+  uint8_t const* low;
+  uint8_t const* high;
+  __m256i window = {};
+};
+
+/// The distances of the sources of four grey pixels from that of the first, in each half.
+__m256i OffsetsOf(int32_t const* first) noexcept {
+  __m256i const at = _mm256_loadu_si256(reinterpret_cast<__m256i const*>(first));
+  return _mm256_sub_epi32(at, _mm256_shuffle_epi32(at, 0));
+}
+
+/// Eight grey bytes, of which each half is within 16 bytes.
+class EightBytes {
+ public:
+  static constexpr size_t SIZE = 1, PIXELS = 1, REACH = 16;
+
+  EightBytes(uint8_t const* row, int32_t const* first) noexcept
+      : low(row + first[0]),
+        high(row + first[4]),
+        pick(_mm256_or_si256(OffsetsOf(first), _mm256_set1_epi32(static_cast<int>(0x80808000u)))) {}
+
+  void Load(size_t k) noexcept { window = LoadHalves(low + k, high + k); }
+
+  template <size_t I>
+  __m256 Pixel() const noexcept {
+    return Unit(_mm256_shuffle_epi8(window, pick));
+  }
+
+ private:
+  uint8_t const* low;
+  uint8_t const* high;
+  __m256i pick;
+  __m256i window = {};
+};
+
+/// Eight grey floats, of which each half is within 8 floats.
+class EightNearFloats {
+ public:
+  static constexpr size_t SIZE = 4, PIXELS = 1, REACH = 32;
+
+  EightNearFloats(uint8_t const* row, int32_t const* first) noexcept
+      : low(reinterpret_cast<float const*>(row) + first[0]),
+        high(reinterpret_cast<float const*>(row) + first[4]),
+        pick(OffsetsOf(first)) {}
+
+  void Load(size_t k) noexcept {
+    lowWindow = _mm256_loadu_ps(low + k), highWindow = _mm256_loadu_ps(high + k);
+  }
+
+  template <size_t I>
+  __m256 Pixel() const noexcept {
+    return _mm256_blend_ps(_mm256_permutevar8x32_ps(lowWindow, pick),
+                           _mm256_permutevar8x32_ps(highWindow, pick), 0xF0);
+  }
+
+ private:
+  float const* low;
+  float const* high;
+  __m256i pick;
+  __m256 lowWindow = {};
+  __m256 highWindow = {};
+};
+
+/// Eight grey floats anywhere.
+class EightFarFloats {
+ public:
+  static constexpr size_t SIZE = 4, PIXELS = 1, REACH = 4;
+
+  EightFarFloats(uint8_t const* row, int32_t const* firstPixels) noexcept
+      : pixels(reinterpret_cast<float const*>(row)), first(firstPixels) {}
+
+  void Load(size_t k) noexcept { at = pixels + k; }
+
+  template <size_t I>
+  __m256 Pixel() const noexcept {
+    return _mm256_setr_ps(at[first[0]], at[first[1]], at[first[2]], at[first[3]], at[first[4]], at[first[5]],
+                          at[first[6]], at[first[7]]);
+  }
+
+ private:
+  float const* pixels;
+  float const* at = nullptr;
+  int32_t const* first;
+};
+
+template <size_t N>
+__m256 LoadWeights(float const* at) noexcept {
+  if constexpr (N == 1) return _mm256_loadu_ps(at);
+  __m256i const each = _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1);
+  __m256 const both = _mm256_castpd_ps(_mm256_broadcast_sd(reinterpret_cast<double const*>(at)));
+  return _mm256_permutevar_ps(both, each);
+}
+
+/// The blocks whose sources can be loaded without reading past the row; `first` rises from block to block.
+template <class Reader, size_t N>
+size_t SafeBlocks(Columns const& columns, RowSum const& row) noexcept {
+  constexpr size_t LANES = PixelsPerBlock(N);
+  size_t const lastLoad = (columns.depth - 1) / Reader::PIXELS * Reader::PIXELS;
+  size_t const reach = lastLoad * Reader::SIZE + Reader::REACH;
+  size_t blocks = columns.targets / LANES + (columns.targets % LANES != 0);
+  while (blocks &&
+         static_cast<size_t>(columns.first[blocks * LANES - 1]) * Reader::SIZE + reach > row.readable)
+    --blocks;
+  return blocks;
+}
+
+/// `DEPTH` is the depth if it is known when compiled, or 0.
+template <class Reader, size_t N, size_t DEPTH, bool UNIFORM>
+void AddBlocks(Columns const& columns, RowSum const& row, size_t blocks) noexcept {
+  constexpr size_t LANES = PixelsPerBlock(N);
+  size_t const depth = DEPTH ? DEPTH : columns.depth;
+  __m256 const alike = _mm256_set1_ps(columns.weights[0]);
+  int32_t const* first = columns.first;
+  for (size_t b = 0; b < blocks; ++b, first += LANES) {
+    float* const at = row.sums + b * BLOCK_FLOATS;
+    __m256 sum = row.from == SumsFrom::ZERO ? _mm256_setzero_ps() : _mm256_loadu_ps(at);
+    for (SourceRow const* source = row.rows; source != row.rows + row.rowCount; ++source) {
+      Reader reader(source->pixels, first);
+      __m256 const down = _mm256_set1_ps(source->weight);
+      __m256 const product = _mm256_mul_ps(down, alike);
+      float const* weights = columns.weights + b * LANES * depth;
+      auto const add = [&]<size_t I>(size_t k) {
+        if (k + I >= depth) return false;
+        __m256 const weight =
+            UNIFORM ? product : _mm256_mul_ps(down, LoadWeights<N>(weights + (k + I) * LANES));
+        sum = _mm256_add_ps(sum, _mm256_mul_ps(weight, reader.template Pixel<I>()));
+        return true;
+      };
+      auto const addAll = [&]<size_t... I>(size_t k, std::index_sequence<I...>) {
+        (void)(add.template operator()<I>(k) && ...);
+      };
+      for (size_t k = 0; k < depth; k += Reader::PIXELS) {
+        reader.Load(k);
+        addAll(k, std::make_index_sequence<Reader::PIXELS>());
+      }
+    }
+    if constexpr (N == 3) sum = _mm256_blend_ps(sum, _mm256_set1_ps(1.0f), 0x88);
+    _mm256_storeu_ps(at, sum);
+  }
+}
+
+template <class Reader, size_t N, bool UNIFORM>
+void AddBlocksOfDepth(Columns const& columns, RowSum const& row, size_t blocks) noexcept {
+  if (columns.depth == 2) return AddBlocks<Reader, N, 2, UNIFORM>(columns, row, blocks);
+  if (columns.depth == 3) return AddBlocks<Reader, N, 3, UNIFORM>(columns, row, blocks);
+  AddBlocks<Reader, N, 0, UNIFORM>(columns, row, blocks);
+}
+
+/// \return the number of target pixels that are done
+template <class Reader, size_t N>
+size_t AddWith(Columns const& columns, RowSum const& row) noexcept {
+  size_t const blocks = SafeBlocks<Reader, N>(columns, row);
+  columns.uniform ? AddBlocksOfDepth<Reader, N, true>(columns, row, blocks)
+                  : AddBlocksOfDepth<Reader, N, false>(columns, row, blocks);
+  return blocks * PixelsPerBlock(N);
+}
+
+template <size_t N>
+struct VectorAddRows<Isa::AVX2, uint8_t, N> {
+  static size_t Run(Columns const& columns, RowSum const& row) noexcept {
+    if constexpr (N == 1) {
+      return columns.span <= MAX_SPAN_OF_BYTES ? AddWith<EightBytes, 1>(columns, row) : 0;
+    } else {
+      return AddWith<PairOfBytes<N>, N>(columns, row);
+    }
+  }
+};
+
+/// Padding multiplies pixels by 0, which gives NaN if they are not finite: then only without padding.
+template <size_t N>
+struct VectorAddRows<Isa::AVX2, float, N> {
+  static size_t Run(Columns const& columns, RowSum const& row) noexcept {
+    if (!row.finite && !columns.uniform) return 0;
+    if constexpr (N == 1) {
+      constexpr int32_t MAX_SPAN = 7;
+      return columns.span <= MAX_SPAN ? AddWith<EightNearFloats, 1>(columns, row)
+                                      : AddWith<EightFarFloats, 1>(columns, row);
+    } else {
+      return AddWith<PairOfFloats<N>, N>(columns, row);
+    }
+  }
+};
+
+}  // namespace
+
+ResampleKernels const RESAMPLE_AVX2 = {
+    {AddRows<Isa::AVX2, float, 1>, AddRows<Isa::AVX2, float, 3>, AddRows<Isa::AVX2, float, 4>},
+    {AddRows<Isa::AVX2, uint8_t, 1>, AddRows<Isa::AVX2, uint8_t, 3>, AddRows<Isa::AVX2, uint8_t, 4>}};
+
+}  // namespace yk::img

@@ -1,0 +1,82 @@
+// The loops that average rows (resample_p.h), for each instruction set. The loop over single pixels defines the
+// sums; the one over blocks adds as many as it can without reading past the rows, and leaves the rest.
+#pragma once
+
+#include <immintrin.h>
+
+#include <utility>
+
+#include "recode_p.h"
+#include "resample_p.h"
+#include "vectors_p.h"
+
+namespace yk::img {
+namespace {
+
+// ---- one target pixel at a time ---------------------------------------------------------------------------
+
+/// A pixel of `N` channels of type `T` as floats in a register.
+template <class T, size_t N>
+__m128 ReadPixel(uint8_t const* at) noexcept {
+  float channel[4] = {};
+  for (size_t c = 0; c < N; ++c) channel[c] = Recoded<float, T>::Of(Read<T>(at, c));
+  return _mm_loadu_ps(channel);
+}
+
+template <>
+inline __m128 ReadPixel<float, 1>(uint8_t const* at) noexcept {
+  return _mm_load_ss(reinterpret_cast<float const*>(at));
+}
+
+template <>
+inline __m128 ReadPixel<float, 3>(uint8_t const* at) noexcept {
+  __m128 const two = _mm_castpd_ps(_mm_load_sd(reinterpret_cast<double const*>(at)));
+  return _mm_movelh_ps(two, _mm_load_ss(reinterpret_cast<float const*>(at + 8)));
+}
+
+template <>
+inline __m128 ReadPixel<float, 4>(uint8_t const* at) noexcept {
+  return _mm_loadu_ps(reinterpret_cast<float const*>(at));
+}
+
+template <size_t N>
+void WriteSum(float* at, __m128 sum) noexcept {
+  if constexpr (N == 1) {
+    _mm_store_ss(at, sum);
+  } else {
+    _mm_storeu_ps(at, sum);
+    if constexpr (N == 3) at[3] = 1.0f;
+  }
+}
+
+template <class T, size_t N>
+void AddPixels(Columns const& columns, RowSum const& row, size_t target) noexcept {
+  constexpr size_t LANES = PixelsPerBlock(N), FLOATS = N == 1 ? 1 : 4;
+  for (; target < columns.targets; ++target) {
+    float const* const weights = columns.weights + target / LANES * LANES * columns.depth + target % LANES;
+    float* const at = row.sums + target * FLOATS;
+    __m128 sum = row.from == SumsFrom::ZERO ? _mm_setzero_ps()
+                                            : ReadPixel<float, FLOATS>(reinterpret_cast<uint8_t*>(at));
+    for (size_t r = 0; r < row.rowCount; ++r) {
+      uint8_t const* source = row.rows[r].pixels + static_cast<size_t>(columns.first[target]) * N * sizeof(T);
+      for (size_t k = 0; k < static_cast<size_t>(columns.count[target]); ++k, source += N * sizeof(T)) {
+        __m128 const weight = _mm_set1_ps(row.rows[r].weight * weights[k * LANES]);
+        sum = _mm_add_ps(sum, _mm_mul_ps(weight, ReadPixel<T, N>(source)));
+      }
+    }
+    WriteSum<N>(at, sum);
+  }
+}
+
+template <Isa ISA, class T, size_t N>
+struct VectorAddRows {
+  static size_t Run(Columns const&, RowSum const&) noexcept { return 0; }
+};
+
+template <Isa ISA, class T, size_t N>
+void AddRows(Columns const& columns, RowSum const& row) noexcept {
+  AddPixels<T, N>(columns, row, VectorAddRows<ISA, T, N>::Run(columns, row));
+}
+
+}  // namespace
+}  // namespace yk::img

@@ -1,0 +1,68 @@
+// Area averaging of rows: how the columns are weighted, and the loops that sum up rows by these weights.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+namespace yk::img {
+
+/// Weights and sums are in blocks of this many floats: eight grey pixels, or two pixels of four channels.
+inline constexpr size_t BLOCK_FLOATS = 8;
+
+/// The pixels in a block.
+constexpr size_t PixelsPerBlock(size_t channels) noexcept { return channels == 1 ? 8 : 2; }
+
+/// The adjacent source pixels that each target pixel covers, and their weights.
+struct Columns {
+  int32_t const*
+      first;  ///< for each target pixel the first source pixel; the last one repeats to fill a block
+  int32_t const* count;  ///< and how many it covers
+  float const*
+      weights;     ///< block by block, first those of all first pixels, then of all second ones; padded by 0
+  size_t targets;  ///< target pixels
+  size_t depth;    ///< the largest of the counts
+  bool uniform;    ///< every pixel covers `depth` pixels, and all weights are equal
+  int32_t span;    ///< the largest distance between the first and the last source of four target pixels
+};
+
+/// A source row and its weight.
+struct SourceRow {
+  uint8_t const* pixels;
+  float weight;
+};
+
+/// Where sums start.
+enum class SumsFrom { ZERO, PRESENT };
+
+/// The rows that are added to the sums of a target row.
+struct RowSum {
+  float* sums;            ///< grey, or four channels for each target pixel; room for whole blocks
+  SourceRow const* rows;  ///< in the order in which they are added
+  size_t rowCount;
+  size_t readable;  ///< bytes of each row that exist
+  bool finite;      ///< no infinities or NaNs: times a weight of 0 they give 0
+  SumsFrom from;
+};
+
+/// For each row, for each pixel that a target pixel covers, for each channel:
+///
+///   sums[target] += (row's weight * column's weight) * source
+///
+/// in single precision, in this order. The alpha of pixels without one becomes 1.
+using AddRowsFunction = void (*)(Columns const&, RowSum const&) noexcept;
+
+/// The same loop for the kinds of rows: floats, and bytes that count as v / 255, of 1, 3 or 4 channels.
+struct ResampleKernels {
+  AddRowsFunction floats[3];
+  AddRowsFunction bytes[3];  ///< null where rows are better converted to floats first
+
+  static constexpr size_t IndexOf(size_t channels) noexcept { return channels == 1 ? 0 : channels - 2; }
+};
+
+extern ResampleKernels const RESAMPLE_BASE;
+extern ResampleKernels const RESAMPLE_AVX2;
+
+/// Sources of four grey pixels further apart than this do not fit the registers of the kernel for bytes.
+inline constexpr int32_t MAX_SPAN_OF_BYTES = 15;
+
+}  // namespace yk::img
