@@ -58,6 +58,15 @@ void Write(Serializer& writer) {
   writer.EndChunk();
 }
 
+// More than are searched one by one.
+void WriteReferences(Serializer& writer) {
+  Ref<Map> objects[100];
+  for (Ref<Map>& object : objects) object = Calmly([] { return Ref<Map>::Adopt(Map::Create()); });
+  for (int i = 0; i < 2; ++i) {
+    for (Ref<Map> const& object : objects) writer.WriteReference(object.get());
+  }
+}
+
 // \return whether there was a writer
 template <class Body>
 bool WriteFile(Stream& stream, Outcome& outcome, Body body) {
@@ -108,14 +117,19 @@ Outcome SaveStraight() {
   return outcome;
 }
 
-Outcome SaveToMemory() {
+template <class Body>
+Outcome SaveToMemory(Body body) {
   Outcome outcome;
+  std::string const sound = SavedToMemory(body);
   Ref<Stream> stream;
-  if (!outcome.Note(MemStream::Create(stream.Receive())) || !WriteFile(*stream, outcome, Write))
+  if (!outcome.Note(MemStream::Create(stream.Receive())) || !WriteFile(*stream, outcome, body))
     return outcome.End();
-  outcome.whole = Calmly([&] { return BytesOf(*stream); }) == Sound();
+  outcome.whole = Calmly([&] { return BytesOf(*stream); }) == sound;
   return outcome;
 }
+
+Outcome SaveToMemory() { return SaveToMemory(Write); }
+Outcome SaveReferences() { return SaveToMemory(WriteReferences); }
 
 Outcome SaveWhole() {
   Outcome outcome;
@@ -242,6 +256,7 @@ Outcome Nest() {
 constexpr Scenario SCENARIOS[] = {
     {"object file: save", SAVING, PutOldFile, SaveStraight},
     {"object file: save to memory", SAVING, PutOldFile, SaveToMemory},
+    {"object file: save references", harness::MEMORY, nullptr, SaveReferences},
     {"object file: save whole", SAVING, PutOldFile, SaveWhole},
     {"object file: load", LOADING, PutSoundFile, Load},
     {"object file: nest", harness::MEMORY, nullptr, Nest},

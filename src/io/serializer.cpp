@@ -1,11 +1,13 @@
 #include <qecore/io/serializer.h>
 #include <qecore/values/array.h>
 
+#include <memory>
 #include <new>
 
 #include "core/buffer_p.h"
 #include "core/dying_p.h"
 #include "core/error_p.h"
+#include "reference_index_p.h"
 #include "stream_p.h"
 #include "values/array_p.h"
 
@@ -33,6 +35,15 @@ HRESULT FailTooLong(char const* operation, HRESULT result = E_FAIL) noexcept {
   return Fail(result, operation, L"an object file must be smaller than 4 GB");
 }
 
+/// An index of all the objects. Null: there is no memory.
+std::unique_ptr<ReferenceIndex> MakeIndex(Array& objects) noexcept {
+  std::unique_ptr<ReferenceIndex> index(new (std::nothrow) ReferenceIndex);
+  for (int i = 0; index && i < objects.Count(); ++i) {
+    if (!index->Add(static_cast<Unknown*>(objects.At(i)), i)) index.reset();
+  }
+  return index;
+}
+
 }  // namespace
 
 Serializer* Serializer::Create() noexcept {
@@ -44,6 +55,7 @@ Serializer::Serializer() noexcept = default;
 Serializer::~Serializer() {
   HoldWhileDying(*this);  // Close adds a reference while it calls the stream
   if (stream) Serializer::Close();
+  delete index;
 }
 
 Serializer::ChunkStack::~ChunkStack() { free(items); }
@@ -83,18 +95,32 @@ HRESULT Serializer::WriteReference(Unknown* object) noexcept {
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   if (!objects) objects = Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()));
   if (!objects) return Note(E_OUTOFMEMORY);
-  int32_t index = objects->Find(object);
-  bool const isNew = index < 0;
+  int32_t number = FindObject(object);
+  bool const isNew = number < 0;
   if (isNew) {
-    index = ~objects->Count();
-    if (!AppendObject(*objects, Ref<Unknown>::Share(object))) return Note(E_OUTOFMEMORY);
+    number = ~objects->Count();
+    if (!AddObject(object, ~number)) return Note(E_OUTOFMEMORY);
   }
-  Write(&index, sizeof index);
+  Write(&number, sizeof number);
   if (isNew) {
     BeginChunk(chunk::FIRST_OCCURRENCE);
     EndChunk();  // required even for a chunk that was refused
   }
   return S_OK;
+}
+
+int Serializer::FindObject(Unknown* object) noexcept {
+  return index ? index->Find(object) : objects->Find(object);
+}
+
+// Without memory for the index, the objects are searched one by one.
+bool Serializer::AddObject(Unknown* object, int at) noexcept {
+  constexpr int FEW = 16;
+  if (!AppendObject(*objects, Ref<Unknown>::Share(object))) return false;
+  if (index && index->Add(object, at)) return true;
+  delete index;
+  index = at >= FEW ? MakeIndex(*objects).release() : nullptr;
+  return true;
 }
 
 HRESULT Serializer::BeginChunk(unsigned short tag) noexcept { return BeginChunk(tag, 0); }

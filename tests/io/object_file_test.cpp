@@ -90,6 +90,24 @@ TEST(Deserializer, ReadsTheGoldenFile) {
   EXPECT_EQ(References(stream.get()) + References(made.get()), 3u);
 }
 
+TEST(Serializer, NumbersManyReferences) {
+  Ref<Stream> const stream = Memory();
+  Ref<Serializer> const writer = Writer(*stream, chunk::RAW);
+  std::vector<Ref<Array>> objects(1000);
+  std::string expected;
+  for (Ref<Array>& object : objects) {
+    int const number = static_cast<int>(&object - objects.data());
+    if (number != 500) object = Own(Array::Create(0));  // null is an object, too
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(writer->WriteReference(object.get()), S_OK);
+    expected += Le(~number) + Chunk(chunk::FIRST_OCCURRENCE) + Le(number);
+  }
+  for (int i : {0, 15, 16, 17, 500, 999}) {
+    writer->WriteReference(objects[static_cast<size_t>(i)].get());
+    expected += Le(i);
+  }
+  EXPECT_TRUE(Content(*stream) == expected);
+}
+
 TEST(Deserializer, OpensOnlySoundFrames) {
   std::string const body = Chunk(1, ""), table = Chunk(3);  // which is at 16
   std::tuple<char const*, std::string, HRESULT> const rows[] = {

@@ -27,6 +27,7 @@
 namespace yk {
 
 class Array;
+class ReferenceIndex;
 class Stream;
 
 /// It has no identifier of its own: QueryInterface and IsTypeOf are Unknown's.
@@ -96,6 +97,8 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   bool HasChunk() const noexcept;
   HRESULT MoveTo(Stream& target, unsigned to) noexcept;
   void FillInSize(Stream& target, OpenChunk const& ended, unsigned end) noexcept;
+  int FindObject(Unknown* object) noexcept;
+  bool AddObject(Unknown* object, int index) noexcept;
   void WriteFrame() noexcept;
   void WriteNumberChunk(unsigned short tag, unsigned number) noexcept;
 
@@ -107,7 +110,8 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   unsigned untracked = 0;  // chunks begun inside the innermost one without memory for them
   uint64_t place = 0;      // the stream's position, not limited to 32 bits
   unsigned flags = 0;
-  HRESULT failure = S_OK;  // the first
+  HRESULT failure = S_OK;           // the first
+  ReferenceIndex* index = nullptr;  // of `objects`, owned; null while they are few, or without memory
 };
 
 }  // namespace yk
