@@ -77,6 +77,12 @@ void WINAPI GetSystemTimeAsFileTime(FILETIME* to) {
   memcpy(to, &ticks, sizeof *to);
 }
 
+// More than the machine may have, so that threads of the library meet.
+void WINAPI GetSystemInfo(SYSTEM_INFO* info) {
+  *info = {};
+  info->dwNumberOfProcessors = 4;
+}
+
 // A screen to create bitmaps for, which are blocks of memory.
 HDC WINAPI GetDC(HWND) { return nullptr; }
 int WINAPI ReleaseDC(HWND, HDC) { return 1; }

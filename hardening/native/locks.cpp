@@ -165,7 +165,14 @@ struct Waitable : Condition {
   LONG count = 0;
   LONG most = 1;
   bool staysSet = false;  // an event that a wait does not reset
+  std::atomic<int> holders{1};
+  LPTHREAD_START_ROUTINE run = nullptr;  // of a thread
+  void* argument = nullptr;
 };
+
+static void Release(Waitable* waitable) {
+  if (--waitable->holders == 0) delete waitable;
+}
 
 static HANDLE NewWaitable(LONG count, LONG most, bool staysSet) {
   auto* const made = new Waitable;
@@ -220,11 +227,33 @@ DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
 }
 
 BOOL WINAPI CloseHandle(HANDLE handle) {
-  delete static_cast<Waitable*>(handle);
+  Release(static_cast<Waitable*>(handle));
   return TRUE;
 }
 
 // ---- threads ----
+
+static void* RunThread(void* argument) {
+  auto* const thread = static_cast<Waitable*>(argument);
+  thread->run(thread->argument);
+  SetEvent(thread);
+  Release(thread);
+  return nullptr;
+}
+
+// A thread is an event that is set at its end. It needs the event as long as its handle does.
+HANDLE WINAPI CreateThread(SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE run, void* argument, DWORD,
+                           DWORD*) {
+  auto* const thread = new Waitable;
+  thread->staysSet = true;
+  thread->holders = 2;
+  thread->run = run;
+  thread->argument = argument;
+  pthread_t made;
+  pthread_create(&made, nullptr, RunThread, thread);
+  pthread_detach(made);
+  return thread;
+}
 
 DWORD WINAPI GetCurrentThreadId() { return static_cast<DWORD>(syscall(SYS_gettid)); }
 DWORD WINAPI GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }

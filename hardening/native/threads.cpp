@@ -19,10 +19,12 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <new>
 #include <thread>
 
+#include "core/parallel_p.h"
 #include "harness.h"
 
 namespace {
@@ -148,6 +150,64 @@ TEST(Malloc, GivesEachThreadBlocksOfItsOwnOnceMadeThreadSafe) {
     for (unsigned char const* block : blocks) faults.Add(*block != thread + 1);
   });
   EXPECT_EQ(faults.Get(), 0);
+}
+
+// ---- the library's own threads
+
+constexpr unsigned PARTS = 500;
+
+// Does parts that overlap nowhere, while other threads do the same. Without order between a part and the
+// return this would be a race.
+bool SharesOnce(unsigned threads) {
+  unsigned parts[PARTS] = {};
+  unsigned inThread[THREADS] = {};
+  unsigned last = 0;
+  bool ordered = true;
+  ShareParts(
+      PARTS, threads,
+      [&](unsigned part, unsigned thread) {
+        ++parts[part];
+        ++inThread[thread];
+      },
+      [&](unsigned done) {
+        ordered = ordered && done > last;
+        last = done;
+        return true;
+      });
+  unsigned sum = 0;
+  for (unsigned count : inThread) sum += count;
+  return ordered && sum == PARTS && std::all_of(parts, parts + PARTS, [](unsigned n) { return n == 1; });
+}
+
+TEST(Parts, AreDoneOnceByWhicheverThreadIsFree) {
+  Tally faults;
+  for (int round = 0; round < 10; ++round) {
+    Ref<System> const system = Ref<System>::Adopt(System::Create());
+    OnThreads(2, [&](int) {
+      for (unsigned i = 0; i < 50; ++i) faults.Add(!SharesOnce(1 + i % THREADS));
+    });
+  }
+  faults.Add(!SharesOnce(THREADS));  // without a System, alone
+  EXPECT_EQ(faults.Get(), 0);
+}
+
+TEST(Parts, StopWhenTheCallerSaysSo) {
+  Ref<System> const system = Ref<System>::Adopt(System::Create());
+  std::atomic<unsigned> done{0};
+  EXPECT_FALSE(ShareParts(
+      1000000, THREADS, [&](unsigned, unsigned) { done.fetch_add(1, std::memory_order_relaxed); },
+      [](unsigned) { return false; }));
+  EXPECT_LT(done.load(), 1000000u);
+}
+
+TEST(Parts, AreLeftByTheThreadsBeforeTheSystemGoes) {
+  for (int round = 0; round < 50; ++round) {
+    Ref<System> system = Ref<System>::Adopt(System::Create());
+    OnThreads(2, [&](int thread) {
+      if (thread == 0) SharesOnce(THREADS);
+      if (thread == 1) system.Reset();
+    });
+  }
 }
 
 // ---- the registry

@@ -17,6 +17,7 @@
 #include "error_p.h"
 #include "image/convert_p.h"
 #include "module_p.h"
+#include "parallel_p.h"
 #include "registry_lock_p.h"
 #include "registry_p.h"
 
@@ -184,6 +185,7 @@ System* System::ptr() noexcept { return theSystem; }
 
 System::System() noexcept {
   theSystem = this;
+  AllowThreads();
   // cppcheck-suppress useInitializationList  // contract: only after the System can be found
   registry = Ref<Array>::Adopt(Array::Create(0));
   complete = registry && img::BuildConversionTable() && RegisterBuiltinClasses();
@@ -192,6 +194,7 @@ System::System() noexcept {
 // A plug-in that calls the System during MODULE_DETACH finds it empty.
 System::~System() {
   theSystem = nullptr;
+  EndThreads();
   HoldWhileDying(*this);
   scanning = true;  // turns further scans into no-ops
   Ref<Array> const records = std::move(registry), plugins = std::move(modules);
