@@ -111,25 +111,25 @@ HRESULT Reader::CheckSize(UINT width, UINT height) const noexcept {
 }
 
 HRESULT Reader::FillPalette(Image2d& image) noexcept {
-  WICColor colors[256];
+  WICColor colours[256];
   UINT count = 0;
   if (layout->work & Layout::RAMP) {
     count = layout->work & Layout::WIDEN ? 4 : image.paletteCount;
-    for (UINT i = 0; i < count; ++i) colors[i] = 0xFF000000u | i * 255 / (count - 1) * 0x010101u;
+    for (UINT i = 0; i < count; ++i) colours[i] = 0xFF000000u | i * 255 / (count - 1) * 0x010101u;
   } else {
     Ref<IWICPalette> palette;
     HRESULT result = factory->CreatePalette(palette.Receive());
     if (SUCCEEDED(result)) result = source->CopyPalette(palette.get());
-    if (SUCCEEDED(result)) result = palette->GetColors(std::size(colors), colors, &count);
+    if (SUCCEEDED(result)) result = palette->GetColors(std::size(colours), colours, &count);
     if (FAILED(result)) return result;
   }
   // An index beyond the palette, in a damaged picture, is opaque black.
-  std::fill(colors + std::min<UINT>(count, std::size(colors)), std::end(colors), 0xFF000000u);
-  auto const entry = [](WICColor color) {
-    return IMG_PALENTRY{static_cast<uint8_t>(color >> 16), static_cast<uint8_t>(color >> 8),
-                        static_cast<uint8_t>(color), static_cast<uint8_t>(color >> 24)};
+  std::fill(colours + std::min<UINT>(count, std::size(colours)), std::end(colours), 0xFF000000u);
+  auto const entry = [](WICColor colour) {
+    return IMG_PALENTRY{static_cast<uint8_t>(colour >> 16), static_cast<uint8_t>(colour >> 8),
+                        static_cast<uint8_t>(colour), static_cast<uint8_t>(colour >> 24)};
   };
-  std::transform(colors, colors + image.paletteCount, image.palette, entry);
+  std::transform(colours, colours + image.paletteCount, image.palette, entry);
   return S_OK;
 }
 

@@ -117,14 +117,14 @@ HRESULT Writer::FillPalette(Image2d const& image, IWICPalette& palette) noexcept
   bool const isRamp = layout->work & Layout::RAMP;
   if (isRamp) return palette.InitializePredefined(WICBitmapPaletteTypeFixedGray256, FALSE);
   if (!image.palette) return Fail(YK_E_FORMAT, WRITE, L"the image has lost its palette");
-  WICColor colors[256];
+  WICColor colours[256];
   unsigned const count = std::min(image.paletteCount, img::GetFacts(format).paletteEntries);
   for (unsigned i = 0; i < count; ++i) {
     IMG_PALENTRY const& entry = image.palette[i];
-    colors[i] =
+    colours[i] =
         WICColor{entry.alpha} << 24 | WICColor{entry.red} << 16 | WICColor{entry.green} << 8 | entry.blue;
   }
-  return palette.InitializeCustom(colors, count);
+  return palette.InitializeCustom(colours, count);
 }
 
 // Puts a converter to 256 colours, chosen by the Imaging Component, over `source`.

@@ -224,9 +224,9 @@ HRESULT IDC::Blit(HDC target, int x, int y, xrect2d const* source) noexcept {
   return draw::Report(*this, "IDC::Blit", StretchTo(target, *this, {r.left, r.top, w, h, x, y}));
 }
 
-HRESULT IDC::Clear(unsigned color) noexcept {
+HRESULT IDC::Clear(unsigned fill) noexcept {
   if (!bits) return draw::Report(*this, "IDC::Clear", E_FAIL);
-  raster::Clear(draw::SurfaceOf(*this), color);
+  raster::Clear(draw::SurfaceOf(*this), fill);
   return S_OK;
 }
 
@@ -262,8 +262,8 @@ unsigned IDC::SetMode(unsigned newMode) noexcept {
   return before;
 }
 
-HRESULT IDC::SetColor(unsigned color) noexcept {
-  colour = color;
+HRESULT IDC::SetColor(unsigned newColour) noexcept {
+  colour = newColour;
   return S_OK;
 }
 
@@ -275,10 +275,10 @@ unsigned IDC::GetPixel(int x, int y) noexcept {
   return OPAQUE_BLACK | unsigned{p[0]} << 16 | unsigned{p[1]} << 8 | unsigned{p[2]};
 }
 
-bool IDC::BlendPixel(int x, int y, unsigned color) noexcept {
+bool IDC::BlendPixel(int x, int y, unsigned tint) noexcept {
   unsigned char* const pixel = FindPixel(*this, x, y);
   if (!pixel) return false;
-  raster::BlendInto(pixel, color);
+  raster::BlendInto(pixel, tint);
   return true;
 }
 
@@ -298,7 +298,9 @@ HRESULT IDC::PopColor() noexcept {
   return S_OK;
 }
 
-unsigned IDC::SetTextColor(unsigned color) noexcept { return ::SetTextColor(memoryDC, color & 0xFFFFFF); }
+unsigned IDC::SetTextColor(unsigned newColour) noexcept {
+  return ::SetTextColor(memoryDC, newColour & 0xFFFFFF);
+}
 
 HRESULT IDC::SetLinePattern(unsigned pattern) noexcept {
   linePattern = pattern;

@@ -73,19 +73,19 @@ HRESULT FailEmpty(char const* operation) noexcept {
 
 }  // namespace
 
-bool Image2d::GetPixel(point3df const& at, point4df& color) noexcept {
+bool Image2d::GetPixel(point3df const& at, point4df& colour) noexcept {
   uint8_t const* const row = GetLine(IndexAt(at.y, height));
   if (!row || width < 1) return true;
   img::ConvertRow(row + static_cast<size_t>(bytesPerPixel) * static_cast<size_t>(IndexAt(at.x, width)),
-                  &color, format, IMG_BGRAF, 1, palette);
+                  &colour, format, IMG_BGRAF, 1, palette);
   return true;
 }
 
-HRESULT Image2d::ClearColor(unsigned color) noexcept {
+HRESULT Image2d::ClearColor(unsigned colour) noexcept {
   if (!bits) return FailEmpty("Image2d::ClearColor");
-  unsigned const c0 = color & 0xFF;
-  unsigned const c1 = color >> 8 & 0xFF;
-  unsigned const c2 = color >> 16 & 0xFF;
+  unsigned const c0 = colour & 0xFF;
+  unsigned const c1 = colour >> 8 & 0xFF;
+  unsigned const c2 = colour >> 16 & 0xFF;
   if (format == IMG_BGR24) {
     uint8_t const pixel[3] = {static_cast<uint8_t>(c2), static_cast<uint8_t>(c1), static_cast<uint8_t>(c0)};
     if (c0 == c1 && c1 == c2) {
@@ -97,7 +97,7 @@ HRESULT Image2d::ClearColor(unsigned color) noexcept {
   }
   // Contract: grey and BGRA images are filled but return E_NOTIMPL; BGRA has the reverse byte order.
   if (format == IMG_GRAY8) FillRows(*this, static_cast<int>((c0 + c1 + c2) / 3));
-  if (format == IMG_BGRA32) FillPixels(*this, reinterpret_cast<uint8_t const*>(&color));
+  if (format == IMG_BGRA32) FillPixels(*this, reinterpret_cast<uint8_t const*>(&colour));
   return E_NOTIMPL;
 }
 

@@ -98,10 +98,10 @@ requires(ISA >= Isa::SSSE3) struct VectorRearrange<ISA, uint8_t, 1, 3> {
     __m128i const third = _mm_setr_epi8(10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15);
     size_t i = 0;
     for (; i + 16 <= count; i += 16) {
-      __m128i const gray = LoadVector(in + i);
-      StoreVector(out + 3 * i, _mm_shuffle_epi8(gray, first));
-      StoreVector(out + 3 * i + 16, _mm_shuffle_epi8(gray, second));
-      StoreVector(out + 3 * i + 32, _mm_shuffle_epi8(gray, third));
+      __m128i const grey = LoadVector(in + i);
+      StoreVector(out + 3 * i, _mm_shuffle_epi8(grey, first));
+      StoreVector(out + 3 * i + 16, _mm_shuffle_epi8(grey, second));
+      StoreVector(out + 3 * i + 32, _mm_shuffle_epi8(grey, third));
     }
     return i;
   }
@@ -112,9 +112,9 @@ requires(ISA >= Isa::SSSE3) struct VectorRearrange<ISA, uint8_t, 1, 4> {
   static size_t Run(uint8_t const* in, uint8_t* out, size_t count) noexcept {
     size_t i = 0;
     for (; i + 16 <= count; i += 16) {
-      __m128i const gray = LoadVector(in + i);
-      __m128i const low = _mm_unpacklo_epi8(gray, gray);
-      __m128i const high = _mm_unpackhi_epi8(gray, gray);
+      __m128i const grey = LoadVector(in + i);
+      __m128i const low = _mm_unpacklo_epi8(grey, grey);
+      __m128i const high = _mm_unpackhi_epi8(grey, grey);
       StoreVector(out + 4 * i, _mm_unpacklo_epi16(low, low));
       StoreVector(out + 4 * i + 16, _mm_unpackhi_epi16(low, low));
       StoreVector(out + 4 * i + 32, _mm_unpacklo_epi16(high, high));

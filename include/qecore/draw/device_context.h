@@ -103,7 +103,7 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   /// device context's viewport origin. Works without a memory device context for 24-bit surfaces.
   virtual HRESULT Blit(HDC target, int x, int y, xrect2d const* source) noexcept;
   /// Sets every pixel, including alpha; clip, origin and mode are ignored. E_FAIL without a surface.
-  virtual HRESULT Clear(unsigned color) noexcept;
+  virtual HRESULT Clear(unsigned fill) noexcept;
 
   // ---- state
 
@@ -115,7 +115,7 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   /// See Mode. The two modes that need an alpha surface become MODE_PAINT on any other. Filling in an unknown
   /// mode returns E_NOTIMPL and paints nothing. \return the previous mode
   virtual unsigned SetMode(unsigned mode) noexcept;
-  virtual HRESULT SetColor(unsigned color) noexcept;
+  virtual HRESULT SetColor(unsigned newColour) noexcept;
 
   // ---- rectangles
 
@@ -159,13 +159,13 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   /// The colour at a position, always with alpha 255; 0 outside the clip.
   virtual unsigned GetPixel(int x, int y) noexcept;
   /// Blends a colour into one pixel. \return false outside the clip
-  virtual bool BlendPixel(int x, int y, unsigned color) noexcept;
+  virtual bool BlendPixel(int x, int y, unsigned tint) noexcept;
   /// Saves the current colour. E_OUTOFMEMORY when there is no memory.
   virtual HRESULT PushColor() noexcept;
   /// Restores the colour saved last. YK_E_EMPTY when none is saved.
   virtual HRESULT PopColor() noexcept;
   /// Sets the text colour of the memory device context, for GDI's own text. \return the previous one
-  virtual unsigned SetTextColor(unsigned color) noexcept;
+  virtual unsigned SetTextColor(unsigned newColour) noexcept;
 
   // ---- lines and shapes, anti-aliased, in the current colour and mode
 

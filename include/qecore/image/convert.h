@@ -1,6 +1,6 @@
 // Conversion of runs of pixels between formats.
 //
-//   img::ConvertPixels(gray, bgra, IMG_GRAY8, IMG_BGRA32, count, nullptr);
+//   img::ConvertPixels(grey, bgra, IMG_GRAY8, IMG_BGRA32, count, nullptr);
 //
 //   from \ to   GRAY8  BGR24  BGRA32  GRAYF  BGRF  BGRAF
 //   GRAY8         =      x      x       x      x     x     grey is copied to alpha as well: 0 is transparent

@@ -78,10 +78,10 @@ class AbstractImage : public qe_Streamable {
   virtual void* DeleteThis(unsigned flags) noexcept = 0;
 
   /// The colour of the pixel at `at`, whose x and y range from 0.0 to 1.0 across the image.
-  virtual bool GetPixel(point3df const& at, point4df& color) noexcept = 0;
+  virtual bool GetPixel(point3df const& at, point4df& colour) noexcept = 0;
   /// Fills the image.
-  YK_SLOT_PAIR(virtual HRESULT ClearColor(unsigned color) noexcept = 0,
-               virtual HRESULT ClearColor(point4df const& color) noexcept = 0);
+  YK_SLOT_PAIR(virtual HRESULT ClearColor(unsigned colour) noexcept = 0,
+               virtual HRESULT ClearColor(point4df const& colour) noexcept = 0);
   /// Frees the pixels.
   virtual HRESULT Free() noexcept = 0;
   using Unknown::Free;
@@ -122,15 +122,15 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   void* DeleteThis(unsigned flags) noexcept override;
 
   /// The nearest pixel to (width * at.x, height * at.y), clamped to the image, as floats blue, green, red,
-  /// alpha; `at.z` is ignored. Always true; `color` is unchanged when the image is empty or its format cannot
+  /// alpha; `at.z` is ignored. Always true; `colour` is unchanged when the image is empty or its format cannot
   /// be converted to BGRAF.
-  bool GetPixel(point3df const& at, point4df& color) noexcept override;
+  bool GetPixel(point3df const& at, point4df& colour) noexcept override;
 
-  /// Fills the image with the low three bytes of `color`; YK_E_EMPTY without pixels. BGR24: red, green, blue
-  /// from the lowest byte up; S_OK. GRAY8: their mean. BGRA32: `color` is the pixel, blue lowest. The latter
+  /// Fills the image with the low three bytes of `colour`; YK_E_EMPTY without pixels. BGR24: red, green, blue
+  /// from the lowest byte up; S_OK. GRAY8: their mean. BGRA32: `colour` is the pixel, blue lowest. The latter
   /// two return E_NOTIMPL although they fill (contract). Other formats: E_NOTIMPL, and nothing is written.
-  HRESULT ClearColor(unsigned color) noexcept override;
-  HRESULT ClearColor(point4df const& color) noexcept override;  ///< E_NOTIMPL; a no-op
+  HRESULT ClearColor(unsigned colour) noexcept override;
+  HRESULT ClearColor(point4df const& colour) noexcept override;  ///< E_NOTIMPL; a no-op
 
   /// Frees the pixels; the image is empty afterwards. S_FALSE: it was empty already. `flags` stays, and so do
   /// the address and the count of the freed palette (contract).
