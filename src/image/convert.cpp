@@ -58,11 +58,10 @@ bool HasSsse3() noexcept {
 
 }  // namespace
 
-img::KernelSet const& img::BestKernels() noexcept {
-  static KernelSet const base = {KERNELS_BASE, RESAMPLE_BASE};
-  static KernelSet const ssse3 = {KERNELS_SSSE3, RESAMPLE_BASE};
-  static KernelSet const avx2 = {KERNELS_AVX2, RESAMPLE_AVX2};
-  return HasAvx2() ? avx2 : HasSsse3() ? ssse3 : base;
+img::KernelSet img::BestKernels() noexcept {
+  if (HasAvx2()) return {KERNELS_AVX2, RESAMPLE_AVX2};
+  if (HasSsse3()) return {KERNELS_SSSE3, RESAMPLE_BASE};
+  return {KERNELS_BASE, RESAMPLE_BASE};
 }
 
 int img::GetPixelSize(IMG_FORMAT format, unsigned short& bits) noexcept {

@@ -31,7 +31,7 @@ struct KernelSet {
 };
 
 /// The best ones for this processor.
-KernelSet const& BestKernels() noexcept;
+KernelSet BestKernels() noexcept;
 
 /// Fills the table with the best kernels for this processor; called by System's constructor. False: no
 /// memory.
