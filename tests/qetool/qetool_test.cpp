@@ -191,6 +191,70 @@ TEST_F(Tool, ReplacesFilesWholeOrNotAtAll) {
   EXPECT_EQ(Load(L"keep.png")->width, 3);
 }
 
+// ---- Ctrl-C
+
+BOOL WINAPI IgnoreStop(DWORD) { return TRUE; }
+
+/// qetool in a console of its own, without a window, in which Ctrl-C can be pressed.
+class RunningTool {
+ public:
+  RunningTool(wstring const& folder, wstring arguments, wstring const& errors) {
+    SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
+    HANDLE const file =
+        CreateFileW(errors.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS, 0, nullptr);
+    STARTUPINFOW how = {};
+    how.cb = sizeof how;
+    how.dwFlags = STARTF_USESTDHANDLES;
+    how.hStdOutput = how.hStdError = file;
+    arguments.insert(0, L"qetool ");
+    wstring const program = ProgramFolder() + L"qetool.exe";
+    EXPECT_TRUE(CreateProcessW(program.c_str(), arguments.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW,
+                               nullptr, folder.c_str(), &how, &process));
+    CloseHandle(file);
+  }
+  ~RunningTool() { CloseHandle(process.hProcess), CloseHandle(process.hThread); }
+
+  bool IsRunning() const { return WaitForSingleObject(process.hProcess, 20) == WAIT_TIMEOUT; }
+
+  // Ctrl-C reaches all programs of a console: this one enters that of the tool until the tool has ended.
+  int PressCtrlC() const {
+    FreeConsole();
+    EXPECT_TRUE(AttachConsole(process.dwProcessId));
+    SetConsoleCtrlHandler(IgnoreStop, TRUE);
+    EXPECT_TRUE(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
+    DWORD code = 0;
+    EXPECT_EQ(WaitForSingleObject(process.hProcess, 60'000), WAIT_OBJECT_0);
+    GetExitCodeProcess(process.hProcess, &code);
+    FreeConsole();
+    SetConsoleCtrlHandler(IgnoreStop, FALSE);
+    AttachConsole(ATTACH_PARENT_PROCESS);
+    return static_cast<int>(code);
+  }
+
+ private:
+  PROCESS_INFORMATION process = {};
+};
+
+// It is pressed once the first picture is there; all of them would take many times longer.
+TEST_F(Tool, StopsOnCtrlCBetweenWholeFiles) {
+  constexpr int PICTURES = 60, SIZE = 1500;
+  MakePicture(L"00.png", 40, 40);
+  for (int i = 1; i < PICTURES; ++i) folder.Write(std::to_wstring(i) + L".png", folder.Read(L"00.png"));
+  TempFolder const outputs;
+  RunningTool const tool(folder.Path(), L"convert *.png made --size 1500x1500", outputs.Path(L"err"));
+  wstring const made = folder.Path(L"made");
+  while (!std::filesystem::exists(made + L"\\00.png") && tool.IsRunning()) continue;
+  EXPECT_EQ(tool.PressCtrlC(), 130);
+  EXPECT_EQ(outputs.Read(L"err"), "qetool: stopped\r\n");
+  int count = 0;
+  for (auto const& file : std::filesystem::directory_iterator(made)) {
+    ImageRef const image = Load(L"made\\" + file.path().filename().wstring());
+    EXPECT_TRUE(image && image->width == SIZE) << file.path();
+    ++count;
+  }
+  EXPECT_LT(count, PICTURES);
+}
+
 // ---- xml
 
 TEST_F(Tool, WritesXmlBack) {
