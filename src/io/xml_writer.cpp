@@ -1,3 +1,4 @@
+#include <emmintrin.h>
 #include <qecore/io/stream.h>
 #include <qecore/values/str.h>
 #include <string.h>
@@ -14,25 +15,25 @@
 namespace yk::xml {
 namespace {
 
-using std::wstring_view;
+using std::string_view;
 
 // ---- escaping
 
 struct EscapeRow {
   wchar_t character;
-  wstring_view text;
+  string_view text;
 };
 
 constexpr EscapeRow ESCAPE_ROWS[] = {
-    {L'\t', L"&#x9;"}, {L'\n', L"&#xA;"},  {L'\r', L"&#xD;"}, {L'"', L"&quot;"},
-    {L'&', L"&amp;"},  {L'\'', L"&apos;"}, {L'<', L"&lt;"},   {L'>', L"&gt;"},
+    {L'\t', "&#x9;"}, {L'\n', "&#xA;"},  {L'\r', "&#xD;"}, {L'"', "&quot;"},
+    {L'&', "&amp;"},  {L'\'', "&apos;"}, {L'<', "&lt;"},   {L'>', "&gt;"},
 };
 
 constexpr unsigned ESCAPE_LIMIT = 64;  // characters from here on are never escaped
 
 struct EscapeTable {
   bool special[ESCAPE_LIMIT] = {};
-  wstring_view text[ESCAPE_LIMIT];  // of a special character; an empty one drops it
+  string_view text[ESCAPE_LIMIT];  // of a special character; an empty one drops it
 };
 
 constexpr EscapeTable ESCAPES = [] {
@@ -45,39 +46,70 @@ constexpr EscapeTable ESCAPES = [] {
   return table;
 }();
 
-/// Calls `piece` for each run of unescaped characters and for each escape. (`substr` would link the
-/// run-time's exceptions into the library.)
-template <class Piece>
-void ForEachPiece(wstring_view text, Piece piece) noexcept {
-  size_t begin = 0;
-  for (size_t i = 0; i < text.size(); ++i) {
-    unsigned const c = text[i];
-    if (c >= ESCAPE_LIMIT || !ESCAPES.special[c]) continue;
-    piece(wstring_view(text.data() + begin, i - begin));
-    piece(ESCAPES.text[c]);
-    begin = i + 1;
-  }
-  piece(wstring_view(text.data() + begin, text.size() - begin));
-}
+constexpr bool IsSpecial(wchar_t c) noexcept { return c < ESCAPE_LIMIT && ESCAPES.special[c]; }
 
-wstring_view View(String const& text) noexcept { return {text.c_str(), text.Length()}; }
+// ---- units that are written as they are, eight at a time
+
+constexpr size_t LANES = 8;
+static_assert(('&' | 1) == '\'' && ('<' | 2) == '>');  // a comparison finds two of the characters to escape
+
+/// UTF-8: units below 128 except zero, and except those to escape if the text is ESCAPED.
+template <bool ESCAPED>
+struct Plain8 {
+  static bool Is(wchar_t c) noexcept { return c != 0 && c < 0x80 && !(ESCAPED && IsSpecial(c)); }
+
+  /// Writes eight. \return a bit for each that is not plain
+  static unsigned Put(__m128i units, char* to) noexcept {
+    auto const all = [](char c) { return _mm_set1_epi8(c); };
+    __m128i const bytes = _mm_packus_epi16(units, units);  // larger units become negative, or zero
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to), bytes);
+    __m128i odd = _mm_cmplt_epi8(bytes, all(ESCAPED ? 32 : 1));
+    if constexpr (ESCAPED) {
+      __m128i const ampersands = _mm_cmpeq_epi8(_mm_or_si128(bytes, all(1)), all('\''));
+      __m128i const brackets = _mm_cmpeq_epi8(_mm_or_si128(bytes, all(2)), all('>'));
+      odd = _mm_or_si128(odd, _mm_cmpeq_epi8(bytes, all('"')));
+      odd = _mm_or_si128(odd, _mm_or_si128(ampersands, brackets));
+    }
+    return static_cast<unsigned>(_mm_movemask_epi8(odd)) & 0xFF;
+  }
+};
+
+/// UTF-16: all units, except those to escape if the text is ESCAPED.
+template <bool ESCAPED>
+struct Plain16 {
+  static bool Is(wchar_t c) noexcept { return !(ESCAPED && IsSpecial(c)); }
+
+  static unsigned Put(__m128i units, wchar_t* to) noexcept {
+    auto const all = [](short c) { return _mm_set1_epi16(c); };
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), units);
+    if constexpr (!ESCAPED) return 0;
+    __m128i const ampersands = _mm_cmpeq_epi16(_mm_or_si128(units, all(1)), all('\''));
+    __m128i const brackets = _mm_cmpeq_epi16(_mm_or_si128(units, all(2)), all('>'));
+    __m128i odd = _mm_cmpeq_epi16(_mm_subs_epu16(units, all(31)), _mm_setzero_si128());
+    odd = _mm_or_si128(odd, _mm_cmpeq_epi16(units, all('"')));
+    odd = _mm_or_si128(odd, _mm_or_si128(ampersands, brackets));
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(odd, odd))) & 0xFF;
+  }
+};
+
+/// Copies the units before the first that is not plain, of which `readable` can be read, and may write up to
+/// LANES more. \return how many there are
+template <class Plain, class Unit>
+size_t CopyPlain(wchar_t const* from, size_t count, size_t readable, Unit* to) noexcept {
+  size_t i = 0;
+  for (; i < count && i + LANES <= readable; i += LANES) {
+    unsigned const odd = Plain::Put(_mm_loadu_si128(reinterpret_cast<__m128i const*>(from + i)), to + i);
+    if (odd) return std::min(count, i + static_cast<size_t>(std::countr_zero(odd)));
+  }
+  for (; i < count && Plain::Is(from[i]); ++i) to[i] = static_cast<Unit>(from[i]);
+  return std::min(i, count);
+}
 
 // ---- output
 
-constexpr unsigned TAB_ROW = 128;
-
-/// Tabs for indentation, in one encoding. Deeper levels write the row several times.
+/// The writer's state: the stream, the level, the flags, and buffered units, bytes in UTF-8. Nothing is
+/// allocated for a long name, text or value, so no element is ever incomplete for lack of memory.
 template <class Unit>
-struct TabRow {
-  Unit units[TAB_ROW];
-  constexpr TabRow() noexcept { std::fill(std::begin(units), std::end(units), Unit{'\t'}); }
-};
-
-constexpr TabRow<char> TABS_8;
-constexpr TabRow<wchar_t> TABS_16;
-
-/// The writer's state: the stream, the level, the flags, and buffered bytes. Nothing is allocated for a long
-/// name, text or value, so no element is ever incomplete for lack of memory.
 class Writer {
  public:
   Writer(Stream& target, unsigned writeFlags) noexcept : stream(target), flags(writeFlags) {}
@@ -86,23 +118,26 @@ class Writer {
   HRESULT Document(XmlNode const& document) noexcept;
 
  private:
+  static constexpr bool IS_UTF8 = sizeof(Unit) == 1;
+  template <bool ESCAPED>
+  using Plain = std::conditional_t<IS_UTF8, Plain8<ESCAPED>, Plain16<ESCAPED>>;
+
   void Tree(XmlNode const& top) noexcept;
   bool Begin(XmlNode const& node) noexcept;
   bool BeginElement(XmlNode const& node) noexcept;
   void EndElement(XmlNode const& node) noexcept;
   void Attribute(XmlAttribute const& attribute) noexcept;
-  void Enclosed(wstring_view left, wstring_view text, wstring_view right) noexcept;
+  void Enclosed(string_view left, String const& text, string_view right) noexcept;
 
-  void Text(wstring_view text) noexcept;
-  void Escaped(wstring_view text) noexcept;
+  template <bool ESCAPED>
+  void Text(String const& text) noexcept;
+  size_t Odd(wchar_t const* text, size_t length) noexcept;
+  void Ascii(string_view text) noexcept;
   void Indent() noexcept;
   void LineEnd() noexcept;
-
-  void Bytes(void const* bytes, size_t size) noexcept;
-  void Utf8(wstring_view text) noexcept;
+  void NeedRoom(size_t units) noexcept;
   void Flush() noexcept;
 
-  bool IsUtf16() const noexcept { return (flags & XML_UTF16) != 0; }
   bool HasLayout() const noexcept { return (flags & XML_LAYOUT) != 0; }
 
   Stream& stream;
@@ -110,11 +145,13 @@ class Writer {
   unsigned level = 0;
   unsigned used = 0;
   HRESULT failure = S_OK;
-  char buffer[0x4000] = {};
+  static constexpr size_t SIZE = 0x4000 / sizeof(Unit);
+  Unit buffer[SIZE + LANES];
 };
 
-HRESULT Writer::Document(XmlNode const& document) noexcept {
-  if (IsUtf16()) Bytes("\xFF\xFE", 2);
+template <class Unit>
+HRESULT Writer<Unit>::Document(XmlNode const& document) noexcept {
+  if (!IS_UTF8) buffer[used++] = static_cast<Unit>(0xFEFF);
   if (document.Kind() != XML_DOCUMENT) {
     Tree(document);
   } else {
@@ -126,7 +163,8 @@ HRESULT Writer::Document(XmlNode const& document) noexcept {
 }
 
 /// A node and its descendants, without recursion: trees may have any depth.
-void Writer::Tree(XmlNode const& top) noexcept {
+template <class Unit>
+void Writer<Unit>::Tree(XmlNode const& top) noexcept {
   XmlNode const* node = &top;
   while (failure == S_OK) {
     if (Begin(*node)) {
@@ -145,137 +183,158 @@ void Writer::Tree(XmlNode const& top) noexcept {
 }
 
 /// \return whether children follow, and then EndElement
-bool Writer::Begin(XmlNode const& node) noexcept {
+template <class Unit>
+bool Writer<Unit>::Begin(XmlNode const& node) noexcept {
   if (node.Kind() == XML_ELEMENT) return BeginElement(node);
   bool const isComment = node.Kind() == XML_COMMENT;
-  Enclosed(isComment ? L"<!--" : L"<?", View(node.Text()), isComment ? L"-->" : L"?>");
+  Enclosed(isComment ? "<!--" : "<?", node.Text(), isComment ? "-->" : "?>");
   return false;
 }
 
-void Writer::Enclosed(wstring_view left, wstring_view text, wstring_view right) noexcept {
+template <class Unit>
+void Writer<Unit>::Enclosed(string_view left, String const& text, string_view right) noexcept {
   Indent();
-  Text(left);
-  Text(text.empty() ? L"empty" : text);
-  Text(right);
+  Ascii(left);
+  if (text.IsEmpty()) Ascii("empty");
+  Text<false>(text);
+  Ascii(right);
   LineEnd();
 }
 
-bool Writer::BeginElement(XmlNode const& node) noexcept {
+template <class Unit>
+bool Writer<Unit>::BeginElement(XmlNode const& node) noexcept {
   bool const hasContent = node.FirstChild() || !node.Text().IsEmpty();
   // Contract: an element without attributes and content is not indented.
   if (hasContent || node.FirstAttribute()) Indent();
-  Text(L"<");
-  Text(View(node.Name()));
+  Ascii("<");
+  Text<false>(node.Name());
   for (XmlAttribute const* one = node.FirstAttribute(); one; one = one->Next()) Attribute(*one);
-  Text(hasContent ? L">" : L"/>");
+  Ascii(hasContent ? ">" : "/>");
   if (!hasContent || node.FirstChild()) LineEnd();
   if (!hasContent) return false;
-  Escaped(View(node.Text()));
+  Text<true>(node.Text());
   if (node.FirstChild()) return true;
   EndElement(node);
   return false;
 }
 
-void Writer::EndElement(XmlNode const& node) noexcept {
+template <class Unit>
+void Writer<Unit>::EndElement(XmlNode const& node) noexcept {
   if (node.FirstChild()) Indent();
-  Text(L"</");
-  Text(View(node.Name()));
-  Text(L">");
+  Ascii("</");
+  Text<false>(node.Name());
+  Ascii(">");
   LineEnd();
 }
 
-void Writer::Attribute(XmlAttribute const& attribute) noexcept {
-  Text(L" ");
-  Text(View(attribute.Name()));
-  Text(L"=\"");
-  Escaped(View(attribute.Value()));
-  Text(L"\"");
+template <class Unit>
+void Writer<Unit>::Attribute(XmlAttribute const& attribute) noexcept {
+  Ascii(" ");
+  Text<false>(attribute.Name());
+  Ascii("=\"");
+  Text<true>(attribute.Value());
+  Ascii("\"");
 }
 
-void Writer::Escaped(wstring_view text) noexcept {
-  ForEachPiece(text, [this](wstring_view piece) { Text(piece); });
-}
-
-void Writer::Indent() noexcept {
-  if (!HasLayout()) return;
-  for (unsigned left = level; left > 0;) {
-    unsigned const count = std::min(left, TAB_ROW);
-    Bytes(IsUtf16() ? static_cast<void const*>(TABS_16.units) : TABS_8.units, count * (IsUtf16() ? 2u : 1u));
-    left -= count;
+/// Copies what is plain; Odd writes the rest.
+template <class Unit>
+template <bool ESCAPED>
+void Writer<Unit>::Text(String const& text) noexcept {
+  wchar_t const* from = text.c_str();
+  size_t left = text.Length();
+  // A block has room for a multiple of LANES characters, terminator included.
+  size_t readable = left / LANES * LANES + LANES;
+  while (left > 0) {
+    NeedRoom(1);
+    size_t const count = std::min(left, SIZE - used);
+    size_t done = CopyPlain<Plain<ESCAPED>>(from, count, readable, buffer + used);
+    used += static_cast<unsigned>(done);
+    if (done < count) done += Odd(from + done, left - done);
+    from += done;
+    left -= done;
+    readable -= done;
   }
+}
+
+/// Writes what a text begins with: a character to escape, or some that UTF-8 encodes in several bytes.
+/// \return its length
+template <class Unit>
+size_t Writer<Unit>::Odd(wchar_t const* text, size_t length) noexcept {
+  if (IsSpecial(*text)) return Ascii(ESCAPES.text[*text]), 1;
+  if constexpr (!IS_UTF8) return 0;
+  constexpr size_t MOST = 64, LONGEST = 3;  // units at a time; bytes of a unit
+  size_t count = 1;
+  while (count < std::min(length, MOST) && text[count] >= 0x80) ++count;
+  NeedRoom(count * LONGEST + 1);  // with a terminator
+  char* const to = reinterpret_cast<char*>(buffer + used);
+  used += static_cast<unsigned>(WideToUTF8StringEx(text, to, static_cast<int>(count), -1) - 1);
+  return count;
+}
+
+/// At most LANES characters.
+template <class Unit>
+void Writer<Unit>::Ascii(string_view text) noexcept {
+  NeedRoom(text.size());
+  for (char const c : text) buffer[used++] = static_cast<Unit>(c);
+}
+
+template <class Unit>
+void Writer<Unit>::Indent() noexcept {
+  for (unsigned i = 0; HasLayout() && i < level; ++i) Ascii("\t");
 }
 
 /// Contract: CR LF, but only CR in UTF-16.
-void Writer::LineEnd() noexcept {
-  if (HasLayout()) Bytes(IsUtf16() ? "\r\0" : "\r\n", 2);
+template <class Unit>
+void Writer<Unit>::LineEnd() noexcept {
+  if (HasLayout()) Ascii(IS_UTF8 ? "\r\n" : "\r");
 }
 
-void Writer::Text(wstring_view text) noexcept {
-  if (IsUtf16()) {
-    Bytes(text.data(), text.size() * sizeof(wchar_t));
-  } else {
-    Utf8(text);
-  }
+template <class Unit>
+void Writer<Unit>::NeedRoom(size_t units) noexcept {
+  if (SIZE - used < units) Flush();
 }
 
-void Writer::Utf8(wstring_view text) noexcept {
-  constexpr size_t LONGEST = 3;  // bytes of a unit
-  wchar_t const* from = text.data();
-  for (size_t left = text.size(); left > 0;) {
-    size_t const free = sizeof buffer - used;                 // Bytes may have filled it completely
-    size_t const room = free > 0 ? (free - 1) / LONGEST : 0;  // minus one byte for a terminator
-    size_t const count = std::min(left, room);
-    if (count == 0) {
-      Flush();
-      continue;
-    }
-    used += WideToUTF8StringEx(from, buffer + used, static_cast<int>(count), -1) - 1;
-    from += count;
-    left -= count;
-  }
-}
-
-void Writer::Bytes(void const* bytes, size_t size) noexcept {
-  char const* from = static_cast<char const*>(bytes);
-  while (size > 0) {
-    if (used == sizeof buffer) Flush();
-    size_t const count = std::min(size, sizeof buffer - used);
-    memcpy(buffer + used, from, count);
-    used += static_cast<unsigned>(count);
-    from += count;
-    size -= count;
-  }
-}
-
-void Writer::Flush() noexcept {
-  unsigned done = used;  // a stream that does not set it has written everything
-  if (used > 0 && failure == S_OK) {
+template <class Unit>
+void Writer<Unit>::Flush() noexcept {
+  unsigned const size = used * sizeof(Unit);
+  unsigned done = size;  // a stream that does not set it has written everything
+  if (size > 0 && failure == S_OK) {
     unsigned const before = ErrorCount();
-    HRESULT const result = stream.Write(buffer, used, &done);
-    if (Failed(result) || done < used) failure = Failed(result) ? result : E_FAIL;
+    HRESULT const result = stream.Write(buffer, size, &done);
+    if (Failed(result) || done < size) failure = Failed(result) ? result : E_FAIL;
     if (Failed(failure)) FailSince(before, failure, "XmlHelper::Save", L"the document could not be written");
   }
   used = 0;
+}
+
+/// False when there was no memory.
+template <class Unit>
+bool WriteAs(XmlNode const& document, Stream& stream, unsigned flags, HRESULT& failure) noexcept {
+  using Writer = Writer<Unit>;
+  std::unique_ptr<Writer> const writer(Made(new (std::nothrow) Writer(stream, flags), "XmlHelper::Save"));
+  if (writer) failure = writer->Document(document);
+  return writer != nullptr;
 }
 
 }  // namespace
 
 size_t Escape(wchar_t const* text, size_t length, wchar_t* buffer) noexcept {
   size_t total = 0;
-  ForEachPiece({text, length}, [&](wstring_view piece) {
-    if (buffer) std::copy(piece.begin(), piece.end(), buffer + total);
-    total += piece.size();
-  });
+  for (size_t i = 0; i < length; ++i) {
+    bool const isPlain = !IsSpecial(text[i]);
+    string_view const escape = isPlain ? string_view() : ESCAPES.text[text[i]];
+    if (buffer && isPlain) buffer[total] = text[i];
+    if (buffer) std::copy(escape.begin(), escape.end(), buffer + total);
+    total += isPlain ? 1 : escape.size();
+  }
   if (buffer) buffer[total] = 0;
   return total;
 }
 
 bool Write(XmlNode const& document, Stream& stream, unsigned flags, HRESULT& failure) noexcept {
   failure = S_OK;
-  std::unique_ptr<Writer> const writer(Made(new (std::nothrow) Writer(stream, flags), "XmlHelper::Save"));
-  if (!writer) return false;
-  failure = writer->Document(document);
-  return true;
+  return flags & XML_UTF16 ? WriteAs<wchar_t>(document, stream, flags, failure)
+                           : WriteAs<char>(document, stream, flags, failure);
 }
 
 }  // namespace yk::xml

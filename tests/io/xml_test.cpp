@@ -1,4 +1,5 @@
 #include <qecore/io/xml.h>
+#include <qecore/values/str.h>
 
 #include <memory>
 #include <sstream>
@@ -178,6 +179,26 @@ TEST(XmlWriter, EscapesTextsAndValues) {
   EXPECT_EQ(Saved(a.get(), XML_COMPACT), "<a v=\"" + expected + "\">" + expected + "</a>");
 }
 
+// Characters that end a run of plain ones, at every place of texts of every length.
+TEST(XmlWriter, WritesRunsAsEscapeDefines) {
+  for (size_t length = 1; length < 40; ++length) {
+    for (size_t place = 0; place < length; ++place) {
+      std::wstring text(length, L'x');
+      text[place] = L"&\"'<>\t\x01\xE9\x4E2D\xFFFD"[(length + place) % 10];
+      text[length - 1] = L";=!%\x7F\x80\x83E"[place % 7];
+      Tree const a(Xml().CreateNode(XML_ELEMENT, L"a"));
+      Xml().SetText(a.get(), text.c_str());
+      std::wstring wide(6 * length, L'?');
+      wide = L"\xFEFF<a>" + wide.substr(0, Xml().Escape(text.c_str(), wide.data())) + L"</a>";
+      std::string narrow(3 * wide.size(), '?');
+      narrow.resize(static_cast<size_t>(str::WToUTF8(wide.c_str() + 1, narrow.data(), -1) - 1));
+      ASSERT_EQ(Saved(a.get(), XML_COMPACT), narrow) << length << ' ' << place;
+      std::string const bytes(reinterpret_cast<char const*>(wide.data()), 2 * wide.size());
+      ASSERT_EQ(Saved(a.get(), XML_UTF16), bytes) << length << ' ' << place;
+    }
+  }
+}
+
 TEST(XmlWriter, WritesLongNamesTextsAndValuesWhole) {
   for (size_t const length : {239u, 240u, 5461u, 5462u, 20000u}) {
     std::string const name(length, 'n'), text = name + "&amp;";
@@ -237,6 +258,11 @@ TEST(XmlTree, LinksUnlinksAndFinds) {
   EXPECT_EQ(Line(b), L"b@b=new@d=");
 }
 
+static std::wstring Digits(unsigned number) {
+  std::string const digits = std::to_string(number);
+  return {digits.begin(), digits.end()};
+}
+
 // From a few to many, and back, in an element that was built and in one that was loaded.
 TEST(XmlTree, KeepsManyAttributesInOrder) {
   std::string document = "<e";
@@ -247,7 +273,7 @@ TEST(XmlTree, KeepsManyAttributesInOrder) {
     for (XmlAttribute* a = node->FirstAttribute(); a; a = a->Next())
       expected.emplace_back(a->Name().c_str(), a->Value().c_str());
     for (unsigned step = 0; step < 3000; ++step) {
-      std::wstring const name = L"n" + std::to_wstring(step * 7919 % 331), value = std::to_wstring(step);
+      std::wstring const name = L"n" + Digits(step * 7919 % 331), value = Digits(step);
       bool const shrinks = step > 1500 && step % 3 > 0;
       auto const row = std::ranges::find(expected, name, &decltype(expected)::value_type::first);
       XmlAttribute* const found = Xml().FindAttribute(node, name.c_str());
