@@ -19,6 +19,9 @@
 #include <iterator>
 
 #include "vector_kernels_p.h"
+#if defined(__AVX2__)
+#include "vector_kernels_avx2_p.h"
+#endif
 
 namespace yk::img {
 namespace {
@@ -41,7 +44,8 @@ using GrayF = Channels<float, 1>;
 using BgrF = Channels<float, 3>;
 using BgraF = Channels<float, 4>;
 
-constexpr size_t BLOCK = 256;  // pixels between two operations
+/// Pixels of `size` bytes between two operations: as many as stay in the first-level cache.
+constexpr size_t BlockOf(size_t size) noexcept { return 4096 / size / 32 * 32; }
 
 // ---- Recode -----------------------------------------------------------------------------------------------
 
@@ -52,16 +56,6 @@ void Recode(uint8_t const* in, uint8_t* out, size_t count) noexcept {
 }
 
 // ---- Rearrange --------------------------------------------------------------------------------------------
-
-template <class T>
-constexpr T FULL = static_cast<T>(255);
-template <>
-constexpr float FULL<float> = 1.0f;
-
-inline uint8_t Average(uint8_t b, uint8_t g, uint8_t r) noexcept {
-  return static_cast<uint8_t>((b + g + r) / 3);
-}
-inline float Average(float b, float g, float r) noexcept { return ((b + g) + r) / 3.0f; }
 
 /// One pixel. Grey is copied to every channel, including alpha: grey 0 is transparent (contract).
 template <class T, size_t FROM, size_t TO>
@@ -95,6 +89,7 @@ void Convert(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const* 
 /// Source to Middle to Target, a block at a time. `first` does the first half, Convert the second.
 template <Isa ISA, class Middle, class Target, class First>
 void ConvertThrough(uint8_t* out, size_t count, First first) noexcept {
+  constexpr size_t BLOCK = BlockOf(Middle::SIZE);
   [[maybe_unused]] uint8_t block[BLOCK * Middle::SIZE];
   for (size_t done = 0; done < count; done += BLOCK) {
     size_t const now = count - done < BLOCK ? count - done : BLOCK;
@@ -150,7 +145,7 @@ void ConvertClamped(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY 
 /// The top bit of a word is unused; the low three bits of each channel stay 0.
 template <Isa ISA>
 void ConvertRgb555(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const*) noexcept {
-  for (size_t i = 0; i < count; ++i) {
+  for (size_t i = VectorRgb555<ISA>::Run(in, out, count); i < count; ++i) {
     unsigned const word = Read<uint16_t>(in, i);
     out[3 * i] = static_cast<uint8_t>((word & 0x1F) << 3);
     out[3 * i + 1] = static_cast<uint8_t>((word >> 2) & 0xF8);
@@ -173,16 +168,37 @@ unsigned IndexAt(uint8_t const* in, size_t i) noexcept {
 template <Isa ISA, unsigned BITS>
 void LookUp(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const* palette) noexcept {
   uint8_t const* const entries = reinterpret_cast<uint8_t const*>(palette);
-  for (size_t i = 0; i < count; ++i) Write(out, i, Read<uint32_t>(entries, IndexAt<BITS>(in, i)));
-  for (size_t i = 0; i < count; ++i) {
+  size_t const start = VectorLookUp<ISA, BITS, 4>::Run(in, out, count, palette);
+  for (size_t i = start; i < count; ++i) Write(out, i, Read<uint32_t>(entries, IndexAt<BITS>(in, i)));
+  for (size_t i = start; i < count; ++i) {
     uint32_t const v = Read<uint32_t>(out, i);
     Write<uint32_t>(out, i, (v & 0xFF00FF00u) | (v & 0xFF) << 16 | (v >> 16 & 0xFF));
   }
 }
 
+/// A byte for each of 256 indices; worth a table for this many pixels.
+constexpr size_t TABLE_PAYS = 512;
+
+template <Isa ISA>
+void Translate(uint8_t const* in, uint8_t* out, size_t count, uint8_t const (&table)[256]) noexcept {
+  for (size_t i = VectorTranslate<ISA>::Run(in, out, count, table); i < count; ++i) out[i] = table[in[i]];
+}
+
 template <Isa ISA, unsigned BITS, class Target>
 void ConvertIndexed(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const* palette) noexcept {
-  ConvertThrough<ISA, Bgra32, Target>(out, count, [=](size_t done, uint8_t* block, size_t now) {
+  if constexpr (BITS == 8 && std::is_same_v<Target, Gray8>) {
+    if (count >= TABLE_PAYS) {
+      uint8_t table[256];
+      for (size_t i = 0; i < 256; ++i) table[i] = Average(palette[i].blue, palette[i].green, palette[i].red);
+      return Translate<ISA>(in, out, count, table);
+    }
+  }
+  size_t start = 0;
+  if constexpr (sizeof(typename Target::Type) == 1 && Target::COUNT != 4)
+    start = VectorLookUp<ISA, BITS, Target::COUNT>::Run(in, out, count, palette);
+  in += start * BITS / 8;
+  out += start * Target::SIZE;
+  ConvertThrough<ISA, Bgra32, Target>(out, count - start, [=](size_t done, uint8_t* block, size_t now) {
     LookUp<ISA, BITS>(in + done * BITS / 8, block, now, palette);
   });
 }
@@ -191,7 +207,11 @@ void ConvertIndexed(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY 
 template <Isa ISA>
 void ConvertIndexedAlpha(uint8_t const* in, uint8_t* out, size_t count,
                          IMG_PALENTRY const* palette) noexcept {
-  ConvertThrough<ISA, Gray8, GrayF>(out, count, [=](size_t done, uint8_t* block, size_t now) {
+  uint8_t table[256];
+  bool const hasTable = count >= TABLE_PAYS;
+  for (size_t i = 0; hasTable && i < 256; ++i) table[i] = palette[i].alpha;
+  ConvertThrough<ISA, Gray8, GrayF>(out, count, [&](size_t done, uint8_t* block, size_t now) {
+    if (hasTable) return Translate<ISA>(in + done, block, now, table);
     for (size_t i = 0; i < now; ++i) block[i] = palette[in[done + i]].alpha;
   });
 }

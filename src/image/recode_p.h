@@ -72,5 +72,17 @@ struct Recoded<uint8_t, float> {
   }
 };
 
+/// The alpha of an opaque pixel.
+template <class T>
+constexpr T FULL = static_cast<T>(255);
+template <>
+constexpr float FULL<float> = 1.0f;
+
+/// Colour as grey.
+inline uint8_t Average(uint8_t b, uint8_t g, uint8_t r) noexcept {
+  return static_cast<uint8_t>((b + g + r) / 3);
+}
+inline float Average(float b, float g, float r) noexcept { return ((b + g) + r) / 3.0f; }
+
 }  // namespace
 }  // namespace yk::img

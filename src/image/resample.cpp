@@ -92,7 +92,7 @@ class ColumnTable {
     for (size_t t = 0; t < axis.targets; ++t)
       columns.depth = std::max(columns.depth, static_cast<size_t>(axis.runs[t].count));
     indices = NewArray<int32_t>(2 * padded);
-    weights = NewArray<float>(padded * columns.depth);
+    weights = NewArray<float>(padded * img::FloatsPerPixel(channels) * columns.depth);
     if (!indices || !weights) return false;
     columns.first = indices.get();
     columns.count = indices.get() + padded;
@@ -110,9 +110,10 @@ class ColumnTable {
     indices[target] = run.first;
     if (target >= axis.targets) return;
     indices[padded + target] = run.count;
-    float* const block = weights.get() + target / lanes * lanes * columns.depth + target % lanes;
-    for (size_t k = 0; k < static_cast<size_t>(run.count); ++k)
-      block[k * lanes] = axis.weights[run.weights + k];
+    size_t const floats = img::BLOCK_FLOATS / lanes;
+    float* at = weights.get() + target / lanes * img::BLOCK_FLOATS * columns.depth + target % lanes * floats;
+    for (size_t k = 0; k < static_cast<size_t>(run.count); ++k, at += img::BLOCK_FLOATS)
+      std::fill(at, at + floats, axis.weights[run.weights + k]);
   }
 
   bool IsUniform(Axis const& axis) const noexcept {

@@ -16,54 +16,57 @@ __m256i LoadHalves(uint8_t const* low, uint8_t const* high) noexcept {
   return _mm256_inserti128_si256(_mm256_castsi128_si256(LoadVector(low)), LoadVector(high), 1);
 }
 
-// Readers of source pixels for a block of target pixels: they load `PIXELS` successive ones for each, of which
+// Readers of source pixels for a block of target pixels: Load reads `PIXELS` successive ones for each, of which
 // Pixel<I> returns the I-th. `REACH` is the number of bytes that a load reads.
 
-/// Two pixels of bytes.
-template <size_t N>
-class PairOfBytes {
+/// Two pixels, each of which starts `SIZE` bytes after the one before it.
+template <size_t BYTES>
+class Pair {
  public:
-  static constexpr size_t SIZE = N, PIXELS = 16 / N, REACH = 16;
+  static constexpr size_t SIZE = BYTES, REACH = 16;
 
-  PairOfBytes(uint8_t const* row, int32_t const* first) noexcept
-      : low(row + static_cast<size_t>(first[0]) * N), high(row + static_cast<size_t>(first[1]) * N) {}
+  explicit Pair(int32_t const* first) noexcept
+      : low(static_cast<size_t>(first[0]) * SIZE), high(static_cast<size_t>(first[1]) * SIZE) {}
 
-  void Load(size_t k) noexcept { window = LoadHalves(low + k * N, high + k * N); }
+  void Load(uint8_t const* row, size_t k) noexcept {
+    row += k * SIZE;
+    window = LoadHalves(row + low, row + high);
+  }
+
+ protected:
+  __m256i window = {};
+
+ private:
+  size_t low;
+  size_t high;
+};
+
+template <size_t N>
+class PairOfBytes : public Pair<N> {
+ public:
+  static constexpr size_t PIXELS = 16 / N;
+  using Pair<N>::Pair;
 
   template <size_t I>
   __m256 Pixel() const noexcept {
     constexpr char B = I * N, X = -128, A = N == 4 ? B + 3 : X;
     __m256i const pick =
         _mm256_broadcastsi128_si256(_mm_setr_epi8(B, X, X, X, B + 1, X, X, X, B + 2, X, X, X, A, X, X, X));
-    return Unit(_mm256_shuffle_epi8(window, pick));
+    return Unit(_mm256_shuffle_epi8(this->window, pick));
   }
-
- private:
-  uint8_t const* low;
-  uint8_t const* high;
-  __m256i window = {};
 };
 
-/// Two pixels of floats. The fourth float of pixels of three is not theirs.
+/// The fourth float of pixels of three is not theirs.
 template <size_t N>
-class PairOfFloats {
+class PairOfFloats : public Pair<4 * N> {
  public:
-  static constexpr size_t SIZE = 4 * N, PIXELS = 1, REACH = 16;
-
-  PairOfFloats(uint8_t const* row, int32_t const* first) noexcept
-      : low(row + static_cast<size_t>(first[0]) * SIZE), high(row + static_cast<size_t>(first[1]) * SIZE) {}
-
-  void Load(size_t k) noexcept { window = LoadHalves(low + k * SIZE, high + k * SIZE); }
+  static constexpr size_t PIXELS = 1;
+  using Pair<4 * N>::Pair;
 
   template <size_t I>
   __m256 Pixel() const noexcept {
-    return _mm256_castsi256_ps(window);
+    return _mm256_castsi256_ps(this->window);
   }
-
- private:
-  uint8_t const* low;
-  uint8_t const* high;
-  __m256i window = {};
 };
 
 /// The distances of the sources of four grey pixels from that of the first, in each half.
@@ -77,12 +80,12 @@ class EightBytes {
  public:
   static constexpr size_t SIZE = 1, PIXELS = 1, REACH = 16;
 
-  EightBytes(uint8_t const* row, int32_t const* first) noexcept
-      : low(row + first[0]),
-        high(row + first[4]),
+  explicit EightBytes(int32_t const* first) noexcept
+      : low(first[0]),
+        high(first[4]),
         pick(_mm256_or_si256(OffsetsOf(first), _mm256_set1_epi32(static_cast<int>(0x80808000u)))) {}
 
-  void Load(size_t k) noexcept { window = LoadHalves(low + k, high + k); }
+  void Load(uint8_t const* row, size_t k) noexcept { window = LoadHalves(row + k + low, row + k + high); }
 
   template <size_t I>
   __m256 Pixel() const noexcept {
@@ -90,8 +93,8 @@ class EightBytes {
   }
 
  private:
-  uint8_t const* low;
-  uint8_t const* high;
+  ptrdiff_t low;
+  ptrdiff_t high;
   __m256i pick;
   __m256i window = {};
 };
@@ -101,13 +104,13 @@ class EightNearFloats {
  public:
   static constexpr size_t SIZE = 4, PIXELS = 1, REACH = 32;
 
-  EightNearFloats(uint8_t const* row, int32_t const* first) noexcept
-      : low(reinterpret_cast<float const*>(row) + first[0]),
-        high(reinterpret_cast<float const*>(row) + first[4]),
-        pick(OffsetsOf(first)) {}
+  explicit EightNearFloats(int32_t const* first) noexcept
+      : low(first[0]), high(first[4]), pick(OffsetsOf(first)) {}
 
-  void Load(size_t k) noexcept {
-    lowWindow = _mm256_loadu_ps(low + k), highWindow = _mm256_loadu_ps(high + k);
+  void Load(uint8_t const* row, size_t k) noexcept {
+    float const* const at = reinterpret_cast<float const*>(row) + k;
+    lowWindow = _mm256_loadu_ps(at + low);
+    highWindow = _mm256_loadu_ps(at + high);
   }
 
   template <size_t I>
@@ -117,8 +120,8 @@ class EightNearFloats {
   }
 
  private:
-  float const* low;
-  float const* high;
+  ptrdiff_t low;
+  ptrdiff_t high;
   __m256i pick;
   __m256 lowWindow = {};
   __m256 highWindow = {};
@@ -129,10 +132,9 @@ class EightFarFloats {
  public:
   static constexpr size_t SIZE = 4, PIXELS = 1, REACH = 4;
 
-  EightFarFloats(uint8_t const* row, int32_t const* firstPixels) noexcept
-      : pixels(reinterpret_cast<float const*>(row)), first(firstPixels) {}
+  explicit EightFarFloats(int32_t const* firstPixels) noexcept : first(firstPixels) {}
 
-  void Load(size_t k) noexcept { at = pixels + k; }
+  void Load(uint8_t const* row, size_t k) noexcept { at = reinterpret_cast<float const*>(row) + k; }
 
   template <size_t I>
   __m256 Pixel() const noexcept {
@@ -141,18 +143,9 @@ class EightFarFloats {
   }
 
  private:
-  float const* pixels;
   float const* at = nullptr;
   int32_t const* first;
 };
-
-template <size_t N>
-__m256 LoadWeights(float const* at) noexcept {
-  if constexpr (N == 1) return _mm256_loadu_ps(at);
-  __m256i const each = _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1);
-  __m256 const both = _mm256_castpd_ps(_mm256_broadcast_sd(reinterpret_cast<double const*>(at)));
-  return _mm256_permutevar_ps(both, each);
-}
 
 /// The blocks whose sources can be loaded without reading past the row; `first` rises from block to block.
 template <class Reader, size_t N>
@@ -170,22 +163,20 @@ size_t SafeBlocks(Columns const& columns, RowSum const& row) noexcept {
 /// `DEPTH` is the depth if it is known when compiled, or 0.
 template <class Reader, size_t N, size_t DEPTH, bool UNIFORM>
 void AddBlocks(Columns const& columns, RowSum const& row, size_t blocks) noexcept {
-  constexpr size_t LANES = PixelsPerBlock(N);
   size_t const depth = DEPTH ? DEPTH : columns.depth;
   __m256 const alike = _mm256_set1_ps(columns.weights[0]);
-  int32_t const* first = columns.first;
-  for (size_t b = 0; b < blocks; ++b, first += LANES) {
+  float const* weights = columns.weights;
+  for (size_t b = 0; b < blocks; ++b, weights += depth * BLOCK_FLOATS) {
     float* const at = row.sums + b * BLOCK_FLOATS;
     __m256 sum = row.from == SumsFrom::ZERO ? _mm256_setzero_ps() : _mm256_loadu_ps(at);
+    Reader reader(columns.first + b * PixelsPerBlock(N));
     for (SourceRow const* source = row.rows; source != row.rows + row.rowCount; ++source) {
-      Reader reader(source->pixels, first);
       __m256 const down = _mm256_set1_ps(source->weight);
       __m256 const product = _mm256_mul_ps(down, alike);
-      float const* weights = columns.weights + b * LANES * depth;
       auto const add = [&]<size_t I>(size_t k) {
         if (k + I >= depth) return false;
-        __m256 const weight =
-            UNIFORM ? product : _mm256_mul_ps(down, LoadWeights<N>(weights + (k + I) * LANES));
+        float const* const across = weights + (k + I) * BLOCK_FLOATS;
+        __m256 const weight = UNIFORM ? product : _mm256_mul_ps(down, _mm256_loadu_ps(across));
         sum = _mm256_add_ps(sum, _mm256_mul_ps(weight, reader.template Pixel<I>()));
         return true;
       };
@@ -193,7 +184,7 @@ void AddBlocks(Columns const& columns, RowSum const& row, size_t blocks) noexcep
         (void)(add.template operator()<I>(k) && ...);
       };
       for (size_t k = 0; k < depth; k += Reader::PIXELS) {
-        reader.Load(k);
+        reader.Load(source->pixels, k);
         addAll(k, std::make_index_sequence<Reader::PIXELS>());
       }
     }

@@ -51,16 +51,17 @@ void WriteSum(float* at, __m128 sum) noexcept {
 
 template <class T, size_t N>
 void AddPixels(Columns const& columns, RowSum const& row, size_t target) noexcept {
-  constexpr size_t LANES = PixelsPerBlock(N), FLOATS = N == 1 ? 1 : 4;
+  constexpr size_t LANES = PixelsPerBlock(N), FLOATS = FloatsPerPixel(N);
   for (; target < columns.targets; ++target) {
-    float const* const weights = columns.weights + target / LANES * LANES * columns.depth + target % LANES;
+    size_t const block = target / LANES * BLOCK_FLOATS;
+    float const* const weights = columns.weights + block * columns.depth + target % LANES * FLOATS;
     float* const at = row.sums + target * FLOATS;
     __m128 sum = row.from == SumsFrom::ZERO ? _mm_setzero_ps()
                                             : ReadPixel<float, FLOATS>(reinterpret_cast<uint8_t*>(at));
     for (size_t r = 0; r < row.rowCount; ++r) {
       uint8_t const* source = row.rows[r].pixels + static_cast<size_t>(columns.first[target]) * N * sizeof(T);
       for (size_t k = 0; k < static_cast<size_t>(columns.count[target]); ++k, source += N * sizeof(T)) {
-        __m128 const weight = _mm_set1_ps(row.rows[r].weight * weights[k * LANES]);
+        __m128 const weight = _mm_set1_ps(row.rows[r].weight * weights[k * BLOCK_FLOATS]);
         sum = _mm_add_ps(sum, _mm_mul_ps(weight, ReadPixel<T, N>(source)));
       }
     }

@@ -9,8 +9,10 @@ namespace yk::img {
 /// Weights and sums are in blocks of this many floats: eight grey pixels, or two pixels of four channels.
 inline constexpr size_t BLOCK_FLOATS = 8;
 
+/// The floats of a pixel in a block.
+constexpr size_t FloatsPerPixel(size_t channels) noexcept { return channels == 1 ? 1 : 4; }
 /// The pixels in a block.
-constexpr size_t PixelsPerBlock(size_t channels) noexcept { return channels == 1 ? 8 : 2; }
+constexpr size_t PixelsPerBlock(size_t channels) noexcept { return BLOCK_FLOATS / FloatsPerPixel(channels); }
 
 /// The adjacent source pixels that each target pixel covers, and their weights.
 struct Columns {

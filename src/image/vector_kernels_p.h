@@ -24,24 +24,35 @@ struct VectorRearrange {
   static size_t Run(uint8_t const*, uint8_t*, size_t) noexcept { return 0; }
 };
 
+template <Isa ISA>
+struct VectorRgb555 {
+  static size_t Run(uint8_t const*, uint8_t*, size_t) noexcept { return 0; }
+};
+
+/// Pixels of `BITS` bits that index a palette, as bytes of `TO` channels. The number returned is a multiple of
+/// eight: what is left starts with a whole byte.
+template <Isa ISA, unsigned BITS, size_t TO>
+struct VectorLookUp {
+  static size_t Run(uint8_t const*, uint8_t*, size_t, IMG_PALENTRY const*) noexcept { return 0; }
+};
+
+template <Isa ISA>
+struct VectorTranslate {
+  static size_t Run(uint8_t const*, uint8_t*, size_t, uint8_t const (&)[256]) noexcept { return 0; }
+};
+
 // ---- float to byte ----------------------------------------------------------------------------------------
 
 /// Four floats to four 32-bit integers, of which the low bytes are used.
 template <Isa ISA>
 __m128i FourFromFloat(uint8_t const* in) noexcept {
   __m128 const v = _mm_loadu_ps(reinterpret_cast<float const*>(in));
-  if constexpr (ISA == Isa::AVX2) {
-    __m256d const scaled =
-        _mm256_add_pd(_mm256_mul_pd(_mm256_cvtps_pd(v), _mm256_set1_pd(255.0)), _mm256_set1_pd(0.5));
-    return _mm256_cvttpd_epi32(scaled);
-  } else {
-    __m128d const scale = _mm_set1_pd(255.0);
-    __m128d const half = _mm_set1_pd(0.5);
-    __m128i const low = _mm_cvttpd_epi32(_mm_add_pd(_mm_mul_pd(_mm_cvtps_pd(v), scale), half));
-    __m128i const high =
-        _mm_cvttpd_epi32(_mm_add_pd(_mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(v, v)), scale), half));
-    return _mm_unpacklo_epi64(low, high);
-  }
+  __m128d const scale = _mm_set1_pd(255.0);
+  __m128d const half = _mm_set1_pd(0.5);
+  __m128i const low = _mm_cvttpd_epi32(_mm_add_pd(_mm_mul_pd(_mm_cvtps_pd(v), scale), half));
+  __m128i const high =
+      _mm_cvttpd_epi32(_mm_add_pd(_mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(v, v)), scale), half));
+  return _mm_unpacklo_epi64(low, high);
 }
 
 template <Isa ISA>
