@@ -67,6 +67,18 @@ void WriteReferences(Serializer& writer) {
   }
 }
 
+// More than a file stream keeps in memory, in pieces, with chunks that begin in another piece than they end.
+void WriteLarge(Serializer& writer) {
+  static std::string const piece(700, 'p');
+  for (unsigned i = 0; i < 300; ++i) {
+    if (i % 100 == 0) writer.BeginChunk(VALUES_TAG);
+    writer.BeginChunk(TITLE_TAG);
+    writer.GetStream()->Write(piece.data(), 700);
+    writer.EndChunk();
+    if (i % 100 == 99) writer.EndChunk();
+  }
+}
+
 // \return whether there was a writer
 template <class Body>
 bool WriteFile(Stream& stream, Outcome& outcome, Body body) {
@@ -107,15 +119,20 @@ void PutOldFile() {
 
 void PutSoundFile() { PutOnly(PATH, Sound()); }
 
-Outcome SaveStraight() {
+template <class Body>
+Outcome SaveStraight(Body body) {
   Outcome outcome;
+  std::string const sound = SavedToMemory(body);
   Ref<Stream> stream;
   if (!outcome.Note(FileStream::Create(Wide(PATH), FileStream::CREATE, stream.Receive())))
     return outcome.End();
-  if (!WriteFile(*stream, outcome, Write)) return outcome.End();
-  outcome.whole = harness::ReadFile(PATH) == Sound();
+  if (!WriteFile(*stream, outcome, body)) return outcome.End();
+  outcome.whole = harness::ReadFile(PATH) == sound;
   return outcome;
 }
+
+Outcome SaveStraight() { return SaveStraight(Write); }
+Outcome SaveLarge() { return SaveStraight(WriteLarge); }
 
 template <class Body>
 Outcome SaveToMemory(Body body) {
@@ -255,6 +272,7 @@ Outcome Nest() {
 
 constexpr Scenario SCENARIOS[] = {
     {"object file: save", SAVING, PutOldFile, SaveStraight},
+    {"object file: save a large one", SAVING, PutOldFile, SaveLarge},
     {"object file: save to memory", SAVING, PutOldFile, SaveToMemory},
     {"object file: save references", harness::MEMORY, nullptr, SaveReferences},
     {"object file: save whole", SAVING, PutOldFile, SaveWhole},

@@ -10,6 +10,7 @@
 #include <wchar.h>
 
 #include "core/registry_p.h"
+#include "io/file_window_p.h"
 #include "io/progress_stream_p.h"
 
 namespace yk {
@@ -120,6 +121,7 @@ HRESULT WriteFile(SaveFile& file, wchar_t const* path, AbstractImage& image, Gui
 HRESULT img::Load(Stream* stream, ExecutionContext* context, AbstractImage** image, Guid* type) noexcept {
   if (!stream || !image) return Fail(E_INVALIDARG, LOAD, L"stream or image is null");
   *image = nullptr;
+  BufferedFile const buffered(*stream);
   Guid found;
   HRESULT result = DetectType(*stream, found);
   if (Failed(result)) return result;

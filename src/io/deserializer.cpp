@@ -1,3 +1,4 @@
+#include <qecore/io/file_stream.h>
 #include <qecore/values/array.h>
 
 #include <new>
@@ -67,6 +68,7 @@ HRESULT Deserializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   Ref<Stream> const next = Ref<Stream>::Share(newStream);  // Close may release it
   Close();
   stream = next;
+  buffered = FileStream::StartBuffering(*next);
   failure = S_OK;
   version = 0;
   streamSize = next->GetSize();
@@ -82,6 +84,8 @@ HRESULT Deserializer::Close() noexcept {
     while ((depth >= 0 || untracked > 0) && Deserializer::EndChunk())
       continue;  // the body, the frame, and any chunk that the client left open
   }
+  if (buffered) buffered->EndBuffering();
+  buffered = nullptr;
   stream.Reset();
   objects.Reset();
   depth = -1;

@@ -1,11 +1,12 @@
 #include "core/error_p.h"
 #include "file_stream_p.h"
+#include "file_window_p.h"
 
-#include <qecore/core/ref.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/io/mem_stream.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <new>
 
 #include "stream_p.h"
@@ -136,6 +137,7 @@ HRESULT FileStream::OpenHandle(unsigned mode) noexcept {
   if (mode == 0 || mode > CREATE)
     return Fail(E_FAIL, OPERATION, L"%s: %u is not a valid mode", name.c_str(), mode);
   auto const [access, share, disposition] = MODES[mode];
+  isWritable = access & GENERIC_WRITE;
   handle = CreateFileW(name.c_str(), access, share, nullptr, disposition, 0, nullptr);
   return handle != INVALID_HANDLE_VALUE ? S_OK : FailFile(OPERATION, name, GetLastError());
 }
@@ -161,31 +163,72 @@ HRESULT FileStream::RepeatFailure(char const* operation) const noexcept {
 }
 
 /// Flushes what was written to the disk.
-HRESULT FileStream::Flush() noexcept { return FlushFileBuffers(handle) ? S_OK : Note("FileStream::Flush"); }
+HRESULT FileStream::Flush() noexcept {
+  HRESULT const flushed = FlushWindow();
+  return FlushFileBuffers(handle) ? flushed : Note("FileStream::Flush");
+}
+
+/// Passes to the system what is still in the window.
+HRESULT FileStream::FlushWindow() noexcept { return window ? window->Flush() : S_OK; }
 
 void FileStream::CloseHandle() noexcept {
+  FlushWindow();
+  DropWindow();
   if (handle != INVALID_HANDLE_VALUE) ::CloseHandle(handle);
   handle = INVALID_HANDLE_VALUE;
 }
 
 HRESULT FileStream::Read(void* buffer, unsigned size, unsigned* done) noexcept {
-  DWORD got = 0;
-  BOOL const read = ReadFile(handle, buffer, size, &got, nullptr);
+  HRESULT const flushed = FlushWindow();
+  unsigned got = 0;
+  HRESULT read = flushed;
+  if (Succeeded(flushed)) read = window ? window->Read(buffer, size, got) : ReadStraight(buffer, size, got);
   if (got < size) memset(static_cast<unsigned char*>(buffer) + got, 0, size - got);
   if (done) *done = got;
-  return read ? S_OK : Refuse("FileStream::Read");
+  return Failed(read) && Succeeded(flushed) ? Refuse("FileStream::Read") : read;
 }
 
 HRESULT FileStream::Write(void const* buffer, unsigned size, unsigned* done) noexcept {
+  unsigned written = 0;
+  HRESULT const result =
+      window && isWritable ? window->Write(buffer, size, written) : WriteStraight(buffer, size, written);
+  if (done) *done = written;
+  return result;
+}
+
+/// The caller records a failure.
+HRESULT FileStream::ReadStraight(void* buffer, unsigned size, unsigned& done) noexcept {
+  DWORD got = 0;
+  BOOL const read = ReadFile(handle, buffer, size, &got, nullptr);
+  done = got;
+  return read ? S_OK : E_FAIL;
+}
+
+HRESULT FileStream::WriteStraight(void const* buffer, unsigned size, unsigned& done) noexcept {
   DWORD written = 0;
   BOOL const wrote = WriteFile(handle, buffer, size, &written, nullptr);
-  if (done) *done = written;
+  done = written;
   if (wrote && written == size) return S_OK;
   if (wrote) SetLastError(ERROR_DISK_FULL);  // the system writes what fits and reports success
   return Note("FileStream::Write");
 }
 
 HRESULT FileStream::Seek(long offset, unsigned origin, unsigned* newPosition) noexcept {
+  if (!window) return SeekStraight(offset, origin, newPosition);
+  uint64_t const base = origin == FROM_POSITION ? window->Position() : 0;
+  uint64_t const target = base + static_cast<uint64_t>(int64_t{offset});
+  if (origin <= FROM_POSITION && target < INVALID_SET_FILE_POINTER) {
+    window->MoveTo(target);
+    if (newPosition) *newPosition = static_cast<unsigned>(target);
+    return S_OK;
+  }
+  HRESULT const settled = window->Settle();
+  HRESULT const result = Succeeded(settled) ? SeekStraight(offset, origin, newPosition) : settled;
+  window->Resume();
+  return result;
+}
+
+HRESULT FileStream::SeekStraight(long offset, unsigned origin, unsigned* newPosition) noexcept {
   DWORD const position = SetFilePointer(handle, offset, nullptr, origin);
   if (position == INVALID_SET_FILE_POINTER) {
     return GetLastError() == ERROR_NEGATIVE_SEEK ? Refuse("FileStream::Seek") : Note("FileStream::Seek");
@@ -195,6 +238,8 @@ HRESULT FileStream::Seek(long offset, unsigned origin, unsigned* newPosition) no
 }
 
 unsigned FileStream::GetPosition() noexcept {
+  if (window)
+    return window->Position() < INVALID_SET_FILE_POINTER ? static_cast<unsigned>(window->Position()) : 0;
   DWORD const position = SetFilePointer(handle, 0, nullptr, FILE_CURRENT);
   return position != INVALID_SET_FILE_POINTER ? position : 0;
 }
@@ -202,17 +247,28 @@ unsigned FileStream::GetPosition() noexcept {
 unsigned FileStream::GetSize() noexcept {
   LARGE_INTEGER bytes = {};  // stays 0 for handles without a size, such as a pipe
   GetFileSizeEx(handle, &bytes);
-  return bytes.LowPart;
+  auto const size = static_cast<uint64_t>(bytes.QuadPart);
+  return static_cast<unsigned>(window ? std::max(size, window->PendingEnd()) : size);
 }
 
 HRESULT FileStream::SetSize(unsigned size) noexcept {
   if (Failed(SeekTo(*this, size))) return E_FAIL;
-  return SetEndOfFile(handle) ? S_OK : Note("FileStream::SetSize");
+  if (window && Failed(window->Settle())) return E_FAIL;
+  bool const changed = SetEndOfFile(handle);
+  HRESULT const result = changed ? S_OK : Note("FileStream::SetSize");
+  if (window) window->Resume();
+  return result;
 }
 
-HRESULT FileStream::GetState() noexcept { return status; }
+HRESULT FileStream::GetState() noexcept {
+  FlushWindow();
+  return status;
+}
 
-HRESULT FileStream::GetFailure() noexcept { return status; }
+HRESULT FileStream::GetFailure() noexcept {
+  FlushWindow();
+  return status;
+}
 
 HRESULT FileStream::GetFileName(String& out) noexcept {
   if (handle == INVALID_HANDLE_VALUE)
@@ -223,6 +279,7 @@ HRESULT FileStream::GetFileName(String& out) noexcept {
 
 HRESULT FileStream::GetFileTime(unsigned long long* time) noexcept {
   if (!time) return FailNull("FileStream::GetFileTime", L"time");
+  FlushWindow();
   FILETIME lastWrite;
   if (!::GetFileTime(handle, nullptr, nullptr, &lastWrite)) return Refuse("FileStream::GetFileTime");
   memcpy(time, &lastWrite, sizeof *time);
@@ -231,6 +288,7 @@ HRESULT FileStream::GetFileTime(unsigned long long* time) noexcept {
 
 HRESULT FileStream::SetFileTime(unsigned long long const* time) noexcept {
   if (!time) return FailNull("FileStream::SetFileTime", L"time");
+  FlushWindow();
   FILETIME moment;
   memcpy(&moment, time, sizeof moment);
   return ::SetFileTime(handle, &moment, nullptr, &moment) ? S_OK : Refuse("FileStream::SetFileTime");

@@ -7,8 +7,8 @@
 
 namespace yk {
 
-/// A hash table with linear probing, at most half full. Objects are compared by address and never called; null
-/// is one of them.
+/// A hash table with linear probing, at most half full. Objects are compared by address and never called.
+/// Null is one of them.
 class ReferenceIndex {
  public:
   /// -1: it is not there.

@@ -104,12 +104,14 @@ HRESULT SaveFile::Adopt(String const& path, void* handle) noexcept {
   FileHandle file(handle);
   stream = Ref<FileStream>::Adopt(Made(new (std::nothrow) FileStream(path, handle), OPEN));
   if (!stream) return E_OUTOFMEMORY;
-  (void)file.Detach();  // now the stream's
+  (void)file.Detach();                  // now the stream's
+  FileStream::StartBuffering(*stream);  // until it is closed
   return stream->name.Length() == path.Length() ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT SaveFile::Commit() noexcept {
   if (!stream) return Fail(E_FAIL, COMMIT, L"no file is open");
+  stream->FlushWindow();
   HRESULT result = stream->status;
   if (!beside.IsEmpty()) {
     result = Replace();
@@ -132,6 +134,7 @@ HRESULT SaveFile::Replace() noexcept {
 }
 
 void SaveFile::Discard() noexcept {
+  if (stream && !beside.IsEmpty()) stream->DropWindow();
   if (stream) stream->CloseHandle();
   stream.Reset();
   if (!beside.IsEmpty()) DeleteFileW(beside.c_str());

@@ -1,3 +1,4 @@
+#include <qecore/io/file_stream.h>
 #include <qecore/io/serializer.h>
 #include <qecore/values/array.h>
 
@@ -69,6 +70,7 @@ HRESULT Serializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   if (!newStream) return FailNull(OPERATION, L"stream");
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   stream = Ref<Stream>::Share(newStream);
+  buffered = FileStream::StartBuffering(*newStream);
   failure = S_OK;
   place = newStream->GetPosition();
   flags = openFlags & chunk::RAW ? openFlags | chunk::NO_TABLES : openFlags;
@@ -84,6 +86,8 @@ HRESULT Serializer::Close() noexcept {
       continue;  // the body, the frame, and any chunk that the client left open
   }
   GetFailure();  // includes the stream's state
+  if (buffered) Note(buffered->EndBuffering());
+  buffered = nullptr;
   stream.Reset();
   depth = bottom = 1;  // contract: the next file's first chunk is entry 2
   untracked = 0;

@@ -1,5 +1,8 @@
 #include <qecore/io/file_stream.h>
+#include <qecore/io/save_file.h>
 #include <windows.h>
+
+#include <random>
 
 #include "streams.h"
 #include "support/temp_folder.h"
@@ -55,6 +58,56 @@ TEST(FileStream, KeepsItsFirstFailure) {
   EXPECT_EQ(stream->Write("x", 1), E_FAIL);
   EXPECT_EQ(ReadAt(*stream, 0, 7), "content");
   ExpectEach(E_FAIL, {stream->GetState(), static_cast<FileStream&>(*stream).GetFailure()});  // permanently
+}
+
+/// One call of any kind, the same for equal numbers. \return everything that it says
+static std::string Call(Stream& stream, unsigned kind, unsigned number) {
+  std::string bytes(number % 7 ? number % 300 : number % 150000, static_cast<char>(number));
+  unsigned const size = static_cast<unsigned>(bytes.size());
+  unsigned at = 0, done = 0;
+  HRESULT result = S_OK;
+  switch (kind) {
+    case 0:
+      result = stream.Read(bytes.data(), size, &done);
+      break;
+    case 1:
+      result = stream.Seek(static_cast<long>(number % 200000) - 10, Stream::FROM_START, &at);
+      break;
+    case 2:
+      result = stream.Seek(static_cast<long>(number % 20) - 10, Stream::FROM_POSITION, &at);
+      break;
+    case 3:
+      result = stream.Seek(-static_cast<long>(number % 1000), Stream::FROM_END, &at);
+      break;
+    case 4:
+      result = number % 50 ? S_OK : stream.SetSize(number % 150000);
+      break;
+    case 5:
+      at = stream.GetSize();
+      break;
+    default:
+      result = stream.Write(bytes.data(), size, &done);
+  }
+  return bytes + std::to_string(result) + " " + std::to_string(at) + " " + std::to_string(done) + " " +
+         std::to_string(stream.GetPosition());
+}
+
+TEST(FileStream, BehavesTheSameThroughAWindow) {
+  TempFolder const folder;
+  std::mt19937 random(5);
+  SaveFile save;
+  Ref<Stream> plain;
+  ASSERT_EQ(save.Open(folder.Path(L"saved").c_str()), S_OK);
+  ASSERT_EQ(Open(folder.Path(L"plain"), FileStream::CREATE, plain), S_OK);
+  for (int i = 0; i < 5000; ++i) {
+    unsigned const kind = random() % 10, number = random();
+    std::string const said = Call(*plain, kind, number);
+    ASSERT_TRUE(Call(*save.GetStream(), kind, number) == said) << i << " " << kind;
+  }
+  EXPECT_EQ(save.GetStream()->GetState(), plain->GetState());
+  plain.Reset();
+  ASSERT_EQ(save.Commit(), S_OK);
+  EXPECT_TRUE(folder.Read(L"saved") == folder.Read(L"plain"));
 }
 
 TEST(FileStream, OpensResourcesByPath) {

@@ -1,7 +1,9 @@
+#include <qecore/io/file_stream.h>
 #include <qecore/values/array.h>
 #include <qecore/values/string.h>
 
 #include "streams.h"
+#include "support/temp_folder.h"
 
 using namespace yk;
 
@@ -135,6 +137,44 @@ TEST(Deserializer, LeavesDamagedChunksForward) {
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(reader->EndChunk());
     EXPECT_EQ(reader->BeginChunk(), 1);
   }
+}
+
+// The writer and the host write to the same file in turn, across windows and chunk by chunk.
+TEST(ObjectFile, IsTheSameInAFile) {
+  auto const write = [](Stream& stream) {
+    Ref<Serializer> const writer = Writer(stream, 0);
+    for (unsigned i = 0; i < 300; ++i) {
+      if (i % 50 == 0) writer->BeginChunk(100);
+      writer->BeginChunk(101, chunk::DROP_IF_EMPTY);
+      stream.Write(std::string(i * 7 % 2000, 'h').data(), i * 7 % 2000);
+      writer->Write("writer", i % 6);
+      writer->EndChunk();
+      if (i % 50 == 49) writer->EndChunk();
+    }
+    EXPECT_EQ(writer->Close(), S_OK);
+    EXPECT_EQ(writer->GetFailure(), S_OK);
+  };
+  TempFolder const folder;
+  Ref<Stream> file;
+  ASSERT_EQ(FileStream::Create(folder.Path(L"f").c_str(), FileStream::CREATE, file.Receive()), S_OK);
+  Ref<Stream> const memory = Memory();
+  for (Stream* stream : {file.get(), memory.get()}) {
+    stream->Write("front", 5);
+    write(*stream);
+  }
+  std::string const content = Content(*memory);
+  EXPECT_EQ(file->GetPosition(), memory->GetPosition());
+  EXPECT_TRUE(folder.Read(L"f") == content) << "closing the writer leaves nothing behind";
+  file->Seek(5, Stream::FROM_START);
+  Ref<Deserializer> const reader = Reader(*file, 0);
+  while (reader->IsInChunk()) {
+    EXPECT_EQ(reader->BeginChunk(), 100);
+    EXPECT_TRUE(reader->EndChunk());
+  }
+  reader->BeginChunk();
+  EXPECT_EQ(ReadAt(*file, 3, 4), content.substr(3, 4));
+  reader->Close();
+  EXPECT_EQ(ReadAt(*file, 10, 200), content.substr(10, 200));
 }
 
 TEST(ObjectFile, NestsFreely) {

@@ -22,7 +22,11 @@ static HRESULT Save(std::wstring const& target, How how) {
   String path;
   EXPECT_EQ(static_cast<FileStream*>(kept.get())->GetFileName(path), S_OK);
   EXPECT_EQ(path.c_str(), target) << how;
-  (void)kept->Write(how == UNWRITTEN ? reinterpret_cast<void*>(1) : "new", 3);
+  if (how == UNWRITTEN) {
+    (void)kept->Write(reinterpret_cast<void*>(1), 1 << 20);
+  } else {
+    (void)kept->Write("new", 3);
+  }
   if (how == DISCARDED) file.Discard();
   if (how == HELD) FileStream::Create(path, FileStream::READ, reader.Receive());
   if (how == LEFT) return S_FALSE;

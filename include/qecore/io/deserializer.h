@@ -30,6 +30,7 @@
 namespace yk {
 
 class Array;
+class FileStream;
 class Stream;
 
 /// It has no identifier of its own: QueryInterface and IsTypeOf are Unknown's.
@@ -110,6 +111,7 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
   HRESULT Note(HRESULT result) noexcept;
 
   Ref<Stream> stream;
+  FileStream* buffered = nullptr;  // the stream, if it works through a window for this reader
   Ref<Array> objects;
   ChunkStack chunks;
   int depth = -1;  // the innermost chunk's index in `chunks`

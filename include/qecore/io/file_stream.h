@@ -11,6 +11,11 @@
 // A path of the form "$(module)NAME:RESOURCE.TYPE" opens a resource of the loaded module NAME (see
 // MemStream::Create). Any other path names a file.
 //
+// While a SaveFile, a Serializer, a Deserializer or img::Load uses the stream, it reads and writes in pieces
+// of up to 64 KiB. What was written reaches the file when it no longer fits, when anything but writing and
+// moving the position is called, and when that use ends. The call that meets a failure returns it, and it is
+// kept.
+//
 // Failures: result codes, and LastError() says which file and why (error.h).
 #pragma once
 
@@ -18,6 +23,8 @@
 #include <qecore/values/string.h>
 
 namespace yk {
+
+class FileWindow;
 
 class YK_API FileStream : public Implements<FileStream, Stream> {
  public:
@@ -65,7 +72,11 @@ class YK_API FileStream : public Implements<FileStream, Stream> {
 
  private:
   friend Destroys;
+  friend class BufferedFile;
+  friend class Deserializer;
+  friend class FileWindow;
   friend class SaveFile;
+  friend class Serializer;
 
   FileStream(String const& path, unsigned openFlags) noexcept;
   FileStream(String const& path, void* openHandle) noexcept;  // takes ownership of the handle
@@ -75,8 +86,18 @@ class YK_API FileStream : public Implements<FileStream, Stream> {
   HRESULT Refuse(char const* operation) const noexcept;
   HRESULT Note(char const* operation) noexcept;
   HRESULT RepeatFailure(char const* operation) const noexcept;
+  HRESULT ReadStraight(void* buffer, unsigned size, unsigned& done) noexcept;
+  HRESULT WriteStraight(void const* buffer, unsigned size, unsigned& done) noexcept;
+  HRESULT SeekStraight(long offset, unsigned origin, unsigned* newPosition) noexcept;
+  HRESULT FlushWindow() noexcept;
   HRESULT Flush() noexcept;
   void CloseHandle() noexcept;
+
+  /// Lets the stream work through a window until EndBuffering, which returns the failure of what was left to
+  /// write. Null for any other stream, and without memory: then nothing is to be ended.
+  static FileStream* StartBuffering(Stream& stream) noexcept;
+  HRESULT EndBuffering() noexcept;
+  void DropWindow() noexcept;
 
   static constexpr unsigned DELETE_AT_END = 1;
 
@@ -84,6 +105,8 @@ class YK_API FileStream : public Implements<FileStream, Stream> {
   String name;
   HRESULT status = E_FAIL;  // of opening; once open, the first failure
   unsigned flags = 0;
+  bool isWritable = true;
+  FileWindow* window = nullptr;  // owned; only while somebody buffers
 };
 
 }  // namespace yk

@@ -27,6 +27,7 @@
 namespace yk {
 
 class Array;
+class FileStream;
 class ReferenceIndex;
 class Stream;
 
@@ -103,7 +104,8 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   void WriteNumberChunk(unsigned short tag, unsigned number) noexcept;
 
   Ref<Stream> stream;
-  Ref<Array> objects;  // created by the first reference
+  FileStream* buffered = nullptr;  // the stream, if it works through a window for this writer
+  Ref<Array> objects;              // created by the first reference
   ChunkStack chunks;
   int depth = -1;          // the innermost chunk's index in `chunks`
   int bottom = -1;         // the depth at which nothing is open
