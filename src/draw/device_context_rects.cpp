@@ -10,7 +10,6 @@
 
 #include "core/error_p.h"
 #include "device_context_p.h"
-#include "image/row_kernels_p.h"
 
 namespace yk {
 namespace {
@@ -45,13 +44,12 @@ unsigned WithAlphaDividedBy(unsigned colour, unsigned divisor) noexcept {
   return (colour & 0xFFFFFF) | (colour >> 24) / divisor << 24;
 }
 
-// Changes the rows of a rectangle on a surface with alpha.
+// Changes a rectangle of a surface with alpha: change(surface, rectangle).
 template <class Change>
-HRESULT ChangeAlphaRows(IDC const& dc, char const* operation, xrect2d const& r,
-                        Change const& change) noexcept {
+HRESULT ChangeAlpha(IDC const& dc, char const* operation, xrect2d const& r, Change change) noexcept {
   Surface const surface = SurfaceOf(dc);
   if (!surface.hasAlpha) return draw::Report(dc, operation, YK_E_EMPTY);
-  return raster::ChangeRows(surface, Shifted(dc, r), change);
+  return change(surface, Shifted(dc, r));
 }
 
 }  // namespace
@@ -162,7 +160,7 @@ HRESULT IDC::DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect,
   if (!surface.Clip(area)) return S_FALSE;
   Ref<IDC> const held = Ref<IDC>::Share(this);
   Ref<Image2d> const heldSource = Ref<Image2d>::Share(source);
-  raster::ForEachRow(surface, area, [&](unsigned char* pixel, int row) {
+  raster::ForEachRowDown(surface, area, [&](unsigned char* pixel, int row) {
     int const from = static_cast<int>(area.left - dx);
     unsigned char const* sourcePixel = source->GetLineEx(static_cast<int>(row - dy), from);
     for (size_t i = raster::Width(area); i > 0;
@@ -181,16 +179,21 @@ bool IDC::IsVisible(xrect2d const& r) noexcept {
 // ---- alpha and adjustment
 
 HRESULT IDC::SetAlpha(xrect2d const& r, unsigned char alpha) noexcept {
-  return ChangeAlphaRows(*this, "IDC::SetAlpha", r,
-                         [=](unsigned char* row, size_t pixels) { raster::SetAlphaRow(row, alpha, pixels); });
+  return ChangeAlpha(*this, "IDC::SetAlpha", r, [=](Surface const& surface, xrect2d const& area) {
+    return raster::SetAlpha(surface, area, alpha);
+  });
 }
 
 HRESULT IDC::PremultiplyAlpha(xrect2d const& r) noexcept {
-  return ChangeAlphaRows(*this, "IDC::PremultiplyAlpha", r, img::PremultiplyRow);
+  return ChangeAlpha(*this, "IDC::PremultiplyAlpha", r, [](Surface const& surface, xrect2d const& area) {
+    return raster::Change(surface, area, raster::LOOP_PREMULTIPLY);
+  });
 }
 
 HRESULT IDC::WhitenOpaque(xrect2d const& r) noexcept {
-  return ChangeAlphaRows(*this, "IDC::WhitenOpaque", r, raster::WhitenRow);
+  return ChangeAlpha(*this, "IDC::WhitenOpaque", r, [](Surface const& surface, xrect2d const& area) {
+    return raster::Change(surface, area, raster::LOOP_WHITEN);
+  });
 }
 
 HRESULT IDC::Adjust(xrect2d const* r, int a, int b, IADJUSTMENT* adjustment) noexcept {
@@ -199,9 +202,7 @@ HRESULT IDC::Adjust(xrect2d const* r, int a, int b, IADJUSTMENT* adjustment) noe
   xrect2d area = r ? Shifted(*this, *r) : clip;
   if (!surface.Clip(area)) return S_FALSE;
   if (adjustment->lift != a || adjustment->contrast != b) adjustment->Init(a, b);
-  return raster::ChangeRows(surface, area, [&](unsigned char* row, size_t pixels) {
-    raster::TranslateRow(row, surface.bytesPerPixel, adjustment->table, pixels);
-  });
+  return raster::Translate(surface, area, adjustment->table);
 }
 
 }  // namespace yk

@@ -40,15 +40,38 @@ void Clear(Surface const& surface, unsigned colour) noexcept {
   unsigned char* const first = all.At(0, 0);
   RowFill({Mode::PAINT, colour | OPAQUE_ALPHA}, all.bytesPerPixel)(first, Width(all.clip));
   size_t const rowBytes = static_cast<size_t>(all.stride < 0 ? -all.stride : all.stride);
-  for (int y = 1; y < all.height; ++y) memcpy(all.At(0, y), first, rowBytes);
+  ForEachRow(all, all.clip, [=](unsigned char* row, int y) {
+    if (y > 0) memcpy(row, first, rowBytes);
+  });
 }
 
 HRESULT Fill(Surface const& surface, Paint paint, xrect2d const& r) noexcept {
   xrect2d area = r;
   if (!surface.Clip(area)) return S_FALSE;
   if (!CanPaint(surface, paint.mode)) return E_NOTIMPL;
-  RowFill const fill(paint, surface.bytesPerPixel);
-  ForEachRow(surface, area, [&](unsigned char* row, int) { fill(row, Width(area)); });
+  RowFill(paint, surface.bytesPerPixel)(RowsOf(surface, area).Joined());
+  return S_OK;
+}
+
+HRESULT Change(Surface const& surface, xrect2d const& r, Loop loop) noexcept {
+  xrect2d area = r;
+  if (!surface.Clip(area)) return S_FALSE;
+  BestKernels().rows[loop](RowsOf(surface, area).Joined(), {});
+  return S_OK;
+}
+
+HRESULT SetAlpha(Surface const& surface, xrect2d const& r, unsigned char alpha) noexcept {
+  xrect2d area = r;
+  if (!surface.Clip(area)) return S_FALSE;
+  RowFill::OfAlpha(alpha)(RowsOf(surface, area).Joined());
+  return S_OK;
+}
+
+HRESULT Translate(Surface const& surface, xrect2d const& r, unsigned char const* table) noexcept {
+  xrect2d area = r;
+  if (!surface.Clip(area)) return S_FALSE;
+  ForEachRow(surface, area,
+             [&](unsigned char* row, int) { TranslateRow(row, surface.bytesPerPixel, table, Width(area)); });
   return S_OK;
 }
 

@@ -3,20 +3,22 @@
 #include <string.h>
 
 #include <algorithm>
-#include <array>
 #include <iterator>
+
+#include "core/processor_p.h"
 
 namespace yk::raster {
 namespace {
 
-using Lanes = RowFill::Lanes;
-using Ink = RowCover::Ink;
-constexpr size_t LANES = RowFill::LANES;
 constexpr unsigned OPAQUE_ALPHA = 255;
+
+// A pixel of 4 bytes, blue first.
+constexpr uint32_t COLOUR_BYTES = 0x00FFFFFF, ALPHA_BYTE = 0xFF000000;
 
 struct Channels {
   unsigned blue, green, red, alpha;
 };
+using Ink = Channels;
 
 constexpr Channels Unpack(unsigned colour) noexcept {
   return {colour >> 16 & 255, colour >> 8 & 255, colour & 255, colour >> 24};
@@ -38,50 +40,55 @@ static_assert(DividesExactly());
 // a b / 255, rounded to nearest.
 constexpr unsigned Scale(unsigned a, unsigned b) noexcept { return (a * b + 127) / 255; }
 
-// ---- fills
+// ---- fills, byte by byte
 
-template <class Change>
-inline void ForEachByte(unsigned char* __restrict row, size_t bytes, Change change) noexcept {
-  for (; bytes >= LANES; bytes -= LANES, row += LANES) {
-    for (size_t i = 0; i < LANES; ++i) row[i] = static_cast<unsigned char>(change(row[i], i));
+// change(byte, weight, value)
+template <auto CHANGE>
+void ScalarRows(Rows const& rows, Lanes const& lanes) noexcept {
+  for (int y = 0; y < rows.count; ++y) {
+    unsigned char* const row = rows.first + ptrdiff_t{y} * rows.stride;
+    for (size_t i = 0; i < rows.bytes; i += lanes.pixelSize) {
+      for (size_t c = 0; c < lanes.pixelSize; ++c) {
+        row[i + c] = static_cast<unsigned char>(CHANGE(row[i + c], lanes.WeightOf(c), lanes.ValueOf(c)));
+      }
+    }
   }
-  for (size_t i = 0; i < bytes; ++i) row[i] = static_cast<unsigned char>(change(row[i], i));
 }
 
-void SetGrey(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  memset(row, lanes.value[0], bytes);
+template <auto CHANGE>
+void ScalarColumns(Rows const& rows, unsigned char const* weight, unsigned char const* value) noexcept {
+  for (int y = 0; y < rows.count; ++y) {
+    unsigned char* const row = rows.first + ptrdiff_t{y} * rows.stride;
+    for (size_t i = 0; i < rows.bytes; ++i) {
+      row[i] = static_cast<unsigned char>(CHANGE(row[i], weight[i], value[i]));
+    }
+  }
 }
 
-void Store(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  unsigned char const* __restrict const mask = lanes.mask;
-  unsigned char const* __restrict const value = lanes.value;
-  ForEachByte(row, bytes, [=](unsigned char d, size_t i) { return (d & mask[i]) | value[i]; });
+unsigned Replace(unsigned, unsigned, unsigned value) noexcept { return value; }
+unsigned Merge(unsigned d, unsigned weight, unsigned value) noexcept { return (d & weight) | value; }
+unsigned Blend(unsigned d, unsigned weight, unsigned value) noexcept {
+  return DivideBy255(static_cast<uint16_t>(d * weight + value * (255 - weight)));
 }
-
-void Blend(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  uint16_t const* __restrict const weight = lanes.weight;
-  uint16_t const* __restrict const product = lanes.product;
-  ForEachByte(row, bytes, [=](unsigned d, size_t i) {
-    return DivideBy255(static_cast<uint16_t>(d * weight[i] + product[i]));
-  });
+unsigned BlendColumn(unsigned d, unsigned weight, unsigned value) noexcept {
+  return DivideBy255(static_cast<uint16_t>(d * weight)) + value;
 }
+unsigned Invert(unsigned d, unsigned, unsigned value) noexcept { return d ^ value; }
+unsigned Add(unsigned d, unsigned, unsigned value) noexcept { return std::min(d + value, 255u); }
+unsigned Subtract(unsigned d, unsigned, unsigned value) noexcept { return d > value ? d - value : 0; }
 
-void Invert(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  unsigned char const* __restrict const value = lanes.value;
-  ForEachByte(row, bytes, [=](unsigned char d, size_t i) { return d ^ value[i]; });
-}
-
-// Saturating: adds at most what is left to 255, and subtracts at most what is there.
-void Add(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  unsigned char const* __restrict const value = lanes.value;
-  ForEachByte(row, bytes,
-              [=](unsigned char d, size_t i) { return d + std::min<unsigned char>(value[i], 255 - d); });
-}
-
-void Subtract(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  unsigned char const* __restrict const value = lanes.value;
-  ForEachByte(row, bytes,
-              [=](unsigned char d, size_t i) { return d - std::min<unsigned char>(value[i], d); });
+// change(pixel, lanes)
+template <auto CHANGE>
+void ScalarPixels(Rows const& rows, Lanes const& lanes) noexcept {
+  for (int y = 0; y < rows.count; ++y) {
+    unsigned char* const row = rows.first + ptrdiff_t{y} * rows.stride;
+    for (size_t i = 0; i < rows.bytes; i += 4) {
+      uint32_t pixel;
+      memcpy(&pixel, row + i, 4);
+      pixel = CHANGE(pixel, lanes);
+      memcpy(row + i, &pixel, 4);
+    }
+  }
 }
 
 // Composites a colour over a pixel of any alpha. With w, the remaining weight of the pixel, each channel
@@ -104,65 +111,48 @@ inline uint32_t CompositePixel(uint32_t d, unsigned gainB, unsigned gainG, unsig
   return alpha << 24 | mix(d >> 16 & 255, gainR) << 16 | mix(d >> 8 & 255, gainG) << 8 | mix(d & 255, gainB);
 }
 
-void Composite(unsigned char* row, size_t bytes, Lanes const& lanes) noexcept {
-  unsigned const a = lanes.alpha;
-  unsigned const gainB = lanes.product[0], gainG = lanes.product[1], gainR = lanes.product[2];
-  if (a == 0) return;
-  for (size_t i = 0; i < bytes; i += 4) {
-    uint32_t pixel;
-    memcpy(&pixel, row + i, 4);
-    pixel = CompositePixel(pixel, gainB, gainG, gainR, a);
-    memcpy(row + i, &pixel, 4);
-  }
+uint32_t Composite(uint32_t d, Lanes const& s) noexcept {
+  unsigned const a = s.alpha;
+  return CompositePixel(d, s.ValueOf(0) * a, s.ValueOf(1) * a, s.ValueOf(2) * a, a);
 }
 
-// ---- the loops and the lanes of each mode
+uint32_t Premultiply(uint32_t d, Lanes const&) noexcept {
+  unsigned const a = d >> 24;
+  auto const channel = [=](int shift) {
+    return uint32_t{DivideBy255(static_cast<uint16_t>((d >> shift & 255) * a))} << shift;
+  };
+  return a << 24 | channel(16) | channel(8) | channel(0);
+}
 
-using Pattern = std::array<unsigned, 4>;
+uint32_t Whiten(uint32_t d, Lanes const&) noexcept { return d >> 24 ? d | COLOUR_BYTES : d; }
 
-Pattern Nothing(Channels const&) noexcept { return {}; }
-Pattern AlphaOnly(Channels const&) noexcept { return {0, 0, 0, 255}; }
-Pattern ColourOnly(Channels const&) noexcept { return {255, 255, 255, 0}; }
-Pattern Colour(Channels const& s) noexcept { return {s.blue, s.green, s.red, 0}; }
-Pattern ColourAndAlpha(Channels const& s) noexcept { return {s.blue, s.green, s.red, s.alpha}; }
+void Leave(Rows const&, Lanes const&) noexcept {}
+
+// ---- the loop and the lanes of each mode
+
+constexpr uint32_t Pack(Channels const& s) noexcept {
+  return s.alpha << 24 | s.red << 16 | s.green << 8 | s.blue;
+}
 
 struct Recipe {
-  RowFill::Kernel kernel;
-  Pattern (*mask)(Channels const&) noexcept;
-  Pattern (*value)(Channels const&) noexcept;
+  Loop loop;
+  uint32_t kept, added;  // of the colour; to it
 };
 
-constexpr Recipe OPAQUE_PAINT = {Store, AlphaOnly, Colour};
-constexpr Recipe GREY_PAINT = {SetGrey, Nothing, Colour};
 constexpr Recipe RECIPES[] = {
-    {Blend, Nothing, Nothing},         // paint
-    {Invert, Nothing, ColourOnly},     // invert
-    {Add, Nothing, Colour},            // add
-    {Subtract, Nothing, Colour},       // subtract
-    {Store, Nothing, ColourAndAlpha},  // copy with alpha
-    {Composite, Nothing, Nothing},     // composite over
+    {LOOP_BLEND, COLOUR_BYTES, 0},              // paint
+    {LOOP_INVERT, 0, COLOUR_BYTES},             // invert
+    {LOOP_ADD, COLOUR_BYTES, 0},                // add
+    {LOOP_SUBTRACT, COLOUR_BYTES, 0},           // subtract
+    {LOOP_COPY, COLOUR_BYTES | ALPHA_BYTE, 0},  // copy with alpha
+    {LOOP_COMPOSITE, COLOUR_BYTES, 0},          // composite over
 };
 static_assert(std::size(RECIPES) == MODE_COUNT);
 
-constexpr size_t IndexOf(Mode mode) noexcept { return static_cast<size_t>(mode); }
-
-Recipe const& ChooseRecipe(Mode mode, Channels const& s, int bytesPerPixel) noexcept {
-  if (mode != Mode::PAINT || s.alpha < OPAQUE_ALPHA) return RECIPES[IndexOf(mode)];
-  bool const isGrey = s.blue == s.green && s.green == s.red;
-  return isGrey && bytesPerPixel == 3 ? GREY_PAINT : OPAQUE_PAINT;
-}
-
-// Lanes repeat after this many bytes, which is a whole number of pixels of either size.
-constexpr size_t PERIOD = 12;
-static_assert(LANES == 4 * PERIOD);
-
-template <class Lane>
-void Repeat(Lane (&lanes)[LANES], size_t pixelSize, Pattern const& pattern) noexcept {
-  for (size_t i = 0; i < PERIOD; ++i) {
-    lanes[i] = static_cast<Lane>(pattern[pixelSize == 4 ? i % 4 : i % 3]);
-  }
-  memcpy(lanes + PERIOD, lanes, PERIOD * sizeof(Lane));
-  memcpy(lanes + 2 * PERIOD, lanes, 2 * PERIOD * sizeof(Lane));
+Loop LoopOf(Mode mode, Channels const& s, int bytesPerPixel) noexcept {
+  if (mode != Mode::PAINT || s.alpha < OPAQUE_ALPHA) return RECIPES[static_cast<size_t>(mode)].loop;
+  if (bytesPerPixel == 4) return LOOP_MERGE;
+  return s.blue == s.green && s.green == s.red ? LOOP_SET : LOOP_COPY;
 }
 
 // ---- painting by coverage: one small struct for each mode, which changes one pixel. With coverage 255 each
@@ -237,48 +227,54 @@ struct CoverComposite {
 };
 
 template <class Covering>
-void CoverWith(Ink const& ink, unsigned char* row, unsigned char const* coverage, size_t pixels) noexcept {
-  for (size_t i = 0; i < pixels; ++i, row += ink.pixelSize) {
+void CoverWith(Lanes const& lanes, unsigned char* row, unsigned char const* coverage,
+               size_t pixels) noexcept {
+  Ink const ink = {lanes.ValueOf(0), lanes.ValueOf(1), lanes.ValueOf(2), lanes.alpha};
+  for (size_t i = 0; i < pixels; ++i, row += lanes.pixelSize) {
     if (coverage[i]) Covering::Pixel(row, ink, coverage[i]);
   }
 }
 
-constexpr RowCover::Kernel COVERS[] = {CoverWith<CoverPaint>, CoverWith<CoverInvert>,
-                                       CoverWith<CoverAdd>,   CoverWith<CoverSubtract>,
-                                       CoverWith<CoverCopy>,  CoverWith<CoverComposite>};
+constexpr CoverKernel COVERS[] = {CoverWith<CoverPaint>, CoverWith<CoverInvert>,
+                                  CoverWith<CoverAdd>,   CoverWith<CoverSubtract>,
+                                  CoverWith<CoverCopy>,  CoverWith<CoverComposite>};
 static_assert(std::size(COVERS) == MODE_COUNT);
-
-// ---- rows of pixels of 4 bytes
-
-template <class Change>
-inline void ForEachPixel(unsigned char* row, size_t pixels, Change change) noexcept {
-  for (size_t i = 0; i < pixels; ++i) {
-    uint32_t pixel;
-    memcpy(&pixel, row + i * 4, 4);
-    pixel = change(pixel);
-    memcpy(row + i * 4, &pixel, 4);
-  }
-}
-
-constexpr uint32_t COLOUR_BYTES = 0x00FFFFFF;
 
 }  // namespace
 
-RowFill::RowFill(Paint paint, int bytesPerPixel) noexcept : pixelSize(static_cast<size_t>(bytesPerPixel)) {
+KernelSet const SCALAR_KERNELS = {
+    {ScalarRows<Replace>, ScalarRows<Replace>, ScalarRows<Merge>, ScalarRows<Blend>, ScalarRows<Invert>,
+     ScalarRows<Add>, ScalarRows<Subtract>, ScalarPixels<Composite>, ScalarPixels<Premultiply>,
+     ScalarPixels<Whiten>},
+    ScalarColumns<BlendColumn>,
+    ScalarColumns<Merge>,
+    {CoverWith<CoverPaint>, CoverWith<CoverPaint>}};
+
+KernelSet const& BestKernels() noexcept { return HasAvx2() ? AVX2_KERNELS : BASE_KERNELS; }
+
+RowFill::RowFill(Paint paint, int bytesPerPixel) noexcept {
   Channels const s = Unpack(paint.colour);
-  Recipe const& recipe = ChooseRecipe(paint.mode, s, bytesPerPixel);
-  unsigned const k = OPAQUE_ALPHA - s.alpha;
-  run = recipe.kernel;
+  Recipe const& recipe = RECIPES[static_cast<size_t>(paint.mode)];
+  Loop const loop = LoopOf(paint.mode, s, bytesPerPixel);
+  lanes.pixelSize = static_cast<size_t>(bytesPerPixel);
+  run = loop == LOOP_COMPOSITE && s.alpha == 0 ? Leave : BestKernels().rows[loop];
   lanes.alpha = s.alpha;
-  Repeat(lanes.weight, pixelSize, {k, k, k, 255});
-  Repeat(lanes.product, pixelSize, {s.blue * s.alpha, s.green * s.alpha, s.red * s.alpha, 0});
-  Repeat(lanes.mask, pixelSize, recipe.mask(s));
-  Repeat(lanes.value, pixelSize, recipe.value(s));
+  lanes.value = (Pack(s) & recipe.kept) | recipe.added;
+  lanes.weight = ALPHA_BYTE | (OPAQUE_ALPHA - s.alpha) * 0x010101;
 }
 
-RowCover::RowCover(Paint paint, int bytesPerPixel) noexcept : run(COVERS[IndexOf(paint.mode)]) {
+RowFill RowFill::OfAlpha(unsigned char alpha) noexcept {
+  RowFill fill;
+  fill.run = BestKernels().rows[LOOP_MERGE];
+  fill.lanes.weight = COLOUR_BYTES;
+  fill.lanes.value = uint32_t{alpha} << 24;
+  return fill;
+}
+
+RowCover::RowCover(Paint paint, int bytesPerPixel) noexcept : run(COVERS[static_cast<size_t>(paint.mode)]) {
   Channels const s = Unpack(paint.colour);
-  ink = {s.blue, s.green, s.red, s.alpha, static_cast<size_t>(bytesPerPixel)};
+  ink = {static_cast<size_t>(bytesPerPixel), 0, Pack(s) & COLOUR_BYTES, s.alpha};
+  if (paint.mode == Mode::PAINT) run = BestKernels().coverPaint[bytesPerPixel == 4];
 }
 
 void BlendInto(unsigned char* pixel, unsigned colour) noexcept {
@@ -293,17 +289,22 @@ void BlendInto(unsigned char* pixel, unsigned colour) noexcept {
   pixel[2] = blend(pixel[2], s.red);
 }
 
-void BlendRow(unsigned char* row, int bytesPerPixel, unsigned const* colours, size_t pixels) noexcept {
-  for (size_t i = 0; i < pixels; ++i, row += bytesPerPixel) BlendInto(row, colours[i]);
+void ColourRow::Append(unsigned colour) noexcept {
+  Channels const s = Unpack(colour);
+  unsigned const k = OPAQUE_ALPHA - s.alpha;
+  unsigned const channels[] = {s.blue, s.green, s.red, 0};
+  for (size_t i = 0; i < pixelSize; ++i, ++bytes) {
+    weight[bytes] = static_cast<unsigned char>(i == 3 ? 255 : k);
+    value[bytes] = static_cast<unsigned char>(DivideBy255(static_cast<uint16_t>(channels[i] * s.alpha)));
+  }
+  isOpaque = isOpaque && k == 0;
 }
 
-void SetAlphaRow(unsigned char* row, unsigned char alpha, size_t pixels) noexcept {
-  uint32_t const bits = static_cast<uint32_t>(alpha) << 24;
-  ForEachPixel(row, pixels, [=](uint32_t d) { return (d & COLOUR_BYTES) | bits; });
-}
-
-void WhitenRow(unsigned char* row, size_t pixels) noexcept {
-  ForEachPixel(row, pixels, [](uint32_t d) { return d >> 24 ? d | COLOUR_BYTES : d; });
+void ColourRow::BlendInto(Rows const& rows) const noexcept {
+  KernelSet const& kernels = BestKernels();
+  if (!isOpaque) return kernels.blendColumns(rows, weight, value);
+  if (pixelSize == 4) return kernels.mergeColumns(rows, weight, value);
+  for (int i = 0; i < rows.count; ++i) memcpy(rows.first + ptrdiff_t{i} * rows.stride, value, rows.bytes);
 }
 
 void TranslateRow(unsigned char* row, int bytesPerPixel, unsigned char const* table, size_t pixels) noexcept {

@@ -25,14 +25,14 @@ struct Bevel {
 };
 HRESULT FillBevel(Surface const& surface, Mode mode, Bevel const& bevel) noexcept;
 
-/// Calls change(first pixel, pixels) for each row.
-template <class Change>
-HRESULT ChangeRows(Surface const& surface, xrect2d const& r, Change const& change) noexcept {
-  xrect2d area = r;
-  if (!surface.Clip(area)) return S_FALSE;
-  ForEachRow(surface, area, [&](unsigned char* row, int) { change(row, Width(area)); });
-  return S_OK;
-}
+/// Changes rows of pixels of 4 bytes by a loop that needs no colour.
+HRESULT Change(Surface const& surface, xrect2d const& r, Loop loop) noexcept;
+
+/// Changes only the alpha of pixels of 4 bytes.
+HRESULT SetAlpha(Surface const& surface, xrect2d const& r, unsigned char alpha) noexcept;
+
+/// Maps the colour channels through a table of 256 entries.
+HRESULT Translate(Surface const& surface, xrect2d const& r, unsigned char const* table) noexcept;
 
 /// Fills each row in the colour colourOf(y).
 template <class ColourOf>
@@ -49,15 +49,14 @@ HRESULT FillRows(Surface const& surface, Mode mode, xrect2d const& r, ColourOf c
 /// Blends the colour colourOf(x) into each column.
 template <class ColourOf>
 HRESULT BlendColumns(Surface const& surface, xrect2d const& r, ColourOf colourOf) noexcept {
-  constexpr int CHUNK = 256;  // colours that are buffered at a time
+  constexpr int MOST = ColourRow::MOST;
   xrect2d area = r;
   if (!surface.Clip(area)) return S_FALSE;
-  unsigned colours[CHUNK];
-  for (int left = area.left; left < area.right; left += CHUNK) {
-    xrect2d const chunk(left, area.top, std::min(left + CHUNK, area.right), area.bottom);
-    for (int x = chunk.left; x < chunk.right; ++x) colours[x - left] = colourOf(x);
-    ForEachRow(surface, chunk,
-               [&](unsigned char* row, int) { BlendRow(row, surface.bytesPerPixel, colours, Width(chunk)); });
+  for (int left = area.left; left < area.right; left += MOST) {
+    xrect2d const part(left, area.top, std::min(left + MOST, area.right), area.bottom);
+    ColourRow colours(surface.bytesPerPixel);
+    for (int x = part.left; x < part.right; ++x) colours.Append(colourOf(x));
+    colours.BlendInto(RowsOf(surface, part));
   }
   return S_OK;
 }
@@ -67,7 +66,7 @@ template <class ColourOf>
 HRESULT BlendPixels(Surface const& surface, xrect2d const& r, ColourOf colourOf) noexcept {
   xrect2d area = r;
   if (!surface.Clip(area)) return S_FALSE;
-  ForEachRow(surface, area, [&](unsigned char* pixel, int y) {
+  ForEachRowDown(surface, area, [&](unsigned char* pixel, int y) {
     for (int x = area.left; x < area.right; ++x, pixel += surface.bytesPerPixel) {
       BlendInto(pixel, colourOf(x, y));
     }

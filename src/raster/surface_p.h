@@ -34,9 +34,40 @@ struct Surface {
 /// Pixels in a row of a rectangle that is not inverted.
 inline size_t Width(xrect2d const& r) noexcept { return static_cast<size_t>(r.right - r.left); }
 
-/// Calls run(first pixel, y) for each row of a rectangle inside the surface.
+/// The rows of a rectangle in the order of memory, which is bottom-up for most surfaces: processors fetch
+/// ahead in that direction only.
+struct Rows {
+  unsigned char* first;
+  ptrdiff_t stride;  // not negative
+  size_t bytes;      // of each row
+  int count;
+
+  /// The same bytes in one long row, when nothing is between the rows.
+  Rows Joined() const noexcept {
+    if (static_cast<size_t>(stride) != bytes) return *this;
+    return {first, 0, bytes * static_cast<size_t>(count), 1};
+  }
+};
+
+/// The rows of a rectangle inside the surface.
+inline Rows RowsOf(Surface const& surface, xrect2d const& r) noexcept {
+  bool const isDown = surface.stride >= 0;
+  size_t const bytes = Width(r) * static_cast<size_t>(surface.bytesPerPixel);
+  ptrdiff_t const stride = isDown ? surface.stride : -surface.stride;
+  return {surface.At(r.left, isDown ? r.top : r.bottom - 1), stride, bytes, r.bottom - r.top};
+}
+
+/// Calls run(first pixel, y) for each row of a rectangle inside the surface, in the order of memory.
 template <class Run>
 void ForEachRow(Surface const& surface, xrect2d const& r, Run run) noexcept {
+  bool const isDown = surface.stride >= 0;
+  int const first = isDown ? r.top : r.bottom - 1, end = isDown ? r.bottom : r.top - 1;
+  for (int y = first; y != end; y += isDown ? 1 : -1) run(surface.At(r.left, y), y);
+}
+
+/// The same from top to bottom, for callers that can observe the order.
+template <class Run>
+void ForEachRowDown(Surface const& surface, xrect2d const& r, Run run) noexcept {
   for (int y = r.top; y < r.bottom; ++y) run(surface.At(r.left, y), y);
 }
 
