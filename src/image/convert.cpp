@@ -4,11 +4,7 @@
 
 #include "convert_p.h"
 #include "core/error_p.h"
-
-#if !defined(__GNUC__)
-#include <intrin.h>
-#include <windows.h>
-#endif
+#include "core/processor_p.h"
 
 namespace yk {
 
@@ -32,28 +28,6 @@ HRESULT Copy(void const* src, void* dst, IMG_FORMAT format, int count) noexcept 
   if (!src || !dst) return E_INVALIDARG;
   memmove(dst, src, size);
   return S_OK;
-}
-
-/// Whether the kernels for AVX2 can run; they fuse multiplications as well.
-bool HasAvx2() noexcept {
-#if defined(__GNUC__)
-  __builtin_cpu_init();
-  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-#else
-  constexpr int FMA = 1 << 12;
-  int facts[4];
-  __cpuid(facts, 1);
-  return IsProcessorFeaturePresent(PF_AVX2_INSTRUCTIONS_AVAILABLE) && (facts[2] & FMA);
-#endif
-}
-
-bool HasSsse3() noexcept {
-#if defined(__GNUC__)
-  __builtin_cpu_init();
-  return __builtin_cpu_supports("ssse3");
-#else
-  return IsProcessorFeaturePresent(PF_SSSE3_INSTRUCTIONS_AVAILABLE);
-#endif
 }
 
 }  // namespace
