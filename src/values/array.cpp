@@ -10,6 +10,7 @@
 
 #include "core/dying_p.h"
 #include "core/error_p.h"
+#include "room_p.h"
 
 namespace yk {
 
@@ -117,7 +118,8 @@ bool Array::AtInsert(int index, void* element) noexcept {
     return false;
   }
   if (count == capacity && !Grow()) return false;
-  memmove(elements + index + 1, elements + index, static_cast<size_t>(count - index) * sizeof *elements);
+  if (index < count)
+    memmove(elements + index + 1, elements + index, static_cast<size_t>(count - index) * sizeof *elements);
   elements[index] = element;
   ++count;
   return true;
@@ -210,15 +212,21 @@ bool Array::Grow() noexcept {
     qe_Error("Array::ATInsert overflow");
     return false;
   }
-  size_t const bytes = static_cast<size_t>(grown) * sizeof *elements;
+  size_t const room = RoomFor(static_cast<size_t>(grown));
+  if (room != RoomFor(static_cast<size_t>(capacity)) && !Move(room)) return false;
+  // Zeroed: Swap may access elements past the last one.
+  memset(elements + capacity, 0, static_cast<size_t>(grown - capacity) * sizeof *elements);
+  capacity = grown;
+  return true;
+}
+
+bool Array::Move(size_t room) noexcept {
+  size_t const bytes = room * sizeof *elements;
   void* const block = ::operator new(bytes, std::nothrow);
   if (!block) return FailMemory("Array::AtInsert", bytes), false;
   if (count > 0) memcpy(block, elements, static_cast<size_t>(count) * sizeof *elements);
-  // Zeroed: Swap may access elements past the last one.
-  memset(static_cast<void**>(block) + capacity, 0, static_cast<size_t>(grown - capacity) * sizeof *elements);
   ::operator delete(static_cast<void*>(elements));
   elements = static_cast<void**>(block);
-  capacity = grown;
   return true;
 }
 
@@ -313,6 +321,7 @@ void DataArray::FreeAll() noexcept {
     buffer = nullptr;
     count = 0;
     capacity = 0;
+    room = 0;
     for (unsigned char* record = block; deleter && record < end; record += size) deleter(record);
     yk_delete(block);
   }
@@ -323,15 +332,9 @@ void* DataArray::AtInsert(int index) noexcept {
     qe_Error("Array::ATInsert index[%d] out of range", index);
     return nullptr;
   }
-  if (count == capacity) {
-    int const grown = GrownCapacity(capacity, step);
-    if (grown <= capacity) {
-      qe_Error("Array::ATInsert overflow");
-      return nullptr;
-    }
-    if (!Resize(grown)) return nullptr;
-  }
-  memmove(Record(index + 1), Record(index), static_cast<size_t>(count - index) * recordSize);
+  if (count == capacity && !Grow()) return nullptr;
+  if (index < count)
+    memmove(Record(index + 1), Record(index), static_cast<size_t>(count - index) * recordSize);
   ++count;
   return memset(Record(index), 0, recordSize);
 }
@@ -343,7 +346,7 @@ HRESULT DataArray::Allocate(int records) noexcept {
     FreeAll();
     return S_OK;
   }
-  if (!Resize(records)) return E_OUTOFMEMORY;
+  if (!Resize(records, static_cast<size_t>(records))) return E_OUTOFMEMORY;
   count = records;
   return S_OK;
 }
@@ -366,11 +369,25 @@ void DataArray::MoveToEnd(int index) noexcept {
   }
 }
 
-bool DataArray::Resize(int records) noexcept {
+bool DataArray::Grow() noexcept {
+  int const grown = GrownCapacity(capacity, step);
+  if (grown <= capacity) {
+    qe_Error("Array::ATInsert overflow");
+    return false;
+  }
+  if (static_cast<unsigned>(grown) > room) return Resize(grown, RoomFor(static_cast<size_t>(grown)));
+  capacity = grown;
+  return true;
+}
+
+bool DataArray::Resize(int records, size_t wanted) noexcept {
   if (recordSize == 0) return false;
-  void* const block = yk_realloc(buffer, static_cast<size_t>(records) * recordSize);
+  void* const block = yk_new(wanted * recordSize);
   if (!block) return false;
+  if (buffer) memcpy(block, buffer, static_cast<size_t>(count) * recordSize);
+  yk_delete(buffer);
   buffer = static_cast<unsigned char*>(block);
+  room = static_cast<unsigned>(wanted);
   capacity = records;
   return true;
 }

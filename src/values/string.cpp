@@ -26,6 +26,15 @@ constexpr size_t BlockSize(size_t length) noexcept {
 }
 static_assert(BlockSize(1) == 72 && BlockSize(31) == 72 && BlockSize(32) == 136 && BlockSize(63) == 136);
 
+// Up to here a block has exactly the size that its length states.
+constexpr size_t EXACT_BYTES = 2048;
+
+// The size of a larger block that a text outgrew: twice the length, so that the cost of appending does not
+// depend on it.
+constexpr size_t GrownSize(size_t length) noexcept {
+  return BlockSize(length < MOST_LENGTH / 2 ? 2 * length : length);
+}
+
 constexpr bool IsBlank(wchar_t c) noexcept { return c == L' ' || c == L'\t'; }
 
 // Contract: in every search, a found index passes through a signed 32-bit integer.
@@ -69,7 +78,8 @@ constexpr size_t String::npos;  // exported, since callers may bind references t
 
 String::String(String const& other) noexcept {
   if (!other.block) return;
-  size_t const bytes = _msize(other.block);  // may be more than the length needs
+  size_t bytes = _msize(other.block);                          // may be more than the length needs
+  if (bytes > EXACT_BYTES) bytes = BlockSize(other.Length());  // the room to grow is not copied
   void* const copy = yk_new(bytes);
   if (copy) block = static_cast<Block*>(memcpy(copy, other.block, bytes));
 }
@@ -273,7 +283,7 @@ bool String::AtInsert(size_t position, wchar_t const* text) noexcept {
   if (Holds(text)) return AtInsert(position, String(text).c_str());
   size_t const old = Length();
   size_t const added = wcslen(text);
-  if (!Realloc(old + added)) return false;
+  if (!Extend(old + added)) return false;
   wchar_t* const at = Text(block) + position;
   memmove(at + added, at, (old - position) * sizeof(wchar_t));
   memcpy(at, text, added * sizeof(wchar_t));
@@ -363,8 +373,24 @@ void String::Append(wchar_t const* text, size_t length) noexcept {
   size_t const old = Length();
   bool const own = Holds(text);
   size_t const offset = own ? static_cast<size_t>(text - Text(block)) : 0;
-  if (length == 0 || !Realloc(old + length)) return;
+  if (length == 0 || !Extend(old + length)) return;
   memcpy(Text(block) + old, own ? Text(block) + offset : text, length * sizeof(wchar_t));
+}
+
+// Realloc to a greater length that leaves a large block room to grow. Any other change of the length trims it.
+bool String::Extend(size_t length) noexcept {
+  size_t const bytes = length <= MOST_LENGTH ? BlockSize(length) : 0;
+  if (!block || bytes <= EXACT_BYTES || bytes == BlockSize(Length())) return Realloc(length);
+  if (_msize(block) < bytes) {
+    void* const moved = yk_new(GrownSize(length));
+    if (!moved) return false;
+    memcpy(moved, block, LENGTH_BYTES + Length() * sizeof(wchar_t));
+    yk_delete(block);
+    block = static_cast<Block*>(moved);
+  }
+  block->length = length;
+  Text(block)[length] = 0;
+  return true;
 }
 
 // Whether the text is inside this string's block, which editing may move.

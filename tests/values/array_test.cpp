@@ -68,6 +68,15 @@ TEST(Array, GrowsInStepsThatGrowUpToItsLimit) {
   }
 }
 
+TEST(Array, KeepsEveryElementWhereverItsBlockGrows) {
+  Ref<Array> const a = Own(Array::Create(0));
+  for (int n = 0; n < 5000; ++n) a->AtInsert(n % 2 ? a->Count() : 0, P(n));
+  for (int n = 0; n < 5000; ++n) ASSERT_EQ(a->At(n % 2 ? 2500 + n / 2 : 2499 - n / 2), P(n));
+  EXPECT_EQ(Field<int>(a.get(), 44), 5128);
+  EXPECT_TRUE(a->Swap(5127, 0));
+  EXPECT_EQ(a->At(0), nullptr) << "zeroed up to its capacity";
+}
+
 Ints freed;
 
 TEST(Array, FreesThroughItsDeleterOnly) {
@@ -205,6 +214,18 @@ TEST(DataArray, HoldsZeroedRecordsByValue) {
             (Texts{L"DataArray::AtFree index[16777215] out of range",
                    L"DataArray::AtFree index[-1] out of range", L"Array::ATInsert index[-1] out of range",
                    L"Array::ATInsert index[1] out of range", L"Array::ATInsert overflow"}));
+}
+
+TEST(DataArray, KeepsEveryRecordWhereverItsBlockGrows) {
+  for (int const allocated : {0, 1000, 3001}) {
+    Ref<DataArray> const a = Own(DataArray::Create());
+    a->SetRecord(sizeof(int), nullptr);
+    EXPECT_EQ(a->Allocate(allocated), S_OK);
+    for (int n = 0; n < allocated; ++n) *static_cast<int*>(a->At(n)) = n;
+    for (int n = allocated; n < 5000; ++n) *static_cast<int*>(a->AtInsert(n)) = n;
+    for (int n = 0; n < 5000; ++n) ASSERT_EQ(*static_cast<int*>(a->At(n)), n) << allocated;
+    EXPECT_EQ(Field<int>(a.get(), 28), 5000 + allocated % 10);
+  }
 }
 
 }  // namespace

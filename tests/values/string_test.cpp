@@ -32,6 +32,25 @@ TEST(String, ABlockIsALengthTheCharactersAndRoomInStepsOf32) {
   EXPECT_EQ(Characters(s), L"0123");
 }
 
+TEST(String, ALongTextThatGrowsKeepsItsCharactersAndACopyIsTrimmed) {
+  String s;
+  wstring expected;
+  for (int i = 0; i < 2000; ++i) {
+    s.AtInsert(i % 3 ? String::npos : s.Length() / 2, L"in");
+    if (i % 3 == 0) expected.insert(expected.size() / 2, L"in");
+    if (i % 500 == 499) s.Terminate(s.Length() - 700), expected.resize(expected.size() - 700);
+    s += i % 2 ? L"abcdefgh" : L"x";
+    expected += i % 2 ? L"abcdefgh" : L"x";
+  }
+  EXPECT_EQ(Characters(s), expected);
+  EXPECT_EQ(s.c_str()[s.Length()], 0);
+  String copy(s);
+  EXPECT_EQ(Characters(copy), expected);
+  EXPECT_EQ(_msize(BlockOf(copy)), 8 + (expected.size() + 32) / 32 * 64);
+  s.Realloc(40);
+  EXPECT_EQ(_msize(BlockOf(s)), 136u);
+}
+
 TEST(String, ConstructsFromEachKindOfText) {
   EXPECT_EQ(Characters(String('\xE9') + String("caf\xE9")), wstring(1, L'\xFFE9') + L"caf\xE9");
   EXPECT_EQ(Characters(String(L'\0')) + Characters(String(L"a\0b", 3)), wstring(L"\0a\0b", 4));

@@ -91,10 +91,11 @@ class YK_API Array : public Implements<Array, Unknown> {
  private:
   bool Has(int index) const noexcept { return index >= 0 && index < count; }
   bool Grow() noexcept;
+  bool Move(size_t room) noexcept;
 
   Deleter deleter = nullptr;
   int count = 0;
-  void** elements = nullptr;
+  void** elements = nullptr;  // room for `capacity` elements, and more in a large array
   int step;
   int capacity = 0;
 };
@@ -134,7 +135,7 @@ class YK_API SortedArray : public Implements<SortedArray, Array> {
   int duplicates = 0;
 };
 
-/// Fixed-size records, stored by value in a block from yk_realloc. Pointers to records are invalidated by the
+/// Fixed-size records, stored by value in a block from yk_new. Pointers to records are invalidated by the
 /// next insertion.
 class YK_API DataArray : public Implements<DataArray, Unknown> {
  public:
@@ -170,8 +171,10 @@ class YK_API DataArray : public Implements<DataArray, Unknown> {
 
   unsigned char* Record(int index) const noexcept;
   void MoveToEnd(int index) noexcept;
-  bool Resize(int records) noexcept;
+  bool Grow() noexcept;
+  bool Resize(int records, size_t wanted) noexcept;
 
+  unsigned room = 0;  // records that the buffer has room for, at least `capacity`
   unsigned char* buffer = nullptr;
   int step = 10;
   int capacity = 0;

@@ -14,7 +14,8 @@
 //           +----------+----------------------------+----+- - - - - - +
 //           | length   | characters                 | 0  | spare room |     the block
 //           +----------+----------------------------+----+- - - - - - +
-//           room for length + 1 characters, rounded up to a multiple of 32
+//           room for length + 1 characters, rounded up to a multiple of 32; a long text that was appended to
+//           has more
 //
 // The length counts 16-bit units and is authoritative: embedded zeros are allowed. Operations on C strings
 // (comparing, searching for a text, printf) nevertheless stop at the first zero.
@@ -40,7 +41,7 @@ class YK_API String {
   // ---- construction and lifetime
 
   String() noexcept = default;
-  /// Copies the whole block, spare room included.
+  /// Copies the whole block, spare room included; of a long text only what its length states.
   String(String const& other) noexcept;
   String(String&& other) noexcept : block(other.block) { other.block = nullptr; }
   /// The identifier's text form.
@@ -204,6 +205,7 @@ class YK_API String {
 
   void Assign(wchar_t const* text, size_t length) noexcept;
   void Append(wchar_t const* text, size_t length) noexcept;
+  bool Extend(size_t length) noexcept;
   bool Holds(wchar_t const* text) const noexcept;
   size_t Separator() const noexcept;
 
