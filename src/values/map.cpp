@@ -1,13 +1,13 @@
 #include "core/dying_p.h"
 #include "core/error_p.h"
 #include "core/registry_p.h"
+#include "map_index_p.h"
 #include "variant_p.h"
 
 #include <qecore/core/memory.h>
 #include <qecore/core/ref.h>
 #include <qecore/values/map.h>
 
-#include <bit>
 #include <new>
 
 namespace yk {
@@ -16,14 +16,7 @@ namespace {
 
 constexpr unsigned FIRST_ENTRIES = 10;
 constexpr unsigned MORE_ENTRIES = 5;
-constexpr size_t LARGE = 1000;
 constexpr unsigned CLOSED = UINT32_MAX;  // the capacity of a map that is being destroyed
-
-// The number of entries allocated for a map of this capacity. Large maps double, so that the steps of five
-// entries do not reallocate each time.
-constexpr size_t Room(size_t capacity) noexcept {
-  return capacity <= LARGE ? capacity : std::bit_ceil(capacity);
-}
 
 }  // namespace
 
@@ -35,13 +28,14 @@ HRESULT Map::Register() noexcept { return RegisterOwn<Map>(Id(), "Map"); }
 // then finds an empty map, which accepts nothing, and whose count cannot fall to zero a second time.
 Map::~Map() {
   HoldWhileDying(*this);
-  Entry* const block = entries;
+  void* const block = IsIndexed() ? IndexOf().Block() : entries;
+  Entry* const first = entries;
   unsigned const rooms = capacity;
   entries = nullptr;
   count = 0;
   capacity = CLOSED;
   // Entries past the last one may hold values left there by Remove.
-  for (unsigned i = 0; i < rooms; ++i) block[i].value.Done();
+  for (unsigned i = 0; i < rooms; ++i) first[i].value.Done();
   yk_delete(block);
 }
 
@@ -83,12 +77,7 @@ HRESULT Map::Remove(unsigned key) noexcept {
   }
   if (!entry) return E_FAIL;
   entry->value.Swap(removed);
-  --count;
-  for (Entry const* const last = entries + count; entry < last; ++entry) {
-    entry[0].key = entry[1].key;
-    entry[0].value.Swap(entry[1].value);
-  }
-  entry->value.Swap(kept);
+  CloseHole(static_cast<unsigned>(entry - entries), kept);
   return S_OK;
 }
 
@@ -99,11 +88,39 @@ HRESULT Map::Lookup(unsigned key) noexcept {
 
 void* Map::DeleteThis(unsigned flags) noexcept { return DeleteSelf(flags); }
 
+Map::Index Map::IndexOf() const noexcept { return {entries, capacity}; }
+
+bool Map::IsIndexed() const noexcept { return capacity > Index::NONE_UP_TO && capacity != CLOSED; }
+
 Map::Entry* Map::Seek(unsigned key) const noexcept {
+  if (IsIndexed()) return IndexOf().Find(key);
   for (unsigned i = 0; i < count; ++i) {
     if (entries[i].key == key) return entries + i;
   }
   return nullptr;
+}
+
+// The bytes of entries are moved; what they then leave behind is not a value.
+void Map::CloseHole(unsigned hole, Variant& kept) noexcept {
+  unsigned const last = count - 1;
+  unsigned const lastKey = entries[last].key;
+  if (!IsIndexed()) {
+    memmove(static_cast<void*>(entries + hole), entries + hole + 1, (last - hole) * sizeof(Entry));
+    new (&entries[last].value) Variant;
+  } else {
+    Index index = IndexOf();
+    index.Remove(entries[hole], entries + count);
+    if (hole < last - hole) {
+      entries = index.CloseFromFront(hole);
+      entries[last].value.Swap(entries[capacity - 1].value);
+    } else {
+      index.CloseFromEnd(hole, last);
+      new (&entries[last].value) Variant;
+    }
+  }
+  count = last;
+  entries[last].key = lastKey;
+  entries[last].value.Swap(kept);
 }
 
 bool Map::Append(unsigned key, Variant& value) noexcept {
@@ -113,27 +130,50 @@ bool Map::Append(unsigned key, Variant& value) noexcept {
   Entry& entry = entries[count++];
   entry.key = key;
   entry.value.Swap(value);
+  if (IsIndexed()) IndexOf().Add(entry);
   return true;
 }
 
 void Map::Truncate(unsigned newCount) noexcept {
   while (count > newCount) {
     Variant removed;
-    entries[--count].value.Swap(removed);
+    Entry& entry = entries[count - 1];
+    if (IsIndexed()) IndexOf().Remove(entry, entries + count);
+    --count;
+    entry.value.Swap(removed);
   }
 }
 
 bool Map::Grow() noexcept {
-  unsigned const more = capacity ? MORE_ENTRIES : FIRST_ENTRIES;
-  if (capacity >= CLOSED - more) return false;
-  size_t const room = Room(size_t{capacity} + more);
-  if (room != Room(capacity)) {
-    void* const block = yk_realloc(entries, room * sizeof(Entry));
-    if (!block) return false;
-    entries = static_cast<Entry*>(block);
-  }
-  for (unsigned const end = capacity + more; capacity < end; ++capacity) new (entries + capacity) Entry{};
+  unsigned const grown = capacity + (capacity ? MORE_ENTRIES : FIRST_ENTRIES);
+  if (grown > Index::MOST_CAPACITY) return false;
+  bool const stays = IsIndexed() && Index::Room(grown) == Index::Room(capacity);
+  if (stays) entries = IndexOf().MakeRoom(grown);
+  if (!stays && !(grown > Index::NONE_UP_TO ? MoveToIndexed(grown) : MoveTo(grown))) return false;
+  for (; capacity < grown; ++capacity) new (entries + capacity) Entry{};
+  if (IsIndexed() && !stays) FillIndex();
   return true;
+}
+
+bool Map::MoveTo(unsigned grown) noexcept {
+  void* const block = yk_realloc(entries, grown * sizeof(Entry));
+  if (block) entries = static_cast<Entry*>(block);
+  return block != nullptr;
+}
+
+bool Map::MoveToIndexed(unsigned grown) noexcept {
+  void* const block = yk_new(Index::Bytes(grown));
+  if (!block) return false;
+  Entry* const first = Index::Prepare(block, grown);
+  memcpy(static_cast<void*>(first), entries, capacity * sizeof(Entry));
+  yk_delete(IsIndexed() ? IndexOf().Block() : entries);
+  entries = first;
+  return true;
+}
+
+void Map::FillIndex() noexcept {
+  Index index = IndexOf();
+  for (unsigned i = 0; i < count; ++i) index.Add(entries[i]);
 }
 
 }  // namespace yk

@@ -2,6 +2,10 @@
 #include <qecore/values/array.h>
 #include <qecore/values/map.h>
 
+#include <algorithm>
+#include <utility>
+#include <vector>
+
 #include "support/prelude.h"
 
 namespace {
@@ -26,6 +30,54 @@ TEST(Map, GrowsOneEntryEarlyInABlockOfTwentyByteEntries) {
   EXPECT_EQ(Field<uint64_t>(entries, 280), 114u + (uint64_t{14} << 32));
 }
 
+// Keys in their order, and the number under each.
+struct Model {
+  std::vector<std::pair<unsigned, int>> entries;
+
+  auto Find(unsigned key) { return std::ranges::find(entries, key, &std::pair<unsigned, int>::first); }
+  void Set(unsigned key, int number) {
+    auto const at = Find(key);
+    at == entries.end() ? void(entries.emplace_back(key, number)) : void(at->second = number);
+  }
+  void ExpectEqual(Map* map) const {
+    ASSERT_EQ(map->Count(), entries.size());
+    char* const first = Field<char*>(map, 16);
+    for (size_t i = 0; i < entries.size(); ++i)
+      ASSERT_EQ((Ints{Field<unsigned>(first, 20 * i), Field<int>(first, 20 * i + 4)}),
+                (Ints{entries[i].first, entries[i].second}));
+  }
+};
+
+// Removals from the front, the end and between, while the map grows far beyond the size of a plain search.
+TEST(Map, FindsEveryKeyInOrderHoweverLarge) {
+  for (unsigned const step : {1u, 4096u, 0x9E3779B1u}) {
+    Ref<Map> const map = Own(Map::Create());
+    Model model;
+    unsigned random = 1;
+    for (int i = 0; i < 4000; ++i) {
+      random = random * 1664525 + 1013904223;
+      unsigned const key = (random >> 8) % 700 * step;
+      map->SetValue(key, Made(i)), model.Set(key, i);
+      auto const& entries = model.entries;
+      size_t const places[] = {0, entries.size() - 1, entries.size() / 3, (random >> 16) % entries.size()};
+      for (int left = i % 50 == 0 ? 30 : i % 3 == 0; left > 0 && entries.size() > 1; --left) {
+        unsigned const removed = entries[places[(random >> 4) % 4] % entries.size()].first;
+        ASSERT_EQ(map->Remove(removed), S_OK);
+        model.entries.erase(model.Find(removed));
+        ASSERT_EQ(Number(map.get(), removed), -1);
+      }
+      if (i % 100 == 0) model.ExpectEqual(map.get());
+    }
+    model.ExpectEqual(map.get());
+    for (auto const& [key, number] : model.entries) EXPECT_EQ(Number(map.get(), key), number);
+    while (!model.entries.empty()) {
+      ASSERT_EQ(map->Remove(model.entries[0].first), S_OK);
+      model.entries.erase(model.entries.begin());
+    }
+    EXPECT_EQ(map->Count(), 0u);
+  }
+}
+
 TEST(Map, SetsReplacesAndRemovesInOrder) {
   Ref<Map> const map = Own(Map::Create());
   Variant v = Made(7);
@@ -43,16 +95,19 @@ TEST(Map, SetsReplacesAndRemovesInOrder) {
 }
 
 TEST(Map, LetsGoOfEveryObjectItHeld) {
-  Ref<Array> const object = Own(Array::Create(0));
-  Ref<Map> map = Own(Map::Create());
-  Variant const held = Made(static_cast<Unknown*>(object.get()));
-  for (unsigned key = 1; key <= 3; ++key) map->SetValue(key, held);
-  map->Remove(1);
-  EXPECT_EQ(References(object.get()), 5u);  // contract: the vacated entry keeps its own
-  map->SetValue(4, held);                   // replaces it
-  EXPECT_EQ(References(object.get()), 5u);
-  map.Reset();
-  EXPECT_EQ(References(object.get()), 2u);
+  for (unsigned const count : {3u, 100u}) {
+    Ref<Array> const object = Own(Array::Create(0));
+    Ref<Map> map = Own(Map::Create());
+    Variant const held = Made(static_cast<Unknown*>(object.get()));
+    for (unsigned key = 1; key <= count; ++key) map->SetValue(key, held);
+    for (unsigned const key : {1u, 2u}) map->Remove(key);
+    EXPECT_EQ(References(object.get()), count + 2);  // contract: the vacated entries keep their own
+    EXPECT_EQ(Field<unsigned>(Field<char*>(map.get(), 16), 20 * (count - 2)), count);
+    map->SetValue(count + 1, held);  // replaces one
+    EXPECT_EQ(References(object.get()), count + 2);
+    map.Reset();
+    EXPECT_EQ(References(object.get()), 2u);
+  }
 }
 
 TEST(Map, ObjectsThatItLetsGoOfMayCallIt) {

@@ -65,15 +65,23 @@ class YK_API Map : public Destroys<Map, qe_Streamable> {
     Variant value;
   };
   static_assert(sizeof(Entry) == 20 && offsetof(Entry, value) == 4);
+  class Index;
 
   Map() noexcept = default;
   ~Map();
 
+  Index IndexOf() const noexcept;
+  bool IsIndexed() const noexcept;
   Entry* Seek(unsigned key) const noexcept;
+  // Closes the gap of an entry without a value; the last one keeps its key, with the value `kept`.
+  void CloseHole(unsigned hole, Variant& kept) noexcept;
   // Moves the value into a new entry, and the stale value of that entry into `value`. False: no memory.
   bool Append(unsigned key, Variant& value) noexcept;
   void Truncate(unsigned newCount) noexcept;
   bool Grow() noexcept;
+  bool MoveTo(unsigned grown) noexcept;
+  bool MoveToIndexed(unsigned grown) noexcept;
+  void FillIndex() noexcept;
 
   Entry* entries = nullptr;  // room for `capacity`; those from `count` on are zero or stale, to be reused
   unsigned count = 0;
