@@ -55,6 +55,11 @@ bool IsValidText(uint32_t kind, String const& text) noexcept {
   return kind == XML_COMMENT ? IsComment(text) : IsInstruction(text);
 }
 
+XmlNode* NewNode(uint32_t kind, std::wstring_view name = {}) noexcept {
+  xml::Pool pool;
+  return XmlTree::NewNode(pool, kind, name);
+}
+
 bool IsAncestor(XmlNode const* node, XmlNode const* descendant) noexcept {
   while (descendant && descendant != node) descendant = descendant->Parent();
   return descendant != nullptr;
@@ -99,15 +104,17 @@ wchar_t const* WhyNotInserted(XmlNode const* parent, XmlNode const* node, XmlNod
 
 XmlHelper* XmlHelper::Create() noexcept { return Made(new (std::nothrow) XmlHelper, "XmlHelper::Create"); }
 
-XmlNode* XmlHelper::CreateDocument() noexcept { return XmlTree::NewNode(XML_DOCUMENT); }
+XmlNode* XmlHelper::CreateDocument() noexcept { return NewNode(XML_DOCUMENT); }
 
 XmlNode* XmlHelper::CreateNode(uint32_t kind, wchar_t const* content) noexcept {
   if (kind != XML_ELEMENT && kind != XML_COMMENT && kind != XML_INSTRUCTION)
     return Fail(E_INVALIDARG, "XmlHelper::CreateNode", L"cannot create a node of kind %u", kind), nullptr;
-  XmlNode* const node = XmlTree::NewNode(kind);
-  if (!node) return nullptr;
-  HRESULT const result = kind == XML_ELEMENT ? SetName(node, content) : SetText(node, content);
-  if (Succeeded(result)) return node;
+  if (kind == XML_ELEMENT) {
+    if (!IsName(content)) return RefuseName("XmlHelper::SetName", content), nullptr;
+    return NewNode(kind, content);
+  }
+  XmlNode* const node = NewNode(kind);
+  if (!node || Succeeded(SetText(node, content))) return node;
   XmlTree::Free(node);
   return nullptr;
 }
@@ -145,7 +152,7 @@ HRESULT XmlHelper::SetName(XmlNode* node, wchar_t const* name) noexcept {
   if (!IsName(name)) return RefuseName(OPERATION, name);
   String copy(name);
   if (copy.IsEmpty()) return E_OUTOFMEMORY;
-  XmlTree::Name(*node) = std::move(copy);
+  XmlTree::SetName(*node, copy);
   return S_OK;
 }
 
@@ -160,7 +167,7 @@ HRESULT XmlHelper::SetText(XmlNode* node, wchar_t const* text) noexcept {
     return E_OUTOFMEMORY;
   }
   if (!IsValidText(node->Kind(), copy)) return Refuse(OPERATION, L"XML cannot express this text there");
-  XmlTree::Text(*node) = std::move(copy);
+  XmlTree::SetText(*node, copy);
   return S_OK;
 }
 
@@ -174,18 +181,16 @@ HRESULT XmlHelper::SetAttribute(XmlNode* node, wchar_t const* name, wchar_t cons
   if (!IsElement(node)) return Refuse(OPERATION, NOT_AN_ELEMENT);
   if (!IsName(name)) return RefuseName(OPERATION, name);
   if (value && !xml::IsText(value, length)) return Refuse(OPERATION, L"XML cannot express this value");
-  String copy(value);
-  if (copy.Length() != length) return E_OUTOFMEMORY;
-  XmlAttribute* attribute = FindAttribute(node, name);
-  if (!attribute) {
-    String nameCopy(name);
-    attribute = nameCopy.IsEmpty() ? nullptr : XmlTree::NewAttribute();
-    if (!attribute) return E_OUTOFMEMORY;
-    XmlTree::Name(*attribute) = std::move(nameCopy);
-    XmlTree::Append(*node, *attribute);
-    XmlTree::Index(*node, *attribute);
+  if (XmlAttribute* const attribute = FindAttribute(node, name)) {
+    String copy(value);
+    if (copy.Length() != length) return E_OUTOFMEMORY;
+    return XmlTree::SetValue(*attribute, copy), S_OK;
   }
-  XmlTree::Value(*attribute) = std::move(copy);
+  xml::Pool pool;
+  XmlAttribute* const attribute = XmlTree::NewAttribute(pool, name, {value, length});
+  if (!attribute) return E_OUTOFMEMORY;
+  XmlTree::Append(*node, *attribute);
+  XmlTree::Index(*node, *attribute);
   return S_OK;
 }
 

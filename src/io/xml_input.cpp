@@ -1,9 +1,11 @@
 #include "xml_input_p.h"
 
+#include <emmintrin.h>
 #include <qecore/io/stream.h>
 #include <string.h>
 
 #include <algorithm>
+#include <bit>
 
 #include "xml_chars_p.h"
 
@@ -15,31 +17,17 @@ constexpr wchar_t NOT_UTF16[] = L"invalid UTF-16";
 constexpr wchar_t BIG_ENDIAN[] = L"big-endian UTF-16 is not supported";
 constexpr wchar_t BAD_CHARACTER[] = L"invalid character";
 
-/// Reads the rest of the stream, in growing blocks: the size that a stream reports is not trusted for an
-/// allocation. Endless streams fail, since positions have 32 bits.
-HRESULT ReadBytes(Stream& stream, Buffer<char>& bytes) noexcept {
-  constexpr unsigned FIRST_BLOCK = 0x1000, LARGEST_BLOCK = 0x10000;
-  unsigned const start = stream.GetPosition();
-  unsigned const end = stream.GetSize();
-  for (unsigned block = FIRST_BLOCK;; block = std::min(2 * block, LARGEST_BLOCK)) {
-    size_t const before = bytes.Count();
-    if (!bytes.Resize(before + block)) return E_OUTOFMEMORY;
-    unsigned done = 0;
-    HRESULT const result = stream.Read(bytes.begin() + before, block, &done);
-    bool const isRead = Succeeded(result) && done <= block;
-    bytes.Shrink(before + (isRead ? done : 0));
-    if (!isRead || done == 0) break;
-    if (bytes.Count() > UINT32_MAX) return E_FAIL;
-  }
-  // Some streams return a failure at the end; before the reported end, it is one.
-  return end > start && bytes.Count() < end - start ? E_FAIL : S_OK;
-}
-
-/// Accepts 16-bit units, converts line ends to LF, and rejects what XML does not allow. Has room for all
-/// units.
+/// Accepts 16-bit units, converts line ends to LF, and rejects what XML does not allow.
 class Sink {
  public:
-  explicit Sink(wchar_t* buffer) noexcept : start(buffer), next(buffer) {}
+  /// Where to continue writing, with room for all units that come next, and for INPUT_PAD more.
+  void ContinueAt(wchar_t* place) noexcept { next = place; }
+  wchar_t* Next() const noexcept { return next; }
+
+  /// Puts the characters of 7 bits at the start that are written as they are. \return how many
+  size_t PutAscii(uint8_t const* bytes, size_t size) noexcept;
+  /// The same for units of 16 bits.
+  size_t PutUnits(uint8_t const* bytes, size_t size) noexcept;
 
   bool Put(wchar_t unit) noexcept {
     bool const afterReturn = inReturn;
@@ -62,16 +50,53 @@ class Sink {
            Put(static_cast<wchar_t>(0xDC00 + (scalar & 0x3FF)));
   }
 
+  /// False after the first half of a surrogate pair.
   bool IsWhole() const noexcept { return !inPair; }
-  /// The accepted units, without an unfinished surrogate pair.
-  size_t Count() const noexcept { return static_cast<size_t>(next - start) - (inPair ? 1 : 0); }
 
  private:
-  wchar_t* start;
-  wchar_t* next;
+  /// Whether the next unit can be taken as it is.
+  bool IsFree() const noexcept { return !inReturn && !inPair; }
+
+  wchar_t* next = nullptr;
   bool inReturn = false;
   bool inPair = false;
 };
+
+size_t Sink::PutAscii(uint8_t const* bytes, size_t size) noexcept {
+  auto const all = [](char c) { return _mm_set1_epi8(c); };
+  size_t done = 0;
+  for (; IsFree() && done + 16 <= size; done += 16) {
+    __m128i const sixteen = _mm_loadu_si128(reinterpret_cast<__m128i const*>(bytes + done));
+    __m128i const blank =
+        _mm_or_si128(_mm_cmpeq_epi8(sixteen, all('\t')), _mm_cmpeq_epi8(sixteen, all('\n')));
+    __m128i const low = _mm_cmplt_epi8(sixteen, all(' '));  // or from 128 up: as signed, they are negative
+    unsigned const odd = static_cast<unsigned>(_mm_movemask_epi8(_mm_andnot_si128(blank, low)));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(next), _mm_unpacklo_epi8(sixteen, _mm_setzero_si128()));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(next + 8), _mm_unpackhi_epi8(sixteen, _mm_setzero_si128()));
+    size_t const plain = odd ? static_cast<size_t>(std::countr_zero(odd)) : 16;
+    next += plain;
+    if (odd) return done + plain;
+  }
+  return done;
+}
+
+size_t Sink::PutUnits(uint8_t const* bytes, size_t size) noexcept {
+  auto const all = [](unsigned c) { return _mm_set1_epi16(static_cast<short>(c)); };
+  size_t done = 0;
+  for (; IsFree() && done + 16 <= size; done += 16) {
+    __m128i const eight = _mm_loadu_si128(reinterpret_cast<__m128i const*>(bytes + done));
+    __m128i const blank = _mm_or_si128(_mm_cmpeq_epi16(eight, all('\t')), _mm_cmpeq_epi16(eight, all('\n')));
+    // Moved so that the units from a space up to the surrogates are the smallest signed numbers.
+    __m128i const moved = _mm_add_epi16(eight, all(0x8000 - ' '));
+    __m128i const plain = _mm_or_si128(blank, _mm_cmplt_epi16(moved, all(0x8000 + 0xD800 - ' ')));
+    unsigned const odd = static_cast<unsigned>(_mm_movemask_epi8(plain)) ^ 0xFFFF;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(next), eight);
+    size_t const taken = odd ? static_cast<size_t>(std::countr_zero(odd)) : 16;
+    next += taken / 2;
+    if (odd) return done + taken;
+  }
+  return done;
+}
 
 struct Utf8Form {
   uint8_t mask, lead;  // the bits of the lead byte under the mask
@@ -101,24 +126,6 @@ unsigned DecodeSequence(uint8_t const* bytes, size_t left, uint32_t& scalar) noe
   return 0;
 }
 
-wchar_t const* DecodeUtf8(uint8_t const* bytes, size_t size, Sink& sink) noexcept {
-  for (size_t i = 0; i < size;) {
-    uint32_t scalar = bytes[i];
-    unsigned const length = scalar < 0x80 ? 1 : DecodeSequence(bytes + i, size - i, scalar);
-    if (length == 0) return NOT_UTF8;
-    if (!sink.PutScalar(scalar)) return BAD_CHARACTER;
-    i += length;
-  }
-  return sink.IsWhole() ? nullptr : BAD_CHARACTER;
-}
-
-wchar_t const* DecodeUtf16(uint8_t const* bytes, size_t size, Sink& sink) noexcept {
-  for (size_t i = 0; i + 1 < size; i += 2) {
-    if (!sink.Put(static_cast<wchar_t>(bytes[i] | bytes[i + 1] << 8))) return BAD_CHARACTER;
-  }
-  return size % 2 == 0 && sink.IsWhole() ? nullptr : NOT_UTF16;
-}
-
 struct Mark {
   uint8_t bytes[3];
   uint8_t length;   // bytes to compare
@@ -136,36 +143,126 @@ constexpr Mark MARKS[] = {
     {{0, '<'}, 2, 0, false, BIG_ENDIAN},
 };
 
-Mark FindMark(Buffer<char> const& bytes) noexcept {
-  for (Mark const& mark : MARKS) {
-    if (bytes.Count() >= mark.length && memcmp(bytes.begin(), mark.bytes, mark.length) == 0) return mark;
+/// Decodes a document piece by piece, up to its first fault.
+class Decoder {
+ public:
+  explicit Decoder(Input& toFill) noexcept : input(toFill) {}
+
+  /// Decodes bytes, all of them if they are the last. The first ones must be enough for any mark, unless they
+  /// are the last. \return how many were used; the rest is due again with the next. Failures are in the input.
+  size_t Decode(uint8_t const* bytes, size_t size, bool last) noexcept;
+  /// Terminates the text.
+  void End(bool isWhole) noexcept;
+
+ private:
+  size_t SkipMark(uint8_t const* bytes, size_t size) noexcept;
+  size_t Utf8(uint8_t const* bytes, size_t size, bool last) noexcept;
+  size_t Utf16(uint8_t const* bytes, size_t size) noexcept;
+  size_t Stop(wchar_t const* why) noexcept { return input.fault = why, 0; }
+
+  Input& input;
+  Sink sink;
+  bool begun = false;
+};
+
+constexpr size_t LONGEST = 4;  // bytes of a mark or a sequence
+
+size_t Decoder::Decode(uint8_t const* bytes, size_t size, bool last) noexcept {
+  size_t const mark = begun ? 0 : SkipMark(bytes, size);
+  begun = true;
+  if (input.fault) return size;
+  size_t const count = input.text.Count();
+  if (!input.text.Resize(count + size - mark + INPUT_PAD)) return input.code = E_OUTOFMEMORY, size;
+  sink.ContinueAt(input.text.begin() + count);
+  size_t const used = input.utf16 ? Utf16(bytes + mark, size - mark) : Utf8(bytes + mark, size - mark, last);
+  input.text.Shrink(static_cast<size_t>(sink.Next() - input.text.begin()));
+  return input.fault ? size : mark + used;
+}
+
+void Decoder::End(bool isWhole) noexcept {
+  if (!input.fault && input.utf16 && !(isWhole && sink.IsWhole())) input.fault = NOT_UTF16;
+  if (!input.fault && !sink.IsWhole()) input.fault = BAD_CHARACTER;
+  size_t const count = input.text.Count() - (sink.IsWhole() ? 0 : 1);  // without half a surrogate pair
+  if (!input.text.Resize(count + INPUT_PAD)) {
+    input.code = E_OUTOFMEMORY;
+    return;
   }
-  return {};
+  input.text.Shrink(count);
+  std::fill_n(input.text.end(), INPUT_PAD, L'\0');
+}
+
+/// Finds out the encoding. \return the bytes that are not text
+size_t Decoder::SkipMark(uint8_t const* bytes, size_t size) noexcept {
+  for (Mark const& mark : MARKS) {
+    if (size < mark.length || memcmp(bytes, mark.bytes, mark.length) != 0) continue;
+    input.utf16 = mark.utf16;
+    input.fault = mark.fault;
+    return mark.skipped;
+  }
+  return 0;
+}
+
+size_t Decoder::Utf8(uint8_t const* bytes, size_t size, bool last) noexcept {
+  size_t const end = last ? size : size - std::min(size, LONGEST - 1);  // of what is certainly whole
+  size_t i = 0;
+  while (i < end) {
+    uint32_t scalar = bytes[i];
+    size_t const plain = scalar < 0x80 ? sink.PutAscii(bytes + i, size - i) : 0;
+    i += plain;
+    if (plain > 0) continue;
+    unsigned const length = scalar < 0x80 ? 1 : DecodeSequence(bytes + i, size - i, scalar);
+    if (length == 0) return Stop(NOT_UTF8);
+    if (!sink.PutScalar(scalar)) return Stop(BAD_CHARACTER);
+    i += length;
+  }
+  return i;
+}
+
+size_t Decoder::Utf16(uint8_t const* bytes, size_t size) noexcept {
+  size_t i = 0;
+  while (i + 1 < size) {
+    size_t const plain = sink.PutUnits(bytes + i, size - i);
+    i += plain;
+    if (plain > 0) continue;
+    if (!sink.Put(static_cast<wchar_t>(bytes[i] | bytes[i + 1] << 8))) return Stop(BAD_CHARACTER);
+    i += 2;
+  }
+  return i;
+}
+
+/// Reads the rest of the stream, in growing blocks, and decodes them: the size that a stream reports is not
+/// trusted for an allocation. Endless streams fail, since positions have 32 bits.
+HRESULT ReadAndDecode(Stream& stream, Input& input) noexcept {
+  constexpr unsigned FIRST_BLOCK = 0x1000, LARGEST_BLOCK = 0x10000;
+  unsigned const start = stream.GetPosition();
+  unsigned const end = stream.GetSize();
+  Decoder decoder(input);
+  Buffer<uint8_t> bytes;
+  uint64_t total = 0;
+  size_t left = 0;  // bytes that are not decoded yet
+  for (unsigned block = FIRST_BLOCK;; block = std::min(2 * block, LARGEST_BLOCK)) {
+    if (!bytes.Resize(left + block)) return E_OUTOFMEMORY;
+    unsigned done = 0;
+    HRESULT const result = stream.Read(bytes.begin() + left, block, &done);
+    if (Failed(result) || done > block || done == 0) break;
+    total += done;
+    if (total > UINT32_MAX) return E_FAIL;
+    left += done;
+    if (left < LONGEST) continue;
+    size_t const used = decoder.Decode(bytes.begin(), left, false);
+    if (Failed(input.code)) return input.code;
+    left -= used;
+    memmove(bytes.begin(), bytes.begin() + used, left);
+  }
+  // Some streams return a failure at the end; before the reported end, it is one.
+  if (end > start && total < end - start) return E_FAIL;
+  size_t const used = decoder.Decode(bytes.begin(), left, true);
+  decoder.End(used == left);
+  return input.code;
 }
 
 }  // namespace
 
-void ReadInput(Stream& stream, Input& input) noexcept {
-  Buffer<char> bytes;
-  input.code = ReadBytes(stream, bytes);
-  if (Failed(input.code)) return;
-
-  Mark const mark = FindMark(bytes);
-  uint8_t const* const from = reinterpret_cast<uint8_t const*>(bytes.begin()) + mark.skipped;
-  size_t const size = bytes.Count() - mark.skipped;
-  input.utf16 = mark.utf16;
-  input.fault = mark.fault;
-  // A byte of UTF-8 makes at most one unit, and two of UTF-16 make one.
-  if (!input.text.Resize((mark.utf16 ? size / 2 : size) + 1)) {
-    input.code = E_OUTOFMEMORY;
-    return;
-  }
-  Sink sink(input.text.begin());
-  if (!input.fault) {
-    input.fault = mark.utf16 ? DecodeUtf16(from, size, sink) : DecodeUtf8(from, size, sink);
-  }
-  input.text.Shrink(sink.Count());
-  *input.text.end() = 0;
-}
+void ReadInput(Stream& stream, Input& input) noexcept { input.code = ReadAndDecode(stream, input); }
 
 }  // namespace yk::xml

@@ -11,7 +11,10 @@ class Stream;
 
 namespace xml {
 
-/// A decoded document. `text` is zero-terminated and contains no other zero.
+inline constexpr size_t INPUT_PAD = 16;
+
+/// A decoded document. `text` is zero-terminated and contains no other zero; after it INPUT_PAD units can be
+/// read, all zero.
 struct Input {
   Buffer<wchar_t> text;
   bool utf16 = false;

@@ -9,6 +9,7 @@
 #include "core/error_p.h"
 #include "xml_chars_p.h"
 #include "xml_input_p.h"
+#include "xml_scan_p.h"
 #include "xml_text_p.h"
 #include "xml_tree_p.h"
 
@@ -45,11 +46,15 @@ bool EqualNoCase(wstring_view a, wstring_view b) noexcept {
                     [](wchar_t x, wchar_t y) { return ToUpper(x) == ToUpper(y); });
 }
 
-/// False when there was no memory.
-bool Assign(String& out, wstring_view text) noexcept {
-  out = String(text.data(), text.size());
-  return out.Length() == text.size();
+/// The terminating zero matches no expected character, so this does not read past the end.
+bool Begins(wchar_t const* at, wstring_view expected) noexcept {
+  for (size_t i = 0; i < expected.size(); ++i) {
+    if (at[i] != expected[i]) return false;
+  }
+  return true;
 }
+
+wstring_view View(String const& text) noexcept { return {text.c_str(), text.Length()}; }
 
 uint32_t DigitValue(wchar_t c) noexcept {
   if (c >= L'0' && c <= L'9') return c - L'0';
@@ -69,10 +74,19 @@ struct Open {
   ElementText text;
 };
 
+/// The bytes of the first chunk: more than a short document needs, and a large one has many anyway.
+size_t FirstChunk(size_t units) noexcept {
+  constexpr size_t LEAST = 0x200, MOST = 0x10000, FOR_A_UNIT = 6;
+  return std::clamp(units * FOR_A_UNIT, LEAST, MOST);
+}
+
 class Reader {
  public:
   explicit Reader(Input& source) noexcept
-      : input(source), cursor(source.text.begin()), end(source.text.end()) {}
+      : input(source),
+        cursor(source.text.begin()),
+        end(source.text.end()),
+        pool(FirstChunk(source.text.Count()), names) {}
   ~Reader();
 
   XmlNode* Read(XmlError& error) noexcept;
@@ -89,9 +103,12 @@ class Reader {
   bool SkipLiteral() noexcept;
   bool StartTag() noexcept;
   bool Attributes(XmlNode& node) noexcept;
-  bool Attribute(XmlNode& node) noexcept;
-  bool AttributeValue(String& out) noexcept;
+  bool Attribute(XmlNode& node, size_t length) noexcept;
+  bool AttributeValue(wstring_view& value) noexcept;
+  bool CollectedValue(wchar_t const* start, wchar_t quote, wstring_view& value) noexcept;
   bool CheckDuplicates(XmlNode& node, wchar_t const* tag) noexcept;
+  bool HasTwins() const noexcept;
+  bool HasTwinsSorted() noexcept;
   bool EndTag() noexcept;
 
   bool Characters() noexcept;
@@ -101,7 +118,7 @@ class Reader {
   bool Reference(wchar_t* units, wstring_view& out) noexcept;
   bool Number(uint32_t& value) noexcept;
 
-  XmlNode* AddChild(uint32_t kind) noexcept;
+  XmlNode* AddChild(uint32_t kind, wstring_view name = {}) noexcept;
   void ResumeText() noexcept;
   bool AddTextChild(uint32_t kind, wchar_t const* from, wchar_t const* to) noexcept;
 
@@ -113,7 +130,8 @@ class Reader {
   bool FailMemory() noexcept;
   void Locate(XmlError& error) const noexcept;
 
-  Open& Top() noexcept { return open[depth - 1]; }
+  Open& Top() noexcept { return open.end()[-1]; }
+  bool IsInElement() const noexcept { return open.Count() > 0; }
 
   Input& input;
   wchar_t const* cursor;
@@ -128,9 +146,10 @@ class Reader {
   bool ranOut = false;  // the fault is that the text ends too early
 
   TextGatherer gatherer;
-  Buffer<XmlAttribute const*> attributes;  // of one element, for sorting
-  unsigned depth = 0;
-  Open open[XML_DEPTH_LIMIT] = {};
+  Buffer<wstring_view> attributes;  // the names of one element
+  Buffer<Open> open;
+  Names names = {};
+  Pool pool;
 };
 
 // ---- the document
@@ -140,7 +159,7 @@ Reader::~Reader() {
 }
 
 XmlNode* Reader::Read(XmlError& error) noexcept {
-  document = XmlTree::NewNode(XML_DOCUMENT);
+  document = XmlTree::NewNode(pool, XML_DOCUMENT, {});
   bool const whole = document ? Document() : FailMemory();
   if (input.fault && (whole || ranOut)) Fail(end, input.fault);
   if (code == S_OK) return std::exchange(document, nullptr);
@@ -153,7 +172,7 @@ bool Reader::Document() noexcept {
   while (cursor != end) {
     if (!(*cursor == L'<' ? Markup() : Characters())) return false;
   }
-  if (depth > 0) return FailAtEnd(end, L"unclosed element");
+  if (IsInElement()) return FailAtEnd(end, L"unclosed element");
   return hasRoot || FailAtEnd(end, L"missing root element");
 }
 
@@ -216,7 +235,7 @@ bool Reader::Markup() noexcept {
       return Instruction();
     case L'!':
       if (At(L"<!--")) return Comment();
-      if (At(L"<![CDATA[") && depth > 0) return CData();
+      if (At(L"<![CDATA[") && IsInElement()) return CData();
       if (At(L"<!DOCTYPE") && IsBlank(cursor[9])) return DocumentType();
       return Fail(cursor, L"markup is not allowed here");
     default:
@@ -285,10 +304,10 @@ bool Reader::StartTag() noexcept {
   wchar_t const* const tag = cursor;
   size_t const length = NameLength(tag + 1);
   if (length == 0) return Fail(tag, L"name expected after '<'");
-  if (depth == 0 && hasRoot) return Fail(tag, L"more than one root element");
-  if (depth == XML_DEPTH_LIMIT) return Fail(tag, L"elements are nested too deeply");
-  XmlNode* const node = AddChild(XML_ELEMENT);
-  if (!node || !Assign(XmlTree::Name(*node), {tag + 1, length})) return FailMemory();
+  if (!IsInElement() && hasRoot) return Fail(tag, L"more than one root element");
+  if (open.Count() == XML_DEPTH_LIMIT) return Fail(tag, L"elements are nested too deeply");
+  XmlNode* const node = AddChild(XML_ELEMENT, {tag + 1, length});
+  if (!node) return FailMemory();
   cursor = tag + 1 + length;
   hasRoot = true;
   if (!Attributes(*node) || !CheckDuplicates(*node, tag)) return false;
@@ -298,8 +317,8 @@ bool Reader::StartTag() noexcept {
     return true;
   }
   ++cursor;  // Attributes has checked that this is '>'
-  open[depth].node = node;
-  gatherer.Open(open[depth++].text);
+  if (!open.Append({node, {}})) return FailMemory();
+  gatherer.Open(Top().text);
   return true;
 }
 
@@ -308,68 +327,94 @@ bool Reader::Attributes(XmlNode& node) noexcept {
     bool const separated = SkipBlanks();
     if (*cursor == L'>' || At(L"/>")) return true;
     if (cursor == end) return FailAtEnd(end, UNEXPECTED_END);
-    if (NameLength(cursor) == 0) return Fail(cursor, L"invalid character in tag");
+    size_t const length = NameLength(cursor);
+    if (length == 0) return Fail(cursor, L"invalid character in tag");
     if (!separated) return Fail(cursor, L"whitespace expected");
-    if (!Attribute(node)) return false;
+    if (!Attribute(node, length)) return false;
   }
 }
 
-bool Reader::Attribute(XmlNode& node) noexcept {
-  XmlAttribute* const attribute = XmlTree::NewAttribute();
-  if (!attribute) return FailMemory();
-  XmlTree::Append(node, *attribute);
-  size_t const length = NameLength(cursor);
-  if (!Assign(XmlTree::Name(*attribute), {cursor, length})) return FailMemory();
+bool Reader::Attribute(XmlNode& node, size_t length) noexcept {
+  wstring_view const name(cursor, length);
   cursor += length;
   SkipBlanks();
   if (*cursor != L'=') return Fail(cursor, L"'=' expected");
   ++cursor;
   SkipBlanks();
-  return AttributeValue(XmlTree::Value(*attribute));
+  size_t const before = gatherer.buffer.Count();
+  wstring_view value;
+  if (!AttributeValue(value)) return false;
+  XmlAttribute* const attribute = XmlTree::NewAttribute(pool, name, value);
+  if (!attribute) return FailMemory();
+  XmlTree::Append(node, *attribute);
+  gatherer.buffer.Shrink(before);
+  return true;
 }
 
-bool Reader::AttributeValue(String& out) noexcept {
+/// The value lies in the document, or at the end of the gatherer's buffer.
+bool Reader::AttributeValue(wstring_view& value) noexcept {
   wchar_t const quote = *cursor;
   if (quote != L'"' && quote != L'\'') return Fail(cursor, L"quoted value expected");
   wchar_t const* const start = cursor++;
-  Buffer<wchar_t>& value = gatherer.buffer;
-  size_t const from = value.Count();
-  while (*cursor != quote) {
+  cursor = ValueEnd(cursor, quote);
+  if (*cursor != quote) return CollectedValue(start, quote, value);
+  value = {start + 1, static_cast<size_t>(cursor++ - start - 1)};
+  return true;
+}
+
+/// A value that is not as it stands in the document.
+bool Reader::CollectedValue(wchar_t const* start, wchar_t quote, wstring_view& value) noexcept {
+  Buffer<wchar_t>& buffer = gatherer.buffer;
+  size_t const before = buffer.Count();
+  for (wchar_t const* from = start + 1;; from = cursor) {
+    cursor = ValueEnd(from, quote);
+    if (!buffer.Append(from, static_cast<size_t>(cursor - from))) return FailMemory();
+    if (*cursor == quote) break;
     if (cursor == end) return FailAtEnd(start, L"unterminated attribute value");
     if (*cursor == L'<') return Fail(cursor, L"'<' is not allowed in an attribute value");
-    wchar_t units[2] = {IsBlank(*cursor) ? L' ' : *cursor};
+    wchar_t units[2] = {L' '};
     wstring_view piece(units, 1);
     if (*cursor != L'&') {
-      ++cursor;
+      ++cursor;  // a blank
     } else if (!Reference(units, piece)) {
       return false;
     }
-    if (!value.Append(piece.data(), piece.size())) return FailMemory();
+    if (!buffer.Append(piece.data(), piece.size())) return FailMemory();
   }
   ++cursor;
-  bool const stored = Assign(out, {value.begin() + from, value.Count() - from});
-  value.Shrink(from);
-  return stored || FailMemory();
+  value = {buffer.begin() + before, buffer.Count() - before};
+  return true;
 }
 
-/// Attribute names must be unique. After sorting, duplicates are adjacent.
+/// Attribute names must be unique.
 bool Reader::CheckDuplicates(XmlNode& node, wchar_t const* tag) noexcept {
+  constexpr size_t FEW = 8;
   attributes.Shrink(0);
   for (XmlAttribute const* one = node.FirstAttribute(); one; one = one->Next()) {
-    if (!attributes.Append(one)) return FailMemory();
+    if (!attributes.Append(View(one->Name()))) return FailMemory();
   }
-  XmlAttribute const** const last = attributes.end();
-  std::sort(attributes.begin(), last, [](auto* a, auto* b) { return a->Name() < b->Name(); });
-  auto const isTwin = [](auto* a, auto* b) { return a->Name() == b->Name(); };
-  if (std::adjacent_find(attributes.begin(), last, isTwin) != last) return Fail(tag, L"duplicate attribute");
+  if (attributes.Count() <= FEW ? HasTwins() : HasTwinsSorted()) return Fail(tag, L"duplicate attribute");
   if (attributes.Count() > XmlTree::MANY) XmlTree::IndexAll(node);
   return true;
+}
+
+bool Reader::HasTwins() const noexcept {
+  for (wstring_view const& one : attributes) {
+    if (std::find(attributes.begin(), &one, one) != &one) return true;
+  }
+  return false;
+}
+
+/// After sorting, twins are adjacent.
+bool Reader::HasTwinsSorted() noexcept {
+  std::sort(attributes.begin(), attributes.end());
+  return std::adjacent_find(attributes.begin(), attributes.end()) != attributes.end();
 }
 
 bool Reader::EndTag() noexcept {
   wchar_t const* const name = cursor + 2;
   size_t const length = NameLength(name);
-  if (depth == 0) return Fail(cursor, L"end tag without start tag");
+  if (!IsInElement()) return Fail(cursor, L"end tag without start tag");
   String const& expected = Top().node->Name();
   if (length != expected.Length() || wmemcmp(name, expected.c_str(), length) != 0) {
     return Fail(cursor, L"end tag does not match start tag");
@@ -382,8 +427,8 @@ bool Reader::EndTag() noexcept {
   ++cursor;
   XmlNode& node = *Top().node;
   wstring_view const whole = gatherer.Close(Top().text, node.FirstChild());
-  if (!Assign(XmlTree::Text(node), whole)) return FailMemory();
-  --depth;
+  if (!XmlTree::StoreText(node, pool, whole)) return FailMemory();
+  open.Shrink(open.Count() - 1);
   ResumeText();
   return true;
 }
@@ -391,18 +436,17 @@ bool Reader::EndTag() noexcept {
 // ---- text
 
 bool Reader::Characters() noexcept {
-  if (depth > 0) return *cursor == L'&' ? ReferenceInText() : RawRun();
+  if (IsInElement()) return *cursor == L'&' ? ReferenceInText() : RawRun();
   return SkipBlanks() || Fail(cursor, L"text outside the root element");
 }
 
 /// Literal text, up to the next markup or reference.
 bool Reader::RawRun() noexcept {
   wchar_t const* const from = cursor;
-  while (cursor != end && *cursor != L'<' && *cursor != L'&') ++cursor;
-  wstring_view const run(from, static_cast<size_t>(cursor - from));
-  size_t const wrong = run.find(L"]]>");
-  if (wrong != run.npos) return Fail(from + wrong, L"']]>' is not allowed in text");
-  return gatherer.AddRaw(Top().text, run) || FailMemory();
+  for (cursor = TextEnd(from); *cursor == L']'; cursor = TextEnd(cursor + 1)) {
+    if (At(L"]]>")) return Fail(cursor, L"']]>' is not allowed in text");
+  }
+  return gatherer.AddRaw(Top().text, {from, static_cast<size_t>(cursor - from)}) || FailMemory();
 }
 
 bool Reader::ReferenceInText() noexcept {
@@ -458,36 +502,35 @@ bool Reader::Number(uint32_t& value) noexcept {
 // ---- helpers
 
 /// Appends a node to the innermost element, or to the document.
-XmlNode* Reader::AddChild(uint32_t kind) noexcept {
-  if (depth > 0) {
+XmlNode* Reader::AddChild(uint32_t kind, wstring_view name) noexcept {
+  if (IsInElement()) {
     Top().node->FirstChild() ? gatherer.EndLaterPiece(Top().text) : gatherer.EndFirstPiece(Top().text);
   }
-  XmlNode* const node = XmlTree::NewNode(kind);
-  if (node) XmlTree::Link(depth > 0 ? *Top().node : *document, *node, nullptr);
+  XmlNode* const node = XmlTree::NewNode(pool, kind, name);
+  if (node) XmlTree::Link(IsInElement() ? *Top().node : *document, *node, nullptr);
   return node;
 }
 
 /// Continues the parent's text after a child.
 void Reader::ResumeText() noexcept {
-  if (depth > 0) gatherer.BeginPiece(Top().text);
+  if (IsInElement()) gatherer.BeginPiece(Top().text);
 }
 
 bool Reader::AddTextChild(uint32_t kind, wchar_t const* from, wchar_t const* to) noexcept {
   XmlNode* const node = AddChild(kind);
-  if (!node || !Assign(XmlTree::Text(*node), {from, static_cast<size_t>(to - from)})) return FailMemory();
+  if (!node || !XmlTree::StoreText(*node, pool, {from, static_cast<size_t>(to - from)})) return FailMemory();
   ResumeText();
   return true;
 }
 
-/// The terminating zero matches no expected character, so this cannot read past the end.
-bool Reader::At(wstring_view expected) const noexcept {
-  return wcsncmp(cursor, expected.data(), expected.size()) == 0;
-}
+bool Reader::At(wstring_view expected) const noexcept { return Begins(cursor, expected); }
 
 wchar_t const* Reader::Find(wchar_t const* from, wstring_view sought) const noexcept {
-  wstring_view const rest(from, static_cast<size_t>(end - from));
-  size_t const found = rest.find(sought);
-  return found == rest.npos ? nullptr : from + found;
+  for (wchar_t const* at = from; at < end; ++at) {
+    at = NextOf(at, sought.front());
+    if (at != end && Begins(at, sought)) return at;
+  }
+  return nullptr;
 }
 
 /// \return whether there was any

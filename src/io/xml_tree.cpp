@@ -1,9 +1,8 @@
 #include "xml_tree_p.h"
 
-#include <stdlib.h>
-
 #include <bit>
 #include <new>
+#include <utility>
 
 #include "core/error_p.h"
 #include "xml_index_p.h"
@@ -16,18 +15,20 @@ Links& LinksOf(Owner& owner) noexcept {
   return reinterpret_cast<Links*>(&owner)[-1];
 }
 
-/// Room for an object, after its links. Null when there is no memory.
-template <class Links, class Owner>
-void* Room(char const* operation) noexcept {
-  void* const block = malloc(sizeof(Links) + sizeof(Owner));
-  if (!block) return FailMemory(operation, sizeof(Links) + sizeof(Owner)), nullptr;
-  return new (block) Links + 1;
-}
-
 XmlTree::NodeLinks& Links(XmlNode& node) noexcept { return LinksOf<XmlTree::NodeLinks>(node); }
 
 XmlTree::AttributeLinks& Links(XmlAttribute& attribute) noexcept {
   return LinksOf<XmlTree::AttributeLinks>(attribute);
+}
+
+/// Room for an object after its links, and then for so many bytes of texts. Null when there is no memory.
+template <class Owner, class Links>
+void* Room(xml::Pool& pool, size_t texts, char const* operation) noexcept {
+  constexpr size_t SIZE = sizeof(Links) + sizeof(Owner);
+  if (!pool.Provide(SIZE + texts)) return FailMemory(operation, SIZE + texts), nullptr;
+  Links* const links = new (pool.Take(SIZE)) Links{};
+  links->chunk = pool.Current();
+  return links + 1;
 }
 
 void DropIndex(XmlNode& node) noexcept {
@@ -37,15 +38,100 @@ void DropIndex(XmlNode& node) noexcept {
 
 }  // namespace
 
-XmlNode* XmlTree::NewNode(uint32_t kind) noexcept {
-  void* const room = Room<NodeLinks, XmlNode>("XmlHelper::CreateNode");
-  return room ? new (room) XmlNode(kind) : nullptr;
+// ---- memory
+
+/// Counts what is freed, to release many users of a chunk at once.
+class XmlTree::Freed {
+ public:
+  Freed() noexcept = default;
+  ~Freed() { Release(); }
+  Freed(Freed const&) = delete;
+  Freed& operator=(Freed const&) = delete;
+
+  void Add(xml::Chunk* one) noexcept {
+    if (one != chunk) Release();
+    chunk = one;
+    ++count;
+  }
+
+ private:
+  void Release() noexcept {
+    if (count > 0) xml::Chunk::Release(chunk, count);
+    count = 0;
+  }
+
+  xml::Chunk* chunk = nullptr;
+  uint64_t count = 0;
+};
+
+XmlNode* XmlTree::NewNode(xml::Pool& pool, uint32_t kind, std::wstring_view name) noexcept {
+  size_t const texts = xml::Pool::Room(name.size());
+  void* const room = Room<XmlNode, NodeLinks>(pool, texts, "XmlHelper::CreateNode");
+  if (!room) return nullptr;
+  XmlNode* const node = new (room) XmlNode(kind);
+  if (pool.StoreName(name, Links(*node).chunk, node->name)) return node;
+  return Free(node), nullptr;
 }
 
-XmlAttribute* XmlTree::NewAttribute() noexcept {
-  void* const room = Room<AttributeLinks, XmlAttribute>("XmlHelper::SetAttribute");
-  return room ? new (room) XmlAttribute : nullptr;
+XmlAttribute* XmlTree::NewAttribute(xml::Pool& pool, std::wstring_view name,
+                                    std::wstring_view value) noexcept {
+  size_t const texts = xml::Pool::Room(name.size()) + xml::Pool::Room(value.size());
+  void* const room = Room<XmlAttribute, AttributeLinks>(pool, texts, "XmlHelper::SetAttribute");
+  if (!room) return nullptr;
+  XmlAttribute* const attribute = new (room) XmlAttribute;
+  xml::Chunk* const chunk = Links(*attribute).chunk;
+  if (pool.StoreName(name, chunk, attribute->name) && pool.Store(value, chunk, attribute->value))
+    return attribute;
+  Freed freed;
+  return FreeOne(*attribute, freed), nullptr;
 }
+
+bool XmlTree::StoreText(XmlNode& node, xml::Pool& pool, std::wstring_view text) noexcept {
+  return pool.Store(text, Links(node).chunk, node.text);
+}
+
+void XmlTree::Replace(String& text, String& with) noexcept {
+  InnerText::Detach(text);
+  text = std::move(with);
+  with.Empty();
+}
+
+void XmlTree::Free(XmlNode* root) noexcept {
+  Freed freed;
+  for (XmlNode* node = root; node;) {
+    while (node->children) node = node->children;
+    XmlNode* const parent = node->parent;
+    XmlNode* const next = node->next;
+    bool const last = node == root;
+    FreeOne(*node, freed);
+    if (last) return;
+    if (!next) parent->children = nullptr;  // all freed: continue with the parent
+    node = next ? next : parent;
+  }
+}
+
+void XmlTree::FreeOne(XmlNode& node, Freed& freed) noexcept {
+  if (Links(node).index) DropIndex(node);
+  while (XmlAttribute* const attribute = node.attributes) {
+    node.attributes = attribute->next;
+    FreeOne(*attribute, freed);
+  }
+  xml::Chunk* const chunk = Links(node).chunk;
+  InnerText::Detach(node.name);
+  InnerText::Detach(node.text);
+  node.~XmlNode();
+  freed.Add(chunk);
+}
+
+void XmlTree::FreeOne(XmlAttribute& attribute, Freed& freed) noexcept {
+  xml::Chunk* const chunk = Links(attribute).chunk;
+  InnerText::Detach(attribute.name);
+  InnerText::Detach(attribute.value);
+  attribute.~XmlAttribute();
+  freed.Add(chunk);
+}
+
+// ---- lists
 
 void XmlTree::Link(XmlNode& parent, XmlNode& node, XmlNode* before) noexcept {
   XmlNode* const previous = before ? Links(*before).previous : parent.lastChild;
@@ -62,34 +148,6 @@ void XmlTree::Unlink(XmlNode& node) noexcept {
   (previous ? previous->next : parent.children) = node.next;
   (node.next ? Links(*node.next).previous : parent.lastChild) = previous;
   node.next = node.parent = Links(node).previous = nullptr;
-}
-
-void XmlTree::Free(XmlNode* root) noexcept {
-  for (XmlNode* node = root; node;) {
-    while (node->children) node = node->children;
-    XmlNode* const parent = node->parent;
-    XmlNode* const next = node->next;
-    bool const last = node == root;
-    FreeOne(*node);
-    if (last) return;
-    if (!next) parent->children = nullptr;  // all freed: continue with the parent
-    node = next ? next : parent;
-  }
-}
-
-void XmlTree::FreeOne(XmlNode& node) noexcept {
-  DropIndex(node);
-  while (XmlAttribute* const attribute = node.attributes) {
-    node.attributes = attribute->next;
-    FreeOne(*attribute);
-  }
-  node.~XmlNode();
-  free(&Links(node));
-}
-
-void XmlTree::FreeOne(XmlAttribute& attribute) noexcept {
-  attribute.~XmlAttribute();
-  free(&Links(attribute));
 }
 
 XmlAttribute* XmlTree::Find(XmlNode& node, wchar_t const* name) noexcept {
@@ -126,7 +184,8 @@ void XmlTree::Remove(XmlNode& node, XmlAttribute& attribute) noexcept {
   XmlAttribute* const previous = Links(attribute).previous;
   (previous ? previous->next : node.attributes) = attribute.next;
   (attribute.next ? Links(*attribute.next).previous : node.lastAttribute) = previous;
-  FreeOne(attribute);
+  Freed freed;
+  FreeOne(attribute, freed);
 }
 
 }  // namespace yk

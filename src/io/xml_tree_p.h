@@ -3,6 +3,10 @@
 
 #include <qecore/io/xml.h>
 
+#include <string_view>
+
+#include "xml_pool_p.h"
+
 namespace yk {
 
 namespace xml {
@@ -11,29 +15,34 @@ class AttributeIndex;
 
 /// A node or attribute has private links, which lie just before it:
 ///
-///   +----------+-------+------+       +----------+-----------+
-///   | previous | index | node |       | previous | attribute |
-///   +----------+-------+------+       +----------+-----------+
+///   +----------+-------+-------+------+       +----------+-------+-----------+
+///   | previous | index | chunk | node |       | previous | chunk | attribute |
+///   +----------+-------+-------+------+       +----------+-------+-----------+
 struct XmlTree {
   struct NodeLinks {
-    XmlNode* previous = nullptr;
-    xml::AttributeIndex* index = nullptr;  // of many attributes; null: a search reads the list
+    XmlNode* previous;
+    xml::AttributeIndex* index;  // of many attributes; null: a search reads the list
+    xml::Chunk* chunk;
   };
   struct AttributeLinks {
-    XmlAttribute* previous = nullptr;
+    XmlAttribute* previous;
+    xml::Chunk* chunk;
   };
 
   /// Attributes from which on an element gets an index.
   static constexpr size_t MANY = 16;
 
   /// Null when there is no memory.
-  static XmlNode* NewNode(uint32_t kind) noexcept;
-  static XmlAttribute* NewAttribute() noexcept;
+  static XmlNode* NewNode(xml::Pool& pool, uint32_t kind, std::wstring_view name) noexcept;
+  static XmlAttribute* NewAttribute(xml::Pool& pool, std::wstring_view name,
+                                    std::wstring_view value) noexcept;
 
-  static String& Name(XmlNode& node) noexcept { return node.name; }
-  static String& Text(XmlNode& node) noexcept { return node.text; }
-  static String& Name(XmlAttribute& attribute) noexcept { return attribute.name; }
-  static String& Value(XmlAttribute& attribute) noexcept { return attribute.value; }
+  /// Changes a text of a node or attribute; `with` is then empty.
+  static void SetName(XmlNode& node, String& with) noexcept { Replace(node.name, with); }
+  static void SetText(XmlNode& node, String& with) noexcept { Replace(node.text, with); }
+  static void SetValue(XmlAttribute& attribute, String& with) noexcept { Replace(attribute.value, with); }
+  /// The text of a node that has none, in its chunk if that is the pool's. False when there is no memory.
+  static bool StoreText(XmlNode& node, xml::Pool& pool, std::wstring_view text) noexcept;
 
   /// Inserts before `before`, or appends when that is null, in constant time. So is Unlink.
   static void Link(XmlNode& parent, XmlNode& node, XmlNode* before) noexcept;
@@ -50,8 +59,11 @@ struct XmlTree {
   static void Remove(XmlNode& node, XmlAttribute& attribute) noexcept;
 
  private:
-  static void FreeOne(XmlNode& node) noexcept;
-  static void FreeOne(XmlAttribute& attribute) noexcept;
+  class Freed;
+
+  static void Replace(String& text, String& with) noexcept;
+  static void FreeOne(XmlNode& node, Freed& freed) noexcept;
+  static void FreeOne(XmlAttribute& attribute, Freed& freed) noexcept;
 };
 
 namespace xml {

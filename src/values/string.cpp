@@ -11,6 +11,8 @@
 #include <wchar.h>
 #include <windows.h>
 
+#include "inner_text_p.h"
+
 namespace yk {
 
 namespace {
@@ -77,6 +79,10 @@ constexpr size_t String::npos;  // exported, since callers may bind references t
 // ---- construction and lifetime
 
 String::String(String const& other) noexcept {
+  if (InnerText::Is(other)) {
+    Assign(other.c_str(), other.Length());
+    return;
+  }
   if (!other.block) return;
   size_t bytes = _msize(other.block);                          // may be more than the length needs
   if (bytes > EXACT_BYTES) bytes = BlockSize(other.Length());  // the room to grow is not copied
