@@ -1,6 +1,7 @@
 #include <qecore/core/ref.h>
 #include <qecore/io/buffered_stream.h>
 
+#include <algorithm>
 #include <new>
 
 #include "core/error_p.h"
@@ -22,19 +23,10 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
 
   using Stream::Read;
   HRESULT Read(void* buffer, unsigned bytes, unsigned* done) noexcept override {
-    auto* const target = static_cast<unsigned char*>(buffer);
-    Ref<BufferedStream> self;  // set once the inner stream, which may be foreign code, is called
-    unsigned got = 0;
-    while (got < bytes) {
-      unsigned const available = Load(self);
-      if (available == 0) break;
-      unsigned const piece = available < bytes - got ? available : bytes - got;
-      memcpy(target + got, block + (position & (BLOCK_SIZE - 1)), piece);
-      got += piece;
-      position += piece;
-    }
-    if (got < bytes) memset(target + got, 0, bytes - got);
-    if (done) *done = got;
+    if (static_cast<uint64_t>(bytes) > LeftInBlock()) return ReadAcross(buffer, bytes, done);
+    CopyFew(buffer, block + (position & (BLOCK_SIZE - 1)), bytes);
+    position += bytes;
+    if (done) *done = bytes;
     return S_OK;
   }
 
@@ -56,6 +48,30 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
   friend Destroys;
   ~BufferedStream() = default;
 
+  /// The bytes from the position to the end of the block in the buffer, if it is in that block.
+  uint64_t LeftInBlock() const noexcept {
+    if (static_cast<int64_t>(position >> BLOCK_BITS) != held) return 0;
+    uint64_t const end = std::min((position & ~uint64_t{BLOCK_SIZE - 1}) + valid, size);
+    return position < end ? end - position : 0;
+  }
+
+  HRESULT ReadAcross(void* buffer, unsigned bytes, unsigned* done) noexcept {
+    auto* const target = static_cast<unsigned char*>(buffer);
+    Ref<BufferedStream> self;  // set once the inner stream, which may be foreign code, is called
+    unsigned got = 0;
+    while (got < bytes) {
+      unsigned const available = Load(self);
+      if (available == 0) break;
+      unsigned const piece = available < bytes - got ? available : bytes - got;
+      memcpy(target + got, block + (position & (BLOCK_SIZE - 1)), piece);
+      got += piece;
+      position += piece;
+    }
+    if (got < bytes) memset(target + got, 0, bytes - got);
+    if (done) *done = got;
+    return S_OK;
+  }
+
   /// Makes the block at the position the current one. \return bytes from the position to the end of the
   /// block's data
   unsigned Load(Ref<BufferedStream>& self) noexcept {
@@ -65,9 +81,7 @@ class BufferedStream final : public Destroys<BufferedStream, Stream> {
       if (!self) self = Ref<BufferedStream>::Share(this);
       Fetch(wanted);
     }
-    uint64_t const start = static_cast<uint64_t>(wanted) << BLOCK_BITS;
-    uint64_t const end = start + valid < size ? start + valid : size;
-    return position < end ? static_cast<unsigned>(end - position) : 0;
+    return static_cast<unsigned>(LeftInBlock());
   }
 
   /// After a whole block, the inner stream is at the start of the next one, which then needs no seek. (There

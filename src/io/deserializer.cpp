@@ -60,7 +60,12 @@ Deserializer::~Deserializer() {
 Deserializer::ChunkStack::~ChunkStack() { free(items); }
 
 // A stream or an object may be foreign code, which may call back: functions that need the reader after such a
-// call hold a reference to it.
+// call hold a reference to it. It is spared when the stream is the library's own.
+
+Held Deserializer::Hold() noexcept {
+  if (stream && TableOf(*stream) == quietTable) return {};
+  return {Ref<Deserializer>::Share(this), stream};
+}
 
 HRESULT Deserializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   if (!newStream) return FailNull(OPEN, L"stream");
@@ -69,6 +74,7 @@ HRESULT Deserializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   Close();
   stream = next;
   buffered = FileStream::StartBuffering(*next);
+  quietTable = QuietTable(*next);
   failure = S_OK;
   version = 0;
   streamSize = next->GetSize();
@@ -122,14 +128,15 @@ unsigned Deserializer::GetChunkSize() noexcept {
 bool Deserializer::IsInChunk() noexcept {
   if (depth < 0 || untracked > 0 || chunks[depth].ended) return false;
   unsigned const end = chunks[depth].end;
-  Ref<Stream> const from = stream;
-  return from->GetPosition() < end;
+  Held const held = Hold();
+  return stream->GetPosition() < end;
 }
 
 bool Deserializer::EndChunk() noexcept {
   constexpr char OPERATION[] = "Deserializer::EndChunk";
   if (depth < 0 && untracked == 0) return Fail(E_FAIL, OPERATION, L"no chunk is open"), false;
-  Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
+  Held const held = Hold();
+  Stream* const from = stream.get();
   unsigned const end = depth >= 0 ? chunks[depth].end : streamSize;
   // A chunk that is not on the stack ends with its parent, which stays the innermost.
   if (untracked > 0) {
@@ -137,7 +144,6 @@ bool Deserializer::EndChunk() noexcept {
   } else {
     --depth;
   }
-  Ref<Stream> const from = stream;
   unsigned const before = ErrorCount();
   HRESULT const moved = Note(SeekTo(*from, end));
   bool const there = Succeeded(moved);
@@ -153,8 +159,8 @@ HRESULT Deserializer::GetFailure() noexcept { return failure; }
 unsigned Deserializer::GetRemaining() noexcept {
   if (!stream || untracked > 0 || (depth >= 0 && chunks[depth].ended)) return 0;
   unsigned const end = depth >= 0 ? chunks[depth].end : streamSize;
-  Ref<Stream> const from = stream;
-  unsigned const position = from->GetPosition();
+  Held const held = Hold();
+  unsigned const position = stream->GetPosition();
   return position < end ? end - position : 0;
 }
 
@@ -168,11 +174,11 @@ HRESULT Deserializer::AddReference(Unknown* object) noexcept {
 /// Reads a header and enters its chunk, which must not end after `bound`. A corrupt chunk is entered as one
 /// without payload that extends to `bound`, so that leaving it always moves forward.
 unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
-  Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
-  Ref<Stream> const from = stream;
+  Held const held = Hold();
+  Stream* const from = stream.get();
   bool const inEnded = depth >= 0 && chunks[depth].ended;
   unsigned const start = from->GetPosition();
-  if (stream.get() != from.get()) return 0;  // closed by a call from the stream
+  if (stream != from) return 0;  // closed by a call from the stream
   unsigned const left = !inEnded && start < bound ? bound - start : 0;
   unsigned char bytes[chunk::HEADER_SIZE] = {};
   bool const whole = left >= sizeof bytes && ReadThere(bytes, sizeof bytes) == sizeof bytes;
@@ -182,7 +188,7 @@ unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
   if (unclosed) Note(FailUnclosed());
   bool const isCorrupt = !sound && left > 0 && !unclosed;
   if (isCorrupt) Note(whole || left < sizeof bytes ? FailCorrupt(start, whole, header, left) : YK_E_BADFILE);
-  if (stream.get() != from.get()) return 0;  // closed by a call from the stream
+  if (stream != from) return 0;  // closed by a call from the stream
   if (untracked > 0 || !GrowBlock(chunks.items, chunks.capacity, static_cast<size_t>(depth) + 2)) {
     ++untracked;
     Note(FailChunkMemory("Deserializer::BeginChunk", depth + 1));
@@ -254,8 +260,8 @@ bool Deserializer::ReadNumber(unsigned& number) noexcept {
 
 /// Reads bytes that exist according to the sizes; if they do not, that is a failure. \return bytes read
 unsigned Deserializer::ReadThere(void* buffer, unsigned size) noexcept {
-  Ref<Deserializer> const self = Ref<Deserializer>::Share(this);
-  Ref<Stream> const from = stream;
+  Held const held = Hold();
+  Stream* const from = stream.get();
   if (!from) return 0;  // closed by a call from the stream
   unsigned const before = ErrorCount();
   HRESULT read;

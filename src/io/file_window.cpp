@@ -1,9 +1,10 @@
 #include "file_window_p.h"
 
-#include <string.h>
 #include <windows.h>
 
 #include <new>
+
+#include "stream_p.h"
 
 namespace yk {
 namespace {
@@ -15,8 +16,6 @@ uint64_t PositionOf(HANDLE file) noexcept {
   LARGE_INTEGER at;
   return SetFilePointerEx(file, {}, &at, FILE_CURRENT) ? static_cast<uint64_t>(at.QuadPart) : NOWHERE;
 }
-
-bool HaveOneTable(Stream const& a, Stream const& b) noexcept { return memcmp(&a, &b, sizeof(void*)) == 0; }
 
 }  // namespace
 
@@ -65,9 +64,13 @@ bool FileWindow::Reach(uint64_t at) noexcept {
 
 // ---- FileStream
 
-FileStream* FileStream::StartBuffering(Stream& stream) noexcept {
+bool FileStream::IsPlain(Stream const& stream) noexcept {
   FileStream const plain(String(), INVALID_HANDLE_VALUE);
-  if (!HaveOneTable(stream, plain)) return nullptr;
+  return TableOf(stream) == TableOf(plain);
+}
+
+FileStream* FileStream::StartBuffering(Stream& stream) noexcept {
+  if (!IsPlain(stream)) return nullptr;
   FileStream& file = static_cast<FileStream&>(stream);
   if (file.window) {
     ++file.window->users;

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <new>
 
+#include "stream_p.h"
+
 namespace yk {
 namespace {
 
@@ -38,7 +40,7 @@ HRESULT MemStream::Read(void* buffer, unsigned bytes, unsigned* done) noexcept {
   uint64_t const from = position;
   unsigned got = bytes;
   bool const advanced = Advance(got, Access::READ);
-  if (got > 0) memcpy(buffer, data + from, got);
+  if (got > 0) CopyFew(buffer, data + from, got);
   if (got < bytes) memset(static_cast<unsigned char*>(buffer) + got, 0, bytes - got);
   if (done) *done = got;
   return advanced ? S_OK : E_FAIL;
@@ -46,9 +48,16 @@ HRESULT MemStream::Read(void* buffer, unsigned bytes, unsigned* done) noexcept {
 
 HRESULT MemStream::Write(void const* buffer, unsigned bytes, unsigned* done) noexcept {
   uint64_t const from = position;
+  if (HasRoom(from + bytes)) {
+    CopyFew(data + from, buffer, bytes);
+    position += bytes;
+    size = std::max(size, position);
+    if (done) *done = bytes;
+    return S_OK;
+  }
   unsigned room = bytes;
   bool const advanced = Advance(room, Access::WRITE);
-  if (room > 0) memcpy(data + from, buffer, room);
+  if (room > 0) CopyFew(data + from, buffer, room);
   if (done) *done = room;
   return advanced ? S_OK : Note(FailToGrow("MemStream::Write", from + bytes));
 }
@@ -149,6 +158,12 @@ bool MemStream::Advance(unsigned& bytes, Access access) noexcept {
   if (beyond && !writes) bytes = static_cast<unsigned>(size - position);
   position += bytes;
   return true;
+}
+
+/// Whether the storage extends beyond `end`: then a write up to there changes nothing but bytes. (One that
+/// fills the storage may have to grow it.)
+bool MemStream::HasRoom(uint64_t end) const noexcept {
+  return data && end < capacity && !(block && end > blockSize) && !(flags & BROKEN);
 }
 
 /// Makes sure that the storage extends to `end`.

@@ -62,7 +62,13 @@ Serializer::~Serializer() {
 Serializer::ChunkStack::~ChunkStack() { free(items); }
 
 // A stream may be foreign code, which may call back into the writer and even close it: functions that need
-// the writer or the stream after such a call hold references, and check again what they read before.
+// the writer or the stream after such a call hold references, and check again what they read before. The
+// references are spared when the stream is the library's own.
+
+Held Serializer::Hold() noexcept {
+  if (stream && TableOf(*stream) == quietTable) return {};
+  return {Ref<Serializer>::Share(this), stream};
+}
 
 HRESULT Serializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   constexpr char OPERATION[] = "Serializer::Open";
@@ -71,6 +77,7 @@ HRESULT Serializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   Ref<Serializer> const self = Ref<Serializer>::Share(this);
   stream = Ref<Stream>::Share(newStream);
   buffered = FileStream::StartBuffering(*newStream);
+  quietTable = QuietTable(*newStream);
   failure = S_OK;
   place = newStream->GetPosition();
   flags = openFlags & chunk::RAW ? openFlags | chunk::NO_TABLES : openFlags;
@@ -132,10 +139,10 @@ HRESULT Serializer::BeginChunk(unsigned short tag) noexcept { return BeginChunk(
 HRESULT Serializer::BeginChunk(unsigned short tag, unsigned short chunkFlags) noexcept {
   constexpr char OPERATION[] = "Serializer::BeginChunk";
   if (!stream) return FailClosed(OPERATION);
-  Ref<Serializer> const self = Ref<Serializer>::Share(this);
-  Ref<Stream> const target = stream;
+  Held const held = Hold();
+  Stream* const target = stream.get();
   unsigned const start = target->GetPosition();
-  if (stream.get() != target.get()) return FailClosed(OPERATION);
+  if (stream != target) return FailClosed(OPERATION);
   if (untracked > 0 || !GrowBlock(chunks.items, chunks.capacity, static_cast<size_t>(depth) + 2)) {
     ++untracked;
     return Note(FailChunkMemory(OPERATION, depth + 1));
@@ -154,10 +161,10 @@ HRESULT Serializer::EndChunk() noexcept {
   constexpr char OPERATION[] = "Serializer::EndChunk";
   if (!stream) return FailClosed(OPERATION);
   if (untracked > 0) return --untracked, S_OK;
-  Ref<Serializer> const self = Ref<Serializer>::Share(this);
-  Ref<Stream> const target = stream;
+  Held const held = Hold();
+  Stream* const target = stream.get();
   unsigned const end = target->GetPosition();
-  if (stream.get() != target.get()) return FailClosed(OPERATION);
+  if (stream != target) return FailClosed(OPERATION);
   if (depth <= bottom) return Fail(E_FAIL, OPERATION, L"no chunk is open");
   OpenChunk ended = chunks[depth--];
   ended.size = end - ended.start;
@@ -176,7 +183,7 @@ HRESULT Serializer::EndChunk() noexcept {
 HRESULT Serializer::WriteChunk(unsigned short tag, void const* data, unsigned size) noexcept {
   if (size == 0) return S_FALSE;
   if (!stream) return FailClosed("Serializer::WriteChunk");
-  Ref<Serializer> const self = Ref<Serializer>::Share(this);
+  Held const held = Hold();
   HRESULT result = BeginChunk(tag);
   if (Succeeded(result)) result = Write(data, size);
   EndChunk();
@@ -194,8 +201,8 @@ HRESULT Serializer::Write(void const* data, unsigned size) noexcept {
   if (!stream) return FailClosed(OPERATION);
   if (untracked > 0)  // it would end up in the wrong chunk
     return Fail(E_OUTOFMEMORY, OPERATION, L"not enough memory for its chunk");
-  Ref<Serializer> const self = Ref<Serializer>::Share(this);
-  Ref<Stream> const target = stream;
+  Held const held = Hold();
+  Stream* const target = stream.get();
   unsigned const before = ErrorCount();
   unsigned done = size;  // a stream that does not set it has written everything
   HRESULT const wrote = target->Write(data, size, &done);

@@ -2,6 +2,8 @@
 #include "stream_p.h"
 
 #include <qecore/core/ref.h>
+#include <qecore/io/file_stream.h>
+#include <qecore/io/mem_stream.h>
 #include <qecore/values/str.h>
 #include <qecore/values/string.h>
 
@@ -32,6 +34,12 @@ HRESULT CopyBytes(Stream& source, Stream& target, unsigned char* buffer, unsigne
 }
 
 }  // namespace
+
+void const* QuietTable(Stream const& stream) noexcept {
+  MemStream const plain;
+  bool const isOwn = TableOf(stream) == TableOf(plain) || FileStream::IsPlain(stream);
+  return isOwn ? TableOf(stream) : nullptr;
+}
 
 HRESULT Stream::ReadText(Stream& stream, String& text) noexcept {
   Ref<Stream> const kept = Ref<Stream>::Share(&stream);

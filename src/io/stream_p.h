@@ -3,7 +3,9 @@
 
 #include <limits.h>
 #include <qecore/core/error.h>
+#include <qecore/core/ref.h>
 #include <qecore/io/stream.h>
+#include <stdint.h>
 #include <string.h>
 
 namespace yk {
@@ -12,6 +14,23 @@ namespace yk {
 inline HRESULT FailChunkMemory(char const* operation, int depth) noexcept {
   return Fail(E_OUTOFMEMORY, operation, L"not enough memory for a chunk at depth %d", depth);
 }
+
+/// Keeps an object and the stream that it calls alive during a call.
+struct Held {
+  Ref<Unknown> object;
+  Ref<Stream> stream;
+};
+
+/// The table of slots through which an object is called.
+inline void const* TableOf(Unknown const& object) noexcept {
+  void const* table;
+  memcpy(&table, static_cast<void const*>(&object), sizeof table);
+  return table;
+}
+
+/// The table of a stream that calls no foreign code: one of the library's own, over memory or a file. Null
+/// for any other, and for one whose table was replaced.
+void const* QuietTable(Stream const& stream) noexcept;
 
 /// Seeks to a position that may be beyond the 2 GiB range of one signed offset. E_FAIL also for a stream that
 /// then reports another position.
@@ -27,6 +46,30 @@ inline HRESULT SeekTo(Stream& stream, unsigned position) noexcept {
     result = stream.Seek(static_cast<long>(step), origin, &at);
   }
   return Succeeded(result) && at != position ? E_FAIL : result;
+}
+
+/// memcpy for what are usually a few bytes: without a call for up to 16.
+inline void CopyFew(void* to, void const* from, size_t size) noexcept {
+  auto* const target = static_cast<unsigned char*>(to);
+  auto const* const source = static_cast<unsigned char const*>(from);
+  auto const copyEnds = [=]<class Word>(Word first) {  // which overlap in the middle
+    Word last;
+    memcpy(&first, source, sizeof first);
+    memcpy(&last, source + size - sizeof last, sizeof last);
+    memcpy(target, &first, sizeof first);
+    memcpy(target + size - sizeof last, &last, sizeof last);
+  };
+  if (size > 16) {
+    memcpy(target, source, size);
+  } else if (size >= 8) {
+    copyEnds(uint64_t{});
+  } else if (size >= 4) {
+    copyEnds(uint32_t{});
+  } else if (size >= 2) {
+    copyEnds(uint16_t{});
+  } else if (size > 0) {
+    *target = *source;
+  }
 }
 
 /// Reads up to `size` bytes and zeroes the rest, even if the stream misreports. \return bytes read

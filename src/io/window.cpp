@@ -1,8 +1,8 @@
 #include "window_p.h"
 
-#include <string.h>
-
 #include <algorithm>
+
+#include "stream_p.h"
 
 namespace yk {
 
@@ -13,7 +13,7 @@ HRESULT Window::Read(void* buffer, unsigned size, unsigned& done) noexcept {
   while (done < size && Succeeded(result)) {
     unsigned const piece = std::min(Available(), size - done);
     if (piece > 0) {
-      memcpy(to + done, block + (position - start), piece);
+      CopyFew(to + done, block + (position - start), piece);
       position += piece;
       done += piece;
       continue;
@@ -66,7 +66,7 @@ HRESULT Window::Write(void const* buffer, unsigned size, unsigned& done) noexcep
     start = position;
     isPending = true;
   }
-  memcpy(block + (position - start), buffer, size);
+  CopyFew(block + (position - start), buffer, size);
   position += size;
   used = std::max(used, static_cast<unsigned>(position - start));
   done = size;

@@ -241,6 +241,16 @@ TEST(ObjectFile, NeedsAStream) {
   EXPECT_EQ(writer->BeginChunk(1), E_FAIL);
 }
 
+TEST(ObjectFile, CallsTheTableOfAHookedStream) {
+  Ref<Stream> const stream = Memory("enough bytes to move in");
+  Ref<Serializer> const writer = Writer(*stream, chunk::RAW);
+  auto const write = [&] { writer->WriteChunk(7, "text", 4); };
+  EXPECT_EQ(SlotHook::Calls(stream.get(), 22, 10, write), 3) << "a header, the text, the size";
+  stream->Seek(0, Stream::FROM_START);
+  Ref<Deserializer> const reader = Reader(*stream, chunk::RAW);
+  EXPECT_EQ(SlotHook::Calls(stream.get(), 22, 9, [&] { reader->BeginChunk(); }), 1);
+}
+
 // The stream releases the last reference to the writer that calls it: every function on the way holds one.
 TEST(ObjectFile, OutlivesTheCallsOfAStream) {
   std::pair<HRESULT (Serializer::*)(), unsigned> const rows[] = {

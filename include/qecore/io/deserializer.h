@@ -32,6 +32,7 @@ namespace yk {
 class Array;
 class FileStream;
 class Stream;
+struct Held;
 
 /// It has no identifier of its own: QueryInterface and IsTypeOf are Unknown's.
 class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
@@ -109,9 +110,11 @@ class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
   bool ReadNumber(unsigned& number) noexcept;
   unsigned ReadThere(void* buffer, unsigned size) noexcept;
   HRESULT Note(HRESULT result) noexcept;
+  Held Hold() noexcept;
 
   Ref<Stream> stream;
-  FileStream* buffered = nullptr;  // the stream, if it works through a window for this reader
+  void const* quietTable = nullptr;  // see QuietTable
+  FileStream* buffered = nullptr;    // the stream, if it works through a window for this reader
   Ref<Array> objects;
   ChunkStack chunks;
   int depth = -1;  // the innermost chunk's index in `chunks`

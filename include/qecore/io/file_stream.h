@@ -73,6 +73,7 @@ class YK_API FileStream : public Implements<FileStream, Stream> {
  private:
   friend Destroys;
   friend class BufferedFile;
+  friend void const* QuietTable(Stream const& stream) noexcept;
   friend class Deserializer;
   friend class FileWindow;
   friend class SaveFile;
@@ -93,6 +94,8 @@ class YK_API FileStream : public Implements<FileStream, Stream> {
   HRESULT Flush() noexcept;
   void CloseHandle() noexcept;
 
+  /// Whether the stream is a FileStream with its own table of slots.
+  static bool IsPlain(Stream const& stream) noexcept;
   /// Lets the stream work through a window until EndBuffering, which returns the failure of what was left to
   /// write. Null for any other stream, and without memory: then nothing is to be ended.
   static FileStream* StartBuffering(Stream& stream) noexcept;

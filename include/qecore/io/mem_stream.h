@@ -71,6 +71,7 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
 
  private:
   friend Destroys;
+  friend void const* QuietTable(Stream const& stream) noexcept;
 
   MemStream() noexcept = default;
   ~MemStream();
@@ -78,6 +79,7 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
   enum class Access { READ, WRITE };
 
   bool Advance(unsigned& bytes, Access access) noexcept;
+  bool HasRoom(uint64_t end) const noexcept;
   bool MakeRoom(uint64_t end) noexcept;
   bool Resize(uint64_t bytes) noexcept;
   bool Reallocate(uint64_t bytes) noexcept;

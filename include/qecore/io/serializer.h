@@ -30,6 +30,7 @@ class Array;
 class FileStream;
 class ReferenceIndex;
 class Stream;
+struct Held;
 
 /// It has no identifier of its own: QueryInterface and IsTypeOf are Unknown's.
 class YK_API Serializer : public Destroys<Serializer, Unknown> {
@@ -95,6 +96,7 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   ~Serializer();
 
   HRESULT Note(HRESULT result) noexcept;
+  Held Hold() noexcept;
   bool HasChunk() const noexcept;
   HRESULT MoveTo(Stream& target, unsigned to) noexcept;
   void FillInSize(Stream& target, OpenChunk const& ended, unsigned end) noexcept;
@@ -104,8 +106,9 @@ class YK_API Serializer : public Destroys<Serializer, Unknown> {
   void WriteNumberChunk(unsigned short tag, unsigned number) noexcept;
 
   Ref<Stream> stream;
-  FileStream* buffered = nullptr;  // the stream, if it works through a window for this writer
-  Ref<Array> objects;              // created by the first reference
+  void const* quietTable = nullptr;  // see QuietTable
+  FileStream* buffered = nullptr;    // the stream, if it works through a window for this writer
+  Ref<Array> objects;                // created by the first reference
   ChunkStack chunks;
   int depth = -1;          // the innermost chunk's index in `chunks`
   int bottom = -1;         // the depth at which nothing is open
