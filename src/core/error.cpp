@@ -11,6 +11,8 @@
 
 namespace yk {
 
+constinit std::atomic<unsigned> lastStamp = 0;
+
 namespace {
 
 // ---- what codes mean --------------------------------------------------------------------------------------
@@ -107,7 +109,7 @@ bool Take(unsigned index) noexcept {
   if (!owners[index].compare_exchange_strong(unowned, GetCurrentThreadId(), std::memory_order_acquire))
     return false;
   ErrorChain& chain = chains[index];
-  chain.count = chain.length = 0;
+  chain.count = chain.stamp = chain.length = 0;
   return true;
 }
 
@@ -177,6 +179,7 @@ HRESULT Record(bool hasCause, HRESULT code, char const* operation, wchar_t const
   Error const record =
       MakeRecord(code, operation, format, arguments);  // the arguments may be texts of older records
   ++chain->count;
+  chain->stamp = lastStamp.fetch_add(1, std::memory_order_relaxed) + 1;
   if (!hasCause) chain->length = 0;
   Append(*chain, record);
   return code;
@@ -185,6 +188,7 @@ HRESULT Record(bool hasCause, HRESULT code, char const* operation, wchar_t const
 /// Copies what a chain holds. The causes still point into the chain that the records came from.
 void CopyChain(ErrorChain const& from, ErrorChain& to) noexcept {
   to.count = from.count;
+  to.stamp = from.stamp;
   to.length = from.length;
   std::copy_n(from.records, from.length, to.records);
 }
@@ -252,6 +256,16 @@ HRESULT FailSince(unsigned before, HRESULT code, char const* operation, wchar_t 
   va_list arguments;
   va_start(arguments, format);
   Record(ErrorCount() != before, code, operation, format, arguments);
+  va_end(arguments);
+  return code;
+}
+
+HRESULT FailSince(FailureMark before, HRESULT code, char const* operation, wchar_t const* format,
+                  ...) noexcept {
+  ErrorChain const* const chain = FindChain();
+  va_list arguments;
+  va_start(arguments, format);
+  Record(chain && before.IsBefore(chain->stamp), code, operation, format, arguments);
   va_end(arguments);
   return code;
 }

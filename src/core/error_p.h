@@ -3,6 +3,8 @@
 
 #include <qecore/core/error.h>
 
+#include <atomic>
+
 namespace yk {
 
 /// Fail for a call of the system on `subject`, a path or a name: "photo.png: the disk is full".
@@ -21,11 +23,30 @@ T* Made(T* object, char const* operation) noexcept {
   return object;
 }
 
+/// The number of failures of all threads; that of a failure is its stamp.
+extern constinit std::atomic<unsigned> lastStamp;
+
+/// A mark for FailSince in functions that are called very often: unlike ErrorCount, it costs one load.
+class FailureMark {
+ public:
+  FailureMark() noexcept : stamp(lastStamp.load(std::memory_order_relaxed)) {}
+
+  /// Whether a failure with this stamp was recorded later.
+  bool IsBefore(unsigned later) const noexcept { return static_cast<int>(later - stamp) > 0; }
+
+ private:
+  unsigned stamp;
+};
+
+[[gnu::cold]] HRESULT FailSince(FailureMark before, HRESULT code, char const* operation,
+                                wchar_t const* format, ...) noexcept;
+
 /// A thread's last failure with its causes, the first cause first. Only its thread accesses it.
 struct ErrorChain {
   static constexpr unsigned LONGEST = 4;
 
   unsigned count;   // failures so far
+  unsigned stamp;   // of the last one
   unsigned length;  // records of the last failure; 0: there was none
   Error records[LONGEST];
 };

@@ -144,7 +144,7 @@ bool Deserializer::EndChunk() noexcept {
   } else {
     --depth;
   }
-  unsigned const before = ErrorCount();
+  FailureMark const before;
   HRESULT const moved = Note(SeekTo(*from, end));
   bool const there = Succeeded(moved);
   if (!there) FailSince(before, moved, OPERATION, L"cannot seek to byte %u", end);
@@ -263,7 +263,7 @@ unsigned Deserializer::ReadThere(void* buffer, unsigned size) noexcept {
   Held const held = Hold();
   Stream* const from = stream.get();
   if (!from) return 0;  // closed by a call from the stream
-  unsigned const before = ErrorCount();
+  FailureMark const before;
   HRESULT read;
   unsigned const done = ReadUpTo(*from, buffer, size, &read);
   HRESULT const result = Succeeded(read) && done < size ? E_FAIL : read;

@@ -203,7 +203,7 @@ HRESULT Serializer::Write(void const* data, unsigned size) noexcept {
     return Fail(E_OUTOFMEMORY, OPERATION, L"not enough memory for its chunk");
   Held const held = Hold();
   Stream* const target = stream.get();
-  unsigned const before = ErrorCount();
+  FailureMark const before;
   unsigned done = size;  // a stream that does not set it has written everything
   HRESULT const wrote = target->Write(data, size, &done);
   HRESULT const result = Succeeded(wrote) && done < size ? E_FAIL : wrote;
@@ -230,7 +230,7 @@ HRESULT NoteFailure(Serializer& writer, HRESULT result) noexcept { return writer
 
 /// Seeks in the stream, and stores a failure.
 HRESULT Serializer::MoveTo(Stream& target, unsigned to) noexcept {
-  unsigned const before = ErrorCount();
+  FailureMark const before;
   HRESULT const result = SeekTo(target, to);
   if (Failed(result)) FailSince(before, result, "Serializer::EndChunk", L"cannot seek to byte %u", to);
   return Note(result);

@@ -41,6 +41,16 @@ void const* QuietTable(Stream const& stream) noexcept {
   return isOwn ? TableOf(stream) : nullptr;
 }
 
+HRESULT SeekFar(Stream& stream, unsigned position, unsigned& at) noexcept {
+  HRESULT result = stream.Seek(LONG_MAX, Stream::FROM_START, &at);
+  for (unsigned left = position - LONG_MAX, step; Succeeded(result) && left > 0; left -= step) {
+    step = left < LONG_MAX ? left : LONG_MAX;
+    at = position;
+    result = stream.Seek(static_cast<long>(step), Stream::FROM_POSITION, &at);
+  }
+  return result;
+}
+
 HRESULT Stream::ReadText(Stream& stream, String& text) noexcept {
   Ref<Stream> const kept = Ref<Stream>::Share(&stream);
   uint16_t length = 0;

@@ -32,19 +32,16 @@ inline void const* TableOf(Unknown const& object) noexcept {
 /// for any other, and for one whose table was replaced.
 void const* QuietTable(Stream const& stream) noexcept;
 
-/// Seeks to a position that may be beyond the 2 GiB range of one signed offset. E_FAIL also for a stream that
-/// then reports another position.
+/// Seeks to a position beyond the 2 GiB range of one signed offset, in steps. `at` is where the stream then
+/// says that it is; the position if it does not say.
+HRESULT SeekFar(Stream& stream, unsigned position, unsigned& at) noexcept;
+
+/// Seeks to any position. E_FAIL also for a stream that then reports another one.
 inline HRESULT SeekTo(Stream& stream, unsigned position) noexcept {
   unsigned at = position;
-  unsigned left = position;
-  HRESULT result = S_OK;
-  for (unsigned origin = Stream::FROM_START; Succeeded(result) && (left > 0 || origin == Stream::FROM_START);
-       origin = Stream::FROM_POSITION) {
-    unsigned const step = left < LONG_MAX ? left : LONG_MAX;
-    left -= step;
-    if (left == 0) at = position;
-    result = stream.Seek(static_cast<long>(step), origin, &at);
-  }
+  HRESULT const result = position <= LONG_MAX
+                             ? stream.Seek(static_cast<long>(position), Stream::FROM_START, &at)
+                             : SeekFar(stream, position, at);
   return Succeeded(result) && at != position ? E_FAIL : result;
 }
 
