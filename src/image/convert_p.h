@@ -3,6 +3,7 @@
 
 #include <qecore/image/convert.h>
 
+#include "halve_kernels_p.h"
 #include "resample_p.h"
 
 namespace yk::img {
@@ -28,6 +29,7 @@ extern Kernel const* const KERNELS_AVX2;
 struct KernelSet {
   Kernel const* converters;
   ResampleKernels const& resample;
+  HalveKernels const& halve;
 };
 
 /// The best ones for this processor.

@@ -9,7 +9,6 @@
 #include "convert_p.h"
 #include "core/error_p.h"
 #include "core/progress_p.h"
-#include "row_kernels_p.h"
 #include "rows_p.h"
 #include "weights_p.h"
 
@@ -45,10 +44,12 @@ HRESULT CopyPixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexc
 }
 
 HRESULT HalvePixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
+  img::HalveKernels const& kernels = img::BestKernels().halve;
+  img::HalveFunction const halve = target.bytesPerPixel == 3 ? kernels.colour : kernels.gray;
   for (int y : RowsInMemory(0, target.height)) {
     if (!ReachRow(meter, target, y)) break;
-    img::HalveRow(source.GetLine(2 * y), source.GetLine(2 * y + 1), target.GetLine(y),
-                  static_cast<size_t>(target.width), target.bytesPerPixel);
+    halve(source.GetLine(2 * y), source.GetLine(2 * y + 1), target.GetLine(y),
+          static_cast<size_t>(target.width));
   }
   return S_OK;
 }
@@ -198,13 +199,17 @@ class ResampledRows {
   explicit ResampledRows(Resampling const& of) noexcept
       : plan(of),
         isDirect(of.rowFormat == of.source.format),
-        rowSize(static_cast<size_t>(of.source.width) * img::GetFacts(of.rowFormat).bytes) {}
+        isFinite(!isDirect || img::GetFacts(of.rowFormat).kind != img::ChannelKind::FLOAT),
+        sumsInPlace(of.sumFormat == of.target.format &&
+                    of.table.columns.targets % img::PixelsPerBlock(of.channels) == 0),
+        rowSize(static_cast<size_t>(of.source.width) * img::GetFacts(of.rowFormat).bytes),
+        readable(rowSize + (isDirect ? 0 : SPARE)) {}
 
   /// False: no memory. Widths have 31 bits: no size overflows.
   bool Allocate() noexcept {
     size_t const lanes = img::PixelsPerBlock(plan.channels);
     sums = NewArray<float>((plan.table.columns.targets + lanes - 1) / lanes * img::BLOCK_FLOATS);
-    if (!isDirect) converted = NewArray<uint8_t>(HELD * (rowSize + SPARE));
+    if (!isDirect) converted = NewArray<uint8_t>(HELD * readable);
     return sums && (isDirect || converted);
   }
 
@@ -226,29 +231,32 @@ class ResampledRows {
     bool const isAlone = run.count == 1;  // its weight is then 1
     if (isAlone && run.first == aloneBelow) return Repeat(y);
     aloneBelow = isAlone ? run.first : -1;
-    size_t const most = isDirect ? AT_ONCE : HELD;
-    size_t const count = static_cast<size_t>(run.count);
-    for (size_t done = 0; done < count; done += most) Add(run, done, std::min(most, count - done));
-    img::ConvertRow(sums.get(), plan.target.GetLine(y), plan.sumFormat, plan.target.format, plan.target.width,
-                    nullptr);
+    uint8_t* const row = plan.target.GetLine(y);
+    float* const to = sumsInPlace ? reinterpret_cast<float*>(row) : sums.get();
+    AddRun(run, to);
+    if (!sumsInPlace)
+      img::ConvertRow(to, row, plan.sumFormat, plan.target.format, plan.target.width, nullptr);
   }
 
-  void Add(img::Run const& run, size_t done, size_t count) noexcept {
+  void AddRun(img::Run const& run, float* to) noexcept {
+    size_t const most = isDirect ? AT_ONCE : HELD;
+    size_t const count = static_cast<size_t>(run.count);
     img::SourceRow rows[AT_ONCE];
-    for (size_t i = 0; i < count; ++i) {
-      rows[i] = {RowAt(run.first + static_cast<int>(done + i)), plan.down.weights[run.weights + done + i]};
+    for (size_t done = 0, now = 0; done < count; done += now) {
+      now = std::min(most, count - done);
+      for (size_t i = 0; i < now; ++i) {
+        rows[i] = {RowAt(run.first + static_cast<int>(done + i)), plan.down.weights[run.weights + done + i]};
+      }
+      plan.add(plan.table.columns,
+               {to, rows, now, readable, isFinite, done ? img::SumsFrom::PRESENT : img::SumsFrom::ZERO});
     }
-    bool const isFinite = !isDirect || img::GetFacts(plan.rowFormat).kind != img::ChannelKind::FLOAT;
-    size_t const readable = rowSize + (isDirect ? 0 : SPARE);
-    plan.add(plan.table.columns, {sums.get(), rows, count, readable, isFinite,
-                                  done ? img::SumsFrom::PRESENT : img::SumsFrom::ZERO});
   }
 
   /// A source row, converted unless its format can be added.
   uint8_t const* RowAt(int y) noexcept {
     if (isDirect) return plan.source.GetLine(y);
     size_t const slot = static_cast<size_t>(y) % HELD;
-    uint8_t* const row = converted.get() + slot * (rowSize + SPARE);
+    uint8_t* const row = converted.get() + slot * readable;
     if (held[slot] != y) {
       img::ConvertRow(plan.source.GetLine(y), row, plan.source.format, plan.rowFormat, plan.source.width,
                       plan.source.palette);
@@ -265,7 +273,10 @@ class ResampledRows {
 
   Resampling const& plan;
   bool const isDirect;
-  size_t const rowSize;  // bytes
+  bool const isFinite;
+  bool const sumsInPlace;  // the target's rows have the format of sums, and consist of whole blocks
+  size_t const rowSize;    // bytes
+  size_t const readable;   // with the spare ones
   std::unique_ptr<float[]> sums;
   std::unique_ptr<uint8_t[]> converted;
   int held[HELD] = {-1, -1};

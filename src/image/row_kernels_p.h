@@ -1,4 +1,4 @@
-// Loops over one row of an image other than conversions: mirroring, premultiplying, averaging.
+// Loops over one row of an image other than conversions: mirroring, premultiplying.
 #pragma once
 
 #include <stddef.h>
@@ -14,9 +14,5 @@ void SwapBytes(uint8_t* a, uint8_t* b, size_t size) noexcept;
 
 /// BGRA32: blue, green and red become (channel * alpha) / 255, truncated.
 void PremultiplyRow(uint8_t* row, size_t pixels) noexcept;
-
-/// Averages blocks of 2 x 2 pixels of one or three bytes, truncating. `pixels` counts the results.
-void HalveRow(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size_t pixels,
-              size_t channels) noexcept;
 
 }  // namespace yk::img
