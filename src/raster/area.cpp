@@ -5,17 +5,16 @@
 #include <algorithm>
 
 #include "area_sweep_p.h"
-#include "outline_p.h"
-#include "span_p.h"
+#include "ellipse_sweep_p.h"
 
 namespace yk::raster {
 namespace {
 
-HRESULT Fill(Surface const& surface, Paint paint, Outline& outline, FillRule rule) noexcept {
-  if (!outline.Close()) return E_OUTOFMEMORY;
+// Paints all rows of a sweep.
+template <class Sweep>
+HRESULT PaintAll(Surface const& surface, Paint paint, Sweep& sweep) noexcept {
   xrect2d const& clip = surface.clip;
   SpanPainter painter(surface, paint);
-  AreaSweep sweep(outline, rule);
   if (!sweep.PaintRows(clip.top, clip.bottom - clip.top, painter)) return E_OUTOFMEMORY;
   return painter.HasPainted() ? S_OK : S_FALSE;
 }
@@ -34,17 +33,16 @@ HRESULT FillPolygon(Surface const& surface, Paint paint, Points const& points, F
   if (!CanPaint(surface, paint.mode)) return E_NOTIMPL;
   Outline outline(surface.clip);
   outline.AddPolygon(points);
-  return Fill(surface, paint, outline, rule);
+  if (!outline.Close()) return E_OUTOFMEMORY;
+  AreaSweep sweep(outline, rule);
+  return PaintAll(surface, paint, sweep);
 }
 
 HRESULT FillEllipse(Surface const& surface, Paint paint, Ellipse const& ellipse) noexcept {
-  auto const& [centre, radius, ring] = ellipse;
   if (surface.IsEmpty() || !IsSane(ellipse)) return S_FALSE;
   if (!CanPaint(surface, paint.mode)) return E_NOTIMPL;
-  Outline outline(surface.clip);
-  outline.AddEllipse(centre, radius, 0);
-  if (ring > 0 && ring < std::min(radius.x, radius.y)) outline.AddEllipse(centre, radius, ring);
-  return Fill(surface, paint, outline, FillRule::EVEN_ODD);
+  EllipseSweep sweep(surface.clip, ellipse);
+  return PaintAll(surface, paint, sweep);
 }
 
 }  // namespace yk::raster

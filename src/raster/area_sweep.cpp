@@ -3,8 +3,6 @@
 #include <math.h>
 
 #include <algorithm>
-#include <bit>
-#include <utility>
 
 namespace yk::raster {
 namespace {
@@ -19,28 +17,18 @@ constexpr size_t MAX_CROSSINGS_PER_EDGE = 16;
 // Insertion sort is abandoned after this many moves per edge.
 constexpr size_t MAX_MOVES_PER_EDGE = 32;
 
-// A run of pixels with full coverage, or with none, is painted separately when it is at least this long.
-constexpr int LONG_RUN = 8;
-
 }  // namespace
 
 // ---- rows and slabs
 
 AreaSweep::AreaSweep(Outline const& outline, FillRule rule) noexcept
     : outline(outline),
-      firstColumn(static_cast<int>(outline.Leftmost())),
-      endColumn(std::min(static_cast<int>(outline.Rightmost()) + 1, static_cast<int>(Width(outline.Clip())))),
       ruleMask(rule == FillRule::NON_ZERO ? -1 : 1),
+      row(outline.Clip(), outline.Leftmost(), outline.Rightmost()),
       nextEdge(outline.begin()) {}
 
-bool AreaSweep::Reserve() noexcept {
-  size_t const columns = static_cast<size_t>(endColumn);
-  // an edge through the last pixel has a step after it, too, and one at its end another pixel further on
-  return steps.Fill(columns + 2, 0) && marks.Fill(columns / 64 + 2, 0) && coverage.Reserve(columns);
-}
-
 bool AreaSweep::PaintRows(int first, int count, SpanPainter& painter) noexcept {
-  if (!Reserve()) return false;
+  if (!row.Reserve()) return false;
   int const end = first + count;
   nextEdge = outline.begin();
   active.Shrink(0);
@@ -51,7 +39,7 @@ bool AreaSweep::PaintRows(int first, int count, SpanPainter& painter) noexcept {
       y = std::max(y, static_cast<int>(floor(std::max<double>(nextEdge->top, y))));
     }
     SweepRow(y);
-    PaintRow(y, painter);
+    row.Paint(y, painter);
   }
   return !failed;
 }
@@ -151,7 +139,7 @@ int AreaSweep::SideOf(int winding, int direction) const noexcept {
 void AreaSweep::CoverActive(double height) noexcept {
   for (ActiveEdge const& edge : active) {
     int const side = SideOf(edge.winding, edge.direction);
-    if (side != 0) CoverRightOf(edge.top, edge.bottom, side * height);
+    if (side != 0) row.CoverRightOf(edge.top, edge.bottom, side * height);
   }
 }
 
@@ -228,74 +216,12 @@ void AreaSweep::CoverBetweenCrossings(ActiveEdge const& edge, WindingChange cons
     int const nextSide = SideOf(winding, edge.direction);
     if (nextSide == side) continue;
     double const nextX = edge.top + (edge.bottom - edge.top) * next->at;
-    if (side != 0) CoverRightOf(x, nextX, (next->at - at) * side * height);
+    if (side != 0) row.CoverRightOf(x, nextX, (next->at - at) * side * height);
     at = next->at;
     x = nextX;
     side = nextSide;
   }
-  if (side != 0) CoverRightOf(x, edge.bottom, (1 - at) * side * height);
-}
-
-// ---- coverage of a row
-
-void AreaSweep::AddStep(int column, double part, double middle) noexcept {
-  size_t const at = static_cast<size_t>(column);
-  steps[at] += static_cast<float>(part * (1 - middle));
-  steps[at + 1] += static_cast<float>(part * middle);
-  marks[at / 64] |= uint64_t{1} << at % 64;
-  marks[(at + 1) / 64] |= uint64_t{1} << (at + 1) % 64;
-}
-
-// Adds the area to the right of a line through a slab of this height; a negative height subtracts it.
-void AreaSweep::CoverRightOf(double x0, double x1, double height) noexcept {
-  int const column = static_cast<int>(x0);
-  if (column == static_cast<int>(x1)) return AddStep(column, height, (x0 + x1) / 2 - column);
-  CoverSlanted(std::min(x0, x1), std::max(x0, x1), height);
-}
-
-void AreaSweep::CoverSlanted(double low, double high, double height) noexcept {
-  double const perUnit = height / (high - low);
-  int const first = static_cast<int>(low), last = static_cast<int>(high);
-  AddStep(first, (first + 1 - low) * perUnit, (low - first + 1) / 2);
-  for (int column = first + 1; column < last; ++column) AddStep(column, perUnit, 0.5);
-  if (high > last) AddStep(last, (high - last) * perUnit, (high - last) / 2);
-}
-
-// The next pixel whose coverage may differ from the previous one's, or the end.
-int AreaSweep::NextStep(int column) const noexcept {
-  if (column >= endColumn) return endColumn;
-  uint64_t const* word = marks.begin() + column / 64;
-  uint64_t const* const last = marks.begin() + (endColumn - 1) / 64;
-  uint64_t bits = *word & ~uint64_t{0} << column % 64;
-  while (bits == 0 && word != last) bits = *++word;
-  int const at = static_cast<int>(word - marks.begin()) * 64 + std::countr_zero(bits);
-  return std::min(at, endColumn);
-}
-
-// Accumulates the steps into coverage, paints it in runs, and clears the steps. A long run of full coverage,
-// or of none, ends the run before it.
-void AreaSweep::PaintRow(int y, SpanPainter& painter) noexcept {
-  int const left = outline.Clip().left;
-  auto const paint = [&](int from, int to, unsigned char const* row) {
-    if (to > from) painter({left + from, y, to - from, row});
-  };
-  int run = NextStep(firstColumn);
-  float sum = 0;
-  for (int column = run, next; column < endColumn; column = next) {
-    sum += std::exchange(steps[static_cast<size_t>(column)], 0.0f);
-    next = NextStep(column + 1);
-    unsigned char const share = static_cast<unsigned char>(std::clamp(sum, 0.0f, 1.0f) * 255 + 0.5f);
-    if ((share == 0 || share == 255) && next - column >= LONG_RUN) {
-      paint(run, column, coverage.begin() + run);
-      if (share) paint(column, next, nullptr);
-      run = next;
-    } else {
-      std::fill(coverage.begin() + column, coverage.begin() + next, share);
-    }
-  }
-  paint(run, endColumn, coverage.begin() + run);
-  steps[static_cast<size_t>(endColumn)] = steps[static_cast<size_t>(endColumn) + 1] = 0;
-  std::fill(marks.begin() + firstColumn / 64, marks.end(), 0);
+  if (side != 0) row.CoverRightOf(x, edge.bottom, (1 - at) * side * height);
 }
 
 }  // namespace yk::raster

@@ -24,6 +24,7 @@
 #pragma once
 
 #include "area_p.h"
+#include "coverage_row_p.h"
 #include "outline_p.h"
 #include "span_p.h"
 
@@ -65,7 +66,6 @@ class AreaSweep {
     int change;
   };
 
-  bool Reserve() noexcept;
   void SweepRow(int y) noexcept;
   void CollectEvents(double y) noexcept;
   void SweepSlab(double from, double to) noexcept;
@@ -80,17 +80,12 @@ class AreaSweep {
   bool ListWindingChanges() noexcept;
   void CoverBetweenCrossings(ActiveEdge const& edge, WindingChange const* next, WindingChange const* end,
                              double height) noexcept;
-  void CoverRightOf(double x0, double x1, double height) noexcept;
-  void CoverSlanted(double low, double high, double height) noexcept;
-  void AddStep(int column, double part, double middle) noexcept;
-  int NextStep(int column) const noexcept;
-  void PaintRow(int y, SpanPainter& painter) noexcept;
 
   Outline const& outline;
-  int const firstColumn, endColumn;  // the extent of the outline, from the left of the clip
-  int const ruleMask;                // the bits of a winding that make a point inside
+  int const ruleMask;  // the bits of a winding that make a point inside
   bool failed = false;
 
+  CoverageRow row;
   Outline::Edge const* nextEdge;
   Buffer<ActiveEdge> active;  // from left to right
   Buffer<ActiveEdge> reordered;
@@ -98,10 +93,7 @@ class AreaSweep {
   Buffer<Crossing> crossings;
   Buffer<unsigned> firstChange;  // per active edge
   Buffer<WindingChange> changes;
-  Buffer<double> events;           // the end points of edges inside the row
-  Buffer<float> steps;             // the change of coverage at each pixel of the row
-  Buffer<uint64_t> marks;          // one bit for each step that may be non-zero
-  Buffer<unsigned char> coverage;  // of the row
+  Buffer<double> events;  // the end points of edges inside the row
 };
 
 }  // namespace yk::raster

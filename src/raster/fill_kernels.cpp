@@ -24,13 +24,14 @@ constexpr Channels Unpack(unsigned colour) noexcept {
   return {colour >> 16 & 255, colour >> 8 & 255, colour & 255, colour >> 24};
 }
 
-// v / 255 for every product of two bytes, and for a sum of two whose weights add up to 255. Fits 16 bits.
+// v / 255 for every product of two bytes, rounded or not, and for a sum of two whose weights add up to 255.
+// Fits 16 bits.
 constexpr uint16_t DivideBy255(uint16_t v) noexcept {
   return static_cast<uint16_t>(static_cast<uint16_t>(v + 1 + (v >> 8)) >> 8);
 }
 
 constexpr bool DividesExactly() noexcept {
-  for (unsigned v = 0; v <= 255 * 255; ++v) {
+  for (unsigned v = 0; v <= 255 * 255 + 127; ++v) {
     if (DivideBy255(static_cast<uint16_t>(v)) != v / 255) return false;
   }
   return true;
@@ -158,16 +159,6 @@ Loop LoopOf(Mode mode, Channels const& s, int bytesPerPixel) noexcept {
 // ---- painting by coverage: one small struct for each mode, which changes one pixel. With coverage 255 each
 // does the same as the mode's fill.
 
-struct CoverPaint {
-  static void Pixel(unsigned char* d, Ink const& s, unsigned coverage) noexcept {
-    unsigned const a = Scale(s.alpha, coverage);
-    unsigned const k = OPAQUE_ALPHA - a;
-    d[0] = static_cast<unsigned char>(DivideBy255(static_cast<uint16_t>(d[0] * k + s.blue * a)));
-    d[1] = static_cast<unsigned char>(DivideBy255(static_cast<uint16_t>(d[1] * k + s.green * a)));
-    d[2] = static_cast<unsigned char>(DivideBy255(static_cast<uint16_t>(d[2] * k + s.red * a)));
-  }
-};
-
 struct CoverInvert {
   static void Pixel(unsigned char* d, Ink const&, unsigned coverage) noexcept {
     for (int i = 0; i < 3; ++i) {
@@ -235,9 +226,32 @@ void CoverWith(Lanes const& lanes, unsigned char* row, unsigned char const* cove
   }
 }
 
-constexpr CoverKernel COVERS[] = {CoverWith<CoverPaint>, CoverWith<CoverInvert>,
-                                  CoverWith<CoverAdd>,   CoverWith<CoverSubtract>,
-                                  CoverWith<CoverCopy>,  CoverWith<CoverComposite>};
+// Two channels in one multiplication: see DivideBy255.
+constexpr uint32_t PAIR = 0x00FF00FF;
+constexpr uint32_t MixPair(uint32_t d, uint32_t s, unsigned a) noexcept {
+  uint32_t const v = d * (OPAQUE_ALPHA - a) + s * a;
+  return (v + 0x00010001 + (v >> 8 & PAIR)) >> 8 & PAIR;
+}
+
+// Without a branch: runs are short, and coverage is hard to predict.
+template <size_t SIZE>
+void CoverPaint(Lanes const& ink, unsigned char* row, unsigned char const* coverage, size_t pixels) noexcept {
+  for (size_t i = 0; i < pixels; ++i, row += SIZE) {
+    unsigned const a = DivideBy255(static_cast<uint16_t>(ink.alpha * coverage[i] + 127));
+    uint32_t d = 0;
+    memcpy(&d, row, SIZE);
+    uint32_t const mixed = MixPair(d & PAIR, ink.value & PAIR, a) |
+                           MixPair(d >> 8 & 255, ink.value >> 8 & 255, a) << 8 | (d & ALPHA_BYTE);
+    memcpy(row, &mixed, SIZE);
+  }
+}
+
+constexpr CoverKernel COVERS[] = {nullptr,
+                                  CoverWith<CoverInvert>,
+                                  CoverWith<CoverAdd>,
+                                  CoverWith<CoverSubtract>,
+                                  CoverWith<CoverCopy>,
+                                  CoverWith<CoverComposite>};
 static_assert(std::size(COVERS) == MODE_COUNT);
 
 }  // namespace
@@ -248,7 +262,7 @@ KernelSet const SCALAR_KERNELS = {
      ScalarPixels<Whiten>},
     ScalarColumns<BlendColumn>,
     ScalarColumns<Merge>,
-    {CoverWith<CoverPaint>, CoverWith<CoverPaint>}};
+    {CoverPaint<3>, CoverPaint<4>}};
 
 KernelSet const& BestKernels() noexcept { return HasAvx2() ? AVX2_KERNELS : BASE_KERNELS; }
 

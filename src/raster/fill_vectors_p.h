@@ -454,15 +454,16 @@ template <class V>
 void CoverPaint4(Lanes const& ink, unsigned char* row, unsigned char const* coverage,
                  size_t pixels) noexcept {
   constexpr size_t N = V::SIZE, STEP = N / 4;
-  if (pixels >= STEP) {
-    Covering<V> const cover(Pattern(ink, 0).At<V, 0>());
-    typename V::Bytes const colours = V::All32(0x00FFFFFF);  // whose coverage is used
-    for (; pixels >= STEP; pixels -= STEP, coverage += STEP, row += N) {
-      typename V::Bytes const spread = V::And(V::SpreadOver4(coverage), colours);
-      if (!V::IsZero(spread)) V::Store(row, cover(V::Load(row), spread));
-    }
-  }
-  V::Narrower().coverPaint[1](ink, row, coverage, pixels);
+  if (pixels < STEP) return V::Narrower().coverPaint[1](ink, row, coverage, pixels);
+  Covering<V> const cover(Pattern(ink, 0).At<V, 0>());
+  auto const covered = [&](size_t i) {
+    auto const spread = V::And(V::SpreadOver4(coverage + i), V::All32(0x00FFFFFF));  // alpha is kept
+    return cover(V::Load(row + 4 * i), spread);
+  };
+  size_t const last = pixels - STEP;
+  typename V::Bytes const end = covered(last);
+  for (size_t i = 0; i < last; i += STEP) V::Store(row + 4 * i, covered(i));
+  V::Store(row + 4 * last, end);
 }
 
 inline void Set(Rows const& rows, Lanes const& lanes) noexcept {

@@ -1,4 +1,4 @@
-// The outline of an area: the edges of polygons and ellipses, clipped and sorted.
+// The outline of a polygon: its edges, clipped and sorted.
 //
 //   Outline outline(clip);
 //   outline.AddPolygon(points);
@@ -34,9 +34,6 @@ class Outline {
   explicit Outline(xrect2d const& clip) noexcept : clip(clip) {}
 
   void AddPolygon(Points const& points) noexcept;
-  /// The outline of the points of an ellipse at a distance of at least `inset` from its edge; `inset` must be
-  /// less than both radii.
-  void AddEllipse(point2d const& centre, point2d const& radius, double inset) noexcept;
   /// Must be called after everything has been added. False when there was no memory.
   bool Close() noexcept;
 
@@ -48,13 +45,9 @@ class Outline {
   Edge const* end() const noexcept { return edges.end(); }
 
  private:
-  struct Quarter;
-
   void AddEdge(point2d const& a, point2d const& b) noexcept;
   void AddClipped(point2d const& upper, point2d const& lower, int direction) noexcept;
   void Append(point2d const& upper, point2d const& lower, int direction) noexcept;
-  void AddArc(Quarter const& quarter, point2d const& from, point2d const& to, int depth) noexcept;
-  bool IsBeside(point2d const& a, point2d const& b) const noexcept;
 
   xrect2d clip;
   Buffer<Edge> edges;  // once closed, sorted by their tops

@@ -1,0 +1,56 @@
+// The coverage of one row of pixels, accumulated from the areas to the right of edges.
+#pragma once
+
+#include <algorithm>
+
+#include "core/buffer_p.h"
+#include "span_p.h"
+
+namespace yk::raster {
+
+/// Positions are relative to the left of the clip, and inside it unless noted. Each pixel holds the change of
+/// coverage from the previous one.
+class CoverageRow {
+ public:
+  /// The outline extends between two positions, which may be outside the clip.
+  CoverageRow(xrect2d const& clip, double leftmost, double rightmost) noexcept
+      : left(clip.left),
+        width(static_cast<int>(Width(clip))),
+        first(static_cast<int>(std::clamp<double>(leftmost, 0, width))),
+        end(static_cast<int>(std::clamp<double>(rightmost, 0, width - 1.0)) + 1) {}
+
+  /// Must be called before everything else. False when there is no memory.
+  bool Reserve() noexcept;
+
+  /// Adds the area to the right of a line through a part of the row of this height; a negative height
+  /// subtracts it.
+  void CoverRightOf(double x0, double x1, double height) noexcept {
+    int const column = static_cast<int>(x0);
+    if (column == static_cast<int>(x1)) return AddStep(column, height, (x0 + x1) / 2 - column);
+    CoverSlanted(std::min(x0, x1), std::max(x0, x1), height);
+  }
+  /// The same for positions that may be outside the clip.
+  void CoverClipped(double x0, double x1, double height) noexcept;
+
+  /// Paints the coverage in runs, and clears it. A long run of full coverage, or of none, ends the run before
+  /// it.
+  void Paint(int y, SpanPainter& painter) noexcept;
+
+ private:
+  void AddStep(int column, double part, double middle) noexcept {
+    size_t const at = static_cast<size_t>(column);
+    steps[at] += static_cast<float>(part * (1 - middle));
+    steps[at + 1] += static_cast<float>(part * middle);
+    marks[at / 64] |= uint64_t{1} << at % 64;
+    marks[(at + 1) / 64] |= uint64_t{1} << (at + 1) % 64;
+  }
+  void CoverSlanted(double low, double high, double height) noexcept;
+  int NextStep(int column) const noexcept;
+
+  int const left, width, first, end;  // in columns; the outline is between first and end
+  Buffer<float> steps;                // the change of coverage at each pixel
+  Buffer<uint64_t> marks;             // one bit for each step that may be non-zero
+  Buffer<unsigned char> coverage;
+};
+
+}  // namespace yk::raster
