@@ -13,6 +13,7 @@
 
 #include "builtin_classes_p.h"
 #include "class_info_p.h"
+#include "draw/gdi_p.h"
 #include "dying_p.h"
 #include "error_p.h"
 #include "image/convert_p.h"
@@ -205,6 +206,7 @@ System::~System() {
     Ref<Module> const module = Ref<Module>::Adopt(ModuleAt(plugins, i));
     module->Unload();
   }
+  draw::Canvas::FreeKept();
   if (!theSystem) img::FreeConversionTable();  // a plug-in may have created a new System during MODULE_DETACH
 }
 

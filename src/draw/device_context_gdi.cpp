@@ -16,6 +16,8 @@
 namespace yk {
 namespace {
 
+using draw::BorrowedCanvas;
+using draw::Canvas;
 using draw::GdiMask;
 using Coverage = Buffer<unsigned char>;
 using Corners = Buffer<POINT>;
@@ -40,14 +42,14 @@ HRESULT PaintMask(IDC const& dc, unsigned colour, GdiMask const& mask, int byte)
   if (!coverage.Resize(raster::Width(mask.Area()))) return E_OUTOFMEMORY;
   raster::Surface const surface = draw::SurfaceOf(dc);
   raster::SpanPainter painter(surface, draw::PaintOf(dc, colour));
-  for (int row = 0; row < mask.Rows(); ++row) {
-    unsigned char const* next = mask.Row(row) + byte;
+  raster::ForEachRow(surface, mask.Area(), [&](unsigned char*, int y) {
+    unsigned char const* next = mask.Row(y - mask.Area().top) + byte;
     for (unsigned char& share : coverage) {
       share = *next;
       next += 3;
     }
-    painter({mask.Area().left, mask.Area().top + row, mask.Columns(), coverage.begin()});
-  }
+    painter.PaintRuns({mask.Area().left, y, mask.Columns(), coverage.begin()});
+  });
   return S_OK;
 }
 
@@ -84,13 +86,18 @@ int CallDrawText(HDC dc, Text const& text, unsigned format, RECT& r) noexcept {
 RECT ToRect(xrect2d const& r) noexcept { return {r.left, r.top, r.right, r.bottom}; }
 xrect2d FromRect(RECT const& r) noexcept { return {r.left, r.top, r.right, r.bottom}; }
 
-HRESULT MeasureText(IDC const& dc, Text const& text, xrect2d& r) noexcept {
-  draw::MemoryDC const scratch;
-  SelectedFont const font(scratch, dc.memoryDC);
+HRESULT MeasureText(Canvas& canvas, Text const& text, xrect2d& r) noexcept {
   RECT measured = ToRect(r);
-  if (!CallDrawText(scratch, text, text.format, measured) && text.length > 0) return E_FAIL;
+  if (!CallDrawText(canvas.Dc(), text, text.format, measured) && text.length > 0) return E_FAIL;
   r = FromRect(measured);
   return S_OK;
+}
+
+HRESULT Measured(IDC const& dc, Text const& text, xrect2d& r) noexcept {
+  BorrowedCanvas const canvas;
+  if (!canvas) return E_FAIL;
+  SelectedFont const font(canvas->Dc(), dc.memoryDC);
+  return MeasureText(*canvas, text, r);
 }
 
 // Flags that do not affect the size of text, or only make it smaller; it is measured without them.
@@ -128,7 +135,7 @@ int Align(int from, int to, int length, Alignment alignment) noexcept {
 
 // The area that text may touch: its box plus a margin of its height, since glyphs may extend beyond it;
 // without DT_NOCLIP clipped to the rectangle.
-xrect2d TextArea(IDC const& dc, Text const& text, xrect2d const& r) noexcept {
+xrect2d TextArea(Canvas& canvas, IDC const& dc, Text const& text, xrect2d const& r) noexcept {
   unsigned const format = text.format;
   xrect2d const frame = draw::Shifted(dc, r);
   if (format & DT_TABSTOP) return frame;  // its upper bits are then not flags
@@ -136,7 +143,7 @@ xrect2d TextArea(IDC const& dc, Text const& text, xrect2d const& r) noexcept {
   if (!(format & DT_NOCLIP) && pixels < FEW_PIXELS) return frame;
   xrect2d size = r;
   Text const measured = {text.characters, text.length, (format & ~PLACING) | DT_CALCRECT};
-  if (Failed(MeasureText(dc, measured, size))) return frame;
+  if (Failed(MeasureText(canvas, measured, size))) return frame;
   size.Normalize();
   int const w = ClampToInt(int64_t{size.right} - size.left), h = ClampToInt(int64_t{size.bottom} - size.top);
   xrect2d area = frame;
@@ -155,9 +162,7 @@ xrect2d TextArea(IDC const& dc, Text const& text, xrect2d const& r) noexcept {
 }
 
 // Draws text into a mask. False when GDI fails.
-bool DrawInto(GdiMask const& mask, IDC const& dc, Text const& text, xrect2d const& r,
-              COLORREF colour) noexcept {
-  SelectedFont const font(mask.Dc(), dc.memoryDC);
+bool DrawInto(GdiMask const& mask, Text const& text, xrect2d const& r, COLORREF colour) noexcept {
   RECT where = ToRect(r);
   SetBkMode(mask.Dc(), TRANSPARENT);
   ::SetTextColor(mask.Dc(), colour);
@@ -168,54 +173,77 @@ bool DrawInto(GdiMask const& mask, IDC const& dc, Text const& text, xrect2d cons
 
 int Mean(unsigned char const* pixel) noexcept { return (pixel[0] + pixel[1] + pixel[2]) / 3; }
 
-// Calls change(share, mean of the mask's pixel) for each pixel.
+// The pixels of a mask that are looked at together: most of a text's rectangle is empty.
+constexpr int BLOCK = 8;
+
+// Whether all pixels of a block have this byte.
+bool IsPlain(unsigned char const* pixels, unsigned char byte) noexcept {
+  uint64_t words[3];
+  static_assert(sizeof words == 3 * BLOCK);
+  memcpy(words, pixels, sizeof words);
+  uint64_t const plain = byte * UINT64_C(0x0101010101010101);
+  return ((words[0] ^ plain) | (words[1] ^ plain) | (words[2] ^ plain)) == 0;
+}
+
+// Calls change(share, mean of the mask's pixel) for each pixel, but not for blocks of empty pixels.
 template <class Change>
-void ForEachShare(Coverage& coverage, GdiMask const& mask, Change change) noexcept {
+void ForEachShare(Coverage& coverage, GdiMask const& mask, unsigned char empty, Change change) noexcept {
   unsigned char* share = coverage.begin();
   for (int row = 0; row < mask.Rows(); ++row) {
     unsigned char const* pixel = mask.Row(row);
-    for (int x = 0; x < mask.Columns(); ++x, pixel += 3) change(*share++, Mean(pixel));
+    for (int x = 0; x < mask.Columns();) {
+      int const count = std::min(BLOCK, mask.Columns() - x);
+      bool const isEmpty = count == BLOCK && IsPlain(pixel, empty);
+      for (int i = isEmpty ? count : 0; i < count; ++i) change(share[i], Mean(pixel + 3 * ptrdiff_t{i}));
+      x += count;
+      share += count;
+      pixel += 3 * count;
+    }
   }
 }
 
 // GDI applies a gamma curve to coverage, which makes light letters bolder and dark ones thinner by the same
-// amount: the true coverage is the mean of white on black and black on white.
-HRESULT CoverText(IDC const& dc, Text const& text, xrect2d const& where, GdiMask& mask,
-                  Coverage& coverage) noexcept {
-  if (!DrawInto(mask, dc, text, where, WHITE)) return E_FAIL;
-  ForEachShare(coverage, mask,
+// amount: the true coverage is the mean of white on black and black on white. A pixel that is empty in both
+// has none.
+HRESULT CoverText(Text const& text, xrect2d const& where, GdiMask& mask, Coverage& coverage) noexcept {
+  if (!DrawInto(mask, text, where, WHITE)) return E_FAIL;
+  ForEachShare(coverage, mask, 0,
                [](unsigned char& share, int mean) { share = static_cast<unsigned char>(mean); });
-  mask.Whiten();
-  if (!DrawInto(mask, dc, text, where, BLACK)) return E_FAIL;
-  ForEachShare(coverage, mask, [](unsigned char& share, int mean) {
+  mask.Fill(255);
+  if (!DrawInto(mask, text, where, BLACK)) return E_FAIL;
+  ForEachShare(coverage, mask, 255, [](unsigned char& share, int mean) {
     share = static_cast<unsigned char>((share + 255 - mean + 1) / 2);
   });
   return S_OK;
 }
 
-HRESULT PaintClippedText(IDC const& dc, Text const& text, xrect2d const& r, xrect2d const& area) noexcept {
-  GdiMask mask(area);
-  if (!mask.IsMade()) return E_FAIL;
+HRESULT PaintClippedText(Canvas& canvas, IDC const& dc, Text const& text, xrect2d const& r,
+                         xrect2d const& area) noexcept {
+  GdiMask mask(canvas, area);
+  if (!mask.Make()) return E_FAIL;
   size_t const columns = raster::Width(area);
   Coverage coverage;
-  if (!coverage.Resize(columns * static_cast<size_t>(mask.Rows()))) return E_OUTOFMEMORY;
-  HRESULT const result = CoverText(dc, text, draw::Shifted(dc, r), mask, coverage);
+  if (!coverage.Fill(columns * static_cast<size_t>(mask.Rows()), 0)) return E_OUTOFMEMORY;
+  HRESULT const result = CoverText(text, draw::Shifted(dc, r), mask, coverage);
   if (Failed(result)) return result;
   raster::Surface const surface = draw::SurfaceOf(dc);
   raster::SpanPainter painter(surface, draw::PaintOf(dc));
-  for (int row = 0; row < mask.Rows(); ++row) {
-    unsigned char const* const shares = coverage.begin() + columns * static_cast<size_t>(row);
-    painter({area.left, area.top + row, mask.Columns(), shares});
-  }
+  raster::ForEachRow(surface, area, [&](unsigned char*, int y) {
+    unsigned char const* const shares = coverage.begin() + columns * static_cast<size_t>(y - area.top);
+    painter.PaintRuns({area.left, y, mask.Columns(), shares});
+  });
   return S_OK;
 }
 
 HRESULT PaintOnSurface(IDC const& dc, Text const& text, xrect2d const& r) noexcept {
   if (!dc.bits || text.length == 0) return S_FALSE;
   if (!draw::CanPaint(dc)) return E_NOTIMPL;
-  xrect2d area = TextArea(dc, text, r);
+  BorrowedCanvas const canvas;
+  if (!canvas) return E_FAIL;
+  SelectedFont const font(canvas->Dc(), dc.memoryDC);  // once: it takes the system longer than the text does
+  xrect2d area = TextArea(*canvas, dc, text, r);
   if (!draw::SurfaceOf(dc).Clip(area)) return S_FALSE;
-  return PaintClippedText(dc, text, r, area);
+  return PaintClippedText(*canvas, dc, text, r, area);
 }
 
 // ---- polygons
@@ -318,8 +346,10 @@ HRESULT PaintPolygon(IDC const& dc, POINT const* points, int count, PolygonLook 
   if (!ShiftInto(corners, dc, points, count) || !ClipToBox(corners, reach)) return E_OUTOFMEMORY;
   if (corners.Count() < 2) return S_FALSE;
 
-  GdiMask const mask(area);
-  if (!mask.IsMade()) return E_FAIL;
+  BorrowedCanvas const canvas;
+  if (!canvas) return E_FAIL;
+  GdiMask mask(*canvas, area);
+  if (!mask.Make()) return E_FAIL;
   if (look.fill >> 24 && !FillMask(mask.Dc(), corners)) return E_FAIL;
   if (!corners.Append(POINT(corners[0]))) return E_OUTOFMEMORY;
   if (look.outline >> 24 && !OutlineMask(mask.Dc(), corners, pen)) return E_FAIL;
@@ -352,7 +382,7 @@ HRESULT IDC::PaintText(wchar_t const* text, int length, xrect2d* r, unsigned for
   // DT_MODIFYSTRING would let GDI write an ellipsis into the caller's text
   Text const given = {text, count, format & ~static_cast<unsigned>(DT_MODIFYSTRING)};
   bool const measures = (format & DT_CALCRECT) && !(format & DT_TABSTOP);  // whose width uses the same bits
-  HRESULT const result = measures ? MeasureText(*this, given, *r) : PaintOnSurface(*this, given, *r);
+  HRESULT const result = measures ? Measured(*this, given, *r) : PaintOnSurface(*this, given, *r);
   return draw::Report(*this, OPERATION, result);
 }
 

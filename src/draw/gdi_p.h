@@ -65,37 +65,81 @@ constexpr int64_t RowBytes(int width, int bitCount) noexcept {
   return img::PaddedBytes(int64_t{bitCount} * width);
 }
 
-/// A black 24-bit bitmap of the size of a rectangle of a surface, with a device context in which GDI draws at
-/// surface coordinates.
-class GdiMask {
+/// A 24-bit bitmap with a device context of its own. The system takes far longer to create these than to draw
+/// a line of text: the last one that was used is kept for the next user, on any thread.
+class Canvas {
  public:
-  explicit GdiMask(xrect2d const& area) noexcept
-      : area(area), bitmap(MakeSection(Columns(), -Rows(), 24, &bits)) {
-    if (!bitmap.get() || !dc) return;
-    before = SelectObject(dc, bitmap.get());
-    SetViewportOrgEx(dc, -area.left, -area.top, nullptr);
-  }
-  ~GdiMask() {
+  /// The kept one, or a new one; null when the system cannot create it.
+  static Canvas* Take() noexcept;
+  /// Keeps it, unless it is large, instead of the one kept before.
+  static void GiveBack(Canvas* canvas) noexcept;
+  /// Deletes the kept one.
+  static void FreeKept() noexcept;
+
+  ~Canvas() {
     if (before) SelectObject(dc, before);
+    if (bitmap) DeleteObject(bitmap);
   }
 
-  bool IsMade() const noexcept { return before != nullptr; }
+  /// Makes the bitmap at least this large. False when the system cannot.
+  bool Fit(int columns, int rows) noexcept;
+
   HDC Dc() const noexcept { return dc; }
+  /// Three bytes a pixel: blue, green, red. Rows count from the top.
+  unsigned char* Row(int row) const noexcept { return bits + RowBytes(width, 24) * row; }
+
+ private:
+  MemoryDC dc;
+  HBITMAP bitmap = nullptr;
+  HGDIOBJ before = nullptr;
+  unsigned char* bits = nullptr;
+  int width = 0, height = 0;
+};
+
+/// A canvas for a scope.
+class BorrowedCanvas {
+ public:
+  BorrowedCanvas() noexcept : canvas(Canvas::Take()) {}
+  ~BorrowedCanvas() {
+    if (canvas) Canvas::GiveBack(canvas);
+  }
+  BorrowedCanvas(BorrowedCanvas const&) = delete;
+  BorrowedCanvas& operator=(BorrowedCanvas const&) = delete;
+
+  explicit operator bool() const noexcept { return canvas != nullptr; }
+  Canvas* operator->() const noexcept { return canvas; }
+  Canvas& operator*() const noexcept { return *canvas; }
+
+ private:
+  Canvas* canvas;
+};
+
+/// The part of a canvas that is a mask for a rectangle of a surface, in which GDI draws at surface coordinates.
+class GdiMask {
+ public:
+  GdiMask(Canvas& canvas, xrect2d const& area) noexcept : canvas(canvas), area(area) {}
+
+  /// Makes it black. False when the system cannot make room for it.
+  bool Make() noexcept {
+    if (!canvas.Fit(Columns(), Rows())) return false;
+    SetViewportOrgEx(Dc(), -area.left, -area.top, nullptr);
+    Fill(0);
+    return true;
+  }
+  /// Sets every byte.
+  void Fill(int byte) noexcept {
+    for (int row = 0; row < Rows(); ++row) memset(canvas.Row(row), byte, static_cast<size_t>(Columns()) * 3);
+  }
+
+  HDC Dc() const noexcept { return canvas.Dc(); }
   xrect2d const& Area() const noexcept { return area; }
   int Columns() const noexcept { return area.right - area.left; }
   int Rows() const noexcept { return area.bottom - area.top; }
-  /// Makes it white.
-  void Whiten() noexcept { memset(bits, 255, static_cast<size_t>(RowBytes(Columns(), 24) * Rows())); }
-
-  /// Three bytes a pixel: blue, green, red. Rows count from the top.
-  unsigned char const* Row(int row) const noexcept { return bits + RowBytes(Columns(), 24) * row; }
+  unsigned char const* Row(int row) const noexcept { return canvas.Row(row); }
 
  private:
-  xrect2d area;
-  unsigned char* bits = nullptr;
-  GdiObject bitmap;
-  MemoryDC dc;
-  HGDIOBJ before = nullptr;
+  Canvas& canvas;
+  xrect2d const area;
 };
 
 }  // namespace yk::draw

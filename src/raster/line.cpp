@@ -1,7 +1,6 @@
 #include "line_p.h"
 
 #include <math.h>
-#include <string.h>
 
 #include <algorithm>
 
@@ -44,7 +43,9 @@ class CoverageMap {
     unsigned char& pixel = Row(y)[x - area.left];
     pixel = std::max(pixel, share);
   }
-  void PaintRow(int y, SpanPainter& painter) noexcept;
+  void PaintRow(int y, SpanPainter& painter) noexcept {
+    painter.PaintRuns({area.left, y, area.right - area.left, Row(y)});
+  }
 
  private:
   unsigned char* Row(int y) noexcept {
@@ -54,25 +55,6 @@ class CoverageMap {
   xrect2d area;
   Buffer<unsigned char> coverage;
 };
-
-// Paints the covered runs of a row; a run ends where there is no coverage for some pixels.
-void CoverageMap::PaintRow(int y, SpanPainter& painter) noexcept {
-  constexpr size_t BLOCK = 8;
-  unsigned char const* const row = Row(y);
-  size_t const width = Width(area);
-  auto const isCovered = [=](size_t x) {
-    uint64_t block = 0;
-    memcpy(&block, row + x, std::min(BLOCK, width - x));
-    return block != 0;
-  };
-  for (size_t x = 0; x < width; x += BLOCK) {
-    if (!isCovered(x)) continue;
-    size_t const from = x;
-    while (x < width && isCovered(x)) x += BLOCK;
-    size_t const to = std::min(x, width);
-    painter({area.left + static_cast<int>(from), y, static_cast<int>(to - from), row + from});
-  }
-}
 
 struct Polyline {
   Points const& points;

@@ -1,6 +1,10 @@
 // Converts coverage into pixels.
 #pragma once
 
+#include <string.h>
+
+#include <algorithm>
+
 #include "fill_kernels_p.h"
 #include "paint_p.h"
 
@@ -23,6 +27,24 @@ class SpanPainter {
     size_t const pixels = static_cast<size_t>(span.count);
     painted = true;
     span.coverage ? cover(row, span.coverage, pixels) : fill(row, pixels);
+  }
+
+  /// Paints only the covered runs of a span; a run ends where there is no coverage for some pixels.
+  void PaintRuns(Span const& span) noexcept {
+    constexpr size_t BLOCK = 8;
+    size_t const width = static_cast<size_t>(span.count);
+    auto const isCovered = [&](size_t x) {
+      uint64_t block = 0;
+      memcpy(&block, span.coverage + x, std::min(BLOCK, width - x));
+      return block != 0;
+    };
+    for (size_t x = 0; x < width; x += BLOCK) {
+      if (!isCovered(x)) continue;
+      size_t const from = x;
+      while (x < width && isCovered(x)) x += BLOCK;
+      int const start = static_cast<int>(from), end = static_cast<int>(std::min(x, width));
+      (*this)({span.x + start, span.y, end - start, span.coverage + from});
+    }
   }
 
   bool HasPainted() const noexcept { return painted; }

@@ -1,0 +1,55 @@
+#include <algorithm>
+#include <atomic>
+#include <new>
+
+#include "gdi_p.h"
+
+namespace yk::draw {
+namespace {
+
+std::atomic<Canvas*> kept = nullptr;
+
+// Of a canvas that is kept.
+constexpr int64_t MOST_BYTES = 1 << 20;
+
+// Sizes are rounded up to a multiple of this, so that texts of similar size use the same bitmap.
+constexpr int STEP = 64;
+int RoundedUp(int size) noexcept { return size > INT32_MAX - STEP ? size : (size + STEP - 1) / STEP * STEP; }
+
+}  // namespace
+
+Canvas* Canvas::Take() noexcept {
+  if (Canvas* const canvas = kept.exchange(nullptr)) return canvas;
+  Canvas* const fresh = new (std::nothrow) Canvas;
+  if (!fresh || fresh->dc) return fresh;
+  delete fresh;
+  return nullptr;
+}
+
+void Canvas::GiveBack(Canvas* canvas) noexcept {
+  bool const isLarge = RowBytes(canvas->width, 24) * canvas->height > MOST_BYTES;
+  delete (isLarge ? canvas : kept.exchange(canvas));
+}
+
+void Canvas::FreeKept() noexcept { delete kept.exchange(nullptr); }
+
+bool Canvas::Fit(int columns, int rows) noexcept {
+  if (columns <= width && rows <= height) return true;
+  int const newWidth = RoundedUp(std::max(columns, width)), newHeight = RoundedUp(std::max(rows, height));
+  unsigned char* newBits = nullptr;
+  HBITMAP const larger = MakeSection(newWidth, -newHeight, 24, &newBits);
+  HGDIOBJ const old = larger ? SelectObject(dc, larger) : nullptr;
+  if (!old) {
+    if (larger) DeleteObject(larger);
+    return false;
+  }
+  if (!before) before = old;
+  if (bitmap) DeleteObject(bitmap);
+  bitmap = larger;
+  bits = newBits;
+  width = newWidth;
+  height = newHeight;
+  return true;
+}
+
+}  // namespace yk::draw
