@@ -191,6 +191,26 @@ TEST_F(Tool, ReplacesFilesWholeOrNotAtAll) {
   EXPECT_EQ(Load(L"keep.png")->width, 3);
 }
 
+// Later pictures are done before the first, which is larger.
+TEST_F(Tool, SaysAndWritesTheSameWithAnyNumberOfJobs) {
+  MakePicture(L"0.png", 1200, 900);
+  for (auto const* name : {L"1.png", L"2.png", L"3.png", L"4.png"}) MakePicture(name, 30, 20);
+  folder.Write(L"2.png", "damaged now");
+  folder.Write(L"4.png", "and this");
+  std::vector<string> one;
+  for (auto const* jobs : {L" --jobs 1", L" --jobs 4", L""}) {
+    std::vector<string> now;
+    for (auto const* what : {L"convert *.png made --size 25x", L"sheet made.bmp *.png --cell 112"}) {
+      ToolResult const result = Run(what + wstring(jobs));
+      now.insert(now.end(), {std::to_string(result.exitCode), result.out, result.err});
+    }
+    for (auto const* file : {L"made\\0.png", L"made\\3.png", L"made.bmp"}) now.push_back(folder.Read(file));
+    if (one.empty()) one = now;
+    EXPECT_TRUE(now == one) << testing::PrintToString(now[1] + now[2] + now[4] + now[5]);
+  }
+  EXPECT_THAT(one[2], AllOf(HasSubstr("2.png"), HasSubstr("4.png")));
+}
+
 // ---- Ctrl-C
 
 BOOL WINAPI IgnoreStop(DWORD) { return TRUE; }
@@ -241,7 +261,8 @@ TEST_F(Tool, StopsOnCtrlCBetweenWholeFiles) {
   MakePicture(L"00.png", 40, 40);
   for (int i = 1; i < PICTURES; ++i) folder.Write(std::to_wstring(i) + L".png", folder.Read(L"00.png"));
   TempFolder const outputs;
-  RunningTool const tool(folder.Path(), L"convert *.png made --size 1500x1500", outputs.Path(L"err"));
+  RunningTool const tool(folder.Path(), L"convert *.png made --size 1500x1500 --jobs 3",
+                         outputs.Path(L"err"));
   wstring const made = folder.Path(L"made");
   while (!std::filesystem::exists(made + L"\\00.png") && tool.IsRunning()) continue;
   EXPECT_EQ(tool.PressCtrlC(), 130);

@@ -12,6 +12,7 @@
 
 #include "commands.h"
 #include "image_edit.h"
+#include "jobs.h"
 #include "pictures.h"
 #include "text.h"
 
@@ -24,14 +25,14 @@ namespace {
 struct Options {
   std::vector<std::string> paths;  // inputs and, last, the output
   std::string size, format, crop, flip, type;
-  unsigned quality = 0;
+  unsigned quality = 0, jobs = 0;
   bool verbose = false;
 };
 
 /// One operation on each picture.
 struct Step {
   char const* name;
-  std::function<void(ImageRef&, Watch&)> work;
+  std::function<void(ImageRef&, Listener&)> work;
 };
 
 struct Job {
@@ -58,14 +59,14 @@ Step SizeStep(std::string const& text) {
   if (!ParseNumbers(text, 'x', 0, size, 2) || (!size[0] && !size[1])) {
     throw Failure{"--size " + text + ": it must be WIDTHxHEIGHT, WIDTHx or xHEIGHT, such as 640x480"};
   }
-  return {"resize", [width = size[0], height = size[1]](ImageRef& image, Watch& watch) {
+  return {"resize", [width = size[0], height = size[1]](ImageRef& image, Listener& listener) {
             auto const inProportion = [](int length, int mine,
                                          int other) {  // rounded, and at least one pixel
               return static_cast<int>(
                   std::clamp((2ll * length * mine + other) / (2ll * other), 1ll, 0x7FFFFFFFll));
             };
             Resize(image, width ? width : inProportion(height, image->width, image->height),
-                   height ? height : inProportion(width, image->height, image->width), watch);
+                   height ? height : inProportion(width, image->height, image->width), listener);
           }};
 }
 
@@ -74,8 +75,9 @@ Step CropStep(std::string const& text) {
   if (!ParseNumbers(text, ',', -1, edge, 4)) {
     throw Failure{"--crop " + text + ": it must be LEFT,TOP,RIGHT,BOTTOM, such as 10,10,200,150"};
   }
-  return {"crop", [left = edge[0], top = edge[1], right = edge[2], bottom = edge[3]](
-                      ImageRef& image, Watch& watch) { Crop(image, left, top, right, bottom, watch); }};
+  return {"crop",
+          [left = edge[0], top = edge[1], right = edge[2], bottom = edge[3]](
+              ImageRef& image, Listener& listener) { Crop(image, left, top, right, bottom, listener); }};
 }
 
 Step FlipStep(std::string const& text) {
@@ -92,7 +94,7 @@ std::vector<Step> PlanSteps(Options const& options) {
   if (!options.format.empty()) {
     IMG_FORMAT const format = FormatByName(options.format);
     steps.push_back(
-        {"format", [format](ImageRef& image, Watch& watch) { ChangeFormat(image, format, watch); }});
+        {"format", [format](ImageRef& image, Listener& listener) { ChangeFormat(image, format, listener); }});
   }
   return steps;
 }
@@ -152,19 +154,19 @@ class StepTimes {
 
 // Returns a line that describes the result.
 std::string ConvertOne(Job const& job, Guid const& filter, std::vector<Step> const& steps, unsigned quality,
-                       Watch& watch) {
+                       Listener& listener) {
   StepTimes times;
-  Picture picture = LoadPicture(job.input, watch);
+  Picture picture = LoadPicture(job.input, listener);
   times.Done("read");
   for (Step const& step : steps) {
     try {
-      step.work(picture.image, watch);
+      step.work(picture.image, listener);
     } catch (Failure const& failure) {
       throw Failure{"cannot convert " + job.input + ": " + failure.text};
     }
     times.Done(step.name);
   }
-  SavePicture(filter, *picture.image, job.output, filter == ids::FILE_JPEG ? quality : 0, watch);
+  SavePicture(filter, *picture.image, job.output, filter == ids::FILE_JPEG ? quality : 0, listener);
   times.Done("write");
   return Format("%s -> %s: %d x %d pixels, %s; %s", job.input.c_str(), job.output.c_str(),
                 picture.image->width, picture.image->height, img::GetFacts(picture.image->format).name,
@@ -181,13 +183,17 @@ void Run(Options const& options, Host& host) {
   filters.reserve(jobs.size());
   for (Job const& job : jobs) filters.push_back(FilterFor(host, job.output));
 
+  std::vector<std::string> lines(jobs.size());
+  Jobs conversions(jobs.size(), options.jobs, watch, [&](size_t i, Listener& listener) {
+    lines[i] = ConvertOne(jobs[i], filters[i], steps, options.quality, listener);
+  });
   size_t failed = 0;
   for (size_t i = 0; i < jobs.size(); ++i) {
     watch.Next(jobs[i].input, jobs.size());
     try {
-      std::string const line = ConvertOne(jobs[i], filters[i], steps, options.quality, watch);
+      conversions.Await();
       watch.Clear();
-      if (options.verbose) printf("%s\n", line.c_str());
+      if (options.verbose) printf("%s\n", lines[i].c_str());
     } catch (Failure const& failure) {
       watch.Clear();
       Report(failure.text);
@@ -223,6 +229,7 @@ void AddConvert(CLI::App& app, Host& host) {
       .add_option("--type", options->type,
                   "Extension of the files in an output folder; by default each input's")
       ->type_name("EXT");
+  AddJobsOption(command, options->jobs);
   command.add_flag("-v,--verbose", options->verbose, "Print each picture's result and the time of each step");
   host.AddOptions(command);
   command.footer(

@@ -44,10 +44,10 @@ std::vector<IMG_FORMAT> FindWay(IMG_FORMAT from, IMG_FORMAT to) {
   return way;
 }
 
-ImageRef Rescaled(Image2d& image, int width, int height, IMG_FORMAT format, Watch& watch) {
+ImageRef Rescaled(Image2d& image, int width, int height, IMG_FORMAT format, Listener& listener) {
   Image2d* scaled = nullptr;  // dangling after a failure
-  HRESULT const result = image.Rescale(width, height, format, &scaled, &watch);
-  watch.Check();
+  HRESULT const result = image.Rescale(width, height, format, &scaled, &listener);
+  listener.Check();
   if (Failed(result)) {
     throw Failure{Format("cannot create a picture of %d x %d pixels in %s: %s", width, height, Name(format),
                          Reason(result).c_str())};
@@ -56,8 +56,8 @@ ImageRef Rescaled(Image2d& image, int width, int height, IMG_FORMAT format, Watc
 }
 
 // Cropping and mirroring work on whole bytes.
-void MakeWholeBytes(ImageRef& image, Watch& watch) {
-  if (image->bytesPerPixel == 0) ChangeFormat(image, IMG_BGR24, watch);
+void MakeWholeBytes(ImageRef& image, Listener& listener) {
+  if (image->bytesPerPixel == 0) ChangeFormat(image, IMG_BGR24, listener);
 }
 
 bool HasAlpha(Image2d const& image) {
@@ -80,18 +80,18 @@ IMG_FORMAT FormatByName(std::string const& name) {
 
 IMG_FORMAT PlainFormat(Image2d const& image) { return HasAlpha(image) ? IMG_BGRA32 : IMG_BGR24; }
 
-void ChangeFormat(ImageRef& image, IMG_FORMAT format, Watch& watch) {
+void ChangeFormat(ImageRef& image, IMG_FORMAT format, Listener& listener) {
   if (image->format == format) return;
   std::vector<IMG_FORMAT> const way = FindWay(image->format, format);
   if (way.empty()) {
     throw Failure{
         Format("cannot convert %s to %s: there is no such conversion", Name(image->format), Name(format))};
   }
-  for (IMG_FORMAT const step : way) image = Rescaled(*image, image->width, image->height, step, watch);
+  for (IMG_FORMAT const step : way) image = Rescaled(*image, image->width, image->height, step, listener);
 }
 
-void Crop(ImageRef& image, int left, int top, int right, int bottom, Watch& watch) {
-  MakeWholeBytes(image, watch);
+void Crop(ImageRef& image, int left, int top, int right, int bottom, Listener& listener) {
+  MakeWholeBytes(image, listener);
   Image2d* cropped = nullptr;  // dangling after a failure
   HRESULT const result = image->Crop(left, top, right, bottom, &cropped);
   if (Failed(result)) {
@@ -101,26 +101,26 @@ void Crop(ImageRef& image, int left, int top, int right, int bottom, Watch& watc
   image = ImageRef::Adopt(cropped);
 }
 
-void Resize(ImageRef& image, int width, int height, Watch& watch) {
+void Resize(ImageRef& image, int width, int height, Listener& listener) {
   if (image->width == width && image->height == height) return;
   img::FormatFacts const& facts = img::GetFacts(image->format);
   if (facts.kind == img::ChannelKind::FLOAT) {
-    image = Rescaled(*image, width, height, image->format, watch);
+    image = Rescaled(*image, width, height, image->format, listener);
     return;
   }
   // Formats that the library cannot resample, or not to the same format, are replaced by the closest.
   bool const isGrey = IsGrey(image->format);
-  if (facts.averaged == IMG_NONE) ChangeFormat(image, isGrey ? IMG_GRAY8 : IMG_BGR24, watch);
-  image = Rescaled(*image, width, height, isGrey ? IMG_GRAY8 : PlainFormat(*image), watch);
+  if (facts.averaged == IMG_NONE) ChangeFormat(image, isGrey ? IMG_GRAY8 : IMG_BGR24, listener);
+  image = Rescaled(*image, width, height, isGrey ? IMG_GRAY8 : PlainFormat(*image), listener);
 }
 
-void FlipHorizontally(ImageRef& image, Watch& watch) {
-  MakeWholeBytes(image, watch);
+void FlipHorizontally(ImageRef& image, Listener& listener) {
+  MakeWholeBytes(image, listener);
   image->FlipH();
 }
 
-void FlipVertically(ImageRef& image, Watch& watch) {
-  MakeWholeBytes(image, watch);
+void FlipVertically(ImageRef& image, Listener& listener) {
+  MakeWholeBytes(image, listener);
   image->FlipV();
 }
 

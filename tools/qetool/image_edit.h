@@ -22,15 +22,15 @@ yk::IMG_FORMAT PlainFormat(yk::Image2d const& image);
 
 /// Converts to another pixel format, in as few steps as the library's converters allow. Grey becomes opaque:
 /// paths on which grey would turn into alpha are excluded.
-void ChangeFormat(ImageRef& image, yk::IMG_FORMAT format, Watch& watch);
+void ChangeFormat(ImageRef& image, yk::IMG_FORMAT format, Listener& listener);
 
 /// Keeps the columns `left` to `right` - 1 and the rows `top` to `bottom` - 1.
-void Crop(ImageRef& image, int left, int top, int right, int bottom, Watch& watch);
+void Crop(ImageRef& image, int left, int top, int right, int bottom, Listener& listener);
 
 /// Resamples.
-void Resize(ImageRef& image, int width, int height, Watch& watch);
+void Resize(ImageRef& image, int width, int height, Listener& listener);
 
-void FlipHorizontally(ImageRef& image, Watch& watch);
-void FlipVertically(ImageRef& image, Watch& watch);
+void FlipHorizontally(ImageRef& image, Listener& listener);
+void FlipVertically(ImageRef& image, Listener& listener);
 
 }  // namespace qetool

@@ -22,11 +22,11 @@ Ref<Stream> Open(std::string const& path) {
 
 /// A copy in the plain format, for a filter that does not accept the image; null if the image is in that
 /// format already or cannot be converted.
-Ref<Image2d> MakePlain(Image2d& image, Watch& watch) {
+Ref<Image2d> MakePlain(Image2d& image, Listener& listener) {
   Ref<Image2d> plain = Ref<Image2d>::Share(&image);
   if (image.format == PlainFormat(image)) return {};
   try {
-    ChangeFormat(plain, PlainFormat(image), watch);
+    ChangeFormat(plain, PlainFormat(image), listener);
   } catch (Failure const&) {
     return {};
   }
@@ -40,12 +40,12 @@ char const* TypeName(Guid const& type) {
   return format ? format->shortName : "unknown type";
 }
 
-Picture LoadPicture(std::string const& path, Watch& watch) {
+Picture LoadPicture(std::string const& path, Listener& listener) {
   Ref<Stream> const stream = Open(path);
   Picture picture = {{}, {}, stream->GetSize()};
   Ref<AbstractImage> image;
-  HRESULT const result = img::Load(stream.get(), &watch, image.Receive(), &picture.type);
-  watch.Check();
+  HRESULT const result = img::Load(stream.get(), &listener, image.Receive(), &picture.type);
+  listener.Check();
   if (Failed(result)) throw Failure{"cannot read " + path + ": " + Reason(result)};
   if (!image->IsTypeOf(ids::IMAGE_2D)) throw Failure{"cannot read " + path + ": it holds no pixels"};
   picture.image = Ref<Image2d>::Adopt(static_cast<Image2d*>(image.Detach()));
@@ -68,15 +68,15 @@ Guid FilterFor(Host const& host, std::string const& path) {
 }
 
 void SavePicture(Guid const& filter, Image2d& image, std::string const& path, unsigned options,
-                 Watch& watch) {
+                 Listener& listener) {
   String const target = ToWide(path);
-  HRESULT result = img::Save(image, target.c_str(), filter, options, &watch);
-  watch.Check();
+  HRESULT result = img::Save(image, target.c_str(), filter, options, &listener);
+  listener.Check();
   std::string reason = Reason(result);
-  Ref<Image2d> const plain = result == YK_E_FORMAT ? MakePlain(image, watch) : Ref<Image2d>();
+  Ref<Image2d> const plain = result == YK_E_FORMAT ? MakePlain(image, listener) : Ref<Image2d>();
   if (plain) {
-    result = img::Save(*plain, target.c_str(), filter, options, &watch);
-    watch.Check();
+    result = img::Save(*plain, target.c_str(), filter, options, &listener);
+    listener.Check();
     reason = Reason(result);
   }
   if (Failed(result)) throw Failure{reason.starts_with("cannot ") ? reason : "cannot write " + reason};

@@ -18,7 +18,7 @@ struct Picture {
 };
 
 /// Reads the picture in a file. Throws Failure or Stopped.
-Picture LoadPicture(std::string const& path, Watch& watch);
+Picture LoadPicture(std::string const& path, Listener& listener);
 
 /// The class of the filter that writes files with this path's extension. Throws Failure if there is none.
 yk::Guid FilterFor(Host const& host, std::string const& path);
@@ -26,7 +26,7 @@ yk::Guid FilterFor(Host const& host, std::string const& path);
 /// Writes a file through the filter of this class, completely or not at all: an old file at `path` stays
 /// until the new one is complete. Throws Failure or Stopped.
 void SavePicture(yk::Guid const& filter, yk::Image2d& image, std::string const& path, unsigned options,
-                 Watch& watch);
+                 Listener& listener);
 
 /// "PNG", "JPEG", ...
 char const* TypeName(yk::Guid const& type);

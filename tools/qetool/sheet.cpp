@@ -10,6 +10,7 @@
 
 #include "commands.h"
 #include "image_edit.h"
+#include "jobs.h"
 #include "pictures.h"
 #include "text.h"
 
@@ -24,7 +25,7 @@ struct Options {
   std::vector<std::string> files;
   int columns = 0;
   int cell = 320;
-  unsigned quality = 0;
+  unsigned quality = 0, jobs = 0;
 };
 
 constexpr unsigned Colour(unsigned red, unsigned green, unsigned blue, unsigned alpha = 255) {
@@ -82,22 +83,22 @@ std::array<Levels, 3> CountLevels(Image2d& image) {
 }
 
 // As large as fits into a square, in proportion, never enlarged.
-void ShrinkInto(ImageRef& image, int side, Watch& watch) {
+void ShrinkInto(ImageRef& image, int side, Listener& listener) {
   double const scale = std::min(1.0, static_cast<double>(side) / std::max(image->width, image->height));
   auto const scaled = [=](int length) { return std::max(1, static_cast<int>(std::lround(length * scale))); };
-  Resize(image, scaled(image->width), scaled(image->height), watch);
+  Resize(image, scaled(image->width), scaled(image->height), listener);
 }
 
-Entry MakeEntry(std::string const& path, int side, Watch& watch) {
-  Picture const picture = LoadPicture(path, watch);
+Entry MakeEntry(std::string const& path, int side, Listener& listener) {
+  Picture const picture = LoadPicture(path, listener);
   Entry entry = {path.substr(path.find_last_of("/\\") + 1),
                  Format("%s, %d \xC3\x97 %d, %s bytes", TypeName(picture.type), picture.image->width,
                         picture.image->height, Grouped(picture.fileSize).c_str()),
                  picture.image,
                  {}};
-  ChangeFormat(entry.thumbnail, PlainFormat(*entry.thumbnail), watch);
+  ChangeFormat(entry.thumbnail, PlainFormat(*entry.thumbnail), listener);
   entry.histogram = CountLevels(*entry.thumbnail);
-  ShrinkInto(entry.thumbnail, side, watch);
+  ShrinkInto(entry.thumbnail, side, listener);
   return entry;
 }
 
@@ -267,12 +268,16 @@ void Run(Options const& options, Host& host) {
   host.Start(watch);
   std::vector<std::string> const files = ExpandWildcards(options.files);
   Guid const filter = FilterFor(host, options.output);
-  std::vector<Entry> entries;
+  std::vector<Entry> all(files.size()), entries;
+  Jobs loading(files.size(), options.jobs, watch, [&](size_t i, Listener& listener) {
+    all[i] = MakeEntry(files[i], options.cell - 2 * FRAME, listener);
+  });
   bool failed = false;
-  for (std::string const& path : files) {
-    watch.Next(path, files.size());
+  for (size_t i = 0; i < files.size(); ++i) {
+    watch.Next(files[i], files.size());
     try {
-      entries.push_back(MakeEntry(path, options.cell - 2 * FRAME, watch));
+      loading.Await();
+      entries.push_back(std::move(all[i]));
     } catch (Failure const& failure) {
       watch.Clear();
       Report(failure.text);
@@ -310,6 +315,7 @@ void AddSheet(CLI::App& app, Host& host) {
   command.add_option("--quality", options->quality, "Quality of a JPEG sheet, 1 to 100")
       ->type_name("N")
       ->check(CLI::Range(1, 100));
+  AddJobsOption(command, options->jobs);
   host.AddOptions(command);
   command.callback([options, &host] { Run(*options, host); });
 }

@@ -30,6 +30,12 @@ bool IsTerminal() {
 
 }  // namespace
 
+void Listener::Check() const {
+  if (isStopped) throw Stopped{};
+}
+
+bool Listener::Continue(Progress const&) noexcept { return !isStopped; }
+
 Watch::Watch() : isShown(IsTerminal()) {
   isStopped = false;
   SetConsoleCtrlHandler(OnStop, TRUE);
@@ -49,10 +55,6 @@ void Watch::Next(std::string const& name, size_t count) {
 
 void Watch::Clear() {
   if (!shown.empty()) Put({});
-}
-
-void Watch::Check() const {
-  if (isStopped) throw Stopped{};
 }
 
 // Short operations show no line.

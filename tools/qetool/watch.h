@@ -11,9 +11,17 @@ namespace qetool {
 struct Stopped {};
 constexpr int EXIT_STOPPED = 130;
 
-/// Shows the progress of the library's operations. Ctrl-C stops the current one cleanly, leaving no
+/// What the library's operations report to: Ctrl-C stops them. On any thread.
+class Listener : public yk::ExecutionContext {
+ public:
+  /// Throws Stopped after Ctrl-C.
+  void Check() const;
+  bool Continue(Progress const& progress) noexcept override;
+};
+
+/// Shows the progress of the library's operations. Ctrl-C stops the current ones cleanly, leaving no
 /// incomplete file; a second Ctrl-C ends the program at once.
-class Watch final : public yk::ExecutionContext {
+class Watch final : public Listener {
  public:
   /// Handles Ctrl-C from now on. There may be only one Watch at a time.
   Watch();
@@ -26,8 +34,6 @@ class Watch final : public yk::ExecutionContext {
   /// Clears the line before other output. It reappears with the next progress.
   void Clear();
 
-  /// Throws Stopped after Ctrl-C.
-  void Check() const;
   bool Continue(Progress const& progress) noexcept override;
 
  private:
