@@ -10,7 +10,7 @@ namespace bench {
 
 namespace {
 
-constexpr double SAMPLE = 1e6;  // nanoseconds
+constexpr double SAMPLE = 1e6, LONG = 2e9;  // nanoseconds
 
 bool IsOnWine() {
   static bool const isOnWine = GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
@@ -84,7 +84,11 @@ struct Turn {
     double const wantedNow = effort.seconds * 1e9 / (each * calls);
     wanted = static_cast<int>(std::clamp<double>(wantedNow, effort.fewest, effort.most));
     taken = 0;
-    if (wanted > 2) least = INFINITY;  // the first calls are slow, but a work of seconds has no others
+    if (each > LONG) {
+      wanted = 0;  // the sample taken is enough
+    } else {
+      least = INFINITY;  // the first calls are slow
+    }
   }
 };
 

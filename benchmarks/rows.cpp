@@ -11,7 +11,7 @@ namespace bench {
 
 namespace {
 
-constexpr double TOO_LONG = 30e9;  // nanoseconds
+constexpr double TOO_LONG = 15e9;  // nanoseconds
 
 /// A block whose pages exist.
 std::shared_ptr<std::vector<char>> NewBlock(size_t size) {
