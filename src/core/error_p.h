@@ -38,8 +38,8 @@ class FailureMark {
   unsigned stamp;
 };
 
-[[gnu::cold]] HRESULT FailSince(FailureMark before, HRESULT code, char const* operation,
-                                wchar_t const* format, ...) noexcept;
+HRESULT FailSince(FailureMark before, HRESULT code, char const* operation, wchar_t const* format,
+                  ...) noexcept;
 
 /// A thread's last failure with its causes, the first cause first. Only its thread accesses it.
 struct ErrorChain {

@@ -187,6 +187,7 @@ System* System::ptr() noexcept { return theSystem; }
 System::System() noexcept {
   theSystem = this;
   AllowThreads();
+  draw::Canvas::StartKeeping();
   // cppcheck-suppress useInitializationList  // contract: only after the System can be found
   registry = Ref<Array>::Adopt(Array::Create(0));
   complete = registry && img::BuildConversionTable() && RegisterBuiltinClasses();
@@ -206,8 +207,9 @@ System::~System() {
     Ref<Module> const module = Ref<Module>::Adopt(ModuleAt(plugins, i));
     module->Unload();
   }
-  draw::Canvas::FreeKept();
-  if (!theSystem) img::FreeConversionTable();  // a plug-in may have created a new System during MODULE_DETACH
+  if (theSystem) return;  // a plug-in has created a new one during MODULE_DETACH
+  draw::Canvas::StopKeeping();
+  img::FreeConversionTable();
 }
 
 int System::GetVersion() noexcept { return VERSION; }

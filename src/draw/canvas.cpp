@@ -7,7 +7,8 @@
 namespace yk::draw {
 namespace {
 
-std::atomic<Canvas*> kept = nullptr;
+constinit std::atomic<Canvas*> kept = nullptr;
+constinit std::atomic<bool> isKeeping = false;  // only then is there somebody to delete the kept one
 
 // Of a canvas that is kept.
 constexpr int64_t MOST_BYTES = 1 << 20;
@@ -28,14 +29,22 @@ Canvas* Canvas::Take() noexcept {
 
 void Canvas::GiveBack(Canvas* canvas) noexcept {
   bool const isLarge = RowBytes(canvas->width, 24) * canvas->height > MOST_BYTES;
-  delete (isLarge ? canvas : kept.exchange(canvas));
+  delete (isLarge || !isKeeping ? canvas : kept.exchange(canvas));
 }
 
-void Canvas::FreeKept() noexcept { delete kept.exchange(nullptr); }
+void Canvas::StartKeeping() noexcept { isKeeping = true; }
+
+void Canvas::StopKeeping() noexcept {
+  isKeeping = false;
+  delete kept.exchange(nullptr);
+}
 
 bool Canvas::Fit(int columns, int rows) noexcept {
   if (columns <= width && rows <= height) return true;
-  int const newWidth = RoundedUp(std::max(columns, width)), newHeight = RoundedUp(std::max(rows, height));
+  int newWidth = RoundedUp(std::max(columns, width)), newHeight = RoundedUp(std::max(rows, height));
+  // A wide bitmap for a high mask would be far larger than either.
+  if (RowBytes(newWidth, 24) * newHeight > MOST_BYTES)
+    newWidth = RoundedUp(columns), newHeight = RoundedUp(rows);
   unsigned char* newBits = nullptr;
   HBITMAP const larger = MakeSection(newWidth, -newHeight, 24, &newBits);
   HGDIOBJ const old = larger ? SelectObject(dc, larger) : nullptr;

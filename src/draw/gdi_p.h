@@ -73,8 +73,9 @@ class Canvas {
   static Canvas* Take() noexcept;
   /// Keeps it, unless it is large, instead of the one kept before.
   static void GiveBack(Canvas* canvas) noexcept;
-  /// Deletes the kept one.
-  static void FreeKept() noexcept;
+  /// The System's life: canvases are kept only in between, and the second function deletes the kept one.
+  static void StartKeeping() noexcept;
+  static void StopKeeping() noexcept;
 
   ~Canvas() {
     if (before) SelectObject(dc, before);
