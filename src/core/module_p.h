@@ -3,16 +3,24 @@
 
 #include <qecore/core/ref.h>
 #include <qecore/values/string.h>
+#include <stdint.h>
 
 namespace yk {
 
 class Array;
+class IndexedArray;
 class Deserializer;
 class ExecutionContext;
 class FileFind;
 class Module;
 class Stream;
 class System;
+
+/// The hash of a file name, which ignores case as String::CompareNoCase does.
+uint32_t HashOfName(String const& name) noexcept;
+
+/// The first module with a file name, ignoring case, in a list by HashOfName; null when there is none.
+Module* SeekModule(IndexedArray const& modules, String const& fileName) noexcept;
 
 /// One run of System::ScanModules. The content of the cache stays in here until the folder confirms it, so
 /// that a damaged or outdated cache never affects the registry.
@@ -41,8 +49,8 @@ class ModuleScan {
   HRESULT LoadNew() noexcept;
   void WriteCache() noexcept;
 
-  int FindCached(String const& fileName) noexcept;
-  void DropCached(int index) noexcept;
+  Module* CachedAt(int index) noexcept;
+  void DropCached(Module* toDrop) noexcept;
 
   System& system;
   String folder;
@@ -51,7 +59,7 @@ class ModuleScan {
   bool changed;  // the cache must be written
   // Modules of the cache that the System does not know yet, each with its chain of records, in the order of
   // the file. Null: there is no memory, and the scan does nothing.
-  Ref<Array> cached;
+  Ref<IndexedArray> cached;
   Ref<Array> found;  // modules of new files
 };
 

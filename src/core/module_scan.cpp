@@ -6,9 +6,11 @@
 #include <qecore/io/save_file.h>
 #include <qecore/io/serializer.h>
 #include <qecore/values/array.h>
+#include <wchar.h>
 #include <windows.h>
 
 #include <new>
+#include <utility>
 
 #include "cache_record_p.h"
 #include "class_info_p.h"
@@ -16,6 +18,7 @@
 #include "module_p.h"
 #include "progress_p.h"
 #include "values/array_p.h"
+#include "values/indexed_array_p.h"
 
 namespace yk {
 
@@ -99,6 +102,20 @@ void DeleteClasses(Module& module) noexcept {
 
 }  // namespace
 
+uint32_t HashOfName(String const& name) noexcept {
+  constexpr uint64_t START = 14695981039346656037u, FACTOR = 1099511628211u;
+  uint64_t hash = START;
+  for (wchar_t const* c = name.c_str(); *c; ++c) hash = (hash ^ towlower(*c)) * FACTOR;
+  return MixHash(hash, 0);
+}
+
+Module* SeekModule(IndexedArray const& modules, String const& fileName) noexcept {
+  auto const isNamed = [&](void* module) {
+    return static_cast<Module*>(module)->fileName.CompareNoCase(fileName) == 0;
+  };
+  return static_cast<Module*>(modules.Seek(HashOfName(fileName), isNamed));
+}
+
 ModuleScan::ModuleScan(System& forSystem, String const& inFolder, String const& withCache,
                        ExecutionContext* forHost) noexcept
     : system(forSystem),
@@ -106,7 +123,7 @@ ModuleScan::ModuleScan(System& forSystem, String const& inFolder, String const& 
       cacheFile(withCache),
       context(forHost),
       changed(forSystem.cacheIsDue),
-      cached(Ref<Array>::Adopt(Array::Create(0))),
+      cached(Ref<IndexedArray>::Adopt(IndexedArray::Create())),
       found(Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()))) {
   // Without memory for the folder's name the scan would search the current folder.
   if (folder.Length() != inFolder.Length()) cached.Reset();
@@ -116,7 +133,7 @@ ModuleScan::ModuleScan(System& forSystem, String const& inFolder, String const& 
 }
 
 ModuleScan::~ModuleScan() {
-  while (cached && cached->Count() > 0) DropCached(cached->Count() - 1);
+  while (cached && cached->Count() > 0) DropCached(CachedAt(cached->Count() - 1));
 }
 
 HRESULT ModuleScan::Run() noexcept {
@@ -163,13 +180,15 @@ void ModuleScan::ReadModule(Deserializer& reader) noexcept {
   Ref<Module> const module = Ref<Module>::Adopt(new (std::nothrow) Module);
   if (!module) return;
   module->flags = Module::UNSEEN;
-  if (!AppendObject(*cached, module)) return;
   CachedModule target = {module.get(), &module->classes};
   bool const sound = ReadItems(reader, ITEMS, target) && IsComplete(reader) && IsPluginName(module->fileName);
   module->path = folder + module->fileName;
   bool const whole = module->path.Length() == folder.Length() + module->fileName.Length();
-  if (sound && whole) return;
-  DropCached(cached->Count() - 1);
+  if (sound && whole && cached->Append(HashOfName(module->fileName), module.get())) {
+    (void)Ref<Module>(module).Detach();  // owned by the list
+    return;
+  }
+  DeleteClasses(*module);
   changed = true;
 }
 
@@ -195,13 +214,13 @@ void ModuleScan::ProcessFile(FileFind& file) noexcept {
 
 // True when the file is known and unchanged.
 bool ModuleScan::ConfirmFile(FileFind& file) noexcept {
-  int const index = FindCached(file.name);
+  Module* const read = SeekModule(*cached, file.name);
   Ref<Module> const known = Ref<Module>::Adopt(system.FindModule(file.name));
-  Module* const module = known ? known.get() : index >= 0 ? ModuleAt(cached, index) : nullptr;
+  Module* const module = known ? known.get() : read;
   bool const keep = module && module->fileTime == file.lastWrite;
   if (keep) module->flags &= ~Module::UNSEEN;
   if (known && !keep) system.UnloadModule(known.get());
-  if (index >= 0 && (known || !keep)) DropCached(index);
+  if (read && (known || !keep)) DropCached(read);
   return keep;
 }
 
@@ -212,8 +231,8 @@ void ModuleScan::DropUnseen() noexcept {
     changed = true;
   }
   for (int i = cached->Count() - 1; i >= 0; --i) {
-    if (!(ModuleAt(cached, i)->flags & Module::UNSEEN)) continue;
-    DropCached(i);
+    if (!(CachedAt(i)->flags & Module::UNSEEN)) continue;
+    DropCached(CachedAt(i));
     changed = true;
   }
 }
@@ -229,9 +248,9 @@ Ref<Module> ModuleScan::AnyUnseen() noexcept {
 // Cached classes are registered as they are: nothing is compared, no filter is asked, no library is loaded. A
 // file for which there is no memory counts as new at the next scan.
 void ModuleScan::AdoptCached() noexcept {
-  while (cached->Count() > 0) {
-    Ref<Module> const module = Ref<Module>::Adopt(ModuleAt(cached, 0));
-    cached->AtDelete(0);
+  Ref<Array> const known = std::move(cached);
+  for (int i = 0; i < known->Count(); ++i) {
+    Ref<Module> const module = Ref<Module>::Adopt(ModuleAt(known, i));
     system.AppendModule(module.get()) ? AdoptClasses(*module) : DeleteClasses(*module);
   }
 }
@@ -284,16 +303,11 @@ void ModuleScan::WriteCache() noexcept {
   if (whole && Succeeded(writer->GetFailure())) file.Commit();
 }
 
-int ModuleScan::FindCached(String const& fileName) noexcept {
-  for (int i = 0; i < cached->Count(); ++i) {
-    if (ModuleAt(cached, i)->fileName.CompareNoCase(fileName) == 0) return i;
-  }
-  return -1;
-}
+Module* ModuleScan::CachedAt(int index) noexcept { return static_cast<Module*>(cached->At(index)); }
 
-void ModuleScan::DropCached(int index) noexcept {
-  Ref<Module> const module = Ref<Module>::Adopt(ModuleAt(cached, index));
-  cached->AtDelete(index);
+void ModuleScan::DropCached(Module* toDrop) noexcept {
+  Ref<Module> const module = Ref<Module>::Adopt(toDrop);
+  cached->Take(HashOfName(module->fileName), toDrop);
   DeleteClasses(*module);
 }
 

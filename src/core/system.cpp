@@ -21,6 +21,7 @@
 #include "parallel_p.h"
 #include "registry_lock_p.h"
 #include "registry_p.h"
+#include "values/indexed_array_p.h"
 
 namespace yk {
 
@@ -68,13 +69,27 @@ bool RemoveFrom(Ref<Array> const& array, void* element) noexcept {
   return index >= 0 && array->AtDelete(index);
 }
 
+/// The same for the lists of classes and of modules.
+bool AppendTo(Ref<Array>& array, uint32_t hash, void* element) noexcept {
+  if (!array) array = Ref<Array>::Adopt(IndexedArray::Create());
+  return array && IndexedArray::Of(array).Append(hash, element);
+}
+
+bool RemoveFrom(Ref<Array> const& array, uint32_t hash, void* element) noexcept {
+  return array && IndexedArray::Of(array).Take(hash, element);
+}
+
+uint32_t HashOf(Guid const& id) noexcept {
+  uint64_t halves[2];
+  static_assert(sizeof halves == sizeof id);
+  memcpy(halves, &id, sizeof halves);
+  return MixHash(halves[0], halves[1]);
+}
+
 /// The record of a class, the first one registered; null when there is none. Call under the lock.
 ClassInfo* RecordOf(Ref<Array> const& records, Guid const& classId) noexcept {
-  for (int i = 0; i < CountOf(records); ++i) {
-    ClassInfo* const record = RecordAt(records, i);
-    if (record->classId == classId) return record;
-  }
-  return nullptr;
+  auto const isOf = [&](void* record) { return static_cast<ClassInfo*>(record)->classId == classId; };
+  return records ? static_cast<ClassInfo*>(IndexedArray::Of(records).Seek(HashOf(classId), isOf)) : nullptr;
 }
 
 bool IsFilter(ClassInfo const& info) noexcept {
@@ -189,7 +204,7 @@ System::System() noexcept {
   AllowThreads();
   draw::Canvas::StartKeeping();
   // cppcheck-suppress useInitializationList  // contract: only after the System can be found
-  registry = Ref<Array>::Adopt(Array::Create(0));
+  registry = Ref<Array>::Adopt(IndexedArray::Create());
   complete = registry && img::BuildConversionTable() && RegisterBuiltinClasses();
 }
 
@@ -291,7 +306,7 @@ HRESULT System::UnloadModule(Module* module) noexcept {
   while (ClassInfo* const record = TakeRecord(*module)) delete record;
   Ref<Module> listed;  // released without the lock
   RegistryLock const guard;
-  if (RemoveFrom(modules, module)) listed = Ref<Module>::Adopt(module);
+  if (RemoveFrom(modules, HashOfName(module->fileName), module)) listed = Ref<Module>::Adopt(module);
   return S_OK;
 }
 
@@ -336,11 +351,8 @@ HRESULT System::EnumClasses(Guid const& interfaceId, Array** out, unsigned optio
 
 Module* System::FindModule(String const& fileName) noexcept {
   RegistryLock const guard;
-  for (int i = 0; i < CountOf(modules); ++i) {
-    Module* const module = ModuleAt(modules, i);
-    if (module->fileName.CompareNoCase(fileName) == 0) return Ref<Module>::Share(module).Detach();
-  }
-  return nullptr;
+  Module* const module = modules ? SeekModule(IndexedArray::Of(modules), fileName) : nullptr;
+  return Ref<Module>::Share(module).Detach();
 }
 
 HRESULT System::QueryFilterInfo(ClassInfo* info) noexcept {
@@ -365,8 +377,8 @@ HRESULT System::QueryFilterInfo(ClassInfo* info) noexcept {
 /// Adds a record to its lists: the filters', the registry's, its module's. Call under the lock.
 bool System::Append(ClassInfo* record, bool isFilter) noexcept {
   if (isFilter && !AppendTo(filters, record)) return false;
-  if (!AppendTo(registry, record)) {
-    RemoveFrom(filters, record);
+  if (!AppendTo(registry, HashOf(record->classId), record)) {
+    if (isFilter) RemoveFrom(filters, record);
     return false;
   }
   if (Module* const module = record->module) {
@@ -401,13 +413,13 @@ ClassInfo* System::TakeRecord(Module& module) noexcept {
   if (!record) return nullptr;
   module.classes = record->next;
   RemoveFrom(filters, record);
-  RemoveFrom(registry, record);
+  RemoveFrom(registry, HashOf(record->classId), record);
   return record;
 }
 
 bool System::AppendModule(Module* module) noexcept {
   RegistryLock const guard;
-  if (!AppendTo(modules, module)) return false;
+  if (!AppendTo(modules, HashOfName(module->fileName), module)) return false;
   (void)Ref<Module>::Share(module).Detach();  // owned by the list
   return true;
 }
