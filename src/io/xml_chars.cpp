@@ -29,12 +29,9 @@ constexpr bool In(Range const (&ranges)[N], wchar_t c) noexcept {
   return false;
 }
 
-struct AsciiClasses {
-  bool start[128] = {};
-  bool rest[128] = {};
-};
+}  // namespace
 
-constexpr AsciiClasses ASCII = [] {
+constexpr AsciiClasses ASCII_CLASSES = [] {
   AsciiClasses classes;
   for (wchar_t c = 0; c < 128; ++c) {
     classes.start[c] = In(NAME_START, c);
@@ -43,20 +40,9 @@ constexpr AsciiClasses ASCII = [] {
   return classes;
 }();
 
-bool StartsName(wchar_t c) noexcept { return c < 128 ? ASCII.start[c] : In(NAME_START, c); }
+bool StartsNameBeyondAscii(wchar_t c) noexcept { return In(NAME_START, c) && !IsLowSurrogate(c); }
 
-bool ContinuesName(wchar_t c) noexcept {
-  return c < 128 ? ASCII.rest[c] : In(NAME_START, c) || In(NAME_REST, c);
-}
-
-}  // namespace
-
-size_t NameLength(wchar_t const* text) noexcept {
-  if (!StartsName(*text) || IsLowSurrogate(*text)) return 0;
-  size_t length = 1;
-  while (ContinuesName(text[length])) ++length;
-  return length;
-}
+bool ContinuesNameBeyondAscii(wchar_t c) noexcept { return In(NAME_START, c) || In(NAME_REST, c); }
 
 bool IsName(wchar_t const* text, size_t length) noexcept {
   return length > 0 && NameLength(text) == length && IsText(text, length);

@@ -5,10 +5,39 @@
 
 namespace yk::xml {
 
+struct AsciiClasses {
+  bool start[128] = {};
+  bool rest[128] = {};
+};
+extern AsciiClasses const ASCII_CLASSES;
+
+bool StartsNameBeyondAscii(wchar_t c) noexcept;
+bool ContinuesNameBeyondAscii(wchar_t c) noexcept;
+
+inline bool StartsName(wchar_t c) noexcept {
+  return c < 128 ? ASCII_CLASSES.start[c] : StartsNameBeyondAscii(c);
+}
+inline bool ContinuesName(wchar_t c) noexcept {
+  return c < 128 ? ASCII_CLASSES.rest[c] : ContinuesNameBeyondAscii(c);
+}
+
 /// Whether the whole text is an XML name; an empty one is not.
 bool IsName(wchar_t const* text, size_t length) noexcept;
+
 /// The length of the leading name in a zero-terminated text; 0 when there is none.
-size_t NameLength(wchar_t const* text) noexcept;
+inline size_t NameLength(wchar_t const* text) noexcept {
+  if (!StartsName(*text)) return 0;
+  size_t length = 1;
+  while (ContinuesName(text[length])) ++length;
+  return length;
+}
+
+/// Whether two texts of this length are equal; for short ones.
+inline bool EqualUnits(wchar_t const* a, wchar_t const* b, size_t count) noexcept {
+  size_t i = 0;
+  while (i < count && a[i] == b[i]) ++i;
+  return i == count;
+}
 
 /// Space, tab, line feed. (Carriage returns have become line feeds before.)
 constexpr bool IsBlank(wchar_t c) noexcept { return c == L' ' || c == L'\t' || c == L'\n'; }

@@ -143,18 +143,22 @@ constexpr Mark MARKS[] = {
     {{0, '<'}, 2, 0, false, BIG_ENDIAN},
 };
 
+constexpr size_t LONGEST = 4;  // bytes of a mark or a sequence
+
 /// Decodes a document piece by piece, up to its first fault.
 class Decoder {
  public:
   explicit Decoder(Input& toFill) noexcept : input(toFill) {}
 
-  /// Decodes bytes, all of them if they are the last. The first ones must be enough for any mark, unless they
-  /// are the last. \return how many were used; the rest is due again with the next. Failures are in the input.
-  size_t Decode(uint8_t const* bytes, size_t size, bool last) noexcept;
-  /// Terminates the text.
-  void End(bool isWhole) noexcept;
+  /// Decodes at least LONGEST bytes, of about `expected` in the whole document. \return how many were used; the
+  /// rest, fewer than LONGEST, is due again before the next. The input has a failure.
+  size_t Decode(uint8_t const* bytes, size_t size, uint64_t expected) noexcept;
+  /// Decodes the rest and terminates the text.
+  void End(uint8_t const* bytes, size_t size) noexcept;
 
  private:
+  size_t Add(uint8_t const* bytes, size_t size, bool last) noexcept;
+  bool NeedRoom(size_t units) noexcept;
   size_t SkipMark(uint8_t const* bytes, size_t size) noexcept;
   size_t Utf8(uint8_t const* bytes, size_t size, bool last) noexcept;
   size_t Utf16(uint8_t const* bytes, size_t size) noexcept;
@@ -162,33 +166,51 @@ class Decoder {
 
   Input& input;
   Sink sink;
+  size_t room = 0;  // of the text
+  uint64_t expectedUnits = 0;
   bool begun = false;
 };
 
-constexpr size_t LONGEST = 4;  // bytes of a mark or a sequence
-
-size_t Decoder::Decode(uint8_t const* bytes, size_t size, bool last) noexcept {
+size_t Decoder::Decode(uint8_t const* bytes, size_t size, uint64_t expected) noexcept {
   size_t const mark = begun ? 0 : SkipMark(bytes, size);
   begun = true;
-  if (input.fault) return size;
-  size_t const count = input.text.Count();
-  if (!input.text.Resize(count + size - mark + INPUT_PAD)) return input.code = E_OUTOFMEMORY, size;
-  sink.ContinueAt(input.text.begin() + count);
-  size_t const used = input.utf16 ? Utf16(bytes + mark, size - mark) : Utf8(bytes + mark, size - mark, last);
-  input.text.Shrink(static_cast<size_t>(sink.Next() - input.text.begin()));
-  return input.fault ? size : mark + used;
+  expectedUnits = (input.utf16 ? expected / 2 : expected) + INPUT_PAD;
+  return input.fault ? size : mark + Add(bytes + mark, size - mark, false);
 }
 
-void Decoder::End(bool isWhole) noexcept {
-  if (!input.fault && input.utf16 && !(isWhole && sink.IsWhole())) input.fault = NOT_UTF16;
-  if (!input.fault && !sink.IsWhole()) input.fault = BAD_CHARACTER;
+void Decoder::End(uint8_t const* bytes, size_t size) noexcept {
+  size_t const mark = begun ? 0 : SkipMark(bytes, size);
+  size_t const used = input.fault ? size : mark + Add(bytes + mark, size - mark, true);
+  bool const isWhole = used == size && sink.IsWhole();
+  if (!input.fault && !isWhole) input.fault = input.utf16 ? NOT_UTF16 : BAD_CHARACTER;
   size_t const count = input.text.Count() - (sink.IsWhole() ? 0 : 1);  // without half a surrogate pair
-  if (!input.text.Resize(count + INPUT_PAD)) {
+  input.text.Shrink(count);
+  if (!NeedRoom(count + INPUT_PAD)) {
     input.code = E_OUTOFMEMORY;
     return;
   }
-  input.text.Shrink(count);
   std::fill_n(input.text.end(), INPUT_PAD, L'\0');
+}
+
+/// Copies instead of resizing the block, which would copy its unused room as well.
+bool Decoder::NeedRoom(size_t units) noexcept {
+  if (units <= room) return true;
+  size_t const larger = std::max({units, 2 * room, static_cast<size_t>(expectedUnits)});
+  Buffer<wchar_t> grown;
+  bool const isGrown = grown.Reserve(larger);
+  if (!isGrown && !grown.Reserve(units)) return false;
+  room = isGrown ? larger : units;
+  grown.Append(input.text.begin(), input.text.Count());  // fits
+  grown.Swap(input.text);
+  return true;
+}
+
+size_t Decoder::Add(uint8_t const* bytes, size_t size, bool last) noexcept {
+  if (!NeedRoom(input.text.Count() + size + INPUT_PAD)) return input.code = E_OUTOFMEMORY, size;
+  sink.ContinueAt(input.text.end());
+  size_t const used = input.utf16 ? Utf16(bytes, size) : Utf8(bytes, size, last);
+  input.text.Shrink(static_cast<size_t>(sink.Next() - input.text.begin()));
+  return input.fault ? size : used;
 }
 
 /// Finds out the encoding. \return the bytes that are not text
@@ -230,18 +252,21 @@ size_t Decoder::Utf16(uint8_t const* bytes, size_t size) noexcept {
   return i;
 }
 
-/// Reads the rest of the stream, in growing blocks, and decodes them: the size that a stream reports is not
-/// trusted for an allocation. Endless streams fail, since positions have 32 bits.
+/// Reads the rest of the stream and decodes it block by block. The size that a stream reports is not trusted
+/// for an allocation, beyond some times what it has delivered. Endless streams fail, since positions have 32
+/// bits.
 HRESULT ReadAndDecode(Stream& stream, Input& input) noexcept {
-  constexpr unsigned FIRST_BLOCK = 0x1000, LARGEST_BLOCK = 0x10000;
+  constexpr unsigned SMALLEST_BLOCK = 0x1000, LARGEST_BLOCK = 0x10000, TRUST = 16;
   unsigned const start = stream.GetPosition();
   unsigned const end = stream.GetSize();
+  unsigned const size = end > start ? end - start : 0;
+  unsigned const block = std::clamp(size, SMALLEST_BLOCK, LARGEST_BLOCK);
   Decoder decoder(input);
   Buffer<uint8_t> bytes;
+  if (!bytes.Resize(LONGEST + block)) return E_OUTOFMEMORY;
   uint64_t total = 0;
   size_t left = 0;  // bytes that are not decoded yet
-  for (unsigned block = FIRST_BLOCK;; block = std::min(2 * block, LARGEST_BLOCK)) {
-    if (!bytes.Resize(left + block)) return E_OUTOFMEMORY;
+  for (;;) {
     unsigned done = 0;
     HRESULT const result = stream.Read(bytes.begin() + left, block, &done);
     if (Failed(result) || done > block || done == 0) break;
@@ -249,15 +274,14 @@ HRESULT ReadAndDecode(Stream& stream, Input& input) noexcept {
     if (total > UINT32_MAX) return E_FAIL;
     left += done;
     if (left < LONGEST) continue;
-    size_t const used = decoder.Decode(bytes.begin(), left, false);
+    size_t const used = decoder.Decode(bytes.begin(), left, std::min<uint64_t>(size, total * TRUST));
     if (Failed(input.code)) return input.code;
     left -= used;
     memmove(bytes.begin(), bytes.begin() + used, left);
   }
   // Some streams return a failure at the end; before the reported end, it is one.
-  if (end > start && total < end - start) return E_FAIL;
-  size_t const used = decoder.Decode(bytes.begin(), left, true);
-  decoder.End(used == left);
+  if (total < size) return E_FAIL;
+  decoder.End(bytes.begin(), left);
   return input.code;
 }
 

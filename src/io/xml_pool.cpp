@@ -4,6 +4,8 @@
 
 #include <new>
 
+#include "xml_chars_p.h"
+
 namespace yk::xml {
 namespace {
 
@@ -36,7 +38,8 @@ bool Pool::Store(std::wstring_view text, Chunk const* owner, String& out) noexce
 bool Pool::StoreName(std::wstring_view name, Chunk const* owner, String& out) noexcept {
   if (!names || name.empty() || Room(name.size()) == 0 || owner != chunk) return Store(name, owner, out);
   String const*& row = names->rows[(name.size() * 7 + name.front() * 3 + name.back()) % Names::COUNT];
-  if (row && std::wstring_view(row->c_str(), row->Length()) == name) return InnerText::Share(out, *row), true;
+  if (row && row->Length() == name.size() && EqualUnits(row->c_str(), name.data(), name.size()))
+    return InnerText::Share(out, *row), true;
   row = &out;
   return Store(name, owner, out);
 }

@@ -18,6 +18,7 @@ namespace {
 
 using std::wstring_view;
 
+constexpr wchar_t DUPLICATE[] = L"duplicate attribute";
 constexpr wchar_t UNEXPECTED_END[] = L"unexpected end of document";
 
 struct Entity {
@@ -54,7 +55,17 @@ bool Begins(wchar_t const* at, wstring_view expected) noexcept {
   return true;
 }
 
-wstring_view View(String const& text) noexcept { return {text.c_str(), text.Length()}; }
+/// Whether two attributes have one name; for few.
+bool HasTwins(XmlNode const& node) noexcept {
+  for (XmlAttribute const* one = node.FirstAttribute(); one; one = one->Next()) {
+    String const& name = one->Name();
+    for (XmlAttribute const* other = node.FirstAttribute(); other != one; other = other->Next()) {
+      if (other->Name().Length() != name.Length()) continue;
+      if (EqualUnits(other->Name().c_str(), name.c_str(), name.Length())) return true;
+    }
+  }
+  return false;
+}
 
 uint32_t DigitValue(wchar_t c) noexcept {
   if (c >= L'0' && c <= L'9') return c - L'0';
@@ -102,13 +113,11 @@ class Reader {
   bool DocumentType() noexcept;
   bool SkipLiteral() noexcept;
   bool StartTag() noexcept;
-  bool Attributes(XmlNode& node) noexcept;
+  bool Attributes(XmlNode& node, size_t& count) noexcept;
   bool Attribute(XmlNode& node, size_t length) noexcept;
   bool AttributeValue(wstring_view& value) noexcept;
   bool CollectedValue(wchar_t const* start, wchar_t quote, wstring_view& value) noexcept;
-  bool CheckDuplicates(XmlNode& node, wchar_t const* tag) noexcept;
-  bool HasTwins() const noexcept;
-  bool HasTwinsSorted() noexcept;
+  bool CheckDuplicates(XmlNode& node, size_t count, wchar_t const* tag) noexcept;
   bool EndTag() noexcept;
 
   bool Characters() noexcept;
@@ -146,6 +155,7 @@ class Reader {
   bool ranOut = false;  // the fault is that the text ends too early
 
   TextGatherer gatherer;
+  wstring_view onlyRun;             // the whole text of an element about to end, which is not in the gatherer
   Buffer<wstring_view> attributes;  // the names of one element
   Buffer<Open> open;
   Names names = {};
@@ -310,7 +320,8 @@ bool Reader::StartTag() noexcept {
   if (!node) return FailMemory();
   cursor = tag + 1 + length;
   hasRoot = true;
-  if (!Attributes(*node) || !CheckDuplicates(*node, tag)) return false;
+  size_t count = 0;
+  if (!Attributes(*node, count) || !CheckDuplicates(*node, count, tag)) return false;
   if (At(L"/>")) {
     cursor += 2;
     ResumeText();
@@ -322,8 +333,8 @@ bool Reader::StartTag() noexcept {
   return true;
 }
 
-bool Reader::Attributes(XmlNode& node) noexcept {
-  for (;;) {
+bool Reader::Attributes(XmlNode& node, size_t& count) noexcept {
+  for (;; ++count) {
     bool const separated = SkipBlanks();
     if (*cursor == L'>' || At(L"/>")) return true;
     if (cursor == end) return FailAtEnd(end, UNEXPECTED_END);
@@ -387,36 +398,26 @@ bool Reader::CollectedValue(wchar_t const* start, wchar_t quote, wstring_view& v
 }
 
 /// Attribute names must be unique.
-bool Reader::CheckDuplicates(XmlNode& node, wchar_t const* tag) noexcept {
+bool Reader::CheckDuplicates(XmlNode& node, size_t count, wchar_t const* tag) noexcept {
   constexpr size_t FEW = 8;
+  if (count <= FEW) return !HasTwins(node) || Fail(tag, DUPLICATE);
   attributes.Shrink(0);
   for (XmlAttribute const* one = node.FirstAttribute(); one; one = one->Next()) {
-    if (!attributes.Append(View(one->Name()))) return FailMemory();
+    if (!attributes.Append({one->Name().c_str(), one->Name().Length()})) return FailMemory();
   }
-  if (attributes.Count() <= FEW ? HasTwins() : HasTwinsSorted()) return Fail(tag, L"duplicate attribute");
-  if (attributes.Count() > XmlTree::MANY) XmlTree::IndexAll(node);
+  std::sort(attributes.begin(), attributes.end());  // twins are then adjacent
+  auto const twin = std::adjacent_find(attributes.begin(), attributes.end());
+  if (twin != attributes.end()) return Fail(tag, DUPLICATE);
+  if (count > XmlTree::MANY) XmlTree::IndexAll(node);
   return true;
-}
-
-bool Reader::HasTwins() const noexcept {
-  for (wstring_view const& one : attributes) {
-    if (std::find(attributes.begin(), &one, one) != &one) return true;
-  }
-  return false;
-}
-
-/// After sorting, twins are adjacent.
-bool Reader::HasTwinsSorted() noexcept {
-  std::sort(attributes.begin(), attributes.end());
-  return std::adjacent_find(attributes.begin(), attributes.end()) != attributes.end();
 }
 
 bool Reader::EndTag() noexcept {
   wchar_t const* const name = cursor + 2;
-  size_t const length = NameLength(name);
   if (!IsInElement()) return Fail(cursor, L"end tag without start tag");
   String const& expected = Top().node->Name();
-  if (length != expected.Length() || wmemcmp(name, expected.c_str(), length) != 0) {
+  size_t const length = expected.Length();
+  if (!EqualUnits(name, expected.c_str(), length) || ContinuesName(name[length])) {
     return Fail(cursor, L"end tag does not match start tag");
   }
   wchar_t const* const tag = cursor;
@@ -426,7 +427,8 @@ bool Reader::EndTag() noexcept {
   if (*cursor != L'>') return Fail(tag, L"'>' expected");
   ++cursor;
   XmlNode& node = *Top().node;
-  wstring_view const whole = gatherer.Close(Top().text, node.FirstChild());
+  wstring_view const whole = onlyRun.empty() ? gatherer.Close(Top().text, node.FirstChild()) : onlyRun;
+  onlyRun = {};
   if (!XmlTree::StoreText(node, pool, whole)) return FailMemory();
   open.Shrink(open.Count() - 1);
   ResumeText();
@@ -446,7 +448,11 @@ bool Reader::RawRun() noexcept {
   for (cursor = TextEnd(from); *cursor == L']'; cursor = TextEnd(cursor + 1)) {
     if (At(L"]]>")) return Fail(cursor, L"']]>' is not allowed in text");
   }
-  return gatherer.AddRaw(Top().text, {from, static_cast<size_t>(cursor - from)}) || FailMemory();
+  wstring_view const run(from, static_cast<size_t>(cursor - from));
+  Open const& top = Top();
+  if (Begins(cursor, L"</") && !top.node->FirstChild() && gatherer.buffer.Count() == top.text.start)
+    return onlyRun = run, true;
+  return gatherer.AddRaw(Top().text, run) || FailMemory();
 }
 
 bool Reader::ReferenceInText() noexcept {

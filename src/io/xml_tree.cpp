@@ -117,17 +117,15 @@ void XmlTree::FreeOne(XmlNode& node, Freed& freed) noexcept {
     FreeOne(*attribute, freed);
   }
   xml::Chunk* const chunk = Links(node).chunk;
-  InnerText::Detach(node.name);
-  InnerText::Detach(node.text);
-  node.~XmlNode();
+  InnerText::Drop(node.name);
+  InnerText::Drop(node.text);
   freed.Add(chunk);
 }
 
 void XmlTree::FreeOne(XmlAttribute& attribute, Freed& freed) noexcept {
   xml::Chunk* const chunk = Links(attribute).chunk;
-  InnerText::Detach(attribute.name);
-  InnerText::Detach(attribute.value);
-  attribute.~XmlAttribute();
+  InnerText::Drop(attribute.name);
+  InnerText::Drop(attribute.value);
   freed.Add(chunk);
 }
 

@@ -25,7 +25,7 @@ struct InnerText {
     string.block = static_cast<String::Block*>(place);
     string.block->length = text.size();
     wchar_t* const to = String::Text(string.block);
-    memcpy(to, text.data(), text.size() * sizeof(wchar_t));
+    CopyShort(text.data(), text.size(), to);
     to[text.size()] = 0;
   }
 
@@ -39,6 +39,19 @@ struct InnerText {
   /// Empties the string if it is an inner text.
   static void Detach(String& string) noexcept {
     if (Is(string)) string.block = nullptr;
+  }
+
+  /// Does what a destructor does.
+  static void Drop(String& string) noexcept {
+    if (string.block && !Is(string)) string.Empty();
+  }
+
+ private:
+  /// Most texts are short: a call would take longer than the copying.
+  static void CopyShort(wchar_t const* from, size_t count, wchar_t* to) noexcept {
+    size_t i = 0;
+    for (; i + 4 <= count; i += 4) memcpy(to + i, from + i, 4 * sizeof(wchar_t));
+    for (; i < count; ++i) to[i] = from[i];
   }
 };
 
