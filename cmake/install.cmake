@@ -1,4 +1,4 @@
-# cmake --install: bin/ (library, plug-ins, tools), lib/ (import library, CMake package), include/qecore/.
+# cmake --install: bin/ (library, plug-ins, tools), lib/ (import libraries, CMake package), include/qecore/.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -10,6 +10,11 @@ foreach(target qewic qetool)
   endif()
 endforeach()
 
-install(EXPORT qeCoreTargets NAMESPACE qeCore:: DESTINATION lib/cmake/qeCore FILE qeCoreConfig.cmake)
+if(TARGET import_library)
+  install(FILES "${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/qeCore.lib" DESTINATION lib)
+endif()
+
+install(EXPORT qeCoreTargets NAMESPACE qeCore:: DESTINATION lib/cmake/qeCore)
+install(FILES cmake/qeCoreConfig.cmake DESTINATION lib/cmake/qeCore)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/qeCoreConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/qeCoreConfigVersion.cmake" DESTINATION lib/cmake/qeCore)
