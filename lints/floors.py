@@ -13,7 +13,7 @@ import sys
 from pathlib import Path
 
 FLOORS = {"core": 0, "values": 1, "io": 2, "image": 3, "raster": 4, "draw": 5, "undo": 5}
-ROOF = re.compile(r"core/(system|module|module_scan|class_info|cache_record|builtin_classes)(_p)?\.(h|cpp)$")
+ROOF = re.compile(r"core/(system|module|module_scan|class_info|cache_record|builtin_classes|kept_names)(_p)?\.(h|cpp)$")
 EVERYWHERE = {"draw/geometry.h"}
 WITHOUT_WINDOWS = {"raster"}
 # (header, source of some of its bodies): why
@@ -30,7 +30,7 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^>"]+)[>"]')
 
 # Both rely on clang-format: locals are indented, and the end of an anonymous namespace has a comment.
 NOT_THESE = r"(?!\s|//|#|\}|using|typedef|template|static|inline|constexpr|namespace \w+ =)"
-DECLARED = re.compile(rf"{NOT_THESE}(?:class|struct) (?:YK_API )?(\w+)(?: final)?(?: \{{| :|$)"
+DECLARED = re.compile(rf"{NOT_THESE}(?:class|struct) (\w+)(?: final)?(?: \{{| :|$)"
                       rf"|{NOT_THESE}[\w:<>*&, ]+[ *&](\w+)\(")
 DEFINED = re.compile(rf"{NOT_THESE}(?:[\w:<>*&, ]+[ *&])?((?:\w+::)*~?\w+|(?:\w+::)+operator[^(]*)\(")
 ANONYMOUS = re.compile(r"^namespace \{.*?^\}  // namespace$", re.DOTALL | re.MULTILINE)

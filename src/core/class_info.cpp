@@ -65,7 +65,7 @@ constexpr CacheItem<ClassInfo> ITEMS[] = {
 
 }  // namespace
 
-ClassInfo::ClassInfo(Deserializer* reader) noexcept {
+void ClassInfo::Read(Deserializer* reader) noexcept {
   if (reader) ReadClassInfo(*reader, *this);
 }
 

@@ -29,7 +29,8 @@ void CloseAndClear(void*& handle) noexcept {
 
 }  // namespace
 
-CriticalSection::CriticalSection() noexcept : marker(0x12345678) {
+void CriticalSection::Begin() noexcept {
+  marker = 0x12345678;
   InitializeCriticalSection(Native(section));
 }
 
@@ -39,10 +40,10 @@ void CriticalSection::Enter() noexcept { EnterCriticalSection(Native(section)); 
 
 void CriticalSection::Leave() noexcept { LeaveCriticalSection(Native(section)); }
 
-RWLock::RWLock() noexcept
-    : writerQueue(NewQueue()),
-      readersGone(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
-      readerQueue(NewQueue()) {
+void RWLock::Begin() noexcept {
+  writerQueue = NewQueue();
+  readersGone = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  readerQueue = NewQueue();
   if (readersGone && readerQueue) return;
   CloseAndClear(readersGone);
   CloseAndClear(readerQueue);

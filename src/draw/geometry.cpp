@@ -13,17 +13,10 @@
 namespace yk {
 namespace {
 
-constexpr double FIXED_UNIT = 0.0625;
-
 int RoundUpward(double value) noexcept { return TruncateToInt(value + 0.5); }
 
 double MapX(matrix2d const& m, double x, double y) noexcept { return x * m.m11 + y * m.m21 + m.dx; }
 double MapY(matrix2d const& m, double x, double y) noexcept { return x * m.m12 + y * m.m22 + m.dy; }
-
-template <class IntegerPoint>
-IntegerPoint MapToIntegers(matrix2d const& m, double x, double y) noexcept {
-  return {RoundUpward(MapX(m, x, y)), RoundUpward(MapY(m, x, y))};
-}
 
 matrix2d ScaleMatrix(double x, double y) noexcept { return {x, 0, 0, y, 0, 0}; }
 
@@ -51,7 +44,7 @@ void ExtendOneEnd(int& low, int& high, int value) noexcept {
 }
 
 // Makes an empty range one unit long; at the maximum it grows downward.
-void Widen(LONG& low, LONG& high) noexcept {
+void Widen(int32_t& low, int32_t& high) noexcept {
   if (low != high) return;
   high < INT32_MAX ? ++high : --low;
 }
@@ -123,12 +116,6 @@ void NormalizeRect(point2d& a, point2d& b) noexcept {
 }
 
 // ---- xrect2d
-
-xrect2d::xrect2d(point2d const* corners) noexcept
-    : left(round(corners[0].x)),
-      top(round(corners[0].y)),
-      right(round(corners[1].x)),
-      bottom(round(corners[1].y)) {}
 
 void xrect2d::Add(xrect2d const& r) noexcept {
   left = std::min(left, r.left);
@@ -257,58 +244,36 @@ bool matrix2d::Compare(matrix2d const& other, double epsilon) const noexcept {
   return true;
 }
 
-point2d matrix2d::PointTransform(point2d const& p) const noexcept {
-  return {MapX(*this, p.x, p.y), MapY(*this, p.x, p.y)};
-}
-
-point2df matrix2d::PointTransform(point2df const& p) const noexcept {
-  return {static_cast<float>(MapX(*this, p.x, p.y)), static_cast<float>(MapY(*this, p.x, p.y))};
-}
-
-POINT matrix2d::PointTransform(POINT const& p) const noexcept {
-  return MapToIntegers<POINT>(*this, p.x, p.y);
-}
-
-POINTL matrix2d::PointTransform(POINTL const& p) const noexcept {
-  return MapToIntegers<POINTL>(*this, p.x, p.y);
-}
-
-POINT matrix2d::PointTransform(point2dfix const& p) const noexcept {
-  return MapToIntegers<POINT>(*this, p.x * FIXED_UNIT, p.y * FIXED_UNIT);
-}
-
 void matrix2d::PointTransform(POINT* points, int count) const noexcept {
   for (int i = 0; i < count; ++i) points[i] = PointTransform(points[i]);
 }
 
 void matrix2d::PointTransform(point2d* points, int count) const noexcept {
-  for (int i = 0; i < count; ++i) points[i] = PointTransform(points[i]);
+  for (int i = 0; i < count; ++i) {
+    points[i] = {MapX(*this, points[i].x, points[i].y), MapY(*this, points[i].x, points[i].y)};
+  }
 }
 
-point2d matrix2d::VectorTransform(point2d const& v) const noexcept {
-  return {v.x * m11 + v.y * m21, v.x * m12 + v.y * m22};
+void matrix2d::VectorTransform(point2d* vectors, int count) const noexcept {
+  for (int i = 0; i < count; ++i) {
+    point2d const v = vectors[i];
+    vectors[i] = {v.x * m11 + v.y * m21, v.x * m12 + v.y * m22};
+  }
 }
 
-point2df matrix2d::VectorTransform(point2df const& v) const noexcept {
-  point2d const mapped = VectorTransform(point2d{v.x, v.y});
-  return {static_cast<float>(mapped.x), static_cast<float>(mapped.y)};
+void matrix2d::MapToIntegers(double x, double y, int32_t& mappedX, int32_t& mappedY) const noexcept {
+  mappedX = RoundUpward(MapX(*this, x, y));
+  mappedY = RoundUpward(MapY(*this, x, y));
 }
 
-RECTL matrix2d::RectTransform(RECTL const& r) const noexcept {
-  POINT a = MapToIntegers<POINT>(*this, r.left, r.top);
-  POINT b = MapToIntegers<POINT>(*this, r.right, r.bottom);
-  Order(a.x, b.x);
-  Order(a.y, b.y);
-  Widen(a.x, b.x);
-  Widen(a.y, b.y);
-  return {a.x, a.y, b.x, b.y};
-}
-
-rect2d matrix2d::RectTransform(rect2d const& r) const noexcept {
-  point2d a = PointTransform(point2d{r.x1, r.y1});
-  point2d b = PointTransform(point2d{r.x2, r.y2});
-  NormalizeRect(a, b);
-  return {a.x, a.y, b.x, b.y};
+void matrix2d::TransformRect(xrect2d& r) const noexcept {
+  xrect2d mapped;
+  MapToIntegers(r.left, r.top, mapped.left, mapped.top);
+  MapToIntegers(r.right, r.bottom, mapped.right, mapped.bottom);
+  mapped.Normalize();
+  Widen(mapped.left, mapped.right);
+  Widen(mapped.top, mapped.bottom);
+  r = mapped;
 }
 
 }  // namespace yk

@@ -152,8 +152,6 @@ uint32_t MarkOf(void const* address) noexcept {
 
 // ---- AbstractImage ----------------------------------------------------------------------------------------
 
-AbstractImage::AbstractImage() noexcept = default;
-
 // The destruction of values and drivers' records may call back: the image's count must not reach zero again.
 AbstractImage::~AbstractImage() {
   HoldWhileDying(*this);
@@ -174,8 +172,6 @@ HRESULT AbstractImage::SetProperty(unsigned id, Variant const& value) noexcept {
 }
 
 // ---- Image2d: the object ----------------------------------------------------------------------------------
-
-Image2d::Image2d() noexcept = default;
 
 Image2d::~Image2d() { Image2d::Free(); }
 

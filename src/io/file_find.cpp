@@ -41,8 +41,9 @@ bool IsSelfOrParent(wchar_t const* name) noexcept {
 
 }  // namespace
 
-FileFind::FileFind(String const& where, String const& namePattern, unsigned what) noexcept
-    : folder(where), pattern(namePattern), flags(what) {
+void FileFind::Begin(String const& where, String const& namePattern) noexcept {
+  folder = where;
+  pattern = namePattern;
   folder.TerminatePath();
   String all = folder;
   all += ALL;

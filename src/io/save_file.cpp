@@ -64,8 +64,6 @@ FileHandle CreateBeside(String const& target, String& path) noexcept {
 
 }  // namespace
 
-SaveFile::SaveFile() noexcept = default;
-
 SaveFile::~SaveFile() { Discard(); }
 
 HRESULT SaveFile::Open(String const& path) noexcept {

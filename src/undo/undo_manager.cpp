@@ -170,7 +170,7 @@ UndoManager* UndoManager::Create() noexcept {
   return manager.Detach();
 }
 
-UndoManager::UndoManager() noexcept : history(Array::CreateEx(DestroyTransaction)) {}
+Array* UndoManager::NewHistory() noexcept { return Array::CreateEx(DestroyTransaction); }
 
 UndoManager::~UndoManager() {
   // Items and the callback may still add and release references, which must not destroy the manager again;

@@ -16,8 +16,6 @@ namespace yk {
 
 namespace {
 
-constexpr int DEFAULT_STEP = 40;
-
 // An array that is already large grows in larger steps.
 struct StepRule {
   int aboveCapacity;
@@ -76,10 +74,6 @@ void QuickSort(void** const& a, int lo, int hi, Array::Comparison compare, void 
 }  // namespace
 
 // ---- Array
-
-constexpr int Array::MAX_COUNT;  // exported, since callers may bind references to it
-
-Array::Array(int growBy) noexcept : step(growBy > 0 ? growBy : DEFAULT_STEP) {}
 
 // The destruction of an element may call back into the array: its count must not fall to zero a second time.
 Array::~Array() {

@@ -42,13 +42,6 @@ constexpr bool IsBlank(wchar_t c) noexcept { return c == L' ' || c == L'\t'; }
 // Contract: in every search, a found index passes through a signed 32-bit integer.
 size_t Found(size_t index) noexcept { return static_cast<size_t>(static_cast<int>(index)); }
 
-// Converts from the ANSI code page into an empty string.
-void FromAnsi(char const* text, String& out) noexcept {
-  int const size = text ? atow(text, nullptr, 0) : 0;
-  if (size <= 1 || !out.Realloc(static_cast<size_t>(size - 1))) return;
-  atow(text, out.GetBuffer(), static_cast<size_t>(size));
-}
-
 // A formatted text, truncated at its buffer.
 class Formatted {
  public:
@@ -74,11 +67,9 @@ constexpr wchar_t Unescaped(wchar_t c) noexcept {
 
 }  // namespace
 
-constexpr size_t String::npos;  // exported, since callers may bind references to it
-
 // ---- construction and lifetime
 
-String::String(String const& other) noexcept {
+void String::AssignBlock(String const& other) noexcept {
   if (InnerText::Is(other)) {
     Assign(other.c_str(), other.Length());
     return;
@@ -90,25 +81,19 @@ String::String(String const& other) noexcept {
   if (copy) block = static_cast<Block*>(memcpy(copy, other.block, bytes));
 }
 
-String::String(Guid const& id) noexcept {
+void String::AssignGuid(Guid const& id) noexcept {
   wchar_t text[Guid::TEXT_SIZE];
   id.toString(text);
   Assign(text, Guid::TEXT_SIZE - 1);
 }
 
-String::String(char c) noexcept : String(static_cast<wchar_t>(static_cast<signed char>(c))) {}
-
-String::String(wchar_t c) noexcept { Assign(&c, 1); }
-
-String::String(char const* text) noexcept { FromAnsi(text, *this); }
-
-String::String(wchar_t const* text) noexcept { Assign(text, str::Length(text)); }
-
-String::String(wchar_t const* text, size_t length) noexcept {
-  if (text) Assign(text, length);
+void String::AssignAnsi(char const* text) noexcept {
+  int const size = text ? atow(text, nullptr, 0) : 0;
+  if (size <= 1 || !Realloc(static_cast<size_t>(size - 1))) return;
+  atow(text, GetBuffer(), static_cast<size_t>(size));
 }
 
-String::String(HWND window) noexcept {
+void String::AssignWindow(HWND window) noexcept {
   LRESULT const length = SendMessageW(window, WM_GETTEXTLENGTH, 0, 0);
   if (length < 1 || !Realloc(static_cast<size_t>(length))) return;
   // The text may have become shorter since: the rest is zero.
@@ -176,12 +161,10 @@ String& String::operator=(wchar_t const* text) noexcept {
   return *this;
 }
 
-String String::operator+(String const& other) const noexcept {
-  String sum;
-  if (!sum.Realloc(Length() + other.Length()) || !sum.block) return sum;
+void String::Join(String const& other, String& sum) const noexcept {
+  if (!sum.Realloc(Length() + other.Length()) || !sum.block) return;
   memcpy(Text(sum.block), c_str(), Length() * sizeof(wchar_t));
   memcpy(Text(sum.block) + Length(), other.c_str(), other.Length() * sizeof(wchar_t));
-  return sum;
 }
 
 String& String::operator+=(String const& other) noexcept {
@@ -312,15 +295,6 @@ bool String::Cut(size_t position, size_t count) noexcept {
   return Realloc(position + moved);
 }
 
-String String::Left(size_t count) const noexcept {
-  return String(c_str(), count < Length() ? count : Length());
-}
-
-String String::Right(size_t count) const noexcept {
-  if (count > Length()) count = Length();
-  return String(c_str() + (Length() - count), count);
-}
-
 bool String::Trim() noexcept {
   size_t first = 0;
   size_t end = Length();
@@ -332,9 +306,8 @@ bool String::Trim() noexcept {
   return Realloc(kept);
 }
 
-String String::Parse_C_string() const noexcept {
-  String result;
-  if (!result.Realloc(Length()) || !block) return result;
+void String::Unescape(String& result) const noexcept {
+  if (!result.Realloc(Length()) || !block) return;
   wchar_t const* in = Text(block);
   wchar_t const* const end = in + Length();
   wchar_t* const text = Text(result.block);
@@ -344,7 +317,6 @@ String String::Parse_C_string() const noexcept {
     *out++ = escape ? Unescaped(*++in) : *in;
   }
   result.Terminate(static_cast<size_t>(out - text));
-  return result;
 }
 
 bool String::MakeUpper() noexcept {

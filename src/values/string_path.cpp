@@ -33,19 +33,9 @@ void RemoveLastFolder(wchar_t* path) noexcept {
 
 }  // namespace
 
-String String::FileExt() const noexcept {
+wchar_t const* String::Extension() const noexcept {
   wchar_t const* const dot = wcsrchr(c_str(), L'.');
-  return dot ? String(dot + 1) : String();
-}
-
-String String::FilePath() const noexcept {
-  size_t const separator = Separator();
-  return separator != npos ? Left(separator) : String();
-}
-
-String String::FileShortName() const noexcept {
-  size_t const separator = Separator();
-  return separator != npos ? String(c_str() + separator + 1) : String();
+  return dot ? dot + 1 : nullptr;
 }
 
 void String::RemoveExtension() noexcept {

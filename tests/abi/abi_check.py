@@ -55,10 +55,14 @@ def expected_slots(table, name):
 # ---- Clang's layout ----------------------------------------------------------------------------------------------------
 
 
+def include_all():
+    headers = sorted(path.relative_to(ROOT / "include").as_posix() for path in (ROOT / "include").rglob("*.h"))
+    return "".join(f"#include <{header}>\n" for header in headers)
+
+
 def driver(slot_table):
     """A source that takes the address of virtual functions of each class, so that Clang lays out its table."""
-    lines = [f'#include <{h.relative_to(ROOT / "include").as_posix()}>' for h in sorted((ROOT / "include").rglob("*.h"))]
-    lines.append("template <class Pointer> void Take(Pointer);")
+    lines = [include_all(), "template <class Pointer> void Take(Pointer);"]
     for index, (name, (_, own)) in enumerate(slot_table.items()):
         lines.append(f"template <class C> void Use{index}() {{")
         for method in {re.sub(r"\(.*", "", text).split()[-1].lstrip("*&") for _, text in own}:

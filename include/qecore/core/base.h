@@ -10,16 +10,28 @@
 typedef long HRESULT;  // NOLINT: the platform's own declaration, so that both may occur in one file
 #include <winerror.h>
 
-/// Marks exported symbols while the library is built, and imported ones in its users.
+// Marks on functions and variables, never on classes: Microsoft's compiler would import a marked class's inline
+// members and template bases as well.
+//
+//   YK_API          exported by the library, imported by its users. The two C++ ABIs must agree on the call: so
+//                   neither a constructor nor a function that takes or returns a class by value.
+//   YK_API_INLINE   compiled in the caller. The library exports it for programs that were linked before it was
+//                   inline (core/kept_names.cpp).
 #if defined(QECORE_BUILD)
 #define YK_API __declspec(dllexport)
 #else
 #define YK_API __declspec(dllimport)
 #endif
+#if defined(QECORE_KEPT_NAMES)
+#define YK_API_INLINE YK_API __attribute__((used))
+#else
+#define YK_API_INLINE
+#endif
 
 /// Declares two virtual overloads of one name in two neighbouring slots, the first in the lower one.
 /// The GNU C++ ABI orders overloads as they are declared; Microsoft's orders those of one name in reverse.
-#if defined(_MSC_VER)
+/// QECORE_MICROSOFT_ABI selects the latter in a compiler that does not define _MSC_VER.
+#if defined(_MSC_VER) || defined(QECORE_MICROSOFT_ABI)
 #define YK_SLOT_PAIR(first, second) \
   second;                           \
   first

@@ -24,22 +24,22 @@ class drvData : public Unknown {
 static_assert(sizeof(drvData) == 32);
 
 /// The list.
-class YK_API drvDataPtr {
+class drvDataPtr {
  public:
   drvDataPtr() noexcept = default;
-  ~drvDataPtr();
+  YK_API ~drvDataPtr();
   drvDataPtr(drvDataPtr const&) = delete;
   drvDataPtr& operator=(drvDataPtr const&) = delete;
 
   /// The first record of `owner`, borrowed; null when there is none.
-  drvData* Get(void* owner) noexcept;
+  YK_API drvData* Get(void* owner) noexcept;
 
   /// Inserts the record at the front and takes over the caller's reference. E_INVALIDARG, with the reference
   /// still the caller's, for a null record or one that is in the list already.
-  HRESULT Add(drvData* record) noexcept;
+  YK_API HRESULT Add(drvData* record) noexcept;
 
   /// Unlinks the record and releases it; its own `next` is not cleared. YK_E_NOTFOUND: it is not in the list.
-  HRESULT Remove(drvData* record) noexcept;
+  YK_API HRESULT Remove(drvData* record) noexcept;
 
  private:
   drvData* head = nullptr;

@@ -12,17 +12,19 @@
 namespace yk {
 
 /// The platform's CRITICAL_SECTION: recursive for the thread that owns it.
-class YK_API CriticalSection {
+class CriticalSection {
  public:
-  CriticalSection() noexcept;
-  ~CriticalSection();
+  YK_API_INLINE CriticalSection() noexcept { Begin(); }
+  YK_API ~CriticalSection();
   CriticalSection(CriticalSection const&) = delete;
   CriticalSection& operator=(CriticalSection const&) = delete;
 
-  void Enter() noexcept;
-  void Leave() noexcept;
+  YK_API void Enter() noexcept;
+  YK_API void Leave() noexcept;
 
  private:
+  YK_API void Begin() noexcept;
+
   alignas(8) unsigned char section[40];  // CRITICAL_SECTION
   uint32_t marker;                       // 0x12345678, to be recognised in a debugger; never read
 };
@@ -45,20 +47,22 @@ class Locker {
 /// during a write all enter before the next writer. Not re-entrant, and a reader cannot become a writer.
 /// Waits have no timeout. If the system cannot create the lock's semaphores, the lock does not wait and
 /// protects nothing.
-class YK_API RWLock {
+class RWLock {
  public:
-  RWLock() noexcept;
-  ~RWLock();
+  YK_API_INLINE RWLock() noexcept { Begin(); }
+  YK_API ~RWLock();
   RWLock(RWLock const&) = delete;
   RWLock& operator=(RWLock const&) = delete;
 
-  void EnterRead() noexcept;
-  void LeaveRead() noexcept;
-  void EnterWrite() noexcept;
-  void LeaveWrite() noexcept;
+  YK_API void EnterRead() noexcept;
+  YK_API void LeaveRead() noexcept;
+  YK_API void EnterWrite() noexcept;
+  YK_API void LeaveWrite() noexcept;
 
  private:
   static constexpr int PLACES = 0x7FFFFFFF;
+
+  YK_API void Begin() noexcept;
 
   int readers = PLACES;  // free places for readers; a writer takes them all
   int departing = 0;     // readers that the waiting writer is still waiting for

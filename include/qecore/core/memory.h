@@ -37,32 +37,32 @@ YK_API void* yk_realloc(void* block, size_t size) noexcept;
 ///
 /// One thread at a time, unless SetThreadSafe(true): then Alloc, AllocZero, AllocAligned and StrDup may be
 /// called from any thread; Reset and the last Release must still not run at the same time.
-class YK_API Malloc : public Implements<Malloc, Unknown> {
+class Malloc : public Implements<Malloc, Unknown> {
  public:
   static Guid const& Id() noexcept { return ids::MALLOC; }
 
   /// A new arena, or null. `blockSize` includes the 32-byte header and is the size of every block requested
   /// from the system; no single allocation can be larger than blockSize - 32. With a block size that leaves
   /// no room after the header, every allocation fails.
-  static Malloc* Create(int blockSize) noexcept;
+  YK_API static Malloc* Create(int blockSize) noexcept;
 
-  void Destroy() noexcept override;  ///< through slot 15
+  YK_API void Destroy() noexcept override;  ///< through slot 15
 
   /// Copies a text and its terminator. Null for an empty or null text, and when there is no memory.
-  YK_SLOT_PAIR(virtual wchar_t* StrDup(wchar_t const* text) noexcept,
-               virtual char* StrDup(char const* text) noexcept);
+  YK_SLOT_PAIR(YK_API virtual wchar_t* StrDup(wchar_t const* text) noexcept,
+               YK_API virtual char* StrDup(char const* text) noexcept);
 
   /// `size` bytes at the current position, unaligned. Null, with the arena unchanged, when they do not fit a
   /// block or there is no memory.
-  virtual void* Alloc(size_t size) noexcept;
+  YK_API virtual void* Alloc(size_t size) noexcept;
   /// Alloc, with the bytes set to zero.
-  virtual void* AllocZero(size_t size) noexcept;
+  YK_API virtual void* AllocZero(size_t size) noexcept;
   /// `size` bytes at a multiple of `alignment`; null for an alignment of 0.
-  virtual void* AllocAligned(size_t size, size_t alignment) noexcept;
+  YK_API virtual void* AllocAligned(size_t size, size_t alignment) noexcept;
   /// Frees all allocations at once but keeps the blocks: the same requests get the same addresses again.
-  virtual void Reset() noexcept;
-  virtual void SetThreadSafe(bool on) noexcept;
-  virtual void* DeleteThis(unsigned flags) noexcept;
+  YK_API virtual void Reset() noexcept;
+  YK_API virtual void SetThreadSafe(bool on) noexcept;
+  YK_API virtual void* DeleteThis(unsigned flags) noexcept;
 
  private:
   friend Destroys;

@@ -70,27 +70,27 @@ using ModuleEntry = intptr_t (*)(unsigned message, uintptr_t first, void* second
 /// One plug-in file. Created by the System; the fields are read-only for everybody else.
 ///
 ///   slot  8 (reserved)   9 Load   10 Unload   11 Save
-class YK_API Module : public Destroys<Module, Unknown> {
+class Module : public Destroys<Module, Unknown> {
  public:
   static Guid const& Id() noexcept { return ids::MODULE; }
 
   /// True for Id() and Unknown's. Contract: QueryInterface supports Unknown's alone.
-  bool IsTypeOf(Guid const& id) noexcept override;
+  YK_API bool IsTypeOf(Guid const& id) noexcept override;
 
-  virtual HRESULT Reserved8() noexcept;  ///< E_NOTIMPL
+  YK_API virtual HRESULT Reserved8() noexcept;  ///< E_NOTIMPL
 
   /// Loads the library and registers its classes, or waits until another thread has done so; returns S_OK at
   /// once when it is loaded already. YK_E_NOTFOUND: the library cannot be loaded. E_FAIL: it has no
   /// qe_entrypoint (reported in a message box), or there is no System. A plug-in of another version is loaded
   /// nevertheless, after a message box.
-  virtual HRESULT Load() noexcept;
+  YK_API virtual HRESULT Load() noexcept;
 
   /// Frees the library: no object of its classes may be left. The classes stay registered, and creating one
   /// loads the library again. S_OK.
-  virtual HRESULT Unload() noexcept;
+  YK_API virtual HRESULT Unload() noexcept;
 
   /// Writes the plug-in's record of the cache. S_OK, or the reason why the writer accepts no chunk.
-  virtual HRESULT Save(Serializer* writer, ExecutionContext* context) noexcept;
+  YK_API virtual HRESULT Save(Serializer* writer, ExecutionContext* context) noexcept;
 
   enum Flag : unsigned {
     UNSEEN = 0x1,  ///< read from the cache; the scan has not found the file yet

@@ -48,11 +48,14 @@ struct ClassInfo {
 
   ClassInfo() noexcept = default;
   /// Reads the record from a module cache; its chunk must be the reader's current one (see module.h).
-  YK_API explicit ClassInfo(Deserializer* reader) noexcept;
+  YK_API_INLINE explicit ClassInfo(Deserializer* reader) noexcept { Read(reader); }
   /// Releases `info` and frees the record's own name. Does not touch `module` and `next`.
   YK_API ~ClassInfo();
   ClassInfo(ClassInfo const&) = delete;
   ClassInfo& operator=(ClassInfo const&) = delete;
+
+ private:
+  YK_API void Read(Deserializer* reader) noexcept;
 };
 
 static_assert(sizeof(ClassInfo) == 80 && offsetof(ClassInfo, name) == 32 &&

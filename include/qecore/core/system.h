@@ -34,54 +34,55 @@ class Array;
 class ExecutionContext;
 class String;
 
-class YK_API System : public Destroys<System, Unknown> {
+class System : public Destroys<System, Unknown> {
  public:
   /// The System, created at the first call, when the library's own classes are registered. A later call
   /// returns the same object without adding a reference. Null, with everything undone, when there is no
   /// memory for all of it.
-  static System* Create() noexcept;
+  YK_API static System* Create() noexcept;
   /// The System, borrowed; null before Create and after the last Release.
-  static System* ptr() noexcept;
+  YK_API static System* ptr() noexcept;
 
   /// The version of this interface, 2.
-  virtual int GetVersion() noexcept;
+  YK_API virtual int GetVersion() noexcept;
 
   /// Copies the time of the module cache, a 64-bit file time: that of the file when it was read or last
   /// rewritten; 0 before a scan. E_FAIL unless `size` is 8.
-  virtual HRESULT GetCacheTime(void* buffer, unsigned size) noexcept;
+  YK_API virtual HRESULT GetCacheTime(void* buffer, unsigned size) noexcept;
 
   /// Creates an object; see yk::CreateInterface.
-  virtual HRESULT CreateInterface(Guid const& classId, void** out) noexcept;
+  YK_API virtual HRESULT CreateInterface(Guid const& classId, void** out) noexcept;
 
   /// Adds a class; see yk::RegisterInterface. The registry keeps a record of its own, which shares the map of
   /// `info` and, with STATIC_NAME, its name. A class with the interface of ykFlt2d or qe_Flt3d becomes a
   /// filter: an instance is created to describe itself (QueryFilterInfo).
-  virtual HRESULT RegisterInterface(ClassInfo const* info) noexcept;
+  YK_API virtual HRESULT RegisterInterface(ClassInfo const* info) noexcept;
 
   /// The record of a class, borrowed. `*out` is null on failure: YK_E_NOTFOUND, or YK_E_EMPTY when no class
   /// is registered at all.
-  virtual HRESULT FindClass(Guid const& classId, ClassInfo** out) noexcept;
+  YK_API virtual HRESULT FindClass(Guid const& classId, ClassInfo** out) noexcept;
 
-  virtual HRESULT Reserved13() noexcept;  ///< E_NOTIMPL
+  YK_API virtual HRESULT Reserved13() noexcept;  ///< E_NOTIMPL
 
   /// Removes a plug-in and its classes; the registry's records of them are destroyed. The library itself
   /// stays in the process. S_OK.
-  virtual HRESULT UnloadModule(Module* module) noexcept;
+  YK_API virtual HRESULT UnloadModule(Module* module) noexcept;
 
   /// Finds the plug-ins, "*.qem", in a folder. The cache file lists the classes of the known ones, so that
   /// their libraries need not be loaded until a class is created; new and changed plug-ins are loaded,
   /// missing ones removed. Only such changes rewrite the cache, as a whole or, on failure, not at all. An
   /// invalid cache file counts as a missing one; a damaged record is skipped. S_OK; a plug-in whose library
   /// cannot be loaded has no classes and counts as new at the next scan. A scan within a scan is a no-op.
-  virtual HRESULT ScanModules(String const& folder, String const& cacheFile) noexcept;
+  YK_API virtual HRESULT ScanModules(String const& folder, String const& cacheFile) noexcept;
   /// The same with progress while new plug-ins are loaded. E_ABORT if the host stops it: plug-ins that were
   /// not loaded count as new at the next scan, and the cache file is unchanged until then.
-  HRESULT ScanModules(String const& folder, String const& cacheFile, ExecutionContext* context) noexcept;
+  YK_API HRESULT ScanModules(String const& folder, String const& cacheFile,
+                             ExecutionContext* context) noexcept;
 
   /// The records of the classes of an interface or category, in order of registration, without hidden ones.
   /// S_OK: `*out` is a new array of borrowed `ClassInfo*`, owned by the caller. E_FAIL: there are none, and
   /// `*out` is null; E_OUTOFMEMORY likewise.
-  virtual HRESULT EnumClasses(Guid const& interfaceId, Array** out, unsigned options) noexcept;
+  YK_API virtual HRESULT EnumClasses(Guid const& interfaceId, Array** out, unsigned options) noexcept;
 
   /// Options of EnumClasses.
   enum EnumOption : unsigned {
@@ -91,12 +92,12 @@ class YK_API System : public Destroys<System, Unknown> {
   };
 
   /// The plug-in with this file name, ignoring case, with an added reference; null when there is none.
-  virtual Module* FindModule(String const& fileName) noexcept;
+  YK_API virtual Module* FindModule(String const& fileName) noexcept;
 
   /// Asks an instance of a filter class for its name, patterns and flags and stores them in the record's map
   /// (ClassInfo::InfoKey). E_FAIL: no map or no instance could be created, or there was no memory for the
   /// description: the record then has no map.
-  virtual HRESULT QueryFilterInfo(ClassInfo* info) noexcept;
+  YK_API virtual HRESULT QueryFilterInfo(ClassInfo* info) noexcept;
 
  private:
   friend Destroys;

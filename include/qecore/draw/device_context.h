@@ -50,7 +50,7 @@ class Image2d;
 class String;
 struct IADJUSTMENT;
 
-class YK_API IDC : public Destroys<IDC, Unknown> {
+class IDC : public Destroys<IDC, Unknown> {
  public:
   /// How filling with the current colour changes a pixel, weighted by coverage at the edges of shapes.
   enum Mode : unsigned {
@@ -76,10 +76,10 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   static Guid const& Id() noexcept { return ids::DEVICE_CONTEXT; }
 
   /// E_NOINTERFACE for every identifier, its own included: contexts are used by pointer (contract).
-  HRESULT QueryInterface(Guid const& id, void** out) noexcept override;
+  YK_API HRESULT QueryInterface(Guid const& id, void** out) noexcept override;
   /// A no-op on a null object.
-  void Destroy() noexcept override;
-  bool IsTypeOf(Guid const& id) noexcept override;
+  YK_API void Destroy() noexcept override;
+  YK_API bool IsTypeOf(Guid const& id) noexcept override;
 
   // ---- the surface
 
@@ -87,139 +87,139 @@ class YK_API IDC : public Destroys<IDC, Unknown> {
   /// `dc` becomes the memory device context and may be the present one; an owned surface is freed. The mode
   /// becomes MODE_PAINT, the origin 0 and the clip the whole image. topDown is unchanged: it must be clear
   /// for an image, whose rows are bottom-up.
-  virtual HRESULT Attach(HDC dc, Image2d* image) noexcept;
+  YK_API virtual HRESULT Attach(HDC dc, Image2d* image) noexcept;
   /// Resets the pixels, the device context, the clip and the origin without freeing anything.
-  virtual HRESULT Detach() noexcept;
+  YK_API virtual HRESULT Detach() noexcept;
   /// Creates an owned surface: of the rectangle's size, with the origin moved so that the rectangle's top
   /// left corner is the first pixel; or of w by h pixels. 32 bits per pixel when hasAlpha is set, else 24. A
   /// surface that has this size and depth already is kept, with its contents. E_INVALIDARG for a size below
   /// 1, E_FAIL when the system cannot allocate it.
-  YK_SLOT_PAIR(virtual HRESULT Create(xrect2d const& r) noexcept,
-               virtual HRESULT Create(int w, int h) noexcept);
+  YK_SLOT_PAIR(YK_API virtual HRESULT Create(xrect2d const& r) noexcept,
+               YK_API virtual HRESULT Create(int w, int h) noexcept);
   /// Deletes the memory device context, even one passed to Attach, and keeps the pixels. E_FAIL when there is
   /// none; `foreignDC` is deleted in that case.
-  virtual HRESULT ReleaseDC() noexcept;
+  YK_API virtual HRESULT ReleaseDC() noexcept;
   /// Copies the surface, or its part `source`, to (x, y) of a Windows device context. Resets the memory
   /// device context's viewport origin. Works without a memory device context for 24-bit surfaces.
-  virtual HRESULT Blit(HDC target, int x, int y, xrect2d const* source) noexcept;
+  YK_API virtual HRESULT Blit(HDC target, int x, int y, xrect2d const* source) noexcept;
   /// Sets every pixel, including alpha; clip, origin and mode are ignored. E_FAIL without a surface.
-  virtual HRESULT Clear(unsigned fill) noexcept;
+  YK_API virtual HRESULT Clear(unsigned fill) noexcept;
 
   // ---- state
 
-  virtual HRESULT SetOrigin(int x, int y) noexcept;
-  virtual HRESULT GetOrigin(int& x, int& y) noexcept;
+  YK_API virtual HRESULT SetOrigin(int x, int y) noexcept;
+  YK_API virtual HRESULT GetOrigin(int& x, int& y) noexcept;
   /// In surface coordinates: the origin is not added. Clipped to the surface.
-  virtual HRESULT SetClip(xrect2d const& r) noexcept;
-  virtual HRESULT GetClip(xrect2d& r) noexcept;
+  YK_API virtual HRESULT SetClip(xrect2d const& r) noexcept;
+  YK_API virtual HRESULT GetClip(xrect2d& r) noexcept;
   /// See Mode. The two modes that need an alpha surface become MODE_PAINT on any other. Filling in an unknown
   /// mode returns E_NOTIMPL and paints nothing. \return the previous mode
-  virtual unsigned SetMode(unsigned mode) noexcept;
-  virtual HRESULT SetColor(unsigned newColour) noexcept;
+  YK_API virtual unsigned SetMode(unsigned mode) noexcept;
+  YK_API virtual HRESULT SetColor(unsigned newColour) noexcept;
 
   // ---- rectangles
 
   /// Rows, or columns, from `first` at the top, or left, toward `second`, which would be reached at the row
   /// or column after the last. Columns are always blended; rows are filled in the current mode.
-  virtual HRESULT FillGradientV(xrect2d const& r, unsigned first, unsigned second) noexcept;
-  virtual HRESULT FillGradientH(xrect2d const& r, unsigned first, unsigned second) noexcept;
+  YK_API virtual HRESULT FillGradientV(xrect2d const& r, unsigned first, unsigned second) noexcept;
+  YK_API virtual HRESULT FillGradientH(xrect2d const& r, unsigned first, unsigned second) noexcept;
   /// Fills with the current colour in the current mode. MODE_COPY and MODE_COMPOSITE return S_FALSE even
   /// though they paint (contract).
-  YK_SLOT_PAIR(virtual HRESULT FillRect(int x, int y, int w, int h) noexcept,
-               virtual HRESULT FillRect(xrect2d const& r) noexcept);
+  YK_SLOT_PAIR(YK_API virtual HRESULT FillRect(int x, int y, int w, int h) noexcept,
+               YK_API virtual HRESULT FillRect(xrect2d const& r) noexcept);
   /// The edge pixels of a rectangle, each painted once, but twice when the frame is one pixel wide or high.
   /// Always S_OK.
-  YK_SLOT_PAIR(virtual HRESULT FrameRect(xrect2d const& r) noexcept,
-               virtual HRESULT FrameRect(int x, int y, int w, int h) noexcept);
+  YK_SLOT_PAIR(YK_API virtual HRESULT FrameRect(xrect2d const& r) noexcept,
+               YK_API virtual HRESULT FrameRect(int x, int y, int w, int h) noexcept);
   /// The same, each pixel blended with the colour that the callback returns for it. See FrameRect.
-  YK_SLOT_PAIR(virtual HRESULT FrameRectWith(int x, int y, int w, int h, ColorCallback callback,
-                                             void* context) noexcept,
-               virtual HRESULT FrameRectWith(xrect2d const& r, ColorCallback callback,
-                                             void* context) noexcept);
+  YK_SLOT_PAIR(YK_API virtual HRESULT FrameRectWith(int x, int y, int w, int h, ColorCallback callback,
+                                                    void* context) noexcept,
+               YK_API virtual HRESULT FrameRectWith(xrect2d const& r, ColorCallback callback,
+                                                    void* context) noexcept);
   /// A frame with faded corners: the corner pixels are left out, their neighbours get a fifth of the colour's
   /// alpha, and the pixels diagonally inside get a third. Always S_OK.
-  virtual HRESULT FrameRoundRect(xrect2d const& r) noexcept;
+  YK_API virtual HRESULT FrameRoundRect(xrect2d const& r) noexcept;
   /// A frame of `width` pixels, inside the rectangle, in the current mode: left and top in the colour
   /// `light`, right and bottom in `dark`, with mitred corners whose diagonal is dark. A width of more than
   /// half the rectangle fills it.
-  virtual HRESULT FrameBevel(xrect2d const& r, unsigned light, unsigned dark, int width) noexcept;
+  YK_API virtual HRESULT FrameBevel(xrect2d const& r, unsigned light, unsigned dark, int width) noexcept;
   /// Calls back for each pixel of an image, or of its part `sourceRect`, that falls inside the clip when the
   /// first one is placed at (x, y). Positions outside the image are skipped.
-  virtual HRESULT DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect, PixelCallback callback,
-                            void* context) noexcept;
-  virtual bool IsVisible(xrect2d const& r) noexcept;
+  YK_API virtual HRESULT DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect,
+                                   PixelCallback callback, void* context) noexcept;
+  YK_API virtual bool IsVisible(xrect2d const& r) noexcept;
   /// Blends into each pixel the colour that the callback returns for it. See FillRect.
-  YK_SLOT_PAIR(virtual HRESULT FillRectWith(int x, int y, int w, int h, ColorCallback callback,
-                                            void* context) noexcept,
-               virtual HRESULT FillRectWith(xrect2d const& r, ColorCallback callback,
-                                            void* context) noexcept);
+  YK_SLOT_PAIR(YK_API virtual HRESULT FillRectWith(int x, int y, int w, int h, ColorCallback callback,
+                                                   void* context) noexcept,
+               YK_API virtual HRESULT FillRectWith(xrect2d const& r, ColorCallback callback,
+                                                   void* context) noexcept);
 
   // ---- pixels and colour
 
   /// The colour at a position, always with alpha 255; 0 outside the clip.
-  virtual unsigned GetPixel(int x, int y) noexcept;
+  YK_API virtual unsigned GetPixel(int x, int y) noexcept;
   /// Blends a colour into one pixel. \return false outside the clip
-  virtual bool BlendPixel(int x, int y, unsigned tint) noexcept;
+  YK_API virtual bool BlendPixel(int x, int y, unsigned tint) noexcept;
   /// Saves the current colour. E_OUTOFMEMORY when there is no memory.
-  virtual HRESULT PushColor() noexcept;
+  YK_API virtual HRESULT PushColor() noexcept;
   /// Restores the colour saved last. YK_E_EMPTY when none is saved.
-  virtual HRESULT PopColor() noexcept;
+  YK_API virtual HRESULT PopColor() noexcept;
   /// Sets the text colour of the memory device context, for GDI's own text. \return the previous one
-  virtual unsigned SetTextColor(unsigned newColour) noexcept;
+  YK_API virtual unsigned SetTextColor(unsigned newColour) noexcept;
 
   // ---- lines and shapes, anti-aliased, in the current colour and mode
 
   /// A line one pixel wide, both ends included: each step along the longer axis paints two pixels, weighted
   /// by their distance from the line. With a line pattern, only the steps that are set in the pattern are
   /// painted. S_FALSE, without advancing the pattern, for a line of no length or wholly outside the clip.
-  virtual HRESULT DrawLine(point2df const& a, point2df const& b) noexcept;
+  YK_API virtual HRESULT DrawLine(point2df const& a, point2df const& b) noexcept;
   /// Connected lines. Every pixel is painted once, even where lines meet or cross; the pattern continues
   /// through the joints and outside the clip. `closed` connects the last point with the first.
-  virtual HRESULT DrawPolyline(point2df const* points, int count, bool closed) noexcept;
+  YK_API virtual HRESULT DrawPolyline(point2df const* points, int count, bool closed) noexcept;
   /// Fills a polygon, which may intersect itself, by exact coverage. See FillRule; another rule is
   /// E_INVALIDARG. A polygon along pixel edges is filled exactly as FillRect fills it.
-  virtual HRESULT FillPolygon(point2df const* points, int count, unsigned rule) noexcept;
+  YK_API virtual HRESULT FillPolygon(point2df const* points, int count, unsigned rule) noexcept;
   /// Fills the ellipse inscribed in the rectangle or, for an outline above 0, the band of that width inside
   /// its edge.
-  virtual HRESULT FillEllipse(rect2d const& r, double outline = 0) noexcept;
+  YK_API virtual HRESULT FillEllipse(rect2d const& r, double outline = 0) noexcept;
   /// GDI's polygon: whole pixels, no anti-aliasing, even-odd. Fills with `fill`, then draws the closed
   /// outline in `outline` with a pen of `penWidth` pixels (0 means 1). Each colour is blended by its alpha (0
   /// paints nothing), and the fill leaves out the pixels of the outline.
-  virtual HRESULT DrawPolygon(POINT const* points, int count, unsigned fill, unsigned outline,
-                              int penWidth) noexcept;
+  YK_API virtual HRESULT DrawPolygon(POINT const* points, int count, unsigned fill, unsigned outline,
+                                     int penWidth) noexcept;
 
   // ---- alpha and text
 
   /// Sets the alpha of every pixel in the rectangle. YK_E_EMPTY on a surface without alpha.
-  virtual HRESULT SetAlpha(xrect2d const& r, unsigned char alpha) noexcept;
+  YK_API virtual HRESULT SetAlpha(xrect2d const& r, unsigned char alpha) noexcept;
   /// Text in the current colour, alpha included, and in the font selected into the memory device context.
   /// `format` is DrawTextW's; with DT_CALCRECT the rectangle receives the text's size and nothing is painted.
   /// Coverage does not depend on the colour, whereas GDI's own light text is bolder and its dark text
   /// thinner. `length` -1: up to the terminator. E_FAIL when the system fails. Call it as DrawText.
-  YK_SLOT_PAIR(virtual HRESULT PaintText(String const& text, xrect2d* r, unsigned format) noexcept,
-               virtual HRESULT PaintText(wchar_t const* text, int length, xrect2d* r,
-                                         unsigned format) noexcept);
+  YK_SLOT_PAIR(YK_API virtual HRESULT PaintText(String const& text, xrect2d* r, unsigned format) noexcept,
+               YK_API virtual HRESULT PaintText(wchar_t const* text, int length, xrect2d* r,
+                                                unsigned format) noexcept);
   /// Multiplies blue, green and red by the pixel's alpha. YK_E_EMPTY on a surface without alpha.
-  virtual HRESULT PremultiplyAlpha(xrect2d const& r) noexcept;
+  YK_API virtual HRESULT PremultiplyAlpha(xrect2d const& r) noexcept;
   /// Makes every pixel whose alpha is not 0 white; alpha is unchanged. YK_E_EMPTY on a surface without alpha.
-  virtual HRESULT WhitenOpaque(xrect2d const& r) noexcept;
+  YK_API virtual HRESULT WhitenOpaque(xrect2d const& r) noexcept;
   /// The low 16 bits select the steps of a line that are painted; 0 paints all. The next step uses bit 1,
   /// since the counter is advanced before each step.
-  virtual HRESULT SetLinePattern(unsigned pattern) noexcept;
+  YK_API virtual HRESULT SetLinePattern(unsigned pattern) noexcept;
   /// Maps the colour channels of the rectangle, or of the whole clip, through the adjustment, which is first
   /// initialised with (a, b) if it has other settings.
-  virtual HRESULT Adjust(xrect2d const* r, int a, int b, IADJUSTMENT* adjustment) noexcept;
+  YK_API virtual HRESULT Adjust(xrect2d const* r, int a, int b, IADJUSTMENT* adjustment) noexcept;
   /// The address of a pixel in surface coordinates, unchecked: origin and clip are ignored. Null without a
   /// surface. Note the order: y comes first.
-  virtual unsigned char* GetPixelAddress(int y, int x) noexcept;
+  YK_API virtual unsigned char* GetPixelAddress(int y, int x) noexcept;
 
   // ---- creation
   // (Declared after the virtual Create: Microsoft's compiler lays those out where the name first appears.)
 
   /// An empty context with one reference, or null.
-  static IDC* Create() noexcept;
+  YK_API static IDC* Create() noexcept;
   /// Adds the class to the registry as "RGBA device context". \return the registry's result
-  static HRESULT Register() noexcept;
+  YK_API static HRESULT Register() noexcept;
 
   // ---- the overloaded names of operations whose slots are not neighbours
 

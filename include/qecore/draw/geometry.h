@@ -17,7 +17,7 @@
 // POINT, POINTL and RECTL are the platform's types: include <windows.h> to call an operation that takes one.
 #pragma once
 
-#include <qecore/core/base.h>
+#include <qecore/core/conversions.h>
 
 namespace yk {
 
@@ -92,11 +92,14 @@ struct xrect2d {
   int32_t left = 0, top = 0, right = 0, bottom = 0;
 
   constexpr xrect2d() noexcept = default;
-  constexpr xrect2d(int left, int top, int right, int bottom) noexcept
-      : left(left), top(top), right(right), bottom(bottom) {}
+  constexpr xrect2d(int x1, int y1, int x2, int y2) noexcept : left(x1), top(y1), right(x2), bottom(y2) {}
   /// From two corners, each value rounded to the nearest integer, halves away from zero: 2.5 gives 3, -2.5
   /// -3.
-  YK_API explicit xrect2d(point2d const* corners) noexcept;
+  YK_API_INLINE explicit xrect2d(point2d const* corners) noexcept
+      : left(round(corners[0].x)),
+        top(round(corners[0].y)),
+        right(round(corners[1].x)),
+        bottom(round(corners[1].y)) {}
 
   /// Grows to include r. An r without area counts by its edges, too.
   YK_API void Add(xrect2d const& r) noexcept;
@@ -174,21 +177,70 @@ struct matrix2d {
 
   // Integer results are computed in double precision, 0.5 is added, and the sum is truncated toward zero:
   // 1.5 becomes 2, -1.7 becomes -1.
-  YK_API point2d PointTransform(point2d const& p) const noexcept;
-  YK_API point2df PointTransform(point2df const& p) const noexcept;
-  YK_API POINT PointTransform(POINT const& p) const noexcept;
-  YK_API POINTL PointTransform(POINTL const& p) const noexcept;
-  YK_API POINT PointTransform(point2dfix const& p) const noexcept;
   YK_API void PointTransform(POINT* points, int count) const noexcept;
   YK_API void PointTransform(point2d* points, int count) const noexcept;
+  YK_API_INLINE point2d PointTransform(point2d const& p) const noexcept {
+    point2d mapped = p;
+    PointTransform(&mapped, 1);
+    return mapped;
+  }
+  YK_API_INLINE point2df PointTransform(point2df const& p) const noexcept {
+    return Narrow(PointTransform(point2d{p.x, p.y}));
+  }
+  template <
+      class Point = POINT>  // a template, since the platform's types are complete only where it is called
+  Point PointTransform(POINT const& p) const noexcept {
+    return MapToIntegers<Point>(static_cast<Point const&>(p));
+  }
+  template <class Point = POINTL>
+  Point PointTransform(POINTL const& p) const noexcept {
+    return MapToIntegers<Point>(static_cast<Point const&>(p));
+  }
+  template <class Point = POINT>
+  Point PointTransform(point2dfix const& p) const noexcept {
+    return MapToIntegers<Point>(point2d{p.x / 16.0, p.y / 16.0});
+  }
   /// Ignores the translation.
-  YK_API point2d VectorTransform(point2d const& v) const noexcept;
-  YK_API point2df VectorTransform(point2df const& v) const noexcept;
+  YK_API void VectorTransform(point2d* vectors, int count) const noexcept;
+  YK_API_INLINE point2d VectorTransform(point2d const& v) const noexcept {
+    point2d mapped = v;
+    VectorTransform(&mapped, 1);
+    return mapped;
+  }
+  YK_API_INLINE point2df VectorTransform(point2df const& v) const noexcept {
+    return Narrow(VectorTransform(point2d{v.x, v.y}));
+  }
   /// The normalised rectangle of the two transformed corners (left, top) and (right, bottom), which is
   /// smaller than the bounding box of a rotated rectangle. The integer form is never empty: it is at least
   /// one unit wide and high.
-  YK_API RECTL RectTransform(RECTL const& r) const noexcept;
-  YK_API rect2d RectTransform(rect2d const& r) const noexcept;
+  template <class Rect = RECTL>
+  Rect RectTransform(RECTL const& r) const noexcept {
+    Rect const& from = r;
+    xrect2d mapped(from.left, from.top, from.right, from.bottom);
+    TransformRect(mapped);
+    return Rect{mapped.left, mapped.top, mapped.right, mapped.bottom};
+  }
+  YK_API_INLINE rect2d RectTransform(rect2d const& r) const noexcept {
+    point2d corners[] = {{r.x1, r.y1}, {r.x2, r.y2}};
+    PointTransform(corners, 2);
+    NormalizeRect(corners[0], corners[1]);
+    return {corners[0].x, corners[0].y, corners[1].x, corners[1].y};
+  }
+
+ private:
+  YK_API void MapToIntegers(double x, double y, int32_t& mappedX, int32_t& mappedY) const noexcept;
+  YK_API void TransformRect(xrect2d& r) const noexcept;
+
+  template <class Point, class From>
+  Point MapToIntegers(From const& p) const noexcept {
+    int32_t x = 0, y = 0;
+    MapToIntegers(p.x, p.y, x, y);
+    return Point{x, y};
+  }
+
+  static point2df Narrow(point2d const& p) noexcept {
+    return {static_cast<float>(p.x), static_cast<float>(p.y)};
+  }
 };
 
 /// A 3-D matrix, as a value to store; no function of the library computes with it.

@@ -40,11 +40,11 @@
 #include <qecore/core/ref.h>
 #include <qecore/core/streamable.h>
 #include <qecore/image/format.h>
+#include <qecore/values/map.h>
 #include <qecore/values/string.h>
 
 namespace yk {
 
-class Map;
 struct point3df;
 struct point4df;
 
@@ -96,7 +96,7 @@ class AbstractImage : public qe_Streamable {
   drvDataPtr drivers;  ///< data that drawing back ends attach to this image
 
  protected:
-  YK_API AbstractImage() noexcept;
+  YK_API_INLINE AbstractImage() noexcept {}
   YK_API ~AbstractImage();
 
  private:
@@ -109,32 +109,32 @@ class AbstractImage : public qe_Streamable {
 #pragma pack(push, 2)  // contract: callers read the fields at these offsets
 
 /// Pixels in memory.
-class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
+class Image2d : public Destroys<Image2d, AbstractImage> {
  public:
   static Guid const& Id() noexcept { return ids::IMAGE_2D; }
 
   /// A new empty image with one reference, or null.
-  static Image2d* Create() noexcept;
+  YK_API static Image2d* Create() noexcept;
 
-  HRESULT QueryInterface(Guid const& id, void** out) noexcept override;  ///< always E_NOINTERFACE
-  void Destroy() noexcept override;                                      ///< through slot 10
-  bool IsTypeOf(Guid const& id) noexcept override;
-  void* DeleteThis(unsigned flags) noexcept override;
+  YK_API HRESULT QueryInterface(Guid const& id, void** out) noexcept override;  ///< always E_NOINTERFACE
+  YK_API void Destroy() noexcept override;                                      ///< through slot 10
+  YK_API bool IsTypeOf(Guid const& id) noexcept override;
+  YK_API void* DeleteThis(unsigned flags) noexcept override;
 
   /// The nearest pixel to (width * at.x, height * at.y), clamped to the image, as floats blue, green, red,
   /// alpha; `at.z` is ignored. Always true; `colour` is unchanged when the image is empty or its format cannot
   /// be converted to BGRAF.
-  bool GetPixel(point3df const& at, point4df& colour) noexcept override;
+  YK_API bool GetPixel(point3df const& at, point4df& colour) noexcept override;
 
   /// Fills the image with the low three bytes of `colour`; YK_E_EMPTY without pixels. BGR24: red, green, blue
   /// from the lowest byte up; S_OK. GRAY8: their mean. BGRA32: `colour` is the pixel, blue lowest. The latter
   /// two return E_NOTIMPL although they fill (contract). Other formats: E_NOTIMPL, and nothing is written.
-  HRESULT ClearColor(unsigned colour) noexcept override;
-  HRESULT ClearColor(point4df const& colour) noexcept override;  ///< E_NOTIMPL; a no-op
+  YK_API HRESULT ClearColor(unsigned colour) noexcept override;
+  YK_API HRESULT ClearColor(point4df const& colour) noexcept override;  ///< E_NOTIMPL; a no-op
 
   /// Frees the pixels; the image is empty afterwards. S_FALSE: it was empty already. `flags` stays, and so do
   /// the address and the count of the freed palette (contract).
-  HRESULT Free() noexcept override;
+  YK_API HRESULT Free() noexcept override;
   using AbstractImage::Free;
 
   /// Replaces the pixels by new, uninitialised ones. Row 0 is the top row. A negative height makes a bitmap
@@ -144,57 +144,57 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
   /// fit 31 bits; the old pixels are freed and GetLine returns null. Outside the heap, E_FAIL also for a size
   /// of no bytes; on the heap such images exist, and may have 2^31 rows. After either failure `stride` and,
   /// for a palette format, `paletteCount` are set; after E_FAIL also the requested size.
-  virtual HRESULT Create(IMG_FORMAT format, int width, int height) noexcept;
+  YK_API virtual HRESULT Create(IMG_FORMAT format, int width, int height) noexcept;
 
   /// The start of row `y`, counted from the top; null when it is out of range.
-  virtual unsigned char* GetLine(int y) noexcept;
+  YK_API virtual unsigned char* GetLine(int y) noexcept;
   /// The address of pixel `x` of row `y`; `x` is not checked. For formats of less than a byte per pixel, the
   /// start of the row.
-  virtual unsigned char* GetLineEx(int y, int x) noexcept;
+  YK_API virtual unsigned char* GetLineEx(int y, int x) noexcept;
 
   /// Mirrors left to right. A no-op for formats of less than a byte per pixel. S_OK, even when empty.
-  virtual HRESULT FlipH() noexcept;
+  YK_API virtual HRESULT FlipH() noexcept;
   /// Mirrors top to bottom, whole bytes of pixels only. YK_E_EMPTY without pixels.
-  virtual HRESULT FlipV() noexcept;
+  YK_API virtual HRESULT FlipV() noexcept;
 
   /// A new image of this size and format, with this one resampled into it. Fails with the result of Create or
   /// RescaleTo; the new image is released then, and `*result` is a dangling pointer: check the result code,
   /// not the pointer (contract).
-  virtual HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result) noexcept;
+  YK_API virtual HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result) noexcept;
   /// The same with progress; E_ABORT if the host stops it: the new image is released.
-  HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result,
-                  ExecutionContext* context) noexcept;
+  YK_API HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result,
+                         ExecutionContext* context) noexcept;
   /// A new image with the columns `left` to `right` - 1 and the rows `top` to `bottom` - 1. E_INVALIDARG: not
   /// inside the image; YK_E_EMPTY: no pixels; in both cases `*result` is unchanged. When Create fails, its
   /// code is returned and `*result` is a dangling pointer.
-  virtual HRESULT Crop(int left, int top, int right, int bottom, Image2d** result) noexcept;
+  YK_API virtual HRESULT Crop(int left, int top, int right, int bottom, Image2d** result) noexcept;
   /// Resamples this image, by area averaging, into the pixels of `target`. YK_E_EMPTY when `target` is null
   /// or either image has no pixels. E_OUTOFMEMORY: no memory for the rows of floats. Otherwise S_OK, and rows
   /// that cannot be converted are unchanged. Sources are GRAY8, PAL8, BGR24, BGRA32, BGR48, BGRA64, GRAYF,
   /// BGRF and BGRAF, targets GRAY8, BGR24, BGRA32, GRAYF, BGRF and BGRAF; at equal size, any pair that
   /// ConvertPixels supports.
-  virtual HRESULT RescaleTo(Image2d* target) noexcept;
+  YK_API virtual HRESULT RescaleTo(Image2d* target) noexcept;
   /// The same with progress; E_ABORT if the host stops it: some rows of `target` may have been written.
-  HRESULT RescaleTo(Image2d* target, ExecutionContext* context) noexcept;
+  YK_API HRESULT RescaleTo(Image2d* target, ExecutionContext* context) noexcept;
 
   /// Converts row `y` into a buffer of `dstSize` bytes, which must hold a padded row of `dstFormat`.
   /// E_INVALIDARG, with nothing written: null, too small, no such row, unsupported pair.
-  virtual HRESULT ConvertLine(int y, IMG_FORMAT dstFormat, void* dst, int dstSize) noexcept;
+  YK_API virtual HRESULT ConvertLine(int y, IMG_FORMAT dstFormat, void* dst, int dstSize) noexcept;
 
   /// Multiplies blue, green and red by alpha / 255, truncating. YK_E_FORMAT: not BGRA32.
-  virtual HRESULT PremultiplyAlpha() noexcept;
+  YK_API virtual HRESULT PremultiplyAlpha() noexcept;
 
   /// True when every entry i of `palette` is the grey i, in any format. False for a black and white
   /// palette (contract), without a palette, and while `palette` still points to one freed with its pixels.
-  virtual bool IsGrayScalePalette() noexcept;
+  YK_API virtual bool IsGrayScalePalette() noexcept;
   /// The number of grey levels in a BGR24 image without colour; 0 for any other image.
-  virtual int IsGrayScaleContent() noexcept;
+  YK_API virtual int IsGrayScaleContent() noexcept;
 
   /// Writes the image through the filter for "jpeg", "jpg" or "png": the extension of the path, in lower
   /// case. The file is replaced atomically: after any failure an existing one is unchanged. E_FAIL: another
   /// extension, or the file cannot be written; E_NOINTERFACE: another kind of class is registered under the
   /// filter's identifier; else the result of the registry or the filter.
-  virtual HRESULT Save(wchar_t const* path) noexcept;
+  YK_API virtual HRESULT Save(wchar_t const* path) noexcept;
   using AbstractImage::Save;
 
   void* handle = nullptr;           ///< the owner of the pixels: a bitmap, global memory, null for the heap
@@ -212,8 +212,8 @@ class YK_API Image2d : public Destroys<Image2d, AbstractImage> {
  protected:
   friend Destroys;
 
-  Image2d() noexcept;
-  ~Image2d();
+  YK_API_INLINE Image2d() noexcept {}
+  YK_API ~Image2d();
 };
 
 #pragma pack(pop)

@@ -35,46 +35,46 @@ class Stream;
 struct Held;
 
 /// It has no identifier of its own: QueryInterface and IsTypeOf are Unknown's.
-class YK_API Deserializer : public Destroys<Deserializer, Unknown> {
+class Deserializer : public Destroys<Deserializer, Unknown> {
  public:
   /// A new reader, or null.
-  static Deserializer* Create() noexcept;
+  YK_API static Deserializer* Create() noexcept;
 
   /// Reads the frame from the stream's position up to the first byte of the body. With chunk::RAW there is no
   /// frame. A file that is still open is closed first.
   /// E_INVALIDARG: no stream. YK_E_BADFILE: not an object file, or a damaged one. E_FAIL: the file ends
   /// before its body, or its writer never closed it. After a failure the stream is held until Close.
-  virtual HRESULT Open(Stream* newStream, unsigned openFlags) noexcept;
+  YK_API virtual HRESULT Open(Stream* newStream, unsigned openFlags) noexcept;
   /// Moves to the end of the frame and releases the stream and the objects. \return S_OK
-  virtual HRESULT Close() noexcept;
+  YK_API virtual HRESULT Close() noexcept;
   /// Reads a reference to an object of the table. S_OK: `*object` has an added reference. Otherwise `*object`
   /// is null: E_INVALIDARG for a number that is not in the table, which includes every first occurrence
   /// (begin the chunk FIRST_OCCURRENCE, create the object, AddReference, load it); E_NOINTERFACE for an
   /// object that could not be created.
-  virtual HRESULT ReadReference(Unknown** object) noexcept;
+  YK_API virtual HRESULT ReadReference(Unknown** object) noexcept;
   /// Enters the next chunk. \return its tag, 0 when it is corrupt; EndChunk must be called either way
-  virtual unsigned short BeginChunk() noexcept;
+  YK_API virtual unsigned short BeginChunk() noexcept;
   /// Payload bytes of the innermost chunk.
-  virtual unsigned GetChunkSize() noexcept;
+  YK_API virtual unsigned GetChunkSize() noexcept;
   /// True while the stream is before the end of the innermost chunk.
-  virtual bool IsInChunk() noexcept;
+  YK_API virtual bool IsInChunk() noexcept;
   /// Moves to the end of the innermost chunk and leaves it. False, as a no-op, when none is open.
-  virtual bool EndChunk() noexcept;
+  YK_API virtual bool EndChunk() noexcept;
   /// The file's format version, which is not checked.
-  virtual unsigned GetVersion() noexcept;
+  YK_API virtual unsigned GetVersion() noexcept;
   /// S_OK, or the first failure since Open: that of Open itself; a read, by this reader or by a value's Load,
   /// that failed or fell short before the end of the chunk; a corrupt chunk (YK_E_BADFILE); no memory for a
   /// chunk, a value or a reference. Reaching the end is no failure. It stays until the next Open.
-  virtual HRESULT GetFailure() noexcept;
+  YK_API virtual HRESULT GetFailure() noexcept;
 
   /// The stream to read payload from, borrowed; null while no file is open.
   Stream* GetStream() const noexcept { return stream.get(); }
   /// Bytes between the stream's position and the end of the innermost chunk (or of the stream, when no chunk
   /// is open): the most that a record may still take.
-  unsigned GetRemaining() noexcept;
+  YK_API unsigned GetRemaining() noexcept;
   /// Adds an object, to which the table adds a reference, or null for one that could not be created. Objects
   /// must be added in the order of their first occurrences.
-  HRESULT AddReference(Unknown* object) noexcept;
+  YK_API HRESULT AddReference(Unknown* object) noexcept;
 
  private:
   friend Destroys;

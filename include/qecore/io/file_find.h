@@ -20,22 +20,25 @@ namespace yk {
 /// literal.
 YK_API bool RegularCompare(wchar_t const* pattern, wchar_t const* name) noexcept;
 
-class YK_API FileFind {
+class FileFind {
  public:
   enum Flag : unsigned { FILES = 1, FOLDERS = 2 };
 
   /// Starts the search. If that fails, GetNext returns false. The pattern applies to files only.
-  FileFind(String const& folder, String const& pattern, unsigned flags) noexcept;
-  ~FileFind();
+  YK_API_INLINE FileFind(String const& where, String const& namePattern, unsigned kinds) noexcept
+      : flags(kinds) {
+    Begin(where, namePattern);
+  }
+  YK_API ~FileFind();
   FileFind(FileFind const&) = delete;
   FileFind& operator=(FileFind const&) = delete;
 
   /// Moves to the next entry; false when there is none. "." and ".." are skipped.
-  bool GetNext() noexcept;
+  YK_API bool GetNext() noexcept;
   /// The folder and the current name, joined. \return true
-  bool GetFullName(String& out) const noexcept;
+  YK_API bool GetFullName(String& out) const noexcept;
   /// True when the current entry is a folder.
-  bool IsFolder() const noexcept;
+  YK_API bool IsFolder() const noexcept;
 
   String folder;  ///< with a trailing separator
   String pattern;
@@ -45,6 +48,7 @@ class YK_API FileFind {
   struct State;
   State* state = nullptr;
 
+  YK_API void Begin(String const& where, String const& namePattern) noexcept;
   bool Fetch() noexcept;
 
  public:

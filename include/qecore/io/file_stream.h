@@ -26,7 +26,7 @@ namespace yk {
 
 class FileWindow;
 
-class YK_API FileStream : public Implements<FileStream, Stream> {
+class FileStream : public Implements<FileStream, Stream> {
  public:
   /// How a file is opened. Others may read a file while it is open, and write it while it is open for
   /// reading.
@@ -44,31 +44,31 @@ class YK_API FileStream : public Implements<FileStream, Stream> {
 
   /// Opens `path`. On failure `*out` is null: YK_E_NOTFOUND for a missing file or folder, YK_E_ACCESS when
   /// access is denied or others hold the file, E_FAIL for everything else, including an unknown mode.
-  static HRESULT Create(String const& path, unsigned flags, Stream** out) noexcept;
-  static HRESULT CreateTemp(Stream** out) noexcept;
+  YK_API static HRESULT Create(String const& path, unsigned flags, Stream** out) noexcept;
+  YK_API static HRESULT CreateTemp(Stream** out) noexcept;
 
   Guid const* GetTypeId() noexcept override { return &ids::FILE_STREAM; }
 
   using Stream::Read;
-  HRESULT Read(void* buffer, unsigned size, unsigned* done) noexcept override;
-  HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override;
-  HRESULT Seek(long offset, unsigned origin, unsigned* newPosition) noexcept override;
-  unsigned GetPosition() noexcept override;
-  unsigned GetSize() noexcept override;
-  HRESULT SetSize(unsigned size) noexcept override;
+  YK_API HRESULT Read(void* buffer, unsigned size, unsigned* done) noexcept override;
+  YK_API HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override;
+  YK_API HRESULT Seek(long offset, unsigned origin, unsigned* newPosition) noexcept override;
+  YK_API unsigned GetPosition() noexcept override;
+  YK_API unsigned GetSize() noexcept override;
+  YK_API HRESULT SetSize(unsigned size) noexcept override;
   /// S_OK until a write, a size change or a seek fails; then that first failure, permanently. (A seek to a
   /// position before the start is the caller's mistake and does not change the state.) So a host can write
   /// all its data and check once, at the end.
-  HRESULT GetState() noexcept override;
+  YK_API HRESULT GetState() noexcept override;
 
   /// The path that was opened; for a temporary file, the path that it was given.
-  virtual HRESULT GetFileName(String& out) noexcept;
+  YK_API virtual HRESULT GetFileName(String& out) noexcept;
   /// The time of the last write, in the system's units of 100 ns since 1601.
-  virtual HRESULT GetFileTime(unsigned long long* time) noexcept;
+  YK_API virtual HRESULT GetFileTime(unsigned long long* time) noexcept;
   /// Sets the times of creation and of the last write.
-  virtual HRESULT SetFileTime(unsigned long long const* time) noexcept;
+  YK_API virtual HRESULT SetFileTime(unsigned long long const* time) noexcept;
   /// The first failure, like GetState.
-  virtual HRESULT GetFailure() noexcept;
+  YK_API virtual HRESULT GetFailure() noexcept;
 
  private:
   friend Destroys;

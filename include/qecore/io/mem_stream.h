@@ -26,7 +26,7 @@
 
 namespace yk {
 
-class YK_API MemStream : public Implements<MemStream, Stream> {
+class MemStream : public Implements<MemStream, Stream> {
  public:
   /// Bits of the flags.
   enum Flag : unsigned { OWNED = 1, BROKEN = 2 };
@@ -34,40 +34,41 @@ class YK_API MemStream : public Implements<MemStream, Stream> {
   static Guid const& Id() noexcept { return ids::MEM_STREAM; }
 
   /// An empty stream. E_OUTOFMEMORY: `*out` is null.
-  static HRESULT Create(Stream** out) noexcept;
+  YK_API static HRESULT Create(Stream** out) noexcept;
   /// A read-only stream over the resource `name` of the given `type`. E_INVALIDARG, with `*out` null: no such
   /// resource, or an empty one. Its GetState is E_FAIL while the position is at the end.
-  static HRESULT Create(HINSTANCE module, wchar_t const* type, wchar_t const* name, Stream** out) noexcept;
+  YK_API static HRESULT Create(HINSTANCE module, wchar_t const* type, wchar_t const* name,
+                               Stream** out) noexcept;
 
   Guid const* GetTypeId() noexcept override { return &ids::MEM_STREAM; }
 
   using Stream::Read;
-  HRESULT Read(void* buffer, unsigned size, unsigned* done) noexcept override;
-  HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override;
+  YK_API HRESULT Read(void* buffer, unsigned size, unsigned* done) noexcept override;
+  YK_API HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override;
   /// E_INVALIDARG for a position beyond the end. Clears the failed flag.
-  HRESULT Seek(long offset, unsigned origin, unsigned* newPosition) noexcept override;
-  unsigned GetPosition() noexcept override;
-  unsigned GetSize() noexcept override;
+  YK_API HRESULT Seek(long offset, unsigned origin, unsigned* newPosition) noexcept override;
+  YK_API unsigned GetPosition() noexcept override;
+  YK_API unsigned GetSize() noexcept override;
   /// Resizes the block to exactly `newSize` bytes; 0 keeps it. On failure nothing changes, unless the block
   /// can no longer be locked: the stream is then empty.
-  HRESULT SetSize(unsigned newSize) noexcept override;
-  HRESULT GetState() noexcept override;
+  YK_API HRESULT SetSize(unsigned newSize) noexcept override;
+  YK_API HRESULT GetState() noexcept override;
 
   /// Adopts a movable block as storage and content; null allocates one of 64 KiB without content. E_FAIL when
   /// there is a block already, or this one cannot be locked.
-  virtual HRESULT Attach(HGLOBAL newBlock) noexcept;
+  YK_API virtual HRESULT Attach(HGLOBAL newBlock) noexcept;
   /// Reads and writes the caller's memory in place. Contract: a write beyond its end abandons it, and the
   /// stream continues in a new block, zeroed, into which nothing is copied. YK_E_EMPTY when there is storage
   /// already.
-  virtual HRESULT AttachBuffer(void* buffer, unsigned bytes) noexcept;
+  YK_API virtual HRESULT AttachBuffer(void* buffer, unsigned bytes) noexcept;
   /// The block, of the size stated above; null when there is none. With `owned` the stream frees it,
   /// otherwise the caller does, after the stream is gone.
-  virtual HGLOBAL GetHandle(bool owned) noexcept;
+  YK_API virtual HGLOBAL GetHandle(bool owned) noexcept;
   /// The address of the content, borrowed until the next write.
-  virtual HRESULT GetBuffer(void** out) noexcept;
+  YK_API virtual HRESULT GetBuffer(void** out) noexcept;
   /// S_OK, or the first failure of a Write or a SetSize: no memory, or 4 GiB reached. Unlike the state, it is
   /// never cleared.
-  virtual HRESULT GetFailure() noexcept;
+  YK_API virtual HRESULT GetFailure() noexcept;
 
  private:
   friend Destroys;

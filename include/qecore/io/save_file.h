@@ -24,18 +24,18 @@
 
 namespace yk {
 
-class YK_API SaveFile {
+class SaveFile {
  public:
-  SaveFile() noexcept;
+  YK_API_INLINE SaveFile() noexcept {}
   /// Without Commit, the same as Discard.
-  ~SaveFile();
+  YK_API ~SaveFile();
   SaveFile(SaveFile const&) = delete;
   SaveFile& operator=(SaveFile const&) = delete;
 
   /// Begins, discarding an earlier file that was not committed. Fails as FileStream::Create with CREATE would
   /// for `path`: YK_E_NOTFOUND for a missing folder, YK_E_ACCESS for a file that is write-protected or held
   /// by others, E_FAIL for everything else; and with YK_E_ACCESS when no file can be created in the folder.
-  HRESULT Open(String const& path) noexcept;
+  YK_API HRESULT Open(String const& path) noexcept;
 
   /// A FileStream, empty at first, for writing and reading, whose GetFileName is `path`. Null when not open.
   Stream* GetStream() const noexcept { return stream.get(); }
@@ -43,10 +43,10 @@ class YK_API SaveFile {
   /// Puts the new file in place. Otherwise the result is the first failure of the stream
   /// (FileStream::GetFailure), of flushing the bytes to the disk, or of replacing the file (YK_E_ACCESS:
   /// somebody has the old file open). E_FAIL when not open. Either way it is not open afterwards.
-  HRESULT Commit() noexcept;
+  YK_API HRESULT Commit() noexcept;
 
   /// Drops what was written.
-  void Discard() noexcept;
+  YK_API void Discard() noexcept;
 
  private:
   HRESULT Begin(String const& path) noexcept;

@@ -33,37 +33,37 @@ class Stream;
 struct Held;
 
 /// It has no identifier of its own: QueryInterface and IsTypeOf are Unknown's.
-class YK_API Serializer : public Destroys<Serializer, Unknown> {
+class Serializer : public Destroys<Serializer, Unknown> {
  public:
   /// A new writer, or null.
-  static Serializer* Create() noexcept;
+  YK_API static Serializer* Create() noexcept;
 
   /// Starts a file at the stream's position, with the flags chunk::NO_TABLES and chunk::RAW, and begins its
   /// body. E_FAIL: a file is open. E_INVALIDARG: no stream.
-  virtual HRESULT Open(Stream* newStream, unsigned openFlags) noexcept;
+  YK_API virtual HRESULT Open(Stream* newStream, unsigned openFlags) noexcept;
   /// Ends the file and releases the stream. The numbering of references continues in the next file. E_FAIL:
   /// no file is open.
-  virtual HRESULT Close() noexcept;
+  YK_API virtual HRESULT Close() noexcept;
   /// Writes a reference; at an object's first occurrence the caller must write the object itself after it.
-  virtual HRESULT WriteReference(Unknown* object) noexcept;
+  YK_API virtual HRESULT WriteReference(Unknown* object) noexcept;
   /// Begins a chunk inside the open one, at any depth. E_FAIL: no file is open. E_OUTOFMEMORY: nothing is
   /// written, and Write refuses the payload; EndChunk must be called nevertheless.
-  YK_SLOT_PAIR(virtual HRESULT BeginChunk(unsigned short tag) noexcept,
-               virtual HRESULT BeginChunk(unsigned short tag, unsigned short chunkFlags) noexcept);
+  YK_SLOT_PAIR(YK_API virtual HRESULT BeginChunk(unsigned short tag) noexcept,
+               YK_API virtual HRESULT BeginChunk(unsigned short tag, unsigned short chunkFlags) noexcept);
   /// Ends the innermost chunk. E_FAIL: none is open.
-  virtual HRESULT EndChunk() noexcept;
+  YK_API virtual HRESULT EndChunk() noexcept;
   /// A chunk with these bytes. S_FALSE, with nothing written, for a size of 0.
-  virtual HRESULT WriteChunk(unsigned short tag, void const* data, unsigned size) noexcept;
+  YK_API virtual HRESULT WriteChunk(unsigned short tag, void const* data, unsigned size) noexcept;
   /// A chunk with this text, without its terminator. S_FALSE for a null or empty one.
-  virtual HRESULT WriteStringChunk(unsigned short tag, char const* text) noexcept;
+  YK_API virtual HRESULT WriteStringChunk(unsigned short tag, char const* text) noexcept;
 
   /// Writes payload into the innermost chunk. \return the stream's result; E_FAIL when it accepted less than
   /// `size` bytes, or no file is open
-  virtual HRESULT Write(void const* data, unsigned size) noexcept;
+  YK_API virtual HRESULT Write(void const* data, unsigned size) noexcept;
   /// S_OK, or the first failure since Open: of a write or a seek by this writer, a chunk or reference that
   /// was refused, a file of more than 32 bits, or the state of the stream, which is checked here and by
   /// Close. It stays until the next Open.
-  virtual HRESULT GetFailure() noexcept;
+  YK_API virtual HRESULT GetFailure() noexcept;
 
   /// The stream, borrowed; null while no file is open. Payload may also be written to it directly; failures
   /// of such writes are then known only from the stream's own state.

@@ -104,7 +104,7 @@ class XmlNode {
 
  private:
   friend struct XmlTree;
-  explicit XmlNode(uint32_t kind) noexcept : kind(kind) {}
+  explicit XmlNode(uint32_t newKind) noexcept : kind(newKind) {}
   ~XmlNode() = default;
 
   uint32_t kind;
@@ -139,53 +139,53 @@ inline constexpr unsigned XML_DEPTH_LIMIT = 1000;
 ///         9 CreateNode       13 FindChild    17 SetAttribute      21 Load
 ///        10 FreeNode         14 SetName      18 RemoveAttribute
 ///        11 InsertChild      15 SetText      19 Escape            22 GetFailure
-class YK_API XmlHelper : public Implements<XmlHelper, Unknown> {
+class XmlHelper : public Implements<XmlHelper, Unknown> {
  public:
   static Guid const& Id() noexcept { return ids::XML_HELPER; }
 
   /// A new helper, or null.
-  static XmlHelper* Create() noexcept;
+  YK_API static XmlHelper* Create() noexcept;
 
   /// An empty document, or null.
-  virtual XmlNode* CreateDocument() noexcept;
+  YK_API virtual XmlNode* CreateDocument() noexcept;
 
   /// A new node: `content` is an element's name, or the text of a comment or instruction. Null for any other
   /// kind, for content that XML cannot express, and when there is no memory.
-  virtual XmlNode* CreateNode(uint32_t kind, wchar_t const* content) noexcept;
+  YK_API virtual XmlNode* CreateNode(uint32_t kind, wchar_t const* content) noexcept;
 
   /// Unlinks the node and frees it with all its descendants. Null is a no-op.
-  virtual void FreeNode(XmlNode* node) noexcept;
+  YK_API virtual void FreeNode(XmlNode* node) noexcept;
 
   /// Inserts a node, which the tree then owns, before `before`, a child of `parent`, or last when that is
   /// null. E_INVALIDARG, with the node still the caller's: `parent` is not an element or document; `node` is
   /// a document, is in a tree already or contains `parent`; `before` is not a child of `parent`.
-  virtual HRESULT InsertChild(XmlNode* parent, XmlNode* node, XmlNode* before) noexcept;
+  YK_API virtual HRESULT InsertChild(XmlNode* parent, XmlNode* node, XmlNode* before) noexcept;
   HRESULT AppendChild(XmlNode* parent, XmlNode* node) noexcept { return InsertChild(parent, node, nullptr); }
 
   /// Removes a node from its tree; it then belongs to the caller. YK_E_NOTFOUND: it is in no tree.
-  virtual HRESULT RemoveNode(XmlNode* node) noexcept;
+  YK_API virtual HRESULT RemoveNode(XmlNode* node) noexcept;
 
   /// The next child element with the name `name` (null: any name) after the child `after` (null: from the
   /// first). Null when there is none.
-  virtual XmlNode* FindChild(XmlNode* parent, wchar_t const* name, XmlNode* after) noexcept;
+  YK_API virtual XmlNode* FindChild(XmlNode* parent, wchar_t const* name, XmlNode* after) noexcept;
 
   /// Renames an element. E_INVALIDARG: not an element, or not a name.
-  virtual HRESULT SetName(XmlNode* node, wchar_t const* name) noexcept;
+  YK_API virtual HRESULT SetName(XmlNode* node, wchar_t const* name) noexcept;
 
   /// Sets the text of an element, a comment or an instruction; null and empty remove it. E_INVALIDARG: a
   /// document, or a text that XML cannot express there.
-  virtual HRESULT SetText(XmlNode* node, wchar_t const* text) noexcept;
+  YK_API virtual HRESULT SetText(XmlNode* node, wchar_t const* text) noexcept;
 
   /// The attribute with this name, or null.
-  virtual XmlAttribute* FindAttribute(XmlNode* node, wchar_t const* name) noexcept;
+  YK_API virtual XmlAttribute* FindAttribute(XmlNode* node, wchar_t const* name) noexcept;
   /// Changes an attribute's value, or appends a new attribute. E_INVALIDARG: not an element, or not a name.
-  virtual HRESULT SetAttribute(XmlNode* node, wchar_t const* name, wchar_t const* value) noexcept;
+  YK_API virtual HRESULT SetAttribute(XmlNode* node, wchar_t const* name, wchar_t const* value) noexcept;
   /// YK_E_NOTFOUND: no such attribute.
-  virtual HRESULT RemoveAttribute(XmlNode* node, wchar_t const* name) noexcept;
+  YK_API virtual HRESULT RemoveAttribute(XmlNode* node, wchar_t const* name) noexcept;
 
   /// Writes the escaped text and a terminator to `buffer`, unless that is null. \return the length of the
   /// escaped text, without the terminator: call it once to measure and once to write.
-  virtual size_t Escape(wchar_t const* text, wchar_t* buffer) noexcept;
+  YK_API virtual size_t Escape(wchar_t const* text, wchar_t* buffer) noexcept;
 
   /// Writes a document, or a node with its descendants, at the stream's position. E_INVALIDARG for a null
   /// node or stream; E_OUTOFMEMORY. Otherwise S_OK, even when the stream fails: writing then stops, and
@@ -194,7 +194,7 @@ class YK_API XmlHelper : public Implements<XmlHelper, Unknown> {
   /// A line end is CR LF in UTF-8 and CR alone in UTF-16 (contract). In UTF-8, a surrogate pair is written as
   /// two sequences of three bytes, as everywhere in the library; use UTF-16 for such texts if other programs
   /// are to read them. No XML declaration is written: neither encoding needs one.
-  virtual HRESULT Save(XmlNode const* document, Stream* stream, unsigned flags) noexcept;
+  YK_API virtual HRESULT Save(XmlNode const* document, Stream* stream, unsigned flags) noexcept;
 
   /// Reads from the stream's position to its end: UTF-8 with or without a byte order mark, or UTF-16LE. S_OK:
   /// `*document` belongs to the caller. Otherwise it is null, and `*error`, unless null, describes the
@@ -204,10 +204,10 @@ class YK_API XmlHelper : public Implements<XmlHelper, Unknown> {
   /// Line ends become LF. White space used for layout is not text: pieces between children that are blank are
   /// dropped. A document type is skipped, not read; only the five predefined entities are known; nothing is
   /// ever fetched. The declared encoding is checked but not kept.
-  virtual HRESULT Load(Stream* stream, XmlNode** document, XmlError* error) noexcept;
+  YK_API virtual HRESULT Load(Stream* stream, XmlNode** document, XmlError* error) noexcept;
 
   /// S_OK, or the failure of the stream during the last Save; E_FAIL when it accepted less than was written.
-  virtual HRESULT GetFailure() noexcept;
+  YK_API virtual HRESULT GetFailure() noexcept;
 
  private:
   friend Destroys;

@@ -164,12 +164,13 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   void SetChangeCallback(ChangeCallback callback) noexcept { changed = callback; }
 
  protected:
-  YK_API UndoManager() noexcept;
+  YK_API_INLINE UndoManager() noexcept : history(NewHistory()) {}
   YK_API ~UndoManager();
 
  private:
   friend Destroys;
 
+  YK_API static Array* NewHistory() noexcept;
   YK_API HRESULT DoUndo() noexcept;
   YK_API HRESULT DoRedo() noexcept;
   YK_API HRESULT DoAddItem(ykUndoItem* item) noexcept;

@@ -30,13 +30,13 @@ namespace yk {
 
 /// Pointers. The array frees what they point to only through its deleter, and only in the operations named
 /// Free and in its destructor.
-class YK_API Array : public Implements<Array, Unknown> {
+class Array : public Implements<Array, Unknown> {
  public:
   using Deleter = void (*)(void* element);
   /// Negative, zero or positive as `element` sorts before, equal to or after `key`.
   using Comparison = int (*)(void const* element, void const* key, void const* context);
 
-  static constexpr int MAX_COUNT = 0xFFFFFF;
+  YK_API_INLINE static constexpr int MAX_COUNT = 0xFFFFFF;
 
   static Guid const& Id() noexcept { return ids::ARRAY; }
 
@@ -45,48 +45,50 @@ class YK_API Array : public Implements<Array, Unknown> {
   static Deleter DeletesStrings() noexcept { return reinterpret_cast<Deleter>(intptr_t{-2}); }
 
   /// An empty array, or null. A step of 0 means 40.
-  static Array* Create(int step) noexcept;
-  static Array* CreateEx(Deleter deleter) noexcept;
+  YK_API static Array* Create(int step) noexcept;
+  YK_API static Array* CreateEx(Deleter deleter) noexcept;
 
   int Count() const noexcept { return count; }
   /// The index of the first occurrence of this pointer, or -1.
   int Find(void const* element) noexcept { return FindItem(element); }
 
   /// The element; null, with a report, out of range.
-  virtual void* At(int index) noexcept;
-  virtual bool AtDelete(int index) noexcept;
+  YK_API virtual void* At(int index) noexcept;
+  YK_API virtual bool AtDelete(int index) noexcept;
   /// Inserts before `index`, which is 0 to count.
-  virtual bool AtInsert(int index, void* element) noexcept;
-  virtual bool AtPut(int index, void* element) noexcept;
+  YK_API virtual bool AtInsert(int index, void* element) noexcept;
+  YK_API virtual bool AtPut(int index, void* element) noexcept;
   /// AtDelete of the first occurrence. An element that is not found makes AtDelete report the index -1.
-  virtual bool Remove(void* element) noexcept;
+  YK_API virtual bool Remove(void* element) noexcept;
   /// Removes all elements without freeing them.
-  virtual void Reset() noexcept;
-  virtual int FindItem(void const* element) noexcept;
+  YK_API virtual void Reset() noexcept;
+  YK_API virtual int FindItem(void const* element) noexcept;
   /// Appends. \return the last index, even when the insertion failed (contract)
-  virtual int Add(void* element) noexcept;
+  YK_API virtual int Add(void* element) noexcept;
   /// Exchanges two elements. Contract: only one index has to be in range for the result to be true. When the
   /// other one is past the last element but within the capacity, the exchange takes place (that slot holds
   /// null, or its value from when the array was longer); beyond the capacity nothing is exchanged.
-  virtual bool Swap(int first, int second) noexcept;
+  YK_API virtual bool Swap(int first, int second) noexcept;
   /// Frees every element and removes them all; the capacity stays.
-  virtual void FreeAll() noexcept;
-  virtual bool FreeAt(int index) noexcept;
+  YK_API virtual void FreeAll() noexcept;
+  YK_API virtual bool FreeAt(int index) noexcept;
   /// Frees the element, whether or not the array holds it, and removes it.
-  virtual bool FreeItem(void* element) noexcept;
+  YK_API virtual bool FreeItem(void* element) noexcept;
   /// Quicksort, not stable. False when there are fewer than two elements.
-  virtual bool Sort(Comparison compare, void const* context) noexcept;
+  YK_API virtual bool Sort(Comparison compare, void const* context) noexcept;
   /// The same for `first` to `last`, both inclusive. False, without a report, unless
   /// 0 <= first < last < count.
-  virtual bool SortRange(int first, int last, Comparison compare, void const* context) noexcept;
+  YK_API virtual bool SortRange(int first, int last, Comparison compare, void const* context) noexcept;
   /// With null, nothing is freed. \return true
-  virtual bool SetDeleter(Deleter deleter) noexcept;
+  YK_API virtual bool SetDeleter(Deleter deleter) noexcept;
 
  protected:
   friend Destroys;
 
-  explicit Array(int step) noexcept;
-  ~Array();
+  static constexpr int DEFAULT_STEP = 40;
+
+  YK_API_INLINE explicit Array(int growBy) noexcept : step(growBy > 0 ? growBy : DEFAULT_STEP) {}
+  YK_API ~Array();
 
  private:
   bool Has(int index) const noexcept { return index >= 0 && index < count; }
@@ -102,11 +104,11 @@ class YK_API Array : public Implements<Array, Unknown> {
 
 /// An Array that keeps its elements in the order of its comparison. The inherited AtInsert and AtPut can
 /// break this order; avoiding that is up to the caller.
-class YK_API SortedArray : public Implements<SortedArray, Array> {
+class SortedArray : public Implements<SortedArray, Array> {
  public:
   static Guid const& Id() noexcept { return ids::SORTED_ARRAY; }
 
-  static SortedArray* Create(Comparison compare, void const* context) noexcept;
+  YK_API static SortedArray* Create(Comparison compare, void const* context) noexcept;
 
   /// Whether Add accepts a key that is already present; by default it does not. A duplicate is inserted
   /// before its equals.
@@ -116,13 +118,13 @@ class YK_API SortedArray : public Implements<SortedArray, Array> {
   int Find(void const* key) noexcept { return FindKey(key); }
 
   /// Inserts in order. \return the index; -1 when an equal element is present and duplicates are not allowed
-  int Add(void* element) noexcept override;
-  virtual int FindKey(void const* key) noexcept;
+  YK_API int Add(void* element) noexcept override;
+  YK_API virtual int FindKey(void const* key) noexcept;
   /// Binary search. `*position` receives the index of the key, or where to insert it: with duplicates, the
   /// first element that is not less. \return whether the key was found
-  virtual bool Search(void const* key, int* position) noexcept;
+  YK_API virtual bool Search(void const* key, int* position) noexcept;
   /// Does not re-sort the elements. \return true
-  virtual bool SetCompare(Comparison compare, void const* context) noexcept;
+  YK_API virtual bool SetCompare(Comparison compare, void const* context) noexcept;
 
  private:
   friend Destroys;
@@ -137,31 +139,31 @@ class YK_API SortedArray : public Implements<SortedArray, Array> {
 
 /// Fixed-size records, stored by value in a block from yk_new. Pointers to records are invalidated by the
 /// next insertion.
-class YK_API DataArray : public Implements<DataArray, Unknown> {
+class DataArray : public Implements<DataArray, Unknown> {
  public:
   using Deleter = void (*)(void* record);
 
   static Guid const& Id() noexcept { return ids::DATA_ARRAY; }
 
-  static DataArray* Create() noexcept;
+  YK_API static DataArray* Create() noexcept;
 
   int Count() const noexcept { return count; }
 
   /// Sets the record size in bytes and the function called on each record before it is removed. YK_E_EMPTY:
   /// a buffer exists already.
-  virtual HRESULT SetRecord(unsigned size, Deleter deleter) noexcept;
+  YK_API virtual HRESULT SetRecord(unsigned size, Deleter deleter) noexcept;
   /// The record; null, without a report, out of range.
-  virtual void* At(int index) noexcept;
+  YK_API virtual void* At(int index) noexcept;
   /// Moves the record past the last one, calls the deleter on it there, and removes it.
-  virtual bool AtFree(int index) noexcept;
+  YK_API virtual bool AtFree(int index) noexcept;
   /// Calls the deleter on every record and frees the buffer.
-  virtual void FreeAll() noexcept;
+  YK_API virtual void FreeAll() noexcept;
   /// Inserts a zeroed record at `index`, 0 to count, and returns it, or null. Null, without a report, while
   /// the record size is 0.
-  virtual void* AtInsert(int index) noexcept;
+  YK_API virtual void* AtInsert(int index) noexcept;
   /// Makes `records` uninitialised records. YK_E_EMPTY: the array is not empty, or the record size is 0.
   /// E_INVALIDARG: a negative number.
-  virtual HRESULT Allocate(int records) noexcept;
+  YK_API virtual HRESULT Allocate(int records) noexcept;
 
  private:
   friend Destroys;

@@ -26,36 +26,36 @@
 
 namespace yk {
 
-class YK_API Map : public Destroys<Map, qe_Streamable> {
+class Map : public Destroys<Map, qe_Streamable> {
  public:
   static Guid const& Id() noexcept { return ids::MAP; }
 
   /// A new empty map, or null.
-  static Map* Create() noexcept;
+  YK_API static Map* Create() noexcept;
   /// Registers the class under the name "Map". \return the registry's result
-  static HRESULT Register() noexcept;
+  YK_API static HRESULT Register() noexcept;
 
   unsigned Count() const noexcept { return count; }
 
   /// Supports its own identifier and those of qe_Streamable. Contract: IsTypeOf is inherited from
   /// qe_Streamable, and is false for the map's own identifier.
-  HRESULT QueryInterface(Guid const& id, void** out) noexcept override;
-  void Destroy() noexcept override;  ///< through slot 12
+  YK_API HRESULT QueryInterface(Guid const& id, void** out) noexcept override;
+  YK_API void Destroy() noexcept override;  ///< through slot 12
   /// Copies with Variant::Get(Variant&), whose result it returns. E_FAIL: no such key.
-  HRESULT GetValue(unsigned key, Variant& out) noexcept override;
+  YK_API HRESULT GetValue(unsigned key, Variant& out) noexcept override;
   /// Replaces or appends a copy; an empty value removes the key.
-  HRESULT SetValue(unsigned key, Variant const& v) noexcept override;
+  YK_API HRESULT SetValue(unsigned key, Variant const& v) noexcept override;
   /// Writes a chunk for each entry. E_ABORT if the host stops it; otherwise the first refusal of a chunk.
-  HRESULT Save(Serializer* writer, ExecutionContext* context) noexcept override;
+  YK_API HRESULT Save(Serializer* writer, ExecutionContext* context) noexcept override;
   /// Appends the entries of the reader's current chunk after the existing ones.
   /// \return S_FALSE; E_ABORT if the host stops it: the map is then unchanged
-  HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept override;
+  YK_API HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept override;
   /// E_FAIL: no such key. Later entries move down, payloads included. The vacated entry keeps a copy of the
   /// last value until it is reused or the map is destroyed.
-  virtual HRESULT Remove(unsigned key) noexcept;
+  YK_API virtual HRESULT Remove(unsigned key) noexcept;
   /// Always S_OK, whether the key is present or not (contract).
-  virtual HRESULT Lookup(unsigned key) noexcept;
-  virtual void* DeleteThis(unsigned flags) noexcept;
+  YK_API virtual HRESULT Lookup(unsigned key) noexcept;
+  YK_API virtual void* DeleteThis(unsigned flags) noexcept;
 
  private:
   friend Destroys;

@@ -38,7 +38,7 @@ struct point3df;
 
 #pragma pack(push, 4)  // 16 bytes with an alignment of 4, so that a map entry is 20 bytes without padding
 
-class YK_API Variant {
+class Variant {
  public:
   /// The types. The numbers are the tag bytes of saved files.
   enum Type : uint8_t {
@@ -103,94 +103,94 @@ class YK_API Variant {
   ~Variant() { Done(); }
 
   /// Releases the payload and makes the variant empty. `size` is unchanged.
-  void Done() noexcept;
+  YK_API void Done() noexcept;
   /// Becomes a copy that owns its payload. Objects are shared.
-  void Init(Variant const& other) noexcept;
+  YK_API void Init(Variant const& other) noexcept;
   /// Exchanges everything; nothing is copied, released or counted.
-  void Swap(Variant& other) noexcept;
+  YK_API void Swap(Variant& other) noexcept;
 
   // ---- scalars
-  void Init(bool v) noexcept;
-  void Init(short v) noexcept;
-  void Init(int v) noexcept;
-  void Init(int64_t v) noexcept;
-  void Init(uint8_t v) noexcept;
-  void Init(unsigned short v) noexcept;
-  void Init(unsigned int v) noexcept;
-  void Init(uint64_t v) noexcept;
-  void Init(float v) noexcept;
-  void Init(double v) noexcept;
+  YK_API void Init(bool v) noexcept;
+  YK_API void Init(short v) noexcept;
+  YK_API void Init(int v) noexcept;
+  YK_API void Init(int64_t v) noexcept;
+  YK_API void Init(uint8_t v) noexcept;
+  YK_API void Init(unsigned short v) noexcept;
+  YK_API void Init(unsigned int v) noexcept;
+  YK_API void Init(uint64_t v) noexcept;
+  YK_API void Init(float v) noexcept;
+  YK_API void Init(double v) noexcept;
 
   /// Adds a reference; null is stored as a null object.
-  void Init(Unknown* object) noexcept;
+  YK_API void Init(Unknown* object) noexcept;
 
   // ---- texts; a null or empty one leaves the variant empty, unless `how` has KEEP_EMPTY
-  void Init(char const* text, unsigned how = 0) noexcept;
-  void Init(wchar_t const* text, unsigned how = 0) noexcept;
-  void Init(String const& text, bool borrow = false) noexcept;
+  YK_API void Init(char const* text, unsigned how = 0) noexcept;
+  YK_API void Init(wchar_t const* text, unsigned how = 0) noexcept;
+  YK_API void Init(String const& text, bool borrow = false) noexcept;
 
   /// A blob. Null `data` leaves the bytes uninitialised; when borrowed, it is a blob of that size without
   /// bytes. A size of 0 leaves the variant empty. Contract: a blob of the same size keeps its buffer, even a
   /// borrowed one, and the bytes are copied into it.
-  void Init(void const* data, unsigned size, bool borrow) noexcept;
+  YK_API void Init(void const* data, unsigned size, bool borrow) noexcept;
 
   // ---- geometry
-  void Init(point3df const& v, bool borrow = false) noexcept;
-  void Init(point2d const& v, bool borrow = false) noexcept;
-  void Init(point3d const& v, bool borrow = false) noexcept;
-  void Init(matrix2d const& v, bool borrow = false) noexcept;
-  void Init(matrix3d const& v, bool borrow = false) noexcept;
+  YK_API void Init(point3df const& v, bool borrow = false) noexcept;
+  YK_API void Init(point2d const& v, bool borrow = false) noexcept;
+  YK_API void Init(point3d const& v, bool borrow = false) noexcept;
+  YK_API void Init(matrix2d const& v, bool borrow = false) noexcept;
+  YK_API void Init(matrix3d const& v, bool borrow = false) noexcept;
   /// Two floats fit into the value itself: `borrow` is ignored.
-  void Init(point2df const& v, bool borrow = false) noexcept;
+  YK_API void Init(point2df const& v, bool borrow = false) noexcept;
 
   // ---- raw access
 
   /// The object, borrowed; null for any other type.
-  Unknown* GetI() const noexcept;
+  YK_API Unknown* GetI() const noexcept;
   /// Stores the payload's address and returns its size; for types without one returns 0 and leaves `*out`
   /// unchanged.
-  unsigned GetDataPtr(void** out) const noexcept;
+  YK_API unsigned GetDataPtr(void** out) const noexcept;
   /// Copies from a blob. \return bytes copied, at most `bytes`; 0 for any other type
-  unsigned Get(void* buffer, unsigned bytes) const noexcept;
+  YK_API unsigned Get(void* buffer, unsigned bytes) const noexcept;
   /// Copies a text of either width. \return characters in the buffer; 0 for any other type and a null payload
   /// `length` is the buffer's size. A text of the same width that fills the buffer is not terminated; one of
   /// the other width that does not fit leaves in it what the platform leaves. buffer[0] is set to 0 first,
   /// even for a length of 0: the buffer must hold at least one character.
-  size_t Get(char* buffer, unsigned length) const noexcept;
-  size_t Get(wchar_t* buffer, unsigned length) const noexcept;
+  YK_API size_t Get(char* buffer, unsigned length) const noexcept;
+  YK_API size_t Get(wchar_t* buffer, unsigned length) const noexcept;
 
   // ---- conversions: true on success; otherwise false, and `out` is 0 (or an empty String)
 
   /// UINT32 gives only its low 16 bits, unlike in the unsigned form (contract).
-  bool Get(int& out) const noexcept;
-  bool Get(unsigned int& out) const noexcept;
-  bool Get(float& out) const noexcept;
+  YK_API bool Get(int& out) const noexcept;
+  YK_API bool Get(unsigned int& out) const noexcept;
+  YK_API bool Get(float& out) const noexcept;
   /// UINT32 gives only its low 16 bits, and a text only single precision (contract).
-  bool Get(double& out) const noexcept;
-  bool Get(bool& out) const noexcept;
-  bool Get(uint8_t& out) const noexcept;         ///< saturated at 255
-  bool Get(unsigned short& out) const noexcept;  ///< saturated at 65535
-  bool Get(String& out) const noexcept;          ///< texts only; false also when there is no memory
-  bool Get(point2d& out) const noexcept;         ///< POINT_2D and POINT_2DF only
+  YK_API bool Get(double& out) const noexcept;
+  YK_API bool Get(bool& out) const noexcept;
+  YK_API bool Get(uint8_t& out) const noexcept;         ///< saturated at 255
+  YK_API bool Get(unsigned short& out) const noexcept;  ///< saturated at 65535
+  YK_API bool Get(String& out) const noexcept;          ///< texts only; false also when there is no memory
+  YK_API bool Get(point2d& out) const noexcept;         ///< POINT_2D and POINT_2DF only
 
   /// Copies into `out`, which borrows when this one borrows. E_INVALIDARG for the types that cannot be copied
   /// this way (empty, objects, matrices, POINT_3DF, reserved); `out` then has the tag and a null value.
   /// E_OUTOFMEMORY: `out` is empty.
-  HRESULT Get(Variant& out) const noexcept;
+  YK_API HRESULT Get(Variant& out) const noexcept;
 
   /// True when both hold the same value of the same type, or equal texts of either width. Two empty variants,
   /// two blobs, two objects and two 2-D matrices are never equal (contract).
-  bool Compare(Variant const& other) const noexcept;
+  YK_API bool Compare(Variant const& other) const noexcept;
 
   // ---- persistence: type, flags and payload, directly in the writer's stream
 
   /// \return S_OK; E_ABORT: the host stopped it inside a large payload
-  HRESULT Save(Serializer* writer, ExecutionContext* context) const noexcept;
+  YK_API HRESULT Save(Serializer* writer, ExecutionContext* context) const noexcept;
   /// The previous payload is not released: load into an empty variant. The flags are restored as saved,
   /// BORROWED included, but a payload that was read belongs to the variant. An unknown tag is kept, so that
   /// it can be saved again; the variant otherwise behaves as an empty one.
   /// \return S_OK; E_ABORT: the host stopped it inside a large payload, and the variant is empty
-  HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept;
+  YK_API HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept;
 
   union Value {
     uint64_t bits;
