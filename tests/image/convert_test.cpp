@@ -1,3 +1,5 @@
+#include <windows.h>
+
 #include <math.h>
 #include <qecore/core/system.h>
 
@@ -73,9 +75,12 @@ float HardFloat(std::mt19937& random) {
   return nextafterf((random() % 511 * 0.5f) / 255.0f, random() % 2 ? 2.0f : -2.0f);
 }
 
+img::Kernel const* Supported(img::Kernel const* kernels, unsigned long feature) {
+  return IsProcessorFeaturePresent(feature) ? kernels : img::KERNELS_BASE;
+}
 img::Kernel const* const SETS[] = {img::KERNELS_BASE,
-                                   __builtin_cpu_supports("ssse3") ? img::KERNELS_SSSE3 : img::KERNELS_BASE,
-                                   __builtin_cpu_supports("avx2") ? img::KERNELS_AVX2 : img::KERNELS_BASE};
+                                   Supported(img::KERNELS_SSSE3, PF_SSSE3_INSTRUCTIONS_AVAILABLE),
+                                   Supported(img::KERNELS_AVX2, PF_AVX2_INSTRUCTIONS_AVAILABLE)};
 
 /// At every width, by the kernels that the library chooses on some processor and by the library.
 void CheckPair(int pair) {

@@ -21,7 +21,8 @@
 #include <qecore/core/ids.h>
 
 #if defined(_MSC_VER)
-extern "C" long _InterlockedExchangeAdd(long volatile* value, long step);  // NOLINT: an intrinsic
+extern "C" long _InterlockedExchangeAdd(long volatile* value, long step);  // NOLINT: the platform's name
+#pragma intrinsic(_InterlockedExchangeAdd)
 #endif
 
 namespace qe {

@@ -28,7 +28,7 @@ struct IADJUSTMENT {
 
   /// The identity.
   IADJUSTMENT() noexcept { Init(0, 0); }
-  IADJUSTMENT(int lift, int contrast) noexcept { Init(lift, contrast); }
+  IADJUSTMENT(int raise, int steepen) noexcept { Init(raise, steepen); }
 
   /// Stores the low 16 bits of both settings and fills the table. While the other setting is 0, each of them
   /// leaves black and white unchanged.

@@ -101,9 +101,9 @@ class ykValueUndoItem : public Answers<ykValueUndoItem, ykUndoItem> {
   unsigned key;     ///< the key of the property
 
  protected:
-  /// Takes a reference to `object`, which must not be null.
-  ykValueUndoItem(Unknown* object, unsigned key) noexcept
-      : object(Ref<Unknown>::Share(object).Detach()), key(key) {}
+  /// Takes a reference to the object, which must not be null.
+  ykValueUndoItem(Unknown* recorded, unsigned property) noexcept
+      : object(Ref<Unknown>::Share(recorded).Detach()), key(property) {}
   ~ykValueUndoItem() { Ref<Unknown>::Adopt(object).Reset(); }
 };
 
