@@ -5,9 +5,12 @@
 #include <new>
 #include <utility>
 
+#include "core/buffer_p.h"
 #include "core/dying_p.h"
 #include "core/error_p.h"
+#include "core/hash_table_p.h"
 #include "value_item_p.h"
+#include "values/indexed_array_p.h"
 
 namespace yk {
 
@@ -15,11 +18,59 @@ namespace {
 
 constexpr int NO_LEVEL = 65535;
 
+/// The properties that the first items of a transaction record. Items are asked for theirs once, in their
+/// order, when a merge first gets to them.
+class RecordedValues {
+ public:
+  struct Value {
+    Unknown* object;
+    unsigned key;
+    ykUndoItem* item;
+  };
+
+  /// The item among those noted that records a property; null when there is none.
+  ykUndoItem* Find(Unknown const* object, unsigned key) noexcept {
+    auto const is = [&](void* number) {
+      Value const& value = values[NumberOf(number)];
+      return value.object == object && value.key == key;
+    };
+    void* const number = table.Find(HashOf(object, key), is);
+    return number ? values[NumberOf(number)].item : nullptr;
+  }
+
+  /// The item after those noted.
+  ykUndoItem* Next(Transaction const& transaction) const noexcept {
+    return last ? last->next : transaction.first;
+  }
+
+  /// Notes the next item; without an object, that it records no property. Without memory for it, it and those
+  /// after it are asked again.
+  void Note(Value const& value) noexcept {
+    if (value.object) {
+      if (!table.Reserve() || !values.Append(value)) return;
+      table.Add(HashOf(value.object, value.key), reinterpret_cast<void*>(values.Count()));
+    }
+    last = value.item;
+  }
+
+ private:
+  // The table holds numbers from 1 up instead of pointers, since values move.
+  static size_t NumberOf(void* number) noexcept { return reinterpret_cast<uintptr_t>(number) - 1; }
+  static uint32_t HashOf(Unknown const* object, unsigned key) noexcept {
+    return MixHash(reinterpret_cast<uintptr_t>(object), key);
+  }
+
+  Buffer<Value> values;
+  HashTable table;
+  ykUndoItem* last = nullptr;
+};
+
 /// A transaction as the manager creates it; all those in the history, and the open one, are Records.
 /// Destroying a pinned one only marks it; its last pin destroys it.
 struct Record : Transaction {
   unsigned pins = 0;
   bool doomed = false;
+  RecordedValues recorded;
 };
 
 /// The deleter of the history. Releases the items from the first to the last.
@@ -66,6 +117,8 @@ bool IsShared(ykUndoItem const& item) noexcept {
   memcpy(&count, reinterpret_cast<char const*>(&item) + COUNT_OFFSET, sizeof count);
   return count != 1;
 }
+
+uint32_t HashOf(ykUndoItem const* item) noexcept { return MixHash(reinterpret_cast<uintptr_t>(item), 0); }
 
 void Append(Transaction& transaction, ykUndoItem* item) noexcept {
   item->next = nullptr;
@@ -170,7 +223,12 @@ UndoManager* UndoManager::Create() noexcept {
   return manager.Detach();
 }
 
-Array* UndoManager::NewHistory() noexcept { return Array::CreateEx(DestroyTransaction); }
+// By the transactions' first items.
+Array* UndoManager::NewHistory() noexcept {
+  IndexedArray* const entries = IndexedArray::Create();
+  if (entries) entries->SetDeleter(DestroyTransaction);
+  return entries;
+}
 
 UndoManager::~UndoManager() {
   // Items and the callback may still add and release references, which must not destroy the manager again;
@@ -227,10 +285,8 @@ bool UndoManager::IsTaken(ykUndoItem const& item) noexcept {
   if (open && (&item == open->first || &item == open->last)) return true;
   if (!IsShared(item)) return false;  // true of every new item, even if its links are not initialised
   if (item.next || item.prev) return true;
-  for (int i = Entries() - 1; i >= 0; --i) {
-    if (Entry(i)->first == &item) return true;
-  }
-  return false;
+  auto const isFirst = [&](void* element) { return static_cast<Transaction*>(element)->first == &item; };
+  return history && static_cast<IndexedArray*>(history)->Seek(HashOf(&item), isFirst);
 }
 
 HRESULT UndoManager::DoBegin() noexcept {
@@ -264,7 +320,8 @@ HRESULT UndoManager::Commit(Transaction* transaction) noexcept {
     --count;
     DropLast();
   }
-  if (!history || !history->AtInsert(Entries(), transaction)) {
+  auto* const entries = static_cast<IndexedArray*>(history);
+  if (!entries || !entries->Append(HashOf(transaction->first), transaction)) {
     DestroyTransaction(transaction);
     Changed();  // the transactions that could be redone are gone even so
     return E_OUTOFMEMORY;
@@ -297,18 +354,22 @@ ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key, Transaction
   Transaction* const last = GetLastTransaction();  // may be foreign if a derived manager overrides it
   Transaction* const ours = last == Entry(position) ? last : nullptr;
   Pin const pin(ours);
-  for (ykUndoItem *item = last ? last->first : nullptr, *following; item; item = following) {
+  RecordedValues none;
+  RecordedValues& recorded = ours ? static_cast<Record*>(ours)->recorded : none;
+  ykUndoItem* found = recorded.Find(object, key);
+  ykUndoItem* item = found || !last ? nullptr : recorded.Next(*last);
+  for (ykUndoItem* following; item && !found; item = following) {
     following = item->next;
     Ref<ykValueUndoItem> value = Ref<ykUndoItem>::Share(item).Query<ykValueUndoItem>();
-    if (!value) continue;
-    bool const same = value->object == object && value->key == key;
+    RecordedValues::Value const about = {value ? value->object : nullptr, value ? value->key : 0, item};
+    bool const answered = value.get() != nullptr;
     value.Reset();
-    if (pin.IsDoomed()) return nullptr;  // the query cleared the history
-    if (!same) continue;
-    holder = ours;
-    return item;
+    if (answered && pin.IsDoomed()) return nullptr;  // the query cleared the history
+    if (ours && recorded.Next(*ours) == item) recorded.Note(about);
+    if (about.object == object && about.key == key) found = item;
   }
-  return nullptr;
+  if (found) holder = ours;
+  return found;
 }
 
 /// A new item for the property, in the open transaction; null when it could not be created.
@@ -362,7 +423,7 @@ HRESULT UndoManager::DoGetName(int index, String& out) noexcept {
 void UndoManager::DropLast() noexcept {
   int const last = Entries() - 1;
   Transaction* const transaction = Entry(last);
-  history->AtDelete(last);
+  static_cast<IndexedArray*>(history)->TakeAt(HashOf(transaction->first), last);
   if (position >= last) position = last - 1;
   DestroyTransaction(transaction);
 }
