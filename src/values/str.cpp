@@ -6,6 +6,7 @@
 
 #include "core/conversions_p.h"
 #include "core/error_p.h"
+#include "text_kernels_p.h"
 
 namespace yk {
 
@@ -55,7 +56,7 @@ constexpr char Unescaped(char c) noexcept {
 
 }  // namespace
 
-size_t str::Length(wchar_t const* text) noexcept { return text ? wcslen(text) : 0; }
+size_t str::Length(wchar_t const* s) noexcept { return s ? text::Length(s) : 0; }
 size_t str::Length(char const* text) noexcept { return text ? strlen(text) : 0; }
 
 char* str::New(char const* text) noexcept { return NewCopy(text); }

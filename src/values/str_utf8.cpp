@@ -1,6 +1,10 @@
 #include <limits.h>
 #include <qecore/values/str.h>
 
+#include <algorithm>
+
+#include "text_kernels_p.h"
+
 namespace yk {
 
 namespace {
@@ -67,6 +71,17 @@ class Output {
     position += length;  // even if it did not fit, so that nothing after it fits either
   }
 
+  // Writes a text's first units, at most `most`: all of plain ASCII, up to a zero, or one. \return their number
+  size_t PutSome(wchar_t const* text, size_t most) noexcept {
+    auto const unit = static_cast<uint16_t>(*text);
+    if (unit == 0 || unit >= 0x80) return Put(*text), 1;
+    bool const fits = Reaches(position + 1);
+    if (fits && size > 0) most = std::min(most, static_cast<size_t>(size - 1 - position));
+    size_t const done = text::ConvertAscii(text, fits ? dst + position : nullptr, most);
+    position += static_cast<int64_t>(done);
+    return done;
+  }
+
   // Whether the buffer extends past this many bytes.
   bool Reaches(int64_t bytes) const noexcept { return dst && (size < 0 || bytes < size); }
 
@@ -96,16 +111,26 @@ class Output {
 int str::WToUTF8(wchar_t const* src, char* dst, int size) noexcept {
   Output out(dst, size);
   if (!src) return out.Nothing();
-  while (*src) out.Put(*src++);
+  while (*src) src += out.PutSome(src, SIZE_MAX);
   if (!out.Terminate() && dst && size > 0) dst[size - 1] = 0;
   return out.Needed();
 }
 
 int str::UTF8ToW(char const* src, wchar_t* dst, int size) noexcept {
   int units = 0;
-  for (; src && *src && units < (dst ? size : INT_MAX); ++units) {
+  int const most = dst ? size : INT_MAX;
+  while (src && *src && units < most) {
+    wchar_t* const to = dst ? dst + units : nullptr;
+    auto const* const bytes = reinterpret_cast<signed char const*>(src);
+    if (*bytes > 0) {
+      size_t const done = text::ConvertAscii(bytes, to, static_cast<size_t>(most - units));
+      src += done;
+      units += static_cast<int>(done);
+      continue;
+    }
     uint32_t const value = Decode(src);
-    if (dst) dst[units] = static_cast<wchar_t>(value & 0xFFFF);
+    if (to) *to = static_cast<wchar_t>(value & 0xFFFF);
+    ++units;
   }
   if (dst && size >= 0) dst[units] = 0;
   return units;
@@ -114,7 +139,7 @@ int str::UTF8ToW(char const* src, wchar_t* dst, int size) noexcept {
 int WideToUTF8StringEx(wchar_t const* src, char* dst, int count, int size) noexcept {
   Output out(dst, size);
   if (!src) return out.Nothing();
-  for (int i = 0; i < count; ++i) out.Put(src[i]);
+  for (int i = 0; i < count;) i += static_cast<int>(out.PutSome(src + i, static_cast<size_t>(count - i)));
   out.Terminate();
   return out.Needed();
 }

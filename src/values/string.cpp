@@ -1,5 +1,6 @@
 #include "core/conversions_p.h"
 #include "core/format_p.h"
+#include "text_kernels_p.h"
 
 #include <malloc.h>
 #include <qecore/core/memory.h>
@@ -10,6 +11,8 @@
 #include <string.h>
 #include <wchar.h>
 #include <windows.h>
+
+#include <algorithm>
 
 #include "inner_text_p.h"
 
@@ -53,6 +56,15 @@ class Formatted {
  private:
   wchar_t text[FORMAT_ROOM] = {};  // zeroed: a failed conversion leaves the text without a terminator
 };
+
+// Compares as wcscmp does: up to the first zero.
+int CompareTexts(String const& a, wchar_t const* b, size_t bLength) noexcept {
+  wchar_t const* const text = a.c_str();
+  size_t const length = std::min(a.Length(), bLength) + 1;
+  size_t const at = text::Mismatch(text, b, length);
+  if (at == length) return wcscmp(text, b);  // a length that somebody else wrote
+  return text[at] < b[at] ? -1 : text[at] > b[at];
+}
 
 // The character for the escape `\c`, or c itself.
 constexpr wchar_t Unescaped(wchar_t c) noexcept {
@@ -195,16 +207,19 @@ void String::printf_add(wchar_t const* format, ...) noexcept {
 
 // ---- comparison
 
-int String::Compare(String const& other) const noexcept { return wcscmp(c_str(), other.c_str()); }
+int String::Compare(String const& other) const noexcept {
+  return CompareTexts(*this, other.c_str(), other.Length());
+}
 
 int String::CompareNoCase(String const& other) const noexcept { return _wcsicmp(c_str(), other.c_str()); }
 
 bool String::operator==(String const& other) const noexcept {
-  return Length() == other.Length() && wcscmp(c_str(), other.c_str()) == 0;
+  return Length() == other.Length() && Compare(other) == 0;
 }
 
 bool String::operator==(wchar_t const* text) const noexcept {
-  return wcscmp(c_str(), text ? text : L"") == 0;
+  if (!text) text = L"";
+  return *c_str() == *text && CompareTexts(*this, text, str::Length(text)) == 0;
 }
 
 bool String::operator==(char const* text) const noexcept {
@@ -220,14 +235,15 @@ bool String::operator==(char const* text) const noexcept {
 // ---- searching
 
 size_t String::Find(wchar_t c) const noexcept {
-  wchar_t const* const hit = block ? wmemchr(Text(block), c, Length()) : nullptr;
-  return hit ? Found(static_cast<size_t>(hit - Text(block))) : npos;
+  size_t const hit = block ? text::Find(Text(block), Length(), c) : 0;
+  return hit < Length() ? Found(hit) : npos;
 }
 
 size_t String::Find(wchar_t const* text) const noexcept {
   if (!block) return npos;
-  wchar_t const* const hit = wcsstr(Text(block), text ? text : L"");
-  return hit ? Found(static_cast<size_t>(hit - Text(block))) : npos;
+  size_t const sought = str::Length(text);
+  size_t const hit = sought ? text::FindText(Text(block), Length(), text, sought) : 0;
+  return hit < Length() ? Found(hit) : npos;
 }
 
 size_t String::Find(String const& text) const noexcept { return text.block ? Find(text.c_str()) : npos; }
@@ -242,7 +258,8 @@ size_t String::RFind(wchar_t const* text) const noexcept {
   size_t const length = str::Length(c_str());
   if (sought == 0 || sought > length) return npos;
   for (size_t index = length - sought + 1; index-- > 0;) {
-    if (wmemcmp(Text(block) + index, text, sought) == 0) return Found(index);
+    wchar_t const* const at = Text(block) + index;
+    if (*at == *text && wmemcmp(at, text, sought) == 0) return Found(index);
   }
   return npos;
 }

@@ -1,0 +1,104 @@
+#include "values/text_kernels_p.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "support/prelude.h"
+
+namespace {
+
+using namespace yk;
+
+constexpr size_t LONGEST = 100;
+
+// Bytes that end at an inaccessible page.
+class PageEnd {
+ public:
+  PageEnd() {
+    DWORD before;
+    VirtualProtect(pages + SIZE, SIZE, PAGE_NOACCESS, &before);
+  }
+  ~PageEnd() { VirtualFree(pages, 0, MEM_RELEASE); }
+
+  // A copy whose last byte is `gap` bytes before the end.
+  template <class Char>
+  Char* Put(Char const* from, size_t count, size_t gap = 0) {
+    char* const at = pages + SIZE - gap - count * sizeof(Char);
+    memcpy(at, from, count * sizeof(Char));
+    return reinterpret_cast<Char*>(at);
+  }
+
+ private:
+  static constexpr size_t SIZE = 0x1000;
+  char* pages = static_cast<char*>(VirtualAlloc(nullptr, 2 * SIZE, MEM_COMMIT, PAGE_READWRITE));
+};
+
+// Texts of every length, each with a special character at no place or at one, terminated by a zero.
+template <class Char, class Check>
+void ForEachText(std::initializer_list<Char> specials, Check check) {
+  for (size_t length = 0; length <= LONGEST; ++length) {
+    Char text[LONGEST + 1];
+    for (size_t i = 0; i < length; ++i) text[i] = static_cast<Char>('a' + i % 3);
+    text[length] = 0;
+    check(text, length);
+    for (Char const special : specials) {
+      for (size_t const place : {size_t{0}, length / 3, length / 2, length - 1}) {
+        if (place >= length) continue;
+        Char const before = std::exchange(text[place], special);
+        check(text, length);
+        text[place] = before;
+      }
+    }
+  }
+}
+
+TEST(TextKernels, SearchesFindWhatTheirDefinitionsFind) {
+  PageEnd end, other;
+  ForEachText<wchar_t>({L'b', L'z', L'\0', L'\x8061', L'\x6180'}, [&](wchar_t const* text, size_t length) {
+    for (size_t const gap : {0, 1, 2, 6, 14}) {
+      wchar_t const* const all = end.Put(text, length + 1, gap);
+      EXPECT_EQ(text::Length(all), text::scalar::Length(text));
+      wchar_t const* const at = end.Put(text, length, gap);
+      for (wchar_t const c : {L'z', L'\0', L'\x8061'})
+        EXPECT_EQ(text::Find(at, length, c), text::scalar::Find(text, length, c));
+      for (wchar_t const* const sought : {L"z", L"ca", L"abz", L"abcabcabc", L"bcabcabcabcabcabcabcab"}) {
+        size_t const count = wcslen(sought);
+        EXPECT_EQ(text::FindText(at, length, other.Put(sought, count), count),
+                  text::scalar::FindText(text, length, sought, count));
+      }
+      wchar_t plain[LONGEST];
+      for (size_t i = 0; i < length; ++i) plain[i] = static_cast<wchar_t>(L'a' + i % 3);
+      EXPECT_EQ(text::Mismatch(at, other.Put(plain, length), length),
+                text::scalar::Mismatch(text, plain, length));
+      EXPECT_EQ(text::Mismatch(other.Put(text, length), at, length),
+                text::scalar::Mismatch(text, text, length));
+    }
+  });
+}
+
+template <class From, class To>
+void CompareConversion(From const* text, size_t length) {
+  static PageEnd source, target;
+  for (size_t const gap : {0, 1, 2, 6, 15}) {
+    From const* const at = source.Put(text, length + 1, gap);
+    for (size_t const most : {size_t{0}, length / 2, length, SIZE_MAX}) {
+      To expected[LONGEST + 1] = {}, nothing[LONGEST + 1] = {};
+      size_t const count = text::scalar::ConvertAscii(text, expected, most);
+      size_t const room = std::min(most, length);
+      To* const to = target.Put(nothing, room);
+      EXPECT_EQ(text::ConvertAscii(at, to, most), count);
+      EXPECT_EQ(memcmp(to, expected, room * sizeof(To)), 0) << length << " at most " << most;
+      EXPECT_EQ(text::ConvertAscii(at, static_cast<To*>(nullptr), most), count);
+    }
+  }
+}
+
+TEST(TextKernels, ConvertAsciiAsItsDefinitionDoes) {
+  ForEachText<signed char>({'\x7F', 0, -128, -1}, CompareConversion<signed char, wchar_t>);
+  ForEachText<wchar_t>({L'\x7F', L'\0', L'\x80', L'\x100', L'\x8000', L'\xFFFF'},
+                       CompareConversion<wchar_t, char>);
+}
+
+}  // namespace
