@@ -3,6 +3,7 @@
 #include <string.h>
 #include <windows.h>
 
+#include <atomic>
 #include <new>
 #include <string>
 
@@ -26,7 +27,9 @@ namespace {
 constexpr unsigned BLOCK_HEADER = 32;
 
 size_t Padding(unsigned char const* cursor, size_t alignment) noexcept {
-  size_t const over = reinterpret_cast<uintptr_t>(cursor) % alignment;
+  bool const isPower = (alignment & (alignment - 1)) == 0;  // spares the division
+  uintptr_t const place = reinterpret_cast<uintptr_t>(cursor);
+  size_t const over = isPower ? place & (alignment - 1) : place % alignment;
   return over ? alignment - over : 0;
 }
 
@@ -96,7 +99,16 @@ Char* Malloc::Duplicate(Char const* text) noexcept {
   return copy ? static_cast<Char*>(memcpy(copy, text, bytes)) : nullptr;
 }
 
-void* Malloc::Alloc(size_t size) noexcept { return Take(size, 1); }
+void* Malloc::Alloc(size_t size) noexcept {
+  if (threadSafe || size > remaining) return Take(size, 1);
+  void* const taken = cursor;
+  cursor += size;
+  total += size;
+  // Together the compiler would change the two as a vector, which takes longer than all the rest.
+  std::atomic_signal_fence(std::memory_order_relaxed);
+  remaining -= size;
+  return taken;
+}
 
 void* Malloc::AllocZero(size_t size) noexcept {
   void* const block = Alloc(size);
