@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "core/processor_p.h"
+#include "pixel_paint_p.h"
 
 namespace yk::raster {
 namespace {
@@ -22,12 +23,6 @@ using Ink = Channels;
 
 constexpr Channels Unpack(unsigned colour) noexcept {
   return {colour >> 16 & 255, colour >> 8 & 255, colour & 255, colour >> 24};
-}
-
-// v / 255 for every product of two bytes, rounded or not, and for a sum of two whose weights add up to 255.
-// Fits 16 bits.
-constexpr uint16_t DivideBy255(uint16_t v) noexcept {
-  return static_cast<uint16_t>(static_cast<uint16_t>(v + 1 + (v >> 8)) >> 8);
 }
 
 constexpr bool DividesExactly() noexcept {
@@ -226,24 +221,9 @@ void CoverWith(Lanes const& lanes, unsigned char* row, unsigned char const* cove
   }
 }
 
-// Two channels in one multiplication: see DivideBy255.
-constexpr uint32_t PAIR = 0x00FF00FF;
-constexpr uint32_t MixPair(uint32_t d, uint32_t s, unsigned a) noexcept {
-  uint32_t const v = d * (OPAQUE_ALPHA - a) + s * a;
-  return (v + 0x00010001 + (v >> 8 & PAIR)) >> 8 & PAIR;
-}
-
-// Without a branch: runs are short, and coverage is hard to predict.
 template <size_t SIZE>
 void CoverPaint(Lanes const& ink, unsigned char* row, unsigned char const* coverage, size_t pixels) noexcept {
-  for (size_t i = 0; i < pixels; ++i, row += SIZE) {
-    unsigned const a = DivideBy255(static_cast<uint16_t>(ink.alpha * coverage[i] + 127));
-    uint32_t d = 0;
-    memcpy(&d, row, SIZE);
-    uint32_t const mixed = MixPair(d & PAIR, ink.value & PAIR, a) |
-                           MixPair(d >> 8 & 255, ink.value >> 8 & 255, a) << 8 | (d & ALPHA_BYTE);
-    memcpy(row, &mixed, SIZE);
-  }
+  for (size_t i = 0; i < pixels; ++i) PaintPixel<SIZE>(ink, row + i * SIZE, coverage[i]);
 }
 
 constexpr CoverKernel COVERS[] = {nullptr,

@@ -86,6 +86,7 @@ class RowCover {
   void operator()(unsigned char* row, unsigned char const* coverage, size_t pixels) const noexcept {
     run(ink, row, coverage, pixels);
   }
+  Lanes const& InkOf() const noexcept { return ink; }
 
  private:
   CoverKernel run;

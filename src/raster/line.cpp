@@ -6,9 +6,24 @@
 
 #include "core/buffer_p.h"
 #include "line_walk_p.h"
+#include "pixel_paint_p.h"
 #include "span_p.h"
 
 namespace yk::raster {
+
+namespace {
+
+// Walks a line in Mode::PAINT, on pixels of SIZE bytes.
+template <size_t SIZE>
+void PaintLine(LineWalk const& line, LinePattern& pattern, Surface const& surface,
+               Lanes const& ink) noexcept {
+  WalkLine(line, pattern, {}, {}, [=](int x, int y, unsigned char share) {
+    PaintPixel<SIZE>(ink, surface.pixels + y * surface.stride + ptrdiff_t{x} * static_cast<ptrdiff_t>(SIZE),
+                     share);
+  });
+}
+
+}  // namespace
 
 HRESULT DrawLine(Surface const& surface, Paint paint, point2d const& a, point2d const& b,
                  LinePattern& pattern) noexcept {
@@ -17,8 +32,12 @@ HRESULT DrawLine(Surface const& surface, Paint paint, point2d const& a, point2d 
   LineWalk const line(a, b, surface.clip, surface.clip);
   if (!line.IsVisible()) return S_FALSE;
   RowCover const cover(paint, surface.bytesPerPixel);
-  WalkLine(line, pattern, {}, {},
-           [&](int x, int y, unsigned char share) { cover(surface.At(x, y), &share, 1); });
+  if (paint.mode != Mode::PAINT) {
+    WalkLine(line, pattern, {}, {},
+             [&](int x, int y, unsigned char share) { cover(surface.At(x, y), &share, 1); });
+  } else {
+    (surface.bytesPerPixel == 4 ? PaintLine<4> : PaintLine<3>)(line, pattern, surface, cover.InkOf());
+  }
   return S_OK;
 }
 
@@ -41,7 +60,8 @@ class CoverageMap {
   xrect2d const& Area() const noexcept { return area; }
   void Plot(int x, int y, unsigned char share) noexcept {
     unsigned char& pixel = Row(y)[x - area.left];
-    pixel = std::max(pixel, share);
+    unsigned const before = pixel;  // always written: a branch here would wait for the pixel
+    pixel = static_cast<unsigned char>(before > share ? before : share);
   }
   void PaintRow(int y, SpanPainter& painter) noexcept {
     painter.PaintRuns({area.left, y, area.right - area.left, Row(y)});

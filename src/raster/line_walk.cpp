@@ -43,8 +43,8 @@ LineWalk::LineWalk(point2d const& a, point2d const& b, xrect2d const& clip, xrec
     high = std::min(high, ceil(std::max(enters, leaves)) + 1);
   }
   if (!(high >= low)) return;
-  first = direction > 0 ? low : high;
-  before = Modulo(fabs(first - start));
+  first = static_cast<int>(direction > 0 ? low : high);
+  before = Modulo(fabs((direction > 0 ? low : high) - start));
   walked = static_cast<int>(high - low) + 1;
 }
 

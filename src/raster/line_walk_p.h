@@ -30,14 +30,14 @@ class LineWalk {
   /// Calls plot(x, y, coverage) for the pixels of the i-th step to walk that are inside the area.
   template <class Plot>
   void Step(int i, Plot plot) const noexcept {
-    double const along = first + direction * i;
+    int const along = first + direction * i;
     double const across = offset + (along - origin) * slope;
-    double const nearest = floor(across);
-    if (!(nearest >= acrossLow - 1.0 && nearest < acrossHigh)) return;
-    int const pixel = static_cast<int>(nearest);
-    int const share = static_cast<int>((across - nearest) * 255 + 0.5);
-    Plot2(static_cast<int>(along), pixel, 255 - share, plot);
-    Plot2(static_cast<int>(along), pixel + 1, share, plot);
+    if (!(across >= acrossLow - 1.0 && across < acrossHigh)) return;
+    int pixel = static_cast<int>(across);
+    pixel -= pixel > across;
+    int const share = static_cast<int>((across - pixel) * 255 + 0.5);
+    Plot2(along, pixel, 255 - share, plot);
+    Plot2(along, pixel + 1, share, plot);
   }
 
  private:
@@ -48,9 +48,9 @@ class LineWalk {
   }
 
   bool visible = false;
-  bool steep = false;    // the longer axis is y
-  double direction = 1;  // of the steps: along the axis or, -1, against it
-  double first = 0;      // the position of the first step to walk
+  bool steep = false;  // the longer axis is y
+  int direction = 1;   // of the steps: along the axis or, -1, against it
+  int first = 0;       // the position of the first step to walk
   int walked = 0;
   unsigned before = 0, all = 0;
   double origin = 0, offset = 0, slope = 0;  // across = offset + (along - origin) slope
