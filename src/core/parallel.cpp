@@ -8,8 +8,7 @@ namespace yk {
 
 namespace {
 
-constexpr unsigned MOST_THREADS = 32;         // beyond which the memory, not the processors, limits all work
-constexpr uint64_t WORTH_A_THREAD = 1 << 20;  // bytes: about 100 us, against about 20 us to wake a thread
+constexpr uint64_t WORTH_A_THREAD = 2 << 20;  // bytes: about 200 us, against about 20 us to wake a thread
 constexpr DWORD PATIENCE = 1000;              // milliseconds
 
 /// The work that a caller shares, on its stack.

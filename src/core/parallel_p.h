@@ -14,7 +14,11 @@
 
 namespace yk {
 
-/// The number of threads that are worth starting for work on this many bytes, read and written; 1 or more.
+/// More than these do not help: the memory, not the processors, then limits all work.
+inline constexpr unsigned MOST_THREADS = 32;
+
+/// The number of threads that are worth starting for work that takes as long as copying these bytes, read and
+/// written together; 1 or more.
 unsigned ThreadsFor(uint64_t bytes) noexcept;
 
 /// Work in `count` parts. See ShareParts.
@@ -56,7 +60,7 @@ struct Band {
 class Bands {
  public:
   Bands(int rows, unsigned threads) noexcept
-      : rowCount(rows), bandCount(std::min(static_cast<unsigned>(rows), threads > 1 ? 16 * threads : 100)) {}
+      : rowCount(rows), bandCount(std::min(static_cast<unsigned>(rows), threads > 1 ? 32 * threads : 100)) {}
 
   unsigned Count() const noexcept { return bandCount; }
   Band operator[](unsigned index) const noexcept { return {Start(index), Start(index + 1)}; }

@@ -8,13 +8,13 @@
 #include "convert_p.h"
 #include "core/error_p.h"
 #include "row_kernels_p.h"
-#include "rows_p.h"
+#include "shared_rows_p.h"
 
 namespace yk {
 
 namespace {
 
-using img::RowsInMemory;
+using img::RowsInMemory, img::RowTable, img::SizeOf;
 
 /// The index at `ratio` of `size`, clamped to below `size`; NaN gives 0.
 int IndexAt(float ratio, int size) noexcept {
@@ -104,14 +104,20 @@ HRESULT Image2d::ClearColor(unsigned colour) noexcept {
 HRESULT Image2d::ClearColor(point4df const&) noexcept { return E_NOTIMPL; }
 
 HRESULT Image2d::FlipH() noexcept {
-  for (int y : RowsOf(*this)) img::MirrorRow(GetLine(y), static_cast<size_t>(width), bytesPerPixel);
+  RowTable rows(*this);
+  img::ShareEachRow(
+      CountRows(*this), 2 * SizeOf(*this),
+      [&](int y) { img::MirrorRow(rows[y], static_cast<size_t>(width), bytesPerPixel); }, rows);
   return S_OK;
 }
 
 HRESULT Image2d::FlipV() noexcept {
   if (!bits) return FailEmpty("Image2d::FlipV");
   size_t const size = static_cast<size_t>(std::max(width, 0)) * bytesPerPixel;
-  for (int y = 0; y < CountRows(*this) / 2; ++y) img::SwapBytes(GetLine(y), GetLine(height - 1 - y), size);
+  RowTable rows(*this);
+  img::ShareEachRow(
+      CountRows(*this) / 2, 2 * SizeOf(*this),
+      [&](int y) { img::SwapBytes(rows[y], rows[height - 1 - y], size); }, rows);
   return S_OK;
 }
 
@@ -154,7 +160,10 @@ HRESULT Image2d::PremultiplyAlpha() noexcept {
     return Fail(YK_E_FORMAT, "Image2d::PremultiplyAlpha", L"the pixels are %S, not bgra32",
                 img::GetFacts(format).name);
   }
-  for (int y : RowsOf(*this)) img::PremultiplyRow(GetLine(y), static_cast<size_t>(width));
+  RowTable rows(*this);
+  img::ShareEachRow(
+      CountRows(*this), 2 * SizeOf(*this),
+      [&](int y) { img::PremultiplyRow(rows[y], static_cast<size_t>(width)); }, rows);
   return S_OK;
 }
 

@@ -8,15 +8,14 @@
 
 #include "convert_p.h"
 #include "core/error_p.h"
-#include "core/progress_p.h"
-#include "rows_p.h"
+#include "shared_rows_p.h"
 #include "weights_p.h"
 
 namespace yk {
 
 namespace {
 
-using img::RowsInMemory;
+using img::RowsInMemory, img::RowTable, img::ShareRows, img::SizeOf, img::ThreadsForRows;
 
 bool CanConvert(IMG_FORMAT from, IMG_FORMAT to) noexcept {
   return from == to || img::FindConverter(from, to);
@@ -24,33 +23,33 @@ bool CanConvert(IMG_FORMAT from, IMG_FORMAT to) noexcept {
 
 constexpr char RESCALE[] = "Image2d::RescaleTo";
 
-/// Reports that all rows below `y` of an image are done: they are processed in memory order.
-bool ReachRow(ProgressMeter& meter, Image2d const& image, int y) noexcept {
-  return meter.Reach(static_cast<unsigned>(image.height - 1 - y));
-}
-
 HRESULT CopyPixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
   size_t const size = static_cast<size_t>(std::max(std::min(source.stride, target.stride), 0));
-  for (int y : RowsInMemory(0, source.height)) {
-    if (!ReachRow(meter, source, y)) break;
-    if (source.format == target.format) {
-      memmove(target.GetLine(y), source.GetLine(y), size);
-    } else {
-      img::ConvertRow(source.GetLine(y), target.GetLine(y), source.format, target.format, source.width,
-                      source.palette);
+  RowTable from(source);
+  RowTable to(target);
+  unsigned const threads = ThreadsForRows(SizeOf(source) + SizeOf(target), from, to);
+  ShareRows(source.height, threads, meter, [&](int first, int end, unsigned) {
+    for (int y : RowsInMemory(first, end)) {
+      if (source.format == target.format) {
+        memmove(to[y], from[y], size);
+      } else {
+        img::ConvertRow(from[y], to[y], source.format, target.format, source.width, source.palette);
+      }
     }
-  }
+  });
   return S_OK;
 }
 
 HRESULT HalvePixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
   img::HalveKernels const& kernels = img::BestKernels().halve;
   img::HalveFunction const halve = target.bytesPerPixel == 3 ? kernels.colour : kernels.gray;
-  for (int y : RowsInMemory(0, target.height)) {
-    if (!ReachRow(meter, target, y)) break;
-    halve(source.GetLine(2 * y), source.GetLine(2 * y + 1), target.GetLine(y),
-          static_cast<size_t>(target.width));
-  }
+  RowTable from(source);
+  RowTable to(target);
+  unsigned const threads = ThreadsForRows(SizeOf(source), from, to);
+  ShareRows(target.height, threads, meter, [&](int first, int end, unsigned) {
+    for (int y : RowsInMemory(first, end))
+      halve(from[2 * y], from[2 * y + 1], to[y], static_cast<size_t>(target.width));
+  });
   return S_OK;
 }
 
@@ -149,6 +148,8 @@ class Resampling {
   Resampling(Image2d& from, Image2d& to) noexcept
       : source(from),
         target(to),
+        sourceRows(from),
+        targetRows(to),
         middle(img::GetFacts(from.format).averaged),
         channels(img::GetFacts(middle).channels),
         sumFormat(channels == 1 ? IMG_GRAYF : IMG_BGRAF) {}
@@ -167,8 +168,15 @@ class Resampling {
     return true;
   }
 
+  /// Averaging takes several times as long as copying.
+  unsigned CountThreads() noexcept {
+    return ThreadsForRows(4 * (SizeOf(source) + SizeOf(target)), sourceRows, targetRows);
+  }
+
   Image2d& source;
   Image2d& target;
+  RowTable sourceRows;
+  RowTable targetRows;
   IMG_FORMAT const middle;
   size_t const channels;
   IMG_FORMAT const sumFormat;       // colours get an alpha, of 1
@@ -193,7 +201,7 @@ class Resampling {
   }
 };
 
-/// The buffers in which a range of target rows is made.
+/// The buffers in which a thread makes target rows.
 class ResampledRows {
  public:
   explicit ResampledRows(Resampling const& of) noexcept
@@ -214,11 +222,10 @@ class ResampledRows {
   }
 
   /// Makes the rows `first` to `end` - 1, in memory order.
-  void Make(int first, int end, ProgressMeter& meter) noexcept {
-    for (int y : RowsInMemory(first, end)) {
-      if (!ReachRow(meter, plan.target, y)) return;
-      MakeRow(y);
-    }
+  void Make(int first, int end) noexcept {
+    if (end != madeFrom) aloneBelow = -1;  // another thread may still be making the row below
+    for (int y : RowsInMemory(first, end)) MakeRow(y);
+    madeFrom = first;
   }
 
  private:
@@ -231,7 +238,7 @@ class ResampledRows {
     bool const isAlone = run.count == 1;  // its weight is then 1
     if (isAlone && run.first == aloneBelow) return Repeat(y);
     aloneBelow = isAlone ? run.first : -1;
-    uint8_t* const row = plan.target.GetLine(y);
+    uint8_t* const row = plan.targetRows[y];
     float* const to = sumsInPlace ? reinterpret_cast<float*>(row) : sums.get();
     AddRun(run, to);
     if (!sumsInPlace)
@@ -254,11 +261,11 @@ class ResampledRows {
 
   /// A source row, converted unless its format can be added.
   uint8_t const* RowAt(int y) noexcept {
-    if (isDirect) return plan.source.GetLine(y);
+    if (isDirect) return plan.sourceRows[y];
     size_t const slot = static_cast<size_t>(y) % HELD;
     uint8_t* const row = converted.get() + slot * readable;
     if (held[slot] != y) {
-      img::ConvertRow(plan.source.GetLine(y), row, plan.source.format, plan.rowFormat, plan.source.width,
+      img::ConvertRow(plan.sourceRows[y], row, plan.source.format, plan.rowFormat, plan.source.width,
                       plan.source.palette);
     }
     held[slot] = y;
@@ -268,7 +275,7 @@ class ResampledRows {
   /// A row that depends on the same single source row as the row below, which was made before it.
   void Repeat(int y) noexcept {
     size_t const size = static_cast<size_t>(plan.target.width) * plan.target.bytesPerPixel;
-    memcpy(plan.target.GetLine(y), plan.target.GetLine(y + 1), size);
+    memcpy(plan.targetRows[y], plan.targetRows[y + 1], size);
   }
 
   Resampling const& plan;
@@ -280,19 +287,40 @@ class ResampledRows {
   std::unique_ptr<float[]> sums;
   std::unique_ptr<uint8_t[]> converted;
   int held[HELD] = {-1, -1};
+  int madeFrom = -1;    // the top row of those made last
   int aloneBelow = -1;  // the only source row of the target row below, if it has only one
+};
+
+/// One for each thread.
+class Workers {
+ public:
+  /// \return for how many there is memory
+  unsigned Allocate(Resampling const& plan, unsigned wanted) noexcept {
+    unsigned count = 0;
+    for (; count < wanted; ++count) {
+      workers[count].reset(new (std::nothrow) ResampledRows(plan));
+      if (!workers[count] || !workers[count]->Allocate()) break;
+    }
+    return count;
+  }
+
+  ResampledRows& operator[](unsigned thread) noexcept { return *workers[thread]; }
+
+ private:
+  std::unique_ptr<ResampledRows> workers[MOST_THREADS];
 };
 
 HRESULT AverageAreas(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
   Resampling plan(source, target);
   if (!plan.IsPossible()) return S_OK;
-  bool const isPrepared = plan.Prepare();
-  ResampledRows rows(plan);
-  if (!isPrepared || !rows.Allocate()) {
+  Workers workers;
+  unsigned const threads = plan.Prepare() ? workers.Allocate(plan, plan.CountThreads()) : 0;
+  if (threads == 0) {
     return Fail(E_OUTOFMEMORY, RESCALE, L"not enough memory for rows of %llu pixels",
                 static_cast<unsigned long long>(source.width));
   }
-  rows.Make(0, target.height, meter);
+  ShareRows(target.height, threads, meter,
+            [&](int first, int end, unsigned thread) { workers[thread].Make(first, end); });
   return S_OK;
 }
 

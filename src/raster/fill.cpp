@@ -2,6 +2,8 @@
 
 #include <string.h>
 
+#include "core/parallel_p.h"
+
 namespace yk::raster {
 namespace {
 
@@ -67,11 +69,21 @@ HRESULT SetAlpha(Surface const& surface, xrect2d const& r, unsigned char alpha) 
   return S_OK;
 }
 
+// Looking up a byte takes several times as long as copying it.
 HRESULT Translate(Surface const& surface, xrect2d const& r, unsigned char const* table) noexcept {
   xrect2d area = r;
   if (!surface.Clip(area)) return S_FALSE;
-  ForEachRow(surface, area,
-             [&](unsigned char* row, int) { TranslateRow(row, surface.bytesPerPixel, table, Width(area)); });
+  size_t const width = Width(area);
+  uint64_t const bytes = uint64_t{2} * width * static_cast<unsigned>(surface.bytesPerPixel) *
+                         static_cast<unsigned>(area.bottom - area.top);
+  unsigned const threads = ThreadsFor(4 * bytes);
+  Bands const bands(area.bottom - area.top, threads);
+  auto const translate = [&](unsigned part, unsigned) {
+    auto const [first, end] = bands[part];
+    ForEachRow(surface, {area.left, area.top + first, area.right, area.top + end},
+               [&](unsigned char* row, int) { TranslateRow(row, surface.bytesPerPixel, table, width); });
+  };
+  ShareParts(bands.Count(), threads, translate, [](unsigned) { return true; });
   return S_OK;
 }
 

@@ -1,5 +1,6 @@
 // The main() of every test program, with a crash reporter and a detector of tests that leak.
 #include <gtest/gtest.h>
+#include <qecore/core/parallel.h>
 #include <windows.h>
 
 #include <cstdio>
@@ -76,5 +77,6 @@ int main(int argc, char** argv) {
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
   SetUnhandledExceptionFilter(ReportCrash);
   testing::InitGoogleTest(&argc, argv);
+  yk::SetThreadCount(1);  // a test that starts the library's threads ends them, too
   return RunTestsAndFindLeaks();
 }
