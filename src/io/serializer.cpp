@@ -157,6 +157,14 @@ HRESULT Serializer::BeginChunk(unsigned short tag, unsigned short chunkFlags) no
 /// Whether there is a chunk to end.
 bool Serializer::HasChunk() const noexcept { return stream && (untracked > 0 || depth > bottom); }
 
+/// Seeks in the stream, and stores a failure.
+inline HRESULT Serializer::MoveTo(Stream& target, unsigned to) noexcept {
+  FailureMark const before;
+  HRESULT const result = SeekTo(target, to);
+  if (Failed(result)) FailSince(before, result, "Serializer::EndChunk", L"cannot seek to byte %u", to);
+  return Note(result);
+}
+
 HRESULT Serializer::EndChunk() noexcept {
   constexpr char OPERATION[] = "Serializer::EndChunk";
   if (!stream) return FailClosed(OPERATION);
@@ -227,14 +235,6 @@ HRESULT Serializer::Note(HRESULT result) noexcept {
 }
 
 HRESULT NoteFailure(Serializer& writer, HRESULT result) noexcept { return writer.Note(result); }
-
-/// Seeks in the stream, and stores a failure.
-HRESULT Serializer::MoveTo(Stream& target, unsigned to) noexcept {
-  FailureMark const before;
-  HRESULT const result = SeekTo(target, to);
-  if (Failed(result)) FailSince(before, result, "Serializer::EndChunk", L"cannot seek to byte %u", to);
-  return Note(result);
-}
 
 /// Writes the size at the chunk's start, unless that position cannot be reached.
 void Serializer::FillInSize(Stream& target, OpenChunk const& ended, unsigned end) noexcept {

@@ -174,6 +174,7 @@ TEST(Failures, OfFilesAndStreamsSayWhichAndWhy) {
   folder.Write(L"held", "");
   ASSERT_EQ(Open(folder.Path(L"held"), FileStream::WRITE, held), S_OK);
   ASSERT_EQ(opened->Write("x", 1), E_FAIL);
+  Ref<Serializer> const writer = Writer(*opened, chunk::RAW);
   Guid type;
   SaveFile save;
   ExpectFailures({
@@ -184,6 +185,8 @@ TEST(Failures, OfFilesAndStreamsSayWhichAndWhy) {
       {YK_E_ACCESS, folder.Path(L"held") + L": in use by another program",
        [&] { return save.Open(folder.Path(L"held").c_str()); }},
       {E_FAIL, file + L": access is denied", [&] { return opened->Write("x", 1); }},
+      {E_FAIL, L"cannot write 3 bytes at 0: " + file + L": access is denied",
+       [&] { return writer->Write("abc", 3); }},
       {E_FAIL, file + L": the position is before its start", [&] { return opened->Seek(-1, 0); }},
       {YK_E_NOTFOUND, file + L": not a file of a known type",
        [&] { return opened->Seek(0, 0), qe_DetectFileType(opened.get(), type); }},
