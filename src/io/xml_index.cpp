@@ -1,12 +1,12 @@
 #include "xml_index_p.h"
 
+#include <bit>
 #include <memory>
 #include <new>
 
 namespace yk::xml {
 namespace {
 
-constexpr size_t FIRST_SLOTS = 64;   // a power of two
 constexpr size_t MOST_PROBES = 256;  // by far more than names of any document need
 
 uint64_t Hash(wchar_t const* name) noexcept {
@@ -17,8 +17,9 @@ uint64_t Hash(wchar_t const* name) noexcept {
 
 }  // namespace
 
-AttributeIndex* AttributeIndex::Make(XmlAttribute* first) noexcept {
+AttributeIndex* AttributeIndex::Make(XmlAttribute* first, size_t count) noexcept {
   std::unique_ptr<AttributeIndex> index(new (std::nothrow) AttributeIndex);
+  if (index && !index->Resize(std::bit_ceil(2 * count))) return nullptr;
   for (XmlAttribute* one = first; one && index; one = one->Next()) {
     if (!index->Add(*one)) index.reset();
   }
@@ -33,7 +34,7 @@ XmlAttribute* AttributeIndex::Find(wchar_t const* name) const noexcept {
 }
 
 bool AttributeIndex::Add(XmlAttribute& attribute) noexcept {
-  if (2 * (count + 1) > slots.Count() && !Grow()) return false;
+  if (2 * (count + 1) > slots.Count() && !Resize(4 * slots.Count())) return false;
   ++count;
   return Put(attribute);
 }
@@ -52,10 +53,10 @@ void AttributeIndex::Remove(XmlAttribute const& attribute) noexcept {
   --count;
 }
 
-bool AttributeIndex::Grow() noexcept {
+bool AttributeIndex::Resize(size_t slotCount) noexcept {
   Buffer<XmlAttribute*> old;
   old.Swap(slots);
-  if (!slots.Fill(old.Count() > 0 ? 4 * old.Count() : FIRST_SLOTS, nullptr)) return false;
+  if (!slots.Fill(slotCount, nullptr)) return false;
   for (XmlAttribute* const one : old) {
     if (one && !Put(*one)) return false;
   }
@@ -65,7 +66,7 @@ bool AttributeIndex::Grow() noexcept {
 bool AttributeIndex::Put(XmlAttribute& attribute) noexcept {
   size_t slot = Home(attribute.Name().c_str());
   for (size_t probes = 0; slots[slot]; slot = Next(slot)) {
-    if (++probes > MOST_PROBES) return false;
+    if (++probes > MOST_PROBES || slots[slot]->Name() == attribute.Name()) return false;
   }
   slots[slot] = &attribute;
   return true;

@@ -170,6 +170,7 @@ Reader::~Reader() {
 
 XmlNode* Reader::Read(XmlError& error) noexcept {
   document = XmlTree::NewNode(pool, XML_DOCUMENT, {});
+  (void)gatherer.buffer.Reserve(input.text.Count());  // all that it can hold; without memory it grows
   bool const whole = document ? Document() : FailMemory();
   if (input.fault && (whole || ranOut)) Fail(end, input.fault);
   if (code == S_OK) return std::exchange(document, nullptr);
@@ -401,15 +402,14 @@ bool Reader::CollectedValue(wchar_t const* start, wchar_t quote, wstring_view& v
 bool Reader::CheckDuplicates(XmlNode& node, size_t count, wchar_t const* tag) noexcept {
   constexpr size_t FEW = 8;
   if (count <= FEW) return !HasTwins(node) || Fail(tag, DUPLICATE);
+  if (count > XmlTree::MANY && XmlTree::IndexAll(node, count)) return true;
   attributes.Shrink(0);
   for (XmlAttribute const* one = node.FirstAttribute(); one; one = one->Next()) {
     if (!attributes.Append({one->Name().c_str(), one->Name().Length()})) return FailMemory();
   }
   std::sort(attributes.begin(), attributes.end());  // twins are then adjacent
   auto const twin = std::adjacent_find(attributes.begin(), attributes.end());
-  if (twin != attributes.end()) return Fail(tag, DUPLICATE);
-  if (count > XmlTree::MANY) XmlTree::IndexAll(node);
-  return true;
+  return twin == attributes.end() || Fail(tag, DUPLICATE);
 }
 
 bool Reader::EndTag() noexcept {

@@ -169,12 +169,13 @@ void XmlTree::Index(XmlNode& node, XmlAttribute& added) noexcept {
   size_t count = 0;
   for (XmlAttribute const* one = node.attributes; one; one = one->next) ++count;
   // Only sometimes: where an index fails once, it is likely to fail again.
-  if (count >= MANY && std::has_single_bit(count)) IndexAll(node);
+  if (count >= MANY && std::has_single_bit(count)) IndexAll(node, count);
 }
 
-void XmlTree::IndexAll(XmlNode& node) noexcept {
+bool XmlTree::IndexAll(XmlNode& node, size_t count) noexcept {
   DropIndex(node);
-  Links(node).index = xml::AttributeIndex::Make(node.attributes);
+  Links(node).index = xml::AttributeIndex::Make(node.attributes, count);
+  return Links(node).index != nullptr;
 }
 
 void XmlTree::Remove(XmlNode& node, XmlAttribute& attribute) noexcept {

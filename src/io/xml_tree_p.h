@@ -53,9 +53,10 @@ struct XmlTree {
   /// The attribute with this name, or null.
   static XmlAttribute* Find(XmlNode& node, wchar_t const* name) noexcept;
   static void Append(XmlNode& node, XmlAttribute& attribute) noexcept;
-  /// Keeps searches fast after Append, one attribute at a time or all at once. Without memory they are slow.
+  /// Keeps searches fast after Append. Without memory they are slow.
   static void Index(XmlNode& node, XmlAttribute& added) noexcept;
-  static void IndexAll(XmlNode& node) noexcept;
+  /// The same for all `count` attributes at once. False also if two have one name.
+  static bool IndexAll(XmlNode& node, size_t count) noexcept;
   static void Remove(XmlNode& node, XmlAttribute& attribute) noexcept;
 
  private:
