@@ -37,7 +37,7 @@ void HalveColour(uint8_t const* upper, uint8_t const* lower, uint8_t* target, si
     uint8_t const *const above = upper + 6 * i, *const below = lower + 6 * i;
     __m256i const even = MeansOfPairs(LoadPairs(above), LoadPairs(below));
     __m256i const odd = MeansOfPairs(LoadPairs(above + 12), LoadPairs(below + 12));
-    StoreTwelves(target + 3 * i, DropFourth(_mm256_packus_epi16(even, odd)));
+    StoreTwelves(target + 3 * i, DropFourth(_mm256_packus_epi16(even, odd)), 11);
   }
   HALVE_BASE.colour(upper + 6 * i, lower + 6 * i, target + 3 * i, pixels - i);
 }

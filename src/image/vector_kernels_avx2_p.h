@@ -142,7 +142,7 @@ struct VectorRearrange<Isa::AVX2, uint8_t, 3, 4> {
       for (size_t k = 0; k < 32; k += 8) StoreOpaqueEight(in + 3 * (i + k), out + 4 * (i + k));
     }
     for (; i + 11 <= count; i += 8) StoreOpaqueEight(in + 3 * i, out + 4 * i);
-    return i;
+    return i + VectorRearrange<Isa::SSSE3, uint8_t, 3, 4>::Run(in + 3 * i, out + 4 * i, count - i);
   }
 };
 
@@ -152,9 +152,18 @@ inline __m256i DropFourth(__m256i pixels) noexcept {
                              Twice(_mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1)));
 }
 
-/// Stores the first twelve bytes of both halves; the eight bytes after them become garbage.
-inline void StoreTwelves(uint8_t* out, __m256i halves) noexcept {
-  StoreWide(out, _mm256_permutevar8x32_epi32(halves, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7)));
+/// The first twelve bytes of both halves.
+inline __m256i JoinTwelves(__m256i halves) noexcept {
+  return _mm256_permutevar8x32_epi32(halves, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
+}
+
+/// Stores eight pixels, where there is room for `room` of them. With room for eleven it is one store, and the
+/// eight bytes after the pixels become garbage.
+inline void StoreTwelves(uint8_t* out, __m256i halves, size_t room) noexcept {
+  __m256i const joined = JoinTwelves(halves);
+  if (room >= 11) return StoreWide(out, joined);
+  StoreVector(out, _mm256_castsi256_si128(joined));
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 16), _mm256_extracti128_si256(joined, 1));
 }
 
 template <>
@@ -162,9 +171,9 @@ struct VectorRearrange<Isa::AVX2, uint8_t, 4, 3> {
   static size_t Run(uint8_t const* in, uint8_t* out, size_t count) noexcept {
     size_t i = 0;
     for (; i + 35 <= count; i += 32) {
-      for (size_t k = i; k < i + 32; k += 8) StoreTwelves(out + 3 * k, DropFourth(LoadWide(in + 4 * k)));
+      for (size_t k = i; k < i + 32; k += 8) StoreTwelves(out + 3 * k, DropFourth(LoadWide(in + 4 * k)), 11);
     }
-    for (; i + 11 <= count; i += 8) StoreTwelves(out + 3 * i, DropFourth(LoadWide(in + 4 * i)));
+    for (; i + 8 <= count; i += 8) StoreTwelves(out + 3 * i, DropFourth(LoadWide(in + 4 * i)), count - i);
     return i;
   }
 };
@@ -193,7 +202,7 @@ struct VectorRgb555<Isa::AVX2> {
     __m256i const five = _mm256_set1_epi16(0xF8);
     __m256i const upper = _mm256_set1_epi16(static_cast<short>(0xF800));
     size_t i = 0;
-    for (; i + 19 <= count; i += 16) {
+    for (; i + 16 <= count; i += 16) {
       // Pixels 0 to 7 and 8 to 15 in the halves: then the unpacked ones are 0 to 3 with 8 to 11, and the rest.
       __m256i const v = LoadWide(in + 2 * i);
       __m256i const blueGreen = _mm256_or_si256(_mm256_and_si256(_mm256_slli_epi16(v, 3), five),
@@ -201,8 +210,8 @@ struct VectorRgb555<Isa::AVX2> {
       __m256i const red = _mm256_and_si256(_mm256_srli_epi16(v, 7), five);
       __m256i const low = DropFourth(_mm256_unpacklo_epi16(blueGreen, red));
       __m256i const high = DropFourth(_mm256_unpackhi_epi16(blueGreen, red));
-      StoreTwelves(out + 3 * i, _mm256_permute2x128_si256(low, high, 0x20));
-      StoreTwelves(out + 3 * i + 24, _mm256_permute2x128_si256(low, high, 0x31));
+      StoreTwelves(out + 3 * i, _mm256_permute2x128_si256(low, high, 0x20), 11);
+      StoreTwelves(out + 3 * i + 24, _mm256_permute2x128_si256(low, high, 0x31), count - i - 8);
     }
     return i;
   }
@@ -239,7 +248,8 @@ struct VectorLookUp<Isa::AVX2, 8, 3> {
   static size_t Run(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const* palette) noexcept {
     uint8_t const* const entries = reinterpret_cast<uint8_t const*>(palette);
     size_t i = 0;
-    for (; i + 11 <= count; i += 8) StoreTwelves(out + 3 * i, DropFourth(LookUpEight(in + i, entries)));
+    for (; i + 8 <= count; i += 8)
+      StoreTwelves(out + 3 * i, DropFourth(LookUpEight(in + i, entries)), count - i);
     return i;
   }
 };

@@ -3,6 +3,7 @@
 #include <windows.h>
 // first, for the platform's types
 
+#include "core/processor_p.h"
 #include "raster/fill_kernels_p.h"
 #include "surface.h"
 
@@ -11,8 +12,7 @@ using Bytes = std::vector<unsigned char>;
 
 namespace {
 
-KernelSet const* const SETS[] = {&BASE_KERNELS,
-                                 __builtin_cpu_supports("avx2") ? &AVX2_KERNELS : &BASE_KERNELS};
+KernelSet const* const SETS[] = {&BASE_KERNELS, yk::HasAvx2() ? &AVX2_KERNELS : &BASE_KERNELS};
 
 class GuardedBlock {
  public:

@@ -4,6 +4,7 @@
 #include <qecore/draw/geometry.h>
 #include <qecore/image/convert.h>
 #include <qecore/image/image.h>
+#include <windows.h>
 
 #include <random>
 
@@ -53,3 +54,25 @@ inline ImageRef Part(yk::Image2d& image, int left, int top, int right, int botto
   EXPECT_EQ(code, result ? S_OK : E_INVALIDARG);
   return Own(result);
 }
+
+/// Memory between two pages that cannot be accessed: what reads or writes past its end crashes.
+class GuardedMemory {
+ public:
+  explicit GuardedMemory(size_t bytes)
+      : size((bytes + PAGE - 1) / PAGE * PAGE),
+        pages(static_cast<uint8_t*>(VirtualAlloc(nullptr, size + 2 * PAGE, MEM_RESERVE, PAGE_NOACCESS))) {
+    VirtualAlloc(pages + PAGE, size, MEM_COMMIT, PAGE_READWRITE);
+  }
+  ~GuardedMemory() { VirtualFree(pages, 0, MEM_RELEASE); }
+  GuardedMemory(GuardedMemory const&) = delete;
+
+  /// `bytes` bytes that end `gap` bytes before the page.
+  uint8_t* Last(size_t bytes, size_t gap = 0) const { return pages + PAGE + size - bytes - gap; }
+
+ private:
+  static constexpr size_t PAGE = 0x1000;
+  size_t size;
+  uint8_t* pages;
+};
+
+/// Whether this machine can run the kernels for AVX2.
