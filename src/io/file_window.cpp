@@ -87,6 +87,11 @@ HRESULT FileStream::EndBuffering() noexcept {
   return settled;
 }
 
+/// Overwrites bytes that are still in the window. False: they are not.
+bool FileStream::Patch(unsigned at, unsigned number) noexcept {
+  return window && window->Patch(at, &number, sizeof number);
+}
+
 void FileStream::DropWindow() noexcept {
   delete window;
   window = nullptr;

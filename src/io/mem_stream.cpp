@@ -143,6 +143,19 @@ HRESULT MemStream::GetBuffer(void** out) noexcept {
   return S_OK;
 }
 
+/// Whether the stream is a MemStream with its own table of slots.
+bool MemStream::IsPlain(Stream const& stream) noexcept {
+  MemStream const plain;
+  return TableOf(stream) == TableOf(plain);
+}
+
+/// Overwrites bytes of the content; the position stays. False: there are none.
+bool MemStream::Patch(unsigned at, unsigned number) noexcept {
+  if (flags & BROKEN || uint64_t{at} + sizeof number > size) return false;
+  memcpy(data + at, &number, sizeof number);
+  return true;
+}
+
 /// Advances the position by `bytes`; a read clamps it to the end, a write makes room. False: the position is
 /// unchanged and `bytes` is 0.
 bool MemStream::Advance(unsigned& bytes, Access access) noexcept {

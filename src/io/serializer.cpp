@@ -1,4 +1,5 @@
 #include <qecore/io/file_stream.h>
+#include <qecore/io/mem_stream.h>
 #include <qecore/io/serializer.h>
 #include <qecore/values/array.h>
 
@@ -78,6 +79,7 @@ HRESULT Serializer::Open(Stream* newStream, unsigned openFlags) noexcept {
   stream = Ref<Stream>::Share(newStream);
   buffered = FileStream::StartBuffering(*newStream);
   quietTable = QuietTable(*newStream);
+  memory = MemStream::IsPlain(*newStream) ? static_cast<MemStream*>(newStream) : nullptr;
   failure = S_OK;
   place = newStream->GetPosition();
   flags = openFlags & chunk::RAW ? openFlags | chunk::NO_TABLES : openFlags;
@@ -95,6 +97,7 @@ HRESULT Serializer::Close() noexcept {
   GetFailure();  // includes the stream's state
   if (buffered) Note(buffered->EndBuffering());
   buffered = nullptr;
+  memory = nullptr;
   stream.Reset();
   depth = bottom = 1;  // contract: the next file's first chunk is entry 2
   untracked = 0;
@@ -236,10 +239,17 @@ HRESULT Serializer::Note(HRESULT result) noexcept {
 
 HRESULT NoteFailure(Serializer& writer, HRESULT result) noexcept { return writer.Note(result); }
 
+/// Writes a number where bytes of the stream are in memory. False: they are not.
+bool Serializer::Patch(unsigned at, unsigned number) noexcept {
+  if (TableOf(*stream) != quietTable) return false;
+  if (memory) return memory->Patch(at, number);
+  return buffered && buffered->Patch(at, number);
+}
+
 /// Writes the size at the chunk's start, unless that position cannot be reached.
 void Serializer::FillInSize(Stream& target, OpenChunk const& ended, unsigned end) noexcept {
   unsigned const at = ended.start + static_cast<unsigned>(sizeof ended.tag);
-  if (Failed(MoveTo(target, at))) return;
+  if (Patch(at, ended.size) || Failed(MoveTo(target, at))) return;
   place = at;
   Write(&ended.size, sizeof ended.size);
   MoveTo(target, end);

@@ -36,8 +36,7 @@ HRESULT CopyBytes(Stream& source, Stream& target, unsigned char* buffer, unsigne
 }  // namespace
 
 void const* QuietTable(Stream const& stream) noexcept {
-  MemStream const plain;
-  bool const isOwn = TableOf(stream) == TableOf(plain) || FileStream::IsPlain(stream);
+  bool const isOwn = MemStream::IsPlain(stream) || FileStream::IsPlain(stream);
   return isOwn ? TableOf(stream) : nullptr;
 }
 

@@ -73,6 +73,12 @@ HRESULT Window::Write(void const* buffer, unsigned size, unsigned& done) noexcep
   return S_OK;
 }
 
+bool Window::Patch(uint64_t at, void const* bytes, unsigned size) noexcept {
+  if (!isPending || at < start || at + size > start + used) return false;
+  memcpy(block + (at - start), bytes, size);
+  return true;
+}
+
 HRESULT Window::WritePending() noexcept {
   unsigned done = 0;
   unsigned const size = used;

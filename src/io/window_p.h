@@ -24,6 +24,8 @@ class Window {
   HRESULT Read(void* buffer, unsigned size, unsigned& done) noexcept;
   /// Writes at the position. A failure may be that of earlier bytes: then these were not accepted.
   HRESULT Write(void const* buffer, unsigned size, unsigned& done) noexcept;
+  /// Overwrites bytes that are still to be written; the position stays. False: they are not.
+  bool Patch(uint64_t at, void const* bytes, unsigned size) noexcept;
   /// Writes what is still to be written. What could not be written is lost.
   HRESULT Flush() noexcept { return isPending ? WritePending() : S_OK; }
   /// Forgets what it holds.

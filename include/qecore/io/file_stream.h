@@ -101,6 +101,7 @@ class FileStream : public Implements<FileStream, Stream> {
   static FileStream* StartBuffering(Stream& stream) noexcept;
   HRESULT EndBuffering() noexcept;
   void DropWindow() noexcept;
+  bool Patch(unsigned at, unsigned number) noexcept;
 
   static constexpr unsigned DELETE_AT_END = 1;
 

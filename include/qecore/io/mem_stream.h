@@ -72,6 +72,7 @@ class MemStream : public Implements<MemStream, Stream> {
 
  private:
   friend Destroys;
+  friend class Serializer;
   friend void const* QuietTable(Stream const& stream) noexcept;
 
   MemStream() noexcept = default;
@@ -79,6 +80,8 @@ class MemStream : public Implements<MemStream, Stream> {
 
   enum class Access { READ, WRITE };
 
+  static bool IsPlain(Stream const& stream) noexcept;
+  bool Patch(unsigned at, unsigned number) noexcept;
   bool Advance(unsigned& bytes, Access access) noexcept;
   bool HasRoom(uint64_t end) const noexcept;
   bool MakeRoom(uint64_t end) noexcept;

@@ -28,6 +28,7 @@ namespace yk {
 
 class Array;
 class FileStream;
+class MemStream;
 class ReferenceIndex;
 class Stream;
 struct Held;
@@ -98,6 +99,7 @@ class Serializer : public Destroys<Serializer, Unknown> {
   HRESULT Note(HRESULT result) noexcept;
   Held Hold() noexcept;
   bool HasChunk() const noexcept;
+  bool Patch(unsigned at, unsigned number) noexcept;
   HRESULT MoveTo(Stream& target, unsigned to) noexcept;
   void FillInSize(Stream& target, OpenChunk const& ended, unsigned end) noexcept;
   int FindObject(Unknown* object) noexcept;
@@ -107,6 +109,7 @@ class Serializer : public Destroys<Serializer, Unknown> {
 
   Ref<Stream> stream;
   void const* quietTable = nullptr;  // see QuietTable
+  MemStream* memory = nullptr;       // the stream, if it is one
   FileStream* buffered = nullptr;    // the stream, if it works through a window for this writer
   Ref<Array> objects;                // created by the first reference
   ChunkStack chunks;
