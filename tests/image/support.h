@@ -75,4 +75,3 @@ class GuardedMemory {
   uint8_t* pages;
 };
 
-/// Whether this machine can run the kernels for AVX2.
