@@ -15,7 +15,9 @@
 //          11 BeginChunk(tag)   15 WriteStringChunk
 //
 // The stream must be able to seek: the size of a chunk is filled in when it ends. Most results do not report
-// a stream that fails; GetFailure does, once for the whole file, and LastError() says why (error.h).
+// a stream that fails; GetFailure does, once for the whole file, and LastError() says why (error.h). A
+// FileStream works in pieces of up to 64 KiB while a writer is open on it: a full disk may be noticed only by
+// GetFailure or Close. After Close everything is in the file.
 // Ownership: holds the stream while open, and a reference to each object that it wrote a reference to until
 // it is destroyed; being destroyed it closes. One thread at a time.
 #pragma once
