@@ -37,8 +37,8 @@ class SaveFile {
   /// by others, E_FAIL for everything else; and with YK_E_ACCESS when no file can be created in the folder.
   YK_API HRESULT Open(String const& path) noexcept;
 
-  /// A FileStream, empty at first, for writing and reading, whose GetFileName is `path`. It keeps up to 64 KiB
-  /// in memory (file_stream.h), which Commit writes. Null when not open.
+  /// A FileStream, empty at first, for writing and reading, whose GetFileName is `path`. It keeps up to 64
+  /// KiB in memory (file_stream.h), which Commit writes. Null when not open.
   Stream* GetStream() const noexcept { return stream.get(); }
 
   /// Puts the new file in place. Otherwise the result is the first failure of the stream
