@@ -5,6 +5,7 @@
 
 #include "core/processor_p.h"
 #include "raster/fill_kernels_p.h"
+#include "support/guarded_memory.h"
 #include "surface.h"
 
 using namespace yk::raster;
@@ -13,21 +14,6 @@ using Bytes = std::vector<unsigned char>;
 namespace {
 
 KernelSet const* const SETS[] = {&BASE_KERNELS, yk::HasAvx2() ? &AVX2_KERNELS : &BASE_KERNELS};
-
-class GuardedBlock {
- public:
-  static constexpr size_t SIZE = 4096;
-  GuardedBlock()
-      : pages(static_cast<unsigned char*>(VirtualAlloc(nullptr, 3 * SIZE, MEM_RESERVE, PAGE_NOACCESS))) {
-    VirtualAlloc(pages + SIZE, SIZE, MEM_COMMIT, PAGE_READWRITE);
-  }
-  ~GuardedBlock() { VirtualFree(pages, 0, MEM_RELEASE); }
-  unsigned char* First() { return pages + SIZE; }
-  unsigned char* Last(size_t bytes) { return pages + 2 * SIZE - bytes; }
-
- private:
-  unsigned char* pages;
-};
 
 // 0 and 255 more often than others
 Bytes RandomBytes(size_t count, std::mt19937& random) {
@@ -41,7 +27,7 @@ Bytes RandomBytes(size_t count, std::mt19937& random) {
 
 // Runs change(set, first byte) on a copy of `before` for every set, at both ends of a block.
 template <class Change>
-void ExpectSame(GuardedBlock& block, Bytes const& before, Change change) {
+void ExpectSame(GuardedMemory const& block, Bytes const& before, Change change) {
   Bytes expected = before;
   change(SCALAR_KERNELS, expected.data());
   for (KernelSet const* set : SETS) {
@@ -57,7 +43,7 @@ void ExpectSame(GuardedBlock& block, Bytes const& before, Change change) {
 
 TEST(FillKernels, DoAsTheirDefinitionAtEveryWidth) {
   std::mt19937 random(3);
-  GuardedBlock block;
+  GuardedMemory const block(4096);
   for (size_t i = 0; i < 2 * 101 * LOOP_COUNT && !HasFatalFailure(); ++i) {
     size_t const pixelSize = 3 + i % 2, width = i / 2 % 101, loop = i / 202;
     if (loop >= LOOP_COMPOSITE && pixelSize == 3) continue;
@@ -74,7 +60,7 @@ TEST(FillKernels, DoAsTheirDefinitionAtEveryWidth) {
 
 TEST(FillKernels, BlendColumnsAndCoverAsTheirDefinitionAtEveryWidth) {
   std::mt19937 random(4);
-  GuardedBlock block, given;
+  GuardedMemory const block(4096), given(4096);
   for (size_t i = 0; i < 2 * 101 && !HasFatalFailure(); ++i) {
     size_t const pixelSize = 3 + i % 2, width = i / 2, bytes = width * pixelSize;
     Bytes const coverage = RandomBytes(width, random), weight = RandomBytes(bytes, random);

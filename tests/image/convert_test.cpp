@@ -9,6 +9,7 @@
 #include "core/processor_p.h"
 #include "image/convert_p.h"
 #include "support.h"
+#include "support/guarded_memory.h"
 
 using namespace yk;
 
@@ -78,8 +79,7 @@ float HardFloat(std::mt19937& random) {
 
 constexpr int MOST_PIXELS = 1500;  // so many that tables are made, and that blocks follow each other
 
-img::Kernel const* const SETS[] = {img::KERNELS_BASE,
-                                   HasSsse3() ? img::KERNELS_SSSE3 : img::KERNELS_BASE,
+img::Kernel const* const SETS[] = {img::KERNELS_BASE, HasSsse3() ? img::KERNELS_SSSE3 : img::KERNELS_BASE,
                                    HasAvx2() ? img::KERNELS_AVX2 : img::KERNELS_BASE};
 
 /// At every width, by the kernels that the library chooses on some processor, on pixels at the end of a page and

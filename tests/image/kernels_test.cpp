@@ -6,6 +6,7 @@
 #include "image/resample_p.h"
 #include "image/weights_p.h"
 #include "support.h"
+#include "support/guarded_memory.h"
 
 using namespace yk;
 

@@ -54,24 +54,3 @@ inline ImageRef Part(yk::Image2d& image, int left, int top, int right, int botto
   EXPECT_EQ(code, result ? S_OK : E_INVALIDARG);
   return Own(result);
 }
-
-/// Memory between two pages that cannot be accessed: what reads or writes past its end crashes.
-class GuardedMemory {
- public:
-  explicit GuardedMemory(size_t bytes)
-      : size((bytes + PAGE - 1) / PAGE * PAGE),
-        pages(static_cast<uint8_t*>(VirtualAlloc(nullptr, size + 2 * PAGE, MEM_RESERVE, PAGE_NOACCESS))) {
-    VirtualAlloc(pages + PAGE, size, MEM_COMMIT, PAGE_READWRITE);
-  }
-  ~GuardedMemory() { VirtualFree(pages, 0, MEM_RELEASE); }
-  GuardedMemory(GuardedMemory const&) = delete;
-
-  /// `bytes` bytes that end `gap` bytes before the page.
-  uint8_t* Last(size_t bytes, size_t gap = 0) const { return pages + PAGE + size - bytes - gap; }
-
- private:
-  static constexpr size_t PAGE = 0x1000;
-  size_t size;
-  uint8_t* pages;
-};
-

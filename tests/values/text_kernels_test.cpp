@@ -1,10 +1,9 @@
 #include "values/text_kernels_p.h"
 
-#include <windows.h>
-
 #include <algorithm>
 #include <cstring>
 
+#include "support/guarded_memory.h"
 #include "support/prelude.h"
 
 namespace {
@@ -12,28 +11,6 @@ namespace {
 using namespace yk;
 
 constexpr size_t LONGEST = 100;
-
-// Bytes that end at an inaccessible page.
-class PageEnd {
- public:
-  PageEnd() {
-    DWORD before;
-    VirtualProtect(pages + SIZE, SIZE, PAGE_NOACCESS, &before);
-  }
-  ~PageEnd() { VirtualFree(pages, 0, MEM_RELEASE); }
-
-  // A copy whose last byte is `gap` bytes before the end.
-  template <class Char>
-  Char* Put(Char const* from, size_t count, size_t gap = 0) {
-    char* const at = pages + SIZE - gap - count * sizeof(Char);
-    memcpy(at, from, count * sizeof(Char));
-    return reinterpret_cast<Char*>(at);
-  }
-
- private:
-  static constexpr size_t SIZE = 0x1000;
-  char* pages = static_cast<char*>(VirtualAlloc(nullptr, 2 * SIZE, MEM_COMMIT, PAGE_READWRITE));
-};
 
 // Texts of every length, each with a special character at no place or at one, terminated by a zero.
 template <class Char, class Check>
@@ -55,7 +32,7 @@ void ForEachText(std::initializer_list<Char> specials, Check check) {
 }
 
 TEST(TextKernels, SearchesFindWhatTheirDefinitionsFind) {
-  PageEnd end, other;
+  GuardedMemory const end(4096), other(4096);
   ForEachText<wchar_t>({L'b', L'z', L'\0', L'\x8061', L'\x6180'}, [&](wchar_t const* text, size_t length) {
     for (size_t const gap : {0, 1, 2, 6, 14}) {
       wchar_t const* const all = end.Put(text, length + 1, gap);
@@ -80,7 +57,7 @@ TEST(TextKernels, SearchesFindWhatTheirDefinitionsFind) {
 
 template <class From, class To>
 void CompareConversion(From const* text, size_t length) {
-  static PageEnd source, target;
+  GuardedMemory const source(4096), target(4096);
   for (size_t const gap : {0, 1, 2, 6, 15}) {
     From const* const at = source.Put(text, length + 1, gap);
     for (size_t const most : {size_t{0}, length / 2, length, SIZE_MAX}) {
