@@ -3,7 +3,6 @@
 
 #include <qecore/core/ref.h>
 #include <qecore/values/string.h>
-#include <stdint.h>
 
 namespace yk {
 
@@ -16,11 +15,9 @@ class Module;
 class Stream;
 class System;
 
-/// The hash of a file name, which ignores case as String::CompareNoCase does.
-uint32_t HashOfName(String const& name) noexcept;
-
-/// The first module with a file name, ignoring case, in a list by HashOfName; null when there is none.
-Module* SeekModule(IndexedArray const& modules, String const& fileName) noexcept;
+/// A list of modules in which SeekModule finds the first with a file name, ignoring case; null without memory.
+IndexedArray* NewModuleList() noexcept;
+Module* SeekModule(IndexedArray& modules, String const& fileName) noexcept;
 
 /// One run of System::ScanModules. The content of the cache stays in here until the folder confirms it, so
 /// that a damaged or outdated cache never affects the registry.

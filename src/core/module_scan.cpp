@@ -100,8 +100,7 @@ void DeleteClasses(Module& module) noexcept {
   }
 }
 
-}  // namespace
-
+// Case is ignored as by String::CompareNoCase.
 uint32_t HashOfName(String const& name) noexcept {
   constexpr uint64_t START = 14695981039346656037u, FACTOR = 1099511628211u;
   uint64_t hash = START;
@@ -109,7 +108,15 @@ uint32_t HashOfName(String const& name) noexcept {
   return MixHash(hash, 0);
 }
 
-Module* SeekModule(IndexedArray const& modules, String const& fileName) noexcept {
+uint32_t HashOfModule(void const* module) noexcept {
+  return HashOfName(static_cast<Module const*>(module)->fileName);
+}
+
+}  // namespace
+
+IndexedArray* NewModuleList() noexcept { return IndexedArray::Create(HashOfModule); }
+
+Module* SeekModule(IndexedArray& modules, String const& fileName) noexcept {
   auto const isNamed = [&](void* module) {
     return static_cast<Module*>(module)->fileName.CompareNoCase(fileName) == 0;
   };
@@ -123,7 +130,7 @@ ModuleScan::ModuleScan(System& forSystem, String const& inFolder, String const& 
       cacheFile(withCache),
       context(forHost),
       changed(forSystem.cacheIsDue),
-      cached(Ref<IndexedArray>::Adopt(IndexedArray::Create())),
+      cached(Ref<IndexedArray>::Adopt(NewModuleList())),
       found(Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()))) {
   // Without memory for the folder's name the scan would search the current folder.
   if (folder.Length() != inFolder.Length()) cached.Reset();
@@ -184,7 +191,7 @@ void ModuleScan::ReadModule(Deserializer& reader) noexcept {
   bool const sound = ReadItems(reader, ITEMS, target) && IsComplete(reader) && IsPluginName(module->fileName);
   module->path = folder + module->fileName;
   bool const whole = module->path.Length() == folder.Length() + module->fileName.Length();
-  if (sound && whole && cached->Append(HashOfName(module->fileName), module.get())) {
+  if (sound && whole && cached->Append(module.get())) {
     (void)Ref<Module>(module).Detach();  // owned by the list
     return;
   }
@@ -307,7 +314,7 @@ Module* ModuleScan::CachedAt(int index) noexcept { return static_cast<Module*>(c
 
 void ModuleScan::DropCached(Module* toDrop) noexcept {
   Ref<Module> const module = Ref<Module>::Adopt(toDrop);
-  cached->Take(HashOfName(module->fileName), toDrop);
+  cached->Take(toDrop);
   DeleteClasses(*module);
 }
 

@@ -69,21 +69,15 @@ bool RemoveFrom(Ref<Array> const& array, void* element) noexcept {
   return index >= 0 && array->AtDelete(index);
 }
 
-/// The same for the lists of classes and of modules.
-bool AppendTo(Ref<Array>& array, uint32_t hash, void* element) noexcept {
-  if (!array) array = Ref<Array>::Adopt(IndexedArray::Create());
-  return array && IndexedArray::Of(array).Append(hash, element);
-}
-
-bool RemoveFrom(Ref<Array> const& array, uint32_t hash, void* element) noexcept {
-  return array && IndexedArray::Of(array).Take(hash, element);
-}
-
 uint32_t HashOf(Guid const& id) noexcept {
   uint64_t halves[2];
   static_assert(sizeof halves == sizeof id);
   memcpy(halves, &id, sizeof halves);
   return MixHash(halves[0], halves[1]);
+}
+
+uint32_t HashOfRecord(void const* record) noexcept {
+  return HashOf(static_cast<ClassInfo const*>(record)->classId);
 }
 
 /// The record of a class, the first one registered; null when there is none. Call under the lock.
@@ -204,7 +198,7 @@ System::System() noexcept {
   AllowThreads();
   draw::Canvas::StartKeeping();
   // cppcheck-suppress useInitializationList  // contract: only after the System can be found
-  registry = Ref<Array>::Adopt(IndexedArray::Create());
+  registry = Ref<Array>::Adopt(IndexedArray::Create(HashOfRecord));
   complete = registry && img::BuildConversionTable() && RegisterBuiltinClasses();
 }
 
@@ -306,7 +300,7 @@ HRESULT System::UnloadModule(Module* module) noexcept {
   while (ClassInfo* const record = TakeRecord(*module)) delete record;
   Ref<Module> listed;  // released without the lock
   RegistryLock const guard;
-  if (RemoveFrom(modules, HashOfName(module->fileName), module)) listed = Ref<Module>::Adopt(module);
+  if (modules && IndexedArray::Of(modules).Take(module)) listed = Ref<Module>::Adopt(module);
   return S_OK;
 }
 
@@ -377,7 +371,7 @@ HRESULT System::QueryFilterInfo(ClassInfo* info) noexcept {
 /// Adds a record to its lists: the filters', the registry's, its module's. Call under the lock.
 bool System::Append(ClassInfo* record, bool isFilter) noexcept {
   if (isFilter && !AppendTo(filters, record)) return false;
-  if (!AppendTo(registry, HashOf(record->classId), record)) {
+  if (!registry || !IndexedArray::Of(registry).Append(record)) {
     if (isFilter) RemoveFrom(filters, record);
     return false;
   }
@@ -413,13 +407,14 @@ ClassInfo* System::TakeRecord(Module& module) noexcept {
   if (!record) return nullptr;
   module.classes = record->next;
   RemoveFrom(filters, record);
-  RemoveFrom(registry, HashOf(record->classId), record);
+  if (registry) IndexedArray::Of(registry).Take(record);
   return record;
 }
 
 bool System::AppendModule(Module* module) noexcept {
   RegistryLock const guard;
-  if (!AppendTo(modules, HashOfName(module->fileName), module)) return false;
+  if (!modules) modules = Ref<Array>::Adopt(NewModuleList());
+  if (!modules || !IndexedArray::Of(modules).Append(module)) return false;
   (void)Ref<Module>::Share(module).Detach();  // owned by the list
   return true;
 }

@@ -2,6 +2,7 @@
 #include <string.h>
 #include <windows.h>
 
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -70,7 +71,7 @@ class RecordedValues {
 struct Record : Transaction {
   unsigned pins = 0;
   bool doomed = false;
-  RecordedValues recorded;
+  std::unique_ptr<RecordedValues> recorded;  // null until a merge asks for it
 };
 
 /// The deleter of the history. Releases the items from the first to the last.
@@ -119,6 +120,17 @@ bool IsShared(ykUndoItem const& item) noexcept {
 }
 
 uint32_t HashOf(ykUndoItem const* item) noexcept { return MixHash(reinterpret_cast<uintptr_t>(item), 0); }
+
+uint32_t HashOfFirst(void const* transaction) noexcept {
+  return HashOf(static_cast<Transaction const*>(transaction)->first);
+}
+
+/// What the items of a transaction record; null without memory.
+RecordedValues* RecordedBy(Transaction& transaction) noexcept {
+  auto& recorded = static_cast<Record&>(transaction).recorded;
+  if (!recorded) recorded.reset(new (std::nothrow) RecordedValues);
+  return recorded.get();
+}
 
 void Append(Transaction& transaction, ykUndoItem* item) noexcept {
   item->next = nullptr;
@@ -223,9 +235,9 @@ UndoManager* UndoManager::Create() noexcept {
   return manager.Detach();
 }
 
-// By the transactions' first items.
+// Transactions are found by their first items.
 Array* UndoManager::NewHistory() noexcept {
-  IndexedArray* const entries = IndexedArray::Create();
+  IndexedArray* const entries = IndexedArray::Create(HashOfFirst);
   if (entries) entries->SetDeleter(DestroyTransaction);
   return entries;
 }
@@ -321,7 +333,7 @@ HRESULT UndoManager::Commit(Transaction* transaction) noexcept {
     DropLast();
   }
   auto* const entries = static_cast<IndexedArray*>(history);
-  if (!entries || !entries->Append(HashOf(transaction->first), transaction)) {
+  if (!entries || !entries->Append(transaction)) {
     DestroyTransaction(transaction);
     Changed();  // the transactions that could be redone are gone even so
     return E_OUTOFMEMORY;
@@ -354,10 +366,9 @@ ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key, Transaction
   Transaction* const last = GetLastTransaction();  // may be foreign if a derived manager overrides it
   Transaction* const ours = last == Entry(position) ? last : nullptr;
   Pin const pin(ours);
-  RecordedValues none;
-  RecordedValues& recorded = ours ? static_cast<Record*>(ours)->recorded : none;
-  ykUndoItem* found = recorded.Find(object, key);
-  ykUndoItem* item = found || !last ? nullptr : recorded.Next(*last);
+  RecordedValues* const recorded = ours ? RecordedBy(*ours) : nullptr;
+  ykUndoItem* found = recorded ? recorded->Find(object, key) : nullptr;
+  ykUndoItem* item = recorded ? recorded->Next(*ours) : last ? last->first : nullptr;
   for (ykUndoItem* following; item && !found; item = following) {
     following = item->next;
     Ref<ykValueUndoItem> value = Ref<ykUndoItem>::Share(item).Query<ykValueUndoItem>();
@@ -365,7 +376,7 @@ ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key, Transaction
     bool const answered = value.get() != nullptr;
     value.Reset();
     if (answered && pin.IsDoomed()) return nullptr;  // the query cleared the history
-    if (ours && recorded.Next(*ours) == item) recorded.Note(about);
+    if (recorded && recorded->Next(*ours) == item) recorded->Note(about);
     if (about.object == object && about.key == key) found = item;
   }
   if (found) holder = ours;
@@ -423,7 +434,7 @@ HRESULT UndoManager::DoGetName(int index, String& out) noexcept {
 void UndoManager::DropLast() noexcept {
   int const last = Entries() - 1;
   Transaction* const transaction = Entry(last);
-  static_cast<IndexedArray*>(history)->TakeAt(HashOf(transaction->first), last);
+  static_cast<IndexedArray*>(history)->TakeAt(last);
   if (position >= last) position = last - 1;
   DestroyTransaction(transaction);
 }

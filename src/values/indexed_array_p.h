@@ -11,44 +11,59 @@
 
 namespace yk {
 
-/// An array whose elements are added and removed by the functions here only.
+/// An array whose elements are only appended and removed by the functions here. What is appended is indexed
+/// when something is sought.
 class IndexedArray final : public Destroys<IndexedArray, Array> {
  public:
+  using Hash = uint32_t (*)(void const* element);
+
+  static IndexedArray* Create(Hash hash) noexcept {
+    return Made(new (std::nothrow) IndexedArray(hash), "Array::Create");
+  }
+
   /// The array behind a reference that is known to be to one of these.
   static IndexedArray& Of(Ref<Array> const& array) noexcept { return static_cast<IndexedArray&>(*array); }
 
-  static IndexedArray* Create() noexcept { return Made(new (std::nothrow) IndexedArray, "Array::Create"); }
-
-  /// \return false without memory, with nothing changed
-  bool Append(uint32_t hash, void* element) noexcept {
+  /// \return false without memory
+  bool Append(void* element) noexcept {
     int const before = Count();
-    if (!index.Reserve() || Add(element) != before) return false;
-    return index.Add(hash, element);
+    return Add(element) == before;
   }
 
   /// \return false when the array does not hold it
-  bool Take(uint32_t hash, void* element) noexcept {
+  bool Take(void* element) noexcept {
     int const at = Find(element);
-    return at >= 0 && TakeAt(hash, at);
+    return at >= 0 && TakeAt(at);
   }
-  bool TakeAt(uint32_t hash, int at) noexcept {
-    index.Remove(hash, At(at));
+  bool TakeAt(int at) noexcept {
+    if (at < indexed) {
+      --indexed;
+      index.Remove(hashOf(At(at)), At(at));
+    }
     return AtDelete(at);
   }
 
   /// The first element with this hash for which `matches(element)` is true, or null.
   template <class Matches>
-  void* Seek(uint32_t hash, Matches matches) const noexcept {
-    return index.Find(hash, matches);
+  void* Seek(uint32_t hash, Matches matches) noexcept {
+    while (indexed < Count() && index.Add(hashOf(At(indexed)), At(indexed))) ++indexed;
+    void* found = index.Find(hash, matches);
+    // There was no memory to index the rest.
+    for (int i = indexed; !found && i < Count(); ++i) {
+      if (matches(At(i))) found = At(i);
+    }
+    return found;
   }
 
  private:
   friend Destroys;
 
-  IndexedArray() noexcept : Destroys(0) {}
+  explicit IndexedArray(Hash hash) noexcept : Destroys(0), hashOf(hash) {}
   ~IndexedArray() = default;
 
-  HashTable index;
+  Hash hashOf;
+  HashTable index;  // of the first elements
+  int indexed = 0;
 };
 
 }  // namespace yk

@@ -122,8 +122,8 @@ class Image2d : public Destroys<Image2d, AbstractImage> {
   YK_API void* DeleteThis(unsigned flags) noexcept override;
 
   /// The nearest pixel to (width * at.x, height * at.y), clamped to the image, as floats blue, green, red,
-  /// alpha; `at.z` is ignored. Always true; `colour` is unchanged when the image is empty or its format cannot
-  /// be converted to BGRAF.
+  /// alpha; `at.z` is ignored. Always true; `colour` is unchanged when the image is empty or its format
+  /// cannot be converted to BGRAF.
   YK_API bool GetPixel(point3df const& at, point4df& colour) noexcept override;
 
   /// Fills the image with the low three bytes of `colour`; YK_E_EMPTY without pixels. BGR24: red, green, blue
