@@ -90,6 +90,21 @@ TEST_F(SystemTest, AnAnnouncedClassTakesItsFactoryLater) {
   EXPECT_EQ(References(map.get()), 2u);
 }
 
+TEST_F(SystemTest, FindsEachOfManyClasses) {
+  constexpr unsigned FIRST = 0xC1A56000, COUNT = 300;
+  for (unsigned n = 0; n < COUNT; ++n) {
+    EXPECT_EQ(Create(TestId(FIRST + n)), YK_E_NOTFOUND);
+    EXPECT_EQ(Register(TestId(FIRST + n), CATEGORY, Make<Thing>), S_OK);
+  }
+  Ref<Array> list;
+  EXPECT_EQ(system->EnumClasses(CATEGORY, list.Receive(), 0), S_OK);
+  ASSERT_EQ(list->Count(), static_cast<int>(COUNT));
+  for (unsigned n = 0; n < COUNT; ++n) {
+    EXPECT_EQ(list->At(static_cast<int>(n)), Find(TestId(FIRST + n)));
+    EXPECT_EQ(Find(TestId(FIRST + n))->classId, TestId(FIRST + n));
+  }
+}
+
 TEST_F(SystemTest, EnumClassesListsACategory) {
   Ref<Array> list;
   for (Guid const& id : {ID, CATEGORY, ECHO_ID}) {

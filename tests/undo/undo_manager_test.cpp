@@ -253,6 +253,7 @@ TEST(UndoManager, RecordsValues) {
       {"V(@V+V+)#<#>#<#", "nullnullhcCcAcCcAc"},
       // merged, unless a redo is possible
       {"(V+)(J+)#$<#(J)>", "hc1C2cAhc-c"},
+      {"(V1Vn2VV+)(2J+J+1J+3Jm4J+3J+)#(4J+n)$#<#<#<#", "hchcGhc8HpnuncHpmumcEpnuncAc"},
       // another key is not merged
       {"(V+)(1J+V+)#<#<#", "hchcDcBcAc"},
       // without memory the value would be lost
