@@ -1,6 +1,5 @@
 #include "xml_input_p.h"
 
-#include <emmintrin.h>
 #include <qecore/io/stream.h>
 #include <string.h>
 
@@ -8,6 +7,7 @@
 #include <bit>
 
 #include "xml_chars_p.h"
+#include "xml_scan_p.h"
 
 namespace yk::xml {
 namespace {
@@ -17,50 +17,7 @@ constexpr wchar_t NOT_UTF16[] = L"invalid UTF-16";
 constexpr wchar_t BIG_ENDIAN[] = L"big-endian UTF-16 is not supported";
 constexpr wchar_t BAD_CHARACTER[] = L"invalid character";
 
-/// Accepts 16-bit units, converts line ends to LF, and rejects what XML does not allow.
-class Sink {
- public:
-  /// Where to continue writing, with room for all units that come next, and for INPUT_PAD more.
-  void ContinueAt(wchar_t* place) noexcept { next = place; }
-  wchar_t* Next() const noexcept { return next; }
-
-  /// Puts the characters of 7 bits at the start that are written as they are. \return how many
-  size_t PutAscii(uint8_t const* bytes, size_t size) noexcept;
-  /// The same for units of 16 bits.
-  size_t PutUnits(uint8_t const* bytes, size_t size) noexcept;
-
-  bool Put(wchar_t unit) noexcept {
-    bool const afterReturn = inReturn;
-    inReturn = unit == L'\r';
-    if (unit < 32) {
-      if (!IsAllowedControl(unit) || inPair) return false;
-      if (unit == L'\n' && afterReturn) return true;
-      if (unit == L'\r') unit = L'\n';
-    } else if (unit >= 0xD800 || inPair) {
-      if (IsLowSurrogate(unit) != inPair || unit >= 0xFFFE) return false;
-      inPair = IsHighSurrogate(unit);
-    }
-    *next++ = unit;
-    return true;
-  }
-
-  bool PutScalar(uint32_t scalar) noexcept {
-    if (scalar < 0x10000) return Put(static_cast<wchar_t>(scalar));
-    return Put(static_cast<wchar_t>(0xD7C0 + (scalar >> 10))) &&
-           Put(static_cast<wchar_t>(0xDC00 + (scalar & 0x3FF)));
-  }
-
-  /// False after the first half of a surrogate pair.
-  bool IsWhole() const noexcept { return !inPair; }
-
- private:
-  /// Whether the next unit can be taken as it is.
-  bool IsFree() const noexcept { return !inReturn && !inPair; }
-
-  wchar_t* next = nullptr;
-  bool inReturn = false;
-  bool inPair = false;
-};
+}  // namespace
 
 size_t Sink::PutAscii(uint8_t const* bytes, size_t size) noexcept {
   auto const all = [](char c) { return _mm_set1_epi8(c); };
@@ -97,6 +54,8 @@ size_t Sink::PutUnits(uint8_t const* bytes, size_t size) noexcept {
   }
   return done;
 }
+
+namespace {
 
 struct Utf8Form {
   uint8_t mask, lead;  // the bits of the lead byte under the mask
@@ -145,86 +104,106 @@ constexpr Mark MARKS[] = {
 
 constexpr size_t LONGEST = 4;  // bytes of a mark or a sequence
 
-/// Decodes a document piece by piece, up to its first fault.
-class Decoder {
- public:
-  explicit Decoder(Input& toFill) noexcept : input(toFill) {}
-
-  /// Decodes at least LONGEST bytes, of about `expected` in the whole document. \return how many were used; the
-  /// rest, fewer than LONGEST, is due again before the next. The input has a failure.
-  size_t Decode(uint8_t const* bytes, size_t size, uint64_t expected) noexcept;
-  /// Decodes the rest and terminates the text.
-  void End(uint8_t const* bytes, size_t size) noexcept;
-
- private:
-  size_t Add(uint8_t const* bytes, size_t size, bool last) noexcept;
-  bool NeedRoom(size_t units) noexcept;
-  size_t SkipMark(uint8_t const* bytes, size_t size) noexcept;
-  size_t Utf8(uint8_t const* bytes, size_t size, bool last) noexcept;
-  size_t Utf16(uint8_t const* bytes, size_t size) noexcept;
-  size_t Stop(wchar_t const* why) noexcept { return input.fault = why, 0; }
-
-  Input& input;
-  Sink sink;
-  size_t room = 0;  // of the text
-  uint64_t expectedUnits = 0;
-  bool begun = false;
-};
-
-size_t Decoder::Decode(uint8_t const* bytes, size_t size, uint64_t expected) noexcept {
-  size_t const mark = begun ? 0 : SkipMark(bytes, size);
-  begun = true;
-  expectedUnits = (input.utf16 ? expected / 2 : expected) + INPUT_PAD;
-  return input.fault ? size : mark + Add(bytes + mark, size - mark, false);
-}
-
-void Decoder::End(uint8_t const* bytes, size_t size) noexcept {
-  size_t const mark = begun ? 0 : SkipMark(bytes, size);
-  size_t const used = input.fault ? size : mark + Add(bytes + mark, size - mark, true);
-  bool const isWhole = used == size && sink.IsWhole();
-  if (!input.fault && !isWhole) input.fault = input.utf16 ? NOT_UTF16 : BAD_CHARACTER;
-  size_t const count = input.text.Count() - (sink.IsWhole() ? 0 : 1);  // without half a surrogate pair
-  input.text.Shrink(count);
-  if (!NeedRoom(count + INPUT_PAD)) {
-    input.code = E_OUTOFMEMORY;
-    return;
+Mark FindMark(uint8_t const* bytes, size_t size) noexcept {
+  for (Mark const& mark : MARKS) {
+    if (size >= mark.length && memcmp(bytes, mark.bytes, mark.length) == 0) return mark;
   }
-  std::fill_n(input.text.end(), INPUT_PAD, L'\0');
+  return {};
 }
 
-/// Copies instead of resizing the block, which would copy its unused room as well.
-bool Decoder::NeedRoom(size_t units) noexcept {
-  if (units <= room) return true;
-  size_t const larger = std::max({units, 2 * room, static_cast<size_t>(expectedUnits)});
-  Buffer<wchar_t> grown;
-  bool const isGrown = grown.Reserve(larger);
-  if (!isGrown && !grown.Reserve(units)) return false;
-  room = isGrown ? larger : units;
-  grown.Append(input.text.begin(), input.text.Count());  // fits
-  grown.Swap(input.text);
+}  // namespace
+
+void Place::Pass(wchar_t const* from, wchar_t const* to) noexcept {
+  while (from < to) {
+    wchar_t const* const feed = NextOf(from, L'\n');
+    if (feed >= to) break;
+    ++line;
+    column = 1;
+    from = feed + 1;
+  }
+  column += static_cast<uint32_t>(to - from);
+}
+
+Input::Input(Stream& source) noexcept : stream(source) {
+  unsigned const from = stream.GetPosition();
+  unsigned const to = stream.GetSize();
+  if (to > from) size = to - from;
+}
+
+bool Input::Refill(wchar_t const* from) noexcept {
+  constexpr size_t LEAST = 0x8000;
+  start.Pass(text.begin(), from);
+  text.Remove(0, static_cast<size_t>(from - text.begin()));
+  // A token that is longer than the window is read again: each time it must be much longer.
+  size_t const wanted = std::max(LEAST, 2 * text.Count());
+  while (!isWhole && text.Count() < wanted && Succeeded(code)) code = ReadBlock();
+  if (Succeeded(code) && !NeedRoom(text.Count() + INPUT_PAD)) code = E_OUTOFMEMORY;
+  if (Failed(code)) return false;
+  std::fill_n(text.end(), INPUT_PAD, L'\0');
   return true;
 }
 
-size_t Decoder::Add(uint8_t const* bytes, size_t size, bool last) noexcept {
-  if (!NeedRoom(input.text.Count() + size + INPUT_PAD)) return input.code = E_OUTOFMEMORY, size;
-  sink.ContinueAt(input.text.end());
-  size_t const used = input.utf16 ? Utf16(bytes, size) : Utf8(bytes, size, last);
-  input.text.Shrink(static_cast<size_t>(sink.Next() - input.text.begin()));
-  return input.fault ? size : used;
-}
-
-/// Finds out the encoding. \return the bytes that are not text
-size_t Decoder::SkipMark(uint8_t const* bytes, size_t size) noexcept {
-  for (Mark const& mark : MARKS) {
-    if (size < mark.length || memcmp(bytes, mark.bytes, mark.length) != 0) continue;
-    input.utf16 = mark.utf16;
-    input.fault = mark.fault;
-    return mark.skipped;
+/// Reads and decodes a block. The size that a stream reports is not trusted for an allocation. Endless streams
+/// fail, since positions have 32 bits.
+HRESULT Input::ReadBlock() noexcept {
+  constexpr unsigned SMALLEST = 0x1000, LARGEST = 0x10000;
+  unsigned const block = std::clamp(size, SMALLEST, LARGEST);
+  if (!bytes.Reserve(LONGEST + block)) return E_OUTOFMEMORY;
+  unsigned done = 0;
+  HRESULT const result = stream.Read(bytes.begin() + left, block, &done);
+  if (Failed(result) || done > block || done == 0) {
+    // Some streams return a failure at the end; before the reported end, it is one.
+    return total < size ? E_FAIL : End();
   }
-  return 0;
+  total += done;
+  if (total > UINT32_MAX) return E_FAIL;
+  left += done;
+  if (left < LONGEST) return S_OK;
+  size_t const used = Decode(false);
+  left -= used;
+  memmove(bytes.begin(), bytes.begin() + used, left);
+  return code;
 }
 
-size_t Decoder::Utf8(uint8_t const* bytes, size_t size, bool last) noexcept {
+/// Decodes the last bytes.
+HRESULT Input::End() noexcept {
+  isWhole = true;
+  bool const isUsed = Decode(true) == left;
+  if (!fault && !(isUsed && sink.IsWhole())) fault = utf16 ? NOT_UTF16 : BAD_CHARACTER;
+  if (!sink.IsWhole()) text.Shrink(text.Count() - 1);  // half a surrogate pair
+  return code;
+}
+
+/// Decodes the bytes that are left, at least LONGEST unless they are the last, up to the first fault in the
+/// document. \return how many were used; the others, fewer than LONGEST, are due again before the next.
+size_t Input::Decode(bool last) noexcept {
+  Mark const mark = isBegun ? Mark{} : FindMark(bytes.begin(), left);
+  if (!isBegun) utf16 = mark.utf16, fault = mark.fault;
+  isBegun = true;
+  if (fault) return left;
+  size_t const count = left - mark.skipped;
+  if (!NeedRoom(text.Count() + count + INPUT_PAD)) return code = E_OUTOFMEMORY, left;
+  sink.ContinueAt(text.end());
+  uint8_t const* const from = bytes.begin() + mark.skipped;
+  size_t const used = utf16 ? Utf16(from, count) : Utf8(from, count, last);
+  text.Shrink(static_cast<size_t>(sink.Next() - text.begin()));
+  return fault ? left : mark.skipped + used;
+}
+
+/// Copies instead of resizing the block, which would copy its unused room as well.
+bool Input::NeedRoom(size_t units) noexcept {
+  constexpr size_t CARRIED = 0x1000;  // usually more than what stays in the window
+  if (units <= room) return true;
+  Buffer<wchar_t> grown;
+  size_t const larger = room > 0 ? std::max(units, 2 * room) : units + CARRIED;
+  if (!grown.Reserve(larger)) return false;
+  room = larger;
+  grown.Append(text.begin(), text.Count());  // fits
+  grown.Swap(text);
+  return true;
+}
+
+size_t Input::Utf8(uint8_t const* bytes, size_t size, bool last) noexcept {
   size_t const end = last ? size : size - std::min(size, LONGEST - 1);  // of what is certainly whole
   size_t i = 0;
   while (i < end) {
@@ -240,7 +219,7 @@ size_t Decoder::Utf8(uint8_t const* bytes, size_t size, bool last) noexcept {
   return i;
 }
 
-size_t Decoder::Utf16(uint8_t const* bytes, size_t size) noexcept {
+size_t Input::Utf16(uint8_t const* bytes, size_t size) noexcept {
   size_t i = 0;
   while (i + 1 < size) {
     size_t const plain = sink.PutUnits(bytes + i, size - i);
@@ -251,42 +230,5 @@ size_t Decoder::Utf16(uint8_t const* bytes, size_t size) noexcept {
   }
   return i;
 }
-
-/// Reads the rest of the stream and decodes it block by block. The size that a stream reports is not trusted
-/// for an allocation, beyond some times what it has delivered. Endless streams fail, since positions have 32
-/// bits.
-HRESULT ReadAndDecode(Stream& stream, Input& input) noexcept {
-  constexpr unsigned SMALLEST_BLOCK = 0x1000, LARGEST_BLOCK = 0x10000, TRUST = 16;
-  unsigned const start = stream.GetPosition();
-  unsigned const end = stream.GetSize();
-  unsigned const size = end > start ? end - start : 0;
-  unsigned const block = std::clamp(size, SMALLEST_BLOCK, LARGEST_BLOCK);
-  Decoder decoder(input);
-  Buffer<uint8_t> bytes;
-  if (!bytes.Resize(LONGEST + block)) return E_OUTOFMEMORY;
-  uint64_t total = 0;
-  size_t left = 0;  // bytes that are not decoded yet
-  for (;;) {
-    unsigned done = 0;
-    HRESULT const result = stream.Read(bytes.begin() + left, block, &done);
-    if (Failed(result) || done > block || done == 0) break;
-    total += done;
-    if (total > UINT32_MAX) return E_FAIL;
-    left += done;
-    if (left < LONGEST) continue;
-    size_t const used = decoder.Decode(bytes.begin(), left, std::min<uint64_t>(size, total * TRUST));
-    if (Failed(input.code)) return input.code;
-    left -= used;
-    memmove(bytes.begin(), bytes.begin() + used, left);
-  }
-  // Some streams return a failure at the end; before the reported end, it is one.
-  if (total < size) return E_FAIL;
-  decoder.End(bytes.begin(), left);
-  return input.code;
-}
-
-}  // namespace
-
-void ReadInput(Stream& stream, Input& input) noexcept { input.code = ReadAndDecode(stream, input); }
 
 }  // namespace yk::xml

@@ -19,6 +19,7 @@ namespace {
 using std::wstring_view;
 
 constexpr wchar_t DUPLICATE[] = L"duplicate attribute";
+constexpr wchar_t OUT_OF_MEMORY[] = L"out of memory";
 constexpr wchar_t UNEXPECTED_END[] = L"unexpected end of document";
 
 struct Entity {
@@ -53,6 +54,10 @@ bool Begins(wchar_t const* at, wstring_view expected) noexcept {
     if (at[i] != expected[i]) return false;
   }
   return true;
+}
+
+wchar_t const* WhyUnread(HRESULT code) noexcept {
+  return code == E_OUTOFMEMORY ? OUT_OF_MEMORY : L"stream cannot be read";
 }
 
 /// Whether two attributes have one name; for few.
@@ -95,15 +100,17 @@ class Reader {
  public:
   explicit Reader(Input& source) noexcept
       : input(source),
-        cursor(source.text.begin()),
-        end(source.text.end()),
-        pool(FirstChunk(source.text.Count()), names) {}
+        cursor(source.begin()),
+        end(source.end()),
+        pool(FirstChunk(static_cast<size_t>(source.end() - source.begin())), names) {}
   ~Reader();
 
   XmlNode* Read(XmlError& error) noexcept;
 
  private:
   bool Document() noexcept;
+  bool Token(bool (Reader::*read)() noexcept) noexcept;
+  bool Refill() noexcept;
   bool Declaration() noexcept;
   bool DeclaredEncoding(wstring_view name) noexcept;
   bool PseudoAttribute(wchar_t const* name, wstring_view& value) noexcept;
@@ -113,6 +120,7 @@ class Reader {
   bool DocumentType() noexcept;
   bool SkipLiteral() noexcept;
   bool StartTag() noexcept;
+  bool Enter(XmlNode& node) noexcept;
   bool Attributes(XmlNode& node, size_t& count) noexcept;
   bool Attribute(XmlNode& node, size_t length) noexcept;
   bool AttributeValue(wstring_view& value) noexcept;
@@ -127,7 +135,7 @@ class Reader {
   bool Reference(wchar_t* units, wstring_view& out) noexcept;
   bool Number(uint32_t& value) noexcept;
 
-  XmlNode* AddChild(uint32_t kind, wstring_view name = {}) noexcept;
+  void AddChild(XmlNode& node) noexcept;
   void ResumeText() noexcept;
   bool AddTextChild(uint32_t kind, wchar_t const* from, wchar_t const* to) noexcept;
 
@@ -170,21 +178,50 @@ Reader::~Reader() {
 
 XmlNode* Reader::Read(XmlError& error) noexcept {
   document = XmlTree::NewNode(pool, XML_DOCUMENT, {});
-  (void)gatherer.buffer.Reserve(input.text.Count());  // all that it can hold; without memory it grows
   bool const whole = document ? Document() : FailMemory();
-  if (input.fault && (whole || ranOut)) Fail(end, input.fault);
+  if (input.IsAtEnd() && input.Fault() && (whole || ranOut)) Fail(end, input.Fault());
   if (code == S_OK) return std::exchange(document, nullptr);
   Locate(error);
   return nullptr;
 }
 
 bool Reader::Document() noexcept {
-  if (!Declaration()) return false;
-  while (cursor != end) {
-    if (!(*cursor == L'<' ? Markup() : Characters())) return false;
+  constexpr ptrdiff_t MARGIN = 0x1000;  // longer than most tokens, so that few are read twice
+  if (!Token(&Reader::Declaration)) return false;
+  for (;;) {
+    if (end - cursor < MARGIN && !input.IsAtEnd() && !Refill()) return false;
+    if (cursor == end) break;
+    if (!Token(*cursor == L'<' ? &Reader::Markup : &Reader::Characters)) return false;
   }
   if (IsInElement()) return FailAtEnd(end, L"unclosed element");
   return hasRoot || FailAtEnd(end, L"missing root element");
+}
+
+/// Reads a token. What fails may only be cut off by the window's end, and is then read again; until then it
+/// has changed nothing but the cursor.
+bool Reader::Token(bool (Reader::*read)() noexcept) noexcept {
+  for (;;) {
+    wchar_t const* const start = cursor;
+    if ((this->*read)()) return true;
+    if (input.IsAtEnd() || code == E_OUTOFMEMORY) return false;
+    code = S_OK;
+    ranOut = false;
+    cursor = start;
+    if (!Refill()) return false;
+  }
+}
+
+/// Moves the window to the cursor and extends it.
+bool Reader::Refill() noexcept {
+  if (!onlyRun.empty() && !gatherer.AddRaw(Top().text, std::exchange(onlyRun, {}))) return FailMemory();
+  bool const isFilled = input.Refill(cursor);
+  cursor = input.begin();
+  end = input.end();
+  faultAt = nullptr;
+  if (isFilled) return true;
+  code = input.Code();
+  faultText = WhyUnread(code);
+  return false;
 }
 
 /// The optional declaration: it must agree with what the first bytes have shown already.
@@ -209,7 +246,7 @@ bool Reader::Declaration() noexcept {
 bool Reader::DeclaredEncoding(wstring_view name) noexcept {
   for (Encoding const& encoding : ENCODINGS) {
     if (!EqualNoCase(encoding.name, name)) continue;
-    return encoding.utf16 == input.utf16 ||
+    return encoding.utf16 == input.IsUtf16() ||
            Fail(std::to_address(name.begin()), L"declared encoding does not match the document");
   }
   return Fail(std::to_address(name.begin()), L"unsupported encoding");
@@ -279,7 +316,6 @@ bool Reader::Instruction() noexcept {
 bool Reader::DocumentType() noexcept {
   if (hasRoot) return Fail(cursor, L"DOCTYPE must precede the root element");
   if (hasDocumentType) return Fail(cursor, L"duplicate DOCTYPE");
-  hasDocumentType = true;
   wchar_t const* const start = cursor;
   cursor += 9;
   SkipBlanks();
@@ -289,7 +325,7 @@ bool Reader::DocumentType() noexcept {
   for (cursor += name; cursor != end; ++cursor) {
     if (*cursor == L'>' && brackets == 0) {
       ++cursor;
-      return true;
+      return hasDocumentType = true;
     }
     if (*cursor == L'[') ++brackets;
     if (*cursor == L']' && brackets-- == 0) return Fail(cursor, L"']' without matching '['");
@@ -317,19 +353,30 @@ bool Reader::StartTag() noexcept {
   if (length == 0) return Fail(tag, L"name expected after '<'");
   if (!IsInElement() && hasRoot) return Fail(tag, L"more than one root element");
   if (open.Count() == XML_DEPTH_LIMIT) return Fail(tag, L"elements are nested too deeply");
-  XmlNode* const node = AddChild(XML_ELEMENT, {tag + 1, length});
+  XmlNode* const node = XmlTree::NewNode(pool, XML_ELEMENT, {tag + 1, length});
   if (!node) return FailMemory();
-  cursor = tag + 1 + length;
-  hasRoot = true;
+  cursor += 1 + length;
+  size_t const texts = gatherer.buffer.Count();
   size_t count = 0;
-  if (!Attributes(*node, count) || !CheckDuplicates(*node, count, tag)) return false;
+  if (!Attributes(*node, count) || !CheckDuplicates(*node, count, tag)) {
+    gatherer.buffer.Shrink(texts);
+    XmlTree::Free(node);
+    return false;
+  }
+  return Enter(*node);
+}
+
+/// Adds an element at the end of its start tag.
+bool Reader::Enter(XmlNode& node) noexcept {
+  AddChild(node);
+  hasRoot = true;
   if (At(L"/>")) {
     cursor += 2;
     ResumeText();
     return true;
   }
   ++cursor;  // Attributes has checked that this is '>'
-  if (!open.Append({node, {}})) return FailMemory();
+  if (!open.Append({&node, {}})) return FailMemory();
   gatherer.Open(Top().text);
   return true;
 }
@@ -448,6 +495,7 @@ bool Reader::RawRun() noexcept {
   for (cursor = TextEnd(from); *cursor == L']'; cursor = TextEnd(cursor + 1)) {
     if (At(L"]]>")) return Fail(cursor, L"']]>' is not allowed in text");
   }
+  if (cursor == end && !input.IsAtEnd()) return Fail(end, UNEXPECTED_END);
   wstring_view const run(from, static_cast<size_t>(cursor - from));
   Open const& top = Top();
   if (Begins(cursor, L"</") && !top.node->FirstChild() && gatherer.buffer.Count() == top.text.start)
@@ -508,13 +556,11 @@ bool Reader::Number(uint32_t& value) noexcept {
 // ---- helpers
 
 /// Appends a node to the innermost element, or to the document.
-XmlNode* Reader::AddChild(uint32_t kind, wstring_view name) noexcept {
+void Reader::AddChild(XmlNode& node) noexcept {
   if (IsInElement()) {
     Top().node->FirstChild() ? gatherer.EndLaterPiece(Top().text) : gatherer.EndFirstPiece(Top().text);
   }
-  XmlNode* const node = XmlTree::NewNode(pool, kind, name);
-  if (node) XmlTree::Link(IsInElement() ? *Top().node : *document, *node, nullptr);
-  return node;
+  XmlTree::Link(IsInElement() ? *Top().node : *document, node, nullptr);
 }
 
 /// Continues the parent's text after a child.
@@ -523,8 +569,10 @@ void Reader::ResumeText() noexcept {
 }
 
 bool Reader::AddTextChild(uint32_t kind, wchar_t const* from, wchar_t const* to) noexcept {
-  XmlNode* const node = AddChild(kind);
-  if (!node || !XmlTree::StoreText(*node, pool, {from, static_cast<size_t>(to - from)})) return FailMemory();
+  XmlNode* const node = XmlTree::NewNode(pool, kind, {});
+  if (!node) return FailMemory();
+  AddChild(*node);
+  if (!XmlTree::StoreText(*node, pool, {from, static_cast<size_t>(to - from)})) return FailMemory();
   ResumeText();
   return true;
 }
@@ -562,36 +610,30 @@ bool Reader::FailAtEnd(wchar_t const* at, wchar_t const* why) noexcept {
 
 bool Reader::FailMemory() noexcept {
   code = E_OUTOFMEMORY;
-  faultText = L"out of memory";
+  faultText = OUT_OF_MEMORY;
   return false;
 }
 
 void Reader::Locate(XmlError& error) const noexcept {
   error = {code, 0, 0, faultText};
   if (!faultAt) return;
-  wchar_t const* line = input.text.begin();
-  error.line = 1;
-  for (wchar_t const* at = line; at != faultAt; ++at) {
-    if (*at != L'\n') continue;
-    ++error.line;
-    line = at + 1;
-  }
-  error.column = static_cast<uint32_t>(faultAt - line) + 1;
+  Place place = input.Start();
+  place.Pass(input.begin(), faultAt);
+  error.line = place.line;
+  error.column = place.column;
 }
 
 }  // namespace
 
 XmlNode* Read(Stream& stream, XmlError& error) noexcept {
-  Input input;
-  ReadInput(stream, input);
-  if (Failed(input.code)) {
-    bool const noMemory = input.code == E_OUTOFMEMORY;
-    error = {input.code, 0, 0, noMemory ? L"out of memory" : L"stream cannot be read"};
+  Input input(stream);
+  if (!input.Refill(input.begin())) {
+    error = {input.Code(), 0, 0, WhyUnread(input.Code())};
     return nullptr;
   }
   std::unique_ptr<Reader> const reader(Made(new (std::nothrow) Reader(input), "XmlHelper::Load"));
   if (reader) return reader->Read(error);
-  error = {E_OUTOFMEMORY, 0, 0, L"out of memory"};
+  error = {E_OUTOFMEMORY, 0, 0, OUT_OF_MEMORY};
   return nullptr;
 }
 

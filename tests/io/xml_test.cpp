@@ -122,6 +122,28 @@ TEST(XmlReader, SaysWhereAndWhyItRefuses) {
   ExpectRefused("^", false, std::string("\xFE\xFF\0<\0a", 6));
 }
 
+// Tokens longer than what is read ahead, cut off at many places.
+TEST(XmlReader, ReadsLongTokensInLargeDocuments) {
+  std::string const fill = std::string(2100, 'm') + "\r\n" + std::string(2100, '\t');
+  std::string const value = std::string(2100, 'v') + "&amp;&#xE9;" + std::string(2100, 'w');
+  std::string const name(4200, 'n');
+  std::string const sample = "<" + name + " " + name + "='" + value + "'>a" + fill + "<!--" + fill +
+                             "--><![CDATA[" + fill + "]]>]]&#x" + std::string(4200, '0') + "41;\r\n<?p " +
+                             fill + "?></" + name + ">";
+  for (auto const recoded : {+[](std::string const& text) { return text; }, Utf16}) {
+    std::wstring const single = Line(Loaded(recoded(sample))->FirstChild());
+    for (size_t shift = 0; shift < 33000; shift += 1499) {
+      std::string document = "<r><!--" + std::string(shift, 'c') + "-->";
+      for (int i = 0; i < 6; ++i) document += sample;
+      Tree const loaded = Loaded(recoded(document + "</r>"));
+      ASSERT_TRUE(loaded) << shift;
+      XmlNode* node = loaded->FirstChild()->FirstChild()->Next();
+      for (int i = 0; i < 6; ++i, node = node->Next()) ASSERT_TRUE(Line(node) == single) << shift << ' ' << i;
+      ExpectRefused(document + "\n <b>^&unknown;" + sample);
+    }
+  }
+}
+
 TEST(XmlReader, LimitsTheDepth) {
   for (unsigned const depth : {1000u, 1001u, 1000000u}) {
     std::string start, end;
