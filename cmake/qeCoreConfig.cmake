@@ -1,8 +1,8 @@
 # find_package(qeCore): the target qeCore::qeCore, with the import library of the compiler that uses it.
 include("${CMAKE_CURRENT_LIST_DIR}/qeCoreTargets.cmake")
 
-# CMake sets MSVC for Microsoft's compiler and for Clang with that ABI.
-if(MSVC)
+# Microsoft's compiler, and Clang with that ABI under either command line.
+if(MSVC OR "${CMAKE_CXX_SIMULATE_ID}" STREQUAL "MSVC")
   get_filename_component(library "${CMAKE_CURRENT_LIST_DIR}/../../qeCore.lib" ABSOLUTE)
   if(NOT EXISTS "${library}")
     set(qeCore_FOUND FALSE)

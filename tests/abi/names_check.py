@@ -13,6 +13,7 @@ import subprocess
 import sys
 import tempfile
 from pathlib import Path
+from typing import NamedTuple
 
 from abi_check import ROOT, TARGETS, include_all
 
@@ -30,13 +31,24 @@ BY_VALUE = re.compile(r"^(?:(?:public|protected|private): )?(?:static |virtual )
 # ---- Clang's declarations ----------------------------------------------------------------------------------------------
 
 
+class Import(NamedTuple):
+    """What the mark on a declaration, or on its class, imports."""
+
+    place: tuple
+    name: str
+    kind: str
+    by_class: bool
+    is_slot: bool
+    export: str = ""
+
+
 class Tree:
     """Walks Clang's JSON, which states a file name only where it differs from the previous one."""
 
     def __init__(self, root):
         self.file = None
-        self.imported = []  # (place, decorated name, kind, whether its class is marked instead)
-        self.names = {}  # place: names
+        self.imports = []
+        self.names = {}  # (place, kind): name
         self.visit(root)
 
     def place(self, location):
@@ -54,11 +66,16 @@ class Tree:
         children = node.get("inner", [])
         if "mangledName" in node:
             self.names.setdefault((place, node["kind"]), node["mangledName"])
-            for mark in children:
-                if mark.get("kind") == "DLLImportAttr" and node["mangledName"].startswith("?"):  # not the C runtime's
-                    self.imported.append((place, node["mangledName"], node["kind"], mark.get("inherited", False)))
+            self.visit_named(node, place, {child.get("kind"): child for child in children})
         for child in children:
             self.visit(child)
+
+    def visit_named(self, node, place, children):
+        mark = children.get("DLLImportAttr")
+        if mark and node["mangledName"].startswith("?"):  # not the C runtime's
+            is_slot = node.get("virtual", False) or "OverrideAttr" in children
+            name = decorated(node["mangledName"], node["kind"])
+            self.imports.append(Import(place, name, node["kind"], mark.get("inherited", False), is_slot))
 
 
 def tree(target):
@@ -75,11 +92,10 @@ def decorated(name, kind):
     return re.sub(r"^\?\?_D(.*)XXZ$", r"??1\1@XZ", name) if kind == "CXXDestructorDecl" else name
 
 
-def both_names():
-    """{decorated name: (exported name, kind, whether its class is marked)}."""
+def imports():
+    """Those of the headers, each with the library's export."""
     gnu = tree(TARGETS["GNU"]).names
-    return {decorated(name, kind): (gnu[place, kind], kind, inherited)
-            for place, name, kind, inherited in tree(TARGETS["Microsoft"]).imported}
+    return [found._replace(export=gnu[found.place, found.kind]) for found in tree(TARGETS["Microsoft"]).imports]
 
 
 # ---- the list ----------------------------------------------------------------------------------------------------------
@@ -91,41 +107,40 @@ def plain(tool, names):
     return text.splitlines()
 
 
-def lines(names):
-    return [f"{name} {export}{' DATA' if kind == 'VarDecl' else ''}" for name, (export, kind, _) in sorted(names.items())]
+def lines(found):
+    return sorted(f"{each.name} {each.export}{' DATA' if each.kind == 'VarDecl' else ''}" for each in found)
 
 
 def read_list():
     return [line for line in LIST.read_text(encoding="utf-8").splitlines() if line and not line.startswith("#")]
 
 
-def faults(names):
-    current, wanted = set(read_list()), set(lines(names))
+def faults(found):
+    current, wanted = set(read_list()), set(lines(found))
     yield from (f"not in {LIST.name}, see names_check.py --update: {line}" for line in sorted(wanted - current))
     yield from (f"stale in {LIST.name}: {line}" for line in sorted(current - wanted))
     promised = set(EXPORTS.read_text(encoding="utf-8").splitlines())
-    exports = sorted({export for export, _, _ in names.values()})
-    for name in plain("x86_64-w64-mingw32-c++filt", exports):
+    for name in plain("x86_64-w64-mingw32-c++filt", sorted({each.export for each in found})):
         if name not in promised:
             yield f"not in {EXPORTS.name}: {name}"
-    for name, (export, kind, inherited) in names.items():
-        if inherited:
-            yield f"its class is marked with YK_API instead of the function: {export}"
-        if kind == "CXXConstructorDecl":
-            yield f"a constructor cannot be called from both ABIs; make it inline over a function: {export}"
-    for text in plain("llvm-undname-19", names)[1::3]:
+    for each in found:
+        if each.by_class:
+            yield f"its class is marked with YK_API instead of the function: {each.export}"
+        if each.kind == "CXXConstructorDecl":
+            yield f"a constructor cannot be called from both ABIs; make it inline over a function: {each.export}"
+    for text in plain("llvm-undname-19", [each.name for each in found])[1::3]:
         if BY_VALUE.search(text):
             yield f"a class by value cannot be passed in both ABIs; pass its address: {text}"
 
 
 def main():
-    names = both_names()
+    found = imports()
     if "--update" in sys.argv:
-        LIST.write_text(HEAD + "\n".join(lines(names)) + "\n", encoding="utf-8")
+        LIST.write_text(HEAD + "\n".join(lines(found)) + "\n", encoding="utf-8")
         return 0
-    found = list(faults(names))
-    print("\n".join(found), end="\n" if found else "")
-    return 1 if found else 0
+    wrong = list(faults(found))
+    print("\n".join(wrong), end="\n" if wrong else "")
+    return 1 if wrong else 0
 
 
 if __name__ == "__main__":
