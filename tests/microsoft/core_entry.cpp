@@ -1,5 +1,5 @@
-// What the library needs when it is linked for the Microsoft C++ ABI without that compiler's runtime: an entry
-// point that runs the initialisers of its variables, and symbols that GCC's runtime would have.
+// What the library needs when it is linked for the Microsoft C++ ABI without that compiler's runtime: an
+// entry point that runs the initialisers of its variables, and symbols that GCC's runtime would have.
 extern "C" {
 
 using Initialiser = void (*)();

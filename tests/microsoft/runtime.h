@@ -1,5 +1,5 @@
-// What programs of the Microsoft C++ ABI use here in place of a C runtime and of Microsoft's headers, neither of
-// which exists on the machines that run this check.
+// What programs of the Microsoft C++ ABI use here in place of a C runtime and of Microsoft's headers, neither
+// of which exists on the machines that run this check.
 #pragma once
 
 #include <qecore/core/base.h>

@@ -10,13 +10,13 @@
 typedef long HRESULT;  // NOLINT: the platform's own declaration, so that both may occur in one file
 #include <winerror.h>
 
-// Marks on functions and variables, never on classes: Microsoft's compiler would import a marked class's inline
-// members and template bases as well.
+// Marks on functions and variables, never on classes: Microsoft's compiler would import a marked class's
+// inline members and template bases as well.
 //
-//   YK_API          exported by the library, imported by its users. The two C++ ABIs must agree on the call: so
+//   YK_API          exported by the library, imported by its users. The two C++ ABIs must agree on the call:
 //                   neither a constructor nor a function that takes or returns a class by value.
-//   YK_API_INLINE   compiled in the caller. The library exports it for programs that were linked before it was
-//                   inline (core/kept_names.cpp).
+//   YK_API_INLINE   compiled in the caller. The library exports it for programs that were linked before it
+//                   was inline (core/kept_names.cpp).
 #if defined(QECORE_BUILD)
 #define YK_API __declspec(dllexport)
 #else
