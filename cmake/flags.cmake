@@ -10,7 +10,8 @@ target_compile_definitions(qecore_flags INTERFACE WIN32_LEAN_AND_MEAN NOMINMAX _
 
 if(MSVC)
   target_compile_options(qecore_flags INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus /Zc:preprocessor /fp:precise
-                         /wd4458 /wd4459) # a parameter may have the name of a field or of something outside
+                         /wd4458 /wd4459 # a parameter may have the name of a field or of something outside
+                         /wd4068) # pragmas of other compilers
   target_compile_definitions(qecore_flags INTERFACE _CRT_SECURE_NO_WARNINGS)
   target_compile_options(qecore_lean INTERFACE /GR- /EHs-c-)
   target_compile_definitions(qecore_lean INTERFACE _HAS_EXCEPTIONS=0)
