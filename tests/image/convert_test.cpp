@@ -70,11 +70,23 @@ void Append(Bytes& out, IMG_FORMAT source, IMG_FORMAT target, Pixel const& pixel
   }
 }
 
-/// A float that is likely to go wrong: far out of range, NaN, or at the boundary between two bytes.
+/// A float next to the boundary between two bytes.
+float EdgeFloat(std::mt19937& random) {
+  return nextafterf((random() % 511 * 0.5f) / 255.0f, random() % 2 ? 2.0f : -2.0f);
+}
+
+/// A float that is likely to go wrong: far out of range, NaN, or such an edge.
 float HardFloat(std::mt19937& random) {
   static constexpr float WILD[] = {NAN, INFINITY, -INFINITY, 1e30f, -0.0f, 1.0f, 1.5f, -0.3f, 1e-40f, 8.4e6f};
-  if (random() % 4 == 0) return WILD[random() % std::size(WILD)];
-  return nextafterf((random() % 511 * 0.5f) / 255.0f, random() % 2 ? 2.0f : -2.0f);
+  return random() % 4 == 0 ? WILD[random() % std::size(WILD)] : EdgeFloat(random);
+}
+
+/// Of one kind, since kernels convert blocks without values that are far out of range in other ways.
+void FillWithFloats(Bytes& in, int kind, IMG_FORMAT format, std::mt19937& random) {
+  float* const floats = reinterpret_cast<float*>(in.data());
+  auto const make = kind == 0 ? HardFloat : EdgeFloat;
+  if (kind == 2) return Randomize(format, in.data(), in.size(), random);
+  std::generate(floats, floats + in.size() / 4, [&] { return make(random); });
 }
 
 constexpr int MOST_PIXELS = 1500;  // so many that tables are made, and that blocks follow each other
@@ -93,11 +105,7 @@ void CheckPair(int pair, GuardedMemory const& source, GuardedMemory const& targe
     SCOPED_TRACE(testing::Message() << from << " to " << to << ", width " << width);
     Bytes in((static_cast<size_t>(img::GetFacts(from).bits) * width + 7) / 8), expected;
     Randomize(IMG_PAL8, in.data(), in.size(), random);
-    float* const floats = reinterpret_cast<float*>(in.data());
-    // Blocks without hard values take other ways.
-    if (IsFloat(from) && width % 2) Randomize(from, in.data(), in.size(), random);
-    if (IsFloat(from) && width % 2 == 0)
-      std::generate(floats, floats + in.size() / 4, [&] { return HardFloat(random); });
+    if (IsFloat(from)) FillWithFloats(in, width % 3, from, random);
     for (int i = 0; i < width; ++i) Append(expected, from, to, Load(from, in.data(), i, palette.data()));
     for (size_t gap : {0, 1}) {
       uint8_t* const there = source.Last(in.size(), gap);
