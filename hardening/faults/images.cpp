@@ -1,6 +1,7 @@
 // Images and drawing: operations that allocate, which a caller must be able to repeat.
 #include <windows.h>
 
+#include <qecore/core/parallel.h>
 #include <qecore/core/system.h>
 #include <qecore/draw/device_context.h>
 #include <qecore/image/image.h>
@@ -53,6 +54,34 @@ Outcome Rescale() {
     }
     Ref<Image2d> const small = Ref<Image2d>::Adopt(result);
     if (format == IMG_BGRA32 && small->GetLine(3)[4] != 50) outcome.broken = "wrong pixels, and S_OK";
+  }
+  return outcome;
+}
+
+// Large enough for several threads, which start anew in each run.
+constexpr int LARGE_WIDTH = 1300, LARGE_HEIGHT = 800;
+
+void PrepareThreads() {
+  System::Create()->Release();
+  System::Create();
+  SetThreadCount(4);
+}
+
+Outcome RescaleOnThreads() {
+  Outcome outcome;
+  Ref<Image2d> const image = Calmly([] {
+    Ref<Image2d> large = Ref<Image2d>::Adopt(Image2d::Create());
+    large->flags = IMG_HEAP_MEMORY;
+    large->Create(IMG_BGR24, LARGE_WIDTH, LARGE_HEIGHT);
+    memset(large->bits, 50, static_cast<size_t>(large->stride) * LARGE_HEIGHT);
+    return large;
+  });
+  Image2d* result = nullptr;
+  if (!outcome.Note(image->Rescale(170, 90, IMG_GRAY8, &result))) return outcome.End();
+  Ref<Image2d> const small = Ref<Image2d>::Adopt(result);
+  for (int y = 0; y < small->height; ++y) {
+    if (small->GetLine(y)[y] != small->GetLine(0)[0] || small->GetLine(y)[y] < 49)
+      outcome.broken = "wrong pixels, and S_OK";
   }
   return outcome;
 }
@@ -115,6 +144,7 @@ Outcome Draw() {
 constexpr Scenario SCENARIOS[] = {
     {"image: create", harness::MEMORY | harness::LOCK, PrepareImages, Create},
     {"image: rescale", harness::MEMORY | harness::LOCK, PrepareImages, Rescale},
+    {"image: rescale on threads", harness::MEMORY | harness::THREAD, PrepareThreads, RescaleOnThreads},
     {"image: crop, set a value", harness::MEMORY | harness::LOCK, PrepareImages, CropAndKeep},
     {"drawing", harness::MEMORY, PrepareImages, Draw},
 };

@@ -33,6 +33,7 @@ constexpr KindName KINDS[] = {
     {harness::REPLACE, "replace"},
     {harness::REMOVE, "remove"},
     {harness::FLUSH, "flush"},
+    {harness::THREAD, "thread"},
 };
 
 constexpr long MOST_CALLS = 5000;  // per run; beyond this the scenario is too large

@@ -42,7 +42,7 @@ VARIANTS = {
 # in memory, and without Wine. Where files are real, bitmaps are, too.
 LIBRARY_ON = {
     "system": "wide heap global boxes",
-    "memory": "wide heap global boxes debugger bitmaps files",
+    "memory": "wide heap global boxes debugger bitmaps threads files",
     "linux": "wide boxes debugger files",
 }
 EXTRA_GROUPS = {
@@ -57,7 +57,7 @@ EXTRA_FLAGS = [
     (re.compile(r"^plugins/"), "-isystem /usr/include/stb"),
 ]
 
-RUNTIME = [str(HERE / f"{name}.cpp") for name in ("wide", "formatters", "plan", "heap", "bitmaps", "boxes", "children")]
+RUNTIME = [str(HERE / f"{name}.cpp") for name in ("wide", "formatters", "plan", "heap", "bitmaps", "boxes", "workers", "children")]
 FILES = [str(HERE / f"{name}.cpp") for name in ("files", "names", "modules")]
 ON_LINUX = [str(HERE / f"{name}.cpp") for name in ("wide", "plan", "boxes", "locks", "linux", "linux_formatters")] + FILES
 

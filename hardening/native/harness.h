@@ -49,7 +49,8 @@ enum Kind : unsigned {
   REPLACE = 1u << 10,     ///< MoveFileEx, ReplaceFile
   REMOVE = 1u << 11,      ///< DeleteFile
   FLUSH = 1u << 12,       ///< FlushFileBuffers
-  ALL_FILE_KINDS = (1u << 13) - (1u << 2)
+  ALL_FILE_KINDS = (1u << 13) - (1u << 2),
+  THREAD = 1u << 13,  ///< CreateThread
 };
 
 /// Which call fails: the `at`-th of these kinds, counted from 1; 0: none, they are only counted.

@@ -210,6 +210,30 @@ TEST(Parts, AreLeftByTheThreadsBeforeTheSystemGoes) {
   }
 }
 
+bool ProcessesLargeImages(int thread) {
+  Ref<Image2d> const picture = Ref<Image2d>::Adopt(Image2d::Create());
+  picture->flags = IMG_HEAP_MEMORY;
+  if (Failed(picture->Create(IMG_BGRA32, 1500, 1000))) return false;
+  memset(picture->bits, 80 + thread, static_cast<size_t>(picture->stride) * 1000);
+  picture->FlipH();
+  picture->FlipV();
+  picture->PremultiplyAlpha();
+  Image2d* scaled = nullptr;
+  if (Failed(picture->Rescale(170, 1200, IMG_BGR24, &scaled))) return false;
+  unsigned char const expected = static_cast<unsigned char>((80 + thread) * (80 + thread) / 255);
+  bool const right = scaled->GetLine(1199)[0] == expected && scaled->GetLine(0)[509] == expected;
+  return scaled->Release() == 0 && right;
+}
+
+TEST(Images, AreProcessedByOneCallersHelpersAtATime) {
+  Ref<System> const system = Ref<System>::Adopt(System::Create());
+  Tally faults;
+  OnThreads(2, [&](int thread) {
+    for (int i = 0; i < 5; ++i) faults.Add(!ProcessesLargeImages(thread));
+  });
+  EXPECT_EQ(faults.Get(), 0);
+}
+
 // ---- the registry
 
 constexpr Guid HOST_CLASS = {50, 0, 0, {}};
