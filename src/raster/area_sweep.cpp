@@ -131,11 +131,6 @@ bool AreaSweep::AssignWindings() noexcept {
   return isInOrder;
 }
 
-// Whether the inside begins (1) or ends (-1) to the right of an edge, or neither (0).
-int AreaSweep::SideOf(int winding, int direction) const noexcept {
-  return ((winding + direction) & ruleMask ? 1 : 0) - (winding & ruleMask ? 1 : 0);
-}
-
 void AreaSweep::CoverActive(double height) noexcept {
   for (ActiveEdge const& edge : active) {
     int const side = SideOf(edge.winding, edge.direction);
@@ -173,6 +168,19 @@ bool AreaSweep::FindCrossings() noexcept {
   return true;
 }
 
+// Mostly of one or two elements.
+void AreaSweep::SortChanges(size_t from, size_t to) noexcept {
+  constexpr size_t FEW = 16;
+  auto const isHigher = [](WindingChange const& a, WindingChange const& b) { return a.at < b.at; };
+  if (to - from > FEW) return std::sort(changes.begin() + from, changes.begin() + to, isHigher);
+  for (size_t i = from + 1; i < to; ++i) {
+    WindingChange const change = changes[i];
+    size_t at = i;
+    for (; at > from && isHigher(change, changes[at - 1]); --at) changes[at] = changes[at - 1];
+    changes[at] = change;
+  }
+}
+
 // Lists the crossings of each edge, from top to bottom.
 bool AreaSweep::ListWindingChanges() noexcept {
   if (!firstChange.Fill(active.Count() + 2, 0) || !changes.Resize(crossings.Count() * 2)) return false;
@@ -186,11 +194,28 @@ bool AreaSweep::ListWindingChanges() noexcept {
     changes[firstChange[crossing.left + size_t{1}]++] = {crossing.at, active[crossing.right].direction};
     changes[firstChange[crossing.right + size_t{1}]++] = {crossing.at, -active[crossing.left].direction};
   }
-  for (size_t i = 0; i < active.Count(); ++i) {
-    std::sort(changes.begin() + firstChange[i], changes.begin() + firstChange[i + 1],
-              [](WindingChange const& a, WindingChange const& b) { return a.at < b.at; });
-  }
+  for (size_t i = 0; i < active.Count(); ++i) SortChanges(firstChange[i], firstChange[i + 1]);
   return true;
+}
+
+// Calls cover(x, x, part) for the pieces of an edge beside which the inside begins or ends; the part is of the
+// height, and negative where the inside ends.
+template <class Cover>
+void AreaSweep::ForEachPiece(ActiveEdge const& edge, WindingChange const* next, WindingChange const* end,
+                             Cover cover) const noexcept {
+  int winding = edge.winding, side = SideOf(winding, edge.direction);
+  double at = 0, x = edge.top;
+  for (; next != end; ++next) {
+    winding += next->change;
+    int const nextSide = SideOf(winding, edge.direction);
+    if (nextSide == side) continue;
+    double const nextX = edge.top + (edge.bottom - edge.top) * next->at;
+    if (side != 0) cover(x, nextX, (next->at - at) * side);
+    at = next->at;
+    x = nextX;
+    side = nextSide;
+  }
+  if (side != 0) cover(x, edge.bottom, (1 - at) * side);
 }
 
 void AreaSweep::CoverCrossing(double height) noexcept {
@@ -208,20 +233,18 @@ void AreaSweep::CoverCrossing(double height) noexcept {
 
 void AreaSweep::CoverBetweenCrossings(ActiveEdge const& edge, WindingChange const* next,
                                       WindingChange const* end, double height) noexcept {
-  int winding = edge.winding;
-  int side = SideOf(winding, edge.direction);
-  double at = 0, x = edge.top;
-  for (; next != end; ++next) {
-    winding += next->change;
-    int const nextSide = SideOf(winding, edge.direction);
-    if (nextSide == side) continue;
-    double const nextX = edge.top + (edge.bottom - edge.top) * next->at;
-    if (side != 0) row.CoverRightOf(x, nextX, (next->at - at) * side * height);
-    at = next->at;
-    x = nextX;
-    side = nextSide;
+  int const column = static_cast<int>(edge.top);
+  double heights = 0, moments = 0;
+  auto const inColumn = [&](double x0, double x1, double part) {
+    heights += part;
+    moments += part * ((x0 + x1) / 2 - column);
+  };
+  if (column != static_cast<int>(edge.bottom)) {
+    return ForEachPiece(edge, next, end,
+                        [&](double x0, double x1, double part) { row.CoverRightOf(x0, x1, part * height); });
   }
-  if (side != 0) row.CoverRightOf(x, edge.bottom, (1 - at) * side * height);
+  ForEachPiece(edge, next, end, inColumn);
+  row.CoverColumn(column, heights * height, moments * height);
 }
 
 }  // namespace yk::raster

@@ -72,12 +72,19 @@ class AreaSweep {
   void Advance(double from, double to) noexcept;
   void SortByTop() noexcept;
   bool AssignWindings() noexcept;
-  int SideOf(int winding, int direction) const noexcept;
+  // whether the inside begins (1) or ends (-1) to the right of an edge, or neither (0)
+  int SideOf(int winding, int direction) const noexcept {
+    return ((winding + direction) & ruleMask ? 1 : 0) - (winding & ruleMask ? 1 : 0);
+  }
   bool FindCrossings() noexcept;
   void CoverActive(double height) noexcept;
   void CoverByMiddle(double height) noexcept;
   void CoverCrossing(double height) noexcept;
   bool ListWindingChanges() noexcept;
+  void SortChanges(size_t from, size_t to) noexcept;
+  template <class Cover>
+  void ForEachPiece(ActiveEdge const& edge, WindingChange const* next, WindingChange const* end,
+                    Cover cover) const noexcept;
   void CoverBetweenCrossings(ActiveEdge const& edge, WindingChange const* next, WindingChange const* end,
                              double height) noexcept;
 

@@ -1,6 +1,7 @@
 #include "coverage_row_p.h"
 
-#include <bit>
+#include <string.h>
+
 #include <utility>
 
 namespace yk::raster {
@@ -30,21 +31,31 @@ void CoverageRow::CoverClipped(double x0, double x1, double height) noexcept {
 
 void CoverageRow::CoverSlanted(double low, double high, double height) noexcept {
   double const perUnit = height / (high - low);
-  int const first = static_cast<int>(low), last = static_cast<int>(high);
-  AddStep(first, (first + 1 - low) * perUnit, (low - first + 1) / 2);
-  for (int column = first + 1; column < last; ++column) AddStep(column, perUnit, 0.5);
-  if (high > last) AddStep(last, (high - last) * perUnit, (high - last) / 2);
+  int const start = static_cast<int>(low), last = static_cast<int>(high);
+  double const startPart = (start + 1 - low) * perUnit, lastPart = (high - last) * perUnit;
+  CoverColumn(start, startPart, startPart * ((low - start + 1) / 2));
+  if (last > start + 1) CoverEvenly(start + 1, last, perUnit);
+  if (high > last) CoverColumn(last, lastPart, lastPart * ((high - last) / 2));
 }
 
-// The next pixel whose coverage may differ from the previous one's, or the end.
-int CoverageRow::NextStep(int column) const noexcept {
-  if (column >= end) return end;
-  uint64_t const* word = marks.begin() + column / 64;
-  uint64_t const* const last = marks.begin() + (end - 1) / 64;
-  uint64_t bits = *word & ~uint64_t{0} << column % 64;
-  while (bits == 0 && word != last) bits = *++word;
-  int const at = static_cast<int>(word - marks.begin()) * 64 + std::countr_zero(bits);
-  return std::min(at, end);
+// Whole columns of a slanted line: each has a half of the step, and the one after it the other half.
+void CoverageRow::CoverEvenly(int from, int to, double step) noexcept {
+  float const whole = static_cast<float>(step), half = static_cast<float>(step / 2);
+  steps[static_cast<size_t>(from)] += half;
+  for (int column = from + 1; column < to; ++column) steps[static_cast<size_t>(column)] += whole;
+  steps[static_cast<size_t>(to)] += half;
+  for (int column = from; column <= to; column = (column | 63) + 1) {
+    uint64_t const upTo = to - column < 63 ? (uint64_t{2} << (to - column)) - 1 : ~uint64_t{0};
+    marks[static_cast<size_t>(column) / 64] |= upTo << column % 64;
+  }
+}
+
+int CoverageRow::NextMarkedWord(int column) const noexcept {
+  for (int word = column / 64 + 1; word <= (end - 1) / 64; ++word) {
+    uint64_t const bits = marks.begin()[word];
+    if (bits) return std::min(word * 64 + std::countr_zero(bits), end);
+  }
+  return end;
 }
 
 void CoverageRow::Paint(int y, SpanPainter& painter) noexcept {
@@ -62,7 +73,9 @@ void CoverageRow::Paint(int y, SpanPainter& painter) noexcept {
       if (share) paint(column, next, nullptr);
       run = next;
     } else {
-      std::fill(coverage.begin() + column, coverage.begin() + next, share);
+      coverage.begin()[column] = share;  // mostly the only one
+      if (next > column + 1)
+        memset(coverage.begin() + column + 1, share, static_cast<size_t>(next - column - 1));
     }
   }
   paint(run, end, coverage.begin() + run);

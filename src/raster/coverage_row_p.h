@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 
 #include "core/buffer_p.h"
 #include "span_p.h"
@@ -26,10 +27,15 @@ class CoverageRow {
   /// subtracts it.
   void CoverRightOf(double x0, double x1, double height) noexcept {
     int const column = static_cast<int>(x0);
-    if (column == static_cast<int>(x1)) return AddStep(column, height, (x0 + x1) / 2 - column);
+    if (column == static_cast<int>(x1)) return CoverColumn(column, height, height * ((x0 + x1) / 2 - column));
     CoverSlanted(std::min(x0, x1), std::max(x0, x1), height);
   }
-  /// The same for positions that may be outside the clip.
+  /// Adds areas to the right of lines through one column: the sum of their heights, and that of their heights
+  /// times the distances of their middles from the left of the column.
+  void CoverColumn(int column, double heights, double moments) noexcept {
+    AddStep(column, heights - moments, moments);
+  }
+  /// CoverRightOf for positions that may be outside the clip.
   void CoverClipped(double x0, double x1, double height) noexcept;
 
   /// Paints the coverage in runs, and clears it. A long run of full coverage, or of none, ends the run before
@@ -37,15 +43,23 @@ class CoverageRow {
   void Paint(int y, SpanPainter& painter) noexcept;
 
  private:
-  void AddStep(int column, double part, double middle) noexcept {
+  // changes the coverage at a pixel, and at the one after it
+  void AddStep(int column, double here, double after) noexcept {
     size_t const at = static_cast<size_t>(column);
-    steps[at] += static_cast<float>(part * (1 - middle));
-    steps[at + 1] += static_cast<float>(part * middle);
+    steps[at] += static_cast<float>(here);
+    steps[at + 1] += static_cast<float>(after);
     marks[at / 64] |= uint64_t{1} << at % 64;
     marks[(at + 1) / 64] |= uint64_t{1} << (at + 1) % 64;
   }
   void CoverSlanted(double low, double high, double height) noexcept;
-  int NextStep(int column) const noexcept;
+  void CoverEvenly(int from, int to, double step) noexcept;
+  // the next pixel whose coverage may differ from the previous one's, or the end
+  int NextStep(int column) const noexcept {
+    if (column >= end) return end;
+    uint64_t const bits = marks.begin()[column / 64] >> column % 64;
+    return bits ? std::min(column + std::countr_zero(bits), end) : NextMarkedWord(column);
+  }
+  int NextMarkedWord(int column) const noexcept;
 
   int const left, width, first, end;  // in columns; the outline is between first and end
   Buffer<float> steps;                // the change of coverage at each pixel

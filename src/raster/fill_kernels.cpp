@@ -265,10 +265,13 @@ RowFill RowFill::OfAlpha(unsigned char alpha) noexcept {
   return fill;
 }
 
-RowCover::RowCover(Paint paint, int bytesPerPixel) noexcept : run(COVERS[static_cast<size_t>(paint.mode)]) {
+RowCover::RowCover(Paint paint, int bytesPerPixel) noexcept
+    : run(COVERS[static_cast<size_t>(paint.mode)]), runFew(run) {
   Channels const s = Unpack(paint.colour);
   ink = {static_cast<size_t>(bytesPerPixel), 0, Pack(s) & COLOUR_BYTES, s.alpha};
-  if (paint.mode == Mode::PAINT) run = BestKernels().coverPaint[bytesPerPixel == 4];
+  if (paint.mode != Mode::PAINT) return;
+  run = BestKernels().coverPaint[bytesPerPixel == 4];
+  runFew = SCALAR_KERNELS.coverPaint[bytesPerPixel == 4];
 }
 
 void BlendInto(unsigned char* pixel, unsigned colour) noexcept {

@@ -84,12 +84,14 @@ class RowCover {
   RowCover(Paint paint, int bytesPerPixel) noexcept;
 
   void operator()(unsigned char* row, unsigned char const* coverage, size_t pixels) const noexcept {
-    run(ink, row, coverage, pixels);
+    (pixels < FEW ? runFew : run)(ink, row, coverage, pixels);
   }
   Lanes const& InkOf() const noexcept { return ink; }
 
  private:
-  CoverKernel run;
+  static constexpr size_t FEW = 4;  // pixels that no vector can be filled with
+
+  CoverKernel run, runFew;
   Lanes ink;
 };
 
