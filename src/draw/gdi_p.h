@@ -115,7 +115,7 @@ class BorrowedCanvas {
   Canvas* canvas;
 };
 
-/// The part of a canvas that is a mask for a rectangle of a surface, in which GDI draws at surface coordinates.
+/// The part of a canvas that is a mask for a rectangle of a surface; GDI draws in it at surface coordinates.
 class GdiMask {
  public:
   GdiMask(Canvas& canvas, xrect2d const& area) noexcept : canvas(canvas), area(area) {}

@@ -198,8 +198,8 @@ bool AreaSweep::ListWindingChanges() noexcept {
   return true;
 }
 
-// Calls cover(x, x, part) for the pieces of an edge beside which the inside begins or ends; the part is of the
-// height, and negative where the inside ends.
+// Calls cover(x, x, part) for the pieces of an edge beside which the inside begins or ends; the part is of
+// the height, and negative where the inside ends.
 template <class Cover>
 void AreaSweep::ForEachPiece(ActiveEdge const& edge, WindingChange const* next, WindingChange const* end,
                              Cover cover) const noexcept {

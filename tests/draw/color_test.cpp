@@ -28,4 +28,9 @@ TEST(BlendColor, WeighsAsStatedEvenOutsideItsRange) {
       {0x000000FF, 0x00000000, NAN, 0x00000000},    // the weight is -2^31
   };
   for (auto const& [c0, c1, t, expected] : rows) EXPECT_EQ(BlendColor(c0, c1, t), expected) << t;
+  for (unsigned i = 0; i < 256 * 256; ++i) {  // every weight of every channel
+    unsigned const a = i / 256, c = i % 256, weight = static_cast<unsigned>(a / 255.0f * 255);
+    unsigned const mixed = (c * weight + (255 - c) * (255 - weight)) / 255;
+    ASSERT_EQ(BlendColor(c * 0x01010101, ~(c * 0x01010101), a / 255.0f), mixed * 0x01010101) << a << ' ' << c;
+  }
 }

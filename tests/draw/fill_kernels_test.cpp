@@ -1,5 +1,5 @@
-// Every set of painting loops compared with the loops byte by byte, which define them: at every width, at both
-// ends of a block of memory between inaccessible pages.
+// Every set of painting loops compared with the loops byte by byte, which define them: at every width, at
+// both ends of a block of memory between inaccessible pages.
 #include <windows.h>
 // first, for the platform's types
 

@@ -1,4 +1,6 @@
 // The rectangle filler compared with its definition, pixel by pixel.
+#include <qecore/draw/color.h>
+
 #include "surface.h"
 
 using namespace yk;
@@ -50,6 +52,22 @@ TEST(Fill, EqualsItsRulesOnEverySurface) {
     HRESULT const result = !painted ? S_FALSE : mode == 6 ? E_NOTIMPL : mode >= 4 ? S_FALSE : S_OK;
     EXPECT_EQ(dc->FillRect(r.left, r.top, r.right - r.left, r.bottom - r.top), result);
     ASSERT_TRUE(Pixels(*dc) == expected) << "mode " << mode << ", colour " << colour << ", round " << round;
+  }
+}
+
+TEST(Fill, WideGradientsBlendTheColourOfEachColumn) {
+  constexpr int WIDTH = 4500;
+  for (unsigned const alpha : {0xFF000000u, 0x81000000u}) {
+    for (bool hasAlpha : {false, true}) {
+      Ref<IDC> const dc = MakeSurface(WIDTH, 3, hasAlpha), expected = MakeSurface(WIDTH, 3, hasAlpha);
+      for (IDC* each : {dc.get(), expected.get()}) each->Clear(0x22CC8811);
+      EXPECT_EQ(dc->FillGradientH({0, 0, WIDTH, 3}, alpha | 0x102030, alpha | 0xF0E0D0), S_OK);
+      for (int i = 0; i < WIDTH * 3; ++i) {
+        float const t = static_cast<float>(i % WIDTH / double(WIDTH));
+        expected->BlendPixel(i % WIDTH, i / WIDTH, BlendColor(alpha | 0xF0E0D0, alpha | 0x102030, t));
+      }
+      EXPECT_TRUE(Pixels(*dc) == Pixels(*expected)) << alpha << hasAlpha;
+    }
   }
 }
 
