@@ -9,52 +9,49 @@ namespace yk {
 
 namespace {
 
-constexpr int LONGEST = 6;  // bytes of a sequence in the original form of UTF-8; 16-bit input needs at most 3
-
-// Sequences of at least two bytes: the first value that needs another byte, the mark of the lead byte, and
-// the first lead byte of longer sequences.
-struct Form {
-  uint32_t valueLimit;
-  uint8_t leadMark;
-  uint8_t leadLimit;
-};
-
-constexpr Form FORMS[] = {
-    {0x800, 0xC0, 0xE0},       // 2 bytes; stray continuation bytes are treated as such lead bytes
-    {0x10000, 0xE0, 0xF0},     // 3
-    {0x200000, 0xF0, 0xF8},    // 4
-    {0x4000000, 0xF8, 0xFC},   // 5
-    {0x80000000, 0xFC, 0xFE},  // 6
-};
-static_assert(sizeof FORMS / sizeof *FORMS == LONGEST - 1);
-
-int Encode(uint16_t value, char* bytes) noexcept {
-  if (value < 0x80) {
-    bytes[0] = static_cast<char>(value);
-    return 1;
-  }
-  int form = 0;
-  while (value >= FORMS[form].valueLimit) ++form;
-  int const length = form + 2;
-  for (int i = length - 1; i > 0; --i, value >>= 6) bytes[i] = static_cast<char>(0x80 | (value & 0x3F));
-  bytes[0] = static_cast<char>(FORMS[form].leadMark | value);
-  return length;
+// text::ConvertAscii, which is worth a call only for a long run of such characters.
+template <class From, class To>
+size_t ConvertRun(From const* from, To* to, size_t most) noexcept {
+  constexpr size_t SHORT = 16;
+  size_t const done = text::scalar::ConvertAscii(from, to, std::min(most, SHORT));
+  return done < SHORT ? done : done + text::ConvertAscii(from + done, to ? to + done : nullptr, most - done);
 }
 
-// Decodes one sequence and moves `src` past it. Continuation bytes are not checked; those cut off by the
-// terminator count as zeros, and the text ends there.
+constexpr int LengthOf(uint16_t value) noexcept { return 1 + (value >= 0x80) + (value >= 0x800); }
+
+void Encode(uint16_t value, int length, char* bytes) noexcept {
+  auto const following = [&](int shift) { return static_cast<char>(0x80 | (value >> shift & 0x3F)); };
+  if (length == 1) {
+    bytes[0] = static_cast<char>(value);
+  } else if (length == 2) {
+    bytes[0] = static_cast<char>(0xC0 | value >> 6);
+    bytes[1] = following(0);
+  } else {
+    bytes[0] = static_cast<char>(0xE0 | value >> 12);
+    bytes[1] = following(6);
+    bytes[2] = following(0);
+  }
+}
+
+// The bits that the byte at `src` continues a sequence with, moving past it. The terminator counts as zeros,
+// and is not passed.
+inline uint32_t Following(char const*& src) noexcept {
+  return *src ? static_cast<uint8_t>(*src++) & 0x3F : 0;
+}
+
+// Decodes one sequence and moves `src` past it, also in the original form of UTF-8 with up to 6 bytes.
+// Continuation bytes are not checked, and stray ones are treated as the first of two bytes.
 uint32_t Decode(char const*& src) noexcept {
   uint8_t const lead = static_cast<uint8_t>(*src++);
   if (lead < 0x80) return lead;
-  if (lead >= FORMS[LONGEST - 2].leadLimit) return 0xFFFFFFFF;
-  int form = 0;
-  while (lead >= FORMS[form].leadLimit) ++form;
-  uint32_t value = lead & (0x1F >> form);
-  for (int left = form + 1; left > 0; --left) {
-    value <<= 6;
-    if (*src) value |= static_cast<uint8_t>(*src++) & 0x3F;
-  }
-  return value;
+  if (lead >= 0xFE) return 0xFFFFFFFF;
+  uint32_t value = Following(src);
+  if (lead < 0xE0) return (lead & 0x1Fu) << 6 | value;
+  value = value << 6 | Following(src);
+  if (lead < 0xF0) return (lead & 0x0Fu) << 12 | value;
+  int const longer = (lead >= 0xF8) + (lead >= 0xFC);
+  for (int left = longer; left >= 0; --left) value = value << 6 | Following(src);
+  return (lead & (0x07u >> longer)) << (18 + 6 * longer) | value;
 }
 
 // Writes bytes into a buffer that may be null, unlimited (a negative size) or too small.
@@ -63,23 +60,21 @@ class Output {
   Output(char* buffer, int bytes) noexcept : dst(buffer), size(bytes) {}
 
   void Put(wchar_t unit) noexcept {
-    char bytes[LONGEST];
-    int const length = Encode(static_cast<uint16_t>(unit), bytes);
-    if (Reaches(position + length)) {
-      for (int i = 0; i < length; ++i) dst[position + i] = bytes[i];
-    }
+    auto const value = static_cast<uint16_t>(unit);
+    int const length = LengthOf(value);
+    if (Reaches(position + length)) Encode(value, length, dst + position);
     position += length;  // even if it did not fit, so that nothing after it fits either
   }
 
-  // Writes a text's first units, at most `most`: all of plain ASCII, up to a zero, or one. \return their number
-  size_t PutSome(wchar_t const* text, size_t most) noexcept {
-    auto const unit = static_cast<uint16_t>(*text);
-    if (unit == 0 || unit >= 0x80) return Put(*text), 1;
-    bool const fits = Reaches(position + 1);
-    if (fits && size > 0) most = std::min(most, static_cast<size_t>(size - 1 - position));
-    size_t const done = text::ConvertAscii(text, fits ? dst + position : nullptr, most);
-    position += static_cast<int64_t>(done);
-    return done;
+  void PutAll(wchar_t const* text, size_t count) noexcept {
+    for (size_t i = 0; i < count;) {
+      auto const unit = static_cast<uint16_t>(text[i]);
+      if (unit > 0 && unit < 0x80) {
+        i += PutAscii(text + i, count - i);
+      } else {
+        Put(text[i++]);
+      }
+    }
   }
 
   // Whether the buffer extends past this many bytes.
@@ -101,6 +96,16 @@ class Output {
   int Needed() const noexcept { return position < INT_MAX ? static_cast<int>(position + 1) : INT_MAX; }
 
  private:
+  // Writes the plain ASCII with which a text begins, up to a zero. \return how many characters it wrote, or
+  // counted
+  size_t PutAscii(wchar_t const* text, size_t most) noexcept {
+    bool const fits = Reaches(position + 1);
+    if (fits && size > 0) most = std::min(most, static_cast<size_t>(size - 1 - position));
+    size_t const done = ConvertRun(text, fits ? dst + position : nullptr, most);
+    position += static_cast<int64_t>(done);
+    return done;
+  }
+
   char* dst;
   int size;
   int64_t position = 0;
@@ -111,7 +116,7 @@ class Output {
 int str::WToUTF8(wchar_t const* src, char* dst, int size) noexcept {
   Output out(dst, size);
   if (!src) return out.Nothing();
-  while (*src) src += out.PutSome(src, SIZE_MAX);
+  out.PutAll(src, Length(src));
   if (!out.Terminate() && dst && size > 0) dst[size - 1] = 0;
   return out.Needed();
 }
@@ -123,7 +128,7 @@ int str::UTF8ToW(char const* src, wchar_t* dst, int size) noexcept {
     wchar_t* const to = dst ? dst + units : nullptr;
     auto const* const bytes = reinterpret_cast<signed char const*>(src);
     if (*bytes > 0) {
-      size_t const done = text::ConvertAscii(bytes, to, static_cast<size_t>(most - units));
+      size_t const done = ConvertRun(bytes, to, static_cast<size_t>(most - units));
       src += done;
       units += static_cast<int>(done);
       continue;
@@ -139,7 +144,7 @@ int str::UTF8ToW(char const* src, wchar_t* dst, int size) noexcept {
 int WideToUTF8StringEx(wchar_t const* src, char* dst, int count, int size) noexcept {
   Output out(dst, size);
   if (!src) return out.Nothing();
-  for (int i = 0; i < count;) i += static_cast<int>(out.PutSome(src + i, static_cast<size_t>(count - i)));
+  if (count > 0) out.PutAll(src, static_cast<size_t>(count));
   out.Terminate();
   return out.Needed();
 }
