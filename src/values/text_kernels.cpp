@@ -33,7 +33,8 @@ unsigned Bits(__m128i comparison) noexcept { return static_cast<unsigned>(_mm_mo
 // The index of the first unit of a comparison that is true.
 size_t FirstUnit(unsigned bits) noexcept { return static_cast<size_t>(std::countr_zero(bits)) / 2; }
 
-// How many characters lie in front of the first aligned vector; all of them when none is aligned.
+// How many characters lie in front of the first aligned vector; all of them when none is aligned, in the text
+// at an odd address that a program may pass.
 template <class Char>
 size_t BeforeVector(Char const* text, size_t most) noexcept {
   size_t const bytes = (VECTOR - reinterpret_cast<uintptr_t>(text) % VECTOR) % VECTOR;

@@ -34,7 +34,7 @@ void ForEachText(std::initializer_list<Char> specials, Check check) {
 TEST(TextKernels, SearchesFindWhatTheirDefinitionsFind) {
   GuardedMemory const end(4096), other(4096);
   ForEachText<wchar_t>({L'b', L'z', L'\0', L'\x8061', L'\x6180'}, [&](wchar_t const* text, size_t length) {
-    for (size_t const gap : {0, 1, 2, 6, 14}) {
+    for (size_t const gap : {0, 2, 6, 14}) {
       wchar_t const* const all = end.Put(text, length + 1, gap);
       EXPECT_EQ(text::Length(all), text::scalar::Length(text));
       wchar_t const* const at = end.Put(text, length, gap);
@@ -58,7 +58,8 @@ TEST(TextKernels, SearchesFindWhatTheirDefinitionsFind) {
 template <class From, class To>
 void CompareConversion(From const* text, size_t length) {
   GuardedMemory const source(4096), target(4096);
-  for (size_t const gap : {0, 1, 2, 6, 15}) {
+  for (size_t const odd : {0, 1, 3, 7, 15}) {
+    size_t const gap = odd / sizeof(From) * sizeof(From);
     From const* const at = source.Put(text, length + 1, gap);
     for (size_t const most : {size_t{0}, length / 2, length, SIZE_MAX}) {
       To expected[LONGEST + 1] = {}, nothing[LONGEST + 1] = {};
