@@ -1,7 +1,7 @@
 // Where an object is in the table of those that a writer has written.
 #pragma once
 
-#include <qecore/core/unknown.h>
+#include <qecore/values/array.h>
 
 #include "core/buffer_p.h"
 
@@ -11,47 +11,59 @@ namespace yk {
 /// Null is one of them.
 class ReferenceIndex {
  public:
-  /// -1: it is not there.
-  int Find(Unknown const* object) const noexcept {
-    return slots.Count() > 0 ? slots.begin()[SlotOf(object)].number - 1 : -1;
+  /// The object's index in the table. -1: it is not there.
+  int Find(Unknown const* object, Array& table) const noexcept {
+    if (slots.Count() == 0) return -1;
+    unsigned const hash = Hash(object);
+    for (size_t slot = Home(hash);; slot = Next(slot)) {
+      Entry const entry = slots.begin()[slot];
+      if (entry.number == 0) return -1;
+      if (entry.hash == hash && table.At(entry.number - 1) == object) return entry.number - 1;
+    }
   }
 
   /// Adds an object that is not there. False, with the index as it was: there is no memory.
   bool Add(Unknown const* object, int index) noexcept {
     if (2 * (count + 1) > slots.Count() && !Grow()) return false;
     ++count;
-    slots[SlotOf(object)] = {object, index + 1};
+    Put({Hash(object), index + 1});
     return true;
   }
 
  private:
   struct Entry {
-    Unknown const* object;
+    unsigned hash;
     int number;  // index + 1; 0: free
   };
 
-  /// The object's slot, or the one where it belongs.
-  size_t SlotOf(Unknown const* object) const noexcept {
-    size_t const mask = slots.Count() - 1;
-    auto const hash = reinterpret_cast<uintptr_t>(object) * uint64_t{0x9E3779B97F4A7C15};
-    size_t slot = static_cast<size_t>(hash >> 32) & mask;
-    Entry const* const all = slots.begin();
-    while (all[slot].number != 0 && all[slot].object != object) slot = (slot + 1) & mask;
-    return slot;
+  static constexpr unsigned FIRST_BITS = 6;
+
+  static unsigned Hash(Unknown const* object) noexcept {
+    return static_cast<unsigned>(reinterpret_cast<uintptr_t>(object) * uint64_t{0x9E3779B97F4A7C15} >> 32);
+  }
+  size_t Home(unsigned hash) const noexcept { return hash >> (32 - bits); }
+  size_t Next(size_t slot) const noexcept { return (slot + 1) & (slots.Count() - 1); }
+
+  void Put(Entry const& entry) noexcept {
+    size_t slot = Home(entry.hash);
+    while (slots[slot].number != 0) slot = Next(slot);
+    slots[slot] = entry;
   }
 
   bool Grow() noexcept {
-    constexpr size_t FIRST_SLOTS = 64;
-    Buffer<Entry> larger;
-    if (!larger.Fill(slots.Count() > 0 ? 4 * slots.Count() : FIRST_SLOTS, {})) return false;
-    larger.Swap(slots);
-    for (Entry const& entry : larger) {
-      if (entry.number != 0) slots[SlotOf(entry.object)] = entry;
+    unsigned const more = slots.Count() > 0 ? bits + 1 : FIRST_BITS;
+    Buffer<Entry> old;
+    if (!old.Fill(size_t{1} << more, {})) return false;
+    old.Swap(slots);
+    bits = more;
+    for (Entry const& entry : old) {
+      if (entry.number != 0) Put(entry);
     }
     return true;
   }
 
-  Buffer<Entry> slots;  // none, or a power of two
+  Buffer<Entry> slots;  // none, or 2 to the power of `bits`; an array has fewer elements than 2 to the 24
+  unsigned bits = 0;
   size_t count = 0;
 };
 

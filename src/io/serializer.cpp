@@ -124,7 +124,7 @@ HRESULT Serializer::WriteReference(Unknown* object) noexcept {
 }
 
 int Serializer::FindObject(Unknown* object) noexcept {
-  return index ? index->Find(object) : objects->Find(object);
+  return index ? index->Find(object, *objects) : objects->Find(object);
 }
 
 // Without memory for the index, the objects are searched one by one.
