@@ -25,51 +25,39 @@ inline __m256i PackBytes(__m256i const (&eight)[4]) noexcept {
 
 // ---- float to byte ----------------------------------------------------------------------------------------
 
-/// Makes the processor round toward zero as long as it exists. The compiler does not know, but it moves no load
-/// or store across, and so no operation on what is loaded after the change and stored before the next one.
-class RoundsTowardZero {
- public:
-  RoundsTowardZero() noexcept : before(_mm_getcsr()) { _mm_setcsr(before | _MM_ROUND_TOWARD_ZERO); }
-  ~RoundsTowardZero() { _mm_setcsr(before); }
-  RoundsTowardZero(RoundsTowardZero const&) = delete;
-  RoundsTowardZero& operator=(RoundsTowardZero const&) = delete;
-
- private:
-  unsigned before;
-};
-
-/// The rule v * 255 + 0.5, truncated, is one of double precision, since rounding to single precision could lift
-/// a sum to the next integer. Rounded toward zero it cannot, and single precision gives the same integers as
-/// long as they have at most 24 bits. Larger values, infinities and NaNs are converted in double precision,
-/// for which the rounding makes no difference.
+/// The rule v * 255 + 0.5, truncated, is one of double precision, in which it is exact. So is one fused
+/// multiply-add that adds a number whose unit is 1: it rounds v * 255 to the nearest integer, and to an even one
+/// only for halves. Between -1.5 and 1.5 these are at v = 0.5 and -0.5, where the even one is that of the rule.
+/// Truncation is toward zero: below it the rule gives one more. All other values take double precision.
 template <>
 struct VectorRecode<Isa::AVX2, uint8_t, float> {
   static size_t Run(uint8_t const* in, uint8_t* out, size_t count) noexcept {
     constexpr size_t STEP = 32;
-    if (count < STEP) return VectorRecode<Isa::SSSE3, uint8_t, float>::Run(in, out, count);
-    RoundsTowardZero const mode;
     size_t i = 0;
     for (; i + STEP <= count; i += STEP) {
       if (!StoreIfSmall(in + 4 * i, out + i))
         VectorRecode<Isa::SSSE3, uint8_t, float>::Run(in + 4 * i, out + i, STEP);
     }
-    return i;
+    return i + VectorRecode<Isa::SSSE3, uint8_t, float>::Run(in + 4 * i, out + i, count - i);
   }
 
  private:
   static bool StoreIfSmall(uint8_t const* in, uint8_t* out) noexcept {
+    constexpr float UNIT_1 = 0x1.8p23f;  // and room for a sign
     __m256i const magnitude = _mm256_set1_epi32(0x7FFFFFFF), lowByte = _mm256_set1_epi32(0xFF);
-    __m256i const most = _mm256_castps_si256(_mm256_set1_ps(65536.0f));
-    __m256i largest = _mm256_setzero_si256();
+    __m256i const most = _mm256_castps_si256(_mm256_set1_ps(1.5f));
+    __m256i const zero = _mm256_castps_si256(_mm256_set1_ps(UNIT_1));
+    __m256i small = _mm256_set1_epi32(-1);
     __m256i eight[4];
     for (int k = 0; k < 4; ++k) {
       __m256i const v = LoadWide(in + 32 * k);
-      largest = _mm256_max_epi32(largest, _mm256_and_si256(v, magnitude));
-      __m256 const scaled =
-          _mm256_fmadd_ps(_mm256_castsi256_ps(v), _mm256_set1_ps(255.0f), _mm256_set1_ps(0.5f));
-      eight[k] = _mm256_and_si256(_mm256_cvttps_epi32(scaled), lowByte);
+      small = _mm256_and_si256(small, _mm256_cmpgt_epi32(most, _mm256_and_si256(v, magnitude)));
+      __m256 const sum =
+          _mm256_fmadd_ps(_mm256_castsi256_ps(v), _mm256_set1_ps(255.0f), _mm256_set1_ps(UNIT_1));
+      __m256i const nearest = _mm256_sub_epi32(_mm256_castps_si256(sum), zero);
+      eight[k] = _mm256_and_si256(_mm256_add_epi32(nearest, _mm256_srli_epi32(nearest, 31)), lowByte);
     }
-    if (_mm256_movemask_epi8(_mm256_cmpgt_epi32(largest, most))) return false;
+    if (_mm256_movemask_epi8(small) != -1) return false;
     StoreWide(out, PackBytes(eight));
     return true;
   }
