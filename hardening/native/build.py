@@ -53,7 +53,7 @@ EXTRA_GROUPS = {
 EXTRA_FLAGS = [
     (re.compile(r"_avx2\.cpp$"), "-mavx2 -mfma"),
     (re.compile(r"_ssse3\.cpp$"), "-mssse3"),
-    (re.compile(r"^src/"), "-fno-rtti -fno-exceptions"),
+    (re.compile(r"^src/"), "-fno-exceptions"),  # tests derive from its classes, and have type information
     (re.compile(r"^plugins/"), "-isystem /usr/include/stb"),
 ]
 
