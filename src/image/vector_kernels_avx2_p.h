@@ -191,15 +191,15 @@ struct VectorRgb555<Isa::AVX2> {
     __m256i const upper = _mm256_set1_epi16(static_cast<short>(0xF800));
     size_t i = 0;
     for (; i + 16 <= count; i += 16) {
-      // Pixels 0 to 7 and 8 to 15 in the halves: then the unpacked ones are 0 to 3 with 8 to 11, and the rest.
-      __m256i const v = LoadWide(in + 2 * i);
+      // In an order in which the unpacked halves follow each other: 0 to 3 and 8 to 11, then the others.
+      __m256i const v = _mm256_permute4x64_epi64(LoadWide(in + 2 * i), 0xD8);
       __m256i const blueGreen = _mm256_or_si256(_mm256_and_si256(_mm256_slli_epi16(v, 3), five),
                                                 _mm256_and_si256(_mm256_slli_epi16(v, 6), upper));
       __m256i const red = _mm256_and_si256(_mm256_srli_epi16(v, 7), five);
       __m256i const low = DropFourth(_mm256_unpacklo_epi16(blueGreen, red));
       __m256i const high = DropFourth(_mm256_unpackhi_epi16(blueGreen, red));
-      StoreTwelves(out + 3 * i, _mm256_permute2x128_si256(low, high, 0x20), 11);
-      StoreTwelves(out + 3 * i + 24, _mm256_permute2x128_si256(low, high, 0x31), count - i - 8);
+      StoreTwelves(out + 3 * i, low, 11);
+      StoreTwelves(out + 3 * i + 24, high, count - i - 8);
     }
     return i;
   }
