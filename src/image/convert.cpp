@@ -34,8 +34,7 @@ HRESULT Copy(void const* src, void* dst, IMG_FORMAT format, int count) noexcept 
 
 img::KernelSet img::BestKernels() noexcept {
   if (HasAvx2()) return {KERNELS_AVX2, RESAMPLE_AVX2, HALVE_AVX2};
-  if (HasSsse3()) return {KERNELS_SSSE3, RESAMPLE_BASE, HALVE_BASE};
-  return {KERNELS_BASE, RESAMPLE_BASE, HALVE_BASE};
+  return {HasSsse3() ? KERNELS_SSSE3 : KERNELS_BASE, RESAMPLE_BASE, HALVE_BASE};
 }
 
 int img::GetPixelSize(IMG_FORMAT format, unsigned short& bits) noexcept {

@@ -53,10 +53,11 @@ HRESULT HalvePixels(Image2d& source, Image2d& target, ProgressMeter& meter) noex
   return S_OK;
 }
 
-/// An array of zeros; null when there is no memory.
+/// An array of zeros; null when there is no memory. Without the test, `new` itself would test the size and throw.
 template <class T>
 std::unique_ptr<T[]> NewArray(size_t count) noexcept {
-  return std::unique_ptr<T[]>(new (std::nothrow) T[count]());
+  constexpr size_t MOST = PTRDIFF_MAX / sizeof(T);
+  return std::unique_ptr<T[]>(count <= MOST ? new (std::nothrow) T[count]() : nullptr);
 }
 
 /// The overlaps of one axis, target by target.
