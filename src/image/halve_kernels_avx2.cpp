@@ -22,7 +22,7 @@ void HalveGray(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size
   HALVE_BASE.gray(upper + 2 * i, lower + 2 * i, target + i, pixels - i);
 }
 
-/// Four pixels of three bytes at `at` and four at `at` + 24, each two side by side: channel by channel, then zeros.
+/// Four pixels of three bytes at `at` and four at `at` + 24, two by two: channel by channel, then zeros.
 __m256i LoadPairs(uint8_t const* at) noexcept {
   __m256i const both =
       _mm256_inserti128_si256(_mm256_castsi128_si256(LoadVector(at)), LoadVector(at + 24), 1);

@@ -53,7 +53,7 @@ HRESULT HalvePixels(Image2d& source, Image2d& target, ProgressMeter& meter) noex
   return S_OK;
 }
 
-/// An array of zeros; null when there is no memory. Without the test, `new` itself would test the size and throw.
+/// An array of zeros; null when there is no memory. Without the test, `new` would test the size and throw.
 template <class T>
 std::unique_ptr<T[]> NewArray(size_t count) noexcept {
   constexpr size_t MOST = PTRDIFF_MAX / sizeof(T);

@@ -22,8 +22,8 @@ __m256i LoadHalves(uint8_t const* low, uint8_t const* high) noexcept {
   return _mm256_inserti128_si256(_mm256_castsi128_si256(LoadVector(low)), LoadVector(high), 1);
 }
 
-// Readers of source pixels for a block of target pixels: Prefetch announces later blocks, Load reads `PIXELS` successive ones for each, of which
-// Pixel<I> returns the I-th. `REACH` is the number of bytes that a load reads.
+// Readers of source pixels for a block of target pixels: Prefetch announces later blocks, Load reads `PIXELS`
+// successive pixels for each, of which Pixel<I> returns the I-th. `REACH` is the bytes that a load reads.
 
 /// Two pixels, each of which starts `SIZE` bytes after the one before it.
 template <size_t BYTES>

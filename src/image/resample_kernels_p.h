@@ -1,5 +1,5 @@
-// The loops that average rows (resample_p.h), for each instruction set. The loop over single pixels defines the
-// sums; the one over blocks adds as many as it can without reading past the rows, and leaves the rest.
+// The loops that average rows (resample_p.h), for each instruction set. The loop over single pixels defines
+// the sums; the one over blocks adds as many as it can without reading past the rows, and leaves the rest.
 #pragma once
 
 #include <immintrin.h>

@@ -26,9 +26,9 @@ inline __m256i PackBytes(__m256i const (&eight)[4]) noexcept {
 // ---- float to byte ----------------------------------------------------------------------------------------
 
 /// The rule v * 255 + 0.5, truncated, is one of double precision, in which it is exact. So is one fused
-/// multiply-add that adds a number whose unit is 1: it rounds v * 255 to the nearest integer, and to an even one
-/// only for halves. Between -1.5 and 1.5 these are at v = 0.5 and -0.5, where the even one is that of the rule.
-/// Truncation is toward zero: below it the rule gives one more. All other values take double precision.
+/// multiply-add that adds a number whose unit is 1: it rounds v * 255 to the nearest integer, and to an even
+/// one only for halves. Between -1.5 and 1.5 these are at v = 0.5 and -0.5, where the even one is that of the
+/// rule. Truncation is toward zero: below it the rule gives one more. All other values take double precision.
 template <>
 struct VectorRecode<Isa::AVX2, uint8_t, float> {
   static size_t Run(uint8_t const* in, uint8_t* out, size_t count) noexcept {

@@ -29,8 +29,8 @@ struct VectorRgb555 {
   static size_t Run(uint8_t const*, uint8_t*, size_t) noexcept { return 0; }
 };
 
-/// Pixels of `BITS` bits that index a palette, as bytes of `TO` channels. The number returned is a multiple of
-/// eight: what is left starts with a whole byte.
+/// Pixels of `BITS` bits that index a palette, as bytes of `TO` channels. The number returned is a multiple
+/// of eight: what is left starts with a whole byte.
 template <Isa ISA, unsigned BITS, size_t TO>
 struct VectorLookUp {
   static size_t Run(uint8_t const*, uint8_t*, size_t, IMG_PALENTRY const*) noexcept { return 0; }

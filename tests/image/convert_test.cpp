@@ -94,8 +94,8 @@ constexpr int MOST_PIXELS = 1500;  // so many that tables are made, and that blo
 img::Kernel const* const SETS[] = {img::KERNELS_BASE, HasSsse3() ? img::KERNELS_SSSE3 : img::KERNELS_BASE,
                                    HasAvx2() ? img::KERNELS_AVX2 : img::KERNELS_BASE};
 
-/// At every width, by the kernels that the library chooses on some processor, on pixels at the end of a page and
-/// one byte before it; and by the library.
+/// At every width, by the kernels that the library chooses on some processor, on pixels at the end of a page
+/// and one byte before it; and by the library.
 void CheckPair(int pair, GuardedMemory const& source, GuardedMemory const& target) {
   IMG_FORMAT const from = SETS[0][pair].source, to = SETS[0][pair].target;
   std::mt19937 random(static_cast<unsigned>(pair));
