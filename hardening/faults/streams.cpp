@@ -6,6 +6,7 @@
 #include <qecore/io/file_type.h>
 #include <qecore/io/mem_stream.h>
 #include <qecore/io/save_file.h>
+#include <qecore/io/write_behind_stream.h>
 #include <qecore/values/string.h>
 
 #include "faults.h"
@@ -133,6 +134,22 @@ Outcome WriteFile() {
   return outcome;
 }
 
+Outcome WriteBehind() {
+  Outcome outcome;
+  Ref<Stream> file, behind;
+  if (!Open(TARGET, FileStream::CREATE, file, outcome)) return outcome.End();
+  if (!outcome.Note(ykCreateWriteBehindStream(file.get(), behind.Receive()))) return outcome.End();
+  for (unsigned at = 0; at < SIZE; at += 500) behind->Write(&Bytes()[at], 500);
+  behind->SetSize(SIZE / 2);
+  behind->Seek(10, Stream::FROM_START);
+  char bytes[500] = {};
+  outcome.Note(behind->Read(bytes, sizeof bytes));
+  outcome.Note(behind->GetState());
+  outcome.whole =
+      harness::ReadFile(TARGET) == Bytes().substr(0, SIZE / 2) && !memcmp(bytes, &Bytes()[10], 500);
+  return outcome;
+}
+
 Outcome ReplaceFile() {
   Outcome outcome;
   SaveFile save;
@@ -235,6 +252,7 @@ constexpr Scenario SCENARIOS[] = {
     {"buffered stream: read", LOADING, PutSource, ReadBuffered},
     {"streams: copy", SAVING | harness::READ, PutSource, Copy},
     {"file stream: write", SAVING, PutSource, WriteFile},
+    {"write-behind stream: write and read", SAVING | harness::READ, PutSource, WriteBehind},
     {"save file: replace", SAVING | harness::REMOVE, PutSource, ReplaceFile},
     {"save file: a named part", SAVING, PutSource, SavePart},
     {"file stream: temporary", SAVING | LOADING, PutSource, UseTemporary},

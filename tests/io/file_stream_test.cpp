@@ -1,5 +1,6 @@
 #include <qecore/io/file_stream.h>
 #include <qecore/io/save_file.h>
+#include <qecore/io/write_behind_stream.h>
 #include <windows.h>
 
 #include <random>
@@ -88,24 +89,29 @@ static std::string Call(Stream& stream, unsigned kind, unsigned number) {
     default:
       result = stream.Write(bytes.data(), size, &done);
   }
-  return bytes + std::to_string(result) + " " + std::to_string(at) + " " + std::to_string(done) + " " +
-         std::to_string(stream.GetPosition());
+  return bytes + std::to_string(Failed(result)) + " " + std::to_string(at) + " " + std::to_string(done) +
+         " " + std::to_string(stream.GetPosition());
 }
 
 TEST(FileStream, BehavesTheSameThroughAWindow) {
   TempFolder const folder;
   std::mt19937 random(5);
   SaveFile save;
-  Ref<Stream> plain;
+  Ref<Stream> plain, slow, behind;
   ASSERT_EQ(save.Open(folder.Path(L"saved").c_str()), S_OK);
   ASSERT_EQ(Open(folder.Path(L"plain"), FileStream::CREATE, plain), S_OK);
+  ASSERT_EQ(Open(folder.Path(L"behind"), FileStream::CREATE, slow), S_OK);
+  ASSERT_EQ(ykCreateWriteBehindStream(slow.get(), behind.Receive()), S_OK);
   for (int i = 0; i < 5000; ++i) {
     unsigned const kind = random() % 10, number = random();
     std::string const said = Call(*plain, kind, number);
-    ASSERT_TRUE(Call(*save.GetStream(), kind, number) == said) << i << " " << kind;
+    for (Stream* stream : {save.GetStream(), behind.get()})
+      ASSERT_TRUE(Call(*stream, kind, number) == said) << i << " " << kind;
   }
   EXPECT_EQ(save.GetStream()->GetState(), plain->GetState());
-  plain.Reset();
+  EXPECT_EQ(behind->GetState(), slow->GetState());
+  for (Ref<Stream>* stream : {&plain, &behind, &slow}) stream->Reset();
+  EXPECT_TRUE(folder.Read(L"behind") == folder.Read(L"plain"));
   ASSERT_EQ(save.Commit(), S_OK);
   EXPECT_TRUE(folder.Read(L"saved") == folder.Read(L"plain"));
 }

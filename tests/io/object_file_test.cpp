@@ -1,4 +1,5 @@
 #include <qecore/io/file_stream.h>
+#include <qecore/io/write_behind_stream.h>
 #include <qecore/values/array.h>
 #include <qecore/values/string.h>
 
@@ -220,6 +221,22 @@ TEST(ObjectFile, KeepsTheFirstFailure) {
       EXPECT_EQ(failure, failed ? result : S_OK) << fault << " " << call;
     }
   }
+}
+
+TEST(ObjectFile, NeedsFewCallsThroughAStreamThatWritesBehind) {
+  SpyStream slow;
+  Ref<Stream> fast;
+  EXPECT_EQ(ykCreateWriteBehindStream(nullptr, fast.Receive()), E_INVALIDARG);
+  ASSERT_EQ(ykCreateWriteBehindStream(&slow, fast.Receive()), S_OK);
+  EXPECT_EQ(WriteGolden(*fast, 0), S_OK);
+  EXPECT_TRUE(slow.bytes == WrittenGolden(0) && slow.seeks == 0);
+  slow.fault = SpyStream::SHORT;
+  EXPECT_EQ(fast->Write("lost", 4), S_OK);
+  ExpectEach(E_FAIL, {fast->GetState(), fast->GetState()});
+  EXPECT_EQ(fast->Write("later", 5), S_OK);
+  fast.Reset();
+  EXPECT_EQ(References(&slow), 1u);
+  EXPECT_TRUE(slow.bytes.ends_with("later"));
 }
 
 TEST(ObjectFile, NeedsAStream) {

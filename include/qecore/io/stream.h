@@ -11,9 +11,10 @@
 // Positions and sizes are unsigned 32-bit: no stream is larger than 4 GiB. Every read zeroes the part of the
 // caller's buffer that it could not fill, so that a short read never leaves garbage.
 //
-// Kinds: FileStream (file_stream.h), MemStream and the streams over module resources (mem_stream.h), and a
-// block-buffered reader (buffered_stream.h). Hosts and plug-ins derive their own, which must implement Read,
-// Seek, GetPosition, GetSize and GetState; everything else defaults to E_NOTIMPL.
+// Kinds: FileStream (file_stream.h), MemStream and the streams over module resources (mem_stream.h), a
+// block-buffered reader (buffered_stream.h) and a writer in large pieces (write_behind_stream.h). Hosts and
+// plug-ins derive their own, which must implement Read, Seek, GetPosition, GetSize and GetState; everything
+// else defaults to E_NOTIMPL.
 //
 // Ownership: counted objects; a creating function returns the only reference.
 // Failures: result codes, and LastError() says why (error.h); reaching the end of a stream is not a failure.

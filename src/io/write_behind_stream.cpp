@@ -1,0 +1,153 @@
+#include <qecore/core/ref.h>
+#include <qecore/io/write_behind_stream.h>
+
+#include <algorithm>
+#include <new>
+
+#include "core/dying_p.h"
+#include "core/error_p.h"
+#include "stream_p.h"
+#include "window_p.h"
+
+namespace yk {
+namespace {
+
+constexpr char CREATE[] = "ykCreateWriteBehindStream";
+
+class StreamWindow final : public Window {
+ public:
+  explicit StreamWindow(Stream& stream) noexcept
+      : Window(stream.GetPosition()), inner(Ref<Stream>::Share(&stream)), reached(Position()) {}
+
+  /// Writes what is to be written and moves the inner stream to the position.
+  HRESULT Settle() noexcept {
+    HRESULT const flushed = Flush();
+    return Succeeded(flushed) ? Reach(Position()) : flushed;
+  }
+
+  /// After the inner stream was used without the window: takes over its position.
+  void Resume() noexcept {
+    Drop();
+    reached = inner->GetPosition();
+    MoveTo(reached);
+  }
+
+  Stream& Inner() const noexcept { return *inner; }
+
+ private:
+  static constexpr uint64_t NOWHERE = UINT64_MAX;
+
+  HRESULT ReadAt(uint64_t at, void* buffer, unsigned size, unsigned& done) noexcept override {
+    HRESULT result = Reach(at);
+    if (Succeeded(result)) done = ReadUpTo(*inner, buffer, size, &result);
+    reached = Succeeded(result) ? at + done : NOWHERE;
+    return result;
+  }
+
+  HRESULT WriteAt(uint64_t at, void const* buffer, unsigned size, unsigned& done) noexcept override {
+    HRESULT result = Reach(at);
+    if (Failed(result)) return result;
+    done = size;  // a stream that does not set it has written everything
+    result = inner->Write(buffer, size, &done);
+    if (Succeeded(result) && done < size) result = E_FAIL;
+    reached = Succeeded(result) ? at + size : NOWHERE;
+    return result;
+  }
+
+  HRESULT Reach(uint64_t at) noexcept {
+    if (reached == at) return S_OK;
+    HRESULT const moved = at <= UINT_MAX ? SeekTo(*inner, static_cast<unsigned>(at))
+                                         : Fail(E_FAIL, CREATE, L"a stream must be smaller than 4 GB");
+    reached = Succeeded(moved) ? at : NOWHERE;
+    return moved;
+  }
+
+  Ref<Stream> inner;
+  uint64_t reached;  // the inner stream's position
+};
+
+// The inner stream may be foreign code, which may release this stream: whatever calls it holds a reference.
+class WriteBehindStream final : public Destroys<WriteBehindStream, Stream> {
+ public:
+  explicit WriteBehindStream(Stream& inner) noexcept : window(inner) {}
+
+  using Stream::Read;
+  HRESULT Read(void* buffer, unsigned size, unsigned* done) noexcept override {
+    Ref<WriteBehindStream> const self = Ref<WriteBehindStream>::Share(this);
+    unsigned got = 0;
+    HRESULT const flushed = Note(window.Flush());
+    HRESULT const read = Succeeded(flushed) ? window.Read(buffer, size, got) : flushed;
+    if (got < size) memset(static_cast<unsigned char*>(buffer) + got, 0, size - got);
+    if (done) *done = got;
+    return read;
+  }
+
+  HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override {
+    Ref<WriteBehindStream> const self = Ref<WriteBehindStream>::Share(this);
+    unsigned written = 0;
+    HRESULT const result = Note(window.Write(buffer, size, written));
+    if (done) *done = written;
+    return result;
+  }
+
+  HRESULT Seek(long offset, unsigned origin, unsigned* newPosition) noexcept override {
+    int64_t target = offset;
+    if (origin == FROM_POSITION) target += static_cast<int64_t>(window.Position());
+    if (origin == FROM_END) target += GetSize();
+    if (target < 0 || target > UINT_MAX) {
+      return Fail(E_INVALIDARG, CREATE, L"byte %lld is outside the stream", static_cast<long long>(target));
+    }
+    window.MoveTo(static_cast<uint64_t>(target));
+    if (newPosition) *newPosition = static_cast<unsigned>(target);
+    return S_OK;
+  }
+
+  unsigned GetPosition() noexcept override { return static_cast<unsigned>(window.Position()); }
+
+  unsigned GetSize() noexcept override {
+    return std::max(window.Inner().GetSize(), static_cast<unsigned>(window.PendingEnd()));
+  }
+
+  HRESULT SetSize(unsigned size) noexcept override {
+    Ref<WriteBehindStream> const self = Ref<WriteBehindStream>::Share(this);
+    HRESULT const settled = Note(window.Settle());
+    if (Failed(settled)) return settled;
+    HRESULT const result = Note(window.Inner().SetSize(size));
+    window.Resume();
+    return result;
+  }
+
+  HRESULT GetState() noexcept override {
+    Ref<WriteBehindStream> const self = Ref<WriteBehindStream>::Share(this);
+    Note(window.Flush());
+    return Failed(failure) ? failure : window.Inner().GetState();
+  }
+
+ private:
+  friend Destroys;
+  ~WriteBehindStream() {
+    HoldWhileDying(*this);
+    window.Flush();
+  }
+
+  /// Stores a failure, if it is the first. \return the result
+  HRESULT Note(HRESULT result) noexcept {
+    if (Failed(result) && Succeeded(failure)) failure = result;
+    return result;
+  }
+
+  StreamWindow window;
+  HRESULT failure = S_OK;  // the first
+};
+
+}  // namespace
+
+HRESULT ykCreateWriteBehindStream(Stream* inner, Stream** out) noexcept {
+  if (!out) return FailNull(CREATE, L"out");
+  *out = nullptr;
+  if (!inner) return FailNull(CREATE, L"inner");
+  *out = Made(new (std::nothrow) WriteBehindStream(*inner), CREATE);
+  return *out ? S_OK : E_OUTOFMEMORY;
+}
+
+}  // namespace yk
