@@ -15,7 +15,7 @@ constexpr double BULGE = FLATNESS / 3;
 // An arc is halved, at most so many times, until its ends are near enough and it needs few enough chords.
 constexpr int MAX_ARC_DEPTH = 40;
 constexpr double NEAR2 = 1.0 / 16;
-constexpr double MOST_CHORDS = 64;
+constexpr int MOST_CHORDS = 64;
 
 bool IsRing(Ellipse const& e) noexcept { return e.ring > 0 && e.ring < std::min(e.radius.x, e.radius.y); }
 
@@ -69,12 +69,13 @@ EllipseCurve::Point EllipseCurve::AtHeight(double y) const noexcept {
 }
 
 // The point at a height, by Newton's method, which is kept inside an interval that contains the solution. It
-// begins at the previous point.
+// begins where the last steps lead to: heights are mostly a unit apart.
 EllipseCurve::Point EllipseCurve::Solve(double y) const noexcept {
   constexpr int MOST_STEPS = 60;
-  constexpr double TOLERANCE = 1e-9;
+  constexpr double TOLERANCE = 1e-6;
   double const enough = std::max(TOLERANCE, radius.y * 1e-15);
-  double low = axis.direction.y, high = bottom.direction.y, s = fabs(here.direction.y);
+  double low = axis.direction.y, high = bottom.direction.y;
+  double s = std::clamp(fabs(here.direction.y + 2 * step - stepBefore), low, high);
   for (int i = 0;; ++i) {
     double const c2 = (1 - s) * (1 + s), n2 = Squared(radius.y) * c2 + Squared(radius.x * s);
     double const share = inset / sqrt(n2);
@@ -110,13 +111,14 @@ EllipseCurve::Point EllipseCurve::Between(Point const& a, Point const& b, double
 // The chord of an angle t deviates by t t / 8 from a circle, and by that times both radii over the speed of
 // the point from an ellipse; a curve inside it is even flatter. The radii may be too large to be multiplied:
 // all lengths are relative to the longer one.
-double EllipseCurve::ChordsNeeded(Point const& a, Point const& b) const noexcept {
+int EllipseCurve::ChordsNeeded(Point const& a, Point const& b) const noexcept {
   auto const speed2 = [this](Point const& p) {
     return Squared(p.direction.y) * stretched.x + Squared(p.direction.x) * stretched.y;
   };
   double const deviation2 = Squared(Distance2(a, b)) * bend;
   double const slowest2 = std::min(speed2(a), speed2(b));
-  return deviation2 <= slowest2 ? 1 : ceil(sqrt(sqrt(deviation2 / slowest2)));
+  if (deviation2 <= slowest2) return 1;
+  return static_cast<int>(std::min<double>(sqrt(sqrt(deviation2 / slowest2)), MOST_CHORDS)) + 1;
 }
 
 // ---- rows
@@ -163,7 +165,7 @@ bool EllipseSweep::IsVisible(Point const& a, Point const& b) const noexcept {
 
 void EllipseSweep::CoverArc(EllipseCurve const& curve, Point const& a, Point const& b, int sign,
                             int depth) noexcept {
-  double const chords = curve.ChordsNeeded(a, b);
+  int const chords = curve.ChordsNeeded(a, b);
   if (depth == 0 || chords == 1 || !IsVisible(a, b)) return CoverChord(a, b, sign);
   if (chords > MOST_CHORDS || EllipseCurve::Distance2(a, b) > NEAR2) {
     Point const middle = curve.Between(a, b, 0.5);
@@ -171,8 +173,9 @@ void EllipseSweep::CoverArc(EllipseCurve const& curve, Point const& a, Point con
     return CoverArc(curve, middle, b, sign, depth - 1);
   }
   Point from = a;
-  for (double i = 1; i < chords; ++i) {
-    Point const to = curve.Between(a, b, i / chords);
+  double const part = 1.0 / chords;
+  for (int i = 1; i < chords; ++i) {
+    Point const to = curve.Between(a, b, i * part);
     CoverChord(from, to, sign);
     from = to;
   }

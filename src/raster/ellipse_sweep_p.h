@@ -25,7 +25,12 @@ class EllipseCurve {
 
   double Height() const noexcept { return bottom.y; }
   /// Moves to the point at a height, or to the nearest end.
-  Point const& MoveTo(double y) noexcept { return here = AtHeight(y); }
+  Point const& MoveTo(double y) noexcept {
+    Point const next = AtHeight(y);
+    stepBefore = step;
+    step = next.direction.y - here.direction.y;
+    return here = next;
+  }
   Point const& Here() const noexcept { return here; }
   /// The one or two points on the horizontal axis: the last above it, and the first below it.
   Point AboveAxis() const noexcept { return Mirrored(axis); }
@@ -33,7 +38,7 @@ class EllipseCurve {
   /// The point of the direction at a part of the way from one to another.
   Point Between(Point const& a, Point const& b, double part) const noexcept;
   /// The number of chords, of equal parts of the arc between two points, that deviate little enough from it.
-  double ChordsNeeded(Point const& a, Point const& b) const noexcept;
+  int ChordsNeeded(Point const& a, Point const& b) const noexcept;
   /// The squared distance of two directions.
   static double Distance2(Point const& a, Point const& b) noexcept;
 
@@ -49,6 +54,7 @@ class EllipseCurve {
   point2d const stretched;  // the squared radii, relative to the longer one
   Point axis, bottom;       // the ends of the lower half
   Point here;
+  double step = 0, stepBefore = 0;  // of the direction's y, to the last points found
 };
 
 class EllipseSweep {

@@ -17,9 +17,12 @@ namespace {
 template <size_t SIZE>
 void PaintLine(LineWalk const& line, LinePattern& pattern, Surface const& surface,
                Lanes const& ink) noexcept {
+  ptrdiff_t const ahead = line.Ahead(surface.stride);
   WalkLine(line, pattern, {}, {}, [=](int x, int y, unsigned char share) {
-    PaintPixel<SIZE>(ink, surface.pixels + y * surface.stride + ptrdiff_t{x} * static_cast<ptrdiff_t>(SIZE),
-                     share);
+    unsigned char* const pixel =
+        surface.pixels + y * surface.stride + ptrdiff_t{x} * static_cast<ptrdiff_t>(SIZE);
+    FetchAhead(pixel, ahead);
+    PaintPixel<SIZE>(ink, pixel, share);
   });
 }
 
@@ -58,8 +61,10 @@ class CoverageMap {
   }
 
   xrect2d const& Area() const noexcept { return area; }
-  void Plot(int x, int y, unsigned char share) noexcept {
+  ptrdiff_t Stride() const noexcept { return ptrdiff_t{area.right} - area.left; }
+  void Plot(int x, int y, unsigned char share, ptrdiff_t ahead) noexcept {
     unsigned char& pixel = Row(y)[x - area.left];
+    FetchAhead(&pixel, ahead);
     unsigned const before = pixel;  // always written: a branch here would wait for the pixel
     pixel = static_cast<unsigned char>(before > share ? before : share);
   }
@@ -111,7 +116,9 @@ LinePattern Polyline::Plot(CoverageMap& map, LinePattern pattern) const noexcept
     if (isFirst) firstIsSteep = isSteep;
     JointStep const start = {!isFirst, isSteep != wasSteep, pattern.phase};
     JointStep const end = {i == closing, isSteep != firstIsSteep, firstStep};
-    WalkLine(line, pattern, start, end, [&](int x, int y, unsigned char share) { map.Plot(x, y, share); });
+    ptrdiff_t const ahead = line.Ahead(map.Stride());
+    WalkLine(line, pattern, start, end,
+             [&](int x, int y, unsigned char share) { map.Plot(x, y, share, ahead); });
     isFirst = false;
     wasSteep = isSteep;
   }

@@ -21,6 +21,9 @@ class LineWalk {
   /// Whether it steps along y.
   bool IsSteep() const noexcept { return steep; }
 
+  /// How far ahead to fetch, given the distance between rows: a steep line enters a new row with each step.
+  ptrdiff_t Ahead(ptrdiff_t stride) const noexcept { return steep ? stride * direction * 8 : 0; }
+
   // The steps are divided into those before the area, those to walk, and those after it. The counts of
   // skipped steps are modulo 2^32.
   unsigned StepsBefore() const noexcept { return before; }

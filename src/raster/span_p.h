@@ -26,6 +26,7 @@ class SpanPainter {
     unsigned char* const row = surface.At(span.x, span.y);
     size_t const pixels = static_cast<size_t>(span.count);
     painted = true;
+    FetchAhead(row, 4 * surface.stride);  // the edges of a shape are at nearly the same place there
     span.coverage ? cover(row, span.coverage, pixels) : fill(row, pixels);
   }
 

@@ -8,6 +8,9 @@
 #pragma once
 
 #include <qecore/draw/geometry.h>
+#include <stddef.h>
+#include <stdint.h>
+#include <xmmintrin.h>
 
 namespace yk::raster {
 
@@ -30,6 +33,13 @@ struct Surface {
   /// Clips a rectangle to the area that may be painted on. False when nothing is left.
   bool Clip(xrect2d& r) const noexcept { return pixels && clip.Clip(r); }
 };
+
+/// Has the processor fetch what is at a distance from an address, where it cannot guess that it will be
+/// needed. Harmless beyond the end of a block.
+inline void FetchAhead(unsigned char const* from, ptrdiff_t distance) noexcept {
+  uintptr_t const address = reinterpret_cast<uintptr_t>(from) + static_cast<uintptr_t>(distance);
+  _mm_prefetch(reinterpret_cast<char const*>(address), _MM_HINT_T0);
+}
 
 /// Pixels in a row of a rectangle that is not inverted.
 inline size_t Width(xrect2d const& r) noexcept { return static_cast<size_t>(r.right - r.left); }
