@@ -15,7 +15,8 @@ class Module;
 class Stream;
 class System;
 
-/// A list of modules in which SeekModule finds the first with a file name, ignoring case; null without memory.
+/// A list of modules, in which SeekModule finds the first with a file name, ignoring case. Null without
+/// memory.
 IndexedArray* NewModuleList() noexcept;
 Module* SeekModule(IndexedArray& modules, String const& fileName) noexcept;
 

@@ -5,8 +5,9 @@
 //   +--------+------------------+--------+------------------------+- - - - -+-------+
 //
 // The header is always in front of the first entry, so that this entry can be removed without moving the
-// others. A slot holds the number of an entry, counted from the start of the block, plus 1; or 0. The slot of a
-// key is at its hash or, where that is taken, after it. Of several entries with one key, the first has a slot.
+// others. A slot holds the number of an entry, counted from the start of the block, plus 1; or 0. The slot of
+// a key is at its hash or, where that is taken, after it. Of several entries with one key, the first has a
+// slot.
 #pragma once
 
 #include <qecore/values/map.h>

@@ -372,7 +372,8 @@ void String::Append(wchar_t const* text, size_t length) noexcept {
   memcpy(Text(block) + old, own ? Text(block) + offset : text, length * sizeof(wchar_t));
 }
 
-// Realloc to a greater length that leaves a large block room to grow. Any other change of the length trims it.
+// Realloc to a greater length that leaves a large block room to grow. Any other change of the length trims
+// the block.
 bool String::Extend(size_t length) noexcept {
   size_t const bytes = length <= MOST_LENGTH ? BlockSize(length) : 0;
   if (!block || bytes <= EXACT_BYTES || bytes == BlockSize(Length())) return Realloc(length);

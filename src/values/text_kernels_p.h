@@ -1,7 +1,8 @@
 // Loops over the characters of texts: searching, comparing, and converting plain ASCII.
 //
-// The functions of `scalar` are the definitions; those outside give the same results faster. "Up to a zero" means
-// that a zero ends the text: what follows it need not be readable, but is, up to the next multiple of 16 bytes.
+// The functions of `scalar` are the definitions; those outside give the same results faster. Those that stop
+// at a zero without knowing the length read on to the next multiple of 16 bytes, which is never in another
+// page.
 #pragma once
 
 #include <stddef.h>
@@ -31,8 +32,8 @@ inline size_t Mismatch(wchar_t const* a, wchar_t const* b, size_t length) noexce
   return i;
 }
 
-/// The index of the first occurrence of `count` characters, at least one and none a zero, in front of the first
-/// zero of the text; `length` when there is none.
+/// The index of the first occurrence of `count` characters, at least one and none a zero, in front of the
+/// first zero of the text; `length` when there is none.
 inline size_t FindText(wchar_t const* text, size_t length, wchar_t const* sought, size_t count) noexcept {
   for (size_t i = 0; i + count <= length && text[i]; ++i) {
     if (Mismatch(text + i, sought, count) == count) return i;
