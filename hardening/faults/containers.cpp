@@ -116,6 +116,12 @@ Outcome GrowString() {
   String text(L"start");
   outcome.Note(!text.IsEmpty());
   for (int i = 0; i < 20; ++i) outcome.Note(text.AtInsert(0, L"0123456789"));
+  String const piece = Calmly([] { return String(L"forty characters, which are two times 20"); });
+  for (int i = 0; i < 60; ++i) {
+    size_t const before = text.Length();
+    text += piece;
+    outcome.Note(text.Length() == before + piece.Length());
+  }
   outcome.Note(text.Realloc(100));
   outcome.whole = text.Length() == 100;
   if (text.c_str()[text.Length()] != 0) outcome.broken = "a string without a terminator";
@@ -123,9 +129,9 @@ Outcome GrowString() {
 }
 
 Outcome GrowArray() {
-  constexpr int ELEMENTS = 200;
+  constexpr int ELEMENTS = 2100;
   Outcome outcome;
-  Ref<Array> const array = Ref<Array>::Adopt(Array::Create(4));
+  Ref<Array> const array = Ref<Array>::Adopt(Array::Create(100));
   if (!outcome.Note(array.get() != nullptr)) return outcome.End();
   int kept = 0;
   for (intptr_t i = 1; i <= ELEMENTS; ++i) {
@@ -166,7 +172,11 @@ Outcome GrowDataArray() {
   Ref<DataArray> const whole = Ref<DataArray>::Adopt(DataArray::Create());
   if (!outcome.Note(whole.get() != nullptr)) return outcome.End();
   whole->SetRecord(24, nullptr);
-  outcome.whole = array->Count() == 60 && outcome.Note(whole->Allocate(9));
+  outcome.whole = array->Count() == 60 && outcome.Note(whole->Allocate(1020));
+  for (int i = 0; i < 20; ++i) {
+    void* const record = whole->AtInsert(whole->Count());
+    if (outcome.Note(record != nullptr)) memset(record, 1, 24);
+  }
   return outcome;
 }
 
@@ -233,6 +243,29 @@ Outcome UndoAndRedo() {
   return outcome;
 }
 
+// A merge finds what is recorded even where there is no memory to note it.
+Outcome MergeRecords() {
+  constexpr unsigned KEYS = 20;
+  Outcome outcome;
+  Ref<UndoManager> const undo = Ref<UndoManager>::Adopt(UndoManager::Create());
+  if (!outcome.Note(undo.get() != nullptr)) return outcome.End();
+  ykUndoItem* recorded[KEYS];
+  Ref<Map> const map = Calmly([&] {
+    Ref<Map> made = Ref<Map>::Adopt(Map::Create());
+    undo->BeginTransaction();
+    for (unsigned key = 0; key < KEYS; ++key) recorded[key] = undo->RecordValue(made.get(), key, false);
+    undo->EndTransaction(L"recorded");
+    undo->BeginTransaction();
+    return made;
+  });
+  for (unsigned key = KEYS; key-- > 0;) {
+    if (undo->RecordValue(map.get(), key, true) != recorded[key]) outcome.broken = "a record is not found";
+  }
+  undo->CancelTransaction();
+  outcome.whole = !undo->CanRedo();
+  return outcome;
+}
+
 constexpr Scenario SCENARIOS[] = {
     {"map: grow and remove", harness::MEMORY, nullptr, GrowMap},
     {"variant: copy and convert", harness::MEMORY, nullptr, CopyVariants},
@@ -244,6 +277,7 @@ constexpr Scenario SCENARIOS[] = {
     {"data array: grow", harness::MEMORY, nullptr, GrowDataArray},
     {"arena: grow", harness::MEMORY | harness::LOCK, nullptr, GrowArena},
     {"undo: record and replay", harness::MEMORY, nullptr, UndoAndRedo},
+    {"undo: merge", harness::MEMORY, nullptr, MergeRecords},
 };
 
 }  // namespace
