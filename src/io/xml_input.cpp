@@ -131,7 +131,7 @@ Input::Input(Stream& source) noexcept : stream(source) {
 }
 
 bool Input::Refill(wchar_t const* from) noexcept {
-  constexpr size_t LEAST = 0x8000;
+  constexpr size_t LEAST = 0x2000;
   start.Pass(text.begin(), from);
   text.Remove(0, static_cast<size_t>(from - text.begin()));
   // A token that is longer than the window is read again: each time it must be much longer.
@@ -146,7 +146,7 @@ bool Input::Refill(wchar_t const* from) noexcept {
 /// Reads and decodes a block. The size that a stream reports is not trusted for an allocation. Endless streams
 /// fail, since positions have 32 bits.
 HRESULT Input::ReadBlock() noexcept {
-  constexpr unsigned SMALLEST = 0x1000, LARGEST = 0x10000;
+  constexpr unsigned SMALLEST = 0x1000, LARGEST = 0x8000;
   unsigned const block = std::clamp(size, SMALLEST, LARGEST);
   if (!bytes.Reserve(LONGEST + block)) return E_OUTOFMEMORY;
   unsigned done = 0;
@@ -192,7 +192,7 @@ size_t Input::Decode(bool last) noexcept {
 
 /// Copies instead of resizing the block, which would copy its unused room as well.
 bool Input::NeedRoom(size_t units) noexcept {
-  constexpr size_t CARRIED = 0x1000;  // usually more than what stays in the window
+  constexpr size_t CARRIED = 0x800;  // usually more than what stays in the window
   if (units <= room) return true;
   Buffer<wchar_t> grown;
   size_t const larger = room > 0 ? std::max(units, 2 * room) : units + CARRIED;

@@ -4,8 +4,6 @@
 
 #include <new>
 
-#include "xml_chars_p.h"
-
 namespace yk::xml {
 namespace {
 
@@ -22,26 +20,9 @@ void Chunk::Release(Chunk* chunk, uint64_t count) noexcept {
   }
 }
 
-bool Pool::Store(std::wstring_view text, Chunk const* owner, String& out) noexcept {
-  size_t const room = Room(text.size());
-  if (room == 0 || owner != chunk || room > static_cast<size_t>(top - bottom)) {
-    out = String(text.data(), text.size());
-    return out.Length() == text.size();
-  }
-  uintptr_t const below = reinterpret_cast<uintptr_t>(top) - InnerText::Size(text.size()) - InnerText::OFFSET;
-  top -= reinterpret_cast<uintptr_t>(top) - (below / InnerText::ALIGNMENT * InnerText::ALIGNMENT) -
-         InnerText::OFFSET;
-  InnerText::Attach(out, top, text);
-  return true;
-}
-
-bool Pool::StoreName(std::wstring_view name, Chunk const* owner, String& out) noexcept {
-  if (!names || name.empty() || Room(name.size()) == 0 || owner != chunk) return Store(name, owner, out);
-  String const*& row = names->rows[(name.size() * 7 + name.front() * 3 + name.back()) % Names::COUNT];
-  if (row && row->Length() == name.size() && EqualUnits(row->c_str(), name.data(), name.size()))
-    return InnerText::Share(out, *row), true;
-  row = &out;
-  return Store(name, owner, out);
+bool Pool::StoreApart(std::wstring_view text, String& out) noexcept {
+  out = String(text.data(), text.size());
+  return out.Length() == text.size();
 }
 
 bool Pool::Renew(size_t bytes) noexcept {

@@ -17,6 +17,7 @@
 #include <string_view>
 
 #include "values/inner_text_p.h"
+#include "xml_chars_p.h"
 
 namespace yk::xml {
 
@@ -71,6 +72,7 @@ class Pool {
   // What the chunk being filled counts as, so that it outlives users that are freed meanwhile.
   static constexpr uint64_t FILLING = uint64_t{1} << 32;
 
+  bool StoreApart(std::wstring_view text, String& out) noexcept;
   bool Renew(size_t bytes) noexcept;
   void Retire() noexcept;
 
@@ -81,5 +83,27 @@ class Pool {
   Names* names = nullptr;
   size_t chunkSize = 0;
 };
+
+inline bool Pool::Store(std::wstring_view text, Chunk const* owner, String& out) noexcept {
+  size_t const room = Room(text.size());
+  if (room == 0 || owner != chunk || room > static_cast<size_t>(top - bottom)) {
+    return StoreApart(text, out);
+  }
+  uintptr_t const below = reinterpret_cast<uintptr_t>(top) - InnerText::Size(text.size()) - InnerText::OFFSET;
+  top -= reinterpret_cast<uintptr_t>(top) - (below / InnerText::ALIGNMENT * InnerText::ALIGNMENT) -
+         InnerText::OFFSET;
+  InnerText::Attach(out, top, text);
+  return true;
+}
+
+inline bool Pool::StoreName(std::wstring_view name, Chunk const* owner, String& out) noexcept {
+  if (!names || name.empty() || Room(name.size()) == 0 || owner != chunk) return Store(name, owner, out);
+  String const*& row = names->rows[(name.size() * 7 + name.front() * 3 + name.back()) % Names::COUNT];
+  if (row && row->Length() == name.size() && EqualUnits(row->c_str(), name.data(), name.size()))
+    return InnerText::Share(out, *row), true;
+  if (!Store(name, owner, out)) return false;
+  row = InnerText::Is(out) ? &out : nullptr;
+  return true;
+}
 
 }  // namespace yk::xml

@@ -186,7 +186,7 @@ XmlNode* Reader::Read(XmlError& error) noexcept {
 }
 
 bool Reader::Document() noexcept {
-  constexpr ptrdiff_t MARGIN = 0x1000;  // longer than most tokens, so that few are read twice
+  constexpr ptrdiff_t MARGIN = 0x400;  // longer than most tokens, so that few are read twice
   if (!Token(&Reader::Declaration)) return false;
   for (;;) {
     if (end - cursor < MARGIN && !input.IsAtEnd() && !Refill()) return false;

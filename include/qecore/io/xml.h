@@ -201,6 +201,8 @@ class XmlHelper : public Implements<XmlHelper, Unknown> {
   /// failure: YK_E_BADFILE for a document that is not well-formed or in another encoding, E_FAIL for a
   /// failing stream.
   ///
+  /// The nodes share blocks of memory: one that outlives its document may hold up to 64 KiB.
+  ///
   /// Line ends become LF. White space used for layout is not text: pieces between children that are blank are
   /// dropped. A document type is skipped, not read; only the five predefined entities are known; nothing is
   /// ever fetched. The declared encoding is checked but not kept.
