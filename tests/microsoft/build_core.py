@@ -21,7 +21,7 @@ AS_GCC = """--target=x86_64-pc-windows-msvc -fno-ms-compatibility -fgnuc-version
  -D__MINGW32__ -D__MINGW64__ -D__MSVCRT__ -D__declspec=__declspec""".split()
 FLAGS = """-std=c++20 -O2 -ffp-contract=off -fno-exceptions -fno-rtti -fno-threadsafe-statics -mno-stack-arg-probe -w
  -DQECORE_BUILD -DQECORE_MICROSOFT_ABI -DWIN32_LEAN_AND_MEAN -DNOMINMAX -D_WIN32_WINNT=0x0601""".split()
-BY_NAME = {"_avx2.cpp": "-mavx2", "_ssse3.cpp": "-mssse3"}
+BY_NAME = {"_avx2.cpp": ["-mavx2", "-mfma"], "_ssse3.cpp": ["-mssse3"]}  # as cmake/flags.cmake has them
 
 
 def printed(*options):
@@ -38,7 +38,7 @@ def system_headers():
 
 def compile_one(source, target, options):
     launcher = ["ccache"] if shutil.which("ccache") else []
-    extra = [flag for end, flag in BY_NAME.items() if source.name.endswith(end)]
+    extra = [flag for end, flags in BY_NAME.items() if source.name.endswith(end) for flag in flags]
     subprocess.run([*launcher, "clang++-19", *options, *extra, "-c", source, "-o", target], check=True)
     return target
 

@@ -9,6 +9,7 @@
 #include <qecore/core/filter.h>
 #include <qecore/core/lock.h>
 #include <qecore/core/memory.h>
+#include <qecore/core/parallel.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
 #include <qecore/image/image_file.h>
@@ -99,6 +100,13 @@ bool DriverData() {
   bool const added = list.Add(record) == S_OK && list.Get(&list) == record;
   return added && list.Remove(record) == S_OK && !list.Get(&list) &&
          list.Add(new (std::nothrow) Record) == S_OK;
+}
+
+bool Threads() {
+  SetThreadCount(2);
+  unsigned const two = GetThreadCount();
+  SetThreadCount(0);
+  return two == 2 && GetThreadCount() > 0;
 }
 
 bool Arena() {
@@ -216,8 +224,9 @@ bool Filters() {
 }
 
 constexpr Case CORE_CASES[] = {
-    {"identifiers", Identifiers}, {"blocks", Blocks}, {"failures", Failures}, {"locks", Locks},
-    {"driver data", DriverData},  {"arena", Arena},   {"registry", Registry}, {"filters", Filters},
+    {"identifiers", Identifiers}, {"blocks", Blocks},          {"failures", Failures}, {"locks", Locks},
+    {"threads", Threads},         {"driver data", DriverData}, {"arena", Arena},       {"registry", Registry},
+    {"filters", Filters},
 };
 
 // ---- the program
