@@ -143,8 +143,8 @@ bool Input::Refill(wchar_t const* from) noexcept {
   return true;
 }
 
-/// Reads and decodes a block. The size that a stream reports is not trusted for an allocation. Endless streams
-/// fail, since positions have 32 bits.
+/// Reads and decodes a block. The size that a stream reports is not trusted for an allocation. Endless
+/// streams fail, since positions have 32 bits.
 HRESULT Input::ReadBlock() noexcept {
   constexpr unsigned SMALLEST = 0x1000, LARGEST = 0x8000;
   unsigned const block = std::clamp(size, SMALLEST, LARGEST);

@@ -1,4 +1,5 @@
-// The text of a document: a stream's bytes, decoded and with every line end as LF. A window of it is in memory.
+// The text of a document: a stream's bytes, decoded and with every line end as LF. A window of it is in
+// memory.
 #pragma once
 
 #include <qecore/core/base.h>

@@ -1,5 +1,5 @@
-// Searches in a document's text, eight units at a time. The text ends in a zero and some more (xml_input_p.h),
-// so that reading past the end of what is sought does no harm.
+// Searches in a document's text, eight units at a time. The text ends in a zero and some more
+// (xml_input_p.h), so that reading past the end of what is sought does no harm.
 #pragma once
 
 #include <emmintrin.h>
