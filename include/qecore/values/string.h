@@ -21,7 +21,7 @@
 // (comparing, searching for a text, printf) nevertheless stop at the first zero.
 //
 // Ownership: a string owns its block; copying copies the block. Blocks come from yk_new and yk_realloc,
-// except those of strings that the library shows only as constants, inside larger objects.
+// except those of constant strings that the library shows inside larger objects.
 // Failure: an operation that gets no memory leaves the string unchanged (a new string is then empty). The
 // editing members return false for an invalid position and change nothing; searches return npos. Arguments
 // may point into the string itself. One thread at a time.
