@@ -114,7 +114,7 @@ void CheckPair(int pair, GuardedMemory const& source, GuardedMemory const& targe
         uint8_t* const out = target.Last(expected.size(), gap);
         out[-1] = 0xCD, memset(out, 0xCD, expected.size() + gap);
         set[pair].run(there, out, static_cast<size_t>(width), palette.data());
-        ASSERT_TRUE(std::equal(expected.begin(), expected.end(), out)) << set;
+        ASSERT_TRUE(Bytes(out, out + expected.size()) == expected) << set;
         ASSERT_TRUE(out[-1] == 0xCD && (!gap || out[expected.size()] == 0xCD)) << set;
       }
     }
