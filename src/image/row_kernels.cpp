@@ -12,8 +12,6 @@ namespace yk {
 
 namespace {
 
-using img::LoadVector;
-
 template <size_t BYTES>
 void Mirror(uint8_t* row, size_t pixels) noexcept {
   struct Pixel {

@@ -21,14 +21,14 @@ class RowsInMemory {
     int y;
   };
 
-  RowsInMemory(int firstRow, int endRow) noexcept : first(firstRow), end_(endRow > first ? endRow : first) {}
+  RowsInMemory(int firstRow, int endRow) noexcept : first(firstRow), limit(endRow > first ? endRow : first) {}
 
-  Iterator begin() const noexcept { return Iterator(end_ - 1); }
+  Iterator begin() const noexcept { return Iterator(limit - 1); }
   Iterator end() const noexcept { return Iterator(first - 1); }
 
  private:
   int first;
-  int end_;
+  int limit;
 };
 
 }  // namespace yk::img

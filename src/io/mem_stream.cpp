@@ -57,7 +57,7 @@ HRESULT MemStream::Write(void const* buffer, unsigned bytes, unsigned* done) noe
   }
   unsigned room = bytes;
   bool const advanced = Advance(room, Access::WRITE);
-  if (room > 0) CopyFew(data + from, buffer, room);
+  if (data && room > 0) CopyFew(data + from, buffer, room);
   if (done) *done = room;
   return advanced ? S_OK : Note(FailToGrow("MemStream::Write", from + bytes));
 }

@@ -92,8 +92,7 @@ bool XmlTree::StoreText(XmlNode& node, xml::Pool& pool, std::wstring_view text) 
 
 void XmlTree::Replace(String& text, String& with) noexcept {
   InnerText::Detach(text);
-  text = std::move(with);
-  with.Empty();
+  (void)std::exchange(text, std::move(with));
 }
 
 void XmlTree::Free(XmlNode* root) noexcept {

@@ -100,12 +100,11 @@ Map::Entry* Map::Seek(unsigned key) const noexcept {
   return nullptr;
 }
 
-// The bytes of entries are moved; what they then leave behind is not a value.
 void Map::CloseHole(unsigned hole, Variant& kept) noexcept {
   unsigned const last = count - 1;
   unsigned const lastKey = entries[last].key;
   if (!IsIndexed()) {
-    memmove(static_cast<void*>(entries + hole), entries + hole + 1, (last - hole) * sizeof(Entry));
+    Index::Move(entries + hole, entries + hole + 1, last - hole);
     new (&entries[last].value) Variant;
   } else {
     Index index = IndexOf();
@@ -165,7 +164,7 @@ bool Map::MoveToIndexed(unsigned grown) noexcept {
   void* const block = yk_new(Index::Bytes(grown));
   if (!block) return false;
   Entry* const first = Index::Prepare(block, grown);
-  memcpy(static_cast<void*>(first), entries, capacity * sizeof(Entry));
+  Index::Move(first, entries, capacity);
   yk_delete(IsIndexed() ? IndexOf().Block() : entries);
   entries = first;
   return true;

@@ -44,6 +44,12 @@ class Map::Index {
     return sizeof(Header) + Room(capacity) * sizeof(Entry) + Slots(capacity) * sizeof(uint32_t);
   }
 
+  /// Moves the bytes of entries, whose values do not depend on their place. What they leave behind is not a
+  /// value.
+  static void Move(Entry* to, Entry const* from, size_t count) noexcept {
+    memmove(static_cast<void*>(to), static_cast<void const*>(from), count * sizeof(Entry));
+  }
+
   /// Prepares a new block for a capacity. \return where its first entry goes
   static Entry* Prepare(void* block, unsigned capacity) noexcept {
     new (block) Header{0, 0};
@@ -85,7 +91,7 @@ class Map::Index {
   Entry* CloseFromFront(unsigned hole) noexcept {
     if (Head().removed + capacity >= Room(capacity)) MoveToFront();
     for (unsigned i = hole; i-- > 0;) Renumber(first[i], 1);
-    memmove(static_cast<void*>(first + 1), first, hole * sizeof(Entry));
+    Move(first + 1, first, hole);
     Header const head = Head();
     ++first;
     Head() = {head.removed + 1, head.repeats};
@@ -96,7 +102,7 @@ class Map::Index {
   /// Closes it by moving the entries after it down, up to and including `last`.
   void CloseFromEnd(unsigned hole, unsigned last) noexcept {
     for (unsigned i = hole + 1; i <= last; ++i) Renumber(first[i], -1);
-    memmove(static_cast<void*>(first + hole), first + hole + 1, (last - hole) * sizeof(Entry));
+    Move(first + hole, first + hole + 1, last - hole);
   }
 
   /// Moves all entries to the start of the block unless it has room for a greater capacity as it is.
@@ -145,7 +151,7 @@ class Map::Index {
 
   void MoveToFront() noexcept {
     Header const head = Head();
-    memmove(static_cast<void*>(front), first, capacity * sizeof(Entry));
+    Move(front, first, capacity);
     first = front;
     Head() = {0, head.repeats};
     for (unsigned i = 0; i <= mask; ++i) slots[i] -= slots[i] ? head.removed : 0;
