@@ -172,6 +172,12 @@ size_t SafeBlocks(Columns const& columns, RowSum const& row) noexcept {
   return blocks;
 }
 
+/// Calls step(constant I) for each I in turn, until one returns false.
+template <class Step, size_t... I>
+void AllOf(std::index_sequence<I...>, Step step) noexcept {
+  (void)(step(std::integral_constant<size_t, I>()) && ...);
+}
+
 /// `DEPTH` is the depth if it is known when compiled, or 0.
 template <class Reader, size_t N, size_t DEPTH, bool UNIFORM>
 void AddBlocks(Columns const& columns, RowSum const& row, size_t blocks) noexcept {
@@ -186,19 +192,17 @@ void AddBlocks(Columns const& columns, RowSum const& row, size_t blocks) noexcep
       reader.Prefetch(source->pixels);
       __m256 const down = _mm256_set1_ps(source->weight);
       __m256 const product = _mm256_mul_ps(down, alike);
-      auto const add = [&]<size_t I>(size_t k) {
+      auto const add = [&](size_t k, auto index) {
+        constexpr size_t I = decltype(index)::value;
         if (k + I >= depth) return false;
         float const* const across = weights + (k + I) * BLOCK_FLOATS;
         __m256 const weight = UNIFORM ? product : _mm256_mul_ps(down, _mm256_loadu_ps(across));
         sum = _mm256_add_ps(sum, _mm256_mul_ps(weight, reader.template Pixel<I>()));
         return true;
       };
-      auto const addAll = [&]<size_t... I>(size_t k, std::index_sequence<I...>) {
-        (void)(add.template operator()<I>(k) && ...);
-      };
       for (size_t k = 0; k < depth; k += Reader::PIXELS) {
         reader.Load(source->pixels, k);
-        addAll(k, std::make_index_sequence<Reader::PIXELS>());
+        AllOf(std::make_index_sequence<Reader::PIXELS>(), [&](auto index) { return add(k, index); });
       }
     }
     if constexpr (N == 3) sum = _mm256_blend_ps(sum, _mm256_set1_ps(1.0f), 0x88);

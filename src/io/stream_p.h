@@ -49,8 +49,8 @@ inline HRESULT SeekTo(Stream& stream, unsigned position) noexcept {
 inline void CopyFew(void* to, void const* from, size_t size) noexcept {
   auto* const target = static_cast<unsigned char*>(to);
   auto const* const source = static_cast<unsigned char const*>(from);
-  auto const copyEnds = [=]<class Word>(Word first) {  // which overlap in the middle
-    Word last;
+  auto const copyEnds = [=](auto first) {  // which overlap in the middle
+    auto last = first;
     memcpy(&first, source, sizeof first);
     memcpy(&last, source + size - sizeof last, sizeof last);
     memcpy(target, &first, sizeof first);

@@ -26,12 +26,13 @@ class Window {
   HRESULT Write(void const* buffer, unsigned size, unsigned& done) noexcept;
   /// Overwrites bytes that are still to be written; the position stays. False: they are not.
   bool Patch(uint64_t at, void const* bytes, unsigned size) noexcept;
-  /// Writes what is still to be written. What could not be written is lost.
+  /// Writes what is still to be written. What could not be written is discarded.
   HRESULT Flush() noexcept { return isPending ? WritePending() : S_OK; }
   /// Forgets what it holds.
   void Drop() noexcept { isPending = false, used = 0; }
 
  protected:
+  // cppcheck-suppress uninitMemberVar  // the block holds `used` bytes
   explicit Window(uint64_t at) noexcept : position(at) {}
   ~Window() = default;
 

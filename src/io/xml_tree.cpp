@@ -26,9 +26,9 @@ template <class Owner, class Links>
 void* Room(xml::Pool& pool, size_t texts, char const* operation) noexcept {
   constexpr size_t SIZE = sizeof(Links) + sizeof(Owner);
   if (!pool.Provide(SIZE + texts)) return FailMemory(operation, SIZE + texts), nullptr;
-  Links* const links = new (pool.Take(SIZE)) Links{};
-  links->chunk = pool.Current();
-  return links + 1;
+  void* const place = pool.Take(SIZE);
+  static_cast<Links*>(new (place) Links{})->chunk = pool.Current();
+  return static_cast<Links*>(place) + 1;
 }
 
 void DropIndex(XmlNode& node) noexcept {

@@ -74,8 +74,8 @@ class RowFill {
  private:
   RowFill() noexcept = default;
 
-  RowKernel run;
-  Lanes lanes;
+  RowKernel run = nullptr;
+  Lanes lanes = {};
 };
 
 /// The same for partly covered pixels: coverage 255 does what RowFill does, 0 nothing.
@@ -104,6 +104,7 @@ class ColourRow {
  public:
   static constexpr size_t MOST = 2048;  // colours
 
+  // cppcheck-suppress uninitMemberVar  // the arrays hold `bytes` bytes
   explicit ColourRow(int bytesPerPixel) noexcept : pixelSize(static_cast<size_t>(bytesPerPixel)) {}
 
   /// Appends a colour, up to MOST.

@@ -12,6 +12,7 @@
 #include <qecore/io/mem_stream.h>
 #include <qecore/io/save_file.h>
 #include <qecore/io/serializer.h>
+#include <qecore/io/write_behind_stream.h>
 #include <qecore/io/xml.h>
 #include <qecore/values/map.h>
 #include <qecore/values/str.h>
@@ -53,13 +54,14 @@ class Letters : public Destroys<Letters, Stream> {
 
 bool Streams() {
   Ref<Stream> const letters = Ref<Stream>::Adopt(new (std::nothrow) Letters), memory = NewMemory();
-  Ref<Stream> buffered, missing;
+  Ref<Stream> buffered, written, missing;
   char text[4] = {};
   Guid type;
   String read;
   bool ok = CopyStream(letters.get(), memory.get(), 2, 50) == S_OK && memory->GetSize() == 50 &&
             memory->Seek(0, Stream::FROM_START) == S_OK &&
             ykCreateBufferedStream(memory.get(), buffered.Receive()) == S_OK &&
+            ykCreateWriteBehindStream(memory.get(), written.Receive()) == S_OK &&
             buffered->Read(text, 3) == S_OK && Same<char>(text, "cde") &&
             Failed(qe_DetectFileType(memory.get(), type));
   ok = ok && MemStream::Create(nullptr, L"none", L"none", missing.Receive()) != S_OK &&

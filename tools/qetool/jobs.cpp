@@ -56,10 +56,17 @@ Jobs::Jobs(size_t count, unsigned wanted, Watch& watch, Job job)
   size_t const most = std::min<size_t>(wanted ? wanted : processors, count);
   if (most < 2) return;
   yk::SetThreadCount(std::max(1u, processors / static_cast<unsigned>(most)));
+  threads.reserve(most);
+  while (threads.size() < most && StartThread()) continue;
+}
+
+// Those that started do all jobs; without any, Await does.
+bool Jobs::StartThread() {
   try {
-    while (threads.size() < most) threads.emplace_back([this] { Work(); });
+    threads.emplace_back([this] { Work(); });
+    return true;
   } catch (std::system_error const&) {
-    // Those that started do all; without any, Await does.
+    return false;
   }
 }
 

@@ -53,6 +53,7 @@ class Jobs {
     bool isDone = false;
   };
 
+  bool StartThread();
   void Work() noexcept;
 
   Watch& watch;
