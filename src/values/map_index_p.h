@@ -122,7 +122,13 @@ class Map::Index {
   static unsigned Slots(unsigned capacity) noexcept { return 2 * std::bit_ceil(capacity); }
 
   Header& Head() const noexcept { return reinterpret_cast<Header*>(first)[-1]; }
-  unsigned HashOf(unsigned key) const noexcept { return key * 0x9E3779B1u >> shift; }
+  // Depends on the block's address, so that no file can hold keys that were chosen to collide.
+  unsigned HashOf(unsigned key) const noexcept {
+    uint32_t hash = key ^ static_cast<uint32_t>(reinterpret_cast<uintptr_t>(front) >> 4);
+    hash = (hash ^ hash >> 16) * 0x85EBCA6Bu;
+    hash = (hash ^ hash >> 13) * 0xC2B2AE35u;
+    return hash >> shift;
+  }
   unsigned After(unsigned i) const noexcept { return (i + 1) & mask; }
   uint32_t NumberOf(Entry const& entry) const noexcept { return static_cast<uint32_t>(&entry - front) + 1; }
 
