@@ -199,7 +199,8 @@ System::System() noexcept {
   draw::Canvas::StartKeeping();
   // cppcheck-suppress useInitializationList  // contract: only after the System can be found
   registry = Ref<Array>::Adopt(IndexedArray::Create(HashOfRecord));
-  complete = registry && img::BuildConversionTable() && RegisterBuiltinClasses();
+  img::BuildConversionTable();
+  complete = registry && RegisterBuiltinClasses();
 }
 
 // A plug-in that calls the System during MODULE_DETACH finds it empty.

@@ -1,6 +1,6 @@
 #include <string.h>
 
-#include <new>
+#include <atomic>
 
 #include "convert_p.h"
 #include "core/error_p.h"
@@ -10,11 +10,12 @@ namespace yk {
 
 namespace {
 
-// One cell per pair; row and column are the formats' numbers minus one. Written only by System's constructor
-// and destructor.
-img::Converter* conversionTable = nullptr;
-
 constexpr size_t CELLS = static_cast<size_t>(img::LAST_FORMAT) * img::LAST_FORMAT;
+
+// One cell per pair; row and column are the formats' numbers minus one. It is valid while there is a System,
+// and never freed: a thread may still convert when a host releases the System in between.
+constinit img::Converter conversionTable[CELLS] = {};
+constinit std::atomic<bool> isBuilt = false;
 
 constexpr bool InTable(IMG_FORMAT format) noexcept { return format >= 1 && format <= img::LAST_FORMAT; }
 
@@ -43,23 +44,18 @@ int img::GetPixelSize(IMG_FORMAT format, unsigned short& bits) noexcept {
   return facts.bytes;
 }
 
-bool img::BuildConversionTable() noexcept {
-  if (!conversionTable) conversionTable = new (std::nothrow) Converter[CELLS]();
-  if (!conversionTable) return FailMemory("System::Create", CELLS * sizeof *conversionTable), false;
+void img::BuildConversionTable() noexcept {
   Kernel const* const kernels = BestKernels().converters;
   for (int i = 0; i < KERNEL_COUNT; ++i) {
     conversionTable[CellOf(kernels[i].source, kernels[i].target)] = kernels[i].run;
   }
-  return true;
+  isBuilt = true;
 }
 
-void img::FreeConversionTable() noexcept {
-  delete[] conversionTable;
-  conversionTable = nullptr;
-}
+void img::FreeConversionTable() noexcept { isBuilt = false; }
 
 img::Converter img::FindConverter(IMG_FORMAT source, IMG_FORMAT target) noexcept {
-  if (!conversionTable || !InTable(source) || !InTable(target)) return nullptr;
+  if (!isBuilt || !InTable(source) || !InTable(target)) return nullptr;
   return conversionTable[CellOf(source, target)];
 }
 

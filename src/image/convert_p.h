@@ -35,10 +35,9 @@ struct KernelSet {
 /// The best ones for this processor.
 KernelSet BestKernels() noexcept;
 
-/// Fills the table with the best kernels for this processor; called by System's constructor. False: no
-/// memory.
-bool BuildConversionTable() noexcept;
-/// Frees the table; called by System's destructor.
+/// Fills the table with the best kernels for this processor; called by System's constructor.
+void BuildConversionTable() noexcept;
+/// Makes all look-ups fail again; called by System's destructor.
 void FreeConversionTable() noexcept;
 
 /// The converter of a pair of different formats; null when there is none.
