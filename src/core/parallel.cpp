@@ -1,6 +1,7 @@
 #include "parallel_p.h"
 
 #include <windows.h>
+#include <xmmintrin.h>
 
 #include <atomic>
 
@@ -14,10 +15,11 @@ constexpr DWORD PATIENCE = 1000;              // milliseconds
 /// The work that a caller shares, on its stack.
 struct Job {
   SharedWork const* work;
-  std::atomic<unsigned> next{0};  // the first part that nobody has begun
-  std::atomic<unsigned> done{0};  // parts
-  unsigned joined = 1;            // threads so far
-  unsigned inside = 0;            // helpers that may still access the job
+  std::atomic<unsigned> next{0};         // the first part that nobody has begun
+  std::atomic<unsigned> done{0};         // parts
+  unsigned joined = 1;                   // threads so far
+  unsigned floatControl = _mm_getcsr();  // the caller's rounding and traps, which all threads take over
+  unsigned inside = 0;                   // helpers that may still access the job
 
   bool Take(unsigned& part) noexcept {
     if (next.load(std::memory_order_relaxed) >= work->count) return false;
@@ -70,6 +72,7 @@ void Help(unsigned mine) noexcept {
     unsigned const thread = current->joined++;
     ++current->inside;
     ReleaseSRWLockExclusive(&lock);
+    _mm_setcsr(current->floatControl);
     for (unsigned part; current->Take(part);) current->DoPart(part, thread);
     AcquireSRWLockExclusive(&lock);
     if (job == current) job = nullptr;  // there is nothing left to begin
