@@ -13,17 +13,12 @@ namespace yk {
 namespace {
 
 constexpr char CREATE[] = "ykCreateWriteBehindStream";
+constexpr char WRITE[] = "WriteBehindStream::Write";
 
 class StreamWindow final : public Window {
  public:
   explicit StreamWindow(Stream& stream) noexcept
       : Window(stream.GetPosition()), inner(Ref<Stream>::Share(&stream)), reached(Position()) {}
-
-  /// Writes what is to be written and moves the inner stream to the position.
-  HRESULT Settle() noexcept {
-    HRESULT const flushed = Flush();
-    return Succeeded(flushed) ? Reach(Position()) : flushed;
-  }
 
   /// After the inner stream was used without the window: takes over its position.
   void Resume() noexcept {
@@ -49,7 +44,8 @@ class StreamWindow final : public Window {
     if (Failed(result)) return result;
     done = size;  // a stream that does not set it has written everything
     result = inner->Write(buffer, size, &done);
-    if (Succeeded(result) && done < size) result = E_FAIL;
+    if (Succeeded(result) && done < size)
+      result = Fail(E_FAIL, WRITE, L"only %u of %u bytes could be written", done, size);
     reached = Succeeded(result) ? at + size : NOWHERE;
     return result;
   }
@@ -57,7 +53,7 @@ class StreamWindow final : public Window {
   HRESULT Reach(uint64_t at) noexcept {
     if (reached == at) return S_OK;
     HRESULT const moved = at <= UINT_MAX ? SeekTo(*inner, static_cast<unsigned>(at))
-                                         : Fail(E_FAIL, CREATE, L"a stream must be smaller than 4 GB");
+                                         : Fail(E_FAIL, WRITE, L"a stream must be smaller than 4 GB");
     reached = Succeeded(moved) ? at : NOWHERE;
     return moved;
   }
@@ -91,11 +87,13 @@ class WriteBehindStream final : public Destroys<WriteBehindStream, Stream> {
   }
 
   HRESULT Seek(long offset, unsigned origin, unsigned* newPosition) noexcept override {
+    Ref<WriteBehindStream> const self = Ref<WriteBehindStream>::Share(this);
     int64_t target = offset;
     if (origin == FROM_POSITION) target += static_cast<int64_t>(window.Position());
     if (origin == FROM_END) target += GetSize();
     if (target < 0 || target > UINT_MAX) {
-      return Fail(E_INVALIDARG, CREATE, L"byte %lld is outside the stream", static_cast<long long>(target));
+      return Fail(E_INVALIDARG, "WriteBehindStream::Seek", L"byte %lld is outside the stream",
+                  static_cast<long long>(target));
     }
     window.MoveTo(static_cast<uint64_t>(target));
     if (newPosition) *newPosition = static_cast<unsigned>(target);
@@ -105,13 +103,15 @@ class WriteBehindStream final : public Destroys<WriteBehindStream, Stream> {
   unsigned GetPosition() noexcept override { return static_cast<unsigned>(window.Position()); }
 
   unsigned GetSize() noexcept override {
-    return std::max(window.Inner().GetSize(), static_cast<unsigned>(window.PendingEnd()));
+    Ref<WriteBehindStream> const self = Ref<WriteBehindStream>::Share(this);
+    unsigned const size = window.Inner().GetSize();
+    return static_cast<unsigned>(std::clamp<uint64_t>(window.PendingEnd(), size, UINT_MAX));
   }
 
   HRESULT SetSize(unsigned size) noexcept override {
     Ref<WriteBehindStream> const self = Ref<WriteBehindStream>::Share(this);
-    HRESULT const settled = Note(window.Settle());
-    if (Failed(settled)) return settled;
+    HRESULT const flushed = Note(window.Flush());
+    if (Failed(flushed)) return flushed;
     HRESULT const result = Note(window.Inner().SetSize(size));
     window.Resume();
     return result;
