@@ -50,7 +50,7 @@ Deserializer* Deserializer::Create() noexcept {
   return Made(new (std::nothrow) Deserializer, "Deserializer::Create");
 }
 
-Deserializer::Deserializer() noexcept = default;
+Deserializer::Deserializer() noexcept : ownTable(TableOf(*this)) {}
 
 Deserializer::~Deserializer() {
   HoldWhileDying(*this);  // Close adds a reference while it calls the stream
@@ -60,10 +60,11 @@ Deserializer::~Deserializer() {
 Deserializer::ChunkStack::~ChunkStack() { free(items); }
 
 // A stream or an object may be foreign code, which may call back: functions that need the reader after such a
-// call hold a reference to it. It is spared when the stream is the library's own.
+// call hold a reference to it. It is not taken when the stream is the library's own.
 
 Held Deserializer::Hold() noexcept {
-  if (stream && TableOf(*stream) == quietTable) return {};
+  bool const isQuiet = stream && TableOf(*stream) == quietTable && TableOf(*this) == ownTable;
+  if (isQuiet) return {};
   return {Ref<Deserializer>::Share(this), stream};
 }
 

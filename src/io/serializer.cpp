@@ -52,7 +52,7 @@ Serializer* Serializer::Create() noexcept {
   return Made(new (std::nothrow) Serializer, "Serializer::Create");
 }
 
-Serializer::Serializer() noexcept = default;
+Serializer::Serializer() noexcept : ownTable(TableOf(*this)) {}
 
 Serializer::~Serializer() {
   HoldWhileDying(*this);  // Close adds a reference while it calls the stream
@@ -64,10 +64,11 @@ Serializer::ChunkStack::~ChunkStack() { free(items); }
 
 // A stream may be foreign code, which may call back into the writer and even close it: functions that need
 // the writer or the stream after such a call hold references, and check again what they read before. The
-// references are spared when the stream is the library's own.
+// references are not taken when the stream is the library's own.
 
 Held Serializer::Hold() noexcept {
-  if (stream && TableOf(*stream) == quietTable) return {};
+  bool const isQuiet = stream && TableOf(*stream) == quietTable && TableOf(*this) == ownTable;
+  if (isQuiet) return {};
   return {Ref<Serializer>::Share(this), stream};
 }
 

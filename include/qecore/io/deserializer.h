@@ -114,6 +114,7 @@ class Deserializer : public Destroys<Deserializer, Unknown> {
 
   Ref<Stream> stream;
   void const* quietTable = nullptr;  // see QuietTable
+  void const* ownTable;              // of slots, as long as nobody replaces it
   FileStream* buffered = nullptr;    // the stream, if it works through a window for this reader
   Ref<Array> objects;
   ChunkStack chunks;

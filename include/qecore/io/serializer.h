@@ -111,6 +111,7 @@ class Serializer : public Destroys<Serializer, Unknown> {
 
   Ref<Stream> stream;
   void const* quietTable = nullptr;  // see QuietTable
+  void const* ownTable;              // of slots, as long as nobody replaces it
   MemStream* memory = nullptr;       // the stream, if it is one
   FileStream* buffered = nullptr;    // the stream, if it works through a window for this writer
   Ref<Array> objects;                // created by the first reference
