@@ -100,11 +100,16 @@ void DeleteClasses(Module& module) noexcept {
   }
 }
 
-// Case is ignored as by String::CompareNoCase.
+// Names that String::CompareNoCase finds equal, in any locale, have one hash.
+constexpr wchar_t Folded(wchar_t c) noexcept {
+  if (c >= 0x80) return 0x80;  // its lower case depends on the locale
+  return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;
+}
+
 uint32_t HashOfName(String const& name) noexcept {
   constexpr uint64_t START = 14695981039346656037u, FACTOR = 1099511628211u;
   uint64_t hash = START;
-  for (wchar_t const* c = name.c_str(); *c; ++c) hash = (hash ^ towlower(*c)) * FACTOR;
+  for (wchar_t const* c = name.c_str(); *c; ++c) hash = (hash ^ Folded(*c)) * FACTOR;
   return MixHash(hash, 0);
 }
 

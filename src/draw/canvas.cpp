@@ -20,7 +20,10 @@ int RoundedUp(int size) noexcept { return size > INT32_MAX - STEP ? size : (size
 }  // namespace
 
 Canvas* Canvas::Take() noexcept {
-  if (Canvas* const canvas = kept.exchange(nullptr)) return canvas;
+  if (Canvas* const canvas = kept.exchange(nullptr)) {
+    if (GetObjectType(canvas->dc) == OBJ_MEMDC) return canvas;
+    delete canvas;  // the system no longer knows it
+  }
   Canvas* const fresh = new (std::nothrow) Canvas;
   if (!fresh || fresh->dc) return fresh;
   delete fresh;

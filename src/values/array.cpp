@@ -285,7 +285,7 @@ DataArray::~DataArray() {
 DataArray* DataArray::Create() noexcept { return Made(new (std::nothrow) DataArray, "DataArray::Create"); }
 
 HRESULT DataArray::SetRecord(unsigned size, Deleter fn) noexcept {
-  if (buffer) return YK_E_EMPTY;
+  if (buffer) return Fail(YK_E_EMPTY, "DataArray::SetRecord", L"there are records already");
   recordSize = size;
   deleter = fn;
   return S_OK;
@@ -334,8 +334,10 @@ void* DataArray::AtInsert(int index) noexcept {
 }
 
 HRESULT DataArray::Allocate(int records) noexcept {
-  if (count != 0 || recordSize == 0) return YK_E_EMPTY;
-  if (records < 0) return E_INVALIDARG;
+  constexpr char OPERATION[] = "DataArray::Allocate";
+  if (count != 0) return Fail(YK_E_EMPTY, OPERATION, L"there are records already");
+  if (recordSize == 0) return Fail(YK_E_EMPTY, OPERATION, L"the records have no size");
+  if (records < 0) return Fail(E_INVALIDARG, OPERATION, L"%d is not a valid number of records", records);
   if (records == 0) {
     FreeAll();
     return S_OK;
