@@ -48,7 +48,7 @@ void AddFiles();
 void AddContainerGrowth();
 void AddFileGrowth();
 
-/// Prevents that the compiler leaves out what computes `value`.
+/// Keeps the compiler from removing what computes `value`.
 template <class T>
 void Keep(T const& value) {
 #ifdef _MSC_VER

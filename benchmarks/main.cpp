@@ -99,7 +99,7 @@ int Compare(Results const& results, Results const& earlier, double tolerance) {
   return slower;
 }
 
-/// Replaces what stands between the two marks of the document.
+/// Replaces the text between the two marks of the document.
 bool WriteDocument(Results const& results, std::string const& folder) {
   constexpr char PLOT[] = "![time of an item over the number of items](images/performance.png)\n\n";
   constexpr char FIRST[] = "<!-- results -->\n", LAST[] = "<!-- end of results -->";

@@ -116,7 +116,7 @@ HRESULT Writer::FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept {
 HRESULT Writer::FillPalette(Image2d const& image, IWICPalette& palette) noexcept {
   bool const isRamp = layout->work & Layout::RAMP;
   if (isRamp) return palette.InitializePredefined(WICBitmapPaletteTypeFixedGray256, FALSE);
-  if (!image.palette) return Fail(YK_E_FORMAT, WRITE, L"the image has lost its palette");
+  if (!image.palette) return Fail(YK_E_FORMAT, WRITE, L"the image has no palette");
   WICColor colours[256];
   unsigned const count = std::min(image.paletteCount, img::GetFacts(format).paletteEntries);
   for (unsigned i = 0; i < count; ++i) {

@@ -80,7 +80,8 @@ class HashTable {
     --count;
   }
 
-  // Items with one hash keep their order: they are moved from a free slot on, where no chain is cut.
+  // Items with one hash keep their order: they are moved from a free slot on, so that no
+  // probe sequence is split.
   bool Grow() noexcept {
     constexpr size_t FIRST = 32;
     HashTable larger;

@@ -27,7 +27,7 @@ namespace {
 constexpr unsigned BLOCK_HEADER = 32;
 
 size_t Padding(unsigned char const* cursor, size_t alignment) noexcept {
-  bool const isPower = (alignment & (alignment - 1)) == 0;  // spares the division
+  bool const isPower = (alignment & (alignment - 1)) == 0;  // avoids the division
   uintptr_t const place = reinterpret_cast<uintptr_t>(cursor);
   size_t const over = isPower ? place & (alignment - 1) : place % alignment;
   return over ? alignment - over : 0;

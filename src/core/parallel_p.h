@@ -56,7 +56,7 @@ struct Band {
 };
 
 /// The bands into which the rows of an operation are divided: enough of them that threads end at nearly the
-/// same time, and that a host hears of progress, but not so many that beginning one is felt.
+/// same time, and that a host is told of progress, but not so many that starting one costs anything.
 class Bands {
  public:
   Bands(int rows, unsigned threads) noexcept
@@ -74,7 +74,7 @@ class Bands {
   unsigned bandCount;
 };
 
-/// The System's life: threads start only in between, and the second function ends them.
+/// Called when a System begins: threads may start from now on.
 void AllowThreads() noexcept;
 void EndThreads() noexcept;
 

@@ -73,8 +73,9 @@ class Canvas {
   static Canvas* Take() noexcept;
   /// Keeps it, unless it is large, instead of the one kept before.
   static void GiveBack(Canvas* canvas) noexcept;
-  /// The System's life: canvases are kept only in between, and the second function deletes the kept one.
+  /// Called when a System begins: canvases are kept from now on.
   static void StartKeeping() noexcept;
+  /// Called when it ends: deletes the kept one.
   static void StopKeeping() noexcept;
 
   ~Canvas() {

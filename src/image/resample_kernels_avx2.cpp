@@ -64,7 +64,7 @@ class PairOfBytes : public Pair<N> {
   }
 };
 
-/// The fourth float of pixels of three is not theirs.
+/// The fourth float of a pixel of three belongs to the next one.
 template <size_t N>
 class PairOfFloats : public Pair<4 * N> {
  public:

@@ -194,7 +194,7 @@ bool MemStream::MakeRoom(uint64_t end) noexcept {
 }
 
 /// Gives the block this size, or allocates one when there is none or the storage is a caller's buffer. New
-/// bytes are zero. A block that nobody knows doubles, if there is memory for it. On failure the storage is
+/// bytes are zero. A block whose handle was not given out doubles, if there is memory for it. On failure the storage is
 /// unchanged.
 bool MemStream::Resize(uint64_t bytes) noexcept {
   if (flags & BROKEN) return false;
@@ -223,7 +223,7 @@ bool MemStream::Reallocate(uint64_t bytes) noexcept {
   return resized && data;
 }
 
-/// Cuts the block to its size. It is locked and not to be moved, so its address stays the same.
+/// Trims the block to its size. It is locked and must not move, so its address stays the same.
 void MemStream::Trim() noexcept {
   if (data && room > blockSize && GlobalReAlloc(block, blockSize, 0)) room = blockSize;
 }

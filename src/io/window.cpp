@@ -32,7 +32,7 @@ unsigned Window::Available() const noexcept {
   return isInside ? used - static_cast<unsigned>(position - start) : 0;
 }
 
-/// Reads ahead. When that is not worth while, or fails because of bytes that nobody asked for, reads straight
+/// Reads ahead. When that is not worthwhile, or fails because of bytes that nobody asked for, reads straight
 /// into the caller's buffer.
 HRESULT Window::Fetch(unsigned char* to, unsigned size, unsigned& done) noexcept {
   bool const goesOn = used > 0 && position == start + used;

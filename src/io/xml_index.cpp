@@ -7,7 +7,7 @@
 namespace yk::xml {
 namespace {
 
-constexpr size_t MOST_PROBES = 256;  // by far more than names of any document need
+constexpr size_t MOST_PROBES = 256;  // far more than the names of any document need
 
 uint64_t Hash(wchar_t const* name) noexcept {
   uint64_t hash = 0;

@@ -197,7 +197,7 @@ bool Reader::Document() noexcept {
   return hasRoot || FailAtEnd(end, L"missing root element");
 }
 
-/// Reads a token. What fails may only be cut off by the window's end, and is then read again; until then it
+/// Reads a token. What fails may only be truncated by the window's end, and is then read again; until then it
 /// has changed nothing but the cursor.
 bool Reader::Token(bool (Reader::*read)() noexcept) noexcept {
   for (;;) {
@@ -421,7 +421,7 @@ bool Reader::AttributeValue(wstring_view& value) noexcept {
   return true;
 }
 
-/// A value that is not as it stands in the document.
+/// A value that differs from its text in the document.
 bool Reader::CollectedValue(wchar_t const* start, wchar_t quote, wstring_view& value) noexcept {
   Buffer<wchar_t>& buffer = gatherer.buffer;
   size_t const before = buffer.Count();

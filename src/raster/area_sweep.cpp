@@ -168,7 +168,7 @@ bool AreaSweep::FindCrossings() noexcept {
   return true;
 }
 
-// Mostly of one or two elements.
+// Usually of one or two elements.
 void AreaSweep::SortChanges(size_t from, size_t to) noexcept {
   constexpr size_t FEW = 16;
   auto const isHigher = [](WindingChange const& a, WindingChange const& b) { return a.at < b.at; };

@@ -73,7 +73,7 @@ void CoverageRow::Paint(int y, SpanPainter& painter) noexcept {
       if (share) paint(column, next, nullptr);
       run = next;
     } else {
-      coverage.begin()[column] = share;  // mostly the only one
+      coverage.begin()[column] = share;  // usually the only one
       if (next > column + 1)
         memset(coverage.begin() + column + 1, share, static_cast<size_t>(next - column - 1));
     }

@@ -8,7 +8,8 @@
 // that other threads of the host call meanwhile do their work alone, and none waits for another.
 //
 // The library's threads start with the first large operation, sleep between operations, and end with the
-// System. If the system cannot start one, the operation runs on fewer.
+// System, or, if its owner holds the loader's lock, shortly after it. If the system cannot start one, the
+// operation runs on fewer.
 //
 // Any thread; no failures.
 #pragma once

@@ -127,7 +127,7 @@ class Image2d : public Destroys<Image2d, AbstractImage> {
   YK_API bool GetPixel(point3df const& at, point4df& colour) noexcept override;
 
   /// Fills the image with the low three bytes of `colour`; YK_E_EMPTY without pixels. BGR24: red, green, blue
-  /// from the lowest byte up; S_OK. GRAY8: their mean. BGRA32: `colour` is the pixel, blue lowest. The latter
+  /// from the lowest byte up; S_OK. GRAY8: their mean. BGRA32: `colour` is the pixel, blue lowest. These
   /// two return E_NOTIMPL although they fill (contract). Other formats: E_NOTIMPL, and nothing is written.
   YK_API HRESULT ClearColor(unsigned colour) noexcept override;
   YK_API HRESULT ClearColor(point4df const& colour) noexcept override;  ///< E_NOTIMPL; a no-op

@@ -97,7 +97,7 @@ class FileStream : public Implements<FileStream, Stream> {
   /// Whether the stream is a FileStream with its own table of slots.
   static bool IsPlain(Stream const& stream) noexcept;
   /// Lets the stream work through a window until EndBuffering, which returns the failure of what was left to
-  /// write. Null for any other stream, and without memory: then nothing is to be ended.
+  /// write. Null for any other stream, and without memory: EndBuffering must then not be called.
   static FileStream* StartBuffering(Stream& stream) noexcept;
   HRESULT EndBuffering() noexcept;
   void DropWindow() noexcept;
@@ -110,7 +110,7 @@ class FileStream : public Implements<FileStream, Stream> {
   HRESULT status = E_FAIL;  // of opening; once open, the first failure
   unsigned flags = 0;
   bool isWritable = true;
-  FileWindow* window = nullptr;  // owned; only while somebody buffers
+  FileWindow* window = nullptr;  // owned; only while buffering
 };
 
 }  // namespace yk

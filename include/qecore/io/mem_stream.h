@@ -14,7 +14,7 @@
 //          +--------------------+--------------------+
 //
 // While nobody else knows the block, it is larger than its capacity, so that the cost of writing a byte does
-// not rise with the size. GetHandle cuts it to its size; from then on it grows by exactly what is needed.
+// not rise with the size. GetHandle trims it to its size; from then on it grows by exactly what is needed.
 //
 // Ownership: a block that the stream allocated is freed with it, unless GetHandle(false) passes it to the
 // caller; an attached block or buffer stays its owner's.
