@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <new>
 
+#include "core/global_block_p.h"
 #include "stream_p.h"
 
 namespace yk {
@@ -202,12 +203,23 @@ bool MemStream::Resize(uint64_t bytes) noexcept {
   uint64_t const before = block ? blockSize : 0;
   if (!grows || bytes > room) {
     uint64_t const more = grows && !shown ? std::min(2 * room, LARGEST) : 0;
-    bool const isRoomy = more > bytes && Reallocate(more);
-    bool const isLost = grows && !data;
-    if (!isRoomy && (isLost || !Reallocate(bytes))) return false;
+    bool const isRoomy = more > bytes && MoveTo(more);
+    if (!isRoomy && !Reallocate(bytes)) return false;
   }
   if (bytes > before) memset(data + before, 0, bytes - before);
   blockSize = bytes;
+  return true;
+}
+
+/// Moves the content to a larger block. Resizing one may copy the room that is not used, and slowly.
+bool MemStream::MoveTo(uint64_t bytes) noexcept {
+  auto const [handle, address] = NewGlobal(bytes);
+  if (!address) return false;
+  memcpy(address, data, blockSize);
+  FreeGlobal(block);
+  block = handle;
+  data = static_cast<unsigned char*>(address);
+  room = bytes;
   return true;
 }
 

@@ -86,6 +86,7 @@ class MemStream : public Implements<MemStream, Stream> {
   bool HasRoom(uint64_t end) const noexcept;
   bool MakeRoom(uint64_t end) noexcept;
   bool Resize(uint64_t bytes) noexcept;
+  bool MoveTo(uint64_t bytes) noexcept;
   bool Reallocate(uint64_t bytes) noexcept;
   void Trim() noexcept;
   HRESULT Note(HRESULT result) noexcept;
