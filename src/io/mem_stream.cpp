@@ -195,8 +195,8 @@ bool MemStream::MakeRoom(uint64_t end) noexcept {
 }
 
 /// Gives the block this size, or allocates one when there is none or the storage is a caller's buffer. New
-/// bytes are zero. A block whose handle was not given out doubles, if there is memory for it. On failure the storage is
-/// unchanged.
+/// bytes are zero. A block whose handle was not given out doubles, if there is memory for it. On failure the
+/// storage is unchanged.
 bool MemStream::Resize(uint64_t bytes) noexcept {
   if (flags & BROKEN) return false;
   bool const grows = block && data && bytes > blockSize;
