@@ -57,8 +57,6 @@ Deserializer::~Deserializer() {
   Deserializer::Close();
 }
 
-Deserializer::ChunkStack::~ChunkStack() { free(items); }
-
 // A stream or an object may be foreign code, which may call back: functions that need the reader after such a
 // call hold a reference to it. It is not taken when the stream is the library's own.
 

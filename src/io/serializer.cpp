@@ -60,8 +60,6 @@ Serializer::~Serializer() {
   delete index;
 }
 
-Serializer::ChunkStack::~ChunkStack() { free(items); }
-
 // A stream may be foreign code, which may call back into the writer and even close it: functions that need
 // the writer or the stream after such a call hold references, and check again what they read before. The
 // references are not taken when the stream is the library's own.

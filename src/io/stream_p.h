@@ -4,11 +4,18 @@
 #include <limits.h>
 #include <qecore/core/error.h>
 #include <qecore/core/ref.h>
+#include <qecore/io/chunk.h>
 #include <qecore/io/stream.h>
 #include <stdint.h>
+#include <stdlib.h>
 #include <string.h>
 
 namespace yk {
+
+template <class OpenChunk>
+chunk::Stack<OpenChunk>::~Stack() {
+  free(items);
+}
 
 /// Fails for a chunk that could not be entered on the stack of open ones. \return E_OUTOFMEMORY
 inline HRESULT FailChunkMemory(char const* operation, int depth) noexcept {

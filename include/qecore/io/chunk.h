@@ -18,6 +18,8 @@
 // first occurrence, -(index + 1) followed by an empty chunk FIRST_OCCURRENCE. All numbers are little-endian.
 #pragma once
 
+#include <stddef.h>
+
 namespace yk::chunk {
 
 // tags of the format itself; objects choose the tags of their own chunks
@@ -43,5 +45,18 @@ inline constexpr unsigned RAW = 2;        ///< no frame, only the objects' data
 
 // flags of BeginChunk
 inline constexpr unsigned short DROP_IF_EMPTY = 1;  ///< a chunk without payload is removed again
+
+/// The chunks that a writer or a reader has open; freed together with it. For the library only.
+template <class OpenChunk>
+struct Stack {
+  Stack() noexcept = default;
+  ~Stack();
+  Stack(Stack const&) = delete;
+  Stack& operator=(Stack const&) = delete;
+  OpenChunk& operator[](int i) noexcept { return items[i]; }
+
+  OpenChunk* items = nullptr;
+  size_t capacity = 0;
+};
 
 }  // namespace yk::chunk

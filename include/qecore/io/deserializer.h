@@ -88,18 +88,6 @@ class Deserializer : public Destroys<Deserializer, Unknown> {
     unsigned end;
   };
 
-  /// Freed together with the reader.
-  struct ChunkStack {
-    ChunkStack() noexcept = default;
-    ~ChunkStack();
-    ChunkStack(ChunkStack const&) = delete;
-    ChunkStack& operator=(ChunkStack const&) = delete;
-    OpenChunk& operator[](int i) noexcept { return items[i]; }
-
-    OpenChunk* items = nullptr;
-    size_t capacity = 0;
-  };
-
   Deserializer() noexcept;
   ~Deserializer();
 
@@ -117,7 +105,7 @@ class Deserializer : public Destroys<Deserializer, Unknown> {
   void const* ownTable;              // of slots, as long as nobody replaces it
   FileStream* buffered = nullptr;    // the stream, if it works through a window for this reader
   Ref<Array> objects;
-  ChunkStack chunks;
+  chunk::Stack<OpenChunk> chunks;
   int depth = -1;  // the innermost chunk's index in `chunks`
   unsigned untracked =
       0;  // chunks begun inside the innermost one without memory for them: all count as corrupt

@@ -83,18 +83,6 @@ class Serializer : public Destroys<Serializer, Unknown> {
     unsigned short flags;
   };
 
-  /// Freed together with the writer.
-  struct ChunkStack {
-    ChunkStack() noexcept = default;
-    ~ChunkStack();
-    ChunkStack(ChunkStack const&) = delete;
-    ChunkStack& operator=(ChunkStack const&) = delete;
-    OpenChunk& operator[](int i) noexcept { return items[i]; }
-
-    OpenChunk* items = nullptr;
-    size_t capacity = 0;
-  };
-
   Serializer() noexcept;
   ~Serializer();
 
@@ -115,7 +103,7 @@ class Serializer : public Destroys<Serializer, Unknown> {
   MemStream* memory = nullptr;       // the stream, if it is one
   FileStream* buffered = nullptr;    // the stream, if it works through a window for this writer
   Ref<Array> objects;                // created by the first reference
-  ChunkStack chunks;
+  chunk::Stack<OpenChunk> chunks;
   int depth = -1;          // the innermost chunk's index in `chunks`
   int bottom = -1;         // the depth at which nothing is open
   unsigned untracked = 0;  // chunks begun inside the innermost one without memory for them
