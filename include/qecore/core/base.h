@@ -7,21 +7,22 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/// A result code: 0 or positive is success, negative is failure.
 typedef long HRESULT;  // NOLINT: the platform's own declaration, so that both may occur in one file
 #include <winerror.h>
 
 // Marks on functions and variables, never on classes: Microsoft's compiler would import a marked class's
 // inline members and template bases as well.
-//
-//   YK_API          exported by the library, imported by its users. The two C++ ABIs must agree on the call:
-//                   neither a constructor nor a function that takes or returns a class by value.
-//   YK_API_INLINE   compiled in the caller. The library exports it for programs that were linked before it
-//                   was inline (core/kept_names.cpp).
+
+/// Exported by the library, imported by its users. The two C++ ABIs must agree on the call: neither a
+/// constructor nor a function that takes or returns a class by value.
 #if defined(QECORE_BUILD)
 #define YK_API __declspec(dllexport)
 #else
 #define YK_API __declspec(dllimport)
 #endif
+/// Compiled in the caller. The library exports it for programs that were linked before it was inline
+/// (core/kept_names.cpp).
 #if defined(QECORE_KEPT_NAMES)
 #define YK_API_INLINE YK_API __attribute__((used))
 #else
@@ -41,14 +42,15 @@ typedef long HRESULT;  // NOLINT: the platform's own declaration, so that both m
   second
 #endif
 
-// Windows types, forward-declared: their definitions are in <windows.h>.
 struct HBITMAP__;
 struct HDC__;
 struct HINSTANCE__;
 struct HWND__;
-struct _POINTL;                  // NOLINT
-struct _RECTL;                   // NOLINT
-struct tagPOINT;                 // NOLINT
+struct _POINTL;   // NOLINT
+struct _RECTL;    // NOLINT
+struct tagPOINT;  // NOLINT
+
+/// A Windows type, forward-declared: its definition is in <windows.h>.
 typedef HBITMAP__* HBITMAP;      // NOLINT
 typedef HDC__* HDC;              // NOLINT
 typedef HINSTANCE__* HINSTANCE;  // NOLINT

@@ -39,8 +39,8 @@ namespace yk {
 
 /// One failure.
 struct Error {
-  static constexpr size_t OPERATION_SIZE = 48;
-  static constexpr size_t TEXT_SIZE = 224;
+  static constexpr size_t OPERATION_SIZE = 48;  ///< room for the operation, with the terminator
+  static constexpr size_t TEXT_SIZE = 224;      ///< room for the text, with the terminator
 
   HRESULT code;                    ///< what the operation returned, or what a null or false result means
   Error const* cause;              ///< the failure that led to this one; null for the first

@@ -33,7 +33,7 @@ class ExecutionContext {
     char const* operation;  ///< the operation, such as "Image2d::RescaleTo"; static
     uint64_t done;          ///< never decreases, except when `operation` changes
     uint64_t total;         ///< 0: unknown
-    Unit unit;
+    Unit unit;              ///< of both
   };
 
   /// Called repeatedly: at most about a hundred times for an operation whose total is known, and at its end

@@ -17,6 +17,7 @@ namespace yk {
 class String;
 
 struct Guid {
+  /// The fields of the text form, from the left.
   uint32_t first;
   uint16_t second;
   uint16_t third;
@@ -40,6 +41,7 @@ struct Guid {
   YK_API bool Init(wchar_t const* text) noexcept;
   YK_API bool Init(String const& text) noexcept;
 
+  /// Whether all bytes are equal.
   friend bool operator==(Guid const& a, Guid const& b) noexcept { return memcmp(&a, &b, sizeof(Guid)) == 0; }
 };
 

@@ -21,6 +21,7 @@ namespace yk {
 template <class Self, class Base>
 class Answers : public Base {
  public:
+  /// S_OK with an added reference for Self::Id(); for any other, as Base.
   HRESULT QueryInterface(Guid const& id, void** out) noexcept override {
     if (!(id == Self::Id())) return Base::QueryInterface(id, out);
     *out = static_cast<Self*>(this);
@@ -28,6 +29,7 @@ class Answers : public Base {
     return S_OK;
   }
 
+  /// True for Self::Id(); for any other, as Base.
   bool IsTypeOf(Guid const& id) noexcept override { return id == Self::Id() || Base::IsTypeOf(id); }
 
  protected:
@@ -41,6 +43,7 @@ class Answers : public Base {
 template <class Self, class Base>
 class Destroys : public Base {
  public:
+  /// Called by the last Release.
   void Destroy() noexcept override { DeleteSelf(1); }
 
  protected:

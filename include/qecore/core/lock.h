@@ -19,6 +19,7 @@ class CriticalSection {
   CriticalSection(CriticalSection const&) = delete;
   CriticalSection& operator=(CriticalSection const&) = delete;
 
+  /// Waits until no other thread is inside; each Enter needs a Leave of the same thread.
   YK_API void Enter() noexcept;
   YK_API void Leave() noexcept;
 
@@ -34,6 +35,7 @@ static_assert(sizeof(CriticalSection) == 48);
 /// Holds a critical section until the end of a scope.
 class Locker {
  public:
+  /// Enters; the destructor leaves.
   explicit Locker(CriticalSection& toHold) noexcept : section(&toHold) { section->Enter(); }
   ~Locker() { section->Leave(); }
   Locker(Locker const&) = delete;
@@ -54,6 +56,7 @@ class RWLock {
   RWLock(RWLock const&) = delete;
   RWLock& operator=(RWLock const&) = delete;
 
+  /// Waits for its turn; each Enter needs the matching Leave.
   YK_API void EnterRead() noexcept;
   YK_API void LeaveRead() noexcept;
   YK_API void EnterWrite() noexcept;

@@ -18,8 +18,11 @@ YK_API int strncmp(char const* a, char const* b, size_t count) noexcept;
 
 namespace yk {
 
+/// A block of `size` bytes, or null: the library's malloc.
 YK_API void* yk_new(size_t size) noexcept;
+/// Frees a block of yk_new or yk_realloc; null is a no-op.
 YK_API void yk_delete(void* block) noexcept;
+/// Changes the size of a block, which may move; null allocates one. Null: no memory, and the block stays.
 YK_API void* yk_realloc(void* block, size_t size) noexcept;
 
 /// An arena: many small blocks that are freed at once.
@@ -61,6 +64,7 @@ class Malloc : public Implements<Malloc, Unknown> {
   YK_API virtual void* AllocAligned(size_t size, size_t alignment) noexcept;
   /// Frees all allocations at once but keeps the blocks: the same requests get the same addresses again.
   YK_API virtual void Reset() noexcept;
+  /// Whether several threads may allocate; set it before they do.
   YK_API virtual void SetThreadSafe(bool on) noexcept;
   YK_API virtual void* DeleteThis(unsigned flags) noexcept;
 

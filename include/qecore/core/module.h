@@ -92,6 +92,7 @@ class Module : public Destroys<Module, Unknown> {
   /// Writes the plug-in's record of the cache. S_OK, or the reason why the writer accepts no chunk.
   YK_API virtual HRESULT Save(Serializer* writer, ExecutionContext* context) noexcept;
 
+  /// Bits of `flags`.
   enum Flag : unsigned {
     UNSEEN = 0x1,  ///< read from the cache; the scan has not found the file yet
   };
@@ -102,9 +103,9 @@ class Module : public Destroys<Module, Unknown> {
   ClassInfo* classes = nullptr;  ///< the class registered last; linked through ClassInfo::next
   uint64_t fileTime = 0;         ///< the file's last-write time when it was found; 0: the next scan loads it
   uint32_t fileSize = 0;         ///< its size at that time, the low 32 bits
-  uint32_t reserved = 0;
-  HINSTANCE library = nullptr;  ///< set while loaded
-  unsigned flags = 0;           ///< see Flag
+  uint32_t reserved = 0;         ///< not used
+  HINSTANCE library = nullptr;   ///< set while loaded
+  unsigned flags = 0;            ///< see Flag
 
  private:
   friend Destroys;

@@ -17,6 +17,7 @@
 
 namespace yk::cache {
 
+/// The tag of a chunk; see the drawing.
 inline constexpr unsigned short MODULE_LIST = 0x1000;
 inline constexpr unsigned short MODULE = 0x1001;
 inline constexpr unsigned short FILE_NAME = 274;
@@ -30,8 +31,8 @@ inline constexpr unsigned short CLASS_NAME = 11;
 
 /// The readable name of a chunk.
 struct TagName {
-  unsigned short tag;
-  char const* name;
+  unsigned short tag;  ///< one of those above
+  char const* name;    ///< lower case, for display
 };
 
 /// The tags that mean the same in every file. CLASS_NAME is absent: a banner has the same tag.

@@ -21,6 +21,7 @@ template <class T>
 class Ref {
  public:
   Ref() noexcept = default;
+  /// Adds a reference; from a temporary takes its own.
   Ref(Ref const& other) noexcept : object(Counted(other.object)) {}
   Ref(Ref&& other) noexcept : object(other.Detach()) {}
   template <class Derived>
@@ -28,6 +29,7 @@ class Ref {
   Ref(Ref<Derived> other) noexcept : object(other.Detach()) {}
   ~Ref() { Reset(); }
 
+  /// Releases the reference held and takes over the other.
   Ref& operator=(Ref other) noexcept {
     T* const mine = object;
     object = other.object;
@@ -45,9 +47,11 @@ class Ref {
   /// Adds a reference to an object that the caller has borrowed. Null is allowed.
   [[nodiscard]] static Ref Share(T* borrowed) noexcept { return Adopt(Counted(borrowed)); }
 
+  /// The object, borrowed; null when there is none. The operators are for a Ref that has one.
   T* get() const noexcept { return object; }
   T* operator->() const noexcept { return object; }
   T& operator*() const noexcept { return *object; }
+  /// Whether there is an object.
   explicit operator bool() const noexcept { return object != nullptr; }
 
   /// Asks the object for another interface, by `Other::Id()`. Null when there is no object or it lacks it.
@@ -58,6 +62,7 @@ class Ref {
     return Ref<Other>::Adopt(found ? static_cast<Other*>(other) : nullptr);
   }
 
+  /// Whether both refer to the same object.
   bool operator==(Ref const& other) const noexcept { return object == other.object; }
   bool operator==(T const* other) const noexcept { return object == other; }
 
@@ -77,6 +82,7 @@ class Ref {
     return mine;
   }
 
+  /// Releases the reference held; there is none afterwards.
   void Reset() noexcept {
     if (T* const old = Detach()) old->Release();
   }

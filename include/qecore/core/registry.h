@@ -31,6 +31,7 @@ struct ClassInfo {
   uint32_t flags = 0;             ///< see Flag
   ClassInfo* next = nullptr;      ///< the next record of the same module
 
+  /// Bits of `flags`.
   enum Flag : uint32_t {
     STATIC_NAME = 0x0002,  ///< `name` points to static text: the registry keeps the pointer, not a copy
     HIDDEN = 0x0004,       ///< EnumClasses skips the class

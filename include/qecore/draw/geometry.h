@@ -23,41 +23,43 @@ namespace yk {
 
 /// A point or a vector.
 struct point2d {
-  double x = 0, y = 0;
+  double x = 0, y = 0;  ///< the coordinates
   friend constexpr bool operator==(point2d const&, point2d const&) noexcept = default;
 };
 
 /// A point in single precision.
 struct point2df {
-  float x = 0, y = 0;
+  float x = 0, y = 0;  ///< the coordinates
   friend constexpr bool operator==(point2df const&, point2df const&) noexcept = default;
 };
 
 /// A fixed-point point, in sixteenths of a unit: 24 is 1.5.
 struct point2dfix {
-  int32_t x = 0, y = 0;
+  int32_t x = 0, y = 0;  ///< sixteenths
 };
 
+/// A point in space.
 struct point3d {
-  double x = 0, y = 0, z = 0;
+  double x = 0, y = 0, z = 0;  ///< the coordinates
 };
 
-/// A point in space; for Image2d::GetPixel the position to sample.
+/// A point in space, in single precision; for Image2d::GetPixel the position to sample.
 struct point3df {
-  float x = 0, y = 0, z = 0;
+  float x = 0, y = 0, z = 0;  ///< the coordinates
 };
 
 /// Four components; from Image2d::GetPixel a colour.
 struct point4df {
-  float x = 0, y = 0, z = 0, w = 0;
+  float x = 0, y = 0, z = 0, w = 0;  ///< as a colour: red, green, blue, alpha
 };
 
 struct xrect2d;
 
 /// A floating-point rectangle: left, top, right, bottom, all inclusive. Empty is inverted (see Empty).
 struct rect2d {
-  double x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+  double x1 = 0, y1 = 0, x2 = 0, y2 = 0;  ///< the edges
 
+  /// Takes the four values as they are.
   YK_API rect2d& operator=(RECTL const& r) noexcept;
   YK_API rect2d& operator=(xrect2d const& r) noexcept;
   /// The four values as integers, truncated toward zero: 2.9 gives 2, and -2.9 gives -2.
@@ -89,9 +91,10 @@ YK_API void NormalizeRect(point2d& a, point2d& b) noexcept;
 
 /// An integer rectangle, right and bottom exclusive. It has the layout of the platform's RECTL.
 struct xrect2d {
-  int32_t left = 0, top = 0, right = 0, bottom = 0;
+  int32_t left = 0, top = 0, right = 0, bottom = 0;  ///< the edges
 
   constexpr xrect2d() noexcept = default;
+  /// From the edges: left, top, right, bottom.
   constexpr xrect2d(int x1, int y1, int x2, int y2) noexcept : left(x1), top(y1), right(x2), bottom(y2) {}
   /// From two corners, each value rounded to the nearest integer, halves away from zero: 2.5 gives 3, -2.5
   /// -3.
@@ -111,6 +114,7 @@ struct xrect2d {
   YK_API void Inflate(int dx, int dy) noexcept;
   /// Moves the rectangle. Saturates at the limits of the 32-bit range.
   YK_API void Offset(int dx, int dy) noexcept;
+  /// Whether the point is inside: the left and top edges are, the right and bottom ones are not.
   YK_API bool IsInRect(int x, int y) const noexcept;
   YK_API bool IsInRect(POINT const& p) const noexcept;
   /// Clips r to this rectangle. \return true when something is left
@@ -125,8 +129,9 @@ struct xrect2d {
 ///     (x' y') = (x y 1) * | m21 m22 |       x' = x m11 + y m21 + dx
 ///                         | dx  dy  |       y' = x m12 + y m22 + dy
 struct matrix2d {
-  double m11 = 1, m12 = 0, m21 = 0, m22 = 1, dx = 0, dy = 0;
+  double m11 = 1, m12 = 0, m21 = 0, m22 = 1, dx = 0, dy = 0;  ///< the elements
 
+  /// Maps every point to itself.
   YK_API void SetIdentity() noexcept;
   /// A scale only: the translation is cleared, too.
   YK_API void SetScale(point2d const& scale) noexcept;
@@ -165,6 +170,7 @@ struct matrix2d {
   /// For scales and offsets this is first a, then b. With rotations it is these formulas, and not the map
   /// that applies a and then b (contract).
   YK_API void Transform(matrix2d const& a, matrix2d const& b) noexcept;
+  /// Transform(*this, m), of a matrix, a scale or a rotation.
   YK_API void Transform(matrix2d const& m) noexcept;
   YK_API void Scale(point2d const& scale) noexcept;
   YK_API void Scale(point2df const& scale) noexcept;
@@ -175,8 +181,8 @@ struct matrix2d {
   /// True when dx, dy, m11 and m12 each differ by at most epsilon. m21 and m22 are not compared (contract).
   YK_API bool Compare(matrix2d const& other, double epsilon) const noexcept;
 
-  // Integer results are computed in double precision, 0.5 is added, and the sum is truncated toward zero:
-  // 1.5 becomes 2, -1.7 becomes -1.
+  /// Maps points. Integer results are computed in double precision, 0.5 is added, and the sum is truncated
+  /// toward zero: 1.5 becomes 2, -1.7 becomes -1.
   YK_API void PointTransform(POINT* points, int count) const noexcept;
   YK_API void PointTransform(point2d* points, int count) const noexcept;
   YK_API_INLINE point2d PointTransform(point2d const& p) const noexcept {
@@ -245,7 +251,7 @@ struct matrix2d {
 
 /// A 3-D matrix, as a value to store; no function of the library computes with it.
 struct matrix3d {
-  double elements[12] = {};
+  double elements[12] = {};  ///< in the order in which files have them
 };
 
 static_assert(sizeof(point2d) == 16 && sizeof(point2df) == 8 && sizeof(point2dfix) == 8);

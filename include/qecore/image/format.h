@@ -41,10 +41,10 @@ enum IMG_FORMAT : int32_t {
 
 /// One entry of a palette. The byte order is the reverse of a pixel's.
 struct IMG_PALENTRY {
-  uint8_t red;
-  uint8_t green;
-  uint8_t blue;
-  uint8_t alpha;
+  uint8_t red;    ///< 0 to 255, as all four
+  uint8_t green;  ///< the second byte
+  uint8_t blue;   ///< the third
+  uint8_t alpha;  ///< 255 is opaque
 };
 
 static_assert(sizeof(IMG_PALENTRY) == 4);
@@ -121,6 +121,7 @@ constexpr int64_t GetRowSize(IMG_FORMAT format, int width) noexcept {
 /// Sets `bits` to the bits per pixel. \return the bytes per pixel. Both are 0 for an unknown format.
 YK_API int GetPixelSize(IMG_FORMAT format, unsigned short& bits) noexcept;
 
+/// What the table below must keep; evaluated by the compiler.
 namespace check {
 
 /// The channels fill the pixel: what remains is less than a channel. A wrong number in the table fails this.
@@ -136,6 +137,7 @@ constexpr bool CanHoldAverages(FormatFacts const& row) noexcept {
   return averaged.kind == ChannelKind::FLOAT && averaged.channels == (row.paletteEntries ? 4 : row.channels);
 }
 
+/// Each row stands at its number, and its columns agree with each other.
 constexpr bool RowsMatchTheirNumbers() noexcept {
   for (int i = 0; i <= LAST_FORMAT; ++i) {
     FormatFacts const& row = FORMATS[i];

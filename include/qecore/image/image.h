@@ -200,12 +200,12 @@ class Image2d : public Destroys<Image2d, AbstractImage> {
   void* handle = nullptr;           ///< the owner of the pixels: a bitmap, global memory, null for the heap
   unsigned char* bits = nullptr;    ///< the bottom row; null when empty
   IMG_PALENTRY* palette = nullptr;  ///< of a palette format; may be dangling in any other (see Free)
-  IMG_FORMAT format = IMG_NONE;
-  int32_t width = 0;   ///< pixels
-  int32_t height = 0;  ///< rows, never negative
-  int32_t stride = 0;  ///< bytes from one row to the next
-  uint16_t paletteCount = 0;
-  uint16_t bitsPerPixel = 0;
+  IMG_FORMAT format = IMG_NONE;     ///< of the pixels
+  int32_t width = 0;                ///< pixels
+  int32_t height = 0;               ///< rows, never negative
+  int32_t stride = 0;               ///< bytes from one row to the next
+  uint16_t paletteCount = 0;        ///< entries of the palette; 0 without one
+  uint16_t bitsPerPixel = 0;        ///< 1 to 128
   unsigned char bytesPerPixel = 0;  ///< 0 for formats of less than a byte per pixel
   unsigned char flags = 0;          ///< IMG_HEAP_MEMORY
 

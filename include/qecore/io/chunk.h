@@ -22,7 +22,7 @@
 
 namespace yk::chunk {
 
-// tags of the format itself; objects choose the tags of their own chunks
+/// A tag of the format itself; objects choose the tags of their own chunks
 inline constexpr unsigned short BODY = 1;
 inline constexpr unsigned short VERSION = 2;
 inline constexpr unsigned short CLASS_TABLE = 3;
@@ -33,11 +33,11 @@ inline constexpr unsigned short FILE_FRAME = 9;
 inline constexpr unsigned short FIRST_OCCURRENCE = 10;
 inline constexpr unsigned short BANNER = 11;
 
-// a Map's payload: one for each entry
+/// The tag of an entry of a Map.
 inline constexpr unsigned short MAP_ENTRY = 1000;
 
-inline constexpr unsigned HEADER_SIZE = 6;
-inline constexpr unsigned FILE_VERSION = 2;
+inline constexpr unsigned HEADER_SIZE = 6;   ///< bytes of a tag and a size
+inline constexpr unsigned FILE_VERSION = 2;  ///< the payload of VERSION
 
 // flags of Open
 inline constexpr unsigned NO_TABLES = 1;  ///< omit the two offsets
@@ -53,10 +53,11 @@ struct Stack {
   ~Stack();
   Stack(Stack const&) = delete;
   Stack& operator=(Stack const&) = delete;
+  /// The chunk at this depth.
   OpenChunk& operator[](int i) noexcept { return items[i]; }
 
-  OpenChunk* items = nullptr;
-  size_t capacity = 0;
+  OpenChunk* items = nullptr;  ///< the outermost first
+  size_t capacity = 0;         ///< how many there is room for
 };
 
 }  // namespace yk::chunk

@@ -1,4 +1,4 @@
-// Enumerates one folder with a wildcard pattern.
+// yk::FileFind: enumerates one folder with a wildcard pattern.
 //
 //   FileFind find(L"c:\\pictures", L"*.png", FileFind::FILES);
 //   for (String path; find.GetNext();) {
@@ -22,6 +22,7 @@ YK_API bool RegularCompare(wchar_t const* pattern, wchar_t const* name) noexcept
 
 class FileFind {
  public:
+  /// What to enumerate; may be combined.
   enum Flag : unsigned { FILES = 1, FOLDERS = 2 };
 
   /// Starts the search. If that fails, GetNext returns false. The pattern applies to files only.
@@ -40,9 +41,9 @@ class FileFind {
   /// True when the current entry is a folder.
   YK_API bool IsFolder() const noexcept;
 
-  String folder;  ///< with a trailing separator
-  String pattern;
-  unsigned flags;
+  String folder;   ///< with a trailing separator
+  String pattern;  ///< of RegularCompare; for files only
+  unsigned flags;  ///< see Flag
 
  private:
   struct State;
@@ -53,10 +54,10 @@ class FileFind {
 
  public:
   // the current entry
-  String name;
+  String name;              ///< without the folder
   uint64_t lastAccess = 0;  ///< in the system's units of 100 ns since 1601
-  uint64_t lastWrite = 0;
-  unsigned size = 0;  ///< the low 32 bits of a file's size; 0 for a folder
+  uint64_t lastWrite = 0;   ///< in the same units
+  unsigned size = 0;        ///< the low 32 bits of a file's size; 0 for a folder
 };
 
 static_assert(sizeof(FileFind) == 64);

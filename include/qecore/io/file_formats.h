@@ -15,14 +15,14 @@ namespace yk {
 
 /// A file name extension, in lower case and without the dot.
 struct FileExtension {
-  wchar_t const* text = nullptr;
-  bool isSaved = false;  ///< Image2d::Save uses this format for the extension
+  wchar_t const* text = nullptr;  ///< L"png"
+  bool isSaved = false;           ///< Image2d::Save uses this format for the extension
 };
 
 /// The leading bytes of a file.
 struct FileSignature {
-  unsigned length = 0;
-  char bytes[8] = {};
+  unsigned length = 0;  ///< of `bytes`; 0 for none
+  char bytes[8] = {};   ///< what the file begins with
 };
 
 /// One format. Unused elements of the lists come last and are empty.
@@ -35,6 +35,7 @@ struct FileFormat {
 };
 
 // clang-format off
+/// Every format, in the order in which their signatures are tried.
 inline constexpr FileFormat FILE_FORMATS[] = {
     {ids::FILE_PNG, "PNG", L"Portable Network Graphics",
      {{L"png", true}},

@@ -20,6 +20,7 @@ class Stream;
 /// What a name refers to.
 class ykFSEntry : public Unknown {
  public:
+  /// Reserved: E_NOTIMPL.
   virtual HRESULT ReservedSlot8() noexcept { return E_NOTIMPL; }
   virtual HRESULT ReservedSlot9() noexcept { return E_NOTIMPL; }
   /// Returns a stream over the entry. GetStream passes 0 for `mode`.
@@ -30,9 +31,10 @@ class ykFSEntry : public Unknown {
   ~ykFSEntry() = default;
 };
 
+/// A tree of names, such as an archive or a folder.
 class ykFS : public Unknown {
  public:
-  virtual HRESULT ReservedSlot8() noexcept { return E_NOTIMPL; }
+  virtual HRESULT ReservedSlot8() noexcept { return E_NOTIMPL; }  ///< Reserved: E_NOTIMPL.
   /// Returns the entry of this name, with one reference.
   virtual HRESULT FindEntry(wchar_t const* name, ykFSEntry** out) noexcept = 0;
 

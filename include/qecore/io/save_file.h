@@ -1,4 +1,4 @@
-// A file that is replaced atomically or not at all.
+// yk::SaveFile: a file that is replaced atomically or not at all.
 //
 //   SaveFile file;
 //   HRESULT result = file.Open(path);

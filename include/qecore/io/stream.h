@@ -36,12 +36,12 @@ class Stream : public Answers<Stream, Unknown> {
 
   Guid const* GetTypeId() noexcept override { return &ids::STREAM; }
 
-  // Two overloads in neighbouring slots:
-  //
-  // slot 8: reads a text, a 16-bit count followed by UTF-16 units. Always S_OK: missing data reads as zero.
-  //
-  // slot 9: reads up to `size` bytes. `*done`, if given, receives the number read; the rest of the buffer is
-  // zeroed. A short read is no failure (except at the very end of a MemStream).
+  /// Two overloads in neighbouring slots:
+  ///
+  /// slot 8: reads a text, a 16-bit count followed by UTF-16 units. Always S_OK: missing data reads as zero.
+  ///
+  /// slot 9: reads up to `size` bytes. `*done`, if given, receives the number read; the rest of the buffer is
+  /// zeroed. A short read is no failure (except at the very end of a MemStream).
   YK_SLOT_PAIR(virtual HRESULT Read(String& text) noexcept,
                virtual HRESULT Read(void* buffer, unsigned size, unsigned* done = nullptr) noexcept = 0);
 
@@ -52,6 +52,7 @@ class Stream : public Answers<Stream, Unknown> {
   }
   /// Moves the position; `*newPosition`, if given, receives the resulting one.
   virtual HRESULT Seek(long offset, unsigned origin, unsigned* newPosition = nullptr) noexcept = 0;
+  /// In bytes.
   virtual unsigned GetPosition() noexcept = 0;
   virtual unsigned GetSize() noexcept = 0;
   /// Truncates or extends the stream.

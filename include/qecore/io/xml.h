@@ -63,8 +63,10 @@ enum XmlFlag : unsigned {
 ///           +------+-------+------+
 class XmlAttribute {
  public:
+  /// What it holds; the texts stay valid until they are changed.
   String const& Name() const noexcept { return name; }
   String const& Value() const noexcept { return value; }
+  /// The next of the same element; null after the last.
   XmlAttribute* Next() const noexcept { return next; }
 
   XmlAttribute(XmlAttribute const&) = delete;
@@ -91,9 +93,12 @@ class XmlAttribute {
 /// the children; when a document is read, all pieces of text between the children are joined in it.
 class XmlNode {
  public:
+  /// An XmlKind.
   uint32_t Kind() const noexcept { return kind; }
+  /// Empty where the kind has none; valid until they are changed.
   String const& Name() const noexcept { return name; }
   String const& Text() const noexcept { return text; }
+  /// The neighbours in the tree; null where there is none.
   XmlAttribute* FirstAttribute() const noexcept { return attributes; }
   XmlNode* FirstChild() const noexcept { return children; }
   XmlNode* Next() const noexcept { return next; }
@@ -122,7 +127,7 @@ static_assert(sizeof(XmlAttribute) == 24 && sizeof(XmlNode) == 72);
 
 /// Where and why a document could not be read.
 struct XmlError {
-  HRESULT code;
+  HRESULT code;         ///< what Load returned
   uint32_t line;        ///< from 1; 0 when there is no position
   uint32_t column;      ///< from 1, in 16-bit units
   wchar_t const* text;  ///< a short English message, owned by the library
@@ -160,6 +165,7 @@ class XmlHelper : public Implements<XmlHelper, Unknown> {
   /// null. E_INVALIDARG, with the node still the caller's: `parent` is not an element or document; `node` is
   /// a document, is in a tree already or contains `parent`; `before` is not a child of `parent`.
   YK_API virtual HRESULT InsertChild(XmlNode* parent, XmlNode* node, XmlNode* before) noexcept;
+  /// InsertChild after the last child.
   HRESULT AppendChild(XmlNode* parent, XmlNode* node) noexcept { return InsertChild(parent, node, nullptr); }
 
   /// Removes a node from its tree; it then belongs to the caller. YK_E_NOTFOUND: it is in no tree.

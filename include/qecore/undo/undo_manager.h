@@ -51,12 +51,12 @@ struct Transaction {
     UNDONE = 0x10000,  ///< has been undone at least once: its items are prepared
   };
 
-  uint32_t state = 0;
+  uint32_t state = 0;           ///< see State
   String name;                  ///< the name given at the commit
   ykUndoItem* first = nullptr;  ///< the items, in the order they were added
-  ykUndoItem* last = nullptr;
-  uint32_t reserved = 0;
-  uint32_t created = 0;  ///< GetTickCount when the record was made
+  ykUndoItem* last = nullptr;   ///< the item added last
+  uint32_t reserved = 0;        ///< not used
+  uint32_t created = 0;         ///< GetTickCount when the record was made
 };
 
 static_assert(sizeof(Transaction) == 40 && offsetof(Transaction, name) == 8);
@@ -77,6 +77,7 @@ static_assert(offsetof(Transaction, first) == 16 && offsetof(Transaction, create
 class UndoManager : public Destroys<UndoManager, Unknown> {
  public:
   static Guid const& Id() noexcept { return ids::UNDO_MANAGER; }
+  /// Called after each change of the history, with the manager that changed.
   using ChangeCallback = void (*)(UndoManager* manager);
 
   /// A new manager, or null.
@@ -99,6 +100,7 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   /// transaction; E_INVALIDARG for null and for an item that is in a transaction already.
   virtual HRESULT AddItem(ykUndoItem* item) noexcept { return DoAddItem(item); }
 
+  /// Whether there is a transaction to undo, or to redo.
   virtual bool CanUndo() noexcept { return Entries() > 0 && position >= 0; }
   virtual bool CanRedo() noexcept { return Entries() > 0 && position < Entries() - 1; }
   /// True once anything has been committed, even after Clear (contract).

@@ -32,10 +32,12 @@ namespace yk {
 /// Free and in its destructor.
 class Array : public Implements<Array, Unknown> {
  public:
+  /// Frees what an element points to.
   using Deleter = void (*)(void* element);
   /// Negative, zero or positive as `element` sorts before, equal to or after `key`.
   using Comparison = int (*)(void const* element, void const* key, void const* context);
 
+  /// The number of elements at which an array stops growing.
   YK_API_INLINE static constexpr int MAX_COUNT = 0xFFFFFF;
 
   static Guid const& Id() noexcept { return ids::ARRAY; }
@@ -48,6 +50,7 @@ class Array : public Implements<Array, Unknown> {
   YK_API static Array* Create(int step) noexcept;
   YK_API static Array* CreateEx(Deleter deleter) noexcept;
 
+  /// The number of elements.
   int Count() const noexcept { return count; }
   /// The index of the first occurrence of this pointer, or -1.
   int Find(void const* element) noexcept { return FindItem(element); }
@@ -85,8 +88,9 @@ class Array : public Implements<Array, Unknown> {
  protected:
   friend Destroys;
 
-  static constexpr int DEFAULT_STEP = 40;
+  static constexpr int DEFAULT_STEP = 40;  ///< of the capacity, when none is given
 
+  /// Of a derived class: an empty array that grows in this step.
   YK_API_INLINE explicit Array(int growBy) noexcept : step(growBy > 0 ? growBy : DEFAULT_STEP) {}
   YK_API ~Array();
 
@@ -108,6 +112,7 @@ class SortedArray : public Implements<SortedArray, Array> {
  public:
   static Guid const& Id() noexcept { return ids::SORTED_ARRAY; }
 
+  /// An empty array, or null. `context` is passed to every comparison.
   YK_API static SortedArray* Create(Comparison compare, void const* context) noexcept;
 
   /// Whether Add accepts a key that is already present; by default it does not. A duplicate is inserted
@@ -141,12 +146,15 @@ class SortedArray : public Implements<SortedArray, Array> {
 /// next insertion.
 class DataArray : public Implements<DataArray, Unknown> {
  public:
+  /// Called on a record before it is removed.
   using Deleter = void (*)(void* record);
 
   static Guid const& Id() noexcept { return ids::DATA_ARRAY; }
 
+  /// An empty array, or null; SetRecord comes next.
   YK_API static DataArray* Create() noexcept;
 
+  /// The number of elements.
   int Count() const noexcept { return count; }
 
   /// Sets the record size in bytes and the function called on each record before it is removed. YK_E_EMPTY:

@@ -35,6 +35,7 @@ class Map : public Destroys<Map, qe_Streamable> {
   /// Registers the class under the name "Map". \return the registry's result
   YK_API static HRESULT Register() noexcept;
 
+  /// The number of entries.
   unsigned Count() const noexcept { return count; }
 
   /// Supports its own identifier and those of qe_Streamable. Contract: IsTypeOf is inherited from

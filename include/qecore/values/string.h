@@ -94,15 +94,18 @@ class String {
 
   // ---- assignment and concatenation
 
+  /// Becomes a copy; unchanged when there is no memory for it.
   YK_API String& operator=(String const& other) noexcept;
   YK_API String& operator=(String&& other) noexcept;
   YK_API String& operator=(wchar_t const* text) noexcept;
 
+  /// Both, joined; empty when there is no memory.
   YK_API_INLINE String operator+(String const& other) const noexcept {
     String sum;
     Join(other, sum);
     return sum;
   }
+  /// Appends; unchanged when there is no memory.
   YK_API String& operator+=(String const& other) noexcept;
   YK_API String& operator+=(wchar_t const* text) noexcept;
   /// From the ANSI code page.
@@ -114,6 +117,7 @@ class String {
 
   // ---- comparison; an empty string counts as an empty text
 
+  /// Negative, zero or positive, by 16-bit units, up to the first zero; NoCase by the user's locale.
   YK_API int Compare(String const& other) const noexcept;
   YK_API int CompareNoCase(String const& other) const noexcept;
   bool operator<(String const& other) const noexcept { return Compare(other) < 0; }

@@ -88,6 +88,7 @@ class Variant {
   };
 
   Variant() noexcept = default;
+  /// As Init(Variant const&).
   Variant(Variant const& other) noexcept { Init(other); }
   /// Takes over the payload of `other`, owned or borrowed, and leaves `other` empty.
   Variant(Variant&& other) noexcept { Swap(other); }
@@ -110,6 +111,8 @@ class Variant {
   YK_API void Swap(Variant& other) noexcept;
 
   // ---- scalars
+
+  /// Becomes this value, with the tag of its type.
   YK_API void Init(bool v) noexcept;
   YK_API void Init(short v) noexcept;
   YK_API void Init(int v) noexcept;
@@ -125,6 +128,8 @@ class Variant {
   YK_API void Init(Unknown* object) noexcept;
 
   // ---- texts; a null or empty one leaves the variant empty, unless `how` has KEEP_EMPTY
+
+  /// Becomes a text, of the width given.
   YK_API void Init(char const* text, unsigned how = 0) noexcept;
   YK_API void Init(wchar_t const* text, unsigned how = 0) noexcept;
   YK_API void Init(String const& text, bool borrow = false) noexcept;
@@ -135,6 +140,8 @@ class Variant {
   YK_API void Init(void const* data, unsigned size, bool borrow) noexcept;
 
   // ---- geometry
+
+  /// Becomes a copy of the value or, with `borrow`, holds its address.
   YK_API void Init(point3df const& v, bool borrow = false) noexcept;
   YK_API void Init(point2d const& v, bool borrow = false) noexcept;
   YK_API void Init(point3d const& v, bool borrow = false) noexcept;
@@ -192,7 +199,9 @@ class Variant {
   /// \return S_OK; E_ABORT: the host stopped it inside a large payload, and the variant is empty
   YK_API HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept;
 
+  /// The first eight bytes; the tag tells which field counts.
   union Value {
+    /// For the types of this size, and to copy any.
     uint64_t bits;
     int64_t signed64;
     uint32_t unsigned32;
@@ -207,11 +216,11 @@ class Variant {
     Unknown* object;
   };
 
-  Value value = {0};
-  uint32_t size = 0;  ///< bytes of the payload, including a text's terminator
-  uint8_t flags = 0;  ///< see Flag
-  uint8_t type = EMPTY;
-  uint16_t owner = 0;  ///< private; programs compiled against older headers leave arbitrary values here
+  Value value = {0};     ///< the scalar, or the address of the payload
+  uint32_t size = 0;     ///< bytes of the payload, including a text's terminator
+  uint8_t flags = 0;     ///< see Flag
+  uint8_t type = EMPTY;  ///< a Type
+  uint16_t owner = 0;    ///< private; programs compiled against older headers leave arbitrary values here
 
  private:
   void Hold(Type kind, Value content, uint32_t bytes, uint8_t bits = 0) noexcept;
