@@ -46,12 +46,15 @@ void Star(float x, float y, float radius, point2df (&points)[5]) {
 
 // ---- the exhibits
 
+//! [Rectangles]
 void Rectangles(IDC& dc) {
   FillOne(dc, BLUE, 20, 15, 90, 60);
   FillOne(dc, Translucent(RED, 160), 60, 35, 90, 60);
   FillOne(dc, Translucent(AMBER, 160), 100, 55, 90, 60);
 }
+//! [Rectangles]
 
+//! [Modes]
 void Modes(IDC& dc) {
   dc.FillGradientH({0, 0, WIDTH, HEIGHT}, Colour(40, 30, 90), Colour(250, 200, 120));
   unsigned const modes[] = {IDC::MODE_PAINT, IDC::MODE_INVERT, IDC::MODE_ADD, IDC::MODE_SUBTRACT};
@@ -59,24 +62,31 @@ void Modes(IDC& dc) {
     dc.SetMode(modes[i]);
     FillOne(dc, Colour(90, 60, 30, 128), 12, 12 + 26 * i, WIDTH - 24, 18);
   }
+  //! [Modes]
 }
 
+//! [Gradients]
 void Gradients(IDC& dc) {
   dc.FillGradientV({10, 10, 95, 110}, WHITE, BLUE);
   dc.FillGradientH({105, 10, 190, 110}, Translucent(RED, 0), RED);
 }
+//! [Gradients]
 
+//! [Frames]
 void Frames(IDC& dc) {
   dc.SetColor(INK);
   dc.FrameRect({20, 20, 90, 100});
   dc.FrameRoundRect({110, 20, 180, 100});
 }
+//! [Frames]
 
+//! [Bevels]
 void Bevels(IDC& dc) {
   FillOne(dc, Colour(192, 196, 204), 0, 0, WIDTH, HEIGHT);
   dc.FrameBevel({15, 20, 95, 100}, Translucent(WHITE, 200), Translucent(INK, 120), 8);
   dc.FrameBevel({105, 20, 185, 100}, Translucent(INK, 120), Translucent(WHITE, 200), 8);
 }
+//! [Bevels]
 
 // The colour of a pixel in a field of two waves.
 unsigned Waves(int x, int y, void*) {
@@ -84,13 +94,18 @@ unsigned Waves(int x, int y, void*) {
   return BlendColor(Colour(20, 60, 120), Colour(190, 225, 250), static_cast<float>((wave + 2) / 4));
 }
 
+//! [Callback]
 void Callback(IDC& dc) { dc.FillRect({0, 0, WIDTH, HEIGHT}, Waves, nullptr); }
+//! [Callback]
 
+//! [Lines]
 void Lines(IDC& dc) {
   dc.SetColor(INK);
   for (int i = 0; i <= 16; ++i) dc.DrawLine({15, 105}, OnCircle(15, 105, 170, i / 64.0f));
 }
+//! [Lines]
 
+//! [Patterns]
 void Patterns(IDC& dc) {
   unsigned const patterns[] = {0xFFFF, 0x5555, 0x3333, 0x00FF, 0x7F27, 0x1111};
   dc.SetColor(BLUE);
@@ -98,16 +113,20 @@ void Patterns(IDC& dc) {
     dc.SetLinePattern(patterns[i]);
     dc.DrawLine({15, 18.0f + 17 * i}, {185, 12.0f + 17 * i});
   }
+  //! [Patterns]
   dc.SetLinePattern(0);
 }
 
+//! [Polyline]
 void Polyline(IDC& dc) {
   point2df points[34];
   for (int i = 0; i < 34; ++i) points[i] = OnCircle(100, 60, i & 1 ? 24 : 52, i / 34.0f);
   dc.SetColor(Translucent(RED, 150));  // blended once per pixel, even at the joints
   dc.DrawPolyline(points, 34, true);
 }
+//! [Polyline]
 
+//! [Polygons]
 void Polygons(IDC& dc) {
   point2df star[5];
   dc.SetColor(AMBER);
@@ -116,7 +135,9 @@ void Polygons(IDC& dc) {
   Star(148, 64, 48, star);
   dc.FillPolygon(star, 5, IDC::NON_ZERO);
 }
+//! [Polygons]
 
+//! [Ellipses]
 void Ellipses(IDC& dc) {
   unsigned const colours[] = {RED, GREEN, BLUE};
   for (int i = 0; i < 3; ++i) {
@@ -124,21 +145,27 @@ void Ellipses(IDC& dc) {
     dc.SetColor(Translucent(colours[i], 150));
     dc.FillEllipse({c.x - 34.0, c.y - 34.0, c.x + 34.0, c.y + 34.0});
   }
+  //! [Ellipses]
 }
 
+//! [Outlines]
 void Outlines(IDC& dc) {
   dc.SetColor(GREEN);
   for (int i = 0; i < 6; ++i) {
     double const inset = 8.0 * i;
     dc.FillEllipse({20 + inset * 1.6, 10 + inset, 180 - inset * 1.6, 110 - inset}, 0.5 + i * 0.7);
   }
+  //! [Outlines]
 }
 
+//! [GdiPolygons]
 void GdiPolygons(IDC& dc) {
   POINT const arrow[] = {{25, 45}, {105, 45}, {105, 15}, {180, 60}, {105, 105}, {105, 75}, {25, 75}};
   dc.DrawPolygon(arrow, 7, Translucent(BLUE, 110), BLUE, 5);
 }
+//! [GdiPolygons]
 
+//! [Text]
 void Text(IDC& dc) {
   HFONT const font = CreateFontW(-34, 0, 0, 0, FW_BOLD, 0, 0, 0, 0, 0, 0, ANTIALIASED_QUALITY, 0, L"Tahoma");
   HGDIOBJ const before = SelectObject(dc.memoryDC, font);
@@ -151,6 +178,7 @@ void Text(IDC& dc) {
   SelectObject(dc.memoryDC, before);
   DeleteObject(font);
 }
+//! [Text]
 
 // Composites a pixel with alpha over the page.
 void Over(unsigned char* to, unsigned char const* from, void*) {
@@ -159,6 +187,7 @@ void Over(unsigned char* to, unsigned char const* from, void*) {
 }
 
 // A layer with alpha: composited in its own image, then drawn through a callback.
+//! [Layer]
 void Layer(IDC& dc) {
   FillOne(dc, Colour(205, 210, 218), 0, 0, WIDTH, HEIGHT);
   for (int i = 0; i < 30; i += 2) FillOne(dc, WHITE, i * WIDTH / 30, 0, WIDTH / 30, HEIGHT);
@@ -174,7 +203,9 @@ void Layer(IDC& dc) {
   onLayer->FillEllipse({80, 20, 180, 100});
   dc.DrawImage(layer.get(), 0, 0, nullptr, Over, nullptr);
 }
+//! [Layer]
 
+//! [Adjustments]
 void Adjustments(IDC& dc) {
   IADJUSTMENT adjustment;
   int const settings[][2] = {{0, 0}, {40, 0}, {-40, 0}, {0, 60}, {0, -60}};
@@ -183,6 +214,7 @@ void Adjustments(IDC& dc) {
     dc.FillGradientH(strip, Colour(0, 0, 0), WHITE);
     dc.Adjust(&strip, settings[i][0], settings[i][1], &adjustment);
   }
+  //! [Adjustments]
 }
 
 struct Exhibit {
@@ -237,6 +269,7 @@ int main(int count, char** arguments) {
   Ref<System> const system = Ref<System>::Adopt(System::Create());
   system->ScanModules(String(arguments[0]).FilePath(), L"draw.cache");  // the plug-ins next to this program
 
+  //! [attach]
   // The context draws into an image; text, drawn by GDI, takes its font from the device context passed with
   // it.
   Ref<Image2d> const page = Ref<Image2d>::Adopt(Image2d::Create());
@@ -248,6 +281,7 @@ int main(int count, char** arguments) {
       CreateFontW(-12, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, ANTIALIASED_QUALITY, 0, L"Tahoma");
   HGDIOBJ const before = SelectObject(memory, font);
   if (Failed(dc->Attach(memory, page.get()))) return 1;
+  //! [attach]
   DrawPage(*dc);
   dc->Detach();
   SelectObject(memory, before);

@@ -11,6 +11,7 @@
 
 using namespace yk;
 
+//! [filter]
 class TgaFilter final : public Implements<TgaFilter, ykFlt2d> {
  public:
   static Guid const& Id() noexcept { return ids::FILE_TGA; }
@@ -52,6 +53,7 @@ class TgaFilter final : public Implements<TgaFilter, ykFlt2d> {
     bool const fits = picture.width <= 0xFFFF && picture.height <= 0xFFFF;
     if (!fits || (picture.format != IMG_BGR24 && picture.format != IMG_BGRA32)) return YK_E_FORMAT;
     unsigned char h[18] = {};
+    //! [filter]
     h[2] = 2;
     h[12] = picture.width & 0xFF, h[13] = picture.width >> 8 & 0xFF;
     h[14] = picture.height & 0xFF, h[15] = picture.height >> 8 & 0xFF;
@@ -67,6 +69,7 @@ class TgaFilter final : public Implements<TgaFilter, ykFlt2d> {
   }
 };
 
+//! [entry]
 extern "C" __declspec(dllexport) intptr_t
     qe_entrypoint(unsigned message, uintptr_t first, void* second) noexcept {
   if (message == MODULE_VERSION_QUERY) return KTZ_VERSION;
@@ -78,3 +81,4 @@ extern "C" __declspec(dllexport) intptr_t
   info->create = TgaFilter::Create;
   return 1;
 }
+//! [entry]

@@ -1,0 +1,198 @@
+// The code of the guides in docs/guides, compiled and run.
+//
+//   guides photograph.jpg             works in the current folder; prints what it does
+#include <qecore/core/error.h>
+#include <qecore/core/execution_context.h>
+#include <qecore/core/parallel.h>
+#include <qecore/core/ref.h>
+#include <qecore/core/system.h>
+#include <qecore/image/image_file.h>
+#include <qecore/io/deserializer.h>
+#include <qecore/io/save_file.h>
+#include <qecore/io/serializer.h>
+#include <qecore/values/variant.h>
+#include <stdio.h>
+
+#include <new>
+#include <thread>
+#include <vector>
+
+using namespace yk;
+
+namespace {
+
+//! [message]
+void ShowFailure() {
+  wchar_t line[512];
+  ErrorMessage(LastError(), line, 512);
+  printf("%ls\n", line);  // "cannot read photo.png: the picture needs 4.3 GB, 38000 x 38000 pixels of bgr24"
+}
+//! [message]
+
+//! [progress]
+class ProgressLine final : public ExecutionContext {
+ public:
+  bool Continue(Progress const& progress) noexcept override {
+    printf("%s: %llu of %llu\r", progress.operation, progress.done, progress.total);
+    return !stopped;  // false: the operation returns E_ABORT and leaves nothing half made
+  }
+  bool stopped = false;  // set by the Cancel button
+};
+//! [progress]
+
+//! [load]
+HRESULT MakeSmall(wchar_t const* from, wchar_t const* to, ExecutionContext* progress) {
+  Ref<AbstractImage> loaded;
+  HRESULT result = img::Load(from, progress, loaded.Receive());
+  if (Failed(result)) return result;
+  if (!loaded->IsTypeOf(ids::IMAGE_2D)) return YK_E_FORMAT;
+  Image2d& picture = static_cast<Image2d&>(*loaded);
+
+  Ref<Image2d> const half = Ref<Image2d>::Adopt(Image2d::Create());
+  if (!half) return E_OUTOFMEMORY;
+  result = half->Create(IMG_BGR24, (picture.width + 1) / 2, (picture.height + 1) / 2);
+  if (Succeeded(result)) result = picture.RescaleTo(half.get(), progress);
+  if (Succeeded(result)) result = img::Save(*half, to, ids::FILE_PNG, 0, progress);
+  return result;
+}
+//! [load]
+
+//! [class]
+constexpr Guid SHAPE_ID = {0x6B1F0A34, 0x52C7, 0x4D8E, {0x9A, 0x03, 0x7C, 0xE1, 0x48, 0xB5, 0x20, 0xD9}};
+
+class Shape : public Implements<Shape, yk::Unknown> {
+ public:
+  static Guid const& Id() noexcept { return SHAPE_ID; }
+  static Shape* Create() noexcept { return new (std::nothrow) Shape; }
+
+  HRESULT Save(Serializer& writer) const;
+  HRESULT Load(Deserializer& reader);
+
+  String name;
+  float width = 1;
+  unsigned colour = 0xFF000000;  // since version 2 of the program
+};
+//! [class]
+
+//! [save]
+// Never reuse a tag, and never change what a tag contains: add a new one.
+enum ShapeTag : unsigned short { SHAPE = 100, NAME = 101, WIDTH = 102, COLOUR = 103 };
+
+HRESULT Shape::Save(Serializer& writer) const {
+  writer.BeginChunk(SHAPE);
+  name.Save(&writer, NAME);
+  writer.WriteChunk(WIDTH, &width, sizeof width);
+  writer.WriteChunk(COLOUR, &colour, sizeof colour);
+  writer.EndChunk();
+  return writer.GetFailure();
+}
+//! [save]
+
+//! [read]
+HRESULT Shape::Load(Deserializer& reader) {
+  while (reader.IsInChunk()) {
+    switch (reader.BeginChunk()) {
+      case NAME:
+        name.Load(&reader);
+        break;
+      case WIDTH:
+        reader.GetStream()->Read(&width, sizeof width);
+        break;
+      case COLOUR:
+        reader.GetStream()->Read(&colour, sizeof colour);
+        break;
+      default:
+        break;  // of a later version: EndChunk skips it
+    }
+    reader.EndChunk();
+  }
+  return reader.GetFailure();
+}
+//! [read]
+
+//! [file]
+HRESULT SaveDrawing(wchar_t const* path, std::vector<Ref<Shape>> const& shapes) {
+  SaveFile file;
+  HRESULT result = file.Open(path);
+  if (Failed(result)) return result;
+  Ref<Serializer> const writer = Ref<Serializer>::Adopt(Serializer::Create());
+  if (!writer) return E_OUTOFMEMORY;
+  writer->Open(file.GetStream(), 0);
+  for (Ref<Shape> const& shape : shapes) shape->Save(*writer);
+  writer->Close();
+  result = writer->GetFailure();
+  return Failed(result) ? result : file.Commit();  // the old file stays until this has succeeded
+}
+
+HRESULT LoadDrawing(wchar_t const* path, std::vector<Ref<Shape>>& shapes) {
+  Ref<Stream> stream;
+  HRESULT result = FileStream::Create(path, FileStream::READ, stream.Receive());
+  if (Failed(result)) return result;
+  Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
+  if (!reader) return E_OUTOFMEMORY;
+  result = reader->Open(stream.get(), 0);
+  while (Succeeded(result) && reader->IsInChunk()) {
+    if (reader->BeginChunk() == SHAPE) {
+      shapes.push_back(Ref<Shape>::Adopt(Shape::Create()));
+      result = shapes.back() ? shapes.back()->Load(*reader) : E_OUTOFMEMORY;
+    }
+    reader->EndChunk();
+  }
+  return Failed(result) ? result : reader->GetFailure();
+}
+//! [file]
+
+bool KeepsDrawings() {
+  std::vector<Ref<Shape>> const saved = {Ref<Shape>::Adopt(Shape::Create())};
+  saved[0]->name = L"circle";
+  saved[0]->width = 2.5f;
+  std::vector<Ref<Shape>> read;
+  if (Failed(SaveDrawing(L"guides.drawing", saved)) || Failed(LoadDrawing(L"guides.drawing", read)))
+    return false;
+  return read.size() == 1 && read[0]->name == L"circle" && read[0]->width == 2.5f;
+}
+
+//! [threads]
+void MakeSmallTogether(std::vector<wchar_t const*> const& names, wchar_t const* from) {
+  SetThreadCount(1);  // each of these threads processes a picture of its own
+  std::vector<std::thread> threads;
+  for (wchar_t const* name : names) {
+    threads.emplace_back([=] {
+      if (Failed(MakeSmall(from, name, nullptr))) ShowFailure();  // this thread's own failure
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  SetThreadCount(0);
+}
+//! [threads]
+
+//! [refs]
+void Ownership() {
+  Ref<Map> map = Ref<Map>::Adopt(Map::Create());      // a new object: its one reference is ours
+  Map* const borrowed = map.get();                    // no reference: valid while `map` holds one
+  Ref<Map> const second = Ref<Map>::Share(borrowed);  // a reference of our own to what we have borrowed
+  Ref<Map> third;
+  CreateInterface(ids::MAP, third.ReceiveVoid());  // an output parameter
+}
+//! [refs]
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  if (count != 2) return puts("usage: guides IN.jpg"), 2;
+  //! [start]
+  Ref<System> const system = Ref<System>::Adopt(System::Create());
+  if (!system) return 1;  // out of memory
+  String const programs = String(arguments[0]).FilePath();
+  system->ScanModules(programs, L"guides.cache");  // plug-ins beside the program; a cache where we may write
+  //! [start]
+
+  String const photograph(arguments[1]);
+  ProgressLine progress;
+  if (Failed(MakeSmall(photograph.c_str(), L"guides.png", &progress))) return ShowFailure(), 1;
+  MakeSmallTogether({L"guides1.png", L"guides2.png"}, photograph.c_str());
+  Ownership();
+  if (!KeepsDrawings()) return ShowFailure(), 1;
+  puts("\nall guides work");
+  return 0;
+}
