@@ -186,13 +186,13 @@ HRESULT IDC::SetAlpha(xrect2d const& r, unsigned char alpha) noexcept {
 
 HRESULT IDC::PremultiplyAlpha(xrect2d const& r) noexcept {
   return ChangeAlpha(*this, "IDC::PremultiplyAlpha", r, [](Surface const& surface, xrect2d const& area) {
-    return raster::Change(surface, area, raster::LOOP_PREMULTIPLY);
+    return raster::Premultiply(surface, area);
   });
 }
 
 HRESULT IDC::WhitenOpaque(xrect2d const& r) noexcept {
   return ChangeAlpha(*this, "IDC::WhitenOpaque", r, [](Surface const& surface, xrect2d const& area) {
-    return raster::Change(surface, area, raster::LOOP_WHITEN);
+    return raster::Whiten(surface, area);
   });
 }
 

@@ -7,6 +7,7 @@
 
 #include "convert_p.h"
 #include "core/error_p.h"
+#include "premultiply_kernels_p.h"
 #include "row_kernels_p.h"
 #include "shared_rows_p.h"
 
@@ -161,9 +162,13 @@ HRESULT Image2d::PremultiplyAlpha() noexcept {
                 img::GetFacts(format).name);
   }
   RowTable rows(*this);
+  img::PremultiplyFunction const premultiply = img::BestPremultiply();
   img::ShareEachRow(
       CountRows(*this), 2 * SizeOf(*this),
-      [&](int y) { img::PremultiplyRow(rows[y], static_cast<size_t>(width)); }, rows);
+      [&](int y) {
+        premultiply({rows[y], 0, static_cast<size_t>(width), 1});
+      },
+      rows);
   return S_OK;
 }
 

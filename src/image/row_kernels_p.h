@@ -1,4 +1,4 @@
-// Loops over one row of an image other than conversions: mirroring, premultiplying.
+// Loops over one row of an image other than conversions: mirroring, swapping.
 #pragma once
 
 #include <stddef.h>
@@ -11,8 +11,5 @@ void MirrorRow(uint8_t* row, size_t pixels, size_t bytes) noexcept;
 
 /// Swaps two blocks that do not overlap.
 void SwapBytes(uint8_t* a, uint8_t* b, size_t size) noexcept;
-
-/// BGRA32: blue, green and red become (channel * alpha) / 255, truncated.
-void PremultiplyRow(uint8_t* row, size_t pixels) noexcept;
 
 }  // namespace yk::img

@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "core/parallel_p.h"
+#include "image/premultiply_kernels_p.h"
 
 namespace yk::raster {
 namespace {
@@ -55,10 +56,18 @@ HRESULT Fill(Surface const& surface, Paint paint, xrect2d const& r) noexcept {
   return S_OK;
 }
 
-HRESULT Change(Surface const& surface, xrect2d const& r, Loop loop) noexcept {
+HRESULT Premultiply(Surface const& surface, xrect2d const& r) noexcept {
   xrect2d area = r;
   if (!surface.Clip(area)) return S_FALSE;
-  BestKernels().rows[loop](RowsOf(surface, area).Joined(), {});
+  Rows const rows = RowsOf(surface, area).Joined();
+  img::BestPremultiply()({rows.first, rows.stride, rows.bytes / 4, rows.count});
+  return S_OK;
+}
+
+HRESULT Whiten(Surface const& surface, xrect2d const& r) noexcept {
+  xrect2d area = r;
+  if (!surface.Clip(area)) return S_FALSE;
+  BestKernels().rows[LOOP_WHITEN](RowsOf(surface, area).Joined(), {});
   return S_OK;
 }
 

@@ -112,14 +112,6 @@ uint32_t Composite(uint32_t d, Lanes const& s) noexcept {
   return CompositePixel(d, s.ValueOf(0) * a, s.ValueOf(1) * a, s.ValueOf(2) * a, a);
 }
 
-uint32_t Premultiply(uint32_t d, Lanes const&) noexcept {
-  unsigned const a = d >> 24;
-  auto const channel = [=](int shift) {
-    return uint32_t{DivideBy255(static_cast<uint16_t>((d >> shift & 255) * a))} << shift;
-  };
-  return a << 24 | channel(16) | channel(8) | channel(0);
-}
-
 uint32_t Whiten(uint32_t d, Lanes const&) noexcept { return d >> 24 ? d | COLOUR_BYTES : d; }
 
 void Leave(Rows const&, Lanes const&) noexcept {}
@@ -238,8 +230,7 @@ static_assert(std::size(COVERS) == MODE_COUNT);
 
 KernelSet const SCALAR_KERNELS = {
     {ScalarRows<Replace>, ScalarRows<Replace>, ScalarRows<Merge>, ScalarRows<Blend>, ScalarRows<Invert>,
-     ScalarRows<Add>, ScalarRows<Subtract>, ScalarPixels<Composite>, ScalarPixels<Premultiply>,
-     ScalarPixels<Whiten>},
+     ScalarRows<Add>, ScalarRows<Subtract>, ScalarPixels<Composite>, ScalarPixels<Whiten>},
     ScalarColumns<BlendColumn>,
     ScalarColumns<Merge>,
     {CoverPaint<3>, CoverPaint<4>}};

@@ -12,21 +12,20 @@ namespace yk::raster {
 
 /// The loops over rows in which a pattern of three or four channels repeats.
 enum Loop : unsigned {
-  LOOP_SET,          // d becomes value; all bytes of the pattern are equal
-  LOOP_COPY,         // value
-  LOOP_MERGE,        // d & weight | value
-  LOOP_BLEND,        // (d weight + value (255 - weight)) / 255, truncated
-  LOOP_INVERT,       // d ^ value
-  LOOP_ADD,          // d + value, clamped to 255
-  LOOP_SUBTRACT,     // d - value, clamped to 0
-  LOOP_COMPOSITE,    // pixels of 4 bytes: Mode::COMPOSITE
-  LOOP_PREMULTIPLY,  // pixels of 4 bytes: channels times alpha / 255, truncated
-  LOOP_WHITEN,       // pixels of 4 bytes: white unless alpha is 0
+  LOOP_SET,        // d becomes value; all bytes of the pattern are equal
+  LOOP_COPY,       // value
+  LOOP_MERGE,      // d & weight | value
+  LOOP_BLEND,      // (d weight + value (255 - weight)) / 255, truncated
+  LOOP_INVERT,     // d ^ value
+  LOOP_ADD,        // d + value, clamped to 255
+  LOOP_SUBTRACT,   // d - value, clamped to 0
+  LOOP_COMPOSITE,  // pixels of 4 bytes: Mode::COMPOSITE
+  LOOP_WHITEN,     // pixels of 4 bytes: white unless alpha is 0
   LOOP_COUNT
 };
 
 /// The pixel that repeats in a row: an operand and a weight for each byte, blue in the lowest. A channel is
-/// preserved by neutral values. LOOP_PREMULTIPLY and LOOP_WHITEN need only the size.
+/// preserved by neutral values. LOOP_WHITEN needs only the size.
 struct Lanes {
   size_t pixelSize = 4;
   uint32_t weight = 0;  // of the old bytes

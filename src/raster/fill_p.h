@@ -25,8 +25,11 @@ struct Bevel {
 };
 HRESULT FillBevel(Surface const& surface, Mode mode, Bevel const& bevel) noexcept;
 
-/// Changes rows of pixels of 4 bytes by a loop that needs no colour.
-HRESULT Change(Surface const& surface, xrect2d const& r, Loop loop) noexcept;
+/// Multiplies the colour of pixels of 4 bytes by their alpha.
+HRESULT Premultiply(Surface const& surface, xrect2d const& r) noexcept;
+
+/// Makes pixels of 4 bytes white unless their alpha is 0, which is kept.
+HRESULT Whiten(Surface const& surface, xrect2d const& r) noexcept;
 
 /// Changes only the alpha of pixels of 4 bytes.
 HRESULT SetAlpha(Surface const& surface, xrect2d const& r, unsigned char alpha) noexcept;

@@ -345,20 +345,6 @@ struct Composite {
 };
 
 template <class V>
-struct Premultiply {
-  static constexpr Loop LOOP = LOOP_PREMULTIPLY;
-  using Bytes = typename V::Bytes;
-  Premultiply(Vectors<V> const&) noexcept {}
-  Bytes operator()(Bytes d) const noexcept {
-    Bytes const alpha = V::template Shr32<24>(d), both = V::Or(alpha, V::template Shl32<16>(alpha));
-    Bytes const one = V::All16(1), whole = V::All32(255 << 16);  // leaves alpha itself unchanged
-    Bytes const even = V::Add16(V::Mul16(Even<V>(d), both), one);
-    Bytes const odd = V::Add16(V::Mul16(Odd<V>(d), V::Or(both, whole)), one);
-    return Join<V>(Quotient<V>(even), Quotient<V>(odd));
-  }
-};
-
-template <class V>
 struct Whiten {
   static constexpr Loop LOOP = LOOP_WHITEN;
   Whiten(Vectors<V> const&) noexcept {}
@@ -473,12 +459,12 @@ inline void Set(Rows const& rows, Lanes const& lanes) noexcept {
 }
 
 template <class V>
-constexpr KernelSet KERNELS = {{Set, RunRows<V, Copy<V>>, RunRows<V, Merge<V>>, RunRows<V, Blend<V>>,
-                                RunRows<V, Invert<V>>, RunRows<V, Add<V>>, RunRows<V, Subtract<V>>,
-                                RunRows<V, Composite<V>>, RunRows<V, Premultiply<V>>, RunRows<V, Whiten<V>>},
-                               RunColumns<V, BlendColumn<V>, &KernelSet::blendColumns>,
-                               RunColumns<V, MergeColumn<V>, &KernelSet::mergeColumns>,
-                               {CoverPaint3<V>, CoverPaint4<V>}};
+constexpr KernelSet KERNELS = {
+    {Set, RunRows<V, Copy<V>>, RunRows<V, Merge<V>>, RunRows<V, Blend<V>>, RunRows<V, Invert<V>>,
+     RunRows<V, Add<V>>, RunRows<V, Subtract<V>>, RunRows<V, Composite<V>>, RunRows<V, Whiten<V>>},
+    RunColumns<V, BlendColumn<V>, &KernelSet::blendColumns>,
+    RunColumns<V, MergeColumn<V>, &KernelSet::mergeColumns>,
+    {CoverPaint3<V>, CoverPaint4<V>}};
 
 }  // namespace
 }  // namespace yk::raster

@@ -3,6 +3,7 @@
 
 #include "core/processor_p.h"
 #include "image/halve_kernels_p.h"
+#include "image/premultiply_kernels_p.h"
 #include "image/resample_p.h"
 #include "image/weights_p.h"
 #include "support.h"
@@ -125,6 +126,25 @@ TEST(HalveKernels, AverageTwoByTwo) {
           size_t const at = i / n * 2 * n + i % n;
           ASSERT_EQ(out[i], (a[at] + a[at + n] + b[at] + b[at + n]) >> 2) << width << " of " << n;
         }
+      }
+    }
+  }
+}
+
+TEST(PremultiplyKernels, AgreeWithTheDefinition) {
+  GuardedMemory const block(1024);
+  std::mt19937 random(6);
+  for (size_t width = 0; width <= 100; ++width) {
+    Bytes before(8 * width);
+    Randomize(IMG_BGRA32, before.data(), before.size(), random);
+    Bytes expected = before;
+    img::PremultiplyScalar({expected.data(), ptrdiff_t(4 * width), width, 2});
+    for (img::PremultiplyFunction const set :
+         {img::PremultiplyBase, HasAvx2() ? img::PremultiplyAvx2 : img::PremultiplyBase}) {
+      for (uint8_t* const at : {block.First(), block.Last(before.size())}) {
+        std::copy(before.begin(), before.end(), at);
+        set({at, ptrdiff_t(4 * width), width, 2});
+        ASSERT_TRUE(std::equal(expected.begin(), expected.end(), at)) << width;
       }
     }
   }
