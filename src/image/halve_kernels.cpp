@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "vectors_p.h"
+#include "core/vectors_p.h"
 
 namespace yk::img {
 namespace {
@@ -21,7 +21,7 @@ void HalveGray(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size
     __m128i const sums =
         _mm_add_epi16(PairSums(LoadVector(upper + 2 * i)), PairSums(LoadVector(lower + 2 * i)));
     __m128i const means = _mm_packus_epi16(_mm_srli_epi16(sums, 2), _mm_setzero_si128());
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(target + i), means);
+    StoreHalf(target + i, means);
   }
   for (; i < pixels; ++i) {
     target[i] =

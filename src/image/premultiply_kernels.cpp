@@ -2,7 +2,7 @@
 #include "premultiply_kernels_p.h"
 
 #include "core/processor_p.h"
-#include "vectors_p.h"
+#include "core/vectors_p.h"
 
 namespace yk::img {
 namespace {

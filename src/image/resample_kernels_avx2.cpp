@@ -79,7 +79,7 @@ class PairOfFloats : public Pair<4 * N> {
 
 /// The distances of the sources of four grey pixels from that of the first, in each half.
 __m256i OffsetsOf(int32_t const* first) noexcept {
-  __m256i const at = _mm256_loadu_si256(reinterpret_cast<__m256i const*>(first));
+  __m256i const at = LoadWide(first);
   return _mm256_sub_epi32(at, _mm256_shuffle_epi32(at, 0));
 }
 

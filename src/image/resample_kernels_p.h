@@ -2,13 +2,11 @@
 // the sums; the one over blocks adds as many as it can without reading past the rows, and leaves the rest.
 #pragma once
 
-#include <immintrin.h>
-
 #include <utility>
 
+#include "core/vectors_p.h"
 #include "recode_p.h"
 #include "resample_p.h"
-#include "vectors_p.h"
 
 namespace yk::img {
 namespace {

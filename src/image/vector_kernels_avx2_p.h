@@ -6,13 +6,6 @@
 namespace yk::img {
 namespace {
 
-inline __m256i LoadWide(uint8_t const* at) noexcept {
-  return _mm256_loadu_si256(reinterpret_cast<__m256i const*>(at));
-}
-inline void StoreWide(uint8_t* at, __m256i value) noexcept {
-  _mm256_storeu_si256(reinterpret_cast<__m256i*>(at), value);
-}
-
 /// The same sixteen bytes in both halves.
 inline __m256i Twice(__m128i half) noexcept { return _mm256_broadcastsi128_si256(half); }
 
@@ -84,9 +77,7 @@ struct VectorClamp<Isa::AVX2> {
 
 // ---- integer to float -------------------------------------------------------------------------------------
 
-inline __m256i LoadEight(uint8_t const* in, uint8_t) noexcept {
-  return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<__m128i const*>(in)));
-}
+inline __m256i LoadEight(uint8_t const* in, uint8_t) noexcept { return _mm256_cvtepu8_epi32(LoadHalf(in)); }
 inline __m256i LoadEight(uint8_t const* in, uint16_t) noexcept {
   return _mm256_cvtepu16_epi32(LoadVector(in));
 }
@@ -151,7 +142,7 @@ inline void StoreTwelves(uint8_t* out, __m256i halves, size_t room) noexcept {
   __m256i const joined = JoinTwelves(halves);
   if (room >= 11) return StoreWide(out, joined);
   StoreVector(out, _mm256_castsi256_si128(joined));
-  _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 16), _mm256_extracti128_si256(joined, 1));
+  StoreHalf(out + 16, _mm256_extracti128_si256(joined, 1));
 }
 
 template <>

@@ -3,13 +3,11 @@
 // default for a pair without such a loop returns 0, and the scalar loop converts everything.
 #pragma once
 
-#include <immintrin.h>
-
 #include <type_traits>
 
 #include "convert_p.h"
+#include "core/vectors_p.h"
 #include "recode_p.h"
-#include "vectors_p.h"
 
 namespace yk::img {
 namespace {
@@ -208,7 +206,7 @@ void StoreAverages(uint8_t* out, __m256i const (&oct)[4]) noexcept {
   __m256i const mixed = _mm256_packus_epi16(_mm256_srli_epi16(_mm256_mulhi_epu16(low, third), 1),
                                             _mm256_srli_epi16(_mm256_mulhi_epu16(high, third), 1));
   __m256i const order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
-  _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_permutevar8x32_epi32(mixed, order));
+  StoreWide(out, _mm256_permutevar8x32_epi32(mixed, order));
 }
 
 /// Eight pixels of three bytes; reads 28 bytes.
@@ -245,9 +243,7 @@ requires(ISA >= Isa::SSSE3) struct VectorRearrange<ISA, uint8_t, 4, 1> {
     if constexpr (ISA >= Isa::AVX2) {
       for (; i + 32 <= count; i += 32) {
         __m256i oct[4];
-        for (int k = 0; k < 4; ++k) {
-          oct[k] = _mm256_loadu_si256(reinterpret_cast<__m256i const*>(in + 4 * i + 32 * k));
-        }
+        for (int k = 0; k < 4; ++k) oct[k] = LoadWide(in + 4 * i + 32 * k);
         StoreAverages<ISA>(out + i, oct);
       }
     }

@@ -5,9 +5,9 @@
 // computed before anything is stored. Rows shorter than a vector are left to the next narrower set.
 #pragma once
 
-#include <immintrin.h>
 #include <string.h>
 
+#include "core/vectors_p.h"
 #include "fill_kernels_p.h"
 
 namespace yk::raster {
@@ -22,12 +22,8 @@ struct Sse2 {
   static constexpr size_t SIZE = 16;
   static KernelSet const& Narrower() noexcept { return SCALAR_KERNELS; }
 
-  static Bytes Load(unsigned char const* at) noexcept {
-    return _mm_loadu_si128(reinterpret_cast<Bytes const*>(at));
-  }
-  static void Store(unsigned char* at, Bytes v) noexcept {
-    _mm_storeu_si128(reinterpret_cast<Bytes*>(at), v);
-  }
+  static Bytes Load(unsigned char const* at) noexcept { return LoadVector(at); }
+  static void Store(unsigned char* at, Bytes v) noexcept { StoreVector(at, v); }
   static Bytes All16(unsigned v) noexcept { return _mm_set1_epi16(static_cast<short>(v)); }
   static Bytes All32(unsigned v) noexcept { return _mm_set1_epi32(static_cast<int>(v)); }
   static Floats All(float v) noexcept { return _mm_set1_ps(v); }
@@ -99,12 +95,8 @@ struct Avx2 {
   static constexpr size_t SIZE = 32;
   static KernelSet const& Narrower() noexcept { return BASE_KERNELS; }
 
-  static Bytes Load(unsigned char const* at) noexcept {
-    return _mm256_loadu_si256(reinterpret_cast<Bytes const*>(at));
-  }
-  static void Store(unsigned char* at, Bytes v) noexcept {
-    _mm256_storeu_si256(reinterpret_cast<Bytes*>(at), v);
-  }
+  static Bytes Load(unsigned char const* at) noexcept { return LoadWide(at); }
+  static void Store(unsigned char* at, Bytes v) noexcept { StoreWide(at, v); }
   static Bytes All16(unsigned v) noexcept { return _mm256_set1_epi16(static_cast<short>(v)); }
   static Bytes All32(unsigned v) noexcept { return _mm256_set1_epi32(static_cast<int>(v)); }
   static Floats All(float v) noexcept { return _mm256_set1_ps(v); }
@@ -153,7 +145,7 @@ struct Avx2 {
   static Bytes SpreadOver4(unsigned char const* coverage) noexcept {
     Bytes const order = _mm256_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3,  //
                                          4, 4, 4, 4, 5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7);
-    __m128i const eight = _mm_loadl_epi64(reinterpret_cast<__m128i const*>(coverage));
+    __m128i const eight = LoadHalf(coverage);
     return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(eight), order);
   }
   static void SpreadOver3(unsigned char const* coverage, Bytes (&out)[3]) noexcept {

@@ -1,10 +1,11 @@
 #include "text_kernels_p.h"
 
-#include <emmintrin.h>
 #include <stdint.h>
 
 #include <algorithm>
 #include <bit>
+
+#include "core/vectors_p.h"
 
 namespace yk::text {
 
@@ -20,9 +21,6 @@ constexpr size_t UNITS = VECTOR / sizeof(wchar_t);
 #else
 #define YK_READS_WHOLE_VECTORS
 #endif
-
-__m128i Load(void const* from) noexcept { return _mm_loadu_si128(static_cast<__m128i const*>(from)); }
-void Store(void* to, __m128i value) noexcept { _mm_storeu_si128(static_cast<__m128i*>(to), value); }
 
 YK_READS_WHOLE_VECTORS __m128i LoadAligned(void const* from) noexcept {
   return _mm_load_si128(static_cast<__m128i const*>(from));
@@ -42,8 +40,8 @@ size_t BeforeVector(Char const* text, size_t most) noexcept {
 }
 
 __m128i Stops(wchar_t const* a, wchar_t const* b) noexcept {
-  __m128i const x = Load(a);
-  return _mm_cmpeq_epi16(_mm_and_si128(_mm_cmpeq_epi16(x, Load(b)), x), _mm_setzero_si128());
+  __m128i const x = LoadVector(a);
+  return _mm_cmpeq_epi16(_mm_and_si128(_mm_cmpeq_epi16(x, LoadVector(b)), x), _mm_setzero_si128());
 }
 
 }  // namespace
@@ -64,14 +62,14 @@ size_t Find(wchar_t const* text, size_t length, wchar_t c) noexcept {
   __m128i const sought = _mm_set1_epi16(static_cast<short>(c));
   size_t i = 0;
   for (; i + 4 * UNITS <= length; i += 4 * UNITS) {
-    __m128i const a = _mm_cmpeq_epi16(Load(text + i), sought);
-    __m128i const b = _mm_cmpeq_epi16(Load(text + i + UNITS), sought);
-    __m128i const d = _mm_cmpeq_epi16(Load(text + i + 2 * UNITS), sought);
-    __m128i const e = _mm_cmpeq_epi16(Load(text + i + 3 * UNITS), sought);
+    __m128i const a = _mm_cmpeq_epi16(LoadVector(text + i), sought);
+    __m128i const b = _mm_cmpeq_epi16(LoadVector(text + i + UNITS), sought);
+    __m128i const d = _mm_cmpeq_epi16(LoadVector(text + i + 2 * UNITS), sought);
+    __m128i const e = _mm_cmpeq_epi16(LoadVector(text + i + 3 * UNITS), sought);
     if (Bits(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(d, e)))) break;
   }
   for (; i + UNITS <= length; i += UNITS) {
-    unsigned const hits = Bits(_mm_cmpeq_epi16(Load(text + i), sought));
+    unsigned const hits = Bits(_mm_cmpeq_epi16(LoadVector(text + i), sought));
     if (hits) return i + FirstUnit(hits);
   }
   return i + scalar::Find(text + i, length - i, c);
@@ -98,9 +96,9 @@ size_t FindText(wchar_t const* text, size_t length, wchar_t const* sought, size_
   __m128i const last = _mm_set1_epi16(static_cast<short>(sought[count - 1]));
   size_t i = 0;
   for (; i + count + UNITS - 1 <= length; i += UNITS) {
-    __m128i const units = Load(text + i);
+    __m128i const units = LoadVector(text + i);
     __m128i const begins = _mm_cmpeq_epi16(units, first);
-    __m128i const ends = _mm_cmpeq_epi16(Load(text + i + count - 1), last);
+    __m128i const ends = _mm_cmpeq_epi16(LoadVector(text + i + count - 1), last);
     unsigned hits = Bits(_mm_and_si128(begins, ends));
     unsigned const zeros = Bits(_mm_cmpeq_epi16(units, _mm_setzero_si128()));
     if (zeros) hits &= (zeros & (0u - zeros)) - 1;
@@ -123,8 +121,8 @@ YK_READS_WHOLE_VECTORS size_t ConvertAscii(signed char const* from, wchar_t* to,
     __m128i const bytes = LoadAligned(from + i);
     if (Bits(_mm_cmpgt_epi8(bytes, zero)) != 0xFFFF) break;
     if (!to) continue;
-    Store(to + i, _mm_unpacklo_epi8(bytes, zero));
-    Store(to + i + UNITS, _mm_unpackhi_epi8(bytes, zero));
+    StoreVector(to + i, _mm_unpacklo_epi8(bytes, zero));
+    StoreVector(to + i + UNITS, _mm_unpackhi_epi8(bytes, zero));
   }
   return i + scalar::ConvertAscii(from + i, to ? to + i : nullptr, most - i);
 }
@@ -139,7 +137,7 @@ YK_READS_WHOLE_VECTORS size_t ConvertAscii(wchar_t const* from, char* to, size_t
     __m128i const units = LoadAligned(from + i);
     __m128i const ascii = _mm_and_si128(_mm_cmpgt_epi16(units, zero), _mm_cmplt_epi16(units, limit));
     if (Bits(ascii) != 0xFFFF) break;
-    if (to) _mm_storel_epi64(reinterpret_cast<__m128i*>(to + i), _mm_packus_epi16(units, units));
+    if (to) StoreHalf(to + i, _mm_packus_epi16(units, units));
   }
   return i + scalar::ConvertAscii(from + i, to ? to + i : nullptr, most - i);
 }
