@@ -4,10 +4,9 @@
 #include <string.h>
 
 #include <algorithm>
-#include <bit>
 
 #include "xml_chars_p.h"
-#include "xml_scan_p.h"
+#include "xml_kernels_p.h"
 
 namespace yk::xml {
 namespace {
@@ -16,46 +15,6 @@ constexpr wchar_t NOT_UTF8[] = L"invalid UTF-8";
 constexpr wchar_t NOT_UTF16[] = L"invalid UTF-16";
 constexpr wchar_t BIG_ENDIAN[] = L"big-endian UTF-16 is not supported";
 constexpr wchar_t BAD_CHARACTER[] = L"invalid character";
-
-}  // namespace
-
-size_t Sink::PutAscii(uint8_t const* bytes, size_t size) noexcept {
-  auto const all = [](char c) { return _mm_set1_epi8(c); };
-  size_t done = 0;
-  for (; IsFree() && done + 16 <= size; done += 16) {
-    __m128i const sixteen = _mm_loadu_si128(reinterpret_cast<__m128i const*>(bytes + done));
-    __m128i const blank =
-        _mm_or_si128(_mm_cmpeq_epi8(sixteen, all('\t')), _mm_cmpeq_epi8(sixteen, all('\n')));
-    __m128i const low = _mm_cmplt_epi8(sixteen, all(' '));  // or from 128 up: as signed, they are negative
-    unsigned const odd = static_cast<unsigned>(_mm_movemask_epi8(_mm_andnot_si128(blank, low)));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(next), _mm_unpacklo_epi8(sixteen, _mm_setzero_si128()));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(next + 8), _mm_unpackhi_epi8(sixteen, _mm_setzero_si128()));
-    size_t const plain = odd ? static_cast<size_t>(std::countr_zero(odd)) : 16;
-    next += plain;
-    if (odd) return done + plain;
-  }
-  return done;
-}
-
-size_t Sink::PutUnits(uint8_t const* bytes, size_t size) noexcept {
-  auto const all = [](unsigned c) { return _mm_set1_epi16(static_cast<short>(c)); };
-  size_t done = 0;
-  for (; IsFree() && done + 16 <= size; done += 16) {
-    __m128i const eight = _mm_loadu_si128(reinterpret_cast<__m128i const*>(bytes + done));
-    __m128i const blank = _mm_or_si128(_mm_cmpeq_epi16(eight, all('\t')), _mm_cmpeq_epi16(eight, all('\n')));
-    // Moved so that the units from a space up to the surrogates are the smallest signed numbers.
-    __m128i const moved = _mm_add_epi16(eight, all(0x8000 - ' '));
-    __m128i const plain = _mm_or_si128(blank, _mm_cmplt_epi16(moved, all(0x8000 + 0xD800 - ' ')));
-    unsigned const odd = static_cast<unsigned>(_mm_movemask_epi8(plain)) ^ 0xFFFF;
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(next), eight);
-    size_t const taken = odd ? static_cast<size_t>(std::countr_zero(odd)) : 16;
-    next += taken / 2;
-    if (odd) return done + taken;
-  }
-  return done;
-}
-
-namespace {
 
 struct Utf8Form {
   uint8_t mask, lead;  // the bits of the lead byte under the mask
@@ -222,8 +181,8 @@ size_t Input::Utf8(uint8_t const* bytes, size_t size, bool last) noexcept {
 size_t Input::Utf16(uint8_t const* bytes, size_t size) noexcept {
   size_t i = 0;
   while (i + 1 < size) {
-    size_t const plain = sink.PutUnits(bytes + i, size - i);
-    i += plain;
+    size_t const plain = sink.PutUnits(bytes + i, (size - i) / 2);
+    i += 2 * plain;
     if (plain > 0) continue;
     if (!sink.Put(static_cast<wchar_t>(bytes[i] | bytes[i + 1] << 8))) return Stop(BAD_CHARACTER);
     i += 2;

@@ -6,6 +6,7 @@
 
 #include "core/buffer_p.h"
 #include "xml_chars_p.h"
+#include "xml_kernels_p.h"
 
 namespace yk {
 
@@ -28,14 +29,14 @@ struct Place {
 /// Accepts 16-bit units, converts line ends to LF, and rejects what XML does not allow.
 class Sink {
  public:
-  /// Where to continue writing, with room for all units that come next, and for INPUT_PAD more.
+  /// Where to continue writing, with room for all units that come next.
   void ContinueAt(wchar_t* place) noexcept { next = place; }
   wchar_t* Next() const noexcept { return next; }
 
-  /// Puts the characters of 7 bits at the start that are written as they are. \return how many
-  size_t PutAscii(uint8_t const* bytes, size_t size) noexcept;
-  /// The same for units of 16 bits.
-  size_t PutUnits(uint8_t const* bytes, size_t size) noexcept;
+  /// Puts the leading characters of 7 bits that are taken as they are. \return how many
+  size_t PutAscii(uint8_t const* bytes, size_t count) noexcept { return PutPlain<TakeAscii>(bytes, count); }
+  /// The same for units of two bytes.
+  size_t PutUnits(uint8_t const* bytes, size_t count) noexcept { return PutPlain<TakeUnits>(bytes, count); }
 
   bool Put(wchar_t unit) noexcept {
     bool const afterReturn = inReturn;
@@ -62,8 +63,13 @@ class Sink {
   bool IsWhole() const noexcept { return !inPair; }
 
  private:
-  /// Whether the next unit can be taken as it is.
-  bool IsFree() const noexcept { return !inReturn && !inPair; }
+  template <auto TAKE>
+  size_t PutPlain(uint8_t const* bytes, size_t count) noexcept {
+    if (inReturn || inPair) return 0;  // what comes next depends on the last unit
+    size_t const taken = TAKE(bytes, count, next);
+    next += taken;
+    return taken;
+  }
 
   wchar_t* next = nullptr;
   bool inReturn = false;

@@ -9,7 +9,7 @@
 #include "core/error_p.h"
 #include "xml_chars_p.h"
 #include "xml_input_p.h"
-#include "xml_scan_p.h"
+#include "xml_kernels_p.h"
 #include "xml_text_p.h"
 #include "xml_tree_p.h"
 

@@ -1,4 +1,3 @@
-#include <emmintrin.h>
 #include <qecore/io/stream.h>
 #include <qecore/values/str.h>
 #include <string.h>
@@ -10,6 +9,7 @@
 #include <string_view>
 
 #include "core/error_p.h"
+#include "xml_kernels_p.h"
 #include "xml_tree_p.h"
 
 namespace yk::xml {
@@ -32,78 +32,23 @@ constexpr EscapeRow ESCAPE_ROWS[] = {
 constexpr unsigned ESCAPE_LIMIT = 64;  // characters from here on are never escaped
 
 struct EscapeTable {
-  bool special[ESCAPE_LIMIT] = {};
   string_view text[ESCAPE_LIMIT];  // of a special character; an empty one drops it
 };
 
 constexpr EscapeTable ESCAPES = [] {
   EscapeTable table;
-  for (unsigned c = 0; c < 32; ++c) table.special[c] = true;
-  for (EscapeRow const& row : ESCAPE_ROWS) {
-    table.special[row.character] = true;
-    table.text[row.character] = row.text;
-  }
+  for (EscapeRow const& row : ESCAPE_ROWS) table.text[row.character] = row.text;
   return table;
 }();
 
-constexpr bool IsSpecial(wchar_t c) noexcept { return c < ESCAPE_LIMIT && ESCAPES.special[c]; }
-
-// ---- units that are written as they are, eight at a time
-
-constexpr size_t LANES = 8;
-static_assert(('&' | 1) == '\'' && ('<' | 2) == '>');  // a comparison finds two of the characters to escape
-
-/// UTF-8: units below 128 except zero, and except those to escape if the text is ESCAPED.
-template <bool ESCAPED>
-struct Plain8 {
-  static bool Is(wchar_t c) noexcept { return c != 0 && c < 0x80 && !(ESCAPED && IsSpecial(c)); }
-
-  /// Writes eight. \return a bit for each that is not plain
-  static unsigned Put(__m128i units, char* to) noexcept {
-    auto const all = [](char c) { return _mm_set1_epi8(c); };
-    __m128i const bytes = _mm_packus_epi16(units, units);  // larger units become negative, or zero
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(to), bytes);
-    __m128i odd = _mm_cmplt_epi8(bytes, all(ESCAPED ? 32 : 1));
-    if constexpr (ESCAPED) {
-      __m128i const ampersands = _mm_cmpeq_epi8(_mm_or_si128(bytes, all(1)), all('\''));
-      __m128i const brackets = _mm_cmpeq_epi8(_mm_or_si128(bytes, all(2)), all('>'));
-      odd = _mm_or_si128(odd, _mm_cmpeq_epi8(bytes, all('"')));
-      odd = _mm_or_si128(odd, _mm_or_si128(ampersands, brackets));
-    }
-    return static_cast<unsigned>(_mm_movemask_epi8(odd)) & 0xFF;
+constexpr bool EverySpecialHasARow() noexcept {
+  for (unsigned c = 0; c < 0x10000; ++c) {
+    bool const hasRow = c < ESCAPE_LIMIT && (c < 32 || !ESCAPES.text[c].empty());
+    if (IsSpecial(static_cast<wchar_t>(c)) != hasRow) return false;
   }
-};
-
-/// UTF-16: all units, except those to escape if the text is ESCAPED.
-template <bool ESCAPED>
-struct Plain16 {
-  static bool Is(wchar_t c) noexcept { return !(ESCAPED && IsSpecial(c)); }
-
-  static unsigned Put(__m128i units, wchar_t* to) noexcept {
-    auto const all = [](short c) { return _mm_set1_epi16(c); };
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), units);
-    if constexpr (!ESCAPED) return 0;
-    __m128i const ampersands = _mm_cmpeq_epi16(_mm_or_si128(units, all(1)), all('\''));
-    __m128i const brackets = _mm_cmpeq_epi16(_mm_or_si128(units, all(2)), all('>'));
-    __m128i odd = _mm_cmpeq_epi16(_mm_subs_epu16(units, all(31)), _mm_setzero_si128());
-    odd = _mm_or_si128(odd, _mm_cmpeq_epi16(units, all('"')));
-    odd = _mm_or_si128(odd, _mm_or_si128(ampersands, brackets));
-    return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(odd, odd))) & 0xFF;
-  }
-};
-
-/// Copies the units before the first that is not plain, of which `readable` can be read, and may write up to
-/// LANES more. \return how many there are
-template <class Plain, class Unit>
-size_t CopyPlain(wchar_t const* from, size_t count, size_t readable, Unit* to) noexcept {
-  size_t i = 0;
-  for (; i < count && i + LANES <= readable; i += LANES) {
-    unsigned const odd = Plain::Put(_mm_loadu_si128(reinterpret_cast<__m128i const*>(from + i)), to + i);
-    if (odd) return std::min(count, i + static_cast<size_t>(std::countr_zero(odd)));
-  }
-  for (; i < count && Plain::Is(from[i]); ++i) to[i] = static_cast<Unit>(from[i]);
-  return std::min(i, count);
+  return true;
 }
+static_assert(EverySpecialHasARow());
 
 // ---- output
 
@@ -119,8 +64,6 @@ class Writer {
 
  private:
   static constexpr bool IS_UTF8 = sizeof(Unit) == 1;
-  template <bool ESCAPED>
-  using Plain = std::conditional_t<IS_UTF8, Plain8<ESCAPED>, Plain16<ESCAPED>>;
 
   void Tree(XmlNode const& top) noexcept;
   bool Begin(XmlNode const& node) noexcept;
@@ -247,7 +190,7 @@ void Writer<Unit>::Text(String const& text) noexcept {
   while (left > 0) {
     NeedRoom(1);
     size_t const count = std::min(left, SIZE - used);
-    size_t done = CopyPlain<Plain<ESCAPED>>(from, count, readable, buffer + used);
+    size_t done = CopyPlain<ESCAPED>(from, count, readable, buffer + used);
     used += static_cast<unsigned>(done);
     if (done < count) done += Odd(from + done, left - done);
     from += done;
