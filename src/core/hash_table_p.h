@@ -1,106 +1,121 @@
 // Finds items by a hash of what they are looked up by.
 #pragma once
 
-#include <stddef.h>
-#include <stdint.h>
-#include <stdlib.h>
+#include <bit>
 
-#include <utility>
+#include "buffer_p.h"
 
 namespace yk {
 
-/// Pointers with their hashes, which it does not own. Of several items that match, the one added first is
-/// found. Functions that return bool return false, with nothing changed, when there is no memory.
+/// Items with their hashes: pointers, which it does not own, or numbers other than 0. Of several items that
+/// match, the one added first is found. Linear probing, at most half full. Functions that return bool return
+/// false, with nothing changed, when there is no memory.
+template <class Item>
 class HashTable {
  public:
-  HashTable() noexcept = default;
-  ~HashTable() { free(slots); }
-  HashTable(HashTable const&) = delete;
-  HashTable& operator=(HashTable const&) = delete;
+  /// Makes room for more items, so that adding them succeeds.
+  bool Reserve(size_t more = 1) noexcept {
+    return 2 * (count + more) <= slots.Count() || Grow(2 * (count + more));
+  }
 
-  /// Makes room for one more item, so that the next Add succeeds.
-  bool Reserve() noexcept { return 2 * (count + 1) <= size || Grow(); }
-
-  bool Add(uint32_t hash, void* item) noexcept {
+  bool Add(uint32_t hash, Item item) noexcept {
     if (!Reserve()) return false;
     slots[FreeSlot(hash)] = {item, hash};
     ++count;
     return true;
   }
 
-  /// The first item with this hash for which `matches(item)` is true, or null.
-  template <class Matches>
-  void* Find(uint32_t hash, Matches matches) const noexcept {
-    if (count == 0) return nullptr;
-    for (size_t i = Start(hash); slots[i].item; i = After(i)) {
-      if (slots[i].hash == hash && matches(slots[i].item)) return slots[i].item;
+  /// Adds an item that equals none. False also when one does: `equals(item)`, or when `most` others are in
+  /// its way, as only those that are chosen to collide are.
+  template <class Equals>
+  bool AddNew(uint32_t hash, Item item, size_t most, Equals equals) noexcept {
+    if (!Reserve()) return false;
+    size_t i = Start(hash);
+    for (size_t passed = 0; slots[i].item; i = After(i)) {
+      if (++passed > most || (slots[i].hash == hash && equals(slots[i].item))) return false;
     }
-    return nullptr;
+    slots[i] = {item, hash};
+    ++count;
+    return true;
+  }
+
+  /// The first item with this hash for which `matches(item)` is true; null or 0 when there is none.
+  template <class Matches>
+  Item Find(uint32_t hash, Matches matches) const noexcept {
+    if (count == 0) return {};
+    Slot const* const all = slots.begin();
+    size_t i = Start(hash);
+    while (all[i].item && !(all[i].hash == hash && matches(all[i].item))) i = After(i);
+    return all[i].item;
   }
 
   /// Removes an item, if it is there, even if its hash has changed since.
-  void Remove(uint32_t hash, void const* item) noexcept {
+  void Remove(uint32_t hash, Item item) noexcept {
     if (count == 0) return;
     size_t i = Start(hash);
     while (slots[i].item && slots[i].item != item) i = After(i);
     if (!slots[i].item) i = Scan(item);
-    if (i < size) Free(i);
+    if (i < slots.Count()) Free(i);
   }
 
  private:
+  static_assert(sizeof(Item) <= sizeof(void*));
+
   struct Slot {
-    void* item;  // null: free
-    uint32_t hash;
+    Item item = {};  // null or 0: free
+    uint32_t hash = 0;
   };
 
-  size_t Start(uint32_t hash) const noexcept { return (hash * 0x9E3779B1u >> 7) & (size - 1); }
-  size_t After(size_t i) const noexcept { return (i + 1) & (size - 1); }
+  static constexpr size_t FIRST = 32, MOST = size_t{1} << 32;  // slots
 
-  size_t FreeSlot(uint32_t hash) const noexcept {
+  // The upper bits of a product depend on all those of the hash.
+  size_t Start(uint32_t hash) const noexcept { return hash * 0x9E3779B1u >> shift; }
+  size_t After(size_t i) const noexcept { return (i + 1) & (slots.Count() - 1); }
+
+  size_t FreeSlot(uint32_t hash) noexcept {
     size_t i = Start(hash);
     while (slots[i].item) i = After(i);
     return i;
   }
 
-  size_t Scan(void const* item) const noexcept {
+  size_t Scan(Item item) noexcept {
     size_t i = 0;
-    while (i < size && slots[i].item != item) ++i;
+    while (i < slots.Count() && slots[i].item != item) ++i;
     return i;
   }
 
   // Moves those after the slot up that are not where they should be, so that a search still finds them.
   void Free(size_t i) noexcept {
-    size_t const mask = size - 1;
+    size_t const mask = slots.Count() - 1;
     for (size_t from = After(i); slots[from].item; from = After(from)) {
       if (((from - Start(slots[from].hash)) & mask) < ((from - i) & mask)) continue;
       slots[i] = slots[from];
       i = from;
     }
-    slots[i].item = nullptr;
+    slots[i].item = {};
     --count;
   }
 
-  // Items with one hash keep their order: they are moved from a free slot on, so that no
-  // probe sequence is split.
-  bool Grow() noexcept {
-    constexpr size_t FIRST = 32;
+  // Items with one hash keep their order: they are moved from a free slot on, so that no probe sequence is
+  // split.
+  bool Grow(size_t wanted) noexcept {
     HashTable larger;
-    larger.size = size ? 2 * size : FIRST;
-    larger.slots = static_cast<Slot*>(calloc(larger.size, sizeof(Slot)));
-    if (!larger.slots) return false;
+    if (wanted > MOST || !larger.slots.Fill(std::bit_ceil(std::max(wanted, FIRST)), {})) return false;
+    larger.shift = 32 - std::countr_zero(larger.slots.Count());
+    size_t const size = slots.Count();
     size_t free = 0;
     while (free < size && slots[free].item) ++free;
     for (size_t i = 0; i < size; ++i) {
       Slot const& slot = slots[(free + i) & (size - 1)];
       if (slot.item) larger.slots[larger.FreeSlot(slot.hash)] = slot;
     }
-    std::swap(slots, larger.slots);
-    std::swap(size, larger.size);
+    slots.Swap(larger.slots);
+    shift = larger.shift;
     return true;
   }
 
-  Slot* slots = nullptr;
-  size_t size = 0;  // a power of two, at least twice the number of items
+  Buffer<Slot> slots;  // none, or a power of two of them
+  int shift = 0;
   size_t count = 0;
 };
 

@@ -31,12 +31,12 @@ class RecordedValues {
 
   /// The item among those noted that records a property; null when there is none.
   ykUndoItem* Find(Unknown const* object, unsigned key) noexcept {
-    auto const is = [&](void* number) {
-      Value const& value = values[NumberOf(number)];
+    auto const is = [&](size_t number) {
+      Value const& value = values[number - 1];
       return value.object == object && value.key == key;
     };
-    void* const number = table.Find(HashOf(object, key), is);
-    return number ? values[NumberOf(number)].item : nullptr;
+    size_t const number = table.Find(HashOf(object, key), is);
+    return number ? values[number - 1].item : nullptr;
   }
 
   /// The item after those noted.
@@ -49,20 +49,18 @@ class RecordedValues {
   void Note(Value const& value) noexcept {
     if (value.object) {
       if (!table.Reserve() || !values.Append(value)) return;
-      table.Add(HashOf(value.object, value.key), reinterpret_cast<void*>(values.Count()));
+      table.Add(HashOf(value.object, value.key), values.Count());
     }
     last = value.item;
   }
 
  private:
-  // The table holds numbers from 1 up instead of pointers, since values move.
-  static size_t NumberOf(void* number) noexcept { return reinterpret_cast<uintptr_t>(number) - 1; }
   static uint32_t HashOf(Unknown const* object, unsigned key) noexcept {
     return MixHash(reinterpret_cast<uintptr_t>(object), key);
   }
 
   Buffer<Value> values;
-  HashTable table;
+  HashTable<size_t> table;  // numbers from 1 up, since values move
   ykUndoItem* last = nullptr;
 };
 

@@ -62,7 +62,7 @@ class IndexedArray final : public Destroys<IndexedArray, Array> {
   ~IndexedArray() = default;
 
   Hash hashOf;
-  HashTable index;  // of the first elements
+  HashTable<void*> index;  // of the first elements
   int indexed = 0;
 };
 
