@@ -149,10 +149,8 @@ bool IDC::IsTypeOf(Guid const& id) noexcept { return id == Id() || Unknown::IsTy
 HRESULT IDC::Attach(HDC dc, Image2d* image) noexcept {
   constexpr char OPERATION[] = "IDC::Attach";
   if (!dc || !image) return FailNull(OPERATION, dc ? L"image" : L"dc");
-  if (image->format != IMG_BGR24 && image->format != IMG_BGRA32) {
-    return Fail(E_INVALIDARG, OPERATION, L"the image is %S, not bgr24 or bgra32",
-                img::GetFacts(image->format).name);
-  }
+  img::FormatFacts const& facts = img::GetFacts(image->format);
+  if (!facts.drawn) return Fail(E_INVALIDARG, OPERATION, L"the image is %S, not bgr24 or bgra32", facts.name);
   if (OwnsSurface(*this)) foreignDC = Belongings(*this).Spare(dc);
   mode = MODE_PAINT;
   width = image->width;
@@ -163,7 +161,7 @@ HRESULT IDC::Attach(HDC dc, Image2d* image) noexcept {
   originX = originY = 0;
   bytesPerPixel = image->bytesPerPixel;
   memoryDC = dc;
-  hasAlpha = image->format == IMG_BGRA32;
+  hasAlpha = img::HasAlpha(image->format);
   return S_OK;
 }
 

@@ -15,7 +15,7 @@ __m128i PairSums(__m128i bytes) noexcept {
   return _mm_add_epi16(_mm_and_si128(bytes, _mm_set1_epi16(0xFF)), _mm_srli_epi16(bytes, 8));
 }
 
-void HalveGray(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size_t pixels) noexcept {
+void HalveGrey(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size_t pixels) noexcept {
   size_t i = 0;
   for (; i + 8 <= pixels; i += 8) {
     __m128i const sums =
@@ -45,6 +45,6 @@ void HalveColour(uint8_t const* upper, uint8_t const* lower, uint8_t* target, si
 
 }  // namespace
 
-HalveKernels const HALVE_BASE = {HalveGray, HalveColour};
+HalveKernels const HALVE_BASE = {HalveGrey, HalveColour};
 
 }  // namespace yk::img

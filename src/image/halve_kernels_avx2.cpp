@@ -12,14 +12,14 @@ __m256i MeansOfPairs(__m256i upper, __m256i lower) noexcept {
       _mm256_add_epi16(_mm256_maddubs_epi16(upper, one), _mm256_maddubs_epi16(lower, one)), 2);
 }
 
-void HalveGray(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size_t pixels) noexcept {
+void HalveGrey(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size_t pixels) noexcept {
   size_t i = 0;
   for (; i + 32 <= pixels; i += 32) {
     __m256i const low = MeansOfPairs(LoadWide(upper + 2 * i), LoadWide(lower + 2 * i));
     __m256i const high = MeansOfPairs(LoadWide(upper + 2 * i + 32), LoadWide(lower + 2 * i + 32));
     StoreWide(target + i, _mm256_permute4x64_epi64(_mm256_packus_epi16(low, high), 0xD8));
   }
-  HALVE_BASE.gray(upper + 2 * i, lower + 2 * i, target + i, pixels - i);
+  HALVE_BASE.grey(upper + 2 * i, lower + 2 * i, target + i, pixels - i);
 }
 
 /// Four pixels of three bytes at `at` and four at `at` + 24, two by two: channel by channel, then zeros.
@@ -44,6 +44,6 @@ void HalveColour(uint8_t const* upper, uint8_t const* lower, uint8_t* target, si
 
 }  // namespace
 
-HalveKernels const HALVE_AVX2 = {HalveGray, HalveColour};
+HalveKernels const HALVE_AVX2 = {HalveGrey, HalveColour};
 
 }  // namespace yk::img

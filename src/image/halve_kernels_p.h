@@ -11,7 +11,7 @@ using HalveFunction = void (*)(uint8_t const* upper, uint8_t const* lower, uint8
                                size_t pixels) noexcept;
 
 struct HalveKernels {
-  HalveFunction gray;
+  HalveFunction grey;
   HalveFunction colour;  ///< three bytes
 };
 

@@ -42,7 +42,7 @@ HRESULT CopyPixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexc
 
 HRESULT HalvePixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
   img::HalveKernels const& kernels = img::BestKernels().halve;
-  img::HalveFunction const halve = target.bytesPerPixel == 3 ? kernels.colour : kernels.gray;
+  img::HalveFunction const halve = img::GetFacts(target.format).channels == 1 ? kernels.grey : kernels.colour;
   RowTable from(source);
   RowTable to(target);
   unsigned const threads = ThreadsForRows(SizeOf(source), from, to);
@@ -192,11 +192,10 @@ class Resampling {
   void ChooseRows() noexcept {
     img::ResampleKernels const& kernels = img::BestKernels().resample;
     size_t const index = img::ResampleKernels::IndexOf(channels);
-    IMG_FORMAT const format = source.format == IMG_PAL8 ? IMG_BGRA32 : source.format;
-    bool const hasBytes = img::GetFacts(format).channelBits == 8;
+    IMG_FORMAT const format = img::GetFacts(source.format).summed;
     bool const shrinks = target.width < source.width && target.height <= source.height;
     bool const fits = channels != 1 || table.columns.span <= img::MAX_SPAN_OF_BYTES;
-    bool const asBytes = kernels.bytes[index] && hasBytes && shrinks && fits;
+    bool const asBytes = kernels.bytes[index] && format != IMG_NONE && shrinks && fits;
     rowFormat = asBytes ? format : middle;
     add = asBytes ? kernels.bytes[index] : kernels.floats[index];
   }
@@ -330,8 +329,8 @@ HRESULT Resample(Image2d& source, Image2d& target, ProgressMeter& meter) noexcep
   if (source.width == target.width && source.height == target.height)
     return CopyPixels(source, target, meter);
   bool const half = source.width == int64_t{2} * target.width && source.height == int64_t{2} * target.height;
-  bool const averagesBytes = source.format == IMG_BGR24 || source.format == IMG_GRAY8;
-  if (half && averagesBytes && source.format == target.format) return HalvePixels(source, target, meter);
+  bool const halved = img::GetFacts(source.format).halved && source.format == target.format;
+  if (half && halved) return HalvePixels(source, target, meter);
   return AverageAreas(source, target, meter);
 }
 

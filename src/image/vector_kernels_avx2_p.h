@@ -263,11 +263,11 @@ __m256i TableOf(IMG_PALENTRY const* palette, Function channel) noexcept {
 template <>
 struct VectorLookUp<Isa::AVX2, 1, 1> {
   static size_t Run(uint8_t const* in, uint8_t* out, size_t count, IMG_PALENTRY const* palette) noexcept {
-    __m256i const gray =
+    __m256i const grey =
         TableOf<1>(palette, [](IMG_PALENTRY const& e) { return Average(e.blue, e.green, e.red); });
     size_t i = 0;
     for (; i + 32 <= count; i += 32)
-      StoreWide(out + i, _mm256_shuffle_epi8(gray, LoadIndices<1>(in + i / 8)));
+      StoreWide(out + i, _mm256_shuffle_epi8(grey, LoadIndices<1>(in + i / 8)));
     return i;
   }
 };

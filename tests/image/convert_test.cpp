@@ -54,7 +54,7 @@ Pixel Load(IMG_FORMAT format, unsigned char const* in, size_t i, IMG_PALENTRY co
   return pixel;
 }
 
-uint8_t Gray(IMG_FORMAT source, Pixel const& pixel) {
+uint8_t Grey(IMG_FORMAT source, Pixel const& pixel) {
   auto const [b, g, r, a] = pixel.real;
   if (source == IMG_GRAYF) return b >= 1.0f ? 255 : b <= 0.0f ? 0 : uint8_t(TruncateToInt(b * 255.0f));
   if (IsFloat(source)) return ToByte(((b + g) + r) / 3.0f);
@@ -62,7 +62,7 @@ uint8_t Gray(IMG_FORMAT source, Pixel const& pixel) {
 }
 
 void Append(Bytes& out, IMG_FORMAT source, IMG_FORMAT target, Pixel const& pixel) {
-  if (target == IMG_GRAY8) return out.push_back(Gray(source, pixel));
+  if (target == IMG_GRAY8) return out.push_back(Grey(source, pixel));
   for (size_t i = 0; i < img::GetFacts(target).channels; ++i) {
     size_t const c = source == IMG_PAL8 && target == IMG_GRAYF ? 3 : i;  // the alpha (contract)
     auto const bytes = std::bit_cast<std::array<uint8_t, 4>>(pixel.real[c]);

@@ -121,7 +121,7 @@ TEST(HalveKernels, AverageTwoByTwo) {
       for (img::HalveKernels const* set :
            {&img::HALVE_BASE, HasAvx2() ? &img::HALVE_AVX2 : &img::HALVE_BASE}) {
         uint8_t* const out = target.Last(n * width);
-        (n == 1 ? set->gray : set->colour)(a, b, out, width);
+        (n == 1 ? set->grey : set->colour)(a, b, out, width);
         for (size_t i = 0; i < n * width; ++i) {
           size_t const at = i / n * 2 * n + i % n;
           ASSERT_EQ(out[i], (a[at] + a[at + n] + b[at] + b[at + n]) >> 2) << width << " of " << n;

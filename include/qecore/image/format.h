@@ -72,33 +72,35 @@ struct FormatFacts {
   uint8_t channelBits;      ///< of each channel
   IMG_FORMAT averaged;      ///< the float format that resampling sums in; IMG_NONE: not resampled
   uint16_t paletteEntries;  ///< 2, 16, 256; 0 for a format without a palette
+  IMG_FORMAT summed;        ///< of the bytes that shrinking may sum instead; IMG_NONE: it has none
+  bool halved;              ///< halving averages its bytes, truncating
+  bool drawn;               ///< a device context can draw on it
   bool dib;                 ///< stored in a GDI bitmap section unless the heap is requested
   char const* name;         ///< lower case, for display and input: "bgr24"
 };
 
 // clang-format off
-/// Indexed by format.
+/// Indexed by format, with the fields in their order.
 inline constexpr FormatFacts FORMATS[LAST_FORMAT + 1] = {
-    // format     bits  bytes  kind                  channels, bits  averaged    palette  dib     name
-    {IMG_NONE,    0,    0,     ChannelKind::NONE,     0,       0,    IMG_NONE,   0,       false,  "none"},
-    {IMG_GRAY8,   8,    1,     ChannelKind::UNSIGNED, 1,       8,    IMG_GRAYF,  0,       true,   "gray8"},
-    {IMG_PAL8,    8,    1,     ChannelKind::INDEX,    0,       0,    IMG_BGRAF,  256,     false,  "pal8"},
-    {IMG_BGR24,   24,   3,     ChannelKind::UNSIGNED, 3,       8,    IMG_BGRF,   0,       true,   "bgr24"},
-    {IMG_BGRA32,  32,   4,     ChannelKind::UNSIGNED, 4,       8,    IMG_BGRAF,  0,       true,   "bgra32"},
-    {IMG_NONE,    0,    0,     ChannelKind::NONE,     0,       0,    IMG_NONE,   0,       false,  "none"},
-    {IMG_NONE,    0,    0,     ChannelKind::NONE,     0,       0,    IMG_NONE,   0,       false,  "none"},
-    {IMG_GRAY16,  16,   2,     ChannelKind::UNSIGNED, 1,       16,   IMG_NONE,   0,       false,  "gray16"},
-    {IMG_BGR48,   48,   6,     ChannelKind::UNSIGNED, 3,       16,   IMG_BGRF,   0,       false,  "bgr48"},
-    {IMG_BGRA64,  64,   8,     ChannelKind::UNSIGNED, 4,       16,   IMG_BGRAF,  0,       false,  "bgra64"},
-    {IMG_NONE,    0,    0,     ChannelKind::NONE,     0,       0,    IMG_NONE,   0,       false,  "none"},
-    {IMG_NONE,    0,    0,     ChannelKind::NONE,     0,       0,    IMG_NONE,   0,       false,  "none"},
-    {IMG_GRAYF,   32,   4,     ChannelKind::FLOAT,    1,       32,   IMG_GRAYF,  0,       false,  "grayf"},
-    {IMG_BGRF,    96,   12,    ChannelKind::FLOAT,    3,       32,   IMG_BGRF,   0,       false,  "bgrf"},
-    {IMG_BGRAF,   128,  16,    ChannelKind::FLOAT,    4,       32,   IMG_BGRAF,  0,       false,  "bgraf"},
-    {IMG_MONO32,  32,   4,     ChannelKind::NONE,     0,       0,    IMG_NONE,   0,       false,  "mono32"},
-    {IMG_PAL1,    1,    0,     ChannelKind::INDEX,    0,       0,    IMG_NONE,   2,       false,  "pal1"},
-    {IMG_PAL4,    4,    0,     ChannelKind::INDEX,    0,       0,    IMG_NONE,   16,      false,  "pal4"},
-    {IMG_RGB555,  16,   2,     ChannelKind::UNSIGNED, 3,       5,    IMG_NONE,   0,       false,  "rgb555"},
+    {IMG_NONE,   0,   0,  ChannelKind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "none"},
+    {IMG_GRAY8,  8,   1,  ChannelKind::UNSIGNED, 1, 8,  IMG_GRAYF, 0,   IMG_GRAY8,  true,   false, true,  "gray8"},
+    {IMG_PAL8,   8,   1,  ChannelKind::INDEX,    0, 0,  IMG_BGRAF, 256, IMG_BGRA32, false,  false, false, "pal8"},
+    {IMG_BGR24,  24,  3,  ChannelKind::UNSIGNED, 3, 8,  IMG_BGRF,  0,   IMG_BGR24,  true,   true,  true,  "bgr24"},
+    {IMG_BGRA32, 32,  4,  ChannelKind::UNSIGNED, 4, 8,  IMG_BGRAF, 0,   IMG_BGRA32, false,  true,  true,  "bgra32"},
+    {IMG_NONE,   0,   0,  ChannelKind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "none"},
+    {IMG_NONE,   0,   0,  ChannelKind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "none"},
+    {IMG_GRAY16, 16,  2,  ChannelKind::UNSIGNED, 1, 16, IMG_NONE,  0,   IMG_NONE,   false,  false, false, "gray16"},
+    {IMG_BGR48,  48,  6,  ChannelKind::UNSIGNED, 3, 16, IMG_BGRF,  0,   IMG_NONE,   false,  false, false, "bgr48"},
+    {IMG_BGRA64, 64,  8,  ChannelKind::UNSIGNED, 4, 16, IMG_BGRAF, 0,   IMG_NONE,   false,  false, false, "bgra64"},
+    {IMG_NONE,   0,   0,  ChannelKind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "none"},
+    {IMG_NONE,   0,   0,  ChannelKind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "none"},
+    {IMG_GRAYF,  32,  4,  ChannelKind::FLOAT,    1, 32, IMG_GRAYF, 0,   IMG_NONE,   false,  false, false, "grayf"},
+    {IMG_BGRF,   96,  12, ChannelKind::FLOAT,    3, 32, IMG_BGRF,  0,   IMG_NONE,   false,  false, false, "bgrf"},
+    {IMG_BGRAF,  128, 16, ChannelKind::FLOAT,    4, 32, IMG_BGRAF, 0,   IMG_NONE,   false,  false, false, "bgraf"},
+    {IMG_MONO32, 32,  4,  ChannelKind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "mono32"},
+    {IMG_PAL1,   1,   0,  ChannelKind::INDEX,    0, 0,  IMG_NONE,  2,   IMG_NONE,   false,  false, false, "pal1"},
+    {IMG_PAL4,   4,   0,  ChannelKind::INDEX,    0, 0,  IMG_NONE,  16,  IMG_NONE,   false,  false, false, "pal4"},
+    {IMG_RGB555, 16,  2,  ChannelKind::UNSIGNED, 3, 5,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "rgb555"},
 };
 // clang-format on
 
@@ -130,6 +132,13 @@ constexpr bool ChannelsFill(FormatFacts const& row) noexcept {
   return row.channels == 0 ? row.channelBits == 0 : rest >= 0 && rest < row.channelBits;
 }
 
+/// The bytes that are summed have the channels of the averaged format.
+constexpr bool CanSumBytes(FormatFacts const& row) noexcept {
+  FormatFacts const& summed = GetFacts(row.summed);
+  return summed.format == IMG_NONE ||
+         (summed.channelBits == 8 && summed.channels == GetFacts(row.averaged).channels);
+}
+
 /// The averaged format has floats for the pixel's own channels or, for a palette, for colour and alpha.
 constexpr bool CanHoldAverages(FormatFacts const& row) noexcept {
   FormatFacts const& averaged = GetFacts(row.averaged);
@@ -145,7 +154,7 @@ constexpr bool RowsMatchTheirNumbers() noexcept {
     if (row.bytes != row.bits / 8) return false;
     if ((row.kind == ChannelKind::INDEX) != (row.paletteEntries != 0)) return false;
     if (row.paletteEntries && row.paletteEntries != 1 << row.bits) return false;
-    if (!ChannelsFill(row) || !CanHoldAverages(row)) return false;
+    if (!ChannelsFill(row) || !CanHoldAverages(row) || !CanSumBytes(row)) return false;
   }
   return true;
 }
