@@ -31,8 +31,8 @@ XmlAttribute* AttributeIndex::Find(wchar_t const* name) const noexcept {
 
 bool AttributeIndex::Add(XmlAttribute& attribute) noexcept {
   String const& name = attribute.Name();
-  auto const isTwin = [&](XmlAttribute* one) { return one->Name() == name; };
-  return table.AddNew(Hash(name.c_str()), &attribute, MOST_PROBES, isTwin);
+  auto const isSame = [&](XmlAttribute* one) { return one->Name() == name; };
+  return table.AddNew(Hash(name.c_str()), &attribute, MOST_PROBES, isSame);
 }
 
 void AttributeIndex::Remove(XmlAttribute& attribute) noexcept {

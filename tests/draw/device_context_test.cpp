@@ -87,15 +87,16 @@ TEST(DeviceContext, MakesAndKeepsItsSurface) {
   ExpectEach(E_FAIL, {dc->Create(INT_MAX, INT_MAX), dc->Clear(WHITE)});
 }
 
-TEST(DeviceContext, SaysWhyItPaintsNothing) {
-  auto const colour = [](int, int, void*) { return WHITE; };
-  auto const pixel = [](unsigned char*, unsigned char const*, void*) {};
-  Ref<Image2d> const owner = NewImage(IMG_BGR24, 2, 2), empty = Own(Image2d::Create());
-  Image2d* const image = owner.get();
-  point2df const points[] = {{0, 0}, {8, 0}, {0, 8}}, &a = points[0], &b = points[1];
-  POINT const corners[] = {{0, 0}, {8, 0}, {0, 8}, {INT_MIN, 0}, {0, INT_MAX}, {INT_MIN, INT_MAX}};
-  xrect2d r(0, 0, 8, 8), outside(20, 0, 40, 20);
-  rect2d const oval = {0, 0, 8, 8};
+// What the next two tests pass.
+static point2df const TRIANGLE[] = {{0, 0}, {8, 0}, {0, 8}}, &A = TRIANGLE[0], &B = TRIANGLE[1];
+static POINT const EXTREMES[] = {{0, 0}, {8, 0}, {0, 8}, {INT_MIN, 0}, {0, INT_MAX}, {INT_MIN, INT_MAX}};
+static rect2d const OVAL = {0, 0, 8, 8};
+static unsigned White(int, int, void*) { return WHITE; }
+static void KeepPixel(unsigned char*, unsigned char const*, void*) {}
+
+TEST(DeviceContext, PaintsNothingWhereNothingIs) {
+  Ref<Image2d> const image = NewImage(IMG_BGR24, 2, 2);
+  xrect2d r(0, 0, 8, 8);
   IADJUSTMENT table;
   unsigned char bits[64] = {};
   Ref<IDC> dc;
@@ -109,40 +110,46 @@ TEST(DeviceContext, SaysWhyItPaintsNothing) {
     }
     dc->SetClip(i < 3 ? xrect2d(0, 0, INT_MAX, INT_MAX) : i < 4 ? xrect2d(2, 5, 9, 5) : xrect2d(5, 2, 5, 9));
     SCOPED_TRACE(i);
-    ExpectEach(S_FALSE, {dc->FillRect(r), dc->FillRect(r, colour, nullptr), dc->FillGradientV(r, 1, 2),
-                         dc->FillGradientH(r, 1, 2), dc->FrameBevel(r, 1, 2, 1), dc->FillEllipse(oval),
-                         dc->DrawImage(image, 0, 0, nullptr, pixel, nullptr), dc->DrawLine(a, b),
-                         dc->DrawPolyline(points, 3, true), dc->FillPolygon(points, 3, 0),
-                         dc->DrawPolygon(corners, 3, ~0u, ~0u, 1), dc->DrawText(L"x", 1, &r, 0),
+    ExpectEach(S_FALSE, {dc->FillRect(r), dc->FillRect(r, White, nullptr), dc->FillGradientV(r, 1, 2),
+                         dc->FillGradientH(r, 1, 2), dc->FrameBevel(r, 1, 2, 1), dc->FillEllipse(OVAL),
+                         dc->DrawImage(image.get(), 0, 0, nullptr, KeepPixel, nullptr), dc->DrawLine(A, B),
+                         dc->DrawPolyline(TRIANGLE, 3, true), dc->FillPolygon(TRIANGLE, 3, 0),
+                         dc->DrawPolygon(EXTREMES, 3, ~0u, ~0u, 1), dc->DrawText(L"x", 1, &r, 0),
                          dc->Adjust(nullptr, 9, 9, &table)});
     ExpectEach(i ? S_FALSE : YK_E_EMPTY, {dc->SetAlpha(r, 1), dc->PremultiplyAlpha(r), dc->WhitenOpaque(r)});
     EXPECT_EQ(dc->GetPixel(5, 5), 0u);
     EXPECT_EQ(dc->GetPixelAddress(0, 0) == nullptr, i == 0);
   }
   for (unsigned char byte : bits) EXPECT_EQ(byte, 0);
-  dc->SetClip({0, 0, 9, 9});
+}
+
+TEST(DeviceContext, SaysWhyItPaintsNothing) {
+  Ref<Image2d> const image = NewImage(IMG_BGR24, 2, 2), empty = Own(Image2d::Create());
+  xrect2d r(0, 0, 8, 8), outside(20, 0, 40, 20);
+  Ref<IDC> const dc = MakeSurface(9, 9, true);
   dc->SetLinePattern(0xFFFF);
-  ExpectEach(S_FALSE, {dc->DrawPolyline(points, 1, true), dc->FillPolygon(points, 2, 0),
-                       dc->DrawPolygon(corners, 1, 1, 1, 1), dc->DrawPolygon(corners + 3, 3, ~0u, ~0u, 1),
-                       dc->DrawText(L"", 0, &r, 0), dc->DrawText(L"x", -1, &outside, 0),
-                       dc->FrameBevel(r, 1, 2, 0), dc->DrawImage(image, 0, 0, &outside, pixel, nullptr),
-                       dc->DrawImage(empty.get(), 0, 0, nullptr, pixel, nullptr), dc->DrawLine(a, a)});
-  ExpectEach(S_FALSE, {dc->DrawLine(a, {3, INFINITY}), dc->DrawLine({NAN, 3}, a),
-                       dc->FillEllipse({20, 20, 30, 30}), dc->FillEllipse(oval, NAN),
+  ExpectEach(S_FALSE,
+             {dc->DrawPolyline(TRIANGLE, 1, true), dc->FillPolygon(TRIANGLE, 2, 0),
+              dc->DrawPolygon(EXTREMES, 1, 1, 1, 1), dc->DrawPolygon(EXTREMES + 3, 3, ~0u, ~0u, 1),
+              dc->DrawText(L"", 0, &r, 0), dc->DrawText(L"x", -1, &outside, 0), dc->FrameBevel(r, 1, 2, 0),
+              dc->DrawImage(image.get(), 0, 0, &outside, KeepPixel, nullptr),
+              dc->DrawImage(empty.get(), 0, 0, nullptr, KeepPixel, nullptr), dc->DrawLine(A, A)});
+  ExpectEach(S_FALSE, {dc->DrawLine(A, {3, INFINITY}), dc->DrawLine({NAN, 3}, A),
+                       dc->FillEllipse({20, 20, 30, 30}), dc->FillEllipse(OVAL, NAN),
                        dc->FillEllipse({0, 0, 8, NAN}), dc->FillEllipse({1e300, 0, 1.7e308, 0.5}),
                        dc->FillEllipse({0, 0, 0, 5}), dc->FillEllipse({0, 1e101, 5, 1e101})});
   ExpectEach(E_INVALIDARG,
-             {dc->FillRect(r, nullptr, nullptr), dc->DrawImage(nullptr, 0, 0, nullptr, pixel, nullptr),
-              dc->DrawPolyline(points, -1, true), dc->FillPolygon(points, -1, 0),
-              dc->FillPolygon(points, 3, 2), dc->DrawPolygon(corners, -1, 1, 1, 1),
-              dc->DrawPolygon(corners, 3, 1, 1, -1), dc->DrawText(L"x", 1, nullptr, 0),
-              dc->DrawText(L"x", -2, &r, 0), dc->Adjust(&r, 1, 1, nullptr), dc->Attach(nullptr, image),
+             {dc->FillRect(r, nullptr, nullptr), dc->DrawImage(nullptr, 0, 0, nullptr, KeepPixel, nullptr),
+              dc->DrawPolyline(TRIANGLE, -1, true), dc->FillPolygon(TRIANGLE, -1, 0),
+              dc->FillPolygon(TRIANGLE, 3, 2), dc->DrawPolygon(EXTREMES, -1, 1, 1, 1),
+              dc->DrawPolygon(EXTREMES, 3, 1, 1, -1), dc->DrawText(L"x", 1, nullptr, 0),
+              dc->DrawText(L"x", -2, &r, 0), dc->Adjust(&r, 1, 1, nullptr), dc->Attach(nullptr, image.get()),
               dc->Attach(dc->memoryDC, empty.get()), dc->Create(0, 5), dc->Create(5, 0)});
   dc->SetMode(77);
   ExpectEach(E_NOTIMPL,
-             {dc->FillRect(r), dc->FrameBevel(r, 1, 2, 1), dc->DrawLine(a, b),
-              dc->DrawPolyline(points, 3, true), dc->FillPolygon(points, 3, 0), dc->FillEllipse(oval),
-              dc->DrawPolygon(corners, 3, 1, 1, 1), dc->DrawText(L"x", 1, &r, 0)});
+             {dc->FillRect(r), dc->FrameBevel(r, 1, 2, 1), dc->DrawLine(A, B),
+              dc->DrawPolyline(TRIANGLE, 3, true), dc->FillPolygon(TRIANGLE, 3, 0), dc->FillEllipse(OVAL),
+              dc->DrawPolygon(EXTREMES, 3, 1, 1, 1), dc->DrawText(L"x", 1, &r, 0)});
   EXPECT_EQ(dc->linePhase, 0u);
 }
 
