@@ -1,3 +1,5 @@
+#include "class_info_p.h"
+
 #include <qecore/core/memory.h>
 #include <qecore/core/module_cache.h>
 #include <qecore/core/ref.h>
@@ -10,7 +12,6 @@
 #include <utility>
 
 #include "cache_record_p.h"
-#include "class_info_p.h"
 
 namespace yk {
 

@@ -1,4 +1,4 @@
-#include "format_p.h"
+#include "error_p.h"
 
 #include <qecore/core/error.h>
 #include <windows.h>
@@ -7,7 +7,7 @@
 #include <atomic>
 #include <iterator>
 
-#include "error_p.h"
+#include "format_p.h"
 
 namespace yk {
 
@@ -172,7 +172,12 @@ Error MakeRecord(HRESULT code, char const* operation, wchar_t const* format, va_
   return record;
 }
 
-HRESULT Record(bool hasCause, HRESULT code, char const* operation, wchar_t const* format,
+/// What becomes of the earlier records.
+enum class Earlier { FORGOTTEN, CAUSES };
+
+Earlier EarlierIf(bool areCauses) noexcept { return areCauses ? Earlier::CAUSES : Earlier::FORGOTTEN; }
+
+HRESULT Record(Earlier earlier, HRESULT code, char const* operation, wchar_t const* format,
                va_list arguments) noexcept {
   ErrorChain* const chain = FindOrTakeChain();
   if (!chain) return code;
@@ -180,7 +185,7 @@ HRESULT Record(bool hasCause, HRESULT code, char const* operation, wchar_t const
       MakeRecord(code, operation, format, arguments);  // the arguments may be texts of older records
   ++chain->count;
   chain->stamp = lastStamp.fetch_add(1, std::memory_order_relaxed) + 1;
-  if (!hasCause) chain->length = 0;
+  if (earlier == Earlier::FORGOTTEN) chain->length = 0;
   Append(*chain, record);
   return code;
 }
@@ -242,7 +247,7 @@ Error const* LastError() noexcept {
 HRESULT Fail(HRESULT code, char const* operation, wchar_t const* format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  Record(false, code, operation, format, arguments);
+  Record(Earlier::FORGOTTEN, code, operation, format, arguments);
   va_end(arguments);
   return code;
 }
@@ -255,7 +260,7 @@ unsigned ErrorCount() noexcept {
 HRESULT FailSince(unsigned before, HRESULT code, char const* operation, wchar_t const* format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  Record(ErrorCount() != before, code, operation, format, arguments);
+  Record(EarlierIf(ErrorCount() != before), code, operation, format, arguments);
   va_end(arguments);
   return code;
 }
@@ -265,7 +270,7 @@ HRESULT FailSince(FailureMark before, HRESULT code, char const* operation, wchar
   ErrorChain const* const chain = FindChain();
   va_list arguments;
   va_start(arguments, format);
-  Record(chain && before.IsBefore(chain->stamp), code, operation, format, arguments);
+  Record(EarlierIf(chain && before.IsBefore(chain->stamp)), code, operation, format, arguments);
   va_end(arguments);
   return code;
 }

@@ -207,9 +207,12 @@ class Formatter {
     return Pass(directive, value);
   }
 
+  // Whether width and precision are arguments.
+  enum class Numbers { NONE, PASSED };
+
   // The directive with these flags and a `*` for each number.
   template <class SpecChar>
-  static bool Spell(Directive<Char> const& directive, unsigned flags, bool numbers,
+  static bool Spell(Directive<Char> const& directive, unsigned flags, Numbers numbers,
                     SpecChar (&spec)[SPEC_ROOM]) noexcept {
     if (directive.conversion - directive.prefix > 8) return false;  // more prefixes than any directive has
     SpecChar* out = spec;
@@ -217,7 +220,7 @@ class Formatter {
     for (unsigned i = 0; FLAGS[i]; ++i) {
       if (flags & (1u << i)) *out++ = static_cast<SpecChar>(FLAGS[i]);
     }
-    for (char const* c = !numbers ? "" : directive.precision < 0 ? "*" : "*.*"; *c;) {
+    for (char const* c = numbers == Numbers::NONE ? "" : directive.precision < 0 ? "*" : "*.*"; *c;) {
       *out++ = static_cast<SpecChar>(*c++);
     }
     for (Char const* c = directive.prefix; c <= directive.conversion;) *out++ = static_cast<SpecChar>(*c++);
@@ -229,7 +232,7 @@ class Formatter {
   template <class Value>
   bool Pass(Directive<Char> const& directive, Value value) noexcept {
     Char spec[SPEC_ROOM];
-    if (!Spell(directive, directive.flags, true, spec)) return false;
+    if (!Spell(directive, directive.flags, Numbers::PASSED, spec)) return false;
     int const width = directive.width;
     int const precision = directive.precision;
     auto const write = [&](Char* buffer, size_t size) noexcept {
@@ -253,7 +256,7 @@ class Formatter {
     char text[2 * SAFE_DIGITS] = {};
     // The alternate octal form needs a leading zero, which the padding provides.
     unsigned const unwanted = LEFT | ZERO | (*directive.conversion == 'o' ? unsigned{ALTERNATE} : 0u);
-    if (!Spell(directive, directive.flags & ~unwanted, false, spec)) return false;
+    if (!Spell(directive, directive.flags & ~unwanted, Numbers::NONE, spec)) return false;
     int const length = Runtime(text, sizeof text - 1, spec, value);
     if (length < 0) return false;
     int lead = IsOneOf(text[0], "-+ ") ? 1 : 0;

@@ -39,10 +39,10 @@ void Clear(T& field) noexcept {
   *static_cast<T volatile*>(&field) = T();
 }
 
-// Holds a critical section if requested.
+// Holds a critical section, unless that is null.
 class OptionalLocker {
  public:
-  OptionalLocker(CriticalSection& toHold, bool wanted) noexcept : section(wanted ? &toHold : nullptr) {
+  explicit OptionalLocker(CriticalSection* toHold) noexcept : section(toHold) {
     if (section) section->Enter();
   }
   ~OptionalLocker() {
@@ -131,7 +131,7 @@ void Malloc::SetThreadSafe(bool on) noexcept { threadSafe = on; }
 void* Malloc::DeleteThis(unsigned flags) noexcept { return DeleteSelf(flags); }
 
 void* Malloc::Take(size_t size, size_t alignment) noexcept {
-  OptionalLocker const guard(lock, threadSafe);
+  OptionalLocker const guard(threadSafe ? &lock : nullptr);
   if (alignment == 0 || size > Payload()) return Refuse(size);
   if (!Fits(size, alignment)) {
     // A new block whose alignment padding is too large is kept for later; the arena is unchanged.

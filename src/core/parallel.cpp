@@ -10,7 +10,7 @@ namespace yk {
 namespace {
 
 constexpr uint64_t WORTH_A_THREAD = 2 << 20;  // bytes: about 200 us, against about 20 us to wake a thread
-constexpr DWORD PATIENCE = 1000;              // milliseconds
+constexpr DWORD LONGEST_WAIT = 1000;          // milliseconds
 
 /// The work that a caller shares, on its stack.
 struct Job {
@@ -59,16 +59,16 @@ class PoolLock {
 };
 
 /// The job, once there is one that lacks helpers; null when the thread must end. Call under the lock.
-Job* AwaitJob(unsigned mine) noexcept {
-  while (generation == mine && !(job && job->joined < job->work->threads)) {
+Job* AwaitJob(unsigned own) noexcept {
+  while (generation == own && !(job && job->joined < job->work->threads)) {
     SleepConditionVariableSRW(&jobPosted, &lock, INFINITE, 0);
   }
-  return generation == mine ? job : nullptr;
+  return generation == own ? job : nullptr;
 }
 
-void Help(unsigned mine) noexcept {
+void Help(unsigned own) noexcept {
   PoolLock const guard;
-  while (Job* const current = AwaitJob(mine)) {
+  while (Job* const current = AwaitJob(own)) {
     unsigned const thread = current->joined++;
     ++current->inside;
     ReleaseSRWLockExclusive(&lock);
@@ -89,12 +89,12 @@ DWORD WINAPI RunThread(void* argument) noexcept {
 }
 
 /// A thread of a generation, with a reference to the library; null when there is none.
-HANDLE StartThread(unsigned mine) noexcept {
+HANDLE StartThread(unsigned own) noexcept {
   constexpr SIZE_T STACK = 1 << 18;
   HMODULE held = nullptr;
   GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<wchar_t const*>(&lock), &held);
   library.store(held, std::memory_order_relaxed);
-  HANDLE const thread = CreateThread(nullptr, STACK, RunThread, reinterpret_cast<void*>(uintptr_t{mine}),
+  HANDLE const thread = CreateThread(nullptr, STACK, RunThread, reinterpret_cast<void*>(uintptr_t{own}),
                                      STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
   if (!thread && held) FreeLibrary(held);
   return thread;
@@ -103,16 +103,16 @@ HANDLE StartThread(unsigned mine) noexcept {
 /// Makes threads until there are `wanted`, as far as the system can. Only for the operation that has them.
 void StartThreads(unsigned wanted) noexcept {
   for (bool more = true; more;) {
-    unsigned mine;
+    unsigned own;
     {
       PoolLock const guard;
       if (!isOpen || started >= wanted) return;
-      mine = generation;
+      own = generation;
     }
-    HANDLE const thread = StartThread(mine);
+    HANDLE const thread = StartThread(own);
     if (!thread) return;
     PoolLock const guard;
-    more = generation == mine;
+    more = generation == own;
     if (more) {
       handles[started++] = thread;
     } else {
@@ -122,34 +122,34 @@ void StartThreads(unsigned wanted) noexcept {
 }
 
 /// Offers a job to the threads. \return false when another operation has them
-bool Post(Job& mine) noexcept {
+bool Post(Job& offered) noexcept {
   if (isBusy.exchange(true, std::memory_order_acquire)) return false;
-  StartThreads(mine.work->threads - 1);
+  StartThreads(offered.work->threads - 1);
   {
     PoolLock const guard;
-    job = &mine;
+    job = &offered;
   }
-  for (unsigned i = 1; i < mine.work->threads; ++i) WakeConditionVariable(&jobPosted);
+  for (unsigned i = 1; i < offered.work->threads; ++i) WakeConditionVariable(&jobPosted);
   return true;
 }
 
 /// Waits for the helpers, each of which is in its last part.
-void Withdraw(Job& mine) noexcept {
+void Withdraw(Job& offered) noexcept {
   {
     PoolLock const guard;
     job = nullptr;
-    while (mine.inside > 0) SleepConditionVariableSRW(&helperLeft, &lock, INFINITE, 0);
+    while (offered.inside > 0) SleepConditionVariableSRW(&helperLeft, &lock, INFINITE, 0);
   }
   isBusy.store(false, std::memory_order_release);
 }
 
 /// The calling thread's own share.
-bool DoParts(Job& mine) noexcept {
-  SharedWork const& work = *mine.work;
-  for (unsigned part; mine.Take(part);) {
-    mine.DoPart(part, 0);
-    if (work.goOn(work.context, mine.done.load(std::memory_order_relaxed))) continue;
-    mine.Stop();
+bool DoParts(Job& offered) noexcept {
+  SharedWork const& work = *offered.work;
+  for (unsigned part; offered.Take(part);) {
+    offered.DoPart(part, 0);
+    if (work.proceed(work.context, offered.done.load(std::memory_order_relaxed))) continue;
+    offered.Stop();
     return false;
   }
   return true;
@@ -163,10 +163,10 @@ unsigned ThreadsFor(uint64_t bytes) noexcept {
 }
 
 bool Share(SharedWork const& work) noexcept {
-  Job mine = {&work};
-  bool const isShared = work.threads > 1 && work.count > 1 && Post(mine);
-  bool const whole = DoParts(mine);
-  if (isShared) Withdraw(mine);
+  Job offered = {&work};
+  bool const isShared = work.threads > 1 && work.count > 1 && Post(offered);
+  bool const whole = DoParts(offered);
+  if (isShared) Withdraw(offered);
   return whole;
 }
 
@@ -189,9 +189,9 @@ void EndThreads() noexcept {
     started = 0;
   }
   WakeAllConditionVariable(&jobPosted);
-  DWORD patience = PATIENCE;
+  DWORD wait = LONGEST_WAIT;
   for (unsigned i = 0; i < count; ++i) {
-    if (WaitForSingleObject(ending[i], patience) != WAIT_OBJECT_0) patience = 0;
+    if (WaitForSingleObject(ending[i], wait) != WAIT_OBJECT_0) wait = 0;
     CloseHandle(ending[i]);
   }
 }

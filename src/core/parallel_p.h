@@ -27,27 +27,27 @@ struct SharedWork {
   unsigned threads;
   void* context;
   void (*doPart)(void* context, unsigned part, unsigned thread) noexcept;
-  bool (*goOn)(void* context, unsigned done) noexcept;
+  bool (*proceed)(void* context, unsigned done) noexcept;
 };
 
 bool Share(SharedWork const& work) noexcept;
 
 /// Calls doPart(part, thread) for each part below `count`, on up to `threads` threads, of which each has a
-/// number below `threads` to itself until the return; goOn(done) on the calling thread, which is number 0,
+/// number below `threads` to itself until the return; proceed(done) on the calling thread, which is number 0,
 /// whenever it has done a part. The parts may be done in any order: `done` is how many are. \return false
-/// when goOn did; parts that had not begun are then left out
-template <class DoPart, class GoOn>
-bool ShareParts(unsigned count, unsigned threads, DoPart doPart, GoOn goOn) noexcept {
+/// when proceed did; parts that had not begun are then left out
+template <class DoPart, class Proceed>
+bool ShareParts(unsigned count, unsigned threads, DoPart doPart, Proceed proceed) noexcept {
   struct Both {
     DoPart& doPart;
-    GoOn& goOn;
-  } both{doPart, goOn};
+    Proceed& proceed;
+  } both{doPart, proceed};
   return Share(
       {count, threads, &both,
        [](void* context, unsigned part, unsigned thread) noexcept {
          static_cast<Both*>(context)->doPart(part, thread);
        },
-       [](void* context, unsigned done) noexcept { return static_cast<Both*>(context)->goOn(done); }});
+       [](void* context, unsigned done) noexcept { return static_cast<Both*>(context)->proceed(done); }});
 }
 
 /// Rows from `first` to before `last`.

@@ -53,8 +53,8 @@ LoadTurn const* LoadTurn::WaitOf(unsigned long thread) noexcept {
 
 // Each plug-in has one loader, and each thread waits for one plug-in, so the waiting threads form a chain.
 bool LoadTurn::WouldWaitForever(LoadTurn const* other) const noexcept {
-  for (LoadTurn const* mine = first; mine; mine = mine->next) {
-    if (mine->thread == thread && mine->inLoader) return true;
+  for (LoadTurn const* turn = first; turn; turn = turn->next) {
+    if (turn->thread == thread && turn->inLoader) return true;
   }
   while (other && other->thread != thread) {
     LoadTurn const* const wait = WaitOf(other->thread);

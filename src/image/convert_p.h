@@ -46,9 +46,19 @@ Converter FindConverter(IMG_FORMAT source, IMG_FORMAT target) noexcept;
 /// Records why pixels were not converted. \return E_INVALIDARG
 HRESULT FailConversion(char const* operation, IMG_FORMAT source, IMG_FORMAT target) noexcept;
 
+struct SourcePixels {
+  void const* first;
+  IMG_FORMAT format;
+  IMG_PALENTRY const* palette = nullptr;  // for the palette formats
+};
+
+struct TargetPixels {
+  void* first;
+  IMG_FORMAT format;
+};
+
 /// ConvertPixels for rows without room past the last pixel. A failure is not recorded: rows that cannot be
 /// converted are often left as they are.
-HRESULT ConvertRow(void const* src, void* dst, IMG_FORMAT srcFormat, IMG_FORMAT dstFormat, int count,
-                   IMG_PALENTRY const* palette) noexcept;
+HRESULT ConvertRow(SourcePixels const& from, TargetPixels const& to, int count) noexcept;
 
 }  // namespace yk::img

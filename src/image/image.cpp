@@ -259,7 +259,7 @@ HRESULT Image2d::ConvertLine(int y, IMG_FORMAT dstFormat, void* dst, int dstSize
     return Fail(E_INVALIDARG, OPERATION, L"the row needs %lld bytes, but the buffer has %d", size, dstSize);
   unsigned char const* const row = GetLine(y);
   if (!row) return Fail(E_INVALIDARG, OPERATION, L"there is no row %d in an image of %d rows", y, height);
-  HRESULT const result = img::ConvertRow(row, dst, format, dstFormat, width, palette);
+  HRESULT const result = img::ConvertRow({row, format, palette}, {dst, dstFormat}, width);
   return Succeeded(result) ? result : img::FailConversion(OPERATION, format, dstFormat);
 }
 

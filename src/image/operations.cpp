@@ -77,8 +77,9 @@ HRESULT FailEmpty(char const* operation) noexcept {
 bool Image2d::GetPixel(point3df const& at, point4df& colour) noexcept {
   uint8_t const* const row = GetLine(IndexAt(at.y, height));
   if (!row || width < 1) return true;
-  img::ConvertRow(row + static_cast<size_t>(bytesPerPixel) * static_cast<size_t>(IndexAt(at.x, width)),
-                  &colour, format, IMG_BGRAF, 1, palette);
+  uint8_t const* const pixel =
+      row + static_cast<size_t>(bytesPerPixel) * static_cast<size_t>(IndexAt(at.x, width));
+  img::ConvertRow({pixel, format, palette}, {&colour, IMG_BGRAF}, 1);
   return true;
 }
 

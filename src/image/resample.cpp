@@ -33,7 +33,7 @@ HRESULT CopyPixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexc
       if (source.format == target.format) {
         memmove(to[y], from[y], size);
       } else {
-        img::ConvertRow(from[y], to[y], source.format, target.format, source.width, source.palette);
+        img::ConvertRow({from[y], source.format, source.palette}, {to[y], target.format}, source.width);
       }
     }
   });
@@ -241,8 +241,7 @@ class ResampledRows {
     uint8_t* const row = plan.targetRows[y];
     float* const to = sumsInPlace ? reinterpret_cast<float*>(row) : sums.get();
     AddRun(run, to);
-    if (!sumsInPlace)
-      img::ConvertRow(to, row, plan.sumFormat, plan.target.format, plan.target.width, nullptr);
+    if (!sumsInPlace) img::ConvertRow({to, plan.sumFormat}, {row, plan.target.format}, plan.target.width);
   }
 
   void AddRun(img::Run const& run, float* to) noexcept {
@@ -265,8 +264,8 @@ class ResampledRows {
     size_t const slot = static_cast<size_t>(y) % HELD;
     uint8_t* const row = converted.get() + slot * readable;
     if (held[slot] != y) {
-      img::ConvertRow(plan.sourceRows[y], row, plan.source.format, plan.rowFormat, plan.source.width,
-                      plan.source.palette);
+      img::ConvertRow({plan.sourceRows[y], plan.source.format, plan.source.palette}, {row, plan.rowFormat},
+                      plan.source.width);
     }
     held[slot] = y;
     return row;

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <iterator>
 
-namespace yk {
+namespace yk::img {
 
 namespace {
 
@@ -28,7 +28,7 @@ constexpr MirrorFunction MIRRORS[] = {nullptr,    Mirror<1>, Mirror<2>, Mirror<3
                                       Mirror<12>, nullptr,   nullptr,   nullptr,   Mirror<16>};
 
 constexpr bool EveryPixelHasAMirror() noexcept {
-  return std::all_of(std::begin(img::FORMATS), std::end(img::FORMATS), [](img::FormatFacts const& facts) {
+  return std::all_of(std::begin(FORMATS), std::end(FORMATS), [](FormatFacts const& facts) {
     return facts.bytes == 0 || (facts.bytes < std::size(MIRRORS) && MIRRORS[facts.bytes]);
   });
 }
@@ -36,11 +36,11 @@ static_assert(EveryPixelHasAMirror());
 
 }  // namespace
 
-void img::MirrorRow(uint8_t* row, size_t pixels, size_t bytes) noexcept {
+void MirrorRow(uint8_t* row, size_t pixels, size_t bytes) noexcept {
   if (bytes < std::size(MIRRORS) && MIRRORS[bytes]) MIRRORS[bytes](row, pixels);
 }
 
-void img::SwapBytes(uint8_t* a, uint8_t* b, size_t size) noexcept {
+void SwapBytes(uint8_t* a, uint8_t* b, size_t size) noexcept {
   uint8_t block[1024];
   for (size_t done = 0; done < size; done += sizeof block) {
     size_t const now = std::min(size - done, sizeof block);
@@ -50,4 +50,4 @@ void img::SwapBytes(uint8_t* a, uint8_t* b, size_t size) noexcept {
   }
 }
 
-}  // namespace yk
+}  // namespace yk::img

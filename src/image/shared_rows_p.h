@@ -60,10 +60,10 @@ void ShareRows(int rows, unsigned threads, ProgressMeter& meter, DoBand doBand) 
     auto const [first, end] = bands[bands.Count() - 1 - part];
     doBand(first, end, thread);
   };
-  auto const goOn = [&](unsigned done) {
+  auto const proceed = [&](unsigned done) {
     return meter.Reach(uint64_t{static_cast<unsigned>(rows)} * done / bands.Count());
   };
-  if (meter.Reach(0)) ShareParts(bands.Count(), threads, band, goOn);
+  if (meter.Reach(0)) ShareParts(bands.Count(), threads, band, proceed);
 }
 
 /// The same, row by row, without progress: doRow(y) for work that is worth `bytes` of copying.

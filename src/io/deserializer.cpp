@@ -26,11 +26,14 @@ Header HeaderOf(unsigned char const (&bytes)[chunk::HEADER_SIZE]) noexcept {
   return header;
 }
 
-HRESULT FailCorrupt(unsigned start, bool whole, Header const& header, unsigned left) noexcept {
-  constexpr char OPERATION[] = "Deserializer::BeginChunk";
-  if (!whole)
-    return Fail(YK_E_BADFILE, OPERATION, L"damaged at byte %u: only %u bytes are left", start, left);
-  return Fail(YK_E_BADFILE, OPERATION, L"damaged at byte %u: a chunk of %u bytes, but only %u are left",
+constexpr char BEGIN_CHUNK[] = "Deserializer::BeginChunk";
+
+HRESULT FailNoHeader(unsigned start, unsigned left) noexcept {
+  return Fail(YK_E_BADFILE, BEGIN_CHUNK, L"damaged at byte %u: only %u bytes are left", start, left);
+}
+
+HRESULT FailCorrupt(unsigned start, Header const& header, unsigned left) noexcept {
+  return Fail(YK_E_BADFILE, BEGIN_CHUNK, L"damaged at byte %u: a chunk of %u bytes, but only %u are left",
               start, header.size, left);
 }
 
@@ -186,11 +189,12 @@ unsigned short Deserializer::EnterChunk(unsigned bound) noexcept {
   unclosed = whole && header.tag == chunk::FILE_FRAME && header.size < chunk::HEADER_SIZE;
   if (unclosed) Note(FailUnclosed());
   bool const isCorrupt = !sound && left > 0 && !unclosed;
-  if (isCorrupt) Note(whole || left < sizeof bytes ? FailCorrupt(start, whole, header, left) : YK_E_BADFILE);
+  if (isCorrupt && whole) Note(FailCorrupt(start, header, left));
+  if (isCorrupt && !whole) Note(left < sizeof bytes ? FailNoHeader(start, left) : YK_E_BADFILE);
   if (stream != from) return 0;  // closed by a call from the stream
   if (untracked > 0 || !GrowBlock(chunks.items, chunks.capacity, static_cast<size_t>(depth) + 2)) {
     ++untracked;
-    Note(FailChunkMemory("Deserializer::BeginChunk", depth + 1));
+    Note(FailChunkMemory(BEGIN_CHUNK, depth + 1));
     return 0;
   }
   OpenChunk const entered = {header.tag, false, header.size - chunk::HEADER_SIZE, start + header.size};

@@ -1,10 +1,9 @@
-#include "core/error_p.h"
-
 #include <qecore/io/file.h>
 #include <string.h>
 #include <wchar.h>
 #include <windows.h>
 
+#include "core/error_p.h"
 #include "file_handle_p.h"
 
 namespace yk {

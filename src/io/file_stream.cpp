@@ -1,6 +1,4 @@
-#include "core/error_p.h"
 #include "file_stream_p.h"
-#include "file_window_p.h"
 
 #include <qecore/io/file_stream.h>
 #include <qecore/io/mem_stream.h>
@@ -9,6 +7,8 @@
 #include <algorithm>
 #include <new>
 
+#include "core/error_p.h"
+#include "file_window_p.h"
 #include "stream_p.h"
 
 namespace yk {

@@ -1,7 +1,7 @@
-#include "core/error_p.h"
-
 #include <qecore/core/ref.h>
 #include <qecore/io/file_system.h>
+
+#include "core/error_p.h"
 
 namespace yk {
 

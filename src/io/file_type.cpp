@@ -58,10 +58,10 @@ Guid const* ByExtension(String const& name) noexcept {
   return nullptr;
 }
 
-HRESULT FailUnknown(bool enough, String const& name) noexcept {
-  wchar_t const* const why = enough ? L"not a file of a known type" : L"too short to determine its type";
-  return Fail(enough ? YK_E_NOTFOUND : YK_E_TOOSHORT, "qe_DetectFileType",
-              name.IsEmpty() ? L"%s%s" : L"%s: %s", name.c_str(), why);
+HRESULT FailUnknown(HRESULT result, String const& name) noexcept {
+  wchar_t const* const why =
+      result == YK_E_TOOSHORT ? L"too short to determine its type" : L"not a file of a known type";
+  return Fail(result, "qe_DetectFileType", name.IsEmpty() ? L"%s%s" : L"%s: %s", name.c_str(), why);
 }
 
 }  // namespace
@@ -77,7 +77,7 @@ HRESULT qe_DetectFileType(Stream* stream, Guid& type) noexcept {
   String const name = format ? String() : NameOf(*stream);
   if (!format) format = ByExtension(name);
   SeekTo(*stream, position);
-  if (!format) return FailUnknown(enough, name);
+  if (!format) return FailUnknown(enough ? YK_E_NOTFOUND : YK_E_TOOSHORT, name);
   type = *format;
   return S_OK;
 }

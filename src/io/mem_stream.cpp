@@ -1,5 +1,3 @@
-#include "core/error_p.h"
-
 #include <qecore/core/ref.h>
 #include <qecore/io/mem_stream.h>
 #include <string.h>
@@ -8,6 +6,7 @@
 #include <algorithm>
 #include <new>
 
+#include "core/error_p.h"
 #include "core/global_block_p.h"
 #include "stream_p.h"
 

@@ -1,12 +1,12 @@
 // The streams over module resources.
-#include "core/error_p.h"
-
 #include <qecore/core/ref.h>
 #include <qecore/io/mem_stream.h>
 #include <string.h>
 #include <windows.h>
 
 #include <new>
+
+#include "core/error_p.h"
 
 namespace yk {
 namespace {

@@ -1,4 +1,3 @@
-#include "core/error_p.h"
 #include "stream_p.h"
 
 #include <qecore/core/ref.h>
@@ -8,6 +7,7 @@
 #include <qecore/values/string.h>
 
 #include "core/buffer_p.h"
+#include "core/error_p.h"
 
 namespace yk {
 namespace {

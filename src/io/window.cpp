@@ -35,8 +35,8 @@ unsigned Window::Available() const noexcept {
 /// Reads ahead. When that is not worthwhile, or fails because of bytes that nobody asked for, reads straight
 /// into the caller's buffer.
 HRESULT Window::Fetch(unsigned char* to, unsigned size, unsigned& done) noexcept {
-  bool const goesOn = used > 0 && position == start + used;
-  ahead = goesOn ? std::min(2 * ahead, SIZE) : LEAST_AHEAD;
+  bool const continues = used > 0 && position == start + used;
+  ahead = continues ? std::min(2 * ahead, SIZE) : LEAST_AHEAD;
   used = 0;
   if (size < SIZE) {
     unsigned got = 0;

@@ -118,7 +118,7 @@ HRESULT Input::ReadBlock() noexcept {
   if (total > UINT32_MAX) return E_FAIL;
   left += done;
   if (left < LONGEST) return S_OK;
-  size_t const used = Decode(false);
+  size_t const used = Decode(More::FOLLOW);
   left -= used;
   memmove(bytes.begin(), bytes.begin() + used, left);
   return code;
@@ -127,7 +127,7 @@ HRESULT Input::ReadBlock() noexcept {
 /// Decodes the last bytes.
 HRESULT Input::End() noexcept {
   isWhole = true;
-  bool const isUsed = Decode(true) == left;
+  bool const isUsed = Decode(More::NONE) == left;
   if (!fault && !(isUsed && sink.IsWhole())) fault = utf16 ? NOT_UTF16 : BAD_CHARACTER;
   if (!sink.IsWhole()) text.Shrink(text.Count() - 1);  // half a surrogate pair
   return code;
@@ -135,7 +135,7 @@ HRESULT Input::End() noexcept {
 
 /// Decodes the bytes that are left, at least LONGEST unless they are the last, up to the first fault in the
 /// document. \return how many were used; the others, fewer than LONGEST, are due again before the next.
-size_t Input::Decode(bool last) noexcept {
+size_t Input::Decode(More more) noexcept {
   Mark const mark = isBegun ? Mark{} : FindMark(bytes.begin(), left);
   if (!isBegun) utf16 = mark.utf16, fault = mark.fault;
   isBegun = true;
@@ -144,7 +144,7 @@ size_t Input::Decode(bool last) noexcept {
   if (!NeedRoom(text.Count() + count + INPUT_PAD)) return code = E_OUTOFMEMORY, left;
   sink.ContinueAt(text.end());
   uint8_t const* const from = bytes.begin() + mark.skipped;
-  size_t const used = utf16 ? Utf16(from, count) : Utf8(from, count, last);
+  size_t const used = utf16 ? Utf16(from, count) : Utf8(from, count, more);
   text.Shrink(static_cast<size_t>(sink.Next() - text.begin()));
   return fault ? left : mark.skipped + used;
 }
@@ -162,8 +162,9 @@ bool Input::NeedRoom(size_t units) noexcept {
   return true;
 }
 
-size_t Input::Utf8(uint8_t const* bytes, size_t size, bool last) noexcept {
-  size_t const end = last ? size : size - std::min(size, LONGEST - 1);  // of what is certainly whole
+size_t Input::Utf8(uint8_t const* bytes, size_t size, More more) noexcept {
+  // of what is certainly whole
+  size_t const end = more == More::NONE ? size : size - std::min(size, LONGEST - 1);
   size_t i = 0;
   while (i < end) {
     uint32_t scalar = bytes[i];

@@ -99,9 +99,12 @@ class Input {
  private:
   HRESULT ReadBlock() noexcept;
   HRESULT End() noexcept;
-  size_t Decode(bool last) noexcept;
+  /// Whether more bytes follow those that are decoded.
+  enum class More { NONE, FOLLOW };
+
+  size_t Decode(More more) noexcept;
   bool NeedRoom(size_t units) noexcept;
-  size_t Utf8(uint8_t const* from, size_t count, bool last) noexcept;
+  size_t Utf8(uint8_t const* from, size_t count, More more) noexcept;
   size_t Utf16(uint8_t const* from, size_t count) noexcept;
   size_t Stop(wchar_t const* why) noexcept { return fault = why, 0; }
 

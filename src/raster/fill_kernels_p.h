@@ -85,7 +85,7 @@ class RowCover {
   void operator()(unsigned char* row, unsigned char const* coverage, size_t pixels) const noexcept {
     (pixels < FEW ? runFew : run)(ink, row, coverage, pixels);
   }
-  Lanes const& InkOf() const noexcept { return ink; }
+  Lanes const& Ink() const noexcept { return ink; }
 
  private:
   static constexpr size_t FEW = 4;  // pixels that no vector can be filled with

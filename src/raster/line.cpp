@@ -39,7 +39,7 @@ HRESULT DrawLine(Surface const& surface, Paint paint, point2d const& a, point2d 
     WalkLine(line, pattern, {}, {},
              [&](int x, int y, unsigned char share) { cover(surface.At(x, y), &share, 1); });
   } else {
-    (surface.bytesPerPixel == 4 ? PaintLine<4> : PaintLine<3>)(line, pattern, surface, cover.InkOf());
+    (surface.bytesPerPixel == 4 ? PaintLine<4> : PaintLine<3>)(line, pattern, surface, cover.Ink());
   }
   return S_OK;
 }

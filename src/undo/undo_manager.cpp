@@ -206,18 +206,13 @@ int ReplayLevel(Transaction const& transaction, int level) noexcept {
 }
 
 template <class Way>
-void ReplayLevels(Transaction const& transaction, bool prepare) noexcept {
-  for (int level = 0; level != NO_LEVEL; level = ReplayLevel<Way>(transaction, level)) {
-    if (prepare) PrepareLevel(transaction, level);
-  }
-}
-
-template <class Way>
 HRESULT Replay(Transaction* transaction) noexcept {
   if (!transaction || !transaction->first) return Fail(E_FAIL, Way::OPERATION, Way::NOTHING);
   Pin const pin(transaction);
   bool const prepare = Way::PREPARES && !(transaction->state & Transaction::UNDONE);
-  ReplayLevels<Way>(*transaction, prepare);
+  for (int level = 0; level != NO_LEVEL; level = ReplayLevel<Way>(*transaction, level)) {
+    if (prepare) PrepareLevel(*transaction, level);
+  }
   if (prepare) transaction->state |= Transaction::UNDONE;
   return S_OK;
 }

@@ -1,14 +1,14 @@
-#include "core/dying_p.h"
-#include "core/error_p.h"
-#include "core/registry_p.h"
-#include "map_index_p.h"
-#include "variant_p.h"
-
 #include <qecore/core/memory.h>
 #include <qecore/core/ref.h>
 #include <qecore/values/map.h>
 
 #include <new>
+
+#include "core/dying_p.h"
+#include "core/error_p.h"
+#include "core/registry_p.h"
+#include "map_index_p.h"
+#include "variant_p.h"
 
 namespace yk {
 

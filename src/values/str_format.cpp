@@ -1,7 +1,7 @@
-#include "core/format_p.h"
-
 #include <qecore/values/str.h>
 #include <wchar.h>
+
+#include "core/format_p.h"
 
 namespace yk {
 

@@ -1,7 +1,3 @@
-#include "core/conversions_p.h"
-#include "core/format_p.h"
-#include "text_kernels_p.h"
-
 #include <malloc.h>
 #include <qecore/core/memory.h>
 #include <qecore/values/str.h>
@@ -14,7 +10,10 @@
 
 #include <algorithm>
 
+#include "core/conversions_p.h"
+#include "core/format_p.h"
 #include "inner_text_p.h"
+#include "text_kernels_p.h"
 
 namespace yk {
 
@@ -162,9 +161,9 @@ String& String::operator=(String const& other) noexcept {
 }
 
 String& String::operator=(String&& other) noexcept {
-  Block* const mine = block;
+  Block* const own = block;
   block = other.block;
-  other.block = mine;
+  other.block = own;
   return *this;
 }
 
@@ -224,10 +223,10 @@ bool String::operator==(wchar_t const* text) const noexcept {
 
 bool String::operator==(char const* text) const noexcept {
   if (!text) return !block;
-  wchar_t const* mine = c_str();
+  wchar_t const* own = c_str();
   // As integers: a byte from 0x80 up is negative here and equals no character.
-  for (; int{*mine} == int{static_cast<signed char>(*text)}; ++mine, ++text) {
-    if (*mine == 0) return true;
+  for (; int{*own} == int{static_cast<signed char>(*text)}; ++own, ++text) {
+    if (*own == 0) return true;
   }
   return false;
 }

@@ -1,4 +1,3 @@
-#include "core/error_p.h"
 #include "variant_p.h"
 
 #include <math.h>
@@ -14,6 +13,8 @@
 #include <new>
 #include <type_traits>
 #include <utility>
+
+#include "core/error_p.h"
 
 namespace yk {
 

@@ -82,7 +82,7 @@ TEST(Matrix2d, MapsPointsVectorsAndRectangles) {
   }
 }
 
-TEST(Rect2d, GrowsConvertsAndCuts) {
+TEST(Rect2d, GrowsConvertsAndClips) {
   rect2d r;
   r.Empty();
   r._Add(point2d{3, 4});
@@ -114,7 +114,7 @@ TEST(Rect2d, GrowsConvertsAndCuts) {
   EXPECT_TRUE(low == (point2d{2, 4}) && high == (point2d{3, 5}));
 }
 
-TEST(XRect2d, GrowsMovesAndCuts) {
+TEST(XRect2d, GrowsMovesAndClips) {
   point2d const corners[] = {{2.5, -2.5}, {3.4, 1e10}};
   EXPECT_EQ(xrect2d(corners), xrect2d(3, -3, 3, INT_MIN));
   xrect2d r(10, 10, 0, 20), part(11, -5, 99, 1), outside(14, 0, 20, 20);

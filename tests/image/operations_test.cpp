@@ -45,7 +45,7 @@ TEST(Crop, ShiftsSmallPixelsAsItAlwaysDid) {
   }
 }
 
-TEST(PremultiplyAlpha, MultipliesAndCuts) {
+TEST(PremultiplyAlpha, MultipliesAndTruncates) {
   ImageRef const image = Noise(IMG_BGRA32, 257, 3), before = Noise(IMG_BGRA32, 257, 3);
   EXPECT_EQ(image->PremultiplyAlpha(), S_OK);
   for (size_t i = 0; i < BlockSize(*image); ++i) {

@@ -53,7 +53,7 @@ TEST(Serializer, WritesTheGoldenFile) {
   EXPECT_EQ(WrittenGolden(chunk::NO_TABLES), Chunk(9, golden.substr(6, 93) + golden.substr(0x77)));
 }
 
-TEST(ObjectFile, WorksBehindTwoGigabytes) {
+TEST(ObjectFile, WorksBeyondTwoGigabytes) {
   for (size_t const start : {0x7FFFFFFFu, 0x80000000u, 0xFFFF0000u}) {
     SpyStream far({}, start);
     Writer(far, 0)->WriteChunk(77, "x", 1);

@@ -178,7 +178,7 @@ TEST(XmlWriter, WritesEveryForm) {
 }
 
 // Line ends are CR alone in UTF-16 (contract).
-TEST(XmlWriter, WritesUtf16BehindAMark) {
+TEST(XmlWriter, WritesUtf16AfterAMark) {
   Tree const document = Loaded("<a><b>x</b></a>");
   XmlNode* const a = document->FirstChild();
   EXPECT_EQ(Saved(document.get(), XML_UTF16 | XML_LAYOUT), Utf16("<a>\r\t<b>x</b>\r</a>\r"));

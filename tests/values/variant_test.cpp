@@ -118,7 +118,7 @@ TEST(Variant, ConvertsToTextsAndPoints) {
   }
 }
 
-TEST(Variant, CopiesTextsIntoBuffersAndNotBehindThem) {
+TEST(Variant, CopiesTextsIntoBuffersAndNotPastThem) {
   // a buffer's size, the four characters afterwards, each of them `#` before, and the result
   Table<unsigned, wstring, size_t> const cases = {
       {4, {L"abc\0", 4}, 3}, {3, L"abc#", 3}, {2, L"ab##", 2}, {0, {L"\0###", 4}, 0}};
