@@ -13,26 +13,49 @@ namespace yk {
 namespace {
 
 constexpr char CREATE[] = "ykCreateWriteBehindStream";
+constexpr char READ[] = "WriteBehindStream::Read";
 constexpr char WRITE[] = "WriteBehindStream::Write";
+constexpr char SEEK[] = "WriteBehindStream::Seek";
+constexpr char SET_SIZE[] = "WriteBehindStream::SetSize";
 
 class StreamWindow final : public Window {
  public:
   explicit StreamWindow(Stream& stream) noexcept
       : Window(stream.GetPosition()), inner(Ref<Stream>::Share(&stream)), reached(Position()) {}
 
-  /// After the inner stream was used without the window: takes over its position.
-  void Resume() noexcept {
+  Stream& Inner() const noexcept { return *inner; }
+
+  /// E_FAIL while the inner stream reads, writes or moves: it may be foreign code, which must not use what is
+  /// in memory meanwhile.
+  HRESULT Ready(char const* operation) const noexcept {
+    return calls == 0 ? S_OK : Fail(E_FAIL, operation, L"the stream is called by the one that it writes to");
+  }
+
+  HRESULT SetSize(unsigned size) noexcept {
+    CallScope const scope(calls);
+    HRESULT const result = inner->SetSize(size);
     Drop();
     reached = inner->GetPosition();
     MoveTo(reached);
+    return result;
   }
 
-  Stream& Inner() const noexcept { return *inner; }
-
  private:
+  class CallScope {
+   public:
+    explicit CallScope(unsigned& count) noexcept : calls(count) { ++calls; }
+    ~CallScope() { --calls; }
+    CallScope(CallScope const&) = delete;
+    CallScope& operator=(CallScope const&) = delete;
+
+   private:
+    unsigned& calls;
+  };
+
   static constexpr uint64_t NOWHERE = UINT64_MAX;
 
   HRESULT ReadAt(uint64_t at, void* buffer, unsigned size, unsigned& done) noexcept override {
+    CallScope const scope(calls);
     HRESULT result = Reach(at);
     if (Succeeded(result)) done = ReadUpTo(*inner, buffer, size, &result);
     reached = Succeeded(result) ? at + done : NOWHERE;
@@ -40,6 +63,7 @@ class StreamWindow final : public Window {
   }
 
   HRESULT WriteAt(uint64_t at, void const* buffer, unsigned size, unsigned& done) noexcept override {
+    CallScope const scope(calls);
     HRESULT result = Reach(at);
     if (Failed(result)) return result;
     done = size;  // a stream that does not set it has written everything
@@ -59,7 +83,8 @@ class StreamWindow final : public Window {
   }
 
   Ref<Stream> inner;
-  uint64_t reached;  // the inner stream's position
+  uint64_t reached;    // the inner stream's position
+  unsigned calls = 0;  // of the inner stream that are running
 };
 
 // The inner stream may be foreign code, which may release this stream: whatever calls it holds a reference.
@@ -71,8 +96,9 @@ class WriteBehindStream final : public Destroys<WriteBehindStream, Stream> {
   HRESULT Read(void* buffer, unsigned size, unsigned* done) noexcept override {
     Ref<WriteBehindStream> const self = Ref<WriteBehindStream>::Share(this);
     unsigned got = 0;
-    HRESULT const flushed = Note(window.Flush());
-    HRESULT const read = Succeeded(flushed) ? window.Read(buffer, size, got) : flushed;
+    HRESULT read = window.Ready(READ);
+    if (Succeeded(read)) read = Note(window.Flush());
+    if (Succeeded(read)) read = window.Read(buffer, size, got);
     if (got < size) memset(static_cast<unsigned char*>(buffer) + got, 0, size - got);
     if (done) *done = got;
     return read;
@@ -81,19 +107,22 @@ class WriteBehindStream final : public Destroys<WriteBehindStream, Stream> {
   HRESULT Write(void const* buffer, unsigned size, unsigned* done) noexcept override {
     Ref<WriteBehindStream> const self = Ref<WriteBehindStream>::Share(this);
     unsigned written = 0;
-    HRESULT const result = Note(window.Write(buffer, size, written));
+    HRESULT result = window.Ready(WRITE);
+    if (Succeeded(result)) result = window.Write(buffer, size, written);
+    Note(result);
     if (done) *done = written;
     return result;
   }
 
   HRESULT Seek(long offset, unsigned origin, unsigned* newPosition) noexcept override {
     Ref<WriteBehindStream> const self = Ref<WriteBehindStream>::Share(this);
+    HRESULT const ready = window.Ready(SEEK);
+    if (Failed(ready)) return ready;
     int64_t target = offset;
     if (origin == FROM_POSITION) target += static_cast<int64_t>(window.Position());
     if (origin == FROM_END) target += GetSize();
     if (target < 0 || target > UINT_MAX) {
-      return Fail(E_INVALIDARG, "WriteBehindStream::Seek", L"byte %lld is outside the stream",
-                  static_cast<long long>(target));
+      return Fail(E_INVALIDARG, SEEK, L"byte %lld is outside the stream", static_cast<long long>(target));
     }
     window.MoveTo(static_cast<uint64_t>(target));
     if (newPosition) *newPosition = static_cast<unsigned>(target);
@@ -110,11 +139,10 @@ class WriteBehindStream final : public Destroys<WriteBehindStream, Stream> {
 
   HRESULT SetSize(unsigned size) noexcept override {
     Ref<WriteBehindStream> const self = Ref<WriteBehindStream>::Share(this);
+    HRESULT const ready = window.Ready(SET_SIZE);
+    if (Failed(ready)) return Note(ready);
     HRESULT const flushed = Note(window.Flush());
-    if (Failed(flushed)) return flushed;
-    HRESULT const result = Note(window.Inner().SetSize(size));
-    window.Resume();
-    return result;
+    return Succeeded(flushed) ? Note(window.SetSize(size)) : flushed;
   }
 
   HRESULT GetState() noexcept override {

@@ -239,6 +239,22 @@ TEST(ObjectFile, NeedsFewCallsThroughAStreamThatWritesBehind) {
   EXPECT_TRUE(slow.bytes.ends_with("later"));
 }
 
+TEST(WriteBehindStream, RefusesCallsOfTheStreamItWritesTo) {
+  SpyStream slow;
+  Ref<Stream> fast;
+  ASSERT_EQ(ykCreateWriteBehindStream(&slow, fast.Receive()), S_OK);
+  EXPECT_EQ(fast->Write("first", 5), S_OK);
+  char byte;
+  slow.onCall = [&] {
+    ExpectEach(E_FAIL, {fast->Write("again", 5), fast->Read(&byte, 1), fast->SetSize(2),
+                        fast->Seek(0, Stream::FROM_START)});
+  };
+  EXPECT_EQ(fast->GetState(), E_FAIL) << "what was refused is not in the file";
+  EXPECT_EQ(fast->Write(", second", 8), S_OK);
+  fast.Reset();
+  EXPECT_EQ(slow.bytes, "first, second");
+}
+
 TEST(ObjectFile, NeedsAStream) {
   SpyStream stream;
   Ref<Serializer> const writer = Own(Serializer::Create());

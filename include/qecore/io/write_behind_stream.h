@@ -13,6 +13,8 @@
 // It starts at the inner stream's position; the inner stream must not be used by others meanwhile. The
 // positions that the inner stream refuses are known when something is written or read there.
 //
+// An inner stream that calls this one while it reads, writes, moves or is resized is refused with E_FAIL.
+//
 // Failures: the call that meets one returns it. The first failure of a write stays the state. LastError()
 // says why, if the inner stream records it (error.h). One thread at a time.
 #pragma once
