@@ -20,11 +20,7 @@ namespace {
 
 using XmlRef = Ref<XmlHelper>;
 
-class Thing final : public Destroys<Thing, Unknown> {
- private:
-  friend Destroys;
-  ~Thing() = default;
-};
+class Thing final : public Destroys<Thing, Unknown> {};
 
 HRESULT MakeThing(ClassInfo const*, void** out) {
   *out = new (std::nothrow) Thing;

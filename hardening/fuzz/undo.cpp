@@ -64,8 +64,6 @@ class Item final : public UndoItemOf<Item> {
   HRESULT Redo() noexcept override { return playing->CallBack(), S_OK; }
   HRESULT PrepareUndo() noexcept override { return playing->CallBack(), S_OK; }
 
- private:
-  friend Destroys;
   ~Item() {
     --playing->items;
     if (playing->in.OneIn(3)) playing->CallBack();

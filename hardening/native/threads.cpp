@@ -56,14 +56,12 @@ Tally deaths;
 
 class Mortal final : public Destroys<Mortal, Unknown> {
  public:
-  int payload = 7;
-
- private:
-  friend Destroys;
   ~Mortal() {
     payload = 0;
     deaths.Add(true);
   }
+
+  int payload = 7;
 };
 
 HRESULT MakeMortal(ClassInfo const*, void** out) {

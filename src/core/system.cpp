@@ -258,10 +258,7 @@ HRESULT System::CreateInterface(Guid const& classId, void** out) noexcept {
 }
 
 /// True when only the caller holds the System, which will be destroyed with the call.
-bool System::IsLastHolder() noexcept {
-  AddRef();
-  return Release() == 1;
-}
+bool System::IsLastHolder() noexcept { return CountReferences(*this) == 1; }
 
 HRESULT System::RegisterInterface(ClassInfo const* info) noexcept {
   if (!info) return FailNull(REGISTER, L"info");

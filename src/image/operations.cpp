@@ -68,6 +68,8 @@ void FillRows(Image2d& image, int value) noexcept {
   for (int y : RowsOf(image)) memset(image.GetLine(y), value, size);
 }
 
+constexpr char CLEAR[] = "Image2d::ClearColor";
+
 HRESULT FailEmpty(char const* operation) noexcept {
   return Fail(YK_E_EMPTY, operation, L"the image has no pixels");
 }
@@ -84,7 +86,7 @@ bool Image2d::GetPixel(point3df const& at, point4df& colour) noexcept {
 }
 
 HRESULT Image2d::ClearColor(unsigned colour) noexcept {
-  if (!bits) return FailEmpty("Image2d::ClearColor");
+  if (!bits) return FailEmpty(CLEAR);
   unsigned const c0 = colour & 0xFF;
   unsigned const c1 = colour >> 8 & 0xFF;
   unsigned const c2 = colour >> 16 & 0xFF;
@@ -100,10 +102,12 @@ HRESULT Image2d::ClearColor(unsigned colour) noexcept {
   // Contract: grey and BGRA images are filled but return E_NOTIMPL; BGRA has the reverse byte order.
   if (format == IMG_GRAY8) FillRows(*this, static_cast<int>((c0 + c1 + c2) / 3));
   if (format == IMG_BGRA32) FillPixels(*this, reinterpret_cast<uint8_t const*>(&colour));
-  return E_NOTIMPL;
+  return Fail(E_NOTIMPL, CLEAR, L"the pixels are %S, not bgr24", img::GetFacts(format).name);
 }
 
-HRESULT Image2d::ClearColor(point4df const&) noexcept { return E_NOTIMPL; }
+HRESULT Image2d::ClearColor(point4df const&) noexcept {
+  return Fail(E_NOTIMPL, CLEAR, L"images are not filled with a colour of floats");
+}
 
 HRESULT Image2d::FlipH() noexcept {
   RowTable rows(*this);

@@ -173,7 +173,7 @@ HRESULT FileStream::FlushWindow() noexcept { return window ? window->Flush() : S
 
 void FileStream::CloseHandle() noexcept {
   FlushWindow();
-  DropWindow();
+  window.Reset();
   if (handle != INVALID_HANDLE_VALUE) ::CloseHandle(handle);
   handle = INVALID_HANDLE_VALUE;
 }

@@ -75,7 +75,7 @@ FileStream* FileStream::StartBuffering(Stream& stream) noexcept {
   if (file.window) {
     ++file.window->users;
   } else {
-    file.window = FileWindow::Create(file);
+    file.window.Reset(FileWindow::Create(file));
   }
   return file.window ? &file : nullptr;
 }
@@ -83,18 +83,13 @@ FileStream* FileStream::StartBuffering(Stream& stream) noexcept {
 HRESULT FileStream::EndBuffering() noexcept {
   if (!window) return status;  // the file was closed
   HRESULT const settled = window->Settle();
-  if (--window->users == 0) DropWindow();
+  if (--window->users == 0) window.Reset();
   return settled;
 }
 
 /// Overwrites bytes that are still in the window. False: they are not.
 bool FileStream::Patch(unsigned at, unsigned number) noexcept {
   return window && window->Patch(at, &number, sizeof number);
-}
-
-void FileStream::DropWindow() noexcept {
-  delete window;
-  window = nullptr;
 }
 
 }  // namespace yk

@@ -6,6 +6,7 @@
 #include "core/error_p.h"
 #include "file_handle_p.h"
 #include "file_stream_p.h"
+#include "file_window_p.h"
 
 namespace yk {
 namespace {
@@ -132,7 +133,7 @@ HRESULT SaveFile::Replace() noexcept {
 }
 
 void SaveFile::Discard() noexcept {
-  if (stream && !beside.IsEmpty()) stream->DropWindow();
+  if (stream && !beside.IsEmpty()) stream->window.Reset();
   if (stream) stream->CloseHandle();
   stream.Reset();
   if (!beside.IsEmpty()) DeleteFileW(beside.c_str());

@@ -57,7 +57,6 @@ Serializer::Serializer() noexcept : ownTable(TableOf(*this)) {}
 Serializer::~Serializer() {
   HoldWhileDying(*this);  // Close adds a reference while it calls the stream
   if (stream) Serializer::Close();
-  delete index;
 }
 
 // A stream may be foreign code, which may call back into the writer and even close it: functions that need
@@ -131,8 +130,7 @@ bool Serializer::AddObject(Unknown* object, int at) noexcept {
   constexpr int FEW = 16;
   if (!AppendObject(*objects, Ref<Unknown>::Share(object))) return false;
   if (index && index->Add(object, at)) return true;
-  delete index;
-  index = at >= FEW ? MakeIndex(*objects).release() : nullptr;
+  index.Reset(at >= FEW ? MakeIndex(*objects).release() : nullptr);
   return true;
 }
 

@@ -80,13 +80,13 @@ void DestroyTransaction(void* element) noexcept {
     record->doomed = true;
     return;
   }
+  std::unique_ptr<Record> const owned(record);
   while (ykUndoItem* const item = record->first) {
     record->first = item->next;
     Ref<ykUndoItem> const goes = Ref<ykUndoItem>::Adopt(item);
     if (record->first) record->first->prev = nullptr;
     item->next = item->prev = nullptr;
   }
-  delete record;
 }
 
 /// Keeps a transaction and its items alive while foreign code runs. Null pins nothing.

@@ -97,6 +97,9 @@ TEST(Failures, OfImagesTellSizesAndFormats) {
        [&] { return empty->Create(IMG_BGR24, 38000, 38000); }},
       {E_INVALIDARG, L"0,0,10,10 is not inside 5 \u00D7 4 pixels",
        [&] { return image->Crop(0, 0, 10, 10, &none); }},
+      {E_NOTIMPL, L"the pixels are bgr48, not bgr24", [&] { return image->ClearColor(0u); }},
+      {E_NOTIMPL, L"images are not filled with a colour of floats",
+       [&] { return image->ClearColor(point4df{}); }},
       {YK_E_FORMAT, L"the pixels are bgr48, not bgra32", [&] { return image->PremultiplyAlpha(); }},
   });
 }

@@ -19,6 +19,7 @@
 // Failures: result codes, and LastError() says which file and why (error.h).
 #pragma once
 
+#include <qecore/core/owned.h>
 #include <qecore/io/stream.h>
 #include <qecore/values/string.h>
 
@@ -100,7 +101,6 @@ class FileStream : public Implements<FileStream, Stream> {
   /// write. Null for any other stream, and without memory: EndBuffering must then not be called.
   static FileStream* StartBuffering(Stream& stream) noexcept;
   HRESULT EndBuffering() noexcept;
-  void DropWindow() noexcept;
   bool Patch(unsigned at, unsigned number) noexcept;
 
   static constexpr unsigned DELETE_AT_END = 1;
@@ -110,7 +110,7 @@ class FileStream : public Implements<FileStream, Stream> {
   HRESULT status = E_FAIL;  // of opening; once open, the first failure
   unsigned flags = 0;
   bool isWritable = true;
-  FileWindow* window = nullptr;  // owned; only while buffering
+  Owned<FileWindow> window;  // only while buffering
 };
 
 }  // namespace yk

@@ -23,6 +23,7 @@
 #pragma once
 
 #include <qecore/core/implements.h>
+#include <qecore/core/owned.h>
 #include <qecore/core/ref.h>
 #include <qecore/io/chunk.h>
 
@@ -109,8 +110,8 @@ class Serializer : public Destroys<Serializer, Unknown> {
   unsigned untracked = 0;  // chunks begun inside the innermost one without memory for them
   uint64_t place = 0;      // the stream's position, not limited to 32 bits
   unsigned flags = 0;
-  HRESULT failure = S_OK;           // the first
-  ReferenceIndex* index = nullptr;  // of `objects`, owned; null while they are few, or without memory
+  HRESULT failure = S_OK;       // the first
+  Owned<ReferenceIndex> index;  // of `objects`; none while they are few, or without memory
 };
 
 }  // namespace yk
