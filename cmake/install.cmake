@@ -1,4 +1,4 @@
-# cmake --install: bin/ (library, plug-ins, tools), lib/ (import libraries, CMake package), include/qecore/.
+# cmake --install: bin/ (library, plug-ins, tools), lib/ (import libraries, CMake package), include/qecore/, share/doc/qeCore/.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -18,3 +18,5 @@ install(EXPORT qeCoreTargets NAMESPACE qeCore:: DESTINATION lib/cmake/qeCore)
 install(FILES cmake/qeCoreConfig.cmake DESTINATION lib/cmake/qeCore)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/qeCoreConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/qeCoreConfigVersion.cmake" DESTINATION lib/cmake/qeCore)
+
+install(FILES LICENSE SECURITY.md packaging/THIRD-PARTY.md DESTINATION share/doc/qeCore)
