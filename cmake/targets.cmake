@@ -13,6 +13,21 @@ function(qecore_folders out folder)
   set(${out} "${names}" PARENT_SCOPE)
 endfunction()
 
+# qecore_version_resource(<target> <description>): what the file's properties show of a library, plug-in or program that is installed.
+function(qecore_version_resource target description)
+  set(type_EXECUTABLE 1)
+  set(type_SHARED_LIBRARY 2)
+  set(type_MODULE_LIBRARY 2)
+  set(suffix_EXECUTABLE .exe)
+  set(suffix_SHARED_LIBRARY .dll)
+  set(suffix_MODULE_LIBRARY .qem)
+  get_target_property(kind ${target} TYPE)
+  set(type ${type_${kind}})
+  set(suffix ${suffix_${kind}})
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/version.rc.in" "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc" @ONLY)
+  target_sources(${target} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc")
+endfunction()
+
 # qecore_program(<name> <folder>): <name>.exe from the sources and resources of <folder>.
 function(qecore_program name folder)
   file(GLOB sources CONFIGURE_DEPENDS "${folder}/*.cpp" "${folder}/*.rc")

@@ -7,6 +7,7 @@
 // first, for the platform's types
 #include <qecore/core/lock.h>
 #include <qecore/core/registry.h>
+#include <qecore/core/system.h>
 #include <qecore/draw/geometry.h>
 #include <qecore/image/image.h>
 #include <qecore/io/file_find.h>

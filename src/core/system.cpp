@@ -181,9 +181,20 @@ HRESULT MakeObject(ClassInfo const& info, void** out) noexcept {
   return FailClass(before, result, CREATE, L"cannot create an object of the class %s", id);
 }
 
+/// A program may use what later versions added, so it needs its own minor version or a later one.
+bool IsServed(unsigned version) noexcept {
+  constexpr unsigned PATCHES = 0xFF, MINOR_SHIFT = 8, MAJOR_SHIFT = 16;
+  if (version >> MAJOR_SHIFT == QECORE_VERSION_MAJOR && version <= (QECORE_VERSION | PATCHES)) return true;
+  Fail(E_NOINTERFACE, "System::Create",
+       L"this program was compiled for qeCore %u.%u, and the library is " QECORE_VERSION_TEXT,
+       version >> MAJOR_SHIFT, version >> MINOR_SHIFT & PATCHES);
+  return false;
+}
+
 }  // namespace
 
-System* System::Create() noexcept {
+System* System::CreateFor(unsigned version) noexcept {
+  if (!IsServed(version)) return nullptr;
   if (theSystem) return theSystem;
   Ref<System> built = Ref<System>::Adopt(Made(new (std::nothrow) System, "System::Create"));
   if (built && built->complete) return built.Detach();

@@ -38,6 +38,19 @@ TEST(System, IsThereFromCreateToTheLastRelease) {
   EXPECT_EQ((Ints{system->GetVersion(), system->Release(), System::ptr() != nullptr}), (Ints{2, 0, 0}));
 }
 
+TEST(System, RefusesProgramsThatNeedALaterVersion) {
+  std::wstring const library = L", and the library is " QECORE_VERSION_TEXT;
+  auto const create = [](unsigned version) { return Own(System::CreateFor(version)) ? S_OK : E_NOINTERFACE; };
+  ExpectFailures({{E_NOINTERFACE, L"this program was compiled for qeCore 1.1" + library,
+                   [&] { return create(0x010100); }},
+                  {E_NOINTERFACE, L"this program was compiled for qeCore 2.0" + library,
+                   [&] { return create(0x020000); }},
+                  {E_NOINTERFACE, L"this program was compiled for qeCore 0.9" + library,
+                   [&] { return create(0x0009FF); }}});
+  EXPECT_EQ((Ints{create(QECORE_VERSION), create(0x0100FF)}), Ints(2, S_OK));
+  EXPECT_EQ(LibraryVersion(), unsigned{QECORE_VERSION});
+}
+
 // Slots that a host replaces are used by the library itself, too.
 TEST_F(SystemTest, SlotsAreCalledThroughTheTable) {
   Ref<Malloc> const arena = Own(Malloc::Create(256));

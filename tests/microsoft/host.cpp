@@ -187,7 +187,7 @@ bool Registry() {
   Unknown::Free(&old);
   return made && !old && system->FindClass(OWN_ID, &info) == S_OK && Same(info->name, "Own") &&
          system->EnumClasses(OWN_ID, found.Receive(), 0) == S_OK && found->Count() == 1 &&
-         found->At(0) == info && system->GetVersion() == 2;
+         found->At(0) == info && system->GetVersion() == 2 && LibraryVersion() == QECORE_VERSION;
 }
 
 class Watcher : public ExecutionContext {

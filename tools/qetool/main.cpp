@@ -1,4 +1,5 @@
 // qetool: the library's companion on the command line. One subcommand per file; see commands.h.
+#include <qecore/core/version.h>
 #include <stdio.h>
 #include <windows.h>
 // shellapi.h needs windows.h before it
@@ -45,7 +46,7 @@ int Parse() {
   app.require_subcommand(1);
   app.allow_windows_style_options(false);  // "/home" is a path
   app.failure_message(Explain);
-  app.set_version_flag("--version", "qetool " QECORE_VERSION);
+  app.set_version_flag("--version", "qetool " QECORE_VERSION_TEXT);
   Host host;
   AddInfo(app, host);
   AddConvert(app, host);

@@ -27,6 +27,7 @@
 #include <qecore/core/implements.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/registry.h>
+#include <qecore/core/version.h>
 
 namespace yk {
 
@@ -38,8 +39,11 @@ class System : public Destroys<System, Unknown> {
  public:
   /// The System, created at the first call, when the library's own classes are registered. A later call
   /// returns the same object without adding a reference. Null, with everything undone, when there is no
-  /// memory for all of it.
-  YK_API static System* Create() noexcept;
+  /// memory for all of it, and E_NOINTERFACE is recorded when the caller's headers are newer than the library
+  /// (version.h).
+  YK_API_INLINE static System* Create() noexcept { return CreateFor(QECORE_VERSION); }
+  /// The same for a program compiled with the headers of `version`: Create passes the caller's own.
+  YK_API static System* CreateFor(unsigned version) noexcept;
   /// The System, borrowed; null before Create and after the last Release.
   YK_API static System* ptr() noexcept;
 
