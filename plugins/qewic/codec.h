@@ -9,6 +9,8 @@
 #include <qecore/io/stream.h>
 #include <wincodec.h>
 
+#include <span>
+
 namespace qewic {
 
 /// Reads the first picture of a file of format `container` (a GUID_ContainerFormat...) that begins at the
@@ -17,13 +19,24 @@ namespace qewic {
 /// E_OUTOFMEMORY for one that is too large, or the stream's own failure.
 HRESULT ReadPicture(GUID const& container, yk::Stream* stream, yk::AbstractImage** image) noexcept;
 
+/// An option of an encoder of the Imaging Component.
+struct EncoderSetting {
+  wchar_t const* property;
+  VARTYPE type;  ///< VT_BOOL or VT_UI1
+  unsigned value;
+};
+
 /// Writes a file at the stream's position, which ends up after the file. Pixels that the format cannot hold
 /// are written as the closest that it can: with fewer bits per channel, without alpha, with 256 colours.
 /// YK_E_FORMAT: pixels that no file format has. Never S_OK when the stream refuses a byte or its state is a
 /// failure at the end.
-HRESULT WritePicture(GUID const& container, yk::Stream* stream, yk::Image2d& image) noexcept;
+HRESULT WritePicture(GUID const& container, yk::Stream* stream, yk::Image2d& image,
+                     std::span<EncoderSetting const> settings = {}) noexcept;
 
 /// The same for a JPEG file with a quality from 1 to 100. A grey picture reads back as a colour one.
 HRESULT WriteJpeg(yk::Stream* stream, yk::Image2d& image, unsigned quality) noexcept;
+
+/// Describes the file at the stream's position under the keys of image/file_info.h.
+HRESULT QueryPicture(GUID const& container, yk::Stream* stream, yk::Map* info) noexcept;
 
 }  // namespace qewic

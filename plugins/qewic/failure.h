@@ -6,6 +6,7 @@
 namespace qewic {
 
 inline constexpr char READ[] = "qewic::Read";
+inline constexpr char QUERY[] = "qewic::QueryFileInfo";
 inline constexpr char WRITE[] = "qewic::Write";
 
 /// Records why the Imaging Component returned `ofCodec`, unless a cause has been recorded since ErrorCount()

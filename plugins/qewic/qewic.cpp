@@ -3,6 +3,7 @@
 #include <qecore/core/module.h>
 #include <qecore/core/ref.h>
 #include <qecore/io/file_formats.h>
+#include <string.h>
 
 #include <algorithm>
 #include <iterator>
@@ -10,6 +11,7 @@
 
 #include "codec.h"
 #include "failure.h"
+#include "options.h"
 
 namespace qewic {
 
@@ -22,15 +24,14 @@ struct Codec {
   Guid id;
   GUID const* container;
   char const* className;
-  bool hasQuality;
 };
 
 constexpr Codec CODECS[] = {
-    {ids::FILE_PNG, &GUID_ContainerFormatPng, "PNG filter", false},
-    {ids::FILE_JPEG, &GUID_ContainerFormatJpeg, "JPEG filter", true},
-    {ids::FILE_BMP, &GUID_ContainerFormatBmp, "BMP filter", false},
-    {ids::FILE_GIF, &GUID_ContainerFormatGif, "GIF filter", false},
-    {ids::FILE_TIFF, &GUID_ContainerFormatTiff, "TIFF filter", false},
+    {ids::FILE_PNG, &GUID_ContainerFormatPng, "PNG filter"},
+    {ids::FILE_JPEG, &GUID_ContainerFormatJpeg, "JPEG filter"},
+    {ids::FILE_BMP, &GUID_ContainerFormatBmp, "BMP filter"},
+    {ids::FILE_GIF, &GUID_ContainerFormatGif, "GIF filter"},
+    {ids::FILE_TIFF, &GUID_ContainerFormatTiff, "TIFF filter"},
 };
 
 Codec const* FindCodec(Guid const& id) noexcept {
@@ -39,42 +40,83 @@ Codec const* FindCodec(Guid const& id) noexcept {
   return found == std::end(CODECS) ? nullptr : found;
 }
 
-class Filter final : public Destroys<Filter, ykFlt2d> {
+constexpr unsigned MOST_SETTINGS = 4;
+
+bool BeginsWith(char const* bytes, FileSignature const& signature) noexcept {
+  return signature.length && memcmp(bytes, signature.bytes, signature.length) == 0;
+}
+
+class Filter final : public Destroys<Filter, ykFlt2dEx> {
  public:
   static HRESULT Create(ClassInfo const* info, void** out) noexcept {
     *out = nullptr;
     Codec const* const codec = FindCodec(info->classId);
     FileFormat const* const format = FindFileFormat(info->classId);
-    if (!codec || !format) return E_NOINTERFACE;
+    if (!codec || !format) return Fail(E_NOINTERFACE, "qewic", L"it has no filter of that class");
     *out = static_cast<ykFlt2d*>(new (std::nothrow) Filter(*codec, *format));
     return *out ? S_OK : Fail(E_OUTOFMEMORY, "qewic", L"not enough memory for the %S", codec->className);
   }
 
   // The class identifier is the one in its row.
   HRESULT QueryInterface(Guid const& id, void** out) noexcept override {
-    if (!(id == format.id)) return ykFlt2d::QueryInterface(id, out);
+    if (!(id == format.id)) return ykFlt2dEx::QueryInterface(id, out);
     *out = static_cast<ykFlt2d*>(this);
     AddRef();
     return S_OK;
   }
-  bool IsTypeOf(Guid const& id) noexcept override { return id == format.id || ykFlt2d::IsTypeOf(id); }
+  bool IsTypeOf(Guid const& id) noexcept override { return id == format.id || ykFlt2dEx::IsTypeOf(id); }
   Guid const* GetTypeId() noexcept override { return &format.id; }
 
   // Bit 0: reads, bit 1: writes, bit 2: `options` of Write is a quality of 1 to 100, or 0 for the default.
-  unsigned GetFlags() noexcept override { return codec.hasQuality ? 7 : 3; }
+  unsigned GetFlags() noexcept override { return format.hasQuality ? 7 : 3; }
   wchar_t const* GetPattern(unsigned index) noexcept override {
     return index < std::size(format.extensions) ? format.extensions[index].text : nullptr;
   }
   wchar_t const* GetName() noexcept override { return format.name; }
+  HRESULT GetOption(FilterUse use, unsigned index, FilterOption& option) noexcept override {
+    return DescribeOption(format.id, use, index, option);
+  }
+
+  HRESULT QueryFileInfo(Stream* stream, Map* info, int) noexcept override {
+    if (!stream || !info) return Fail(E_INVALIDARG, QUERY, L"stream or info is null");
+    return QueryPicture(*codec.container, stream, info);
+  }
+
+  HRESULT CanRead(Stream* stream) noexcept override {
+    if (!stream) return Fail(E_INVALIDARG, READ, L"stream is null");
+    char bytes[sizeof FileSignature::bytes] = {};
+    unsigned done = 0;
+    HRESULT const result = stream->Read(bytes, sizeof bytes, &done);
+    stream->Seek(-static_cast<long>(done), Stream::FROM_POSITION);
+    if (yk::Failed(result)) return result;
+    auto const matches = [&](FileSignature const& signature) { return BeginsWith(bytes, signature); };
+    return std::any_of(std::begin(format.signatures), std::end(format.signatures), matches) ? S_OK : S_FALSE;
+  }
 
   HRESULT Read(Stream* stream, AbstractImage** image, unsigned) noexcept override {
     return ReadPicture(*codec.container, stream, image);
   }
 
   HRESULT Write(Stream* stream, AbstractImage* image, unsigned options) noexcept override {
-    if (!stream || !image) return Fail(E_INVALIDARG, WRITE, L"stream or image is null");
-    if (codec.hasQuality && options > 100)
+    if (format.hasQuality && options > 100)
       return Fail(E_INVALIDARG, WRITE, L"the quality %u is not between 0 and 100", options);
+    return WriteWith(stream, image, format.hasQuality ? options : 0, {});
+  }
+
+  HRESULT WriteEx(Stream* stream, AbstractImage* image, Map* options, ExecutionContext*) noexcept override {
+    EncoderSetting settings[MOST_SETTINGS];
+    size_t const count = CollectSettings(format.id, options, settings);
+    int const quality = ValueOf(options, FilterOption::QUALITY, 0);
+    return WriteWith(stream, image, static_cast<unsigned>(quality), {settings, count});
+  }
+
+ private:
+  Filter(Codec const& codec, FileFormat const& format) noexcept : codec(codec), format(format) {}
+
+  // A quality of 0 is the Imaging Component's own.
+  HRESULT WriteWith(Stream* stream, AbstractImage* image, unsigned quality,
+                    std::span<EncoderSetting const> settings) noexcept {
+    if (!stream || !image) return Fail(E_INVALIDARG, WRITE, L"stream or image is null");
     if (!image->IsTypeOf(ids::IMAGE_2D))
       return Fail(YK_E_FORMAT, WRITE, L"the image has no pixels of its own");
     // The stream may be foreign code, which may release what others hold while it is written to.
@@ -83,12 +125,9 @@ class Filter final : public Destroys<Filter, ykFlt2d> {
     Image2d& raster = *static_cast<Image2d*>(image);
     if (!raster.bits || raster.width < 1 || raster.height < 1)
       return Fail(YK_E_EMPTY, WRITE, L"the image has no pixels");
-    if (codec.hasQuality && options) return WriteJpeg(stream, raster, options);
-    return WritePicture(*codec.container, stream, raster);
+    if (quality) return WriteJpeg(stream, raster, quality);
+    return WritePicture(*codec.container, stream, raster, settings);
   }
-
- private:
-  Filter(Codec const& codec, FileFormat const& format) noexcept : codec(codec), format(format) {}
 
   Codec const& codec;
   FileFormat const& format;

@@ -19,7 +19,7 @@ namespace {
 // Writes one picture.
 class Writer {
  public:
-  HRESULT Open(GUID const& container, Stream* stream) noexcept;
+  HRESULT Open(GUID const& container, Stream* stream, std::span<EncoderSetting const> settings) noexcept;
   HRESULT ChooseLayout(Image2d const& image) noexcept;
   HRESULT Encode(Image2d& image) noexcept;
   /// Releases the codec, records any failure, and returns the overall result; `result` is that of the steps
@@ -52,7 +52,20 @@ class Writer {
   int width = 0, height = 0;
 };
 
-HRESULT Writer::Open(GUID const& container, Stream* stream) noexcept {
+HRESULT Apply(EncoderSetting const& setting, IPropertyBag2& options) noexcept {
+  PROPBAG2 option = {};
+  option.pstrName = const_cast<wchar_t*>(setting.property);
+  VARIANT value;
+  VariantInit(&value);
+  value.vt = setting.type;
+  setting.type == VT_BOOL ? void(value.boolVal = static_cast<VARIANT_BOOL>(setting.value))
+                          : void(value.bVal = static_cast<BYTE>(setting.value));
+  HRESULT const result = options.Write(1, &option, &value);
+  return FAILED(result) ? Fail(E_NOTIMPL, WRITE, L"the codec has no option %s", setting.property) : result;
+}
+
+HRESULT Writer::Open(GUID const& container, Stream* stream,
+                     std::span<EncoderSetting const> settings) noexcept {
   HRESULT result = CreateFactory(factory);
   if (FAILED(result)) return result;
   adapter = StreamAdapter::Create(stream);
@@ -61,8 +74,12 @@ HRESULT Writer::Open(GUID const& container, Stream* stream) noexcept {
   if (FAILED(result)) return result;
   result = encoder->Initialize(adapter.get(), WICBitmapEncoderNoCache);
   if (FAILED(result)) return result;
-  result = encoder->CreateNewFrame(frame.Receive(), nullptr);
-  return FAILED(result) ? result : frame->Initialize(nullptr);
+  Ref<IPropertyBag2> options;
+  result = encoder->CreateNewFrame(frame.Receive(), options.Receive());
+  for (EncoderSetting const& setting : settings) {
+    if (SUCCEEDED(result)) result = Apply(setting, *options);
+  }
+  return FAILED(result) ? result : frame->Initialize(options.get());
 }
 
 // Offers the file format each layout for writing this image, the closest first.
@@ -185,7 +202,7 @@ bool SwapsBytes(GUID const& container, IMG_FORMAT format) noexcept {
   memcpy(pixel->bits, LOW_AND_HIGH, pixel->bytesPerPixel);
   unsigned const before = ErrorCount();
   Writer writer;
-  HRESULT result = writer.Open(container, file.get());
+  HRESULT result = writer.Open(container, file.get(), {});
   if (SUCCEEDED(result)) result = writer.ChooseLayout(*pixel);
   if (SUCCEEDED(result)) result = writer.Encode(*pixel);
   if (FAILED(writer.Finish(before, result)) || yk::Failed(file->Seek(0, Stream::FROM_START))) return false;
@@ -197,7 +214,8 @@ bool SwapsBytes(GUID const& container, IMG_FORMAT format) noexcept {
 
 }  // namespace
 
-HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image) noexcept {
+HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image,
+                     std::span<EncoderSetting const> settings) noexcept {
   if (FormatsToWrite(image.format).empty()) {  // before anything is written
     return Fail(YK_E_FORMAT, WRITE, L"no file type can hold pixels of %S", img::GetFacts(image.format).name);
   }
@@ -205,7 +223,7 @@ HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image) noex
   ComScope const com;
   if (FAILED(com.Result())) return Report(before, WRITE, com.Result(), com.Result());
   Writer writer;
-  HRESULT result = writer.Open(container, stream);
+  HRESULT result = writer.Open(container, stream, settings);
   if (SUCCEEDED(result)) result = writer.ChooseLayout(image);
   if (SUCCEEDED(result)) {
     if (writer.WritesWords()) writer.swapsBytes = SwapsBytes(container, writer.Chosen());

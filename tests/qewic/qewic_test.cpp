@@ -2,8 +2,11 @@
 #include <objbase.h>
 #include <qecore/core/filter.h>
 #include <qecore/core/system.h>
+#include <qecore/image/filter_option.h>
+#include <qecore/values/map.h>
 
 #include <cmath>
+#include <set>
 #include <thread>
 
 #include "image/support.h"
@@ -106,6 +109,45 @@ TEST_F(Filters, AreRegisteredUnderTheFileTypes) {
   }
   EXPECT_STREQ(filters[1]->GetPattern(2), L"jpe");
   EXPECT_EQ(filters[1]->GetPattern(3), nullptr);
+}
+
+Ref<ykFlt2dEx> Extended(ykFlt2d& filter) { return Ref<ykFlt2d>::Share(&filter).Query<ykFlt2dEx>(); }
+
+// Each value writes another file, with the same pixels; some Imaging Components write all TIFF files alike.
+TEST_F(Filters, HaveOptionsOfWriting) {
+  Table<size_t, wstring, unsigned, int> const rows = {
+      {0, L"filter", FilterOption::FIRST_OWN, 6},
+      {0, L"interlace", FilterOption::FIRST_OWN + 1, 2},
+      {1, L"quality", FilterOption::QUALITY, 2},
+      {4, L"compression", FilterOption::COMPRESSION, 3},
+  };
+  ImageRef const image =
+      Painted(IMG_BGR24, 60, 40, [](int x, int y, int channel) { return x * y + channel; });
+  size_t found = 0;
+  for (auto const& filter : filters) {
+    Ref<ykFlt2dEx> const extended = Extended(*filter);
+    FilterOption option;
+    for (unsigned i = 0; extended->GetOption(FILTER_WRITE, i, option) == S_OK; ++i, option = {}) {
+      ASSERT_LT(found, rows.size());
+      auto const& [index, name, key, values] = rows[found++];
+      EXPECT_EQ(std::tuple(filter.get(), wstring(option.name), option.key),
+                std::tuple(filters[index].get(), name, key));
+      std::set<string> files;
+      for (int value = 0; value < values; ++value) {
+        Ref<Map> const options = Own(Map::Create());
+        Variant chosen;
+        chosen.Init(value + static_cast<int>(option.least));
+        options->SetValue(key, chosen);
+        Ref<Stream> const stream = Memory();
+        EXPECT_EQ(extended->WriteEx(stream.get(), image.get(), options.get(), nullptr), S_OK) << value;
+        files.insert(Content(*stream));
+        string const back = Pixels(*Decoded(*filter, Content(*stream)), IMG_BGR24);
+        EXPECT_TRUE(index == 1 || back == Pixels(*image, IMG_BGR24));
+      }
+      EXPECT_TRUE(index == 4 || files.size() == static_cast<size_t>(values)) << testing::PrintToString(name);
+    }
+  }
+  EXPECT_EQ(found, rows.size());
 }
 
 // ---- reading files made by others
@@ -244,8 +286,12 @@ TEST_F(Filters, RefuseWhatIsNotTheirs) {
   ImageRef image;
   for (auto const& filter : filters) {
     string const file = SmallFile(*filter);
-    for (auto const& other : filters)
-      EXPECT_EQ(Decode(*other, *Memory(file), image), other == filter ? S_OK : YK_E_BADFILE);
+    for (auto const& other : filters) {
+      Ref<Stream> const stream = Memory(file);
+      EXPECT_EQ(Extended(*other)->CanRead(stream.get()), other == filter ? S_OK : S_FALSE);
+      EXPECT_EQ(stream->GetPosition(), 0u);
+      EXPECT_EQ(Decode(*other, *stream, image), other == filter ? S_OK : YK_E_BADFILE);
+    }
   }
   ykFlt2d& png = *filters[0];
   EXPECT_LT(Decode(png, *Memory(FromHex(PNG_HUGE)), image), 0);

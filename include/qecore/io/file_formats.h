@@ -30,6 +30,7 @@ struct FileFormat {
   Guid id;                           ///< such as ids::FILE_PNG; also the class identifier of its filter
   char const* shortName;             ///< "PNG"
   wchar_t const* name;               ///< for display: L"Portable Network Graphics"
+  bool hasQuality;                   ///< written with a quality of 1 to 100, since its compression is lossy
   FileExtension extensions[4] = {};  ///< the usual one first
   FileSignature signatures[4] = {};  ///< a file has one of them; tried in the order of the table
 };
@@ -37,25 +38,25 @@ struct FileFormat {
 // clang-format off
 /// Every format, in the order in which their signatures are tried.
 inline constexpr FileFormat FILE_FORMATS[] = {
-    {ids::FILE_PNG, "PNG", L"Portable Network Graphics",
+    {ids::FILE_PNG, "PNG", L"Portable Network Graphics", false,
      {{L"png", true}},
      {{8, {'\x89', 'P', 'N', 'G', '\r', '\n', '\x1A', '\n'}}}},
-    {ids::FILE_GIF, "GIF", L"Graphics Interchange Format",
+    {ids::FILE_GIF, "GIF", L"Graphics Interchange Format", false,
      {{L"gif"}},
      {{4, {'G', 'I', 'F', '8'}}}},
-    {ids::FILE_U3D, "U3D", L"Universal 3D",
+    {ids::FILE_U3D, "U3D", L"Universal 3D", false,
      {},  // recognised only by signature
      {{4, {'U', '3', 'D', '\0'}}}},
-    {ids::FILE_TIFF, "TIFF", L"Tagged Image File Format",  // either third byte with either byte order
+    {ids::FILE_TIFF, "TIFF", L"Tagged Image File Format", false,  // either third byte with either byte order
      {{L"tif"}, {L"tiff"}},
      {{3, {'I', 'I', '*'}}, {3, {'I', 'I', '\0'}}, {3, {'M', 'M', '*'}}, {3, {'M', 'M', '\0'}}}},
-    {ids::FILE_BMP, "BMP", L"Windows bitmap",
+    {ids::FILE_BMP, "BMP", L"Windows bitmap", false,
      {{L"bmp"}},
      {{2, {'B', 'M'}}}},
-    {ids::FILE_JPEG, "JPEG", L"JPEG photograph",
+    {ids::FILE_JPEG, "JPEG", L"JPEG photograph", true,
      {{L"jpg", true}, {L"jpeg", true}, {L"jpe"}},
      {{3, {'\xFF', '\xD8', '\xFF'}}}},
-    {ids::FILE_TGA, "TGA", L"Truevision TGA",
+    {ids::FILE_TGA, "TGA", L"Truevision TGA", false,
      {{L"tga"}},
      {}},  // recognised by a footer, which not all of its files have
 };

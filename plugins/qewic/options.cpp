@@ -1,0 +1,117 @@
+#include "options.h"
+
+namespace qewic {
+
+using namespace yk;
+
+namespace {
+
+using Kind = FilterOption;
+
+constexpr wchar_t const* PNG_FILTERS[] = {L"none", L"sub", L"up", L"average", L"paeth", L"adaptive", nullptr};
+constexpr unsigned char WIC_PNG_FILTERS[] = {WICPngFilterNone,    WICPngFilterSub,   WICPngFilterUp,
+                                             WICPngFilterAverage, WICPngFilterPaeth, WICPngFilterAdaptive};
+
+constexpr wchar_t const* TIFF_METHODS[] = {L"none", L"lzw", L"zip", nullptr};
+constexpr unsigned char WIC_TIFF_METHODS[] = {WICTiffCompressionNone, WICTiffCompressionLZW,
+                                              WICTiffCompressionZIP};
+
+constexpr unsigned PNG_FILTER = FilterOption::FIRST_OWN, PNG_INTERLACE = FilterOption::FIRST_OWN + 1;
+
+constexpr Option PNG_OPTIONS[] = {
+    {.use = FILTER_WRITE,
+     .key = PNG_FILTER,
+     .kind = Kind::CHOICE,
+     .name = L"filter",
+     .help = L"What is done to each row before it is compressed; adaptive is slow and compresses best",
+     .choices = PNG_FILTERS,
+     .property = L"FilterOption",
+     .encoded = WIC_PNG_FILTERS},
+    {.use = FILTER_WRITE,
+     .key = PNG_INTERLACE,
+     .kind = Kind::SWITCH,
+     .name = L"interlace",
+     .help = L"Store a coarse picture first, which browsers show while the rest is loading",
+     .standard = 0,
+     .property = L"InterlaceOption"},
+};
+
+constexpr Option JPEG_OPTIONS[] = {
+    {.use = FILTER_WRITE,
+     .key = FilterOption::QUALITY,
+     .kind = Kind::INTEGER,
+     .name = L"quality",
+     .help = L"100 is the best; below 50, blocks of 8 pixels become visible",
+     .least = 1,
+     .most = 100},
+};
+
+constexpr Option TIFF_OPTIONS[] = {
+    {.use = FILTER_WRITE,
+     .key = FilterOption::COMPRESSION,
+     .kind = Kind::CHOICE,
+     .name = L"compression",
+     .help = L"The method, which never changes pixels; some systems always write without",
+     .choices = TIFF_METHODS,
+     .property = L"TiffCompressionMethod",
+     .encoded = WIC_TIFF_METHODS},
+};
+
+struct Row {
+  Guid type;
+  std::span<Option const> options;
+};
+
+constexpr Row ROWS[] = {
+    {ids::FILE_PNG, PNG_OPTIONS},
+    {ids::FILE_JPEG, JPEG_OPTIONS},
+    {ids::FILE_TIFF, TIFF_OPTIONS},
+};
+
+void SetValue(Variant& value, Option const& option, int number) noexcept {
+  option.kind == Kind::SWITCH ? value.Init(number != 0) : value.Init(number);
+}
+
+}  // namespace
+
+std::span<Option const> OptionsOf(Guid const& type) noexcept {
+  for (Row const& row : ROWS) {
+    if (row.type == type) return row.options;
+  }
+  return {};
+}
+
+HRESULT DescribeOption(Guid const& type, FilterUse use, unsigned index, FilterOption& description) noexcept {
+  for (Option const& option : OptionsOf(type)) {
+    if (option.use != use || index-- > 0) continue;
+    description.key = option.key;
+    description.kind = option.kind;
+    description.name = option.name;
+    description.help = option.help;
+    description.choices = option.choices;
+    description.least = option.least;
+    description.most = option.most;
+    if (option.standard != Option::NO_STANDARD) SetValue(description.standard, option, option.standard);
+    return S_OK;
+  }
+  return S_FALSE;
+}
+
+int ValueOf(Map* options, unsigned key, int standard) noexcept {
+  Variant value;
+  int number = 0;
+  return options && Succeeded(options->GetValue(key, value)) && value.Get(number) ? number : standard;
+}
+
+size_t CollectSettings(Guid const& type, Map* options, std::span<EncoderSetting> settings) noexcept {
+  size_t count = 0;
+  for (Option const& option : OptionsOf(type)) {
+    int const value = ValueOf(options, option.key, Option::NO_STANDARD);
+    if (!option.property || value == Option::NO_STANDARD || count == settings.size()) continue;
+    settings[count++] = option.encoded ? EncoderSetting{option.property, VT_UI1, option.encoded[value]}
+                                       : EncoderSetting{option.property, VT_BOOL, value ? 0xFFFFu : 0u};
+  }
+  return count;
+}
+
+}  // namespace qewic
