@@ -215,6 +215,19 @@ TEST(Diagnostics, ErrorsAreShownAsTheRuntimeFormatsThem) {
   EXPECT_EQ(watcher.Take(), (Texts{L"narrow a and wide b", L"wide a and narrow b", wstring(1023, L'x')}));
 }
 
+thread_local Texts handled;
+
+TEST(Diagnostics, AHostMayHandleErrors) {
+  handled.clear();
+  ErrorHandler const handler = [](wchar_t const* text) { handled.push_back(text); };
+  EXPECT_EQ(SetErrorHandler(handler), nullptr);
+  qe_Error("narrow %s", string(3000, 'x').c_str());
+  qe_Error(L"wide %d", 7);
+  EXPECT_EQ(SetErrorHandler(nullptr), handler);
+  EXPECT_EQ(handled, (Texts{L"narrow " + wstring(1016, L'x'), L"wide 7"}));
+  handled = {};
+}
+
 string debuggerOutput;
 
 LONG CALLBACK CatchOutput(EXCEPTION_POINTERS* fault) {

@@ -76,6 +76,17 @@ bool Failures() {
          Same(ErrorName(YK_E_EMPTY), "YK_E_EMPTY") && *ErrorText(YK_E_EMPTY);
 }
 
+bool Errors() {
+  static unsigned length;
+  ErrorHandler const handler = [](wchar_t const* text) {
+    length += static_cast<unsigned>(str::Length(text));
+  };
+  bool const isFirst = !SetErrorHandler(handler);
+  qe_Error("narrow %d", 1);
+  qe_Error(L"wide %d", 22);
+  return isFirst && SetErrorHandler(nullptr) == handler && length == 15;
+}
+
 bool Locks() {
   CriticalSection section;
   RWLock lock;
@@ -224,8 +235,9 @@ bool Filters() {
 }
 
 constexpr Case CORE_CASES[] = {
-    {"identifiers", Identifiers}, {"blocks", Blocks},          {"failures", Failures}, {"locks", Locks},
-    {"threads", Threads},         {"driver data", DriverData}, {"arena", Arena},       {"registry", Registry},
+    {"identifiers", Identifiers}, {"blocks", Blocks}, {"failures", Failures},
+    {"errors", Errors},           {"locks", Locks},   {"threads", Threads},
+    {"driver data", DriverData},  {"arena", Arena},   {"registry", Registry},
     {"filters", Filters},
 };
 

@@ -1,4 +1,5 @@
 // qetool: the library's companion on the command line. One subcommand per file; see commands.h.
+#include <qecore/core/diagnostics.h>
 #include <qecore/core/version.h>
 #include <stdio.h>
 #include <windows.h>
@@ -68,6 +69,13 @@ int Parse() {
   return 0;
 }
 
+// Nobody could close the library's message box, and it may not throw.
+void PrintError(wchar_t const* text) {
+  char line[4096] = {};
+  WideCharToMultiByte(CP_UTF8, 0, text, -1, line, sizeof line - 1, nullptr, nullptr);
+  fprintf(stderr, "qetool: %s\n", line);
+}
+
 int Run() {
   try {
     return Parse();
@@ -87,6 +95,7 @@ int Run() {
 int main() {
   UINT const codePage = GetConsoleOutputCP();
   SetConsoleOutputCP(CP_UTF8);
+  yk::SetErrorHandler(PrintError);
   int result = Run();
   if (fflush(stdout) != 0 || ferror(stdout)) {  // for example, a full disk
     Report("cannot write to the output");
