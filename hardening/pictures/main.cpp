@@ -1,0 +1,106 @@
+// Reads pictures through the library, for judge.py to compare with what another decoder reads.
+//
+//   pictures.exe LIST OUTPUT FIRST
+//
+// LIST holds a path in each line, OUTPUT receives a record for each from line FIRST on, as soon as it is made:
+//
+//   index  result  format  width  height  palette entries  milliseconds  stable  text       a line, tabs between
+//   rows from the top down, without padding; palette entries
+//
+// Each picture is read twice, with different bytes in the memory that the heap hands out again. `stable` is 0
+// when the pixels differ: then some of them are such bytes.
+#include <windows.h>
+
+#include <qecore/core/error.h>
+#include <qecore/core/system.h>
+#include <qecore/image/image_file.h>
+#include <qecore/values/string.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <chrono>
+#include <fstream>
+#include <string>
+#include <vector>
+
+using namespace yk;
+
+namespace {
+
+struct Read {
+  HRESULT result = S_OK;
+  Ref<Image2d> image;
+  std::string pixels;  // and palette
+  std::string text;    // of a failure
+};
+
+// Leaves blocks of many sizes on the heap's free lists.
+void DirtyHeap(int value) {
+  std::vector<void*> blocks;
+  for (size_t size = 16; size < (1 << 20); size += size / 4 + 16) {
+    for (int i = 0; i < 6; ++i) {
+      blocks.push_back(HeapAlloc(GetProcessHeap(), 0, size));
+      if (blocks.back()) memset(blocks.back(), value, size);
+    }
+  }
+  for (void* const block : blocks) HeapFree(GetProcessHeap(), 0, block);
+}
+
+std::string PixelsOf(Image2d& image) {
+  std::string all;
+  size_t const size = (static_cast<size_t>(image.width) * image.bitsPerPixel + 7) / 8;
+  for (int y = 0; y < image.height; ++y) all.append(reinterpret_cast<char*>(image.GetLine(y)), size);
+  if (img::GetFacts(image.format).paletteEntries)
+    all.append(reinterpret_cast<char*>(image.palette), image.paletteCount * sizeof(IMG_PALENTRY));
+  return all;
+}
+
+Read ReadOne(std::string const& path) {
+  Read read;
+  Ref<AbstractImage> image;
+  read.result = img::Load(String(path.c_str()).c_str(), nullptr, image.Receive());
+  wchar_t line[1024] = L"";
+  if (Failed(read.result)) ErrorMessage(LastError(), line, 1024);
+  for (wchar_t const* c = line; *c; ++c) read.text += *c < 128 ? static_cast<char>(*c) : '*';
+  if (Failed(read.result) || !image->IsTypeOf(ids::IMAGE_2D)) return read;
+  read.image = Ref<Image2d>::Adopt(static_cast<Image2d*>(image.Detach()));
+  read.pixels = PixelsOf(*read.image);
+  return read;
+}
+
+void Report(std::ofstream& out, size_t index, std::string const& path) {
+  using Clock = std::chrono::steady_clock;
+  DirtyHeap(0xA5);
+  auto const before = Clock::now();
+  Read const first = ReadOne(path);
+  std::chrono::duration<double, std::milli> const taken = Clock::now() - before;
+  DirtyHeap(0x5A);
+  Read const second = ReadOne(path);
+  bool const isStable = first.result == second.result && first.pixels == second.pixels;
+  Image2d const* const image = first.image.get();
+  char head[200];
+  snprintf(head, sizeof head, "%u\t%08lX\t%d\t%d\t%d\t%d\t%.0f\t%d\t", static_cast<unsigned>(index),
+           static_cast<unsigned long>(first.result), image ? image->format : 0, image ? image->width : 0,
+           image ? image->height : 0, image ? image->paletteCount : 0, taken.count(), isStable);
+  out << head << first.text << '\n' << first.pixels << std::flush;
+}
+
+std::string ProgramFolder() {
+  char path[MAX_PATH] = "";
+  GetModuleFileNameA(nullptr, path, MAX_PATH);
+  return std::string(path).substr(0, std::string(path).find_last_of('\\'));
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  if (count != 4) return 2;
+  Ref<System> const system = Ref<System>::Adopt(System::Create());
+  system->ScanModules(String(ProgramFolder().c_str()), String((std::string(arguments[2]) + ".cache").c_str()));
+  std::ifstream list(arguments[1]);
+  std::ofstream out(arguments[2], std::ios::binary | std::ios::app);
+  std::string path;
+  for (size_t index = 0; std::getline(list, path); ++index)
+    if (index >= strtoul(arguments[3], nullptr, 10)) Report(out, index, path);
+  return 0;
+}
