@@ -62,6 +62,8 @@ enum class ChannelKind : uint8_t {
   FLOAT,     ///< 0.0 to 1.0
 };
 
+using Kind = ChannelKind;  ///< short, for the table
+
 /// The properties of one format. Unassigned numbers have zeros and the name "none".
 struct FormatFacts {
   IMG_FORMAT format;        ///< the row's own number; IMG_NONE where the number is not assigned
@@ -82,25 +84,25 @@ struct FormatFacts {
 // clang-format off
 /// Indexed by format, with the fields in their order.
 inline constexpr FormatFacts FORMATS[LAST_FORMAT + 1] = {
-    {IMG_NONE,   0,   0,  ChannelKind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "none"},
-    {IMG_GRAY8,  8,   1,  ChannelKind::UNSIGNED, 1, 8,  IMG_GRAYF, 0,   IMG_GRAY8,  true,   false, true,  "gray8"},
-    {IMG_PAL8,   8,   1,  ChannelKind::INDEX,    0, 0,  IMG_BGRAF, 256, IMG_BGRA32, false,  false, false, "pal8"},
-    {IMG_BGR24,  24,  3,  ChannelKind::UNSIGNED, 3, 8,  IMG_BGRF,  0,   IMG_BGR24,  true,   true,  true,  "bgr24"},
-    {IMG_BGRA32, 32,  4,  ChannelKind::UNSIGNED, 4, 8,  IMG_BGRAF, 0,   IMG_BGRA32, false,  true,  true,  "bgra32"},
-    {IMG_NONE,   0,   0,  ChannelKind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "none"},
-    {IMG_NONE,   0,   0,  ChannelKind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "none"},
-    {IMG_GRAY16, 16,  2,  ChannelKind::UNSIGNED, 1, 16, IMG_NONE,  0,   IMG_NONE,   false,  false, false, "gray16"},
-    {IMG_BGR48,  48,  6,  ChannelKind::UNSIGNED, 3, 16, IMG_BGRF,  0,   IMG_NONE,   false,  false, false, "bgr48"},
-    {IMG_BGRA64, 64,  8,  ChannelKind::UNSIGNED, 4, 16, IMG_BGRAF, 0,   IMG_NONE,   false,  false, false, "bgra64"},
-    {IMG_NONE,   0,   0,  ChannelKind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "none"},
-    {IMG_NONE,   0,   0,  ChannelKind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "none"},
-    {IMG_GRAYF,  32,  4,  ChannelKind::FLOAT,    1, 32, IMG_GRAYF, 0,   IMG_NONE,   false,  false, false, "grayf"},
-    {IMG_BGRF,   96,  12, ChannelKind::FLOAT,    3, 32, IMG_BGRF,  0,   IMG_NONE,   false,  false, false, "bgrf"},
-    {IMG_BGRAF,  128, 16, ChannelKind::FLOAT,    4, 32, IMG_BGRAF, 0,   IMG_NONE,   false,  false, false, "bgraf"},
-    {IMG_MONO32, 32,  4,  ChannelKind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "mono32"},
-    {IMG_PAL1,   1,   0,  ChannelKind::INDEX,    0, 0,  IMG_NONE,  2,   IMG_NONE,   false,  false, false, "pal1"},
-    {IMG_PAL4,   4,   0,  ChannelKind::INDEX,    0, 0,  IMG_NONE,  16,  IMG_NONE,   false,  false, false, "pal4"},
-    {IMG_RGB555, 16,  2,  ChannelKind::UNSIGNED, 3, 5,  IMG_NONE,  0,   IMG_NONE,   false,  false, false, "rgb555"},
+    {IMG_NONE,   0,   0,  Kind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false, false, false, "none"},
+    {IMG_GRAY8,  8,   1,  Kind::UNSIGNED, 1, 8,  IMG_GRAYF, 0,   IMG_GRAY8,  true,  false, true,  "gray8"},
+    {IMG_PAL8,   8,   1,  Kind::INDEX,    0, 0,  IMG_BGRAF, 256, IMG_BGRA32, false, false, false, "pal8"},
+    {IMG_BGR24,  24,  3,  Kind::UNSIGNED, 3, 8,  IMG_BGRF,  0,   IMG_BGR24,  true,  true,  true,  "bgr24"},
+    {IMG_BGRA32, 32,  4,  Kind::UNSIGNED, 4, 8,  IMG_BGRAF, 0,   IMG_BGRA32, false, true,  true,  "bgra32"},
+    {IMG_NONE,   0,   0,  Kind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false, false, false, "none"},
+    {IMG_NONE,   0,   0,  Kind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false, false, false, "none"},
+    {IMG_GRAY16, 16,  2,  Kind::UNSIGNED, 1, 16, IMG_NONE,  0,   IMG_NONE,   false, false, false, "gray16"},
+    {IMG_BGR48,  48,  6,  Kind::UNSIGNED, 3, 16, IMG_BGRF,  0,   IMG_NONE,   false, false, false, "bgr48"},
+    {IMG_BGRA64, 64,  8,  Kind::UNSIGNED, 4, 16, IMG_BGRAF, 0,   IMG_NONE,   false, false, false, "bgra64"},
+    {IMG_NONE,   0,   0,  Kind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false, false, false, "none"},
+    {IMG_NONE,   0,   0,  Kind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false, false, false, "none"},
+    {IMG_GRAYF,  32,  4,  Kind::FLOAT,    1, 32, IMG_GRAYF, 0,   IMG_NONE,   false, false, false, "grayf"},
+    {IMG_BGRF,   96,  12, Kind::FLOAT,    3, 32, IMG_BGRF,  0,   IMG_NONE,   false, false, false, "bgrf"},
+    {IMG_BGRAF,  128, 16, Kind::FLOAT,    4, 32, IMG_BGRAF, 0,   IMG_NONE,   false, false, false, "bgraf"},
+    {IMG_MONO32, 32,  4,  Kind::NONE,     0, 0,  IMG_NONE,  0,   IMG_NONE,   false, false, false, "mono32"},
+    {IMG_PAL1,   1,   0,  Kind::INDEX,    0, 0,  IMG_NONE,  2,   IMG_NONE,   false, false, false, "pal1"},
+    {IMG_PAL4,   4,   0,  Kind::INDEX,    0, 0,  IMG_NONE,  16,  IMG_NONE,   false, false, false, "pal4"},
+    {IMG_RGB555, 16,  2,  Kind::UNSIGNED, 3, 5,  IMG_NONE,  0,   IMG_NONE,   false, false, false, "rgb555"},
 };
 // clang-format on
 
