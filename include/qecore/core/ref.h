@@ -3,7 +3,7 @@
 //   Ref<Stream> stream;
 //   if (Failed(FileStream::Create(path, 1, stream.Receive()))) ...   // an output parameter: receive
 //   Ref<Map> map = Ref<Map>::Adopt(Map::Create());                   // returned and owned: adopt
-//   Ref<Stream> mine = Ref<Stream>::Share(borrowed);                 // borrowed: share, adding a reference
+//   Ref<Stream> kept = Ref<Stream>::Share(borrowed);                 // borrowed: share, adding a reference
 //   return map.Detach();                                             // passed on: detach
 //   if (Ref<FileStream> file = stream.Query<FileStream>()) ...       // another interface, or null
 //
@@ -31,9 +31,9 @@ class Ref {
 
   /// Releases the reference held and takes over the other.
   Ref& operator=(Ref other) noexcept {
-    T* const mine = object;
+    T* const old = object;
     object = other.object;
-    other.object = mine;
+    other.object = old;
     return *this;
   }
 
@@ -77,9 +77,9 @@ class Ref {
 
   /// Passes the reference to the caller.
   [[nodiscard]] T* Detach() noexcept {
-    T* const mine = object;
+    T* const old = object;
     object = nullptr;
-    return mine;
+    return old;
   }
 
   /// Releases the reference held; there is none afterwards.
