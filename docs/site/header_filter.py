@@ -140,8 +140,13 @@ class Declarations:
         code = re.sub(r'\s*//.*$', '', line)
         if code.endswith('{') or self.in_body and not code.startswith(' ' * self.ends_at + '}'):
             self.in_body = True
-        elif re.search('[;},]$', code):
+        elif re.search('[;}]$', code) or self.ends_early(code):
             self.ends_at, self.in_body = None, False
+
+    @staticmethod
+    def ends_early(code):
+        """An enumerator does; so does the first of two overloads, for the second to share its comment."""
+        return code.endswith(',') and (code.count('(') == code.count(')') or 'YK_SLOT_PAIR' in code)
 
 
 def each_field(margin, kind, names, text):

@@ -96,7 +96,8 @@ std::string ProgramFolder() {
 int main(int count, char** arguments) {
   if (count != 4) return 2;
   Ref<System> const system = Ref<System>::Adopt(System::Create());
-  system->ScanModules(String(ProgramFolder().c_str()), String((std::string(arguments[2]) + ".cache").c_str()));
+  system->ScanModules(String(ProgramFolder().c_str()),
+                      String((std::string(arguments[2]) + ".cache").c_str()));
   std::ifstream list(arguments[1]);
   std::ofstream out(arguments[2], std::ios::binary | std::ios::app);
   std::string path;

@@ -22,14 +22,19 @@
 
 #include <qecore/core/base.h>
 
+/// Changes when a slot, a layout or a format does.
 #define QECORE_VERSION_MAJOR 1
+/// Changes when something is added.
 #define QECORE_VERSION_MINOR 0
+/// Changes with every release.
 #define QECORE_VERSION_PATCH 0
 
 /// The version of the headers as one number, 0xMMmmpp, to compare.
 #define QECORE_VERSION ((QECORE_VERSION_MAJOR << 16) | (QECORE_VERSION_MINOR << 8) | QECORE_VERSION_PATCH)
 
+/// A part of QECORE_VERSION_TEXT.
 #define QECORE_TEXT_OF(number) #number
+/// A part of QECORE_VERSION_TEXT.
 #define QECORE_DOTTED(a, b, c) QECORE_TEXT_OF(a) "." QECORE_TEXT_OF(b) "." QECORE_TEXT_OF(c)
 /// The version of the headers as a text, "1.2.3".
 #define QECORE_VERSION_TEXT QECORE_DOTTED(QECORE_VERSION_MAJOR, QECORE_VERSION_MINOR, QECORE_VERSION_PATCH)

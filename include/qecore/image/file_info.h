@@ -45,8 +45,8 @@ enum FileInfoKey : unsigned {
 
 /// The constant facts of a key.
 struct FileInfoFacts {
-  FileInfoKey key;
-  Variant::Type type;
+  FileInfoKey key;      ///< in the Map
+  Variant::Type type;   ///< of the value
   wchar_t const* name;  ///< for display and for machines: lower-case letters and hyphens
 };
 

@@ -26,7 +26,9 @@
 
 namespace yk {
 
+/// One option; see the example.
 struct FilterOption {
+  /// What a value is.
   enum Kind : unsigned { SWITCH = 0, INTEGER = 1, NUMBER = 2, STRING = 3, CHOICE = 4 };
 
   /// The keys of options that mean the same in every filter that has them. A filter's other options have keys
@@ -39,8 +41,8 @@ struct FilterOption {
     FIRST_OWN = 1000,
   };
 
-  unsigned key = 0;  ///< in the Map
-  Kind kind = SWITCH;
+  unsigned key = 0;                         ///< in the Map
+  Kind kind = SWITCH;                       ///< of the value
   wchar_t const* name = nullptr;            ///< for command lines: lower-case letters, digits and hyphens
   wchar_t const* help = nullptr;            ///< one sentence without a full stop
   wchar_t const* const* choices = nullptr;  ///< of CHOICE: names, like `name`; null after the last
