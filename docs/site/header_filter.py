@@ -109,8 +109,10 @@ class Declarations:
             self.forget()
             return line
         if self.ends_at is not None:
+            # the second of two overloads in one macro
+            second = self.shared and indent(line) == self.ends_at + len('YK_SLOT_PAIR(') and ' virtual ' in f' {line}'
             self.finish(line)
-            return line
+            return f'/** {self.shared} */ {line.lstrip()}' if second else line
         if re.match(PRIVATE, line):
             return ''
         if stripped.startswith('///'):
@@ -136,17 +138,12 @@ class Declarations:
         return f'/** {text} */ {line.lstrip()}' if text else line
 
     def finish(self, line):
-        """A declaration ends with a `;` or, with its body, at its own indentation; of an initialiser list, too."""
+        """A declaration ends with a `;` or with its body, at its own indentation; an enumerator with a `,`."""
         code = re.sub(r'\s*//.*$', '', line)
         if code.endswith('{') or self.in_body and not code.startswith(' ' * self.ends_at + '}'):
             self.in_body = True
-        elif re.search('[;}]$', code) or self.ends_early(code):
+        elif re.search('[;}]$', code) or code.endswith(',') and code.count('(') == code.count(')'):
             self.ends_at, self.in_body = None, False
-
-    @staticmethod
-    def ends_early(code):
-        """An enumerator does; so does the first of two overloads, for the second to share its comment."""
-        return code.endswith(',') and (code.count('(') == code.count(')') or 'YK_SLOT_PAIR' in code)
 
 
 def each_field(margin, kind, names, text):

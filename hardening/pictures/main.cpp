@@ -2,9 +2,10 @@
 //
 //   pictures.exe LIST OUTPUT FIRST
 //
-// LIST holds a path in each line, OUTPUT receives a record for each from line FIRST on, as soon as it is made:
+// LIST holds a path in each line, OUTPUT receives a record for each from line FIRST on, as soon as it is
+// made: a line with tabs between the fields, then bytes.
 //
-//   index  result  format  width  height  palette entries  milliseconds  stable  text       a line, tabs between
+//   index  result  format  width  height  palette entries  milliseconds  stable  text
 //   rows from the top down, without padding; palette entries
 //
 // Each picture is read twice, with different bytes in the memory that the heap hands out again. `stable` is 0

@@ -107,6 +107,8 @@ class IDC : public Destroys<IDC, Unknown> {
 
   // ---- state
 
+  /// What is added to the positions of every operation, (0, 0) at first. SetOrigin also moves the viewport of
+  /// the memory device context.
   YK_API virtual HRESULT SetOrigin(int x, int y) noexcept;
   YK_API virtual HRESULT GetOrigin(int& x, int& y) noexcept;
   /// In surface coordinates: the origin is not added. Clipped to the surface.
@@ -223,12 +225,14 @@ class IDC : public Destroys<IDC, Unknown> {
 
   // ---- the overloaded names of operations whose slots are not neighbours
 
+  /// FrameRectWith.
   HRESULT FrameRect(int x, int y, int w, int h, ColorCallback callback, void* context) noexcept {
     return FrameRectWith(x, y, w, h, callback, context);
   }
   HRESULT FrameRect(xrect2d const& r, ColorCallback callback, void* context) noexcept {
     return FrameRectWith(r, callback, context);
   }
+  /// FillRectWith.
   HRESULT FillRect(int x, int y, int w, int h, ColorCallback callback, void* context) noexcept {
     return FillRectWith(x, y, w, h, callback, context);
   }
@@ -239,6 +243,7 @@ class IDC : public Destroys<IDC, Unknown> {
   // DrawText in each spelling that a macro of <windows.h> may turn it into, so that callers need not care.
 #pragma push_macro("DrawText")
 #undef DrawText
+  /// PaintText.
   HRESULT DrawText(String const& text, xrect2d* r, unsigned format) noexcept {
     return PaintText(text, r, format);
   }
@@ -246,6 +251,7 @@ class IDC : public Destroys<IDC, Unknown> {
     return PaintText(text, length, r, format);
   }
 #pragma pop_macro("DrawText")
+  /// PaintText.
   HRESULT DrawTextW(String const& text, xrect2d* r, unsigned format) noexcept {
     return PaintText(text, r, format);
   }
