@@ -14,6 +14,7 @@ import encoders as e
 
 MUST, MAY, NEVER = "must", "may", "never"  # be read; refused is what it may also be, or must be
 BYTE = 0.51 / 255
+JPEG = 18 / 255
 
 
 @dataclasses.dataclass
@@ -23,6 +24,7 @@ class Case:
     truth: np.ndarray = None  # (height, width, 4), straight alpha, 0 to 1; None: what the other decoder reads
     expect: str = MUST
     tolerance: float = BYTE
+    before: "Case" = None  # it was damaged
 
 
 def noise(height, width, channels, bits, seed=1):
@@ -168,8 +170,8 @@ def gifs():
     canvas = np.zeros((17, 18, 4))
     canvas[:16, :16] = looked_up(every, palette_of(256))
     yield Case("gif-part-full", e.gif((18, 17), [(0, 0, every, None, False, None, 8)], palette_of(256)), canvas)
-    wide = np.zeros((8, 8, 4))
-    wide[2:, 3:] = looked_up(indices[:6, :5], colours)
+    wide = np.zeros((8, 11, 4))
+    wide[2:, 3:] = looked_up(indices, colours)
     yield Case("gif-beyond", e.gif((8, 8), [(3, 2, indices, None, False, None, 4)], colours), wide, MAY)
     frames = [(0, 0, indices, None, False, None, 4), (1, 1, indices[:3], None, False, 2, 4)]
     yield Case("gif-frames", e.gif((8, 6), frames, colours), looked_up(indices, colours))
@@ -281,7 +283,7 @@ def by_pillow():
     y, x = np.mgrid[0:45, 0:67]
     smooth = np.stack([40 + x * 3, 20 + y * 4, 200 - x - y], axis=2).astype(np.uint8)
     colour = Image.fromarray(smooth)
-    jpeg = 6 / 255
+    jpeg = JPEG
     for kind, quality, sampling, progressive in itertools.product("L RGB CMYK".split(), (30, 75, 95), (0, 1, 2), (False, True)):
         if kind != "RGB" and sampling:
             continue
@@ -333,7 +335,7 @@ def real(root, most):
             found.append(path)
     random.Random(4).shuffle(found)
     found.sort(key=lambda path: path.suffix == ".png")
-    return [Case(f"real-{i}-{path.name}", path.read_bytes(), None, MUST, 6 / 255 if path.suffix.startswith(".j") else BYTE)
+    return [Case(f"real-{i}-{path.name}", path.read_bytes(), None, MUST, JPEG if path.suffix.startswith(".j") else BYTE)
             for i, path in enumerate(found[:most])]
 
 
@@ -369,7 +371,7 @@ def damaged(sound, count):
     small = [case for case in sound if len(case.data) < 20000]
     for i in range(count):
         case = small[rng.randrange(len(small))]
-        yield Case(f"damaged-{i}-{case.name}", damage(case, rng), None, MAY, case.tolerance)
+        yield Case(f"damaged-{i}-{case.name}", damage(case, rng), None, MAY, 17 / 255 if case.name.startswith("bmp") and "-16-" in case.name else case.tolerance, case)
 
 
 def huge():

@@ -50,7 +50,11 @@ void DirtyHeap(int value) {
 std::string PixelsOf(Image2d& image) {
   std::string all;
   size_t const size = (static_cast<size_t>(image.width) * image.bitsPerPixel + 7) / 8;
-  for (int y = 0; y < image.height; ++y) all.append(reinterpret_cast<char*>(image.GetLine(y)), size);
+  unsigned const rest = static_cast<unsigned>(image.width) * image.bitsPerPixel % 8;
+  for (int y = 0; y < image.height; ++y) {
+    all.append(reinterpret_cast<char*>(image.GetLine(y)), size);
+    if (rest) all.back() = static_cast<char>(all.back() & 0xFF00 >> rest);  // no pixels, whatever they are
+  }
   if (img::GetFacts(image.format).paletteEntries)
     all.append(reinterpret_cast<char*>(image.palette), image.paletteCount * sizeof(IMG_PALENTRY));
   return all;

@@ -20,7 +20,7 @@ constexpr CodecText TEXTS[] = {
     {WINCODEC_ERR_BADHEADER, L"damaged: the header is invalid"},
     {WINCODEC_ERR_BADIMAGE, L"damaged"},
     {WINCODEC_ERR_BADSTREAMDATA, L"damaged"},
-    {WINCODEC_ERR_COMPONENTNOTFOUND, L"no codec for it is installed"},
+    {WINCODEC_ERR_COMPONENTNOTFOUND, L"not supported, because no codec for it is installed"},
     {WINCODEC_ERR_FRAMEMISSING, L"it contains no picture"},
     {WINCODEC_ERR_STREAMREAD, L"truncated"},
     {WINCODEC_ERR_STREAMWRITE, L"it could not be written completely"},

@@ -1,24 +1,20 @@
-#include <limits.h>
+#include <string.h>
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 
 #include "codec.h"
 #include "com_p.h"
 #include "failure.h"
 #include "pixel_layouts.h"
-#include "stream_adapter.h"
+#include "reading.h"
 
 namespace qewic {
 
 using namespace yk;
 
 namespace {
-
-// No genuine file packs more pixels than this into each byte: a few dozen bytes must not allocate 100 MB.
-// Small pictures are not checked.
-constexpr uint64_t MOST_BYTES_PER_FILE_BYTE = 4096;
-constexpr uint64_t ALWAYS_ALLOWED_BYTES = 64 << 20;
 
 // Codes of the Imaging Component itself mean that the file is at fault; any other code is passed on.
 HRESULT ToFileError(HRESULT result) noexcept {
@@ -30,31 +26,30 @@ HRESULT ToFileError(HRESULT result) noexcept {
 // Reads one picture: the calls to the Imaging Component, step by step.
 class Reader {
  public:
-  HRESULT Open(GUID const& container, Stream* stream) noexcept;
+  explicit Reader(StreamAdapter& from) noexcept : file(from) {}
+  HRESULT Open(GUID const& container) noexcept;
   HRESULT ChooseLayout() noexcept;
   HRESULT Decode(Ref<Image2d>& image) noexcept;
-  HRESULT StreamFailure() const noexcept { return adapter ? adapter->Failure() : S_OK; }
 
  private:
   HRESULT Convert(GUID const& target) noexcept;
-  HRESULT CheckSize(UINT width, UINT height) const noexcept;
   HRESULT FillPalette(Image2d& image) noexcept;
 
+  StreamAdapter& file;
   Ref<IWICImagingFactory> factory;
-  Ref<StreamAdapter> adapter;
   Ref<IWICBitmapDecoder> decoder;
   Ref<IWICBitmapSource> source;  // the frame, or a converter over it
   Layout const* layout = nullptr;
 };
 
-HRESULT Reader::Open(GUID const& container, Stream* stream) noexcept {
+HRESULT Reader::Open(GUID const& container) noexcept {
   HRESULT result = CreateFactory(factory);
   if (FAILED(result)) return result;
-  adapter = StreamAdapter::Create(stream);
-  if (!adapter) return E_OUTOFMEMORY;
+  result = file.Seek({}, STREAM_SEEK_SET, nullptr);
+  if (FAILED(result)) return result;
   result = factory->CreateDecoder(container, nullptr, decoder.Receive());
   if (FAILED(result)) return result;
-  result = decoder->Initialize(adapter.get(), WICDecodeMetadataCacheOnDemand);
+  result = decoder->Initialize(&file, WICDecodeMetadataCacheOnDemand);
   if (FAILED(result)) return result;
   Ref<IWICBitmapFrameDecode> frame;
   result = decoder->GetFrame(0, frame.Receive());
@@ -94,22 +89,6 @@ HRESULT Reader::ChooseLayout() noexcept {
   return Convert(GUID_WICPixelFormat32bppBGRA);
 }
 
-HRESULT FailSize(HRESULT result, UINT width, UINT height) noexcept {
-  return Fail(result, READ, L"%u \u00D7 %u pixels are more than an image can have", width, height);
-}
-
-// Before memory is allocated, refuses sizes that an image cannot have and those that the file cannot back.
-HRESULT Reader::CheckSize(UINT width, UINT height) const noexcept {
-  if (width < 1 || height < 1) return Fail(YK_E_BADFILE, READ, L"damaged: the picture has no pixels");
-  if (width > INT_MAX || height > INT_MAX) return FailSize(E_OUTOFMEMORY, width, height);
-  int64_t const row = img::GetRowSize(layout->image, static_cast<int>(width));
-  if (row > INT_MAX || row * height > INT_MAX) return FailSize(E_OUTOFMEMORY, width, height);
-  uint64_t const size = static_cast<uint64_t>(row) * height;
-  if (size > ALWAYS_ALLOWED_BYTES && size / MOST_BYTES_PER_FILE_BYTE > adapter->Extent())
-    return Fail(YK_E_BADFILE, READ, L"damaged: the file is too small for %u \u00D7 %u pixels", width, height);
-  return S_OK;
-}
-
 HRESULT Reader::FillPalette(Image2d& image) noexcept {
   WICColor colours[256];
   UINT count = 0;
@@ -142,7 +121,7 @@ void FlipRows(Image2d& image) noexcept {
 
 void Rework(Image2d& image, Layout const& layout) noexcept {
   int const channels = img::GetFacts(layout.image).channels;
-  for (int y = 0; y < image.height; ++y) {
+  for (int y = image.height - 1; y >= 0; --y) {  // as they are in memory
     uint8_t* const row = image.GetLine(y);
     if (layout.work & Layout::SWAP_RED_BLUE) SwapRedBlue(row, image.width, channels);
     if (layout.work & Layout::WIDEN) WidenIndices(row, 2, row, 4, image.width);
@@ -152,21 +131,123 @@ void Rework(Image2d& image, Layout const& layout) noexcept {
 HRESULT Reader::Decode(Ref<Image2d>& image) noexcept {
   UINT width = 0, height = 0;
   HRESULT result = source->GetSize(&width, &height);
-  if (SUCCEEDED(result)) result = CheckSize(width, height);
+  if (SUCCEEDED(result)) result = MakePicture(file, layout->image, width, height, image);
   if (FAILED(result)) return result;
-
-  image = Ref<Image2d>::Adopt(Image2d::Create());
-  if (!image) return E_OUTOFMEMORY;
-  if (yk::Failed(image->Create(layout->image, static_cast<int>(width), static_cast<int>(height)))) {
-    return E_OUTOFMEMORY;
-  }
   UINT const stride = static_cast<UINT>(image->stride);
   result = source->CopyPixels(nullptr, stride, stride * height, image->bits);
   if (FAILED(result)) return result;
-  if (FAILED(StreamFailure())) return StreamFailure();  // even if the codec ignored it
   FlipRows(*image);
   if (layout->work & (Layout::SWAP_RED_BLUE | Layout::WIDEN)) Rework(*image, *layout);
   return img::GetFacts(layout->image).paletteEntries ? FillPalette(*image) : S_OK;
+}
+
+// Decoders allocate what a header claims, some several times as much, or crash: it is checked before they see
+// it. A header that cannot be read is left to the decoder.
+HRESULT CheckPngHeader(StreamAdapter& file) noexcept {
+  static constexpr unsigned CHANNELS[] = {1, 0, 3, 1, 2, 0, 4};  // by the kind of colour
+  uint8_t head[26];
+  if (!file.ReadAt(0, head, sizeof head) || memcmp(head, "\x89PNG", 4) != 0) return S_FALSE;
+  unsigned const channels = head[25] < std::size(CHANNELS) ? CHANNELS[head[25]] : 0;
+  return CheckClaim(file, {Big(head + 16, 4), Big(head + 20, 4), channels * head[24]});
+}
+
+/// The cyclic redundancy check of bytes of the file. False: they are not all there.
+bool SumAt(StreamAdapter& file, uint64_t at, uint64_t size, uint32_t& sum) noexcept {
+  static constexpr auto TABLE = [] {
+    std::array<uint32_t, 256> table = {};
+    for (uint32_t i = 0; i < table.size(); ++i) {
+      table[i] = i;
+      for (int bit = 0; bit < 8; ++bit) table[i] = table[i] >> 1 ^ (table[i] & 1 ? 0xEDB88320u : 0);
+    }
+    return table;
+  }();
+  uint8_t bytes[4096];
+  sum = ~0u;
+  for (size_t now = 0; size > 0; size -= now, at += now) {
+    now = static_cast<size_t>(std::min<uint64_t>(size, sizeof bytes));
+    if (!file.ReadAt(at, bytes, now)) return false;
+    for (size_t i = 0; i < now; ++i) sum = TABLE[(sum ^ bytes[i]) & 255] ^ sum >> 8;
+  }
+  sum = ~sum;
+  return true;
+}
+
+struct PngChunk {
+  uint8_t head[8];
+  uint32_t Size() const noexcept { return Big(head, 4); }
+  bool Is(char const* kind) const noexcept { return memcmp(head + 4, kind, 4) == 0; }
+  bool MakesPixels() const noexcept { return !(head[4] & 0x20) || Is("tRNS"); }
+};
+
+// Decoders drop a damaged transparency, or show a damaged palette.
+HRESULT CheckPng(StreamAdapter& file) noexcept {
+  HRESULT const checked = CheckPngHeader(file);
+  uint64_t at = 8;  // of the first chunk
+  for (PngChunk chunk; checked == S_OK && file.ReadAt(at, chunk.head, 8) && !chunk.Is("IEND");) {
+    uint8_t sum[4];
+    if (chunk.MakesPixels()) {
+      uint32_t counted = 0;
+      if (!SumAt(file, at + 4, uint64_t{chunk.Size()} + 4, counted) ||
+          !file.ReadAt(at + 8 + chunk.Size(), sum, 4))
+        return FailTruncated();
+      if (counted != Big(sum, 4)) return FailDamaged(L"a checksum does not match");
+    }
+    at += uint64_t{chunk.Size()} + 12;
+  }
+  return checked;
+}
+
+HRESULT CheckJpeg(StreamAdapter& file) noexcept {
+  constexpr uint8_t RESTART = 0xD0, END = 0xD9, FRAME = 0xC0, SCAN = 0xDA;
+  uint64_t at = 2;
+  uint8_t head[10] = {};
+  if (!file.ReadAt(0, head, 2) || head[0] != 0xFF || head[1] != 0xD8) return S_OK;
+  while (file.ReadAt(at, head, 4) && head[0] == 0xFF && head[1] != SCAN) {
+    uint8_t const kind = head[1];
+    bool const isFrame = (kind & 0xF0) == FRAME && kind != 0xC4 && kind != 0xC8 && kind != 0xCC;
+    if (isFrame && file.ReadAt(at, head, sizeof head))
+      return CheckClaim(file, {Big(head + 7, 2), Big(head + 5, 2), 8u * head[9]});
+    bool const isBare = kind == 0xFF || kind == 1 || (kind >= RESTART && kind <= END);
+    at += isBare ? (kind == 0xFF ? 1 : 2) : 2 + Big(head + 2, 2);
+  }
+  return S_OK;
+}
+
+HRESULT ToPlatform(HRESULT checked) noexcept { return FAILED(checked) ? checked : S_FALSE; }
+
+HRESULT ReadWithPlatform(GUID const& container, StreamAdapter& file, Ref<Image2d>& image) noexcept {
+  ComScope const com;
+  if (FAILED(com.Result())) return com.Result();
+  Reader reader(file);
+  HRESULT result = reader.Open(container);
+  if (SUCCEEDED(result)) result = reader.ChooseLayout();
+  return SUCCEEDED(result) ? reader.Decode(image) : result;
+}
+
+/// S_FALSE: the platform's decoder has to read the file.
+using ReadFunction = HRESULT (*)(StreamAdapter& file, Ref<Image2d>& image);
+
+struct OwnReader {
+  GUID const* container;
+  ReadFunction read;
+};
+
+constexpr OwnReader OWN_READERS[] = {
+    {&GUID_ContainerFormatPng, [](StreamAdapter& file, Ref<Image2d>&) { return ToPlatform(CheckPng(file)); }},
+    {&GUID_ContainerFormatJpeg,
+     [](StreamAdapter& file, Ref<Image2d>&) { return ToPlatform(CheckJpeg(file)); }},
+    {&GUID_ContainerFormatBmp, ReadBmp},
+    {&GUID_ContainerFormatGif, ReadGif},
+    {&GUID_ContainerFormatTiff, ReadTiff},
+};
+
+HRESULT ReadWithBest(GUID const& container, StreamAdapter& file, Ref<Image2d>& image) noexcept {
+  for (OwnReader const& own : OWN_READERS) {
+    if (!(*own.container == container)) continue;
+    HRESULT const result = own.read(file, image);
+    if (result != S_FALSE) return result;
+  }
+  return ReadWithPlatform(container, file, image);
 }
 
 }  // namespace
@@ -176,16 +257,12 @@ HRESULT ReadPicture(GUID const& container, Stream* stream, AbstractImage** out) 
   *out = nullptr;
   if (!stream) return Fail(E_INVALIDARG, READ, L"stream is null");
   unsigned const before = ErrorCount();
-  ComScope const com;
-  if (FAILED(com.Result())) return Report(before, READ, com.Result(), com.Result());
-
-  Reader reader;
+  Ref<StreamAdapter> const file = StreamAdapter::Create(stream);
+  if (!file) return Report(before, READ, E_OUTOFMEMORY, E_OUTOFMEMORY);
   Ref<Image2d> image;
-  HRESULT result = reader.Open(container, stream);
-  if (SUCCEEDED(result)) result = reader.ChooseLayout();
-  if (SUCCEEDED(result)) result = reader.Decode(image);
-  HRESULT const ofStream = reader.StreamFailure();
-  if (FAILED(result) && FAILED(ofStream))
+  HRESULT const result = ReadWithBest(container, *file, image);
+  HRESULT const ofStream = file->Failure();
+  if (FAILED(ofStream))  // even if the decoder ignored it
     return FailSince(before, ofStream, READ, L"the stream could not be read");
   if (FAILED(result)) return Report(before, READ, ToFileError(result), result);
   *out = image.Detach();

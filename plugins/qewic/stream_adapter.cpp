@@ -29,6 +29,13 @@ yk::Ref<StreamAdapter> StreamAdapter::Create(yk::Stream* stream) noexcept {
   return yk::Ref<StreamAdapter>::Adopt(new (std::nothrow) StreamAdapter(stream));
 }
 
+bool StreamAdapter::ReadAt(uint64_t offset, void* to, size_t size) noexcept {
+  if (offset > extent || size > extent - offset) return false;
+  position = offset;
+  ULONG done = 0;
+  return Read(to, static_cast<ULONG>(size), &done) == S_OK;
+}
+
 HRESULT StreamAdapter::WriteFailure() noexcept {
   Note(stream->GetState());
   return failure;

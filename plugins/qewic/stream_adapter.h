@@ -25,6 +25,9 @@ class StreamAdapter final : public IStream {
   /// Bytes from the adapter's position 0 to the end of the stream.
   uint64_t Extent() const noexcept { return extent; }
 
+  /// Reads all of `size` bytes at `offset`. False: they are not all there, or the stream failed.
+  bool ReadAt(uint64_t offset, void* to, size_t size) noexcept;
+
   /// The first failure of the stream, even if the codec ignored it; E_FAIL for a stream that did less than
   /// it reported. S_OK: there was none.
   HRESULT Failure() const noexcept { return failure; }

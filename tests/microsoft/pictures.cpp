@@ -6,6 +6,7 @@
 #include <qecore/draw/device_context.h>
 #include <qecore/image/convert.h>
 #include <qecore/image/image.h>
+#include <qecore/image/image_limits.h>
 #include <qecore/values/variant.h>
 
 #include <new>
@@ -114,7 +115,7 @@ bool Images() {
   return ok && half->GetLine(3)[9] == image->GetLine(0)[0] && small->width == 2 &&
          img::ConvertPixels(image->GetLine(0), bgra, IMG_BGR24, IMG_BGRA32, 1, nullptr) == S_OK &&
          bgra[3] == 255 && img::GetPixelSize(IMG_BGR48, bits) == 6 && bits == 48 &&
-         !AbstractImage::Load(L"missing.png");
+         (img::SetReadLimit(1 << 20), img::GetReadLimit() == 1 << 20) && !AbstractImage::Load(L"missing.png");
 }
 
 // An image of the program, without pixels.

@@ -4,6 +4,7 @@
 #include <qecore/core/system.h>
 #include <qecore/image/filter_option.h>
 #include <qecore/values/map.h>
+#include <qecore/image/image_limits.h>
 
 #include <cmath>
 #include <set>
@@ -171,6 +172,49 @@ constexpr char PNG_GREY_ALPHA[] =
 constexpr char PNG_HUGE[] =
     "89504e470d0a1a0a0000000d494844520000ea600000ea6008020000000fb0e2150000000c4944415478da6360a03d0000006400"
     "01b899ef990000000049454e44ae426082";
+// two pixels by the masks 5-6-5; red in the lowest byte, stored bottom-up
+constexpr char BMP_565[] =
+    "424d460000000000000042000000280000000200000001000000010010000300000004000000130b0000130b0000000000000000"
+    "000000f80000e00700001f00000000f8ff07";
+constexpr char BMP_RED_LOW[] =
+    "424d460000000000000042000000280000000100000001000000010020000300000004000000130b0000130b0000000000000000"
+    "0000ff00000000ff00000000ff0003020100";
+// a frame of one pixel in the middle of a screen of three
+constexpr char GIF_PART[] = "47494638396103000100f000000909090a141e2c01000000010001000002024c01003b";
+// one pixel: big-endian words, a plane for each channel; floats; a luminance and two differences
+constexpr char TIFF_WORDS[] =
+    "4d4d002a0000000e010203040506000a01000004000000010000000101010004000000010000000101020003000000030000008c"
+    "01030003000000010001000001060003000000010002000001110004000000030000009201150003000000010003000001160004"
+    "000000010000000101170004000000030000009e011c0003000000010002000000000000001000100010000000080000000a0000"
+    "000c000000020000000200000002";
+constexpr char TIFF_FLOATS[] =
+    "49492a00140000000000803f0000003f000000000b00000104000100000001000000010104000100000001000000020103000300"
+    "00009e00000003010300010000000100000006010300010000000200000011010400010000000800000015010300010000000300"
+    "000016010400010000000100000017010400010000000c0000001c01030001000000010000005301030003000000a40000000000"
+    "0000200020002000030003000300";
+constexpr char TIFF_YCBCR[] =
+    "49492a000c0000004c55ff000b000001040001000000010000000101040001000000010000000201030003000000960000000301"
+    "03000100000001000000060103000100000006000000110104000100000008000000150103000100000003000000160104000100"
+    "0000010000001701040001000000030000001c01030001000000010000001202030002000000010001000000000008000800080"
+    "0";
+
+TEST_F(Filters, ReadWhatPlatformsReadDifferently) {
+  Table<char const*, Guid, IMG_FORMAT, Bytes> const files = {
+      {BMP_565, ids::FILE_BMP, IMG_BGR24, {0, 0, 255, 255, 255, 0}},
+      {BMP_RED_LOW, ids::FILE_BMP, IMG_BGR24, {1, 2, 3}},
+      {GIF_PART, ids::FILE_GIF, IMG_PAL8, {2, 1, 2}},
+      {TIFF_WORDS, ids::FILE_TIFF, IMG_BGR48, {6, 5, 4, 3, 2, 1}},
+      {TIFF_FLOATS, ids::FILE_TIFF, IMG_BGRF, {0, 0, 0, 0, 0, 0, 0, 63, 0, 0, 128, 63}},
+      {TIFF_YCBCR, ids::FILE_TIFF, IMG_BGR24, {0, 0, 254}},
+  };
+  for (auto const& [hex, type, format, pixels] : files) {
+    ImageRef const image = Decoded(*Filter(type), FromHex(hex));
+    EXPECT_EQ(image->format, format) << hex;
+    EXPECT_EQ(Pixels(*image, format), string(pixels.begin(), pixels.end())) << hex;
+    EXPECT_TRUE(type != ids::FILE_GIF || image->palette[2].alpha == 0);
+  }
+}
+
 TEST_F(Filters, ReadKnownPngsUprightAndInTheirColours) {
   // the file, its format and width; the pixels from the top row down; red, green, blue and alpha of index 1,
   // where there is a palette
@@ -345,7 +389,17 @@ TEST_F(Filters, SayWhyTheyFail) {
     spy.fault = fault, spy.failed = false, spy.left = 0;
     return jpeg.Write(&spy, image.get(), quality);
   };
+  string wrongSum = file;
+  ++wrongSum[40];
+  string const jpegInTiff = FromHex(TIFF_WORDS).replace(60, 2, string("\0\7", 2));
+  img::SetReadLimit(251);
+  ExpectFailures({{E_OUTOFMEMORY, L"9 \u00D7 9 pixels need 252 bytes, and the host allows 251",
+                   [&] { return read(*Memory(file)); }}});
+  img::SetReadLimit(img::LARGEST_IMAGE);
   ExpectFailures({
+      {YK_E_BADFILE, L"damaged: a checksum does not match", [&] { return read(*Memory(wrongSum)); }},
+      {YK_E_BADFILE, L"not supported, because it is compressed as JPEG",
+       [&] { return filters[4]->Read(Memory(jpegInTiff).get(), out.Receive(), 0); }},
       {YK_E_BADFILE, L"damaged, truncated or of another type",
        [&] { return read(*Memory(file.substr(0, 40))); }},
       {YK_E_ACCESS, L"the stream could not be read", [&] { return spy.fault = SpyStream::READ, read(spy); }},

@@ -1,0 +1,51 @@
+// Shared by the readers of files: what a header may claim, the image for it, and why a file is refused.
+#pragma once
+
+#include <qecore/image/image.h>
+
+#include "stream_adapter.h"
+
+namespace qewic {
+
+/// Up to four bytes as a number, the lowest or the highest first.
+inline uint32_t Little(uint8_t const* at, unsigned size) noexcept {
+  uint32_t value = 0;
+  for (unsigned i = size; i-- > 0;) value = value << 8 | at[i];
+  return value;
+}
+inline uint32_t Big(uint8_t const* at, unsigned size) noexcept {
+  uint32_t value = 0;
+  for (unsigned i = 0; i < size; ++i) value = value << 8 | at[i];
+  return value;
+}
+
+/// What a header says of the picture.
+struct Claim {
+  uint32_t width = 0, height = 0;
+  unsigned bits = 0;  ///< of a pixel
+};
+
+/// Refuses, before anything is allocated, sizes that no image can have, those above the host's limit
+/// (image_limits.h) and those that the file cannot back: a few dozen bytes must not allocate gigabytes.
+HRESULT CheckClaim(StreamAdapter const& file, Claim const& claim) noexcept;
+
+/// An image of that size, checked in the same way, with all pixels and palette entries 0: a decoder may leave
+/// some of them out.
+HRESULT MakePicture(StreamAdapter const& file, yk::IMG_FORMAT format, uint32_t width, uint32_t height,
+                    yk::Ref<yk::Image2d>& image) noexcept;
+
+/// Records that the file is at fault: "damaged: " and `what`. \return YK_E_BADFILE
+HRESULT FailDamaged(wchar_t const* what) noexcept;
+/// Records that the file may be sound: "not supported, because " and `reason`. \return YK_E_BADFILE
+HRESULT FailUnsupported(wchar_t const* reason) noexcept;
+
+/// "it is truncated", which is what most damage amounts to.
+HRESULT FailTruncated() noexcept;
+
+// The readers. Each reads the first picture of a file that begins at position 0 of the adapter.
+HRESULT ReadBmp(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
+HRESULT ReadGif(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
+/// S_FALSE: the file is sound so far, but compressed in a way that is left to the platform's decoder.
+HRESULT ReadTiff(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
+
+}  // namespace qewic

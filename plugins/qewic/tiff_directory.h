@@ -1,0 +1,80 @@
+// The directory of a TIFF file: numbered fields of one or more values, in the file's byte order.
+#pragma once
+
+#include "reading.h"
+
+namespace qewic {
+
+/// The numbers of fields.
+enum class Tag : uint16_t {
+  WIDTH = 256,
+  HEIGHT = 257,
+  BITS = 258,
+  COMPRESSION = 259,
+  PHOTOMETRIC = 262,
+  FILL_ORDER = 266,
+  DESCRIPTION = 270,
+  STRIP_OFFSETS = 273,
+  ORIENTATION = 274,
+  SAMPLES = 277,
+  ROWS_PER_STRIP = 278,
+  STRIP_SIZES = 279,
+  X_RESOLUTION = 282,
+  Y_RESOLUTION = 283,
+  PLANAR = 284,
+  RESOLUTION_UNIT = 296,
+  PREDICTOR = 317,
+  COLOURS = 320,
+  TILE_WIDTH = 322,
+  TILE_HEIGHT = 323,
+  TILE_OFFSETS = 324,
+  TILE_SIZES = 325,
+  EXTRA_SAMPLES = 338,
+  SAMPLE_FORMAT = 339,
+  COEFFICIENTS = 529,
+  SUBSAMPLING = 530,
+  BLACK_AND_WHITE = 532,
+};
+
+/// One directory. Values are read when they are asked for.
+class TiffDirectory {
+ public:
+  /// Reads a file's header, at `base`, and finds its first directory.
+  HRESULT Open(StreamAdapter& file, uint64_t base = 0) noexcept;
+
+  bool Has(Tag tag) const noexcept { return Find(tag) != nullptr; }
+  /// How many values a field has; 0: it is missing.
+  uint32_t Count(Tag tag) const noexcept;
+  /// A value; `missing` when the field is missing, has fewer or is no number. The quotient, for fractions.
+  uint32_t Number(Tag tag, uint32_t missing, uint32_t index = 0) const noexcept;
+  double Fraction(Tag tag, double missing, uint32_t index = 0) const noexcept;
+  /// Whether a value that was asked for is beyond the end of the file, or of a type that no reader knows.
+  bool IsBroken() const noexcept { return broken; }
+  bool IsBigEndian() const noexcept { return bigEndian; }
+  uint32_t Word(uint8_t const* at, unsigned size) const noexcept {
+    return bigEndian ? Big(at, size) : Little(at, size);
+  }
+  /// The place of a field's values in the file, and their bytes; 0: it is missing.
+  uint32_t Place(Tag tag, uint64_t& offset) const noexcept;
+
+ private:
+  struct Field {
+    Tag tag;
+    uint16_t type;
+    uint32_t count;
+    uint64_t offset;  // of the values
+  };
+  static constexpr unsigned MOST_FIELDS = 64;
+
+  Field const* Find(Tag tag) const noexcept;
+  bool ReadField(uint64_t at) noexcept;
+
+  StreamAdapter* file = nullptr;
+  uint64_t base = 0;
+  bool bigEndian = false;
+  mutable bool broken = false;
+  unsigned count = 0;
+  Field fields[MOST_FIELDS] = {};
+};
+
+}  // namespace qewic
