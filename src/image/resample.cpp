@@ -8,6 +8,7 @@
 
 #include "convert_p.h"
 #include "core/error_p.h"
+#include "rescale_new_p.h"
 #include "shared_rows_p.h"
 #include "weights_p.h"
 
@@ -137,6 +138,11 @@ class ColumnTable {
   std::unique_ptr<float[]> weights;
 };
 
+/// Colours are summed with an alpha, of 1.
+IMG_FORMAT SumsOf(IMG_FORMAT middle) noexcept {
+  return img::GetFacts(middle).channels == 1 ? IMG_GRAYF : IMG_BGRAF;
+}
+
 /// Area-weighted resampling. The results are those of
 ///
 ///   for each vertical overlap (sy, ty, wy), for each horizontal overlap (sx, tx, wx), for each channel:
@@ -153,7 +159,7 @@ class Resampling {
         targetRows(to),
         middle(img::GetFacts(from.format).averaged),
         channels(img::GetFacts(middle).channels),
-        sumFormat(channels == 1 ? IMG_GRAYF : IMG_BGRAF) {}
+        sumFormat(SumsOf(middle)) {}
 
   /// Rows that cannot be converted are left unchanged; if this is false, that would be all of them.
   bool IsPossible() const noexcept {
@@ -333,6 +339,14 @@ HRESULT Resample(Image2d& source, Image2d& target, ProgressMeter& meter) noexcep
   return AverageAreas(source, target, meter);
 }
 
+/// Whether RescaleTo writes pixels: it leaves rows that cannot be converted as they are.
+bool IsWritten(Image2d const& source, Image2d const& target) noexcept {
+  if (source.width == target.width && source.height == target.height)
+    return CanConvert(source.format, target.format);
+  IMG_FORMAT const middle = img::GetFacts(source.format).averaged;
+  return middle != IMG_NONE && CanConvert(source.format, middle) && CanConvert(SumsOf(middle), target.format);
+}
+
 }  // namespace
 
 HRESULT Image2d::RescaleTo(Image2d* target) noexcept { return RescaleTo(target, nullptr); }
@@ -363,6 +377,9 @@ HRESULT Image2d::Rescale(int newWidth, int newHeight, IMG_FORMAT newFormat, Imag
   *result = target.get();  // contract: dangling after a failure; callers check the result code
   if (!target) return E_OUTOFMEMORY;
   HRESULT code = target->Create(newFormat, newWidth, newHeight);
+  bool const hasPixels = bits && width > 0 && height > 0;
+  if (Succeeded(code) && hasPixels && (target->palette || !IsWritten(*this, *target)))
+    code = img::FillNew(*this, *target);
   if (Succeeded(code)) code = context ? RescaleTo(target.get(), context) : RescaleTo(target.get());
   if (Succeeded(code)) *result = target.Detach();
   return code;

@@ -112,6 +112,32 @@ TEST(Rescale, MakesANewImage) {
   EXPECT_EQ(empty->Rescale(8, 8, IMG_GRAYF, &result), YK_E_EMPTY);
 }
 
+/// The nearest pixels or averages, with the palette; nothing that memory held.
+TEST(Rescale, FillsFormatsThatAreNotResampled) {
+  ImageRef const words = NewImage(IMG_GRAY16, 2, 2);
+  for (int y : {0, 1}) SetRow(*words, y, {0, 1, 0, static_cast<uint8_t>(y ? 7 : 3)});
+  Table<ImageRef, IMG_FORMAT, int, string> const rows = {
+      {words, IMG_GRAY16, 1, string("\0\3", 2)}, {Noise(IMG_MONO32, 9, 5), IMG_MONO32, 3, {}},
+      {Noise(IMG_PAL1, 9, 5), IMG_PAL1, 9, {}},  {Noise(IMG_PAL4, 9, 5), IMG_PAL4, 27, {}},
+      {Noise(IMG_PAL8, 9, 5), IMG_PAL8, 27, {}}, {words, IMG_BGR24, 1, string(3, '\0')}};
+  for (auto const& [source, format, side, pixels] : rows) {
+    Image2d* made = nullptr;
+    ASSERT_EQ(source->Rescale(side, side, format, &made), S_OK);
+    ImageRef const scaled = Own(made);
+    auto const pixel = [](Image2d& image, int x, int y) {
+      int const bits = image.bitsPerPixel, bit = x * bits % 8;
+      if (bits < 8)
+        return string(1, static_cast<char>(image.GetLine(y)[x * bits / 8] << bit & 0xFF00 >> bits));
+      return string(reinterpret_cast<char*>(image.GetLineEx(y, x)), image.bytesPerPixel);
+    };
+    for (int i = 0; i < side; ++i) {
+      int const x = (2 * i + 1) * source->width / (2 * side), y = (2 * i + 1) * source->height / (2 * side);
+      EXPECT_EQ(pixel(*scaled, i, i), pixels.empty() ? pixel(*source, x, y) : pixels) << format << ' ' << i;
+    }
+    EXPECT_TRUE(!scaled->palette || memcmp(scaled->palette, source->palette, 4 * scaled->paletteCount) == 0);
+  }
+}
+
 TEST(Rescale, TellsAHostAndStops) {
   Table<IMG_FORMAT, int, IMG_FORMAT> const rows = {{IMG_BGR24, 300, IMG_BGR24},
                                                    {IMG_BGR24, 300, IMG_GRAY8},

@@ -157,7 +157,9 @@ class Image2d : public Destroys<Image2d, AbstractImage> {
   /// Mirrors top to bottom, whole bytes of pixels only. YK_E_EMPTY without pixels.
   YK_API virtual HRESULT FlipV() noexcept;
 
-  /// A new image of this size and format, with this one resampled into it. Fails with the result of Create or
+  /// A new image of this size and format, with this one resampled into it. Where RescaleTo would write
+  /// nothing, the same format gets averages (16-bit channels) or the nearest pixels (palettes, MONO32,
+  /// RGB555), another format zeros. Fails with the result of Create or
   /// RescaleTo; the new image is released then, and `*result` is a dangling pointer: check the result code,
   /// not the pointer (contract).
   YK_API virtual HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result) noexcept;

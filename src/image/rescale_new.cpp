@@ -1,0 +1,102 @@
+#include "rescale_new_p.h"
+
+#include <string.h>
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+#include "core/error_p.h"
+#include "rows_p.h"
+#include "weights_p.h"
+
+namespace yk {
+
+namespace {
+
+/// The columns' sums of one target row.
+class WordSums {
+ public:
+  WordSums(Image2d const& from, Image2d const& to) noexcept
+      : channels(img::GetFacts(from.format).channels), sources(from.width), targets(to.width) {}
+
+  bool Allocate() noexcept {
+    count = static_cast<size_t>(targets) * channels;
+    sums.reset(new (std::nothrow) float[count]());
+    return sums != nullptr;
+  }
+
+  void Add(uint16_t const* row, float weight) noexcept {
+    img::OverlapWalk walk(sources, targets);
+    for (img::Overlap across; walk.Next(across);) {
+      for (int c = 0; c < channels; ++c)
+        sums[size_t(across.target) * channels + c] +=
+            weight * across.weight * row[size_t(across.source) * channels + c];
+    }
+  }
+
+  void Store(uint16_t* row) noexcept {
+    for (size_t i = 0; i < count; ++i) row[i] = static_cast<uint16_t>(std::min(sums[i] + 0.5f, 65535.0f));
+    std::fill_n(sums.get(), count, 0.0f);
+  }
+
+ private:
+  int channels, sources, targets;
+  size_t count = 0;
+  std::unique_ptr<float[]> sums;
+};
+
+HRESULT AverageWords(Image2d& source, Image2d& target) noexcept {
+  WordSums sums(source, target);
+  if (!sums.Allocate()) return E_OUTOFMEMORY;
+  img::OverlapWalk walk(source.height, target.height);
+  int row = 0;
+  auto const store = [&] { sums.Store(reinterpret_cast<uint16_t*>(target.GetLine(row))); };
+  for (img::Overlap down; walk.Next(down); row = down.target) {
+    if (down.target != row) store();
+    sums.Add(reinterpret_cast<uint16_t const*>(source.GetLine(down.source)), down.weight);
+  }
+  store();
+  return S_OK;
+}
+
+/// The source pixel under the middle of a target pixel.
+int Nearest(int at, int sources, int targets) noexcept {
+  return static_cast<int>((2ll * at + 1) * sources / (2ll * targets));
+}
+
+void CopyNearestBits(Image2d const& source, uint8_t const* from, uint8_t* to, int targets) noexcept {
+  int const bits = source.bitsPerPixel, perByte = 8 / bits;
+  for (int x = 0; x < targets; ++x) {
+    int const at = Nearest(x, source.width, targets);
+    unsigned const index = from[at / perByte] >> (8 - bits - at % perByte * bits) & ((1u << bits) - 1);
+    to[x / perByte] = static_cast<uint8_t>(to[x / perByte] | index << (8 - bits - x % perByte * bits));
+  }
+}
+
+void CopyNearest(Image2d& source, Image2d& target) noexcept {
+  size_t const size = source.bytesPerPixel;
+  for (int y : img::RowsInMemory(0, target.height)) {
+    uint8_t const* const from = source.GetLine(Nearest(y, source.height, target.height));
+    uint8_t* const to = target.GetLine(y);
+    if (size == 0) CopyNearestBits(source, from, to, target.width);
+    for (int x = 0; size > 0 && x < target.width; ++x)
+      memcpy(to + x * size, from + Nearest(x, source.width, target.width) * size, size);
+  }
+}
+
+}  // namespace
+
+HRESULT img::FillNew(Image2d& source, Image2d& target) noexcept {
+  FormatFacts const& facts = GetFacts(target.format);
+  memset(target.bits, 0, static_cast<size_t>(target.stride) * static_cast<size_t>(target.height));
+  if (facts.paletteEntries) memset(target.palette, 0, facts.paletteEntries * sizeof(IMG_PALENTRY));
+  if (source.format != target.format) return S_OK;
+  if (facts.channelBits == 16) return AverageWords(source, target);
+  if (facts.paletteEntries && source.palette)
+    memcpy(target.palette, source.palette, facts.paletteEntries * sizeof(IMG_PALENTRY));
+  CopyNearest(source, target);
+  return S_OK;
+}
+
+}  // namespace yk

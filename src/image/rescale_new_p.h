@@ -1,0 +1,12 @@
+// What Rescale puts into its new image where RescaleTo writes nothing.
+#pragma once
+
+#include <qecore/image/image.h>
+
+namespace yk::img {
+
+/// Fills every pixel of a new image. The same format: averages of 16-bit channels, else the nearest pixels,
+/// and the palette. Another format: zeros, since there is no conversion. E_OUTOFMEMORY: no memory for sums.
+HRESULT FillNew(Image2d& source, Image2d& target) noexcept;
+
+}  // namespace yk::img
