@@ -13,6 +13,8 @@ if(MSVC)
                          /wd4458 /wd4459 # a parameter may have the name of a field or of something outside
                          /wd4068) # pragmas of other compilers
   target_compile_definitions(qecore_flags INTERFACE _CRT_SECURE_NO_WARNINGS)
+  target_compile_options(qecore_flags INTERFACE /Brepro)
+  target_link_options(qecore_flags INTERFACE /Brepro)
   target_compile_options(qecore_lean INTERFACE /GR- /EHs-c-)
   target_compile_definitions(qecore_lean INTERFACE _HAS_EXCEPTIONS=0)
 else()
@@ -33,6 +35,8 @@ else()
               $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond>
               $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op>)
   target_compile_definitions(qecore_flags INTERFACE $<IF:$<CONFIG:Debug>,_GLIBCXX_ASSERTIONS,_FORTIFY_SOURCE=2>)
+  # No times: two builds of one commit are equal to the byte.
+  target_link_options(qecore_flags INTERFACE -Wl,--no-insert-timestamp)
   # Fully static: otherwise stack protection imports a DLL.
   target_link_options(qecore_flags INTERFACE -static -fstack-protector-strong)
   target_compile_options(qecore_lean INTERFACE -fno-exceptions -fno-rtti $<$<CXX_COMPILER_ID:GNU>:-Wdouble-promotion>)

@@ -13,11 +13,15 @@
 #include "stream_p.h"
 #include "values/array_p.h"
 
+#if !defined(QECORE_DATE)
+#define QECORE_DATE __DATE__
+#endif
+
 namespace yk {
 namespace {
 
 constexpr char BANNER_TEXT[] =
-    "\nObject file format [version 0x2]\nProduced by System compiled on " __DATE__ "\n";
+    "\nObject file format [version 0x2]\nProduced by System compiled on " QECORE_DATE "\n";
 static_assert(chunk::FILE_VERSION == 2 && sizeof BANNER_TEXT <= 512);
 
 struct Header {
