@@ -10,6 +10,10 @@ foreach(target qewic qetool)
   endif()
 endforeach()
 
+# With -static, GNU's linker overlooks libqeCore.dll.a and would take qeCore.lib, whose names are not its own.
+if(MINGW)
+  install(FILES $<TARGET_LINKER_FILE:qeCore> DESTINATION lib RENAME libqeCore.a)
+endif()
 if(TARGET import_library)
   install(FILES "${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/qeCore.lib" DESTINATION lib)
 endif()
@@ -20,3 +24,12 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/qeCoreConfigVersion.cmak
 install(FILES "${PROJECT_BINARY_DIR}/qeCoreConfigVersion.cmake" DESTINATION lib/cmake/qeCore)
 
 install(FILES LICENSE SECURITY.md packaging/THIRD-PARTY.md DESTINATION share/doc/qeCore)
+
+configure_file(cmake/qeCore.pc.in "${PROJECT_BINARY_DIR}/qeCore.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/qeCore.pc" DESTINATION lib/pkgconfig)
+
+# For projects that use the library: templates, sources for plug-ins, and how to build on Linux and run under Wine.
+install(DIRECTORY templates DESTINATION share/qecore)
+install(FILES cmake/operator_new.cpp cmake/free_exception_pool.cpp DESTINATION share/qecore/gcc)
+install(FILES cmake/mingw-w64.cmake DESTINATION share/qecore)
+install(PROGRAMS cmake/wine-run DESTINATION share/qecore)

@@ -14,3 +14,27 @@ if(MSVC OR "${CMAKE_CXX_SIMULATE_ID}" STREQUAL "MSVC")
     set_target_properties(qeCore::qeCore PROPERTIES IMPORTED_IMPLIB_${configuration} "${library}")
   endforeach()
 endif()
+
+get_filename_component(qeCore_PREFIX "${CMAKE_CURRENT_LIST_DIR}/../../.." ABSOLUTE)
+
+# qecore_add_plugin(<name> <source>...): the target <name> makes <name>.qem. The code of GCC's run-time is linked into it, with what
+# keeps that from ending the process without memory and from leaking when the plug-in is unloaded.
+function(qecore_add_plugin name)
+  add_library(${name} MODULE ${ARGN})
+  set_target_properties(${name} PROPERTIES PREFIX "" SUFFIX ".qem")
+  target_link_libraries(${name} PRIVATE qeCore::qeCore)
+  if(MINGW)
+    set(folder "${qeCore_PREFIX}/share/qecore/gcc")
+    target_sources(${name} PRIVATE "${folder}/operator_new.cpp" "${folder}/free_exception_pool.cpp")
+    target_link_options(${name} PRIVATE -static)
+  endif()
+endfunction()
+
+# qecore_add_run_time(<name>): puts the library and its plug-in qewic next to the program <name>.
+function(qecore_add_run_time name)
+  set(files "${qeCore_PREFIX}/bin/qeCore.dll" "${qeCore_PREFIX}/bin/qewic.qem")
+  add_custom_command(TARGET ${name} POST_BUILD COMMAND "${CMAKE_COMMAND}" -E copy_if_different ${files} $<TARGET_FILE_DIR:${name}>)
+  if(MINGW)
+    target_link_options(${name} PRIVATE -static)
+  endif()
+endfunction()

@@ -1,0 +1,62 @@
+// A host: loads a picture through a plug-in, halves it, and saves it.
+//
+//   example IN OUT.png     or OUT.jpg; without IN it draws a picture
+#include <qecore/core/error.h>
+#include <qecore/core/ref.h>
+#include <qecore/core/system.h>
+#include <qecore/image/image.h>
+#include <qecore/values/string.h>
+#include <stdio.h>
+
+using namespace yk;
+
+namespace {
+
+/// Prints why the last call failed.
+int Refuse(char const* what) {
+  wchar_t why[400];
+  ErrorMessage(LastError(), why, 400);
+  return printf("example: %s: %ls\n", what, why), 1;
+}
+
+/// A sunset: rows of blue, green and red, from the top.
+Ref<Image2d> Draw() {
+  Ref<Image2d> image = Ref<Image2d>::Adopt(Image2d::Create());
+  if (!image || Failed(image->Create(IMG_BGR24, 320, 240))) return {};
+  for (int y = 0; y < image->height; ++y) {
+    unsigned char* const row = image->GetLine(y);
+    for (int x = 0; x < image->width; ++x) {
+      row[3 * x] = static_cast<unsigned char>(160 - y / 2);
+      row[3 * x + 1] = static_cast<unsigned char>(60 + y / 2);
+      row[3 * x + 2] = static_cast<unsigned char>(y);
+    }
+  }
+  return image;
+}
+
+Ref<Image2d> Load(char const* path) {
+  Ref<AbstractImage> image = Ref<AbstractImage>::Adopt(AbstractImage::Load(String(path).c_str()));
+  if (!image || !image->IsTypeOf(ids::IMAGE_2D)) return {};
+  return Ref<Image2d>::Adopt(static_cast<Image2d*>(image.Detach()));
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  if (count != 2 && count != 3) return puts("usage: example [IN] OUT.png"), 2;
+
+  // The System exists as long as this reference; the plug-ins are next to the program.
+  Ref<System> const system = Ref<System>::Adopt(System::Create());
+  if (!system) return Refuse("cannot start");
+  system->ScanModules(String(arguments[0]).FilePath(), L"example.cache");
+
+  Ref<Image2d> const picture = count == 2 ? Draw() : Load(arguments[1]);
+  if (!picture) return Refuse("there is no picture");
+  Image2d* half = nullptr;
+  if (Failed(picture->Rescale(picture->width / 2, picture->height / 2, IMG_BGR24, &half)))
+    return Refuse("cannot resize it");
+  Ref<Image2d> const result = Ref<Image2d>::Adopt(half);
+  if (Failed(result->Save(String(arguments[count - 1]).c_str()))) return Refuse("cannot save it");
+  printf("%s: %d x %d pixels\n", arguments[count - 1], result->width, result->height);
+  return 0;
+}
