@@ -54,7 +54,7 @@ EXTRA_FLAGS = [
     (re.compile(r"_avx2\.cpp$"), "-mavx2 -mfma"),
     (re.compile(r"_ssse3\.cpp$"), "-mssse3"),
     (re.compile(r"^src/"), "-fno-exceptions"),  # tests derive from its classes, and have type information
-    (re.compile(r"^plugins/"), "-isystem /usr/include/stb"),
+    (re.compile(r"^plugins/"), "-isystem /usr/include/stb -D_FORCENAMELESSUNION"),
 ]
 
 RUNTIME = [str(HERE / f"{name}.cpp") for name in ("wide", "formatters", "plan", "heap", "bitmaps", "boxes", "workers", "children")]

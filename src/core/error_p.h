@@ -61,7 +61,7 @@ class Attempt {
   Attempt& operator=(Attempt const&) = delete;
 
   /// There was harm after all: forgets nothing.
-  void Keep() noexcept { isKept = true; }
+  void KeepRecords() noexcept { isKept = true; }
 
  private:
   ErrorChain before = {};

@@ -73,7 +73,7 @@ bool LacksDescription(Module const& module) noexcept {
 HRESULT Register(System& system, ClassInfo const& info) noexcept {
   Attempt attempt;
   HRESULT const result = system.RegisterInterface(&info);
-  if (result != E_INVALIDARG) attempt.Keep();
+  if (result != E_INVALIDARG) attempt.KeepRecords();
   return result;
 }
 

@@ -194,7 +194,7 @@ void* Image2d::DeleteThis(unsigned how) noexcept { return DeleteSelf(how); }
 
 HRESULT Image2d::Free() noexcept {
   if (!bits) return S_FALSE;
-  if (img::GetFacts(format).paletteEntries) lostPalette = MarkOf(palette);
+  if (img::GetFacts(format).paletteEntries) freedPalette = MarkOf(palette);
   Discard({memory, handle, bits});
   memory = Memory::HEAP;
   handle = nullptr;
@@ -231,7 +231,7 @@ HRESULT Image2d::Create(IMG_FORMAT newFormat, int newWidth, int newHeight) noexc
   bits = pixels.bits;
   if (facts.paletteEntries) {
     palette = bits ? reinterpret_cast<IMG_PALENTRY*>(bits + layout.rows) : nullptr;
-    lostPalette = 0;
+    freedPalette = 0;
   }
   width = newWidth;
   height = static_cast<int32_t>(std::min<int64_t>(rowCount, INT32_MAX));
@@ -268,7 +268,7 @@ HRESULT Image2d::ConvertLine(int y, IMG_FORMAT dstFormat, void* dst, int dstSize
 bool Image2d::IsGrayScalePalette() noexcept {
   // Any palette of any format is compared, except one that was freed with its pixels, whose address is still
   // stored.
-  if (!palette || MarkOf(palette) == lostPalette) return false;
+  if (!palette || MarkOf(palette) == freedPalette) return false;
   if (paletteCount == 0 || paletteCount > 256) return false;  // entry 256 would need a grey above 255
   for (unsigned i = 0; i < paletteCount; ++i) {
     if (palette[i].red != i || palette[i].green != i || palette[i].blue != i) return false;

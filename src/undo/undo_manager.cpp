@@ -303,8 +303,9 @@ HRESULT UndoManager::DoBegin() noexcept {
 
 HRESULT UndoManager::DoEnd(wchar_t const* name) noexcept {
   if (depth == 0) return FailClosed("UndoManager::EndTransaction");
-  if (--depth > 0) return E_FAIL;  // contract; not recorded: it only means that an inner level has ended
-  if (!open) return S_FALSE;       // an open one is never empty: AddItem creates it for its first item
+  if (--depth > 0)
+    return E_FAIL;            // contract: not recorded, since it only means that an inner level has ended
+  if (!open) return S_FALSE;  // an open one is never empty: AddItem creates it for its first item
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   Transaction* const transaction = open;
   open = nullptr;

@@ -35,6 +35,20 @@ int GrownCapacity(int capacity, int step) noexcept {
   return step < Array::MAX_COUNT - capacity ? capacity + step : Array::MAX_COUNT;
 }
 
+// Programming errors: reported in the texts that hosts know, and recorded. \return false, for the caller to return
+
+bool RefuseIndex(char const* operation, char const* report, int index, int count) noexcept {
+  qe_Error(report, index, count);
+  Fail(E_INVALIDARG, operation, L"the index %d is out of range for %d elements", index, count);
+  return false;
+}
+
+bool RefuseGrowth(char const* operation) noexcept {
+  qe_Error("Array::ATInsert overflow");
+  Fail(E_OUTOFMEMORY, operation, L"no array has more than %d elements", Array::MAX_COUNT);
+  return false;
+}
+
 void ReleaseObject(void* element) noexcept { Ref<Unknown>::Adopt(static_cast<Unknown*>(element)).Reset(); }
 
 void DeleteString(void* element) noexcept { delete static_cast<String*>(element); }
@@ -92,25 +106,21 @@ Array* Array::CreateEx(Deleter deleter) noexcept {
 
 void* Array::At(int index) noexcept {
   if (Has(index)) return elements[index];
-  qe_Error("Array::At(%d) is out of range:%d", index, count);
+  RefuseIndex("Array::At", "Array::At(%d) is out of range:%d", index, count);
   return nullptr;
 }
 
 bool Array::AtDelete(int index) noexcept {
-  if (!Has(index)) {
-    qe_Error("Array::ATDelete(%d) is out of range:%d", index, count);
-    return false;
-  }
+  if (!Has(index))
+    return RefuseIndex("Array::AtDelete", "Array::ATDelete(%d) is out of range:%d", index, count);
   --count;
   memmove(elements + index, elements + index + 1, static_cast<size_t>(count - index) * sizeof *elements);
   return true;
 }
 
 bool Array::AtInsert(int index, void* element) noexcept {
-  if (index < 0 || index > count) {
-    qe_Error("Array::AtInsert(%d) is out of range:%d", index, count);
-    return false;
-  }
+  if (index < 0 || index > count)
+    return RefuseIndex("Array::AtInsert", "Array::AtInsert(%d) is out of range:%d", index, count);
   if (count == capacity && !Grow()) return false;
   if (index < count)
     memmove(elements + index + 1, elements + index, static_cast<size_t>(count - index) * sizeof *elements);
@@ -120,10 +130,7 @@ bool Array::AtInsert(int index, void* element) noexcept {
 }
 
 bool Array::AtPut(int index, void* element) noexcept {
-  if (!Has(index)) {
-    qe_Error("Array::AtPut(%d) is out of range:%d", index, count);
-    return false;
-  }
+  if (!Has(index)) return RefuseIndex("Array::AtPut", "Array::AtPut(%d) is out of range:%d", index, count);
   elements[index] = element;
   return true;
 }
@@ -202,10 +209,7 @@ bool Array::SetDeleter(Deleter fn) noexcept {
 bool Array::Grow() noexcept {
   step = StepFor(capacity, step);
   int const grown = GrownCapacity(capacity, step);
-  if (grown <= capacity) {
-    qe_Error("Array::ATInsert overflow");
-    return false;
-  }
+  if (grown <= capacity) return RefuseGrowth("Array::AtInsert");
   size_t const room = RoomFor(static_cast<size_t>(grown));
   if (room != RoomFor(static_cast<size_t>(capacity)) && !Move(room)) return false;
   // Zeroed: Swap may access elements past the last one.
@@ -294,10 +298,8 @@ HRESULT DataArray::SetRecord(unsigned size, Deleter fn) noexcept {
 void* DataArray::At(int index) noexcept { return index >= 0 && index < count ? Record(index) : nullptr; }
 
 bool DataArray::AtFree(int index) noexcept {
-  if (index < 0 || index >= count) {
-    qe_Error("DataArray::AtFree index[%d] out of range", index);
-    return false;
-  }
+  if (index < 0 || index >= count)
+    return RefuseIndex("DataArray::AtFree", "DataArray::AtFree index[%d] out of range", index, count);
   Ref<DataArray> const self = Ref<DataArray>::Share(this);
   MoveToEnd(index);
   --count;
@@ -323,7 +325,7 @@ void DataArray::FreeAll() noexcept {
 
 void* DataArray::AtInsert(int index) noexcept {
   if (index < 0 || index > count) {
-    qe_Error("Array::ATInsert index[%d] out of range", index);
+    RefuseIndex("DataArray::AtInsert", "Array::ATInsert index[%d] out of range", index, count);
     return nullptr;
   }
   if (count == capacity && !Grow()) return nullptr;
@@ -367,10 +369,7 @@ void DataArray::MoveToEnd(int index) noexcept {
 
 bool DataArray::Grow() noexcept {
   int const grown = GrownCapacity(capacity, step);
-  if (grown <= capacity) {
-    qe_Error("Array::ATInsert overflow");
-    return false;
-  }
+  if (grown <= capacity) return RefuseGrowth("DataArray::AtInsert");
   if (static_cast<unsigned>(grown) > room) return Resize(grown, RoomFor(static_cast<size_t>(grown)));
   capacity = grown;
   return true;

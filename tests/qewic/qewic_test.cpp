@@ -3,8 +3,8 @@
 #include <qecore/core/filter.h>
 #include <qecore/core/system.h>
 #include <qecore/image/filter_option.h>
-#include <qecore/values/map.h>
 #include <qecore/image/image_limits.h>
+#include <qecore/values/map.h>
 
 #include <cmath>
 #include <set>

@@ -1,3 +1,4 @@
+#include <qecore/core/error.h>
 #include <qecore/values/array.h>
 #include <qecore/values/string.h>
 
@@ -55,6 +56,9 @@ TEST(Array, ReportsWhatIsOutOfRange) {
                    L"Array::AtInsert(-1) is out of range:3", L"Array::AtPut(-1) is out of range:3",
                    L"Array::ATDelete(-1) is out of range:3", L"Array::ATDelete(3) is out of range:3",
                    L"Array::ATInsert overflow"}));
+  EXPECT_STREQ(LastError()->text, L"no array has more than 16777215 elements");
+  EXPECT_FALSE(a->FreeAt(3));
+  EXPECT_STREQ(LastError()->text, L"the index 3 is out of range for 3 elements");
   EXPECT_EQ(Elements(a.get()), (Ints{1, 2, 3}));
   count = 1;
 }

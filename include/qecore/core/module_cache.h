@@ -12,7 +12,8 @@
 //                     ├─ CLASS_NAME     narrow, without terminator; absent when there is none
 //                     └─ FILTER_INFO    a filter's description, a Map; absent when there is none
 //
-// Everything here is constant.
+// Public, since programs that show what a cache contains (qetool dump) need the names. Everything here is
+// constant.
 #pragma once
 
 namespace yk::cache {

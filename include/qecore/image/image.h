@@ -87,9 +87,9 @@ class AbstractImage : public qe_Streamable {
   using Unknown::Free;
 
  private:
-  friend class Image2d;           // the two fields are its own, in bytes that would otherwise be padding
-  img::Memory memory : 2 = {};    // the allocator to which Free returns the pixels
-  uint32_t lostPalette : 30 = 0;  // marks a palette that was freed with its pixels, for IsGrayScalePalette
+  friend class Image2d;            // the two fields are its own, in bytes that would otherwise be padding
+  img::Memory memory : 2 = {};     // the allocator to which Free returns the pixels
+  uint32_t freedPalette : 30 = 0;  // marks a palette that was freed with its pixels, for IsGrayScalePalette
 
  public:
   String name;         ///< for callers; the library never sets it

@@ -17,9 +17,9 @@
 //
 // Indices and counts are signed 32-bit; -1 means "not found". No array grows beyond 0xFFFFFF elements; only
 // DataArray::Allocate, which allocates its records at once, is exempt.
-// Failure: an index out of range is a programming error and is reported by qe_Error, in a message box, unless
-// an operation states otherwise; the operation then returns false or null and changes nothing. When memory is
-// exhausted it does the same without a report, and LastError() says so (error.h). One thread at a time. A
+// Failure: the operation returns false or null and changes nothing, and LastError() says why (error.h). An
+// index out of range is a programming error, which is also reported by qe_Error, in a message box, unless an
+// operation states otherwise. One thread at a time. A
 // deleter may call the array that calls it, and release it. A comparison may read the array and release it,
 // but must not change it: the order is then unspecified.
 #pragma once
