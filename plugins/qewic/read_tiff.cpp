@@ -1,7 +1,7 @@
 // TIFF files: grey, colours, palettes, YCbCr and CMYK of 1 to 16 bits and floats, in strips or tiles, with
 // channels together or apart, in either byte order.
 //
-//   block (strip, tile) --decompress--> bytes --unpack, undo the prediction--> samples --put--> image --finish-->
+//   strip or tile --decompress--> bytes --unpack, undo the prediction--> samples --put--> image --finish-->
 //
 // A decoder of this plug-in's own, since those of platforms know only some of these, and swap the bytes of
 // others. Fax and JPEG compression are left to the platform.

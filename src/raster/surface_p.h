@@ -3,8 +3,8 @@
 // Channels are in memory as blue, green, red and, in pixels of 4 bytes, alpha. Positions are relative to the
 // top left pixel, for either order of the rows in memory.
 //
-// All painting stays inside the clip. No row depends on another, except that a pattern of a line advances with
-// its pixels: bands of rows, each a clip, can be painted in parallel.
+// All painting stays inside the clip. No row depends on another, except that a pattern of a line advances
+// with its pixels: bands of rows, each a clip, can be painted in parallel.
 #pragma once
 
 #include <qecore/draw/geometry.h>

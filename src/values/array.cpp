@@ -35,7 +35,8 @@ int GrownCapacity(int capacity, int step) noexcept {
   return step < Array::MAX_COUNT - capacity ? capacity + step : Array::MAX_COUNT;
 }
 
-// Programming errors: reported in the texts that hosts know, and recorded. \return false, for the caller to return
+// Programming errors: reported in the texts that hosts know, and recorded. \return false, for the caller to
+// return
 
 bool RefuseIndex(char const* operation, char const* report, int index, int count) noexcept {
   qe_Error(report, index, count);
