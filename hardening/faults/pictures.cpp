@@ -7,8 +7,10 @@
 #include <qecore/core/module.h>
 #include <qecore/core/registry.h>
 #include <qecore/core/system.h>
-#include <qecore/image/image.h>
+#include <qecore/image/file_info.h>
+#include <qecore/image/image_file.h>
 #include <qecore/io/file_stream.h>
+#include <qecore/values/map.h>
 
 #include "faults.h"
 
@@ -137,6 +139,43 @@ Outcome Load() {
   return outcome;
 }
 
+// ---- through any filter
+
+Ref<Map> MakeOptions() {
+  Ref<Map> options = Ref<Map>::Adopt(Map::Create());
+  img::SetOption(ids::FILE_PNG, FILTER_WRITE, L"interlace", L"no", options.get());
+  return options;
+}
+
+Outcome Write() {
+  Outcome outcome;
+  Ref<Image2d> const image = Calmly([] { return MakeImage(13); });
+  Ref<Map> const options = Calmly(MakeOptions);
+  outcome.Note(img::Write(*image, Wide(PNG.path), nullptr, options.get(), nullptr));
+  outcome.whole = harness::ReadFile(PNG.path) == Sound<PNG>().after;
+  outcome.broken = CheckReplaced(PNG.path, Sound<PNG>().before, Sound<PNG>().after);
+  return outcome;
+}
+
+Outcome Read() {
+  Outcome outcome;
+  Ref<AbstractImage> image;
+  outcome.Note(img::Read(Wide(PNG.path), nullptr, nullptr, image.Receive()));
+  outcome.whole = image && IsThePicture(*image, PNG.isExact);
+  return outcome;
+}
+
+Outcome Query() {
+  Outcome outcome;
+  Ref<Map> const info = Calmly([] { return Ref<Map>::Adopt(Map::Create()); });
+  outcome.Note(img::QueryInfo(Wide(JPEG.path), info.get()));
+  harness::Calm const calm;
+  Variant value;
+  unsigned width = 0;
+  outcome.whole = Succeeded(info->GetValue(img::INFO_WIDTH, value)) && value.Get(width) && width == WIDTH;
+  return outcome;
+}
+
 constexpr Scenario SCENARIOS[] = {
     {"png: save", SAVING, PutOld<PNG>, Save<PNG>},
     {"jpeg: save", SAVING, PutOld<JPEG>, Save<JPEG>},
@@ -148,6 +187,9 @@ constexpr Scenario SCENARIOS[] = {
     {"bmp: load", LOADING, PutNew<BMP>, Load<BMP>},
     {"gif: load", LOADING, PutNew<GIF>, Load<GIF>},
     {"tiff: load", LOADING, PutNew<TIFF>, Load<TIFF>},
+    {"any filter: write", SAVING, PutOld<PNG>, Write},
+    {"any filter: read", LOADING, PutNew<PNG>, Read},
+    {"any filter: describe", LOADING, PutNew<JPEG>, Query},
 };
 
 }  // namespace

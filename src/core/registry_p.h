@@ -1,10 +1,16 @@
-// Parts of the registry for lower floors, beyond registry.h: looking up a class record, and registering the
+// Parts of the registry for lower floors, beyond registry.h: looking up class records, and registering the
 // library's own classes.
 #pragma once
 
+#include <qecore/core/ref.h>
 #include <qecore/core/registry.h>
 
 namespace yk {
+
+class Array;
+
+/// The records of all filters, borrowed, in order of registration. False: there is no memory, or no System.
+bool CopyFilters(Ref<Array>& copy) noexcept;
 
 /// The record of a class, borrowed; null when there is none, or no System.
 ClassInfo const* FindClass(Guid const& classId) noexcept;

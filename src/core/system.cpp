@@ -454,6 +454,17 @@ ClassInfo const* FindClass(Guid const& classId) noexcept {
   return theSystem && Succeeded(theSystem->FindClass(classId, &info)) ? info : nullptr;
 }
 
+bool CopyFilters(Ref<Array>& copy) noexcept {
+  copy = Ref<Array>::Adopt(Array::Create(0));
+  if (!theSystem || !copy) return false;
+  RegistryLock const guard;
+  Ref<Array> const& filters = theSystem->filters;
+  for (int i = 0; i < CountOf(filters); ++i) {
+    if (!AppendTo(copy, RecordAt(filters, i))) return false;
+  }
+  return true;
+}
+
 HRESULT RegisterInterface(ClassInfo* info) noexcept {
   return theSystem ? theSystem->RegisterInterface(info) : FailWithoutSystem(REGISTER);
 }

@@ -1,9 +1,13 @@
 // What the library does around a filter; real filters are tested with their plug-in.
 #include <qecore/core/filter.h>
 #include <qecore/core/system.h>
+#include <qecore/image/file_info.h>
+#include <qecore/image/filter_option.h>
 #include <qecore/image/image_file.h>
 #include <qecore/io/file_stream.h>
+#include <qecore/values/array.h>
 
+#include "io/streams.h"
 #include "support.h"
 #include "support/failure.h"
 #include "support/patient_host.h"
@@ -129,4 +133,158 @@ TEST(SaveAndLoad, TellAHostAndStop) {
     EXPECT_EQ(reading.last.done == 0, patience == 0) << "the start is reported";
   }
   Scribe::size = 0;
+}
+
+// ---- any filter
+
+namespace {
+
+/// A filter for files that begin with a letter and a digit, which becomes the width.
+template <char LETTER>
+class Letter final : public Destroys<Letter<LETTER>, ykFlt2dEx> {
+ public:
+  static HRESULT Make(ClassInfo const*, void** out) noexcept { return *out = new Letter, HRESULT{S_OK}; }
+
+  wchar_t const* GetPattern(unsigned index) noexcept override {
+    return std::array{L"let", L"*.letter", static_cast<wchar_t const*>(nullptr)}[index];
+  }
+  wchar_t const* GetName() noexcept override { return LETTER == 'A' ? L"first" : L"second"; }
+  HRESULT GetOption(FilterUse use, unsigned index, FilterOption& option) noexcept override {
+    static constexpr wchar_t const* COLOURS[] = {L"red", L"green", nullptr};
+    static constexpr std::tuple<FilterOption::Kind, wchar_t const*, double> OPTIONS[] = {
+        {FilterOption::INTEGER, L"level", 9},
+        {FilterOption::SWITCH, L"fast", 0},
+        {FilterOption::NUMBER, L"gamma", 2.5},
+        {FilterOption::STRING, L"text", 3},
+        {FilterOption::CHOICE, L"colour", 0}};
+    if (use != FILTER_WRITE || index >= std::size(OPTIONS)) return S_FALSE;
+    option.key = FilterOption::FIRST_OWN + index;
+    std::tie(option.kind, option.name, option.most) = OPTIONS[index];
+    option.choices = COLOURS;
+    return S_OK;
+  }
+  HRESULT CanRead(Stream* stream) noexcept override {
+    char first = 0;
+    stream->Read(&first, 1);
+    return first == LETTER ? S_OK : S_FALSE;
+  }
+  HRESULT Read(Stream* stream, AbstractImage** image, unsigned) noexcept override {
+    char head[2] = {};
+    stream->Read(head, 2);
+    if (head[1] == '?') return Fail(YK_E_BADFILE, "Letter", L"%c is damaged", LETTER);
+    Image2d* const made = Image2d::Create();
+    *image = made;
+    return made->Create(IMG_GRAY8, head[1] - '0', 1);
+  }
+  HRESULT WriteEx(Stream* stream, AbstractImage*, Map* options, ExecutionContext*) noexcept override {
+    if (LETTER == 'B') return E_NOTIMPL;
+    Variant value;
+    char file[2] = {LETTER, '0'};
+    if (options && options->GetValue(FilterOption::FIRST_OWN, value) == S_OK)
+      file[1] = static_cast<char>('0' + value.value.signed32);
+    return stream->Write(file, 2);
+  }
+  HRESULT QueryFileInfo(Stream*, Map* info, int) noexcept override {
+    Variant value;
+    value.Init(unsigned{LETTER});
+    return info->SetValue(img::INFO_WIDTH, value);
+  }
+};
+
+constexpr Guid A_ID = {0xA, 0, 0, {}}, B_ID = {0xB, 0, 0, {}}, NONE = {};
+
+struct OpenFormats : testing::Test {
+  Registered const first{A_ID, ids::FLT_2D, Letter<'A'>::Make}, second{B_ID, ids::FLT_2D, Letter<'B'>::Make};
+  TempFolder const folder;
+  ImageRef const image = NewImage(IMG_GRAY8, 1, 1);
+  std::wstring const target = folder.Path(L"a.LET");
+};
+
+}  // namespace
+
+TEST_F(OpenFormats, AreReadByTheFilterThatAcceptsTheFile) {
+  struct {
+    wchar_t const* name;
+    char const* bytes;
+    HRESULT result;
+    Guid type;
+    wchar_t const* reason;
+  } const rows[] = {
+      {L"a.let", "A3 padded", S_OK, A_ID, L""},
+      {L"b.LETTER", "B5 padded", S_OK, B_ID, L""},
+      {L"a.txt", "A3 padded", S_OK, A_ID, L""},
+      {L"a.png", "B5 padded", S_OK, B_ID, L""},
+      {L"a.let", "A?", YK_E_BADFILE, NONE, L"A is damaged"},
+      {L"a.let", "C5", YK_E_BADFILE, NONE, L"first: not a first file; second: not a second file"},
+      {L"a.txt", "C5 padded", YK_E_NOTFOUND, NONE, L"not a picture of a known type"},
+      {L"a.txt", "C5", YK_E_TOOSHORT, NONE, L"too short to be a picture"},
+      {L"a.txt", "GIF89a padded", YK_E_NOTFOUND, NONE, L"there is no plug-in for GIF files"},
+  };
+  for (auto const& [name, bytes, result, type, reason] : rows) {
+    folder.Write(name, bytes);
+    std::wstring const path = folder.Path(name);
+    Ref<AbstractImage> read;
+    Guid found = NONE;
+    EXPECT_EQ(img::Read(path.c_str(), nullptr, nullptr, read.Receive(), &found), result) << bytes;
+    EXPECT_EQ(found, type) << bytes;
+    EXPECT_EQ(read ? static_cast<Image2d&>(*read).width : 0, type == NONE ? 0 : bytes[1] - '0');
+    EXPECT_TRUE(Succeeded(result) || LastMessage() == L"cannot read " + path + L": " + reason)
+        << LastMessage();
+    Ref<Map> const info = Own(Map::Create());
+    HRESULT const described = img::QueryInfo(path.c_str(), info.get());
+    EXPECT_EQ(described == S_OK, info->Count() == 1) << bytes;
+  }
+}
+
+TEST_F(OpenFormats, AreWrittenByName) {
+  EXPECT_EQ(img::Write(*image, target.c_str(), nullptr, nullptr, nullptr), S_OK);
+  EXPECT_EQ(folder.Read(L"a.LET"), "A0");
+  EXPECT_EQ(img::RankFilter(B_ID, 1), S_OK);
+  Ref<Array> filters;
+  EXPECT_EQ(img::FindFilters(L"x.letter", filters.Receive()), S_OK);
+  EXPECT_EQ(static_cast<ClassInfo*>(filters->At(0))->classId, B_ID);
+  EXPECT_EQ(img::Write(*image, target.c_str(), nullptr, nullptr, nullptr), S_OK) << "the next one can";
+  std::wstring const other = folder.Path(L"a.xyz");
+  ExpectFailures({
+      {E_NOTIMPL, L"cannot write " + target + L": second files can only be read",
+       [&] { return img::Write(*image, target.c_str(), &B_ID, nullptr, nullptr); }},
+      {YK_E_NOTFOUND,
+       L"cannot write " + other +
+           L": no plug-in writes files of that name, but *.let, *.letter, *.let, *.letter",
+       [&] { return img::Write(*image, other.c_str(), nullptr, nullptr, nullptr); }},
+      {E_INVALIDARG, L"the class unknown is no image filter",
+       [&] { return img::RankFilter(ids::IMAGE_2D, 1); }},
+  });
+}
+
+TEST_F(OpenFormats, CheckTheirOptions) {
+  constexpr unsigned LEVEL = FilterOption::FIRST_OWN;
+  Table<unsigned, Variant, wchar_t const*> const rows = {
+      {LEVEL, Made(7), L""},
+      {LEVEL, Made(L"7"), L""},
+      {LEVEL, Made(10u), L"the option level must be a whole number from 0 to 9"},
+      {LEVEL, Made(0x10007u), L"the option level must be a whole number from 0 to 9"},
+      {LEVEL, Made(1.5), L"the option level must be a whole number from 0 to 9"},
+      {LEVEL + 1, Made(L"Off"), L""},
+      {LEVEL + 1, Made(L"2"), L"the option fast must be yes or no"},
+      {LEVEL + 2, Made(2.5), L""},
+      {LEVEL + 2, Made(L"2.5x"), L"the option gamma must be a number from 0 to 2.5"},
+      {LEVEL + 3, Made(L"abcd"), L"the option text must be a text of at most 3 characters"},
+      {LEVEL + 4, Made(L"GREEN"), L""},
+      {LEVEL + 4, Made(2), L"the option colour must be one of red, green"},
+      {LEVEL + 5, Made(1), L"1 of the options is unknown to the filter"},
+  };
+  for (auto const& [key, value, reason] : rows) {
+    Ref<Map> const options = Own(Map::Create());
+    options->SetValue(key, value);
+    HRESULT const result = img::Write(*image, target.c_str(), nullptr, options.get(), nullptr);
+    EXPECT_EQ(result, *reason ? E_INVALIDARG : S_OK) << reason;
+    EXPECT_TRUE(!*reason || LastMessage() == L"cannot write " + target + L": " + reason) << LastMessage();
+  }
+  Ref<Map> const options = Own(Map::Create());
+  EXPECT_EQ(img::SetOption(A_ID, FILTER_WRITE, L"Level", L"4", options.get()), S_OK);
+  EXPECT_EQ(img::SetOption(A_ID, FILTER_READ, L"level", L"4", options.get()), E_INVALIDARG);
+  Ref<Stream> const stream = Memory();
+  EXPECT_EQ(img::Write(*image, stream.get(), A_ID, options.get(), nullptr), S_OK);
+  EXPECT_EQ(Content(*stream), "A4");
 }

@@ -12,6 +12,8 @@
 #include <qecore/core/parallel.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
+#include <qecore/image/file_info.h>
+#include <qecore/image/filter_option.h>
 #include <qecore/image/image_file.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/values/array.h>
@@ -141,8 +143,29 @@ class Own : public Implements<Own, Unknown> {
 };
 
 // A filter of the program, for files that begin with "U3D".
-class Filter : public Implements<Filter, ykFlt2d> {
+class Filter : public Implements<Filter, ykFlt2dEx> {
  public:
+  HRESULT GetOption(FilterUse use, unsigned index, FilterOption& option) noexcept override {
+    if (use != FILTER_WRITE || index > 0) return S_FALSE;
+    option.key = FilterOption::QUALITY;
+    option.kind = FilterOption::INTEGER;
+    option.name = L"quality";
+    option.most = 9;
+    option.standard.Init(5);
+    return S_OK;
+  }
+  HRESULT CanRead(Stream*) noexcept override { return E_NOTIMPL; }
+  HRESULT WriteEx(Stream* stream, AbstractImage* image, Map* options, ExecutionContext*) noexcept override {
+    Variant value;
+    unsigned quality = 5;
+    if (options && Succeeded(options->GetValue(FilterOption::QUALITY, value))) value.Get(quality);
+    return Write(stream, image, quality);
+  }
+  HRESULT QueryFileInfo(Stream*, Map* info, int) noexcept override {
+    Variant value;
+    value.Init(5u);
+    return info->SetValue(img::INFO_WIDTH, value);
+  }
   wchar_t const* GetPattern(unsigned index) noexcept override { return index < 2 ? L"*.own" : nullptr; }
   wchar_t const* GetName() noexcept override { return L"Own filter"; }
   unsigned GetFlags() noexcept override { return 7; }
@@ -234,11 +257,34 @@ bool Filters() {
          Ref<AbstractImage>::Adopt(AbstractImage::Load(path.c_str())) && watcher.calls > 0;
 }
 
+// The same filter, found by name, with options.
+bool AnyFilter() {
+  String path;
+  Ref<Image2d> picture = Ref<Image2d>::Adopt(Image2d::Create());
+  Ref<Map> const options = Ref<Map>::Adopt(Map::Create()), info = Ref<Map>::Adopt(Map::Create());
+  Ref<Array> found;
+  Ref<AbstractImage> image, again;
+  Ref<Stream> stream;
+  bool const written =
+      path.TempFile() && picture->Create(IMG_BGR24, 5, 3) == S_OK &&
+      img::SetOption(ids::FILE_U3D, FILTER_WRITE, L"quality", L"10", options.get()) == E_INVALIDARG &&
+      img::SetOption(ids::FILE_U3D, FILTER_WRITE, L"quality", L"7", options.get()) == S_OK &&
+      img::Write(*picture, path.c_str(), &ids::FILE_U3D, options.get(), nullptr) == S_OK &&
+      img::Read(path.c_str(), nullptr, nullptr, image.Receive()) == S_OK &&
+      img::QueryInfo(path.c_str(), info.get()) == S_OK;
+  return written && FileStream::Create(path, FileStream::READ_WRITE, stream.Receive()) == S_OK &&
+         img::Read(stream.get(), nullptr, nullptr, again.Receive()) == S_OK &&
+         img::QueryInfo(stream.get(), info.get()) == S_OK && info->Count() == 1 &&
+         img::Write(*picture, stream.get(), ids::FILE_U3D, nullptr, nullptr) == S_OK &&
+         img::RankFilter(ids::FILE_U3D, 2) == S_OK && img::FindFilters(L"a.OWN", found.Receive()) == S_OK &&
+         found->Count() == 1;
+}
+
 constexpr Case CORE_CASES[] = {
-    {"identifiers", Identifiers}, {"blocks", Blocks}, {"failures", Failures},
-    {"errors", Errors},           {"locks", Locks},   {"threads", Threads},
-    {"driver data", DriverData},  {"arena", Arena},   {"registry", Registry},
-    {"filters", Filters},
+    {"identifiers", Identifiers}, {"blocks", Blocks},        {"failures", Failures},
+    {"errors", Errors},           {"locks", Locks},          {"threads", Threads},
+    {"driver data", DriverData},  {"arena", Arena},          {"registry", Registry},
+    {"filters", Filters},         {"any filter", AnyFilter},
 };
 
 // ---- the program

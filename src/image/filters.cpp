@@ -1,0 +1,148 @@
+#include <qecore/core/error.h>
+#include <qecore/image/image_file.h>
+#include <qecore/io/file_find.h>
+#include <qecore/io/file_formats.h>
+#include <wchar.h>
+
+#include "core/error_p.h"
+#include "core/registry_p.h"
+#include "filters_p.h"
+
+namespace yk {
+
+namespace {
+
+int NumberIn(ClassInfo const& filter, unsigned key) noexcept {
+  Variant value;
+  int number = 0;
+  return filter.info && Succeeded(filter.info->GetValue(key, value)) && value.Get(number) ? number : 0;
+}
+
+String TextIn(ClassInfo const& filter, unsigned key) noexcept {
+  Variant value;
+  String text;
+  if (filter.info && Succeeded(filter.info->GetValue(key, value))) value.Get(text);
+  return text;
+}
+
+bool IsImageFilter(ClassInfo const& info) noexcept { return info.interfaceId == ykFlt2d::Id(); }
+
+int CountPatterns(ClassInfo const& filter) noexcept {
+  return NumberIn(filter, ClassInfo::INFO_PATTERN_COUNT);
+}
+
+/// A filter may give L"png" or L"*.png".
+String PatternAt(ClassInfo const& filter, int index) noexcept {
+  String const pattern = TextIn(filter, ClassInfo::INFO_PATTERN + static_cast<unsigned>(index));
+  bool const isExtension = !pattern.IsEmpty() && !wcspbrk(pattern.c_str(), L"*?.[");
+  return isExtension ? String(L"*.") + pattern : pattern;
+}
+
+wchar_t const* NameIn(wchar_t const* path) noexcept {
+  wchar_t const* name = path;
+  for (; *path; ++path) {
+    if (*path == L'\\' || *path == L'/') name = path + 1;
+  }
+  return name;
+}
+
+/// Inserts a filter after those of the same rank. \return false without memory
+bool InsertByRank(Array& list, ClassInfo* filter) noexcept {
+  int const rank = NumberIn(*filter, ClassInfo::INFO_RANK);
+  int at = list.Count();
+  while (at > 0 && NumberIn(FilterAt(list, at - 1), ClassInfo::INFO_RANK) < rank) --at;
+  return list.AtInsert(at, filter);
+}
+
+}  // namespace
+
+Ref<Array> ListFilters() noexcept {
+  Ref<Array> all, list = Ref<Array>::Adopt(Array::Create(0));
+  if (!list || !CopyFilters(all)) return {};
+  for (int i = 0; i < all->Count(); ++i) {
+    auto* const filter = static_cast<ClassInfo*>(all->At(i));
+    if (IsImageFilter(*filter) && !InsertByRank(*list, filter)) return {};
+  }
+  return list;
+}
+
+bool HasPatternFor(ClassInfo const& filter, wchar_t const* path) noexcept {
+  wchar_t const* const name = NameIn(path);
+  for (int i = 0, count = CountPatterns(filter); i < count; ++i) {
+    String const pattern = PatternAt(filter, i);
+    if (!pattern.IsEmpty() && RegularCompare(pattern.c_str(), name)) return true;
+  }
+  return false;
+}
+
+bool IsForType(ClassInfo const& filter, Guid const& type) noexcept {
+  if (filter.classId == type) return true;
+  FileFormat const* const format = FindFileFormat(type);
+  for (int i = 0; format && i < 4 && format->extensions[i].text; ++i) {
+    if (HasPatternFor(filter, (String(L"a.") + format->extensions[i].text).c_str())) return true;
+  }
+  return false;
+}
+
+String PatternsOf(ClassInfo const& filter) noexcept {
+  String all;
+  for (int i = 0, count = CountPatterns(filter); i < count; ++i) {
+    if (i > 0) all += L", ";
+    all += PatternAt(filter, i);
+  }
+  return all;
+}
+
+String LabelOf(Guid const& type) noexcept {
+  if (FileFormat const* const format = FindFileFormat(type)) return format->shortName;
+  ClassInfo const* const info = FindClass(type);
+  String label = info && info->name ? String(info->name) : String();
+  if (info && label.IsEmpty()) label = TextIn(*info, ClassInfo::INFO_NAME);
+  return label.IsEmpty() ? String(L"unknown") : label;
+}
+
+HRESULT CreateFilter(Guid const& id, char const* operation, Ref<ykFlt2d>& filter) noexcept {
+  ClassInfo const* const info = FindClass(id);
+  bool const forAnother = info && !IsImageFilter(*info) && !(info->interfaceId == Guid{});
+  String const label = LabelOf(id);
+  if (forAnother)
+    return Fail(E_NOINTERFACE, operation, L"the plug-in for %s files is not an image filter", label.c_str());
+  unsigned const before = ErrorCount();
+  HRESULT const result = CreateInterface(id, filter.ReceiveVoid());
+  if (Succeeded(result) && filter) return result;
+  if (result == YK_E_NOTFOUND && !info)
+    return Fail(result, operation, L"there is no plug-in for %s files", label.c_str());
+  return FailSince(before, Failed(result) ? result : E_FAIL, operation,
+                   L"the plug-in for %s files cannot be started", label.c_str());
+}
+
+Ref<ykFlt2dEx> ExtendedOf(ykFlt2d& filter) noexcept {
+  return Ref<ykFlt2d>::Share(&filter).Query<ykFlt2dEx>();
+}
+
+HRESULT img::FindFilters(wchar_t const* path, Array** filters) noexcept {
+  constexpr char OPERATION[] = "img::FindFilters";
+  if (!filters) return FailNull(OPERATION, L"filters");
+  *filters = nullptr;
+  Ref<Array> const list = ListFilters();
+  if (!list) return Fail(E_OUTOFMEMORY, OPERATION, nullptr);
+  for (int i = list->Count() - 1; path && i >= 0; --i) {
+    if (!HasPatternFor(FilterAt(*list, i), path)) list->AtDelete(i);
+  }
+  *filters = Ref<Array>(list).Detach();
+  return S_OK;
+}
+
+HRESULT img::RankFilter(Guid const& classId, int rank) noexcept {
+  constexpr char OPERATION[] = "img::RankFilter";
+  ClassInfo const* const info = FindClass(classId);
+  if (!info) return Fail(YK_E_NOTFOUND, OPERATION, L"the class is not registered");
+  if (!IsImageFilter(*info) || !info->info)
+    return Fail(E_INVALIDARG, OPERATION, L"the class %s is no image filter", LabelOf(classId).c_str());
+  Variant value;
+  value.Init(rank);
+  value.flags |= Variant::TRANSIENT;
+  return info->info->SetValue(ClassInfo::INFO_RANK, value);
+}
+
+}  // namespace yk
