@@ -1,9 +1,9 @@
 // GIF files: the first frame, on the whole screen that the file defines.
 //
-//   +-- screen ---------+     Pixels outside of the frame are transparent, as browsers show them. They have the
-//   |    +-- frame --+  |     frame's transparent index, or else one that no pixel uses; only where there is
-//   |    |           |  |     none the picture becomes one of BGRA32. A frame that leaves its screen enlarges it.
-//   |    +-----------+  |
+//   +-- screen ---------+     Pixels outside of the frame are transparent, as browsers show them. They have
+//   |    +-- frame --+  |     the frame's transparent index, or else one that no pixel uses; only where there
+//   |    |           |  |     is none, the picture becomes one of BGRA32. A frame that leaves its screen
+//   |    +-----------+  |     enlarges it.
 //   +-------------------+
 #include <string.h>
 

@@ -1,6 +1,6 @@
 // How large pictures from files may become: a small file can claim a huge picture.
 //
-//   img::SetReadLimit(256 << 20);       // a server that handles strangers' files: at most 256 MB of pixels each
+//   img::SetReadLimit(256 << 20);  // a server that handles strangers' files: at most 256 MB of pixels each
 //
 // A filter reads the size from the file's header and compares it before it allocates anything or starts a
 // decoder (qewic does); a picture beyond the limit is E_OUTOFMEMORY, and the text names both sizes. Pictures
