@@ -23,8 +23,8 @@
 //   3  by asking       any filter whose ykFlt2dEx::CanRead says so
 //
 // A filter of step 1 or 2 that recognises its files may refuse one; the next is tried then, and also after a
-// filter that could not read a file. A failure says which filters refused, and why. Among several filters, the
-// one with the highest rank comes first (RankFilter), then the one that was registered first: that of the
+// filter that could not read a file. A failure says which filters refused, and why. Among several filters,
+// the one with the highest rank comes first (RankFilter), then the one that was registered first: that of the
 // host itself, of the plug-in cache, of new plug-ins in the order of their names.
 //
 // Progress is counted in bytes of the file, without the filter's participation: the total is the file's size
@@ -63,10 +63,10 @@ YK_API HRESULT Load(Stream* stream, ExecutionContext* context, AbstractImage** i
 YK_API HRESULT Save(AbstractImage& image, wchar_t const* path, Guid const& type, unsigned options,
                     ExecutionContext* context) noexcept;
 
-/// Reads the file at `path` through any filter that accepts it, with the options `options`, which may be null.
-/// `*type`, if not null, receives the filter's class. FileStream::Create's codes for a file that cannot be
-/// opened; YK_E_NOTFOUND: no filter accepts it; E_INVALIDARG: an option that the filter does not have, or a
-/// value out of its range; otherwise the result of the filter that came first.
+/// Reads the file at `path` through any filter that accepts it, with the options `options`, which may be
+/// null. `*type`, if not null, receives the filter's class. FileStream::Create's codes for a file that cannot
+/// be opened; YK_E_NOTFOUND: no filter accepts it; E_INVALIDARG: an option that the filter does not have, or
+/// a value out of its range; otherwise the result of the filter that came first.
 YK_API HRESULT Read(wchar_t const* path, Map* options, ExecutionContext* context, AbstractImage** image,
                     Guid* type = nullptr) noexcept;
 
@@ -74,8 +74,8 @@ YK_API HRESULT Read(wchar_t const* path, Map* options, ExecutionContext* context
 YK_API HRESULT Read(Stream* stream, Map* options, ExecutionContext* context, AbstractImage** image,
                     Guid* type = nullptr) noexcept;
 
-/// Writes the file at `path` through the filter class `type` or, if that is null, the first one with a pattern
-/// that the path matches and that writes at all. The file is replaced completely or not at all.
+/// Writes the file at `path` through the filter class `type` or, if that is null, the first one with a
+/// pattern that the path matches and that writes at all. The file is replaced completely or not at all.
 /// YK_E_NOTFOUND: there is no such filter; E_INVALIDARG as for Read; SaveFile's codes; the filter's result.
 YK_API HRESULT Write(AbstractImage& image, wchar_t const* path, Guid const* type, Map* options,
                      ExecutionContext* context) noexcept;
@@ -97,8 +97,8 @@ YK_API HRESULT QueryInfo(Stream* stream, Map* info, Guid* type = nullptr) noexce
 /// none. E_OUTOFMEMORY; E_FAIL: there is no System.
 YK_API HRESULT FindFilters(wchar_t const* path, Array** filters) noexcept;
 
-/// Changes the order of filters: those with a higher rank come first. It is 0 at first, and for all filters of
-/// a new System. YK_E_NOTFOUND: no such class; E_INVALIDARG: it is no image filter; E_OUTOFMEMORY. Call it
+/// Changes the order of filters: those with a higher rank come first. It is 0 at first, and for all filters
+/// of a new System. YK_E_NOTFOUND: no such class; E_INVALIDARG: it is no image filter; E_OUTOFMEMORY. Call it
 /// before several threads read pictures.
 YK_API HRESULT RankFilter(Guid const& classId, int rank) noexcept;
 
