@@ -66,6 +66,13 @@ struct Tool : testing::Test {
     ASSERT_EQ(image->Save(folder.Path(name).c_str()), S_OK);
   }
 
+  // A picture of one row.
+  void MakeRow(wstring const& name, IMG_FORMAT format, int width, Bytes const& row) const {
+    ImageRef const image = NewImage(format, width, 1);
+    memcpy(image->bits, row.data(), row.size());
+    ASSERT_EQ(image->Save(folder.Path(name).c_str()), S_OK);
+  }
+
   TempFolder folder, caches;
   Ref<System> system = Own(System::Create());
 };
@@ -142,6 +149,26 @@ TEST_F(Tool, CropsThenResizesThenFlips) {
   EXPECT_EQ(At(*Load(L"out.bmp"), 0, 0), (Bytes{0, 8, 7}));  // the mean of rows 8 and 9, truncated
   for (auto const* size : {L"40x", L"x20"})
     EXPECT_THAT(Good(wstring(L"convert -v in.png out.tif --size ") + size), HasSubstr(": 40 x 20 pixels"));
+}
+
+// An opaque red pixel beside a transparent green one, and words that bytes cannot hold.
+TEST_F(Tool, ResizesColoursAsFarAsTheyAreSeen) {
+  MakeRow(L"edge.png", IMG_BGRA32, 2, {0, 0, 255, 255, 0, 255, 0, 0});
+  MakeRow(L"words.png", IMG_GRAY16, 2, {0, 1, 3, 1});
+  MakeRow(L"light.png", IMG_BGR24, 2, {0, 0, 0, 255, 255, 255});
+  Table<wstring, IMG_FORMAT, Bytes> const rows = {
+      {L"edge.png out.png", IMG_BGRA32, {0, 0, 255, 128}},
+      {L"words.png out.png", IMG_GRAY16, {2, 1}},
+      {L"light.png out.png --linear", IMG_BGR24, {188, 188, 188}}};
+  for (auto const& [what, format, pixel] : rows) {
+    Good(L"convert --size 1x1 " + what);
+    ImageRef const image = Load(L"out.png");
+    ASSERT_EQ(image->format, format);
+    EXPECT_EQ(Bytes(image->bits, image->bits + image->bytesPerPixel), pixel) << testing::PrintToString(what);
+  }
+  EXPECT_THAT(Good(L"convert -v edge.png out.bmp"), HasSubstr("bgr24, on the background ffffff;"));
+  EXPECT_EQ(At(*Load(L"out.bmp"), 1, 0), (Bytes{255, 255, 255}));
+  EXPECT_THAT(Good(L"convert -v words.png out.jpg --quality 90"), HasSubstr("2 x 1 pixels, bgr24;"));
 }
 
 // Grey never becomes transparent, and formats without a direct conversion are reached in several steps.

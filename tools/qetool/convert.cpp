@@ -14,6 +14,7 @@
 #include "image_edit.h"
 #include "jobs.h"
 #include "pictures.h"
+#include "resize.h"
 #include "text.h"
 
 namespace qetool {
@@ -26,7 +27,9 @@ struct Options {
   std::vector<std::string> paths;  // inputs and, last, the output
   std::string size, format, crop, flip, type;
   unsigned quality = 0, jobs = 0;
+  std::string background = "ffffff";
   bool verbose = false;
+  Light light = Light::AS_STORED;
 };
 
 /// One operation on each picture.
@@ -54,19 +57,19 @@ bool ParseNumbers(std::string const& text, char separator, int missing, int* num
   return at == end;
 }
 
-Step SizeStep(std::string const& text) {
+Step SizeStep(std::string const& text, Light light) {
   int size[2];
   if (!ParseNumbers(text, 'x', 0, size, 2) || (!size[0] && !size[1])) {
     throw Failure{"--size " + text + ": it must be WIDTHxHEIGHT, WIDTHx or xHEIGHT, such as 640x480"};
   }
-  return {"resize", [width = size[0], height = size[1]](ImageRef& image, Listener& listener) {
+  return {"resize", [width = size[0], height = size[1], light](ImageRef& image, Listener& listener) {
             auto const inProportion = [](int length, int mine,
                                          int other) {  // rounded, and at least one pixel
               return static_cast<int>(
                   std::clamp((2ll * length * mine + other) / (2ll * other), 1ll, 0x7FFFFFFFll));
             };
             Resize(image, width ? width : inProportion(height, image->width, image->height),
-                   height ? height : inProportion(width, image->height, image->width), listener);
+                   height ? height : inProportion(width, image->height, image->width), light, listener);
           }};
 }
 
@@ -75,10 +78,22 @@ Step CropStep(std::string const& text) {
   if (!ParseNumbers(text, ',', -1, edge, 4)) {
     throw Failure{"--crop " + text + ": it must be LEFT,TOP,RIGHT,BOTTOM, such as 10,10,200,150"};
   }
-  return {"crop",
-          [left = edge[0], top = edge[1], right = edge[2], bottom = edge[3]](
-              ImageRef& image, Listener& listener) { Crop(image, left, top, right, bottom, listener); }};
+  return {"crop", [edges = Edges{edge[0], edge[1], edge[2], edge[3]}](ImageRef& image, Listener& listener) {
+            Crop(image, edges, listener);
+          }};
 }
+
+Rgb ParseColour(std::string const& text) {
+  unsigned value = 0;
+  auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
+  if (text.size() != 6 || error != std::errc() || end != text.data() + text.size())
+    throw Failure{"--background " + text + ": it must be RRGGBB, such as ffffff"};
+  return {static_cast<unsigned char>(value >> 16), static_cast<unsigned char>(value >> 8),
+          static_cast<unsigned char>(value)};
+}
+
+// File types whose pixels have no alpha.
+bool IsOpaque(Guid const& filter) { return filter == ids::FILE_JPEG || filter == ids::FILE_BMP; }
 
 Step FlipStep(std::string const& text) {
   if (text == "h") return {"flip", FlipHorizontally};
@@ -89,7 +104,7 @@ Step FlipStep(std::string const& text) {
 std::vector<Step> PlanSteps(Options const& options) {
   std::vector<Step> steps;
   if (!options.crop.empty()) steps.push_back(CropStep(options.crop));
-  if (!options.size.empty()) steps.push_back(SizeStep(options.size));
+  if (!options.size.empty()) steps.push_back(SizeStep(options.size, options.light));
   if (!options.flip.empty()) steps.push_back(FlipStep(options.flip));
   if (!options.format.empty()) {
     IMG_FORMAT const format = FormatByName(options.format);
@@ -152,13 +167,17 @@ class StepTimes {
   std::chrono::steady_clock::time_point last = std::chrono::steady_clock::now();
 };
 
-// Returns a line that describes the result.
-std::string ConvertOne(Job const& job, Guid const& filter, std::vector<Step> const& steps, unsigned quality,
-                       Listener& listener) {
-  StepTimes times;
-  Picture picture = LoadPicture(job.input, listener);
-  times.Done("read");
-  for (Step const& step : steps) {
+/// What is done with each picture, and how it is written.
+struct Plan {
+  std::vector<Step> steps;
+  Rgb background;
+  std::string backgroundName;
+  unsigned quality;
+  bool verbose;
+};
+
+void Apply(Plan const& plan, Job const& job, Picture& picture, StepTimes& times, Listener& listener) {
+  for (Step const& step : plan.steps) {
     try {
       step.work(picture.image, listener);
     } catch (Failure const& failure) {
@@ -166,16 +185,32 @@ std::string ConvertOne(Job const& job, Guid const& filter, std::vector<Step> con
     }
     times.Done(step.name);
   }
-  SavePicture(filter, *picture.image, job.output, filter == ids::FILE_JPEG ? quality : 0, listener);
+}
+
+// Returns a line that describes the file that was made: it may hold other pixels than those in memory.
+std::string ConvertOne(Job const& job, Guid const& filter, Plan const& plan, Listener& listener) {
+  StepTimes times;
+  Picture picture = LoadPicture(job.input, listener);
+  times.Done("read");
+  Apply(plan, job, picture, times, listener);
+  std::string note;
+  if (IsOpaque(filter) && HasAlpha(*picture.image)) {
+    PutOnBackground(picture.image, plan.background, listener);
+    note = ", on the background " + plan.backgroundName;
+  }
+  SavePicture(filter, *picture.image, job.output, filter == ids::FILE_JPEG ? plan.quality : 0, listener);
   times.Done("write");
-  return Format("%s -> %s: %d x %d pixels, %s; %s", job.input.c_str(), job.output.c_str(),
-                picture.image->width, picture.image->height, img::GetFacts(picture.image->format).name,
-                times.text.c_str());
+  if (!plan.verbose) return {};
+  Picture const written = LoadPicture(job.output, listener);
+  Image2d const& made = *written.image;
+  return Format("%s -> %s: %d x %d pixels, %s%s; %s", job.input.c_str(), job.output.c_str(), made.width,
+                made.height, img::GetFacts(made.format).name, note.c_str(), times.text.c_str());
 }
 
 // A picture that fails does not prevent the others from being converted.
 void Run(Options const& options, Host& host) {
-  std::vector<Step> const steps = PlanSteps(options);
+  Plan const plan = {PlanSteps(options), ParseColour(options.background), options.background, options.quality,
+                     options.verbose};
   std::vector<Job> const jobs = PlanJobs(options);
   Watch watch;
   host.Start(watch);
@@ -185,7 +220,7 @@ void Run(Options const& options, Host& host) {
 
   std::vector<std::string> lines(jobs.size());
   Jobs conversions(jobs.size(), options.jobs, watch, [&](size_t i, Listener& listener) {
-    lines[i] = ConvertOne(jobs[i], filters[i], steps, options.quality, listener);
+    lines[i] = ConvertOne(jobs[i], filters[i], plan, listener);
   });
   size_t failed = 0;
   for (size_t i = 0; i < jobs.size(); ++i) {
@@ -218,6 +253,13 @@ void AddConvert(CLI::App& app, Host& host) {
       ->type_name("L,T,R,B");
   command.add_option("--size", options->size, "Resample; in proportion if W or H is omitted (640x, x480)")
       ->type_name("WxH");
+  command.add_flag_callback(
+      "--linear", [options] { options->light = Light::LINEAR; },
+      "Resample amounts of light instead of the file's numbers");
+  command
+      .add_option("--background", options->background,
+                  "What is put under a picture with alpha for file types without; by default white")
+      ->type_name("RRGGBB");
   command.add_option("--flip", options->flip, "Mirror: h swaps left and right, v top and bottom")
       ->type_name("h|v");
   command.add_option("--format", options->format, "Pixel format: gray8, bgr24, bgra32, grayf, bgrf or bgraf")

@@ -2,10 +2,10 @@
 
 #include <qecore/image/convert.h>
 
-#include <algorithm>
 #include <array>
 #include <vector>
 
+#include "resize.h"
 #include "text.h"
 
 namespace qetool {
@@ -44,26 +44,9 @@ std::vector<IMG_FORMAT> FindWay(IMG_FORMAT from, IMG_FORMAT to) {
   return way;
 }
 
-ImageRef Rescaled(Image2d& image, int width, int height, IMG_FORMAT format, Listener& listener) {
-  Image2d* scaled = nullptr;  // dangling after a failure
-  HRESULT const result = image.Rescale(width, height, format, &scaled, &listener);
-  listener.Check();
-  if (Failed(result)) {
-    throw Failure{Format("cannot create a picture of %d x %d pixels in %s: %s", width, height, Name(format),
-                         Reason(result).c_str())};
-  }
-  return ImageRef::Adopt(scaled);
-}
-
 // Cropping and mirroring work on whole bytes.
 void MakeWholeBytes(ImageRef& image, Listener& listener) {
   if (image->bytesPerPixel == 0) ChangeFormat(image, IMG_BGR24, listener);
-}
-
-bool HasAlpha(Image2d const& image) {
-  if (img::GetFacts(image.format).paletteEntries == 0) return img::HasAlpha(image.format);
-  return std::any_of(image.palette, image.palette + image.paletteCount,
-                     [](IMG_PALENTRY const& entry) { return entry.alpha != 255; });
 }
 
 }  // namespace
@@ -78,6 +61,17 @@ IMG_FORMAT FormatByName(std::string const& name) {
   throw Failure{"unknown pixel format " + name + ": it must be one of " + known};
 }
 
+ImageRef Rescaled(Image2d& image, int width, int height, IMG_FORMAT format, Listener& listener) {
+  Image2d* scaled = nullptr;  // dangling after a failure
+  HRESULT const result = image.Rescale(width, height, format, &scaled, &listener);
+  listener.Check();
+  if (Failed(result)) {
+    throw Failure{Format("cannot create a picture of %d x %d pixels in %s: %s", width, height, Name(format),
+                         Reason(result).c_str())};
+  }
+  return ImageRef::Adopt(scaled);
+}
+
 IMG_FORMAT PlainFormat(Image2d const& image) { return HasAlpha(image) ? IMG_BGRA32 : IMG_BGR24; }
 
 void ChangeFormat(ImageRef& image, IMG_FORMAT format, Listener& listener) {
@@ -90,38 +84,28 @@ void ChangeFormat(ImageRef& image, IMG_FORMAT format, Listener& listener) {
   for (IMG_FORMAT const step : way) image = Rescaled(*image, image->width, image->height, step, listener);
 }
 
-void Crop(ImageRef& image, int left, int top, int right, int bottom, Listener& listener) {
+void Crop(ImageRef& image, Edges const& edges, Listener& listener) {
   MakeWholeBytes(image, listener);
   Image2d* cropped = nullptr;  // dangling after a failure
-  HRESULT const result = image->Crop(left, top, right, bottom, &cropped);
+  HRESULT const result = image->Crop(edges.left, edges.top, edges.right, edges.bottom, &cropped);
   if (Failed(result)) {
-    throw Failure{Format("cannot crop to %d,%d,%d,%d: the picture has %d x %d pixels", left, top, right,
-                         bottom, image->width, image->height)};
+    throw Failure{Format("cannot crop to %d,%d,%d,%d: the picture has %d x %d pixels", edges.left, edges.top,
+                         edges.right, edges.bottom, image->width, image->height)};
   }
   image = ImageRef::Adopt(cropped);
-}
-
-void Resize(ImageRef& image, int width, int height, Listener& listener) {
-  if (image->width == width && image->height == height) return;
-  img::FormatFacts const& facts = img::GetFacts(image->format);
-  if (facts.kind == img::ChannelKind::FLOAT) {
-    image = Rescaled(*image, width, height, image->format, listener);
-    return;
-  }
-  // Formats that the library cannot resample, or not to the same format, are replaced by the closest.
-  bool const isGrey = IsGrey(image->format);
-  if (facts.averaged == IMG_NONE) ChangeFormat(image, isGrey ? IMG_GRAY8 : IMG_BGR24, listener);
-  image = Rescaled(*image, width, height, isGrey ? IMG_GRAY8 : PlainFormat(*image), listener);
+  listener.Check();
 }
 
 void FlipHorizontally(ImageRef& image, Listener& listener) {
   MakeWholeBytes(image, listener);
   image->FlipH();
+  listener.Check();
 }
 
 void FlipVertically(ImageRef& image, Listener& listener) {
   MakeWholeBytes(image, listener);
   image->FlipV();
+  listener.Check();
 }
 
 }  // namespace qetool

@@ -24,11 +24,16 @@ yk::IMG_FORMAT PlainFormat(yk::Image2d const& image);
 /// paths on which grey would turn into alpha are excluded.
 void ChangeFormat(ImageRef& image, yk::IMG_FORMAT format, Listener& listener);
 
-/// Keeps the columns `left` to `right` - 1 and the rows `top` to `bottom` - 1.
-void Crop(ImageRef& image, int left, int top, int right, int bottom, Listener& listener);
+/// A new picture of this size and format, resampled by the library.
+ImageRef Rescaled(yk::Image2d& image, int width, int height, yk::IMG_FORMAT format, Listener& listener);
 
-/// Resamples.
-void Resize(ImageRef& image, int width, int height, Listener& listener);
+/// Columns and rows, counted from 0; `right` and `bottom` are the first outside.
+struct Edges {
+  int left, top, right, bottom;
+};
+
+/// Keeps what is inside the edges.
+void Crop(ImageRef& image, Edges const& edges, Listener& listener);
 
 void FlipHorizontally(ImageRef& image, Listener& listener);
 void FlipVertically(ImageRef& image, Listener& listener);

@@ -12,6 +12,7 @@
 #include "image_edit.h"
 #include "jobs.h"
 #include "pictures.h"
+#include "resize.h"
 #include "text.h"
 
 namespace qetool {
@@ -69,7 +70,7 @@ float Ceiling(std::array<Levels, 3> const& histogram) {
 
 std::array<Levels, 3> CountLevels(Image2d& image) {
   std::array<Levels, 3> counts = {};
-  for (int y = 0; y < image.height; ++y) {
+  for (int y = image.height - 1; y >= 0; --y) {  // as they are in memory
     unsigned char const* pixel = image.GetLine(y);
     for (int x = 0; x < image.width; ++x, pixel += image.bytesPerPixel) {
       for (size_t channel = 0; channel < 3; ++channel) ++counts[channel][pixel[channel]];
@@ -86,7 +87,7 @@ std::array<Levels, 3> CountLevels(Image2d& image) {
 void ShrinkInto(ImageRef& image, int side, Listener& listener) {
   double const scale = std::min(1.0, static_cast<double>(side) / std::max(image->width, image->height));
   auto const scaled = [=](int length) { return std::max(1, static_cast<int>(std::lround(length * scale))); };
-  Resize(image, scaled(image->width), scaled(image->height), listener);
+  Resize(image, scaled(image->width), scaled(image->height), Light::AS_STORED, listener);
 }
 
 Entry MakeEntry(std::string const& path, int side, Listener& listener) {
