@@ -10,6 +10,15 @@ foreach(target qewic qetool)
   endif()
 endforeach()
 
+# Debug information lies beside the files that it describes, and what GDB shows beside the library.
+install(FILES packaging/debuggers/qeCore.dll-gdb.py DESTINATION bin)
+install(FILES packaging/debuggers/qeCore.natvis DESTINATION share/qecore)
+foreach(target qeCore qewic)
+  if(TARGET ${target})
+    install(FILES $<TARGET_GENEX_EVAL:${target},$<TARGET_PROPERTY:${target},QECORE_SYMBOLS>> DESTINATION bin)
+  endif()
+endforeach()
+
 # With -static, GNU's linker overlooks libqeCore.dll.a and would take qeCore.lib, whose names are not its own.
 if(MINGW)
   install(FILES $<TARGET_LINKER_FILE:qeCore> DESTINATION lib RENAME libqeCore.a)
