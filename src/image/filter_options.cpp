@@ -3,7 +3,6 @@
 #include <qecore/core/error.h>
 #include <qecore/image/filter_option.h>
 #include <qecore/image/image_file.h>
-#include <stdlib.h>
 
 #include <iterator>
 
@@ -25,13 +24,23 @@ struct SwitchText {
 constexpr SwitchText SWITCH_TEXTS[] = {{L"yes", true},  {L"no", false},    {L"on", true}, {L"off", false},
                                        {L"true", true}, {L"false", false}, {L"1", true},  {L"0", false}};
 
-/// The whole text as a number. Unlike Variant, it accepts nothing after the number.
+/// The whole text as a number without an exponent. The C runtime's function is larger than this file.
 bool ParseNumber(String const& text, double& number) noexcept {
-  char narrow[64];
-  char* end = narrow;
-  text.Get(narrow, sizeof narrow);
-  number = strtod(narrow, &end);
-  return end != narrow && *end == 0 && text.Length() < sizeof narrow;
+  wchar_t const* at = text.c_str();
+  bool const isNegative = *at == L'-';
+  double scale = 1;
+  unsigned digits = 0;
+  bool isFraction = false;
+  number = 0;
+  for (at += isNegative; *at; ++at) {
+    bool const isDigit = *at >= L'0' && *at <= L'9';
+    if (!isDigit && (isFraction || *at != L'.')) return false;
+    isFraction = isFraction || !isDigit;
+    if (isDigit) number = number * 10 + (*at - L'0'), ++digits;
+    if (isDigit && isFraction) scale *= 10;
+  }
+  number = (isNegative ? -number : number) / scale;
+  return digits > 0;
 }
 
 bool ToNumber(Variant const& value, double& number) noexcept {

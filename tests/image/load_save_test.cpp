@@ -268,6 +268,8 @@ TEST_F(OpenFormats, CheckTheirOptions) {
       {LEVEL + 1, Made(L"Off"), L""},
       {LEVEL + 1, Made(L"2"), L"the option fast must be yes or no"},
       {LEVEL + 2, Made(2.5), L""},
+      {LEVEL + 2, Made(L"2.50"), L""},
+      {LEVEL + 2, Made(L"-1"), L"the option gamma must be a number from 0 to 2.5"},
       {LEVEL + 2, Made(L"2.5x"), L"the option gamma must be a number from 0 to 2.5"},
       {LEVEL + 3, Made(L"abcd"), L"the option text must be a text of at most 3 characters"},
       {LEVEL + 4, Made(L"GREEN"), L""},
