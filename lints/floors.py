@@ -13,7 +13,7 @@ import sys
 from pathlib import Path
 
 FLOORS = {"core": 0, "values": 1, "io": 2, "image": 3, "raster": 4, "draw": 5, "undo": 5}
-ROOF = re.compile(r"core/(system|module|module_scan|class_info|cache_record|builtin_classes|kept_names)(_p)?\.(h|cpp)$")
+ROOF = re.compile(r"core/(system|module|module_scan|module_imports|class_info|cache_record|builtin_classes|kept_names)(_p)?\.(h|cpp)$")
 EVERYWHERE = {"draw/geometry.h"}
 WITHOUT_WINDOWS = {"raster"}
 # (header, source of some of its bodies): why

@@ -12,6 +12,7 @@
 
 #include "class_info_p.h"
 #include "error_p.h"
+#include "module_imports_p.h"
 #include "module_p.h"
 #include "registry_lock_p.h"
 
@@ -32,6 +33,19 @@ String WholePath(String const& path) noexcept {
 
 constexpr char LOAD[] = "Module::Load";
 
+// The libraries that a plug-in needs may also be beside it, not only where the host's own are.
+HINSTANCE LoadWithNeighbours(wchar_t const* path) noexcept {
+  HINSTANCE const library = LoadLibraryW(path);
+  if (library || GetLastError() != ERROR_MOD_NOT_FOUND) return library;
+  return LoadLibraryExW(path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+}
+
+HRESULT FailToLoad(String const& path, DWORD error) noexcept {
+  String const missing = error == ERROR_MOD_NOT_FOUND ? FindMissingImport(path) : String();
+  if (missing.IsEmpty()) return FailSystem(YK_E_NOTFOUND, LOAD, path.c_str(), error);
+  return Fail(YK_E_NOTFOUND, LOAD, L"%s: it needs %s, which is missing", path.c_str(), missing.c_str());
+}
+
 // Loads a library and suppresses the system's message box for invalid files.
 HINSTANCE LoadQuietly(String const& path, LoadTurn& turn) noexcept {
   String const whole = WholePath(path);
@@ -39,11 +53,11 @@ HINSTANCE LoadQuietly(String const& path, LoadTurn& turn) noexcept {
   DWORD before = 0;
   SetThreadErrorMode(GetThreadErrorMode() | SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &before);
   turn.SetInLoader(true);
-  HINSTANCE const library = LoadLibraryW(whole.c_str());
+  HINSTANCE const library = LoadWithNeighbours(whole.c_str());
   DWORD const error = GetLastError();
   turn.SetInLoader(false);
+  if (!library) FailToLoad(whole, error);
   SetThreadErrorMode(before, nullptr);
-  if (!library) FailSystem(YK_E_NOTFOUND, LOAD, whole.c_str(), error);
   return library;
 }
 
@@ -75,6 +89,45 @@ HRESULT Register(System& system, ClassInfo const& info) noexcept {
   HRESULT const result = system.RegisterInterface(&info);
   if (result != E_INVALIDARG) attempt.KeepRecords();
   return result;
+}
+
+/// The identifier of a rival.
+Guid RivalId(Guid const& classId, String const& fileName) noexcept {
+  Guid id = classId;
+  id.first ^= HashOfName(fileName);
+  return id;
+}
+
+/// The factory of rivals: that of the plug-in's own class.
+HRESULT CreateRival(ClassInfo const* info, void** out) noexcept {
+  *out = nullptr;
+  Ref<Module> const module = Ref<Module>::Share(info->module);
+  Guid const id = info->classId;
+  for (unsigned index = 0; module && index < MODULE_MAX_CLASSES; ++index) {
+    ModuleEntry const send = EntryOf(*module);
+    ClassInfo own;
+    if (!send || send(MODULE_CLASS, index, &own) == 0) break;
+    if (own.create && RivalId(own.classId, module->fileName) == id) return own.create(&own, out);
+  }
+  return Fail(YK_E_NOTFOUND, "CreateInterface", L"the plug-in does not have the class any more");
+}
+
+/// Whether a class is a filter, and the one registered under its identifier is another plug-in's.
+bool IsRival(System& system, ClassInfo const& info) noexcept {
+  ClassInfo* present = nullptr;
+  bool const isFilter = info.interfaceId == ids::FLT_2D && info.create;
+  if (!isFilter || Failed(system.FindClass(info.classId, &present))) return false;
+  RegistryLock const guard;
+  return present->module && present->module != info.module;
+}
+
+/// Registers a class of a plug-in, under an identifier of its own if it is a rival.
+HRESULT RegisterOrRival(System& system, ClassInfo& info) noexcept {
+  if (!IsRival(system, info)) return Register(system, info);
+  info.classId = RivalId(info.classId, info.module->fileName);
+  info.flags |= ClassInfo::RIVAL | ClassInfo::HIDDEN;
+  info.create = CreateRival;
+  return Register(system, info);
 }
 
 /// A record that is saved exactly like `info`, flags included; null without memory. It must be freed by a
@@ -214,7 +267,7 @@ void Module::RegisterClasses(System& system) noexcept {
     ClassInfo info;
     if (!send || send(MODULE_CLASS, index, &info) == 0) return;
     info.module = this;
-    HRESULT const result = Register(system, info);
+    HRESULT const result = RegisterOrRival(system, info);
     if (result == E_OUTOFMEMORY || LacksDescription(*this)) fileTime = UNKNOWN_TIME;
   }
 }

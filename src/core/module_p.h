@@ -20,6 +20,9 @@ class System;
 IndexedArray* NewModuleList() noexcept;
 Module* SeekModule(IndexedArray& modules, String const& fileName) noexcept;
 
+/// The same for all names that String::CompareNoCase finds equal, in any locale.
+uint32_t HashOfName(String const& name) noexcept;
+
 /// One run of System::ScanModules. The content of the cache stays in here until the folder confirms it, so
 /// that a damaged or outdated cache never affects the registry.
 class ModuleScan {
@@ -41,6 +44,7 @@ class ModuleScan {
   void ProcessFile(FileFind& file) noexcept;
   bool ConfirmFile(FileFind& file) noexcept;
   void DropUnseen() noexcept;
+  void PromoteRivals() noexcept;
   Ref<Module> AnyUnseen() noexcept;
   void AdoptCached() noexcept;
   void AdoptClasses(Module& module) noexcept;
@@ -54,7 +58,8 @@ class ModuleScan {
   String folder;
   String cacheFile;
   ExecutionContext* context;
-  bool changed;  // the cache must be written
+  bool changed;          // the cache must be written
+  bool dropped = false;  // a plug-in is gone
   // Modules of the cache that the System does not know yet, each with its chain of records, in the order of
   // the file. Null: there is no memory, and the scan does nothing.
   Ref<IndexedArray> cached;

@@ -100,17 +100,9 @@ void DeleteClasses(Module& module) noexcept {
   }
 }
 
-// Names that String::CompareNoCase finds equal, in any locale, have one hash.
 constexpr wchar_t Folded(wchar_t c) noexcept {
   if (c >= 0x80) return 0x80;  // its lower case depends on the locale
   return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;
-}
-
-uint32_t HashOfName(String const& name) noexcept {
-  constexpr uint64_t START = 14695981039346656037u, FACTOR = 1099511628211u;
-  uint64_t hash = START;
-  for (wchar_t const* c = name.c_str(); *c; ++c) hash = (hash ^ Folded(*c)) * FACTOR;
-  return MixHash(hash, 0);
 }
 
 uint32_t HashOfModule(void const* module) noexcept {
@@ -118,6 +110,13 @@ uint32_t HashOfModule(void const* module) noexcept {
 }
 
 }  // namespace
+
+uint32_t HashOfName(String const& name) noexcept {
+  constexpr uint64_t START = 14695981039346656037u, FACTOR = 1099511628211u;
+  uint64_t hash = START;
+  for (wchar_t const* c = name.c_str(); *c; ++c) hash = (hash ^ Folded(*c)) * FACTOR;
+  return MixHash(hash, 0);
+}
 
 IndexedArray* NewModuleList() noexcept { return IndexedArray::Create(HashOfModule); }
 
@@ -156,6 +155,7 @@ HRESULT ModuleScan::Run() noexcept {
   DropUnseen();
   AdoptCached();
   HRESULT const result = LoadNew();
+  if (dropped) PromoteRivals();
   bool const wasStopped = Failed(result);
   if (changed && !wasStopped) WriteCache();
   system.cacheIsDue = changed && wasStopped;
@@ -204,9 +204,15 @@ void ModuleScan::ReadModule(Deserializer& reader) noexcept {
   changed = true;
 }
 
+// New plug-ins are registered in the order of their names, on every file system: the first one of a class
+// has it.
 void ModuleScan::SearchFolder() noexcept {
   FileFind file(folder, PLUGIN_PATTERN, FileFind::FILES);
   while (file.GetNext()) ProcessFile(file);
+  auto const byName = [](void const* a, void const* b, void const*) {
+    return static_cast<Module const*>(a)->fileName.CompareNoCase(static_cast<Module const*>(b)->fileName);
+  };
+  found->Sort(byName, nullptr);
 }
 
 // The name comes from the search and not from the Module's path: the folder may be empty or contain both
@@ -240,12 +246,22 @@ void ModuleScan::DropUnseen() noexcept {
   while (Ref<Module> const module = AnyUnseen()) {
     module->flags &= ~Module::UNSEEN;
     system.UnloadModule(module.get());
-    changed = true;
+    changed = dropped = true;
   }
   for (int i = cached->Count() - 1; i >= 0; --i) {
     if (!(CachedAt(i)->flags & Module::UNSEEN)) continue;
     DropCached(CachedAt(i));
-    changed = true;
+    changed = dropped = true;
+  }
+}
+
+// The identifier that a rival's class could not have may be free now: the next scan registers it anew.
+void ModuleScan::PromoteRivals() noexcept {
+  for (int i = 0; system.modules && i < system.modules->Count(); ++i) {
+    Module& module = *static_cast<Module*>(system.modules->At(i));
+    for (ClassInfo const* info = module.classes; info; info = info->next) {
+      if (info->flags & ClassInfo::RIVAL) module.fileTime = Module::UNKNOWN_TIME;
+    }
   }
 }
 

@@ -116,6 +116,21 @@ TEST_F(ModuleTest, BadPluginsAreReportedAndHarmNothing) {
   FreeLibrary(GetModuleHandleW(L"endless.qem"));
 }
 
+// The name of a library that good.qem needs is changed in its file; the library then arrives beside it.
+TEST_F(ModuleTest, AMissingNeighbourIsNamedAndAwaited) {
+  Install(L"good.qem");
+  string file = folder.Read(L"good.qem");
+  file.replace(file.find("qeCore.dll"), 10, "qeMore.dll");
+  folder.Write(L"good.qem", file);
+  wstring const reason = folder.Path(L"good.qem") + L": it needs qeMore.dll, which is missing";
+  Start("");
+  ExpectFailures({{YK_E_NOTFOUND, reason, [&] { return Named(L"good.qem")->Load(); }}});
+  folder.Copy(ProgramFolder() + L"qeCore.dll", L"qeMore.dll");
+  Scan();
+  EXPECT_NE(Named(L"good.qem")->library, nullptr);
+  system.Reset();
+}
+
 TEST_F(ModuleTest, WhatDidNotLoadIsTriedAgain) {
   Install(L"good.qem");
   for (bool const restarts : {false, true}) {
@@ -126,6 +141,27 @@ TEST_F(ModuleTest, WhatDidNotLoadIsTriedAgain) {
     restarts ? Start() : Scan();
     EXPECT_EQ(Create(ECHO_ID), S_OK) << restarts;
     system.Reset();
+  }
+}
+
+// Two plug-ins with one filter class: from the files, from the cache, and after the first one is gone.
+TEST_F(ModuleTest, TheSecondFilterOfAClassIsItsRival) {
+  Install(L"good.qem", L"b.qem");
+  Install(L"good.qem", L"a.qem");
+  for (int start = 0; start < 3; ++start) {
+    system.Reset();
+    if (start == 2) folder.Remove(L"a.qem");
+    Start();
+    if (start == 2) Scan();
+    Array* const filters = Field<Array*>(system.get(), 24);
+    ASSERT_EQ(filters->Count(), start == 2 ? 1 : 2);
+    ClassInfo const& first = *Find(FILTER_ID);
+    EXPECT_EQ(first.module->fileName, start == 2 ? L"b.qem" : L"a.qem");
+    if (start == 2) break;
+    ClassInfo const& rival = *static_cast<ClassInfo*>(filters->At(1));
+    EXPECT_EQ(std::tuple(rival.module->fileName == L"b.qem", rival.flags & 0x1F, rival.info->Count()),
+              std::tuple(true, 0x1Cu, 4u));
+    EXPECT_EQ((Ints{Create(rival.classId), Create(FILTER_ID)}), (Ints{S_OK, S_OK}));
   }
 }
 

@@ -1,0 +1,12 @@
+// Which library a plug-in lacks, for messages: the system does not say.
+#pragma once
+
+#include <qecore/values/string.h>
+
+namespace yk {
+
+/// The name of the first library that the one at `path`, a full path, imports and that the system would not
+/// find. Empty: there is none, or the file cannot be examined. The file is mapped, but no code of it runs.
+String FindMissingImport(String const& path) noexcept;
+
+}  // namespace yk
