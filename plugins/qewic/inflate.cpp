@@ -49,11 +49,16 @@ bool EndsWith(uint8_t const* data, size_t size, uint32_t sum) noexcept {
 
 }  // namespace
 
-bool Inflate(uint8_t const* data, size_t size, uint8_t* out, size_t room) noexcept {
-  if (size > INT_MAX || room > INT_MAX) return false;
+size_t InflateUpTo(uint8_t const* data, size_t size, uint8_t* out, size_t room) noexcept {
+  if (size > INT_MAX || room > INT_MAX) return 0;
   int const done = stbi_zlib_decode_buffer(reinterpret_cast<char*>(out), static_cast<int>(room),
                                            reinterpret_cast<char const*>(data), static_cast<int>(size));
-  return done >= 0 && static_cast<size_t>(done) == room && EndsWith(data, size, Adler(out, room));
+  size_t const count = done > 0 ? static_cast<size_t>(done) : 0;
+  return count && EndsWith(data, size, Adler(out, count)) ? count : 0;
+}
+
+bool Inflate(uint8_t const* data, size_t size, uint8_t* out, size_t room) noexcept {
+  return InflateUpTo(data, size, out, room) == room;
 }
 
 }  // namespace qewic

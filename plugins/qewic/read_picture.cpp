@@ -7,6 +7,7 @@
 #include "codec.h"
 #include "com_p.h"
 #include "failure.h"
+#include "file_facts.h"
 #include "pixel_layouts.h"
 #include "reading.h"
 
@@ -260,7 +261,8 @@ HRESULT ReadPicture(GUID const& container, Stream* stream, AbstractImage** out) 
   Ref<StreamAdapter> const file = StreamAdapter::Create(stream);
   if (!file) return Report(before, READ, E_OUTOFMEMORY, E_OUTOFMEMORY);
   Ref<Image2d> image;
-  HRESULT const result = ReadWithBest(container, *file, image);
+  HRESULT result = ReadWithBest(container, *file, image);
+  if (SUCCEEDED(result)) result = ReadFacts(container, *file, *image);
   HRESULT const ofStream = file->Failure();
   if (FAILED(ofStream))  // even if the decoder ignored it
     return FailSince(before, ofStream, READ, L"the stream could not be read");

@@ -101,6 +101,7 @@ class Reader {
   HRESULT Read(Ref<Image2d>& image) noexcept;
 
  private:
+  HRESULT OpenDirectory() noexcept;
   HRESULT ReadLayout() noexcept;
   HRESULT CheckSamples() noexcept;
   HRESULT ReadColours() noexcept;
@@ -207,8 +208,17 @@ HRESULT Reader::CheckCompression() noexcept {
              : FailUnsupported(L"it is compressed in a rare way");
 }
 
+HRESULT Reader::OpenDirectory() noexcept {
+  using Opened = TiffDirectory::Opened;
+  Opened const opened = directory.Open(file);
+  if (opened == Opened::BIG) return FailUnsupported(L"it is a BigTIFF file");
+  if (opened == Opened::TRUNCATED) return FailTruncated();
+  if (opened == Opened::EMPTY) return FailDamaged(L"it contains no picture");
+  return opened == Opened::INVALID ? FailDamaged(L"the header is invalid") : S_OK;
+}
+
 HRESULT Reader::ReadLayout() noexcept {
-  HRESULT result = directory.Open(file);
+  HRESULT result = OpenDirectory();
   if (yk::Failed(result)) return result;
   layout.width = directory.Number(Tag::WIDTH, 0);
   layout.height = directory.Number(Tag::HEIGHT, 0);

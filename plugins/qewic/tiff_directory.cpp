@@ -16,21 +16,21 @@ unsigned SizeOf(unsigned type) noexcept { return type < std::size(SIZES) ? SIZES
 
 }  // namespace
 
-HRESULT TiffDirectory::Open(StreamAdapter& from, uint64_t start) noexcept {
+TiffDirectory::Opened TiffDirectory::Open(StreamAdapter& from, uint64_t start) noexcept {
   file = &from, base = start, count = 0;
   uint8_t head[8];
-  if (!file->ReadAt(base, head, sizeof head)) return FailTruncated();
+  if (!file->ReadAt(base, head, sizeof head)) return Opened::TRUNCATED;
   bigEndian = head[0] == 'M';
   uint32_t const version = Word(head + 2, 2);
-  if (head[0] != head[1] || (head[0] != 'I' && head[0] != 'M')) return FailDamaged(L"the header is invalid");
-  if (version == 43) return FailUnsupported(L"it is a BigTIFF file");
-  if (version != 42) return FailDamaged(L"the header is invalid");
+  if (head[0] != head[1] || (head[0] != 'I' && head[0] != 'M')) return Opened::INVALID;
+  if (version == 43) return Opened::BIG;
+  if (version != 42) return Opened::INVALID;
   uint64_t const at = base + Word(head + 4, 4);
-  if (!file->ReadAt(at, head, 2)) return FailTruncated();
+  if (!file->ReadAt(at, head, 2)) return Opened::TRUNCATED;
   uint32_t const present = Word(head, 2);
   for (uint32_t i = 0; i < present; ++i)
-    if (!ReadField(at + 2 + uint64_t{i} * 12)) return FailTruncated();
-  return present ? S_OK : FailDamaged(L"it contains no picture");
+    if (!ReadField(at + 2 + uint64_t{i} * 12)) return Opened::TRUNCATED;
+  return present ? Opened::SOUND : Opened::EMPTY;
 }
 
 // Those beyond the room for fields have numbers that no reader knows: they are sorted.

@@ -39,8 +39,10 @@ enum class Tag : uint16_t {
 /// One directory. Values are read when they are asked for.
 class TiffDirectory {
  public:
-  /// Reads a file's header, at `base`, and finds its first directory.
-  HRESULT Open(StreamAdapter& file, uint64_t base = 0) noexcept;
+  enum class Opened { SOUND, TRUNCATED, INVALID, EMPTY, BIG };
+
+  /// Reads a file's header, at `base`, and finds its first directory. Records no failure.
+  Opened Open(StreamAdapter& file, uint64_t base = 0) noexcept;
 
   bool Has(Tag tag) const noexcept { return Find(tag) != nullptr; }
   /// How many values a field has; 0: it is missing.

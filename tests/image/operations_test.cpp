@@ -1,4 +1,5 @@
 #include <math.h>
+#include <qecore/image/orientation.h>
 
 #include "support.h"
 #include "support/failure.h"
@@ -102,4 +103,34 @@ TEST(Failures, OfImagesTellSizesAndFormats) {
        [&] { return image->ClearColor(point4df{}); }},
       {YK_E_FORMAT, L"the pixels are bgr48, not bgra32", [&] { return image->PremultiplyAlpha(); }},
   });
+}
+
+// a b c   by each number of EXIF's, in whole bytes and in parts of one
+// d e f
+TEST(Orient, TurnsAndMirrors) {
+  string const expected[] = {"abcdef", "cbafed", "fedcba", "defabc", "adbecf", "daebfc", "fcebda", "cfbead"};
+  for (IMG_FORMAT format : {IMG_GRAY8, IMG_PAL4, IMG_BGRAF}) {
+    ImageRef const image = NewImage(format, 3, 2);
+    memset(image->bits, 0, static_cast<size_t>(image->stride) * 2);
+    int const bits = image->bitsPerPixel;
+    auto const pixel = [bits](Image2d& of, int i) -> unsigned char& {
+      return of.GetLine(i / of.width)[i % of.width * bits / 8];
+    };
+    auto const shift = [bits](Image2d const& of, int i) {
+      return bits == 4 && i % of.width % 2 == 0 ? 4 : 0;
+    };
+    for (int i = 0; i < 6; ++i) pixel(*image, i) |= static_cast<unsigned char>((i + 1) << shift(*image, i));
+    for (unsigned n = 1; n <= 8; ++n) {
+      Image2d* made = nullptr;
+      ASSERT_EQ(img::Orient(*image, n, &made), S_OK);
+      ImageRef const turned = Own(made);
+      string got;
+      for (int i = 0; i < 6; ++i)
+        got += static_cast<char>('a' - 1 + (pixel(*turned, i) >> shift(*turned, i) & 15));
+      EXPECT_EQ(got, expected[n - 1]) << format << ' ' << n;
+    }
+  }
+  Image2d* none = nullptr;
+  EXPECT_EQ(img::Orient(*NewImage(IMG_GRAY8, 1, 1), 9, &none), E_INVALIDARG);
+  EXPECT_EQ(img::Orient(*Own(Image2d::Create()), 1, &none), YK_E_EMPTY);
 }

@@ -7,6 +7,7 @@
 #include <qecore/image/convert.h>
 #include <qecore/image/image.h>
 #include <qecore/image/image_limits.h>
+#include <qecore/image/orientation.h>
 #include <qecore/values/variant.h>
 
 #include <new>
@@ -118,6 +119,15 @@ bool Images() {
          (img::SetReadLimit(1 << 20), img::GetReadLimit() == 1 << 20) && !AbstractImage::Load(L"missing.png");
 }
 
+bool Turning() {
+  Ref<Image2d> const image = Ref<Image2d>::Adopt(Image2d::Create());
+  Image2d *turned = nullptr, *upright = nullptr;
+  bool const ok = image->Create(IMG_BGR24, 8, 4) == S_OK && img::Orient(*image, 6, &turned) == S_OK &&
+                  img::MakeUpright(*image, &upright) == S_OK && img::CopyFileInfo(*image, *turned) == S_OK;
+  Ref<Image2d> const ownTurned = Ref<Image2d>::Adopt(turned), ownUpright = Ref<Image2d>::Adopt(upright);
+  return ok && turned->height == 8 && upright == image.get();
+}
+
 // An image of the program, without pixels.
 class Drawing : public Destroys<Drawing, AbstractImage> {
  public:
@@ -174,6 +184,7 @@ constexpr Case CASES[] = {
     {"rectangles", Rectangles},
     {"colours", Colours},
     {"images", Images},
+    {"turning", Turning},
     {"own images", OwnImages},
     {"drawing", Drawing2d},
 };

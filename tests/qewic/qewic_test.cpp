@@ -2,8 +2,10 @@
 #include <objbase.h>
 #include <qecore/core/filter.h>
 #include <qecore/core/system.h>
+#include <qecore/image/file_info.h>
 #include <qecore/image/filter_option.h>
 #include <qecore/image/image_limits.h>
+#include <qecore/image/orientation.h>
 #include <qecore/values/map.h>
 
 #include <cmath>
@@ -197,6 +199,43 @@ constexpr char TIFF_YCBCR[] =
     "03000100000001000000060103000100000006000000110104000100000008000000150103000100000003000000160104000100"
     "0000010000001701040001000000030000001c01030001000000010000001202030002000000010001000000000008000800080"
     "0";
+
+// grey 1 and 2, with an orientation, 300 pixels per inch and a description
+constexpr char TIFF_TURNED[] =
+    "49492a000a00000001020e0000010400010000000200000001010400010000000100000002010300010000000800000003010300"
+    "01000000010000000601030001000000010000000e01020006000000b80000001101040001000000080000001201030001000000"
+    "060000001501030001000000010000001601040001000000010000001701040001000000020000001a01050001000000be000000"
+    "1b01050001000000c60000001c0103000100000001000000000000004120636174002c010000010000005802000002000000";
+constexpr char PNG_TURNED[] =
+    "89504e470d0a1a0a0000000d4948445200000002000000010800000000d1492056000000097048597300002e2300002e230178a5"
+    "3f7600000011744558744465736372697074696f6e004120636174924d54f20000001a655849664d4d002a000000080001011200"
+    "03000000010003000000000000845f64ce0000000b49444154789c6360640200000700047649e3280000000049454e44ae42608"
+    "2";
+
+TEST_F(Filters, KeepWhatFilesSayOfTheirPictures) {
+  Table<char const*, Guid, unsigned> const files = {{TIFF_TURNED, ids::FILE_TIFF, 6},
+                                                    {PNG_TURNED, ids::FILE_PNG, 3}};
+  for (auto const& [hex, type, orientation] : files) {
+    ImageRef const image = Decoded(*Filter(type), FromHex(hex));
+    Image2d* made = nullptr;
+    ASSERT_EQ(img::MakeUpright(*image, &made), S_OK);
+    ImageRef const upright = Own(made);
+    EXPECT_EQ(Pixels(*upright, IMG_GRAY8), orientation == 3 ? "\2\1" : "\1\2") << orientation;
+    EXPECT_EQ(upright->height, orientation == 3 ? 1 : 2);
+    for (ImageRef const& each : {image, upright}) {
+      Variant turn, resolution, text;
+      double inches = 0;
+      String description;
+      EXPECT_EQ(each->GetValue(img::INFO_ORIENTATION, turn), S_OK);
+      EXPECT_EQ(each->GetValue(img::INFO_RESOLUTION_X, resolution), S_OK);
+      EXPECT_EQ(each->GetValue(img::INFO_DESCRIPTION, text), S_OK);
+      EXPECT_TRUE(resolution.Get(inches) && std::abs(inches - 300) < 0.01);
+      EXPECT_TRUE(text.Get(description) && description == L"A cat");
+      unsigned number = 0;
+      EXPECT_TRUE(turn.Get(number) && number == (each == image ? orientation : 1));
+    }
+  }
+}
 
 TEST_F(Filters, ReadWhatPlatformsReadDifferently) {
   Table<char const*, Guid, IMG_FORMAT, Bytes> const files = {

@@ -28,7 +28,7 @@ struct Options {
   std::string size, format, crop, flip, type;
   unsigned quality = 0, jobs = 0;
   std::string background = "ffffff";
-  bool verbose = false;
+  bool verbose = false, noOrient = false, strip = false;
   Light light = Light::AS_STORED;
 };
 
@@ -173,7 +173,7 @@ struct Plan {
   Rgb background;
   std::string backgroundName;
   unsigned quality;
-  bool verbose;
+  bool verbose, orients, strips;
 };
 
 void Apply(Plan const& plan, Job const& job, Picture& picture, StepTimes& times, Listener& listener) {
@@ -192,12 +192,15 @@ std::string ConvertOne(Job const& job, Guid const& filter, Plan const& plan, Lis
   StepTimes times;
   Picture picture = LoadPicture(job.input, listener);
   times.Done("read");
+  if (plan.orients) MakeUpright(picture.image);
+  ImageRef const before = picture.image;
   Apply(plan, job, picture, times, listener);
   std::string note;
   if (IsOpaque(filter) && HasAlpha(*picture.image)) {
     PutOnBackground(picture.image, plan.background, listener);
     note = ", on the background " + plan.backgroundName;
   }
+  KeepFileInfo(*before, *picture.image, plan.strips ? FileInfo::DROPPED : FileInfo::KEPT);
   SavePicture(filter, *picture.image, job.output, filter == ids::FILE_JPEG ? plan.quality : 0, listener);
   times.Done("write");
   if (!plan.verbose) return {};
@@ -209,8 +212,10 @@ std::string ConvertOne(Job const& job, Guid const& filter, Plan const& plan, Lis
 
 // A picture that fails does not prevent the others from being converted.
 void Run(Options const& options, Host& host) {
-  Plan const plan = {PlanSteps(options), ParseColour(options.background), options.background, options.quality,
-                     options.verbose};
+  Plan const plan = {PlanSteps(options), ParseColour(options.background),
+                     options.background, options.quality,
+                     options.verbose,    !options.noOrient,
+                     options.strip};
   std::vector<Job> const jobs = PlanJobs(options);
   Watch watch;
   host.Start(watch);
@@ -262,6 +267,9 @@ void AddConvert(CLI::App& app, Host& host) {
       ->type_name("RRGGBB");
   command.add_option("--flip", options->flip, "Mirror: h swaps left and right, v top and bottom")
       ->type_name("h|v");
+  command.add_flag("--no-orient", options->noOrient,
+                   "Leave pictures as the camera stored them, and say in the file how to turn them");
+  command.add_flag("--strip", options->strip, "Leave out resolution, colour profile and texts");
   command.add_option("--format", options->format, "Pixel format: gray8, bgr24, bgra32, grayf, bgrf or bgraf")
       ->type_name("NAME");
   command.add_option("--quality", options->quality, "Quality of JPEG files, 1 to 100")
@@ -275,9 +283,10 @@ void AddConvert(CLI::App& app, Host& host) {
   command.add_flag("-v,--verbose", options->verbose, "Print each picture's result and the time of each step");
   host.AddOptions(command);
   command.footer(
-      "The extension of an output determines its file type. Operations are applied in this order: crop, "
-      "size,\n"
-      "flip, format. Pixels that a file type cannot hold are written as the closest that it can.");
+      "The extension of an output determines its file type. Operations are applied in this order: turning "
+      "upright,\n"
+      "crop, size, flip, format. Pixels that a file type cannot hold are written as the closest that it "
+      "can.");
   command.callback([options, &host] { Run(*options, host); });
 }
 

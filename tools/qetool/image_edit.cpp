@@ -1,6 +1,8 @@
 #include "image_edit.h"
 
 #include <qecore/image/convert.h>
+#include <qecore/image/file_info.h>
+#include <qecore/image/orientation.h>
 
 #include <array>
 #include <vector>
@@ -94,6 +96,25 @@ void Crop(ImageRef& image, Edges const& edges, Listener& listener) {
   }
   image = ImageRef::Adopt(cropped);
   listener.Check();
+}
+
+void MakeUpright(ImageRef& image) {
+  Image2d* upright = nullptr;
+  HRESULT const result = img::MakeUpright(*image, &upright);
+  if (Failed(result)) throw Failure{"cannot turn the picture upright: " + Reason(result)};
+  image = ImageRef::Adopt(upright);
+}
+
+void KeepFileInfo(Image2d& from, Image2d& to, FileInfo info) {
+  if (info == FileInfo::KEPT) {
+    HRESULT const result = &from == &to ? S_OK : img::CopyFileInfo(from, to);
+    if (Failed(result)) throw Failure{"cannot keep what the file says: " + Reason(result)};
+    return;
+  }
+  for (img::FileInfoFacts const& facts : img::FILE_INFO) {
+    Variant value;
+    if (Succeeded(to.GetValue(facts.key, value))) to.SetValue(facts.key, {});
+  }
 }
 
 void FlipHorizontally(ImageRef& image, Listener& listener) {

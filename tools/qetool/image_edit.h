@@ -35,6 +35,14 @@ struct Edges {
 /// Keeps what is inside the edges.
 void Crop(ImageRef& image, Edges const& edges, Listener& listener);
 
+/// Turns the picture as its file asks.
+void MakeUpright(ImageRef& image);
+
+enum class FileInfo { KEPT, DROPPED };
+
+/// Copies what the file said of the picture `from` to `to`, which was made of it; or removes it.
+void KeepFileInfo(yk::Image2d& from, yk::Image2d& to, FileInfo info);
+
 void FlipHorizontally(ImageRef& image, Listener& listener);
 void FlipVertically(ImageRef& image, Listener& listener);
 

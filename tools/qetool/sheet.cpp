@@ -91,7 +91,8 @@ void ShrinkInto(ImageRef& image, int side, Listener& listener) {
 }
 
 Entry MakeEntry(std::string const& path, int side, Listener& listener) {
-  Picture const picture = LoadPicture(path, listener);
+  Picture picture = LoadPicture(path, listener);
+  MakeUpright(picture.image);
   Entry entry = {path.substr(path.find_last_of("/\\") + 1),
                  Format("%s, %d \xC3\x97 %d, %s bytes", TypeName(picture.type), picture.image->width,
                         picture.image->height, Grouped(picture.fileSize).c_str()),
