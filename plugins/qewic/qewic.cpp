@@ -12,6 +12,7 @@
 #include "codec.h"
 #include "failure.h"
 #include "options.h"
+#include "write_facts.h"
 
 namespace qewic {
 
@@ -125,8 +126,11 @@ class Filter final : public Destroys<Filter, ykFlt2dEx> {
     Image2d& raster = *static_cast<Image2d*>(image);
     if (!raster.bits || raster.width < 1 || raster.height < 1)
       return Fail(YK_E_EMPTY, WRITE, L"the image has no pixels");
-    if (quality) return WriteJpeg(stream, raster, quality);
-    return WritePicture(*codec.container, stream, raster, settings);
+    FactsWriter facts(*codec.container, stream, raster);
+    Stream* const to = facts.Target();
+    if (!to) return E_OUTOFMEMORY;
+    return facts.Finish(quality ? WriteJpeg(to, raster, quality)
+                                : WritePicture(*codec.container, to, raster, settings));
   }
 
   Codec const& codec;

@@ -251,7 +251,7 @@ HRESULT Reader::FillPalette(Image2d& image) noexcept {
     }
     return S_OK;
   }
-  uint32_t lost = 0;
+  uint32_t lost = directory.Count(Tag::COLOURS) == 3 * count ? 0 : UINT32_MAX;
   auto const byte = [&](unsigned index) {
     uint32_t const word = directory.Number(Tag::COLOURS, UINT32_MAX, index);
     lost |= word >> 16;

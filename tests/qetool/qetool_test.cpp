@@ -1,6 +1,7 @@
 // qetool as a user sees it: arguments in; text, exit code and files out.
 #include <gmock/gmock.h>
 #include <qecore/core/system.h>
+#include <qecore/image/file_info.h>
 #include <qecore/io/file_stream.h>
 #include <windows.h>
 
@@ -169,6 +170,28 @@ TEST_F(Tool, ResizesColoursAsFarAsTheyAreSeen) {
   EXPECT_THAT(Good(L"convert -v edge.png out.bmp"), HasSubstr("bgr24, on the background ffffff;"));
   EXPECT_EQ(At(*Load(L"out.bmp"), 1, 0), (Bytes{255, 255, 255}));
   EXPECT_THAT(Good(L"convert -v words.png out.jpg --quality 90"), HasSubstr("2 x 1 pixels, bgr24;"));
+}
+
+TEST_F(Tool, TurnsPicturesAndKeepsWhatTheirFilesSay) {
+  MakePicture(L"a.png", 5, 3);
+  ImageRef const camera = Load(L"a.png");
+  Variant turn, inches;
+  turn.Init(6u);
+  inches.Init(300.0);
+  camera->SetValue(img::INFO_ORIENTATION, turn);
+  for (unsigned key : {img::INFO_RESOLUTION_X, img::INFO_RESOLUTION_Y}) camera->SetValue(key, inches);
+  ASSERT_EQ(camera->Save(folder.Path(L"in.png").c_str()), S_OK);
+  Table<wstring, int, bool> const rows = {
+      {L"", 3, true}, {L" --size 6x10", 6, true}, {L" --no-orient", 5, true}, {L" --strip", 3, false}};
+  for (auto const& [options, width, keeps] : rows) {
+    Good(L"convert in.png out.tif" + options);
+    ImageRef const image = Load(L"out.tif");
+    EXPECT_EQ(image->width, width) << testing::PrintToString(options);
+    EXPECT_EQ(Succeeded(image->GetValue(img::INFO_RESOLUTION_X, inches)), keeps);
+    unsigned number = 1;
+    if (Succeeded(image->GetValue(img::INFO_ORIENTATION, turn))) turn.Get(number);
+    EXPECT_EQ(number, width == 5 ? 6u : 1u);
+  }
 }
 
 // Grey never becomes transparent, and formats without a direct conversion are reached in several steps.

@@ -237,6 +237,51 @@ TEST_F(Filters, KeepWhatFilesSayOfTheirPictures) {
   }
 }
 
+Variant Value(double v) {
+  Variant value;
+  value.Init(v);
+  return value;
+}
+
+Variant Value(wchar_t const* text) {
+  Variant value;
+  value.Init(text);
+  return value;
+}
+
+TEST_F(Filters, WriteWhatImagesSayOfThemselves) {
+  string profile(300, 'x');
+  profile.replace(16, 4, "RGB ").replace(36, 4, "acsp");
+  Variant icc, turn;
+  icc.Init(profile.data(), static_cast<unsigned>(profile.size()), false);
+  turn.Init(6u);
+  std::pair<unsigned, Variant> const facts[] = {{img::INFO_ORIENTATION, turn},
+                                                {img::INFO_RESOLUTION_X, Value(150)},
+                                                {img::INFO_RESOLUTION_Y, Value(75)},
+                                                {img::INFO_COLOR_PROFILE, icc},
+                                                {img::INFO_DESCRIPTION, Value(L"A cat \u00FCber")},
+                                                {img::INFO_AUTHOR, Value(L"Me")}};
+  ImageRef const image = Noise(IMG_BGR24, 9, 5), plain = Noise(IMG_BGR24, 9, 5);
+  for (auto const& [key, value] : facts) image->SetValue(key, value);
+  for (auto const& [type, quality] :
+       {std::pair(ids::FILE_PNG, 0u), {ids::FILE_JPEG, 0u}, {ids::FILE_JPEG, 90u}, {ids::FILE_TIFF, 0u}}) {
+    ImageRef const back = ThereAndBack(*Filter(type), *image, quality);
+    EXPECT_EQ(Pixels(*back, IMG_BGR24), Pixels(*ThereAndBack(*Filter(type), *plain, quality), IMG_BGR24));
+    for (auto const& [key, value] : facts) {
+      Variant got;
+      ASSERT_EQ(back->GetValue(key, got), S_OK) << key;
+      double there = 0, here = 0;
+      bool const isNumber = value.Get(here);
+      char mine[400] = {}, theirs[400] = {};
+      EXPECT_EQ(got.Get(theirs, 400u), value.Get(mine, 400u));
+      EXPECT_EQ(memcmp(mine, theirs, sizeof mine), 0) << key;
+      EXPECT_TRUE(isNumber ? got.Get(there) && std::abs(there - here) < 0.1
+                           : got.type == Variant::BLOB || got.Compare(value))
+          << key;
+    }
+  }
+}
+
 TEST_F(Filters, ReadWhatPlatformsReadDifferently) {
   Table<char const*, Guid, IMG_FORMAT, Bytes> const files = {
       {BMP_565, ids::FILE_BMP, IMG_BGR24, {0, 0, 255, 255, 255, 0}},
