@@ -1,7 +1,8 @@
-// Pictures through the Windows Imaging Component: functions to read and to write one.
+// Functions to read and to write a picture: with the plug-in's own decoder (reading.h), or through the
+// Windows Imaging Component.
 //
-// Each call initialises and uninitialises COM, in the thread's mode or else the multithreaded one, and keeps
-// nothing: no factory, no codec, no thread state.
+// Each call of the component initialises and uninitialises COM, in the thread's mode or else the
+// multithreaded one, and keeps nothing: no factory, no codec, no thread state.
 #pragma once
 
 #include <qecore/core/filter.h>

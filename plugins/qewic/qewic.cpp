@@ -1,5 +1,5 @@
-// qewic.qem: image filters over the Windows Imaging Component. One class per file format, all of them
-// instances of one filter with a row of a table.
+// qewic.qem: image filters over decoders of its own and the Windows Imaging Component. One class per file
+// format, all of them instances of one filter with a row of a table.
 #include <qecore/core/module.h>
 #include <qecore/core/ref.h>
 #include <qecore/io/file_formats.h>

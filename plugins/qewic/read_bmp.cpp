@@ -99,9 +99,9 @@ HRESULT CheckKind(Header const& header) noexcept {
   bool const isRuns = (how == RLE8 && bits == 8) || (how == RLE4 && bits == 4);
   bool const isMasks = UsesMasks(header) && (how == PLAIN || how == MASKS || how == MASKS_ALPHA);
   if (bits == 0 || !(isPlain || isRuns || isMasks)) return FailDamaged(L"the header is invalid");
-  if (isRuns && header.topDown) return FailDamaged(L"run lengths from the top down");
+  if (isRuns && header.topDown) return FailDamaged(L"a picture of run lengths cannot begin at the top");
   if (isMasks && !(header.masks[RED] | header.masks[GREEN] | header.masks[BLUE]))
-    return FailDamaged(L"its channels have no bits");
+    return FailDamaged(L"its colour masks are empty");
   return S_OK;
 }
 
@@ -206,7 +206,7 @@ class Runs {
       uint8_t const count = data[0], value = data[1];
       data = data.subspan(2);
       bool const isFit = count ? Run(count, value) : value > 2 ? Literal(value) : Escape(value);
-      if (!isFit) return FailDamaged(L"its runs leave the picture");
+      if (!isFit) return FailDamaged(L"its run lengths exceed the picture");
     }
     return S_OK;
   }

@@ -141,7 +141,7 @@ HRESULT Reader::ReadFrame() noexcept {
 HRESULT Reader::ReadIndices() noexcept {
   uint8_t bits = 0;
   if (!file.ReadAt(at++, &bits, 1)) return FailTruncated();
-  if (bits < 1 || bits > 8) return FailDamaged(L"its codes have an impossible length");
+  if (bits < 1 || bits > 8) return FailDamaged(L"its code size is invalid");
   uint64_t const from = at;
   uint64_t size = 0;
   SkipBlocks(size);  // the last blocks may be missing after all pixels

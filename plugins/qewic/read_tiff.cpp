@@ -131,7 +131,7 @@ HRESULT Reader::ReadColours() noexcept {
   auto const* const kind = std::find_if(std::begin(KINDS), std::end(KINDS), [=](ColourKind const& row) {
     return row.photometric == photometric;
   });
-  if (kind == std::end(KINDS)) return FailUnsupported(L"its colours are of a rare kind");
+  if (kind == std::end(KINDS)) return FailUnsupported(L"of its colour space");
   if (layout.samples < kind->channels) return FailDamaged(L"it has too few channels");
   layout.colours = kind->colours;
   layout.colourChannels = kind->channels;
@@ -139,11 +139,11 @@ HRESULT Reader::ReadColours() noexcept {
   layout.across = directory.Number(Tag::SUBSAMPLING, 2, 0);
   layout.down = directory.Number(Tag::SUBSAMPLING, 2, 1);
   if (layout.across < 1 || layout.across > 4 || layout.down < 1 || layout.down > 4)
-    return FailDamaged(L"its colours are subsampled in an impossible way");
+    return FailDamaged(L"the subsampling of its colours is invalid");
   static constexpr double PLAIN[] = {0, 255, 128, 255, 128, 255};
   for (unsigned i = 0; i < 6; ++i)
     if (directory.Fraction(Tag::BLACK_AND_WHITE, PLAIN[i], i) != PLAIN[i])
-      return FailUnsupported(L"its colours do not use the whole range");
+      return FailUnsupported(L"its colours do not use the full range");
   return S_OK;
 }
 
@@ -151,21 +151,22 @@ HRESULT Reader::CheckSamples() noexcept {
   uint32_t const format = directory.Number(Tag::SAMPLE_FORMAT, UNSIGNED);
   layout.isFloat = format == FLOAT;
   if (format != UNSIGNED && format != FLOAT && format != UNDEFINED)
-    return FailUnsupported(L"its samples have signs or two parts");
+    return FailUnsupported(L"its samples are signed or complex");
   unsigned const bits = layout.bits;
   bool const isPossible = layout.isFloat ? bits == 16 || bits == 32 || bits == 64 : bits >= 1 && bits <= 16;
-  if (!isPossible) return FailUnsupported(L"its samples have a rare number of bits");
+  if (!isPossible) return FailUnsupported(L"of the number of bits in its samples");
   for (uint32_t i = 1; i < std::min<uint32_t>(layout.samples, directory.Count(Tag::BITS)); ++i)
     if (directory.Number(Tag::BITS, bits, i) != bits) return FailUnsupported(L"its channels differ in depth");
   bool const isPalette = layout.colours == TiffColours::PALETTE;
-  if (isPalette && (bits > 8 || layout.isFloat)) return FailUnsupported(L"its palette is of a rare kind");
+  if (isPalette && (bits > 8 || layout.isFloat))
+    return FailUnsupported(L"its palette indices have more than 8 bits");
   bool const isRare =
       layout.isFloat && layout.colours != TiffColours::GREY && layout.colours != TiffColours::RGB;
   if (isRare || (layout.colours == TiffColours::YCBCR && bits != 8))
-    return FailUnsupported(L"its colours and samples are of kinds that rarely meet");
+    return FailUnsupported(L"of its kind of samples in this colour space");
   layout.predictor = directory.Number(Tag::PREDICTOR, 1);
   if (layout.predictor < 1 || layout.predictor > 3 || (layout.predictor == 3) > layout.isFloat)
-    return FailUnsupported(L"its prediction is of a rare kind");
+    return FailUnsupported(L"of its predictor");
   return S_OK;
 }
 
@@ -203,9 +204,7 @@ HRESULT Reader::CheckCompression() noexcept {
   if (isFax && layout.bits == 1 && layout.samples == 1) return S_FALSE;
   if (compression == JPEG || compression == OLD_JPEG) return FailUnsupported(L"it is compressed as JPEG");
   if (compression == NONE || compression == PACK_BITS) layout.predictor = 1;
-  return compression == NONE || FindDecompressor(compression)
-             ? S_OK
-             : FailUnsupported(L"it is compressed in a rare way");
+  return compression == NONE || FindDecompressor(compression) ? S_OK : FailUnsupported(L"of its compression");
 }
 
 HRESULT Reader::OpenDirectory() noexcept {
@@ -228,7 +227,7 @@ HRESULT Reader::ReadLayout() noexcept {
   layout.bigEndian = directory.IsBigEndian();
   reversed = directory.Number(Tag::FILL_ORDER, 1) == 2;
   if (layout.samples < 1 || layout.samples > TiffLayout::MOST_SAMPLES)
-    return FailUnsupported(L"it has a rare number of channels");
+    return FailUnsupported(L"of its number of channels");
   result = ReadColours();
   if (Succeeded(result)) result = CheckSamples();
   if (Succeeded(result)) result = ReadAlpha();
@@ -237,7 +236,7 @@ HRESULT Reader::ReadLayout() noexcept {
   if (Succeeded(result)) result = CheckCompression();
   if (result != S_OK) return result;
   if (layout.planar && layout.colours == TiffColours::YCBCR && layout.across * layout.down > 1)
-    return FailUnsupported(L"its subsampled channels are apart");
+    return FailUnsupported(L"its subsampled channels are in separate planes");
   return ReadBlocks();
 }
 
@@ -251,15 +250,15 @@ HRESULT Reader::FillPalette(Image2d& image) noexcept {
     }
     return S_OK;
   }
-  uint32_t lost = directory.Count(Tag::COLOURS) == 3 * count ? 0 : UINT32_MAX;
+  uint32_t missing = directory.Count(Tag::COLOURS) == 3 * count ? 0 : UINT32_MAX;
   auto const byte = [&](unsigned index) {
     uint32_t const word = directory.Number(Tag::COLOURS, UINT32_MAX, index);
-    lost |= word >> 16;
+    missing |= word >> 16;
     return static_cast<uint8_t>(word >> 8);
   };
   for (unsigned i = 0; i < count; ++i)
     image.palette[i] = {byte(i), byte(count + i), byte(2 * count + i), 255};
-  return lost ? FailDamaged(L"its palette is incomplete") : S_OK;
+  return missing ? FailDamaged(L"its palette is incomplete") : S_OK;
 }
 
 uint32_t Reader::RowsOf(uint32_t top) const noexcept {
@@ -301,7 +300,7 @@ HRESULT Reader::DecodeBlock(uint32_t index, size_t size) noexcept {
   if (yk::Failed(read)) return read;
   bool const isWhole =
       FindDecompressor(compression)->decode(packed.get(), static_cast<size_t>(stored), block.get(), size);
-  return isWhole ? S_OK : FailDamaged(L"its compressed pixels");
+  return isWhole ? S_OK : FailDamaged(L"its compressed pixels are invalid");
 }
 
 HRESULT Reader::PutBlock(Image2d& image, uint32_t index, TiffSamples& samples) noexcept {

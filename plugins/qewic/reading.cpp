@@ -2,7 +2,11 @@
 
 #include <limits.h>
 #include <qecore/image/image_limits.h>
+#include <qecore/values/str.h>
 #include <string.h>
+
+#include <algorithm>
+#include <iterator>
 
 #include "failure.h"
 
@@ -16,27 +20,45 @@ namespace {
 constexpr uint64_t MOST_BYTES_PER_FILE_BYTE = 4096;
 constexpr uint64_t ALWAYS_ALLOWED_BYTES = 64 << 20;
 
-HRESULT FailSize(Claim const& claim) noexcept {
-  return Fail(E_OUTOFMEMORY, READ, L"%u \u00D7 %u pixels are more than an image can have", claim.width,
-              claim.height);
+struct Unit {
+  double bytes;
+  int decimals;
+  wchar_t const* name;
+};
+
+constexpr Unit UNITS[] = {{1e9, 1, L"GB"}, {1e6, 1, L"MB"}, {1, 0, L"bytes"}};
+
+Unit const& UnitFor(double bytes) noexcept {
+  return *std::find_if(std::begin(UNITS), std::end(UNITS) - 1,
+                       [=](Unit const& unit) { return bytes >= unit.bytes; });
 }
 
-HRESULT FailLimit(Claim const& claim, uint64_t size, uint64_t limit) noexcept {
-  return Fail(E_OUTOFMEMORY, READ, L"%u \u00D7 %u pixels need %llu bytes, and the host allows %llu",
-              claim.width, claim.height, static_cast<unsigned long long>(size),
-              static_cast<unsigned long long>(limit));
+/// `addition` is a clause about a limit, or empty.
+HRESULT FailSize(Claim const& claim, double bytes, wchar_t const* addition) noexcept {
+  Unit const& unit = UnitFor(bytes);
+  return Fail(E_OUTOFMEMORY, READ, L"the picture needs %.*f %s, %u \u00D7 %u pixels%s", unit.decimals,
+              bytes / unit.bytes, unit.name, claim.width, claim.height, addition);
+}
+
+HRESULT FailLimit(Claim const& claim, double bytes, double limit) noexcept {
+  Unit const& unit = UnitFor(limit);
+  wchar_t addition[64];
+  str::printf(addition, std::size(addition), L"; the host allows %.*f %s", unit.decimals, limit / unit.bytes,
+              unit.name);
+  return FailSize(claim, bytes, addition);
 }
 
 }  // namespace
 
 HRESULT CheckClaim(StreamAdapter const& file, Claim const& claim) noexcept {
   if (claim.width < 1 || claim.height < 1) return FailDamaged(L"the picture has no pixels");
-  if (claim.width > INT_MAX || claim.height > INT_MAX) return FailSize(claim);
   uint64_t const row = static_cast<uint64_t>(img::PaddedBytes(int64_t{claim.bits} * claim.width));
-  if (row > INT_MAX || row * claim.height > INT_MAX) return FailSize(claim);
+  double const bytes = static_cast<double>(row) * claim.height;  // which may exceed 64 bits
+  if (claim.width > INT_MAX || bytes > static_cast<double>(img::LARGEST_IMAGE))
+    return FailSize(claim, bytes, L"");
   uint64_t const size = row * claim.height;
   uint64_t const limit = img::GetReadLimit();
-  if (size > limit) return FailLimit(claim, size, limit);
+  if (size > limit) return FailLimit(claim, bytes, static_cast<double>(limit));
   if (size > ALWAYS_ALLOWED_BYTES && size / MOST_BYTES_PER_FILE_BYTE > file.Extent())
     return Fail(YK_E_BADFILE, READ, L"damaged: the file is too small for %u \u00D7 %u pixels", claim.width,
                 claim.height);

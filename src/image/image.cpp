@@ -1,6 +1,7 @@
 #include <qecore/core/ref.h>
 #include <qecore/core/registry.h>
 #include <qecore/image/image.h>
+#include <qecore/image/image_limits.h>
 #include <qecore/values/map.h>
 #include <stdlib.h>
 #include <windows.h>
@@ -61,7 +62,7 @@ struct Layout {
         rows(stride * height),
         palette(int64_t{4} * facts.paletteEntries),
         fits(width >= 0 && height >= 0 && stride == img::GetRowSize(facts.format, width) &&
-             Size() <= INT32_MAX) {}
+             Size() <= int64_t{img::LARGEST_IMAGE}) {}
 
   int64_t Size() const noexcept { return rows + palette; }
 };

@@ -7,7 +7,7 @@ namespace yk {
 
 namespace {
 
-std::atomic<uint64_t> readLimit{img::LARGEST_IMAGE};
+constinit std::atomic<uint64_t> readLimit = img::LARGEST_IMAGE;
 
 }  // namespace
 

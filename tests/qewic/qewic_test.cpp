@@ -477,8 +477,9 @@ TEST_F(Filters, SayWhyTheyFail) {
   ++wrongSum[40];
   string const jpegInTiff = FromHex(TIFF_WORDS).replace(60, 2, string("\0\7", 2));
   img::SetReadLimit(251);
-  ExpectFailures({{E_OUTOFMEMORY, L"9 \u00D7 9 pixels need 252 bytes, and the host allows 251",
-                   [&] { return read(*Memory(file)); }}});
+  ExpectFailures(
+      {{E_OUTOFMEMORY, L"the picture needs 252 bytes, 9 \u00D7 9 pixels; the host allows 251 bytes",
+        [&] { return read(*Memory(file)); }}});
   img::SetReadLimit(img::LARGEST_IMAGE);
   ExpectFailures({
       {YK_E_BADFILE, L"damaged: a checksum does not match", [&] { return read(*Memory(wrongSum)); }},
