@@ -37,7 +37,7 @@ constexpr Layout LAYOUTS[] = {
 // supports, or a widening of palette indices.
 constexpr IMG_FORMAT TO_WRITE[][4] = {
     {IMG_GRAY8, IMG_BGR24},
-    {IMG_PAL8, IMG_BGR24},
+    {IMG_PAL8, IMG_BGRA32, IMG_BGR24},
     {IMG_BGR24},
     {IMG_BGRA32, IMG_BGR24},
     {IMG_GRAY16, IMG_BGR24},
@@ -46,8 +46,8 @@ constexpr IMG_FORMAT TO_WRITE[][4] = {
     {IMG_GRAYF, IMG_GRAY8, IMG_BGR24},
     {IMG_BGRF, IMG_BGR24},
     {IMG_BGRAF, IMG_BGRA32, IMG_BGR24},
-    {IMG_PAL1, IMG_PAL8, IMG_BGR24},
-    {IMG_PAL4, IMG_PAL8, IMG_BGR24},
+    {IMG_PAL1, IMG_PAL8, IMG_BGRA32, IMG_BGR24},
+    {IMG_PAL4, IMG_PAL8, IMG_BGRA32, IMG_BGR24},
     {IMG_RGB555, IMG_BGR24},
 };
 
@@ -113,6 +113,14 @@ void WidenIndices(unsigned char const* from, int fromBits, unsigned char* to, in
       value = value << toBits | (x < width ? Index(from, fromBits, x) : 0);
     }
     to[byte] = static_cast<unsigned char>(value);
+  }
+}
+
+void LookUpColours(unsigned char const* from, int bits, IMG_PALENTRY const* palette, unsigned char* to,
+                   int width) noexcept {
+  for (int x = 0; x < width; ++x, to += 4) {
+    IMG_PALENTRY const& entry = palette[Index(from, bits, x)];
+    to[0] = entry.blue, to[1] = entry.green, to[2] = entry.red, to[3] = entry.alpha;
   }
 }
 

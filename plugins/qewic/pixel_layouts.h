@@ -46,4 +46,8 @@ void SwapBytes(void* row, int count) noexcept;
 /// start at the same address, since it goes from right to left.
 void WidenIndices(unsigned char const* from, int fromBits, unsigned char* to, int toBits, int width) noexcept;
 
+/// The colours of `width` palette indices of `bits` each, as blue, green, red and alpha.
+void LookUpColours(unsigned char const* from, int bits, yk::IMG_PALENTRY const* palette, unsigned char* to,
+                   int width) noexcept;
+
 }  // namespace qewic

@@ -30,7 +30,8 @@ class Writer {
   IMG_FORMAT Chosen() const noexcept { return layout->image; }
   bool WritesWords() const noexcept { return img::GetFacts(layout->image).channelBits == 16; }
 
-  bool swapsBytes = false;  ///< set when the encoder expects 16-bit channels in the wrong byte order
+  bool paletteIsOpaque = false;  ///< set when the file's pixels can have alpha but its palette cannot
+  bool swapsBytes = false;       ///< set when the encoder expects 16-bit channels in the wrong byte order
 
  private:
   HRESULT FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept;
@@ -82,12 +83,20 @@ HRESULT Writer::Open(GUID const& container, Stream* stream,
   return FAILED(result) ? result : frame->Initialize(options.get());
 }
 
+bool HasPaletteAlpha(Image2d const& image) noexcept {
+  unsigned const count = std::min(image.paletteCount, img::GetFacts(image.format).paletteEntries);
+  return image.palette && std::any_of(image.palette, image.palette + count,
+                                      [](IMG_PALENTRY const& entry) { return entry.alpha != 255; });
+}
+
 // Offers the file format each layout for writing this image, the closest first.
 HRESULT Writer::ChooseLayout(Image2d const& image) noexcept {
+  bool const avoidsPalette = paletteIsOpaque && HasPaletteAlpha(image);
   format = image.format, width = image.width, height = image.height;
   HRESULT const result = frame->SetSize(static_cast<UINT>(width), static_cast<UINT>(height));
   if (FAILED(result)) return result;
   for (IMG_FORMAT const wanted : FormatsToWrite(format)) {
+    if (avoidsPalette && img::GetFacts(wanted).paletteEntries) continue;
     for (Layout const& candidate : Layouts()) {
       if (candidate.image != wanted || !(candidate.use & Layout::WRITE)) continue;
       GUID accepted = *candidate.file;
@@ -103,6 +112,11 @@ HRESULT ConvertRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* out)
   img::FormatFacts const& facts = img::GetFacts(format);
   if (facts.kind == img::ChannelKind::INDEX && image.bitsPerPixel < facts.bits) {
     WidenIndices(image.GetLine(y), image.bitsPerPixel, out, facts.bits, image.width);
+    return S_OK;
+  }
+  if (image.palette && image.bitsPerPixel < 8 &&
+      format == IMG_BGRA32) {  // the library has no such conversion
+    LookUpColours(image.GetLine(y), image.bitsPerPixel, image.palette, out, image.width);
     return S_OK;
   }
   return img::ConvertPixels(image.GetLine(y), out, image.format, format, image.width, image.palette);
@@ -223,6 +237,7 @@ HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image,
   ComScope const com;
   if (FAILED(com.Result())) return Report(before, WRITE, com.Result(), com.Result());
   Writer writer;
+  writer.paletteIsOpaque = container == GUID_ContainerFormatTiff;
   HRESULT result = writer.Open(container, stream, settings);
   if (SUCCEEDED(result)) result = writer.ChooseLayout(image);
   if (SUCCEEDED(result)) {

@@ -351,6 +351,24 @@ TEST_F(Filters, HoldWhatTheirFilesCanHold) {
   }
 }
 
+// The palette of a TIFF file has no alpha.
+TEST_F(Filters, KeepThePalettesAlpha) {
+  for (IMG_FORMAT format : {IMG_PAL8, IMG_PAL4, IMG_PAL1}) {
+    ImageRef const image = Noise(format, 9, 5);
+    for (int i = 0; i < image->paletteCount; ++i) image->palette[i].alpha = static_cast<uint8_t>(i * 7);
+    ImageRef const back = ThereAndBack(*filters[4], *image);
+    EXPECT_EQ(back->format, IMG_BGRA32) << format;
+    for (int x = 0; x < 9; ++x) {
+      unsigned const index = image->GetLine(2)[x * image->bitsPerPixel / 8] >>
+                                 (8 - image->bitsPerPixel - x * image->bitsPerPixel % 8) &
+                             (image->paletteCount - 1u);
+      IMG_PALENTRY const& e = image->palette[index];
+      uint8_t const* const p = back->GetLineEx(2, x);
+      EXPECT_EQ(Bytes(p, p + 4), (Bytes{e.blue, e.green, e.red, e.alpha})) << format << ' ' << x;
+    }
+  }
+}
+
 TEST_F(Filters, ChooseColoursWhereOnly256Fit) {
   ImageRef const image = Painted(
       IMG_BGRA32, 40, 30, [](int x, int y, int channel) { return (x / 20 + y / 15 * 2) * (60 + channel); });
