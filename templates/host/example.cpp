@@ -1,10 +1,10 @@
-// A host: loads a picture through a plug-in, halves it, and saves it.
+// A host: reads a picture through a plug-in, halves it, and writes it through a plug-in.
 //
-//   example IN OUT.png     or OUT.jpg; without IN it draws a picture
+//   example IN OUT.png     or another extension that a plug-in has; without IN it draws a picture
 #include <qecore/core/error.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
-#include <qecore/image/image.h>
+#include <qecore/image/image_file.h>
 #include <qecore/values/string.h>
 #include <stdio.h>
 
@@ -34,9 +34,10 @@ Ref<Image2d> Draw() {
   return image;
 }
 
-Ref<Image2d> Load(char const* path) {
-  Ref<AbstractImage> image = Ref<AbstractImage>::Adopt(AbstractImage::Load(String(path).c_str()));
-  if (!image || !image->IsTypeOf(ids::IMAGE_2D)) return {};
+Ref<Image2d> Read(char const* path) {
+  Ref<AbstractImage> image;
+  if (Failed(img::Read(String(path).c_str(), nullptr, nullptr, image.Receive()))) return {};
+  if (!image->IsTypeOf(ids::IMAGE_2D)) return {};
   return Ref<Image2d>::Adopt(static_cast<Image2d*>(image.Detach()));
 }
 
@@ -50,13 +51,14 @@ int main(int count, char** arguments) {
   if (!system) return Refuse("cannot start");
   system->ScanModules(String(arguments[0]).FilePath(), L"example.cache");
 
-  Ref<Image2d> const picture = count == 2 ? Draw() : Load(arguments[1]);
+  Ref<Image2d> const picture = count == 2 ? Draw() : Read(arguments[1]);
   if (!picture) return Refuse("there is no picture");
   Image2d* half = nullptr;
   if (Failed(picture->Rescale(picture->width / 2, picture->height / 2, IMG_BGR24, &half)))
     return Refuse("cannot resize it");
   Ref<Image2d> const result = Ref<Image2d>::Adopt(half);
-  if (Failed(result->Save(String(arguments[count - 1]).c_str()))) return Refuse("cannot save it");
+  String const path(arguments[count - 1]);
+  if (Failed(img::Write(*result, path.c_str(), nullptr, nullptr, nullptr))) return Refuse("cannot write it");
   printf("%s: %d x %d pixels\n", arguments[count - 1], result->width, result->height);
   return 0;
 }

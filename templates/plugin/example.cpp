@@ -5,16 +5,15 @@
 //   P3 2 1 255 0 0 0 9 9 9     colour; then decimal numbers
 //   P5, P2                     the same in grey
 //   # ...                      a comment, up to the end of the line, before any number
-//
-// Put example.qem next to a host. EXAMPLE_ID belongs to this plug-in alone.
 #include "example.h"
 
 #include <qecore/core/error.h>
-#include <qecore/core/filter.h>
 #include <qecore/core/module.h>
 #include <qecore/core/ref.h>
+#include <qecore/image/filter_option.h>
 #include <qecore/image/image.h>
 #include <qecore/io/stream.h>
+#include <qecore/values/map.h>
 #include <qecore/values/str.h>
 
 #include <new>
@@ -24,7 +23,7 @@ using namespace yk;
 namespace {
 
 constexpr char READ[] = "ExampleFilter::Read", WRITE[] = "ExampleFilter::Write";
-constexpr unsigned NO_NUMBER = ~0u, LIMIT = 1 << 24;
+constexpr unsigned NO_NUMBER = ~0u, LIMIT = 1 << 24, TEXT = FilterOption::FIRST_OWN;  // TEXT: an option's key
 
 /// How pixels are written.
 struct Layout {
@@ -33,17 +32,17 @@ struct Layout {
 
   unsigned Channels() const noexcept { return isColour ? 3 : 1; }
   IMG_FORMAT Format() const noexcept { return isColour ? IMG_BGR24 : IMG_GRAY8; }
-  /// The number of bytes, at least, of so many channels.
-  uint64_t LeastSize(uint64_t count) const noexcept { return isText || top > 255 ? count * 2 - 1 : count; }
   /// Where the channel `i` of a row of the file is in memory: there, blue comes first.
   unsigned Place(unsigned i) const noexcept { return isColour ? i + 2 - i % 3 * 2 : i; }
 };
+
+bool IsKind(unsigned digit) noexcept { return digit - 2 < 5 && digit != 4; }
 
 /// Reads bytes and numbers of a stream, in blocks.
 class Input {
  public:
   explicit Input(Stream& from) noexcept : stream(from) {}
-  bool IsPastEnd() const noexcept { return isPastEnd; }
+  bool isPastEnd = false;
 
   /// 0 after the end.
   unsigned Byte() noexcept {
@@ -78,39 +77,21 @@ class Input {
 
   Stream& stream;
   unsigned at = 0, count = 0;
-  bool isPastEnd = false;
   unsigned char buffer[4096];
 };
 
-/// Writes bytes and numbers, in blocks.
-class Output {
- public:
-  explicit Output(Stream& to) noexcept : stream(to) {}
-
-  void Byte(unsigned byte) noexcept {
-    if (count == sizeof buffer) Flush();
-    buffer[count++] = static_cast<unsigned char>(byte);
-  }
-  void Number(unsigned number, char after) noexcept {
-    char text[12];
-    int const length = str::printf(text, sizeof text, "%u%c", number, after);
-    for (int i = 0; i < length; ++i) Byte(static_cast<unsigned char>(text[i]));
-  }
-  /// \return the first failure
-  HRESULT Flush() noexcept {
-    if (Succeeded(result)) result = stream.Write(buffer, count);
-    count = 0;
-    return result;
-  }
-
- private:
-  Stream& stream;
+/// Writes decimal numbers. The library collects small writes.
+HRESULT WriteNumbers(Stream& stream, unsigned char const* values, unsigned count) noexcept {
   HRESULT result = S_OK;
-  unsigned count = 0;
-  unsigned char buffer[4096];
-};
+  for (unsigned i = 0; i < count && Succeeded(result); ++i) {
+    char text[8];
+    result = stream.Write(text,
+                          static_cast<unsigned>(str::printf(text, sizeof text, "%u\n", unsigned{values[i]})));
+  }
+  return result;
+}
 
-class ExampleFilter final : public Implements<ExampleFilter, ykFlt2d> {
+class ExampleFilter final : public Implements<ExampleFilter, ykFlt2dEx> {
  public:
   static Guid const& Id() noexcept { return EXAMPLE_ID; }
   wchar_t const* GetName() noexcept override { return L"Netpbm"; }
@@ -118,18 +99,34 @@ class ExampleFilter final : public Implements<ExampleFilter, ykFlt2d> {
     return index < 2 ? (index == 0 ? L"ppm" : L"pgm") : nullptr;
   }
 
+  HRESULT GetOption(FilterUse use, unsigned index, FilterOption& option) noexcept override {
+    if (use != FILTER_WRITE || index != 0) return S_FALSE;
+    option.key = TEXT, option.kind = FilterOption::SWITCH;
+    option.name = L"text", option.help = L"Write numbers instead of bytes";
+    option.standard.Init(false);
+    return S_OK;
+  }
+
+  HRESULT CanRead(Stream* stream) noexcept override {
+    unsigned const start = stream->GetPosition();
+    char head[2] = {};
+    stream->Read(head, sizeof head);
+    stream->Seek(static_cast<long>(start), Stream::FROM_START);
+    return head[0] == 'P' && IsKind(head[1] - '0') ? S_OK : S_FALSE;
+  }
+
   HRESULT Read(Stream* stream, AbstractImage** image, unsigned) noexcept override {
     *image = nullptr;
     Input in(*stream);
     unsigned const letter = in.Byte(), kind = in.Byte() - '0';
-    if (letter != 'P' || kind < 2 || kind > 6 || kind == 4)
-      return Fail(YK_E_FORMAT, READ, L"not a PPM or PGM file");
+    if (letter != 'P' || !IsKind(kind)) return Fail(YK_E_FORMAT, READ, L"not a PPM or PGM file");
     unsigned const width = in.Number(), height = in.Number(), top = in.Number();
     Layout const layout = {kind % 3 == 0, kind < 4, top};
     if (width - 1 >= LIMIT || height - 1 >= LIMIT || top - 1 >= 0xFFFF)
       return Fail(YK_E_BADFILE, READ, L"no valid size");
     // Nothing is allocated for pixels that the file is too short to hold.
-    if (layout.LeastSize(uint64_t{width} * height * layout.Channels()) > stream->GetSize())
+    uint64_t const count = uint64_t{width} * height * layout.Channels();
+    if ((layout.isText || top > 255 ? count * 2 - 1 : count) > stream->GetSize())
       return Fail(YK_E_BADFILE, READ, L"the file is too short for %u \u00D7 %u pixels", width, height);
     Ref<Image2d> picture = Ref<Image2d>::Adopt(Image2d::Create());
     if (!picture) return E_OUTOFMEMORY;
@@ -140,7 +137,7 @@ class ExampleFilter final : public Implements<ExampleFilter, ykFlt2d> {
       unsigned char* const row = picture->GetLine(static_cast<int>(y));
       for (unsigned i = 0; i < width * layout.Channels(); ++i) {
         unsigned const value = in.Channel(layout);
-        if (value > top || (in.IsPastEnd() && !layout.isText))
+        if (value > top || (in.isPastEnd && !layout.isText))
           return Fail(YK_E_BADFILE, READ, L"row %u of %u is damaged or missing", y + 1, height);
         row[layout.Place(i)] = static_cast<unsigned char>((value * 255 + top / 2) / top);
       }
@@ -149,31 +146,36 @@ class ExampleFilter final : public Implements<ExampleFilter, ykFlt2d> {
     return S_OK;
   }
 
-  HRESULT Write(Stream* stream, AbstractImage* image, unsigned options) noexcept override {
+  HRESULT Write(Stream* stream, AbstractImage* image, unsigned) noexcept override {
+    return WriteEx(stream, image, nullptr, nullptr);
+  }
+
+  HRESULT WriteEx(Stream* stream, AbstractImage* image, Map* options, ExecutionContext*) noexcept override {
     if (!image->IsTypeOf(ids::IMAGE_2D)) return Fail(YK_E_FORMAT, WRITE, L"not an image of pixels");
     Image2d& picture = static_cast<Image2d&>(*image);
     if (!picture.bits) return Fail(YK_E_EMPTY, WRITE, L"the image has no pixels");
-    Layout const layout = {img::GetFacts(picture.format).channels != 1, options == EXAMPLE_TEXT, 255};
+    Layout layout = {img::GetFacts(picture.format).channels != 1, false, 255};
+    Variant value;
+    if (options && Succeeded(options->GetValue(TEXT, value))) value.Get(layout.isText);
     Ref<Image2d> const row = Ref<Image2d>::Adopt(Image2d::Create());
     if (!row) return E_OUTOFMEMORY;
     HRESULT result = row->Create(layout.Format(), picture.width, 1);
-    Output out(*stream);
-    out.Byte('P');
-    out.Number(2u + layout.isColour + (layout.isText ? 0 : 3), '\n');
-    out.Number(static_cast<unsigned>(picture.width), ' ');
-    out.Number(static_cast<unsigned>(picture.height), '\n');
-    out.Number(layout.top, '\n');
+    char head[48];
+    int const kind = 2 + layout.isColour + (layout.isText ? 0 : 3), width = picture.width;
+    int const length = str::printf(head, sizeof head, "P%d\n%d %d\n255\n", kind, width, picture.height);
+    if (Succeeded(result)) result = stream->Write(head, static_cast<unsigned>(length));
+    unsigned const count = static_cast<unsigned>(width) * layout.Channels();
     for (int y = 0; y < picture.height && Succeeded(result); ++y) {
-      result = picture.ConvertLine(y, layout.Format(), row->bits, row->stride);
-      for (unsigned i = 0; Succeeded(result) && i < picture.width * layout.Channels(); ++i) {
-        if (layout.isText)
-          out.Number(row->bits[layout.Place(i)], ' ');
-        else
-          out.Byte(row->bits[layout.Place(i)]);
+      unsigned char* const bytes = row->bits;
+      result = picture.ConvertLine(y, layout.Format(), bytes, row->stride);
+      for (unsigned i = 0; layout.isColour && i < count; i += 3) {
+        unsigned char const blue = bytes[i];
+        bytes[i] = bytes[i + 2], bytes[i + 2] = blue;
       }
+      if (Succeeded(result))
+        result = layout.isText ? WriteNumbers(*stream, bytes, count) : stream->Write(bytes, count);
     }
-    HRESULT const written = out.Flush();
-    return Failed(result) ? result : written;
+    return result;
   }
 };
 

@@ -1,10 +1,8 @@
 // Tries the plug-in as a host does: pictures of several formats are written, read, and compared.
 #include <qecore/core/error.h>
-#include <qecore/core/filter.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
-#include <qecore/image/image.h>
-#include <qecore/io/mem_stream.h>
+#include <qecore/image/image_file.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -36,14 +34,17 @@ static bool IsEqual(Image2d& a, Image2d& b) {
   return equal;
 }
 
-static int Try(ykFlt2d& filter, IMG_FORMAT format, unsigned options) {
+/// The file has no extension: the plug-in recognises it.
+static int Try(IMG_FORMAT format, wchar_t const* text) {
   Ref<Image2d> const picture = Picture(format);
-  Ref<Stream> stream;
+  Ref<Map> const options = Ref<Map>::Adopt(Map::Create());
   Ref<AbstractImage> read;
-  if (!picture || Failed(MemStream::Create(stream.Receive()))) return Refuse("no memory");
-  if (Failed(filter.Write(stream.get(), picture.get(), options))) return Refuse("cannot write");
-  stream->Seek(0, Stream::FROM_START);
-  if (Failed(filter.Read(stream.get(), read.Receive(), 0))) return Refuse("cannot read");
+  if (!picture || !options) return Refuse("no memory");
+  if (Failed(img::SetOption(EXAMPLE_ID, FILTER_WRITE, L"text", text, options.get())))
+    return Refuse("no such option");
+  if (Failed(img::Write(*picture, L"tried", &EXAMPLE_ID, options.get(), nullptr)))
+    return Refuse("cannot write");
+  if (Failed(img::Read(L"tried", nullptr, nullptr, read.Receive()))) return Refuse("cannot read");
   if (!IsEqual(*picture, static_cast<Image2d&>(*read))) return puts("the picture has changed"), 1;
   return 0;
 }
@@ -52,11 +53,9 @@ int main(int, char** arguments) {
   Ref<System> const system = Ref<System>::Adopt(System::Create());
   if (!system) return Refuse("no System");
   system->ScanModules(String(arguments[0]).FilePath(), L"try.cache");
-  Ref<ykFlt2d> filter;
-  if (Failed(CreateInterface(EXAMPLE_ID, filter.ReceiveVoid()))) return Refuse("no filter");
-  constexpr IMG_FORMAT FORMATS[] = {IMG_BGR24, IMG_GRAY8};
   int failed = 0;
-  for (IMG_FORMAT format : FORMATS) failed += Try(*filter, format, 0) + Try(*filter, format, EXAMPLE_TEXT);
+  constexpr wchar_t const* CHOICES[] = {L"no", L"yes"};
+  for (wchar_t const* text : CHOICES) failed += Try(IMG_BGR24, text) + Try(IMG_GRAY8, text);
   if (failed == 0) puts("example: all holds");
   return failed;
 }
