@@ -93,6 +93,7 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
   std::filesystem::resize_file(folder.Path(L"huge.bin"), uint64_t{1} << 32);  // 0 as a stream's size
   Table<wchar_t const*, std::vector<string>> const rows = {
       {L"", {"subcommand"}},
+      {L"help nothing", {"nothing", "qetool help"}},
       {L"info", {"files"}},
       {L"info missing.png", {"missing.png", "file does not exist"}},
       {L"info /missing/a.png",
@@ -324,6 +325,13 @@ TEST_F(Tool, StopsOnCtrlCBetweenWholeFiles) {
     ++count;
   }
   EXPECT_LT(count, PICTURES);
+}
+
+// ---- help
+
+TEST_F(Tool, HelpsWithCommands) {
+  EXPECT_THAT(Good(L"help"), AllOf(HasSubstr("Usage: qetool "), HasSubstr("\n  convert ")));
+  EXPECT_EQ(Good(L"help convert"), Good(L"convert --help"));
 }
 
 // ---- xml

@@ -14,5 +14,6 @@ void AddPlugins(CLI::App& app, Host& host);
 void AddDump(CLI::App& app, Host& host);
 void AddSheet(CLI::App& app, Host& host);
 void AddXml(CLI::App& app, Host& host);
+void AddHelp(CLI::App& app);
 
 }  // namespace qetool

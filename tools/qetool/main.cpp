@@ -8,8 +8,10 @@
 
 #include <algorithm>
 #include <exception>
+#include <memory>
 
 #include "commands.h"
+#include "help.h"
 #include "text.h"
 
 namespace {
@@ -44,6 +46,7 @@ bool HasCommand(CLI::App const& app, std::string const& name) {
 // Returns the exit code.
 int Parse() {
   CLI::App app("Shows and converts pictures, plug-ins and object files through qeCore.", "qetool");
+  app.formatter(std::make_shared<HelpFormatter>());
   app.require_subcommand(1);
   app.allow_windows_style_options(false);  // "/home" is a path
   app.failure_message(Explain);
@@ -55,6 +58,8 @@ int Parse() {
   AddDump(app, host);
   AddSheet(app, host);
   AddXml(app, host);
+  AddHelp(app);
+  app.footer("qetool help COMMAND shows the options of a command.");  // commands made earlier have their own
   std::vector<std::string> arguments = Arguments();
   if (!arguments.empty() && !HasCommand(app, arguments[0]) && !app.get_option_no_throw(arguments[0])) {
     char const* const kind = arguments[0][0] == '-' ? "option " : "command ";

@@ -1,0 +1,86 @@
+// qetool help: the help text of the tool or of a command.
+#include "help.h"
+
+#include <stdio.h>
+
+#include <algorithm>
+#include <memory>
+#include <sstream>
+
+#include "commands.h"
+#include "text.h"
+
+namespace qetool {
+
+namespace {
+
+constexpr size_t COLUMN = 24, WIDTH = 100;  // of the descriptions, of a line
+
+// CLI11 adds the checks of a value to its type: "N:INT in [1 - 100]".
+std::string TypeOf(CLI::Option const* option) {
+  std::string const type = option->get_type_name();
+  return type.substr(0, type.find(':'));
+}
+
+void Print(CLI::App const& app, std::string const& name) {
+  if (name.empty()) {  // App::help would show that of this command
+    printf("%s", app.get_formatter()->make_help(&app, "qetool", CLI::AppFormatMode::Normal).c_str());
+    return;
+  }
+  for (CLI::App const* command : app.get_subcommands([](CLI::App const*) { return true; })) {
+    if (command->get_name() != name) continue;
+    printf("%s", command->help("qetool").c_str());
+    return;
+  }
+  throw Failure{"unknown command " + name + " (see qetool help)"};
+}
+
+// Continues `text` in an indented column.
+std::string Wrap(std::string const& text, size_t indent, size_t width) {
+  std::string wrapped;
+  size_t column = 0;
+  std::istringstream words(text);
+  for (std::string word; words >> word; column += word.size() + 1) {
+    if (column > 0 && column + word.size() > width) {
+      wrapped += "\n" + std::string(indent, ' ');
+      column = 0;
+    }
+    wrapped += (column > 0 ? " " : "") + word;
+  }
+  return wrapped;
+}
+
+}  // namespace
+
+HelpFormatter::HelpFormatter() {
+  label("Positionals", "Arguments");
+  column_width(COLUMN);
+}
+
+std::string HelpFormatter::make_option(CLI::Option const* option, bool isPositional) const {
+  std::string line = "  " + make_option_name(option, isPositional) + make_option_opts(option);
+  line.resize(std::max(line.size() + 2, COLUMN), ' ');
+  return line + Wrap(option->get_description(), COLUMN, WIDTH - COLUMN) + "\n";
+}
+
+std::string HelpFormatter::make_option_name(CLI::Option const* option, bool isPositional) const {
+  return isPositional ? TypeOf(option) : option->get_name(false, true);
+}
+
+std::string HelpFormatter::make_option_opts(CLI::Option const* option) const {
+  bool const hasValue = !option->get_positional() && option->get_type_size() != 0;
+  return hasValue && !TypeOf(option).empty() ? " " + TypeOf(option) : std::string();
+}
+
+std::string HelpFormatter::make_option_usage(CLI::Option const* option) const {
+  return option->get_required() ? TypeOf(option) : "[" + TypeOf(option) + "]";
+}
+
+void AddHelp(CLI::App& app) {
+  CLI::App& command = *app.add_subcommand("help", "Show what a command does and its options");
+  auto const name = std::make_shared<std::string>();
+  command.add_option("command", *name, "Command; without it, all are listed")->type_name("COMMAND");
+  command.callback([&app, name] { Print(app, *name); });
+}
+
+}  // namespace qetool
