@@ -25,12 +25,12 @@ struct ToolResult {
 struct Tool : testing::Test {
   Tool() { system->ScanModules(ProgramFolder().c_str(), caches.Path(L"cache").c_str()); }
 
-  // Runs `qetool ARGUMENTS` in the folder. Its texts are as in a terminal: without carriage returns.
-  ToolResult Run(wstring const& arguments) const {
+  // Runs `qetool ARGUMENTS <INPUT` in the folder. Its texts are as in a terminal: without carriage returns.
+  ToolResult Run(wstring const& arguments, wstring const& input = L"NUL") const {
     TempFolder const outputs;
     wstring const line = L"cd /d \"" + folder.Path() + L"\" && \"" + ProgramFolder() + L"qetool.exe\" " +
-                         arguments + L" >\"" + outputs.Path(L"out") + L"\" 2>\"" + outputs.Path(L"err") +
-                         L'"';
+                         arguments + L" <" + input + L" >\"" + outputs.Path(L"out") + L"\" 2>\"" +
+                         outputs.Path(L"err") + L'"';
     ToolResult result = {_wsystem(line.c_str()), outputs.Read(L"out"), outputs.Read(L"err")};
     for (string* text : {&result.out, &result.err}) std::erase(*text, '\r');
     return result;
@@ -90,10 +90,10 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
   folder.Write(L"text.txt", "this is no picture at all");
   folder.Write(L"cut.png", folder.Read(L"good.png").substr(0, 50));
   folder.Write(L"huge.bin", "");
+  std::filesystem::create_directory(folder.Path(L"folder"));
   std::filesystem::resize_file(folder.Path(L"huge.bin"), uint64_t{1} << 32);  // 0 as a stream's size
   Table<wchar_t const*, std::vector<string>> const rows = {
       {L"", {"subcommand"}},
-      {L"help nothing", {"nothing", "qetool help"}},
       {L"info", {"files"}},
       {L"info missing.png", {"missing.png", "file does not exist"}},
       {L"info /missing/a.png",
@@ -106,7 +106,14 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"convert good.png out.png --flip x", {"--flip x"}},
       {L"convert good.png out.png --format rgb", {"rgb", "bgr24"}},
       {L"convert good.png out.jpg --quality 101", {"101"}},
-      {L"convert good.png nowhere\\out.png", {"nowhere", "folder does not exist"}},
+      {L"convert good.png nowhere\\out.png", {"the folder nowhere does not exist"}},
+      {L"convert good.png good.png out.png", {"2 pictures to out.png", "the name of one picture"}},
+      {L"convert good.png out.png --quality 9", {"--quality 9", "PNG"}},
+      {L"convert good.png out.png --size 30000x30000", {"good.png", "2.7 GB", "at most 2.1"}},
+      {L"convert good.png out --type .xyz", {"--type .xyz", "png"}},
+      {L"convert folder out.png", {"folder: it is a folder", "-r"}},
+      {L"convert -r folder out", {"no picture in folder"}},
+      {L"help nothing", {"nothing", "qetool help"}},
       {L"convert good.png good.png text.txt", {"text.txt", "folder"}},
       {L"info good.png --cache good.png", {"good.png", "not a plug-in cache"}},
       {L"plugins . --cache huge.bin", {"huge.bin", "not a plug-in cache"}},
@@ -222,6 +229,36 @@ TEST_F(Tool, ConvertsManyIntoAFolder) {
                                 HasSubstr("2 of 3 pictures converted")));
   EXPECT_TRUE(Load(L"made\\by\\qetool\\c.JPG"));
   EXPECT_FALSE(Load(L"made\\by\\qetool\\b.JPG"));
+}
+
+TEST_F(Tool, ConvertsFoldersListsAndStreams) {
+  std::filesystem::create_directories(folder.Path(L"in/below"));
+  for (auto const* name : {L"in/a.png", L"in/below/a.png", L"in/below/b.png"}) MakePicture(name, 9, 9);
+  folder.Write(L"in/notes.txt", "no picture");
+  folder.Write(L"list", "\xEF\xBB\xBFin/a.png\r\n\nin/below/b.png");
+  EXPECT_EQ(Good(L"convert -r in in/out --type .bmp"), "3 of 3 pictures converted\n");
+  EXPECT_TRUE(Load(L"in\\out\\below\\a.bmp"));
+  EXPECT_EQ(Good(L"convert -r in in/out --type bmp"), "3 of 3 pictures converted\n") << "without its output";
+  EXPECT_EQ(Good(L"convert --list list listed"), "2 of 2 pictures converted\n");
+  EXPECT_EQ(Run(L"convert --list - listed", L"list").out, "2 of 2 pictures converted\n");
+  EXPECT_EQ(Good(L"convert in/a.png typed --type bmp"), "");
+  string picture = folder.Read(L"typed\\a.bmp");
+  std::erase(picture, '\r');
+  EXPECT_EQ(Run(L"convert - - --type bmp", L"in\\a.png").out, picture);
+}
+
+TEST_F(Tool, KeepsOrReplacesFilesThatExist) {
+  for (auto const* name : {L"a.png", L"b.png"}) MakePicture(name, 9, 9);
+  Good(L"convert a.png made/");
+  Table<wchar_t const*, string, int> const rows = {
+      {L"--dry-run", "a.png -> made/a.png (replaced)\nb.png -> made/b.png\n", 9},
+      {L"--dry-run --skip", "b.png -> made/b.png\na.png -> made/a.png (kept)\n", 9},
+      {L"--skip", "1 of 2 pictures converted, 1 kept\n", 9},
+      {L"--overwrite", "2 of 2 pictures converted\n", 5}};
+  for (auto const& [policy, said, width] : rows) {
+    EXPECT_EQ(Good(wstring(L"convert a.png b.png made --size 5x5 ") + policy), said);
+    EXPECT_EQ(Load(L"made\\a.png")->width, width) << said;
+  }
 }
 
 TEST_F(Tool, ReplacesFilesWholeOrNotAtAll) {

@@ -1,19 +1,18 @@
 // qetool convert: pictures into other formats, sizes and file types.
-#include <qecore/io/file.h>
+#include <qecore/image/image_limits.h>
 #include <stdio.h>
-#include <windows.h>
 
 #include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <set>
 
 #include "commands.h"
 #include "image_edit.h"
 #include "jobs.h"
 #include "pictures.h"
+#include "plan.h"
 #include "resize.h"
 #include "text.h"
 
@@ -24,11 +23,11 @@ using namespace yk;
 namespace {
 
 struct Options {
-  std::vector<std::string> paths;  // inputs and, last, the output
-  std::string size, format, crop, flip, type;
+  PlanOptions plan;
+  std::string size, format, crop, flip;
   unsigned quality = 0, jobs = 0;
   std::string background = "ffffff";
-  bool verbose = false, noOrient = false, strip = false;
+  bool isVerbose = false, isDry = false, noOrient = false, strip = false;
   Light light = Light::AS_STORED;
 };
 
@@ -36,10 +35,6 @@ struct Options {
 struct Step {
   char const* name;
   std::function<void(ImageRef&, Listener&)> work;
-};
-
-struct Job {
-  std::string input, output;
 };
 
 // "1,2,3,4" into four numbers. An empty piece counts as `missing`; a negative `missing` makes it invalid.
@@ -57,6 +52,14 @@ bool ParseNumbers(std::string const& text, char separator, int missing, int* num
   return at == end;
 }
 
+// The library's own refusal does not say what the limit is.
+void CheckSize(Image2d const& image, int width, int height) {
+  double const bytes = (1.0 * width * image.bitsPerPixel + 31) / 32 * 4 * height;
+  if (bytes <= static_cast<double>(img::LARGEST_IMAGE)) return;
+  throw Failure{Format("%d x %d pixels of %s need %.1f GB, and a picture can have at most %.1f", width,
+                       height, img::GetFacts(image.format).name, bytes / 1e9, img::LARGEST_IMAGE / 1e9)};
+}
+
 Step SizeStep(std::string const& text, Light light) {
   int size[2];
   if (!ParseNumbers(text, 'x', 0, size, 2) || (!size[0] && !size[1])) {
@@ -68,8 +71,10 @@ Step SizeStep(std::string const& text, Light light) {
               return static_cast<int>(
                   std::clamp((2ll * length * mine + other) / (2ll * other), 1ll, 0x7FFFFFFFll));
             };
-            Resize(image, width ? width : inProportion(height, image->width, image->height),
-                   height ? height : inProportion(width, image->height, image->width), light, listener);
+            int const wide = width ? width : inProportion(height, image->width, image->height);
+            int const high = height ? height : inProportion(width, image->height, image->width);
+            CheckSize(*image, wide, high);
+            Resize(image, wide, high, light, listener);
           }};
 }
 
@@ -114,44 +119,6 @@ std::vector<Step> PlanSteps(Options const& options) {
   return steps;
 }
 
-std::string WithExtension(std::string const& name, std::string const& extension) {
-  if (extension.empty()) return name;
-  return name.substr(0, name.rfind('.')) + "." + extension;
-}
-
-bool IsFolderName(std::string const& path) {
-  return file::IsFolder(ToWide(path).c_str()) || path.back() == '/' || path.back() == '\\';
-}
-
-// Determines the output file of each input. Several inputs, or an output that is a folder: the files keep
-// their names in that folder.
-std::vector<Job> PlanJobs(Options const& options) {
-  if (options.paths.size() < 2)
-    throw Failure{"convert needs an input and an output (see qetool convert --help)"};
-  std::string output = options.paths.back();
-  std::vector<std::string> const inputs = ExpandWildcards({options.paths.begin(), options.paths.end() - 1});
-  if (output.empty()) throw Failure{"the output has no name"};
-  if (inputs.size() == 1 && !IsFolderName(output)) return {{inputs[0], output}};
-
-  output.erase(output.find_last_not_of("/\\") + 1);
-  if (!output.empty() && Failed(file::NewFolderEx(ToWide(output)))) {
-    throw Failure{"cannot create the folder " + output + ": a file of that name exists, or access is denied"};
-  }
-  std::vector<Job> jobs;
-  std::set<std::string> taken;
-  for (std::string const& input : inputs) {
-    std::string const name = WithExtension(input.substr(input.find_last_of("/\\:") + 1), options.type);
-    std::string key = name;
-    std::transform(key.begin(), key.end(), key.begin(),
-                   [](unsigned char c) { return c < 128 ? tolower(c) : c; });
-    std::string target = output;
-    target.append("/").append(name);
-    if (!taken.insert(key).second) throw Failure{"two pictures would be written to " + target};
-    jobs.push_back({input, target});
-  }
-  return jobs;
-}
-
 /// Collects the names and times of the steps as a text.
 class StepTimes {
  public:
@@ -168,79 +135,104 @@ class StepTimes {
 };
 
 /// What is done with each picture, and how it is written.
-struct Plan {
+struct Recipe {
   std::vector<Step> steps;
   Rgb background;
   std::string backgroundName;
   unsigned quality;
-  bool verbose, orients, strips;
+  bool isVerbose, orients, strips;
 };
 
-void Apply(Plan const& plan, Job const& job, Picture& picture, StepTimes& times, Listener& listener) {
-  for (Step const& step : plan.steps) {
+void Apply(Recipe const& recipe, Job const& job, Picture& picture, StepTimes& times, Listener& listener) {
+  for (Step const& step : recipe.steps) {
     try {
       step.work(picture.image, listener);
     } catch (Failure const& failure) {
-      throw Failure{"cannot convert " + job.input + ": " + failure.text};
+      throw Failure{"cannot convert " + ShownName(job.input) + ": " + failure.text};
     }
     times.Done(step.name);
   }
 }
 
 // Returns a line that describes the file that was made: it may hold other pixels than those in memory.
-std::string ConvertOne(Job const& job, Guid const& filter, Plan const& plan, Listener& listener) {
+std::string ConvertOne(Job const& job, Recipe const& recipe, Listener& listener) {
   StepTimes times;
   Picture picture = LoadPicture(job.input, listener);
   times.Done("read");
-  if (plan.orients) MakeUpright(picture.image);
+  if (recipe.orients) MakeUpright(picture.image);
   ImageRef const before = picture.image;
-  Apply(plan, job, picture, times, listener);
+  Apply(recipe, job, picture, times, listener);
   std::string note;
-  if (IsOpaque(filter) && HasAlpha(*picture.image)) {
-    PutOnBackground(picture.image, plan.background, listener);
-    note = ", on the background " + plan.backgroundName;
+  if (IsOpaque(job.filter) && HasAlpha(*picture.image)) {
+    PutOnBackground(picture.image, recipe.background, listener);
+    note = ", on the background " + recipe.backgroundName;
   }
-  KeepFileInfo(*before, *picture.image, plan.strips ? FileInfo::DROPPED : FileInfo::KEPT);
-  SavePicture(filter, *picture.image, job.output, filter == ids::FILE_JPEG ? plan.quality : 0, listener);
+  KeepFileInfo(*before, *picture.image, recipe.strips ? FileInfo::DROPPED : FileInfo::KEPT);
+  SavePicture(job.filter, *picture.image, job.output, HasQuality(job.filter) ? recipe.quality : 0, listener);
   times.Done("write");
-  if (!plan.verbose) return {};
-  Picture const written = LoadPicture(job.output, listener);
-  Image2d const& made = *written.image;
-  return Format("%s -> %s: %d x %d pixels, %s%s; %s", job.input.c_str(), job.output.c_str(), made.width,
-                made.height, img::GetFacts(made.format).name, note.c_str(), times.text.c_str());
+  if (!recipe.isVerbose) return {};
+  bool const isFile = job.output != STANDARD_STREAM;
+  ImageRef const made = isFile ? LoadPicture(job.output, listener).image : picture.image;
+  return Format("%s -> %s: %d x %d pixels, %s%s; %s", job.input.c_str(), job.output.c_str(), made->width,
+                made->height, img::GetFacts(made->format).name, note.c_str(), times.text.c_str());
 }
 
-// A picture that fails does not prevent the others from being converted.
-void Run(Options const& options, Host& host) {
-  Plan const plan = {PlanSteps(options), ParseColour(options.background),
-                     options.background, options.quality,
-                     options.verbose,    !options.noOrient,
-                     options.strip};
-  std::vector<Job> const jobs = PlanJobs(options);
-  Watch watch;
-  host.Start(watch);
+void CheckOptions(Options const& options, Plan const& plan) {
   std::vector<Guid> filters;
-  filters.reserve(jobs.size());
-  for (Job const& job : jobs) filters.push_back(FilterFor(host, job.output));
+  filters.reserve(plan.jobs.size());
+  for (Job const& job : plan.jobs) filters.push_back(job.filter);
+  CheckQuality(options.quality, filters);
+}
 
+void PrintCount(Plan const& plan, size_t failed) {
+  size_t const count = plan.jobs.size();
+  if (count + plan.kept.size() < 2) return;
+  std::string const kept = plan.kept.empty() ? "" : Format(", %zu kept", plan.kept.size());
+  printf("%zu of %zu pictures converted%s\n", count - failed, count + plan.kept.size(), kept.c_str());
+}
+
+// Standard output may be the picture.
+void PrintLine(std::string const& line, Job const& job) {
+  fprintf(job.output == STANDARD_STREAM ? stderr : stdout, "%s\n", line.c_str());
+}
+
+// A picture that fails does not prevent the others from being converted. Returns how many failed.
+size_t ConvertAll(Options const& options, Plan const& plan, Recipe const& recipe, Watch& watch) {
+  std::vector<Job> const& jobs = plan.jobs;
   std::vector<std::string> lines(jobs.size());
-  Jobs conversions(jobs.size(), options.jobs, watch, [&](size_t i, Listener& listener) {
-    lines[i] = ConvertOne(jobs[i], filters[i], plan, listener);
-  });
+  Jobs conversions(jobs.size(), options.jobs, watch,
+                   [&](size_t i, Listener& listener) { lines[i] = ConvertOne(jobs[i], recipe, listener); });
   size_t failed = 0;
   for (size_t i = 0; i < jobs.size(); ++i) {
     watch.Next(jobs[i].input, jobs.size());
     try {
       conversions.Await();
       watch.Clear();
-      if (options.verbose) printf("%s\n", lines[i].c_str());
+      if (options.isVerbose) PrintLine(lines[i], jobs[i]);
     } catch (Failure const& failure) {
       watch.Clear();
       Report(failure.text);
       ++failed;
     }
   }
-  if (jobs.size() > 1) printf("%zu of %zu pictures converted\n", jobs.size() - failed, jobs.size());
+  return failed;
+}
+
+void Run(Options const& options, Host& host) {
+  Recipe const recipe = {PlanSteps(options), ParseColour(options.background),
+                         options.background, options.quality,
+                         options.isVerbose,  !options.noOrient,
+                         options.strip};
+  Watch watch;
+  host.Start(watch);
+  PlanOptions planned = options.plan;
+  planned.existing.isReplaced |= options.isDry && !planned.existing.isKept;  // nothing is asked
+  Plan const plan = MakePlan(planned, host);
+  CheckOptions(options, plan);
+  if (options.isDry) return PrintPlan(plan);
+  CreateFolders(plan);
+  size_t const failed = ConvertAll(options, plan, recipe, watch);
+  PrintCount(plan, failed);
   if (failed) throw CLI::RuntimeError(1);
 }
 
@@ -250,7 +242,10 @@ void AddConvert(CLI::App& app, Host& host) {
   CLI::App& command =
       *app.add_subcommand("convert", "Convert pictures to another file type, size, part or pixel format");
   auto const options = std::make_shared<Options>();
-  command.add_option("paths", options->paths, "Pictures (with the wildcards * and ?), then the output")
+  command
+      .add_option("paths", options->plan.inputs.paths,
+                  "Pictures (with the wildcards * and ?), folders with -r, or - for standard input; then the "
+                  "output: a file, a folder, or - for standard output")
       ->type_name("IN... OUT")
       ->required();
   command
@@ -276,17 +271,26 @@ void AddConvert(CLI::App& app, Host& host) {
       ->type_name("N")
       ->check(CLI::Range(1, 100));
   command
-      .add_option("--type", options->type,
-                  "Extension of the files in an output folder; by default each input's")
+      .add_option("--type", options->plan.type,
+                  "File type of the output, png, jpg, ...; by default the output's extension, or in a folder "
+                  "each input's")
       ->type_name("EXT");
+  AddInputOptions(command, options->plan.inputs);
+  AddExistingOptions(command, options->plan.existing);
+  command.add_flag("--dry-run", options->isDry, "Only print what would be written");
   AddJobsOption(command, options->jobs);
-  command.add_flag("-v,--verbose", options->verbose, "Print each picture's result and the time of each step");
+  command.add_flag("-v,--verbose", options->isVerbose,
+                   "Print each picture's result and the time of each step");
   host.AddOptions(command);
   command.footer(
       "The extension of an output determines its file type. Operations are applied in this order: turning "
       "upright,\n"
       "crop, size, flip, format. Pixels that a file type cannot hold are written as the closest that it "
-      "can.");
+      "can.\n"
+      "An output without an extension is a folder if --type is given.\n\n"
+      "  qetool convert photo.png photo.jpg --quality 90\n"
+      "  qetool convert -r photos small --size 1024x --type jpg --skip\n"
+      "  curl URL | qetool convert - - --type png > picture.png");
   command.callback([options, &host] { Run(*options, host); });
 }
 

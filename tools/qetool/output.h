@@ -12,4 +12,7 @@ namespace qetool {
 /// complete. Throws Failure, with the path and the reason, when anything fails.
 void WriteWhole(std::string const& path, std::function<HRESULT(yk::Stream&)> const& write);
 
+/// Writes to standard output, after what was printed, without changing line ends. Throws Failure.
+void WriteToOutput(void const* bytes, size_t size);
+
 }  // namespace qetool

@@ -1,10 +1,14 @@
 #include "pictures.h"
 
+#include <qecore/core/filter.h>
+#include <qecore/core/registry.h>
 #include <qecore/image/image_file.h>
 #include <qecore/io/file_formats.h>
-#include <qecore/io/file_stream.h>
+#include <qecore/io/mem_stream.h>
 
 #include "image_edit.h"
+#include "input.h"
+#include "output.h"
 #include "text.h"
 
 namespace qetool {
@@ -12,13 +16,6 @@ namespace qetool {
 using namespace yk;
 
 namespace {
-
-Ref<Stream> Open(std::string const& path) {
-  Ref<Stream> stream;
-  HRESULT const result = FileStream::Create(ToWide(path), FileStream::READ, stream.Receive());
-  if (Failed(result)) throw Failure{"cannot open " + Reason(result)};
-  return stream;
-}
 
 /// A copy in the plain format, for a filter that does not accept the image; null if the image is in that
 /// format already or cannot be converted.
@@ -33,6 +30,38 @@ Ref<Image2d> MakePlain(Image2d& image, Listener& listener) {
   return plain;
 }
 
+// The class of the filter for an extension; zeros without one.
+Guid FindFilter(Host const& host, std::string const& extension) {
+  for (FilterInfo const& filter : host.Filters()) {
+    for (std::string const& candidate : filter.extensions) {
+      if (EqualNoCase(candidate, extension)) return filter.classId;
+    }
+  }
+  return {};
+}
+
+// The file is made in memory first: filters move back and forth in it.
+HRESULT SaveToOutput(Image2d& image, Guid const& filter, unsigned options) {
+  Ref<Stream> stream;
+  Ref<ykFlt2d> writer;
+  HRESULT result = MemStream::Create(stream.Receive());
+  if (Succeeded(result)) result = CreateInterface(filter, writer.ReceiveVoid());
+  if (Succeeded(result)) result = writer->Write(stream.get(), &image, options);
+  void* bytes = nullptr;
+  if (Succeeded(result)) result = static_cast<MemStream*>(stream.get())->GetBuffer(&bytes);
+  if (Succeeded(result)) WriteToOutput(bytes, stream->GetSize());
+  return result;
+}
+
+HRESULT Save(Image2d& image, std::string const& path, Guid const& filter, unsigned options,
+             Listener& listener) {
+  HRESULT const result = path == STANDARD_STREAM
+                             ? SaveToOutput(image, filter, options)
+                             : img::Save(image, ToWide(path).c_str(), filter, options, &listener);
+  listener.Check();
+  return result;
+}
+
 }  // namespace
 
 char const* TypeName(Guid const& type) {
@@ -41,42 +70,53 @@ char const* TypeName(Guid const& type) {
 }
 
 Picture LoadPicture(std::string const& path, Listener& listener) {
-  Ref<Stream> const stream = Open(path);
-  Picture picture = {{}, {}, stream->GetSize()};
+  return LoadPicture(*OpenInput(path), path, listener);
+}
+
+Picture LoadPicture(Stream& stream, std::string const& path, Listener& listener) {
+  Picture picture = {{}, {}, stream.GetSize()};
   Ref<AbstractImage> image;
-  HRESULT const result = img::Load(stream.get(), &listener, image.Receive(), &picture.type);
+  HRESULT const result = img::Load(&stream, &listener, image.Receive(), &picture.type);
   listener.Check();
-  if (Failed(result)) throw Failure{"cannot read " + path + ": " + Reason(result)};
-  if (!image->IsTypeOf(ids::IMAGE_2D)) throw Failure{"cannot read " + path + ": it holds no pixels"};
+  if (Failed(result)) throw Failure{"cannot read " + ShownName(path) + ": " + Reason(result)};
+  if (!image->IsTypeOf(ids::IMAGE_2D))
+    throw Failure{"cannot read " + ShownName(path) + ": it holds no pixels"};
   picture.image = Ref<Image2d>::Adopt(static_cast<Image2d*>(image.Detach()));
   return picture;
 }
 
-Guid FilterFor(Host const& host, std::string const& path) {
-  size_t const dot = path.find_last_of("./\\");
-  bool const hasExtension = dot != std::string::npos && path[dot] == '.';
-  std::string const extension = hasExtension ? path.substr(dot + 1) : std::string();
+bool IsWritten(Host const& host, std::string const& extension) {
+  return !(FindFilter(host, extension) == Guid{});
+}
+
+std::string WrittenTypes(Host const& host) {
   std::string known;
   for (FilterInfo const& filter : host.Filters()) {
-    for (std::string const& candidate : filter.extensions) {
-      if (EqualNoCase(candidate, extension)) return filter.classId;
-      known += (known.empty() ? "" : ", ") + candidate;
-    }
+    for (std::string const& extension : filter.extensions) known += (known.empty() ? "" : ", ") + extension;
   }
+  return known;
+}
+
+bool HasQuality(Guid const& type) {
+  FileFormat const* const format = FindFileFormat(type);
+  return format && format->hasQuality;
+}
+
+Guid FilterFor(Host const& host, std::string const& path) {
+  Guid const filter = FindFilter(host, ExtensionOf(path));
+  if (!(filter == Guid{})) return filter;
+  std::string const known = WrittenTypes(host);
   if (known.empty()) throw Failure{"cannot write " + path + ": no plug-ins in " + host.PluginFolder()};
   throw Failure{"cannot write " + path + ": its extension must be one of " + known};
 }
 
 void SavePicture(Guid const& filter, Image2d& image, std::string const& path, unsigned options,
                  Listener& listener) {
-  String const target = ToWide(path);
-  HRESULT result = img::Save(image, target.c_str(), filter, options, &listener);
-  listener.Check();
+  HRESULT result = Save(image, path, filter, options, listener);
   std::string reason = Reason(result);
   Ref<Image2d> const plain = result == YK_E_FORMAT ? MakePlain(image, listener) : Ref<Image2d>();
   if (plain) {
-    result = img::Save(*plain, target.c_str(), filter, options, &listener);
-    listener.Check();
+    result = Save(*plain, path, filter, options, listener);
     reason = Reason(result);
   }
   if (Failed(result)) throw Failure{reason.starts_with("cannot ") ? reason : "cannot write " + reason};

@@ -3,6 +3,7 @@
 
 #include <qecore/core/ref.h>
 #include <qecore/image/image.h>
+#include <qecore/io/stream.h>
 
 #include <string>
 
@@ -17,14 +18,26 @@ struct Picture {
   unsigned fileSize;  // bytes
 };
 
-/// Reads the picture in a file. Throws Failure or Stopped.
+/// Reads the picture at the position of a stream; messages call it `path`. Throws Failure or Stopped.
+Picture LoadPicture(yk::Stream& stream, std::string const& path, Listener& listener);
+
+/// Reads the picture in a file, or on standard input for "-". Throws Failure or Stopped.
 Picture LoadPicture(std::string const& path, Listener& listener);
+
+/// Whether a filter writes files with this extension, which has no dot.
+bool IsWritten(Host const& host, std::string const& extension);
+
+/// The extensions that filters write: "tif, gif, ...".
+std::string WrittenTypes(Host const& host);
+
+/// Whether files of this type are written with a quality of 1 to 100.
+bool HasQuality(yk::Guid const& type);
 
 /// The class of the filter that writes files with this path's extension. Throws Failure if there is none.
 yk::Guid FilterFor(Host const& host, std::string const& path);
 
-/// Writes a file through the filter of this class, completely or not at all: an old file at `path` stays
-/// until the new one is complete. Throws Failure or Stopped.
+/// Writes a file, or standard output for "-", through the filter of this class, completely or not at all: an
+/// old file at `path` stays until the new one is complete. Throws Failure or Stopped.
 void SavePicture(yk::Guid const& filter, yk::Image2d& image, std::string const& path, unsigned options,
                  Listener& listener);
 

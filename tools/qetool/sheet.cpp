@@ -12,6 +12,7 @@
 #include "image_edit.h"
 #include "jobs.h"
 #include "pictures.h"
+#include "plan.h"
 #include "resize.h"
 #include "text.h"
 
@@ -27,6 +28,7 @@ struct Options {
   int columns = 0;
   int cell = 320;
   unsigned quality = 0, jobs = 0;
+  ExistingOptions existing;
 };
 
 constexpr unsigned Colour(unsigned red, unsigned green, unsigned blue, unsigned alpha = 255) {
@@ -265,16 +267,12 @@ class Sheet {
 };
 
 // A picture that cannot be read leaves no gap, and does not prevent the others from being shown.
-void Run(Options const& options, Host& host) {
-  Watch watch;
-  host.Start(watch);
+std::vector<Entry> LoadEntries(Options const& options, Watch& watch, bool& failed) {
   std::vector<std::string> const files = ExpandWildcards(options.files);
-  Guid const filter = FilterFor(host, options.output);
   std::vector<Entry> all(files.size()), entries;
   Jobs loading(files.size(), options.jobs, watch, [&](size_t i, Listener& listener) {
     all[i] = MakeEntry(files[i], options.cell - 2 * FRAME, listener);
   });
-  bool failed = false;
   for (size_t i = 0; i < files.size(); ++i) {
     watch.Next(files[i], files.size());
     try {
@@ -287,10 +285,24 @@ void Run(Options const& options, Host& host) {
     }
   }
   if (entries.empty()) throw Failure{"there is no picture to show on the sheet"};
+  return entries;
+}
+
+void Run(Options const& options, Host& host) {
+  Watch watch;
+  host.Start(watch);
+  Guid const filter = FilterFor(host, options.output);
+  CheckQuality(options.quality, {filter});
+  if (!Existing(options.existing).MayWrite(options.output)) {
+    printf("%s is kept\n", options.output.c_str());
+    return;
+  }
+  bool failed = false;
+  std::vector<Entry> const entries = LoadEntries(options, watch, failed);
   Layout const layout = PlanLayout(options, entries);
   Sheet sheet(layout);
   for (size_t i = 0; i < entries.size(); ++i) sheet.Draw(entries[i], static_cast<int>(i));
-  SavePicture(filter, sheet.Image(), options.output, filter == ids::FILE_JPEG ? options.quality : 0, watch);
+  SavePicture(filter, sheet.Image(), options.output, options.quality, watch);
   watch.Clear();
   printf("%s: %zu picture%s, %d x %d pixels\n", options.output.c_str(), entries.size(),
          entries.size() == 1 ? "" : "s", sheet.Image().width, sheet.Image().height);
@@ -306,7 +318,7 @@ void AddSheet(CLI::App& app, Host& host) {
       ->type_name("OUT")
       ->required();
   command.add_option("files", options->files, "Pictures; * and ? are wildcards")
-      ->type_name("FILE")
+      ->type_name("FILE...")
       ->required();
   command.add_option("--columns", options->columns, "Cells side by side; by default about as many as rows")
       ->type_name("N")
@@ -317,6 +329,7 @@ void AddSheet(CLI::App& app, Host& host) {
   command.add_option("--quality", options->quality, "Quality of a JPEG sheet, 1 to 100")
       ->type_name("N")
       ->check(CLI::Range(1, 100));
+  AddExistingOptions(command, options->existing);
   AddJobsOption(command, options->jobs);
   host.AddOptions(command);
   command.callback([options, &host] { Run(*options, host); });

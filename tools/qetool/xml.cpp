@@ -1,12 +1,8 @@
 // qetool xml: reads a document and writes it back; also the XML output of qetool dump.
 #include "xml.h"
 
-#include <fcntl.h>
-#include <io.h>
 #include <qecore/core/ref.h>
-#include <qecore/io/file_stream.h>
 #include <qecore/io/mem_stream.h>
-#include <stdio.h>
 
 #include <algorithm>
 #include <memory>
@@ -14,6 +10,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "input.h"
 #include "output.h"
 #include "text.h"
 
@@ -33,15 +30,6 @@ struct Options {
 bool HasPairs(unsigned char const* utf8, unsigned size) {
   auto const isHalf = [](unsigned char a, unsigned char b) { return a == 0xED && b >= 0xA0; };
   return std::adjacent_find(utf8, utf8 + size, isHalf) != utf8 + size;
-}
-
-void WriteToOutput(void const* bytes, unsigned size) {
-  fflush(stdout);
-  int const mode = _setmode(_fileno(stdout), _O_BINARY);  // line ends must not be translated
-  size_t const written = fwrite(bytes, 1, size, stdout);
-  int const flushed = fflush(stdout);
-  _setmode(_fileno(stdout), mode);
-  if (written != size || flushed != 0) throw Failure{"cannot write to the output"};
 }
 
 XmlNode* AddChunk(XmlDocument& document, XmlNode* parent, ChunkNode const& chunk, ChunkNode const* outer) {
@@ -69,14 +57,12 @@ XmlDocument::XmlDocument() : helper(Ref<XmlHelper>::Adopt(XmlHelper::Create())),
 }
 
 void XmlDocument::Load(std::string const& path) {
-  Ref<Stream> stream;
-  HRESULT const result = FileStream::Create(ToWide(path), FileStream::READ, stream.Receive());
-  if (Failed(result)) throw Failure{"cannot open " + Reason(result)};
+  Ref<Stream> const stream = OpenInput(path);
   XmlNode* loaded = nullptr;
   XmlError error = {};
   if (Failed(helper->Load(stream.get(), &loaded, &error))) {
     std::string const place = error.line > 0 ? Format(":%u:%u", error.line, error.column) : "";
-    throw Failure{"cannot read " + path + place + ": " + ToUtf8(error.text)};
+    throw Failure{"cannot read " + ShownName(path) + place + ": " + ToUtf8(error.text)};
   }
   helper->FreeNode(root);
   root = loaded;

@@ -1,0 +1,57 @@
+// What the commands read: files, the pictures of folders, lists of files, and standard input.
+#pragma once
+
+#include <qecore/core/ref.h>
+#include <qecore/io/stream.h>
+
+#include <string>
+#include <vector>
+
+#include "host.h"
+
+namespace qetool {
+
+/// The name of standard input and of standard output.
+inline constexpr char STANDARD_STREAM[] = "-";
+
+/// A path as messages show it.
+std::string ShownName(std::string const& path);
+
+/// Opens a file, or standard input, which is read to its end first. Throws Failure.
+yk::Ref<yk::Stream> OpenInput(std::string const& path);
+
+/// All bytes from the position of a stream that was opened for `path`. Throws Failure.
+std::vector<unsigned char> ReadAll(yk::Stream& stream, std::string const& path);
+
+/// The files that a command is given.
+struct InputOptions {
+  std::vector<std::string> paths;
+  std::string list;  // a file with more paths
+  bool isRecursive = false;
+};
+
+/// Adds --recursive and --list to a command.
+void AddInputOptions(CLI::App& command, InputOptions& options);
+
+/// One file to read.
+struct Input {
+  std::string path;
+  std::string name;  // without the folder that the command was given: "2024/a.png"
+};
+
+/// All files: those that are named, match a wildcard or are listed, and the pictures in folders and their
+/// subfolders, but not below the folder `except`, sorted by name in each folder. Throws Failure when there is
+/// none, and for a pattern without a match. Without --recursive a folder counts as a file, which cannot be read.
+std::vector<Input> CollectInputs(InputOptions const& options, Host const& host,
+                                 std::string const& except = {});
+
+/// The last part of a path.
+std::string NameOf(std::string const& path);
+/// "png" of "a.png"; empty without a dot.
+std::string ExtensionOf(std::string const& path);
+
+/// Where a file or folder is from the root, in lower case: two paths of one file are equal. Links count as
+/// what they are called.
+std::string PlaceOf(std::string const& path);
+
+}  // namespace qetool
