@@ -99,7 +99,7 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"info /missing/a.png",
        {"cannot open /missing/a.png", "folder does not exist"}},  // a path, not an option
       {L"info text.txt", {"text.txt", "known type"}},
-      {L"info cut.png", {"cannot read cut.png: ", "damaged"}},
+      {L"convert cut.png out.png", {"cannot read cut.png: ", "damaged"}},
       {L"convert good.png out.xyz", {"out.xyz", "png"}},
       {L"convert good.png out.png --size 10", {"--size 10"}},
       {L"convert good.png out.png --crop 0,0,6,4", {"good.png", "5 x 4"}},
@@ -112,6 +112,8 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"convert good.png out.png --size 30000x30000", {"good.png", "2.7 GB", "at most 2.1"}},
       {L"convert good.png out --type .xyz", {"--type .xyz", "png"}},
       {L"convert folder out.png", {"folder: it is a folder", "-r"}},
+      {L"info folder", {"folder: it is a folder"}},
+      {L"dump folder", {"folder: it is a folder"}},
       {L"convert -r folder out", {"no picture in folder"}},
       {L"help nothing", {"nothing", "qetool help"}},
       {L"convert good.png good.png text.txt", {"text.txt", "folder"}},
@@ -245,6 +247,7 @@ TEST_F(Tool, ConvertsFoldersListsAndStreams) {
   string picture = folder.Read(L"typed\\a.bmp");
   std::erase(picture, '\r');
   EXPECT_EQ(Run(L"convert - - --type bmp", L"in\\a.png").out, picture);
+  EXPECT_THAT(Run(L"info -", L"in\\a.png").out, StartsWith("standard input: PNG, 9 x 9"));
 }
 
 TEST_F(Tool, KeepsOrReplacesFilesThatExist) {
@@ -362,6 +365,28 @@ TEST_F(Tool, StopsOnCtrlCBetweenWholeFiles) {
     ++count;
   }
   EXPECT_LT(count, PICTURES);
+}
+
+// ---- json
+
+TEST_F(Tool, WritesJson) {
+  MakePicture(L"a.png", 5, 4);
+  folder.Write(L"chunk.obj", Chunk(7, "a\\b"));
+  folder.Copy(ProgramFolder() + L"qewic.qem", L"qewic.qem");
+  string const picture =
+      R"(    "type": "PNG",
+    "width": 5,
+    "height": 4,
+    "format": "bgr24",
+    "bits": 24,
+    "frames": 1,
+    "bytes": )" +
+      std::to_string(folder.Read(L"a.png").size());
+  EXPECT_EQ(Good(L"info --json a.png"), "[\n  {\n    \"file\": \"a.png\",\n" + picture + "\n  }\n]\n");
+  EXPECT_THAT(Run(L"info --json none.png").out, HasSubstr("\"error\": \"cannot open none.png: the file"));
+  EXPECT_THAT(Run(L"dump --json chunk.obj").out, HasSubstr(R"("value": "\"a\\b\"")"));
+  EXPECT_THAT(Good(L"plugins --json . --cache my.cache"),
+              AllOf(HasSubstr("\"state\": \"loaded\""), HasSubstr("\"jpeg\",\n")));
 }
 
 // ---- help

@@ -1,6 +1,4 @@
 // qetool dump: the chunk tree of an object file.
-#include <qecore/core/ref.h>
-#include <qecore/io/file_stream.h>
 #include <stdio.h>
 
 #include <algorithm>
@@ -9,6 +7,8 @@
 
 #include "chunk_tree.h"
 #include "commands.h"
+#include "input.h"
+#include "json.h"
 #include "text.h"
 #include "xml.h"
 
@@ -17,17 +17,6 @@ namespace qetool {
 using namespace yk;
 
 namespace {
-
-std::vector<unsigned char> ReadAll(std::string const& path) {
-  Ref<Stream> stream;
-  HRESULT result = FileStream::Create(ToWide(path), FileStream::READ, stream.Receive());
-  if (Failed(result)) throw Failure{"cannot open " + Reason(result)};
-  std::vector<unsigned char> bytes(stream->GetSize());
-  unsigned done = 0;
-  result = stream->Read(bytes.data(), static_cast<unsigned>(bytes.size()), &done);
-  if (Failed(result) || done != bytes.size()) throw Failure{"cannot read " + path + ": " + Reason(E_FAIL)};
-  return bytes;
-}
 
 void Print(ChunkNode const& node, ChunkNode const* parent) {
   constexpr int DEEPEST_INDENT =
@@ -40,15 +29,44 @@ void Print(ChunkNode const& node, ChunkNode const* parent) {
          plain.c_str());
 }
 
-void Run(std::string const& path, bool asXml) {
-  std::vector<unsigned char> const bytes = ReadAll(path);
+// A flat list, since the chunks may be nested deeper than what JSON readers accept.
+void PrintAsJson(ChunkTree const& tree, std::string const& path) {
+  Json json;
+  json.BeginObject();
+  json.AddText("file", path);
+  if (!tree.damage.empty()) json.AddText("damage", tree.damage);
+  json.BeginList("chunks");
+  for (ChunkNode const& node : tree.nodes) {
+    char const* const name = ChunkName(node, tree.ParentOf(node));
+    std::string const plain = DescribePlain(node);
+    json.BeginObject();
+    json.AddNumber("tag", node.tag);
+    if (name) json.AddText("name", name);
+    json.AddNumber("depth", static_cast<unsigned>(node.depth));
+    json.AddNumber("offset", node.offset);
+    json.AddNumber("bytes", node.payload.size());
+    if (!plain.empty()) json.AddText("value", plain);
+    json.End();
+  }
+  json.End();
+  json.End();
+  json.Print();
+}
+
+enum class Form { LINES, XML, JSON };
+
+void Run(std::string const& path, Form form) {
+  std::vector<unsigned char> const bytes = ReadAll(*OpenInput(path), path);
   ChunkTree const tree = ParseChunks(bytes);
-  if (asXml) {
+  if (form == Form::XML) {
     PrintChunksAsXml(tree, path);
+  } else if (form == Form::JSON) {
+    PrintAsJson(tree, path);
   } else {
     for (ChunkNode const& node : tree.nodes) Print(node, tree.ParentOf(node));
   }
-  if (!tree.damage.empty()) throw Failure{path + " is damaged or not an object file: " + tree.damage};
+  if (!tree.damage.empty())
+    throw Failure{ShownName(path) + " is damaged or not an object file: " + tree.damage};
 }
 
 }  // namespace
@@ -61,9 +79,14 @@ void AddDump(CLI::App& app, Host&) {
   command.footer(
       "Each line shows the offset of a chunk, its tag, size and content. Of a damaged file, everything that\n"
       "can be read is shown.");
-  auto const asXml = std::make_shared<bool>(false);
-  command.add_flag("--xml", *asXml, "Write the tree as an XML document");
-  command.callback([path, asXml] { Run(*path, *asXml); });
+  auto const form = std::make_shared<Form>(Form::LINES);
+  CLI::Option* const asXml = command.add_flag_callback(
+      "--xml", [form] { *form = Form::XML; }, "Write the tree as an XML document");
+  command
+      .add_flag_callback(
+          "--json", [form] { *form = Form::JSON; }, "Write the chunks as a JSON document")
+      ->excludes(asXml);
+  command.callback([path, form] { Run(*path, *form); });
 }
 
 }  // namespace qetool

@@ -71,12 +71,6 @@ std::string TextOf(Map* map, unsigned key) {
   return map && Succeeded(map->GetValue(key, value)) && value.Get(text) ? ToUtf8(text) : std::string();
 }
 
-unsigned NumberOf(Map* map, unsigned key) {
-  Variant value;
-  unsigned number = 0;
-  return map && Succeeded(map->GetValue(key, value)) && value.Get(number) ? number : 0;
-}
-
 }  // namespace
 
 void Host::AddOptions(CLI::App& command) {
@@ -114,6 +108,12 @@ std::vector<FilterInfo> Host::Filters() const {
     filters.push_back(Describe(*static_cast<ClassInfo const*>(classes->At(i))));
   }
   return filters;
+}
+
+unsigned NumberOf(Map* map, unsigned key) {
+  Variant value;
+  unsigned number = 0;
+  return map && Succeeded(map->GetValue(key, value)) && value.Get(number) ? number : 0;
 }
 
 FilterInfo Describe(ClassInfo const& info) {

@@ -10,6 +10,10 @@
 
 #include "watch.h"
 
+namespace yk {
+class Map;
+}
+
 namespace qetool {
 
 /// One file format that a plug-in reads and writes.
@@ -42,6 +46,9 @@ class Host {
 
 /// The description of a filter in its class record.
 FilterInfo Describe(yk::ClassInfo const& info);
+
+/// The number with this key; 0 without one.
+unsigned NumberOf(yk::Map* map, unsigned key);
 
 /// Expands wildcards in the last part of each argument, as not every shell does. Throws Failure for a pattern
 /// that matches no file.
