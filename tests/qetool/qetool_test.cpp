@@ -367,6 +367,30 @@ TEST_F(Tool, StopsOnCtrlCBetweenWholeFiles) {
   EXPECT_LT(count, PICTURES);
 }
 
+// ---- diff
+
+TEST_F(Tool, ComparesPixels) {
+  MakePicture(L"a.png", 9, 9);
+  Good(L"convert a.png a.bmp");
+  Good(L"convert a.png other.png --flip h");
+  MakePicture(L"small.png", 9, 8);
+  Table<wchar_t const*, int, string> const rows = {
+      {L"diff a.png a.bmp", 0, "equal: 9 x 9 pixels\n"},
+      // in each row, blue differs by 8, 6, 4, 2, 0, 2, 4, 6, 8
+      {L"diff a.png other.png -o d.png", 1,
+       "different: 72 of 81 pixels (89 %), by at most 3.14 % of the range; PSNR 38.64 dB\n"},
+      {L"diff a.png small.png", 1, "different: 9 x 9 and 9 x 8 pixels\n"},
+      {L"diff a.png missing.png", 2, ""},
+      {L"diff a.png", 2, ""}};
+  for (auto const& [arguments, code, said] : rows) {
+    ToolResult const result = Run(arguments);
+    EXPECT_EQ(result.exitCode, code) << result.err;
+    EXPECT_EQ(result.out, said);
+  }
+  EXPECT_EQ(At(*Load(L"d.png"), 0, 3), (Bytes{255, 0, 0}));
+  EXPECT_EQ(At(*Load(L"d.png"), 1, 3), (Bytes{191, 0, 0}));
+}
+
 // ---- json
 
 TEST_F(Tool, WritesJson) {

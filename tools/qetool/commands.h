@@ -8,12 +8,17 @@
 
 namespace qetool {
 
+/// diff tells different pictures from trouble by its exit code.
+inline constexpr char DIFF[] = "diff";
+constexpr int EXIT_DIFFERENT = 1, EXIT_TROUBLE_OF_DIFF = 2;
+
 void AddInfo(CLI::App& app, Host& host);
 void AddConvert(CLI::App& app, Host& host);
 void AddPlugins(CLI::App& app, Host& host);
 void AddDump(CLI::App& app, Host& host);
 void AddSheet(CLI::App& app, Host& host);
 void AddXml(CLI::App& app, Host& host);
+void AddDiff(CLI::App& app, Host& host);
 void AddHelp(CLI::App& app);
 
 }  // namespace qetool

@@ -43,8 +43,8 @@ bool HasCommand(CLI::App const& app, std::string const& name) {
   return !commands.empty();
 }
 
-// Returns the exit code.
-int Parse() {
+// Returns the exit code, `trouble` for arguments that cannot be understood.
+int Parse(std::vector<std::string> arguments, int trouble) {
   CLI::App app("Shows and converts pictures, plug-ins and object files through qeCore.", "qetool");
   app.formatter(std::make_shared<HelpFormatter>());
   app.require_subcommand(1);
@@ -58,9 +58,9 @@ int Parse() {
   AddDump(app, host);
   AddSheet(app, host);
   AddXml(app, host);
+  AddDiff(app, host);
   AddHelp(app);
   app.footer("qetool help COMMAND shows the options of a command.");  // commands made earlier have their own
-  std::vector<std::string> arguments = Arguments();
   if (!arguments.empty() && !HasCommand(app, arguments[0]) && !app.get_option_no_throw(arguments[0])) {
     char const* const kind = arguments[0][0] == '-' ? "option " : "command ";
     throw Failure{"unknown " + (kind + arguments[0]) + " (see qetool --help)"};
@@ -68,8 +68,10 @@ int Parse() {
   std::reverse(arguments.begin(), arguments.end());  // CLI11 reads them from the end
   try {
     app.parse(std::move(arguments));
+  } catch (CLI::RuntimeError const& error) {  // of a command, which has said why
+    return error.get_exit_code();
   } catch (CLI::Error const& error) {  // --help is one, too
-    return app.exit(error) == 0 ? 0 : 1;
+    return app.exit(error) == 0 ? 0 : trouble;
   }
   return 0;
 }
@@ -82,8 +84,10 @@ void PrintError(wchar_t const* text) {
 }
 
 int Run() {
+  std::vector<std::string> const arguments = Arguments();
+  int const trouble = !arguments.empty() && arguments[0] == DIFF ? EXIT_TROUBLE_OF_DIFF : 1;
   try {
-    return Parse();
+    return Parse(arguments, trouble);
   } catch (Failure const& failure) {
     Report(failure.text);
   } catch (Stopped const&) {
@@ -92,7 +96,7 @@ int Run() {
   } catch (std::exception const& error) {
     fprintf(stderr, "qetool: %s\n", error.what());
   }
-  return 1;
+  return trouble;
 }
 
 }  // namespace
