@@ -367,7 +367,7 @@ TEST_F(Tool, StopsOnCtrlCBetweenWholeFiles) {
   EXPECT_LT(count, PICTURES);
 }
 
-// ---- diff
+// ---- diff, verify
 
 TEST_F(Tool, ComparesPixels) {
   MakePicture(L"a.png", 9, 9);
@@ -389,6 +389,23 @@ TEST_F(Tool, ComparesPixels) {
   }
   EXPECT_EQ(At(*Load(L"d.png"), 0, 3), (Bytes{255, 0, 0}));
   EXPECT_EQ(At(*Load(L"d.png"), 1, 3), (Bytes{191, 0, 0}));
+}
+
+TEST_F(Tool, VerifiesPicturesAndObjectFiles) {
+  MakePicture(L"a.png", 90, 90);
+  folder.Write(L"cut.png", folder.Read(L"a.png").substr(0, 60));
+  folder.Write(L"a.obj", caches.Read(L"cache"));
+  folder.Write(L"cut.obj", caches.Read(L"cache").substr(0, 90));
+  folder.Write(L"text.txt", "neither of both, but long enough");
+  EXPECT_THAT(Good(L"verify a.png a.obj"),
+              AllOf(StartsWith("a.png: good: PNG, 90 x 90 pixels\na.obj: good: object file, "),
+                    HasSubstr("2 of 2 files are good\n")));
+  for (auto const* name : {L"cut.png", L"cut.obj", L"text.txt", L"."}) {
+    ToolResult const result = Run(wstring(L"verify ") + name);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 1) << result.out;
+    EXPECT_THAT(result.out, HasSubstr(": bad: "));
+  }
 }
 
 // ---- json
@@ -416,7 +433,7 @@ TEST_F(Tool, WritesJson) {
 // ---- help
 
 TEST_F(Tool, HelpsWithCommands) {
-  EXPECT_THAT(Good(L"help"), AllOf(HasSubstr("Usage: qetool "), HasSubstr("\n  convert ")));
+  EXPECT_THAT(Good(L"help"), AllOf(HasSubstr("Usage: qetool "), HasSubstr("\n  verify ")));
   EXPECT_EQ(Good(L"help convert"), Good(L"convert --help"));
 }
 

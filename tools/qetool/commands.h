@@ -19,6 +19,7 @@ void AddDump(CLI::App& app, Host& host);
 void AddSheet(CLI::App& app, Host& host);
 void AddXml(CLI::App& app, Host& host);
 void AddDiff(CLI::App& app, Host& host);
+void AddVerify(CLI::App& app, Host& host);
 void AddHelp(CLI::App& app);
 
 }  // namespace qetool

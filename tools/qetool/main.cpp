@@ -59,6 +59,7 @@ int Parse(std::vector<std::string> arguments, int trouble) {
   AddSheet(app, host);
   AddXml(app, host);
   AddDiff(app, host);
+  AddVerify(app, host);
   AddHelp(app);
   app.footer("qetool help COMMAND shows the options of a command.");  // commands made earlier have their own
   if (!arguments.empty() && !HasCommand(app, arguments[0]) && !app.get_option_no_throw(arguments[0])) {

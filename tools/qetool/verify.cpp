@@ -1,0 +1,102 @@
+// qetool verify: whether files can be read to their last chunk or pixel.
+#include <qecore/io/chunk.h>
+#include <stdio.h>
+
+#include <memory>
+
+#include "chunk_tree.h"
+#include "commands.h"
+#include "input.h"
+#include "jobs.h"
+#include "pictures.h"
+#include "text.h"
+
+namespace qetool {
+
+using namespace yk;
+
+namespace {
+
+struct Options {
+  InputOptions inputs;
+  unsigned jobs = 0;
+};
+
+/// What was found out about a file.
+struct Verdict {
+  bool isSound;
+  std::string text;
+};
+
+Verdict VerifyPicture(Stream& stream, std::string const& path, Listener& listener) {
+  try {
+    Picture const picture = LoadPicture(stream, path, listener);
+    return {true, Format("%s, %d x %d pixels", TypeName(picture.type), picture.image->width,
+                         picture.image->height)};
+  } catch (Failure const& failure) {
+    std::string const known = "cannot read " + ShownName(path) + ": ";  // stands before it anyway
+    return {false, failure.text.substr(failure.text.starts_with(known) ? known.size() : 0)};
+  }
+}
+
+// Every object file starts with the chunk that holds all others.
+Verdict VerifyChunks(ChunkTree const& tree) {
+  if (!tree.damage.empty()) return {false, tree.damage};
+  return {true, Format("object file, %zu chunks", tree.nodes.size())};
+}
+
+Verdict Verify(std::string const& path, Listener& listener) {
+  try {
+    Ref<Stream> const stream = OpenInput(path);
+    Verdict const verdict = VerifyPicture(*stream, path, listener);
+    if (verdict.isSound) return verdict;
+    stream->Seek(0, Stream::FROM_START);
+    std::vector<unsigned char> const bytes = ReadAll(*stream, path);
+    ChunkTree const tree = ParseChunks(bytes);
+    bool const isObjectFile = !tree.nodes.empty() && tree.nodes[0].tag == chunk::FILE_FRAME;
+    return isObjectFile ? VerifyChunks(tree) : verdict;
+  } catch (Failure const& failure) {
+    return {false, failure.text};
+  }
+}
+
+void Run(Options const& options, Host& host) {
+  Watch watch;
+  host.Start(watch);
+  std::vector<Input> const files = CollectInputs(options.inputs, host);
+  std::vector<Verdict> verdicts(files.size());
+  Jobs work(files.size(), options.jobs, watch,
+            [&](size_t i, Listener& listener) { verdicts[i] = Verify(files[i].path, listener); });
+  size_t bad = 0;
+  for (size_t i = 0; i < files.size(); ++i) {
+    watch.Next(files[i].path, files.size());
+    work.Await();
+    watch.Clear();
+    auto const& [isSound, text] = verdicts[i];
+    printf("%s: %s: %s\n", ShownName(files[i].path).c_str(), isSound ? "good" : "bad", text.c_str());
+    bad += !isSound;
+  }
+  if (files.size() > 1) printf("%zu of %zu files are good\n", files.size() - bad, files.size());
+  if (bad) throw CLI::RuntimeError(1);
+}
+
+}  // namespace
+
+void AddVerify(CLI::App& app, Host& host) {
+  CLI::App& command =
+      *app.add_subcommand("verify", "Read every pixel of pictures and every chunk of object files");
+  auto const options = std::make_shared<Options>();
+  command
+      .add_option(
+          "files", options->inputs.paths,
+          "Pictures and object files (with the wildcards * and ?), folders with -r, or - for standard input")
+      ->type_name("FILE...");
+  AddInputOptions(command, options->inputs);
+  AddJobsOption(command, options->jobs);
+  host.AddOptions(command);
+  command.footer(
+      "One line for each file says whether it is good or bad, and why. The exit code is 1 if any is bad.");
+  command.callback([options, &host] { Run(*options, host); });
+}
+
+}  // namespace qetool
