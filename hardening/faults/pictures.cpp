@@ -9,6 +9,7 @@
 #include <qecore/core/system.h>
 #include <qecore/image/file_info.h>
 #include <qecore/image/image_file.h>
+#include <qecore/image/image.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/values/map.h>
 
@@ -26,10 +27,13 @@ struct Format {
   unsigned filter;  // its index in the plug-in
   char16_t const* path;
   bool isExact;
+  bool saysMore = false;  // its picture has a resolution, a profile and a text
 };
 constexpr Format PNG = {0, u"C:\\picture.png", true}, JPEG = {1, u"C:\\picture.jpg", false},
                  BMP = {2, u"C:\\picture.bmp", true}, GIF = {3, u"C:\\picture.gif", false},
-                 TIFF = {4, u"C:\\picture.tif", true};
+                 TIFF = {4, u"C:\\picture.tif", true}, PNG_SAYING = {0, u"C:\\facts.png", true, true},
+                 JPEG_SAYING = {1, u"C:\\facts.jpg", false, true},
+                 TIFF_SAYING = {4, u"C:\\facts.tif", true, true};
 
 // Registered once, like the plug-in's classes; COM is initialised once.
 void RegisterFilters() {
@@ -46,11 +50,25 @@ void RegisterFilters() {
   (void)done;
 }
 
-Ref<Image2d> MakeImage(int seed) {
+void SayMore(Image2d& image) {
+  std::string profile(200, 'p');
+  profile.replace(16, 4, "RGB ").replace(36, 4, "acsp");
+  Variant value;
+  value.Init(72.0);
+  image.SetValue(img::INFO_RESOLUTION_X, value);
+  image.SetValue(img::INFO_RESOLUTION_Y, value);
+  value.Init(profile.data(), static_cast<unsigned>(profile.size()), false);
+  image.SetValue(img::INFO_COLOR_PROFILE, value);
+  value.Init("a text");
+  image.SetValue(img::INFO_AUTHOR, value);
+}
+
+Ref<Image2d> MakeImage(int seed, Format const& format) {
   Ref<Image2d> image = Ref<Image2d>::Adopt(Image2d::Create());
   image->flags = IMG_HEAP_MEMORY;
   image->Create(IMG_BGR24, WIDTH, HEIGHT);
   for (int i = 0; i < image->stride * HEIGHT; ++i) image->bits[i] = static_cast<unsigned char>(i * seed >> 3);
+  if (format.saysMore) SayMore(*image);
   return image;
 }
 
@@ -71,7 +89,7 @@ std::string MakeFile(Format const& format, int seed) {
   harness::Calm const calm;
   RegisterFilters();
   harness::ClearFiles();
-  if (Failed(WriteWith(format, *MakeImage(seed)))) abort();
+  if (Failed(WriteWith(format, *MakeImage(seed, format)))) abort();
   return harness::ReadFile(format.path);
 }
 
@@ -102,7 +120,7 @@ void PutNew() {
 template <Format const& FORMAT>
 Outcome Save() {
   Outcome outcome;
-  Ref<Image2d> const image = Calmly([] { return MakeImage(13); });
+  Ref<Image2d> const image = Calmly([] { return MakeImage(13, FORMAT); });
   outcome.Note(image->Save(Wide(FORMAT.path)));
   outcome.whole = harness::ReadFile(FORMAT.path) == Sound<FORMAT>().after;
   outcome.broken = CheckReplaced(FORMAT.path, Sound<FORMAT>().before, Sound<FORMAT>().after);
@@ -115,7 +133,7 @@ Outcome Save() {
 template <Format const& FORMAT>
 Outcome WriteThroughFilter() {
   Outcome outcome;
-  Ref<Image2d> const image = Calmly([] { return MakeImage(13); });
+  Ref<Image2d> const image = Calmly([] { return MakeImage(13, FORMAT); });
   outcome.Note(WriteWith(FORMAT, *image));
   outcome.whole = harness::ReadFile(FORMAT.path) == Sound<FORMAT>().after;
   return outcome;
@@ -123,7 +141,7 @@ Outcome WriteThroughFilter() {
 
 bool IsThePicture(AbstractImage& loaded, bool isExact) {
   harness::Calm const calm;
-  Ref<Image2d> const wanted = MakeImage(13);
+  Ref<Image2d> const wanted = MakeImage(13, PNG);
   Image2d& image = static_cast<Image2d&>(loaded);
   if (image.width != WIDTH || image.height != HEIGHT || !image.bits) return false;
   return !isExact ||
@@ -182,6 +200,12 @@ constexpr Scenario SCENARIOS[] = {
     {"bmp: write", SAVING, PutOld<BMP>, WriteThroughFilter<BMP>},
     {"gif: write", SAVING, PutOld<GIF>, WriteThroughFilter<GIF>},
     {"tiff: write", SAVING, PutOld<TIFF>, WriteThroughFilter<TIFF>},
+    {"png with texts: save", SAVING, PutOld<PNG_SAYING>, Save<PNG_SAYING>},
+    {"jpeg with texts: save", SAVING, PutOld<JPEG_SAYING>, Save<JPEG_SAYING>},
+    {"tiff with texts: write", SAVING, PutOld<TIFF_SAYING>, WriteThroughFilter<TIFF_SAYING>},
+    {"png with texts: load", LOADING, PutNew<PNG_SAYING>, Load<PNG_SAYING>},
+    {"jpeg with texts: load", LOADING, PutNew<JPEG_SAYING>, Load<JPEG_SAYING>},
+    {"tiff with texts: load", LOADING, PutNew<TIFF_SAYING>, Load<TIFF_SAYING>},
     {"png: load", LOADING, PutNew<PNG>, Load<PNG>},
     {"jpeg: load", LOADING, PutNew<JPEG>, Load<JPEG>},
     {"bmp: load", LOADING, PutNew<BMP>, Load<BMP>},

@@ -65,50 +65,65 @@ uint32_t Crc(uint8_t const* bytes, size_t size, uint32_t sum) noexcept {
   return sum;
 }
 
+bool IsText(Variant const& value) noexcept {
+  return value.type == Variant::NARROW_STRING || value.type == Variant::WIDE_STRING;
+}
+
 /// What an image says of itself.
 class Facts {
  public:
   explicit Facts(Image2d& of) noexcept : image(of) {}
 
-  bool Any() const noexcept {
+  /// Whether memory was missing for any part.
+  bool lost = false;
+
+  bool Keep(bool isMade) noexcept {
+    lost |= !isMade;
+    return isMade;
+  }
+  bool Get(img::FileInfoKey key, Variant& value) noexcept {
+    HRESULT const result = image.GetValue(key, value);
+    lost |= result == E_OUTOFMEMORY;
+    return Succeeded(result);
+  }
+  bool Any() noexcept {
     return std::any_of(std::begin(img::FILE_INFO), std::end(img::FILE_INFO),
                        [&](img::FileInfoFacts const& row) {
                          Variant value;
-                         return row.key >= img::INFO_ORIENTATION && Succeeded(image.GetValue(row.key, value));
+                         return row.key >= img::INFO_ORIENTATION && (Get(row.key, value) || lost);
                        });
   }
   /// 0: it is not known.
-  unsigned Orientation() const noexcept {
+  unsigned Orientation() noexcept {
     Variant value;
     unsigned number = 0;
-    bool const isKnown = Succeeded(image.GetValue(img::INFO_ORIENTATION, value)) && value.Get(number);
+    bool const isKnown = Get(img::INFO_ORIENTATION, value) && value.Get(number);
     return isKnown && number <= 8 ? number : 0;
   }
-  double Resolution(img::FileInfoKey key) const noexcept {
+  double Resolution(img::FileInfoKey key) noexcept {
     Variant value;
     double inch = 0;
-    bool const isKnown = Succeeded(image.GetValue(key, value)) && value.Get(inch);
+    bool const isKnown = Get(key, value) && value.Get(inch);
     return isKnown && inch > 0 && inch < 1e6 ? inch : 0;
   }
-  /// Without memory the text is empty, and the file is written without it.
-  void Text(img::FileInfoKey key, Bytes& utf8) const noexcept {
+  void Text(img::FileInfoKey key, Bytes& utf8) noexcept {
     Variant value;
     String text;
     utf8.size = 0;
-    if (yk::Failed(image.GetValue(key, value)) || !value.Get(text)) return;
+    if (!Get(key, value) || !IsText(value) || !Keep(value.Get(text))) return;
     int const room = 3 * static_cast<int>(text.Length());
-    if (room == 0 || room > 60000 || !utf8.Make(static_cast<size_t>(room))) return;
+    if (room == 0 || room > 60000 || !Keep(utf8.Make(static_cast<size_t>(room)))) return;
     int const length = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), static_cast<int>(text.Length()),
                                            reinterpret_cast<char*>(utf8.data.get()), room, nullptr, nullptr);
     utf8.size = static_cast<uint32_t>(std::max(length, 0));
     utf8.data[utf8.size] = 0;
   }
   /// The profile, if it is one for the image's kind of pixels.
-  void Profile(Bytes& profile) const noexcept {
+  void Profile(Bytes& profile) noexcept {
     Variant value;
     profile.size = 0;
-    if (yk::Failed(image.GetValue(img::INFO_COLOR_PROFILE, value)) || value.type != Variant::BLOB) return;
-    if (!profile.Make(value.size)) return;
+    if (!Get(img::INFO_COLOR_PROFILE, value) || value.type != Variant::BLOB) return;
+    if (!Keep(profile.Make(value.size))) return;
     value.Get(profile.data.get(), profile.size);
     char const* const kind = img::GetFacts(image.format).channels == 1 ? "GRAY" : "RGB ";
     if (profile.size < 128 || memcmp(profile.data.get() + 16, kind, 4) != 0) profile.size = 0;
@@ -129,10 +144,13 @@ struct TagValue {
 
 class Tags {
  public:
-  explicit Tags(bool highestFirst) noexcept : bigEndian(highestFirst) {}
+  /// Whether the resolution is among the tags.
+  enum class Resolution { INCLUDED, APART };
 
-  void Collect(Facts const& facts, bool withResolution) noexcept;
-  void AddProfile(Facts const& facts) noexcept;
+  Tags(Facts& of, bool highestFirst) noexcept : facts(of), bigEndian(highestFirst) {}
+
+  void Collect(Resolution resolution) noexcept;
+  void AddProfile() noexcept;
   void AddRaw(uint16_t tag, uint16_t type, uint32_t length, uint8_t const* value) noexcept;
   void Write(Out& out, uint32_t at) noexcept;
   unsigned Count() const noexcept { return count; }
@@ -149,6 +167,7 @@ class Tags {
       at[bigEndian ? size - 1 - i : i] = static_cast<uint8_t>(number >> 8 * i);
   }
 
+  Facts& facts;
   bool const bigEndian;
   unsigned count = 0;
   TagValue values[MOST] = {};
@@ -173,18 +192,18 @@ void Tags::AddRaw(uint16_t tag, uint16_t type, uint32_t length, uint8_t const* v
 
 void Tags::AddShort(uint16_t tag, unsigned number) noexcept {
   TagValue* const made = New(tag, SHORT, 1);
-  if (made && made->bytes.Make(2)) Store(made->bytes.data.get(), number, 2);
+  if (made && facts.Keep(made->bytes.Make(2))) Store(made->bytes.data.get(), number, 2);
 }
 
 void Tags::AddFraction(uint16_t tag, double number) noexcept {
   constexpr uint32_t PARTS = 1000;
   TagValue* const made = New(tag, RATIONAL, 1);
-  if (!made || !made->bytes.Make(8)) return;
+  if (!made || !facts.Keep(made->bytes.Make(8))) return;
   Store(made->bytes.data.get(), static_cast<uint32_t>(number * PARTS + 0.5), 4);
   Store(made->bytes.data.get() + 4, PARTS, 4);
 }
 
-void Tags::Collect(Facts const& facts, bool withResolution) noexcept {
+void Tags::Collect(Resolution resolution) noexcept {
   static constexpr struct {
     uint16_t tag;
     img::FileInfoKey key;
@@ -202,13 +221,13 @@ void Tags::Collect(Facts const& facts, bool withResolution) noexcept {
   if (unsigned const orientation = facts.Orientation()) AddShort(274, orientation);
   double const across = facts.Resolution(img::INFO_RESOLUTION_X),
                down = facts.Resolution(img::INFO_RESOLUTION_Y);
-  if (!withResolution || across == 0 || down == 0) return;
+  if (resolution == Resolution::APART || across == 0 || down == 0) return;
   AddFraction(282, across);
   AddFraction(283, down);
   AddShort(296, 2);  // inches
 }
 
-void Tags::AddProfile(Facts const& facts) noexcept {
+void Tags::AddProfile() noexcept {
   Bytes profile;
   facts.Profile(profile);
   TagValue* const made = profile.size ? New(34675, UNDEFINED, profile.size) : nullptr;
@@ -241,15 +260,15 @@ void Tags::Write(Out& out, uint32_t at) noexcept {
   }
 }
 
-/// The block of tags that PNG and JPEG files can have; empty without any, or without memory.
-void MakeExif(Tags& tags, Bytes& exif) noexcept {
+/// The block of tags that PNG and JPEG files can have; empty without any.
+void MakeExif(Facts& facts, Tags& tags, Bytes& exif) noexcept {
   Ref<Stream> memory;
   exif.size = 0;
-  if (tags.Count() == 0 || yk::Failed(MemStream::Create(memory.Receive()))) return;
+  if (tags.Count() == 0 || !facts.Keep(Succeeded(MemStream::Create(memory.Receive())))) return;
   Out out(*memory);
   out.Put("MM\0*\0\0\0\x8", 8);
   tags.Write(out, 8);
-  if (yk::Failed(out.result) || !exif.Read(*memory)) exif.size = 0;
+  if (!facts.Keep(Succeeded(out.result) && exif.Read(*memory))) exif.size = 0;
 }
 
 // ---- PNG
@@ -261,7 +280,7 @@ void PutChunk(Out& out, char const* kind, uint8_t const* data, uint32_t size) no
   out.Put(~Crc(data, size, Crc(reinterpret_cast<uint8_t const*>(kind), 4, ~0u)), 4);
 }
 
-void PutPngTexts(Out& out, Facts const& facts) noexcept {
+void PutPngTexts(Out& out, Facts& facts) noexcept {
   static constexpr struct {
     char const* head;  // keyword, not compressed, no language
     size_t size;
@@ -276,7 +295,7 @@ void PutPngTexts(Out& out, Facts const& facts) noexcept {
   for (auto const& [head, size, key] : TEXTS) {
     Bytes text, chunk;
     facts.Text(key, text);
-    if (!text.size || !chunk.Make(size + text.size)) continue;
+    if (!text.size || !facts.Keep(chunk.Make(size + text.size))) continue;
     memcpy(chunk.data.get(), head, size);
     memcpy(chunk.data.get() + size, text.data.get(), text.size);
     PutChunk(out, "iTXt", chunk.data.get(), chunk.size);
@@ -284,10 +303,10 @@ void PutPngTexts(Out& out, Facts const& facts) noexcept {
 }
 
 /// A zlib stream that is not compressed: profiles are small.
-void PutPngProfile(Out& out, Bytes const& profile) noexcept {
+void PutPngProfile(Out& out, Facts& facts, Bytes const& profile) noexcept {
   constexpr uint32_t MOST = 65535, PRIME = 65521;
   Ref<Stream> memory;
-  if (!profile.size || yk::Failed(MemStream::Create(memory.Receive()))) return;
+  if (!profile.size || !facts.Keep(Succeeded(MemStream::Create(memory.Receive())))) return;
   Out packed(*memory, false);
   packed.Put("ICC\0\0\x78\x01", 7);
   uint32_t low = 1, high = 0;
@@ -305,10 +324,11 @@ void PutPngProfile(Out& out, Bytes const& profile) noexcept {
   packed.bigEndian = true;
   packed.Put(high << 16 | low, 4);
   Bytes chunk;
-  if (Succeeded(packed.result) && chunk.Read(*memory)) PutChunk(out, "iCCP", chunk.data.get(), chunk.size);
+  if (facts.Keep(Succeeded(packed.result) && chunk.Read(*memory)))
+    PutChunk(out, "iCCP", chunk.data.get(), chunk.size);
 }
 
-void WritePng(Out& out, Bytes const& file, Facts const& facts) noexcept {
+void WritePng(Out& out, Bytes const& file, Facts& facts) noexcept {
   constexpr uint32_t HEAD = 33;  // signature and header
   double const across = facts.Resolution(img::INFO_RESOLUTION_X),
                down = facts.Resolution(img::INFO_RESOLUTION_Y);
@@ -317,9 +337,8 @@ void WritePng(Out& out, Bytes const& file, Facts const& facts) noexcept {
   Bytes profile, exif;
   facts.Profile(profile);
   out.Put(file.data.get(), HEAD);
-  PutPngProfile(out, profile);
+  PutPngProfile(out, facts, profile);
   if (hasResolution) {
-    Bytes chunk;
     uint32_t const sides[] = {static_cast<uint32_t>(across / INCH + 0.5),
                               static_cast<uint32_t>(down / INCH + 0.5)};
     uint8_t bytes[9] = {};
@@ -327,9 +346,9 @@ void WritePng(Out& out, Bytes const& file, Facts const& facts) noexcept {
     bytes[8] = 1;  // metres
     PutChunk(out, "pHYs", bytes, sizeof bytes);
   }
-  Tags tags(true);
-  if (facts.Orientation() > 1) tags.Collect(facts, false);
-  MakeExif(tags, exif);
+  Tags tags(facts, true);
+  if (facts.Orientation() > 1) tags.Collect(Tags::Resolution::APART);
+  MakeExif(facts, tags, exif);
   if (exif.size) PutChunk(out, "eXIf", exif.data.get(), exif.size);
   PutPngTexts(out, facts);
   for (uint32_t at = HEAD; at + 12 <= file.size;) {
@@ -366,7 +385,7 @@ void PutJpegProfile(Out& out, Bytes const& profile) noexcept {
   }
 }
 
-void WriteJpegFile(Out& out, Bytes& file, Facts const& facts) noexcept {
+void WriteJpegFile(Out& out, Bytes& file, Facts& facts) noexcept {
   uint8_t* const bytes = file.data.get();
   bool const hasJfif = file.size > 20 && Big(bytes, 4) == 0xFFD8FFE0 && memcmp(bytes + 6, "JFIF", 5) == 0;
   uint32_t const head = hasJfif ? 4 + Big(bytes + 4, 2) : 2;
@@ -380,10 +399,10 @@ void WriteJpegFile(Out& out, Bytes& file, Facts const& facts) noexcept {
     for (unsigned i = 0; i < 4; ++i) bytes[14 + i] = static_cast<uint8_t>(sides[i / 2] >> (i % 2 ? 0 : 8));
   }
   out.Put(bytes, head);
-  Tags tags(true);
-  tags.Collect(facts, true);
+  Tags tags(facts, true);
+  tags.Collect(Tags::Resolution::INCLUDED);
   Bytes exif, profile, comment;
-  MakeExif(tags, exif);
+  MakeExif(facts, tags, exif);
   if (exif.size && exif.size + 6 <= MOST_OF_SEGMENT)
     PutSegment(out, 0xE1, "Exif\0\0", 6, exif.data.get(), exif.size);
   facts.Profile(profile);
@@ -396,7 +415,7 @@ void WriteJpegFile(Out& out, Bytes& file, Facts const& facts) noexcept {
 // ---- TIFF
 
 /// A new directory after the file, with what the old one has.
-void WriteTiff(Out& out, Bytes& file, Facts const& facts) noexcept {
+void WriteTiff(Out& out, Bytes& file, Facts& facts) noexcept {
   uint8_t* const bytes = file.data.get();
   out.bigEndian = file.size && bytes[0] == 'M';
   auto const number = [&](uint32_t at, unsigned size) {
@@ -405,12 +424,12 @@ void WriteTiff(Out& out, Bytes& file, Facts const& facts) noexcept {
   uint32_t const old = file.size > 14 ? number(4, 4) : 0;
   uint32_t const count = old && old < file.size - 2 ? number(old, 2) : 0;
   if (count == 0 || count > 48 || (file.size - old - 2) / 12 < count) return out.Put(bytes, file.size);
-  Tags tags(out.bigEndian);
+  Tags tags(facts, out.bigEndian);
   for (uint32_t i = 0, at = old + 2; i < count; ++i, at += 12)
     tags.AddRaw(static_cast<uint16_t>(number(at, 2)), static_cast<uint16_t>(number(at + 2, 2)),
                 number(at + 4, 4), bytes + at + 8);
-  tags.Collect(facts, true);
-  tags.AddProfile(facts);
+  tags.Collect(Tags::Resolution::INCLUDED);
+  tags.AddProfile();
   uint32_t const at = (file.size + 1) & ~1u;
   out.Put(bytes, 4);
   out.Put(at, 4);
@@ -421,11 +440,11 @@ void WriteTiff(Out& out, Bytes& file, Facts const& facts) noexcept {
 
 struct FactsFormat {
   GUID const* container;
-  void (*write)(Out& out, Bytes& file, Facts const& facts);
+  void (*write)(Out& out, Bytes& file, Facts& facts);
 };
 
 constexpr FactsFormat FORMATS[] = {
-    {&GUID_ContainerFormatPng, [](Out& out, Bytes& file, Facts const& facts) { WritePng(out, file, facts); }},
+    {&GUID_ContainerFormatPng, [](Out& out, Bytes& file, Facts& facts) { WritePng(out, file, facts); }},
     {&GUID_ContainerFormatJpeg, WriteJpegFile},
     {&GUID_ContainerFormatTiff, WriteTiff},
 };
@@ -452,8 +471,10 @@ HRESULT FactsWriter::Finish(HRESULT result) noexcept {
   Bytes file;
   if (!file.Read(*encoded)) return Fail(E_OUTOFMEMORY, WRITE, L"not enough memory for a copy of the file");
   Out out(*stream);
-  FindFormat(container)->write(out, file, Facts(image));
+  Facts facts(image);
+  FindFormat(container)->write(out, file, facts);
   HRESULT written = out.result;
+  if (facts.lost) return Fail(E_OUTOFMEMORY, WRITE, L"not enough memory for what the image says of itself");
   if (Succeeded(written)) written = stream->GetState();  // bytes may be refused later
   return yk::Failed(written) ? FailSince(before, written, WRITE, L"it could not be written completely")
                              : S_OK;

@@ -58,9 +58,9 @@ HRESULT Apply(EncoderSetting const& setting, IPropertyBag2& options) noexcept {
   option.pstrName = const_cast<wchar_t*>(setting.property);
   VARIANT value;
   VariantInit(&value);
-  value.vt = setting.type;
-  setting.type == VT_BOOL ? void(value.boolVal = static_cast<VARIANT_BOOL>(setting.value))
-                          : void(value.bVal = static_cast<BYTE>(setting.value));
+  V_VT(&value) = setting.type;
+  setting.type == VT_BOOL ? void(V_BOOL(&value) = static_cast<VARIANT_BOOL>(setting.value))
+                          : void(V_UI1(&value) = static_cast<BYTE>(setting.value));
   HRESULT const result = options.Write(1, &option, &value);
   return FAILED(result) ? Fail(E_NOTIMPL, WRITE, L"the codec has no option %s", setting.property) : result;
 }
