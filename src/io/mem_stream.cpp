@@ -37,6 +37,10 @@ MemStream::~MemStream() {
 }
 
 HRESULT MemStream::Read(void* buffer, unsigned bytes, unsigned* done) noexcept {
+  if (!buffer && bytes > 0) {
+    if (done) *done = 0;
+    return FailNull("MemStream::Read", L"buffer");
+  }
   uint64_t const from = position;
   unsigned got = bytes;
   bool const advanced = Advance(got, Access::READ);
@@ -48,12 +52,16 @@ HRESULT MemStream::Read(void* buffer, unsigned bytes, unsigned* done) noexcept {
 
 HRESULT MemStream::Write(void const* buffer, unsigned bytes, unsigned* done) noexcept {
   uint64_t const from = position;
-  if (HasRoom(from + bytes)) {
+  if (buffer && HasRoom(from + bytes)) {
     CopyFew(data + from, buffer, bytes);
     position += bytes;
     size = std::max(size, position);
     if (done) *done = bytes;
     return S_OK;
+  }
+  if (!buffer && bytes > 0) {
+    if (done) *done = 0;
+    return Note(FailNull("MemStream::Write", L"buffer"));
   }
   unsigned room = bytes;
   bool const advanced = Advance(room, Access::WRITE);

@@ -85,6 +85,15 @@ TEST(MemStream, ShrunkBlockIsNeverOverrun) {
   EXPECT_EQ(stream->Read(&c, 1), E_FAIL) << "reading at the very end fails";
 }
 
+TEST(MemStream, RefusesNull) {
+  Ref<Stream> const stream = Memory("text");
+  unsigned done = 7;
+  ExpectFailures({{E_INVALIDARG, L"buffer is null", [&] { return stream->Write(nullptr, 10, &done); }},
+                  {E_INVALIDARG, L"buffer is null", [&] { return stream->Read(nullptr, 1, &done); }}});
+  EXPECT_TRUE(done == 0 && AsMem(stream)->GetFailure() == E_INVALIDARG && Content(*stream) == "text");
+  EXPECT_EQ(stream->Write(nullptr, 0, nullptr), S_OK);
+}
+
 TEST(MemStream, ShowsABlockOfTheStatedSize) {
   std::string const piece(5000, 'a');
   for (unsigned const shownAt : {0u, 30u, 99u}) {

@@ -19,7 +19,8 @@
 // Ownership: a block that the stream allocated is freed with it, unless GetHandle(false) passes it to the
 // caller; an attached block or buffer stays its owner's.
 // Failures: result codes, and LastError() says why (error.h). Unlike in other streams, a read at the very
-// end returns E_FAIL (contract); it records nothing.
+// end returns E_FAIL (contract); it records nothing. Reading into or writing from null is E_INVALIDARG, and
+// moves nothing, unless the size is 0.
 #pragma once
 
 #include <qecore/io/stream.h>
