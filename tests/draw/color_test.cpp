@@ -5,6 +5,10 @@
 
 using namespace yk;
 
+TEST(Colour, HasRedInItsLowestByte) {
+  EXPECT_EQ(std::pair(Rgba(1, 2, 3), Rgba(0xFF, 0x80, 0x40, 0x20)), std::pair(0xFF030201u, 0x204080FFu));
+}
+
 TEST(Adjustment, LiftsAndContrasts) {
   std::tuple<int, int, int, int> const rows[] = {
       {0, 0, 7, 7},       {30, 0, 128, 173},      {30, 0, 255, 255},   {-30, 0, 60, 30},

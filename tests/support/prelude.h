@@ -28,7 +28,5 @@ yk::Ref<T> Own(T* made) {
 /// A variant of a value.
 template <class... Arguments>
 yk::Variant Made(Arguments... arguments) {
-  yk::Variant v;
-  v.Init(arguments...);
-  return v;
+  return yk::Variant(arguments...);
 }

@@ -28,6 +28,22 @@ Ints Elements(Array* array) {
   return elements;
 }
 
+TEST(Arrays, AreWalkedInLoops) {
+  int numbers[] = {3, 1, 2}, sum = 0;
+  Ref<Array> const empty = Own(Array::Create(0)), pointers = Own(Array::Create(0));
+  Ref<DataArray> const records = Own(DataArray::Create());
+  records->SetRecord(sizeof(int), nullptr);
+  for (int& number : numbers) {
+    pointers->Add(&number);
+    *static_cast<int*>(records->AtInsert(records->Count())) = number;
+  }
+  for (int const* number : pointers->Each<int>()) sum = 10 * sum + *number;
+  for (int& number : records->Each<int>()) sum = 10 * sum + number;
+  EXPECT_EQ(sum, 312312);
+  EXPECT_EQ((Sizes{records->Each<char>().size(), empty->Each<int>().size()}), Sizes(2));
+  EXPECT_EQ(pointers->end() - pointers->begin() + (empty->end() - empty->begin()), 3);
+}
+
 TEST(Array, EditsInRangeThroughItsSlots) {
   Ref<Array> const array = Numbers({1, 2, 3});
   Array* const a = array.get();

@@ -3,14 +3,26 @@
 #include <qecore/values/string.h>
 #include <windows.h>
 
+#include <algorithm>
+#include <string_view>
+
 #include "support/prelude.h"
 
 namespace {
 
 using namespace yk;
+using namespace std::string_view_literals;
 
 wstring Characters(String const& s) { return wstring(s.c_str(), s.Length()); }
 void* BlockOf(String const& s) { return Field<void*>(&s, 0); }
+
+TEST(String, IsARangeAndAView) {
+  for (std::wstring_view const text : {L""sv, L"a\0b"sv}) {
+    String const string(text.data(), text.size());
+    std::wstring_view const view = string;
+    EXPECT_TRUE(view == text && std::ranges::equal(string, text) && string == text);
+  }
+}
 
 TEST(String, ABlockIsALengthTheCharactersAndRoomInStepsOf32) {
   for (auto [length, bytes] : {std::pair<size_t, size_t>{1, 72}, {31, 72}, {32, 136}, {63, 136}, {64, 200}}) {

@@ -6,6 +6,7 @@
 //   Ref<Stream> kept = Ref<Stream>::Share(borrowed);                 // borrowed: share, adding a reference
 //   return map.Detach();                                             // passed on: detach
 //   if (Ref<FileStream> file = stream.Query<FileStream>()) ...       // another interface, or null
+//   if (Image2d* picture = Cast<Image2d>(loaded)) ...                // a derived class, or null
 //
 // A Ref to a class converts to a Ref to a base of it.
 //
@@ -95,5 +96,21 @@ class Ref {
 
   T* object = nullptr;
 };
+
+/// The object as a class derived from its own, borrowed; null if there is none, or IsTypeOf denies it. For
+/// classes with an identifier of their own, which IsTypeOf confirms: not Map, which does not, and not Serializer and
+/// Deserializer, which have none.
+template <class To, class From>
+[[nodiscard]] To* Cast(From* object) noexcept {
+  return object && object->IsTypeOf(To::Id()) ? static_cast<To*>(object) : nullptr;
+}
+
+/// The same with its reference, which is released if it is another class:
+/// `Cast<Image2d>(Ref<AbstractImage>::Adopt(AbstractImage::Load(path)))`.
+template <class To, class From>
+[[nodiscard]] Ref<To> Cast(Ref<From> object) noexcept {
+  To* const found = Cast<To>(object.get());
+  return Ref<To>::Adopt(found ? static_cast<To*>(object.Detach()) : nullptr);
+}
 
 }  // namespace yk

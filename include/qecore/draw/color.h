@@ -5,6 +5,8 @@
 //          | alpha  |  blue   |  green  |   red   |     alpha 255 is opaque
 //          +--------+---------+---------+---------+
 //
+//   dc->SetColor(Rgba(255, 128, 0));              // orange, opaque
+//
 //   IADJUSTMENT brighter;
 //   brighter.Init(30, 10);                        // a lift of 30, a contrast of 10
 //   brighter.Translate(grey, width);
@@ -15,6 +17,11 @@
 #include <qecore/core/base.h>
 
 namespace yk {
+
+/// A colour of its channels, 0 to 255, opaque unless stated otherwise: `Rgba(255, 0, 0)` is red.
+constexpr unsigned Rgba(uint8_t red, uint8_t green, uint8_t blue, uint8_t alpha = 255) noexcept {
+  return unsigned{alpha} << 24 | unsigned{blue} << 16 | unsigned{green} << 8 | red;
+}
 
 /// Blends each of the four channels: weight t for c0, 1 - t for c1, in steps of 1/255. A t outside 0..1 is
 /// not clamped: the weights are then outside 0..255 and each channel keeps the low 8 bits of the result.

@@ -3,6 +3,8 @@
 //   Ref<Array> shapes = Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()));
 //   shapes->Add(shape);                                   // the array now owns this reference
 //
+//   for (Shape* each : shapes->Each<Shape>()) each->Draw();
+//
 //   Ref<SortedArray> names = Ref<SortedArray>::Adopt(SortedArray::Create(ByName, nullptr));
 //   int const at = names->Find(L"sunset");                // -1: not found
 //
@@ -25,6 +27,7 @@
 #pragma once
 
 #include <qecore/core/implements.h>
+#include <qecore/core/sequence.h>
 
 namespace yk {
 
@@ -54,6 +57,15 @@ class Array : public Implements<Array, Unknown> {
   int Count() const noexcept { return count; }
   /// The index of the first occurrence of this pointer, or -1.
   int Find(void const* element) noexcept { return FindItem(element); }
+
+  /// The elements in their order, borrowed until the array changes.
+  void* const* begin() const noexcept { return elements; }
+  void* const* end() const noexcept { return elements + count; }
+  /// The same as pointers to what they point to, which is up to the caller.
+  template <class T>
+  Sequence<T* const> Each() const noexcept {
+    return {reinterpret_cast<T* const*>(elements), static_cast<size_t>(count)};
+  }
 
   /// The element; null, with a report, out of range.
   YK_API virtual void* At(int index) noexcept;
@@ -156,6 +168,12 @@ class DataArray : public Implements<DataArray, Unknown> {
 
   /// The number of elements.
   int Count() const noexcept { return count; }
+
+  /// The records, borrowed until the array changes; none if their size is not that of `T`.
+  template <class T>
+  Sequence<T> Each() const noexcept {
+    return {reinterpret_cast<T*>(buffer), recordSize == sizeof(T) ? static_cast<size_t>(count) : 0};
+  }
 
   /// Sets the record size in bytes and the function called on each record before it is removed. YK_E_EMPTY:
   /// a buffer exists already.

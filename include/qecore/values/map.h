@@ -1,9 +1,8 @@
 // yk::Map: a property bag: Variants, keyed by unsigned 32-bit numbers.
 //
 //   Ref<Map> map = Ref<Map>::Adopt(Map::Create());
-//   Variant v;
-//   v.Init(L"sunset");
-//   map->SetValue(1, v);
+//   map->SetValue(1, Variant(L"sunset"));
+//   for (Map::Entry const& entry : *map) Show(entry.key, entry.value);
 //
 //   slot   6 GetValue   7 SetValue   8 Save   9 Load   10 Remove   11 Lookup   12 DeleteThis
 //
@@ -30,6 +29,13 @@ class Map : public Destroys<Map, qe_Streamable> {
  public:
   static Guid const& Id() noexcept { return ids::MAP; }
 
+  /// A key and its value.
+  struct Entry {
+    unsigned key;   ///< unique, except in a loaded map
+    Variant value;  ///< the map's own
+  };
+  static_assert(sizeof(Entry) == 20 && offsetof(Entry, value) == 4);
+
   /// A new empty map, or null.
   YK_API static Map* Create() noexcept;
   /// Registers the class under the name "Map". \return the registry's result
@@ -37,6 +43,9 @@ class Map : public Destroys<Map, qe_Streamable> {
 
   /// The number of entries.
   unsigned Count() const noexcept { return count; }
+  /// The entries in their order, borrowed until the map changes.
+  Entry const* begin() const noexcept { return entries; }
+  Entry const* end() const noexcept { return entries + count; }
 
   /// Supports its own identifier and those of qe_Streamable. Contract: IsTypeOf is inherited from
   /// qe_Streamable, and is false for the map's own identifier.
@@ -61,11 +70,6 @@ class Map : public Destroys<Map, qe_Streamable> {
  private:
   friend Destroys;
 
-  struct Entry {
-    unsigned key;
-    Variant value;
-  };
-  static_assert(sizeof(Entry) == 20 && offsetof(Entry, value) == 4);
   class Index;
 
   Map() noexcept = default;

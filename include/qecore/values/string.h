@@ -77,6 +77,19 @@ class String {
   wchar_t* GetBuffer() noexcept { return block ? Text(block) : nullptr; }
   wchar_t const* GetBuffer() const noexcept { return block ? Text(block) : nullptr; }
 
+  /// All characters, zeros included, for loops and algorithms; the terminator is at the end.
+  wchar_t const* begin() const noexcept { return c_str(); }
+  wchar_t const* end() const noexcept { return c_str() + Length(); }
+
+  /// A view of the characters, as std::wstring_view; for the classes that are made of an address and a length
+  /// and have remove_prefix. Borrowed until the string changes.
+  template <class View>
+  requires requires(View& view, wchar_t const* text, size_t length) {
+    View(text, length);
+    view.remove_prefix(length);
+  }
+  operator View() const noexcept { return View(c_str(), Length()); }
+
   /// The character at `index`; zero out of range.
   YK_API wchar_t At(size_t index) const noexcept;
   YK_API bool SetAt(size_t index, wchar_t c) noexcept;

@@ -1,7 +1,6 @@
 // yk::Variant: a tagged value of one of a fixed set of types.
 //
-//   Variant v;
-//   v.Init(L"42");
+//   Variant v(L"42");                               // or, later, v.Init(L"42")
 //   int number;
 //   if (v.Get(number)) ...          // 42: types are converted where that makes sense
 //
@@ -92,6 +91,32 @@ class Variant {
   Variant(Variant const& other) noexcept { Init(other); }
   /// Takes over the payload of `other`, owned or borrowed, and leaves `other` empty.
   Variant(Variant&& other) noexcept { Swap(other); }
+  /// Of a value, as its Init. No other pointer is taken for a truth value.
+  explicit Variant(bool v) noexcept { Init(v); }
+  explicit Variant(uint8_t v) noexcept { Init(v); }
+  explicit Variant(short v) noexcept { Init(v); }
+  explicit Variant(unsigned short v) noexcept { Init(v); }
+  explicit Variant(int v) noexcept { Init(v); }
+  explicit Variant(unsigned int v) noexcept { Init(v); }
+  explicit Variant(long v) noexcept { Init(static_cast<int>(v)); }
+  explicit Variant(unsigned long v) noexcept { Init(static_cast<unsigned int>(v)); }
+  explicit Variant(int64_t v) noexcept { Init(v); }
+  explicit Variant(uint64_t v) noexcept { Init(v); }
+  explicit Variant(float v) noexcept { Init(v); }
+  explicit Variant(double v) noexcept { Init(v); }
+  explicit Variant(Unknown* object) noexcept { Init(object); }
+  explicit Variant(char const* text, unsigned how = 0) noexcept { Init(text, how); }
+  explicit Variant(wchar_t const* text, unsigned how = 0) noexcept { Init(text, how); }
+  explicit Variant(String const& text, bool borrow = false) noexcept { Init(text, borrow); }
+  Variant(void const* data, unsigned bytes, bool borrow) noexcept { Init(data, bytes, borrow); }
+  explicit Variant(point2d const& v, bool borrow = false) noexcept { Init(v, borrow); }
+  explicit Variant(point2df const& v, bool borrow = false) noexcept { Init(v, borrow); }
+  explicit Variant(point3d const& v, bool borrow = false) noexcept { Init(v, borrow); }
+  explicit Variant(point3df const& v, bool borrow = false) noexcept { Init(v, borrow); }
+  explicit Variant(matrix2d const& v, bool borrow = false) noexcept { Init(v, borrow); }
+  explicit Variant(matrix3d const& v, bool borrow = false) noexcept { Init(v, borrow); }
+  explicit Variant(void const*) = delete;
+
   Variant& operator=(Variant const& other) noexcept {
     Init(other);
     return *this;
