@@ -10,6 +10,7 @@
 #include <new>
 #include <utility>
 
+#include "attachments_p.h"
 #include "core/error_p.h"
 #include "core/registry_p.h"
 #include "device_context_p.h"
@@ -65,6 +66,7 @@ class Belongings {
 
   // Keeps one of the device contexts, without the bitmap. \return null when it is not one of them
   [[nodiscard]] HDC Spare(HDC wanted) noexcept {
+    if (!wanted) return nullptr;
     if (wanted != own && wanted != noted) return nullptr;
     bool const isOwn = wanted == own;
     Unselect(wanted, isOwn ? before : nullptr);
@@ -92,6 +94,26 @@ HRESULT MakeSurface(IDC& dc, int w, int h) noexcept {
   return S_OK;
 }
 
+// The memory device context may be null.
+HRESULT AttachTo(IDC& dc, HDC memory, Image2d& image) noexcept {
+  constexpr char OPERATION[] = "IDC::Attach";
+  img::FormatFacts const& facts = img::GetFacts(image.format);
+  if (!facts.drawn) return Fail(E_INVALIDARG, OPERATION, L"the image is %S, not bgr24 or bgra32", facts.name);
+  Attachments::Add(dc, image);
+  if (OwnsSurface(dc)) dc.foreignDC = Belongings(dc).Spare(memory);
+  dc.mode = IDC::MODE_PAINT;
+  dc.width = image.width;
+  dc.height = image.height;
+  dc.bits = image.bits;
+  dc.stride = image.stride;
+  dc.clip = {0, 0, image.width, image.height};
+  dc.originX = dc.originY = 0;
+  dc.bytesPerPixel = image.bytesPerPixel;
+  dc.memoryDC = memory;
+  dc.hasAlpha = img::HasAlpha(image.format);
+  return S_OK;
+}
+
 // A rectangle of the surface to be copied to (x, y) of another device context.
 struct Part {
   int sourceX, sourceY, w, h, x, y;
@@ -115,6 +137,8 @@ HRESULT StretchTo(HDC target, IDC const& dc, Part const& part) noexcept {
 // ---- the object
 
 HRESULT draw::Report(IDC const& dc, char const* operation, HRESULT result) noexcept {
+  if (result != S_OK && Attachments::IsLost(dc))
+    return Fail(E_FAIL, operation, L"the attached image was released, freed or created anew");
   if (Succeeded(result)) return result;
   if (!dc.bits)
     return Fail(result, operation, L"there is no surface: none was created and no image is attached");
@@ -130,6 +154,7 @@ IDC* IDC::Create() noexcept { return Made(new (std::nothrow) IDC, "IDC::Create")
 HRESULT IDC::Register() noexcept { return RegisterOwn<IDC>(Id(), "RGBA device context"); }
 
 IDC::~IDC() {
+  Attachments::Forget(*this);
   FreeSurface(*this);
   Ref<Array>::Adopt(colourStack).Reset();
 }
@@ -147,25 +172,16 @@ bool IDC::IsTypeOf(Guid const& id) noexcept { return id == Id() || Unknown::IsTy
 // ---- the surface
 
 HRESULT IDC::Attach(HDC dc, Image2d* image) noexcept {
-  constexpr char OPERATION[] = "IDC::Attach";
-  if (!dc || !image) return FailNull(OPERATION, dc ? L"image" : L"dc");
-  img::FormatFacts const& facts = img::GetFacts(image->format);
-  if (!facts.drawn) return Fail(E_INVALIDARG, OPERATION, L"the image is %S, not bgr24 or bgra32", facts.name);
-  if (OwnsSurface(*this)) foreignDC = Belongings(*this).Spare(dc);
-  mode = MODE_PAINT;
-  width = image->width;
-  height = image->height;
-  bits = image->bits;
-  stride = image->stride;
-  clip = {0, 0, width, height};
-  originX = originY = 0;
-  bytesPerPixel = image->bytesPerPixel;
-  memoryDC = dc;
-  hasAlpha = img::HasAlpha(image->format);
-  return S_OK;
+  if (!dc || !image) return FailNull("IDC::Attach", dc ? L"image" : L"dc");
+  return AttachTo(*this, dc, *image);
+}
+
+HRESULT IDC::Attach(Image2d* image) noexcept {
+  return image ? AttachTo(*this, nullptr, *image) : FailNull("IDC::Attach", L"image");
 }
 
 HRESULT IDC::Detach() noexcept {
+  Attachments::Forget(*this);
   // kept where ReleaseDC and the destructor look next, since an owned device context would leak otherwise
   if (OwnsSurface(*this) && memoryDC) foreignDC = memoryDC;
   bits = nullptr;
@@ -196,6 +212,7 @@ HRESULT IDC::Create(int w, int h) noexcept {
     SetViewportOrgEx(memoryDC, 0, 0, nullptr);
     return S_OK;
   }
+  Attachments::Forget(*this);
   FreeSurface(*this);
   HRESULT const result = MakeSurface(*this, w, h);
   if (Succeeded(result)) return result;
@@ -269,13 +286,13 @@ HRESULT IDC::SetColor(unsigned newColour) noexcept {
 
 unsigned IDC::GetPixel(int x, int y) noexcept {
   unsigned char const* const p = FindPixel(*this, x, y);
-  if (!p) return 0;
+  if (!p) return draw::Report(*this, "IDC::GetPixel", S_FALSE), 0;
   return OPAQUE_BLACK | unsigned{p[0]} << 16 | unsigned{p[1]} << 8 | unsigned{p[2]};
 }
 
 bool IDC::BlendPixel(int x, int y, unsigned tint) noexcept {
   unsigned char* const pixel = FindPixel(*this, x, y);
-  if (!pixel) return false;
+  if (!pixel) return draw::Report(*this, "IDC::BlendPixel", S_FALSE), false;
   raster::BlendInto(pixel, tint);
   return true;
 }
@@ -307,7 +324,9 @@ HRESULT IDC::SetLinePattern(unsigned pattern) noexcept {
 }
 
 unsigned char* IDC::GetPixelAddress(int y, int x) noexcept {
-  return bits ? draw::SurfaceOf(*this).At(x, y) : nullptr;
+  if (bits) return draw::SurfaceOf(*this).At(x, y);
+  draw::Report(*this, "IDC::GetPixelAddress", S_FALSE);
+  return nullptr;
 }
 
 }  // namespace yk

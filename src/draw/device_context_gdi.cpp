@@ -366,7 +366,7 @@ HRESULT IDC::DrawPolygon(POINT const* points, int count, unsigned fill, unsigned
   if (!points) return FailNull(OPERATION, L"points");
   if (count < 0 || penWidth < 0)
     return Fail(E_INVALIDARG, OPERATION, L"the count or the pen width is negative");
-  if (count < 2 || !bits) return S_FALSE;
+  if (count < 2 || !bits) return draw::Report(*this, OPERATION, S_FALSE);
   return draw::Report(*this, OPERATION, PaintPolygon(*this, points, count, {fill, outline, penWidth}));
 }
 

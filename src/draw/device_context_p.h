@@ -41,7 +41,8 @@ inline raster::Paint PaintOf(IDC const& dc) noexcept { return PaintOf(dc, dc.col
 /// Whether the current mode exists and works on the surface.
 inline bool CanPaint(IDC const& dc) noexcept { return raster::CanPaint(SurfaceOf(dc), ModeOf(dc.mode)); }
 
-/// Records why an operation painted nothing, if it failed. \return `result`
+/// Records why an operation painted nothing, if it failed. \return `result`; E_FAIL instead of S_FALSE when
+/// the pixels are gone
 HRESULT Report(IDC const& dc, char const* operation, HRESULT result) noexcept;
 
 }  // namespace yk::draw

@@ -5,11 +5,14 @@
 #include <qecore/core/ref.h>
 #include <qecore/draw/color.h>
 #include <qecore/image/image.h>
+#include <string.h>
 
 #include <algorithm>
 
+#include "core/buffer_p.h"
 #include "core/error_p.h"
 #include "device_context_p.h"
+#include "image/convert_p.h"
 
 namespace yk {
 namespace {
@@ -49,7 +52,68 @@ template <class Change>
 HRESULT ChangeAlpha(IDC const& dc, char const* operation, xrect2d const& r, Change change) noexcept {
   Surface const surface = SurfaceOf(dc);
   if (!surface.hasAlpha) return draw::Report(dc, operation, YK_E_EMPTY);
-  return change(surface, Shifted(dc, r));
+  return draw::Report(dc, operation, change(surface, Shifted(dc, r)));
+}
+
+// The part of an image that falls inside the clip.
+struct Placement {
+  xrect2d area;            // on the surface
+  int64_t dx = 0, dy = 0;  // where the image's pixel (0, 0) is; 64-bit, since callers may pass any position
+
+  // False when there is no such part.
+  bool Set(IDC const& dc, Image2d const& source, int x, int y, xrect2d const* sourceRect) noexcept {
+    xrect2d const whole(0, 0, source.width, source.height);
+    xrect2d const wanted = sourceRect ? *sourceRect : whole;
+    xrect2d part = wanted;
+    if (!source.bits || !whole.Clip(part)) return false;
+    dx = int64_t{x} + dc.originX - wanted.left;
+    dy = int64_t{y} + dc.originY - wanted.top;
+    area = xrect2d(ClampToInt(part.left + dx), ClampToInt(part.top + dy), ClampToInt(part.right + dx),
+                   ClampToInt(part.bottom + dy));
+    return SurfaceOf(dc).Clip(area);
+  }
+
+  int Column() const noexcept { return static_cast<int>(area.left - dx); }
+  int Row(int y) const noexcept { return static_cast<int>(y - dy); }
+};
+
+// The colour of a pixel of less than a byte: a palette entry has the channels in their order.
+unsigned IndexedColour(Image2d const& source, unsigned char const* row, int x) noexcept {
+  unsigned const first = static_cast<unsigned>(x) * source.bitsPerPixel,
+                 shift = 8 - source.bitsPerPixel - first % 8;
+  unsigned const index = row[first / 8] >> shift & ((1u << source.bitsPerPixel) - 1);
+  unsigned colour;
+  memcpy(&colour, source.palette + index, sizeof colour);
+  return colour;
+}
+
+// Pixels of a row as packed colours, from one on. False when their format cannot be converted.
+bool ReadColours(Image2d& source, int row, int from, Buffer<unsigned>& colours) noexcept {
+  unsigned char const* const pixels = source.GetLineEx(row, from);
+  if (!source.bytesPerPixel) {
+    for (unsigned& colour : colours) colour = IndexedColour(source, pixels, from++);
+    return true;
+  }
+  int const count = static_cast<int>(colours.Count());
+  if (Failed(img::ConvertRow({pixels, source.format, source.palette}, {colours.begin(), IMG_BGRA32}, count)))
+    return false;
+  for (unsigned& colour : colours) {  // red and blue change places
+    colour = (colour & 0xFF00FF00) | (colour >> 16 & 0xFF) | (colour & 0xFF) << 16;
+  }
+  return true;
+}
+
+// Paints one row of the surface.
+void PaintColours(IDC const& dc, unsigned const* colours, xrect2d const& row) noexcept {
+  Surface const surface = SurfaceOf(dc);
+  if (dc.mode == IDC::MODE_PAINT) {
+    raster::BlendColumns(surface, row, [&](int x) { return colours[x - row.left]; });
+    return;
+  }
+  for (int x = row.left; x < row.right; ++x) {
+    raster::RowFill const fill({draw::ModeOf(dc.mode), colours[x - row.left]}, surface.bytesPerPixel);
+    fill(surface.At(x, row.top), 1);
+  }
 }
 
 }  // namespace
@@ -71,8 +135,10 @@ HRESULT IDC::FillRectWith(int x, int y, int w, int h, ColorCallback callback, vo
 HRESULT IDC::FillRectWith(xrect2d const& r, ColorCallback callback, void* context) noexcept {
   if (!callback) return FailNull("IDC::FillRectWith", L"callback");
   Ref<IDC> const held = Ref<IDC>::Share(this);
-  return raster::BlendPixels(SurfaceOf(*this), Shifted(*this, r),
-                             [=, this](int x, int y) { return callback(x - originX, y - originY, context); });
+  return draw::Report(*this, "IDC::FillRectWith",
+                      raster::BlendPixels(SurfaceOf(*this), Shifted(*this, r), [=, this](int x, int y) {
+                        return callback(x - originX, y - originY, context);
+                      }));
 }
 
 HRESULT IDC::FillGradientV(xrect2d const& r, unsigned first, unsigned second) noexcept {
@@ -80,14 +146,16 @@ HRESULT IDC::FillGradientV(xrect2d const& r, unsigned first, unsigned second) no
   HRESULT const result = raster::FillRows(SurfaceOf(*this), draw::ModeOf(mode), whole, [&](int y) {
     return BlendColor(second, first, Progress(y, whole.top, whole.bottom));
   });
-  return result == S_FALSE ? S_FALSE : S_OK;  // contract: even for an unknown mode
+  if (result == S_FALSE) return draw::Report(*this, "IDC::FillGradientV", result);
+  return S_OK;  // contract: even for an unknown mode
 }
 
 HRESULT IDC::FillGradientH(xrect2d const& r, unsigned first, unsigned second) noexcept {
   xrect2d const whole = Shifted(*this, r);
-  return raster::BlendColumns(SurfaceOf(*this), whole, [&](int x) {
+  HRESULT const result = raster::BlendColumns(SurfaceOf(*this), whole, [&](int x) {
     return BlendColor(second, first, Progress(x, whole.left, whole.right));
   });
+  return draw::Report(*this, "IDC::FillGradientH", result);
 }
 
 // ---- frames
@@ -145,29 +213,36 @@ HRESULT IDC::FrameBevel(xrect2d const& r, unsigned light, unsigned dark, int fra
 
 HRESULT IDC::DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect, PixelCallback callback,
                        void* context) noexcept {
-  if (!source || !callback) return FailNull("IDC::DrawImage", source ? L"callback" : L"source");
-  xrect2d const whole(0, 0, source->width, source->height);
-  xrect2d const wanted = sourceRect ? *sourceRect : whole;
-  xrect2d part = wanted;
-  if (!source->bits || !whole.Clip(part)) return S_FALSE;
-
-  // the position of the source's pixel (0, 0) on the surface; 64-bit, since callers may pass any position
-  int64_t const dx = int64_t{x} + originX - wanted.left;
-  int64_t const dy = int64_t{y} + originY - wanted.top;
-  Surface const surface = SurfaceOf(*this);
-  xrect2d area(ClampToInt(part.left + dx), ClampToInt(part.top + dy), ClampToInt(part.right + dx),
-               ClampToInt(part.bottom + dy));
-  if (!surface.Clip(area)) return S_FALSE;
+  constexpr char OPERATION[] = "IDC::DrawImage";
+  if (!source || !callback) return FailNull(OPERATION, source ? L"callback" : L"source");
+  Placement place;
+  if (!place.Set(*this, *source, x, y, sourceRect)) return draw::Report(*this, OPERATION, S_FALSE);
   Ref<IDC> const held = Ref<IDC>::Share(this);
   Ref<Image2d> const heldSource = Ref<Image2d>::Share(source);
-  raster::ForEachRowDown(surface, area, [&](unsigned char* pixel, int row) {
-    int const from = static_cast<int>(area.left - dx);
-    unsigned char const* sourcePixel = source->GetLineEx(static_cast<int>(row - dy), from);
-    for (size_t i = raster::Width(area); i > 0;
+  raster::ForEachRowDown(SurfaceOf(*this), place.area, [&](unsigned char* pixel, int row) {
+    unsigned char const* sourcePixel = source->GetLineEx(place.Row(row), place.Column());
+    for (size_t i = raster::Width(place.area); i > 0;
          --i, pixel += bytesPerPixel, sourcePixel += source->bytesPerPixel) {
       callback(pixel, sourcePixel, context);
     }
   });
+  return S_OK;
+}
+
+HRESULT IDC::DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect) noexcept {
+  constexpr char OPERATION[] = "IDC::DrawImage";
+  if (!source) return FailNull(OPERATION, L"source");
+  Placement place;
+  if (!place.Set(*this, *source, x, y, sourceRect)) return draw::Report(*this, OPERATION, S_FALSE);
+  if (!draw::CanPaint(*this)) return draw::Report(*this, OPERATION, E_NOTIMPL);
+  Buffer<unsigned> colours;
+  if (!colours.Resize(raster::Width(place.area))) return draw::Report(*this, OPERATION, E_OUTOFMEMORY);
+  for (int row = place.area.top; row < place.area.bottom; ++row) {
+    if (!ReadColours(*source, place.Row(row), place.Column(), colours))
+      return Fail(E_INVALIDARG, OPERATION, L"%S pixels cannot be painted",
+                  img::GetFacts(source->format).name);
+    PaintColours(*this, colours.begin(), {place.area.left, row, place.area.right, row + 1});
+  }
   return S_OK;
 }
 
@@ -200,7 +275,7 @@ HRESULT IDC::Adjust(xrect2d const* r, int a, int b, IADJUSTMENT* adjustment) noe
   if (!adjustment) return FailNull("IDC::Adjust", L"adjustment");
   Surface const surface = SurfaceOf(*this);
   xrect2d area = r ? Shifted(*this, *r) : clip;
-  if (!surface.Clip(area)) return S_FALSE;
+  if (!surface.Clip(area)) return draw::Report(*this, "IDC::Adjust", S_FALSE);
   if (adjustment->lift != a || adjustment->contrast != b) adjustment->Init(a, b);
   return raster::Translate(surface, area, adjustment->table);
 }

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <new>
 
+#include "attached_p.h"
 #include "convert_p.h"
 #include "core/dying_p.h"
 #include "core/error_p.h"
@@ -29,6 +30,8 @@ static_assert(offsetof(Image2d, width) == 68 && offsetof(Image2d, height) == 72 
               offsetof(Image2d, stride) == 76);
 static_assert(offsetof(Image2d, paletteCount) == 80 && offsetof(Image2d, bitsPerPixel) == 82);
 static_assert(offsetof(Image2d, bytesPerPixel) == 84 && offsetof(Image2d, flags) == 85);
+
+constinit std::atomic<void (*)(Image2d const&) noexcept> img::Attached::pixelsGo = nullptr;
 
 /// The allocator that owns the pixels.
 enum class img::Memory : uint32_t {
@@ -144,9 +147,9 @@ void Discard(Pixels const& pixels) noexcept {
   if (pixels.memory == Memory::GLOBAL) FreeGlobal(pixels.handle);
 }
 
-/// A 30-bit mark of an address: the eight-byte unit that it is in, modulo 4 GB; 0 for null.
+/// A 29-bit mark of an address: the 16-byte unit that it is in, modulo 4 GB; 0 for null.
 uint32_t MarkOf(void const* address) noexcept {
-  return address ? static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address)) >> 2 | 1 : 0;
+  return address ? static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address)) >> 3 | 1 : 0;
 }
 
 }  // namespace
@@ -195,6 +198,7 @@ void* Image2d::DeleteThis(unsigned how) noexcept { return DeleteSelf(how); }
 
 HRESULT Image2d::Free() noexcept {
   if (!bits) return S_FALSE;
+  if (isAttached) img::Attached::Tell(*this);
   if (img::GetFacts(format).paletteEntries) freedPalette = MarkOf(palette);
   Discard({memory, handle, bits});
   memory = Memory::HEAP;

@@ -8,6 +8,7 @@
 #include "convert_p.h"
 #include "core/error_p.h"
 #include "premultiply_kernels_p.h"
+#include "properties_p.h"
 #include "row_kernels_p.h"
 #include "shared_rows_p.h"
 
@@ -66,6 +67,22 @@ void FillPixels(Image2d& image, uint8_t const* pixel) noexcept {
 void FillRows(Image2d& image, int value) noexcept {
   size_t const size = static_cast<size_t>(std::max(image.stride, 0));
   for (int y : RowsOf(image)) memset(image.GetLine(y), value, size);
+}
+
+/// Between images of the same format.
+void CopyPalette(Image2d const& from, Image2d& to) noexcept {
+  if (!img::GetFacts(from.format).paletteEntries || !from.palette) return;
+  memcpy(to.palette, from.palette, std::min(from.paletteCount, to.paletteCount) * sizeof(IMG_PALENTRY));
+}
+
+HRESULT CopyPixels(Image2d const& from, Image2d& to) noexcept {
+  to.flags = from.flags;
+  if (!from.bits) return S_OK;
+  HRESULT const created = to.Create(from.format, from.width, from.height);
+  if (Failed(created)) return created;
+  memcpy(to.bits, from.bits, static_cast<size_t>(from.stride) * static_cast<size_t>(from.height));
+  CopyPalette(from, to);
+  return S_OK;
 }
 
 constexpr char CLEAR[] = "Image2d::ClearColor";
@@ -144,9 +161,7 @@ HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result
   if (Failed(created)) return created;
   Image2d& target = *(*result = made.Detach());
 
-  if (img::GetFacts(format).paletteEntries && palette) {
-    memcpy(target.palette, palette, std::min(paletteCount, target.paletteCount) * sizeof(IMG_PALENTRY));
-  }
+  CopyPalette(*this, target);
   if (bitsPerPixel < 8) {
     size_t const skip = static_cast<size_t>(left) / 8;
     size_t const count = (static_cast<size_t>(w) + 7) / 8;  // contract: for pixels of four bits as well
@@ -158,6 +173,22 @@ HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result
   }
   size_t const count = static_cast<size_t>(w) * bytesPerPixel;
   for (int y : RowsInMemory(0, h)) memcpy(target.GetLine(y), GetLineEx(top + y, left), count);
+  return S_OK;
+}
+
+HRESULT Image2d::Clone(Image2d** result) noexcept {
+  constexpr char OPERATION[] = "Image2d::Clone";
+  if (!result) return FailNull(OPERATION, L"result");
+  *result = nullptr;
+  Ref<Image2d> made = Ref<Image2d>::Adopt(Create());
+  if (!made) return E_OUTOFMEMORY;
+  HRESULT const copied = CopyPixels(*this, *made);
+  if (Failed(copied)) return copied;
+  made->name = name;
+  bool const isNamed = made->name.Length() == name.Length();
+  if (!isNamed || !img::CopyProperties(GetProperties(), *made))
+    return Fail(E_OUTOFMEMORY, OPERATION, L"not enough memory for the name and the properties");
+  *result = made.Detach();
   return S_OK;
 }
 

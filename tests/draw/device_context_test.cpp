@@ -300,6 +300,35 @@ TEST(Attached, DrawsIntoTheImage) {
   EXPECT_EQ(GetObjectType(own), static_cast<DWORD>(OBJ_MEMDC));
 }
 
+TEST(Attached, SaysThatTheImageIsGone) {
+  Ref<IDC> const memory = MakeSurface(1, 1, false);
+  std::function<void(Ref<Image2d>&)> const endings[] = {[](auto& image) { image.Reset(); },
+                                                        [](auto& image) { image->Free(); },
+                                                        [](auto& image) { image->Create(IMG_BGR24, 2, 2); }};
+  xrect2d r(0, 0, 8, 8);
+  IADJUSTMENT table;
+  for (auto const& end : endings) {
+    Ref<Image2d> image = NewImage(IMG_BGRA32, 9, 9), other = NewImage(IMG_BGRA32, 9, 9);
+    Ref<IDC> const dc = Own(IDC::Create()), detached = Own(IDC::Create()), second = Own(IDC::Create());
+    for (IDC* each : {dc.get(), detached.get(), second.get()})
+      ExpectEach(S_OK,
+                 {each->Attach(memory->memoryDC, other.get()), each->Attach(memory->memoryDC, image.get())});
+    detached->Detach();
+    other.Reset();
+    EXPECT_EQ(dc->FillRect(r), S_OK);
+    end(image);
+    ExpectEach(E_FAIL, {second->Clear(WHITE), dc->FillRect(r), dc->FillRect(r, White, nullptr),
+                        dc->FillGradientV(r, 1, 2), dc->FillGradientH(r, 1, 2), dc->FrameBevel(r, 1, 2, 1),
+                        dc->FillEllipse(OVAL), dc->DrawLine(A, B), dc->DrawPolyline(TRIANGLE, 3, true),
+                        dc->FillPolygon(TRIANGLE, 3, 0), dc->DrawPolygon(EXTREMES, 3, ~0u, ~0u, 1),
+                        dc->DrawText(L"x", 1, &r, 0), dc->Adjust(nullptr, 9, 9, &table), dc->SetAlpha(r, 1)});
+    EXPECT_EQ(LastMessage(), L"the attached image was released, freed or created anew");
+    EXPECT_TRUE(!dc->BlendPixel(1, 1, WHITE) && !dc->GetPixelAddress(1, 1) && dc->GetPixel(1, 1) == 0);
+    ExpectEach(S_FALSE, {detached->FillRect(r), (dc->Detach(), dc->FillRect(r))});
+    ExpectEach(S_OK, {second->Create(9, 9), second->FillRect(r)});
+  }
+}
+
 TEST(Attached, DrawsImagesThroughACallback) {
   auto const sum = [](unsigned char* to, unsigned char const* from, void* calls) {
     to[0] = from[0], ++*static_cast<int*>(calls);
@@ -322,6 +351,53 @@ TEST(Attached, DrawsImagesThroughACallback) {
     EXPECT_EQ(calls, expected) << left;
     EXPECT_EQ(PixelAt(*dc, x, y).blue, first) << left;
   }
+}
+
+TEST(Attached, DrawsImagesPixelByPixelInEachMode) {
+  Ref<System> const system = Own(System::Create());  // knows the conversions
+  for (IMG_FORMAT format : {IMG_GRAY8, IMG_PAL8, IMG_BGR24, IMG_BGRA32, IMG_BGRAF}) {
+    Ref<Image2d> const source = Noise(format, 13, 9), target = NewImage(IMG_BGRA32, 20, 10);
+    for (unsigned mode = IDC::MODE_PAINT; mode <= IDC::MODE_COMPOSITE; ++mode) {
+      Ref<IDC> const dc = Own(IDC::Create()), expected = MakeSurface(20, 10, true);
+      EXPECT_EQ(dc->Attach(target.get()), S_OK);
+      for (IDC* each : {dc.get(), expected.get()})
+        each->Clear(0x80604020), each->SetOrigin(2, 1), each->SetMode(mode);
+      xrect2d const part(1, 1, 12, 8);
+      EXPECT_EQ(dc->DrawImage(source.get(), 11, -3, &part), S_OK);
+      for (int i = 0; i < 11 * 7; ++i) {
+        unsigned char row[13 * 4];
+        EXPECT_EQ(source->ConvertLine(1 + i / 11, IMG_BGRA32, row, sizeof row), S_OK);
+        unsigned char const* const p = row + 4 * (1 + i % 11);
+        expected->SetColor(Rgba(p[2], p[1], p[0], p[3]));
+        if (mode == IDC::MODE_PAINT)
+          expected->BlendPixel(11 + i % 11, -3 + i / 11, expected->colour);
+        else
+          expected->FillRect(11 + i % 11, -3 + i / 11, 1, 1);
+      }
+      EXPECT_TRUE(Pixels(*dc) == Pixels(*expected)) << format << " in mode " << mode;
+    }
+  }
+  for (IMG_FORMAT format : {IMG_PAL1, IMG_PAL4}) {
+    Ref<Image2d> const source = Noise(format, 13, 2), target = NewImage(IMG_BGRA32, 20, 10);
+    Ref<IDC> const dc = Own(IDC::Create());
+    dc->Attach(target.get()), dc->Clear(0), dc->SetMode(IDC::MODE_COPY);
+    xrect2d const part(3, 1, 13, 2);
+    EXPECT_EQ(dc->DrawImage(source.get(), 0, 0, &part), S_OK);
+    for (int x = 3; x < 13; ++x) {
+      int const bits = source->bitsPerPixel, byte = source->GetLine(1)[x * bits / 8];
+      IMG_PALENTRY const& entry = source->palette[byte >> (8 - bits - x * bits % 8) & ((1 << bits) - 1)];
+      EXPECT_EQ(PixelAt(*dc, x - 3, 0), (Pixel{entry.blue, entry.green, entry.red, entry.alpha})) << x;
+    }
+  }
+  Ref<Image2d> const image = NewImage(IMG_BGR24, 9, 9), other = NewImage(IMG_MONO32, 2, 2);
+  Ref<IDC> const dc = Own(IDC::Create());
+  xrect2d r(0, 0, 9, 9);
+  ExpectEach(E_INVALIDARG, {dc->Attach(nullptr), dc->Attach(other.get()), dc->DrawImage(nullptr, 0, 0)});
+  ExpectEach(S_OK, {dc->Attach(image.get()), dc->DrawText(L"x", 1, &r, 0)});
+  EXPECT_EQ(dc->DrawImage(other.get(), 9, 0), S_FALSE);
+  ExpectFailures(
+      {{E_INVALIDARG, L"mono32 pixels cannot be painted", [&] { return dc->DrawImage(other.get(), 0, 0); }},
+       {E_FAIL, L"there is no device context", [&] { return dc->ReleaseDC(); }}});
 }
 
 TEST(Attached, LeavesNoGdiObjectsBehind) {

@@ -6,6 +6,27 @@
 
 using namespace yk;
 
+TEST(Clone, CopiesEverythingButTheDriversData) {
+  for (IMG_FORMAT format : {IMG_NONE, IMG_PAL1, IMG_PAL8, IMG_BGR24, IMG_BGRAF}) {
+    ImageRef const image = format ? Noise(format, 7, 5) : Own(Image2d::Create());
+    image->name = L"noise";
+    if (format == IMG_PAL8)
+      ExpectEach(S_OK, {image->SetValue(7, Variant(1.5)), image->SetValue(3, Variant("x"))});
+    Image2d* made = nullptr;
+    ASSERT_EQ(image->Clone(&made), S_OK);
+    ImageRef const copy = Own(made);
+    EXPECT_TRUE(format == IMG_NONE || BlockOf(*copy) == BlockOf(*image)) << format;
+    EXPECT_TRUE(copy->format == format && copy->name == L"noise" && !copy->bits == !format);
+    Ints keys;
+    if (Map* const all = copy->GetProperties())
+      for (auto const& [key, value] : *all) keys.push_back(key);
+    EXPECT_EQ(keys, format == IMG_PAL8 ? Ints({7, 3}) : Ints());
+    EXPECT_EQ(Cast<Image2d>(static_cast<AbstractImage*>(made)), made);
+    EXPECT_EQ(Cast<Image2d>(Ref<Unknown>(copy)).get(), made);
+    EXPECT_FALSE(Cast<Image2d>(Ref<Unknown>(Own(Map::Create()))));
+  }
+}
+
 TEST(FlipAndCrop, MovePixelsOfEveryFormat) {
   for (IMG_FORMAT format :
        {IMG_GRAY8, IMG_RGB555, IMG_BGR24, IMG_BGRA32, IMG_BGR48, IMG_BGRA64, IMG_BGRF, IMG_BGRAF}) {

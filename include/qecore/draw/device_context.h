@@ -6,6 +6,7 @@
 //   dc->SetColor(0x80FF0000);                              // blue, half transparent
 //   dc->FillRect(10, 10, 100, 50);
 //   dc->DrawLine(point2df{10, 80}, point2df{300.5f, 120});
+//   dc->DrawImage(icon, 200, 20);                          // with its alpha
 //   dc->Blit(windowDC, 0, 0, nullptr);
 //
 //   colours   bits 31..24 alpha (255 opaque), 23..16 blue, 15..8 green, 7..0 red: a COLORREF plus alpha
@@ -33,8 +34,10 @@
 // and NaN coordinates paint nothing.
 //
 // Ownership: a surface made by Create belongs to the context. Attach borrows the image's pixels and the
-// device context: both must stay valid until the next Detach or the end of the context. Threads: one at a
-// time.
+// device context, which must stay valid until the next Detach or the end of the context. When the pixels are
+// freed before (the image was released or freed, or created anew), the context has no surface any more, and
+// operations that would paint return E_FAIL instead of S_FALSE. Threads: one at a time, and the same for the
+// context and its image.
 //
 // Contract: operations that only read have slots like all others, and are not const.
 #pragma once
@@ -215,8 +218,19 @@ class IDC : public Destroys<IDC, Unknown> {
   /// surface. Note the order: y comes first.
   YK_API virtual unsigned char* GetPixelAddress(int y, int x) noexcept;
 
-  // ---- creation
-  // (Declared after the virtual Create: Microsoft's compiler lays those out where the name first appears.)
+  // ---- beside the slots
+  // (Declared after those of the same name: Microsoft's compiler lays these out where the name first appears.)
+
+  /// Attach without a device context, for drawing that does not need the system: DrawText uses the system's
+  /// font, Blit works for 24-bit surfaces, and ReleaseDC returns E_FAIL.
+  YK_API HRESULT Attach(Image2d* image) noexcept;
+  /// Paints an image, or its part `sourceRect`, with the first pixel at (x, y), in the current mode and each
+  /// pixel's own colour and alpha: as BlendPixel would in MODE_PAINT, and as FillRect in any other. S_FALSE:
+  /// nothing of it is inside the clip, or it has no pixels. E_INVALIDARG: its format cannot be converted to
+  /// IMG_BGRA32 (or there is no System, which has the conversions of all but that format, IMG_PAL1 and
+  /// IMG_PAL4). E_NOTIMPL: an unknown mode. E_OUTOFMEMORY. The source may be the surface's own image: rows are
+  /// read from top to bottom, each before it is painted.
+  YK_API HRESULT DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect = nullptr) noexcept;
 
   /// An empty context with one reference, or null.
   YK_API static IDC* Create() noexcept;
@@ -289,6 +303,9 @@ class IDC : public Destroys<IDC, Unknown> {
 
  private:
   friend Destroys;
+  friend class Attachments;
+
+  unsigned char attachment = 0;  // to an image: see Attachments
 
   IDC() noexcept = default;
   ~IDC();

@@ -50,7 +50,8 @@ struct point4df;
 
 namespace img {
 enum class Memory : uint32_t;  // which allocator owns the pixels: private to the library
-}
+struct Attached;               // contexts that draw on the pixels: private to the library
+}  // namespace img
 
 /// A bit of Image2d::flags, for the caller to set before Create: the pixels always come from the heap, never
 /// from the system. Create and Free keep it.
@@ -73,6 +74,8 @@ class AbstractImage : public qe_Streamable {
   HRESULT GetValue(unsigned id, Variant& value) noexcept override { return GetProperty(id, value); }
   /// Sets a property; an empty `value` removes it. E_OUTOFMEMORY, or the result of Map::SetValue.
   HRESULT SetValue(unsigned id, Variant const& value) noexcept override { return SetProperty(id, value); }
+  /// All properties, borrowed, to be enumerated; null when none was ever set.
+  Map* GetProperties() const noexcept { return properties.get(); }
 
   /// The slot of a deleting destructor: destroys the image; frees its memory if bit 0 of `flags` is set.
   virtual void* DeleteThis(unsigned flags) noexcept = 0;
@@ -87,9 +90,11 @@ class AbstractImage : public qe_Streamable {
   using Unknown::Free;
 
  private:
-  friend class Image2d;            // the two fields are its own, in bytes that would otherwise be padding
+  friend class Image2d;  // the fields are its own, in bytes that would otherwise be padding
+  friend img::Attached;
   img::Memory memory : 2 = {};     // the allocator to which Free returns the pixels
-  uint32_t freedPalette : 30 = 0;  // marks a palette that was freed with its pixels, for IsGrayScalePalette
+  uint32_t isAttached : 1 = 0;     // a context may draw on the pixels
+  uint32_t freedPalette : 29 = 0;  // marks a palette that was freed with its pixels, for IsGrayScalePalette
 
  public:
   String name;         ///< for callers; the library never sets it
@@ -178,6 +183,11 @@ class Image2d : public Destroys<Image2d, AbstractImage> {
   YK_API virtual HRESULT RescaleTo(Image2d* target) noexcept;
   /// The same with progress; E_ABORT if the host stops it: some rows of `target` may have been written.
   YK_API HRESULT RescaleTo(Image2d* target, ExecutionContext* context) noexcept;
+
+  /// A new image with the same pixels, palette, name, properties (objects are shared) and memory of the same
+  /// kind; of an empty image, an empty one. The data of drivers is not copied. The result of Create, or
+  /// E_OUTOFMEMORY; `*result` is then null.
+  YK_API HRESULT Clone(Image2d** result) noexcept;
 
   /// Converts row `y` into a buffer of `dstSize` bytes, which must hold a padded row of `dstFormat`.
   /// E_INVALIDARG, with nothing written: null, too small, no such row, unsupported pair.

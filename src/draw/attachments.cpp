@@ -1,0 +1,78 @@
+#include "attachments_p.h"
+
+#include <windows.h>
+
+#include <new>
+#include <utility>
+
+#include "image/attached_p.h"
+
+namespace yk {
+namespace {
+
+// Contexts and images of several threads are in the list.
+constinit SRWLOCK lock = SRWLOCK_INIT;
+
+class Locked {
+ public:
+  Locked() noexcept { AcquireSRWLockExclusive(&lock); }
+  ~Locked() { ReleaseSRWLockExclusive(&lock); }
+  Locked(Locked const&) = delete;
+  Locked& operator=(Locked const&) = delete;
+};
+
+}  // namespace
+
+struct Attachments::Link {
+  Link* next;
+  IDC* dc;
+  Image2d const* image;
+};
+
+constinit Attachments::Link* Attachments::first = nullptr;
+
+/// The pointer to the link of a context; to null when it has none.
+Attachments::Link** Attachments::Find(IDC const& dc) noexcept {
+  Link** at = &first;
+  while (*at && (*at)->dc != &dc) at = &(*at)->next;
+  return at;
+}
+
+void Attachments::Add(IDC& dc, Image2d& image) noexcept {
+  Forget(dc);
+  Link* const link = new (std::nothrow) Link{nullptr, &dc, &image};
+  if (!link) return;
+  Locked const locked;
+  link->next = std::exchange(first, link);
+  dc.attachment = ATTACHED;
+  img::Attached::pixelsGo = LoseAll;
+  img::Attached::Mark(image);
+}
+
+void Attachments::Forget(IDC& dc) noexcept {
+  if (std::exchange(dc.attachment, NONE) != ATTACHED) return;
+  Locked const locked;
+  Link** const at = Find(dc);
+  delete std::exchange(*at, (*at)->next);
+}
+
+void Attachments::LoseAll(Image2d const& image) noexcept {
+  Locked const locked;
+  for (Link** at = &first; *at;) {
+    if ((*at)->image != &image) {
+      at = &(*at)->next;
+      continue;
+    }
+    Lose(*(*at)->dc);
+    delete std::exchange(*at, (*at)->next);
+  }
+}
+
+void Attachments::Lose(IDC& dc) noexcept {
+  dc.attachment = LOST;
+  dc.bits = nullptr;
+  dc.width = dc.height = dc.stride = 0;
+  dc.clip = {};
+}
+
+}  // namespace yk

@@ -1,0 +1,33 @@
+// Which contexts draw on the pixels of which images.
+//
+// A context knows the address of the pixels, and the image does not know the context. Images that were ever
+// attached are marked; before the pixels of such an image are freed, its contexts lose their surface.
+#pragma once
+
+#include <qecore/draw/device_context.h>
+#include <qecore/image/image.h>
+
+namespace yk {
+
+class Attachments {
+ public:
+  /// Replaces an earlier image. Without memory for it, the context will not notice that the pixels are gone.
+  static void Add(IDC& dc, Image2d& image) noexcept;
+  /// The context has no image any more, nor has it lost one.
+  static void Forget(IDC& dc) noexcept;
+
+  /// Whether the pixels were freed while the context was attached to them.
+  static bool IsLost(IDC const& dc) noexcept { return dc.attachment == LOST && !dc.bits; }
+
+ private:
+  enum State : unsigned char { NONE, ATTACHED, LOST };
+  struct Link;
+
+  static Link** Find(IDC const& dc) noexcept;
+  static void LoseAll(Image2d const& image) noexcept;
+  static void Lose(IDC& dc) noexcept;
+
+  static Link* first;
+};
+
+}  // namespace yk
