@@ -4,7 +4,7 @@ include(CMakePackageConfigHelpers)
 
 install(TARGETS qeCore EXPORT qeCoreTargets RUNTIME DESTINATION bin ARCHIVE DESTINATION lib LIBRARY DESTINATION bin)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/qecore" DESTINATION include FILES_MATCHING PATTERN "*.h")
-foreach(target qewic qetool)
+foreach(target qewic qezip qetool)
   if(TARGET ${target})
     install(TARGETS ${target} RUNTIME DESTINATION bin LIBRARY DESTINATION bin)
   endif()

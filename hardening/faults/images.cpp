@@ -5,6 +5,10 @@
 #include <qecore/core/system.h>
 #include <qecore/draw/device_context.h>
 #include <qecore/image/image.h>
+#include <qecore/image/image_chunk.h>
+#include <qecore/io/deserializer.h>
+#include <qecore/io/mem_stream.h>
+#include <qecore/io/serializer.h>
 #include <qecore/values/variant.h>
 
 #include "faults.h"
@@ -114,6 +118,7 @@ HRESULT DrawAll(IDC& dc) {
   outcome.Note(dc.DrawPolyline(CORNERS, 3, true));
   outcome.Note(dc.FillEllipse({10, 10, 40, 30}, 2));
   outcome.Note(dc.FrameRoundRect({1, 1, 30, 30}));
+  outcome.Note(dc.DrawImage(MakeImage(IMG_GRAY8).get(), 20, 20));
   if (pushed) outcome.Note(dc.PopColor());
   return outcome.reported;
 }
@@ -141,12 +146,45 @@ Outcome Draw() {
   return outcome;
 }
 
+// ---- in object files
+
+Outcome Keep() {
+  Outcome outcome;
+  Ref<Image2d> const image = MakeImage(IMG_PAL8);
+  Ref<Image2d> copy, loaded;
+  Ref<Stream> const stream = Calmly([&] {
+    memset(image->palette, 9, 256 * sizeof(IMG_PALENTRY));
+    image->name = L"name";
+    image->SetValue(1, Variant(L"value"));
+    Ref<Stream> memory;
+    (void)MemStream::Create(memory.Receive());
+    return memory;
+  });
+  Ref<Serializer> const writer = Calmly([] { return Ref<Serializer>::Adopt(Serializer::Create()); });
+  Ref<Deserializer> const reader = Calmly([] { return Ref<Deserializer>::Adopt(Deserializer::Create()); });
+  if (!outcome.Note(image->Clone(copy.Receive()))) return outcome.End();
+  writer->Open(stream.get(), chunk::RAW);
+  outcome.Note(img::SaveTo(*writer, *copy, 9));
+  writer->Close();
+  stream->Seek(0, Stream::FROM_START);
+  if (!outcome.Note(writer->GetFailure()) || !outcome.Note(reader->Open(stream.get(), chunk::RAW)))
+    return outcome.End();
+  reader->BeginChunk();
+  if (!outcome.Note(img::LoadFrom(*reader, loaded.Receive()))) return outcome.End();
+  bool const isWhole = AreEqual(*loaded, *image) && loaded->name == L"name" &&
+                       loaded->palette[255].red == 9 && loaded->GetProperties() &&
+                       loaded->GetProperties()->Count() == 1;
+  if (!isWhole) outcome.broken = "a damaged image, and S_OK";
+  return outcome;
+}
+
 constexpr Scenario SCENARIOS[] = {
     {"image: create", harness::MEMORY | harness::LOCK, PrepareImages, Create},
     {"image: rescale", harness::MEMORY | harness::LOCK, PrepareImages, Rescale},
     {"image: rescale on threads", harness::MEMORY | harness::THREAD, PrepareThreads, RescaleOnThreads},
     {"image: crop, set a value", harness::MEMORY | harness::LOCK, PrepareImages, CropAndKeep},
     {"drawing", harness::MEMORY, PrepareImages, Draw},
+    {"image: clone, keep in an object file", harness::MEMORY | harness::LOCK, PrepareImages, Keep},
 };
 
 }  // namespace

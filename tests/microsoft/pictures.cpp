@@ -6,8 +6,12 @@
 #include <qecore/draw/device_context.h>
 #include <qecore/image/convert.h>
 #include <qecore/image/image.h>
+#include <qecore/image/image_chunk.h>
 #include <qecore/image/image_limits.h>
 #include <qecore/image/orientation.h>
+#include <qecore/io/deserializer.h>
+#include <qecore/io/mem_stream.h>
+#include <qecore/io/serializer.h>
 #include <qecore/values/variant.h>
 
 #include <new>
@@ -159,6 +163,33 @@ bool OwnImages() {
          captioned->IsTypeOf(ids::IMAGE_2D);
 }
 
+bool Kept() {
+  Ref<Image2d> const image = Ref<Image2d>::Adopt(Image2d::Create());
+  Ref<Image2d> copy, loaded;
+  Ref<Stream> stream;
+  Ref<Serializer> const writer = Ref<Serializer>::Adopt(Serializer::Create());
+  Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
+  bool ok = image->Create(IMG_BGR24, 3, 3) == S_OK && image->ClearColor(0x00030201) == S_OK &&
+            image->SetValue(5, Variant(1.5)) == S_OK && image->Clone(copy.Receive()) == S_OK &&
+            MemStream::Create(stream.Receive()) == S_OK && writer->Open(stream.get(), chunk::RAW) == S_OK &&
+            img::SaveTo(*writer, *copy, 9) == S_OK && writer->Close() == S_OK;
+  ok = ok && stream->Seek(0, Stream::FROM_START) == S_OK && reader->Open(stream.get(), chunk::RAW) == S_OK &&
+       reader->BeginChunk() == 9 && img::LoadFrom(*reader, loaded.Receive()) == S_OK;
+  Ref<AbstractImage> const any = loaded;
+  if (!ok || Cast<Image2d>(any.get()) != loaded.get() || loaded->GetLine(2)[6] != 3) return false;
+  for (Map::Entry const& entry : *loaded->GetProperties()) ok = ok && entry.key == 5;
+  return ok;
+}
+
+bool DrawingWithoutTheSystem() {
+  Ref<Image2d> const image = Ref<Image2d>::Adopt(Image2d::Create());
+  Ref<Image2d> dot = Ref<Image2d>::Adopt(Image2d::Create());
+  Ref<IDC> const dc = Ref<IDC>::Adopt(IDC::Create());
+  return image->Create(IMG_BGR24, 9, 9) == S_OK && dot->Create(IMG_GRAY8, 1, 1) == S_OK &&
+         (*dot->GetLine(0) = 0x80) && dc->Attach(image.get()) == S_OK &&
+         dc->DrawImage(dot.get(), 4, 4) == S_OK && dc->GetPixel(4, 4) == Rgba(0x80, 0x80, 0x80);
+}
+
 unsigned Blue(int, int, void* calls) {
   ++*static_cast<int*>(calls);
   return 0xFFFF0000;
@@ -186,6 +217,8 @@ constexpr Case CASES[] = {
     {"images", Images},
     {"turning", Turning},
     {"own images", OwnImages},
+    {"kept images", Kept},
+    {"drawing without the system", DrawingWithoutTheSystem},
     {"drawing", Drawing2d},
 };
 

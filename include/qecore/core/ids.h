@@ -76,6 +76,14 @@ inline constexpr Guid UNDO_ITEM = {
 inline constexpr Guid VALUE_UNDO_ITEM = {
     0xB29B0D21, 0xCB34, 0x40E3, {0xBD, 0x88, 0x22, 0x46, 0x12, 0x05, 0xC7, 0xF2}};
 
+// compression
+/// ykCompressor, a method of compressing bytes.
+inline constexpr Guid COMPRESSOR = {
+    0x18DE3ACE, 0x4F74, 0x4BDD, {0xAE, 0xBF, 0xC9, 0xB1, 0xF6, 0xAD, 0x39, 0xEB}};
+/// The method of the zlib format (RFC 1950), which qezip implements.
+inline constexpr Guid COMPRESSION_ZLIB = {
+    0x3D8AE5C4, 0xABE2, 0x4B10, {0xB5, 0x26, 0x5A, 0xEB, 0x4F, 0x7B, 0x82, 0x05}};
+
 // file formats: what qe_DetectFileType returns, and the classes of the filters that read and write them
 /// Portable Network Graphics.
 inline constexpr Guid FILE_PNG = {

@@ -1,0 +1,322 @@
+#include <qecore/core/compressor.h>
+#include <qecore/core/registry.h>
+#include <qecore/image/image_chunk.h>
+#include <qecore/image/image_limits.h>
+#include <qecore/io/deserializer.h>
+#include <qecore/io/serializer.h>
+#include <qecore/io/stream.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "core/buffer_p.h"
+#include "core/error_p.h"
+#include "core/progress_p.h"
+#include "core/registry_p.h"
+#include "io/records_p.h"
+#include "properties_p.h"
+
+namespace yk {
+namespace {
+
+using Bytes = Buffer<unsigned char>;
+
+constexpr char SAVE[] = "img::SaveTo";
+constexpr char LOAD[] = "img::LoadFrom";
+
+struct Header {
+  int32_t format = IMG_NONE, width = 0, height = 0;
+};
+
+/// The pixels of an image as blocks of rows without padding. Rows are counted as in memory.
+class Blocks {
+ public:
+  Blocks(IMG_FORMAT format, int width, int height) noexcept
+      : rowBytes((int64_t{img::GetFacts(format).bits} * width + 7) / 8),
+        rows(static_cast<int>(std::max<int64_t>(img::BLOCK_BYTES / rowBytes, 1))),
+        height(height) {}
+
+  int64_t Total() const noexcept { return rowBytes * height; }
+  int64_t Count() const noexcept { return (int64_t{height} + rows - 1) / rows; }
+  int RowsFrom(int first) const noexcept { return std::min(rows, height - first); }
+  unsigned BytesFrom(int first) const noexcept { return static_cast<unsigned>(rowBytes * RowsFrom(first)); }
+
+  /// Room for any block. False when there is no memory.
+  bool Reserve(Bytes& buffer) const noexcept { return buffer.Resize(BytesFrom(0)); }
+
+  void Gather(Image2d const& image, int first, unsigned char* to) const noexcept {
+    for (int i = 0; i < RowsFrom(first); ++i) memcpy(to + rowBytes * i, RowOf(image, first + i), Row());
+  }
+
+  void Scatter(unsigned char const* from, Image2d const& image, int first) const noexcept {
+    for (int i = 0; i < RowsFrom(first); ++i) {
+      unsigned char* const row = RowOf(image, first + i);
+      memcpy(row, from + rowBytes * i, Row());
+      memset(row + rowBytes, 0, static_cast<size_t>(image.stride) - Row());
+    }
+  }
+
+ private:
+  size_t Row() const noexcept { return static_cast<size_t>(rowBytes); }
+  static unsigned char* RowOf(Image2d const& image, int row) noexcept {
+    return image.bits + ptrdiff_t{image.stride} * row;
+  }
+
+  int64_t rowBytes;
+  int rows, height;  // of a block but the last, and of all
+};
+
+bool HasPixels(Image2d const& image) noexcept { return image.bits && image.width > 0 && image.height > 0; }
+
+/// The plug-in's implementation of a method; null when there is none.
+Ref<ykCompressor> MakeCompressor(Guid const& method) noexcept {
+  Ref<Unknown> made;
+  CreateInterface(method, made.ReceiveVoid());
+  return Cast<ykCompressor>(static_cast<Ref<Unknown>&&>(made));
+}
+
+// ---- saving
+
+/// The same; pixels are stored as they are without it.
+Ref<ykCompressor> TryCompressor(Guid const& method) noexcept {
+  if (!FindClass(method)) return {};
+  Attempt const attempt;
+  return MakeCompressor(method);
+}
+
+HRESULT SaveBlock(Serializer& writer, ykCompressor* method, Bytes const& rows, unsigned size,
+                  Bytes& packed) noexcept {
+  unsigned room = size;
+  bool const isPacked =
+      method && method->Compress(rows.begin(), size, packed.begin(), room) == S_OK && room < size;
+  unsigned const stored = isPacked ? room : size;
+  writer.Write(&stored, sizeof stored);
+  return writer.Write(isPacked ? packed.begin() : rows.begin(), stored);
+}
+
+HRESULT SavePixels(Serializer& writer, Image2d const& image, ykCompressor* method,
+                   ProgressMeter& meter) noexcept {
+  Blocks const blocks(image.format, image.width, image.height);
+  Bytes rows, packed;
+  if (!blocks.Reserve(rows) || (method && !blocks.Reserve(packed)))
+    return FailMemory(SAVE, blocks.BytesFrom(0));
+  for (int first = 0; first < image.height; first += blocks.RowsFrom(first)) {
+    blocks.Gather(image, first, rows.begin());
+    HRESULT const saved = SaveBlock(writer, method, rows, blocks.BytesFrom(first), packed);
+    if (Failed(saved)) return saved;
+    if (!meter.Reach(static_cast<uint64_t>(first + blocks.RowsFrom(first)))) return meter.Result(S_OK);
+  }
+  return S_OK;
+}
+
+HRESULT SaveProperties(Serializer& writer, Image2d& image, ExecutionContext* context) noexcept {
+  Map* const properties = image.GetProperties();
+  if (!properties || properties->Count() == 0) return S_OK;
+  writer.BeginChunk(img::CHUNK_PROPERTIES);
+  HRESULT const saved = properties->Save(&writer, context);
+  writer.EndChunk();
+  return saved;
+}
+
+HRESULT SaveParts(Serializer& writer, Image2d& image, Guid const& method,
+                  ExecutionContext* context) noexcept {
+  bool const hasPixels = HasPixels(image);
+  Ref<ykCompressor> const compressor = hasPixels ? TryCompressor(method) : Ref<ykCompressor>();
+  Header const header = hasPixels ? Header{image.format, image.width, image.height} : Header{};
+  writer.WriteChunk(img::CHUNK_HEADER, &header, sizeof header);
+  if (compressor) writer.WriteChunk(img::CHUNK_METHOD, &method, sizeof method);
+  image.name.Save(&writer, img::CHUNK_NAME);
+  HRESULT const saved = SaveProperties(writer, image, context);
+  if (Failed(saved) || !hasPixels) return saved;
+  if (img::GetFacts(image.format).paletteEntries)
+    writer.WriteChunk(img::CHUNK_PALETTE, image.palette, image.paletteCount * sizeof(IMG_PALENTRY));
+  ProgressMeter meter(context, SAVE, static_cast<uint64_t>(image.height), ProgressMeter::Unit::ROWS);
+  writer.BeginChunk(img::CHUNK_PIXELS);
+  HRESULT const result = SavePixels(writer, image, compressor.get(), meter);
+  writer.EndChunk();
+  return result;
+}
+
+// ---- loading
+
+/// An image whose parts are being read.
+class Loading {
+ public:
+  Loading(Deserializer& source, ExecutionContext* host) noexcept : reader(source), context(host) {}
+
+  HRESULT Run() noexcept;
+  Image2d* Detach() noexcept { return image.Detach(); }
+
+ private:
+  struct Part {
+    unsigned short tag;
+    HRESULT (Loading::*load)() noexcept;
+  };
+  static Part const PARTS[];
+
+  HRESULT LoadPart(unsigned short tag) noexcept;
+  HRESULT LoadHeader() noexcept;
+  HRESULT LoadMethod() noexcept;
+  HRESULT LoadName() noexcept;
+  HRESULT LoadPalette() noexcept;
+  HRESULT LoadProperties() noexcept;
+  HRESULT LoadPixels() noexcept;
+  HRESULT LoadBlocks(Blocks const& blocks) noexcept;
+  HRESULT LoadBlock(unsigned size) noexcept;
+  HRESULT CheckSize(Blocks const& blocks) noexcept;
+  bool Read(void* to, size_t size) noexcept;
+
+  Deserializer& reader;
+  ExecutionContext* context;
+  Ref<Image2d> image;
+  Ref<ykCompressor> compressor;
+  Header header;
+  bool hasHeader = false;
+  IMG_PALENTRY palette[256] = {};
+  Bytes rows, packed;
+};
+
+HRESULT FailDamaged() noexcept { return Fail(YK_E_BADFILE, LOAD, L"the image is damaged"); }
+
+/// False, with nothing read, when the chunk has fewer bytes; or when the stream fails.
+bool Loading::Read(void* to, size_t size) noexcept {
+  if (reader.GetRemaining() < size) return false;
+  unsigned done = 0;
+  reader.GetStream()->Read(to, static_cast<unsigned>(size), &done);
+  return done == size;
+}
+
+HRESULT Loading::LoadHeader() noexcept {
+  hasHeader = Read(&header, sizeof header);
+  if (!hasHeader) return FailDamaged();
+  if (header.format == IMG_NONE) return S_OK;
+  bool const isKnown = img::GetFacts(static_cast<IMG_FORMAT>(header.format)).format != IMG_NONE;
+  if (!isKnown) return Fail(YK_E_BADFILE, LOAD, L"no pixel format has the number %d", header.format);
+  bool const isPossible = header.width > 0 && header.height > 0 &&
+                          img::GetRowSize(static_cast<IMG_FORMAT>(header.format), header.width) <= INT32_MAX;
+  return isPossible ? S_OK : FailDamaged();
+}
+
+HRESULT Loading::LoadMethod() noexcept {
+  Guid method;
+  if (!Read(&method, sizeof method)) return FailDamaged();
+  unsigned const before = ErrorCount();
+  compressor = MakeCompressor(method);
+  if (compressor) return S_OK;
+  String const name(method);
+  return FailSince(before, YK_E_NOTFOUND, LOAD, L"there is no plug-in for the image's compression, %s",
+                   method == ids::COMPRESSION_ZLIB ? L"zlib" : name.c_str());
+}
+
+HRESULT Loading::LoadName() noexcept {
+  unsigned const characters = reader.GetRemaining() / sizeof(wchar_t);
+  image->name.Load(&reader);
+  return image->name.Length() == characters ? S_OK : FailMemory(LOAD, characters * sizeof(wchar_t));
+}
+
+HRESULT Loading::LoadPalette() noexcept {
+  return Read(palette, std::min<size_t>(reader.GetRemaining(), sizeof palette)) ? S_OK : FailDamaged();
+}
+
+HRESULT Loading::LoadProperties() noexcept {
+  Ref<Map> const properties = Ref<Map>::Adopt(Map::Create());
+  if (!properties) return E_OUTOFMEMORY;
+  HRESULT const loaded = properties->Load(&reader, context);
+  if (Failed(loaded)) return loaded;
+  return img::CopyProperties(properties.get(), *image) ? S_OK : FailMemory(LOAD, sizeof *properties);
+}
+
+/// Nothing is allocated that the file's bytes, or the host's limit, do not justify.
+HRESULT Loading::CheckSize(Blocks const& blocks) noexcept {
+  int64_t const least = compressor ? blocks.Count() * int64_t{sizeof(unsigned) + 1} : blocks.Total();
+  if (least > reader.GetRemaining()) return FailDamaged();
+  uint64_t const limit = img::GetReadLimit();
+  if (static_cast<uint64_t>(blocks.Total()) <= limit) return S_OK;
+  return Fail(E_OUTOFMEMORY, LOAD, L"the image needs %lld bytes, more than the limit of %llu", blocks.Total(),
+              limit);
+}
+
+HRESULT Loading::LoadPixels() noexcept {
+  if (header.format == IMG_NONE || image->bits) return FailDamaged();
+  auto const format = static_cast<IMG_FORMAT>(header.format);
+  Blocks const blocks(format, header.width, header.height);
+  HRESULT result = CheckSize(blocks);
+  if (Succeeded(result)) result = image->Create(format, header.width, header.height);
+  if (Failed(result)) return result;
+  if (img::GetFacts(format).paletteEntries)
+    memcpy(image->palette, palette, image->paletteCount * sizeof(IMG_PALENTRY));
+  if (!blocks.Reserve(rows) || (compressor && !blocks.Reserve(packed)))
+    return FailMemory(LOAD, blocks.BytesFrom(0));
+  return LoadBlocks(blocks);
+}
+
+HRESULT Loading::LoadBlocks(Blocks const& blocks) noexcept {
+  ProgressMeter meter(context, LOAD, static_cast<uint64_t>(header.height), ProgressMeter::Unit::ROWS);
+  for (int first = 0; first < header.height; first += blocks.RowsFrom(first)) {
+    HRESULT const loaded = LoadBlock(blocks.BytesFrom(first));
+    if (Failed(loaded)) return loaded;
+    blocks.Scatter(rows.begin(), *image, first);
+    if (!meter.Reach(static_cast<uint64_t>(first + blocks.RowsFrom(first)))) return meter.Result(S_OK);
+  }
+  return S_OK;
+}
+
+/// Reads a block of `size` bytes of rows.
+HRESULT Loading::LoadBlock(unsigned size) noexcept {
+  unsigned stored = 0;
+  if (!Read(&stored, sizeof stored) || stored > size) return FailDamaged();
+  if (stored == size) return Read(rows.begin(), size) ? S_OK : FailDamaged();
+  if (!compressor || !Read(packed.begin(), stored)) return FailDamaged();
+  unsigned const before = ErrorCount();
+  HRESULT const result = compressor->Decompress(packed.begin(), stored, rows.begin(), size);
+  return Succeeded(result) ? S_OK : FailSince(before, result, LOAD, L"the image cannot be decompressed");
+}
+
+Loading::Part const Loading::PARTS[] = {
+    {img::CHUNK_HEADER, &Loading::LoadHeader},   {img::CHUNK_METHOD, &Loading::LoadMethod},
+    {img::CHUNK_NAME, &Loading::LoadName},       {img::CHUNK_PROPERTIES, &Loading::LoadProperties},
+    {img::CHUNK_PALETTE, &Loading::LoadPalette}, {img::CHUNK_PIXELS, &Loading::LoadPixels}};
+
+HRESULT Loading::LoadPart(unsigned short tag) noexcept {
+  for (Part const& part : PARTS) {
+    if (part.tag == tag) return (this->*part.load)();
+  }
+  return tag == 0 ? FailDamaged() : S_OK;  // 0: the chunk is corrupt
+}
+
+HRESULT Loading::Run() noexcept {
+  image = Ref<Image2d>::Adopt(Image2d::Create());
+  if (!image) return E_OUTOFMEMORY;
+  while (reader.IsInChunk()) {
+    HRESULT const result = LoadPart(reader.BeginChunk());
+    reader.EndChunk();
+    if (Failed(result)) return result;
+  }
+  bool const isComplete = hasHeader && (header.format == IMG_NONE || image->bits);
+  return isComplete ? S_OK : FailDamaged();
+}
+
+}  // namespace
+
+HRESULT img::SaveTo(Serializer& writer, Image2d& image, unsigned short tag, Guid const& method,
+                    ExecutionContext* context) noexcept {
+  if (!writer.GetStream()) return Fail(E_FAIL, SAVE, L"no file is open");
+  Ref<Image2d> const held = Ref<Image2d>::Share(&image);
+  writer.BeginChunk(tag);
+  HRESULT const saved = SaveParts(writer, image, method, context);
+  writer.EndChunk();
+  return Failed(saved) ? NoteFailure(writer, saved) : writer.GetFailure();
+}
+
+HRESULT img::LoadFrom(Deserializer& reader, Image2d** result, ExecutionContext* context) noexcept {
+  if (!result) return FailNull(LOAD, L"result");
+  *result = nullptr;
+  if (!reader.GetStream()) return Fail(E_FAIL, LOAD, L"no file is open");
+  Loading loading(reader, context);
+  HRESULT const loaded = loading.Run();
+  if (Failed(loaded)) return NoteFailure(reader, loaded);
+  *result = loading.Detach();
+  return S_OK;
+}
+
+}  // namespace yk
