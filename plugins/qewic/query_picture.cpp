@@ -4,7 +4,7 @@
 #include "codec.h"
 #include "com_p.h"
 #include "failure.h"
-#include "pixel_layouts.h"
+#include "headers.h"
 #include "stream_adapter.h"
 
 namespace qewic {
@@ -19,20 +19,22 @@ HRESULT Set(Map& info, img::FileInfoKey key, UINT number) noexcept {
   return info.SetValue(key, value);
 }
 
-// The files of other types are read by decoders of qewic's own, which choose the format otherwise.
-bool IsReadAsItIs(GUID const& container) noexcept {
-  return container == GUID_ContainerFormatPng || container == GUID_ContainerFormatJpeg;
+// True: the decoder, which may decode all of the picture first, is not needed.
+bool DescribeHeader(GUID const& container, StreamAdapter& file, Map& info, HRESULT& result) noexcept {
+  Header header;
+  bool const isRead = container == GUID_ContainerFormatPng    ? ReadPngHeader(file, header)
+                      : container == GUID_ContainerFormatJpeg ? ReadJpegHeader(file, header)
+                                                              : false;
+  if (!isRead || !header.claim.width || !header.claim.height) return false;
+  result = Set(info, img::INFO_WIDTH, header.claim.width);
+  if (SUCCEEDED(result)) result = Set(info, img::INFO_HEIGHT, header.claim.height);
+  if (SUCCEEDED(result)) result = Set(info, img::INFO_FRAMES, 1);
+  if (SUCCEEDED(result) && header.format != IMG_NONE)
+    result = Set(info, img::INFO_PIXEL_FORMAT, header.format);
+  return true;
 }
 
-// Pixels that have to be converted first are not described.
-HRESULT DescribePixels(IWICBitmapFrameDecode& frame, Map& info) noexcept {
-  GUID pixels;
-  HRESULT const result = frame.GetPixelFormat(&pixels);
-  Layout const* const layout = SUCCEEDED(result) ? LayoutToRead(pixels) : nullptr;
-  return layout ? Set(info, img::INFO_PIXEL_FORMAT, layout->image) : result;
-}
-
-HRESULT DescribeFrame(IWICBitmapDecoder& decoder, GUID const& container, Map& info) noexcept {
+HRESULT DescribeFrame(IWICBitmapDecoder& decoder, Map& info) noexcept {
   UINT frames = 0, width = 0, height = 0;
   Ref<IWICBitmapFrameDecode> frame;
   HRESULT result = decoder.GetFrameCount(&frames);
@@ -40,7 +42,6 @@ HRESULT DescribeFrame(IWICBitmapDecoder& decoder, GUID const& container, Map& in
   if (SUCCEEDED(result)) result = frame->GetSize(&width, &height);
   if (SUCCEEDED(result)) result = Set(info, img::INFO_WIDTH, width);
   if (SUCCEEDED(result)) result = Set(info, img::INFO_HEIGHT, height);
-  if (SUCCEEDED(result) && IsReadAsItIs(container)) result = DescribePixels(*frame, info);
   return SUCCEEDED(result) ? Set(info, img::INFO_FRAMES, frames) : result;
 }
 
@@ -53,10 +54,11 @@ HRESULT QueryPicture(GUID const& container, Stream* stream, Map* info) noexcept 
   Ref<IWICBitmapDecoder> decoder;
   Ref<StreamAdapter> const adapter = StreamAdapter::Create(stream);
   HRESULT result = adapter ? com.Result() : E_OUTOFMEMORY;
+  if (SUCCEEDED(result) && DescribeHeader(container, *adapter, *info, result)) return result;
   if (SUCCEEDED(result)) result = CreateFactory(factory);
   if (SUCCEEDED(result)) result = factory->CreateDecoder(container, nullptr, decoder.Receive());
   if (SUCCEEDED(result)) result = decoder->Initialize(adapter.get(), WICDecodeMetadataCacheOnDemand);
-  if (SUCCEEDED(result)) result = DescribeFrame(*decoder, container, *info);
+  if (SUCCEEDED(result)) result = DescribeFrame(*decoder, *info);
   if (SUCCEEDED(result)) return S_OK;
   HRESULT const ofStream = adapter ? adapter->Failure() : S_OK;
   if (yk::Failed(ofStream)) return FailSince(before, ofStream, QUERY, L"the stream could not be read");

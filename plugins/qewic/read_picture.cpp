@@ -8,6 +8,7 @@
 #include "com_p.h"
 #include "failure.h"
 #include "file_facts.h"
+#include "headers.h"
 #include "pixel_layouts.h"
 #include "reading.h"
 
@@ -145,11 +146,8 @@ HRESULT Reader::Decode(Ref<Image2d>& image) noexcept {
 // Decoders allocate what a header claims, some several times as much, or crash: it is checked before they see
 // it. A header that cannot be read is left to the decoder.
 HRESULT CheckPngHeader(StreamAdapter& file) noexcept {
-  static constexpr unsigned CHANNELS[] = {1, 0, 3, 1, 2, 0, 4};  // by the kind of colour
-  uint8_t head[26];
-  if (!file.ReadAt(0, head, sizeof head) || memcmp(head, "\x89PNG", 4) != 0) return S_FALSE;
-  unsigned const channels = head[25] < std::size(CHANNELS) ? CHANNELS[head[25]] : 0;
-  return CheckClaim(file, {Big(head + 16, 4), Big(head + 20, 4), channels * head[24]});
+  Header header;
+  return ReadPngHeader(file, header) ? CheckClaim(file, header.claim) : S_FALSE;
 }
 
 /// The cyclic redundancy check of bytes of the file. False: they are not all there.
@@ -199,19 +197,8 @@ HRESULT CheckPng(StreamAdapter& file) noexcept {
 }
 
 HRESULT CheckJpeg(StreamAdapter& file) noexcept {
-  constexpr uint8_t RESTART = 0xD0, END = 0xD9, FRAME = 0xC0, SCAN = 0xDA;
-  uint64_t at = 2;
-  uint8_t head[10] = {};
-  if (!file.ReadAt(0, head, 2) || head[0] != 0xFF || head[1] != 0xD8) return S_OK;
-  while (file.ReadAt(at, head, 4) && head[0] == 0xFF && head[1] != SCAN) {
-    uint8_t const kind = head[1];
-    bool const isFrame = (kind & 0xF0) == FRAME && kind != 0xC4 && kind != 0xC8 && kind != 0xCC;
-    if (isFrame && file.ReadAt(at, head, sizeof head))
-      return CheckClaim(file, {Big(head + 7, 2), Big(head + 5, 2), 8u * head[9]});
-    bool const isBare = kind == 0xFF || kind == 1 || (kind >= RESTART && kind <= END);
-    at += isBare ? (kind == 0xFF ? 1 : 2) : 2 + Big(head + 2, 2);
-  }
-  return S_OK;
+  Header header;
+  return ReadJpegHeader(file, header) ? CheckClaim(file, header.claim) : S_OK;
 }
 
 HRESULT ToPlatform(HRESULT checked) noexcept { return FAILED(checked) ? checked : S_FALSE; }

@@ -394,6 +394,8 @@ TEST_F(Tool, ComparesPixels) {
 TEST_F(Tool, VerifiesPicturesAndObjectFiles) {
   MakePicture(L"a.png", 90, 90);
   folder.Write(L"cut.png", folder.Read(L"a.png").substr(0, 60));
+  EXPECT_THAT(Good(L"info cut.png"), StartsWith("cut.png: PNG, 90 x 90 pixels, bgr24 "))
+      << "nothing is decoded";
   folder.Write(L"a.obj", caches.Read(L"cache"));
   folder.Write(L"cut.obj", caches.Read(L"cache").substr(0, 90));
   folder.Write(L"text.txt", "neither of both, but long enough");

@@ -1,0 +1,18 @@
+// What the headers of PNG and JPEG files say: the platform's decoders allocate and decode before they tell it.
+#pragma once
+
+#include "reading.h"
+
+namespace qewic {
+
+struct Header {
+  Claim claim;
+  /// What the picture is read as. IMG_NONE: the decoder chooses, or there is a palette.
+  yk::IMG_FORMAT format = yk::IMG_NONE;
+};
+
+/// False: the header cannot be read, and is left to the decoder.
+bool ReadPngHeader(StreamAdapter& file, Header& header) noexcept;
+bool ReadJpegHeader(StreamAdapter& file, Header& header) noexcept;
+
+}  // namespace qewic
