@@ -7,8 +7,8 @@
 
 namespace qetool {
 
-/// A JSON document, built from its first bracket to its last. Members of an object have a key, items of a list
-/// have none.
+/// A JSON document, built from its first bracket to its last. Members of an object have a key, items of a
+/// list have none.
 class Json {
  public:
   void BeginObject(std::string_view key = {}) { Begin(key, '{', '}'); }

@@ -61,7 +61,7 @@ int Parse(std::vector<std::string> arguments, int trouble) {
   AddDiff(app, host);
   AddVerify(app, host);
   AddHelp(app);
-  app.footer("qetool help COMMAND shows the options of a command.");  // commands made earlier have their own
+  app.footer("qetool help COMMAND shows the options of a command.");  // last: commands would take it over
   if (!arguments.empty() && !HasCommand(app, arguments[0]) && !app.get_option_no_throw(arguments[0])) {
     char const* const kind = arguments[0][0] == '-' ? "option " : "command ";
     throw Failure{"unknown " + (kind + arguments[0]) + " (see qetool --help)"};
