@@ -1,4 +1,4 @@
-// What the headers of PNG and JPEG files say: the platform's decoders allocate and decode before they tell it.
+// What the headers of PNG and JPEG files say: the decoders of platforms may decode all before they tell it.
 #pragma once
 
 #include "reading.h"
