@@ -8,8 +8,8 @@
 
 namespace qewic {
 
-/// Sets the values that the file has, those from INFO_ORIENTATION on, in `info`. Nothing is set for parts that
-/// are damaged: they are not the picture. E_OUTOFMEMORY, or S_OK.
+/// Sets the values that the file has, those from INFO_ORIENTATION on, in `info`. Nothing is set for parts
+/// that are damaged: they are not the picture. E_OUTOFMEMORY, or S_OK.
 HRESULT ReadFacts(GUID const& container, StreamAdapter& file, yk::Map& info) noexcept;
 
 /// The same as properties of the image that was read.

@@ -4,6 +4,7 @@
 #include "codec.h"
 #include "com_p.h"
 #include "failure.h"
+#include "file_facts.h"
 #include "headers.h"
 #include "stream_adapter.h"
 
@@ -45,20 +46,25 @@ HRESULT DescribeFrame(IWICBitmapDecoder& decoder, Map& info) noexcept {
   return SUCCEEDED(result) ? Set(info, img::INFO_FRAMES, frames) : result;
 }
 
+HRESULT DescribeByDecoder(GUID const& container, StreamAdapter& file, Map& info) noexcept {
+  Ref<IWICImagingFactory> factory;
+  Ref<IWICBitmapDecoder> decoder;
+  HRESULT result = CreateFactory(factory);
+  if (SUCCEEDED(result)) result = factory->CreateDecoder(container, nullptr, decoder.Receive());
+  if (SUCCEEDED(result)) result = decoder->Initialize(&file, WICDecodeMetadataCacheOnDemand);
+  return SUCCEEDED(result) ? DescribeFrame(*decoder, info) : result;
+}
+
 }  // namespace
 
 HRESULT QueryPicture(GUID const& container, Stream* stream, Map* info) noexcept {
   unsigned const before = ErrorCount();
   ComScope const com;
-  Ref<IWICImagingFactory> factory;
-  Ref<IWICBitmapDecoder> decoder;
   Ref<StreamAdapter> const adapter = StreamAdapter::Create(stream);
   HRESULT result = adapter ? com.Result() : E_OUTOFMEMORY;
-  if (SUCCEEDED(result) && DescribeHeader(container, *adapter, *info, result)) return result;
-  if (SUCCEEDED(result)) result = CreateFactory(factory);
-  if (SUCCEEDED(result)) result = factory->CreateDecoder(container, nullptr, decoder.Receive());
-  if (SUCCEEDED(result)) result = decoder->Initialize(adapter.get(), WICDecodeMetadataCacheOnDemand);
-  if (SUCCEEDED(result)) result = DescribeFrame(*decoder, *info);
+  if (SUCCEEDED(result) && !DescribeHeader(container, *adapter, *info, result))
+    result = DescribeByDecoder(container, *adapter, *info);
+  if (SUCCEEDED(result)) result = ReadFacts(container, *adapter, *info);
   if (SUCCEEDED(result)) return S_OK;
   HRESULT const ofStream = adapter ? adapter->Failure() : S_OK;
   if (yk::Failed(ofStream)) return FailSince(before, ofStream, QUERY, L"the stream could not be read");

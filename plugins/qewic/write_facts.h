@@ -8,8 +8,8 @@
 
 namespace qewic {
 
-/// Adds resolution, orientation, colour profile and texts to a PNG, JPEG or TIFF file that an encoder writes, in
-/// the way in which readers of these formats find them. Encoders differ in what of this they can write.
+/// Adds resolution, orientation, colour profile and texts to a PNG, JPEG or TIFF file that an encoder writes,
+/// in the way in which readers of these formats find them. Encoders differ in what of this they can write.
 ///
 ///   FactsWriter facts(container, stream, image);
 ///   if (yk::Stream* to = facts.Target()) return facts.Finish(WritePicture(container, to, image));

@@ -4,14 +4,14 @@
 //   Image2d* upright = nullptr;
 //   HRESULT result = img::MakeUpright(static_cast<Image2d&>(*loaded), &upright);
 //
-//   1  as it is            5  rows and columns exchanged                A B      2: B A      4: C D      5: A C
-//   2  mirrored            6  turned clockwise                          C D         D C         A B         B D
-//   3  turned by half      7  both diagonals' way
-//   4  top to bottom       8  turned counterclockwise                            6: C A      8: B D      3: D C
-//                                                                                   D B         A C         B A
+//   A B   1 as it is       2 mirrored          3 turned by half            4 top to bottom
+//   C D   5 transposed     6 turned clockwise  7 along the other diagonal  8 turned counterclockwise
 //
-// Ownership: `*result` has one reference, the caller's; it is null after a failure. Failure: result codes, and
-// LastError() says why. Threads: as for images.
+//   2 B A    3 D C    4 C D    5 A C    6 C A    7 D B    8 B D
+//     D C      B A      A B      B D      D B      C A      A C
+//
+// Ownership: `*result` has one reference, the caller's; it is null after a failure. Failure: result codes,
+// and LastError() says why. Threads: as for images.
 #pragma once
 
 #include <qecore/image/image.h>
