@@ -312,9 +312,12 @@ HRESULT img::LoadFrom(Deserializer& reader, Image2d** result, ExecutionContext* 
   if (!result) return FailNull(LOAD, L"result");
   *result = nullptr;
   if (!reader.GetStream()) return Fail(E_FAIL, LOAD, L"no file is open");
+  bool const wasSound = Succeeded(reader.GetFailure());
   Loading loading(reader, context);
   HRESULT const loaded = loading.Run();
   if (Failed(loaded)) return NoteFailure(reader, loaded);
+  // Values of the properties that there was no memory for are known to the reader alone.
+  if (wasSound && Failed(reader.GetFailure())) return reader.GetFailure();
   *result = loading.Detach();
   return S_OK;
 }
