@@ -98,8 +98,7 @@ class Ref {
 };
 
 /// The object as a class derived from its own, borrowed; null if there is none, or IsTypeOf denies it. For
-/// classes with an identifier of their own, which IsTypeOf confirms: not Map, which does not, and not Serializer and
-/// Deserializer, which have none.
+/// classes whose IsTypeOf confirms an identifier of their own: not for Map, Serializer and Deserializer.
 template <class To, class From>
 [[nodiscard]] To* Cast(From* object) noexcept {
   return object && object->IsTypeOf(To::Id()) ? static_cast<To*>(object) : nullptr;
