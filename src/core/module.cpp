@@ -112,13 +112,14 @@ HRESULT CreateRival(ClassInfo const* info, void** out) noexcept {
   return Fail(YK_E_NOTFOUND, "CreateInterface", L"the plug-in does not have the class any more");
 }
 
-/// Whether a class is a filter, and the one registered under its identifier is another plug-in's.
+/// Whether a class is a filter of this plug-in, and its identifier another one's; a class that a host has
+/// only announced, without a factory, is to get the plug-in's.
 bool IsRival(System& system, ClassInfo const& info) noexcept {
   ClassInfo* present = nullptr;
   bool const isFilter = info.interfaceId == ids::FLT_2D && info.create;
   if (!isFilter || Failed(system.FindClass(info.classId, &present))) return false;
   RegistryLock const guard;
-  return present->module && present->module != info.module;
+  return present->module != info.module && (present->module || present->create);
 }
 
 /// Registers a class of a plug-in, under an identifier of its own if it is a rival.

@@ -81,8 +81,8 @@ class Module : public Destroys<Module, Unknown> {
 
   /// Loads the library and registers its classes, or waits until another thread has done so; returns S_OK at
   /// once when it is loaded already. YK_E_NOTFOUND: the library cannot be loaded. E_FAIL: it has no
-  /// qe_entrypoint (reported in a message box), or there is no System. A plug-in of another version is loaded
-  /// nevertheless, after a message box.
+  /// qe_entrypoint (reported by qe_Error), or there is no System. A plug-in of another version is loaded
+  /// nevertheless, after a message.
   YK_API virtual HRESULT Load() noexcept;
 
   /// Frees the library: no object of its classes may be left. The classes stay registered, and creating one

@@ -23,7 +23,7 @@ using ClassFactory = HRESULT (*)(ClassInfo const* info, void** out);
 /// One registered class. A plain record; the registry owns the records in it.
 ///
 /// Two plug-ins may have a filter with one class identifier, the format's. The first one registered has it;
-/// the registry gives the other one, its rival, an identifier made of the class's and the plug-in's file
+/// the registry gives any other one, its rival, an identifier made of the class's and the plug-in's file
 /// name, and hides it. img::FindFilters lists both, and img::RankFilter makes the rival come first. When the
 /// first one is removed, the next scan but one gives the rival the class identifier.
 struct ClassInfo {
@@ -41,7 +41,7 @@ struct ClassInfo {
     STATIC_NAME = 0x0002,  ///< `name` points to static text: the registry keeps the pointer, not a copy
     HIDDEN = 0x0004,       ///< EnumClasses skips the class
     FILTER = 0x0008,       ///< a filter: set by the registry, according to `interfaceId`
-    RIVAL = 0x0010,        ///< a filter whose class identifier another plug-in had taken; see below
+    RIVAL = 0x0010,        ///< a filter whose class identifier was taken; see above
     OWN_NAME = 0x8000,     ///< `name` was allocated with yk_new for this record and is freed with it
   };
 
