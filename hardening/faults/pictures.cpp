@@ -8,8 +8,8 @@
 #include <qecore/core/registry.h>
 #include <qecore/core/system.h>
 #include <qecore/image/file_info.h>
-#include <qecore/image/image_file.h>
 #include <qecore/image/image.h>
+#include <qecore/image/image_file.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/values/map.h>
 
