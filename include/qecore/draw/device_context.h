@@ -218,8 +218,8 @@ class IDC : public Destroys<IDC, Unknown> {
   /// surface. Note the order: y comes first.
   YK_API virtual unsigned char* GetPixelAddress(int y, int x) noexcept;
 
-  // ---- beside the slots
-  // (Declared after those of the same name: Microsoft's compiler lays these out where the name first appears.)
+  // ---- beside the slots (Declared after those of the same name: Microsoft's compiler lays these out where
+  // the name first appears.)
 
   /// Attach without a device context, for drawing that does not need the system: DrawText uses the system's
   /// font, Blit works for 24-bit surfaces, and ReleaseDC returns E_FAIL.
@@ -228,8 +228,8 @@ class IDC : public Destroys<IDC, Unknown> {
   /// pixel's own colour and alpha: as BlendPixel would in MODE_PAINT, and as FillRect in any other. S_FALSE:
   /// nothing of it is inside the clip, or it has no pixels. E_INVALIDARG: its format cannot be converted to
   /// IMG_BGRA32 (or there is no System, which has the conversions of all but that format, IMG_PAL1 and
-  /// IMG_PAL4). E_NOTIMPL: an unknown mode. E_OUTOFMEMORY. The source may be the surface's own image: rows are
-  /// read from top to bottom, each before it is painted.
+  /// IMG_PAL4). E_NOTIMPL: an unknown mode. E_OUTOFMEMORY. The source may be the surface's own image: rows
+  /// are read from top to bottom, each before it is painted.
   YK_API HRESULT DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect = nullptr) noexcept;
 
   /// An empty context with one reference, or null.

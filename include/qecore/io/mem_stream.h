@@ -67,8 +67,8 @@ class MemStream : public Implements<MemStream, Stream> {
   YK_API virtual HGLOBAL GetHandle(bool owned) noexcept;
   /// The address of the content, borrowed until the next write.
   YK_API virtual HRESULT GetBuffer(void** out) noexcept;
-  /// S_OK, or the first failure of a Write or a SetSize: no memory, 4 GiB reached, null. Unlike the state, it is
-  /// never cleared.
+  /// S_OK, or the first failure of a Write or a SetSize: no memory, 4 GiB reached, null. Unlike the state, it
+  /// is never cleared.
   YK_API virtual HRESULT GetFailure() noexcept;
 
  private:
