@@ -116,6 +116,10 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"dump folder", {"folder: it is a folder"}},
       {L"convert -r folder out", {"no picture in folder"}},
       {L"help nothing", {"nothing", "qetool help"}},
+      {L"convert good.png out.png --option quality=9", {"quality=9", "no option quality"}},
+      {L"convert good.png out.png --option filter=x", {"filter=x", "one of none, sub, up"}},
+      {L"convert good.png out.png --option filter", {"NAME=VALUE"}},
+      {L"formats xyz", {"xyz"}},
       {L"convert good.png good.png text.txt", {"text.txt", "folder"}},
       {L"info good.png --cache good.png", {"good.png", "not a plug-in cache"}},
       {L"plugins . --cache huge.bin", {"huge.bin", "not a plug-in cache"}},
@@ -144,6 +148,16 @@ TEST_F(Tool, DescribesEachPictureThatItCanRead) {
   Good(L"convert a.png a.gif");
   EXPECT_THAT(Good(L"info --palette a.gif"),
               AllOf(HasSubstr("GIF, 5 x 4 pixels, pal8 (8 bits), palette of 256, "), HasSubstr("255  red")));
+}
+
+TEST_F(Tool, ListsFormatsAndTheirOptions) {
+  MakePicture(L"a.png", 60, 40);
+  EXPECT_THAT(Good(L"formats"), AllOf(HasSubstr("*.jpg, *.jpeg, *.jpe"), HasSubstr("qewic.qem\n")));
+  EXPECT_THAT(Good(L"formats png"),
+              AllOf(HasSubstr("interlace=yes|no (no)"), HasSubstr("filter=none|sub|up|")));
+  EXPECT_THAT(Good(L"formats JPG"), HasSubstr("quality=1..100"));
+  Good(L"convert a.png b.png --option interlace=yes --option filter=none");
+  EXPECT_EQ(folder.Read(L"b.png")[28], 1) << "interlaced";
 }
 
 // ---- convert
@@ -437,6 +451,7 @@ TEST_F(Tool, WritesJson) {
 TEST_F(Tool, HelpsWithCommands) {
   EXPECT_THAT(Good(L"help"), AllOf(HasSubstr("Usage: qetool "), HasSubstr("\n  verify ")));
   EXPECT_EQ(Good(L"help convert"), Good(L"convert --help"));
+  EXPECT_EQ(Good(L"help jpg"), Good(L"formats jpg"));
 }
 
 // ---- xml

@@ -15,11 +15,12 @@ constexpr int EXIT_DIFFERENT = 1, EXIT_TROUBLE_OF_DIFF = 2;
 void AddInfo(CLI::App& app, Host& host);
 void AddConvert(CLI::App& app, Host& host);
 void AddPlugins(CLI::App& app, Host& host);
+void AddFormats(CLI::App& app, Host& host);
 void AddDump(CLI::App& app, Host& host);
 void AddSheet(CLI::App& app, Host& host);
 void AddXml(CLI::App& app, Host& host);
 void AddDiff(CLI::App& app, Host& host);
 void AddVerify(CLI::App& app, Host& host);
-void AddHelp(CLI::App& app);
+void AddHelp(CLI::App& app, Host& host);
 
 }  // namespace qetool

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "commands.h"
+#include "formats.h"
 #include "image_edit.h"
 #include "jobs.h"
 #include "pictures.h"
@@ -24,6 +25,7 @@ namespace {
 
 struct Options {
   PlanOptions plan;
+  std::vector<std::string> settings;
   std::string size, format, crop, flip;
   unsigned quality = 0, jobs = 0;
   std::string background = "ffffff";
@@ -139,6 +141,7 @@ struct Recipe {
   std::vector<Step> steps;
   Rgb background;
   std::string backgroundName;
+  std::vector<std::string> settings;
   unsigned quality;
   bool isVerbose, orients, strips;
 };
@@ -168,7 +171,8 @@ std::string ConvertOne(Job const& job, Recipe const& recipe, Listener& listener)
     note = ", on the background " + recipe.backgroundName;
   }
   KeepFileInfo(*before, *picture.image, recipe.strips ? FileInfo::DROPPED : FileInfo::KEPT);
-  SavePicture(job.filter, *picture.image, job.output, HasQuality(job.filter) ? recipe.quality : 0, listener);
+  Ref<Map> const written = ParseOptions(job.filter, recipe.settings, recipe.quality);
+  SavePicture(job.filter, *picture.image, job.output, written.get(), listener);
   times.Done("write");
   if (!recipe.isVerbose) return {};
   bool const isFile = job.output != STANDARD_STREAM;
@@ -180,7 +184,10 @@ std::string ConvertOne(Job const& job, Recipe const& recipe, Listener& listener)
 void CheckOptions(Options const& options, Plan const& plan) {
   std::vector<Guid> filters;
   filters.reserve(plan.jobs.size());
-  for (Job const& job : plan.jobs) filters.push_back(job.filter);
+  for (Job const& job : plan.jobs) {
+    filters.push_back(job.filter);
+    ParseOptions(job.filter, options.settings, options.quality);
+  }
   CheckQuality(options.quality, filters);
 }
 
@@ -219,10 +226,14 @@ size_t ConvertAll(Options const& options, Plan const& plan, Recipe const& recipe
 }
 
 void Run(Options const& options, Host& host) {
-  Recipe const recipe = {PlanSteps(options), ParseColour(options.background),
-                         options.background, options.quality,
-                         options.isVerbose,  !options.noOrient,
-                         options.strip};
+  Recipe const recipe = {.steps = PlanSteps(options),
+                         .background = ParseColour(options.background),
+                         .backgroundName = options.background,
+                         .settings = options.settings,
+                         .quality = options.quality,
+                         .isVerbose = options.isVerbose,
+                         .orients = !options.noOrient,
+                         .strips = options.strip};
   Watch watch;
   host.Start(watch);
   PlanOptions planned = options.plan;
@@ -270,6 +281,11 @@ void AddConvert(CLI::App& app, Host& host) {
   command.add_option("--quality", options->quality, "Quality of JPEG files, 1 to 100")
       ->type_name("N")
       ->check(CLI::Range(1, 100));
+  command
+      .add_option("--option", options->settings,
+                  "Option of the file type written; qetool formats EXT lists those that there are")
+      ->type_name("NAME=VALUE")
+      ->allow_extra_args(false);
   command
       .add_option("--type", options->plan.type,
                   "File type of the output, png, jpg, ...; by default the output's extension, or in a folder "

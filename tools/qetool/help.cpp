@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "commands.h"
+#include "formats.h"
 #include "text.h"
 
 namespace qetool {
@@ -22,7 +23,7 @@ std::string TypeOf(CLI::Option const* option) {
   return type.substr(0, type.find(':'));
 }
 
-void Print(CLI::App const& app, std::string const& name) {
+void Print(CLI::App const& app, Host& host, std::string const& name) {
   if (name.empty()) {  // App::help would show that of this command
     printf("%s", app.get_formatter()->make_help(&app, "qetool", CLI::AppFormatMode::Normal).c_str());
     return;
@@ -32,7 +33,9 @@ void Print(CLI::App const& app, std::string const& name) {
     printf("%s", command->help("qetool").c_str());
     return;
   }
-  throw Failure{"unknown command " + name + " (see qetool help)"};
+  Watch watch;
+  host.Start(watch);
+  if (!PrintFormat(name)) throw Failure{"unknown command or format " + name + " (see qetool help)"};
 }
 
 // Continues `text` in an indented column.
@@ -76,11 +79,14 @@ std::string HelpFormatter::make_option_usage(CLI::Option const* option) const {
   return option->get_required() ? TypeOf(option) : "[" + TypeOf(option) + "]";
 }
 
-void AddHelp(CLI::App& app) {
-  CLI::App& command = *app.add_subcommand("help", "Show what a command does and its options");
+void AddHelp(CLI::App& app, Host& host) {
+  CLI::App& command = *app.add_subcommand("help", "Show the options of a command or of a file format");
   auto const name = std::make_shared<std::string>();
-  command.add_option("command", *name, "Command; without it, all are listed")->type_name("COMMAND");
-  command.callback([&app, name] { Print(app, *name); });
+  command
+      .add_option("command", *name,
+                  "Command, or extension of a file format; without it, the commands are listed")
+      ->type_name("NAME");
+  command.callback([&app, &host, name] { Print(app, host, *name); });
 }
 
 }  // namespace qetool

@@ -1,6 +1,7 @@
 #include "host.h"
 
 #include <qecore/core/module_cache.h>
+#include <qecore/image/image_file.h>
 #include <qecore/io/deserializer.h>
 #include <qecore/io/file.h>
 #include <qecore/io/file_find.h>
@@ -103,7 +104,7 @@ void Host::Start(Watch& watch, std::string const& folder) {
 std::vector<FilterInfo> Host::Filters() const {
   std::vector<FilterInfo> filters;
   Ref<Array> classes;
-  if (Failed(system->EnumClasses(ids::FLT_2D, classes.Receive(), 0))) return filters;
+  if (Failed(img::FindFilters(nullptr, classes.Receive()))) return filters;
   for (int i = 0; i < classes->Count(); ++i) {
     filters.push_back(Describe(*static_cast<ClassInfo const*>(classes->At(i))));
   }

@@ -36,7 +36,7 @@ class Host {
 
   std::string const& PluginFolder() const { return pluginFolder; }
 
-  /// The image filters, in order of registration.
+  /// The image filters, in the order in which they are tried.
   std::vector<FilterInfo> Filters() const;
 
  private:

@@ -55,12 +55,13 @@ int Parse(std::vector<std::string> arguments, int trouble) {
   AddInfo(app, host);
   AddConvert(app, host);
   AddPlugins(app, host);
+  AddFormats(app, host);
   AddDump(app, host);
   AddSheet(app, host);
   AddXml(app, host);
   AddDiff(app, host);
   AddVerify(app, host);
-  AddHelp(app);
+  AddHelp(app, host);
   app.footer("qetool help COMMAND shows the options of a command.");  // last: commands would take it over
   if (!arguments.empty() && !HasCommand(app, arguments[0]) && !app.get_option_no_throw(arguments[0])) {
     char const* const kind = arguments[0][0] == '-' ? "option " : "command ";

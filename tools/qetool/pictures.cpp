@@ -1,7 +1,5 @@
 #include "pictures.h"
 
-#include <qecore/core/filter.h>
-#include <qecore/core/registry.h>
 #include <qecore/image/image_file.h>
 #include <qecore/io/file_formats.h>
 #include <qecore/io/mem_stream.h>
@@ -41,23 +39,20 @@ Guid FindFilter(Host const& host, std::string const& extension) {
 }
 
 // The file is made in memory first: filters move back and forth in it.
-HRESULT SaveToOutput(Image2d& image, Guid const& filter, unsigned options) {
+HRESULT SaveToOutput(Image2d& image, Guid const& filter, Map* options, Listener& listener) {
   Ref<Stream> stream;
-  Ref<ykFlt2d> writer;
   HRESULT result = MemStream::Create(stream.Receive());
-  if (Succeeded(result)) result = CreateInterface(filter, writer.ReceiveVoid());
-  if (Succeeded(result)) result = writer->Write(stream.get(), &image, options);
+  if (Succeeded(result)) result = img::Write(image, stream.get(), filter, options, &listener);
   void* bytes = nullptr;
   if (Succeeded(result)) result = static_cast<MemStream*>(stream.get())->GetBuffer(&bytes);
   if (Succeeded(result)) WriteToOutput(bytes, stream->GetSize());
   return result;
 }
 
-HRESULT Save(Image2d& image, std::string const& path, Guid const& filter, unsigned options,
-             Listener& listener) {
+HRESULT Save(Image2d& image, std::string const& path, Guid const& filter, Map* options, Listener& listener) {
   HRESULT const result = path == STANDARD_STREAM
-                             ? SaveToOutput(image, filter, options)
-                             : img::Save(image, ToWide(path).c_str(), filter, options, &listener);
+                             ? SaveToOutput(image, filter, options, listener)
+                             : img::Write(image, ToWide(path).c_str(), &filter, options, &listener);
   listener.Check();
   return result;
 }
@@ -76,7 +71,7 @@ Picture LoadPicture(std::string const& path, Listener& listener) {
 Picture LoadPicture(Stream& stream, std::string const& path, Listener& listener) {
   Picture picture = {{}, {}, stream.GetSize()};
   Ref<AbstractImage> image;
-  HRESULT const result = img::Load(&stream, &listener, image.Receive(), &picture.type);
+  HRESULT const result = img::Read(&stream, nullptr, &listener, image.Receive(), &picture.type);
   listener.Check();
   if (Failed(result)) throw Failure{"cannot read " + ShownName(path) + ": " + Reason(result)};
   if (!image->IsTypeOf(ids::IMAGE_2D))
@@ -110,7 +105,7 @@ Guid FilterFor(Host const& host, std::string const& path) {
   throw Failure{"cannot write " + path + ": its extension must be one of " + known};
 }
 
-void SavePicture(Guid const& filter, Image2d& image, std::string const& path, unsigned options,
+void SavePicture(Guid const& filter, Image2d& image, std::string const& path, Map* options,
                  Listener& listener) {
   HRESULT result = Save(image, path, filter, options, listener);
   std::string reason = Reason(result);

@@ -26,7 +26,8 @@ std::string Joined(std::vector<std::string> const& texts) {
 
 void PrintClass(ClassInfo const& info) {
   bool const isFilter = info.flags & ClassInfo::FILTER;
-  printf("  %s  %s\n", ToText(info.classId).c_str(), info.name ? info.name : "(no name)");
+  printf("  %s  %s%s\n", ToText(info.classId).c_str(), info.name ? info.name : "(no name)",
+         info.flags & ClassInfo::RIVAL ? ", second to the same class of another plug-in" : "");
   if (!isFilter) return;
   FilterInfo const filter = Describe(info);
   printf("      %s: %s\n", filter.name.c_str(), Joined(filter.extensions).c_str());
@@ -34,6 +35,12 @@ void PrintClass(ClassInfo const& info) {
 
 bool ByName(ClassInfo const* a, ClassInfo const* b) {
   return strcmp(a->name ? a->name : "", b->name ? b->name : "") < 0;
+}
+
+// Why a plug-in does not load; empty if it does.
+std::string FailureOf(Module& module) {
+  HRESULT const result = module.Load();
+  return Failed(result) ? Reason(result) : std::string();
 }
 
 // Sorted: the order of the chain depends on where it was read from.
@@ -63,29 +70,34 @@ void AddClass(Json& json, ClassInfo const& info) {
   json.End();
 }
 
-void AddModule(Json& json, Module const& module) {
+void AddModule(Json& json, Module const& module, std::string const& failure) {
   json.BeginObject();
   json.AddText("file", ToUtf8(module.fileName));
   json.AddNumber("bytes", module.fileSize);
   json.AddText("state", OriginOf(module));
+  if (!failure.empty()) json.AddText("error", failure);
   json.BeginList("classes");
   for (ClassInfo const* info : ClassesOf(module)) AddClass(json, *info);
   json.End();
   json.End();
 }
 
-void PrintModule(Module const& module) {
+void PrintModule(Module const& module, std::string const& failure) {
   std::vector<ClassInfo const*> const classes = ClassesOf(module);
   printf("%s: %s bytes, %zu class%s, %s\n", ToUtf8(module.fileName).c_str(), Grouped(module.fileSize).c_str(),
          classes.size(), classes.size() == 1 ? "" : "es", OriginOf(module));
+  if (!failure.empty()) printf("  %s\n", failure.c_str());
   for (ClassInfo const* info : classes) PrintClass(*info);
 }
 
-enum class Form { LINES, JSON };
+struct Options {
+  std::string folder;
+  bool isVerbose = false, isJson = false;
+};
 
-void Run(std::string const& folder, Form form, Host& host) {
+void Run(Options const& options, Host& host) {
   Watch watch;
-  host.Start(watch, folder);
+  host.Start(watch, options.folder);
   watch.Clear();
   unsigned count = 0;
   Json json;
@@ -94,11 +106,12 @@ void Run(std::string const& folder, Form form, Host& host) {
   while (find.GetNext()) {
     Ref<Module> const module = Ref<Module>::Adopt(System::ptr()->FindModule(find.name));
     if (!module) continue;
-    form == Form::JSON ? AddModule(json, *module) : PrintModule(*module);
+    std::string const failure = options.isVerbose ? FailureOf(*module) : std::string();
+    options.isJson ? AddModule(json, *module, failure) : PrintModule(*module, failure);
     ++count;
   }
   json.End();
-  if (form == Form::JSON) return json.Print();
+  if (options.isJson) return json.Print();
   if (!count) printf("no plug-ins in %s\n", host.PluginFolder().c_str());
 }
 
@@ -107,14 +120,13 @@ void Run(std::string const& folder, Form form, Host& host) {
 void AddPlugins(CLI::App& app, Host& host) {
   CLI::App& command = *app.add_subcommand(
       "plugins", "List the plug-ins of a folder, their classes, and whether these come from the cache");
-  auto const folder = std::make_shared<std::string>();
-  command.add_option("folder", *folder, "Folder of *.qem files; by default that of the program")
+  auto const options = std::make_shared<Options>();
+  command.add_option("folder", options->folder, "Folder of *.qem files; by default that of the program")
       ->type_name("FOLDER");
   host.AddCacheOption(command);
-  auto const form = std::make_shared<Form>(Form::LINES);
-  command.add_flag_callback(
-      "--json", [form] { *form = Form::JSON; }, "Write a JSON document");
-  command.callback([folder, form, &host] { Run(*folder, *form, host); });
+  command.add_flag("-v,--verbose", options->isVerbose, "Load every plug-in, and say why one does not load");
+  command.add_flag("--json", options->isJson, "Write a JSON document");
+  command.callback([options, &host] { Run(*options, host); });
 }
 
 }  // namespace qetool

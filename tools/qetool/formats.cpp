@@ -1,0 +1,168 @@
+// qetool formats: the file formats that plug-ins read and write, and their options.
+#include "formats.h"
+
+#include <qecore/core/filter.h>
+#include <qecore/core/module.h>
+#include <qecore/image/filter_option.h>
+#include <qecore/image/image_file.h>
+#include <qecore/io/file_formats.h>
+#include <qecore/values/array.h>
+#include <stdio.h>
+
+#include <memory>
+
+#include "commands.h"
+#include "text.h"
+
+namespace qetool {
+
+using namespace yk;
+
+namespace {
+
+std::string PatternsOf(FilterInfo const& filter) {
+  std::string all;
+  for (std::string const& extension : filter.extensions) all += (all.empty() ? "*." : ", *.") + extension;
+  return all;
+}
+
+std::string OriginOf(ClassInfo const& info) {
+  return info.module ? ToUtf8(info.module->fileName) : "the program";
+}
+
+Ref<ykFlt2dEx> MakeFilter(Guid const& id) {
+  Ref<ykFlt2d> filter;
+  if (Failed(CreateInterface(id, filter.ReceiveVoid()))) return {};
+  return filter.Query<ykFlt2dEx>();
+}
+
+std::string ChoicesOf(FilterOption const& option) {
+  std::string all;
+  for (wchar_t const* const* choice = option.choices; choice && *choice; ++choice)
+    all += (all.empty() ? "" : "|") + ToUtf8(*choice);
+  return all;
+}
+
+std::string ValuesOf(FilterOption const& option) {
+  switch (option.kind) {
+    case FilterOption::SWITCH:
+      return "yes|no";
+    case FilterOption::CHOICE:
+      return ChoicesOf(option);
+    case FilterOption::STRING:
+      return "TEXT";
+    default:
+      return Format("%g..%g", option.least, option.most);
+  }
+}
+
+std::string StandardOf(FilterOption const& option) {
+  String text;
+  double number = 0;
+  if (option.standard.type == Variant::EMPTY) return {};
+  if (option.kind == FilterOption::SWITCH) {
+    bool isOn = false;
+    option.standard.Get(isOn);
+    return isOn ? "yes" : "no";
+  }
+  if (option.standard.Get(text)) return ToUtf8(text);
+  option.standard.Get(number);
+  bool const isChoice = option.kind == FilterOption::CHOICE && option.choices;
+  return isChoice ? ToUtf8(option.choices[static_cast<int>(number)]) : Format("%g", number);
+}
+
+void PrintOptions(ykFlt2dEx& filter, FilterUse use, char const* heading) {
+  FilterOption option;
+  for (unsigned i = 0; filter.GetOption(use, i, option) == S_OK; ++i, option = {}) {
+    if (i == 0) printf("  %s\n", heading);
+    std::string const standard = StandardOf(option);
+    printf("    %s=%s%s%s%s\n        %s\n", ToUtf8(option.name).c_str(), ValuesOf(option).c_str(),
+           standard.empty() ? "" : " (", standard.c_str(), standard.empty() ? "" : ")",
+           ToUtf8(option.help).c_str());
+  }
+}
+
+// Why another filter comes first for a pattern.
+std::string ReasonOf(ClassInfo const& info, ClassInfo const& first) {
+  bool const isRival = info.flags & ClassInfo::RIVAL;
+  return Format(
+      isRival ? "second to %s, which has the same class" : "second to %s, which was registered first",
+      OriginOf(first).c_str());
+}
+
+void PrintFilter(ClassInfo const& info) {
+  FilterInfo const filter = Describe(info);
+  std::string line =
+      Format("%-28s %-22s %s", filter.name.c_str(), PatternsOf(filter).c_str(), OriginOf(info).c_str());
+  if (!filter.extensions.empty()) {
+    ClassInfo const& first = *FiltersFor("a." + filter.extensions[0]).front();
+    if (&first != &info) line += ", " + ReasonOf(info, first);
+  }
+  printf("%s\n", line.c_str());
+}
+
+void Run(std::string const& format, Host& host) {
+  Watch watch;
+  host.Start(watch);
+  watch.Clear();
+  if (!format.empty()) {
+    if (!PrintFormat(format)) throw Failure{"no plug-in has the format " + format + " (see qetool formats)"};
+    return;
+  }
+  std::vector<ClassInfo const*> const filters = FiltersFor();
+  for (ClassInfo const* filter : filters) PrintFilter(*filter);
+  if (filters.empty()) printf("no plug-ins in %s\n", host.PluginFolder().c_str());
+}
+
+}  // namespace
+
+std::vector<ClassInfo const*> FiltersFor(std::string const& path) {
+  Ref<Array> found;
+  String const wide = ToWide(path);
+  HRESULT const result = img::FindFilters(path.empty() ? nullptr : wide.c_str(), found.Receive());
+  if (Failed(result)) throw Failure{"cannot list the filters: " + Reason(result)};
+  std::vector<ClassInfo const*> filters;
+  for (int i = 0; i < found->Count(); ++i) filters.push_back(static_cast<ClassInfo const*>(found->At(i)));
+  return filters;
+}
+
+bool PrintFormat(std::string const& extension) {
+  std::vector<ClassInfo const*> const filters = FiltersFor("a." + extension.substr(extension.rfind('.') + 1));
+  for (ClassInfo const* info : filters) {
+    Guid const id = info->classId;
+    PrintFilter(*info);
+    Ref<ykFlt2dEx> const filter = MakeFilter(id);
+    if (!filter) continue;
+    PrintOptions(*filter, FILTER_READ, "options of reading:");
+    PrintOptions(*filter, FILTER_WRITE, "options of writing (--option NAME=VALUE):");
+  }
+  return !filters.empty();
+}
+
+Ref<Map> ParseOptions(Guid const& filter, std::vector<std::string> settings, unsigned quality) {
+  FileFormat const* const format = FindFileFormat(filter);
+  if (quality && format && format->hasQuality) settings.push_back("quality=" + std::to_string(quality));
+  if (settings.empty()) return {};
+  Ref<Map> options = Ref<Map>::Adopt(Map::Create());
+  if (!options) throw Failure{"not enough memory for the options"};
+  for (std::string const& setting : settings) {
+    size_t const equals = setting.find('=');
+    if (equals == std::string::npos) throw Failure{"--option " + setting + ": it must be NAME=VALUE"};
+    HRESULT const result = img::SetOption(filter, FILTER_WRITE, ToWide(setting.substr(0, equals)).c_str(),
+                                          ToWide(setting.substr(equals + 1)).c_str(), options.get());
+    if (Failed(result)) throw Failure{"--option " + setting + ": " + Reason(result)};
+  }
+  return options;
+}
+
+void AddFormats(CLI::App& app, Host& host) {
+  CLI::App& command =
+      *app.add_subcommand("formats", "List the file formats that plug-ins read and write, and their options");
+  auto const format = std::make_shared<std::string>();
+  command.add_option("format", *format, "Extension, such as jpg: show the options of this format")
+      ->type_name("FORMAT");
+  host.AddOptions(command);
+  command.callback([format, &host] { Run(*format, host); });
+}
+
+}  // namespace qetool
