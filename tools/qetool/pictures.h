@@ -37,8 +37,8 @@ bool HasQuality(yk::Guid const& type);
 /// The class of the filter that writes files with this path's extension. Throws Failure if there is none.
 yk::Guid FilterFor(Host const& host, std::string const& path);
 
-/// Writes a file, or standard output for "-", through the filter of this class with options, or null, completely
-/// or not at all: an old file at `path` stays until the new one is complete. Throws Failure or Stopped.
+/// Writes a file, or standard output for "-", through the filter of this class with options, or null: all of
+/// it or nothing. An old file at `path` stays until the new one is complete. Throws Failure or Stopped.
 void SavePicture(yk::Guid const& filter, yk::Image2d& image, std::string const& path, yk::Map* options,
                  Listener& listener);
 
