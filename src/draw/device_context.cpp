@@ -18,8 +18,6 @@
 namespace yk {
 namespace {
 
-constexpr unsigned OPAQUE_BLACK = 0xFF000000;
-
 int BitCount(bool hasAlpha) noexcept { return hasAlpha ? 32 : 24; }
 
 // A surface of its own has a device context of its own; otherwise the caller's is used, which the caller
@@ -287,7 +285,7 @@ HRESULT IDC::SetColor(unsigned newColour) noexcept {
 unsigned IDC::GetPixel(int x, int y) noexcept {
   unsigned char const* const p = FindPixel(*this, x, y);
   if (!p) return draw::Report(*this, "IDC::GetPixel", S_FALSE), 0;
-  return OPAQUE_BLACK | unsigned{p[0]} << 16 | unsigned{p[1]} << 8 | unsigned{p[2]};
+  return draw::OPAQUE_BLACK | unsigned{p[0]} << 16 | unsigned{p[1]} << 8 | unsigned{p[2]};
 }
 
 bool IDC::BlendPixel(int x, int y, unsigned tint) noexcept {

@@ -97,8 +97,11 @@ bool ReadColours(Image2d& source, int row, int from, Buffer<unsigned>& colours) 
   int const count = static_cast<int>(colours.Count());
   if (Failed(img::ConvertRow({pixels, source.format, source.palette}, {colours.begin(), IMG_BGRA32}, count)))
     return false;
+  // The conversion of grey copies it to alpha.
+  bool const hasAlpha = img::GetFacts(source.format).paletteEntries || img::HasAlpha(source.format);
+  unsigned const opaque = hasAlpha ? 0 : draw::OPAQUE_BLACK;
   for (unsigned& colour : colours) {  // red and blue change places
-    colour = (colour & 0xFF00FF00) | (colour >> 16 & 0xFF) | (colour & 0xFF) << 16;
+    colour = (colour & 0xFF00FF00) | (colour >> 16 & 0xFF) | (colour & 0xFF) << 16 | opaque;
   }
   return true;
 }

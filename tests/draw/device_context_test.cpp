@@ -368,7 +368,7 @@ TEST(Attached, DrawsImagesPixelByPixelInEachMode) {
         unsigned char row[13 * 4];
         EXPECT_EQ(source->ConvertLine(1 + i / 11, IMG_BGRA32, row, sizeof row), S_OK);
         unsigned char const* const p = row + 4 * (1 + i % 11);
-        expected->SetColor(Rgba(p[2], p[1], p[0], p[3]));
+        expected->SetColor(Rgba(p[2], p[1], p[0], format == IMG_GRAY8 ? 255 : p[3]));
         if (mode == IDC::MODE_PAINT)
           expected->BlendPixel(11 + i % 11, -3 + i / 11, expected->colour);
         else

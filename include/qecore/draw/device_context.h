@@ -225,11 +225,11 @@ class IDC : public Destroys<IDC, Unknown> {
   /// font, Blit works for 24-bit surfaces, and ReleaseDC returns E_FAIL.
   YK_API HRESULT Attach(Image2d* image) noexcept;
   /// Paints an image, or its part `sourceRect`, with the first pixel at (x, y), in the current mode and each
-  /// pixel's own colour and alpha: as BlendPixel would in MODE_PAINT, and as FillRect in any other. S_FALSE:
-  /// nothing of it is inside the clip, or it has no pixels. E_INVALIDARG: its format cannot be converted to
-  /// IMG_BGRA32 (or there is no System, which has the conversions of all but that format, IMG_PAL1 and
-  /// IMG_PAL4). E_NOTIMPL: an unknown mode. E_OUTOFMEMORY. The source may be the surface's own image: rows
-  /// are read from top to bottom, each before it is painted.
+  /// pixel's own colour and, if it has one, alpha: as BlendPixel would in MODE_PAINT, and as FillRect in any
+  /// other. S_FALSE: nothing of it is inside the clip, or it has no pixels. E_INVALIDARG: its format cannot
+  /// be converted to IMG_BGRA32 (or there is no System, which has the conversions of all but that format,
+  /// IMG_PAL1 and IMG_PAL4). E_NOTIMPL: an unknown mode. E_OUTOFMEMORY. The source may be the surface's own
+  /// image: rows are read from top to bottom, each before it is painted.
   YK_API HRESULT DrawImage(Image2d* source, int x, int y, xrect2d const* sourceRect = nullptr) noexcept;
 
   /// An empty context with one reference, or null.

@@ -98,12 +98,16 @@ class Variant {
   explicit Variant(unsigned short v) noexcept { Init(v); }
   explicit Variant(int v) noexcept { Init(v); }
   explicit Variant(unsigned int v) noexcept { Init(v); }
-  explicit Variant(long v) noexcept { Init(static_cast<int>(v)); }
-  explicit Variant(unsigned long v) noexcept { Init(static_cast<unsigned int>(v)); }
   explicit Variant(int64_t v) noexcept { Init(v); }
   explicit Variant(uint64_t v) noexcept { Init(v); }
   explicit Variant(float v) noexcept { Init(v); }
   explicit Variant(double v) noexcept { Init(v); }
+  template <class Long>
+  requires requires(Long* value, long*& same) { same = value; }
+  explicit Variant(Long v) noexcept { Init(static_cast<int>(v)); }
+  template <class Long>
+  requires requires(Long* value, unsigned long*& same) { same = value; }
+  explicit Variant(Long v) noexcept { Init(static_cast<unsigned int>(v)); }
   explicit Variant(Unknown* object) noexcept { Init(object); }
   explicit Variant(char const* text, unsigned how = 0) noexcept { Init(text, how); }
   explicit Variant(wchar_t const* text, unsigned how = 0) noexcept { Init(text, how); }
