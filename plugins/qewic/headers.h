@@ -1,4 +1,4 @@
-// What the headers of PNG and JPEG files say: the decoders of platforms may decode all before they tell it.
+// What the headers of PNG, JPEG and GIF files say: the decoders of platforms may decode all before they tell it.
 #pragma once
 
 #include "reading.h"
@@ -14,5 +14,7 @@ struct Header {
 /// False: the header cannot be read, and is left to the decoder.
 bool ReadPngHeader(StreamAdapter& file, Header& header) noexcept;
 bool ReadJpegHeader(StreamAdapter& file, Header& header) noexcept;
+/// In read_gif.cpp, since a frame may enlarge the picture.
+bool ReadGifHeader(StreamAdapter& file, Header& header) noexcept;
 
 }  // namespace qewic

@@ -20,53 +20,88 @@ HRESULT Set(Map& info, img::FileInfoKey key, UINT number) noexcept {
   return info.SetValue(key, value);
 }
 
-// True: the decoder, which may decode all of the picture first, is not needed.
-bool DescribeHeader(GUID const& container, StreamAdapter& file, Map& info, HRESULT& result) noexcept {
-  Header header;
-  bool const isRead = container == GUID_ContainerFormatPng    ? ReadPngHeader(file, header)
-                      : container == GUID_ContainerFormatJpeg ? ReadJpegHeader(file, header)
-                                                              : false;
-  if (!isRead || !header.claim.width || !header.claim.height) return false;
-  result = Set(info, img::INFO_WIDTH, header.claim.width);
+struct HeaderReader {
+  GUID const* container;
+  bool (*read)(StreamAdapter& file, Header& header) noexcept;
+  bool isAll;  // the decoder, which may decode all of the picture first, has nothing to add
+};
+
+constexpr HeaderReader HEADER_READERS[] = {
+    {&GUID_ContainerFormatPng, ReadPngHeader, true},
+    {&GUID_ContainerFormatJpeg, ReadJpegHeader, true},
+    {&GUID_ContainerFormatGif, ReadGifHeader, false},  // decoders know the frame, but not the screen
+};
+
+HRESULT DescribeHeader(Header const& header, Map& info) noexcept {
+  HRESULT result = Set(info, img::INFO_WIDTH, header.claim.width);
   if (SUCCEEDED(result)) result = Set(info, img::INFO_HEIGHT, header.claim.height);
   if (SUCCEEDED(result)) result = Set(info, img::INFO_FRAMES, 1);
-  if (SUCCEEDED(result) && header.format != IMG_NONE)
-    result = Set(info, img::INFO_PIXEL_FORMAT, header.format);
-  return true;
+  if (SUCCEEDED(result) && header.claim.bits) result = Set(info, img::INFO_BITS, header.claim.bits);
+  return SUCCEEDED(result) && header.format != IMG_NONE ? Set(info, img::INFO_PIXEL_FORMAT, header.format)
+                                                        : result;
 }
 
-HRESULT DescribeFrame(IWICBitmapDecoder& decoder, Map& info) noexcept {
-  UINT frames = 0, width = 0, height = 0;
+/// The bits of the file's pixels; 0: they are not known.
+UINT BitsOf(IWICImagingFactory& factory, IWICBitmapFrameDecode& frame) noexcept {
+  GUID pixels;
+  UINT bits = 0;
+  Ref<IWICComponentInfo> component;
+  Ref<IWICPixelFormatInfo> facts;
+  if (SUCCEEDED(frame.GetPixelFormat(&pixels)) &&
+      SUCCEEDED(factory.CreateComponentInfo(pixels, component.Receive())) &&
+      SUCCEEDED(component->QueryInterface(__uuidof(IWICPixelFormatInfo), facts.ReceiveVoid())))
+    facts->GetBitsPerPixel(&bits);
+  return bits;
+}
+
+/// Fills in what the header does not say.
+HRESULT DescribeFrame(IWICImagingFactory& factory, IWICBitmapDecoder& decoder, Header header,
+                      Map& info) noexcept {
+  UINT frames = 0;
   Ref<IWICBitmapFrameDecode> frame;
   HRESULT result = decoder.GetFrameCount(&frames);
   if (SUCCEEDED(result)) result = decoder.GetFrame(0, frame.Receive());
-  if (SUCCEEDED(result)) result = frame->GetSize(&width, &height);
-  if (SUCCEEDED(result)) result = Set(info, img::INFO_WIDTH, width);
-  if (SUCCEEDED(result)) result = Set(info, img::INFO_HEIGHT, height);
+  if (SUCCEEDED(result) && !header.claim.width)
+    result = frame->GetSize(&header.claim.width, &header.claim.height);
+  if (FAILED(result)) return result;
+  if (!header.claim.bits) header.claim.bits = BitsOf(factory, *frame.get());
+  result = DescribeHeader(header, info);
   return SUCCEEDED(result) ? Set(info, img::INFO_FRAMES, frames) : result;
 }
 
-HRESULT DescribeByDecoder(GUID const& container, StreamAdapter& file, Map& info) noexcept {
+HRESULT DescribeDecoded(GUID const& container, StreamAdapter& file, Header const& header,
+                        Map& info) noexcept {
+  ComScope const com;
   Ref<IWICImagingFactory> factory;
   Ref<IWICBitmapDecoder> decoder;
-  HRESULT result = CreateFactory(factory);
+  HRESULT result = com.Result();
+  if (SUCCEEDED(result)) result = file.Seek({}, STREAM_SEEK_SET, nullptr);
+  if (SUCCEEDED(result)) result = CreateFactory(factory);
   if (SUCCEEDED(result)) result = factory->CreateDecoder(container, nullptr, decoder.Receive());
   if (SUCCEEDED(result)) result = decoder->Initialize(&file, WICDecodeMetadataCacheOnDemand);
-  return SUCCEEDED(result) ? DescribeFrame(*decoder, info) : result;
+  return SUCCEEDED(result) ? DescribeFrame(*factory.get(), *decoder.get(), header, info) : result;
+}
+
+HRESULT Describe(GUID const& container, StreamAdapter& file, Map& info) noexcept {
+  Header header;
+  for (HeaderReader const& reader : HEADER_READERS) {
+    if (!(*reader.container == container)) continue;
+    bool const isRead = reader.read(file, header) && header.claim.width && header.claim.height;
+    if (isRead && reader.isAll) return DescribeHeader(header, info);
+    if (!isRead) header = {};
+  }
+  return DescribeDecoded(container, file, header, info);
 }
 
 }  // namespace
 
 HRESULT QueryPicture(GUID const& container, Stream* stream, Map* info) noexcept {
   unsigned const before = ErrorCount();
-  ComScope const com;
-  Ref<StreamAdapter> const adapter = StreamAdapter::Create(stream);
-  HRESULT result = adapter ? com.Result() : E_OUTOFMEMORY;
-  if (SUCCEEDED(result) && !DescribeHeader(container, *adapter, *info, result))
-    result = DescribeByDecoder(container, *adapter, *info);
-  if (SUCCEEDED(result)) result = ReadFacts(container, *adapter, *info);
+  Ref<StreamAdapter> const file = StreamAdapter::Create(stream);
+  HRESULT result = file ? Describe(container, *file, *info) : E_OUTOFMEMORY;
+  if (SUCCEEDED(result)) result = ReadFacts(container, *file, *info);
   if (SUCCEEDED(result)) return S_OK;
-  HRESULT const ofStream = adapter ? adapter->Failure() : S_OK;
+  HRESULT const ofStream = file ? file->Failure() : S_OK;
   if (yk::Failed(ofStream)) return FailSince(before, ofStream, QUERY, L"the stream could not be read");
   return Report(before, QUERY, result, result);
 }

@@ -11,6 +11,7 @@
 #include <memory>
 #include <new>
 
+#include "headers.h"
 #include "lzw.h"
 #include "reading.h"
 
@@ -35,7 +36,9 @@ struct Colours {
 class Reader {
  public:
   explicit Reader(StreamAdapter& from) noexcept : file(from) {}
+  HRESULT ReadHeaders() noexcept;
   HRESULT Read(Ref<Image2d>& image) noexcept;
+  Claim Size() const noexcept { return {width, height, 8}; }
 
  private:
   HRESULT ReadScreen() noexcept;
@@ -202,10 +205,14 @@ void Reader::PutColours(Image2d& image) noexcept {
   }
 }
 
-HRESULT Reader::Read(Ref<Image2d>& image) noexcept {
+HRESULT Reader::ReadHeaders() noexcept {
   HRESULT result = ReadScreen();
   if (Succeeded(result)) result = FindFrame();
-  if (Succeeded(result)) result = ReadFrame();
+  return Succeeded(result) ? ReadFrame() : result;
+}
+
+HRESULT Reader::Read(Ref<Image2d>& image) noexcept {
+  HRESULT result = ReadHeaders();
   if (Succeeded(result)) result = ReadIndices();
   if (yk::Failed(result)) return result;
   // An index beyond the palette, in a damaged picture, is opaque black.
@@ -221,6 +228,13 @@ HRESULT Reader::Read(Ref<Image2d>& image) noexcept {
 }
 
 }  // namespace
+
+bool ReadGifHeader(StreamAdapter& file, Header& header) noexcept {
+  Reader reader(file);
+  bool const isRead = Succeeded(reader.ReadHeaders());
+  header.claim = reader.Size();
+  return isRead;
+}
 
 HRESULT ReadGif(StreamAdapter& file, Ref<Image2d>& image) noexcept { return Reader(file).Read(image); }
 

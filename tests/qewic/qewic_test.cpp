@@ -212,6 +212,44 @@ constexpr char PNG_TURNED[] =
     "03000000010003000000000000845f64ce0000000b49444154789c6360640200000700047649e3280000000049454e44ae42608"
     "2";
 
+template <class Type>
+Variant Value(Type content) {
+  Variant value;
+  value.Init(content);
+  return value;
+}
+
+// A directory with an orientation, and a description: a text of more than four bytes.
+constexpr char EXIF[] =
+    "4d4d002a000000080002011200030000000100060000010e00020000000600000026000000004d61676e6f00";
+
+TEST_F(Filters, DescribeFiles) {
+  string const exif = "Exif\0\0"s + FromHex(EXIF);
+  std::vector<std::pair<Guid, string>> files;
+  for (auto const& filter : filters)
+    files.emplace_back(*filter->GetTypeId(), Encode(*filter, *Noise(IMG_BGR24, 7, 5)));
+  files[1].second.insert(2, "\xFF\xE1\0"s + static_cast<char>(exif.size() + 2) + exif + "\xFF\xFE\0\x05Yes"s);
+  files.emplace_back(ids::FILE_GIF, FromHex(GIF_PART));
+  files.emplace_back(ids::FILE_BMP, FromHex(BMP_565));
+  files.emplace_back(ids::FILE_PNG, FromHex(PNG_TURNED));
+  files.emplace_back(ids::FILE_TIFF, FromHex(TIFF_TURNED));
+  Table<size_t, unsigned, Variant> const rows = {
+      {0, img::INFO_WIDTH, Value(7u)},       {0, img::INFO_HEIGHT, Value(5u)},
+      {0, img::INFO_FRAMES, Value(1u)},      {0, img::INFO_BITS, Value(24u)},
+      {1, img::INFO_ORIENTATION, Value(6u)}, {1, img::INFO_DESCRIPTION, Value(L"Magno")},
+      {1, img::INFO_COMMENT, Value(L"Yes")}, {2, img::INFO_BITS, Value(24u)},
+      {3, img::INFO_BITS, Value(8u)},        {4, img::INFO_BITS, Value(24u)},
+      {5, img::INFO_WIDTH, Value(3u)},       {6, img::INFO_BITS, Value(16u)},
+      {7, img::INFO_ORIENTATION, Value(3u)}, {8, img::INFO_DESCRIPTION, Value(L"A cat")}};
+  for (auto const& [file, key, wanted] : rows) {
+    auto const& [type, bytes] = files[file];
+    Ref<Map> const info = Own(Map::Create());
+    ASSERT_EQ(Filter(type)->QueryFileInfo(Memory(bytes).get(), info.get(), 0), S_OK) << file;
+    Variant value;
+    EXPECT_TRUE(info->GetValue(key, value) == S_OK && value.Compare(wanted)) << file << ' ' << key;
+  }
+}
+
 TEST_F(Filters, KeepWhatFilesSayOfTheirPictures) {
   Table<char const*, Guid, unsigned> const files = {{TIFF_TURNED, ids::FILE_TIFF, 6},
                                                     {PNG_TURNED, ids::FILE_PNG, 3}};
@@ -237,27 +275,14 @@ TEST_F(Filters, KeepWhatFilesSayOfTheirPictures) {
   }
 }
 
-Variant Value(double v) {
-  Variant value;
-  value.Init(v);
-  return value;
-}
-
-Variant Value(wchar_t const* text) {
-  Variant value;
-  value.Init(text);
-  return value;
-}
-
 TEST_F(Filters, WriteWhatImagesSayOfThemselves) {
   string profile(300, 'x');
   profile.replace(16, 4, "RGB ").replace(36, 4, "acsp");
-  Variant icc, turn;
+  Variant icc;
   icc.Init(profile.data(), static_cast<unsigned>(profile.size()), false);
-  turn.Init(6u);
-  std::pair<unsigned, Variant> const facts[] = {{img::INFO_ORIENTATION, turn},
-                                                {img::INFO_RESOLUTION_X, Value(150)},
-                                                {img::INFO_RESOLUTION_Y, Value(75)},
+  std::pair<unsigned, Variant> const facts[] = {{img::INFO_ORIENTATION, Value(6u)},
+                                                {img::INFO_RESOLUTION_X, Value(150.0)},
+                                                {img::INFO_RESOLUTION_Y, Value(75.0)},
                                                 {img::INFO_COLOR_PROFILE, icc},
                                                 {img::INFO_DESCRIPTION, Value(L"A cat \u00FCber")},
                                                 {img::INFO_AUTHOR, Value(L"Me")}};
