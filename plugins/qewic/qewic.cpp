@@ -3,7 +3,6 @@
 #include <qecore/core/module.h>
 #include <qecore/core/ref.h>
 #include <qecore/io/file_formats.h>
-#include <string.h>
 
 #include <algorithm>
 #include <iterator>
@@ -42,10 +41,6 @@ Codec const* FindCodec(Guid const& id) noexcept {
 }
 
 constexpr unsigned MOST_SETTINGS = 4;
-
-bool BeginsWith(char const* bytes, FileSignature const& signature) noexcept {
-  return signature.length && memcmp(bytes, signature.bytes, signature.length) == 0;
-}
 
 class Filter final : public Destroys<Filter, ykFlt2dEx> {
  public:
@@ -90,8 +85,7 @@ class Filter final : public Destroys<Filter, ykFlt2dEx> {
     HRESULT const result = stream->Read(bytes, sizeof bytes, &done);
     stream->Seek(-static_cast<long>(done), Stream::FROM_POSITION);
     if (yk::Failed(result)) return result;
-    auto const matches = [&](FileSignature const& signature) { return BeginsWith(bytes, signature); };
-    return std::any_of(std::begin(format.signatures), std::end(format.signatures), matches) ? S_OK : S_FALSE;
+    return HasSignature(format, bytes) ? S_OK : S_FALSE;
   }
 
   HRESULT Read(Stream* stream, AbstractImage** image, unsigned) noexcept override {

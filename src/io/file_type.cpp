@@ -13,15 +13,9 @@ constexpr unsigned LOOKED_AT = 256;  // bytes read
 constexpr unsigned NEEDED = 8;       // fewer are not enough
 static_assert(NEEDED >= sizeof FileSignature::bytes);
 
-bool BeginsWith(char const* bytes, FileSignature const& signature) noexcept {
-  return signature.length && memcmp(bytes, signature.bytes, signature.length) == 0;
-}
-
 Guid const* BySignature(char const* bytes) noexcept {
   for (FileFormat const& format : FILE_FORMATS) {
-    for (FileSignature const& signature : format.signatures) {
-      if (BeginsWith(bytes, signature)) return &format.id;
-    }
+    if (HasSignature(format, bytes)) return &format.id;
   }
   return nullptr;
 }

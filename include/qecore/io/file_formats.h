@@ -70,4 +70,15 @@ inline FileFormat const* FindFileFormat(Guid const& id) noexcept {
   return nullptr;
 }
 
+/// Whether a file that begins with `bytes` has a signature of the format. There are at least as many bytes as
+/// FileSignature has.
+inline bool HasSignature(FileFormat const& format, char const* bytes) noexcept {
+  for (FileSignature const& signature : format.signatures) {
+    unsigned same = 0;
+    while (same < signature.length && bytes[same] == signature.bytes[same]) ++same;
+    if (signature.length && same == signature.length) return true;
+  }
+  return false;
+}
+
 }  // namespace yk
