@@ -167,7 +167,7 @@ Ref<Map> MakeOptions() {
 
 Outcome Write() {
   Outcome outcome;
-  Ref<Image2d> const image = Calmly([] { return MakeImage(13); });
+  Ref<Image2d> const image = Calmly([] { return MakeImage(13, PNG); });
   Ref<Map> const options = Calmly(MakeOptions);
   outcome.Note(img::Write(*image, Wide(PNG.path), nullptr, options.get(), nullptr));
   outcome.whole = harness::ReadFile(PNG.path) == Sound<PNG>().after;

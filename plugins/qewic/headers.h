@@ -1,4 +1,5 @@
-// What the headers of PNG, JPEG and GIF files say: the decoders of platforms may decode all before they tell it.
+// What the headers of PNG, JPEG and GIF files say: the decoders of platforms may decode all before they tell
+// it.
 #pragma once
 
 #include "reading.h"

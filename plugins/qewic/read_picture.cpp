@@ -172,7 +172,7 @@ bool SumAt(StreamAdapter& file, uint64_t at, uint64_t size, uint32_t& sum) noexc
 }
 
 struct PngChunk {
-  uint8_t head[8];
+  uint8_t head[8] = {};
   uint32_t Size() const noexcept { return Big(head, 4); }
   bool Is(char const* kind) const noexcept { return memcmp(head + 4, kind, 4) == 0; }
   bool MakesPixels() const noexcept { return !(head[4] & 0x20) || Is("tRNS"); }

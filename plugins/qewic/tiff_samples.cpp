@@ -203,7 +203,8 @@ void MultiplyInk(Image2d& from, Image2d& to) noexcept {
     T const* ink = reinterpret_cast<T const*>(from.GetLine(y));
     T* pixel = reinterpret_cast<T*>(to.GetLine(y));
     for (int x = 0; x < from.width; ++x, ink += 4, pixel += 3)
-      for (int i = 0; i < 3; ++i) pixel[i] = static_cast<T>((uint64_t{ink[i]} * ink[ALPHA] + TOP / 2) / TOP);
+      for (int i = 0; i < 3; ++i)
+        pixel[i] = static_cast<T>((static_cast<uint64_t>(ink[i]) * ink[ALPHA] + TOP / 2) / TOP);
   }
 }
 

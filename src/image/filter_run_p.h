@@ -26,7 +26,7 @@ class FilterRun {
   HRESULT Finish(HRESULT result) noexcept {
     if (!reporter) return result;
     if (Succeeded(result)) reporter->Reach(total);
-    reporter->Detach();
+    reporter->Detach();  // cppcheck-suppress ignoredReturnValue  // that of Ref, which this is not
     return reporter->Result(result);
   }
 
