@@ -18,11 +18,13 @@ class Sequence {
   /// `count` objects from `first` on, which may be null when there are none.
   constexpr Sequence(T* start, size_t number) noexcept : first(start), count(number) {}
 
-  constexpr T* begin() const noexcept { return first; }         ///< the first object
-  constexpr T* end() const noexcept { return first + count; }   ///< past the last one
+  constexpr T* begin() const noexcept { return first; }        ///< the first object
+  constexpr T* end() const noexcept { return first + count; }  ///< past the last one
+  // NOLINTBEGIN(readability-identifier-naming): the names of the standard library's ranges
   constexpr T* data() const noexcept { return first; }          ///< the first object, as std::span calls it
   constexpr size_t size() const noexcept { return count; }      ///< the number of objects
   constexpr bool empty() const noexcept { return count == 0; }  ///< whether there is no object
+  // NOLINTEND(readability-identifier-naming)
   /// The object with this index, which is not checked.
   constexpr T& operator[](size_t index) const noexcept { return first[index]; }
 
