@@ -25,7 +25,7 @@ class GuardedMemory {
   template <class T>
   T* Put(T const* from, size_t count, size_t gap = 0) const {
     uint8_t* const at = Last(count * sizeof(T), gap);
-    memcpy(at, from, count * sizeof(T));
+    if (count) memcpy(at, from, count * sizeof(T));
     return reinterpret_cast<T*>(at);
   }
 
