@@ -31,7 +31,7 @@ std::string Tabulate(Results const& results, Style style);
 bool Write(Results const& results, std::string const& path);
 bool Read(std::string const& path, Results& results);
 
-/// The earlier result of the same row; null if there is none.
+/// The earlier result of the same row, or null.
 Result const* FindSame(Results const& earlier, Result const& result);
 
 /// Draws the growth rows on logarithmic axes, and saves the picture as a PNG file.

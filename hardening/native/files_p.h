@@ -61,10 +61,10 @@ inline std::u16string const LONG_PATH = u"\\\\?\\";
 
 /// The unique key of a file: the full path in lower case, with backslashes.
 std::u16string Key(std::u16string const& path);
-/// The part before the last backslash; empty when there is none.
+/// The part before the last backslash, or empty.
 std::u16string FolderOf(std::u16string const& key);
 bool IsFolder(FileSystem const& all, std::u16string const& key);
-/// Null when there is none.
+/// Null if not found.
 std::shared_ptr<Node> FindNode(FileSystem const& all, std::u16string const& key);
 std::shared_ptr<Node> NewNode(FileSystem& all, std::u16string const& path);
 

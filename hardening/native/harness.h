@@ -101,7 +101,7 @@ struct File {
 
 void ClearFiles();  ///< files, folders and plug-ins; no file may be open
 File& PutFile(std::u16string const& path, std::string bytes);
-/// Null when there is none. Valid until the file is removed or replaced.
+/// Null if not found. Valid until the file is removed or replaced.
 File* FindFile(std::u16string const& path);
 /// The content of a file; empty when it does not exist.
 std::string ReadFile(std::u16string const& path);

@@ -101,7 +101,7 @@ void* NewBlock(size_t size, UINT flags) {
 /// Of a locked block, only the end can be given back.
 HGLOBAL CutInPlace(HGLOBAL handle, SIZE_T size) {
   std::lock_guard const guard(globalsMutex);
-  Global& global = Find(handle, "GlobalReAlloc of a handle that is none");
+  Global& global = Find(handle, "GlobalReAlloc of an invalid handle");
   if (size > global.size) return nullptr;
   global.size = size;
   return handle;
@@ -134,7 +134,7 @@ HGLOBAL WINAPI harness_GlobalReAlloc(HGLOBAL handle, SIZE_T size, UINT flags) {
     return nullptr;
   }
   std::lock_guard const guard(globalsMutex);
-  Global& global = Find(handle, "GlobalReAlloc of a handle that is none");
+  Global& global = Find(handle, "GlobalReAlloc of an invalid handle");
   memcpy(block, global.block, global.size < size ? global.size : size);
   free(global.block);
   global.block = block;
@@ -144,7 +144,7 @@ HGLOBAL WINAPI harness_GlobalReAlloc(HGLOBAL handle, SIZE_T size, UINT flags) {
 
 HGLOBAL WINAPI harness_GlobalFree(HGLOBAL handle) {
   std::lock_guard const guard(globalsMutex);
-  free(Find(handle, "GlobalFree of a handle that is none").block);
+  free(Find(handle, "GlobalFree of an invalid handle").block);
   Globals().erase(handle);
   free(handle);
   --liveBlocks;
@@ -155,14 +155,14 @@ HGLOBAL WINAPI harness_GlobalFree(HGLOBAL handle) {
 LPVOID WINAPI harness_GlobalLock(HGLOBAL handle) {
   if (Fails(LOCK)) return nullptr;
   std::lock_guard const guard(globalsMutex);
-  Global& global = Find(handle, "GlobalLock of a handle that is none");
+  Global& global = Find(handle, "GlobalLock of an invalid handle");
   ++global.locks;
   return global.block;
 }
 
 BOOL WINAPI harness_GlobalUnlock(HGLOBAL handle) {
   std::lock_guard const guard(globalsMutex);
-  Global& global = Find(handle, "GlobalUnlock of a handle that is none");
+  Global& global = Find(handle, "GlobalUnlock of an invalid handle");
   if (global.locks > 0) --global.locks;
   return global.locks > 0;
 }

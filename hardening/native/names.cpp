@@ -267,7 +267,7 @@ BOOL WINAPI harness_FindNextFileW(HANDLE handle, WIN32_FIND_DATAW* entry) {
 
 BOOL WINAPI harness_FindClose(HANDLE handle) {
   FilesLocked all;
-  if (!all->searches.erase(handle)) Die("FindClose of a search that is none", handle);
+  if (!all->searches.erase(handle)) Die("FindClose of an invalid search", handle);
   --liveHandles;
   return TRUE;
 }

@@ -21,7 +21,7 @@ constexpr PngKind PNG_KINDS[] = {
     {2, IMG_NONE, IMG_NONE},    {}, {4, IMG_BGRA32, IMG_BGRA64},
 };
 
-// A transparent colour stands before the pixels and makes decoders add alpha.
+// A transparent colour precedes the pixels and makes decoders add alpha.
 bool HasTransparentColour(StreamAdapter& file) noexcept {
   uint8_t head[8];
   for (uint64_t at = 8; file.ReadAt(at, head, 8) && memcmp(head + 4, "IDAT", 4) != 0;) {

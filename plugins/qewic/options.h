@@ -33,7 +33,7 @@ std::span<Option const> OptionsOf(yk::Guid const& type) noexcept;
 HRESULT DescribeOption(yk::Guid const& type, yk::FilterUse use, unsigned index,
                        yk::FilterOption& description) noexcept;
 
-/// The value under `key`, or `standard` if there is none.
+/// The value under `key`, or `standard`.
 int ValueOf(yk::Map* options, unsigned key, int standard) noexcept;
 
 /// The encoder's options that are set in `options`, in the elements of `settings`. \return how many

@@ -2,7 +2,7 @@
 //
 //   +-- screen ---------+     Pixels outside of the frame are transparent, as browsers show them. They have
 //   |    +-- frame --+  |     the frame's transparent index, or else one that no pixel uses; only where there
-//   |    |           |  |     is none, the picture becomes one of BGRA32. A frame that leaves its screen
+//   |    |           |  |     is no such index, it becomes one of BGRA32. A frame that leaves its screen
 //   |    +-----------+  |     enlarges it.
 //   +-------------------+
 #include <string.h>
@@ -159,7 +159,7 @@ HRESULT Reader::ReadIndices() noexcept {
   return done == count ? S_OK : FailTruncated();
 }
 
-/// The index for pixels outside of the frame; MOST_ENTRIES: there is none.
+/// The index for pixels outside of the frame; MOST_ENTRIES: no index is free.
 unsigned Reader::ChooseOutside() noexcept {
   if (transparent < MOST_ENTRIES) return transparent;
   bool used[MOST_ENTRIES] = {};

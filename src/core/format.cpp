@@ -44,7 +44,7 @@ constexpr bool IsReal(Char c) noexcept {
   return IsOneOf(c, "eEfFgGaA");
 }
 
-// The length of the first size prefix of a directive; 0: there is none. A capital I alone is a prefix for
+// The length of the first size prefix of a directive; 0: no prefix. A capital I alone is a prefix for
 // integers.
 template <class Char>
 constexpr int PrefixLength(Char const* at) noexcept {
@@ -173,7 +173,7 @@ class Formatter {
     return total;
   }
 
-  // False: the text fills its buffer, or there is none.
+  // False: the text fills its buffer, or no text is left.
   bool Terminate() noexcept {
     if (room == 0) return false;
     *next = 0;

@@ -39,7 +39,7 @@ class HashTable {
     return true;
   }
 
-  /// The first item with this hash for which `matches(item)` is true; null or 0 when there is none.
+  /// The first item with this hash for which `matches(item)` is true, or null or 0.
   template <class Matches>
   Item Find(uint32_t hash, Matches matches) const noexcept {
     if (count == 0) return {};

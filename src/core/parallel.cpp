@@ -88,7 +88,7 @@ DWORD WINAPI RunThread(void* argument) noexcept {
   return 0;
 }
 
-/// A thread of a generation, with a reference to the library; null when there is none.
+/// A thread of a generation, with a reference to the library, or null.
 HANDLE StartThread(unsigned own) noexcept {
   constexpr SIZE_T STACK = 1 << 18;
   HMODULE held = nullptr;

@@ -12,7 +12,7 @@ class Array;
 /// The records of all filters, borrowed, in order of registration. False: there is no memory, or no System.
 bool CopyFilters(Ref<Array>& copy) noexcept;
 
-/// The record of a class, borrowed; null when there is none, or no System.
+/// The record of a class, borrowed; null for an unknown class or without a System.
 ClassInfo const* FindClass(Guid const& classId) noexcept;
 
 /// The factory of a class with a static Create(). Fails for another class's record.

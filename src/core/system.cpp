@@ -80,7 +80,7 @@ uint32_t HashOfRecord(void const* record) noexcept {
   return HashOf(static_cast<ClassInfo const*>(record)->classId);
 }
 
-/// The record of a class, the first one registered; null when there is none. Call under the lock.
+/// The record of a class, the first one registered, or null. Call under the lock.
 ClassInfo* RecordOf(Ref<Array> const& records, Guid const& classId) noexcept {
   auto const isOf = [&](void* record) { return static_cast<ClassInfo*>(record)->classId == classId; };
   return records ? static_cast<ClassInfo*>(IndexedArray::Of(records).Seek(HashOf(classId), isOf)) : nullptr;

@@ -40,7 +40,7 @@ void BuildConversionTable() noexcept;
 /// Makes all look-ups fail again; called by System's destructor.
 void FreeConversionTable() noexcept;
 
-/// The converter of a pair of different formats; null when there is none.
+/// The converter of a pair of different formats, or null.
 Converter FindConverter(IMG_FORMAT source, IMG_FORMAT target) noexcept;
 
 /// Records why pixels were not converted. \return E_INVALIDARG

@@ -168,7 +168,7 @@ HRESULT Convert(FilterOption const& option, Variant const& value, char const* op
               needs.c_str());
 }
 
-/// Moves the value of an option, if there is one. \return S_FALSE: there is none
+/// Moves the value of an option, if there is one. \return S_FALSE: no value
 HRESULT CheckOption(FilterOption const& option, Map& options, char const* operation, Map& checked) noexcept {
   Variant value, converted;
   HRESULT const found = options.GetValue(option.key, value);

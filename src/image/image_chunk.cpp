@@ -68,7 +68,7 @@ class Blocks {
 
 bool HasPixels(Image2d const& image) noexcept { return image.bits && image.width > 0 && image.height > 0; }
 
-/// The plug-in's implementation of a method; null when there is none.
+/// The plug-in's implementation of a method, or null.
 Ref<ykCompressor> MakeCompressor(Guid const& method) noexcept {
   Ref<Unknown> made;
   CreateInterface(method, made.ReceiveVoid());

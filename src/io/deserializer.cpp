@@ -246,7 +246,7 @@ HRESULT Deserializer::CheckTable(unsigned short tag) noexcept {
     return FailSince(before, YK_E_BADFILE, OPEN, L"damaged: the offset of table %u is truncated", tag);
   if (offset == 0 && tag == chunk::OBJECT_TABLE) return S_OK;
   Ref<Stream> const from = stream;
-  // Contract: seeks to the class table even when there is none.
+  // Contract: seeks to the class table even without one.
   if (!from || offset > streamSize - fileStart || Failed(SeekTo(*from, fileStart + offset)))
     return FailSince(before, YK_E_BADFILE, OPEN, NO_TABLE, tag, offset);
   if (offset == 0) return S_OK;

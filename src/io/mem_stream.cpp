@@ -201,7 +201,7 @@ bool MemStream::MakeRoom(uint64_t end) noexcept {
   return true;
 }
 
-/// Gives the block this size, or allocates one when there is none or the storage is a caller's buffer. New
+/// Gives the block this size, or allocates one if it has no block or the storage is a caller's buffer. New
 /// bytes are zero. A block whose handle was not given out doubles, if there is memory for it. On failure the
 /// storage is unchanged.
 bool MemStream::Resize(uint64_t bytes) noexcept {

@@ -24,7 +24,7 @@ inline bool ContinuesName(wchar_t c) noexcept {
 /// Whether the whole text is an XML name; an empty one is not.
 bool IsName(wchar_t const* text, size_t length) noexcept;
 
-/// The length of the leading name in a zero-terminated text; 0 when there is none.
+/// The length of the leading name in a zero-terminated text, or 0.
 inline size_t NameLength(wchar_t const* text) noexcept {
   if (!StartsName(*text)) return 0;
   size_t length = 1;

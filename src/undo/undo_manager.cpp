@@ -29,7 +29,7 @@ class RecordedValues {
     ykUndoItem* item;
   };
 
-  /// The item among those noted that records a property; null when there is none.
+  /// The item among those noted that records a property, or null.
   ykUndoItem* Find(Unknown const* object, unsigned key) noexcept {
     auto const is = [&](size_t number) {
       Value const& value = values[number - 1];

@@ -18,14 +18,14 @@ inline size_t Length(wchar_t const* text) noexcept {
   return length;
 }
 
-/// The index of the first character equal to `c`; `length` when there is none.
+/// The index of the first character equal to `c`, or `length`.
 inline size_t Find(wchar_t const* text, size_t length, wchar_t c) noexcept {
   size_t i = 0;
   while (i < length && text[i] != c) ++i;
   return i;
 }
 
-/// The index of the first place where two texts differ or end with a zero; `length` when there is none.
+/// The index of the first place where two texts differ or end with a zero, or `length`.
 inline size_t Mismatch(wchar_t const* a, wchar_t const* b, size_t length) noexcept {
   size_t i = 0;
   while (i < length && a[i] == b[i] && a[i]) ++i;
@@ -33,7 +33,7 @@ inline size_t Mismatch(wchar_t const* a, wchar_t const* b, size_t length) noexce
 }
 
 /// The index of the first occurrence of `count` characters, at least one and none a zero, in front of the
-/// first zero of the text; `length` when there is none.
+/// first zero of the text, or `length`.
 inline size_t FindText(wchar_t const* text, size_t length, wchar_t const* sought, size_t count) noexcept {
   for (size_t i = 0; i + count <= length && text[i]; ++i) {
     if (Mismatch(text + i, sought, count) == count) return i;

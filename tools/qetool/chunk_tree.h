@@ -16,7 +16,7 @@ struct ChunkNode {
   unsigned tag = 0;
   size_t offset = 0;  // of the header, from the start of the file
   Bytes payload;      // without the header
-  Bytes plain;        // the bytes of the payload before the first child; the whole payload when there is none
+  Bytes plain;        // the bytes of the payload before the first child; the whole payload without children
   size_t parent = 0;  // index of the enclosing node; ChunkTree::NONE at the top
   int depth = 0;      // 0 at the top
 };

@@ -28,7 +28,7 @@ bool IsStep(IMG_FORMAT from, IMG_FORMAT to) {
          Succeeded(img::ConvertPixels(nullptr, nullptr, from, to, 0, nullptr));
 }
 
-// The formats on the shortest path, without `from`; empty when there is none. Of paths of equal length, the
+// The formats on the shortest path, without `from`, or empty. Of paths of equal length, the
 // one through the higher formats is chosen: it keeps more bits.
 std::vector<IMG_FORMAT> FindWay(IMG_FORMAT from, IMG_FORMAT to) {
   std::array<int, img::LAST_FORMAT + 1> before = {};  // 0: not reached

@@ -34,7 +34,7 @@ std::string WrittenTypes(Host const& host);
 /// Whether files of this type are written with a quality of 1 to 100.
 bool HasQuality(yk::Guid const& type);
 
-/// The class of the filter that writes files with this path's extension. Throws Failure if there is none.
+/// The class of the filter that writes files with this path's extension. Throws Failure if no filter does.
 yk::Guid FilterFor(Host const& host, std::string const& path);
 
 /// Writes a file, or standard output for "-", through the filter of this class with options, or null: all of

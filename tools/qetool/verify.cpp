@@ -34,7 +34,7 @@ Verdict VerifyPicture(Stream& stream, std::string const& path, Listener& listene
     return {true, Format("%s, %d x %d pixels", TypeName(picture.type), picture.image->width,
                          picture.image->height)};
   } catch (Failure const& failure) {
-    std::string const known = "cannot read " + ShownName(path) + ": ";  // stands before it anyway
+    std::string const known = "cannot read " + ShownName(path) + ": ";  // is printed before it anyway
     return {false, failure.text.substr(failure.text.starts_with(known) ? known.size() : 0)};
   }
 }

@@ -31,7 +31,7 @@ class drvDataPtr {
   drvDataPtr(drvDataPtr const&) = delete;
   drvDataPtr& operator=(drvDataPtr const&) = delete;
 
-  /// The first record of `owner`, borrowed; null when there is none.
+  /// The first record of `owner`, borrowed, or null.
   YK_API drvData* Get(void* owner) noexcept;
 
   /// Inserts the record at the front and takes over the caller's reference. E_INVALIDARG, with the reference

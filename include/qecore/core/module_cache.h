@@ -9,8 +9,8 @@
 //                     ├─ flags, 4 bytes without a header
 //                     ├─ CLASS_ID       16 bytes
 //                     ├─ INTERFACE_ID   16 bytes
-//                     ├─ CLASS_NAME     narrow, without terminator; absent when there is none
-//                     └─ FILTER_INFO    a filter's description, a Map; absent when there is none
+//                     ├─ CLASS_NAME     narrow, without terminator; may be absent
+//                     └─ FILTER_INFO    a filter's description, a Map; may be absent
 //
 // Public, since programs that show what a cache contains (qetool dump) need the names. Everything here is
 // constant.

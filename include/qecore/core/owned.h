@@ -12,7 +12,7 @@ class Owned {
   Owned(Owned const&) = delete;
   Owned& operator=(Owned const&) = delete;
 
-  /// The object, borrowed; null when there is none.
+  /// The object, borrowed, or null.
   T* get() const noexcept { return object; }
   T* operator->() const noexcept { return object; }
   explicit operator bool() const noexcept { return object != nullptr; }

@@ -48,7 +48,7 @@ class Ref {
   /// Adds a reference to an object that the caller has borrowed. Null is allowed.
   [[nodiscard]] static Ref Share(T* borrowed) noexcept { return Adopt(Counted(borrowed)); }
 
-  /// The object, borrowed; null when there is none. The operators are for a Ref that has one.
+  /// The object, borrowed, or null. The operators are for a Ref that has one.
   T* get() const noexcept { return object; }
   T* operator->() const noexcept { return object; }
   T& operator*() const noexcept { return *object; }
@@ -83,7 +83,7 @@ class Ref {
     return old;
   }
 
-  /// Releases the reference held; there is none afterwards.
+  /// Releases the reference held; it is empty afterwards.
   void Reset() noexcept {
     if (T* const old = Detach()) old->Release();
   }
@@ -97,7 +97,7 @@ class Ref {
   T* object = nullptr;
 };
 
-/// The object as a class derived from its own, borrowed; null if there is none, or IsTypeOf denies it. For
+/// The object as a class derived from its own, borrowed; null without one, or if IsTypeOf denies it. For
 /// classes whose IsTypeOf confirms an identifier of their own: not for Map, Serializer and Deserializer.
 template <class To, class From>
 [[nodiscard]] To* Cast(From* object) noexcept {

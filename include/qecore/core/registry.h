@@ -49,7 +49,7 @@ struct ClassInfo {
   enum InfoKey : unsigned {
     INFO_NAME = 1,           ///< wide string
     INFO_FLAGS = 2,          ///< unsigned
-    INFO_PATTERN_COUNT = 3,  ///< number of patterns; absent when there is none
+    INFO_PATTERN_COUNT = 3,  ///< number of patterns; may be absent
     INFO_RANK = 4,           ///< int, not kept in the cache: see img::RankFilter; absent: 0
     INFO_PATTERN = 10,       ///< 10, 11, ...: the patterns, wide strings
   };

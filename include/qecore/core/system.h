@@ -95,7 +95,7 @@ class System : public Destroys<System, Unknown> {
     ENUM_NESTED = 0x1,
   };
 
-  /// The plug-in with this file name, ignoring case, with an added reference; null when there is none.
+  /// The plug-in with this file name, ignoring case, with an added reference, or null.
   YK_API virtual Module* FindModule(String const& fileName) noexcept;
 
   /// Asks an instance of a filter class for its name, patterns and flags and stores them in the record's map

@@ -47,7 +47,7 @@ struct FilterOption {
   wchar_t const* help = nullptr;            ///< one sentence without a full stop
   wchar_t const* const* choices = nullptr;  ///< of CHOICE: names, like `name`; null after the last
   double least = 0, most = 0;               ///< see above
-  Variant standard;  ///< the value used when there is none; empty: it depends on the picture
+  Variant standard;                         ///< the value used without one; empty: it depends on the picture
 };
 
 static_assert(sizeof(FilterOption) == 64 && offsetof(FilterOption, choices) == 24 &&

@@ -148,7 +148,7 @@ constexpr bool CanHoldAverages(FormatFacts const& row) noexcept {
   return averaged.kind == ChannelKind::FLOAT && averaged.channels == (row.paletteEntries ? 4 : row.channels);
 }
 
-/// Each row stands at its number, and its columns agree with each other.
+/// Each row is at its number, and its columns agree with each other.
 constexpr bool RowsMatchTheirNumbers() noexcept {
   for (int i = 0; i <= LAST_FORMAT; ++i) {
     FormatFacts const& row = FORMATS[i];

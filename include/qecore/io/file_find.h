@@ -34,7 +34,7 @@ class FileFind {
   FileFind(FileFind const&) = delete;
   FileFind& operator=(FileFind const&) = delete;
 
-  /// Moves to the next entry; false when there is none. "." and ".." are skipped.
+  /// Moves to the next entry; false after the last. "." and ".." are skipped.
   YK_API bool GetNext() noexcept;
   /// The folder and the current name, joined. \return true
   YK_API bool GetFullName(String& out) const noexcept;

@@ -62,7 +62,7 @@ class MemStream : public Implements<MemStream, Stream> {
   /// stream continues in a new block, zeroed, into which nothing is copied. YK_E_EMPTY when there is storage
   /// already.
   YK_API virtual HRESULT AttachBuffer(void* buffer, unsigned bytes) noexcept;
-  /// The block, of the size stated above; null when there is none. With `owned` the stream frees it,
+  /// The block, of the size stated above, or null. With `owned` the stream frees it,
   /// otherwise the caller does, after the stream is gone.
   YK_API virtual HGLOBAL GetHandle(bool owned) noexcept;
   /// The address of the content, borrowed until the next write.

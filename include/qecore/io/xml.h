@@ -98,7 +98,7 @@ class XmlNode {
   /// Empty where the kind has none; valid until they are changed.
   String const& Name() const noexcept { return name; }
   String const& Text() const noexcept { return text; }
-  /// The neighbours in the tree; null where there is none.
+  /// The neighbours in the tree, or null.
   XmlAttribute* FirstAttribute() const noexcept { return attributes; }
   XmlNode* FirstChild() const noexcept { return children; }
   XmlNode* Next() const noexcept { return next; }
@@ -172,7 +172,7 @@ class XmlHelper : public Implements<XmlHelper, Unknown> {
   YK_API virtual HRESULT RemoveNode(XmlNode* node) noexcept;
 
   /// The next child element with the name `name` (null: any name) after the child `after` (null: from the
-  /// first). Null when there is none.
+  /// first). Null if not found.
   YK_API virtual XmlNode* FindChild(XmlNode* parent, wchar_t const* name, XmlNode* after) noexcept;
 
   /// Renames an element. E_INVALIDARG: not an element, or not a name.

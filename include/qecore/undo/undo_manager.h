@@ -92,7 +92,7 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   }
 
   /// Undoes the transaction at the position, or redoes the one after it. YK_E_EMPTY while one of the two
-  /// runs. E_FAIL: there is none. The results of the items are ignored.
+  /// runs. E_FAIL: no such transaction. The results of the items are ignored.
   virtual HRESULT Undo() noexcept { return DoUndo(); }
   virtual HRESULT Redo() noexcept { return DoRedo(); }
 
@@ -128,7 +128,7 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   /// Reserved: E_NOTIMPL.
   virtual HRESULT Reserved20() noexcept { return E_NOTIMPL; }
 
-  /// The name of the transaction that Undo or Redo would replay. E_FAIL: there is none, and `out` is
+  /// The name of the transaction that Undo or Redo would replay. E_FAIL: no such transaction, and `out` is
   /// unchanged. E_OUTOFMEMORY: no memory for the name.
   virtual HRESULT GetUndoName(String& out) noexcept {
     Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);

@@ -102,7 +102,7 @@ class String {
   YK_API void Get(char* buffer, size_t size) const noexcept;
   /// To UTF-8, by str::WToUTF8.
   YK_API void GetUTF8(char* buffer, size_t size) const noexcept;
-  /// The leading number; 0 when there is none.
+  /// The leading number, or 0.
   YK_API int GetInt() const noexcept;
 
   // ---- assignment and concatenation
