@@ -13,7 +13,7 @@ endforeach()
 # Debug information lies beside the files that it describes, and what GDB shows beside the library.
 install(FILES packaging/debuggers/qeCore.dll-gdb.py DESTINATION bin)
 install(FILES packaging/debuggers/qeCore.natvis DESTINATION share/qecore)
-foreach(target qeCore qewic)
+foreach(target qeCore qewic qezip)
   if(TARGET ${target})
     install(FILES $<TARGET_GENEX_EVAL:${target},$<TARGET_PROPERTY:${target},QECORE_SYMBOLS>> DESTINATION bin)
   endif()

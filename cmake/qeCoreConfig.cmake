@@ -30,9 +30,9 @@ function(qecore_add_plugin name)
   endif()
 endfunction()
 
-# qecore_add_run_time(<name>): puts the library and its plug-in qewic next to the program <name>.
+# qecore_add_run_time(<name>): puts the library and its plug-ins next to the program <name>.
 function(qecore_add_run_time name)
-  set(files "${qeCore_PREFIX}/bin/qeCore.dll" "${qeCore_PREFIX}/bin/qewic.qem")
+  file(GLOB files "${qeCore_PREFIX}/bin/qeCore.dll" "${qeCore_PREFIX}/bin/*.qem")
   add_custom_command(TARGET ${name} POST_BUILD COMMAND "${CMAKE_COMMAND}" -E copy_if_different ${files} $<TARGET_FILE_DIR:${name}>)
   if(MINGW)
     target_link_options(${name} PRIVATE -static)

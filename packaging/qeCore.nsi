@@ -32,10 +32,10 @@ VIAddVersionKey "LegalCopyright" "Copyright (c) the qeCore authors. MIT licence.
 !insertmacro MUI_UNPAGE_INSTFILES
 !insertmacro MUI_LANGUAGE "English"
 
-Section "Library, plug-in and tool"
+Section "Library, plug-ins and tool"
   SectionIn RO
   SetOutPath "$INSTDIR\bin"
-  File "${STAGE}/bin/qeCore.dll" "${STAGE}/bin/qewic.qem" "${STAGE}/bin/qetool.exe"
+  File "${STAGE}/bin/*.dll" "${STAGE}/bin/*.qem" "${STAGE}/bin/*.exe"
   SetOutPath "$INSTDIR\share\doc"
   File /r "${STAGE}/share/doc/qeCore"
   SetOutPath "$INSTDIR"
@@ -74,6 +74,7 @@ Section "Uninstall"
   Delete "$INSTDIR\lib\qeCore.lib"
   Delete "$INSTDIR\bin\qeCore.dll*"
   Delete "$INSTDIR\bin\qewic.qem*"
+  Delete "$INSTDIR\bin\qezip.qem*"
   Delete "$INSTDIR\bin\qetool.exe*"
   Delete "$INSTDIR\uninstall.exe"
   RMDir "$INSTDIR\include"
