@@ -7,6 +7,9 @@
 and may be used by every floor. Private headers (x_p.h) are used in their own folder or on higher floors; sources are
 never included. Painting does not use Windows. A function that is declared on one floor and defined on a higher one makes
 the lower floor depend on the higher one without an include: the intended cases are listed in CLIMBS.
+
+A source includes its own header first, so that each header is compiled without help of others. Where the platform's types
+must come before it, a comment on the line above says so.
 """
 import re
 import sys
@@ -66,6 +69,24 @@ def faults_of(file, unit, root):
             yield f"{where}: floor {floor_of(unit)} includes floor {floor_of(target)}: {target}"
 
 
+def own_headers(unit):
+    """The headers that may be a source's own, best first: x_y.cpp has x_y.h, x_y_p.h, x.h or x_p.h of its folder."""
+    folder, words = unit.split("/")[0], Path(unit).stem.split("_")
+    for count in range(len(words), 0, -1):
+        name = "_".join(words[:count])
+        yield f"<qecore/{folder}/{name}.h>"
+        yield f'"{name}_p.h"'
+
+
+def order_faults(file, unit, root):
+    lines = file.read_text(encoding="utf-8").splitlines()
+    includes = [number for number, line in enumerate(lines) if INCLUDE.match(line)]
+    wanted = (f"#include {header}" for header in own_headers(unit))
+    own = next((line for line in wanted if line in lines), None)
+    if own and lines[includes[0]] != own and not lines[includes[0] - 1].startswith("// first"):
+        yield f"{file.relative_to(root)}:{includes[0] + 1}: the first include is not the source's own header"
+
+
 def declarations(files):
     """Each class and function with the highest header that declares it."""
     header_of = {}
@@ -114,6 +135,7 @@ def main():
             else:
                 files.append((unit, file))
                 faults += faults_of(file, unit, root)
+                faults += order_faults(file, unit, root) if file.suffix == ".cpp" else ()
     faults += climbs(files, root)
     print("\n".join(faults), end="\n" if faults else "")
     return 1 if faults else 0

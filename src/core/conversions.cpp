@@ -1,6 +1,6 @@
-#include "conversions_p.h"
-
 #include <qecore/core/conversions.h>
+
+#include "conversions_p.h"
 
 namespace yk {
 

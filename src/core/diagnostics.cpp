@@ -1,4 +1,5 @@
 #include <qecore/core/diagnostics.h>
+
 #include <windows.h>
 
 #include <atomic>

@@ -1,4 +1,5 @@
 #include <qecore/core/driver_data.h>
+
 #include <qecore/core/ref.h>
 
 #include "error_p.h"

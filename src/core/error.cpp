@@ -1,12 +1,12 @@
-#include "error_p.h"
-
 #include <qecore/core/error.h>
+
 #include <windows.h>
 
 #include <algorithm>
 #include <atomic>
 #include <iterator>
 
+#include "error_p.h"
 #include "format_p.h"
 
 namespace yk {

@@ -1,4 +1,5 @@
 #include <qecore/core/guid.h>
+
 #include <stdio.h>
 #include <wchar.h>
 #include <windows.h>

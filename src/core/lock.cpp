@@ -1,4 +1,5 @@
 #include <qecore/core/lock.h>
+
 #include <windows.h>
 
 #include <atomic>

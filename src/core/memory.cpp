@@ -1,4 +1,5 @@
 #include <qecore/core/memory.h>
+
 #include <stdlib.h>
 #include <string.h>
 #include <windows.h>

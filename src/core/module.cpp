@@ -1,5 +1,6 @@
-#include <qecore/core/diagnostics.h>
 #include <qecore/core/module.h>
+
+#include <qecore/core/diagnostics.h>
 #include <qecore/core/module_cache.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>

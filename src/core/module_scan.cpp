@@ -1,4 +1,5 @@
 #include <qecore/core/module.h>
+
 #include <qecore/core/module_cache.h>
 #include <qecore/core/system.h>
 #include <qecore/io/file_find.h>

@@ -1,7 +1,8 @@
+#include <qecore/core/system.h>
+
 #include <qecore/core/filter.h>
 #include <qecore/core/module.h>
 #include <qecore/core/ref.h>
-#include <qecore/core/system.h>
 #include <qecore/values/array.h>
 #include <qecore/values/map.h>
 #include <string.h>

@@ -1,6 +1,7 @@
+#include <qecore/draw/color.h>
+
 #include <math.h>
 #include <qecore/core/conversions.h>
-#include <qecore/draw/color.h>
 
 #include <numbers>
 

@@ -1,5 +1,5 @@
-#include "gdi_p.h"
 // first, for the platform's types
+#include "gdi_p.h"
 
 #include <qecore/core/ref.h>
 #include <qecore/draw/color.h>

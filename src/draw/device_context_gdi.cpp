@@ -1,6 +1,7 @@
 // Drawing by GDI on a device context: text and aliased polygons, as masks whose coverage is then painted.
-#include "gdi_p.h"
+
 // first, for the platform's types
+#include "device_context_p.h"
 
 #include <math.h>
 #include <qecore/values/string.h>
@@ -10,7 +11,7 @@
 
 #include "core/buffer_p.h"
 #include "core/error_p.h"
-#include "device_context_p.h"
+#include "gdi_p.h"
 #include "raster/span_p.h"
 
 namespace yk {

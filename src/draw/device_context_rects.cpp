@@ -2,6 +2,8 @@
 // colours in place.
 //
 // Operations with callbacks hold a reference to the context: a callback may release the last one.
+#include "device_context_p.h"
+
 #include <qecore/core/ref.h>
 #include <qecore/draw/color.h>
 #include <qecore/image/image.h>
@@ -11,7 +13,6 @@
 
 #include "core/buffer_p.h"
 #include "core/error_p.h"
-#include "device_context_p.h"
 #include "image/convert_p.h"
 
 namespace yk {

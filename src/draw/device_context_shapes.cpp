@@ -1,10 +1,11 @@
 // Lines and anti-aliased shapes on a device context.
+#include "device_context_p.h"
+
 #include <math.h>
 
 #include <algorithm>
 
 #include "core/error_p.h"
-#include "device_context_p.h"
 #include "raster/area_p.h"
 #include "raster/line_p.h"
 

@@ -1,9 +1,9 @@
-#include <windows.h>
 // first, for the platform's types: RECTL and the points must be complete below
+#include <qecore/draw/geometry.h>
 
 #include <math.h>
 #include <qecore/core/conversions.h>
-#include <qecore/draw/geometry.h>
+#include <windows.h>
 
 #include <algorithm>
 

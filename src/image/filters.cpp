@@ -1,3 +1,5 @@
+#include "filters_p.h"
+
 #include <qecore/core/error.h>
 #include <qecore/image/image_file.h>
 #include <qecore/io/file_find.h>
@@ -6,7 +8,6 @@
 
 #include "core/error_p.h"
 #include "core/registry_p.h"
-#include "filters_p.h"
 
 namespace yk {
 

@@ -1,5 +1,6 @@
 // Halving for processors with AVX2. What does not fill a register is left to the loops for any processor.
 #include "halve_kernels_p.h"
+
 #include "vector_kernels_avx2_p.h"
 
 namespace yk::img {

@@ -1,6 +1,7 @@
+#include <qecore/image/image_chunk.h>
+
 #include <qecore/core/compressor.h>
 #include <qecore/core/registry.h>
-#include <qecore/image/image_chunk.h>
 #include <qecore/image/image_limits.h>
 #include <qecore/io/deserializer.h>
 #include <qecore/io/serializer.h>

@@ -1,5 +1,6 @@
-#include <qecore/image/file_info.h>
 #include <qecore/image/orientation.h>
+
+#include <qecore/image/file_info.h>
 #include <string.h>
 
 #include "core/error_p.h"

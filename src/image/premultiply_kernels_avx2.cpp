@@ -1,6 +1,7 @@
 // Premultiplying for processors with AVX2: the steps of premultiply_kernels.cpp.
-#include "core/vectors_p.h"
 #include "premultiply_kernels_p.h"
+
+#include "core/vectors_p.h"
 
 namespace yk::img {
 namespace {

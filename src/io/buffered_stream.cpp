@@ -1,5 +1,6 @@
-#include <qecore/core/ref.h>
 #include <qecore/io/buffered_stream.h>
+
+#include <qecore/core/ref.h>
 
 #include <algorithm>
 #include <new>

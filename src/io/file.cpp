@@ -1,4 +1,5 @@
 #include <qecore/io/file.h>
+
 #include <string.h>
 #include <wchar.h>
 #include <windows.h>

@@ -1,4 +1,5 @@
 #include <qecore/io/file_find.h>
+
 #include <string.h>
 #include <windows.h>
 

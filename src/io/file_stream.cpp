@@ -1,6 +1,5 @@
-#include "file_stream_p.h"
-
 #include <qecore/io/file_stream.h>
+
 #include <qecore/io/mem_stream.h>
 #include <windows.h>
 
@@ -8,6 +7,7 @@
 #include <new>
 
 #include "core/error_p.h"
+#include "file_stream_p.h"
 #include "file_window_p.h"
 #include "stream_p.h"
 

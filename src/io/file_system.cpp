@@ -1,5 +1,6 @@
-#include <qecore/core/ref.h>
 #include <qecore/io/file_system.h>
+
+#include <qecore/core/ref.h>
 
 #include "core/error_p.h"
 

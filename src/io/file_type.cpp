@@ -1,7 +1,8 @@
+#include <qecore/io/file_type.h>
+
 #include <qecore/core/ref.h>
 #include <qecore/io/file_formats.h>
 #include <qecore/io/file_stream.h>
-#include <qecore/io/file_type.h>
 
 #include "core/error_p.h"
 #include "stream_p.h"

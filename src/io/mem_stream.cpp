@@ -1,5 +1,6 @@
-#include <qecore/core/ref.h>
 #include <qecore/io/mem_stream.h>
+
+#include <qecore/core/ref.h>
 #include <string.h>
 #include <windows.h>
 

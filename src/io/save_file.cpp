@@ -1,4 +1,5 @@
 #include <qecore/io/save_file.h>
+
 #include <windows.h>
 
 #include <new>

@@ -1,6 +1,7 @@
+#include <qecore/io/serializer.h>
+
 #include <qecore/io/file_stream.h>
 #include <qecore/io/mem_stream.h>
-#include <qecore/io/serializer.h>
 #include <qecore/values/array.h>
 
 #include <memory>

@@ -1,5 +1,6 @@
-#include <qecore/core/ref.h>
 #include <qecore/io/write_behind_stream.h>
+
+#include <qecore/core/ref.h>
 
 #include <algorithm>
 #include <new>

@@ -1,7 +1,7 @@
 // What is between the tags: characters, references, and CDATA sections.
-#include <iterator>
-
 #include "xml_reader_p.h"
+
+#include <iterator>
 
 namespace yk::xml {
 namespace {

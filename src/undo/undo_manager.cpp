@@ -1,4 +1,5 @@
 #include <qecore/undo/undo_manager.h>
+
 #include <string.h>
 #include <windows.h>
 

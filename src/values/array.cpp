@@ -1,7 +1,8 @@
+#include <qecore/values/array.h>
+
 #include <qecore/core/diagnostics.h>
 #include <qecore/core/memory.h>
 #include <qecore/core/ref.h>
-#include <qecore/values/array.h>
 #include <qecore/values/string.h>
 #include <string.h>
 

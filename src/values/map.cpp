@@ -1,6 +1,7 @@
+#include <qecore/values/map.h>
+
 #include <qecore/core/memory.h>
 #include <qecore/core/ref.h>
-#include <qecore/values/map.h>
 
 #include <new>
 

@@ -1,4 +1,5 @@
 #include <qecore/values/str.h>
+
 #include <string.h>
 #include <windows.h>
 

@@ -1,4 +1,5 @@
 #include <qecore/values/str.h>
+
 #include <wchar.h>
 
 #include "core/format_p.h"

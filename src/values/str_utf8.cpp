@@ -1,5 +1,6 @@
-#include <limits.h>
 #include <qecore/values/str.h>
+
+#include <limits.h>
 
 #include <algorithm>
 

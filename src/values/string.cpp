@@ -1,7 +1,8 @@
+#include <qecore/values/string.h>
+
 #include <malloc.h>
 #include <qecore/core/memory.h>
 #include <qecore/values/str.h>
-#include <qecore/values/string.h>
 #include <stdarg.h>
 #include <stdlib.h>
 #include <string.h>

@@ -1,5 +1,6 @@
-#include <qecore/values/str.h>
 #include <qecore/values/string.h>
+
+#include <qecore/values/str.h>
 #include <string.h>
 #include <wchar.h>
 
