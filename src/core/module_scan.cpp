@@ -10,6 +10,7 @@
 #include <wchar.h>
 #include <windows.h>
 
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -95,10 +96,7 @@ bool IsComplete(Deserializer& reader) noexcept {
 }
 
 void DeleteClasses(Module& module) noexcept {
-  while (ClassInfo* const info = module.classes) {
-    module.classes = info->next;
-    delete info;
-  }
+  while (std::unique_ptr<ClassInfo> const info{module.classes}) module.classes = info->next;
 }
 
 constexpr wchar_t Folded(wchar_t c) noexcept {
@@ -287,12 +285,13 @@ void ModuleScan::AdoptCached() noexcept {
 void ModuleScan::AdoptClasses(Module& module) noexcept {
   ClassInfo* next = module.classes;
   module.classes = nullptr;
-  while (ClassInfo* const info = next) {
+  while (std::unique_ptr<ClassInfo> info{next}) {
     next = info->next;
     info->module = &module;
-    if (system.AppendCached(info)) continue;
-    delete info;
-    module.fileTime = Module::UNKNOWN_TIME;
+    if (system.AppendCached(info.get()))
+      (void)info.release();  // the registry's now
+    else
+      module.fileTime = Module::UNKNOWN_TIME;
   }
 }
 

@@ -307,7 +307,8 @@ HRESULT System::UnloadModule(Module* module) noexcept {
   if (!module) return S_OK;
   Ref<System> const keptSystem = Ref<System>::Share(this);
   Ref<Module> const keptModule = Ref<Module>::Share(module);
-  while (ClassInfo* const record = TakeRecord(*module)) delete record;
+  while (std::unique_ptr<ClassInfo> const record{TakeRecord(*module)}) {
+  }
   Ref<Module> listed;  // released without the lock
   RegistryLock const guard;
   if (modules && IndexedArray::Of(modules).Take(module)) listed = Ref<Module>::Adopt(module);
@@ -379,7 +380,8 @@ HRESULT System::QueryFilterInfo(ClassInfo* info) noexcept {
 }
 
 /// Adds a record to its lists: the filters', the registry's, its module's. Call under the lock.
-bool System::Append(ClassInfo* record, bool isFilter) noexcept {
+bool System::Append(ClassInfo* record) noexcept {
+  bool const isFilter = record->flags & ClassInfo::FILTER;
   if (isFilter && !AppendTo(filters, record)) return false;
   if (!registry || !IndexedArray::Of(registry).Append(record)) {
     if (isFilter) RemoveFrom(filters, record);
@@ -392,7 +394,7 @@ bool System::Append(ClassInfo* record, bool isFilter) noexcept {
   return true;
 }
 
-/// Registers a class. A filter is recognised by its interface. Meanwhile the class may have been registered
+/// Registers a class. Meanwhile the class may have been registered
 /// by another thread, or by the filter while describing itself: S_FALSE when it just received its factory,
 /// and E_INVALIDARG when it had one.
 HRESULT System::AppendNew(ClassInfo* record) noexcept {
@@ -401,13 +403,13 @@ HRESULT System::AppendNew(ClassInfo* record) noexcept {
     HRESULT const result = Complete(*present, record->create);
     return Failed(result) ? result : S_FALSE;
   }
-  return Append(record, IsFilter(*record)) ? S_OK : E_OUTOFMEMORY;
+  return Append(record) ? S_OK : E_OUTOFMEMORY;
 }
 
-/// Registers a class of the cache as it is. A filter is recognised by its flag.
+/// Registers a class of the cache as it is.
 bool System::AppendCached(ClassInfo* record) noexcept {
   RegistryLock const guard;
-  return Append(record, record->flags & ClassInfo::FILTER);
+  return Append(record);
 }
 
 /// Removes the first record of a module from all lists; null when it has none.

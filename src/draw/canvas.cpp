@@ -49,15 +49,11 @@ bool Canvas::Fit(int columns, int rows) noexcept {
   if (RowBytes(newWidth, 24) * newHeight > MOST_BYTES)
     newWidth = RoundedUp(columns), newHeight = RoundedUp(rows);
   unsigned char* newBits = nullptr;
-  HBITMAP const larger = MakeSection(newWidth, -newHeight, 24, &newBits);
-  HGDIOBJ const old = larger ? SelectObject(dc, larger) : nullptr;
-  if (!old) {
-    if (larger) DeleteObject(larger);
-    return false;
-  }
+  GdiObject larger(MakeSection(newWidth, -newHeight, 24, &newBits));
+  HGDIOBJ const old = larger ? SelectObject(dc, larger.get()) : nullptr;
+  if (!old) return false;
   if (!before) before = old;
-  if (bitmap) DeleteObject(bitmap);
-  bitmap = larger;
+  bitmap.Swap(larger);
   bits = newBits;
   width = newWidth;
   height = newHeight;

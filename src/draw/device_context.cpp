@@ -7,7 +7,9 @@
 #include <qecore/values/array.h>
 
 #include <algorithm>
+#include <array>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include "attachments_p.h"
@@ -92,11 +94,30 @@ HRESULT MakeSurface(IDC& dc, int w, int h) noexcept {
   return S_OK;
 }
 
+// "bgr24 or bgra32": the names of the formats to draw on. The compiler refuses a list that is too long.
+constexpr std::array<char, 32> NamesOfDrawn() noexcept {
+  std::array<char, 32> names = {};
+  size_t length = 0;
+  auto const append = [&](std::string_view text) {
+    for (char c : text) names[length++] = c;
+  };
+  for (img::FormatFacts const& facts : img::FORMATS) {
+    if (!facts.drawn) continue;
+    if (length > 0) append(" or ");
+    append(facts.name);
+  }
+  append({"", 1});  // the end of the text
+  return names;
+}
+
+constexpr std::array<char, 32> DRAWN_NAMES = NamesOfDrawn();
+
 // The memory device context may be null.
 HRESULT AttachTo(IDC& dc, HDC memory, Image2d& image) noexcept {
   constexpr char OPERATION[] = "IDC::Attach";
   img::FormatFacts const& facts = img::GetFacts(image.format);
-  if (!facts.drawn) return Fail(E_INVALIDARG, OPERATION, L"the image is %S, not bgr24 or bgra32", facts.name);
+  if (!facts.drawn)
+    return Fail(E_INVALIDARG, OPERATION, L"the image is %S, not %S", facts.name, DRAWN_NAMES.data());
   Attachments::Add(dc, image);
   if (OwnsSurface(dc)) dc.foreignDC = Belongings(dc).Spare(memory);
   dc.mode = IDC::MODE_PAINT;
@@ -154,7 +175,6 @@ HRESULT IDC::Register() noexcept { return RegisterOwn<IDC>(Id(), "RGBA device co
 IDC::~IDC() {
   Attachments::Forget(*this);
   FreeSurface(*this);
-  Ref<Array>::Adopt(colourStack).Reset();
 }
 
 HRESULT IDC::QueryInterface(Guid const&, void**) noexcept { return E_NOINTERFACE; }
@@ -296,7 +316,7 @@ bool IDC::BlendPixel(int x, int y, unsigned tint) noexcept {
 }
 
 HRESULT IDC::PushColor() noexcept {
-  if (!colourStack) colourStack = Array::Create(0);
+  if (!colourStack) colourStack = Ref<Array>::Adopt(Array::Create(0));
   if (!colourStack) return E_OUTOFMEMORY;
   int const count = colourStack->Count();
   return colourStack->AtInsert(count, reinterpret_cast<void*>(uintptr_t{colour})) ? S_OK : E_OUTOFMEMORY;

@@ -40,7 +40,7 @@ class MemoryDC {
 /// A GDI object, deleted at the end of the scope. It must no longer be selected by then.
 class GdiObject {
  public:
-  explicit GdiObject(HGDIOBJ handle) noexcept : handle(handle) {}
+  explicit GdiObject(HGDIOBJ handle = nullptr) noexcept : handle(handle) {}
   ~GdiObject() {
     if (handle) DeleteObject(handle);
   }
@@ -48,6 +48,10 @@ class GdiObject {
   GdiObject& operator=(GdiObject const&) = delete;
 
   HGDIOBJ get() const noexcept { return handle; }
+  explicit operator bool() const noexcept { return handle != nullptr; }
+
+  /// Exchanges what both own.
+  void Swap(GdiObject& other) noexcept { std::swap(handle, other.handle); }
 
  private:
   HGDIOBJ handle;
@@ -80,7 +84,6 @@ class Canvas {
 
   ~Canvas() {
     if (before) SelectObject(dc, before);
-    if (bitmap) DeleteObject(bitmap);
   }
 
   /// Makes the bitmap at least this large. False when the system cannot.
@@ -92,7 +95,7 @@ class Canvas {
 
  private:
   MemoryDC dc;
-  HBITMAP bitmap = nullptr;
+  GdiObject bitmap;
   HGDIOBJ before = nullptr;
   unsigned char* bits = nullptr;
   int width = 0, height = 0;

@@ -243,7 +243,7 @@ UndoManager::~UndoManager() {
   ++busy;
   depth = 0;
   CloseOpen();
-  Ref<Array>::Adopt(std::exchange(history, nullptr)).Reset();
+  std::exchange(history, {}).Reset();  // empty before its transactions are destroyed
   Changed();
 }
 
@@ -292,7 +292,7 @@ bool UndoManager::IsTaken(ykUndoItem const& item) noexcept {
   if (!IsShared(item)) return false;  // true of every new item, even if its links are not initialised
   if (item.next || item.prev) return true;
   auto const isFirst = [&](void* element) { return static_cast<Transaction*>(element)->first == &item; };
-  return history && static_cast<IndexedArray*>(history)->Seek(HashOf(&item), isFirst);
+  return history && IndexedArray::Of(history).Seek(HashOf(&item), isFirst);
 }
 
 HRESULT UndoManager::DoBegin() noexcept {
@@ -327,8 +327,7 @@ HRESULT UndoManager::Commit(Transaction* transaction) noexcept {
     --count;
     DropLast();
   }
-  auto* const entries = static_cast<IndexedArray*>(history);
-  if (!entries || !entries->Append(transaction)) {
+  if (!history || !IndexedArray::Of(history).Append(transaction)) {
     DestroyTransaction(transaction);
     Changed();  // the transactions that could be redone are gone even so
     return E_OUTOFMEMORY;
@@ -429,7 +428,7 @@ HRESULT UndoManager::DoGetName(int index, String& out) noexcept {
 void UndoManager::DropLast() noexcept {
   int const last = Entries() - 1;
   Transaction* const transaction = Entry(last);
-  static_cast<IndexedArray*>(history)->TakeAt(last);
+  IndexedArray::Of(history).TakeAt(last);
   if (position >= last) position = last - 1;
   DestroyTransaction(transaction);
 }

@@ -113,7 +113,7 @@ class System : public Destroys<System, Unknown> {
   ~System();
 
   bool IsLastHolder() noexcept;
-  bool Append(ClassInfo* record, bool isFilter) noexcept;
+  bool Append(ClassInfo* record) noexcept;
   HRESULT AppendNew(ClassInfo* record) noexcept;
   bool AppendCached(ClassInfo* record) noexcept;
   ClassInfo* TakeRecord(Module& module) noexcept;

@@ -45,6 +45,8 @@
 #include <qecore/draw/geometry.h>
 
 #include <qecore/core/implements.h>
+#include <qecore/core/ref.h>
+#include <qecore/values/array.h>
 
 namespace yk {
 
@@ -292,7 +294,7 @@ class IDC : public Destroys<IDC, Unknown> {
   unsigned mode = MODE_PAINT;        ///< 68: see Mode
   unsigned linePattern = 0;          ///< 72: see SetLinePattern
   unsigned linePhase = 0;            ///< 76: steps since the pattern was set
-  Array* colourStack = nullptr;      ///< 80: saved colours; null until the first is pushed
+  Ref<Array> colourStack;            ///< 80: saved colours; null until the first is pushed
   HDC foreignDC = nullptr;           ///< 88: a device context that ReleaseDC deletes when there is no other
   int originX = 0;                   ///< 96: added to every position
   int originY = 0;                   ///< 100

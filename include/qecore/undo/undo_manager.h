@@ -166,7 +166,7 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   void SetChangeCallback(ChangeCallback callback) noexcept { changed = callback; }
 
  protected:
-  YK_API_INLINE UndoManager() noexcept : history(NewHistory()) {}
+  YK_API_INLINE UndoManager() noexcept : history(Ref<Array>::Adopt(NewHistory())) {}
   YK_API ~UndoManager();
 
  private:
@@ -199,7 +199,7 @@ class UndoManager : public Destroys<UndoManager, Unknown> {
   ykUndoItem* FindRecorded(Unknown* object, unsigned key, Transaction*& holder) noexcept;
   ykUndoItem* AddRecord(Unknown* object, unsigned key, Transaction*& holder) noexcept;
 
-  Array* history;  // of the library's own kind of Transaction, with its deleter
+  Ref<Array> history;  // of the library's own kind of Transaction, with its deleter
   Transaction* open = nullptr;
 
  public:
