@@ -24,7 +24,7 @@ namespace fuzz {
 namespace {
 
 constexpr Target TARGETS[] = {
-    {"objfile", ReadObjectFile, SeedObjectFile, nullptr, 600},
+    {"objfile", ReadObjectFile, SeedObjectFile, nullptr, 800},
     {"tree", ReadChunkTree, SeedChunkTree, nullptr, 400},
     {"writer", WriteObjectFile, nullptr, nullptr, 200},
     {"cache", ReadCache, SeedCache, nullptr, 700},

@@ -1,6 +1,7 @@
 // Object files: the reader and everything that loads through it, over arbitrary bytes; the writer with
 // arbitrary sequences of calls, and its output read back; and qetool's tree of chunks.
 #include <qecore/draw/geometry.h>
+#include <qecore/image/image_chunk.h>
 #include <qecore/io/buffered_stream.h>
 #include <qecore/io/deserializer.h>
 #include <qecore/io/mem_stream.h>
@@ -10,6 +11,7 @@
 
 #include <utility>
 
+#include "images.h"
 #include "target.h"
 #include "tools/qetool/chunk_tree.h"
 
@@ -118,10 +120,17 @@ void ReadText(Deserializer& reader, Input&, int) {
   if (Stream* const stream = reader.GetStream()) stream->Read(text);
 }
 
+void LoadImage(Deserializer& reader, Input&, int) {
+  Ref<Image2d> image;
+  HRESULT const result = img::LoadFrom(reader, image.Receive());
+  Require(Succeeded(result) == static_cast<bool>(image), "success comes with an image");
+  if (image && image->bits) Touch(*image);
+}
+
 using ReadStep = void (*)(Deserializer&, Input&, int depth);
-constexpr ReadStep READ_STEPS[] = {LoadMap,    LoadVariant, LoadString, ReadReference,
-                                   AddObject,  AddNothing,  EnterChunk, EnterChunk,
-                                   EnterChunk, SkipAll,     ReadText,   DiveAndRise};
+constexpr ReadStep READ_STEPS[] = {LoadMap,   LoadVariant, LoadString, ReadReference,
+                                   AddObject, AddNothing,  EnterChunk, EnterChunk,
+                                   LoadImage, SkipAll,     ReadText,   DiveAndRise};
 
 constexpr uint8_t LEAVE = 255;  // instead of a step: leaves the chunk
 
@@ -291,11 +300,20 @@ void WriteNested(Serializer& writer) {
   for (int i = 0; i < 12; ++i) writer.EndChunk();
 }
 
+void WriteImages(Serializer& writer) {
+  for (IMG_FORMAT const format : {IMG_PAL4, IMG_BGR24, IMG_GRAYF}) {
+    Ref<Image2d> const image = Ref<Image2d>::Adopt(Image2d::Create());
+    if (Failed(image->Create(format, 5, 3))) return;
+    img::SaveTo(writer, *image, 9, Guid());
+  }
+}
+
 constexpr Sample SAMPLES[] = {
     {"kinds", "\x00\x01", WriteAllKinds},
     {"texts", "\x06\x02\x06\x02", WriteTexts},
     {"references", "\x03\x04\x03\x04\x03\x03", WriteReferences},
     {"nested", "\x06\x06\x06\x06\x06\x09", WriteNested},
+    {"images", "\x06\x08\xFF\x06\x08\xFF\x06\x08\xFF", WriteImages},
 };
 
 std::string Written(Sample const& sample, unsigned flags) {

@@ -6,6 +6,7 @@
 #include <qecore/core/module.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
+#include <qecore/draw/device_context.h>
 #include <qecore/image/image.h>
 #include <qecore/io/deserializer.h>
 #include <qecore/io/mem_stream.h>
@@ -228,6 +229,25 @@ TEST(Images, AreProcessedByOneCallersHelpersAtATime) {
   Tally faults;
   OnThreads(2, [&](int thread) {
     for (int i = 0; i < 5; ++i) faults.Add(!ProcessesLargeImages(thread));
+  });
+  EXPECT_EQ(faults.Get(), 0);
+}
+
+// A context forgets its image, another takes it, and the images' pixels go, on all threads at once.
+TEST(Attachments, OfOneThreadAreNotAnothers) {
+  Ref<System> const system = Ref<System>::Adopt(System::Create());
+  Tally faults;
+  OnThreads(THREADS, [&](int) {
+    for (int i = 0; i < 300; ++i) {
+      Ref<Image2d> image = Ref<Image2d>::Adopt(Image2d::Create());
+      Ref<IDC> const kept = Ref<IDC>::Adopt(IDC::Create()), left = Ref<IDC>::Adopt(IDC::Create());
+      image->Create(IMG_BGR24, 4, 4);
+      faults.Add(Failed(kept->Attach(image.get())));
+      left->Attach(image.get());
+      left->Detach();
+      image.Reset();
+      faults.Add(kept->bits != nullptr);
+    }
   });
   EXPECT_EQ(faults.Get(), 0);
 }

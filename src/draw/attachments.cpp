@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "core/hash_table_p.h"
 #include "image/attached_p.h"
 
 namespace yk {
@@ -29,11 +30,15 @@ struct Attachments::Link {
   Image2d const* image;
 };
 
-constinit Attachments::Link* Attachments::first = nullptr;
+constinit Attachments::Link* Attachments::chains[CHAINS] = {};
+
+Attachments::Link*& Attachments::ChainOf(IDC const& dc) noexcept {
+  return chains[MixHash(reinterpret_cast<uintptr_t>(&dc), 0) % CHAINS];
+}
 
 /// The pointer to the link of a context; to null when it has none.
 Attachments::Link** Attachments::Find(IDC const& dc) noexcept {
-  Link** at = &first;
+  Link** at = &ChainOf(dc);
   while (*at && (*at)->dc != &dc) at = &(*at)->next;
   return at;
 }
@@ -43,7 +48,7 @@ void Attachments::Add(IDC& dc, Image2d& image) noexcept {
   Link* const link = new (std::nothrow) Link{nullptr, &dc, &image};
   if (!link) return;
   Locked const locked;
-  link->next = std::exchange(first, link);
+  link->next = std::exchange(ChainOf(dc), link);
   dc.attachment = ATTACHED;
   img::Attached::pixelsGo = LoseAll;
   img::Attached::Mark(image);
@@ -58,7 +63,11 @@ void Attachments::Forget(IDC& dc) noexcept {
 
 void Attachments::LoseAll(Image2d const& image) noexcept {
   Locked const locked;
-  for (Link** at = &first; *at;) {
+  for (Link*& chain : chains) LoseIn(chain, image);
+}
+
+void Attachments::LoseIn(Link*& chain, Image2d const& image) noexcept {
+  for (Link** at = &chain; *at;) {
     if ((*at)->image != &image) {
       at = &(*at)->next;
       continue;

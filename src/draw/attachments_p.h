@@ -23,11 +23,15 @@ class Attachments {
   enum State : unsigned char { NONE, ATTACHED, LOST };
   struct Link;
 
+  static constexpr size_t CHAINS = 256;
+
+  static Link*& ChainOf(IDC const& dc) noexcept;
   static Link** Find(IDC const& dc) noexcept;
   static void LoseAll(Image2d const& image) noexcept;
+  static void LoseIn(Link*& chain, Image2d const& image) noexcept;
   static void Lose(IDC& dc) noexcept;
 
-  static Link* first;
+  static Link* chains[CHAINS];  // by the address of the context, so that a host may attach thousands
 };
 
 }  // namespace yk
