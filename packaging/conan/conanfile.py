@@ -16,7 +16,7 @@ class QeCore(ConanFile):
     license = "MIT"
     package_type = "shared-library"
     settings = "os", "compiler", "build_type", "arch"
-    requires = "cli11/[>=2]", "stb/[*]"
+    requires = "cli11/[>=2]", "stb/[*]", "zlib/[>=1.2]"
 
     def set_version(self):
         header = (ROOT / "include/qecore/core/version.h").read_text(encoding="utf-8")
