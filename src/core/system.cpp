@@ -209,7 +209,7 @@ System::System() noexcept {
   theSystem = this;
   AllowThreads();
   draw::Canvas::StartKeeping();
-  // cppcheck-suppress useInitializationList  // contract: only after the System can be found
+  // cppcheck-suppress useInitializationList  // Contract: only after the System can be found
   registry = Ref<Array>::Adopt(IndexedArray::Create(HashOfRecord));
   img::BuildConversionTable();
   complete = registry && RegisterBuiltinClasses();

@@ -129,7 +129,8 @@ HRESULT IDC::FillRect(int x, int y, int w, int h) noexcept { return FillRect(Fro
 HRESULT IDC::FillRect(xrect2d const& r) noexcept {
   HRESULT const result =
       draw::Report(*this, "IDC::FillRect", raster::Fill(SurfaceOf(*this), PaintOf(*this), Shifted(*this, r)));
-  return result == S_OK && mode >= MODE_COPY ? S_FALSE : result;  // contract
+  // Contract: S_FALSE from MODE_COPY on.
+  return result == S_OK && mode >= MODE_COPY ? S_FALSE : result;
 }
 
 HRESULT IDC::FillRectWith(int x, int y, int w, int h, ColorCallback callback, void* context) noexcept {
@@ -151,7 +152,7 @@ HRESULT IDC::FillGradientV(xrect2d const& r, unsigned first, unsigned second) no
     return BlendColor(second, first, Progress(y, whole.top, whole.bottom));
   });
   if (result == S_FALSE) return draw::Report(*this, "IDC::FillGradientV", result);
-  return S_OK;  // contract: even for an unknown mode
+  return S_OK;  // Contract: even for an unknown mode
 }
 
 HRESULT IDC::FillGradientH(xrect2d const& r, unsigned first, unsigned second) noexcept {

@@ -237,7 +237,7 @@ void matrix2d::Invert() noexcept {
 }
 
 bool matrix2d::Compare(matrix2d const& other, double epsilon) const noexcept {
-  // contract: m21 and m22 are not compared
+  // Contract: m21 and m22 are not compared
   for (double matrix2d::*element : {&matrix2d::dx, &matrix2d::dy, &matrix2d::m11, &matrix2d::m12}) {
     if (fabs(this->*element - other.*element) > epsilon) return false;
   }

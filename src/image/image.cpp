@@ -208,7 +208,7 @@ HRESULT Image2d::Free() noexcept {
   format = IMG_NONE;
   width = height = stride = 0;
   bytesPerPixel = 0;
-  return S_OK;  // contract: palette and paletteCount stay; IsGrayScalePalette recognises a freed palette
+  return S_OK;  // Contract: palette and paletteCount stay; IsGrayScalePalette recognises a freed palette
 }
 
 HRESULT Image2d::Create(IMG_FORMAT newFormat, int newWidth, int newHeight) noexcept {

@@ -155,7 +155,7 @@ HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result
   int const w = right - left;
   int const h = bottom - top;
   Ref<Image2d> made = Ref<Image2d>::Adopt(Create());
-  *result = made.get();  // contract: dangling after a failure; callers check the result code
+  *result = made.get();  // Contract: dangling after a failure; callers check the result code
   if (!made) return E_OUTOFMEMORY;
   HRESULT const created = made->Create(format, w, h);
   if (Failed(created)) return created;
@@ -164,7 +164,7 @@ HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result
   CopyPalette(*this, target);
   if (bitsPerPixel < 8) {
     size_t const skip = static_cast<size_t>(left) / 8;
-    size_t const count = (static_cast<size_t>(w) + 7) / 8;  // contract: for pixels of four bits as well
+    size_t const count = (static_cast<size_t>(w) + 7) / 8;  // Contract: for pixels of four bits as well
     for (int y : RowsInMemory(0, h)) {
       CopyIndices(GetLine(top + y) + skip, static_cast<size_t>(stride) - skip, target.GetLine(y), count,
                   static_cast<unsigned>(left) % 8);

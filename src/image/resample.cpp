@@ -374,7 +374,7 @@ HRESULT Image2d::Rescale(int newWidth, int newHeight, IMG_FORMAT newFormat, Imag
                          ExecutionContext* context) noexcept {
   if (!result) return FailNull("Image2d::Rescale", L"result");
   Ref<Image2d> target = Ref<Image2d>::Adopt(Create());
-  *result = target.get();  // contract: dangling after a failure; callers check the result code
+  *result = target.get();  // Contract: dangling after a failure; callers check the result code
   if (!target) return E_OUTOFMEMORY;
   HRESULT code = target->Create(newFormat, newWidth, newHeight);
   bool const hasPixels = bits && width > 0 && height > 0;

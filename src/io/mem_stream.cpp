@@ -91,7 +91,7 @@ unsigned MemStream::GetSize() noexcept { return static_cast<unsigned>(size); }
 
 HRESULT MemStream::SetSize(unsigned newSize) noexcept {
   if (newSize > 0) {
-    // contract: the capacity is unchanged
+    // Contract: the capacity is unchanged
     if (!Resize(newSize)) return Note(FailToGrow("MemStream::SetSize", newSize));
   }
   size = newSize;
@@ -195,7 +195,7 @@ bool MemStream::MakeRoom(uint64_t end) noexcept {
   bool const full = end == capacity && block && (flags & OWNED);
   bool const fits = data && end <= capacity && !(block && end > blockSize);
   if (fits && !full) return true;
-  uint64_t const grown = ((end >> STEP_BITS) + 1) << STEP_BITS;  // contract: strictly above the end
+  uint64_t const grown = ((end >> STEP_BITS) + 1) << STEP_BITS;  // Contract: strictly above the end
   uint64_t const wanted = full || end > capacity ? grown : capacity;
   if (!Resize(wanted)) return fits && data;
   capacity = wanted;

@@ -102,7 +102,7 @@ HRESULT Serializer::Close() noexcept {
   buffered = nullptr;
   memory = nullptr;
   stream.Reset();
-  depth = bottom = 1;  // contract: the next file's first chunk is entry 2
+  depth = bottom = 1;  // Contract: the next file's first chunk is entry 2
   untracked = 0;
   return S_OK;
 }

@@ -107,7 +107,7 @@ void SaveVariant(Variant const& variant, Serializer& writer, ProgressMeter& mete
 void LoadVariant(Variant& variant, Deserializer& reader, ProgressMeter& meter) noexcept {
   uint8_t header[2];
   ReadInChunk(reader, header, sizeof header);
-  variant.value.bits = 0;    // contract: the previous payload is not released; no pointer comes from a file
+  variant.value.bits = 0;    // Contract: the previous payload is not released; no pointer comes from a file
   variant.type = header[0];  // even an unknown tag, so that it can be saved again
   variant.flags = header[1];
   VariantKind const& kind = KindOf(variant.type);

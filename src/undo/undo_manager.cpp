@@ -305,7 +305,7 @@ HRESULT UndoManager::DoBegin() noexcept {
 HRESULT UndoManager::DoEnd(wchar_t const* name) noexcept {
   if (depth == 0) return FailClosed("UndoManager::EndTransaction");
   if (--depth > 0)
-    return E_FAIL;            // contract: not recorded, since it only means that an inner level has ended
+    return E_FAIL;            // Contract: not recorded, since it only means that an inner level has ended
   if (!open) return S_FALSE;  // an open one is never empty: AddItem creates it for its first item
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   Transaction* const transaction = open;
@@ -407,7 +407,7 @@ HRESULT UndoManager::DoGetUndoList(Array** out, int max) noexcept {
   Ref<Array> list = Ref<Array>::Adopt(Array::Create(0));
   if (!list) return E_OUTOFMEMORY;
   for (int i = position; i >= 0; --i) {
-    if (max >= 1 && list->Count() > max) break;  // contract: one more than `max`
+    if (max >= 1 && list->Count() > max) break;  // Contract: one more than `max`
     if (!list->AtInsert(list->Count(), Entry(i))) return E_OUTOFMEMORY;
   }
   *out = list.Detach();

@@ -156,7 +156,7 @@ int Array::Add(void* element) noexcept {
 bool Array::Swap(int first, int second) noexcept {
   if (!Has(first) && !Has(second)) return false;
   bool const inBlock = first >= 0 && first < capacity && second >= 0 && second < capacity;
-  if (!inBlock) return true;  // contract: one index in range is enough
+  if (!inBlock) return true;  // Contract: one index in range is enough
   void* const element = elements[first];
   elements[first] = elements[second];
   elements[second] = element;

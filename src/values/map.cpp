@@ -84,7 +84,7 @@ HRESULT Map::Remove(unsigned key) noexcept {
 
 HRESULT Map::Lookup(unsigned key) noexcept {
   Seek(key);
-  return S_OK;  // contract: found or not
+  return S_OK;  // Contract: found or not
 }
 
 void* Map::DeleteThis(unsigned flags) noexcept { return DeleteSelf(flags); }

@@ -34,7 +34,7 @@ size_t ConcatTo(Char* dst, size_t size, Char const* src) noexcept {
   size_t end = 0;
   while (end < size && dst[end]) ++end;
   while (end < size && src && *src) dst[end++] = *src++;
-  dst[end < size ? end : size - 1] = 0;  // contract: a text that fills the buffer loses its last character
+  dst[end < size ? end : size - 1] = 0;  // Contract: a text that fills the buffer loses its last character
   return end;                            // to the terminator, but not from the count
 }
 

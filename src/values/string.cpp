@@ -134,7 +134,7 @@ void String::Get(wchar_t* buffer, size_t size) const noexcept {
   wchar_t const* const text = c_str();
   size_t end = 0;
   for (; end + 1 < size && text[end]; ++end) buffer[end] = text[end];
-  buffer[end] = 0;  // contract: even for a size of 0
+  buffer[end] = 0;  // Contract: even for a size of 0
 }
 
 void String::Get(char* buffer, size_t size) const noexcept {
@@ -347,7 +347,7 @@ bool String::MakeLower() noexcept {
 }
 
 bool String::DoubleTerminate() noexcept {
-  size_t const last = block ? Length() : 1;  // contract: character 0 of an empty string is not written
+  size_t const last = block ? Length() : 1;  // Contract: character 0 of an empty string is not written
   if (!Realloc(last + 1)) return false;
   Text(block)[last] = 0;
   return true;

@@ -358,10 +358,10 @@ unsigned Variant::Get(void* buffer, unsigned bytes) const noexcept {
 
 size_t Variant::Get(char* buffer, unsigned length) const noexcept {
   if (!buffer) return 0;
-  buffer[0] = 0;  // contract: even for a length of 0
+  buffer[0] = 0;  // Contract: even for a length of 0
   if (!value.pointer || length == 0) return 0;
   if (type == NARROW_STRING) {
-    strncpy(buffer, NarrowText(*this), length);  // contract: not terminated when the text fills the buffer
+    strncpy(buffer, NarrowText(*this), length);  // Contract: not terminated when the text fills the buffer
   } else if (type == WIDE_STRING) {
     wtoa(WideText(*this), buffer, length);
   }

@@ -111,7 +111,7 @@ class AbstractImage : public qe_Streamable {
   Ref<Map> properties;  // null until the first SetValue
 };
 
-#pragma pack(push, 2)  // contract: callers read the fields at these offsets
+#pragma pack(push, 2)  // Contract: callers read the fields at these offsets
 
 /// Pixels in memory.
 class Image2d : public Destroys<Image2d, AbstractImage> {

@@ -32,7 +32,7 @@
 
 namespace yk {
 
-#pragma pack(push, 1)  // contract: GetSize returns 29
+#pragma pack(push, 1)  // Contract: GetSize returns 29
 
 class ykUndoItem : public Answers<ykUndoItem, Unknown> {
  public:
