@@ -47,7 +47,7 @@ class FileFind {
 
  private:
   struct State;
-  State* state = nullptr;
+  State* state = nullptr;  // owned, and bare: callers compile the constructor without knowing the type
 
   YK_API void Begin(String const& where, String const& namePattern) noexcept;
   bool Fetch() noexcept;
