@@ -1,5 +1,4 @@
 // qetool convert: pictures into other formats, sizes and file types.
-#include <qecore/image/image_limits.h>
 #include <stdio.h>
 
 #include <algorithm>
@@ -54,14 +53,6 @@ bool ParseNumbers(std::string const& text, char separator, int missing, int* num
   return at == end;
 }
 
-// The library's own refusal does not say what the limit is.
-void CheckSize(Image2d const& image, int width, int height) {
-  double const bytes = (1.0 * width * image.bitsPerPixel + 31) / 32 * 4 * height;
-  if (bytes <= static_cast<double>(img::LARGEST_IMAGE)) return;
-  throw Failure{Format("%d x %d pixels of %s need %.1f GB, and a picture can have at most %.1f", width,
-                       height, img::GetFacts(image.format).name, bytes / 1e9, img::LARGEST_IMAGE / 1e9)};
-}
-
 Step SizeStep(std::string const& text, Light light) {
   int size[2];
   if (!ParseNumbers(text, 'x', 0, size, 2) || (!size[0] && !size[1])) {
@@ -75,7 +66,6 @@ Step SizeStep(std::string const& text, Light light) {
             };
             int const wide = width ? width : inProportion(height, image->width, image->height);
             int const high = height ? height : inProportion(width, image->height, image->width);
-            CheckSize(*image, wide, high);
             Resize(image, wide, high, light, listener);
           }};
 }
@@ -276,8 +266,7 @@ void AddConvert(CLI::App& app, Host& host) {
   command.add_flag("--no-orient", options->noOrient,
                    "Leave pictures as the camera stored them, and say in the file how to turn them");
   command.add_flag("--strip", options->strip, "Leave out resolution, colour profile and texts");
-  command.add_option("--format", options->format, "Pixel format: gray8, bgr24, bgra32, grayf, bgrf or bgraf")
-      ->type_name("NAME");
+  command.add_option("--format", options->format, "Pixel format: " + TargetFormats())->type_name("NAME");
   command.add_option("--quality", options->quality, "Quality of JPEG files, 1 to 100")
       ->type_name("N")
       ->check(CLI::Range(1, 100));

@@ -97,9 +97,7 @@ Difference Compare(Image2d& a, Image2d& b, Listener& listener) {
 }
 
 ImageRef Draw(Image2d& a, Image2d& b, double largest) {
-  ImageRef image = ImageRef::Adopt(Image2d::Create());
-  HRESULT const result = image ? image->Create(IMG_BGR24, a.width, a.height) : E_OUTOFMEMORY;
-  if (Failed(result)) throw Failure{"cannot make the picture of the difference: " + Reason(result)};
+  ImageRef image = NewImage(IMG_BGR24, a.width, a.height);
   double const scale = largest > 0 ? largest : 1;
   for (int y = 0; y < a.height; ++y) {
     IsFloat(a) ? DrawRow<float>(a, b, y, scale, *image) : DrawRow<unsigned char>(a, b, y, scale, *image);

@@ -144,7 +144,7 @@ Ref<Map> ParseOptions(Guid const& filter, std::vector<std::string> settings, uns
   if (quality && format && format->hasQuality) settings.push_back("quality=" + std::to_string(quality));
   if (settings.empty()) return {};
   Ref<Map> options = Ref<Map>::Adopt(Map::Create());
-  if (!options) throw Failure{"not enough memory for the options"};
+  if (!options) throw Failure{"cannot set options: " + LastReason()};
   for (std::string const& setting : settings) {
     size_t const equals = setting.find('=');
     if (equals == std::string::npos) throw Failure{"--option " + setting + ": it must be NAME=VALUE"};

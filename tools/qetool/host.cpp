@@ -90,15 +90,17 @@ void Host::AddCacheOption(CLI::App& command) {
 
 void Host::Start(Watch& watch, std::string const& folder) {
   system = Ref<System>::Adopt(System::Create());
-  if (!system) throw Failure{"cannot start the library: not enough memory"};
+  if (!system) throw Failure{"cannot start the library: " + LastReason()};
   if (!folder.empty()) pluginFolder = folder;
   String const path = pluginFolder.empty() ? ProgramFolder() : ToWide(pluginFolder);
   if (!file::IsFolder(path.c_str()))
     throw Failure{"cannot look for plug-ins in " + ToUtf8(path) + ": the folder does not exist"};
   pluginFolder = ToUtf8(path);
   if (!cacheFile.empty()) CheckCache(cacheFile);
-  system->ScanModules(path, cacheFile.empty() ? DefaultCache(path) : ToWide(cacheFile), &watch);
+  HRESULT const result =
+      system->ScanModules(path, cacheFile.empty() ? DefaultCache(path) : ToWide(cacheFile), &watch);
   watch.Check();
+  if (Failed(result)) throw Failure{"cannot look for plug-ins in " + pluginFolder + ": " + Reason(result)};
 }
 
 std::vector<FilterInfo> Host::Filters() const {

@@ -16,16 +16,25 @@ using namespace yk;
 
 namespace {
 
-char const* Name(IMG_FORMAT format) { return img::GetFacts(format).name; }
-
 bool IsGrey(IMG_FORMAT format) { return img::GetFacts(format).channels == 1; }
 
-// Whether the library has a converter, except one that turns alpha into grey or grey into alpha.
+bool IsFloat(IMG_FORMAT format) { return img::GetFacts(format).kind == img::ChannelKind::FLOAT; }
+
+// Pixels of others can be converted to those in which resampling sums.
+bool IsTarget(img::FormatFacts const& facts) {
+  return facts.format != IMG_NONE && (facts.averaged == facts.format || facts.summed == facts.format);
+}
+
+// Whether the library has a converter.
+HRESULT FindConverter(IMG_FORMAT from, IMG_FORMAT to) {
+  return img::ConvertPixels(nullptr, nullptr, from, to, 0, nullptr);
+}
+
+// A converter, except one that turns alpha into grey or grey into alpha.
 bool IsStep(IMG_FORMAT from, IMG_FORMAT to) {
   bool const greyToAlpha = IsGrey(from) && img::HasAlpha(to);
-  bool const alphaToGrey = from == IMG_PAL8 && to == IMG_GRAYF;
-  return !greyToAlpha && !alphaToGrey &&
-         Succeeded(img::ConvertPixels(nullptr, nullptr, from, to, 0, nullptr));
+  bool const alphaToGrey = img::GetFacts(from).paletteEntries && IsGrey(to) && IsFloat(to);
+  return !greyToAlpha && !alphaToGrey && Succeeded(FindConverter(from, to));
 }
 
 // The formats on the shortest path, without `from`, or empty. Of paths of equal length, the
@@ -54,23 +63,31 @@ void MakeWholeBytes(ImageRef& image, Listener& listener) {
 }  // namespace
 
 IMG_FORMAT FormatByName(std::string const& name) {
-  std::string known;
   for (img::FormatFacts const& facts : img::FORMATS) {
-    if (facts.format == IMG_NONE) continue;
-    if (EqualNoCase(facts.name, name)) return facts.format;
-    known += (known.empty() ? "" : ", ") + std::string(facts.name);
+    if (facts.format != IMG_NONE && EqualNoCase(facts.name, name)) return facts.format;
   }
-  throw Failure{"unknown pixel format " + name + ": it must be one of " + known};
+  throw Failure{"unknown pixel format " + name + ": it must be one of " + TargetFormats()};
+}
+
+std::string TargetFormats() {
+  std::string names;
+  for (img::FormatFacts const& facts : img::FORMATS) {
+    if (IsTarget(facts)) names += (names.empty() ? "" : ", ") + std::string(facts.name);
+  }
+  return names;
+}
+
+ImageRef NewImage(IMG_FORMAT format, int width, int height) {
+  ImageRef image = ImageRef::Adopt(Image2d::Create());
+  if (!image || Failed(image->Create(format, width, height))) throw Failure{LastReason()};
+  return image;
 }
 
 ImageRef Rescaled(Image2d& image, int width, int height, IMG_FORMAT format, Listener& listener) {
   Image2d* scaled = nullptr;  // dangling after a failure
   HRESULT const result = image.Rescale(width, height, format, &scaled, &listener);
   listener.Check();
-  if (Failed(result)) {
-    throw Failure{Format("cannot create a picture of %d x %d pixels in %s: %s", width, height, Name(format),
-                         Reason(result).c_str())};
-  }
+  if (Failed(result)) throw Failure{Reason(result)};
   return ImageRef::Adopt(scaled);
 }
 
@@ -79,10 +96,7 @@ IMG_FORMAT PlainFormat(Image2d const& image) { return HasAlpha(image) ? IMG_BGRA
 void ChangeFormat(ImageRef& image, IMG_FORMAT format, Listener& listener) {
   if (image->format == format) return;
   std::vector<IMG_FORMAT> const way = FindWay(image->format, format);
-  if (way.empty()) {
-    throw Failure{
-        Format("cannot convert %s to %s: there is no such conversion", Name(image->format), Name(format))};
-  }
+  if (way.empty()) throw Failure{Reason(FindConverter(image->format, format))};
   for (IMG_FORMAT const step : way) image = Rescaled(*image, image->width, image->height, step, listener);
 }
 
@@ -90,10 +104,7 @@ void Crop(ImageRef& image, Edges const& edges, Listener& listener) {
   MakeWholeBytes(image, listener);
   Image2d* cropped = nullptr;  // dangling after a failure
   HRESULT const result = image->Crop(edges.left, edges.top, edges.right, edges.bottom, &cropped);
-  if (Failed(result)) {
-    throw Failure{Format("cannot crop to %d,%d,%d,%d: the picture has %d x %d pixels", edges.left, edges.top,
-                         edges.right, edges.bottom, image->width, image->height)};
-  }
+  if (Failed(result)) throw Failure{"cannot crop: " + Reason(result)};
   image = ImageRef::Adopt(cropped);
   listener.Check();
 }

@@ -13,8 +13,11 @@ namespace qetool {
 
 using ImageRef = yk::Ref<yk::Image2d>;
 
-/// The format with this name ("bgr24"). Throws Failure, listing the names.
+/// The format with this name ("bgr24"). Throws Failure, listing TargetFormats.
 yk::IMG_FORMAT FormatByName(std::string const& name);
+
+/// The names of the formats that pictures can be converted to: "gray8, bgr24, ...".
+std::string TargetFormats();
 
 /// The format that every filter accepts and every operation supports: BGRA32 for a picture with alpha,
 /// otherwise BGR24.
@@ -23,6 +26,9 @@ yk::IMG_FORMAT PlainFormat(yk::Image2d const& image);
 /// Converts to another pixel format, in as few steps as the library's converters allow. Grey becomes opaque:
 /// paths on which grey would turn into alpha are excluded.
 void ChangeFormat(ImageRef& image, yk::IMG_FORMAT format, Listener& listener);
+
+/// A new picture without content.
+ImageRef NewImage(yk::IMG_FORMAT format, int width, int height);
 
 /// A new picture of this size and format, resampled by the library.
 ImageRef Rescaled(yk::Image2d& image, int width, int height, yk::IMG_FORMAT format, Listener& listener);

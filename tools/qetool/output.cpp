@@ -13,7 +13,7 @@ namespace qetool {
 using namespace yk;
 
 void WriteWhole(std::string const& path, std::function<HRESULT(Stream&)> const& write) {
-  Watch const watch;  // Ctrl-C must not leave the file beside
+  Watch const watch;  // Ctrl-C waits for the end of the write: the incomplete file is then removed
   SaveFile file;
   HRESULT result = file.Open(ToWide(path));
   if (Succeeded(result)) result = write(*file.GetStream());

@@ -36,26 +36,23 @@ void ForRows(Image2d& image, Listener& listener, Work work) {
   listener.Check();
 }
 
-ImageRef NewImage(IMG_FORMAT format, Image2d const& like) {
-  ImageRef image = ImageRef::Adopt(Image2d::Create());
-  if (!image || Failed(image->Create(format, like.width, like.height)))
-    throw Failure{Format("not enough memory for %d x %d pixels", like.width, like.height)};
-  return image;
-}
+ImageRef NewLike(Image2d const& like, IMG_FORMAT format) { return NewImage(format, like.width, like.height); }
 
 // The library converts every format to floats except grey of 16 bits.
 ImageRef ToFloats(ImageRef image, Listener& listener) {
   IMG_FORMAT const format = FloatFormat(*image);
   if (image->format == format) {  // the original stays as it is
-    ImageRef copy = NewImage(format, *image);
-    image->RescaleTo(copy.get());
+    ImageRef copy = NewLike(*image, format);
+    HRESULT const result = image->RescaleTo(copy.get(), &listener);
+    listener.Check();
+    if (Failed(result)) throw Failure{Reason(result)};
     return copy;
   }
   if (image->format != IMG_GRAY16) {
     ChangeFormat(image, format, listener);
     return image;
   }
-  ImageRef floats = NewImage(format, *image);
+  ImageRef floats = NewLike(*image, format);
   ForRows(*image, listener, [&](unsigned char const* row, int y) {
     auto const* const from = reinterpret_cast<unsigned short const*>(row);
     std::transform(from, from + image->width, reinterpret_cast<float*>(floats->GetLine(y)),
@@ -74,7 +71,7 @@ void StoreRow(float const* from, size_t count, unsigned char* row) {
 
 ImageRef FromFloats(ImageRef floats, IMG_FORMAT format, Listener& listener) {
   if (floats->format == format) return floats;
-  ImageRef image = NewImage(format, *floats);
+  ImageRef image = NewLike(*floats, format);
   img::FormatFacts const& facts = img::GetFacts(format);
   size_t const count = static_cast<size_t>(image->width) * facts.channels;
   ForRows(*floats, listener, [&](unsigned char const* row, int y) {
@@ -127,7 +124,7 @@ void PutOnBackground(ImageRef& image, Rgb colour, Listener& listener) {
   if (!HasAlpha(*image)) return;
   ImageRef over = ImageRef::Share(image.get());
   ChangeFormat(over, IMG_BGRA32, listener);
-  ImageRef result = NewImage(IMG_BGR24, *over);
+  ImageRef result = NewLike(*over, IMG_BGR24);
   std::array<unsigned, 3> const under = {colour.blue, colour.green, colour.red};
   ForRows(*over, listener, [&](unsigned char const* from, int y) {
     unsigned char* to = result->GetLine(y);

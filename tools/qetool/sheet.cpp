@@ -109,24 +109,32 @@ Entry MakeEntry(std::string const& path, int side, Listener& listener) {
 
 // ---- drawing
 
+struct DcDeleter {
+  using pointer = HDC;
+  void operator()(HDC dc) const { DeleteDC(dc); }
+};
+struct FontDeleter {
+  using pointer = HFONT;
+  void operator()(HFONT font) const { DeleteObject(font); }
+};
+using OwnedDc = std::unique_ptr<HDC, DcDeleter>;
+using OwnedFont = std::unique_ptr<HFONT, FontDeleter>;
+
 // Selects a font into a device context for a scope.
 class Font {
  public:
   Font(HDC dc, int size, int weight)
-      : dc(dc),
-        font(CreateFontW(-size, 0, 0, 0, weight, 0, 0, 0, DEFAULT_CHARSET, 0, 0, ANTIALIASED_QUALITY, 0,
+      : font(CreateFontW(-size, 0, 0, 0, weight, 0, 0, 0, DEFAULT_CHARSET, 0, 0, ANTIALIASED_QUALITY, 0,
                          L"Tahoma")),
-        before(SelectObject(dc, font)) {}
-  ~Font() {
-    SelectObject(dc, before);
-    DeleteObject(font);
-  }
+        dc(dc),
+        before(SelectObject(dc, font.get())) {}
+  ~Font() { SelectObject(dc, before); }  // before the font is deleted
   Font(Font const&) = delete;
   Font& operator=(Font const&) = delete;
 
  private:
+  OwnedFont font;
   HDC dc;
-  HFONT font;
   HGDIOBJ before;
 };
 
@@ -236,17 +244,15 @@ Layout PlanLayout(Options const& options, std::vector<Entry> const& entries) {
 // The picture of the sheet, and a device context for text.
 class Sheet {
  public:
-  explicit Sheet(Layout const& layout) : layout(layout), memory(CreateCompatibleDC(nullptr)) {
-    if (!image || !dc || Failed(image->Create(IMG_BGR24, layout.width, layout.height)) ||
-        Failed(dc->Attach(memory, image.get()))) {
-      DeleteDC(memory);
-      throw Failure{Format("not enough memory for a sheet of %d x %d pixels", layout.width, layout.height)};
+  explicit Sheet(Layout const& layout)
+      : layout(layout), image(NewImage(IMG_BGR24, layout.width, layout.height)) {
+    if (!dc || Failed(dc->Attach(memory.get(), image.get()))) {
+      throw Failure{"cannot draw on the sheet: " + LastReason()};
     }
     dc->FillGradientV({0, 0, layout.width, layout.height}, TOP, BOTTOM);
   }
   ~Sheet() {
     dc->Detach();  // cppcheck-suppress ignoredReturnValue  // taken for Ref's
-    DeleteDC(memory);
   }
   Sheet(Sheet const&) = delete;
   Sheet& operator=(Sheet const&) = delete;
@@ -262,14 +268,13 @@ class Sheet {
 
  private:
   Layout const& layout;
-  HDC memory;
-  ImageRef image = ImageRef::Adopt(Image2d::Create());
+  OwnedDc memory{CreateCompatibleDC(nullptr)};
+  ImageRef image;
   Ref<IDC> dc = Ref<IDC>::Adopt(IDC::Create());
 };
 
 // A picture that cannot be read leaves no gap, and does not prevent the others from being shown.
-std::vector<Entry> LoadEntries(Options const& options, Watch& watch, bool& failed) {
-  std::vector<std::string> const files = ExpandWildcards(options.files);
+std::vector<Entry> LoadEntries(std::vector<std::string> const& files, Options const& options, Watch& watch) {
   std::vector<Entry> all(files.size()), entries;
   Jobs loading(files.size(), options.jobs, watch, [&](size_t i, Listener& listener) {
     all[i] = MakeEntry(files[i], options.cell - 2 * FRAME, listener);
@@ -282,7 +287,6 @@ std::vector<Entry> LoadEntries(Options const& options, Watch& watch, bool& faile
     } catch (Failure const& failure) {
       watch.Clear();
       Report(failure.text);
-      failed = true;
     }
   }
   if (entries.empty()) throw Failure{"there is no picture to show on the sheet"};
@@ -298,8 +302,8 @@ void Run(Options const& options, Host& host) {
     printf("%s is kept\n", options.output.c_str());
     return;
   }
-  bool failed = false;
-  std::vector<Entry> const entries = LoadEntries(options, watch, failed);
+  std::vector<std::string> const files = ExpandWildcards(options.files);
+  std::vector<Entry> const entries = LoadEntries(files, options, watch);
   Layout const layout = PlanLayout(options, entries);
   Sheet sheet(layout);
   for (size_t i = 0; i < entries.size(); ++i) sheet.Draw(entries[i], static_cast<int>(i));
@@ -307,7 +311,7 @@ void Run(Options const& options, Host& host) {
   watch.Clear();
   printf("%s: %zu picture%s, %d x %d pixels\n", options.output.c_str(), entries.size(),
          entries.size() == 1 ? "" : "s", sheet.Image().width, sheet.Image().height);
-  if (failed) throw CLI::RuntimeError(1);
+  if (entries.size() < files.size()) throw CLI::RuntimeError(1);
 }
 
 }  // namespace

@@ -39,9 +39,12 @@ std::string Format(char const* format, ...) {
 
 std::string Reason(HRESULT result) {
   yk::Error const* const error = yk::LastError();
-  if (!error || error->code != result) return yk::ErrorText(result);
+  return error && error->code == result ? LastReason() : yk::ErrorText(result);
+}
+
+std::string LastReason() {
   wchar_t message[1024];
-  yk::ErrorMessage(error, message, std::size(message));
+  yk::ErrorMessage(yk::LastError(), message, std::size(message));
   return ToUtf8(message);
 }
 

@@ -27,6 +27,9 @@ Format(char const* format, ...);
 /// Why the library's last call failed with this result: the text that it recorded, or that of the code.
 std::string Reason(HRESULT result);
 
+/// Why the library's last call failed, for one that returns a pointer.
+std::string LastReason();
+
 /// Prints "qetool: ..." to standard error.
 void Report(std::string const& text);
 
