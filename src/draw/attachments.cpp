@@ -57,8 +57,8 @@ void Attachments::Add(IDC& dc, Image2d& image) noexcept {
 void Attachments::Forget(IDC& dc) noexcept {
   if (std::exchange(dc.attachment, NONE) != ATTACHED) return;
   Locked const locked;
-  Link** const at = Find(dc);
-  delete std::exchange(*at, (*at)->next);
+  Link*& at = *Find(dc);
+  if (at) delete std::exchange(at, at->next);
 }
 
 void Attachments::LoseAll(Image2d const& image) noexcept {

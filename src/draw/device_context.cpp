@@ -106,7 +106,7 @@ constexpr std::array<char, 32> NamesOfDrawn() noexcept {
     if (length > 0) append(" or ");
     append(facts.name);
   }
-  append({"", 1});  // the end of the text
+  names[length] = '\0';  // evaluated at compile time only, where there must be room for it
   return names;
 }
 

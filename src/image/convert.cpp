@@ -25,7 +25,7 @@ constexpr size_t CellOf(IMG_FORMAT source, IMG_FORMAT target) noexcept {
 }
 
 HRESULT Copy(void const* src, void* dst, IMG_FORMAT format, int count) noexcept {
-  size_t const size = (static_cast<size_t>(GetFacts(format).bits) * static_cast<size_t>(count) + 7) / 8;
+  size_t const size = static_cast<size_t>(PackedBytes(int64_t{GetFacts(format).bits} * count));
   if (size == 0) return S_OK;
   if (!src || !dst) return E_INVALIDARG;
   memmove(dst, src, size);

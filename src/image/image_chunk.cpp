@@ -26,19 +26,22 @@ constexpr char SAVE[] = "img::SaveTo";
 constexpr char LOAD[] = "img::LoadFrom";
 
 struct Header {
-  int32_t format = IMG_NONE, width = 0, height = 0;
+  IMG_FORMAT format = IMG_NONE;
+  int32_t width = 0, height = 0;
 };
 
 /// The pixels of an image as blocks of rows without padding. Rows are counted as in memory.
 class Blocks {
  public:
   Blocks(IMG_FORMAT format, int width, int height) noexcept
-      : rowBytes((int64_t{img::GetFacts(format).bits} * width + 7) / 8),
+      : rowBytes(img::PackedBytes(int64_t{img::GetFacts(format).bits} * width)),
         rows(static_cast<int>(std::max<int64_t>(img::BLOCK_BYTES / rowBytes, 1))),
         height(height) {}
 
   int64_t Total() const noexcept { return rowBytes * height; }
   int64_t Count() const noexcept { return (int64_t{height} + rows - 1) / rows; }
+  /// Where the block after the one at `first` begins.
+  int After(int first) const noexcept { return first + RowsFrom(first); }
   int RowsFrom(int first) const noexcept { return std::min(rows, height - first); }
   unsigned BytesFrom(int first) const noexcept { return static_cast<unsigned>(rowBytes * RowsFrom(first)); }
 
@@ -101,11 +104,11 @@ HRESULT SavePixels(Serializer& writer, Image2d const& image, ykCompressor* metho
   Bytes rows, packed;
   if (!blocks.Reserve(rows) || (method && !blocks.Reserve(packed)))
     return FailMemory(SAVE, blocks.BytesFrom(0));
-  for (int first = 0; first < image.height; first += blocks.RowsFrom(first)) {
+  for (int first = 0; first < image.height; first = blocks.After(first)) {
     blocks.Gather(image, first, rows.begin());
     HRESULT const saved = SaveBlock(writer, method, rows, blocks.BytesFrom(first), packed);
     if (Failed(saved)) return saved;
-    if (!meter.Reach(static_cast<uint64_t>(first + blocks.RowsFrom(first)))) return meter.Result(S_OK);
+    if (!meter.Reach(static_cast<unsigned>(blocks.After(first)))) return meter.Result(S_OK);
   }
   return S_OK;
 }
@@ -191,10 +194,10 @@ HRESULT Loading::LoadHeader() noexcept {
   hasHeader = Read(&header, sizeof header);
   if (!hasHeader) return FailDamaged();
   if (header.format == IMG_NONE) return S_OK;
-  bool const isKnown = img::GetFacts(static_cast<IMG_FORMAT>(header.format)).format != IMG_NONE;
+  bool const isKnown = img::GetFacts(header.format).format != IMG_NONE;
   if (!isKnown) return Fail(YK_E_BADFILE, LOAD, L"no pixel format has the number %d", header.format);
-  bool const isPossible = header.width > 0 && header.height > 0 &&
-                          img::GetRowSize(static_cast<IMG_FORMAT>(header.format), header.width) <= INT32_MAX;
+  bool const isPossible =
+      header.width > 0 && header.height > 0 && img::GetRowSize(header.format, header.width) <= INT32_MAX;
   return isPossible ? S_OK : FailDamaged();
 }
 
@@ -239,12 +242,11 @@ HRESULT Loading::CheckSize(Blocks const& blocks) noexcept {
 
 HRESULT Loading::LoadPixels() noexcept {
   if (header.format == IMG_NONE || image->bits) return FailDamaged();
-  auto const format = static_cast<IMG_FORMAT>(header.format);
-  Blocks const blocks(format, header.width, header.height);
+  Blocks const blocks(header.format, header.width, header.height);
   HRESULT result = CheckSize(blocks);
-  if (Succeeded(result)) result = image->Create(format, header.width, header.height);
+  if (Succeeded(result)) result = image->Create(header.format, header.width, header.height);
   if (Failed(result)) return result;
-  if (img::GetFacts(format).paletteEntries)
+  if (img::GetFacts(header.format).paletteEntries)
     memcpy(image->palette, palette, image->paletteCount * sizeof(IMG_PALENTRY));
   if (!blocks.Reserve(rows) || (compressor && !blocks.Reserve(packed)))
     return FailMemory(LOAD, blocks.BytesFrom(0));
@@ -253,11 +255,11 @@ HRESULT Loading::LoadPixels() noexcept {
 
 HRESULT Loading::LoadBlocks(Blocks const& blocks) noexcept {
   ProgressMeter meter(context, LOAD, static_cast<uint64_t>(header.height), ProgressMeter::Unit::ROWS);
-  for (int first = 0; first < header.height; first += blocks.RowsFrom(first)) {
+  for (int first = 0; first < header.height; first = blocks.After(first)) {
     HRESULT const loaded = LoadBlock(blocks.BytesFrom(first));
     if (Failed(loaded)) return loaded;
     blocks.Scatter(rows.begin(), *image, first);
-    if (!meter.Reach(static_cast<uint64_t>(first + blocks.RowsFrom(first)))) return meter.Result(S_OK);
+    if (!meter.Reach(static_cast<unsigned>(blocks.After(first)))) return meter.Result(S_OK);
   }
   return S_OK;
 }

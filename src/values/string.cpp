@@ -277,7 +277,7 @@ bool String::Realloc(size_t length) noexcept {
   if (!block || BlockSize(length) != BlockSize(Length())) {
     void* const moved = yk_realloc(block, BlockSize(length));
     if (moved) block = static_cast<Block*>(moved);
-    if (!moved && length > Length()) return false;  // a block that cannot be shrunk is large enough
+    if (!block || (!moved && length > Length())) return false;  // one that cannot be shrunk is large enough
   }
   block->length = length;
   Text(block)[length] = 0;

@@ -114,6 +114,9 @@ constexpr FormatFacts const& GetFacts(IMG_FORMAT format) noexcept {
 /// True when the pixels themselves have alpha. A palette may have it, too: check its entries.
 constexpr bool HasAlpha(IMG_FORMAT format) noexcept { return GetFacts(format).channels == 4; }
 
+/// Bytes of a row of `bits` bits without padding but that of its last byte.
+constexpr int64_t PackedBytes(int64_t bits) noexcept { return (bits + 7) / 8; }
+
 /// Bytes of a row of `bits` bits, padded to a multiple of 4.
 constexpr int64_t PaddedBytes(int64_t bits) noexcept { return (bits + 31) / 32 * 4; }
 
