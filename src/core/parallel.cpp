@@ -5,6 +5,8 @@
 
 #include <atomic>
 
+#include "srw_lock_p.h"
+
 namespace yk {
 
 namespace {
@@ -50,14 +52,6 @@ constinit std::atomic<unsigned> wantedThreads = 0;  // 0: one for each processor
 constinit std::atomic<bool> isBusy = false;         // an operation has the threads
 constinit std::atomic<HMODULE> library = nullptr;   // this one, to which each thread holds a reference
 
-class PoolLock {
- public:
-  PoolLock() noexcept { AcquireSRWLockExclusive(&lock); }
-  ~PoolLock() { ReleaseSRWLockExclusive(&lock); }
-  PoolLock(PoolLock const&) = delete;
-  PoolLock& operator=(PoolLock const&) = delete;
-};
-
 /// The job, once there is one that lacks helpers; null when the thread must end. Call under the lock.
 Job* AwaitJob(unsigned own) noexcept {
   while (generation == own && !(job && job->joined < job->work->threads)) {
@@ -67,7 +61,7 @@ Job* AwaitJob(unsigned own) noexcept {
 }
 
 void Help(unsigned own) noexcept {
-  PoolLock const guard;
+  SrwLocker const guard(lock);
   while (Job* const current = AwaitJob(own)) {
     unsigned const thread = current->joined++;
     ++current->inside;
@@ -105,13 +99,13 @@ void StartThreads(unsigned wanted) noexcept {
   for (bool more = true; more;) {
     unsigned own;
     {
-      PoolLock const guard;
+      SrwLocker const guard(lock);
       if (!isOpen || started >= wanted) return;
       own = generation;
     }
     HANDLE const thread = StartThread(own);
     if (!thread) return;
-    PoolLock const guard;
+    SrwLocker const guard(lock);
     more = generation == own;
     if (more) {
       handles[started++] = thread;
@@ -126,7 +120,7 @@ bool Post(Job& offered) noexcept {
   if (isBusy.exchange(true, std::memory_order_acquire)) return false;
   StartThreads(offered.work->threads - 1);
   {
-    PoolLock const guard;
+    SrwLocker const guard(lock);
     job = &offered;
   }
   for (unsigned i = 1; i < offered.work->threads; ++i) WakeConditionVariable(&jobPosted);
@@ -136,7 +130,7 @@ bool Post(Job& offered) noexcept {
 /// Waits for the helpers, each of which is in its last part.
 void Withdraw(Job& offered) noexcept {
   {
-    PoolLock const guard;
+    SrwLocker const guard(lock);
     job = nullptr;
     while (offered.inside > 0) SleepConditionVariableSRW(&helperLeft, &lock, INFINITE, 0);
   }
@@ -171,7 +165,7 @@ bool Share(SharedWork const& work) noexcept {
 }
 
 void AllowThreads() noexcept {
-  PoolLock const guard;
+  SrwLocker const guard(lock);
   isOpen = true;
 }
 
@@ -181,7 +175,7 @@ void EndThreads() noexcept {
   HANDLE ending[MOST_THREADS];
   unsigned count;
   {
-    PoolLock const guard;
+    SrwLocker const guard(lock);
     isOpen = false;
     ++generation;
     count = started;

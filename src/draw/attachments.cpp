@@ -1,11 +1,10 @@
 #include "attachments_p.h"
 
-#include <windows.h>
-
 #include <new>
 #include <utility>
 
 #include "core/hash_table_p.h"
+#include "core/srw_lock_p.h"
 #include "image/attached_p.h"
 
 namespace yk {
@@ -13,14 +12,6 @@ namespace {
 
 // Contexts and images of several threads are in the list.
 constinit SRWLOCK lock = SRWLOCK_INIT;
-
-class Locked {
- public:
-  Locked() noexcept { AcquireSRWLockExclusive(&lock); }
-  ~Locked() { ReleaseSRWLockExclusive(&lock); }
-  Locked(Locked const&) = delete;
-  Locked& operator=(Locked const&) = delete;
-};
 
 }  // namespace
 
@@ -47,7 +38,7 @@ void Attachments::Add(IDC& dc, Image2d& image) noexcept {
   Forget(dc);
   Link* const link = new (std::nothrow) Link{nullptr, &dc, &image};
   if (!link) return;
-  Locked const locked;
+  SrwLocker const locked(lock);
   link->next = std::exchange(ChainOf(dc), link);
   dc.attachment = ATTACHED;
   img::Attached::pixelsGo = LoseAll;
@@ -56,13 +47,13 @@ void Attachments::Add(IDC& dc, Image2d& image) noexcept {
 
 void Attachments::Forget(IDC& dc) noexcept {
   if (std::exchange(dc.attachment, NONE) != ATTACHED) return;
-  Locked const locked;
+  SrwLocker const locked(lock);
   Link*& at = *Find(dc);
   if (at) delete std::exchange(at, at->next);
 }
 
 void Attachments::LoseAll(Image2d const& image) noexcept {
-  Locked const locked;
+  SrwLocker const locked(lock);
   for (Link*& chain : chains) LoseIn(chain, image);
 }
 

@@ -6,6 +6,7 @@
 #include <numbers>
 
 #include "core/conversions_p.h"
+#include "raster/pixel_paint_p.h"
 
 namespace yk {
 namespace {
@@ -22,16 +23,10 @@ double Contrasted(double x, int contrast) noexcept {
   return x + MIDDLE;
 }
 
-// Both channels of a pair in one multiplication: (v + 1 + v / 256) / 256 is v / 255 up to 255 * 255.
-unsigned MixedPair(unsigned c0, unsigned c1, unsigned a) noexcept {
-  constexpr unsigned PAIR = 0x00FF00FF;
-  unsigned const v = (c0 & PAIR) * a + (c1 & PAIR) * (255 - a);
-  return (v + 0x00010001 + (v >> 8 & PAIR)) >> 8 & PAIR;
-}
-
 // BlendColor for a weight of 0 to 255.
 unsigned Mixed(unsigned c0, unsigned c1, unsigned a) noexcept {
-  return MixedPair(c0, c1, a) | MixedPair(c0 >> 8, c1 >> 8, a) << 8;
+  constexpr unsigned PAIR = 0x00FF00FF;
+  return raster::MixPair(c1 & PAIR, c0 & PAIR, a) | raster::MixPair(c1 >> 8 & PAIR, c0 >> 8 & PAIR, a) << 8;
 }
 
 }  // namespace

@@ -305,7 +305,7 @@ HRESULT IDC::SetColor(unsigned newColour) noexcept {
 unsigned IDC::GetPixel(int x, int y) noexcept {
   unsigned char const* const p = FindPixel(*this, x, y);
   if (!p) return draw::Report(*this, "IDC::GetPixel", S_FALSE), 0;
-  return draw::OPAQUE_BLACK | unsigned{p[0]} << 16 | unsigned{p[1]} << 8 | unsigned{p[2]};
+  return raster::ALPHA_BITS | unsigned{p[0]} << 16 | unsigned{p[1]} << 8 | unsigned{p[2]};
 }
 
 bool IDC::BlendPixel(int x, int y, unsigned tint) noexcept {

@@ -8,8 +8,6 @@
 
 namespace yk::draw {
 
-inline constexpr unsigned OPAQUE_BLACK = 0xFF000000;
-
 /// Translates a rectangle by the origin. It saturates at the limits of the range, which are outside every
 /// clip.
 inline xrect2d Shifted(IDC const& dc, xrect2d r) noexcept {

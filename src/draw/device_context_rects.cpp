@@ -14,6 +14,7 @@
 #include "core/buffer_p.h"
 #include "core/error_p.h"
 #include "image/convert_p.h"
+#include "image/indexed_p.h"
 
 namespace yk {
 namespace {
@@ -80,11 +81,9 @@ struct Placement {
 
 // The colour of a pixel of less than a byte: a palette entry has the channels in their order.
 unsigned IndexedColour(Image2d const& source, unsigned char const* row, int x) noexcept {
-  unsigned const first = static_cast<unsigned>(x) * source.bitsPerPixel,
-                 shift = 8 - source.bitsPerPixel - first % 8;
-  unsigned const index = row[first / 8] >> shift & ((1u << source.bitsPerPixel) - 1);
   unsigned colour;
-  memcpy(&colour, source.palette + index, sizeof colour);
+  memcpy(&colour, source.palette + img::IndexAt(row, source.bitsPerPixel, static_cast<size_t>(x)),
+         sizeof colour);
   return colour;
 }
 
@@ -100,7 +99,7 @@ bool ReadColours(Image2d& source, int row, int from, Buffer<unsigned>& colours) 
     return false;
   // The conversion of grey copies it to alpha.
   bool const hasAlpha = img::GetFacts(source.format).paletteEntries || img::HasAlpha(source.format);
-  unsigned const opaque = hasAlpha ? 0 : draw::OPAQUE_BLACK;
+  unsigned const opaque = hasAlpha ? 0 : raster::ALPHA_BITS;
   for (unsigned& colour : colours) {  // red and blue change places
     colour = (colour & 0xFF00FF00) | (colour >> 16 & 0xFF) | (colour & 0xFF) << 16 | opaque;
   }

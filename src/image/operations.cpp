@@ -7,6 +7,7 @@
 
 #include "convert_p.h"
 #include "core/error_p.h"
+#include "indexed_p.h"
 #include "premultiply_kernels_p.h"
 #include "properties_p.h"
 #include "row_kernels_p.h"
@@ -16,7 +17,7 @@ namespace yk {
 
 namespace {
 
-using img::RowsInMemory, img::RowTable, img::SizeOf;
+using img::CopyPalette, img::RowsInMemory, img::RowTable, img::SizeOf;
 
 /// The index at `ratio` of `size`, clamped to below `size`; NaN gives 0.
 int IndexAt(float ratio, int size) noexcept {
@@ -67,12 +68,6 @@ void FillPixels(Image2d& image, uint8_t const* pixel) noexcept {
 void FillRows(Image2d& image, int value) noexcept {
   size_t const size = static_cast<size_t>(std::max(image.stride, 0));
   for (int y : RowsOf(image)) memset(image.GetLine(y), value, size);
-}
-
-/// Between images of the same format.
-void CopyPalette(Image2d const& from, Image2d& to) noexcept {
-  if (!img::GetFacts(from.format).paletteEntries || !from.palette) return;
-  memcpy(to.palette, from.palette, std::min(from.paletteCount, to.paletteCount) * sizeof(IMG_PALENTRY));
 }
 
 HRESULT CopyPixels(Image2d const& from, Image2d& to) noexcept {

@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "core/error_p.h"
+#include "indexed_p.h"
 #include "rows_p.h"
 
 namespace yk {
@@ -24,17 +25,6 @@ struct Turn {
   bool flipsRows;
 };
 
-unsigned IndexAt(uint8_t const* row, int bits, int x) noexcept {
-  int const bit = x * bits;
-  return row[bit / 8] >> (8 - bits - bit % 8) & ((1u << bits) - 1);
-}
-
-void PutIndex(uint8_t* row, int bits, int x, unsigned index) noexcept {
-  int const bit = x * bits;
-  unsigned const shift = static_cast<unsigned>(8 - bits - bit % 8), mask = ((1u << bits) - 1) << shift;
-  row[bit / 8] = static_cast<uint8_t>((row[bit / 8] & ~mask) | index << shift);
-}
-
 void TurnRow(Image2d& from, Turn const& turn, Image2d& to, int y) noexcept {
   uint8_t* const row = to.GetLine(y);
   size_t const size = from.bytesPerPixel;
@@ -43,7 +33,8 @@ void TurnRow(Image2d& from, Turn const& turn, Image2d& to, int y) noexcept {
     int const column = turn.flipsColumns ? from.width - 1 - across : across;
     uint8_t const* const line = from.GetLine(turn.flipsRows ? from.height - 1 - down : down);
     if (size == 0) {
-      PutIndex(row, from.bitsPerPixel, x, IndexAt(line, from.bitsPerPixel, column));
+      unsigned const index = img::IndexAt(line, from.bitsPerPixel, static_cast<size_t>(column));
+      img::PutIndex(row, from.bitsPerPixel, static_cast<size_t>(x), index);
     } else {
       memcpy(row + static_cast<size_t>(x) * size, line + static_cast<size_t>(column) * size, size);
     }
@@ -76,8 +67,7 @@ HRESULT img::Orient(Image2d& image, unsigned orientation, Image2d** result) noex
   HRESULT const created = turn.isTurned ? made->Create(image.format, image.height, image.width)
                                         : made->Create(image.format, image.width, image.height);
   if (Failed(created)) return created;
-  if (GetFacts(image.format).paletteEntries && image.palette)
-    memcpy(made->palette, image.palette, GetFacts(image.format).paletteEntries * sizeof(IMG_PALENTRY));
+  CopyPalette(image, *made);
   for (int y : RowsInMemory(0, made->height)) TurnRow(image, turn, *made, y);
   *result = made.Detach();
   return S_OK;
@@ -100,8 +90,7 @@ HRESULT img::MakeUpright(Image2d& image, Image2d** result) noexcept {
   unsigned orientation = UPRIGHT;
   bool const isKnown = Succeeded(image.GetValue(INFO_ORIENTATION, value)) && value.Get(orientation);
   if (!isKnown || orientation == UPRIGHT || orientation > LAST || orientation == 0) {
-    image.AddRef();
-    *result = &image;
+    *result = Ref<Image2d>::Share(&image).Detach();
     return S_OK;
   }
   Image2d* turned = nullptr;

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "core/error_p.h"
+#include "indexed_p.h"
 #include "rows_p.h"
 #include "weights_p.h"
 
@@ -66,11 +67,10 @@ int Nearest(int at, int sources, int targets) noexcept {
 }
 
 void CopyNearestBits(Image2d const& source, uint8_t const* from, uint8_t* to, int targets) noexcept {
-  int const bits = source.bitsPerPixel, perByte = 8 / bits;
+  unsigned const bits = source.bitsPerPixel;
   for (int x = 0; x < targets; ++x) {
-    int const at = Nearest(x, source.width, targets);
-    unsigned const index = from[at / perByte] >> (8 - bits - at % perByte * bits) & ((1u << bits) - 1);
-    to[x / perByte] = static_cast<uint8_t>(to[x / perByte] | index << (8 - bits - x % perByte * bits));
+    auto const at = static_cast<size_t>(Nearest(x, source.width, targets));
+    img::PutIndex(to, bits, static_cast<size_t>(x), img::IndexAt(from, bits, at));
   }
 }
 
@@ -93,8 +93,7 @@ HRESULT img::FillNew(Image2d& source, Image2d& target) noexcept {
   if (facts.paletteEntries) memset(target.palette, 0, facts.paletteEntries * sizeof(IMG_PALENTRY));
   if (source.format != target.format) return S_OK;
   if (facts.channelBits == 16) return AverageWords(source, target);
-  if (facts.paletteEntries && source.palette)
-    memcpy(target.palette, source.palette, facts.paletteEntries * sizeof(IMG_PALENTRY));
+  CopyPalette(source, target);
   CopyNearest(source, target);
   return S_OK;
 }

@@ -8,8 +8,6 @@
 namespace yk::raster {
 namespace {
 
-constexpr unsigned OPAQUE_ALPHA = 0xFF000000;
-
 // Where the light part of a row of a bevel ends, and where its dark part begins.
 struct BevelRow {
   int64_t lightEnd, darkStart;
@@ -41,7 +39,7 @@ void Clear(Surface const& surface, unsigned colour) noexcept {
   if (surface.hasAlpha) return void(Fill(all, {Mode::COPY, colour}, all.clip));
   // one row is painted and copied to the others, including its padding
   unsigned char* const first = all.At(0, 0);
-  RowFill({Mode::PAINT, colour | OPAQUE_ALPHA}, all.bytesPerPixel)(first, Width(all.clip));
+  RowFill({Mode::PAINT, colour | ALPHA_BITS}, all.bytesPerPixel)(first, Width(all.clip));
   size_t const rowBytes = static_cast<size_t>(all.stride < 0 ? -all.stride : all.stride);
   ForEachRow(all, all.clip, [=](unsigned char* row, int y) {
     if (y > 0) memcpy(row, first, rowBytes);

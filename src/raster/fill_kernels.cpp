@@ -11,10 +11,10 @@
 namespace yk::raster {
 namespace {
 
-constexpr unsigned OPAQUE_ALPHA = 255;
+constexpr unsigned FULL_ALPHA = 255;
 
 // A pixel of 4 bytes, blue first.
-constexpr uint32_t COLOUR_BYTES = 0x00FFFFFF, ALPHA_BYTE = 0xFF000000;
+constexpr uint32_t COLOUR_BITS = ~ALPHA_BITS;
 
 struct Channels {
   unsigned blue, green, red, alpha;
@@ -95,10 +95,10 @@ void ScalarPixels(Rows const& rows, Lanes const& lanes) noexcept {
 // integer that the exact quotient reaches and no other.
 inline uint32_t CompositePixel(uint32_t d, unsigned gainB, unsigned gainG, unsigned gainR,
                                unsigned a) noexcept {
-  unsigned const k = OPAQUE_ALPHA - a;
+  unsigned const k = FULL_ALPHA - a;
   unsigned const dA = d >> 24;
   unsigned const w = DivideBy255(static_cast<uint16_t>(dA * k));
-  unsigned const alpha = OPAQUE_ALPHA - DivideBy255(static_cast<uint16_t>((OPAQUE_ALPHA - dA) * k));
+  unsigned const alpha = FULL_ALPHA - DivideBy255(static_cast<uint16_t>((FULL_ALPHA - dA) * k));
   float const reciprocal = 1.0f / static_cast<float>(static_cast<int>(w + a));
   auto const mix = [=](unsigned channel, unsigned gain) {
     float const sum = static_cast<float>(static_cast<int>(channel * w + gain));
@@ -112,7 +112,7 @@ uint32_t Composite(uint32_t d, Lanes const& s) noexcept {
   return CompositePixel(d, s.ValueOf(0) * a, s.ValueOf(1) * a, s.ValueOf(2) * a, a);
 }
 
-uint32_t Whiten(uint32_t d, Lanes const&) noexcept { return d >> 24 ? d | COLOUR_BYTES : d; }
+uint32_t Whiten(uint32_t d, Lanes const&) noexcept { return d >> 24 ? d | COLOUR_BITS : d; }
 
 void Leave(Rows const&, Lanes const&) noexcept {}
 
@@ -128,17 +128,17 @@ struct Recipe {
 };
 
 constexpr Recipe RECIPES[] = {
-    {LOOP_BLEND, COLOUR_BYTES, 0},              // paint
-    {LOOP_INVERT, 0, COLOUR_BYTES},             // invert
-    {LOOP_ADD, COLOUR_BYTES, 0},                // add
-    {LOOP_SUBTRACT, COLOUR_BYTES, 0},           // subtract
-    {LOOP_COPY, COLOUR_BYTES | ALPHA_BYTE, 0},  // copy with alpha
-    {LOOP_COMPOSITE, COLOUR_BYTES, 0},          // composite over
+    {LOOP_BLEND, COLOUR_BITS, 0},              // paint
+    {LOOP_INVERT, 0, COLOUR_BITS},             // invert
+    {LOOP_ADD, COLOUR_BITS, 0},                // add
+    {LOOP_SUBTRACT, COLOUR_BITS, 0},           // subtract
+    {LOOP_COPY, COLOUR_BITS | ALPHA_BITS, 0},  // copy with alpha
+    {LOOP_COMPOSITE, COLOUR_BITS, 0},          // composite over
 };
 static_assert(std::size(RECIPES) == MODE_COUNT);
 
 Loop LoopOf(Mode mode, Channels const& s, int bytesPerPixel) noexcept {
-  if (mode != Mode::PAINT || s.alpha < OPAQUE_ALPHA) return RECIPES[static_cast<size_t>(mode)].loop;
+  if (mode != Mode::PAINT || s.alpha < FULL_ALPHA) return RECIPES[static_cast<size_t>(mode)].loop;
   if (bytesPerPixel == 4) return LOOP_MERGE;
   return s.blue == s.green && s.green == s.red ? LOOP_SET : LOOP_COPY;
 }
@@ -245,13 +245,13 @@ RowFill::RowFill(Paint paint, int bytesPerPixel) noexcept {
   run = loop == LOOP_COMPOSITE && s.alpha == 0 ? Leave : BestKernels().rows[loop];
   lanes.alpha = s.alpha;
   lanes.value = (Pack(s) & recipe.kept) | recipe.added;
-  lanes.weight = ALPHA_BYTE | (OPAQUE_ALPHA - s.alpha) * 0x010101;
+  lanes.weight = ALPHA_BITS | (FULL_ALPHA - s.alpha) * 0x010101;
 }
 
 RowFill RowFill::OfAlpha(unsigned char alpha) noexcept {
   RowFill fill;
   fill.run = BestKernels().rows[LOOP_MERGE];
-  fill.lanes.weight = COLOUR_BYTES;
+  fill.lanes.weight = COLOUR_BITS;
   fill.lanes.value = uint32_t{alpha} << 24;
   return fill;
 }
@@ -259,7 +259,7 @@ RowFill RowFill::OfAlpha(unsigned char alpha) noexcept {
 RowCover::RowCover(Paint paint, int bytesPerPixel) noexcept
     : run(COVERS[static_cast<size_t>(paint.mode)]), runFew(run) {
   Channels const s = Unpack(paint.colour);
-  ink = {static_cast<size_t>(bytesPerPixel), 0, Pack(s) & COLOUR_BYTES, s.alpha};
+  ink = {static_cast<size_t>(bytesPerPixel), 0, Pack(s) & COLOUR_BITS, s.alpha};
   if (paint.mode != Mode::PAINT) return;
   run = BestKernels().coverPaint[bytesPerPixel == 4];
   runFew = SCALAR_KERNELS.coverPaint[bytesPerPixel == 4];
@@ -267,7 +267,7 @@ RowCover::RowCover(Paint paint, int bytesPerPixel) noexcept
 
 void BlendInto(unsigned char* pixel, unsigned colour) noexcept {
   Channels const s = Unpack(colour);
-  unsigned const k = OPAQUE_ALPHA - s.alpha;
+  unsigned const k = FULL_ALPHA - s.alpha;
   auto const blend = [&](unsigned d, unsigned channel) {
     return static_cast<unsigned char>(DivideBy255(static_cast<uint16_t>(d * k)) +
                                       DivideBy255(static_cast<uint16_t>(channel * s.alpha)));
@@ -279,7 +279,7 @@ void BlendInto(unsigned char* pixel, unsigned colour) noexcept {
 
 void ColourRow::Append(unsigned colour) noexcept {
   Channels const s = Unpack(colour);
-  unsigned const k = OPAQUE_ALPHA - s.alpha;
+  unsigned const k = FULL_ALPHA - s.alpha;
   unsigned const channels[] = {s.blue, s.green, s.red, 0};
   for (size_t i = 0; i < pixelSize; ++i, ++bytes) {
     weight[bytes] = static_cast<unsigned char>(i == 3 ? 255 : k);

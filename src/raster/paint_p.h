@@ -15,6 +15,9 @@ enum class Mode : unsigned {
 };
 inline constexpr unsigned MODE_COUNT = static_cast<unsigned>(Mode::COMPOSITE) + 1;
 
+/// The alpha of a colour, and of a pixel of four bytes.
+inline constexpr uint32_t ALPHA_BITS = 0xFF000000;
+
 struct Paint {
   Mode mode;
   unsigned colour;  // bits 31..24 alpha, 23..16 blue, 15..8 green, 7..0 red
