@@ -29,11 +29,4 @@ bool ReadItems(Deserializer& reader, CacheItem<Target> const (&items)[COUNT], Ta
   return sound;
 }
 
-/// Reads exactly `size` bytes from the reader's current chunk.
-inline bool ReadBytes(Deserializer& reader, void* to, unsigned size) noexcept {
-  if (reader.GetRemaining() < size) return false;
-  unsigned done = 0;
-  return Succeeded(reader.GetStream()->Read(to, size, &done)) && done == size;
-}
-
 }  // namespace yk

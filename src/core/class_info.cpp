@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "cache_record_p.h"
+#include "io/records_p.h"
 
 namespace yk {
 

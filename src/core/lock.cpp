@@ -21,7 +21,7 @@ int Add(int& counter, int step) noexcept { return std::atomic_ref(counter).fetch
 // that can be done.
 void Wait(void* handle) noexcept { WaitForSingleObject(handle, INFINITE); }
 
-void* NewQueue() noexcept { return CreateSemaphoreW(nullptr, 0, 0x7FFFFFFF, nullptr); }
+void* NewQueue() noexcept { return CreateSemaphoreW(nullptr, 0, LONG_MAX, nullptr); }
 
 void CloseAndClear(void*& handle) noexcept {
   if (handle) CloseHandle(handle);

@@ -20,6 +20,9 @@ class System;
 IndexedArray* NewModuleList() noexcept;
 Module* SeekModule(IndexedArray& modules, String const& fileName) noexcept;
 
+/// An element of such a list.
+Module* ModuleAt(Ref<Array> const& modules, int index) noexcept;
+
 /// The same for all names that String::CompareNoCase finds equal, in any locale.
 uint32_t HashOfName(String const& name) noexcept;
 

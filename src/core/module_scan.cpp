@@ -17,6 +17,7 @@
 #include "cache_record_p.h"
 #include "class_info_p.h"
 #include "error_p.h"
+#include "io/records_p.h"
 #include "module_p.h"
 #include "progress_p.h"
 #include "values/array_p.h"
@@ -85,10 +86,6 @@ uint64_t Now() noexcept {
   return uint64_t{now.dwHighDateTime} << 32 | now.dwLowDateTime;
 }
 
-Module* ModuleAt(Ref<Array> const& modules, int index) noexcept {
-  return static_cast<Module*>(modules->At(index));
-}
-
 // Whether the file was read completely. Damage inside it is detected while reading.
 bool IsComplete(Deserializer& reader) noexcept {
   HRESULT const failure = reader.GetFailure();
@@ -118,6 +115,10 @@ uint32_t HashOfName(String const& name) noexcept {
 }
 
 IndexedArray* NewModuleList() noexcept { return IndexedArray::Create(HashOfModule); }
+
+Module* ModuleAt(Ref<Array> const& modules, int index) noexcept {
+  return static_cast<Module*>(modules->At(index));
+}
 
 Module* SeekModule(IndexedArray& modules, String const& fileName) noexcept {
   auto const isNamed = [&](void* module) {

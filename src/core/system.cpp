@@ -52,10 +52,6 @@ ClassInfo* RecordAt(Ref<Array> const& records, int index) noexcept {
   return static_cast<ClassInfo*>(records->At(index));
 }
 
-Module* ModuleAt(Ref<Array> const& modules, int index) noexcept {
-  return static_cast<Module*>(modules->At(index));
-}
-
 int CountOf(Ref<Array> const& array) noexcept { return array ? array->Count() : 0; }
 
 /// Appends to an array that is created at its first use. \return false without memory

@@ -79,8 +79,9 @@ bool HasPatternFor(ClassInfo const& filter, wchar_t const* path) noexcept {
 bool IsForType(ClassInfo const& filter, Guid const& type) noexcept {
   if (filter.classId == type) return true;
   FileFormat const* const format = FindFileFormat(type);
-  for (int i = 0; format && i < 4 && format->extensions[i].text; ++i) {
-    if (HasPatternFor(filter, (String(L"a.") + format->extensions[i].text).c_str())) return true;
+  if (!format) return false;
+  for (FileExtension const& extension : format->extensions) {
+    if (extension.text && HasPatternFor(filter, (String(L"a.") + extension.text).c_str())) return true;
   }
   return false;
 }

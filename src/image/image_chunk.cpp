@@ -182,12 +182,8 @@ class Loading {
 
 HRESULT FailDamaged() noexcept { return Fail(YK_E_BADFILE, LOAD, L"the image is damaged"); }
 
-/// False, with nothing read, when the chunk has fewer bytes; or when the stream fails.
 bool Loading::Read(void* to, size_t size) noexcept {
-  if (reader.GetRemaining() < size) return false;
-  unsigned done = 0;
-  reader.GetStream()->Read(to, static_cast<unsigned>(size), &done);
-  return done == size;
+  return ReadBytes(reader, to, static_cast<unsigned>(size));
 }
 
 HRESULT Loading::LoadHeader() noexcept {

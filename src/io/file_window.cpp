@@ -9,8 +9,6 @@
 namespace yk {
 namespace {
 
-constexpr uint64_t NOWHERE = UINT64_MAX;
-
 /// The file's own position, or NOWHERE.
 uint64_t PositionOf(HANDLE file) noexcept {
   LARGE_INTEGER at;

@@ -19,7 +19,7 @@ constexpr uint64_t STEP = uint64_t{1} << STEP_BITS;
 constexpr uint64_t LARGEST = 0xFFFFFFFF;  // callers see 32-bit positions
 
 HRESULT FailToGrow(char const* operation, uint64_t end) noexcept {
-  if (end > LARGEST) return Fail(E_FAIL, operation, L"a stream must be smaller than 4 GB");
+  if (end > LARGEST) return FailTooLarge(operation);
   return Fail(E_FAIL, operation, L"not enough memory for %llu bytes", static_cast<unsigned long long>(end));
 }
 

@@ -14,6 +14,14 @@ namespace yk {
 /// Reads from the reader's current chunk and not beyond it; the rest of the buffer is zeroed.
 void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept;
 
+/// Reads exactly so many bytes. False, with nothing read, when the reader's current chunk has fewer; or when
+/// the stream fails.
+inline bool ReadBytes(Deserializer& reader, void* to, unsigned size) noexcept {
+  if (reader.GetRemaining() < size) return false;
+  unsigned done = 0;
+  return Succeeded(reader.GetStream()->Read(to, size, &done)) && done == size;
+}
+
 /// Variant::Save and Load as a part of the caller's operation, whose host may stop it inside a large payload.
 /// Records no stop. A variant that was stopped while it was loaded is empty.
 void SaveVariant(Variant const& value, Serializer& writer, ProgressMeter& meter) noexcept;
@@ -23,5 +31,10 @@ void LoadVariant(Variant& value, Deserializer& reader, ProgressMeter& meter) noe
 /// \return `result`
 HRESULT NoteFailure(Deserializer& reader, HRESULT result) noexcept;
 HRESULT NoteFailure(Serializer& writer, HRESULT result) noexcept;
+
+/// Sizes and positions in an object file have 32 bits.
+inline HRESULT FailTooLong(char const* operation, HRESULT result = E_FAIL) noexcept {
+  return Fail(result, operation, L"an object file must be smaller than 4 GB");
+}
 
 }  // namespace yk

@@ -10,6 +10,7 @@
 #include "core/buffer_p.h"
 #include "core/dying_p.h"
 #include "core/error_p.h"
+#include "records_p.h"
 #include "reference_index_p.h"
 #include "stream_p.h"
 #include "values/array_p.h"
@@ -35,11 +36,6 @@ HRESULT FailClosed(char const* operation) noexcept {
 
 Header HeaderOf(unsigned short tag) noexcept {
   return {{static_cast<unsigned char>(tag), static_cast<unsigned char>(tag >> 8), 0, 0, 0, 0}};
-}
-
-/// Sizes and positions have 32 bits.
-HRESULT FailTooLong(char const* operation, HRESULT result = E_FAIL) noexcept {
-  return Fail(result, operation, L"an object file must be smaller than 4 GB");
 }
 
 /// An index of all the objects. Null: there is no memory.

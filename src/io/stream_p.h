@@ -22,6 +22,14 @@ inline HRESULT FailChunkMemory(char const* operation, int depth) noexcept {
   return Fail(E_OUTOFMEMORY, operation, L"not enough memory for a chunk at depth %d", depth);
 }
 
+/// Callers see 32-bit positions. \return E_FAIL
+inline HRESULT FailTooLarge(char const* operation) noexcept {
+  return Fail(E_FAIL, operation, L"a stream must be smaller than 4 GB");
+}
+
+/// Not a position: where the stream is, is not known.
+inline constexpr uint64_t NOWHERE = UINT64_MAX;
+
 /// Keeps an object and the stream that it calls alive during a call.
 struct Held {
   Ref<Unknown> object;

@@ -58,8 +58,7 @@ HRESULT String::Save(Serializer* writer, int tag) const noexcept {
   size_t const bytes = Length() * sizeof(wchar_t);
   constexpr char OPERATION[] = "String::Save";
   if (!writer) return FailNull(OPERATION, L"writer");
-  if (bytes > UINT_MAX - chunk::HEADER_SIZE)
-    return Fail(E_INVALIDARG, OPERATION, L"an object file must be smaller than 4 GB");
+  if (bytes > UINT_MAX - chunk::HEADER_SIZE) return FailTooLong(OPERATION, E_INVALIDARG);
   return writer->WriteChunk(static_cast<unsigned short>(tag), c_str(), static_cast<unsigned>(bytes));
 }
 

@@ -53,8 +53,6 @@ class StreamWindow final : public Window {
     unsigned& calls;
   };
 
-  static constexpr uint64_t NOWHERE = UINT64_MAX;
-
   HRESULT ReadAt(uint64_t at, void* buffer, unsigned size, unsigned& done) noexcept override {
     CallScope const scope(calls);
     HRESULT result = Reach(at);
@@ -77,8 +75,7 @@ class StreamWindow final : public Window {
 
   HRESULT Reach(uint64_t at) noexcept {
     if (reached == at) return S_OK;
-    HRESULT const moved = at <= UINT_MAX ? SeekTo(*inner, static_cast<unsigned>(at))
-                                         : Fail(E_FAIL, WRITE, L"a stream must be smaller than 4 GB");
+    HRESULT const moved = at <= UINT_MAX ? SeekTo(*inner, static_cast<unsigned>(at)) : FailTooLarge(WRITE);
     reached = Succeeded(moved) ? at : NOWHERE;
     return moved;
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stddef.h>
+#include <stdint.h>
 
 namespace yk::xml {
 
@@ -43,6 +44,9 @@ inline bool EqualUnits(wchar_t const* a, wchar_t const* b, size_t count) noexcep
 constexpr bool IsBlank(wchar_t c) noexcept { return c == L' ' || c == L'\t' || c == L'\n'; }
 constexpr bool IsHighSurrogate(wchar_t c) noexcept { return c >= 0xD800 && c <= 0xDBFF; }
 constexpr bool IsLowSurrogate(wchar_t c) noexcept { return c >= 0xDC00 && c <= 0xDFFF; }
+/// The halves of a character from 0x10000 on.
+constexpr wchar_t HighSurrogateOf(uint32_t c) noexcept { return static_cast<wchar_t>(0xD7C0 + (c >> 10)); }
+constexpr wchar_t LowSurrogateOf(uint32_t c) noexcept { return static_cast<wchar_t>(0xDC00 + (c & 0x3FF)); }
 /// The control characters below 32 that a document may contain.
 constexpr bool IsAllowedControl(wchar_t c) noexcept { return c == L'\t' || c == L'\n' || c == L'\r'; }
 

@@ -55,8 +55,7 @@ class Sink {
 
   bool PutScalar(uint32_t scalar) noexcept {
     if (scalar < 0x10000) return Put(static_cast<wchar_t>(scalar));
-    return Put(static_cast<wchar_t>(0xD7C0 + (scalar >> 10))) &&
-           Put(static_cast<wchar_t>(0xDC00 + (scalar & 0x3FF)));
+    return Put(HighSurrogateOf(scalar)) && Put(LowSurrogateOf(scalar));
   }
 
   /// False after the first half of a surrogate pair.

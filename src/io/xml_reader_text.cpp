@@ -81,8 +81,8 @@ bool Reader::Reference(wchar_t* units, wstring_view& out) noexcept {
   if (*cursor != L';') return Fail(start, L"';' expected");
   ++cursor;
   bool const isPair = value >= 0x10000;
-  units[0] = static_cast<wchar_t>(isPair ? 0xD7C0 + (value >> 10) : value);
-  units[1] = static_cast<wchar_t>(0xDC00 + (value & 0x3FF));
+  units[0] = isPair ? HighSurrogateOf(value) : static_cast<wchar_t>(value);
+  units[1] = LowSurrogateOf(value);
   out = {units, isPair ? 2u : 1u};
   return true;
 }

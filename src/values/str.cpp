@@ -13,10 +13,7 @@ namespace yk {
 
 namespace {
 
-template <class Char>
-constexpr bool IsBlank(Char c) noexcept {
-  return c == ' ' || c == '\t';
-}
+using text::IsBlank;
 
 template <class Char>
 Char* NewCopy(Char const* text) noexcept {

@@ -20,8 +20,10 @@ namespace yk {
 
 namespace {
 
+using text::IsBlank;
+
 constexpr size_t CAPACITY_STEP = 32;  // characters, including the terminator
-constexpr size_t LENGTH_BYTES = 8;
+constexpr size_t LENGTH_BYTES = InnerText::HEADER;
 constexpr size_t MOST_LENGTH = (static_cast<size_t>(-1) - LENGTH_BYTES) / sizeof(wchar_t) - CAPACITY_STEP;
 constexpr size_t FORMAT_ROOM = 8192;  // characters that printf and printf_add format into
 
@@ -39,8 +41,6 @@ constexpr size_t EXACT_BYTES = 2048;
 constexpr size_t GrownSize(size_t length) noexcept {
   return BlockSize(length < MOST_LENGTH / 2 ? 2 * length : length);
 }
-
-constexpr bool IsBlank(wchar_t c) noexcept { return c == L' ' || c == L'\t'; }
 
 // Contract: in every search, a found index passes through a signed 32-bit integer.
 size_t Found(size_t index) noexcept { return static_cast<size_t>(static_cast<int>(index)); }

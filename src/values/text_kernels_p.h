@@ -9,6 +9,11 @@
 
 namespace yk::text {
 
+template <class Char>
+constexpr bool IsBlank(Char c) noexcept {
+  return c == ' ' || c == '\t';
+}
+
 namespace scalar {
 
 /// The characters in front of the terminating zero.
