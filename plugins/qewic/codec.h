@@ -1,5 +1,5 @@
-// Functions to read and to write a picture: with the plug-in's own decoder (reading.h), or through the
-// Windows Imaging Component.
+// The file formats of the plug-in, one row of a table for each, and the functions to read, describe and write
+// their pictures: with the plug-in's own decoders (reading.h), or through the Windows Imaging Component.
 //
 // Each call of the component initialises and uninitialises COM, in the thread's mode or else the
 // multithreaded one, and keeps nothing: no factory, no codec, no thread state.
@@ -12,32 +12,53 @@
 
 #include <span>
 
+#include "headers.h"
+#include "options.h"
+#include "write_facts.h"
+
 namespace qewic {
 
-/// Reads the first picture of a file of format `container` (a GUID_ContainerFormat...) that begins at the
-/// stream's position. S_OK: `*image` has one reference, owned by the caller, and the format closest to the
-/// file's. Otherwise it is null: YK_E_BADFILE for a damaged or truncated file or another format,
-/// E_OUTOFMEMORY for one that is too large, or the stream's own failure.
-HRESULT ReadPicture(GUID const& container, yk::Stream* stream, yk::AbstractImage** image) noexcept;
-
-/// An option of an encoder of the Imaging Component.
-struct EncoderSetting {
-  wchar_t const* property;
-  VARTYPE type;  ///< VT_BOOL or VT_UI1
-  unsigned value;
+/// What the plug-in adds to a format that the library knows.
+struct Codec {
+  yk::Guid id;            ///< of its row in io/file_formats.h
+  GUID const* container;  ///< the Imaging Component's identifier
+  char const* className;
+  std::span<Option const> options;
+  /// Reads the first picture of a file that begins at position 0. S_FALSE: the file is sound so far, and the
+  /// platform's decoder has to read it.
+  HRESULT (*read)(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
+  /// S_FALSE: the platform's decoder has to add what the header does not say. Null: it has to say all.
+  HRESULT (*describe)(StreamAdapter& file, Header& header) noexcept;
+  /// What the file says apart from the pixels (file_facts.h). Null: nothing.
+  HRESULT (*readFacts)(StreamAdapter& file, yk::Map& info) noexcept;
+  /// Adds the same to a written file (write_facts.h). Null: it cannot hold any.
+  void (*writeFacts)(FactsJob& job) noexcept;
+  bool paletteIsOpaque = false;  ///< its pixels can have alpha, but its palettes cannot
 };
+
+/// All formats.
+std::span<Codec const> Codecs() noexcept;
+
+/// The row of a format, or null.
+Codec const* FindCodec(yk::Guid const& id) noexcept;
+
+/// Reads the first picture of a file that begins at the stream's position. S_OK: `*image` has one reference,
+/// owned by the caller, and the format closest to the file's. Otherwise it is null: YK_E_BADFILE for a
+/// damaged or truncated file or another format, E_OUTOFMEMORY for one that is too large, or the stream's own
+/// failure.
+HRESULT ReadPicture(Codec const& codec, yk::Stream* stream, yk::AbstractImage** image) noexcept;
 
 /// Writes a file at the stream's position, which ends up after the file. Pixels that the format cannot hold
 /// are written as the closest that it can: with fewer bits per channel, without alpha, with 256 colours.
 /// YK_E_FORMAT: pixels that no file format has. Never S_OK when the stream refuses a byte or its state is a
 /// failure at the end.
-HRESULT WritePicture(GUID const& container, yk::Stream* stream, yk::Image2d& image,
+HRESULT WritePicture(Codec const& codec, yk::Stream* stream, yk::Image2d& image,
                      std::span<EncoderSetting const> settings = {}) noexcept;
 
 /// The same for a JPEG file with a quality from 1 to 100. A grey picture reads back as a colour one.
 HRESULT WriteJpeg(yk::Stream* stream, yk::Image2d& image, unsigned quality) noexcept;
 
 /// Describes the file at the stream's position under the keys of image/file_info.h.
-HRESULT QueryPicture(GUID const& container, yk::Stream* stream, yk::Map* info) noexcept;
+HRESULT QueryPicture(Codec const& codec, yk::Stream* stream, yk::Map* info) noexcept;
 
 }  // namespace qewic

@@ -253,31 +253,37 @@ void Facts::ReadBmp() noexcept {
     SetResolution(Little(head + 38, 4) * INCH, Little(head + 42, 4) * INCH);
 }
 
-struct FactsReader {
-  GUID const* container;
-  void (*read)(Facts& facts);
-};
-
-constexpr FactsReader READERS[] = {
-    {&GUID_ContainerFormatPng, [](Facts& facts) { facts.ReadPng(); }},
-    {&GUID_ContainerFormatJpeg, [](Facts& facts) { facts.ReadJpeg(); }},
-    {&GUID_ContainerFormatTiff, [](Facts& facts) { facts.ReadTags(0); }},
-    {&GUID_ContainerFormatBmp, [](Facts& facts) { facts.ReadBmp(); }},
-};
-
-}  // namespace
-
-HRESULT ReadFacts(GUID const& container, StreamAdapter& file, Map& info) noexcept {
+template <class Function>
+HRESULT ReadWith(StreamAdapter& file, Map& info, Function read) noexcept {
   Facts facts(file, info);
-  for (FactsReader const& reader : READERS)
-    if (*reader.container == container) reader.read(facts);
+  read(facts);
   return facts.Result();
 }
 
-HRESULT ReadFacts(GUID const& container, StreamAdapter& file, AbstractImage& image) noexcept {
+}  // namespace
+
+HRESULT ReadPngFacts(StreamAdapter& file, Map& info) noexcept {
+  return ReadWith(file, info, [](Facts& facts) { facts.ReadPng(); });
+}
+
+HRESULT ReadJpegFacts(StreamAdapter& file, Map& info) noexcept {
+  return ReadWith(file, info, [](Facts& facts) { facts.ReadJpeg(); });
+}
+
+HRESULT ReadBmpFacts(StreamAdapter& file, Map& info) noexcept {
+  return ReadWith(file, info, [](Facts& facts) { facts.ReadBmp(); });
+}
+
+HRESULT ReadTiffFacts(StreamAdapter& file, Map& info) noexcept {
+  return ReadWith(file, info, [](Facts& facts) { facts.ReadTags(0); });
+}
+
+HRESULT ReadFacts(HRESULT (*read)(StreamAdapter& file, Map& info) noexcept, StreamAdapter& file,
+                  AbstractImage& image) noexcept {
+  if (!read) return S_OK;
   Ref<Map> const info = Ref<Map>::Adopt(Map::Create());
   if (!info) return E_OUTOFMEMORY;
-  HRESULT result = ReadFacts(container, file, *info);
+  HRESULT result = read(file, *info);
   for (img::FileInfoFacts const& facts : img::FILE_INFO) {
     Variant value;
     if (yk::Failed(result) || facts.key < img::INFO_ORIENTATION) continue;

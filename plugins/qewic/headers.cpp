@@ -2,6 +2,8 @@
 
 #include <string.h>
 
+#include <algorithm>
+#include <array>
 #include <iterator>
 
 namespace qewic {
@@ -30,8 +32,6 @@ bool HasTransparentColour(StreamAdapter& file) noexcept {
   }
   return false;
 }
-
-}  // namespace
 
 bool ReadPngHeader(StreamAdapter& file, Header& header) noexcept {
   uint8_t head[26];
@@ -62,6 +62,72 @@ bool ReadJpegHeader(StreamAdapter& file, Header& header) noexcept {
     at += isBare ? (kind == 0xFF ? 1 : 2) : 2 + Big(head + 2, 2);
   }
   return false;
+}
+
+/// The cyclic redundancy check of bytes of the file. False: they are not all there.
+bool SumAt(StreamAdapter& file, uint64_t at, uint64_t size, uint32_t& sum) noexcept {
+  static constexpr auto TABLE = [] {
+    std::array<uint32_t, 256> table = {};
+    for (uint32_t i = 0; i < table.size(); ++i) {
+      table[i] = i;
+      for (int bit = 0; bit < 8; ++bit) table[i] = table[i] >> 1 ^ (table[i] & 1 ? 0xEDB88320u : 0);
+    }
+    return table;
+  }();
+  uint8_t bytes[4096];
+  sum = ~0u;
+  for (size_t now = 0; size > 0; size -= now, at += now) {
+    now = static_cast<size_t>(std::min<uint64_t>(size, sizeof bytes));
+    if (!file.ReadAt(at, bytes, now)) return false;
+    for (size_t i = 0; i < now; ++i) sum = TABLE[(sum ^ bytes[i]) & 255] ^ sum >> 8;
+  }
+  sum = ~sum;
+  return true;
+}
+
+struct PngChunk {
+  uint8_t head[8] = {};
+  uint32_t Size() const noexcept { return Big(head, 4); }
+  bool Is(char const* kind) const noexcept { return memcmp(head + 4, kind, 4) == 0; }
+  bool MakesPixels() const noexcept { return !(head[4] & 0x20) || Is("tRNS"); }
+};
+
+}  // namespace
+
+HRESULT DescribePng(StreamAdapter& file, Header& header) noexcept {
+  return ReadPngHeader(file, header) ? S_OK : S_FALSE;
+}
+
+HRESULT DescribeJpeg(StreamAdapter& file, Header& header) noexcept {
+  return ReadJpegHeader(file, header) ? S_OK : S_FALSE;
+}
+
+// Decoders allocate what a header claims, some several times as much, or crash: it is checked before they see
+// it. A header that cannot be read is left to the decoder. Decoders also drop a damaged transparency, or show
+// a damaged palette.
+HRESULT CheckPng(StreamAdapter& file, Ref<Image2d>&) noexcept {
+  Header header;
+  if (!ReadPngHeader(file, header)) return S_FALSE;
+  HRESULT const checked = CheckClaim(file, header.claim);
+  uint64_t at = 8;  // of the first chunk
+  for (PngChunk chunk; Succeeded(checked) && file.ReadAt(at, chunk.head, 8) && !chunk.Is("IEND");) {
+    uint8_t sum[4];
+    if (chunk.MakesPixels()) {
+      uint32_t counted = 0;
+      if (!SumAt(file, at + 4, uint64_t{chunk.Size()} + 4, counted) ||
+          !file.ReadAt(at + 8 + chunk.Size(), sum, 4))
+        return FailTruncated();
+      if (counted != Big(sum, 4)) return FailDamaged(L"a checksum does not match");
+    }
+    at += uint64_t{chunk.Size()} + 12;
+  }
+  return Failed(checked) ? checked : S_FALSE;
+}
+
+HRESULT CheckJpeg(StreamAdapter& file, Ref<Image2d>&) noexcept {
+  Header header;
+  HRESULT const checked = ReadJpegHeader(file, header) ? CheckClaim(file, header.claim) : S_OK;
+  return Failed(checked) ? checked : S_FALSE;
 }
 
 }  // namespace qewic

@@ -12,10 +12,9 @@ struct Header {
   yk::IMG_FORMAT format = yk::IMG_NONE;
 };
 
-/// False: the header cannot be read, and is left to the decoder.
-bool ReadPngHeader(StreamAdapter& file, Header& header) noexcept;
-bool ReadJpegHeader(StreamAdapter& file, Header& header) noexcept;
-/// In read_gif.cpp, since a frame may enlarge the picture.
-bool ReadGifHeader(StreamAdapter& file, Header& header) noexcept;
+// Describe a picture by its header. S_FALSE: the platform's decoder has to add what is not there.
+HRESULT DescribePng(StreamAdapter& file, Header& header) noexcept;
+HRESULT DescribeJpeg(StreamAdapter& file, Header& header) noexcept;
+HRESULT DescribeGif(StreamAdapter& file, Header& header) noexcept;  // in read_gif.cpp
 
 }  // namespace qewic

@@ -1,5 +1,7 @@
 #include "options.h"
 
+#include <wincodec.h>
+
 namespace qewic {
 
 using namespace yk;
@@ -9,16 +11,21 @@ namespace {
 using Kind = FilterOption;
 
 constexpr wchar_t const* PNG_FILTERS[] = {L"none", L"sub", L"up", L"average", L"paeth", L"adaptive", nullptr};
-constexpr unsigned char WIC_PNG_FILTERS[] = {WICPngFilterNone,    WICPngFilterSub,   WICPngFilterUp,
-                                             WICPngFilterAverage, WICPngFilterPaeth, WICPngFilterAdaptive};
+constexpr uint8_t WIC_PNG_FILTERS[] = {WICPngFilterNone,    WICPngFilterSub,   WICPngFilterUp,
+                                       WICPngFilterAverage, WICPngFilterPaeth, WICPngFilterAdaptive};
 
 constexpr wchar_t const* TIFF_METHODS[] = {L"none", L"lzw", L"zip", nullptr};
-constexpr unsigned char WIC_TIFF_METHODS[] = {WICTiffCompressionNone, WICTiffCompressionLZW,
-                                              WICTiffCompressionZIP};
+constexpr uint8_t WIC_TIFF_METHODS[] = {WICTiffCompressionNone, WICTiffCompressionLZW, WICTiffCompressionZIP};
 
 constexpr unsigned PNG_FILTER = FilterOption::FIRST_OWN, PNG_INTERLACE = FilterOption::FIRST_OWN + 1;
 
-constexpr Option PNG_OPTIONS[] = {
+void SetValue(Variant& value, Option const& option, int number) noexcept {
+  option.kind == Kind::SWITCH ? value.Init(number != 0) : value.Init(number);
+}
+
+}  // namespace
+
+constinit Option const PNG_OPTIONS[2] = {
     {.use = FILTER_WRITE,
      .key = PNG_FILTER,
      .kind = Kind::CHOICE,
@@ -36,7 +43,7 @@ constexpr Option PNG_OPTIONS[] = {
      .property = L"InterlaceOption"},
 };
 
-constexpr Option JPEG_OPTIONS[] = {
+constinit Option const JPEG_OPTIONS[1] = {
     {.use = FILTER_WRITE,
      .key = FilterOption::QUALITY,
      .kind = Kind::INTEGER,
@@ -46,7 +53,7 @@ constexpr Option JPEG_OPTIONS[] = {
      .most = 100},
 };
 
-constexpr Option TIFF_OPTIONS[] = {
+constinit Option const TIFF_OPTIONS[1] = {
     {.use = FILTER_WRITE,
      .key = FilterOption::COMPRESSION,
      .kind = Kind::CHOICE,
@@ -57,32 +64,9 @@ constexpr Option TIFF_OPTIONS[] = {
      .encoded = WIC_TIFF_METHODS},
 };
 
-struct Row {
-  Guid type;
-  std::span<Option const> options;
-};
-
-constexpr Row ROWS[] = {
-    {ids::FILE_PNG, PNG_OPTIONS},
-    {ids::FILE_JPEG, JPEG_OPTIONS},
-    {ids::FILE_TIFF, TIFF_OPTIONS},
-};
-
-void SetValue(Variant& value, Option const& option, int number) noexcept {
-  option.kind == Kind::SWITCH ? value.Init(number != 0) : value.Init(number);
-}
-
-}  // namespace
-
-std::span<Option const> OptionsOf(Guid const& type) noexcept {
-  for (Row const& row : ROWS) {
-    if (row.type == type) return row.options;
-  }
-  return {};
-}
-
-HRESULT DescribeOption(Guid const& type, FilterUse use, unsigned index, FilterOption& description) noexcept {
-  for (Option const& option : OptionsOf(type)) {
+HRESULT DescribeOption(std::span<Option const> options, FilterUse use, unsigned index,
+                       FilterOption& description) noexcept {
+  for (Option const& option : options) {
     if (option.use != use || index-- > 0) continue;
     description.key = option.key;
     description.kind = option.kind;
@@ -103,10 +87,11 @@ int ValueOf(Map* options, unsigned key, int standard) noexcept {
   return options && Succeeded(options->GetValue(key, value)) && value.Get(number) ? number : standard;
 }
 
-size_t CollectSettings(Guid const& type, Map* options, std::span<EncoderSetting> settings) noexcept {
+size_t CollectSettings(std::span<Option const> options, Map* values,
+                       std::span<EncoderSetting> settings) noexcept {
   size_t count = 0;
-  for (Option const& option : OptionsOf(type)) {
-    int const value = ValueOf(options, option.key, Option::NO_STANDARD);
+  for (Option const& option : options) {
+    int const value = ValueOf(values, option.key, Option::NO_STANDARD);
     if (!option.property || value == Option::NO_STANDARD || count == settings.size()) continue;
     settings[count++] = option.encoded ? EncoderSetting{option.property, VT_UI1, option.encoded[value]}
                                        : EncoderSetting{option.property, VT_BOOL, value ? 0xFFFFu : 0u};

@@ -4,9 +4,9 @@
 #include <qecore/image/filter_option.h>
 #include <qecore/values/map.h>
 
-#include <span>
+#include <wtypes.h>
 
-#include "codec.h"
+#include <span>
 
 namespace qewic {
 
@@ -22,21 +22,30 @@ struct Option {
   int least = 0, most = 0;
   int standard = NO_STANDARD;
   wchar_t const* const* choices = nullptr;
-  wchar_t const* property = nullptr;       ///< the encoder's name for it; null: not an option of the encoder
-  unsigned char const* encoded = nullptr;  ///< the encoder's value for each choice
+  wchar_t const* property = nullptr;  ///< the encoder's name for it; null: not an option of the encoder
+  uint8_t const* encoded = nullptr;   ///< the encoder's value for each choice
 };
 
-/// The options of the format `type`.
-std::span<Option const> OptionsOf(yk::Guid const& type) noexcept;
+/// An option of an encoder of the Imaging Component.
+struct EncoderSetting {
+  wchar_t const* property;
+  VARTYPE type;  ///< VT_BOOL or VT_UI1
+  unsigned value;
+};
+
+// The options of each format that has any.
+extern Option const PNG_OPTIONS[2], JPEG_OPTIONS[1], TIFF_OPTIONS[1];
 
 /// The body of ykFlt2dEx::GetOption.
-HRESULT DescribeOption(yk::Guid const& type, yk::FilterUse use, unsigned index,
+HRESULT DescribeOption(std::span<Option const> options, yk::FilterUse use, unsigned index,
                        yk::FilterOption& description) noexcept;
 
 /// The value under `key`, or `standard`.
 int ValueOf(yk::Map* options, unsigned key, int standard) noexcept;
 
-/// The encoder's options that are set in `options`, in the elements of `settings`. \return how many
-size_t CollectSettings(yk::Guid const& type, yk::Map* options, std::span<EncoderSetting> settings) noexcept;
+/// The encoder's options among `options` that are set in `values`, in the elements of `settings`. \return how
+/// many
+size_t CollectSettings(std::span<Option const> options, yk::Map* values,
+                       std::span<EncoderSetting> settings) noexcept;
 
 }  // namespace qewic

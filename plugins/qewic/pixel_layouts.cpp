@@ -75,7 +75,7 @@ constexpr bool EveryFormatIsThere() noexcept {
 }
 static_assert(EveryFormatIsThere());
 
-unsigned Index(unsigned char const* row, int bits, int x) noexcept {
+unsigned Index(uint8_t const* row, int bits, int x) noexcept {
   int const bit = x * bits;
   return (row[bit / 8] >> (8 - bits - bit % 8)) & ((1u << bits) - 1);
 }
@@ -99,12 +99,11 @@ void SwapRedBlue(void* row, int width, int channels) noexcept {
 }
 
 void SwapBytes(void* row, int count) noexcept {
-  unsigned char* byte = static_cast<unsigned char*>(row);
+  uint8_t* byte = static_cast<uint8_t*>(row);
   for (int i = 0; i < count; ++i, byte += 2) std::swap(byte[0], byte[1]);
 }
 
-void WidenIndices(unsigned char const* from, int fromBits, unsigned char* to, int toBits,
-                  int width) noexcept {
+void WidenIndices(uint8_t const* from, int fromBits, uint8_t* to, int toBits, int width) noexcept {
   int const perByte = 8 / toBits;
   for (int byte = (width - 1) / perByte; byte >= 0; --byte) {
     unsigned value = 0;
@@ -112,11 +111,11 @@ void WidenIndices(unsigned char const* from, int fromBits, unsigned char* to, in
       int const x = byte * perByte + i;
       value = value << toBits | (x < width ? Index(from, fromBits, x) : 0);
     }
-    to[byte] = static_cast<unsigned char>(value);
+    to[byte] = static_cast<uint8_t>(value);
   }
 }
 
-void LookUpColours(unsigned char const* from, int bits, IMG_PALENTRY const* palette, unsigned char* to,
+void LookUpColours(uint8_t const* from, int bits, IMG_PALENTRY const* palette, uint8_t* to,
                    int width) noexcept {
   for (int x = 0; x < width; ++x, to += 4) {
     IMG_PALENTRY const& entry = palette[Index(from, bits, x)];

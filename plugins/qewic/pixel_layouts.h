@@ -44,10 +44,10 @@ void SwapBytes(void* row, int count) noexcept;
 
 /// Widens `width` palette indices of `fromBits` each (1, 2 or 4) to 4 or 8 bits. Works in place when the rows
 /// start at the same address, since it goes from right to left.
-void WidenIndices(unsigned char const* from, int fromBits, unsigned char* to, int toBits, int width) noexcept;
+void WidenIndices(uint8_t const* from, int fromBits, uint8_t* to, int toBits, int width) noexcept;
 
 /// The colours of `width` palette indices of `bits` each, as blue, green, red and alpha.
-void LookUpColours(unsigned char const* from, int bits, yk::IMG_PALENTRY const* palette, unsigned char* to,
+void LookUpColours(uint8_t const* from, int bits, yk::IMG_PALENTRY const* palette, uint8_t* to,
                    int width) noexcept;
 
 }  // namespace qewic

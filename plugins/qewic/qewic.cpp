@@ -4,41 +4,17 @@
 #include <qecore/core/ref.h>
 #include <qecore/io/file_formats.h>
 
-#include <algorithm>
 #include <iterator>
 #include <new>
 
 #include "codec.h"
 #include "failure.h"
-#include "options.h"
-#include "write_facts.h"
 
 namespace qewic {
 
 using namespace yk;
 
 namespace {
-
-/// The plug-in's additions to a format that the library knows.
-struct Codec {
-  Guid id;
-  GUID const* container;
-  char const* className;
-};
-
-constexpr Codec CODECS[] = {
-    {ids::FILE_PNG, &GUID_ContainerFormatPng, "PNG filter"},
-    {ids::FILE_JPEG, &GUID_ContainerFormatJpeg, "JPEG filter"},
-    {ids::FILE_BMP, &GUID_ContainerFormatBmp, "BMP filter"},
-    {ids::FILE_GIF, &GUID_ContainerFormatGif, "GIF filter"},
-    {ids::FILE_TIFF, &GUID_ContainerFormatTiff, "TIFF filter"},
-};
-
-Codec const* FindCodec(Guid const& id) noexcept {
-  auto const* const found =
-      std::find_if(std::begin(CODECS), std::end(CODECS), [&](Codec const& codec) { return codec.id == id; });
-  return found == std::end(CODECS) ? nullptr : found;
-}
 
 constexpr unsigned MOST_SETTINGS = 4;
 
@@ -70,12 +46,12 @@ class Filter final : public Destroys<Filter, ykFlt2dEx> {
   }
   wchar_t const* GetName() noexcept override { return format.name; }
   HRESULT GetOption(FilterUse use, unsigned index, FilterOption& option) noexcept override {
-    return DescribeOption(format.id, use, index, option);
+    return DescribeOption(codec.options, use, index, option);
   }
 
   HRESULT QueryFileInfo(Stream* stream, Map* info, int) noexcept override {
     if (!stream || !info) return Fail(E_INVALIDARG, QUERY, L"stream or info is null");
-    return QueryPicture(*codec.container, stream, info);
+    return QueryPicture(codec, stream, info);
   }
 
   HRESULT CanRead(Stream* stream) noexcept override {
@@ -89,7 +65,7 @@ class Filter final : public Destroys<Filter, ykFlt2dEx> {
   }
 
   HRESULT Read(Stream* stream, AbstractImage** image, unsigned) noexcept override {
-    return ReadPicture(*codec.container, stream, image);
+    return ReadPicture(codec, stream, image);
   }
 
   HRESULT Write(Stream* stream, AbstractImage* image, unsigned options) noexcept override {
@@ -100,7 +76,7 @@ class Filter final : public Destroys<Filter, ykFlt2dEx> {
 
   HRESULT WriteEx(Stream* stream, AbstractImage* image, Map* options, ExecutionContext*) noexcept override {
     EncoderSetting settings[MOST_SETTINGS];
-    size_t const count = CollectSettings(format.id, options, settings);
+    size_t const count = CollectSettings(codec.options, options, settings);
     int const quality = ValueOf(options, FilterOption::QUALITY, 0);
     return WriteWith(stream, image, static_cast<unsigned>(quality), {settings, count});
   }
@@ -120,11 +96,10 @@ class Filter final : public Destroys<Filter, ykFlt2dEx> {
     Image2d& raster = *static_cast<Image2d*>(image);
     if (!raster.bits || raster.width < 1 || raster.height < 1)
       return Fail(YK_E_EMPTY, WRITE, L"the image has no pixels");
-    FactsWriter facts(*codec.container, stream, raster);
+    FactsWriter facts(codec.writeFacts, stream, raster);
     Stream* const to = facts.Target();
     if (!to) return E_OUTOFMEMORY;
-    return facts.Finish(quality ? WriteJpeg(to, raster, quality)
-                                : WritePicture(*codec.container, to, raster, settings));
+    return facts.Finish(quality ? WriteJpeg(to, raster, quality) : WritePicture(codec, to, raster, settings));
   }
 
   Codec const& codec;
@@ -132,8 +107,8 @@ class Filter final : public Destroys<Filter, ykFlt2dEx> {
 };
 
 intptr_t Describe(size_t index, ClassInfo* info) noexcept {
-  if (index >= std::size(CODECS)) return 0;
-  Codec const& codec = CODECS[index];
+  if (index >= Codecs().size()) return 0;
+  Codec const& codec = Codecs()[index];
   info->classId = codec.id;
   info->interfaceId = ids::FLT_2D;
   info->name = codec.className;  // copied by the registry, since the record may outlive this module

@@ -4,8 +4,6 @@
 #include "codec.h"
 #include "com_p.h"
 #include "failure.h"
-#include "file_facts.h"
-#include "headers.h"
 #include "stream_adapter.h"
 
 namespace qewic {
@@ -19,18 +17,6 @@ HRESULT Set(Map& info, img::FileInfoKey key, UINT number) noexcept {
   value.Init(number);
   return info.SetValue(key, value);
 }
-
-struct HeaderReader {
-  GUID const* container;
-  bool (*read)(StreamAdapter& file, Header& header) noexcept;
-  bool isAll;  // the decoder, which may decode all of the picture first, has nothing to add
-};
-
-constexpr HeaderReader HEADER_READERS[] = {
-    {&GUID_ContainerFormatPng, ReadPngHeader, true},
-    {&GUID_ContainerFormatJpeg, ReadJpegHeader, true},
-    {&GUID_ContainerFormatGif, ReadGifHeader, false},  // decoders know the frame, but not the screen
-};
 
 HRESULT DescribeHeader(Header const& header, Map& info) noexcept {
   HRESULT result = Set(info, img::INFO_WIDTH, header.claim.width);
@@ -82,24 +68,22 @@ HRESULT DescribeDecoded(GUID const& container, StreamAdapter& file, Header const
   return SUCCEEDED(result) ? DescribeFrame(*factory.get(), *decoder.get(), header, info) : result;
 }
 
-HRESULT Describe(GUID const& container, StreamAdapter& file, Map& info) noexcept {
+HRESULT Describe(Codec const& codec, StreamAdapter& file, Map& info) noexcept {
   Header header;
-  for (HeaderReader const& reader : HEADER_READERS) {
-    if (!(*reader.container == container)) continue;
-    bool const isRead = reader.read(file, header) && header.claim.width && header.claim.height;
-    if (isRead && reader.isAll) return DescribeHeader(header, info);
-    if (!isRead) header = {};
-  }
-  return DescribeDecoded(container, file, header, info);
+  HRESULT const described = codec.describe ? codec.describe(file, header) : S_FALSE;
+  if (yk::Failed(described)) return described;
+  if (!header.claim.width || !header.claim.height) header = {};
+  return described == S_OK && header.claim.width ? DescribeHeader(header, info)
+                                                 : DescribeDecoded(*codec.container, file, header, info);
 }
 
 }  // namespace
 
-HRESULT QueryPicture(GUID const& container, Stream* stream, Map* info) noexcept {
+HRESULT QueryPicture(Codec const& codec, Stream* stream, Map* info) noexcept {
   unsigned const before = ErrorCount();
   Ref<StreamAdapter> const file = StreamAdapter::Create(stream);
-  HRESULT result = file ? Describe(container, *file, *info) : E_OUTOFMEMORY;
-  if (SUCCEEDED(result)) result = ReadFacts(container, *file, *info);
+  HRESULT result = file ? Describe(codec, *file, *info) : E_OUTOFMEMORY;
+  if (SUCCEEDED(result) && codec.readFacts) result = codec.readFacts(*file, *info);
   if (SUCCEEDED(result)) return S_OK;
   HRESULT const ofStream = file ? file->Failure() : S_OK;
   if (yk::Failed(ofStream)) return FailSince(before, ofStream, QUERY, L"the stream could not be read");

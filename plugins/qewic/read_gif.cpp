@@ -229,11 +229,11 @@ HRESULT Reader::Read(Ref<Image2d>& image) noexcept {
 
 }  // namespace
 
-bool ReadGifHeader(StreamAdapter& file, Header& header) noexcept {
+// Decoders know the frame, but not the screen.
+HRESULT DescribeGif(StreamAdapter& file, Header& header) noexcept {
   Reader reader(file);
-  bool const isRead = Succeeded(reader.ReadHeaders());
-  header.claim = reader.Size();
-  return isRead;
+  if (Succeeded(reader.ReadHeaders())) header.claim = reader.Size();
+  return S_FALSE;
 }
 
 HRESULT ReadGif(StreamAdapter& file, Ref<Image2d>& image) noexcept { return Reader(file).Read(image); }

@@ -1,14 +1,10 @@
-#include <string.h>
-
 #include <algorithm>
-#include <array>
 #include <iterator>
 
 #include "codec.h"
 #include "com_p.h"
 #include "failure.h"
 #include "file_facts.h"
-#include "headers.h"
 #include "pixel_layouts.h"
 #include "reading.h"
 
@@ -143,66 +139,6 @@ HRESULT Reader::Decode(Ref<Image2d>& image) noexcept {
   return img::GetFacts(layout->image).paletteEntries ? FillPalette(*image) : S_OK;
 }
 
-// Decoders allocate what a header claims, some several times as much, or crash: it is checked before they see
-// it. A header that cannot be read is left to the decoder.
-HRESULT CheckPngHeader(StreamAdapter& file) noexcept {
-  Header header;
-  return ReadPngHeader(file, header) ? CheckClaim(file, header.claim) : S_FALSE;
-}
-
-/// The cyclic redundancy check of bytes of the file. False: they are not all there.
-bool SumAt(StreamAdapter& file, uint64_t at, uint64_t size, uint32_t& sum) noexcept {
-  static constexpr auto TABLE = [] {
-    std::array<uint32_t, 256> table = {};
-    for (uint32_t i = 0; i < table.size(); ++i) {
-      table[i] = i;
-      for (int bit = 0; bit < 8; ++bit) table[i] = table[i] >> 1 ^ (table[i] & 1 ? 0xEDB88320u : 0);
-    }
-    return table;
-  }();
-  uint8_t bytes[4096];
-  sum = ~0u;
-  for (size_t now = 0; size > 0; size -= now, at += now) {
-    now = static_cast<size_t>(std::min<uint64_t>(size, sizeof bytes));
-    if (!file.ReadAt(at, bytes, now)) return false;
-    for (size_t i = 0; i < now; ++i) sum = TABLE[(sum ^ bytes[i]) & 255] ^ sum >> 8;
-  }
-  sum = ~sum;
-  return true;
-}
-
-struct PngChunk {
-  uint8_t head[8] = {};
-  uint32_t Size() const noexcept { return Big(head, 4); }
-  bool Is(char const* kind) const noexcept { return memcmp(head + 4, kind, 4) == 0; }
-  bool MakesPixels() const noexcept { return !(head[4] & 0x20) || Is("tRNS"); }
-};
-
-// Decoders drop a damaged transparency, or show a damaged palette.
-HRESULT CheckPng(StreamAdapter& file) noexcept {
-  HRESULT const checked = CheckPngHeader(file);
-  uint64_t at = 8;  // of the first chunk
-  for (PngChunk chunk; checked == S_OK && file.ReadAt(at, chunk.head, 8) && !chunk.Is("IEND");) {
-    uint8_t sum[4];
-    if (chunk.MakesPixels()) {
-      uint32_t counted = 0;
-      if (!SumAt(file, at + 4, uint64_t{chunk.Size()} + 4, counted) ||
-          !file.ReadAt(at + 8 + chunk.Size(), sum, 4))
-        return FailTruncated();
-      if (counted != Big(sum, 4)) return FailDamaged(L"a checksum does not match");
-    }
-    at += uint64_t{chunk.Size()} + 12;
-  }
-  return checked;
-}
-
-HRESULT CheckJpeg(StreamAdapter& file) noexcept {
-  Header header;
-  return ReadJpegHeader(file, header) ? CheckClaim(file, header.claim) : S_OK;
-}
-
-HRESULT ToPlatform(HRESULT checked) noexcept { return FAILED(checked) ? checked : S_FALSE; }
-
 HRESULT ReadWithPlatform(GUID const& container, StreamAdapter& file, Ref<Image2d>& image) noexcept {
   ComScope const com;
   if (FAILED(com.Result())) return com.Result();
@@ -212,35 +148,9 @@ HRESULT ReadWithPlatform(GUID const& container, StreamAdapter& file, Ref<Image2d
   return SUCCEEDED(result) ? reader.Decode(image) : result;
 }
 
-/// S_FALSE: the platform's decoder has to read the file.
-using ReadFunction = HRESULT (*)(StreamAdapter& file, Ref<Image2d>& image);
-
-struct OwnReader {
-  GUID const* container;
-  ReadFunction read;
-};
-
-constexpr OwnReader OWN_READERS[] = {
-    {&GUID_ContainerFormatPng, [](StreamAdapter& file, Ref<Image2d>&) { return ToPlatform(CheckPng(file)); }},
-    {&GUID_ContainerFormatJpeg,
-     [](StreamAdapter& file, Ref<Image2d>&) { return ToPlatform(CheckJpeg(file)); }},
-    {&GUID_ContainerFormatBmp, ReadBmp},
-    {&GUID_ContainerFormatGif, ReadGif},
-    {&GUID_ContainerFormatTiff, ReadTiff},
-};
-
-HRESULT ReadWithBest(GUID const& container, StreamAdapter& file, Ref<Image2d>& image) noexcept {
-  for (OwnReader const& own : OWN_READERS) {
-    if (!(*own.container == container)) continue;
-    HRESULT const result = own.read(file, image);
-    if (result != S_FALSE) return result;
-  }
-  return ReadWithPlatform(container, file, image);
-}
-
 }  // namespace
 
-HRESULT ReadPicture(GUID const& container, Stream* stream, AbstractImage** out) noexcept {
+HRESULT ReadPicture(Codec const& codec, Stream* stream, AbstractImage** out) noexcept {
   if (!out) return Fail(E_INVALIDARG, READ, L"image is null");
   *out = nullptr;
   if (!stream) return Fail(E_INVALIDARG, READ, L"stream is null");
@@ -248,8 +158,9 @@ HRESULT ReadPicture(GUID const& container, Stream* stream, AbstractImage** out) 
   Ref<StreamAdapter> const file = StreamAdapter::Create(stream);
   if (!file) return Report(before, READ, E_OUTOFMEMORY, E_OUTOFMEMORY);
   Ref<Image2d> image;
-  HRESULT result = ReadWithBest(container, *file, image);
-  if (SUCCEEDED(result)) result = ReadFacts(container, *file, *image);
+  HRESULT result = codec.read(*file, image);
+  if (result == S_FALSE) result = ReadWithPlatform(*codec.container, *file, image);
+  if (SUCCEEDED(result)) result = ReadFacts(codec.readFacts, *file, *image);
   HRESULT const ofStream = file->Failure();
   if (FAILED(ofStream))  // even if the decoder ignored it
     return FailSince(before, ofStream, READ, L"the stream could not be read");

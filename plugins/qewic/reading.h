@@ -42,10 +42,12 @@ HRESULT FailUnsupported(wchar_t const* reason) noexcept;
 /// "it is truncated", which is what most damage amounts to.
 HRESULT FailTruncated() noexcept;
 
-// The readers. Each reads the first picture of a file that begins at position 0 of the adapter.
+// The readers: see Codec::read. CheckPng and CheckJpeg return a failure or S_FALSE, and make no image.
+HRESULT CheckPng(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
+HRESULT CheckJpeg(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
 HRESULT ReadBmp(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
 HRESULT ReadGif(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
-/// S_FALSE: the file is sound so far, but compressed in a way that is left to the platform's decoder.
+/// S_FALSE: it is compressed as fax.
 HRESULT ReadTiff(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
 
 }  // namespace qewic

@@ -135,7 +135,7 @@ bool StreamAdapter::Append(void const* data, unsigned size) noexcept {
 
 // Writes zeros from the end to a position beyond it.
 bool StreamAdapter::FillGap() noexcept {
-  static constexpr unsigned char ZEROS[512] = {};
+  static constexpr uint8_t ZEROS[512] = {};
   while (extent < position) {
     unsigned const size = static_cast<unsigned>(std::min<uint64_t>(position - extent, sizeof ZEROS));
     if (!Place(extent) || !Append(ZEROS, size)) return false;

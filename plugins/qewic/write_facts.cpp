@@ -438,27 +438,22 @@ void WriteTiff(Out& out, Bytes& file, Facts& facts) noexcept {
   tags.Write(out, at);
 }
 
-struct FactsFormat {
-  GUID const* container;
-  void (*write)(Out& out, Bytes& file, Facts& facts);
-};
-
-constexpr FactsFormat FORMATS[] = {
-    {&GUID_ContainerFormatPng, [](Out& out, Bytes& file, Facts& facts) { WritePng(out, file, facts); }},
-    {&GUID_ContainerFormatJpeg, WriteJpegFile},
-    {&GUID_ContainerFormatTiff, WriteTiff},
-};
-
-FactsFormat const* FindFormat(GUID const& container) noexcept {
-  auto const* const found = std::find_if(std::begin(FORMATS), std::end(FORMATS),
-                                         [&](FactsFormat const& row) { return *row.container == container; });
-  return found == std::end(FORMATS) ? nullptr : found;
-}
-
 }  // namespace
 
-FactsWriter::FactsWriter(GUID const& kind, Stream* target, Image2d& of) noexcept
-    : container(kind), stream(target), image(of), adds(FindFormat(kind) && Facts(of).Any()) {}
+struct FactsJob {
+  Out& out;
+  Bytes& file;
+  Facts& facts;
+};
+
+void WritePngFacts(FactsJob& job) noexcept { WritePng(job.out, job.file, job.facts); }
+
+void WriteJpegFacts(FactsJob& job) noexcept { WriteJpegFile(job.out, job.file, job.facts); }
+
+void WriteTiffFacts(FactsJob& job) noexcept { WriteTiff(job.out, job.file, job.facts); }
+
+FactsWriter::FactsWriter(Function function, Stream* target, Image2d& of) noexcept
+    : write(function), stream(target), image(of), adds(function && Facts(of).Any()) {}
 
 Stream* FactsWriter::Target() noexcept {
   if (!adds) return stream;
@@ -472,7 +467,8 @@ HRESULT FactsWriter::Finish(HRESULT result) noexcept {
   if (!file.Read(*encoded)) return Fail(E_OUTOFMEMORY, WRITE, L"not enough memory for a copy of the file");
   Out out(*stream);
   Facts facts(image);
-  FindFormat(container)->write(out, file, facts);
+  FactsJob job = {out, file, facts};
+  write(job);
   HRESULT written = out.result;
   if (facts.lost) return Fail(E_OUTOFMEMORY, WRITE, L"not enough memory for what the image says of itself");
   if (Succeeded(written)) written = stream->GetState();  // bytes may be refused later

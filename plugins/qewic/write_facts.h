@@ -4,18 +4,28 @@
 #include <qecore/core/ref.h>
 #include <qecore/image/image.h>
 #include <qecore/io/stream.h>
-#include <wincodec.h>
 
 namespace qewic {
+
+/// A written file to which facts are added.
+struct FactsJob;
+
+// Add facts to a file of one format: see Codec::writeFacts.
+void WritePngFacts(FactsJob& job) noexcept;
+void WriteJpegFacts(FactsJob& job) noexcept;
+void WriteTiffFacts(FactsJob& job) noexcept;
 
 /// Adds resolution, orientation, colour profile and texts to a PNG, JPEG or TIFF file that an encoder writes,
 /// in the way in which readers of these formats find them. Encoders differ in what of this they can write.
 ///
-///   FactsWriter facts(container, stream, image);
-///   if (yk::Stream* to = facts.Target()) return facts.Finish(WritePicture(container, to, image));
+///   FactsWriter facts(codec.writeFacts, stream, image);
+///   if (yk::Stream* to = facts.Target()) return facts.Finish(WritePicture(codec, to, image));
 class FactsWriter {
  public:
-  FactsWriter(GUID const& container, yk::Stream* stream, yk::Image2d& image) noexcept;
+  using Function = void (*)(FactsJob& job) noexcept;
+
+  /// `function` is one of those above, or null.
+  FactsWriter(Function function, yk::Stream* stream, yk::Image2d& image) noexcept;
 
   /// Where the encoder has to write: the stream itself when there is nothing to add. Null: no memory.
   yk::Stream* Target() noexcept;
@@ -23,7 +33,7 @@ class FactsWriter {
   HRESULT Finish(HRESULT result) noexcept;
 
  private:
-  GUID const& container;
+  Function const write;
   yk::Stream* stream;
   yk::Image2d& image;
   bool adds = false;

@@ -39,7 +39,7 @@ class Sink {
  public:
   explicit Sink(Stream& target) noexcept : stream(target) {}
 
-  void Add(unsigned char const* data, size_t size) noexcept {
+  void Add(uint8_t const* data, size_t size) noexcept {
     while (size > 0) {
       size_t const part = std::min(size, sizeof block - used);
       memcpy(block + used, data, part);
@@ -61,11 +61,11 @@ class Sink {
   Stream& stream;
   HRESULT result = S_OK;
   unsigned used = 0;
-  unsigned char block[4096] = {};
+  uint8_t block[4096] = {};
 };
 
 void AddBytes(void* sink, void* data, int size) noexcept {
-  static_cast<Sink*>(sink)->Add(static_cast<unsigned char const*>(data), static_cast<size_t>(size));
+  static_cast<Sink*>(sink)->Add(static_cast<uint8_t const*>(data), static_cast<size_t>(size));
 }
 
 /// The closest format to the image's own that the encoder accepts; IMG_NONE: its pixels have no meaning.
@@ -77,7 +77,7 @@ IMG_FORMAT FormatToEncode(IMG_FORMAT format) noexcept {
 }
 
 /// Copies a row, counted from the top, as grey or as red, green, blue.
-bool GatherRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* row) noexcept {
+bool GatherRow(Image2d& image, int y, IMG_FORMAT format, uint8_t* row) noexcept {
   HRESULT const converted =
       img::ConvertPixels(image.GetLine(y), row, image.format, format, image.width, image.palette);
   if (Failed(converted)) return false;
@@ -102,7 +102,7 @@ HRESULT WriteJpeg(Stream* stream, Image2d& image, unsigned quality) noexcept {
   size_t const rowSize = static_cast<size_t>(image.width) * channels;
   size_t const size = rowSize * image.height;
   if (size > INT32_MAX) return FailMemory(size);
-  std::unique_ptr<unsigned char[]> const pixels(new (std::nothrow) unsigned char[size]);
+  std::unique_ptr<uint8_t[]> const pixels(new (std::nothrow) uint8_t[size]);
   if (!pixels) return FailMemory(size);
   for (int y = 0; y < image.height; ++y) {
     if (!GatherRow(image, y, format, &pixels[y * rowSize])) return YK_E_FORMAT;  // the conversion records why

@@ -60,7 +60,7 @@ HRESULT Apply(EncoderSetting const& setting, IPropertyBag2& options) noexcept {
   VariantInit(&value);
   V_VT(&value) = setting.type;
   setting.type == VT_BOOL ? void(V_BOOL(&value) = static_cast<VARIANT_BOOL>(setting.value))
-                          : void(V_UI1(&value) = static_cast<BYTE>(setting.value));
+                          : void(V_UI1(&value) = static_cast<uint8_t>(setting.value));
   HRESULT const result = options.Write(1, &option, &value);
   return FAILED(result) ? Fail(E_NOTIMPL, WRITE, L"the codec has no option %s", setting.property) : result;
 }
@@ -108,7 +108,7 @@ HRESULT Writer::ChooseLayout(Image2d const& image) noexcept {
   return Fail(YK_E_FORMAT, WRITE, L"the file format cannot hold pixels like %S", img::GetFacts(format).name);
 }
 
-HRESULT ConvertRow(Image2d& image, int y, IMG_FORMAT format, unsigned char* out) noexcept {
+HRESULT ConvertRow(Image2d& image, int y, IMG_FORMAT format, uint8_t* out) noexcept {
   img::FormatFacts const& facts = img::GetFacts(format);
   if (facts.kind == img::ChannelKind::INDEX && image.bitsPerPixel < facts.bits) {
     WidenIndices(image.GetLine(y), image.bitsPerPixel, out, facts.bits, image.width);
@@ -132,7 +132,7 @@ HRESULT Writer::FillBitmap(Image2d& image, Ref<IWICBitmap>& bitmap) noexcept {
   Ref<IWICBitmapLock> lock;
   if (SUCCEEDED(result)) result = bitmap->Lock(nullptr, WICBitmapLockWrite, lock.Receive());
   UINT stride = 0, size = 0;
-  BYTE* row = nullptr;
+  uint8_t* row = nullptr;
   int const channels = img::GetFacts(layout->image).channels;
   if (SUCCEEDED(result)) result = lock->GetStride(&stride);
   if (SUCCEEDED(result)) result = lock->GetDataPointer(&size, &row);
@@ -207,8 +207,8 @@ HRESULT Writer::Finish(unsigned before, HRESULT result) noexcept {
 
 // Some Imaging Components write 16-bit channels of PNG files with the lowest byte first, against the format.
 // Writing and reading back one pixel detects this.
-bool SwapsBytes(GUID const& container, IMG_FORMAT format) noexcept {
-  static constexpr unsigned char LOW_AND_HIGH[] = {1, 2, 1, 2, 1, 2, 1, 2};
+bool SwapsBytes(Codec const& codec, IMG_FORMAT format) noexcept {
+  static constexpr uint8_t LOW_AND_HIGH[] = {1, 2, 1, 2, 1, 2, 1, 2};
   Ref<Image2d> const pixel = Ref<Image2d>::Adopt(Image2d::Create());
   Ref<Stream> file;
   if (!pixel || yk::Failed(pixel->Create(format, 1, 1)) || yk::Failed(MemStream::Create(file.Receive())))
@@ -216,19 +216,19 @@ bool SwapsBytes(GUID const& container, IMG_FORMAT format) noexcept {
   memcpy(pixel->bits, LOW_AND_HIGH, pixel->bytesPerPixel);
   unsigned const before = ErrorCount();
   Writer writer;
-  HRESULT result = writer.Open(container, file.get(), {});
+  HRESULT result = writer.Open(*codec.container, file.get(), {});
   if (SUCCEEDED(result)) result = writer.ChooseLayout(*pixel);
   if (SUCCEEDED(result)) result = writer.Encode(*pixel);
   if (FAILED(writer.Finish(before, result)) || yk::Failed(file->Seek(0, Stream::FROM_START))) return false;
   Ref<AbstractImage> back;
-  if (yk::Failed(ReadPicture(container, file.get(), back.Receive()))) return false;
+  if (yk::Failed(ReadPicture(codec, file.get(), back.Receive()))) return false;
   Image2d& there = static_cast<Image2d&>(*back);
   return there.format == format && there.bits[0] == LOW_AND_HIGH[1];
 }
 
 }  // namespace
 
-HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image,
+HRESULT WritePicture(Codec const& codec, Stream* stream, Image2d& image,
                      std::span<EncoderSetting const> settings) noexcept {
   if (FormatsToWrite(image.format).empty()) {  // before anything is written
     return Fail(YK_E_FORMAT, WRITE, L"no file type can hold pixels of %S", img::GetFacts(image.format).name);
@@ -237,11 +237,11 @@ HRESULT WritePicture(GUID const& container, Stream* stream, Image2d& image,
   ComScope const com;
   if (FAILED(com.Result())) return Report(before, WRITE, com.Result(), com.Result());
   Writer writer;
-  writer.paletteIsOpaque = container == GUID_ContainerFormatTiff;
-  HRESULT result = writer.Open(container, stream, settings);
+  writer.paletteIsOpaque = codec.paletteIsOpaque;
+  HRESULT result = writer.Open(*codec.container, stream, settings);
   if (SUCCEEDED(result)) result = writer.ChooseLayout(image);
   if (SUCCEEDED(result)) {
-    if (writer.WritesWords()) writer.swapsBytes = SwapsBytes(container, writer.Chosen());
+    if (writer.WritesWords()) writer.swapsBytes = SwapsBytes(codec, writer.Chosen());
     before = ErrorCount();  // what the probe recorded is not the reason of a failure of the writer
     result = writer.Encode(image);
   }

@@ -1,0 +1,67 @@
+#include <algorithm>
+#include <iterator>
+
+#include "codec.h"
+#include "file_facts.h"
+
+namespace qewic {
+
+using namespace yk;
+
+namespace {
+
+constexpr Codec CODECS[] = {
+    {.id = ids::FILE_PNG,
+     .container = &GUID_ContainerFormatPng,
+     .className = "PNG filter",
+     .options = PNG_OPTIONS,
+     .read = CheckPng,
+     .describe = DescribePng,
+     .readFacts = ReadPngFacts,
+     .writeFacts = WritePngFacts},
+    {.id = ids::FILE_JPEG,
+     .container = &GUID_ContainerFormatJpeg,
+     .className = "JPEG filter",
+     .options = JPEG_OPTIONS,
+     .read = CheckJpeg,
+     .describe = DescribeJpeg,
+     .readFacts = ReadJpegFacts,
+     .writeFacts = WriteJpegFacts},
+    {.id = ids::FILE_BMP,
+     .container = &GUID_ContainerFormatBmp,
+     .className = "BMP filter",
+     .options = {},
+     .read = ReadBmp,
+     .describe = nullptr,
+     .readFacts = ReadBmpFacts,
+     .writeFacts = nullptr},
+    {.id = ids::FILE_GIF,
+     .container = &GUID_ContainerFormatGif,
+     .className = "GIF filter",
+     .options = {},
+     .read = ReadGif,
+     .describe = DescribeGif,
+     .readFacts = nullptr,
+     .writeFacts = nullptr},
+    {.id = ids::FILE_TIFF,
+     .container = &GUID_ContainerFormatTiff,
+     .className = "TIFF filter",
+     .options = TIFF_OPTIONS,
+     .read = ReadTiff,
+     .describe = nullptr,
+     .readFacts = ReadTiffFacts,
+     .writeFacts = WriteTiffFacts,
+     .paletteIsOpaque = true},
+};
+
+}  // namespace
+
+std::span<Codec const> Codecs() noexcept { return CODECS; }
+
+Codec const* FindCodec(Guid const& id) noexcept {
+  auto const* const found =
+      std::find_if(std::begin(CODECS), std::end(CODECS), [&](Codec const& codec) { return codec.id == id; });
+  return found == std::end(CODECS) ? nullptr : found;
+}
+
+}  // namespace qewic
