@@ -1,6 +1,5 @@
 #include "file_facts.h"
 
-#include <qecore/image/file_info.h>
 #include <string.h>
 
 #include <algorithm>
@@ -18,7 +17,6 @@ using namespace yk;
 namespace {
 
 constexpr uint32_t MOST_TEXT = 1 << 16, MOST_PROFILE = 1 << 23;
-constexpr double INCH = 0.0254;  // in metres
 
 /// Bytes of the file.
 struct Block {
@@ -97,19 +95,8 @@ void Facts::SetProfile(void const* bytes, uint32_t size) noexcept {
 
 // ---- TIFF, and EXIF in others
 
-struct TextTag {
-  Tag tag;
-  img::FileInfoKey key;
-};
-
-constexpr TextTag TEXT_TAGS[] = {{Tag(270), img::INFO_DESCRIPTION},  {Tag(271), img::INFO_CAMERA_MAKER},
-                                 {Tag(272), img::INFO_CAMERA_MODEL}, {Tag(305), img::INFO_SOFTWARE},
-                                 {Tag(306), img::INFO_TIME},         {Tag(315), img::INFO_AUTHOR},
-                                 {Tag(33432), img::INFO_COPYRIGHT}};
-
 void Facts::ReadTags(uint64_t base) noexcept {
   enum : uint32_t { CENTIMETRES = 3 };
-  constexpr Tag PROFILE = Tag(34675);
   TiffDirectory directory;
   if (directory.Open(file, base) != TiffDirectory::Opened::SOUND) return;
   uint32_t const orientation = directory.Number(Tag::ORIENTATION, 0);
@@ -129,26 +116,13 @@ void Facts::ReadTags(uint64_t base) noexcept {
     if (size && block.Read(file, at, size, MOST_TEXT))
       SetText(row.key, reinterpret_cast<char const*>(block.bytes.get()), size, CP_UTF8);
   }
-  uint32_t const size = directory.Place(PROFILE, at);
+  uint32_t const size = directory.Place(Tag::PROFILE, at);
   if (size && block.Read(file, at, size, MOST_PROFILE)) SetProfile(block.bytes.get(), size);
 }
 
 // ---- PNG
 
 constexpr UINT LATIN_1 = 28591;
-
-struct Keyword {
-  char const* text;
-  img::FileInfoKey key;
-};
-
-constexpr Keyword KEYWORDS[] = {{"Title", img::INFO_TITLE},
-                                {"Author", img::INFO_AUTHOR},
-                                {"Description", img::INFO_DESCRIPTION},
-                                {"Copyright", img::INFO_COPYRIGHT},
-                                {"Comment", img::INFO_COMMENT},
-                                {"Software", img::INFO_SOFTWARE},
-                                {"Creation Time", img::INFO_TIME}};
 
 void Facts::ReadPngText(Block const& block, bool isUnicode) noexcept {
   char const* at = reinterpret_cast<char const*>(block.bytes.get());

@@ -3,8 +3,9 @@
 #include <string.h>
 
 #include <algorithm>
-#include <array>
 #include <iterator>
+
+#include "checksums.h"
 
 namespace qewic {
 
@@ -15,13 +16,10 @@ namespace {
 /// A kind of colour in PNG files.
 struct PngKind {
   unsigned channels;
-  IMG_FORMAT bytes, words;  // what channels of 8 and of 16 bits are read as
+  bool hasPalette = false;
 };
 
-constexpr PngKind PNG_KINDS[] = {
-    {1, IMG_GRAY8, IMG_GRAY16}, {}, {3, IMG_BGR24, IMG_BGR48},   {1, IMG_NONE, IMG_NONE},  // a palette
-    {2, IMG_NONE, IMG_NONE},    {}, {4, IMG_BGRA32, IMG_BGRA64},
-};
+constexpr PngKind PNG_KINDS[] = {{1}, {}, {3}, {1, true}, {2}, {}, {4}};
 
 // A transparent colour precedes the pixels and makes decoders add alpha.
 bool HasTransparentColour(StreamAdapter& file) noexcept {
@@ -33,14 +31,21 @@ bool HasTransparentColour(StreamAdapter& file) noexcept {
   return false;
 }
 
+/// What the picture is read as, if all decoders agree.
+IMG_FORMAT FormatOf(StreamAdapter& file, PngKind const& kind, unsigned bits) noexcept {
+  if (kind.hasPalette) return IndexFormat(bits);
+  if (HasTransparentColour(file)) return IMG_NONE;
+  if (kind.channels == 1 && bits < 8) return IndexFormat(bits);
+  return bits < 8 ? IMG_NONE : FormatOfChannels(img::ChannelKind::UNSIGNED, kind.channels, bits);
+}
+
 bool ReadPngHeader(StreamAdapter& file, Header& header) noexcept {
   uint8_t head[26];
-  if (!file.ReadAt(0, head, sizeof head) || memcmp(head, "\x89PNG", 4) != 0) return false;
+  if (!HasSignature(file, ids::FILE_PNG) || !file.ReadAt(0, head, sizeof head)) return false;
   unsigned const bits = head[24];
   PngKind const kind = head[25] < std::size(PNG_KINDS) ? PNG_KINDS[head[25]] : PngKind{};
   header.claim = {Big(head + 16, 4), Big(head + 20, 4), kind.channels * bits};
-  IMG_FORMAT const format = bits == 8 ? kind.bytes : bits == 16 ? kind.words : IMG_NONE;
-  header.format = format != IMG_NONE && !HasTransparentColour(file) ? format : IMG_NONE;
+  header.format = FormatOf(file, kind, bits);
   return true;
 }
 
@@ -48,14 +53,15 @@ bool ReadJpegHeader(StreamAdapter& file, Header& header) noexcept {
   constexpr uint8_t RESTART = 0xD0, END = 0xD9, FRAME = 0xC0, SCAN = 0xDA;
   uint64_t at = 2;
   uint8_t head[10] = {};
-  if (!file.ReadAt(0, head, 2) || head[0] != 0xFF || head[1] != 0xD8) return false;
+  if (!HasSignature(file, ids::FILE_JPEG)) return false;
   while (file.ReadAt(at, head, 4) && head[0] == 0xFF && head[1] != SCAN) {
     uint8_t const kind = head[1];
     bool const isFrame = (kind & 0xF0) == FRAME && kind != 0xC4 && kind != 0xC8 && kind != 0xCC;
     if (isFrame && file.ReadAt(at, head, sizeof head)) {
       unsigned const channels = head[9];
       header.claim = {Big(head + 7, 2), Big(head + 5, 2), 8 * channels};
-      header.format = channels == 1 ? IMG_GRAY8 : channels == 3 ? IMG_BGR24 : IMG_NONE;
+      if (channels != 4)  // of ink, which each decoder converts in its own way
+        header.format = FormatOfChannels(img::ChannelKind::UNSIGNED, channels, 8);
       return true;
     }
     bool const isBare = kind == 0xFF || kind == 1 || (kind >= RESTART && kind <= END);
@@ -64,24 +70,15 @@ bool ReadJpegHeader(StreamAdapter& file, Header& header) noexcept {
   return false;
 }
 
-/// The cyclic redundancy check of bytes of the file. False: they are not all there.
+/// The checksum of bytes of the file. False: they are not all there.
 bool SumAt(StreamAdapter& file, uint64_t at, uint64_t size, uint32_t& sum) noexcept {
-  static constexpr auto TABLE = [] {
-    std::array<uint32_t, 256> table = {};
-    for (uint32_t i = 0; i < table.size(); ++i) {
-      table[i] = i;
-      for (int bit = 0; bit < 8; ++bit) table[i] = table[i] >> 1 ^ (table[i] & 1 ? 0xEDB88320u : 0);
-    }
-    return table;
-  }();
   uint8_t bytes[4096];
-  sum = ~0u;
+  sum = 0;
   for (size_t now = 0; size > 0; size -= now, at += now) {
     now = static_cast<size_t>(std::min<uint64_t>(size, sizeof bytes));
     if (!file.ReadAt(at, bytes, now)) return false;
-    for (size_t i = 0; i < now; ++i) sum = TABLE[(sum ^ bytes[i]) & 255] ^ sum >> 8;
+    sum = Crc(bytes, now, sum);
   }
-  sum = ~sum;
   return true;
 }
 

@@ -8,7 +8,7 @@ namespace qewic {
 
 struct Header {
   Claim claim;
-  /// What the picture is read as. IMG_NONE: the decoder chooses, or there is a palette.
+  /// What the picture is read as. IMG_NONE: the decoder chooses.
   yk::IMG_FORMAT format = yk::IMG_NONE;
 };
 

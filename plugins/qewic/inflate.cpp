@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "checksums.h"
+
 #if !defined(__clang_analyzer__)  // it does not see that the caller owns the output, and tells of a leak
 #define STB_IMAGE_IMPLEMENTATION
 #endif
@@ -27,18 +29,6 @@
 namespace qewic {
 
 namespace {
-
-uint32_t Adler(uint8_t const* data, size_t size) noexcept {
-  constexpr uint32_t PRIME = 65521;
-  uint32_t low = 1, high = 0;
-  for (size_t i = 0; i < size; ++i) {
-    low += data[i];
-    if (low >= PRIME) low -= PRIME;
-    high += low;
-    if (high >= PRIME) high -= PRIME;
-  }
-  return high << 16 | low;
-}
 
 // Writers may pad the stream; the sum is in its last bytes.
 bool EndsWith(uint8_t const* data, size_t size, uint32_t sum) noexcept {

@@ -58,7 +58,7 @@ class Decoder {
     return true;
   }
 
-  /// False: no such code can be here.
+  /// Puts the string of a code and adds a new string. False: there is no such code yet.
   bool Use(unsigned code) noexcept {
     bool const isKnown = code < clear || (code >= clear + 2 && code < count);
     bool const isNext = code == count && count < MOST_CODES && previous != NONE;
@@ -76,7 +76,7 @@ class Decoder {
     if (count + kind.early >= 1u << bits && bits < MOST_BITS) ++bits;
   }
 
-  // From its end, which is known first. What does not fit is left out.
+  // Backwards, since a string is known by its last byte and the string before that.
   void Put(unsigned code) noexcept {
     size_t const length = strings[code].length;
     size_t const fits = std::min(length, room - done);

@@ -69,7 +69,7 @@ void SetMasks(StreamAdapter& file, uint8_t const* bytes, Header& header) noexcep
 
 HRESULT ReadHeader(StreamAdapter& file, Header& header) noexcept {
   uint8_t bytes[FILE_HEADER + 124] = {};
-  if (!file.ReadAt(0, bytes, FILE_HEADER + 4) || bytes[0] != 'B' || bytes[1] != 'M')
+  if (!HasSignature(file, ids::FILE_BMP) || !file.ReadAt(0, bytes, FILE_HEADER + 4))
     return FailDamaged(L"the header is invalid");
   header = {};
   header.pixels = Little(bytes + 10, 4);
@@ -114,16 +114,12 @@ Masks const* FindMasks(Header const& header) noexcept {
 }
 
 IMG_FORMAT FormatOf(Header const& header) noexcept {
-  if (header.bits == 24) return IMG_BGR24;
-  if (header.bits == 8) return IMG_PAL8;
-  if (header.bits < 8) return header.bits == 1 ? IMG_PAL1 : IMG_PAL4;
-  if (Masks const* const known = FindMasks(header)) return known->format;
-  return header.masks[ALPHA] ? IMG_BGRA32 : IMG_BGR24;
+  if (header.bits <= 8) return IndexFormat(header.bits);
+  Masks const* const known = UsesMasks(header) ? FindMasks(header) : nullptr;
+  return known ? known->format : FormatOfChannels(img::ChannelKind::UNSIGNED, header.masks[ALPHA] ? 4 : 3, 8);
 }
 
-// An index beyond the palette, in a damaged picture, is opaque black.
 void FillPalette(StreamAdapter& file, Header const& header, Image2d& image) noexcept {
-  std::fill_n(image.palette, image.paletteCount, IMG_PALENTRY{0, 0, 0, 255});
   unsigned const size = header.size == OS2_HEADER ? 3 : 4;
   unsigned const most = std::min<unsigned>(1u << header.bits, image.paletteCount);
   unsigned count = header.used ? std::min(header.used, most) : most;
@@ -152,16 +148,17 @@ class ByMask {
   uint64_t most;
 };
 
-size_t UsedBytes(Header const& header) noexcept { return (size_t{header.width} * header.bits + 7) / 8; }
+uint64_t RowBits(Header const& header) noexcept { return uint64_t{header.width} * header.bits; }
 
 void SpreadRow(Header const& header, uint8_t const* from, uint8_t* to, Image2d const& image) noexcept {
   ByMask const blue(header.masks[BLUE]), green(header.masks[GREEN]), red(header.masks[RED]);
   ByMask const alpha(header.masks[ALPHA]);
   unsigned const size = header.bits / 8;
+  bool const hasAlpha = img::HasAlpha(image.format);
   for (uint32_t x = 0; x < header.width; ++x, from += size, to += image.bytesPerPixel) {
     uint32_t const pixel = Little(from, size);
     to[0] = blue(pixel), to[1] = green(pixel), to[2] = red(pixel);
-    if (image.bytesPerPixel == 4) to[3] = alpha(pixel);
+    if (hasAlpha) to[3] = alpha(pixel);
   }
 }
 
@@ -169,20 +166,21 @@ void SpreadRow(Header const& header, uint8_t const* from, uint8_t* to, Image2d c
 using PutFunction = void (*)(Header const& header, uint8_t const* from, uint8_t* to, Image2d const& image);
 
 void CopyRow(Header const& header, uint8_t const* from, uint8_t* to, Image2d const&) noexcept {
-  std::copy_n(from, UsedBytes(header), to);
+  std::copy_n(from, BytesOf(RowBits(header)), to);
 }
 
-void WidenRow(Header const&, uint8_t const* from, uint8_t* to, Image2d const& image) noexcept {
-  WidenIndices(from, 2, to, 4, image.width);
+void WidenRow(Header const& header, uint8_t const* from, uint8_t* to, Image2d const& image) noexcept {
+  WidenIndices(from, header.bits, to, image.bitsPerPixel, image.width);
 }
 
 PutFunction PutFor(Header const& header) noexcept {
-  if (header.bits == 2) return WidenRow;
-  return UsesMasks(header) && !FindMasks(header) ? SpreadRow : CopyRow;
+  if (UsesMasks(header)) return FindMasks(header) ? CopyRow : SpreadRow;
+  return header.bits == img::GetFacts(FormatOf(header)).bits ? CopyRow : WidenRow;
 }
 
 HRESULT ReadRows(StreamAdapter& file, Header const& header, Image2d& image) noexcept {
-  size_t const used = UsedBytes(header), size = (used + 3) / 4 * 4;
+  size_t const used = BytesOf(RowBits(header));
+  size_t const size = static_cast<size_t>(img::PaddedBytes(static_cast<int64_t>(RowBits(header))));
   PutFunction const put = PutFor(header);
   std::unique_ptr<uint8_t[]> const row(new (std::nothrow) uint8_t[size]);
   if (!row) return E_OUTOFMEMORY;

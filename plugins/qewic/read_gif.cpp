@@ -78,7 +78,7 @@ bool Reader::ReadColours(unsigned flags) noexcept {
 
 HRESULT Reader::ReadScreen() noexcept {
   uint8_t head[SCREEN_HEADER];
-  if (!file.ReadAt(0, head, sizeof head) || memcmp(head, "GIF8", 4) != 0)
+  if (!HasSignature(file, ids::FILE_GIF) || !file.ReadAt(0, head, sizeof head))
     return FailDamaged(L"the header is invalid");
   width = Little(head + 6, 2);
   height = Little(head + 8, 2);
@@ -154,8 +154,8 @@ HRESULT Reader::ReadIndices() noexcept {
   indices.reset(new (std::nothrow) uint8_t[count]);
   if (!data || !indices) return E_OUTOFMEMORY;
   if (!GatherBlocks(from, data.get())) return FailTruncated();
-  size_t const done =
-      DecodeLzw({bits, false, false}, data.get(), static_cast<size_t>(size), indices.get(), count);
+  size_t const done = DecodeLzw({.rootBits = bits, .highestFirst = false, .early = false}, data.get(),
+                                static_cast<size_t>(size), indices.get(), count);
   return done == count ? S_OK : FailTruncated();
 }
 
@@ -215,8 +215,7 @@ HRESULT Reader::Read(Ref<Image2d>& image) noexcept {
   HRESULT result = ReadHeaders();
   if (Succeeded(result)) result = ReadIndices();
   if (yk::Failed(result)) return result;
-  // An index beyond the palette, in a damaged picture, is opaque black.
-  std::fill(colours.entries + colours.count, colours.entries + MOST_ENTRIES, IMG_PALENTRY{0, 0, 0, 255});
+  FillBlack(std::span(colours.entries).subspan(colours.count));
   if (transparent < MOST_ENTRIES) colours.entries[transparent].alpha = 0;
   unsigned const outside = CoversScreen() ? 0 : ChooseOutside();
   result = MakePicture(file, outside < MOST_ENTRIES ? IMG_PAL8 : IMG_BGRA32, width, height, image);

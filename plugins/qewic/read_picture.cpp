@@ -88,25 +88,22 @@ HRESULT Reader::ChooseLayout() noexcept {
 }
 
 HRESULT Reader::FillPalette(Image2d& image) noexcept {
+  if (layout->work & Layout::RAMP) {
+    FillGreys({image.palette, layout->work & Layout::WIDEN ? 4u : image.paletteCount});
+    return S_OK;
+  }
   WICColor colours[256];
   UINT count = 0;
-  if (layout->work & Layout::RAMP) {
-    count = layout->work & Layout::WIDEN ? 4 : image.paletteCount;
-    for (UINT i = 0; i < count; ++i) colours[i] = 0xFF000000u | i * 255 / (count - 1) * 0x010101u;
-  } else {
-    Ref<IWICPalette> palette;
-    HRESULT result = factory->CreatePalette(palette.Receive());
-    if (SUCCEEDED(result)) result = source->CopyPalette(palette.get());
-    if (SUCCEEDED(result)) result = palette->GetColors(std::size(colours), colours, &count);
-    if (FAILED(result)) return result;
-  }
-  // An index beyond the palette, in a damaged picture, is opaque black.
-  std::fill(colours + std::min<UINT>(count, std::size(colours)), std::end(colours), 0xFF000000u);
+  Ref<IWICPalette> palette;
+  HRESULT result = factory->CreatePalette(palette.Receive());
+  if (SUCCEEDED(result)) result = source->CopyPalette(palette.get());
+  if (SUCCEEDED(result)) result = palette->GetColors(std::size(colours), colours, &count);
+  if (FAILED(result)) return result;
   auto const entry = [](WICColor colour) {
     return IMG_PALENTRY{static_cast<uint8_t>(colour >> 16), static_cast<uint8_t>(colour >> 8),
                         static_cast<uint8_t>(colour), static_cast<uint8_t>(colour >> 24)};
   };
-  std::transform(colours, colours + image.paletteCount, image.palette, entry);
+  std::transform(colours, colours + std::min<UINT>(count, image.paletteCount), image.palette, entry);
   return S_OK;
 }
 

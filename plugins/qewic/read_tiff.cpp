@@ -68,7 +68,7 @@ bool UnpackBits(uint8_t const* data, size_t size, uint8_t* out, size_t room) noe
 }
 
 bool DecompressLzw(uint8_t const* data, size_t size, uint8_t* out, size_t room) noexcept {
-  return DecodeLzw({8, true, true}, data, size, out, room) == room;
+  return DecodeLzw({.rootBits = 8, .highestFirst = true, .early = true}, data, size, out, room) == room;
 }
 
 struct Decompressor {
@@ -241,13 +241,9 @@ HRESULT Reader::ReadLayout() noexcept {
 }
 
 HRESULT Reader::FillPalette(Image2d& image) noexcept {
-  std::fill_n(image.palette, image.paletteCount, IMG_PALENTRY{0, 0, 0, 255});
   unsigned const count = 1u << layout.bits;
   if (layout.colours != TiffColours::PALETTE) {
-    for (unsigned i = 0; i < count; ++i) {
-      uint8_t const grey = static_cast<uint8_t>(i * 255 / (count - 1));
-      image.palette[i] = {grey, grey, grey, 255};
-    }
+    FillGreys({image.palette, count});
     return S_OK;
   }
   uint32_t missing = directory.Count(Tag::COLOURS) == 3 * count ? 0 : UINT32_MAX;
@@ -313,7 +309,7 @@ HRESULT Reader::PutBlock(Image2d& image, uint32_t index, TiffSamples& samples) n
   if (yk::Failed(decoded)) return decoded;
   uint32_t const shown = std::min(rows, layout.height - top);
   if (layout.IsSubsampled()) {
-    PutUnits(layout, block.get(), image, left, top, shown);
+    PutUnits(layout, block.get(), {left, top, shown}, image);
     return S_OK;
   }
   for (uint32_t i = 0; i < shown; ++i) {

@@ -2,6 +2,7 @@
 
 #include <limits.h>
 #include <qecore/image/image_limits.h>
+#include <qecore/io/file_formats.h>
 #include <qecore/values/str.h>
 #include <string.h>
 
@@ -50,6 +51,23 @@ HRESULT FailLimit(Claim const& claim, double bytes, double limit) noexcept {
 
 }  // namespace
 
+void FillBlack(std::span<IMG_PALENTRY> entries) noexcept {
+  std::fill(entries.begin(), entries.end(), IMG_PALENTRY{0, 0, 0, 255});
+}
+
+void FillGreys(std::span<IMG_PALENTRY> entries) noexcept {
+  for (size_t i = 0; i < entries.size(); ++i) {
+    uint8_t const grey = static_cast<uint8_t>(i * 255 / (entries.size() - 1));
+    entries[i] = {grey, grey, grey, 255};
+  }
+}
+
+bool HasSignature(StreamAdapter& file, Guid const& type) noexcept {
+  uint8_t bytes[sizeof FileSignature::bytes];
+  return file.ReadAt(0, bytes, sizeof bytes) &&
+         yk::HasSignature(*FindFileFormat(type), reinterpret_cast<char const*>(bytes));
+}
+
 HRESULT CheckClaim(StreamAdapter const& file, Claim const& claim) noexcept {
   if (claim.width < 1 || claim.height < 1) return FailDamaged(L"the picture has no pixels");
   uint64_t const row = static_cast<uint64_t>(img::PaddedBytes(int64_t{claim.bits} * claim.width));
@@ -73,7 +91,7 @@ HRESULT MakePicture(StreamAdapter const& file, IMG_FORMAT format, uint32_t width
   if (!image || yk::Failed(image->Create(format, static_cast<int>(width), static_cast<int>(height))))
     return E_OUTOFMEMORY;
   memset(image->bits, 0, static_cast<size_t>(image->stride) * height);
-  if (image->palette) memset(image->palette, 0, image->paletteCount * sizeof(IMG_PALENTRY));
+  if (image->palette) FillBlack({image->palette, image->paletteCount});
   return S_OK;
 }
 

@@ -3,6 +3,8 @@
 
 #include <qecore/image/image.h>
 
+#include <span>
+
 #include "stream_adapter.h"
 
 namespace qewic {
@@ -19,6 +21,35 @@ inline uint32_t Big(uint8_t const* at, unsigned size) noexcept {
   return value;
 }
 
+/// The bytes that hold so many bits.
+constexpr size_t BytesOf(uint64_t bits) noexcept { return static_cast<size_t>((bits + 7) / 8); }
+
+/// The format with these channels; IMG_NONE: there is none.
+constexpr yk::IMG_FORMAT FormatOfChannels(yk::img::ChannelKind kind, unsigned channels,
+                                          unsigned bits) noexcept {
+  for (yk::img::FormatFacts const& row : yk::img::FORMATS)
+    if (row.kind == kind && row.channels == channels && row.channelBits == bits) return row.format;
+  return yk::IMG_NONE;
+}
+
+/// The smallest format of palette indices that have `bits` bits in the file; IMG_NONE: there is none.
+constexpr yk::IMG_FORMAT IndexFormat(unsigned bits) noexcept {
+  yk::IMG_FORMAT format = yk::IMG_NONE;
+  for (yk::img::FormatFacts const& row : yk::img::FORMATS)
+    if (row.kind == yk::img::ChannelKind::INDEX && row.bits >= bits &&
+        (format == yk::IMG_NONE || row.bits < yk::img::GetFacts(format).bits))
+      format = row.format;
+  return format;
+}
+
+/// Makes entries opaque black: what an index beyond the file's palette shows, in a damaged picture.
+void FillBlack(std::span<yk::IMG_PALENTRY> entries) noexcept;
+/// Makes entries greys, from black to white.
+void FillGreys(std::span<yk::IMG_PALENTRY> entries) noexcept;
+
+/// Whether the file has a signature of the format (io/file_formats.h).
+bool HasSignature(StreamAdapter& file, yk::Guid const& type) noexcept;
+
 /// What a header says of the picture.
 struct Claim {
   uint32_t width = 0, height = 0;
@@ -29,8 +60,8 @@ struct Claim {
 /// (image_limits.h) and those that the file cannot back: a few dozen bytes must not allocate gigabytes.
 HRESULT CheckClaim(StreamAdapter const& file, Claim const& claim) noexcept;
 
-/// An image of that size, checked in the same way, with all pixels and palette entries 0: a decoder may leave
-/// some of them out.
+/// An image of that size, checked in the same way, with all pixels 0 and all palette entries black: a decoder
+/// may leave some of them out.
 HRESULT MakePicture(StreamAdapter const& file, yk::IMG_FORMAT format, uint32_t width, uint32_t height,
                     yk::Ref<yk::Image2d>& image) noexcept;
 

@@ -33,7 +33,7 @@ TiffDirectory::Opened TiffDirectory::Open(StreamAdapter& from, uint64_t start) n
   return present ? Opened::SOUND : Opened::EMPTY;
 }
 
-// Those beyond the room for fields have numbers that no reader knows: they are sorted.
+// Fields are sorted by their number. No writer has so many that one which is asked for is beyond the room.
 bool TiffDirectory::ReadField(uint64_t at) noexcept {
   uint8_t bytes[12];
   if (!file->ReadAt(at, bytes, sizeof bytes)) return false;

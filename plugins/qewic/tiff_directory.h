@@ -14,6 +14,8 @@ enum class Tag : uint16_t {
   PHOTOMETRIC = 262,
   FILL_ORDER = 266,
   DESCRIPTION = 270,
+  CAMERA_MAKER = 271,
+  CAMERA_MODEL = 272,
   STRIP_OFFSETS = 273,
   ORIENTATION = 274,
   SAMPLES = 277,
@@ -23,6 +25,9 @@ enum class Tag : uint16_t {
   Y_RESOLUTION = 283,
   PLANAR = 284,
   RESOLUTION_UNIT = 296,
+  SOFTWARE = 305,
+  TIME = 306,
+  AUTHOR = 315,
   PREDICTOR = 317,
   COLOURS = 320,
   TILE_WIDTH = 322,
@@ -34,6 +39,8 @@ enum class Tag : uint16_t {
   COEFFICIENTS = 529,
   SUBSAMPLING = 530,
   BLACK_AND_WHITE = 532,
+  COPYRIGHT = 33432,
+  PROFILE = 34675,
 };
 
 /// One directory. Values are read when they are asked for.

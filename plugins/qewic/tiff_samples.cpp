@@ -1,11 +1,9 @@
-#include <string.h>
+#include "read_tiff_p.h"
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
 #include <new>
-
-#include "read_tiff_p.h"
 
 namespace qewic {
 
@@ -47,15 +45,29 @@ T Inverted(T value) noexcept {
   return static_cast<T>(static_cast<T>(-1) - value);
 }
 
+/// Calls `work` with a value of the type that the format's channels have.
+template <class Work>
+void WithChannelsOf(IMG_FORMAT format, Work work) noexcept {
+  img::FormatFacts const& facts = img::GetFacts(format);
+  if (facts.kind == img::ChannelKind::FLOAT) return work(float{});
+  facts.channelBits > 8 ? work(uint16_t{}) : work(uint8_t{});
+}
+
 }  // namespace
 
+IMG_FORMAT TiffLayout::FormatWith(unsigned channels) const noexcept {
+  return isFloat ? FormatOfChannels(img::ChannelKind::FLOAT, channels, 32)
+                 : FormatOfChannels(img::ChannelKind::UNSIGNED, channels, bits > 8 ? 16 : 8);
+}
+
 IMG_FORMAT TiffLayout::FormatOfPixels() const noexcept {
-  if (IsIndexed()) return bits == 1 ? IMG_PAL1 : bits <= 4 ? IMG_PAL4 : IMG_PAL8;
-  static constexpr IMG_FORMAT FORMATS[][3] = {{IMG_GRAY8, IMG_BGR24, IMG_BGRA32},
-                                              {IMG_GRAY16, IMG_BGR48, IMG_BGRA64},
-                                              {IMG_GRAYF, IMG_BGRF, IMG_BGRAF}};
-  int const channels = hasAlpha || colours == TiffColours::CMYK ? 2 : colourChannels == 1 ? 0 : 1;
-  return FORMATS[isFloat ? 2 : bits > 8][channels];
+  if (IsIndexed()) return IndexFormat(bits);
+  if (colourChannels == 4 || hasAlpha) return FormatWith(4);
+  return FormatWith(colourChannels);
+}
+
+IMG_FORMAT TiffLayout::FormatOfPicture() const noexcept {
+  return colours == TiffColours::CMYK ? FormatWith(3) : FormatOfPixels();
 }
 
 bool TiffSamples::Allocate() noexcept {
@@ -108,11 +120,9 @@ void TiffSamples::UnpackFloats(uint8_t* row) noexcept {
   }
 }
 
-// The image's bits are 0.
-void TiffSamples::PutIndices(uint8_t* row, uint32_t left, uint32_t count) const noexcept {
-  unsigned const apart = layout.ChannelsOfBlock(),
-                 bits = layout.bits == 2 || layout.bits == 3 ? 4 : layout.bits;
-  unsigned const width = bits > 4 ? 8 : bits;
+// Adds their bits to those of a new image, which are all 0.
+void TiffSamples::PutIndices(uint8_t* row, unsigned width, uint32_t left, uint32_t count) const noexcept {
+  unsigned const apart = layout.ChannelsOfBlock();
   uint32_t const flip = layout.colours == TiffColours::WHITE_IS_ZERO ? (1u << layout.bits) - 1 : 0;
   for (uint32_t x = 0; x < count; ++x) {
     size_t const bit = (size_t{left} + x) * width;
@@ -149,22 +159,21 @@ void TiffSamples::Put(Image2d& image, uint32_t left, uint32_t y, uint32_t plane)
   uint32_t const width = static_cast<uint32_t>(image.width);
   uint32_t const count = std::min(layout.blockWidth, width - left);
   uint8_t* const row = image.GetLine(static_cast<int>(y));
-  if (layout.IsIndexed()) return plane == 0 ? PutIndices(row, left, count) : void();
+  if (layout.IsIndexed()) return plane == 0 ? PutIndices(row, image.bitsPerPixel, left, count) : void();
   img::FormatFacts const& facts = img::GetFacts(image.format);
   uint8_t* const pixels = row + size_t{left} * facts.bytes;
-  int const channels = facts.channels;
-  if (layout.isFloat) return PutChannels(reinterpret_cast<float*>(pixels), channels, plane, count);
-  if (layout.bits > 8) return PutChannels(reinterpret_cast<uint16_t*>(pixels), channels, plane, count);
-  PutChannels(pixels, channels, plane, count);
+  WithChannelsOf(image.format, [&]<class T>(T) {
+    PutChannels(reinterpret_cast<T*>(pixels), facts.channels, plane, count);
+  });
 }
 
-void PutUnits(TiffLayout const& layout, uint8_t const* block, Image2d& image, uint32_t left, uint32_t top,
-              uint32_t rows) noexcept {
+void PutUnits(TiffLayout const& layout, uint8_t const* block, TiffPlace const& place,
+              Image2d& image) noexcept {
   uint32_t const across = layout.across, down = layout.down, size = across * down + 2;
   uint32_t const units = (layout.blockWidth + across - 1) / across;
-  uint32_t const count = std::min(layout.blockWidth, static_cast<uint32_t>(image.width) - left);
-  for (uint32_t i = 0; i < rows; ++i) {
-    uint8_t* pixel = image.GetLineEx(static_cast<int>(top + i), static_cast<int>(left));
+  uint32_t const count = std::min(layout.blockWidth, static_cast<uint32_t>(image.width) - place.left);
+  for (uint32_t i = 0; i < place.rows; ++i) {
+    uint8_t* pixel = image.GetLineEx(static_cast<int>(place.top + i), static_cast<int>(place.left));
     uint8_t const* const line = block + size_t{i / down} * units * size;
     for (uint32_t x = 0; x < count; ++x, pixel += 3) {
       uint8_t const* const unit = line + size_t{x / across} * size;
@@ -208,13 +217,11 @@ void MultiplyInk(Image2d& from, Image2d& to) noexcept {
   }
 }
 
-HRESULT TakeInk(StreamAdapter const& file, Ref<Image2d>& image) noexcept {
-  bool const isWide = image->format == IMG_BGRA64;
+HRESULT TakeInk(StreamAdapter const& file, TiffLayout const& layout, Ref<Image2d>& image) noexcept {
   Ref<Image2d> colours;
-  HRESULT const made = MakePicture(file, isWide ? IMG_BGR48 : IMG_BGR24, static_cast<uint32_t>(image->width),
-                                   static_cast<uint32_t>(image->height), colours);
+  HRESULT const made = MakePicture(file, layout.FormatOfPicture(), layout.width, layout.height, colours);
   if (yk::Failed(made)) return made;
-  isWide ? MultiplyInk<uint16_t>(*image, *colours) : MultiplyInk<uint8_t>(*image, *colours);
+  layout.bits > 8 ? MultiplyInk<uint16_t>(*image, *colours) : MultiplyInk<uint8_t>(*image, *colours);
   image = colours;
   return S_OK;
 }
@@ -241,12 +248,9 @@ void DivideByAlpha(Image2d& image) noexcept {
 
 HRESULT FinishColours(StreamAdapter const& file, TiffLayout const& layout, TiffDirectory const& directory,
                       Ref<Image2d>& image) noexcept {
-  if (layout.colours == TiffColours::CMYK) return TakeInk(file, image);
+  if (layout.colours == TiffColours::CMYK) return TakeInk(file, layout, image);
   if (layout.colours == TiffColours::YCBCR) ToRgb(directory, *image);
-  if (!layout.isPremultiplied) return S_OK;
-  if (image->format == IMG_BGRA32) DivideByAlpha<uint8_t>(*image);
-  if (image->format == IMG_BGRA64) DivideByAlpha<uint16_t>(*image);
-  if (image->format == IMG_BGRAF) DivideByAlpha<float>(*image);
+  if (layout.isPremultiplied) WithChannelsOf(image->format, [&]<class T>(T) { DivideByAlpha<T>(*image); });
   return S_OK;
 }
 

@@ -10,16 +10,15 @@
 #include <memory>
 #include <new>
 
+#include "checksums.h"
 #include "failure.h"
-#include "reading.h"
+#include "file_facts.h"
 
 namespace qewic {
 
 using namespace yk;
 
 namespace {
-
-constexpr double INCH = 0.0254;  // in metres
 
 /// Writes numbers and bytes until a write fails.
 class Out {
@@ -56,14 +55,6 @@ struct Bytes {
            (size == 0 || Succeeded(stream.Read(data.get(), size)));
   }
 };
-
-uint32_t Crc(uint8_t const* bytes, size_t size, uint32_t sum) noexcept {
-  for (size_t i = 0; i < size; ++i) {
-    sum ^= bytes[i];
-    for (int bit = 0; bit < 8; ++bit) sum = sum >> 1 ^ (sum & 1 ? 0xEDB88320u : 0);
-  }
-  return sum;
-}
 
 bool IsText(Variant const& value) noexcept {
   return value.type == Variant::NARROW_STRING || value.type == Variant::WIDE_STRING;
@@ -135,7 +126,8 @@ class Facts {
 // ---- tags, for TIFF and EXIF
 
 struct TagValue {
-  uint16_t tag, type;
+  Tag tag;
+  uint16_t type;
   uint32_t count;
   Bytes bytes;     // in the file's byte order
   uint8_t raw[4];  // of a tag that the file had: its value or where that is
@@ -151,7 +143,7 @@ class Tags {
 
   void Collect(Resolution resolution) noexcept;
   void AddProfile() noexcept;
-  void AddRaw(uint16_t tag, uint16_t type, uint32_t length, uint8_t const* value) noexcept;
+  void AddRaw(Tag tag, uint16_t type, uint32_t length, uint8_t const* value) noexcept;
   void Write(Out& out, uint32_t at) noexcept;
   unsigned Count() const noexcept { return count; }
 
@@ -159,9 +151,9 @@ class Tags {
   enum Type : uint16_t { ASCII = 2, SHORT = 3, RATIONAL = 5, UNDEFINED = 7 };
   static constexpr unsigned MOST = 64;
 
-  TagValue* New(uint16_t tag, uint16_t type, uint32_t length) noexcept;
-  void AddShort(uint16_t tag, unsigned number) noexcept;
-  void AddFraction(uint16_t tag, double number) noexcept;
+  TagValue* New(Tag tag, uint16_t type, uint32_t length) noexcept;
+  void AddShort(Tag tag, unsigned number) noexcept;
+  void AddFraction(Tag tag, double number) noexcept;
   void Store(uint8_t* at, uint32_t number, unsigned size) const noexcept {
     for (unsigned i = 0; i < size; ++i)
       at[bigEndian ? size - 1 - i : i] = static_cast<uint8_t>(number >> 8 * i);
@@ -174,7 +166,7 @@ class Tags {
 };
 
 /// Replaces a tag of the same number.
-TagValue* Tags::New(uint16_t tag, uint16_t type, uint32_t length) noexcept {
+TagValue* Tags::New(Tag tag, uint16_t type, uint32_t length) noexcept {
   TagValue* const end = values + count;
   TagValue* value = std::find_if(values, end, [=](TagValue const& each) { return each.tag == tag; });
   if (value == end && count == MOST) return nullptr;
@@ -183,19 +175,19 @@ TagValue* Tags::New(uint16_t tag, uint16_t type, uint32_t length) noexcept {
   return value;
 }
 
-void Tags::AddRaw(uint16_t tag, uint16_t type, uint32_t length, uint8_t const* value) noexcept {
+void Tags::AddRaw(Tag tag, uint16_t type, uint32_t length, uint8_t const* value) noexcept {
   if (TagValue* const made = New(tag, type, length)) {
     std::copy_n(value, 4, made->raw);
     made->isRaw = true;
   }
 }
 
-void Tags::AddShort(uint16_t tag, unsigned number) noexcept {
+void Tags::AddShort(Tag tag, unsigned number) noexcept {
   TagValue* const made = New(tag, SHORT, 1);
   if (made && facts.Keep(made->bytes.Make(2))) Store(made->bytes.data.get(), number, 2);
 }
 
-void Tags::AddFraction(uint16_t tag, double number) noexcept {
+void Tags::AddFraction(Tag tag, double number) noexcept {
   constexpr uint32_t PARTS = 1000;
   TagValue* const made = New(tag, RATIONAL, 1);
   if (!made || !facts.Keep(made->bytes.Make(8))) return;
@@ -204,13 +196,7 @@ void Tags::AddFraction(uint16_t tag, double number) noexcept {
 }
 
 void Tags::Collect(Resolution resolution) noexcept {
-  static constexpr struct {
-    uint16_t tag;
-    img::FileInfoKey key;
-  } TEXTS[] = {{270, img::INFO_DESCRIPTION}, {271, img::INFO_CAMERA_MAKER}, {272, img::INFO_CAMERA_MODEL},
-               {305, img::INFO_SOFTWARE},    {306, img::INFO_TIME},         {315, img::INFO_AUTHOR},
-               {33432, img::INFO_COPYRIGHT}};
-  for (auto const& [tag, key] : TEXTS) {
+  for (auto const& [tag, key] : TEXT_TAGS) {
     Bytes text;
     facts.Text(key, text);
     TagValue* const made = text.size ? New(tag, ASCII, text.size + 1) : nullptr;
@@ -218,19 +204,19 @@ void Tags::Collect(Resolution resolution) noexcept {
     made->bytes = std::move(text);
     ++made->bytes.size;  // the zero
   }
-  if (unsigned const orientation = facts.Orientation()) AddShort(274, orientation);
+  if (unsigned const orientation = facts.Orientation()) AddShort(Tag::ORIENTATION, orientation);
   double const across = facts.Resolution(img::INFO_RESOLUTION_X),
                down = facts.Resolution(img::INFO_RESOLUTION_Y);
   if (resolution == Resolution::APART || across == 0 || down == 0) return;
-  AddFraction(282, across);
-  AddFraction(283, down);
-  AddShort(296, 2);  // inches
+  AddFraction(Tag::X_RESOLUTION, across);
+  AddFraction(Tag::Y_RESOLUTION, down);
+  AddShort(Tag::RESOLUTION_UNIT, 2);  // inches
 }
 
 void Tags::AddProfile() noexcept {
   Bytes profile;
   facts.Profile(profile);
-  TagValue* const made = profile.size ? New(34675, UNDEFINED, profile.size) : nullptr;
+  TagValue* const made = profile.size ? New(Tag::PROFILE, UNDEFINED, profile.size) : nullptr;
   if (made) made->bytes = std::move(profile);
 }
 
@@ -247,7 +233,7 @@ void Tags::Write(Out& out, uint32_t at) noexcept {
     if (size > 4) Store(field, place, 4);
     if (size > 0 && size <= 4) std::copy_n(value.bytes.data.get(), size, field);
     if (size > 4) place += (size + 1) & ~1u;
-    out.Put(value.tag, 2);
+    out.Put(static_cast<uint32_t>(value.tag), 2);
     out.Put(value.type, 2);
     out.Put(value.count, 4);
     out.Put(field, 4);
@@ -277,43 +263,30 @@ void PutChunk(Out& out, char const* kind, uint8_t const* data, uint32_t size) no
   out.Put(size, 4);
   out.Put(kind, 4);
   out.Put(data, size);
-  out.Put(~Crc(data, size, Crc(reinterpret_cast<uint8_t const*>(kind), 4, ~0u)), 4);
+  out.Put(Crc(data, size, Crc(reinterpret_cast<uint8_t const*>(kind), 4)), 4);
 }
 
 void PutPngTexts(Out& out, Facts& facts) noexcept {
-  static constexpr struct {
-    char const* head;  // keyword, not compressed, no language
-    size_t size;
-    img::FileInfoKey key;
-  } TEXTS[] = {{"Title\0\0\0\0", 10, img::INFO_TITLE},
-               {"Author\0\0\0\0", 11, img::INFO_AUTHOR},
-               {"Description\0\0\0\0", 16, img::INFO_DESCRIPTION},
-               {"Copyright\0\0\0\0", 14, img::INFO_COPYRIGHT},
-               {"Comment\0\0\0\0", 12, img::INFO_COMMENT},
-               {"Software\0\0\0\0", 13, img::INFO_SOFTWARE},
-               {"Creation Time\0\0\0\0", 18, img::INFO_TIME}};
-  for (auto const& [head, size, key] : TEXTS) {
+  constexpr size_t ZEROS = 5;  // the keyword's end, not compressed, no language, no translated keyword
+  for (auto const& [keyword, key] : KEYWORDS) {
     Bytes text, chunk;
     facts.Text(key, text);
-    if (!text.size || !facts.Keep(chunk.Make(size + text.size))) continue;
-    memcpy(chunk.data.get(), head, size);
-    memcpy(chunk.data.get() + size, text.data.get(), text.size);
+    size_t const head = strlen(keyword);
+    if (!text.size || !facts.Keep(chunk.Make(head + ZEROS + text.size))) continue;
+    memcpy(chunk.data.get(), keyword, head);
+    memset(chunk.data.get() + head, 0, ZEROS);
+    memcpy(chunk.data.get() + head + ZEROS, text.data.get(), text.size);
     PutChunk(out, "iTXt", chunk.data.get(), chunk.size);
   }
 }
 
 /// A zlib stream that is not compressed: profiles are small.
 void PutPngProfile(Out& out, Facts& facts, Bytes const& profile) noexcept {
-  constexpr uint32_t MOST = 65535, PRIME = 65521;
+  constexpr uint32_t MOST = 65535;
   Ref<Stream> memory;
   if (!profile.size || !facts.Keep(Succeeded(MemStream::Create(memory.Receive())))) return;
   Out packed(*memory, false);
   packed.Put("ICC\0\0\x78\x01", 7);
-  uint32_t low = 1, high = 0;
-  for (uint32_t i = 0; i < profile.size; ++i) {
-    low = (low + profile.data[i]) % PRIME;
-    high = (high + low) % PRIME;
-  }
   for (uint32_t at = 0; at < profile.size; at += MOST) {
     uint32_t const size = std::min(profile.size - at, MOST);
     packed.Put(at + size == profile.size ? 1u : 0u, 1);
@@ -322,7 +295,7 @@ void PutPngProfile(Out& out, Facts& facts, Bytes const& profile) noexcept {
     packed.Put(profile.data.get() + at, size);
   }
   packed.bigEndian = true;
-  packed.Put(high << 16 | low, 4);
+  packed.Put(Adler(profile.data.get(), profile.size), 4);
   Bytes chunk;
   if (facts.Keep(Succeeded(packed.result) && chunk.Read(*memory)))
     PutChunk(out, "iCCP", chunk.data.get(), chunk.size);
@@ -426,8 +399,8 @@ void WriteTiff(Out& out, Bytes& file, Facts& facts) noexcept {
   if (count == 0 || count > 48 || (file.size - old - 2) / 12 < count) return out.Put(bytes, file.size);
   Tags tags(facts, out.bigEndian);
   for (uint32_t i = 0, at = old + 2; i < count; ++i, at += 12)
-    tags.AddRaw(static_cast<uint16_t>(number(at, 2)), static_cast<uint16_t>(number(at + 2, 2)),
-                number(at + 4, 4), bytes + at + 8);
+    tags.AddRaw(Tag(number(at, 2)), static_cast<uint16_t>(number(at + 2, 2)), number(at + 4, 4),
+                bytes + at + 8);
   tags.Collect(Tags::Resolution::INCLUDED);
   tags.AddProfile();
   uint32_t const at = (file.size + 1) & ~1u;
