@@ -24,13 +24,13 @@ struct Codec {
   GUID const* container;  ///< the Imaging Component's identifier
   char const* className;
   std::span<Option const> options;
-  /// Reads the first picture of a file that begins at position 0. S_FALSE: the file is sound so far, and the
-  /// platform's decoder has to read it.
-  HRESULT (*read)(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
-  /// S_FALSE: the platform's decoder has to add what the header does not say. Null: it has to say all.
+  /// Reads frame `frame`, from 0, of a file that begins at position 0. S_FALSE: the file is sound so far, and
+  /// the platform's decoder has to read it.
+  HRESULT (*read)(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
+  /// Describes the first frame. S_FALSE: the platform's decoder has to.
   HRESULT (*describe)(StreamAdapter& file, Header& header) noexcept;
-  /// What the file says apart from the pixels (file_facts.h). Null: nothing.
-  HRESULT (*readFacts)(StreamAdapter& file, yk::Map& info) noexcept;
+  /// What the file says of a frame apart from the pixels (file_facts.h). Null: nothing.
+  HRESULT (*readFacts)(StreamAdapter& file, unsigned frame, yk::Map& info) noexcept;
   /// Adds the same to a written file (write_facts.h). Null: it cannot hold any.
   void (*writeFacts)(FactsJob& job) noexcept;
   bool paletteIsOpaque = false;  ///< its pixels can have alpha, but its palettes cannot
@@ -42,11 +42,12 @@ std::span<Codec const> Codecs() noexcept;
 /// The row of a format, or null.
 Codec const* FindCodec(yk::Guid const& id) noexcept;
 
-/// Reads the first picture of a file that begins at the stream's position. S_OK: `*image` has one reference,
-/// owned by the caller, and the format closest to the file's. Otherwise it is null: YK_E_BADFILE for a
-/// damaged or truncated file or another format, E_OUTOFMEMORY for one that is too large, or the stream's own
-/// failure.
-HRESULT ReadPicture(Codec const& codec, yk::Stream* stream, yk::AbstractImage** image) noexcept;
+/// Reads frame `frame`, from 0, of a file that begins at the stream's position. S_OK: `*image` has one
+/// reference, owned by the caller, and the format closest to the file's. Otherwise it is null: YK_E_BADFILE
+/// for a damaged or truncated file or another format, E_OUTOFMEMORY for one that is too large, E_INVALIDARG
+/// for a frame that the file does not have, or the stream's own failure.
+HRESULT ReadPicture(Codec const& codec, yk::Stream* stream, unsigned frame,
+                    yk::AbstractImage** image) noexcept;
 
 /// Writes a file at the stream's position, which ends up after the file. Pixels that the format cannot hold
 /// are written as the closest that it can: with fewer bits per channel, without alpha, with 256 colours.

@@ -40,7 +40,7 @@ class Facts {
   void ReadPng() noexcept;
   void ReadJpeg() noexcept;
   void ReadBmp() noexcept;
-  void ReadTags(uint64_t base) noexcept;
+  void ReadTags(uint64_t base, unsigned page = 0) noexcept;
 
  private:
   void Set(img::FileInfoKey key, Variant const& value) noexcept {
@@ -95,10 +95,10 @@ void Facts::SetProfile(void const* bytes, uint32_t size) noexcept {
 
 // ---- TIFF, and EXIF in others
 
-void Facts::ReadTags(uint64_t base) noexcept {
+void Facts::ReadTags(uint64_t base, unsigned page) noexcept {
   enum : uint32_t { CENTIMETRES = 3 };
   TiffDirectory directory;
-  if (directory.Open(file, base) != TiffDirectory::Opened::SOUND) return;
+  if (directory.Open(file, base, page) != TiffDirectory::Opened::SOUND) return;
   uint32_t const orientation = directory.Number(Tag::ORIENTATION, 0);
   if (orientation >= 1 && orientation <= 8) {
     Variant value;
@@ -236,28 +236,27 @@ HRESULT ReadWith(StreamAdapter& file, Map& info, Function read) noexcept {
 
 }  // namespace
 
-HRESULT ReadPngFacts(StreamAdapter& file, Map& info) noexcept {
+HRESULT ReadPngFacts(StreamAdapter& file, unsigned, Map& info) noexcept {
   return ReadWith(file, info, [](Facts& facts) { facts.ReadPng(); });
 }
 
-HRESULT ReadJpegFacts(StreamAdapter& file, Map& info) noexcept {
+HRESULT ReadJpegFacts(StreamAdapter& file, unsigned, Map& info) noexcept {
   return ReadWith(file, info, [](Facts& facts) { facts.ReadJpeg(); });
 }
 
-HRESULT ReadBmpFacts(StreamAdapter& file, Map& info) noexcept {
+HRESULT ReadBmpFacts(StreamAdapter& file, unsigned, Map& info) noexcept {
   return ReadWith(file, info, [](Facts& facts) { facts.ReadBmp(); });
 }
 
-HRESULT ReadTiffFacts(StreamAdapter& file, Map& info) noexcept {
-  return ReadWith(file, info, [](Facts& facts) { facts.ReadTags(0); });
+HRESULT ReadTiffFacts(StreamAdapter& file, unsigned frame, Map& info) noexcept {
+  return ReadWith(file, info, [=](Facts& facts) { facts.ReadTags(0, frame); });
 }
 
-HRESULT ReadFacts(HRESULT (*read)(StreamAdapter& file, Map& info) noexcept, StreamAdapter& file,
-                  AbstractImage& image) noexcept {
+HRESULT ReadFacts(FactsFunction read, StreamAdapter& file, unsigned frame, AbstractImage& image) noexcept {
   if (!read) return S_OK;
   Ref<Map> const info = Ref<Map>::Adopt(Map::Create());
   if (!info) return E_OUTOFMEMORY;
-  HRESULT result = read(file, *info);
+  HRESULT result = read(file, frame, *info);
   for (img::FileInfoFacts const& facts : img::FILE_INFO) {
     Variant value;
     if (yk::Failed(result) || facts.key < img::INFO_ORIENTATION) continue;

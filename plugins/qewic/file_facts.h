@@ -38,15 +38,16 @@ inline constexpr Keyword KEYWORDS[] = {{"Title", yk::img::INFO_TITLE},
                                        {"Software", yk::img::INFO_SOFTWARE},
                                        {"Creation Time", yk::img::INFO_TIME}};
 
-// Set the values that a file has, those from INFO_ORIENTATION on, in `info`. Nothing is set for parts that
-// are damaged: they are not the picture. E_OUTOFMEMORY, or S_OK.
-HRESULT ReadPngFacts(StreamAdapter& file, yk::Map& info) noexcept;
-HRESULT ReadJpegFacts(StreamAdapter& file, yk::Map& info) noexcept;
-HRESULT ReadBmpFacts(StreamAdapter& file, yk::Map& info) noexcept;
-HRESULT ReadTiffFacts(StreamAdapter& file, yk::Map& info) noexcept;
+// Set the values that a file has for a frame, those from INFO_ORIENTATION on, in `info`. Nothing is set for
+// parts that are damaged: they are not the picture. E_OUTOFMEMORY, or S_OK.
+HRESULT ReadPngFacts(StreamAdapter& file, unsigned frame, yk::Map& info) noexcept;
+HRESULT ReadJpegFacts(StreamAdapter& file, unsigned frame, yk::Map& info) noexcept;
+HRESULT ReadBmpFacts(StreamAdapter& file, unsigned frame, yk::Map& info) noexcept;
+HRESULT ReadTiffFacts(StreamAdapter& file, unsigned frame, yk::Map& info) noexcept;
+
+using FactsFunction = HRESULT (*)(StreamAdapter& file, unsigned frame, yk::Map& info) noexcept;
 
 /// Sets what `read`, one of them or null, finds as properties of the image.
-HRESULT ReadFacts(HRESULT (*read)(StreamAdapter& file, yk::Map& info) noexcept, StreamAdapter& file,
-                  yk::AbstractImage& image) noexcept;
+HRESULT ReadFacts(FactsFunction read, StreamAdapter& file, unsigned frame, yk::AbstractImage& image) noexcept;
 
 }  // namespace qewic

@@ -102,7 +102,7 @@ HRESULT DescribeJpeg(StreamAdapter& file, Header& header) noexcept {
 // Decoders allocate what a header claims, some several times as much, or crash: it is checked before they see
 // it. A header that cannot be read is left to the decoder. Decoders also drop a damaged transparency, or show
 // a damaged palette.
-HRESULT CheckPng(StreamAdapter& file, Ref<Image2d>&) noexcept {
+HRESULT CheckPng(StreamAdapter& file, unsigned, Ref<Image2d>&) noexcept {
   Header header;
   if (!ReadPngHeader(file, header)) return S_FALSE;
   HRESULT const checked = CheckClaim(file, header.claim);
@@ -121,7 +121,7 @@ HRESULT CheckPng(StreamAdapter& file, Ref<Image2d>&) noexcept {
   return Failed(checked) ? checked : S_FALSE;
 }
 
-HRESULT CheckJpeg(StreamAdapter& file, Ref<Image2d>&) noexcept {
+HRESULT CheckJpeg(StreamAdapter& file, unsigned, Ref<Image2d>&) noexcept {
   Header header;
   HRESULT const checked = ReadJpegHeader(file, header) ? CheckClaim(file, header.claim) : S_OK;
   return Failed(checked) ? checked : S_FALSE;

@@ -1,5 +1,4 @@
-// What the headers of PNG, JPEG and GIF files say: the decoders of platforms may decode all before they tell
-// it.
+// What the headers of files say: the decoders of platforms may decode all before they tell it.
 #pragma once
 
 #include "reading.h"
@@ -8,13 +7,16 @@ namespace qewic {
 
 struct Header {
   Claim claim;
-  /// What the picture is read as. IMG_NONE: the decoder chooses.
+  /// What the picture is read as. IMG_NONE: the decoder or the pixels decide.
   yk::IMG_FORMAT format = yk::IMG_NONE;
+  uint32_t frames = 1;
 };
 
-// Describe a picture by its header. S_FALSE: the platform's decoder has to add what is not there.
+// Describe the first picture by its header: see Codec::describe.
 HRESULT DescribePng(StreamAdapter& file, Header& header) noexcept;
 HRESULT DescribeJpeg(StreamAdapter& file, Header& header) noexcept;
-HRESULT DescribeGif(StreamAdapter& file, Header& header) noexcept;  // in read_gif.cpp
+HRESULT DescribeBmp(StreamAdapter& file, Header& header) noexcept;
+HRESULT DescribeGif(StreamAdapter& file, Header& header) noexcept;
+HRESULT DescribeTiff(StreamAdapter& file, Header& header) noexcept;
 
 }  // namespace qewic

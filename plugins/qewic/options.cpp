@@ -1,5 +1,6 @@
 #include "options.h"
 
+#include <limits.h>
 #include <wincodec.h>
 
 namespace qewic {
@@ -18,6 +19,15 @@ constexpr wchar_t const* TIFF_METHODS[] = {L"none", L"lzw", L"zip", nullptr};
 constexpr uint8_t WIC_TIFF_METHODS[] = {WICTiffCompressionNone, WICTiffCompressionLZW, WICTiffCompressionZIP};
 
 constexpr unsigned PNG_FILTER = FilterOption::FIRST_OWN, PNG_INTERLACE = FilterOption::FIRST_OWN + 1;
+
+// The file tells how many there are.
+constexpr Option FRAME = {.use = FILTER_READ,
+                          .key = FilterOption::FRAME,
+                          .kind = Kind::INTEGER,
+                          .name = L"frame",
+                          .help = L"The picture to read of those in the file; 0 is the first",
+                          .most = INT_MAX,
+                          .standard = 0};
 
 void SetValue(Variant& value, Option const& option, int number) noexcept {
   option.kind == Kind::SWITCH ? value.Init(number != 0) : value.Init(number);
@@ -53,7 +63,10 @@ constinit Option const JPEG_OPTIONS[1] = {
      .most = 100},
 };
 
-constinit Option const TIFF_OPTIONS[1] = {
+constinit Option const GIF_OPTIONS[1] = {FRAME};
+
+constinit Option const TIFF_OPTIONS[2] = {
+    FRAME,
     {.use = FILTER_WRITE,
      .key = FilterOption::COMPRESSION,
      .kind = Kind::CHOICE,

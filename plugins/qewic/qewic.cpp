@@ -65,7 +65,12 @@ class Filter final : public Destroys<Filter, ykFlt2dEx> {
   }
 
   HRESULT Read(Stream* stream, AbstractImage** image, unsigned) noexcept override {
-    return ReadPicture(codec, stream, image);
+    return ReadPicture(codec, stream, 0, image);
+  }
+
+  HRESULT ReadEx(Stream* stream, Map* options, ExecutionContext*, AbstractImage** image) noexcept override {
+    int const frame = ValueOf(options, FilterOption::FRAME, 0);
+    return ReadPicture(codec, stream, static_cast<unsigned>(frame), image);
   }
 
   HRESULT Write(Stream* stream, AbstractImage* image, unsigned options) noexcept override {

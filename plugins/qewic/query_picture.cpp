@@ -12,7 +12,7 @@ using namespace yk;
 
 namespace {
 
-HRESULT Set(Map& info, img::FileInfoKey key, UINT number) noexcept {
+HRESULT Set(Map& info, img::FileInfoKey key, uint32_t number) noexcept {
   Variant value;
   value.Init(number);
   return info.SetValue(key, value);
@@ -21,7 +21,7 @@ HRESULT Set(Map& info, img::FileInfoKey key, UINT number) noexcept {
 HRESULT DescribeHeader(Header const& header, Map& info) noexcept {
   HRESULT result = Set(info, img::INFO_WIDTH, header.claim.width);
   if (SUCCEEDED(result)) result = Set(info, img::INFO_HEIGHT, header.claim.height);
-  if (SUCCEEDED(result)) result = Set(info, img::INFO_FRAMES, 1);
+  if (SUCCEEDED(result)) result = Set(info, img::INFO_FRAMES, header.frames);
   if (SUCCEEDED(result) && header.claim.bits) result = Set(info, img::INFO_BITS, header.claim.bits);
   return SUCCEEDED(result) && header.format != IMG_NONE ? Set(info, img::INFO_PIXEL_FORMAT, header.format)
                                                         : result;
@@ -40,23 +40,18 @@ UINT BitsOf(IWICImagingFactory& factory, IWICBitmapFrameDecode& frame) noexcept 
   return bits;
 }
 
-/// Fills in what the header does not say.
-HRESULT DescribeFrame(IWICImagingFactory& factory, IWICBitmapDecoder& decoder, Header header,
-                      Map& info) noexcept {
-  UINT frames = 0;
+HRESULT DescribeFrame(IWICImagingFactory& factory, IWICBitmapDecoder& decoder, Map& info) noexcept {
+  Header header;
   Ref<IWICBitmapFrameDecode> frame;
-  HRESULT result = decoder.GetFrameCount(&frames);
+  HRESULT result = decoder.GetFrameCount(&header.frames);
   if (SUCCEEDED(result)) result = decoder.GetFrame(0, frame.Receive());
-  if (SUCCEEDED(result) && !header.claim.width)
-    result = frame->GetSize(&header.claim.width, &header.claim.height);
+  if (SUCCEEDED(result)) result = frame->GetSize(&header.claim.width, &header.claim.height);
   if (FAILED(result)) return result;
-  if (!header.claim.bits) header.claim.bits = BitsOf(factory, *frame.get());
-  result = DescribeHeader(header, info);
-  return SUCCEEDED(result) ? Set(info, img::INFO_FRAMES, frames) : result;
+  header.claim.bits = BitsOf(factory, *frame.get());
+  return DescribeHeader(header, info);
 }
 
-HRESULT DescribeDecoded(GUID const& container, StreamAdapter& file, Header const& header,
-                        Map& info) noexcept {
+HRESULT DescribeDecoded(GUID const& container, StreamAdapter& file, Map& info) noexcept {
   ComScope const com;
   Ref<IWICImagingFactory> factory;
   Ref<IWICBitmapDecoder> decoder;
@@ -65,16 +60,16 @@ HRESULT DescribeDecoded(GUID const& container, StreamAdapter& file, Header const
   if (SUCCEEDED(result)) result = CreateFactory(factory);
   if (SUCCEEDED(result)) result = factory->CreateDecoder(container, nullptr, decoder.Receive());
   if (SUCCEEDED(result)) result = decoder->Initialize(&file, WICDecodeMetadataCacheOnDemand);
-  return SUCCEEDED(result) ? DescribeFrame(*factory.get(), *decoder.get(), header, info) : result;
+  return SUCCEEDED(result) ? DescribeFrame(*factory.get(), *decoder.get(), info) : result;
 }
 
 HRESULT Describe(Codec const& codec, StreamAdapter& file, Map& info) noexcept {
   Header header;
-  HRESULT const described = codec.describe ? codec.describe(file, header) : S_FALSE;
+  HRESULT const described = codec.describe(file, header);
+  if (described == S_FALSE) return DescribeDecoded(*codec.container, file, info);
   if (yk::Failed(described)) return described;
-  if (!header.claim.width || !header.claim.height) header = {};
-  return described == S_OK && header.claim.width ? DescribeHeader(header, info)
-                                                 : DescribeDecoded(*codec.container, file, header, info);
+  if (!header.claim.width || !header.claim.height) return FailDamaged(L"the picture has no pixels");
+  return DescribeHeader(header, info);
 }
 
 }  // namespace
@@ -83,7 +78,7 @@ HRESULT QueryPicture(Codec const& codec, Stream* stream, Map* info) noexcept {
   unsigned const before = ErrorCount();
   Ref<StreamAdapter> const file = StreamAdapter::Create(stream);
   HRESULT result = file ? Describe(codec, *file, *info) : E_OUTOFMEMORY;
-  if (SUCCEEDED(result) && codec.readFacts) result = codec.readFacts(*file, *info);
+  if (SUCCEEDED(result) && codec.readFacts) result = codec.readFacts(*file, 0, *info);
   if (SUCCEEDED(result)) return S_OK;
   HRESULT const ofStream = file ? file->Failure() : S_OK;
   if (yk::Failed(ofStream)) return FailSince(before, ofStream, QUERY, L"the stream could not be read");

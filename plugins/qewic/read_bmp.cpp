@@ -11,6 +11,7 @@
 #include <new>
 #include <span>
 
+#include "headers.h"
 #include "pixel_layouts.h"
 #include "reading.h"
 
@@ -27,7 +28,7 @@ enum Compression : unsigned { PLAIN = 0, RLE8 = 1, RLE4 = 2, MASKS = 3, JPEG = 4
 // In the order of the file.
 enum Channel { RED, GREEN, BLUE, ALPHA, CHANNELS };
 
-struct Header {
+struct BmpHeader {
   uint32_t size, pixels;  // its own size; where the pixels begin
   uint32_t width, height;
   unsigned bits, compression, used;
@@ -48,9 +49,9 @@ constexpr Masks AS_THEY_ARE[] = {
     {32, {0xFF0000, 0xFF00, 0xFF, 0xFF000000}, IMG_BGRA32},
 };
 
-bool UsesMasks(Header const& header) noexcept { return header.bits == 16 || header.bits == 32; }
+bool UsesMasks(BmpHeader const& header) noexcept { return header.bits == 16 || header.bits == 32; }
 
-void SetMasks(StreamAdapter& file, uint8_t const* bytes, Header& header) noexcept {
+void SetMasks(StreamAdapter& file, uint8_t const* bytes, BmpHeader& header) noexcept {
   static constexpr uint32_t PLAIN_MASKS[][3] = {{0x7C00, 0x3E0, 0x1F}, {0xFF0000, 0xFF00, 0xFF}};
   if (header.compression == PLAIN) {
     std::copy_n(PLAIN_MASKS[header.bits == 32], 3, header.masks);
@@ -67,7 +68,7 @@ void SetMasks(StreamAdapter& file, uint8_t const* bytes, Header& header) noexcep
   for (unsigned i = 0; i < inHeader; ++i) header.masks[i] = Little(at + 4 * i, 4);
 }
 
-HRESULT ReadHeader(StreamAdapter& file, Header& header) noexcept {
+HRESULT ReadHeader(StreamAdapter& file, BmpHeader& header) noexcept {
   uint8_t bytes[FILE_HEADER + 124] = {};
   if (!HasSignature(file, ids::FILE_BMP) || !file.ReadAt(0, bytes, FILE_HEADER + 4))
     return FailDamaged(L"the header is invalid");
@@ -91,7 +92,7 @@ HRESULT ReadHeader(StreamAdapter& file, Header& header) noexcept {
   return S_OK;
 }
 
-HRESULT CheckKind(Header const& header) noexcept {
+HRESULT CheckKind(BmpHeader const& header) noexcept {
   unsigned const bits = header.bits, how = header.compression;
   if (how == JPEG || how == PNG) return FailUnsupported(L"it holds a JPEG or PNG file");
   if (header.size == OS2_LONG_HEADER && how == MASKS) return FailUnsupported(L"its compression is OS/2's");
@@ -105,7 +106,7 @@ HRESULT CheckKind(Header const& header) noexcept {
   return S_OK;
 }
 
-Masks const* FindMasks(Header const& header) noexcept {
+Masks const* FindMasks(BmpHeader const& header) noexcept {
   auto const* const found =
       std::find_if(std::begin(AS_THEY_ARE), std::end(AS_THEY_ARE), [&](Masks const& row) {
         return row.bits == header.bits && std::equal(row.masks, row.masks + CHANNELS, header.masks);
@@ -113,13 +114,13 @@ Masks const* FindMasks(Header const& header) noexcept {
   return found == std::end(AS_THEY_ARE) ? nullptr : found;
 }
 
-IMG_FORMAT FormatOf(Header const& header) noexcept {
+IMG_FORMAT FormatOf(BmpHeader const& header) noexcept {
   if (header.bits <= 8) return IndexFormat(header.bits);
   Masks const* const known = UsesMasks(header) ? FindMasks(header) : nullptr;
   return known ? known->format : FormatOfChannels(img::ChannelKind::UNSIGNED, header.masks[ALPHA] ? 4 : 3, 8);
 }
 
-void FillPalette(StreamAdapter& file, Header const& header, Image2d& image) noexcept {
+void FillPalette(StreamAdapter& file, BmpHeader const& header, Image2d& image) noexcept {
   unsigned const size = header.size == OS2_HEADER ? 3 : 4;
   unsigned const most = std::min<unsigned>(1u << header.bits, image.paletteCount);
   unsigned count = header.used ? std::min(header.used, most) : most;
@@ -148,9 +149,9 @@ class ByMask {
   uint64_t most;
 };
 
-uint64_t RowBits(Header const& header) noexcept { return uint64_t{header.width} * header.bits; }
+uint64_t RowBits(BmpHeader const& header) noexcept { return uint64_t{header.width} * header.bits; }
 
-void SpreadRow(Header const& header, uint8_t const* from, uint8_t* to, Image2d const& image) noexcept {
+void SpreadRow(BmpHeader const& header, uint8_t const* from, uint8_t* to, Image2d const& image) noexcept {
   ByMask const blue(header.masks[BLUE]), green(header.masks[GREEN]), red(header.masks[RED]);
   ByMask const alpha(header.masks[ALPHA]);
   unsigned const size = header.bits / 8;
@@ -163,22 +164,22 @@ void SpreadRow(Header const& header, uint8_t const* from, uint8_t* to, Image2d c
 }
 
 /// How the bytes of a row become pixels.
-using PutFunction = void (*)(Header const& header, uint8_t const* from, uint8_t* to, Image2d const& image);
+using PutFunction = void (*)(BmpHeader const& header, uint8_t const* from, uint8_t* to, Image2d const& image);
 
-void CopyRow(Header const& header, uint8_t const* from, uint8_t* to, Image2d const&) noexcept {
+void CopyRow(BmpHeader const& header, uint8_t const* from, uint8_t* to, Image2d const&) noexcept {
   std::copy_n(from, BytesOf(RowBits(header)), to);
 }
 
-void WidenRow(Header const& header, uint8_t const* from, uint8_t* to, Image2d const& image) noexcept {
+void WidenRow(BmpHeader const& header, uint8_t const* from, uint8_t* to, Image2d const& image) noexcept {
   WidenIndices(from, header.bits, to, image.bitsPerPixel, image.width);
 }
 
-PutFunction PutFor(Header const& header) noexcept {
+PutFunction PutFor(BmpHeader const& header) noexcept {
   if (UsesMasks(header)) return FindMasks(header) ? CopyRow : SpreadRow;
   return header.bits == img::GetFacts(FormatOf(header)).bits ? CopyRow : WidenRow;
 }
 
-HRESULT ReadRows(StreamAdapter& file, Header const& header, Image2d& image) noexcept {
+HRESULT ReadRows(StreamAdapter& file, BmpHeader const& header, Image2d& image) noexcept {
   size_t const used = BytesOf(RowBits(header));
   size_t const size = static_cast<size_t>(img::PaddedBytes(static_cast<int64_t>(RowBits(header))));
   PutFunction const put = PutFor(header);
@@ -261,7 +262,7 @@ class Runs {
   int x = 0, y = 0;  // from the bottom up
 };
 
-HRESULT ReadRuns(StreamAdapter& file, Header const& header, Image2d& image) noexcept {
+HRESULT ReadRuns(StreamAdapter& file, BmpHeader const& header, Image2d& image) noexcept {
   if (header.pixels >= file.Extent()) return FailTruncated();
   size_t const size = static_cast<size_t>(file.Extent() - header.pixels);
   std::unique_ptr<uint8_t[]> const data(new (std::nothrow) uint8_t[size]);
@@ -272,8 +273,16 @@ HRESULT ReadRuns(StreamAdapter& file, Header const& header, Image2d& image) noex
 
 }  // namespace
 
-HRESULT ReadBmp(StreamAdapter& file, Ref<Image2d>& image) noexcept {
-  Header header;
+HRESULT DescribeBmp(StreamAdapter& file, Header& header) noexcept {
+  BmpHeader bmp;
+  HRESULT result = ReadHeader(file, bmp);
+  if (Succeeded(result)) result = CheckKind(bmp);
+  if (Succeeded(result)) header = {{bmp.width, bmp.height, bmp.bits}, FormatOf(bmp)};
+  return result;
+}
+
+HRESULT ReadBmp(StreamAdapter& file, unsigned, Ref<Image2d>& image) noexcept {
+  BmpHeader header;
   HRESULT result = ReadHeader(file, header);
   if (Succeeded(result)) result = CheckKind(header);
   if (Succeeded(result)) result = MakePicture(file, FormatOf(header), header.width, header.height, image);

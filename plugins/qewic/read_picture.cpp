@@ -25,7 +25,7 @@ HRESULT ToFileError(HRESULT result) noexcept {
 class Reader {
  public:
   explicit Reader(StreamAdapter& from) noexcept : file(from) {}
-  HRESULT Open(GUID const& container) noexcept;
+  HRESULT Open(GUID const& container, unsigned frame) noexcept;
   HRESULT ChooseLayout() noexcept;
   HRESULT Decode(Ref<Image2d>& image) noexcept;
 
@@ -40,7 +40,7 @@ class Reader {
   Layout const* layout = nullptr;
 };
 
-HRESULT Reader::Open(GUID const& container) noexcept {
+HRESULT Reader::Open(GUID const& container, unsigned index) noexcept {
   HRESULT result = CreateFactory(factory);
   if (FAILED(result)) return result;
   result = file.Seek({}, STREAM_SEEK_SET, nullptr);
@@ -50,7 +50,7 @@ HRESULT Reader::Open(GUID const& container) noexcept {
   result = decoder->Initialize(&file, WICDecodeMetadataCacheOnDemand);
   if (FAILED(result)) return result;
   Ref<IWICBitmapFrameDecode> frame;
-  result = decoder->GetFrame(0, frame.Receive());
+  result = decoder->GetFrame(index, frame.Receive());
   source = Ref<IWICBitmapSource>::Adopt(frame.Detach());
   return result;
 }
@@ -136,18 +136,19 @@ HRESULT Reader::Decode(Ref<Image2d>& image) noexcept {
   return img::GetFacts(layout->image).paletteEntries ? FillPalette(*image) : S_OK;
 }
 
-HRESULT ReadWithPlatform(GUID const& container, StreamAdapter& file, Ref<Image2d>& image) noexcept {
+HRESULT ReadWithPlatform(GUID const& container, StreamAdapter& file, unsigned frame,
+                         Ref<Image2d>& image) noexcept {
   ComScope const com;
   if (FAILED(com.Result())) return com.Result();
   Reader reader(file);
-  HRESULT result = reader.Open(container);
+  HRESULT result = reader.Open(container, frame);
   if (SUCCEEDED(result)) result = reader.ChooseLayout();
   return SUCCEEDED(result) ? reader.Decode(image) : result;
 }
 
 }  // namespace
 
-HRESULT ReadPicture(Codec const& codec, Stream* stream, AbstractImage** out) noexcept {
+HRESULT ReadPicture(Codec const& codec, Stream* stream, unsigned frame, AbstractImage** out) noexcept {
   if (!out) return Fail(E_INVALIDARG, READ, L"image is null");
   *out = nullptr;
   if (!stream) return Fail(E_INVALIDARG, READ, L"stream is null");
@@ -155,9 +156,9 @@ HRESULT ReadPicture(Codec const& codec, Stream* stream, AbstractImage** out) noe
   Ref<StreamAdapter> const file = StreamAdapter::Create(stream);
   if (!file) return Report(before, READ, E_OUTOFMEMORY, E_OUTOFMEMORY);
   Ref<Image2d> image;
-  HRESULT result = codec.read(*file, image);
-  if (result == S_FALSE) result = ReadWithPlatform(*codec.container, *file, image);
-  if (SUCCEEDED(result)) result = ReadFacts(codec.readFacts, *file, *image);
+  HRESULT result = codec.read(*file, frame, image);
+  if (result == S_FALSE) result = ReadWithPlatform(*codec.container, *file, frame, image);
+  if (SUCCEEDED(result)) result = ReadFacts(codec.readFacts, *file, frame, *image);
   HRESULT const ofStream = file->Failure();
   if (FAILED(ofStream))  // even if the decoder ignored it
     return FailSince(before, ofStream, READ, L"the stream could not be read");

@@ -13,6 +13,7 @@
 #include <iterator>
 #include <new>
 
+#include "headers.h"
 #include "inflate.h"
 #include "lzw.h"
 
@@ -97,11 +98,13 @@ void ReverseBits(uint8_t* bytes, size_t size) noexcept {
 
 class Reader {
  public:
-  explicit Reader(StreamAdapter& from) noexcept : file(from) {}
+  explicit Reader(StreamAdapter& from, unsigned frame = 0) noexcept : file(from), page(frame) {}
+  HRESULT Describe(Header& header) noexcept;
   HRESULT Read(Ref<Image2d>& image) noexcept;
 
  private:
   HRESULT OpenDirectory() noexcept;
+  HRESULT ReadKind() noexcept;
   HRESULT ReadLayout() noexcept;
   HRESULT CheckSamples() noexcept;
   HRESULT ReadColours() noexcept;
@@ -117,6 +120,7 @@ class Reader {
   uint64_t SizeOfRows(uint32_t rows) const noexcept;
 
   StreamAdapter& file;
+  unsigned const page;
   TiffDirectory directory;
   TiffLayout layout;
   uint32_t compression = NONE;
@@ -209,35 +213,53 @@ HRESULT Reader::CheckCompression() noexcept {
 
 HRESULT Reader::OpenDirectory() noexcept {
   using Opened = TiffDirectory::Opened;
-  Opened const opened = directory.Open(file);
+  Opened const opened = directory.Open(file, 0, page);
   if (opened == Opened::BIG) return FailUnsupported(L"it is a BigTIFF file");
   if (opened == Opened::TRUNCATED) return FailTruncated();
+  if (opened == Opened::MISSING) return FailNoFrame(page, directory.CountPages());
   if (opened == Opened::EMPTY) return FailDamaged(L"it contains no picture");
-  return opened == Opened::INVALID ? FailDamaged(L"the header is invalid") : S_OK;
-}
-
-HRESULT Reader::ReadLayout() noexcept {
-  HRESULT result = OpenDirectory();
-  if (yk::Failed(result)) return result;
+  if (opened == Opened::INVALID) return FailDamaged(L"the header is invalid");
   layout.width = directory.Number(Tag::WIDTH, 0);
   layout.height = directory.Number(Tag::HEIGHT, 0);
   layout.bits = directory.Number(Tag::BITS, 1);
   layout.samples = directory.Number(Tag::SAMPLES, 1);
+  return S_OK;
+}
+
+/// What the pixels are. S_FALSE: they are compressed as fax.
+HRESULT Reader::ReadKind() noexcept {
   layout.planar = layout.samples > 1 && directory.Number(Tag::PLANAR, 1) == 2;
   layout.bigEndian = directory.IsBigEndian();
   reversed = directory.Number(Tag::FILL_ORDER, 1) == 2;
   if (layout.samples < 1 || layout.samples > TiffLayout::MOST_SAMPLES)
     return FailUnsupported(L"of its number of channels");
-  result = ReadColours();
+  HRESULT result = ReadColours();
   if (Succeeded(result)) result = CheckSamples();
   if (Succeeded(result)) result = ReadAlpha();
-  if (Succeeded(result))
-    result = CheckClaim(file, {layout.width, layout.height, layout.bits * layout.samples});
   if (Succeeded(result)) result = CheckCompression();
-  if (result != S_OK) return result;
-  if (layout.planar && layout.colours == TiffColours::YCBCR && layout.across * layout.down > 1)
+  if (Succeeded(result) && layout.planar && layout.IsSubsampled())
     return FailUnsupported(L"its subsampled channels are in separate planes");
-  return ReadBlocks();
+  return result;
+}
+
+HRESULT Reader::ReadLayout() noexcept {
+  HRESULT const opened = OpenDirectory();
+  if (yk::Failed(opened)) return opened;
+  HRESULT const kind = ReadKind();
+  if (yk::Failed(kind)) return kind;
+  HRESULT const checked = CheckClaim(file, {layout.width, layout.height, layout.bits * layout.samples});
+  if (yk::Failed(checked)) return checked;
+  return kind == S_FALSE ? kind : ReadBlocks();
+}
+
+/// A file that cannot be read is described nevertheless, but without a pixel format.
+HRESULT Reader::Describe(Header& header) noexcept {
+  HRESULT const opened = OpenDirectory();
+  if (yk::Failed(opened)) return opened;
+  header.claim = {layout.width, layout.height, layout.bits * layout.samples};
+  header.frames = directory.CountPages();
+  if (Succeeded(ReadKind())) header.format = layout.FormatOfPicture();
+  return directory.IsBroken() ? FailTruncated() : S_OK;
 }
 
 HRESULT Reader::FillPalette(Image2d& image) noexcept {
@@ -346,6 +368,10 @@ HRESULT Reader::Read(Ref<Image2d>& image) noexcept {
 
 }  // namespace
 
-HRESULT ReadTiff(StreamAdapter& file, Ref<Image2d>& image) noexcept { return Reader(file).Read(image); }
+HRESULT DescribeTiff(StreamAdapter& file, Header& header) noexcept { return Reader(file).Describe(header); }
+
+HRESULT ReadTiff(StreamAdapter& file, unsigned frame, Ref<Image2d>& image) noexcept {
+  return Reader(file, frame).Read(image);
+}
 
 }  // namespace qewic

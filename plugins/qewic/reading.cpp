@@ -101,6 +101,10 @@ HRESULT FailUnsupported(wchar_t const* reason) noexcept {
   return Fail(YK_E_BADFILE, READ, L"not supported, because %s", reason);
 }
 
+HRESULT FailNoFrame(unsigned frame, unsigned frames) noexcept {
+  return Fail(E_INVALIDARG, READ, L"there is no frame %u: the file has %u, counted from 0", frame, frames);
+}
+
 HRESULT FailTruncated() noexcept { return FailDamaged(L"it is truncated"); }
 
 }  // namespace qewic

@@ -70,15 +70,18 @@ HRESULT FailDamaged(wchar_t const* what) noexcept;
 /// Records that the file may be sound: "not supported, because " and `reason`. \return YK_E_BADFILE
 HRESULT FailUnsupported(wchar_t const* reason) noexcept;
 
+/// Records that there is no frame `frame`, but only `frames`. \return E_INVALIDARG
+HRESULT FailNoFrame(unsigned frame, unsigned frames) noexcept;
+
 /// "it is truncated", which is what most damage amounts to.
 HRESULT FailTruncated() noexcept;
 
 // The readers: see Codec::read. CheckPng and CheckJpeg return a failure or S_FALSE, and make no image.
-HRESULT CheckPng(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
-HRESULT CheckJpeg(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
-HRESULT ReadBmp(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
-HRESULT ReadGif(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
+HRESULT CheckPng(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
+HRESULT CheckJpeg(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
+HRESULT ReadBmp(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
+HRESULT ReadGif(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
 /// S_FALSE: it is compressed as fax.
-HRESULT ReadTiff(StreamAdapter& file, yk::Ref<yk::Image2d>& image) noexcept;
+HRESULT ReadTiff(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
 
 }  // namespace qewic

@@ -16,8 +16,7 @@ unsigned SizeOf(unsigned type) noexcept { return type < std::size(SIZES) ? SIZES
 
 }  // namespace
 
-TiffDirectory::Opened TiffDirectory::Open(StreamAdapter& from, uint64_t start) noexcept {
-  file = &from, base = start, count = 0;
+TiffDirectory::Opened TiffDirectory::ReadHeader() noexcept {
   uint8_t head[8];
   if (!file->ReadAt(base, head, sizeof head)) return Opened::TRUNCATED;
   bigEndian = head[0] == 'M';
@@ -25,12 +24,55 @@ TiffDirectory::Opened TiffDirectory::Open(StreamAdapter& from, uint64_t start) n
   if (head[0] != head[1] || (head[0] != 'I' && head[0] != 'M')) return Opened::INVALID;
   if (version == 43) return Opened::BIG;
   if (version != 42) return Opened::INVALID;
-  uint64_t const at = base + Word(head + 4, 4);
-  if (!file->ReadAt(at, head, 2)) return Opened::TRUNCATED;
+  first = Word(head + 4, 4);
+  return Opened::SOUND;
+}
+
+TiffDirectory::Opened TiffDirectory::ReadFields(uint32_t directory) noexcept {
+  uint8_t head[2];
+  uint64_t const at = base + directory;
+  if (!file->ReadAt(at, head, sizeof head)) return Opened::TRUNCATED;
   uint32_t const present = Word(head, 2);
   for (uint32_t i = 0; i < present; ++i)
     if (!ReadField(at + 2 + uint64_t{i} * 12)) return Opened::TRUNCATED;
   return present ? Opened::SOUND : Opened::EMPTY;
+}
+
+TiffDirectory::Opened TiffDirectory::Open(StreamAdapter& from, uint64_t start, uint32_t page) noexcept {
+  file = &from, base = start, count = 0;
+  Opened const opened = ReadHeader();
+  if (opened != Opened::SOUND) return opened;
+  if (page > 0 && page >= CountPages()) return Opened::MISSING;
+  uint32_t directory = first;
+  for (; page > 0; --page) directory = Next(directory);
+  return ReadFields(directory);
+}
+
+/// The directory after this one; 0: it is the last.
+uint32_t TiffDirectory::Next(uint32_t directory) const noexcept {
+  uint8_t bytes[4];
+  uint64_t const at = base + directory;
+  if (!file->ReadAt(at, bytes, 2) || !file->ReadAt(at + 2 + 12 * Word(bytes, 2), bytes, 4)) return 0;
+  uint32_t const next = Word(bytes, 4);
+  return next && HasFields(next) ? next : 0;
+}
+
+bool TiffDirectory::HasFields(uint32_t directory) const noexcept {
+  uint8_t bytes[2];
+  return file->ReadAt(base + directory, bytes, sizeof bytes) && Word(bytes, 2) > 0;
+}
+
+// A damaged chain may lead back into itself. A mark that moves on at powers of two meets any loop; then
+// `since` is its length, and its directories are counted once.
+uint32_t TiffDirectory::CountPages() const noexcept {
+  uint32_t pages = 0, mark = 0, since = 1, span = 1, at = first;
+  for (; at != 0 && at != mark; at = Next(at), ++pages, ++since)
+    if (since == span) mark = at, since = 0, span *= 2;
+  if (at == 0) return std::max(pages, 1u);
+  uint32_t ahead = first;
+  for (uint32_t i = 0; i < since; ++i) ahead = Next(ahead);
+  for (pages = since, at = first; at != ahead; at = Next(at), ahead = Next(ahead)) ++pages;
+  return pages;
 }
 
 // Fields are sorted by their number. No writer has so many that one which is asked for is beyond the room.

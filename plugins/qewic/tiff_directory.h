@@ -46,10 +46,14 @@ enum class Tag : uint16_t {
 /// One directory. Values are read when they are asked for.
 class TiffDirectory {
  public:
-  enum class Opened { SOUND, TRUNCATED, INVALID, EMPTY, BIG };
+  enum class Opened { SOUND, TRUNCATED, INVALID, EMPTY, BIG, MISSING };
 
-  /// Reads a file's header, at `base`, and finds its first directory. Records no failure.
-  Opened Open(StreamAdapter& file, uint64_t base = 0) noexcept;
+  /// Reads a file's header, at `base`, and the directory of a page, from 0. Records no failure. MISSING: the
+  /// file is sound, but has fewer pages.
+  Opened Open(StreamAdapter& file, uint64_t base = 0, uint32_t page = 0) noexcept;
+
+  /// How many pages the opened file has.
+  uint32_t CountPages() const noexcept;
 
   bool Has(Tag tag) const noexcept { return Find(tag) != nullptr; }
   /// How many values a field has; 0: it is missing.
@@ -77,9 +81,14 @@ class TiffDirectory {
 
   Field const* Find(Tag tag) const noexcept;
   bool ReadField(uint64_t at) noexcept;
+  Opened ReadHeader() noexcept;
+  Opened ReadFields(uint32_t directory) noexcept;
+  uint32_t Next(uint32_t directory) const noexcept;
+  bool HasFields(uint32_t directory) const noexcept;
 
   StreamAdapter* file = nullptr;
   uint64_t base = 0;
+  uint32_t first = 0;  // directory, counted from `base`
   bool bigEndian = false;
   mutable bool broken = false;
   unsigned count = 0;

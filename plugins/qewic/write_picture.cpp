@@ -221,7 +221,7 @@ bool SwapsBytes(Codec const& codec, IMG_FORMAT format) noexcept {
   if (SUCCEEDED(result)) result = writer.Encode(*pixel);
   if (FAILED(writer.Finish(before, result)) || yk::Failed(file->Seek(0, Stream::FROM_START))) return false;
   Ref<AbstractImage> back;
-  if (yk::Failed(ReadPicture(codec, file.get(), back.Receive()))) return false;
+  if (yk::Failed(ReadPicture(codec, file.get(), 0, back.Receive()))) return false;
   Image2d& there = static_cast<Image2d&>(*back);
   return there.format == format && there.bits[0] == LOW_AND_HIGH[1];
 }

@@ -4,6 +4,7 @@
 #include <qecore/core/system.h>
 #include <qecore/image/file_info.h>
 #include <qecore/image/filter_option.h>
+#include <qecore/image/image_file.h>
 #include <qecore/image/image_limits.h>
 #include <qecore/image/orientation.h>
 #include <qecore/values/map.h>
@@ -63,11 +64,24 @@ string Encode(ykFlt2d& filter, Image2d& image, unsigned options = 0) {
   return Content(*stream);
 }
 
-/// The picture of a whole file.
+/// What the file says under a key, or a number that it cannot say.
+unsigned Described(ykFlt2d& filter, string const& file, unsigned key) {
+  Ref<Map> const info = Own(Map::Create());
+  Variant value;
+  unsigned number = 99;
+  EXPECT_EQ(filter.QueryFileInfo(Memory(file).get(), info.get(), 0), S_OK);
+  return info->GetValue(key, value) == S_OK && value.Get(number) ? number : 99;
+}
+
+/// The picture of a whole file, which describes it in the same way.
 ImageRef Decoded(ykFlt2d& filter, string const& file) {
   ImageRef image;
   EXPECT_EQ(Decode(filter, *Memory(file), image), S_OK);
-  return image ? image : ImageRef::Adopt(Image2d::Create());
+  if (!image) return ImageRef::Adopt(Image2d::Create());
+  auto const format = Described(filter, file, img::INFO_PIXEL_FORMAT);
+  EXPECT_TRUE(format == static_cast<unsigned>(image->format) || (format == 99 && file[25] == 4)) << format;
+  EXPECT_EQ(Described(filter, file, img::INFO_WIDTH), static_cast<unsigned>(image->width));
+  return image;
 }
 
 ImageRef ThereAndBack(ykFlt2d& filter, Image2d& image, unsigned options = 0) {
@@ -212,6 +226,16 @@ constexpr char PNG_TURNED[] =
     "03000000010003000000000000845f64ce0000000b49444154789c6360640200000700047649e3280000000049454e44ae42608"
     "2";
 
+// three frames of four colours: all of 20, 50 in the middle, 80 at the right
+constexpr char GIF_FRAMES[] =
+    "47494638396103000100f100000909090a141e28323c46505a2c00000000030001000002028c0b0021f90401000003002c010000"
+    "00010001000002025401002c02000000010001000002025c01003b";
+// two pages of one pixel of grey, 5 and 7
+constexpr char TIFF_PAGES[] =
+    "49492a000a0000000507050000010400010000000100000001010400010000000100000002010300010000000800000006010300"
+    "01000000010000001101040001000000080000004c00000005000001040001000000010000000101040001000000010000000201"
+    "0300010000000800000006010300010000000100000011010400010000000900000000000000";
+
 template <class Type>
 Variant Value(Type content) {
   Variant value;
@@ -321,6 +345,41 @@ TEST_F(Filters, ReadWhatPlatformsReadDifferently) {
     EXPECT_EQ(image->format, format) << hex;
     EXPECT_EQ(Pixels(*image, format), string(pixels.begin(), pixels.end())) << hex;
     EXPECT_TRUE(type != ids::FILE_GIF || image->palette[2].alpha == 0);
+  }
+}
+
+// The files with a byte changed: what the second frame leaves of itself, and the page after the last.
+TEST_F(Filters, ReadEachFrame) {
+  struct Row {
+    size_t filter, place;
+    char changed;
+    int frame;
+    Bytes greens;  // 0 where nothing is
+  };
+  Row const rows[] = {{3, 43, 4, 0, {20, 20, 20}}, {3, 43, 4, 1, {20, 50, 20}}, {3, 43, 4, 2, {20, 50, 80}},
+                      {3, 43, 8, 2, {20, 0, 80}},  {3, 43, 8, 1, {20, 50, 20}}, {3, 43, 12, 2, {20, 20, 80}},
+                      {3, 43, 4, 3, {}},           {4, 138, 0, 0, {5}},         {4, 138, 0, 1, {7}},
+                      {4, 138, 10, 1, {7}},        {4, 138, 0, 2, {}},          {4, 138, 76, 2, {}}};
+  for (Row const& row : rows) {
+    string file = FromHex(row.filter == 3 ? GIF_FRAMES : TIFF_PAGES);
+    file[row.place] = row.changed;
+    unsigned const frames = row.filter == 3 ? 3 : 2;
+    EXPECT_EQ(Described(*filters[row.filter], file, img::INFO_FRAMES), frames);
+    Ref<Map> const options = Own(Map::Create());
+    Ref<AbstractImage> out;
+    options->SetValue(FilterOption::FRAME, Value(row.frame));
+    auto const read = [&] { return img::Read(Memory(file).get(), options.get(), nullptr, out.Receive()); };
+    if (row.greens.empty()) {
+      ExpectFailures({{E_INVALIDARG,
+                       L"there is no frame " + std::to_wstring(frames) + L": the file has " +
+                           std::to_wstring(frames) + L", counted from 0",
+                       read}});
+      continue;
+    }
+    ASSERT_EQ(read(), S_OK);
+    string const pixels = Pixels(static_cast<Image2d&>(*out), IMG_BGRA32);
+    for (size_t i = 0; i < row.greens.size(); ++i)
+      EXPECT_EQ(uint8_t(pixels[4 * i + 3] ? pixels[4 * i + 1] : 0), row.greens[i]) << row.frame << ' ' << i;
   }
 }
 
