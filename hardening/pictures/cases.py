@@ -1,6 +1,7 @@
 """Pictures of all kinds, each with what it shows, and damaged ones, for judge.py."""
 
 import dataclasses
+import functools
 import io
 import itertools
 import pathlib
@@ -25,6 +26,7 @@ class Case:
     expect: str = MUST
     tolerance: float = BYTE
     before: "Case" = None  # it was damaged
+    frame: int = 0
 
 
 def noise(height, width, channels, bits, seed=1):
@@ -175,11 +177,49 @@ def gifs():
     yield Case("gif-beyond", e.gif((8, 8), [(3, 2, indices, None, False, None, 4)], colours), wide, MAY)
     frames = [(0, 0, indices, None, False, None, 4), (1, 1, indices[:3], None, False, 2, 4)]
     yield Case("gif-frames", e.gif((8, 6), frames, colours), looked_up(indices, colours))
+    yield from gif_animations()
     yield Case("gif-87", e.gif((8, 6), frames[:1], colours, version=b"87a"), looked_up(indices, colours))
     yield Case("gif-no-frame", e.gif((8, 6), [], colours), None, NEVER)
 
 
+def gif_animations():
+    """Frames anywhere, even beyond the screen, that leave all, nothing or what was there before."""
+    rng = random.Random(7)
+    for i in range(12):
+        frames, shown, canvas, beginning = [], [], np.zeros((13, 17, 4)), palette_of(8)
+        for n in range(6):
+            w, h = (17, 13) if n in (0, i % 4 + 2) else (rng.randrange(1, 12), rng.randrange(1, 9))
+            left, top = (0, 0) if w == 17 else (rng.randrange(17), rng.randrange(13))
+            indices = noise(h, w, 1, 3, seed=10 * i + n)[:, :, 0]
+            local = palette_of(8, 10 * i + n) if rng.randrange(2) else None
+            clear, disposal = rng.choice((None, 3)), rng.randrange(4)
+            frames.append((left, top, indices, local, bool(rng.randrange(2)), clear, 3, disposal))
+            before = canvas.copy()
+            colours = looked_up(indices, local or beginning)[:13 - top, :17 - left]
+            place = canvas[top:top + h, left:left + w]
+            place[:] = np.where((indices == (99 if clear is None else clear))[:13 - top, :17 - left, None], place, colours)
+            shown.append(canvas.copy())
+            if disposal == 2:
+                canvas[top:top + h, left:left + w] = 0
+            canvas = before if disposal == 3 else canvas
+        data = e.gif((17, 13), frames, beginning)
+        for n in range(6):
+            yield Case(f"gif-animation-{i}-{n}", data, shown[n], frame=n)
+        yield Case(f"gif-animation-{i}-none", data, None, NEVER, frame=6)
+
+
 # ---- TIFF
+
+def tiff_pages():
+    kinds = ((3, 8, 2), (1, 8, 1), (1, 1, 1), (3, 16, 2))  # channels, bits, photometric
+    samples = [noise(9, 13, channels, bits, seed) for seed, (channels, bits, _) in enumerate(kinds)]
+    for order in ("little", "big"):
+        pages = [functools.partial(e.tiff, s, bits, colours, order) for s, (_, bits, colours) in zip(samples, kinds)]
+        data = e.tiff_chain(pages, order)
+        for n, (_, bits, _) in enumerate(kinds):
+            yield Case(f"tiff-page-{order}-{n}", data, rgba(samples[n] / ((1 << bits) - 1)), frame=n)
+        yield Case(f"tiff-page-{order}-none", data, None, NEVER, frame=len(kinds))
+
 
 def tiff_case(name, samples, bits, photometric, expect=MUST, tolerance=BYTE, truth=None, **how):
     return Case("tiff-" + name, e.tiff(samples, bits, photometric, **how), truth, expect, tolerance)
@@ -261,6 +301,7 @@ def tiffs():
         truth = rgba(np.clip(colour, 0, 255) / 255)
         yield tiff_case(f"ycbcr-{across}-{down}-{compression}", s, 8, 6, MUST, 14 / 255 if across > 1 else 2 / 255, truth,
                         subsampling=(across, down), compression=compression, strip=8)
+    yield from tiff_pages()
     s = noise(9, 13, 1, 1)
     yield tiff_case("fill", s, 1, 1, truth=rgba(s / 1), fill=2)
     yield tiff_case("fill-lzw", s, 1, 1, truth=rgba(s / 1), fill=2, compression=5)
@@ -371,7 +412,7 @@ def damaged(sound, count):
     small = [case for case in sound if len(case.data) < 20000]
     for i in range(count):
         case = small[rng.randrange(len(small))]
-        yield Case(f"damaged-{i}-{case.name}", damage(case, rng), None, MAY, 17 / 255 if case.name.startswith("bmp") and "-16-" in case.name else case.tolerance, case)
+        yield Case(f"damaged-{i}-{case.name}", damage(case, rng), None, MAY, 17 / 255 if case.name.startswith("bmp") and "-16-" in case.name else case.tolerance, case, case.frame)
 
 
 def huge():

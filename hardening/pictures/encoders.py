@@ -178,16 +178,16 @@ def blocks(data, most=255):
 
 
 def gif(screen, frames, palette=None, background=0, version=b"89a"):
-    """`frames` are (left, top, indices, palette or None, interlaced, transparent index or None, code bits)."""
+    """`frames` are (left, top, indices, palette or None, interlaced, transparent index or None, code bits, disposal)."""
     def table(colours):
         bits = max(1, (len(colours) - 1).bit_length())
         return bits, b"".join(bytes(c[:3]) for c in colours) + bytes(3 * ((1 << bits) - len(colours)))
 
     bits, data = table(palette) if palette else (1, b"")
     out = b"GIF" + version + struct.pack("<HHBBB", *screen, (0x80 if palette else 0) | 0x70 | (bits - 1), background, 0) + data
-    for left, top, indices, local, interlaced, transparent, code_bits in frames:
-        if transparent is not None:
-            out += b"\x21\xf9\x04" + bytes((1, 0, 0, transparent, 0))
+    for left, top, indices, local, interlaced, transparent, code_bits, *disposal in frames:
+        if transparent is not None or disposal:
+            out += b"\x21\xf9\x04" + bytes((sum(disposal) << 2 | (transparent is not None), 0, 0, transparent or 0, 0))
         bits, data = table(local) if local else (1, b"")
         height, width = indices.shape
         out += b"," + struct.pack("<HHHHB", left, top, width, height, (0x80 | (bits - 1) if local else 0) | 0x40 * interlaced)
@@ -284,8 +284,9 @@ def float_predicted(rows, channels, bits):
 
 
 def tiff(samples, bits, photometric, order="little", planar=False, compression=1, predictor=1, strip=0, tile=0, fill=1,
-         kind=1, extra=(), colours=None, tags=(), subsampling=None):
-    """`kind` is the sample format: 1 unsigned, 2 signed, 3 float (then `samples` holds its bits as integers)."""
+         kind=1, extra=(), colours=None, tags=(), subsampling=None, base=0):
+    """`kind` is the sample format: 1 unsigned, 2 signed, 3 float (then `samples` holds its bits as integers). `base` is where in a
+    larger file it will be."""
     import numpy as np
     mark = "<" if order == "little" else ">"
     height, width, channels = samples.shape
@@ -330,7 +331,7 @@ def tiff(samples, bits, photometric, order="little", planar=False, compression=1
     if subsampling:
         entries.append((530, SHORT, list(subsampling)))
     entries += tags
-    offsets, at, body = [], 8, b""
+    offsets, at, body = [], base + 8, b""
     for part in parts:
         offsets.append(at + len(body))
         body += part + bytes(len(part) % 2)
@@ -354,6 +355,18 @@ def tiff(samples, bits, photometric, order="little", planar=False, compression=1
         table += struct.pack(mark + "HHI", tag, field, count) + place
     head = (b"II" if order == "little" else b"MM") + struct.pack(mark + "HI", 42, directory)
     return head + body + table + bytes(4) + values
+
+
+def tiff_chain(pages, order):
+    """A file of pages, each a function that makes a file for a given `base`."""
+    mark, out, link = "<" if order == "little" else ">", bytearray(), 4
+    for make in pages:
+        data = make(base=len(out))
+        directory, = struct.unpack_from(mark + "I", data, 4)
+        out += data
+        struct.pack_into(mark + "I", out, link, directory)
+        link = directory + 2 + 12 * struct.unpack_from(mark + "H", out, directory)[0]
+    return bytes(out)
 
 
 def ycbcr_units(part, across, down):

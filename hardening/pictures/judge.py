@@ -59,7 +59,7 @@ def colours_of(kind, width, height, palette, rows):
 
 
 @functools.lru_cache(maxsize=4000)
-def by_pillow(data):
+def by_pillow(data, frame=0):
     """Its pixels as (height, width, 4), or None where it refuses."""
     try:
         with warnings.catch_warnings():
@@ -67,6 +67,8 @@ def by_pillow(data):
             image = Image.open(io.BytesIO(data))
             if image.width * image.height > 1 << 26:
                 return None
+            if frame:
+                image.seek(frame)
             image.load()
             clear = image.info.get("transparency")
             if image.mode in ("I;16", "I;16B", "I"):
@@ -86,12 +88,14 @@ def by_pillow(data):
 
 
 @functools.lru_cache(maxsize=4000)
-def by_magick(data):
+def by_magick(data, frame=0):
     """The same of ImageMagick, which takes longer."""
     kinds = {b"BM": "bmp", b"GI": "gif", b"II": "tiff", b"MM": "tiff", b"\x89P": "png", b"\xff\xd8": "jpeg"}
     kind = kinds.get(data[:2], "bmp")
     whole = ["-background", "none", "-coalesce"] if kind == "gif" else []
-    command = ["convert", "-limit", "memory", "1GiB", "-limit", "disk", "0", kind + ":-[0]", *whole, "-colorspace", "sRGB", "-type",
+    whole += ["-delete", "0--2"] if whole and frame else []
+    pages = f"[0-{frame}]" if whole else f"[{frame}]"
+    command = ["convert", "-limit", "memory", "1GiB", "-limit", "disk", "0", kind + ":-" + pages, *whole, "-colorspace", "sRGB", "-type",
                "TrueColorAlpha", "-depth", "16", "pam:-"]
     done = subprocess.run(command, input=data, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False)
     if done.returncode != 0 or not done.stdout.startswith(b"P7"):
@@ -103,7 +107,7 @@ def by_magick(data):
     return values if shape[2] == 4 else None
 
 
-def by_masks(data):
+def by_masks(data, _frame=0):
     """The pixels of a BMP file whose channels are given by masks: each is as wide as its mask, which few decoders heed."""
     size, = struct.unpack_from("<I", data, 14)
     if data[:2] != b"BM" or len(data) < 70 or size < 40:
@@ -144,9 +148,9 @@ def difference(mine, truth, tolerance, ignored=None, most=MOST_OF_JPEG):
 
 class Record:
     def __init__(self, fields, out):
-        self.result, self.kind, self.width, self.height, entries, self.time, stable = (
-            int(fields[1], 16), *(int(f) for f in fields[2:8]))
-        self.stable, self.text = bool(stable), fields[8]
+        self.result, self.kind, self.width, self.height, entries, self.time, stable, self.described = (
+            int(fields[1], 16), *(int(f) for f in fields[2:9]))
+        self.stable, self.text = bool(stable), fields[9]
         self.rows = out.read(row_bytes(self.kind, self.width) * self.height) if self.kind else b""
         self.palette = out.read(4 * entries) if self.kind in (PAL1, PAL4, PAL8) else b""
 
@@ -159,14 +163,14 @@ def read_records(path):
     with open(path, "rb") as out:
         while True:
             fields = out.readline().decode("latin-1").rstrip("\n").split("\t")
-            if len(fields) < 9:
+            if len(fields) < 10:
                 return records
             records[int(fields[0])] = Record(fields, out)
 
 
-def read_all(folder, wine_run, program, files):
+def read_all(folder, wine_run, program, files, frames):
     """The record of each file; None where the program ended."""
-    (folder / "list").write_text("".join(f"Z:{file}\n".replace("/", "\\") for file in files))
+    (folder / "list").write_text("".join(f"{frame} Z:{file}\n".replace("/", "\\") for file, frame in zip(files, frames)))
     (folder / "records").write_bytes(b"")
     records, first = {}, 0
     while first < len(files):
@@ -183,12 +187,19 @@ def read_all(folder, wine_run, program, files):
         if first < len(files):
             records[first] = None
             with open(folder / "records", "ab") as out:
-                out.write(b"%d\tFFFFFFFF\t0\t0\t0\t0\t0\t1\tCRASHED\n" % first)
+                out.write(b"%d\tFFFFFFFF\t0\t0\t0\t0\t0\t1\t0\tCRASHED\n" % first)
             first += 1
     for index, record in records.items():
         if record and record.text == "CRASHED":
             records[index] = None
     return [records[i] for i in range(len(files))]
+
+
+def is_open(data):
+    """Whether the file's header leaves the pixel format to decoders or, of a GIF file, to the pixels."""
+    if data[:4] == b"\x89PNG":
+        return data[25] == 4 or b"tRNS" in data
+    return data[:3] == b"GIF" or data[:2] == b"\xff\xd8"
 
 
 def verdict(case, record):
@@ -199,6 +210,8 @@ def verdict(case, record):
         return "SLOW", f"{record.time} ms"
     if not record.stable:
         return "LEFTOVER MEMORY", ""
+    if record.kind and case.frame == 0 and record.described not in (record.kind, 0 if is_open(case.data) else record.kind):
+        return "DESCRIBED WRONGLY", f"{NAMES[record.kind]} as {NAMES.get(record.described, record.described)}"
     is_damaged = case.name.startswith("damaged")
     if record.result >= 0x80000000:
         if case.expect == cases.MUST:
@@ -219,13 +232,13 @@ def verdict(case, record):
     tolerance = max(case.tolerance, 1.1 / 255)  # of 16 bits, some judges see the upper eight
     wrong = []
     for judge in (by_pillow, by_masks, by_magick):
-        seen = judge(case.data) if is_trusted(judge, case.before) else None
+        seen = judge(case.data, case.frame) if is_trusted(judge, case.before) else None
         if seen is not None:
             wrong.append(difference(mine, seen, tolerance, beyond, 9 if is_damaged else MOST_OF_JPEG))
             if not wrong[-1]:
                 return "read", ""
     if is_damaged:
-        before = by_pillow(case.before.data) if case.before.truth is None else case.before.truth
+        before = by_pillow(case.before.data, case.frame) if case.before.truth is None else case.before.truth
         if before is not None and not difference(mine, before, case.tolerance):
             return "read", ""
     if wrong and is_damaged and (case.tolerance == cases.JPEG or "-bilevel-" in case.name):
@@ -237,7 +250,7 @@ def is_trusted(judge, case):
     """Whether it reads a sound picture as what it shows: some do not know all kinds."""
     if case is None or case.truth is None:
         return True
-    seen = judge(case.data)
+    seen = judge(case.data, case.frame)
     return seen is not None and not difference(seen, case.truth, max(case.tolerance, 9 / 255))
 
 
@@ -266,7 +279,7 @@ def main():
         found = read_records(folder / "records")
         records = [found.get(i) for i in range(len(files))]
     else:
-        records = read_all(folder, options.wine_run, options.program, files)
+        records = read_all(folder, options.wine_run, options.program, files, [case.frame for case in everything])
     counts, bad = collections.Counter(), 0
     lines = open(folder / "outcomes", "w")
     for case, record, file in zip(everything, records, files):

@@ -2,19 +2,23 @@
 //
 //   pictures.exe LIST OUTPUT FIRST
 //
-// LIST holds a path in each line, OUTPUT receives a record for each from line FIRST on, as soon as it is
+// LIST holds a frame, a space and a path in each line, OUTPUT receives a record for each from line FIRST on, as soon as it is
 // made: a line with tabs between the fields, then bytes.
 //
-//   index  result  format  width  height  palette entries  milliseconds  stable  text
+//   index  result  format  width  height  palette entries  milliseconds  stable  described  text
 //   rows from the top down, without padding; palette entries
 //
 // Each picture is read twice, with different bytes in the memory that the heap hands out again. `stable` is 0
-// when the pixels differ: then some of them are such bytes.
+// when the pixels differ: then some of them are such bytes. `described` is the format that the file's
+// description names, 0 for none, and -1 for a description of another size.
 #include <windows.h>
 
 #include <qecore/core/error.h>
 #include <qecore/core/system.h>
+#include <qecore/image/file_info.h>
+#include <qecore/image/filter_option.h>
 #include <qecore/image/image_file.h>
+#include <qecore/values/map.h>
 #include <qecore/values/string.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -60,10 +64,19 @@ std::string PixelsOf(Image2d& image) {
   return all;
 }
 
-Read ReadOne(std::string const& path) {
+struct Entry {
+  int frame = 0;
+  String path;
+};
+
+Read ReadOne(Entry const& entry) {
   Read read;
   Ref<AbstractImage> image;
-  read.result = img::Load(String(path.c_str()).c_str(), nullptr, image.Receive());
+  Ref<Map> const options = Ref<Map>::Adopt(Map::Create());
+  Variant frame;
+  frame.Init(entry.frame);
+  if (entry.frame) options->SetValue(FilterOption::FRAME, frame);
+  read.result = img::Read(entry.path.c_str(), options.get(), nullptr, image.Receive());
   wchar_t line[1024] = L"";
   if (Failed(read.result)) ErrorMessage(LastError(), line, 1024);
   for (wchar_t const* c = line; *c; ++c) read.text += *c < 128 ? static_cast<char>(*c) : '*';
@@ -73,20 +86,34 @@ Read ReadOne(std::string const& path) {
   return read;
 }
 
-void Report(std::ofstream& out, size_t index, std::string const& path) {
+int Describe(Entry const& entry, Image2d const* image) {
+  Ref<Map> const info = Ref<Map>::Adopt(Map::Create());
+  auto const number = [&](unsigned key) {
+    Variant value;
+    int said = 0;
+    return Succeeded(info->GetValue(key, value)) && value.Get(said) ? said : 0;
+  };
+  if (Failed(img::QueryInfo(entry.path.c_str(), info.get()))) return image ? -1 : 0;
+  bool const differs = image && !entry.frame &&
+                       (number(img::INFO_WIDTH) != image->width || number(img::INFO_HEIGHT) != image->height);
+  return differs ? -1 : number(img::INFO_PIXEL_FORMAT);
+}
+
+void Report(std::ofstream& out, size_t index, Entry const& entry) {
   using Clock = std::chrono::steady_clock;
   DirtyHeap(0xA5);
   auto const before = Clock::now();
-  Read const first = ReadOne(path);
+  Read const first = ReadOne(entry);
   std::chrono::duration<double, std::milli> const taken = Clock::now() - before;
   DirtyHeap(0x5A);
-  Read const second = ReadOne(path);
+  Read const second = ReadOne(entry);
   bool const isStable = first.result == second.result && first.pixels == second.pixels;
   Image2d const* const image = first.image.get();
   char head[200];
-  snprintf(head, sizeof head, "%u\t%08lX\t%d\t%d\t%d\t%d\t%.0f\t%d\t", static_cast<unsigned>(index),
+  snprintf(head, sizeof head, "%u\t%08lX\t%d\t%d\t%d\t%d\t%.0f\t%d\t%d\t", static_cast<unsigned>(index),
            static_cast<unsigned long>(first.result), image ? image->format : 0, image ? image->width : 0,
-           image ? image->height : 0, image ? image->paletteCount : 0, taken.count(), isStable);
+           image ? image->height : 0, image ? image->paletteCount : 0, taken.count(), isStable,
+           Describe(entry, image));
   out << head << first.text << '\n' << first.pixels << std::flush;
 }
 
@@ -105,8 +132,10 @@ int main(int count, char** arguments) {
                       String((std::string(arguments[2]) + ".cache").c_str()));
   std::ifstream list(arguments[1]);
   std::ofstream out(arguments[2], std::ios::binary | std::ios::app);
-  std::string path;
-  for (size_t index = 0; std::getline(list, path); ++index)
-    if (index >= strtoul(arguments[3], nullptr, 10)) Report(out, index, path);
+  std::string line;
+  for (size_t index = 0; std::getline(list, line); ++index) {
+    if (index < strtoul(arguments[3], nullptr, 10)) continue;
+    Report(out, index, {atoi(line.c_str()), String(line.substr(line.find(' ') + 1).c_str())});
+  }
   return 0;
 }
