@@ -26,7 +26,7 @@ struct Options {
   PlanOptions plan;
   std::vector<std::string> settings;
   std::string size, format, crop, flip;
-  unsigned quality = 0, jobs = 0;
+  unsigned quality = 0, jobs = 0, frame = 0;
   std::string background = "ffffff";
   bool isVerbose = false, isDry = false, noOrient = false, strip = false;
   Light light = Light::AS_STORED;
@@ -132,7 +132,7 @@ struct Recipe {
   Rgb background;
   std::string backgroundName;
   std::vector<std::string> settings;
-  unsigned quality;
+  unsigned quality, frame;
   bool isVerbose, orients, strips;
 };
 
@@ -150,7 +150,7 @@ void Apply(Recipe const& recipe, Job const& job, Picture& picture, StepTimes& ti
 // Returns a line that describes the file that was made: it may hold other pixels than those in memory.
 std::string ConvertOne(Job const& job, Recipe const& recipe, Listener& listener) {
   StepTimes times;
-  Picture picture = LoadPicture(job.input, listener);
+  Picture picture = LoadPicture(job.input, listener, recipe.frame);
   times.Done("read");
   if (recipe.orients) MakeUpright(picture.image);
   ImageRef const before = picture.image;
@@ -161,8 +161,8 @@ std::string ConvertOne(Job const& job, Recipe const& recipe, Listener& listener)
     note = ", on the background " + recipe.backgroundName;
   }
   KeepFileInfo(*before, *picture.image, recipe.strips ? FileInfo::DROPPED : FileInfo::KEPT);
-  Ref<Map> const written = ParseOptions(job.filter, recipe.settings, recipe.quality);
-  SavePicture(job.filter, *picture.image, job.output, written.get(), listener);
+  SavePicture(job.filter, *picture.image, job.output,
+              ParseOptions(job.filter, recipe.settings, recipe.quality), listener);
   times.Done("write");
   if (!recipe.isVerbose) return {};
   bool const isFile = job.output != STANDARD_STREAM;
@@ -221,6 +221,7 @@ void Run(Options const& options, Host& host) {
                          .backgroundName = options.background,
                          .settings = options.settings,
                          .quality = options.quality,
+                         .frame = options.frame,
                          .isVerbose = options.isVerbose,
                          .orients = !options.noOrient,
                          .strips = options.strip};
@@ -249,6 +250,7 @@ void AddConvert(CLI::App& app, Host& host) {
                   "output: a file, a folder, or - for standard output")
       ->type_name("IN... OUT")
       ->required();
+  AddFrameOption(command, options->frame);
   command
       .add_option("--crop", options->crop, "Keep the columns L to R-1 and the rows T to B-1, counted from 0")
       ->type_name("L,T,R,B");

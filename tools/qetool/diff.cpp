@@ -132,7 +132,7 @@ void Run(Options const& options, Host& host) {
   ChangeFormat(b, format, watch);
   Difference const difference = Compare(*a, *b, watch);
   bool const isDrawn = !options.output.empty() && Existing(options.existing).MayWrite(options.output);
-  if (isDrawn) SavePicture(filter, *Draw(*a, *b, difference.largest), options.output, 0, watch);
+  if (isDrawn) SavePicture(filter, *Draw(*a, *b, difference.largest), options.output, {}, watch);
   watch.Clear();
   printf("%s\n", Describe(difference, *a).c_str());
   if (difference.pixels > 0) throw CLI::RuntimeError(EXIT_DIFFERENT);

@@ -9,9 +9,11 @@
 #include <qecore/values/array.h>
 #include <stdio.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "commands.h"
+#include "pictures.h"
 #include "text.h"
 
 namespace qetool {
@@ -71,10 +73,36 @@ std::string StandardOf(FilterOption const& option) {
   return isChoice ? ToUtf8(option.choices[static_cast<int>(number)]) : Format("%g", number);
 }
 
-void PrintOptions(ykFlt2dEx& filter, FilterUse use, char const* heading) {
+std::vector<FilterOption> OptionsOf(ykFlt2dEx* filter, FilterUse use) {
+  constexpr unsigned MOST = 256;  // as many as the library asks for
+  std::vector<FilterOption> options;
   FilterOption option;
-  for (unsigned i = 0; filter.GetOption(use, i, option) == S_OK; ++i, option = {}) {
-    if (i == 0) printf("  %s\n", heading);
+  for (unsigned i = 0; filter && i < MOST && filter->GetOption(use, i, option) == S_OK; ++i, option = {}) {
+    options.push_back(option);
+  }
+  return options;
+}
+
+// Filters without options know only the quality, and only those of formats that the library knows.
+bool TakesPlainQuality(Guid const& filter) {
+  FileFormat const* const format = FindFileFormat(filter);
+  return format && format->hasQuality && !MakeFilter(filter);
+}
+
+bool HasQuality(Guid const& filter) {
+  return TakesPlainQuality(filter) || HasOption(filter, FILTER_WRITE, FilterOption::QUALITY);
+}
+
+void SetOption(Guid const& filter, std::string const& name, std::string const& value, Map& options) {
+  HRESULT const result =
+      img::SetOption(filter, FILTER_WRITE, ToWide(name).c_str(), ToWide(value).c_str(), &options);
+  if (Failed(result)) throw Failure{"--option " + name + "=" + value + ": " + Reason(result)};
+}
+
+void PrintOptions(ykFlt2dEx& filter, FilterUse use, char const* heading) {
+  std::vector<FilterOption> const options = OptionsOf(&filter, use);
+  if (!options.empty()) printf("  %s\n", heading);
+  for (FilterOption const& option : options) {
     std::string const standard = StandardOf(option);
     printf("    %s=%s%s%s%s\n        %s\n", ToUtf8(option.name).c_str(), ValuesOf(option).c_str(),
            standard.empty() ? "" : " (", standard.c_str(), standard.empty() ? "" : ")",
@@ -139,20 +167,34 @@ bool PrintFormat(std::string const& extension) {
   return !filters.empty();
 }
 
-Ref<Map> ParseOptions(Guid const& filter, std::vector<std::string> settings, unsigned quality) {
-  FileFormat const* const format = FindFileFormat(filter);
-  if (quality && format && format->hasQuality) settings.push_back("quality=" + std::to_string(quality));
-  if (settings.empty()) return {};
-  Ref<Map> options = Ref<Map>::Adopt(Map::Create());
-  if (!options) throw Failure{"cannot set options: " + LastReason()};
+bool HasOption(Guid const& filter, FilterUse use, unsigned key) {
+  std::vector<FilterOption> const options = OptionsOf(MakeFilter(filter).get(), use);
+  return std::any_of(options.begin(), options.end(), [=](FilterOption const& one) { return one.key == key; });
+}
+
+WriteOptions ParseOptions(Guid const& filter, std::vector<std::string> const& settings, unsigned quality) {
+  bool const isPlain = quality && TakesPlainQuality(filter);
+  WriteOptions options = {Ref<Map>::Adopt(Map::Create()), isPlain ? quality : 0};
+  if (!options.values) throw Failure{"cannot set options: " + LastReason()};
   for (std::string const& setting : settings) {
     size_t const equals = setting.find('=');
     if (equals == std::string::npos) throw Failure{"--option " + setting + ": it must be NAME=VALUE"};
-    HRESULT const result = img::SetOption(filter, FILTER_WRITE, ToWide(setting.substr(0, equals)).c_str(),
-                                          ToWide(setting.substr(equals + 1)).c_str(), options.get());
-    if (Failed(result)) throw Failure{"--option " + setting + ": " + Reason(result)};
+    SetOption(filter, setting.substr(0, equals), setting.substr(equals + 1), *options.values);
   }
+  if (isPlain || !quality || !HasQuality(filter)) return options;
+  Variant value;
+  if (Succeeded(options.values->GetValue(FilterOption::QUALITY, value)))
+    throw Failure{Format("--quality %u: --option sets the quality, too", quality)};
+  options.values->SetValue(FilterOption::QUALITY, Variant(quality));
   return options;
+}
+
+void CheckQuality(unsigned quality, std::vector<Guid> const& filters) {
+  if (!quality || filters.empty() || std::any_of(filters.begin(), filters.end(), HasQuality)) return;
+  Guid const& filter = filters[0];
+  throw Failure{Format(MakeFilter(filter) ? "--quality %u: %s files have no option quality"
+                                          : "--quality %u: the plug-in that writes %s files takes no options",
+                       quality, TypeName(filter))};
 }
 
 void AddFormats(CLI::App& app, Host& host) {

@@ -1,6 +1,7 @@
 // File formats and the filters of plug-ins for them.
 #pragma once
 
+#include <qecore/core/filter.h>
 #include <qecore/core/ref.h>
 #include <qecore/values/map.h>
 
@@ -17,8 +18,21 @@ std::vector<yk::ClassInfo const*> FiltersFor(std::string const& path = {});
 /// Prints a format, named by an extension, and the options of its filters. False: no filter has it.
 bool PrintFormat(std::string const& extension);
 
-/// NAME=VALUE texts as options of a filter class for writing; null if there are none. A `quality` other than
-/// 0 applies to formats that have one. Throws Failure.
-yk::Ref<yk::Map> ParseOptions(yk::Guid const& filter, std::vector<std::string> settings, unsigned quality);
+/// Whether filters of the class have the option with this key of FilterOption.
+bool HasOption(yk::Guid const& filter, yk::FilterUse use, unsigned key);
+
+/// How a picture is written.
+struct WriteOptions {
+  yk::Ref<yk::Map> values;  // null: none
+  /// For a filter without options that takes a quality as the `options` of ykFlt2d::Write. 0: none.
+  unsigned quality = 0;
+};
+
+/// NAME=VALUE texts as options of a filter class. A `quality` other than 0 is set if the class has one. Throws
+/// Failure.
+WriteOptions ParseOptions(yk::Guid const& filter, std::vector<std::string> const& settings, unsigned quality);
+
+/// Throws Failure, which says why, when a quality is given but none of these filter classes has one.
+void CheckQuality(unsigned quality, std::vector<yk::Guid> const& filters);
 
 }  // namespace qetool

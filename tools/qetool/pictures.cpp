@@ -1,8 +1,12 @@
 #include "pictures.h"
 
+#include <qecore/image/file_info.h>
+#include <qecore/image/filter_option.h>
 #include <qecore/image/image_file.h>
 #include <qecore/io/file_formats.h>
 #include <qecore/io/mem_stream.h>
+
+#include <algorithm>
 
 #include "image_edit.h"
 #include "input.h"
@@ -38,23 +42,62 @@ Guid FindFilter(Host const& host, std::string const& extension) {
   return {};
 }
 
+/// How and with what a picture is written.
+struct Writing {
+  Guid const& filter;
+  WriteOptions const& options;
+  Listener& listener;
+};
+
+HRESULT WriteTo(Stream& stream, Image2d& image, Writing const& how) {
+  if (!how.options.quality)
+    return img::Write(image, &stream, how.filter, how.options.values.get(), &how.listener);
+  Ref<ykFlt2d> filter;
+  HRESULT const created = CreateInterface(how.filter, filter.ReceiveVoid());
+  return Failed(created) ? created : filter->Write(&stream, &image, how.options.quality);
+}
+
 // The file is made in memory first: filters move back and forth in it.
-HRESULT SaveToOutput(Image2d& image, Guid const& filter, Map* options, Listener& listener) {
+HRESULT SaveToOutput(Image2d& image, Writing const& how) {
   Ref<Stream> stream;
   HRESULT result = MemStream::Create(stream.Receive());
-  if (Succeeded(result)) result = img::Write(image, stream.get(), filter, options, &listener);
+  if (Succeeded(result)) result = WriteTo(*stream, image, how);
   void* bytes = nullptr;
   if (Succeeded(result)) result = static_cast<MemStream*>(stream.get())->GetBuffer(&bytes);
   if (Succeeded(result)) WriteToOutput(bytes, stream->GetSize());
   return result;
 }
 
-HRESULT Save(Image2d& image, std::string const& path, Guid const& filter, Map* options, Listener& listener) {
-  HRESULT const result = path == STANDARD_STREAM
-                             ? SaveToOutput(image, filter, options, listener)
-                             : img::Write(image, ToWide(path).c_str(), &filter, options, &listener);
-  listener.Check();
+HRESULT SaveToFile(Image2d& image, String const& path, Writing const& how) {
+  unsigned const quality = how.options.quality;
+  if (quality) return img::Save(image, path.c_str(), how.filter, quality, &how.listener);
+  return img::Write(image, path.c_str(), &how.filter, how.options.values.get(), &how.listener);
+}
+
+HRESULT Save(Image2d& image, std::string const& path, Writing const& how) {
+  HRESULT const result =
+      path == STANDARD_STREAM ? SaveToOutput(image, how) : SaveToFile(image, ToWide(path), how);
+  how.listener.Check();
   return result;
+}
+
+// The options of reading one of several pictures; null for the first, which needs none.
+Ref<Map> FrameOptions(unsigned frame) {
+  if (frame == 0) return {};
+  Ref<Map> options = Ref<Map>::Adopt(Map::Create());
+  if (!options || Failed(options->SetValue(FilterOption::FRAME, Variant(static_cast<int>(frame)))))
+    throw Failure{"cannot set options: " + LastReason()};
+  return options;
+}
+
+// Why there is no such picture: the library says only that the filter has no such option.
+std::string FrameReason(Stream& stream, unsigned frame, std::string const& reason) {
+  Guid type = {};
+  Ref<Map> const info = QueryPicture(stream, type);
+  if (HasOption(type, FILTER_READ, FilterOption::FRAME)) return reason;
+  unsigned const frames = CountFrames(*info);
+  if (type == Guid{} || frames > 1) return "its plug-in reads only the first picture of a file";
+  return Format("there is no frame %u, since it holds one picture", frame);
 }
 
 }  // namespace
@@ -64,16 +107,34 @@ char const* TypeName(Guid const& type) {
   return format ? format->shortName : "unknown type";
 }
 
-Picture LoadPicture(std::string const& path, Listener& listener) {
-  return LoadPicture(*OpenInput(path), path, listener);
+void AddFrameOption(CLI::App& command, unsigned& frame) {
+  command.add_option("--frame", frame, "Of a file with several pictures, read this one, counted from 0")
+      ->type_name("N")
+      ->check(CLI::Range(0, 0x7FFFFFFF));
 }
 
-Picture LoadPicture(Stream& stream, std::string const& path, Listener& listener) {
+Ref<Map> QueryPicture(Stream& stream, Guid& type) {
+  Ref<Map> info = Ref<Map>::Adopt(Map::Create());
+  if (!info) throw Failure{"cannot describe the picture: " + LastReason()};
+  img::QueryInfo(&stream, info.get(), &type);
+  return info;
+}
+
+unsigned CountFrames(Map& info) { return std::max(1u, NumberOf(&info, img::INFO_FRAMES)); }
+
+Picture LoadPicture(std::string const& path, Listener& listener, unsigned frame) {
+  return LoadPicture(*OpenInput(path), path, listener, frame);
+}
+
+Picture LoadPicture(Stream& stream, std::string const& path, Listener& listener, unsigned frame) {
   Picture picture = {{}, {}, stream.GetSize()};
   Ref<AbstractImage> image;
-  HRESULT const result = img::Read(&stream, nullptr, &listener, image.Receive(), &picture.type);
+  Ref<Map> const options = FrameOptions(frame);
+  HRESULT const result = img::Read(&stream, options.get(), &listener, image.Receive(), &picture.type);
   listener.Check();
-  if (Failed(result)) throw Failure{"cannot read " + ShownName(path) + ": " + Reason(result)};
+  std::string reason = Reason(result);
+  if (frame > 0 && result == E_INVALIDARG) reason = FrameReason(stream, frame, reason);
+  if (Failed(result)) throw Failure{"cannot read " + ShownName(path) + ": " + reason};
   if (!image->IsTypeOf(ids::IMAGE_2D))
     throw Failure{"cannot read " + ShownName(path) + ": it holds no pixels"};
   picture.image = Ref<Image2d>::Adopt(static_cast<Image2d*>(image.Detach()));
@@ -92,11 +153,6 @@ std::string WrittenTypes(Host const& host) {
   return known;
 }
 
-bool HasQuality(Guid const& type) {
-  FileFormat const* const format = FindFileFormat(type);
-  return format && format->hasQuality;
-}
-
 Guid FilterFor(Host const& host, std::string const& path) {
   Guid const filter = FindFilter(host, ExtensionOf(path));
   if (!(filter == Guid{})) return filter;
@@ -105,13 +161,14 @@ Guid FilterFor(Host const& host, std::string const& path) {
   throw Failure{"cannot write " + path + ": its extension must be one of " + known};
 }
 
-void SavePicture(Guid const& filter, Image2d& image, std::string const& path, Map* options,
+void SavePicture(Guid const& filter, Image2d& image, std::string const& path, WriteOptions const& options,
                  Listener& listener) {
-  HRESULT result = Save(image, path, filter, options, listener);
+  Writing const how = {filter, options, listener};
+  HRESULT result = Save(image, path, how);
   std::string reason = Reason(result);
   Ref<Image2d> const plain = result == YK_E_FORMAT ? MakePlain(image, listener) : Ref<Image2d>();
   if (plain) {
-    result = Save(*plain, path, filter, options, listener);
+    result = Save(*plain, path, how);
     reason = Reason(result);
   }
   if (Failed(result)) throw Failure{reason.starts_with("cannot ") ? reason : "cannot write " + reason};

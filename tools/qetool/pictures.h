@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "host.h"
+#include "formats.h"
 #include "watch.h"
 
 namespace qetool {
@@ -19,11 +19,22 @@ struct Picture {
   unsigned fileSize;  // bytes
 };
 
-/// Reads the picture at the position of a stream; messages call it `path`. Throws Failure or Stopped.
-Picture LoadPicture(yk::Stream& stream, std::string const& path, Listener& listener);
+/// Adds --frame to a command: which picture of a file with several is read, from 0.
+void AddFrameOption(CLI::App& command, unsigned& frame);
 
-/// Reads the picture in a file, or on standard input for "-". Throws Failure or Stopped.
-Picture LoadPicture(std::string const& path, Listener& listener);
+/// Reads a picture of the file that begins at the position of a stream, which is undefined afterwards;
+/// messages call it `path`. Throws Failure or Stopped.
+Picture LoadPicture(yk::Stream& stream, std::string const& path, Listener& listener, unsigned frame = 0);
+
+/// Reads a picture in a file, or on standard input for "-". Throws Failure or Stopped.
+Picture LoadPicture(std::string const& path, Listener& listener, unsigned frame = 0);
+
+/// What the file at a stream's position says of its pictures, under the keys of file_info.h, without decoding
+/// them; empty if its filter describes no files. `type` is unchanged then.
+yk::Ref<yk::Map> QueryPicture(yk::Stream& stream, yk::Guid& type);
+
+/// The pictures in the file that QueryPicture described.
+unsigned CountFrames(yk::Map& info);
 
 /// Whether a filter writes files with this extension, which has no dot.
 bool IsWritten(Host const& host, std::string const& extension);
@@ -31,16 +42,13 @@ bool IsWritten(Host const& host, std::string const& extension);
 /// The extensions that filters write: "tif, gif, ...".
 std::string WrittenTypes(Host const& host);
 
-/// Whether files of this type are written with a quality of 1 to 100.
-bool HasQuality(yk::Guid const& type);
-
 /// The class of the filter that writes files with this path's extension. Throws Failure if no filter does.
 yk::Guid FilterFor(Host const& host, std::string const& path);
 
-/// Writes a file, or standard output for "-", through the filter of this class with options, or null: all of
-/// it or nothing. An old file at `path` stays until the new one is complete. Throws Failure or Stopped.
-void SavePicture(yk::Guid const& filter, yk::Image2d& image, std::string const& path, yk::Map* options,
-                 Listener& listener);
+/// Writes a file, or standard output for "-", through the filter of this class: all of it or nothing. An old
+/// file at `path` stays until the new one is complete. Throws Failure or Stopped.
+void SavePicture(yk::Guid const& filter, yk::Image2d& image, std::string const& path,
+                 WriteOptions const& options, Listener& listener);
 
 /// "PNG", "JPEG", ...
 char const* TypeName(yk::Guid const& type);

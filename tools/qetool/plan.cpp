@@ -156,10 +156,4 @@ void PrintPlan(Plan const& plan) {
   for (Job const& job : plan.kept) printf("%s -> %s (kept)\n", job.input.c_str(), job.output.c_str());
 }
 
-void CheckQuality(unsigned quality, std::vector<Guid> const& filters) {
-  if (!quality || filters.empty() || std::any_of(filters.begin(), filters.end(), HasQuality)) return;
-  throw Failure{Format("--quality %u: %s files have no quality, since nothing is lost in them", quality,
-                       TypeName(filters[0]))};
-}
-
 }  // namespace qetool

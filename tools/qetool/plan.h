@@ -35,7 +35,4 @@ void CreateFolders(Plan const& plan);
 /// Prints what would be done.
 void PrintPlan(Plan const& plan);
 
-/// Throws Failure when a quality is given but none of these filters' types has one.
-void CheckQuality(unsigned quality, std::vector<yk::Guid> const& filters);
-
 }  // namespace qetool

@@ -307,7 +307,7 @@ void Run(Options const& options, Host& host) {
   Layout const layout = PlanLayout(options, entries);
   Sheet sheet(layout);
   for (size_t i = 0; i < entries.size(); ++i) sheet.Draw(entries[i], static_cast<int>(i));
-  SavePicture(filter, sheet.Image(), options.output, ParseOptions(filter, {}, options.quality).get(), watch);
+  SavePicture(filter, sheet.Image(), options.output, ParseOptions(filter, {}, options.quality), watch);
   watch.Clear();
   printf("%s: %zu picture%s, %d x %d pixels\n", options.output.c_str(), entries.size(),
          entries.size() == 1 ? "" : "s", sheet.Image().width, sheet.Image().height);

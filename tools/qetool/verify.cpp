@@ -1,4 +1,5 @@
 // qetool verify: whether files can be read to their last chunk or pixel.
+#include <qecore/image/filter_option.h>
 #include <qecore/io/chunk.h>
 #include <stdio.h>
 
@@ -28,14 +29,39 @@ struct Verdict {
   std::string text;
 };
 
+// How many pictures there are in a file, and how many of them can be read.
+struct Frames {
+  unsigned count, readable;
+};
+
+Frames CountFramesIn(Stream& stream) {
+  stream.Seek(0, Stream::FROM_START);
+  Guid type = {};
+  unsigned const count = CountFrames(*QueryPicture(stream, type));
+  return {count, HasOption(type, FILTER_READ, FilterOption::FRAME) ? count : 1};
+}
+
+std::string Describe(Picture const& first, Frames const& frames) {
+  std::string const text =
+      Format("%s, %d x %d pixels", TypeName(first.type), first.image->width, first.image->height);
+  if (frames.count == 1) return text;
+  return text + Format(frames.readable == 1 ? ", the first of %u frames" : ", %u frames", frames.count);
+}
+
 Verdict VerifyPicture(Stream& stream, std::string const& path, Listener& listener) {
+  unsigned frame = 0;
   try {
-    Picture const picture = LoadPicture(stream, path, listener);
-    return {true, Format("%s, %d x %d pixels", TypeName(picture.type), picture.image->width,
-                         picture.image->height)};
+    Picture const first = LoadPicture(stream, path, listener);
+    Frames const frames = CountFramesIn(stream);
+    for (frame = 1; frame < frames.readable; ++frame) {
+      stream.Seek(0, Stream::FROM_START);
+      LoadPicture(stream, path, listener, frame);
+    }
+    return {true, Describe(first, frames)};
   } catch (Failure const& failure) {
     std::string const known = "cannot read " + ShownName(path) + ": ";  // is printed before it anyway
-    return {false, failure.text.substr(failure.text.starts_with(known) ? known.size() : 0)};
+    std::string const reason = failure.text.substr(failure.text.starts_with(known) ? known.size() : 0);
+    return {false, frame > 0 ? Format("frame %u: %s", frame, reason.c_str()) : reason};
   }
 }
 
