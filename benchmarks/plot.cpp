@@ -19,7 +19,7 @@ using namespace yk;
 
 namespace {
 
-constexpr int WIDTH = 1100, HEIGHT = 560;
+constexpr int WIDTH = 1100, HEIGHT = 560, LINE_HEIGHT = 18;
 constexpr double LEFT = 60, TOP = 40, RIGHT = 700, BOTTOM = 500;  // of the axes
 constexpr double DECADES_ACROSS = 5, DECADES_UP = 2.5, BELOW_ONE = 0.5;
 
@@ -44,11 +44,17 @@ float UpOf(double factor) {
   return static_cast<float>(BOTTOM - (BOTTOM - TOP) * std::clamp(up, 0.0, 1.0));
 }
 
-void Label(IDC& dc, std::string const& text, double left, double top, double right, unsigned format) {
-  xrect2d r(static_cast<int>(left), static_cast<int>(top), static_cast<int>(right),
-            static_cast<int>(top) + 18);
+/// Where a line of text is drawn, and on which side of that place.
+struct Place {
+  double left, top, right;
+  unsigned side = DT_LEFT;
+};
+
+void Label(IDC& dc, std::string const& text, Place const& place) {
+  int const top = static_cast<int>(place.top);
+  xrect2d r(static_cast<int>(place.left), top, static_cast<int>(place.right), top + LINE_HEIGHT);
   dc.SetColor(INK);
-  dc.DrawText(String(text.c_str()), &r, format | DT_SINGLELINE | DT_VCENTER | DT_NOPREFIX);
+  dc.DrawText(String(text.c_str()), &r, place.side | DT_SINGLELINE | DT_VCENTER | DT_NOPREFIX);
 }
 
 std::string PowerOfTen(int power) {
@@ -65,16 +71,16 @@ void DrawAxes(IDC& dc) {
     float const x = AcrossOf(std::pow(10, power));
     dc.SetColor(GRID);
     dc.DrawLine(point2df{x, static_cast<float>(TOP)}, point2df{x, static_cast<float>(BOTTOM)});
-    Label(dc, PowerOfTen(power), x - 50, BOTTOM + 4, x + 50, DT_CENTER);
+    Label(dc, PowerOfTen(power), {x - 50, BOTTOM + 4, x + 50, DT_CENTER});
   }
   for (int power = 0; power <= DECADES_UP; ++power) {
     float const y = UpOf(std::pow(10, power));
     dc.SetColor(GRID);
     dc.DrawLine(point2df{static_cast<float>(LEFT), y}, point2df{static_cast<float>(RIGHT), y});
-    Label(dc, PowerOfTen(power), 0, y - 9, LEFT - 8, DT_RIGHT);
+    Label(dc, PowerOfTen(power), {0, y - LINE_HEIGHT / 2, LEFT - 8, DT_RIGHT});
   }
-  Label(dc, "time of an item, times that of the smallest work", LEFT, 10, RIGHT, DT_LEFT);
-  Label(dc, "number of items, times that of the smallest work", LEFT, BOTTOM + 26, RIGHT, DT_CENTER);
+  Label(dc, "time of an item, times that of the smallest work", {LEFT, 10, RIGHT});
+  Label(dc, "number of items, times that of the smallest work", {LEFT, BOTTOM + 26, RIGHT, DT_CENTER});
 }
 
 /// One row of results, from `first` to before `last`.
@@ -95,7 +101,7 @@ void DrawCurve(IDC& dc, Result const* first, Result const* last, int number) {
   points.push_back({static_cast<float>(RIGHT + 40), static_cast<float>(legend + 9)});
   double const outline = static_cast<size_t>(number) < std::size(CURVES) ? 0 : 1.6;  // colours come again
   for (point2df const& p : points) dc.FillEllipse({p.x - 4.0, p.y - 4.0, p.x + 5.0, p.y + 5.0}, outline);
-  Label(dc, first->name, RIGHT + 52, legend, WIDTH, DT_LEFT);
+  Label(dc, first->name, {RIGHT + 52, legend, WIDTH});
 }
 
 void DrawAll(IDC& dc, Results const& results) {
@@ -109,6 +115,26 @@ void DrawAll(IDC& dc, Results const& results) {
     i = next;
   }
 }
+
+/// A memory device context with the font of the labels.
+class DrawingDc {
+ public:
+  DrawingDc() : before(SelectObject(dc, font)) {}
+  ~DrawingDc() {
+    SelectObject(dc, before);
+    DeleteObject(font);
+    DeleteDC(dc);
+  }
+  DrawingDc(DrawingDc const&) = delete;
+  DrawingDc& operator=(DrawingDc const&) = delete;
+
+  HDC Get() const { return dc; }
+
+ private:
+  HDC dc = CreateCompatibleDC(nullptr);
+  HFONT font = CreateFontW(-13, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, ANTIALIASED_QUALITY, 0, L"Tahoma");
+  HGDIOBJ before;
+};
 
 void ScanPluginsOfProgram() {
   wchar_t path[1000];
@@ -126,15 +152,9 @@ bool DrawGrowth(Results const& results, std::string const& path) {
   Ref<Image2d> const page = Ref<Image2d>::Adopt(Image2d::Create());
   Ref<IDC> const dc = Ref<IDC>::Adopt(IDC::Create());
   if (Failed(page->Create(IMG_BGR24, WIDTH, HEIGHT))) return false;
-  HDC const memory = CreateCompatibleDC(nullptr);
-  HFONT const font =
-      CreateFontW(-13, 0, 0, 0, FW_NORMAL, 0, 0, 0, 0, 0, 0, ANTIALIASED_QUALITY, 0, L"Tahoma");
-  HGDIOBJ const before = SelectObject(memory, font);
-  if (Succeeded(dc->Attach(memory, page.get()))) DrawAll(*dc, results);
+  DrawingDc const memory;
+  if (Succeeded(dc->Attach(memory.Get(), page.get()))) DrawAll(*dc, results);
   dc->Detach();
-  SelectObject(memory, before);
-  DeleteObject(font);
-  DeleteDC(memory);
   return Succeeded(page->Save(String(path.c_str()).c_str()));
 }
 
