@@ -109,6 +109,9 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"convert good.png nowhere\\out.png", {"the folder nowhere does not exist"}},
       {L"convert good.png good.png out.png", {"2 pictures to out.png", "the name of one picture"}},
       {L"convert good.png out.png --quality 9", {"--quality 9", "PNG"}},
+      {L"convert good.png out.tga --quality 9", {"--quality 9", "TGA files takes no options"}},
+      {L"convert good.png out.jpg --quality 9 --option quality=8", {"--quality 9", "--option"}},
+      {L"convert good.png out.png --frame 1", {"good.png: there is no frame 1"}},
       {L"convert good.png out.png --size 30000x30000", {"good.png", "2.7 GB"}},
       {L"convert good.png out --type .xyz", {"--type .xyz", "png"}},
       {L"convert folder out.png", {"folder: it is a folder", "-r"}},
@@ -205,6 +208,8 @@ TEST_F(Tool, TurnsPicturesAndKeepsWhatTheirFilesSay) {
   camera->SetValue(img::INFO_ORIENTATION, turn);
   for (unsigned key : {img::INFO_RESOLUTION_X, img::INFO_RESOLUTION_Y}) camera->SetValue(key, inches);
   ASSERT_EQ(camera->Save(folder.Path(L"in.png").c_str()), S_OK);
+  EXPECT_THAT(Good(L"info in.png"),
+              HasSubstr("\n  orientation: 6, to be turned clockwise\n  resolution-x: 300"));
   Table<wstring, int, bool> const rows = {
       {L"", 3, true}, {L" --size 6x10", 6, true}, {L" --no-orient", 5, true}, {L" --strip", 3, false}};
   for (auto const& [options, width, keeps] : rows) {

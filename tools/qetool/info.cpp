@@ -1,12 +1,12 @@
 // qetool info: describes picture files.
 #include <qecore/image/file_info.h>
-#include <qecore/image/image_file.h>
-#include <qecore/values/map.h>
 #include <stdio.h>
 
-#include <algorithm>
+#include <cmath>
+#include <iterator>
 #include <memory>
 
+#include "colour_profile.h"
 #include "commands.h"
 #include "image_edit.h"
 #include "input.h"
@@ -20,15 +20,21 @@ using namespace yk;
 
 namespace {
 
+enum class Form { LINES, JSON };
+enum class Palettes { COUNTED, LISTED };
+
 struct Options {
   InputOptions inputs;
-  bool listPalette = false, isJson = false;
+  unsigned frame = 0;
+  Palettes palettes = Palettes::COUNTED;
+  Form form = Form::LINES;
 };
 
-/// What is known of a picture. Its pixels are only decoded for a palette, and when the filter does not tell
-/// their format.
+/// What is known of a picture. Its pixels are decoded only for the colours of a palette, for another picture
+/// than the first, and when the filter does not tell their format.
 struct Facts {
   Guid type = {};
+  Ref<Map> values;  // under the keys of file_info.h
   unsigned width = 0, height = 0, frames = 1, fileSize = 0;
   IMG_FORMAT format = IMG_NONE;
   ImageRef image;  // null if it was not decoded
@@ -36,31 +42,116 @@ struct Facts {
 
 bool HasPalette(IMG_FORMAT format) { return img::GetFacts(format).paletteEntries != 0; }
 
-// False: the pixels have to be decoded.
-bool Query(Stream& stream, Facts& facts) {
-  Ref<Map> const info = Ref<Map>::Adopt(Map::Create());
-  if (!info || Failed(img::QueryInfo(&stream, info.get(), &facts.type))) return false;
-  facts.width = NumberOf(info.get(), img::INFO_WIDTH);
-  facts.height = NumberOf(info.get(), img::INFO_HEIGHT);
-  facts.frames = std::max(1u, NumberOf(info.get(), img::INFO_FRAMES));
-  facts.format = static_cast<IMG_FORMAT>(NumberOf(info.get(), img::INFO_PIXEL_FORMAT));
-  return facts.width && facts.height && facts.format != IMG_NONE && !HasPalette(facts.format);
+Facts Query(Stream& stream) {
+  Facts facts;
+  facts.fileSize = stream.GetSize();
+  facts.values = QueryPicture(stream, facts.type);
+  facts.width = NumberOf(facts.values.get(), img::INFO_WIDTH);
+  facts.height = NumberOf(facts.values.get(), img::INFO_HEIGHT);
+  facts.format = static_cast<IMG_FORMAT>(NumberOf(facts.values.get(), img::INFO_PIXEL_FORMAT));
+  facts.frames = CountFrames(*facts.values);
+  return facts;
 }
 
-Facts Examine(std::string const& path, Watch& watch) {
-  Ref<Stream> const stream = OpenInput(path);
-  Facts facts;
-  facts.fileSize = stream->GetSize();
-  if (Query(*stream, facts)) return facts;
-  stream->Seek(0, Stream::FROM_START);
-  Picture const picture = LoadPicture(*stream, path, watch);
+bool MustDecode(Facts const& facts, Options const& options) {
+  bool const isComplete = facts.width && facts.height && facts.format != IMG_NONE;
+  return !isComplete || options.frame > 0 ||
+         (options.palettes == Palettes::LISTED && HasPalette(facts.format));
+}
+
+// What a picture carries replaces what is known of the first one.
+void Decode(Stream& stream, std::string const& path, unsigned frame, Watch& watch, Facts& facts) {
+  Picture const picture = LoadPicture(stream, path, watch, frame);
   facts.type = picture.type;
   facts.image = picture.image;
   facts.width = static_cast<unsigned>(picture.image->width);
   facts.height = static_cast<unsigned>(picture.image->height);
   facts.format = picture.image->format;
+  for (img::FileInfoFacts const& row : img::FILE_INFO) {
+    Variant value;
+    if (row.key < img::INFO_ORIENTATION) continue;
+    picture.image->GetValue(row.key, value);
+    facts.values->SetValue(row.key, value);
+  }
+}
+
+Facts Examine(std::string const& path, Options const& options, Watch& watch) {
+  Ref<Stream> const stream = OpenInput(path);
+  Facts facts = Query(*stream);
+  if (MustDecode(facts, options)) Decode(*stream, path, options.frame, watch, facts);
   return facts;
 }
+
+// ---- values
+
+std::span<unsigned char const> BytesOf(Variant const& value) {
+  void* bytes = nullptr;
+  unsigned const size = value.type == Variant::BLOB ? value.GetDataPtr(&bytes) : 0;
+  return {static_cast<unsigned char const*>(bytes), bytes ? size : 0};
+}
+
+std::string TextOf(Variant const& value) {
+  String text;
+  value.Get(text);
+  return ToUtf8(text);
+}
+
+// In one line.
+std::string LineOf(std::string text) {
+  for (char& c : text) c = static_cast<unsigned char>(c) < ' ' ? ' ' : c;
+  return text;
+}
+
+// How to turn a picture for display, by its orientation.
+constexpr char const* TURNS[] = {"upright",
+                                 "to be mirrored",
+                                 "to be turned by 180 degrees",
+                                 "to be mirrored and turned by 180 degrees",
+                                 "to be mirrored and turned anticlockwise",
+                                 "to be turned clockwise",
+                                 "to be mirrored and turned clockwise",
+                                 "to be turned anticlockwise"};
+
+std::string DescribeTurn(unsigned orientation) {
+  bool const isKnown = orientation >= 1 && orientation <= std::size(TURNS);
+  return Format("%u, %s", orientation, isKnown ? TURNS[orientation - 1] : "unknown");
+}
+
+std::string DescribeProfile(Variant const& value) {
+  std::span<unsigned char const> const bytes = BytesOf(value);
+  std::string const name = LineOf(ProfileName(bytes));
+  return name + (name.empty() ? "" : ", ") + Grouped(bytes.size()) + " bytes";
+}
+
+// A value of file_info.h as a text.
+std::string Describe(img::FileInfoFacts const& row, Variant const& value) {
+  unsigned number = 0;
+  double real = 0;
+  switch (row.type) {
+    case Variant::UINT32:
+      value.Get(number);
+      return row.key == img::INFO_ORIENTATION ? DescribeTurn(number) : std::to_string(number);
+    case Variant::DOUBLE:
+      value.Get(real);
+      return Format("%.5g pixels per inch", real);
+    case Variant::BLOB:
+      return DescribeProfile(value);
+    default:
+      return LineOf(TextOf(value));
+  }
+}
+
+/// Calls `show(row, value)` for each thing that the file says of its picture besides the pixels.
+template <class Show>
+void ForValues(Map& values, Show show) {
+  for (img::FileInfoFacts const& row : img::FILE_INFO) {
+    Variant value;
+    bool const isSet = row.key >= img::INFO_ORIENTATION && Succeeded(values.GetValue(row.key, value));
+    if (isSet && value.type != Variant::EMPTY) show(row, value);
+  }
+}
+
+// ---- lines
 
 void PrintPalette(Image2d const& image) {
   for (unsigned i = 0; i < image.paletteCount; ++i) {
@@ -74,23 +165,55 @@ void PrintInfo(std::string const& path, Facts const& facts, Options const& optio
   img::FormatFacts const& format = img::GetFacts(facts.format);
   std::string line = Format("%s: %s, %u x %u pixels, %s (%u bits), ", ShownName(path).c_str(),
                             TypeName(facts.type), facts.width, facts.height, format.name, format.bits);
-  if (HasPalette(facts.format)) {
-    Image2d& image = *facts.image;
-    line += Format("palette of %u%s, ", image.paletteCount, image.IsGrayScalePalette() ? " greys" : "");
+  bool const hasColours = facts.image && HasPalette(facts.format);
+  if (hasColours) {
+    line += Format("palette of %u%s, ", facts.image->paletteCount,
+                   facts.image->IsGrayScalePalette() ? " greys" : "");
   }
   if (facts.frames > 1) line += Format("%u frames, ", facts.frames);
   printf("%s%s bytes\n", line.c_str(), Grouped(facts.fileSize).c_str());
-  if (options.listPalette && HasPalette(facts.format)) PrintPalette(*facts.image);
+  ForValues(*facts.values, [](img::FileInfoFacts const& row, Variant const& value) {
+    printf("  %s: %s\n", ToUtf8(row.name).c_str(), Describe(row, value).c_str());
+  });
+  if (hasColours && options.palettes == Palettes::LISTED) PrintPalette(*facts.image);
 }
+
+// ---- JSON
 
 // Colours are written as in CSS, with alpha.
 void AddPalette(Json& json, Image2d const& image) {
+  json.AddNumber("colours", image.paletteCount);
   json.BeginList("palette");
   for (unsigned i = 0; i < image.paletteCount; ++i) {
     IMG_PALENTRY const& entry = image.palette[i];
     json.AddText({}, Format("#%02x%02x%02x%02x", entry.red, entry.green, entry.blue, entry.alpha));
   }
   json.End();
+}
+
+void AddProfile(Json& json, std::string const& key, Variant const& value) {
+  json.BeginObject(key);
+  json.AddText("name", ProfileName(BytesOf(value)));
+  json.AddNumber("bytes", BytesOf(value).size());
+  json.End();
+}
+
+void AddValue(Json& json, img::FileInfoFacts const& row, Variant const& value) {
+  std::string const key = ToUtf8(row.name);
+  unsigned number = 0;
+  double real = 0;
+  switch (row.type) {
+    case Variant::UINT32:
+      value.Get(number);
+      return json.AddNumber(key, number);
+    case Variant::DOUBLE:
+      value.Get(real);
+      return json.AddReal(key, real);
+    case Variant::BLOB:
+      return AddProfile(json, key, value);
+    default:
+      return json.AddText(key, TextOf(value));
+  }
 }
 
 void AddPicture(Json& json, Facts const& facts, Options const& options) {
@@ -101,9 +224,10 @@ void AddPicture(Json& json, Facts const& facts, Options const& options) {
   json.AddNumber("bits", img::GetFacts(facts.format).bits);
   json.AddNumber("frames", facts.frames);
   json.AddNumber("bytes", facts.fileSize);
-  if (!HasPalette(facts.format)) return;
-  json.AddNumber("colours", facts.image->paletteCount);
-  if (options.listPalette) AddPalette(json, *facts.image);
+  ForValues(*facts.values,
+            [&](img::FileInfoFacts const& row, Variant const& value) { AddValue(json, row, value); });
+  bool const isListed = options.palettes == Palettes::LISTED && HasPalette(facts.format);
+  if (isListed) AddPalette(json, *facts.image);
 }
 
 // A file that fails does not prevent the others from being described.
@@ -112,6 +236,7 @@ void Run(Options const& options, Host& host) {
   host.Start(watch);
   bool failed = false;
   std::vector<Input> const files = CollectInputs(options.inputs, host);
+  bool const isJson = options.form == Form::JSON;
   Json json;
   json.BeginList();
   for (auto const& [path, name] : files) {
@@ -119,9 +244,9 @@ void Run(Options const& options, Host& host) {
     json.BeginObject();
     json.AddText("file", path);
     try {
-      Facts const facts = Examine(path, watch);
+      Facts const facts = Examine(path, options, watch);
       watch.Clear();
-      options.isJson ? AddPicture(json, facts, options) : PrintInfo(path, facts, options);
+      isJson ? AddPicture(json, facts, options) : PrintInfo(path, facts, options);
     } catch (Failure const& failure) {
       watch.Clear();
       Report(failure.text);
@@ -131,23 +256,26 @@ void Run(Options const& options, Host& host) {
     json.End();
   }
   json.End();
-  if (options.isJson) json.Print();
+  if (isJson) json.Print();
   if (failed) throw CLI::RuntimeError(1);
 }
 
 }  // namespace
 
 void AddInfo(CLI::App& app, Host& host) {
-  CLI::App& command =
-      *app.add_subcommand("info", "Show the type, size, pixel format and palette of pictures");
+  CLI::App& command = *app.add_subcommand(
+      "info", "Show the type, size, pixel format, palette, resolution, colour profile and texts of pictures");
   auto const options = std::make_shared<Options>();
   command
       .add_option("files", options->inputs.paths,
                   "Pictures (with the wildcards * and ?), folders with -r, or - for standard input")
       ->type_name("FILE...");
   AddInputOptions(command, options->inputs);
-  command.add_flag("--palette", options->listPalette, "List the colours of a palette");
-  command.add_flag("--json", options->isJson, "Write a JSON document");
+  AddFrameOption(command, options->frame);
+  command.add_flag_callback(
+      "--palette", [options] { options->palettes = Palettes::LISTED; }, "List the colours of a palette");
+  command.add_flag_callback(
+      "--json", [options] { options->form = Form::JSON; }, "Write a JSON document");
   host.AddOptions(command);
   command.footer("Of most pictures only the header is read: verify reads all of them.");
   command.callback([options, &host] { Run(*options, host); });

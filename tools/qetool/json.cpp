@@ -2,6 +2,8 @@
 
 #include <stdio.h>
 
+#include <cmath>
+
 #include "text.h"
 
 namespace qetool {
@@ -29,6 +31,11 @@ void Json::AddText(std::string_view key, std::string_view value) {
 void Json::AddNumber(std::string_view key, unsigned long long value) {
   AddKey(key);
   text += std::to_string(value);
+}
+
+void Json::AddReal(std::string_view key, double value) {
+  AddKey(key);
+  text += std::isfinite(value) ? Format("%.10g", value) : "null";
 }
 
 void Json::Print() const { printf("%s\n", text.c_str()); }

@@ -18,6 +18,8 @@ class Json {
 
   void AddText(std::string_view key, std::string_view value);
   void AddNumber(std::string_view key, unsigned long long value);
+  /// Null for a number that JSON does not have.
+  void AddReal(std::string_view key, double value);
 
   /// Prints the document, which is complete, to standard output.
   void Print() const;
