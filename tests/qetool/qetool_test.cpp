@@ -496,6 +496,9 @@ TEST_F(Tool, DrawsASheetOfWhatItCanRead) {
   EXPECT_EQ(some.exitCode, 1);
   EXPECT_THAT(some.out, HasSubstr("t.png: 1 picture, "));
   EXPECT_THAT(some.err, HasSubstr("none.png"));
+  folder.Write(L"list", "wide.png\ntall.png");
+  EXPECT_EQ(Good(L"sheet s.png --list list --cell 112"), "s.png: 2 pictures, 296 x 192 pixels\n");
+  EXPECT_THAT(Good(L"sheet s.png -r . --cell 112"), HasSubstr("s.png: 3 pictures, ")) << "with t.png";
 }
 
 // ---- dump

@@ -23,8 +23,6 @@ namespace {
 
 constexpr int DEEPEST_FOLDER = 100;  // links can make folders contain themselves
 
-bool IsFolder(std::string const& path) { return file::IsFolder(ToWide(path).c_str()); }
-
 Ref<Stream> ReadStandardInput() {
   Ref<Stream> stream;
   HRESULT result = MemStream::Create(stream.Receive());
@@ -70,11 +68,11 @@ class Walk {
     std::sort(folders.begin(), folders.end());
     std::string const base = folder.find_last_of("/\\") + 1 == folder.size() ? folder : folder + "/";
     for (std::string const& file : files) {
-      if (IsPicture(file)) found.push_back({base + file, name + file});
+      if (IsPicture(file) && !IsLeftOut(base + file)) found.push_back({base + file, name + file});
     }
     for (std::string const& below : folders) {
-      bool const isLeftOut = depth == DEEPEST_FOLDER || PlaceOf(base + below) == except;
-      if (!isLeftOut) Enter(base + below, name + below + "/", depth + 1);
+      bool const isEntered = depth < DEEPEST_FOLDER && !IsLeftOut(base + below);
+      if (isEntered) Enter(base + below, name + below + "/", depth + 1);
     }
   }
 
@@ -87,6 +85,8 @@ class Walk {
         [extension = ExtensionOf(name)](auto const& known) { return EqualNoCase(extension, known); });
   }
 
+  bool IsLeftOut(std::string const& path) const { return !except.empty() && PlaceOf(path) == except; }
+
   std::string except;
   std::vector<std::string> extensions;
 };
@@ -94,6 +94,8 @@ class Walk {
 }  // namespace
 
 std::string ShownName(std::string const& path) { return path == STANDARD_STREAM ? "standard input" : path; }
+
+bool IsFolder(std::string const& path) { return file::IsFolder(ToWide(path).c_str()); }
 
 std::string NameOf(std::string const& path) { return path.substr(path.find_last_of("/\\:") + 1); }
 
@@ -158,7 +160,8 @@ std::vector<Input> CollectInputs(InputOptions const& options, Host const& host, 
   }
   if (!walk.found.empty()) return walk.found;
   if (!paths.empty()) throw Failure{"there is no picture in " + paths[0]};
-  throw Failure{options.list.empty() ? "no files are given" : "the list " + options.list + " is empty"};
+  throw Failure{options.list.empty() ? "no files are given (see qetool --help)"
+                                     : "the list " + options.list + " is empty"};
 }
 
 }  // namespace qetool

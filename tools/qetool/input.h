@@ -40,11 +40,13 @@ struct Input {
 };
 
 /// All files: those that are named, match a wildcard or are listed, and the pictures in folders and their
-/// subfolders, but not below the folder `except`, sorted by name in each folder. Throws Failure when there is
+/// subfolders, but not `except`, a file or folder, sorted by name in each folder. Throws Failure when there is
 /// none, and for a pattern without a match. Without --recursive a folder counts as a file, which cannot be
 /// read.
 std::vector<Input> CollectInputs(InputOptions const& options, Host const& host,
                                  std::string const& except = {});
+
+bool IsFolder(std::string const& path);
 
 /// The last part of a path.
 std::string NameOf(std::string const& path);

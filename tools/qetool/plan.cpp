@@ -16,8 +16,6 @@ using namespace yk;
 
 namespace {
 
-bool IsFolder(std::string const& path) { return file::IsFolder(ToWide(path).c_str()); }
-
 // "a/b" of "a/b/c.png"; empty for a file in the current folder.
 std::string FolderOf(std::string const& path) {
   size_t const slash = path.find_last_of("/\\");

@@ -11,6 +11,7 @@
 #include "commands.h"
 #include "formats.h"
 #include "image_edit.h"
+#include "input.h"
 #include "jobs.h"
 #include "pictures.h"
 #include "plan.h"
@@ -25,7 +26,7 @@ namespace {
 
 struct Options {
   std::string output;
-  std::vector<std::string> files;
+  InputOptions inputs;
   int columns = 0;
   int cell = 320;
   unsigned quality = 0, jobs = 0;
@@ -96,7 +97,7 @@ void ShrinkInto(ImageRef& image, int side, Listener& listener) {
 Entry MakeEntry(std::string const& path, int side, Listener& listener) {
   Picture picture = LoadPicture(path, listener);
   MakeUpright(picture.image);
-  Entry entry = {path.substr(path.find_last_of("/\\") + 1),
+  Entry entry = {NameOf(ShownName(path)),
                  Format("%s, %d \xC3\x97 %d, %s bytes", TypeName(picture.type), picture.image->width,
                         picture.image->height, Grouped(picture.fileSize).c_str()),
                  picture.image,
@@ -274,13 +275,13 @@ class Sheet {
 };
 
 // A picture that cannot be read leaves no gap, and does not prevent the others from being shown.
-std::vector<Entry> LoadEntries(std::vector<std::string> const& files, Options const& options, Watch& watch) {
+std::vector<Entry> LoadEntries(std::vector<Input> const& files, Options const& options, Watch& watch) {
   std::vector<Entry> all(files.size()), entries;
   Jobs loading(files.size(), options.jobs, watch, [&](size_t i, Listener& listener) {
-    all[i] = MakeEntry(files[i], options.cell - 2 * FRAME, listener);
+    all[i] = MakeEntry(files[i].path, options.cell - 2 * FRAME, listener);
   });
   for (size_t i = 0; i < files.size(); ++i) {
-    watch.Next(files[i], files.size());
+    watch.Next(files[i].path, files.size());
     try {
       loading.Await();
       entries.push_back(std::move(all[i]));
@@ -302,7 +303,7 @@ void Run(Options const& options, Host& host) {
     printf("%s is kept\n", options.output.c_str());
     return;
   }
-  std::vector<std::string> const files = ExpandWildcards(options.files);
+  std::vector<Input> const files = CollectInputs(options.inputs, host, options.output);
   std::vector<Entry> const entries = LoadEntries(files, options, watch);
   Layout const layout = PlanLayout(options, entries);
   Sheet sheet(layout);
@@ -322,9 +323,11 @@ void AddSheet(CLI::App& app, Host& host) {
   command.add_option("output", options->output, "The sheet; its extension determines the file type")
       ->type_name("OUT")
       ->required();
-  command.add_option("files", options->files, "Pictures; * and ? are wildcards")
-      ->type_name("FILE...")
-      ->required();
+  command
+      .add_option("files", options->inputs.paths,
+                  "Pictures (with the wildcards * and ?), folders with -r, or - for standard input")
+      ->type_name("FILE...");
+  AddInputOptions(command, options->inputs);
   command.add_option("--columns", options->columns, "Cells side by side; by default about as many as rows")
       ->type_name("N")
       ->check(CLI::Range(1, 100));
