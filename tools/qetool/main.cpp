@@ -12,6 +12,7 @@
 
 #include "commands.h"
 #include "help.h"
+#include "output.h"
 #include "text.h"
 
 namespace {
@@ -89,7 +90,9 @@ int Run() {
   std::vector<std::string> const arguments = Arguments();
   int const trouble = !arguments.empty() && arguments[0] == DIFF ? EXIT_TROUBLE_OF_DIFF : 1;
   try {
-    return Parse(arguments, trouble);
+    int const result = Parse(arguments, trouble);
+    FlushOutput();
+    return result;
   } catch (Failure const& failure) {
     Report(failure.text);
   } catch (Stopped const&) {
@@ -107,11 +110,7 @@ int main() {
   UINT const codePage = GetConsoleOutputCP();
   SetConsoleOutputCP(CP_UTF8);
   yk::SetErrorHandler(PrintError);
-  int result = Run();
-  if (fflush(stdout) != 0 || ferror(stdout)) {  // for example, a full disk
-    Report("cannot write to the output");
-    result = 1;
-  }
+  int const result = Run();
   SetConsoleOutputCP(codePage);
   return result;
 }

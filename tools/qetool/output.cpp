@@ -1,9 +1,11 @@
 #include "output.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <io.h>
 #include <qecore/io/save_file.h>
 #include <stdio.h>
+#include <string.h>
 
 #include "text.h"
 #include "watch.h"
@@ -23,12 +25,19 @@ void WriteWhole(std::string const& path, std::function<HRESULT(Stream&)> const& 
 }
 
 void WriteToOutput(void const* bytes, size_t size) {
-  fflush(stdout);
+  FlushOutput();
   int const mode = _setmode(_fileno(stdout), _O_BINARY);
-  size_t const written = fwrite(bytes, 1, size, stdout);
-  int const flushed = fflush(stdout);
+  fwrite(bytes, 1, size, stdout);
+  FlushOutput();
   _setmode(_fileno(stdout), mode);
-  if (written != size || flushed != 0) throw Failure{"cannot write to the output"};
+}
+
+// A failure is told once. Its reason is that of the last write, here or before.
+void FlushOutput() {
+  if (fflush(stdout) == 0 && !ferror(stdout)) return;
+  std::string const reason = errno ? std::string(": ") + strerror(errno) : std::string();
+  clearerr(stdout);
+  throw Failure{"cannot write to the output" + reason};
 }
 
 }  // namespace qetool

@@ -15,4 +15,7 @@ void WriteWhole(std::string const& path, std::function<HRESULT(yk::Stream&)> con
 /// Writes to standard output, after what was printed, without changing line ends. Throws Failure.
 void WriteToOutput(void const* bytes, size_t size);
 
+/// Writes what was printed, unless that failed before. Throws Failure.
+void FlushOutput();
+
 }  // namespace qetool
