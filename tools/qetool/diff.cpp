@@ -120,7 +120,10 @@ void Run(Options const& options, Host& host) {
   Watch watch;
   host.Start(watch);
   Guid filter = {};
-  if (!options.output.empty()) filter = FilterFor(host, options.output);
+  if (!options.output.empty()) {
+    CheckOutput(options.output);
+    filter = FilterFor(host, options.output);
+  }
   ImageRef a = LoadPicture(options.first, watch).image, b = LoadPicture(options.second, watch).image;
   if (a->width != b->width || a->height != b->height) {
     watch.Clear();

@@ -12,6 +12,8 @@
 
 #include <algorithm>
 
+#include "existing.h"
+#include "input.h"
 #include "text.h"
 
 namespace qetool {
@@ -57,6 +59,7 @@ bool IsCache(Stream& file) {
 // A scan replaces the cache: another file, named by mistake, would be lost. An empty file has no content to
 // lose.
 void CheckCache(std::string const& path) {
+  CheckOutput(path);
   Ref<Stream> file;
   HRESULT const result = FileStream::Create(ToWide(path), FileStream::READ, file.Receive());
   if (result == YK_E_NOTFOUND) return;
@@ -93,9 +96,11 @@ void Host::Start(Watch& watch, std::string const& folder) {
   if (!system) throw Failure{"cannot start the library: " + LastReason()};
   if (!folder.empty()) pluginFolder = folder;
   String const path = pluginFolder.empty() ? ProgramFolder() : ToWide(pluginFolder);
-  if (!file::IsFolder(path.c_str()))
-    throw Failure{"cannot look for plug-ins in " + ToUtf8(path) + ": the folder does not exist"};
   pluginFolder = ToUtf8(path);
+  if (!IsFolder(pluginFolder)) {
+    throw Failure{"cannot look for plug-ins in " + pluginFolder +
+                  (Exists(pluginFolder) ? ": it is a file" : ": the folder does not exist")};
+  }
   if (!cacheFile.empty()) CheckCache(cacheFile);
   HRESULT const result =
       system->ScanModules(path, cacheFile.empty() ? DefaultCache(path) : ToWide(cacheFile), &watch);

@@ -97,6 +97,18 @@ std::string ShownName(std::string const& path) { return path == STANDARD_STREAM 
 
 bool IsFolder(std::string const& path) { return file::IsFolder(ToWide(path).c_str()); }
 
+std::string FolderOf(std::string const& path) {
+  size_t const slash = path.find_last_of("/\\");
+  return slash == std::string::npos ? std::string() : path.substr(0, std::max<size_t>(slash, 1));
+}
+
+void CheckOutput(std::string const& path) {
+  if (IsFolder(path)) throw Failure{"cannot write " + path + ": it is a folder"};
+  std::string const folder = FolderOf(path);
+  if (folder.empty() || IsFolder(folder)) return;
+  throw Failure{"cannot write " + path + ": the folder " + folder + " does not exist"};
+}
+
 std::string NameOf(std::string const& path) { return path.substr(path.find_last_of("/\\:") + 1); }
 
 std::string ExtensionOf(std::string const& path) {

@@ -48,6 +48,12 @@ std::vector<Input> CollectInputs(InputOptions const& options, Host const& host,
 
 bool IsFolder(std::string const& path);
 
+/// "a/b" of "a/b/c.png"; empty for a file in the current folder.
+std::string FolderOf(std::string const& path);
+
+/// Throws Failure when `path` is a folder, or in one that does not exist: no file can be written there.
+void CheckOutput(std::string const& path);
+
 /// The last part of a path.
 std::string NameOf(std::string const& path);
 /// "png" of "a.png"; empty without a dot.

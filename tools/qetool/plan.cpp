@@ -16,12 +16,6 @@ using namespace yk;
 
 namespace {
 
-// "a/b" of "a/b/c.png"; empty for a file in the current folder.
-std::string FolderOf(std::string const& path) {
-  size_t const slash = path.find_last_of("/\\");
-  return slash == std::string::npos ? std::string() : path.substr(0, std::max<size_t>(slash, 1));
-}
-
 bool EndsWithSeparator(std::string const& path) { return path.back() == '/' || path.back() == '\\'; }
 
 /// The options, understood.
@@ -91,10 +85,7 @@ Job PlanStream(Request const& request, Host const& host) {
 
 Job PlanFile(Request const& request, Host const& host) {
   std::string const& output = request.output;
-  std::string const folder = FolderOf(output);
-  if (!folder.empty() && !IsFolder(folder)) {
-    throw Failure{"cannot write " + output + ": the folder " + folder + " does not exist"};
-  }
+  CheckOutput(output);
   Guid const filter = FilterFor(host, output);
   if (!request.type.empty() && !(filter == FilterFor(host, "x." + request.type))) {
     throw Failure{"--type " + request.type + ": " + output + " is the name of another type"};

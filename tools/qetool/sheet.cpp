@@ -297,6 +297,7 @@ std::vector<Entry> LoadEntries(std::vector<Input> const& files, Options const& o
 void Run(Options const& options, Host& host) {
   Watch watch;
   host.Start(watch);
+  CheckOutput(options.output);
   Guid const filter = FilterFor(host, options.output);
   CheckQuality(options.quality, {filter});
   if (!Existing(options.existing).MayWrite(options.output)) {
