@@ -389,6 +389,22 @@ TEST_F(Tool, StopsOnCtrlCBetweenWholeFiles) {
   EXPECT_LT(count, PICTURES);
 }
 
+// ---- several pictures in a file
+
+// Two frames of one pixel: black, then white.
+TEST_F(Tool, ReadsEachFrame) {
+  string const frame = ",\0\0\0\0\1\0\1\0\0\2\2"s, gif = "GIF89a\1\0\1\0\x80\0\0\0\0\0\xFF\xFF\xFF"s;
+  string const first = gif + frame + "\x44\1\0"s;
+  folder.Write(L"two.gif", first + frame + "\x4C\1\0;"s);
+  folder.Write(L"cut.gif", first + frame);
+  Good(L"convert two.gif out.png --frame 1 --format bgr24");
+  EXPECT_EQ(At(*Load(L"out.png"), 0, 0), (Bytes{255, 255, 255}));
+  EXPECT_THAT(Good(L"info two.gif --frame 1"), HasSubstr("GIF, 1 x 1 pixels, bgra32 (32 bits), 2 frames"));
+  EXPECT_THAT(Bad(L"info two.gif --frame 2"), HasSubstr("two.gif: there is no frame 2"));
+  EXPECT_EQ(Good(L"verify two.gif"), "two.gif: good: GIF, 1 x 1 pixels, 2 frames\n");
+  EXPECT_THAT(Run(L"verify cut.gif").out, StartsWith("cut.gif: bad: frame 1: "));
+}
+
 // ---- diff, verify
 
 TEST_F(Tool, ComparesPixels) {

@@ -1,6 +1,7 @@
 // qetool formats: the file formats that plug-ins read and write, and their options.
 #include "formats.h"
 
+#include <limits.h>
 #include <qecore/core/filter.h>
 #include <qecore/core/module.h>
 #include <qecore/image/filter_option.h>
@@ -53,6 +54,8 @@ std::string ValuesOf(FilterOption const& option) {
       return ChoicesOf(option);
     case FilterOption::STRING:
       return "TEXT";
+    case FilterOption::INTEGER:
+      return Format(option.most < INT_MAX ? "%.0f..%.0f" : "%.0f or more", option.least, option.most);
     default:
       return Format("%g..%g", option.least, option.most);
   }
