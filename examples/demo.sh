@@ -36,6 +36,8 @@ show 'The rocket in 256 colours' \
   qetool convert -v $IN/rocket.jpg "$RESULTS/rocket.gif"
 show 'All three as TIFF files' \
   qetool convert -v "$IN/*.png" $IN/rocket.jpg "$RESULTS/tiff" --type tif
+show 'Nothing was lost: the TIFF file has the pixels of the PNG file' qetool diff $IN/coffee.png "$RESULTS/tiff/coffee.tif"
+show 'All files can be read to their last pixel' qetool verify -r "$RESULTS"
 show 'A page of what the library draws' "$QECORE_WINE_RUN" "$QECORE_BIN/draw.exe" "$RESULTS/gallery.png"
 show 'What came out' qetool info "$RESULTS/*.png" "$RESULTS/*.jpg" "$RESULTS/*.gif" "$RESULTS/tiff/*.tif"
 show 'A contact sheet of the photographs' \

@@ -133,7 +133,7 @@ std::string Describe(img::FileInfoFacts const& row, Variant const& value) {
       return row.key == img::INFO_ORIENTATION ? DescribeTurn(number) : std::to_string(number);
     case Variant::DOUBLE:
       value.Get(real);
-      return Format("%.5g pixels per inch", real);
+      return Format("%.4g pixels per inch", real);
     case Variant::BLOB:
       return DescribeProfile(value);
     default:
@@ -161,6 +161,13 @@ void PrintPalette(Image2d const& image) {
   }
 }
 
+// The same in both directions is shown once.
+bool IsRepeated(img::FileInfoFacts const& row, Variant const& value, Map& values) {
+  Variant across;
+  return row.key == img::INFO_RESOLUTION_Y && Succeeded(values.GetValue(img::INFO_RESOLUTION_X, across)) &&
+         value.Compare(across);
+}
+
 void PrintInfo(std::string const& path, Facts const& facts, Options const& options) {
   img::FormatFacts const& format = img::GetFacts(facts.format);
   std::string line = Format("%s: %s, %u x %u pixels, %s (%u bits), ", ShownName(path).c_str(),
@@ -172,7 +179,8 @@ void PrintInfo(std::string const& path, Facts const& facts, Options const& optio
   }
   if (facts.frames > 1) line += Format("%u frames, ", facts.frames);
   printf("%s%s bytes\n", line.c_str(), Grouped(facts.fileSize).c_str());
-  ForValues(*facts.values, [](img::FileInfoFacts const& row, Variant const& value) {
+  ForValues(*facts.values, [&](img::FileInfoFacts const& row, Variant const& value) {
+    if (IsRepeated(row, value, *facts.values)) return;
     printf("  %s: %s\n", ToUtf8(row.name).c_str(), Describe(row, value).c_str());
   });
   if (hasColours && options.palettes == Palettes::LISTED) PrintPalette(*facts.image);
