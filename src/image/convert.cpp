@@ -35,8 +35,8 @@ HRESULT Copy(void const* src, void* dst, IMG_FORMAT format, int count) noexcept 
 }  // namespace
 
 KernelSet BestKernels() noexcept {
-  if (HasAvx2()) return {KERNELS_AVX2, RESAMPLE_AVX2, HALVE_AVX2};
-  return {HasSsse3() ? KERNELS_SSSE3 : KERNELS_BASE, RESAMPLE_BASE, HALVE_BASE};
+  if (HasAvx2()) return {KERNELS_AVX2, RESAMPLE_AVX2, HALVE_AVX2, CELLS_AVX2};
+  return {HasSsse3() ? KERNELS_SSSE3 : KERNELS_BASE, RESAMPLE_BASE, HALVE_BASE, CELLS_BASE};
 }
 
 int GetPixelSize(IMG_FORMAT format, unsigned short& bits) noexcept {

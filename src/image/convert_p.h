@@ -3,6 +3,7 @@
 
 #include <qecore/image/convert.h>
 
+#include "cell_kernels_p.h"
 #include "halve_kernels_p.h"
 #include "resample_p.h"
 
@@ -30,6 +31,7 @@ struct KernelSet {
   Kernel const* converters;
   ResampleKernels const& resample;
   HalveKernels const& halve;
+  CellKernels const& cells;
 };
 
 /// The best ones for this processor.

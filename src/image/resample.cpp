@@ -172,6 +172,7 @@ class Resampling {
     Axis across;
     if (!across.Build(source.width, target.width) || !table.Build(across, channels)) return false;
     ChooseRows();
+    hasCells = ChooseCells();
     return true;
   }
 
@@ -191,8 +192,36 @@ class Resampling {
   img::AddRowsFunction add = nullptr;
   Axis down;
   ColumnTable table;
+  bool hasCells = false;  // whose means are the averages
+  img::Cells cells = {};
+  float weight = 0;  // of each pixel of a cell
 
  private:
+  /// Whether the averages can be taken in whole numbers. They then differ from those in single precision by less
+  /// than (count + 13) / 2 units of 2^-24, of 255, for any cell of `count` pixels. Colours are rounded: the mean of
+  /// an odd number of bytes is at least half a count-th away from where that changes. Grey is truncated: a mean
+  /// that is not whole is a count-th away, and the others are summed up as defined.
+  bool ChooseCells() noexcept {
+    constexpr int MOST_TARGETS = 0x10000;    // up to here, weights are exact enough
+    constexpr size_t MOST_PIXELS = 15 * 15;  // up to here, half a count-th is larger
+    bool const bytes = source.format == target.format && source.format == img::GetFacts(source.format).summed;
+    if (!bytes || source.width % target.width || source.height % target.height) return false;
+    if (std::max(target.width, target.height) > MOST_TARGETS) return false;
+    bool const rounds = channels != 1;
+    if (!cells.Choose(static_cast<size_t>(source.width / target.width),
+                      static_cast<size_t>(source.height / target.height), rounds))
+      return false;
+    if (rounds) return cells.count % 2 && cells.count <= MOST_PIXELS;
+    float const* const weights = down.weights.get();
+    if (!table.columns.uniform || !IsUniform(weights, static_cast<size_t>(source.height))) return false;
+    weight = weights[0] * table.columns.weights[0];
+    return true;
+  }
+
+  static bool IsUniform(float const* weights, size_t count) noexcept {
+    return std::all_of(weights, weights + count, [=](float weight) { return weight == weights[0]; });
+  }
+
   /// When the image shrinks, bytes are added without converting the rows to floats first, which would take
   /// longer than their few uses.
   void ChooseRows() noexcept {
@@ -224,7 +253,9 @@ class ResampledRows {
     size_t const lanes = img::PixelsPerBlock(plan.channels);
     sums = NewArray<float>((plan.table.columns.targets + lanes - 1) / lanes * img::BLOCK_FLOATS);
     if (!isDirect) converted = NewArray<uint8_t>(HELD * readable);
-    return sums && (isDirect || converted);
+    bool const lists = plan.hasCells && plan.channels == 1;
+    if (lists) listed = NewArray<uint32_t>(plan.table.columns.targets + img::CellRow::SPARE);
+    return sums && (isDirect || converted) && (!lists || listed);
   }
 
   /// Makes the rows `first` to `end` - 1, in memory order.
@@ -245,9 +276,42 @@ class ResampledRows {
     if (isAlone && run.first == aloneBelow) return Repeat(y);
     aloneBelow = isAlone ? run.first : -1;
     uint8_t* const row = plan.targetRows[y];
+    if (rowsToSum) {
+      --rowsToSum;
+    } else if (plan.hasCells && AverageCells(run, row)) {
+      return;
+    }
     float* const to = sumsInPlace ? reinterpret_cast<float*>(row) : sums.get();
     AddRun(run, to);
     if (!sumsInPlace) img::ConvertRow({to, plan.sumFormat}, {row, plan.target.format}, plan.target.width);
+  }
+
+  /// False: so many means are whole that all had better be summed up, in the following rows as well.
+  bool AverageCells(img::Run const& run, uint8_t* to) noexcept {
+    uint8_t const* rows[img::Cells::MOST];
+    size_t const count = static_cast<size_t>(run.count), pixels = plan.table.columns.targets;
+    for (size_t i = 0; i < count; ++i) rows[i] = plan.sourceRows[run.first + static_cast<int>(i)];
+    img::CellRow row = {rows, count, plan.channels, to, pixels, listed.get()};
+    size_t const found = img::BestKernels().cells.means(plan.cells, row);
+    if (!listed) return true;
+    if (found > pixels / 4) {
+      rowsToSum = 15;
+      return false;
+    }
+    SumListed(row, found);
+    return true;
+  }
+
+  void SumListed(img::CellRow row, size_t count) noexcept {
+    constexpr size_t BLOCK = 256;
+    float exact[BLOCK];
+    uint8_t grey[BLOCK];
+    for (size_t done = 0, now = 0; done < count; done += now, row.whole += now) {
+      now = std::min(BLOCK, count - done);
+      img::BestKernels().cells.sumListed(plan.cells, row, now, plan.weight, exact);
+      img::ConvertRow({exact, plan.sumFormat}, {grey, plan.target.format}, static_cast<int>(now));
+      for (size_t i = 0; i < now; ++i) row.target[row.whole[i]] = grey[i];
+    }
   }
 
   void AddRun(img::Run const& run, float* to) noexcept {
@@ -291,6 +355,8 @@ class ResampledRows {
   size_t const readable;   // with the spare ones
   std::unique_ptr<float[]> sums;
   std::unique_ptr<uint8_t[]> converted;
+  std::unique_ptr<uint32_t[]> listed;  // the cells of a row whose means are whole
+  int rowsToSum = 0;                   // the next rows whose cells are not worth a try
   int held[HELD] = {-1, -1};
   int madeFrom = -1;    // the top row of those made last
   int aloneBelow = -1;  // the only source row of the target row below, if it has only one

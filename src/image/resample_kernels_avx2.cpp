@@ -1,15 +1,9 @@
 // Area averaging for processors with AVX2: a block of target pixels in a register.
 #include "resample_kernels_p.h"
+#include "unit_avx2_p.h"
 
 namespace yk::img {
 namespace {
-
-/// Eight bytes, in the low bytes of eight integers, as v / 255.
-__m256 Unit(__m256i bytes) noexcept {
-  using Rule = Recoded<float, uint8_t>;
-  __m256 const v = _mm256_cvtepi32_ps(bytes);
-  return _mm256_fmadd_ps(v, _mm256_set1_ps(Rule::WHOLE), _mm256_mul_ps(v, _mm256_set1_ps(Rule::REST)));
-}
 
 /// The processor does not follow several rows well enough by itself. Eight lines ahead are enough.
 void PrefetchFrom(uint8_t const* at) noexcept {

@@ -2,6 +2,7 @@
 #include <math.h>
 
 #include "core/processor_p.h"
+#include "image/cell_kernels_p.h"
 #include "image/halve_kernels_p.h"
 #include "image/premultiply_kernels_p.h"
 #include "image/resample_p.h"
@@ -127,6 +128,42 @@ TEST(HalveKernels, AverageTwoByTwo) {
           ASSERT_EQ(out[i], (a[at] + a[at + n] + b[at] + b[at + n]) >> 2) << width << " of " << n;
         }
       }
+    }
+  }
+}
+
+TEST(CellKernels, AgreeWithTheDefinition) {
+  GuardedMemory const source(1 << 20), target(4096);
+  std::mt19937 random(7);
+  struct {
+    size_t across, down, channels;
+  } const sizes[] = {{3, 3, 1},  {3, 1, 1}, {1, 3, 1}, {2, 3, 1}, {4, 4, 1}, {16, 16, 1}, {15, 15, 1},
+                     {64, 4, 1}, {3, 3, 3}, {5, 3, 3}, {1, 7, 3}, {3, 3, 4}, {9, 5, 4},   {15, 15, 4}};
+  for (auto const& [across, down, channels] : sizes) {
+    img::Cells cells;
+    ASSERT_TRUE(cells.Choose(across, down, channels > 1));
+    for (size_t width = 0; width <= 100; ++width) {
+      size_t const size = width * channels * across;
+      uint8_t* const at = source.Last(size * down);
+      Randomize(IMG_GRAY8, at, size * down, random);
+      if (width % 3 == 0) std::fill_n(at, size * down, uint8_t(255 - width));
+      std::vector<uint8_t const*> rows;
+      for (size_t r = 0; r < down; ++r) rows.push_back(at + r * size);
+      std::vector<uint32_t> whole(width + img::CellRow::SPARE), expected = whole;
+      Bytes means(width * channels);
+      img::CellRow row = {rows.data(),  down,  channels,
+                          means.data(), width, channels > 1 ? nullptr : expected.data()};
+      size_t const listed = img::CELLS_BASE.means(cells, row);
+      std::vector<float> sums(listed), some(listed);
+      img::CELLS_BASE.sumListed(cells, row, listed, 0.1f, sums.data());
+      if (!HasAvx2()) continue;
+      row.target = target.Last(means.size()), row.whole = channels > 1 ? nullptr : whole.data();
+      ASSERT_EQ(img::CELLS_AVX2.means(cells, row), listed) << width;
+      ASSERT_TRUE(std::equal(means.begin(), means.end(), row.target))
+          << across << ' ' << down << ' ' << width;
+      ASSERT_TRUE(std::equal(&whole[0], &whole[0] + listed, &expected[0])) << width;
+      img::CELLS_AVX2.sumListed(cells, row, listed, 0.1f, some.data());
+      ASSERT_EQ(memcmp(some.data(), sums.data(), listed * sizeof(float)), 0) << across << ' ' << width;
     }
   }
 }

@@ -73,6 +73,22 @@ TEST(RescaleTo, AgreesWithTheDefinitionToTheLastBit) {
   }
 }
 
+/// Whole multiples, which are averaged in whole numbers where that gives the same; noise, and one colour.
+TEST(RescaleTo, AgreesWhereCellsAreWhole) {
+  for (IMG_FORMAT format : {IMG_GRAY8, IMG_BGR24, IMG_BGRA32}) {
+    for (auto [across, down] :
+         {std::pair(3, 3), {3, 1}, {1, 3}, {4, 3}, {5, 9}, {15, 15}, {16, 16}, {83, 3}}) {
+      Compare(format, format, 99 * across, 3 * down, 99, 3);
+      ImageRef const plain = NewImage(format, 40 * across, 20 * down);
+      ImageRef const target = NewImage(format, 40, 20), expected = NewImage(format, 40, 20);
+      for (int y = 0; y < plain->height; ++y) memset(plain->GetLine(y), 7 * across + y / 30, plain->stride);
+      Resample(*plain, *expected);
+      ASSERT_EQ(plain->RescaleTo(target.get()), S_OK);
+      ASSERT_EQ(BlockOf(*target), BlockOf(*expected)) << format << ' ' << across << ' ' << down;
+    }
+  }
+}
+
 /// Exactly to half: a box of 2 x 2, truncated, in these two formats, and through floats in all others.
 TEST(RescaleTo, HalvesByTheBox) {
   for (IMG_FORMAT format : {IMG_GRAY8, IMG_BGR24}) {
