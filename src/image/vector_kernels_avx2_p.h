@@ -36,23 +36,30 @@ struct VectorRecode<Isa::AVX2, uint8_t, float> {
 
  private:
   static bool StoreIfSmall(uint8_t const* in, uint8_t* out) noexcept {
-    constexpr float UNIT_1 = 0x1.8p23f;  // and room for a sign
-    __m256i const magnitude = _mm256_set1_epi32(0x7FFFFFFF), lowByte = _mm256_set1_epi32(0xFF);
-    __m256i const most = _mm256_castps_si256(_mm256_set1_ps(1.5f));
-    __m256i const zero = _mm256_castps_si256(_mm256_set1_ps(UNIT_1));
-    __m256i small = _mm256_set1_epi32(-1);
-    __m256i eight[4];
+    constexpr float UNIT_1 =
+        0x1.8p23f;  // and room for a sign; the low 16 bits of a sum are those of the integer
+    __m256i const limit = _mm256_set1_epi32(0x7F7FFFFF);  // twice the bits of 1.5, less one
+    __m256i most = limit;                                 // twice the bits of a float are without its sign
+    __m256i sum[4];
     for (int k = 0; k < 4; ++k) {
       __m256i const v = LoadWide(in + 32 * k);
-      small = _mm256_and_si256(small, _mm256_cmpgt_epi32(most, _mm256_and_si256(v, magnitude)));
-      __m256 const sum =
-          _mm256_fmadd_ps(_mm256_castsi256_ps(v), _mm256_set1_ps(255.0f), _mm256_set1_ps(UNIT_1));
-      __m256i const nearest = _mm256_sub_epi32(_mm256_castps_si256(sum), zero);
-      eight[k] = _mm256_and_si256(_mm256_add_epi32(nearest, _mm256_srli_epi32(nearest, 31)), lowByte);
+      most = _mm256_max_epu32(most, _mm256_add_epi32(v, v));
+      sum[k] = _mm256_castps_si256(
+          _mm256_fmadd_ps(_mm256_castsi256_ps(v), _mm256_set1_ps(255.0f), _mm256_set1_ps(UNIT_1)));
     }
-    if (_mm256_movemask_epi8(small) != -1) return false;
-    StoreWide(out, PackBytes(eight));
+    if (_mm256_movemask_epi8(_mm256_cmpeq_epi32(most, limit)) != -1) return false;
+    __m256i const low = _mm256_and_si256(Words(sum[0], sum[1]), _mm256_set1_epi16(0xFF));
+    __m256i const bytes = _mm256_or_si256(low, _mm256_slli_epi16(Words(sum[2], sum[3]), 8));
+    __m256i const fours = _mm256_shuffle_epi8(
+        bytes, Twice(_mm_setr_epi8(0, 4, 8, 12, 2, 6, 10, 14, 1, 5, 9, 13, 3, 7, 11, 15)));
+    StoreWide(out, _mm256_permutevar8x32_epi32(fours, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
     return true;
+  }
+
+  /// The integers of two registers by turns, one more for those below zero.
+  static __m256i Words(__m256i even, __m256i odd) noexcept {
+    __m256i const nearest = _mm256_blend_epi16(even, _mm256_slli_epi32(odd, 16), 0xAA);
+    return _mm256_add_epi16(nearest, _mm256_srli_epi16(nearest, 15));
   }
 };
 
@@ -60,7 +67,7 @@ template <>
 struct VectorClamp<Isa::AVX2> {
   static __m256i Eight(uint8_t const* in) noexcept {
     __m256 const v = _mm256_loadu_ps(reinterpret_cast<float const*>(in));
-    __m256 const within = _mm256_min_ps(_mm256_max_ps(v, _mm256_setzero_ps()), _mm256_set1_ps(1.0f));
+    __m256 const within = _mm256_min_ps(_mm256_set1_ps(1.0f), v);
     return _mm256_cvttps_epi32(_mm256_mul_ps(within, _mm256_set1_ps(255.0f)));
   }
 

@@ -70,12 +70,13 @@ requires(ISA >= Isa::SSSE3) struct VectorRecode<ISA, uint8_t, float> {
   }
 };
 
-/// GRAYF to GRAY8: clamped to 0.0 to 1.0, truncated. NaN gives 0, the second operand of the maximum.
+/// GRAYF to GRAY8: clamped to 0.0 to 1.0, truncated. The narrowing integers are clamped at 0. NaN remains one, as
+/// the second operand of the minimum, and becomes the smallest integer.
 template <Isa ISA>
 struct VectorClamp {
   static __m128i Four(uint8_t const* in) noexcept {
     __m128 const v = _mm_loadu_ps(reinterpret_cast<float const*>(in));
-    __m128 const within = _mm_min_ps(_mm_max_ps(v, _mm_setzero_ps()), _mm_set1_ps(1.0f));
+    __m128 const within = _mm_min_ps(_mm_set1_ps(1.0f), v);
     return _mm_cvttps_epi32(_mm_mul_ps(within, _mm_set1_ps(255.0f)));
   }
 
