@@ -10,6 +10,28 @@ namespace {
 // A run of pixels with full coverage, or with none, is painted separately when it is at least this long.
 constexpr int LONG_RUN = 8;
 
+// The pixels whose coverage may differ from the previous one's, from left to right.
+class MarkedColumns {
+ public:
+  MarkedColumns(uint64_t const* marks, int first, int end) noexcept
+      : marks(marks), word(first / 64), end(end), bits(marks[word] & ~uint64_t{0} << first % 64) {}
+
+  // The end after the last.
+  int Next() noexcept {
+    for (; !bits; bits = marks[word])
+      if (++word > (end - 1) / 64) return end;
+    int const column = word * 64 + std::countr_zero(bits);
+    bits &= bits - 1;
+    return std::min(column, end);
+  }
+
+ private:
+  uint64_t const* const marks;
+  int word;
+  int const end;
+  uint64_t bits;
+};
+
 }  // namespace
 
 bool CoverageRow::Reserve() noexcept {
@@ -50,35 +72,29 @@ void CoverageRow::CoverEvenly(int from, int to, double step) noexcept {
   }
 }
 
-int CoverageRow::NextMarkedWord(int column) const noexcept {
-  for (int word = column / 64 + 1; word <= (end - 1) / 64; ++word) {
-    uint64_t const bits = marks.begin()[word];
-    if (bits) return std::min(word * 64 + std::countr_zero(bits), end);
-  }
-  return end;
-}
-
 void CoverageRow::Paint(int y, SpanPainter& painter) noexcept {
   auto const paint = [&](int from, int to, unsigned char const* row) {
     if (to > from) painter({left + from, y, to - from, row});
   };
-  int run = NextStep(first);
+  MarkedColumns columns(marks.begin(), first, end);
+  float* const changes = steps.begin();
+  unsigned char* const shares = coverage.begin();
+  int run = columns.Next();
   float sum = 0;
   for (int column = run, next; column < end; column = next) {
-    sum += std::exchange(steps[static_cast<size_t>(column)], 0.0f);
-    next = NextStep(column + 1);
+    sum += std::exchange(changes[column], 0.0f);
+    next = columns.Next();
     unsigned char const share = static_cast<unsigned char>(std::clamp(sum, 0.0f, 1.0f) * 255 + 0.5f);
     if ((share == 0 || share == 255) && next - column >= LONG_RUN) {
-      paint(run, column, coverage.begin() + run);
+      paint(run, column, shares + run);
       if (share) paint(column, next, nullptr);
       run = next;
     } else {
-      coverage.begin()[column] = share;  // usually the only one
-      if (next > column + 1)
-        memset(coverage.begin() + column + 1, share, static_cast<size_t>(next - column - 1));
+      shares[column] = share;  // usually the only one
+      if (next > column + 1) memset(shares + column + 1, share, static_cast<size_t>(next - column - 1));
     }
   }
-  paint(run, end, coverage.begin() + run);
+  paint(run, end, shares + run);
   steps[static_cast<size_t>(end)] = steps[static_cast<size_t>(end) + 1] = 0;
   std::fill(marks.begin() + first / 64, marks.end(), 0);
 }

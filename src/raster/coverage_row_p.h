@@ -48,19 +48,11 @@ class CoverageRow {
     size_t const at = static_cast<size_t>(column);
     steps[at] += static_cast<float>(here);
     steps[at + 1] += static_cast<float>(after);
-    marks[at / 64] |= uint64_t{1} << at % 64;
-    marks[(at + 1) / 64] |= uint64_t{1} << (at + 1) % 64;
+    marks[at / 64] |= uint64_t{3} << at % 64;
+    if (at % 64 == 63) marks[at / 64 + 1] |= 1;
   }
   void CoverSlanted(double low, double high, double height) noexcept;
   void CoverEvenly(int from, int to, double step) noexcept;
-  // the next pixel whose coverage may differ from the previous one's, or the end
-  int NextStep(int column) const noexcept {
-    if (column >= end) return end;
-    uint64_t const bits = marks.begin()[column / 64] >> column % 64;
-    return bits ? std::min(column + std::countr_zero(bits), end) : NextMarkedWord(column);
-  }
-  int NextMarkedWord(int column) const noexcept;
-
   int const left, width, first, end;  // in columns; the outline is between first and end
   Buffer<float> steps;                // the change of coverage at each pixel
   Buffer<uint64_t> marks;             // one bit for each step that may be non-zero

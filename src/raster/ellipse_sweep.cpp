@@ -12,6 +12,16 @@ namespace {
 constexpr double FLATNESS = 1.0 / 1100;
 constexpr double BULGE = FLATNESS / 3;
 
+// The vertices of a polygon of the same area as an ellipse are outside it, at most so far, and the middles of its
+// chords half as far inside.
+constexpr double OUTSIDE = 1.0 / 660;
+
+constexpr double RIGHT_ANGLE = 1.5707963267948966;
+
+// Radii that are walked along: there are few chords, and they are longer than rounding errors.
+constexpr double LEAST_WALKED = 1.0 / 64;
+constexpr double MOST_WALKED = 1024;
+
 // An arc is halved, at most so many times, until its ends are near enough and it needs few enough chords.
 constexpr int MAX_ARC_DEPTH = 40;
 constexpr double NEAR2 = 1.0 / 16;
@@ -121,6 +131,56 @@ int EllipseCurve::ChordsNeeded(Point const& a, Point const& b) const noexcept {
   return static_cast<int>(std::min<double>(sqrt(sqrt(deviation2 / slowest2)), MOST_CHORDS)) + 1;
 }
 
+// ---- the polygon
+
+bool EllipseWalk::Suits(point2d const& radius, double inset) noexcept {
+  auto const [shorter, longer] = std::minmax(radius.x, radius.y);
+  return shorter >= LEAST_WALKED && longer <= MOST_WALKED && EndOfSmooth(radius, inset) == 0;
+}
+
+// A chord of an angle t has its ends t t / 12 times the radius outside.
+EllipseWalk::EllipseWalk(point2d const& givenRadius, double inset) noexcept
+    : quarter([&] {
+        double const longer = std::clamp(std::max(givenRadius.x, givenRadius.y), LEAST_WALKED, MOST_WALKED);
+        return static_cast<int>(RIGHT_ANGLE * sqrt(longer / (12 * OUTSIDE))) + 1;
+      }()),
+      inset(inset) {
+  static_assert(RIGHT_ANGLE * RIGHT_ANGLE * MOST_WALKED < 12 * OUTSIDE * (MOST - 1) * (MOST - 1));
+  double const angle = RIGHT_ANGLE / quarter;
+  turn = {cos(angle), sin(angle)};
+  double const outward = sqrt(angle / turn.y);
+  radius = {givenRadius.x * outward, givenRadius.y * outward};
+  swelling = angle * angle / 12 * Squared(radius.x * radius.y);
+  end = upper[0] = Vertex();
+  Next();
+}
+
+point2d EllipseWalk::Vertex() const noexcept {
+  auto const& [c, s] = direction;
+  if (inset == 0) return {radius.x * c, radius.y * s};
+  double const n = 1 / sqrt(Squared(radius.y * c) + Squared(radius.x * s));
+  double const share = inset * n * (1 + swelling * Squared(n * n));
+  return {std::max(c * (radius.x - radius.y * share), 0.0), s * (radius.y - radius.x * share)};
+}
+
+void EllipseWalk::Turn() noexcept {
+  direction = {direction.x * turn.x - direction.y * turn.y, direction.y * turn.x + direction.x * turn.y};
+}
+
+void EllipseWalk::Next() noexcept {
+  here = start = end;
+  if (++at == 2 * quarter) return;
+  if (at < quarter) {
+    Turn();
+    if (at == quarter - 1) direction = {1, 0};  // exactly
+    end = upper[at + 1] = Vertex();
+  } else {
+    point2d const& mirrored = upper[2 * quarter - 1 - at];
+    end = {mirrored.x, -mirrored.y};
+  }
+  slope = (end.x - start.x) / (end.y - start.y);
+}
+
 // ---- rows
 
 EllipseSweep::EllipseSweep(xrect2d const& clip, Ellipse const& ellipse) noexcept
@@ -128,22 +188,41 @@ EllipseSweep::EllipseSweep(xrect2d const& clip, Ellipse const& ellipse) noexcept
       centre({ellipse.centre.x - clip.left, ellipse.centre.y}),
       isRing(IsRing(ellipse)),
       isWhole(centre.x - ellipse.radius.x >= 1 && centre.x + ellipse.radius.x <= width - 1),
+      isWalked(EllipseWalk::Suits(ellipse.radius, isRing ? ellipse.ring : 0)),
       outer(ellipse.radius, 0),
       inner(ellipse.radius, isRing ? ellipse.ring : 0),
-      row(clip, centre.x - ellipse.radius.x - BULGE, centre.x + ellipse.radius.x + BULGE) {}
+      outerWalk(ellipse.radius, 0),
+      innerWalk(ellipse.radius, isRing ? ellipse.ring : 0),
+      row(clip, centre.x - ellipse.radius.x - OUTSIDE, centre.x + ellipse.radius.x + OUTSIDE) {}
 
 bool EllipseSweep::PaintRows(int first, int count, SpanPainter& painter) noexcept {
   if (!row.Reserve()) return false;
   auto const inRows = [=](double y) { return static_cast<int>(std::clamp<double>(y, first, first + count)); };
-  int const top = inRows(floor(centre.y - outer.Height())), end = inRows(ceil(centre.y + outer.Height()));
-  outer.MoveTo(top - centre.y);
-  inner.MoveTo(top - centre.y);
+  double const height = isWalked ? outerWalk.Height() : outer.Height();
+  int const top = inRows(floor(centre.y - height)), end = inRows(ceil(centre.y + height));
+  auto const ignore = [](point2d const&, point2d const&) {};
+  if (isWalked) {
+    outerWalk.MoveTo(top - centre.y, ignore);
+    innerWalk.MoveTo(top - centre.y, ignore);
+  } else {
+    outer.MoveTo(top - centre.y);
+    inner.MoveTo(top - centre.y);
+  }
   for (int y = top; y < end; ++y) {
-    Cover(outer, y + 1 - centre.y, 1);
-    if (isRing) Cover(inner, y + 1 - centre.y, -1);
+    CoverRow(y + 1 - centre.y);
     row.Paint(y, painter);
   }
   return true;
+}
+
+void EllipseSweep::CoverRow(double to) noexcept {
+  if (isWalked) {
+    outerWalk.MoveTo(to, [this](point2d const& a, point2d const& b) { CoverChord(a, b, 1); });
+    if (isRing) innerWalk.MoveTo(to, [this](point2d const& a, point2d const& b) { CoverChord(a, b, -1); });
+  } else {
+    Cover(outer, to, 1);
+    if (isRing) Cover(inner, to, -1);
+  }
 }
 
 // Covers the inside of a curve down to a height; a negative sign uncovers it.
@@ -182,7 +261,8 @@ void EllipseSweep::CoverArc(EllipseCurve const& curve, Point const& a, Point con
   CoverChord(from, b, sign);
 }
 
-void EllipseSweep::CoverChord(Point const& a, Point const& b, int sign) noexcept {
+template <class P>
+void EllipseSweep::CoverChord(P const& a, P const& b, int sign) noexcept {
   double const height = (b.y - a.y) * sign;
   if (isWhole) {
     row.CoverRightOf(centre.x - a.x, centre.x - b.x, height);

@@ -1,7 +1,8 @@
 // Converts an ellipse, or the ring inside its edge, into the coverage of each pixel.
 //
-// Where each row begins and ends, the point of the curve at that height is computed; the arcs between are
-// approximated by chords, in which all four quarters are alike.
+// Curves of common sizes are walked along as polygons of the same area. Of all others, the point at the height
+// where each row begins and ends is computed; the arcs between are approximated by chords, in which all four
+// quarters are alike.
 #pragma once
 
 #include "area_p.h"
@@ -57,6 +58,48 @@ class EllipseCurve {
   double step = 0, stepBefore = 0;  // of the direction's y, to the last points found
 };
 
+/// The right half of the same curve as a polygon, from the top to the bottom. Each chord turns the direction by the
+/// same angle, and has the area of its arc. The chords do not depend on the rows.
+class EllipseWalk {
+ public:
+  /// Whether the curve may be walked along: it is smooth, and neither very large nor very small.
+  static bool Suits(point2d const& radius, double inset) noexcept;
+
+  /// Must suit, or not be used.
+  // cppcheck-suppress uninitMemberVar  // the upper vertices are kept for the lower half
+  EllipseWalk(point2d const& radius, double inset) noexcept;
+
+  double Height() const noexcept { return -upper[0].y; }
+  /// Moves down to a height, and calls cover(from, to) for each chord, or part of one, on the way.
+  template <class Cover>
+  void MoveTo(double y, Cover cover) noexcept {
+    for (; at < 2 * quarter && end.y <= y; Next()) cover(here, end);
+    if (at == 2 * quarter || here.y >= y) return;
+    point2d const cut = {start.x + (y - start.y) * slope, y};
+    cover(here, cut);
+    here = cut;
+  }
+
+ private:
+  static constexpr int MOST = 384;  // chords of a quarter
+
+  void Next() noexcept;
+  point2d Vertex() const noexcept;
+  void Turn() noexcept;
+
+  int const quarter;  // chords
+  int at = -1;        // the current chord
+  double const inset;
+  point2d turn;     // the direction by which each chord turns
+  point2d radius;   // of the polygon's vertices
+  double swelling;  // of the inset's, where the curve is a circle of radius 1
+  point2d direction = {0, -1};
+  point2d start, end;  // of the chord
+  point2d here;
+  double slope = 0;  // x per y
+  point2d upper[MOST + 1];
+};
+
 class EllipseSweep {
  public:
   EllipseSweep(xrect2d const& clip, Ellipse const& ellipse) noexcept;
@@ -67,16 +110,21 @@ class EllipseSweep {
  private:
   using Point = EllipseCurve::Point;
 
+  void CoverRow(double to) noexcept;
   void Cover(EllipseCurve& curve, double to, int sign) noexcept;
   void CoverArc(EllipseCurve const& curve, Point const& a, Point const& b, int sign, int depth) noexcept;
-  void CoverChord(Point const& a, Point const& b, int sign) noexcept;
+  /// The area to the right of a chord of the right half, and to the left of its mirror image.
+  template <class P>
+  void CoverChord(P const& a, P const& b, int sign) noexcept;
   bool IsVisible(Point const& a, Point const& b) const noexcept;
 
   double const width;    // of the clip
   point2d const centre;  // x relative to the left of the clip
   bool const isRing;
   bool const isWhole;  // between the sides of the clip
+  bool const isWalked;
   EllipseCurve outer, inner;
+  EllipseWalk outerWalk, innerWalk;
   CoverageRow row;
 };
 
