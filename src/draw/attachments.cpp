@@ -15,31 +15,54 @@ constinit SRWLOCK lock = SRWLOCK_INIT;
 
 }  // namespace
 
+/// One attachment, in the chain of its context's address and in that of its image's, so that a host may keep
+/// thousands of them.
 struct Attachments::Link {
-  Link* next;
+  /// The place in a chain, which can be left without a search.
+  struct Hook {
+    Link* next = nullptr;
+    Link** before = nullptr;  // what points here
+  };
+
   IDC* dc;
   Image2d const* image;
+  Hook ofContext = {}, ofImage = {};
 };
 
-constinit Attachments::Link* Attachments::chains[CHAINS] = {};
+constinit Attachments::Link* Attachments::byContext[CHAINS] = {};
+constinit Attachments::Link* Attachments::byImage[CHAINS] = {};
 
-Attachments::Link*& Attachments::ChainOf(IDC const& dc) noexcept {
-  return chains[MixHash(reinterpret_cast<uintptr_t>(&dc), 0) % CHAINS];
+Attachments::Link*& Attachments::ChainOf(Chains& chains, void const* address) noexcept {
+  return chains[MixHash(reinterpret_cast<uintptr_t>(address), 0) % CHAINS];
 }
 
-/// The pointer to the link of a context; to null when it has none.
-Attachments::Link** Attachments::Find(IDC const& dc) noexcept {
-  Link** at = &ChainOf(dc);
-  while (*at && (*at)->dc != &dc) at = &(*at)->next;
-  return at;
+template <class Hook>
+void Attachments::Hang(Link& link, Hook hook, Link*& chain) noexcept {
+  link.*hook = {chain, &chain};
+  if (chain) (chain->*hook).before = &(link.*hook).next;
+  chain = &link;
+}
+
+template <class Hook>
+void Attachments::Unhang(Link& link, Hook hook) noexcept {
+  auto const [next, before] = link.*hook;
+  *before = next;
+  if (next) (next->*hook).before = before;
+}
+
+void Attachments::Remove(Link* link) noexcept {
+  Unhang(*link, &Link::ofContext);
+  Unhang(*link, &Link::ofImage);
+  delete link;
 }
 
 void Attachments::Add(IDC& dc, Image2d& image) noexcept {
   Forget(dc);
-  Link* const link = new (std::nothrow) Link{nullptr, &dc, &image};
+  Link* const link = new (std::nothrow) Link{&dc, &image};
   if (!link) return;
   SrwLocker const locked(lock);
-  link->next = std::exchange(ChainOf(dc), link);
+  Hang(*link, &Link::ofContext, ChainOf(byContext, &dc));
+  Hang(*link, &Link::ofImage, ChainOf(byImage, &image));
   dc.attachment = ATTACHED;
   img::Attached::pixelsGo = LoseAll;
   img::Attached::Mark(image);
@@ -48,23 +71,18 @@ void Attachments::Add(IDC& dc, Image2d& image) noexcept {
 void Attachments::Forget(IDC& dc) noexcept {
   if (std::exchange(dc.attachment, NONE) != ATTACHED) return;
   SrwLocker const locked(lock);
-  Link*& at = *Find(dc);
-  if (at) delete std::exchange(at, at->next);
+  Link* link = ChainOf(byContext, &dc);
+  while (link && link->dc != &dc) link = link->ofContext.next;
+  if (link) Remove(link);
 }
 
 void Attachments::LoseAll(Image2d const& image) noexcept {
   SrwLocker const locked(lock);
-  for (Link*& chain : chains) LoseIn(chain, image);
-}
-
-void Attachments::LoseIn(Link*& chain, Image2d const& image) noexcept {
-  for (Link** at = &chain; *at;) {
-    if ((*at)->image != &image) {
-      at = &(*at)->next;
-      continue;
-    }
-    Lose(*(*at)->dc);
-    delete std::exchange(*at, (*at)->next);
+  for (Link *link = ChainOf(byImage, &image), *next; link; link = next) {
+    next = link->ofImage.next;
+    if (link->image != &image) continue;
+    Lose(*link->dc);
+    Remove(link);
   }
 }
 

@@ -24,14 +24,18 @@ class Attachments {
   struct Link;
 
   static constexpr size_t CHAINS = 256;
+  using Chains = Link* [CHAINS];
 
-  static Link*& ChainOf(IDC const& dc) noexcept;
-  static Link** Find(IDC const& dc) noexcept;
+  static Link*& ChainOf(Chains& chains, void const* address) noexcept;
+  template <class Hook>
+  static void Hang(Link& link, Hook hook, Link*& chain) noexcept;
+  template <class Hook>
+  static void Unhang(Link& link, Hook hook) noexcept;
+  static void Remove(Link* link) noexcept;
   static void LoseAll(Image2d const& image) noexcept;
-  static void LoseIn(Link*& chain, Image2d const& image) noexcept;
   static void Lose(IDC& dc) noexcept;
 
-  static Link* chains[CHAINS];  // by the address of the context, so that a host may attach thousands
+  static Chains byContext, byImage;
 };
 
 }  // namespace yk
