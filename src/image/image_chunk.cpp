@@ -28,6 +28,8 @@ constexpr char LOAD[] = "img::LoadFrom";
 struct Header {
   IMG_FORMAT format = IMG_NONE;
   int32_t width = 0, height = 0;
+
+  bool operator==(Header const&) const noexcept = default;
 };
 
 /// The pixels of an image as blocks of rows without padding. Rows are counted as in memory.
@@ -39,6 +41,9 @@ class Blocks {
         height(height) {}
 
   int64_t Total() const noexcept { return rowBytes * height; }
+  int Rows() const noexcept { return height; }
+  /// Whether each block is a row, which may be a large one.
+  bool AreRows() const noexcept { return rows == 1; }
   int64_t Count() const noexcept { return (int64_t{height} + rows - 1) / rows; }
   /// Where the block after the one at `first` begins.
   int After(int first) const noexcept { return first + RowsFrom(first); }
@@ -55,20 +60,23 @@ class Blocks {
   void Scatter(unsigned char const* from, Image2d const& image, int first) const noexcept {
     for (int i = 0; i < RowsFrom(first); ++i) {
       unsigned char* const row = RowOf(image, first + i);
-      memcpy(row, from + rowBytes * i, Row());
+      if (!AreRows()) memcpy(row, from + rowBytes * i, Row());
       memset(row + rowBytes, 0, static_cast<size_t>(image.stride) - Row());
     }
   }
 
- private:
-  size_t Row() const noexcept { return static_cast<size_t>(rowBytes); }
   static unsigned char* RowOf(Image2d const& image, int row) noexcept {
     return image.bits + ptrdiff_t{image.stride} * row;
   }
 
+ private:
+  size_t Row() const noexcept { return static_cast<size_t>(rowBytes); }
+
   int64_t rowBytes;
   int rows, height;  // of a block but the last, and of all
 };
+
+Header HeaderOf(Image2d const& image) noexcept { return {image.format, image.width, image.height}; }
 
 bool HasPixels(Image2d const& image) noexcept { return image.bits && image.width > 0 && image.height > 0; }
 
@@ -98,13 +106,18 @@ HRESULT SaveBlock(Serializer& writer, ykCompressor* method, Bytes const& rows, u
   return writer.Write(isPacked ? packed.begin() : rows.begin(), stored);
 }
 
+/// The stream and the host may change the image meanwhile.
 HRESULT SavePixels(Serializer& writer, Image2d const& image, ykCompressor* method,
                    ProgressMeter& meter) noexcept {
+  Header const header = HeaderOf(image);
+  unsigned char const* const bits = image.bits;
   Blocks const blocks(image.format, image.width, image.height);
   Bytes rows, packed;
   if (!blocks.Reserve(rows) || (method && !blocks.Reserve(packed)))
     return FailMemory(SAVE, blocks.BytesFrom(0));
-  for (int first = 0; first < image.height; first = blocks.After(first)) {
+  for (int first = 0; first < blocks.Rows(); first = blocks.After(first)) {
+    if (image.bits != bits || HeaderOf(image) != header)
+      return Fail(E_FAIL, SAVE, L"the image was changed while it was saved");
     blocks.Gather(image, first, rows.begin());
     HRESULT const saved = SaveBlock(writer, method, rows, blocks.BytesFrom(first), packed);
     if (Failed(saved)) return saved;
@@ -126,7 +139,7 @@ HRESULT SaveParts(Serializer& writer, Image2d& image, Guid const& method,
                   ExecutionContext* context) noexcept {
   bool const hasPixels = HasPixels(image);
   Ref<ykCompressor> const compressor = hasPixels ? TryCompressor(method) : Ref<ykCompressor>();
-  Header const header = hasPixels ? Header{image.format, image.width, image.height} : Header{};
+  Header const header = hasPixels ? HeaderOf(image) : Header{};
   writer.WriteChunk(img::CHUNK_HEADER, &header, sizeof header);
   if (compressor) writer.WriteChunk(img::CHUNK_METHOD, &method, sizeof method);
   image.name.Save(&writer, img::CHUNK_NAME);
@@ -166,7 +179,7 @@ class Loading {
   HRESULT LoadProperties() noexcept;
   HRESULT LoadPixels() noexcept;
   HRESULT LoadBlocks(Blocks const& blocks) noexcept;
-  HRESULT LoadBlock(unsigned size) noexcept;
+  HRESULT LoadBlock(unsigned char* to, unsigned size) noexcept;
   HRESULT CheckSize(Blocks const& blocks) noexcept;
   bool Read(void* to, size_t size) noexcept;
 
@@ -231,28 +244,32 @@ HRESULT Loading::CheckSize(Blocks const& blocks) noexcept {
   int64_t const least = compressor ? blocks.Count() * int64_t{sizeof(unsigned) + 1} : blocks.Total();
   if (least > reader.GetRemaining()) return FailDamaged();
   uint64_t const limit = img::GetReadLimit();
-  if (static_cast<uint64_t>(blocks.Total()) <= limit) return S_OK;
-  return Fail(E_OUTOFMEMORY, LOAD, L"the image needs %lld bytes, more than the limit of %llu", blocks.Total(),
-              limit);
+  int64_t const size = img::GetRowSize(header.format, header.width) * header.height;
+  if (static_cast<uint64_t>(size) <= limit) return S_OK;
+  return Fail(E_OUTOFMEMORY, LOAD, L"the image needs %lld bytes, more than the limit of %llu", size, limit);
 }
 
 HRESULT Loading::LoadPixels() noexcept {
   if (header.format == IMG_NONE || image->bits) return FailDamaged();
   Blocks const blocks(header.format, header.width, header.height);
-  HRESULT result = CheckSize(blocks);
-  if (Succeeded(result)) result = image->Create(header.format, header.width, header.height);
-  if (Failed(result)) return result;
+  HRESULT const checked = CheckSize(blocks);
+  if (Failed(checked)) return checked;
+  unsigned const before = ErrorCount();
+  if (Failed(image->Create(header.format, header.width, header.height)))
+    return FailSince(before, E_OUTOFMEMORY, LOAD, L"there is no room for the image");
   if (img::GetFacts(header.format).paletteEntries)
     memcpy(image->palette, palette, image->paletteCount * sizeof(IMG_PALENTRY));
-  if (!blocks.Reserve(rows) || (compressor && !blocks.Reserve(packed)))
-    return FailMemory(LOAD, blocks.BytesFrom(0));
+  unsigned const block = blocks.BytesFrom(0), most = std::min(block, reader.GetRemaining());
+  if ((!blocks.AreRows() && !rows.Resize(block)) || (compressor && !packed.Resize(most)))
+    return FailMemory(LOAD, block);
   return LoadBlocks(blocks);
 }
 
 HRESULT Loading::LoadBlocks(Blocks const& blocks) noexcept {
   ProgressMeter meter(context, LOAD, static_cast<uint64_t>(header.height), ProgressMeter::Unit::ROWS);
   for (int first = 0; first < header.height; first = blocks.After(first)) {
-    HRESULT const loaded = LoadBlock(blocks.BytesFrom(first));
+    unsigned char* const to = blocks.AreRows() ? Blocks::RowOf(*image, first) : rows.begin();
+    HRESULT const loaded = LoadBlock(to, blocks.BytesFrom(first));
     if (Failed(loaded)) return loaded;
     blocks.Scatter(rows.begin(), *image, first);
     if (!meter.Reach(static_cast<unsigned>(blocks.After(first)))) return meter.Result(S_OK);
@@ -261,13 +278,13 @@ HRESULT Loading::LoadBlocks(Blocks const& blocks) noexcept {
 }
 
 /// Reads a block of `size` bytes of rows.
-HRESULT Loading::LoadBlock(unsigned size) noexcept {
+HRESULT Loading::LoadBlock(unsigned char* to, unsigned size) noexcept {
   unsigned stored = 0;
   if (!Read(&stored, sizeof stored) || stored > size) return FailDamaged();
-  if (stored == size) return Read(rows.begin(), size) ? S_OK : FailDamaged();
-  if (!compressor || !Read(packed.begin(), stored)) return FailDamaged();
+  if (stored == size) return Read(to, size) ? S_OK : FailDamaged();
+  if (!compressor || stored > packed.Count() || !Read(packed.begin(), stored)) return FailDamaged();
   unsigned const before = ErrorCount();
-  HRESULT const result = compressor->Decompress(packed.begin(), stored, rows.begin(), size);
+  HRESULT const result = compressor->Decompress(packed.begin(), stored, to, size);
   return Succeeded(result) ? S_OK : FailSince(before, result, LOAD, L"the image cannot be decompressed");
 }
 
@@ -301,6 +318,7 @@ HRESULT img::SaveTo(Serializer& writer, Image2d& image, unsigned short tag, Guid
                     ExecutionContext* context) noexcept {
   if (!writer.GetStream()) return Fail(E_FAIL, SAVE, L"no file is open");
   Ref<Image2d> const held = Ref<Image2d>::Share(&image);
+  Ref<Serializer> const heldWriter = Ref<Serializer>::Share(&writer);
   writer.BeginChunk(tag);
   HRESULT const saved = SaveParts(writer, image, method, context);
   writer.EndChunk();
@@ -311,6 +329,7 @@ HRESULT img::LoadFrom(Deserializer& reader, Image2d** result, ExecutionContext* 
   if (!result) return FailNull(LOAD, L"result");
   *result = nullptr;
   if (!reader.GetStream()) return Fail(E_FAIL, LOAD, L"no file is open");
+  Ref<Deserializer> const held = Ref<Deserializer>::Share(&reader);
   bool const wasSound = Succeeded(reader.GetFailure());
   Loading loading(reader, context);
   HRESULT const loaded = loading.Run();

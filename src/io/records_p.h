@@ -18,8 +18,9 @@ void ReadInChunk(Deserializer& reader, void* buffer, unsigned size) noexcept;
 /// the stream fails.
 inline bool ReadBytes(Deserializer& reader, void* to, unsigned size) noexcept {
   if (reader.GetRemaining() < size) return false;
+  Ref<Stream> const stream = Ref<Stream>::Share(reader.GetStream());  // null if that call closed the reader
   unsigned done = 0;
-  return Succeeded(reader.GetStream()->Read(to, size, &done)) && done == size;
+  return stream && Succeeded(stream->Read(to, size, &done)) && done == size;
 }
 
 /// Variant::Save and Load as a part of the caller's operation, whose host may stop it inside a large payload.

@@ -55,6 +55,25 @@ TEST(ImageChunk, KeepsEveryFormatWithoutLoss) {
       EXPECT_TRUE(!isPlain || file->GetSize() < 2000) << file->GetSize();
     }
   }
+  ImageRef const wide = Noise(IMG_BGRA32, 70001, 3);  // each row is a block
+  memset(wide->GetLine(1), 8, 70001 * 4);
+  ExpectSameImage(*LoadedImage(*SavedImage(*wide, RUNS)), *wide);
+}
+
+struct FreeingHost final : ExecutionContext {
+  explicit FreeingHost(Image2d& image) : image(image) {}
+  bool Continue(Progress const&) noexcept override { return image.Free(), true; }
+  Image2d& image;
+};
+
+TEST(ImageChunk, IsNotSavedWhenTheImageChangesMeanwhile) {
+  ImageRef const image = NewImage(IMG_GRAY8, 1000, 1000);
+  FreeingHost host(*image);
+  Ref<Stream> const file = Memory();
+  Ref<Serializer> const writer = Own(Serializer::Create());
+  writer->Open(file.get(), 0);
+  ExpectFailures({{E_FAIL, L"the image was changed while it was saved",
+                   [&] { return img::SaveTo(*writer, *image, 1, Guid(), &host); }}});
 }
 
 TEST(ImageChunk, SaysWhyItIsNotLoaded) {
@@ -68,6 +87,10 @@ TEST(ImageChunk, SaysWhyItIsNotLoaded) {
   };
   size_t const header = packed.find("\x4C\x04"), method = packed.find("\x4D\x04"),
                pixels = packed.find("\x51\x04");
+  img::SetReadLimit(3999);
+  string const thin = Content(*SavedImage(*NewImage(IMG_PAL1, 1, 1000), RUNS));
+  ExpectFailures(
+      {{E_OUTOFMEMORY, L"the image needs 4000 bytes, more than the limit of 3999", load(thin, 0, -1)}});
   img::SetReadLimit(999999);
   ExpectFailures(
       {{E_OUTOFMEMORY, L"the image needs 1000000 bytes, more than the limit of 999999", load(plain, 0, -1)}});
