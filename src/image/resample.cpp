@@ -8,6 +8,7 @@
 
 #include "convert_p.h"
 #include "core/error_p.h"
+#include "new_array_p.h"
 #include "rescale_new_p.h"
 #include "shared_rows_p.h"
 #include "weights_p.h"
@@ -16,7 +17,7 @@ namespace yk {
 
 namespace {
 
-using img::RowsInMemory, img::RowTable, img::ShareRows, img::SizeOf, img::ThreadsForRows;
+using img::NewArray, img::RowsInMemory, img::RowTable, img::ShareRows, img::SizeOf, img::ThreadsForRows;
 
 bool CanConvert(IMG_FORMAT from, IMG_FORMAT to) noexcept {
   return from == to || img::FindConverter(from, to);
@@ -52,13 +53,6 @@ HRESULT HalvePixels(Image2d& source, Image2d& target, ProgressMeter& meter) noex
       halve(from[2 * y], from[2 * y + 1], to[y], static_cast<size_t>(target.width));
   });
   return S_OK;
-}
-
-/// An array of zeros; null when there is no memory. Without the test, `new` would test the size and throw.
-template <class T>
-std::unique_ptr<T[]> NewArray(size_t count) noexcept {
-  constexpr size_t MOST = PTRDIFF_MAX / sizeof(T);
-  return std::unique_ptr<T[]>(count <= MOST ? new (std::nothrow) T[count]() : nullptr);
 }
 
 /// The overlaps of one axis, target by target.
@@ -444,9 +438,11 @@ HRESULT Image2d::Rescale(int newWidth, int newHeight, IMG_FORMAT newFormat, Imag
   if (!target) return E_OUTOFMEMORY;
   HRESULT code = target->Create(newFormat, newWidth, newHeight);
   bool const hasPixels = bits && width > 0 && height > 0;
-  if (Succeeded(code) && hasPixels && (target->palette || !IsWritten(*this, *target)))
-    code = img::FillNew(*this, *target);
-  if (Succeeded(code)) code = context ? RescaleTo(target.get(), context) : RescaleTo(target.get());
+  bool const isFilled = Succeeded(code) && hasPixels && !IsWritten(*this, *target);
+  ExecutionContext* const whileWritten = isFilled ? nullptr : context;  // one of the two reports the progress
+  if (isFilled || (Succeeded(code) && hasPixels && target->palette))
+    code = img::FillNew(*this, *target, isFilled ? context : nullptr);
+  if (Succeeded(code)) code = context ? RescaleTo(target.get(), whileWritten) : RescaleTo(target.get());
   if (Succeeded(code)) *result = target.Detach();
   return code;
 }

@@ -3,11 +3,11 @@
 #include <string.h>
 
 #include <algorithm>
-#include <memory>
-#include <new>
 
 #include "core/error_p.h"
+#include "core/progress_p.h"
 #include "indexed_p.h"
+#include "new_array_p.h"
 #include "rows_p.h"
 #include "weights_p.h"
 
@@ -15,17 +15,20 @@ namespace yk {
 
 namespace {
 
+constexpr char RESCALE[] = "Image2d::Rescale";
+
 /// The columns' sums of one target row.
 class WordSums {
  public:
   WordSums(Image2d const& from, Image2d const& to) noexcept
-      : channels(img::GetFacts(from.format).channels), sources(from.width), targets(to.width) {}
+      : channels(img::GetFacts(from.format).channels),
+        sources(from.width),
+        targets(to.width),
+        count(static_cast<size_t>(targets) * channels),
+        sums(img::NewArray<float>(count)) {}
 
-  bool Allocate() noexcept {
-    count = static_cast<size_t>(targets) * channels;
-    sums.reset(new (std::nothrow) float[count]());
-    return sums != nullptr;
-  }
+  bool HasMemory() const noexcept { return sums != nullptr; }
+  size_t Bytes() const noexcept { return count * sizeof(float); }
 
   void Add(uint16_t const* row, float weight) noexcept {
     img::OverlapWalk walk(sources, targets);
@@ -43,18 +46,19 @@ class WordSums {
 
  private:
   int channels, sources, targets;
-  size_t count = 0;
+  size_t count;
   std::unique_ptr<float[]> sums;
 };
 
-HRESULT AverageWords(Image2d& source, Image2d& target) noexcept {
+HRESULT AverageWords(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
   WordSums sums(source, target);
-  if (!sums.Allocate()) return E_OUTOFMEMORY;
+  if (!sums.HasMemory()) return FailMemory(RESCALE, sums.Bytes());
   img::OverlapWalk walk(source.height, target.height);
   int row = 0;
   auto const store = [&] { sums.Store(reinterpret_cast<uint16_t*>(target.GetLine(row))); };
   for (img::Overlap down; walk.Next(down); row = down.target) {
     if (down.target != row) store();
+    if (!meter.Reach(static_cast<unsigned>(down.target))) return S_OK;
     sums.Add(reinterpret_cast<uint16_t const*>(source.GetLine(down.source)), down.weight);
   }
   store();
@@ -74,9 +78,11 @@ void CopyNearestBits(Image2d const& source, uint8_t const* from, uint8_t* to, in
   }
 }
 
-void CopyNearest(Image2d& source, Image2d& target) noexcept {
+void CopyNearest(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
   size_t const size = source.bytesPerPixel;
+  unsigned done = 0;
   for (int y : img::RowsInMemory(0, target.height)) {
+    if (!meter.Reach(done++)) return;
     uint8_t const* const from = source.GetLine(Nearest(y, source.height, target.height));
     uint8_t* const to = target.GetLine(y);
     if (size == 0) CopyNearestBits(source, from, to, target.width);
@@ -85,17 +91,25 @@ void CopyNearest(Image2d& source, Image2d& target) noexcept {
   }
 }
 
-}  // namespace
-
-HRESULT img::FillNew(Image2d& source, Image2d& target) noexcept {
-  FormatFacts const& facts = GetFacts(target.format);
+HRESULT Fill(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
+  img::FormatFacts const& facts = img::GetFacts(target.format);
   memset(target.bits, 0, static_cast<size_t>(target.stride) * static_cast<size_t>(target.height));
   if (facts.paletteEntries) memset(target.palette, 0, facts.paletteEntries * sizeof(IMG_PALENTRY));
   if (source.format != target.format) return S_OK;
-  if (facts.channelBits == 16) return AverageWords(source, target);
-  CopyPalette(source, target);
-  CopyNearest(source, target);
+  if (facts.channelBits == 16) return AverageWords(source, target, meter);
+  img::CopyPalette(source, target);
+  CopyNearest(source, target, meter);
   return S_OK;
+}
+
+}  // namespace
+
+HRESULT img::FillNew(Image2d& source, Image2d& target, ExecutionContext* context) noexcept {
+  unsigned const rows = static_cast<unsigned>(target.height);
+  ProgressMeter meter(context, RESCALE, rows, ProgressMeter::Unit::ROWS);
+  HRESULT const result = Fill(source, target, meter);
+  if (Succeeded(result)) meter.Reach(rows);
+  return meter.Result(result);
 }
 
 }  // namespace yk

@@ -174,4 +174,12 @@ TEST(Rescale, TellsAHostAndStops) {
     EXPECT_EQ(source->Rescale(side, side, to, &none, &hasty), E_ABORT);
     EXPECT_TRUE(hasty.stopped);
   }
+  for (IMG_FORMAT const filled : {IMG_GRAY16, IMG_PAL4}) {
+    Image2d* made = nullptr;
+    PatientHost host, hasty(3);
+    EXPECT_EQ(Noise(filled, 300, 300)->Rescale(99, 90, filled, &made, &hasty), E_ABORT);
+    ASSERT_EQ(Noise(filled, 300, 300)->Rescale(99, 90, filled, &made, &host), S_OK);
+    ImageRef const scaled = Own(made);
+    EXPECT_EQ(host.last.done, 90u);
+  }
 }
