@@ -9,8 +9,9 @@ namespace yk {
 
 class Array;
 
-/// The records of all filters, borrowed, in order of registration. False: there is no memory, or no System.
-bool CopyFilters(Ref<Array>& copy) noexcept;
+/// The records of all filters, borrowed, in order of registration. E_FAIL: there is no System;
+/// E_OUTOFMEMORY.
+HRESULT CopyFilters(char const* operation, Ref<Array>& copy) noexcept;
 
 /// The record of a class, borrowed; null for an unknown class or without a System.
 ClassInfo const* FindClass(Guid const& classId) noexcept;

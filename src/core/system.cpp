@@ -453,15 +453,16 @@ ClassInfo const* FindClass(Guid const& classId) noexcept {
   return theSystem && Succeeded(theSystem->FindClass(classId, &info)) ? info : nullptr;
 }
 
-bool CopyFilters(Ref<Array>& copy) noexcept {
+HRESULT CopyFilters(char const* operation, Ref<Array>& copy) noexcept {
+  if (!theSystem) return FailWithoutSystem(operation);
   copy = Ref<Array>::Adopt(Array::Create(0));
-  if (!theSystem || !copy) return false;
+  if (!copy) return E_OUTOFMEMORY;
   RegistryLock const guard;
   Ref<Array> const& filters = theSystem->filters;
   for (int i = 0; i < CountOf(filters); ++i) {
-    if (!AppendTo(copy, RecordAt(filters, i))) return false;
+    if (!AppendTo(copy, RecordAt(filters, i))) return E_OUTOFMEMORY;
   }
-  return true;
+  return S_OK;
 }
 
 HRESULT RegisterInterface(ClassInfo* info) noexcept {

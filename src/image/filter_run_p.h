@@ -12,7 +12,7 @@ class FilterRun {
  public:
   /// `total` is the number of bytes to be reported as done at the end; 0: unknown.
   FilterRun(Stream& target, ExecutionContext* context, char const* forOperation, unsigned forTotal) noexcept
-      : stream(&target), operation(forOperation), total(forTotal) {
+      : stream(&target), operation(forOperation), total(forTotal), before(ErrorCount()) {
     if (!context) return;
     reporter = ProgressStream::Create(target, context, operation, total);
     stream = reporter.get();
@@ -22,8 +22,11 @@ class FilterRun {
   /// The stream itself without a host; otherwise one that reports to it. Null: no memory.
   Stream* GetStream() const noexcept { return stream; }
 
-  /// The overall result of a filter; a stop takes precedence.
+  /// The overall result of a filter; a stop takes precedence. A failure that the filter did not record is
+  /// recorded here.
   HRESULT Finish(HRESULT result) noexcept {
+    bool const isSilent = Failed(result) && ErrorCount() == before;
+    if (isSilent && !(reporter && reporter->IsStopped())) Fail(result, operation, nullptr);
     if (!reporter) return result;
     if (Succeeded(result)) reporter->Reach(total);
     reporter->Detach();  // cppcheck-suppress ignoredReturnValue  // that of Ref, which this is not
@@ -48,6 +51,7 @@ class FilterRun {
   Stream* stream;
   char const* operation;
   unsigned total;
+  unsigned before;
 };
 
 }  // namespace yk

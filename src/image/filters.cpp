@@ -57,14 +57,17 @@ bool InsertByRank(Array& list, ClassInfo* filter) noexcept {
 
 }  // namespace
 
-Ref<Array> ListFilters() noexcept {
-  Ref<Array> all, list = Ref<Array>::Adopt(Array::Create(0));
-  if (!list || !CopyFilters(all)) return {};
+HRESULT ListFilters(char const* operation, Ref<Array>& list) noexcept {
+  Ref<Array> all;
+  HRESULT const copied = CopyFilters(operation, all);
+  if (Failed(copied)) return copied;
+  list = Ref<Array>::Adopt(Array::Create(0));
+  if (!list) return E_OUTOFMEMORY;
   for (int i = 0; i < all->Count(); ++i) {
     auto* const filter = static_cast<ClassInfo*>(all->At(i));
-    if (IsImageFilter(*filter) && !InsertByRank(*list, filter)) return {};
+    if (IsImageFilter(*filter) && !InsertByRank(*list, filter)) return E_OUTOFMEMORY;
   }
-  return list;
+  return S_OK;
 }
 
 bool HasPatternFor(ClassInfo const& filter, wchar_t const* path) noexcept {
@@ -126,12 +129,13 @@ HRESULT img::FindFilters(wchar_t const* path, Array** filters) noexcept {
   constexpr char OPERATION[] = "img::FindFilters";
   if (!filters) return FailNull(OPERATION, L"filters");
   *filters = nullptr;
-  Ref<Array> const list = ListFilters();
-  if (!list) return Fail(E_OUTOFMEMORY, OPERATION, nullptr);
+  Ref<Array> list;
+  HRESULT const listed = ListFilters(OPERATION, list);
+  if (Failed(listed)) return listed;
   for (int i = list->Count() - 1; path && i >= 0; --i) {
     if (!HasPatternFor(FilterAt(*list, i), path)) list->AtDelete(i);
   }
-  *filters = Ref<Array>(list).Detach();
+  *filters = list.Detach();
   return S_OK;
 }
 

@@ -10,9 +10,9 @@
 
 namespace yk {
 
-/// The records of all image filters, borrowed, in the order in which they are tried. Null without memory or
-/// a System.
-Ref<Array> ListFilters() noexcept;
+/// The records of all image filters, borrowed, in the order in which they are tried. E_FAIL: there is no
+/// System; E_OUTOFMEMORY.
+HRESULT ListFilters(char const* operation, Ref<Array>& list) noexcept;
 
 inline ClassInfo const& FilterAt(Array& filters, int index) noexcept {
   return *static_cast<ClassInfo const*>(filters.At(index));

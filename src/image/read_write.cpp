@@ -125,7 +125,6 @@ HRESULT Search::Use(ykFlt2d& filter, ykFlt2dEx* extended) noexcept {
 
 /// S_FALSE: the filter is not for this file.
 HRESULT Search::TryFilter(Step step, Guid const& id) noexcept {
-  unsigned const before = ErrorCount();
   Ref<ykFlt2d> filter;
   HRESULT const created = CreateFilter(id, request.operation, filter);
   if (Failed(created)) return created;
@@ -135,7 +134,6 @@ HRESULT Search::TryFilter(Step step, Guid const& id) noexcept {
   isAccepted = true;
   HRESULT const result = Use(*filter, extended.get());
   SeekTo(stream, position);
-  if (Failed(result) && ErrorCount() == before) Fail(result, request.operation, nullptr);
   isOver = isOver || Succeeded(result) || result == E_ABORT || result == E_OUTOFMEMORY ||
            Failed(stream.GetState());
   if (Succeeded(result) && request.type) *request.type = id;
@@ -172,7 +170,8 @@ HRESULT Search::Try(Step step) noexcept {
 HRESULT Search::Result() noexcept {
   if (refusals == 1) return firstRefusal;
   if (refusals > 1) return Fail(firstRefusal, request.operation, L"%s", reasons.c_str());
-  if (Failed(stream.GetState())) return stream.GetState();
+  HRESULT const state = stream.GetState();
+  if (Failed(state)) return Fail(state, request.operation, L"the stream cannot be read");
   if (Succeeded(detected)) {
     return Fail(YK_E_NOTFOUND, request.operation, L"there is no plug-in for %s files", LabelOf(type).c_str());
   }
@@ -182,8 +181,8 @@ HRESULT Search::Result() noexcept {
 
 HRESULT Search::Run() noexcept {
   BufferedFile const buffered(stream);
-  filters = ListFilters();
-  if (!filters) return Fail(E_OUTOFMEMORY, request.operation, L"the filters could not be listed");
+  HRESULT const listed = ListFilters(request.operation, filters);
+  if (Failed(listed)) return listed;
   Detect();
   for (int step = 0; step < STEP_COUNT && !isAccepted && !isOver; ++step) {
     if (Try(static_cast<Step>(step)) == S_OK) return S_OK;
@@ -222,12 +221,11 @@ HRESULT WriteWith(Guid const& id, Stream& stream, Writing const& writing) noexce
   Stream* const to = run.GetStream();
   if (!to) return Fail(E_OUTOFMEMORY, WRITE, nullptr);
   unsigned const before = ErrorCount();
-  HRESULT const result =
-      run.Finish(extended ? extended->WriteEx(to, &writing.image, options.get(), writing.context)
-                          : filter->Write(to, &writing.image, 0));
+  HRESULT const result = extended ? extended->WriteEx(to, &writing.image, options.get(), writing.context)
+                                  : filter->Write(to, &writing.image, 0);
   if (result == E_NOTIMPL && ErrorCount() == before)
-    return Fail(result, WRITE, L"%s files can only be read", LabelOf(id).c_str());
-  return result;
+    Fail(result, WRITE, L"%s files can only be read", LabelOf(id).c_str());
+  return run.Finish(result);
 }
 
 HRESULT WriteToFile(Guid const& id, wchar_t const* path, Writing const& writing) noexcept {
@@ -254,8 +252,9 @@ HRESULT FailExtension(wchar_t const* path, Array& all) noexcept {
 
 /// Writes through the first filter for the path that writes at all.
 HRESULT WriteByName(wchar_t const* path, Writing const& writing) noexcept {
-  Ref<Array> const filters = ListFilters();
-  if (!filters) return Fail(E_OUTOFMEMORY, WRITE, L"the filters could not be listed");
+  Ref<Array> filters;
+  HRESULT const listed = ListFilters(WRITE, filters);
+  if (Failed(listed)) return listed;
   HRESULT result = S_FALSE;
   for (int i = 0; i < filters->Count() && (result == S_FALSE || result == E_NOTIMPL); ++i) {
     ClassInfo const& filter = FilterAt(*filters, i);

@@ -94,7 +94,8 @@ TEST(SaveAndLoad, TakeAnyFilterAndReplaceTheFileWhole) {
 
 TEST(SaveAndLoad, SayWhy) {
   TempFolder const folder;
-  Registered const noFilter(ids::FILE_JPEG, ids::ABSTRACT_IMAGE, nullptr);
+  Registered const noFilter(ids::FILE_JPEG, ids::ABSTRACT_IMAGE, nullptr),
+      silent(ids::FILE_GIF, {}, MakeScribe);
   folder.Write(L"a.png", "\x89PNG\r\n\x1A\n with no filter to read it");
   folder.Write(L"a.jpg", "\xFF\xD8\xFF\xE0 and a class that is no filter");
   std::tuple<wchar_t const*, HRESULT, wchar_t const*> const rows[] = {
@@ -108,6 +109,20 @@ TEST(SaveAndLoad, SayWhy) {
          {result, L"cannot write " + path + reason,
           [&] { return NewImage(IMG_GRAY8, 1, 1)->Save(path.c_str()); }}});
   }
+  Ref<Stream> stream;
+  ASSERT_EQ(MemStream::Create(stream.Receive()), S_OK);
+  Scribe::result = YK_E_FORMAT;
+  Array* filters = nullptr;
+  ExpectFailures({{YK_E_FORMAT, L"unsuitable pixel format",
+                   [&] {
+                     return img::Write(*NewImage(IMG_GRAY8, 1, 1), stream.get(), ids::FILE_GIF, nullptr,
+                                       nullptr);
+                   }},
+                  {E_FAIL, L"there is no System", [&] {
+                     System::ptr()->Release();
+                     HRESULT const result = img::FindFilters(nullptr, &filters);
+                     return System::Create(), result;
+                   }}});
 }
 
 // The filter knows nothing of hosts, and does not even look at what its stream returns.

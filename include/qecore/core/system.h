@@ -107,7 +107,7 @@ class System : public Destroys<System, Unknown> {
   friend Destroys;
   friend class ModuleScan;
   friend class Module;
-  friend bool CopyFilters(Ref<Array>& copy) noexcept;
+  friend HRESULT CopyFilters(char const* operation, Ref<Array>& copy) noexcept;
 
   System() noexcept;
   ~System();
