@@ -116,7 +116,11 @@ void* Malloc::AllocZero(size_t size) noexcept {
   return block ? memset(block, 0, size) : nullptr;
 }
 
-void* Malloc::AllocAligned(size_t size, size_t alignment) noexcept { return Take(size, alignment); }
+void* Malloc::AllocAligned(size_t size, size_t alignment) noexcept {
+  if (alignment > 0) return Take(size, alignment);
+  Fail(E_INVALIDARG, "Malloc::AllocAligned", L"the alignment is 0");
+  return nullptr;
+}
 
 void Malloc::Reset() noexcept {
   if (!current) return;
@@ -133,7 +137,7 @@ void* Malloc::DeleteThis(unsigned flags) noexcept { return DeleteSelf(flags); }
 
 void* Malloc::Take(size_t size, size_t alignment) noexcept {
   OptionalLocker const guard(threadSafe ? &lock : nullptr);
-  if (alignment == 0 || size > Payload()) return Refuse(size);
+  if (size > Payload()) return Refuse(size);
   if (!Fits(size, alignment)) {
     // A new block whose alignment padding is too large is kept for later; the arena is unchanged.
     Block* const block = current;

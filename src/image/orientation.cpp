@@ -84,7 +84,7 @@ HRESULT img::CopyFileInfo(AbstractImage& from, AbstractImage& to) noexcept {
 }
 
 HRESULT img::MakeUpright(Image2d& image, Image2d** result) noexcept {
-  if (!result) return FailNull(ORIENT, L"result");
+  if (!result) return FailNull("img::MakeUpright", L"result");
   *result = nullptr;
   Variant value;
   unsigned orientation = UPRIGHT;

@@ -28,6 +28,10 @@ Header HeaderOf(unsigned char const (&bytes)[chunk::HEADER_SIZE]) noexcept {
 
 constexpr char BEGIN_CHUNK[] = "Deserializer::BeginChunk";
 
+HRESULT FailClosed(char const* operation) noexcept {
+  return Fail(E_FAIL, operation, L"the reader is not open");
+}
+
 HRESULT FailNoHeader(unsigned start, unsigned left) noexcept {
   return Fail(YK_E_BADFILE, BEGIN_CHUNK, L"damaged at byte %u: only %u bytes are left", start, left);
 }
@@ -119,7 +123,7 @@ HRESULT Deserializer::ReadReference(Unknown** object) noexcept {
 }
 
 unsigned short Deserializer::BeginChunk() noexcept {
-  if (!stream) return 0;
+  if (!stream) return FailClosed(BEGIN_CHUNK), uint16_t{0};
   return EnterChunk(depth >= 0 ? chunks[depth].end : streamSize);
 }
 
@@ -167,7 +171,7 @@ unsigned Deserializer::GetRemaining() noexcept {
 }
 
 HRESULT Deserializer::AddReference(Unknown* object) noexcept {
-  if (!stream) return Fail(E_FAIL, "Deserializer::AddReference", L"the reader is not open");
+  if (!stream) return FailClosed("Deserializer::AddReference");
   if (!objects) objects = Ref<Array>::Adopt(Array::CreateEx(Array::ReleasesObjects()));
   if (!objects) return Note(E_OUTOFMEMORY);
   return AppendObject(*objects, Ref<Unknown>::Share(object)) ? S_OK : Note(E_OUTOFMEMORY);

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "core/error_p.h"
+#include "file_stream_p.h"
 
 namespace yk {
 
@@ -34,6 +35,7 @@ uint64_t TimeOf(FILETIME const& time) noexcept {
   return value;
 }
 
+constexpr char OPERATION[] = "FileFind";
 constexpr wchar_t ALL[] = L"*.*";
 
 bool IsSelfOrParent(wchar_t const* name) noexcept {
@@ -50,8 +52,14 @@ void FileFind::Begin(String const& where, String const& namePattern) noexcept {
   all += ALL;
   // Without memory for the whole path another folder would be searched.
   bool const whole = folder.Length() >= where.Length() && all.Length() == folder.Length() + wcslen(ALL);
-  std::unique_ptr<State> started(whole ? Made(new (std::nothrow) State(all.c_str()), "FileFind") : nullptr);
-  if (started && started->IsOpen()) state = started.release();
+  std::unique_ptr<State> started(whole ? Made(new (std::nothrow) State(all.c_str()), OPERATION) : nullptr);
+  if (!started) return;
+  DWORD const error = GetLastError();  // of an empty drive: that there is no file
+  if (started->IsOpen()) {
+    state = started.release();
+  } else if (error != ERROR_FILE_NOT_FOUND) {
+    FailFile(OPERATION, folder, error);
+  }
 }
 
 FileFind::~FileFind() { delete state; }

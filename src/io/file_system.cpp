@@ -13,12 +13,14 @@ HRESULT ykFS::GetStream(wchar_t const* name, Stream** out) noexcept {
   ykFSEntry* handedOut = nullptr;
   unsigned const before = ErrorCount();
   HRESULT const found = FindEntry(name, &handedOut);
-  if (Failed(found)) {  // a pointer that it may have stored is not ours to release
-    return FailSince(before, found, OPERATION, L"there is no entry %s", name ? name : L"");
-  }
+  wchar_t const* const shown = name ? name : L"";
+  // A pointer that it may have stored is not ours to release.
+  if (Failed(found)) return FailSince(before, found, OPERATION, L"there is no entry %s", shown);
   Ref<ykFSEntry> const entry = Ref<ykFSEntry>::Adopt(handedOut);
   if (!entry) return Fail(E_FAIL, OPERATION, L"the entry that was found is null");
-  return entry->OpenStream(out, 0);
+  HRESULT const opened = entry->OpenStream(out, 0);
+  return Succeeded(opened) ? opened
+                           : FailSince(before, opened, OPERATION, L"the entry %s cannot be opened", shown);
 }
 
 }  // namespace yk

@@ -107,10 +107,11 @@ XmlHelper* XmlHelper::Create() noexcept { return Made(new (std::nothrow) XmlHelp
 XmlNode* XmlHelper::CreateDocument() noexcept { return NewNode(XML_DOCUMENT); }
 
 XmlNode* XmlHelper::CreateNode(uint32_t kind, wchar_t const* content) noexcept {
+  constexpr char OPERATION[] = "XmlHelper::CreateNode";
   if (kind != XML_ELEMENT && kind != XML_COMMENT && kind != XML_INSTRUCTION)
-    return Fail(E_INVALIDARG, "XmlHelper::CreateNode", L"cannot create a node of kind %u", kind), nullptr;
+    return Fail(E_INVALIDARG, OPERATION, L"cannot create a node of kind %u", kind), nullptr;
   if (kind == XML_ELEMENT) {
-    if (!IsName(content)) return RefuseName("XmlHelper::SetName", content), nullptr;
+    if (!IsName(content)) return RefuseName(OPERATION, content), nullptr;
     return NewNode(kind, content);
   }
   XmlNode* const node = NewNode(kind);

@@ -11,6 +11,7 @@ namespace yk {
 
 namespace {
 
+constexpr char RECORD[] = "UndoManager::RecordValue";
 constexpr char OPERATION[] = "ykValueUndoItem";
 
 bool SaysAbsent(HRESULT result) noexcept {
@@ -49,15 +50,20 @@ HRESULT ReadProperty(Unknown& object, unsigned key, Variant& out) noexcept {
   return out.type == borrowed.type ? S_OK : E_OUTOFMEMORY;
 }
 
+HRESULT FailToRead(FailureMark before, HRESULT result, char const* operation, unsigned key) noexcept {
+  return FailSince(before, result, operation, L"the value %u cannot be read", key);
+}
+
 }  // namespace
 
 ValueItem* ValueItem::Create(Unknown* object, unsigned key) noexcept {
-  Ref<ValueItem> item =
-      Ref<ValueItem>::Adopt(Made(new (std::nothrow) ValueItem(object, key), "UndoManager::RecordValue"));
+  Ref<ValueItem> item = Ref<ValueItem>::Adopt(Made(new (std::nothrow) ValueItem(object, key), RECORD));
   if (!item) return nullptr;
+  FailureMark const before;
   HRESULT const result = ReadProperty(*object, key, item->kept);
   item->readable = Succeeded(result);
-  return result == E_OUTOFMEMORY ? nullptr : item.Detach();
+  if (result != E_OUTOFMEMORY) return item.Detach();
+  return FailToRead(before, result, RECORD, key), nullptr;
 }
 
 /// Undo and redo must alternate; one that failed, and so changed nothing, must not be followed by its
@@ -76,8 +82,9 @@ HRESULT ValueItem::ExchangeProperty() noexcept {
   if (!readable)
     return Fail(E_FAIL, OPERATION, L"the value %u cannot be read, so it cannot be restored", key);
   Variant present;
+  FailureMark const start;
   HRESULT result = ReadProperty(*object, key, present);
-  if (Failed(result)) return result;
+  if (Failed(result)) return FailToRead(start, result, OPERATION, key);
   if (kept.type == Variant::EMPTY && present.type == Variant::EMPTY) return S_OK;  // absent before and after
   unsigned const before = ErrorCount();
   result = object->SetValue(key, kept);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <new>
 
+#include "array_p.h"
 #include "core/dying_p.h"
 #include "core/error_p.h"
 #include "room_p.h"
@@ -47,8 +48,7 @@ bool RefuseIndex(char const* operation, char const* report, int index, int count
 
 bool RefuseGrowth(char const* operation) noexcept {
   qe_Error("Array::ATInsert overflow");
-  Fail(E_OUTOFMEMORY, operation, L"no array has more than %d elements", Array::MAX_COUNT);
-  return false;
+  return FailFull(operation);
 }
 
 void ReleaseObject(void* element) noexcept { Ref<Unknown>::Adopt(static_cast<Unknown*>(element)).Reset(); }

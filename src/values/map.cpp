@@ -19,6 +19,12 @@ constexpr unsigned FIRST_ENTRIES = 10;
 constexpr unsigned MORE_ENTRIES = 5;
 constexpr unsigned CLOSED = UINT32_MAX;  // the capacity of a map that is being destroyed
 
+/// Records why an entry cannot be added. \return false, for the caller to return
+bool Refuse(wchar_t const* why) noexcept {
+  Fail(E_OUTOFMEMORY, "Map::SetValue", why);
+  return false;
+}
+
 }  // namespace
 
 Map* Map::Create() noexcept { return Made(new (std::nothrow) Map, "Map::Create"); }
@@ -124,7 +130,7 @@ void Map::CloseHole(unsigned hole, Variant& kept) noexcept {
 }
 
 bool Map::Append(unsigned key, Variant& value) noexcept {
-  if (capacity == CLOSED) return false;
+  if (capacity == CLOSED) return Refuse(L"the map is being destroyed");
   // Contract: grows one entry early.
   if (count + 1 >= capacity && !Grow()) return false;
   Entry& entry = entries[count++];
@@ -146,7 +152,7 @@ void Map::Truncate(unsigned newCount) noexcept {
 
 bool Map::Grow() noexcept {
   unsigned const grown = capacity + (capacity ? MORE_ENTRIES : FIRST_ENTRIES);
-  if (grown > Index::MOST_CAPACITY) return false;
+  if (grown > Index::MOST_CAPACITY) return Refuse(L"the map is full");
   bool const stays = IsIndexed() && Index::Room(grown) == Index::Room(capacity);
   if (stays) entries = IndexOf().MakeRoom(grown);
   if (!stays && !(grown > Index::NONE_UP_TO ? MoveToIndexed(grown) : MoveTo(grown))) return false;

@@ -2,6 +2,7 @@
 #include <qecore/core/conversions.h>
 #include <qecore/core/diagnostics.h>
 #include <qecore/core/driver_data.h>
+#include <qecore/core/error.h>
 #include <qecore/core/filter.h>
 #include <qecore/core/lock.h>
 #include <qecore/core/memory.h>
@@ -128,6 +129,7 @@ TEST(Malloc, RefusesWhatNoBlockHoldsAndStaysAsItWas) {
     EXPECT_EQ(arena->AllocAligned(size, alignment), nullptr) << size;
     EXPECT_EQ((Ints{Field<int>(arena.get(), 24), Field<int>(arena.get(), 32)}), (Ints{99, 125})) << size;
   }
+  EXPECT_STREQ(LastError()->text, L"the alignment is 0");
   EXPECT_TRUE(arena->Alloc(224)) << "a whole payload";
   for (int const size : {32, 0, -1}) EXPECT_EQ(Arena(size)->Alloc(1), nullptr) << size;
 }

@@ -3,6 +3,7 @@
 
 #include <set>
 
+#include "support/failure.h"
 #include "support/prelude.h"
 #include "support/temp_folder.h"
 
@@ -64,5 +65,6 @@ TEST(FileFind, WalksAFolder) {
   EXPECT_EQ(Find(path, FileFind::FOLDERS), std::set<std::wstring>{L".hidden"})
       << "the pattern applies to files only";
   EXPECT_TRUE(Find(path + L"\\missing", 3).empty());
+  EXPECT_EQ(LastMessage(), path + L"\\missing\\: the folder does not exist");
   EXPECT_TRUE(Find(std::wstring(70000, L'x'), 3).empty());
 }

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "streams.h"
+#include "support/failure.h"
 #include "support/temp_folder.h"
 
 using namespace yk;
@@ -39,12 +40,16 @@ TEST(File, NamesTemporaryFiles) {
 /// A host's files: one entry, named "a".
 struct HostFiles final : ykFS {
   struct Entry final : ykFSEntry {
-    HRESULT OpenStream(Stream** out, unsigned) noexcept override { return MemStream::Create(out); }
+    HRESULT OpenStream(Stream** out, unsigned) noexcept override {
+      return isLocked ? YK_E_ACCESS : MemStream::Create(out);
+    }
     void Destroy() noexcept override {}
+    bool isLocked = false;
   };
   HRESULT FindEntry(wchar_t const* name, ykFSEntry** out) noexcept override {
     *out = &entry;
     if (*name == L'c') return *out = nullptr, S_OK;
+    entry.isLocked = name[1];
     return *name == L'a' ? entry.AddRef(), S_OK : YK_E_NOTFOUND;  // then not a reference
   }
   void Destroy() noexcept override {}
@@ -53,10 +58,13 @@ struct HostFiles final : ykFS {
 
 TEST(FileSystem, OpensAnEntrysStream) {
   HostFiles files;
-  for (auto const& [name, result] : {std::pair(L"a", S_OK), {L"b", YK_E_NOTFOUND}, {L"c", E_FAIL}}) {
-    Ref<Stream> stream;
-    EXPECT_EQ(files.GetStream(name, stream.Receive()), result);
-    EXPECT_EQ(static_cast<bool>(stream), Succeeded(result));
-  }
+  Ref<Stream> stream;
+  EXPECT_EQ(files.GetStream(L"a", stream.Receive()), S_OK);
+  EXPECT_TRUE(stream);
+  auto const open = [&](wchar_t const* name) { return files.GetStream(name, stream.Receive()); };
+  ExpectFailures({{YK_E_NOTFOUND, L"there is no entry b", [&] { return open(L"b"); }},
+                  {E_FAIL, L"the entry that was found is null", [&] { return open(L"c"); }},
+                  {YK_E_ACCESS, L"the entry ab cannot be opened", [&] { return open(L"ab"); }}});
+  EXPECT_FALSE(stream);
   EXPECT_EQ(References(&files.entry), 1u);
 }

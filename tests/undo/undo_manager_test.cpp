@@ -329,6 +329,8 @@ TEST(Failures, OfUndoSayWhatIsNotOpenOrNotThere) {
       {E_FAIL, L"no transaction is open", [&] { return undo->AddItem(Ref<ykUndoItem>(item).Detach()); }},
       {E_INVALIDARG, L"the item is already in a transaction",
        [&] { return undo->BeginTransaction(), undo->AddItem(Ref<ykUndoItem>(item).Detach()); }},
+      {E_OUTOFMEMORY, L"the value 7 cannot be read",
+       [&] { return object.failure = E_OUTOFMEMORY, item->Undo(); }},
       {E_FAIL, L"the value 7 cannot be restored", [&] { return item->Undo(); }},
   });
 }

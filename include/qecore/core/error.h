@@ -8,9 +8,21 @@
 //
 // Every public function reports failure by its result: a negative code, null or false. A function that
 // refuses or fails also records why, for the calling thread. Success does not clear the record; the next
-// failure replaces it, so look at it right after the call that failed. A result that is not a failure
-// records nothing: a look-up that finds nothing (E_FAIL of Map::GetValue), an interface that an
-// object does not have (E_NOINTERFACE of QueryInterface), S_FALSE.
+// failure replaces it, so look at it right after the call that failed.
+//
+// A result that is not a failure records nothing:
+//
+//   a look-up that finds nothing   E_FAIL of Map::GetValue, Map::Remove and System::EnumClasses, and of
+//                                  UndoManager's GetUndoList, GetUndoName and GetRedoName; YK_E_NOTFOUND or
+//                                  YK_E_EMPTY of System::FindClass; YK_E_NOTFOUND of a property that an
+//                                  image does not have
+//   a value that is not copied     E_INVALIDARG of Variant::Get(Variant&) and of GetValue, for an object, a
+//                                  matrix or nothing
+//   what an object does not have   E_NOINTERFACE of QueryInterface; E_NOTIMPL of reserved slots, and of those
+//                                  that a class does not implement
+//   an inner level that ends       E_FAIL of UndoManager::EndTransaction and CancelTransaction
+//   the end of a stream            fewer bytes than asked for, and the E_FAIL of MemStream::Read
+//   nothing to do                  S_FALSE
 //
 // When one failure leads to another, the records form a chain, from what the caller asked for down to the
 // cause:

@@ -7,6 +7,8 @@
 //   }
 //
 //   offset 0 folder   8 pattern   16 flags   24 state   32 name   40 lastAccess   48 lastWrite   56 size
+//
+// Failures: a search that cannot start finds nothing, and LastError() says why (error.h).
 #pragma once
 
 #include <qecore/values/string.h>
