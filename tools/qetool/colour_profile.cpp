@@ -54,8 +54,8 @@ std::string AsciiOf(Bytes tag) {
   return text;
 }
 
-// Of version 4: texts in several languages in UTF-16. The first is taken: its length and its offset follow its
-// language.
+// Of version 4: texts in several languages in UTF-16. The first is taken: its length and its offset follow
+// its language.
 std::string FirstLanguageOf(Bytes tag) {
   Bytes const text = Part(tag, NumberAt(tag, 24), NumberAt(tag, 20));
   std::wstring wide;

@@ -28,8 +28,8 @@ struct WriteOptions {
   unsigned quality = 0;
 };
 
-/// NAME=VALUE texts as options of a filter class. A `quality` other than 0 is set if the class has one. Throws
-/// Failure.
+/// NAME=VALUE texts as options of a filter class. A `quality` other than 0 is set if the class has one.
+/// Throws Failure.
 WriteOptions ParseOptions(yk::Guid const& filter, std::vector<std::string> const& settings, unsigned quality);
 
 /// Throws Failure, which says why, when a quality is given but none of these filter classes has one.

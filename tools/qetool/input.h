@@ -40,8 +40,8 @@ struct Input {
 };
 
 /// All files: those that are named, match a wildcard or are listed, and the pictures in folders and their
-/// subfolders, but not `except`, a file or folder, sorted by name in each folder. Throws Failure when there is
-/// none, and for a pattern without a match. Without --recursive a folder counts as a file, which cannot be
+/// subfolders, but not `except`, a file or folder, sorted by name in each folder. Throws Failure when there
+/// is none, and for a pattern without a match. Without --recursive a folder counts as a file, which cannot be
 /// read.
 std::vector<Input> CollectInputs(InputOptions const& options, Host const& host,
                                  std::string const& except = {});
@@ -51,7 +51,7 @@ bool IsFolder(std::string const& path);
 /// "a/b" of "a/b/c.png"; empty for a file in the current folder.
 std::string FolderOf(std::string const& path);
 
-/// Throws Failure when `path` is a folder, or in one that does not exist: no file can be written there.
+/// Throws Failure when no file can be written at `path`: it is a folder, or in one that does not exist.
 void CheckOutput(std::string const& path);
 
 /// The last part of a path.
