@@ -96,9 +96,13 @@ void ReportSize(HRESULT result, img::FormatFacts const& facts, int width, int he
   }
   // Floating point, since the largest would overflow an integer.
   double const bytes = static_cast<double>(img::GetRowSize(facts.format, width)) * static_cast<double>(rows);
-  Amount const amount(bytes);
-  Fail(result, OPERATION, L"the picture needs %u.%u %s, %d \u00D7 %lld pixels of %S", amount.whole,
-       amount.tenths, amount.unit, width, rows, facts.name);
+  double const most = static_cast<double>(img::LARGEST_IMAGE);
+  Amount const amount(bytes), limit(most);
+  wchar_t const* const text =
+      bytes > most ? L"the picture needs %u.%u %s, %d \u00D7 %lld pixels of %S; the most is %u.%u %s"
+                   : L"the picture needs %u.%u %s, %d \u00D7 %lld pixels of %S";
+  Fail(result, OPERATION, text, amount.whole, amount.tenths, amount.unit, width, rows, facts.name,
+       limit.whole, limit.tenths, limit.unit);
 }
 
 // ---- pixel memory -----------------------------------------------------------------------------------------

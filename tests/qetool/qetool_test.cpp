@@ -112,7 +112,7 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"convert good.png out.tga --quality 9", {"--quality 9", "TGA files takes no options"}},
       {L"convert good.png out.jpg --quality 9 --option quality=8", {"--quality 9", "--option"}},
       {L"convert good.png out.png --frame 1", {"good.png: there is no frame 1"}},
-      {L"convert good.png out.png --size 30000x30000", {"good.png", "2.7 GB"}},
+      {L"convert good.png out.png --size 30000x30000", {"good.png", "2.7 GB", "the most is 2.1 GB"}},
       {L"convert good.png out --type .xyz", {"--type .xyz", "png"}},
       {L"convert folder out.png", {"folder: it is a folder", "-r"}},
       {L"info folder", {"folder: it is a folder"}},
