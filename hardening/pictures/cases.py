@@ -415,6 +415,34 @@ def damaged(sound, count):
         yield Case(f"damaged-{i}-{case.name}", damage(case, rng), None, MAY, 17 / 255 if case.name.startswith("bmp") and "-16-" in case.name else case.tolerance, case, case.frame)
 
 
+def laborious():
+    """Files in which every part refers to the whole, or which have far more parts than pixels: they must not take long."""
+    count = 100000
+    fields = ((256, 4, 1, 1), (257, 4, 1, count), (258, 3, 1, 8), (259, 3, 1, 32773), (262, 3, 1, 1), (273, 4, count, 110), (278, 3, 1, 1),
+              (279, 4, count, 110 + 4 * count))
+    head = b"II*\0\x08\0\0\0\x08\0" + b"".join(struct.pack("<HHII", *field) for field in fields) + bytes(4)
+    row = b"\0\7" + bytes(1 << 20)
+    data = head + struct.pack("<I", 110 + 8 * count) * count + struct.pack("<I", len(row)) * count + row
+    whole = rgba(np.full((count, 1, 1), 7 / 255))
+    yield Case("laborious-tiff-strips", data, whole)
+    tile = np.zeros((1, 1, 1), np.int64)
+    tags = [(322, 4, [1 << 20]), (323, 4, [64]), (324, 4, [8] * 1024), (325, 4, [2] * 1024)]
+    data = e.tiff(tile, 8, 1, compression=32773, tags=tags).replace(struct.pack("<HHII", 257, 4, 1, 1), struct.pack("<HHII", 257, 4, 1, 65535))
+    yield Case("laborious-tiff-tiles", data, None, NEVER)
+    plain, chunks = e.png(noise(3, 3, 3, 8), 8, 2), 50000
+    exif = b"".join(e.png_chunk(b"eXIf", b"II*\0" + struct.pack("<I", 20 * (chunks - i))) for i in range(chunks))
+    exif += e.png_chunk(b"tAGs", struct.pack("<H", 60000) + struct.pack("<HHI4x", 270, 2, 1) * 60000 + bytes(4))
+    yield Case("laborious-png-tags", plain[:33] + exif + plain[33:], rgba(noise(3, 3, 3, 8) / 255))
+    jpeg = saved(Image.new("RGB", (16, 16), (9, 9, 9)), "JPEG", quality=95)
+    part = b"\xff\xe2\0\x40ICC_PROFILE\0\1\1" + bytes(48)
+    yield Case("laborious-jpeg-profile", jpeg[:2] + part * 100000 + jpeg[2:], rgba(np.full((16, 16, 3), 9 / 255)), MUST, JPEG)
+    frame = b"\x21\xf9\4\4\0\0\0\0," + struct.pack("<HHHHB", 1, 1, 1, 1, 0) + b"\2\2\x4c\1\0"
+    data = b"GIF89a" + struct.pack("<HHBBB", 3, 3, 0x80, 0, 0) + bytes(3) + b"\xff\0\0" + frame * count + b";"
+    shown = np.zeros((3, 3, 4))
+    shown[1, 1] = 1, 0, 0, 1
+    yield Case("laborious-gif", data, shown, frame=count - 1)
+
+
 def huge():
     """A few bytes that claim far more pixels than they can hold."""
     row = np.zeros((1, 1, 4), np.int64)

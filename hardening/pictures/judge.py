@@ -267,7 +267,7 @@ def main():
     os.dup2(os.open(os.devnull, os.O_WRONLY), 2)  # decoders complain there
     root = pathlib.Path(__file__).resolve().parents[2]
     sound = cases.generated() + cases.real(root, options.real)
-    everything = sound + list(cases.huge()) + list(cases.damaged(sound, options.damaged))
+    everything = sound + list(cases.huge()) + list(cases.laborious()) + list(cases.damaged(sound, options.damaged))
     everything = [case for case in everything if options.only in case.name]
     folder = options.folder.resolve()
     folder.mkdir(parents=True, exist_ok=True)

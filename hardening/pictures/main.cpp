@@ -2,8 +2,8 @@
 //
 //   pictures.exe LIST OUTPUT FIRST
 //
-// LIST holds a frame, a space and a path in each line, OUTPUT receives a record for each from line FIRST on, as soon as it is
-// made: a line with tabs between the fields, then bytes.
+// LIST holds a frame, a space and a path in each line, OUTPUT receives a record for each from line FIRST on,
+// as soon as it is made: a line with tabs between the fields, then bytes.
 //
 //   index  result  format  width  height  palette entries  milliseconds  stable  described  text
 //   rows from the top down, without padding; palette entries
@@ -90,8 +90,8 @@ int Describe(Entry const& entry, Image2d const* image) {
   Ref<Map> const info = Ref<Map>::Adopt(Map::Create());
   auto const number = [&](unsigned key) {
     Variant value;
-    int said = 0;
-    return Succeeded(info->GetValue(key, value)) && value.Get(said) ? said : 0;
+    unsigned said = 0;
+    return Succeeded(info->GetValue(key, value)) && value.Get(said) ? static_cast<int>(said) : 0;
   };
   if (Failed(img::QueryInfo(entry.path.c_str(), info.get()))) return image ? -1 : 0;
   bool const differs = image && !entry.frame &&

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "inflate.h"
 #include "tiff_directory.h"
@@ -59,7 +60,10 @@ class Facts {
   StreamAdapter& file;
   Map& info;
   HRESULT result = S_OK;
-  Block profile;  // of a JPEG file, put together
+  Block profile;       // of a JPEG file, put together
+  unsigned parts = 0;  // of the profile
+  // A file that repeats them would be read for long: each may refer to all of the file, or be compressed.
+  bool hasTags = false, hasProfile = false;
 };
 
 void Facts::SetResolution(double across, double down) noexcept {
@@ -98,6 +102,7 @@ void Facts::SetProfile(void const* bytes, uint32_t size) noexcept {
 void Facts::ReadTags(uint64_t base, unsigned page) noexcept {
   enum : uint32_t { CENTIMETRES = 3 };
   TiffDirectory directory;
+  if (std::exchange(hasTags, true)) return;
   if (directory.Open(file, base, page) != TiffDirectory::Opened::SOUND) return;
   uint32_t const orientation = directory.Number(Tag::ORIENTATION, 0);
   if (orientation >= 1 && orientation <= 8) {
@@ -147,7 +152,7 @@ void Facts::ReadPngText(Block const& block, bool isUnicode) noexcept {
 void Facts::ReadPngProfile(Block const& block) noexcept {
   uint8_t const* const end = block.bytes.get() + block.size;
   uint8_t const* const at = std::find(end - block.size, end, uint8_t{0});
-  if (end - at < 3) return;
+  if (end - at < 3 || std::exchange(hasProfile, true)) return;
   size_t const packed = static_cast<size_t>(end - at - 2);
   for (uint32_t room = 1 << 12; room <= MOST_PROFILE; room *= 8) {
     std::unique_ptr<uint8_t[]> const bytes(new (std::nothrow) uint8_t[room]);
@@ -180,7 +185,8 @@ void Facts::ReadPng() noexcept {
 
 // A profile comes in numbered parts, of which writers keep the order.
 void Facts::AddProfile(Block const& block) noexcept {
-  constexpr uint32_t HEAD = 14;
+  constexpr uint32_t HEAD = 14, MOST_PARTS = 255;
+  if (++parts > MOST_PARTS) return;
   if (block.size <= HEAD || profile.size + (block.size - HEAD) > MOST_PROFILE) return;
   Block longer;
   longer.size = profile.size + block.size - HEAD;

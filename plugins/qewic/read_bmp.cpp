@@ -264,7 +264,9 @@ class Runs {
 
 HRESULT ReadRuns(StreamAdapter& file, BmpHeader const& header, Image2d& image) noexcept {
   if (header.pixels >= file.Extent()) return FailTruncated();
-  size_t const size = static_cast<size_t>(file.Extent() - header.pixels);
+  // No writer needs more bytes for a pixel; what follows may be another part of a large stream.
+  uint64_t const most = 8 * (uint64_t{header.width} + 2) * header.height;
+  size_t const size = static_cast<size_t>(std::min(file.Extent() - header.pixels, most));
   std::unique_ptr<uint8_t[]> const data(new (std::nothrow) uint8_t[size]);
   if (!data) return E_OUTOFMEMORY;
   if (!file.ReadAt(header.pixels, data.get(), size)) return FailTruncated();

@@ -35,6 +35,9 @@ enum Compression : uint32_t {
   PACK_BITS = 32773,
 };
 
+// Bytes for which a compression may need more than twice those of the pixels.
+constexpr uint64_t MOST_OVERHEAD = 1024;
+
 enum : uint32_t { UNSIGNED = 1, FLOAT = 3, UNDEFINED = 4 };  // sample formats
 
 struct ColourKind {
@@ -160,7 +163,9 @@ HRESULT Reader::CheckSamples() noexcept {
   bool const isPossible = layout.isFloat ? bits == 16 || bits == 32 || bits == 64 : bits >= 1 && bits <= 16;
   if (!isPossible) return FailUnsupported(L"of the number of bits in its samples");
   for (uint32_t i = 1; i < std::min<uint32_t>(layout.samples, directory.Count(Tag::BITS)); ++i)
-    if (directory.Number(Tag::BITS, bits, i) != bits) return FailUnsupported(L"its channels differ in depth");
+    if (directory.Number(Tag::BITS, bits, i) != bits ||
+        (directory.Number(Tag::SAMPLE_FORMAT, format, i) == FLOAT) != layout.isFloat)
+      return FailUnsupported(L"its channels differ in depth or kind");
   bool const isPalette = layout.colours == TiffColours::PALETTE;
   if (isPalette && (bits > 8 || layout.isFloat))
     return FailUnsupported(L"its palette indices have more than 8 bits");
@@ -168,9 +173,6 @@ HRESULT Reader::CheckSamples() noexcept {
       layout.isFloat && layout.colours != TiffColours::GREY && layout.colours != TiffColours::RGB;
   if (isRare || (layout.colours == TiffColours::YCBCR && bits != 8))
     return FailUnsupported(L"of its kind of samples in this colour space");
-  layout.predictor = directory.Number(Tag::PREDICTOR, 1);
-  if (layout.predictor < 1 || layout.predictor > 3 || (layout.predictor == 3) > layout.isFloat)
-    return FailUnsupported(L"of its predictor");
   return S_OK;
 }
 
@@ -197,9 +199,12 @@ HRESULT Reader::ReadBlocks() noexcept {
       CheckClaim(file, {layout.blockWidth, layout.blockHeight, layout.bits * layout.ChannelsOfBlock()});
   if (yk::Failed(checked)) return checked;
   uint64_t const planes = layout.planar ? layout.samples : 1;
-  if (uint64_t{layout.BlocksAcross()} * layout.BlocksDown() * planes > directory.Count(offsets))
-    return FailDamaged(L"some of its pixels are missing");
-  return S_OK;
+  uint64_t const blocks = uint64_t{layout.BlocksAcross()} * layout.BlocksDown();  // of a plane
+  if (blocks > directory.Count(offsets) / planes) return FailDamaged(L"some of its pixels are missing");
+  // Tiles may reach far beyond the picture.
+  double const bytes =
+      static_cast<double>(blocks * planes) * static_cast<double>(SizeOfRows(layout.blockHeight));
+  return CanBack(file, bytes) ? S_OK : FailDamaged(L"the file is too small for its tiles");
 }
 
 HRESULT Reader::CheckCompression() noexcept {
@@ -207,8 +212,11 @@ HRESULT Reader::CheckCompression() noexcept {
   bool const isFax = compression >= FAX_FIRST && compression <= FAX_LAST;
   if (isFax && layout.bits == 1 && layout.samples == 1) return S_FALSE;
   if (compression == JPEG || compression == OLD_JPEG) return FailUnsupported(L"it is compressed as JPEG");
-  if (compression == NONE || compression == PACK_BITS) layout.predictor = 1;
-  return compression == NONE || FindDecompressor(compression) ? S_OK : FailUnsupported(L"of its compression");
+  if (compression == NONE || compression == PACK_BITS) return S_OK;
+  if (!FindDecompressor(compression)) return FailUnsupported(L"of its compression");
+  layout.predictor = directory.Number(Tag::PREDICTOR, 1);
+  bool const isKnown = layout.predictor == 1 || layout.predictor == (layout.isFloat ? 3 : 2);
+  return isKnown ? S_OK : FailUnsupported(L"of its predictor");
 }
 
 HRESULT Reader::OpenDirectory() noexcept {
@@ -237,8 +245,8 @@ HRESULT Reader::ReadKind() noexcept {
   if (Succeeded(result)) result = CheckSamples();
   if (Succeeded(result)) result = ReadAlpha();
   if (Succeeded(result)) result = CheckCompression();
-  if (Succeeded(result) && layout.planar && layout.IsSubsampled())
-    return FailUnsupported(L"its subsampled channels are in separate planes");
+  if (Succeeded(result) && layout.IsSubsampled() && (layout.planar || layout.samples != 3))
+    return FailUnsupported(L"its subsampled channels are in separate planes, or not three");
   return result;
 }
 
@@ -314,10 +322,11 @@ HRESULT Reader::DecodeBlock(uint32_t index, size_t size) noexcept {
   uint64_t const left = file.Extent() - offset;
   uint64_t const stored = directory.Number(sizes, static_cast<uint32_t>(left), index);
   if (stored > left) return FailTruncated();
-  HRESULT const read = ReadPacked(offset, static_cast<size_t>(stored));
+  // Each block of a damaged file may claim all of it, which must not be read again and again.
+  size_t const used = static_cast<size_t>(std::min<uint64_t>(stored, 2 * uint64_t{size} + MOST_OVERHEAD));
+  HRESULT const read = ReadPacked(offset, used);
   if (yk::Failed(read)) return read;
-  bool const isWhole =
-      FindDecompressor(compression)->decode(packed.get(), static_cast<size_t>(stored), block.get(), size);
+  bool const isWhole = FindDecompressor(compression)->decode(packed.get(), used, block.get(), size);
   return isWhole ? S_OK : FailDamaged(L"its compressed pixels are invalid");
 }
 

@@ -18,8 +18,8 @@ using namespace yk;
 namespace {
 
 // No genuine file packs more pixels than this into each byte. Small pictures are not checked.
-constexpr uint64_t MOST_BYTES_PER_FILE_BYTE = 4096;
-constexpr uint64_t ALWAYS_ALLOWED_BYTES = 64 << 20;
+constexpr double MOST_BYTES_PER_FILE_BYTE = 4096;
+constexpr double ALWAYS_ALLOWED_BYTES = 64 << 20;
 
 struct Unit {
   double bytes;
@@ -68,6 +68,11 @@ bool HasSignature(StreamAdapter& file, Guid const& type) noexcept {
          yk::HasSignature(*FindFileFormat(type), reinterpret_cast<char const*>(bytes));
 }
 
+bool CanBack(StreamAdapter const& file, double bytes) noexcept {
+  double const most = MOST_BYTES_PER_FILE_BYTE * static_cast<double>(file.Extent());
+  return bytes <= std::max(ALWAYS_ALLOWED_BYTES, most);
+}
+
 HRESULT CheckClaim(StreamAdapter const& file, Claim const& claim) noexcept {
   if (claim.width < 1 || claim.height < 1) return FailDamaged(L"the picture has no pixels");
   uint64_t const row = static_cast<uint64_t>(img::PaddedBytes(int64_t{claim.bits} * claim.width));
@@ -77,7 +82,7 @@ HRESULT CheckClaim(StreamAdapter const& file, Claim const& claim) noexcept {
   uint64_t const size = row * claim.height;
   uint64_t const limit = img::GetReadLimit();
   if (size > limit) return FailLimit(claim, bytes, static_cast<double>(limit));
-  if (size > ALWAYS_ALLOWED_BYTES && size / MOST_BYTES_PER_FILE_BYTE > file.Extent())
+  if (!CanBack(file, bytes))
     return Fail(YK_E_BADFILE, READ, L"damaged: the file is too small for %u \u00D7 %u pixels", claim.width,
                 claim.height);
   return S_OK;

@@ -60,6 +60,10 @@ struct Claim {
 /// (image_limits.h) and those that the file cannot back: a few dozen bytes must not allocate gigabytes.
 HRESULT CheckClaim(StreamAdapter const& file, Claim const& claim) noexcept;
 
+/// Whether the file is large enough for so many decoded bytes. Decoders check it where parts of a file can be
+/// used again and again, or are larger than what is seen of them.
+bool CanBack(StreamAdapter const& file, double bytes) noexcept;
+
 /// An image of that size, checked in the same way, with all pixels 0 and all palette entries black: a decoder
 /// may leave some of them out.
 HRESULT MakePicture(StreamAdapter const& file, yk::IMG_FORMAT format, uint32_t width, uint32_t height,

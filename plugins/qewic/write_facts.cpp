@@ -102,8 +102,9 @@ class Facts {
     String text;
     utf8.size = 0;
     if (!Get(key, value) || !IsText(value) || !Keep(value.Get(text))) return;
+    if (text.IsEmpty() || text.Length() > 20000) return;
     int const room = 3 * static_cast<int>(text.Length());
-    if (room == 0 || room > 60000 || !Keep(utf8.Make(static_cast<size_t>(room)))) return;
+    if (!Keep(utf8.Make(static_cast<size_t>(room)))) return;
     int const length = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), static_cast<int>(text.Length()),
                                            reinterpret_cast<char*>(utf8.data.get()), room, nullptr, nullptr);
     utf8.size = static_cast<uint32_t>(std::max(length, 0));
