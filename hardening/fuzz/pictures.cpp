@@ -7,6 +7,8 @@
 #include <qecore/core/module.h>
 #include <qecore/core/registry.h>
 #include <qecore/core/system.h>
+#include <qecore/image/file_info.h>
+#include <qecore/image/filter_option.h>
 #include <qecore/image/image.h>
 #include <qecore/io/mem_stream.h>
 
@@ -28,8 +30,8 @@ constexpr unsigned JPEG = 1;  // the one with a quality
 /// A stream that fails from its N-th call on, or once, or transfers less than requested.
 class OddStream final : public Destroys<OddStream, Stream> {
  public:
-  /// Its misbehaviour, as bits.
-  enum How : unsigned { ALWAYS = 1, QUIETLY = 2, BY_HALVES = 4, SEEKS_FAIL = 8, HUGE = 16 };
+  /// Its misbehaviour, as bits. Those above are the number of a frame.
+  enum How : unsigned { ALWAYS = 1, QUIETLY = 2, BY_HALVES = 4, SEEKS_FAIL = 8, HUGE = 16, FRAME = 32 };
 
   OddStream(Ref<Stream> over, unsigned how, unsigned at) noexcept
       : inner(std::move(over)), how(how), failsAt(at) {}
@@ -74,9 +76,13 @@ Ref<ykFlt2d> MakeFilter(unsigned index) {
   return Ref<ykFlt2d>::Adopt(static_cast<ykFlt2d*>(made));
 }
 
-Ref<Image2d> ReadWith(ykFlt2d& filter, Stream& stream) {
+Ref<Image2d> ReadWith(ykFlt2d& filter, Stream& stream, unsigned frame = 0) {
   AbstractImage* image = nullptr;
-  HRESULT const result = filter.Read(&stream, &image, 0);
+  Ref<Map> const options = frame ? Ref<Map>::Adopt(Map::Create()) : Ref<Map>();
+  Variant chosen;
+  chosen.Init(static_cast<int>(frame));
+  if (options) options->SetValue(FilterOption::FRAME, chosen);
+  HRESULT const result = static_cast<ykFlt2dEx&>(filter).ReadEx(&stream, options.get(), nullptr, &image);
   Require(Succeeded(result) == (image != nullptr), "success comes with an image");
   return Ref<Image2d>::Adopt(static_cast<Image2d*>(image));
 }
@@ -126,6 +132,21 @@ void Rewrite(Image2d& image, Rewriting const& r) {
 
 }  // namespace
 
+namespace {
+
+// What is read has the format that the file was said to have.
+void CheckDescription(ykFlt2d& filter, Stream& stream, Image2d const& image) {
+  Ref<Map> const info = Ref<Map>::Adopt(Map::Create());
+  stream.Seek(0, Stream::FROM_START);
+  if (!info || Failed(filter.QueryFileInfo(&stream, info.get(), 0))) return;
+  Variant value;
+  int format = image.format;
+  if (Succeeded(info->GetValue(img::INFO_PIXEL_FORMAT, value))) value.Get(format);
+  Require(format == image.format, "a picture has the format of its description");
+}
+
+}  // namespace
+
 // COM is initialised once: to do so for each input would take most of the time. The pixel conversions belong
 // to the System.
 void PreparePictures() {
@@ -144,9 +165,10 @@ void ReadPictures(Input& in) {
   std::vector<uint8_t> const bytes = in.Rest();
   Ref<OddStream> const stream =
       Ref<OddStream>::Adopt(new OddStream(StreamOf(bytes.data(), bytes.size()), how, readAt));
-  Ref<Image2d> const image = ReadWith(*filter, *stream);
+  Ref<Image2d> const image = ReadWith(*filter, *stream, how / OddStream::FRAME);
   if (!image) return;
   Touch(*image);
+  if (how < OddStream::FRAME) CheckDescription(*filter, *stream, *image);
   Rewrite(*image, {target, quality, how, writeAt});
 }
 

@@ -62,7 +62,7 @@ class Reader {
   bool SkipExtension() noexcept;
   bool SkipBlocks(uint64_t& size) noexcept;
   void SkipPixels() noexcept;
-  bool GatherBlocks(uint64_t from, uint8_t* to) noexcept;
+  bool GatherBlocks(uint64_t from, uint8_t* to, uint64_t size) noexcept;
   HRESULT ReadPalette() noexcept;
   HRESULT ReadIndices() noexcept;
   unsigned ChooseOutside() noexcept;
@@ -182,12 +182,11 @@ HRESULT Reader::ReadPalette() noexcept {
   return S_OK;
 }
 
-bool Reader::GatherBlocks(uint64_t from, uint8_t* to) noexcept {
-  for (uint8_t length = 0; file.ReadAt(from, &length, 1) && length != 0;) {
-    if (!file.ReadAt(from + 1, to, length)) return false;
-    from += 1u + length;
-    to += length;
-  }
+/// Reads the `size` bytes of the blocks, no more even if the stream has changed since they were counted.
+bool Reader::GatherBlocks(uint64_t from, uint8_t* to, uint64_t size) noexcept {
+  for (uint8_t length = 0; size > 0; size -= length, to += length, from += 1u + length)
+    if (!file.ReadAt(from, &length, 1) || length == 0 || length > size || !file.ReadAt(from + 1, to, length))
+      return false;
   return true;
 }
 
@@ -204,7 +203,7 @@ HRESULT Reader::ReadIndices() noexcept {
   std::unique_ptr<uint8_t[]> const data(new (std::nothrow) uint8_t[static_cast<size_t>(size) + 1]);
   indices.reset(new (std::nothrow) uint8_t[count]);
   if (!data || !indices) return E_OUTOFMEMORY;
-  if (!GatherBlocks(frame.data + 1, data.get())) return FailTruncated();
+  if (!GatherBlocks(frame.data + 1, data.get(), size)) return FailTruncated();
   LzwKind const kind = {.rootBits = bits, .highestFirst = false, .early = false};
   size_t const done = DecodeLzw(kind, data.get(), static_cast<size_t>(size), indices.get(), count);
   return done == count ? S_OK : FailTruncated();

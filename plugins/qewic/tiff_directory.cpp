@@ -71,7 +71,8 @@ uint32_t TiffDirectory::CountPages() const noexcept {
   if (at == 0) return std::max(pages, 1u);
   uint32_t ahead = first;
   for (uint32_t i = 0; i < since; ++i) ahead = Next(ahead);
-  for (pages = since, at = first; at != ahead; at = Next(at), ahead = Next(ahead)) ++pages;
+  uint32_t const most = pages;  // in case the stream changes meanwhile
+  for (pages = since, at = first; at != ahead && pages < most; at = Next(at), ahead = Next(ahead)) ++pages;
   return pages;
 }
 
