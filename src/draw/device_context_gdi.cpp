@@ -11,7 +11,9 @@
 
 #include "core/buffer_p.h"
 #include "core/error_p.h"
+#include "core/vectors_p.h"
 #include "gdi_p.h"
+#include "image/convert_p.h"
 #include "raster/span_p.h"
 
 namespace yk {
@@ -172,48 +174,47 @@ bool DrawInto(GdiMask const& mask, Text const& text, xrect2d const& r, COLORREF 
   return height != 0;
 }
 
-int Mean(unsigned char const* pixel) noexcept { return (pixel[0] + pixel[1] + pixel[2]) / 3; }
-
-// The pixels of a mask that are looked at together: most of a text's rectangle is empty.
-constexpr int BLOCK = 8;
-
-// Whether all pixels of a block have this byte.
-bool IsPlain(unsigned char const* pixels, unsigned char byte) noexcept {
-  uint64_t words[3];
-  static_assert(sizeof words == 3 * BLOCK);
-  memcpy(words, pixels, sizeof words);
-  uint64_t const plain = byte * UINT64_C(0x0101010101010101);
-  return ((words[0] ^ plain) | (words[1] ^ plain) | (words[2] ^ plain)) == 0;
-}
-
-// Calls change(share, mean of the mask's pixel) for each pixel, but not for blocks of empty pixels.
-template <class Change>
-void ForEachShare(Coverage& coverage, GdiMask const& mask, unsigned char empty, Change change) noexcept {
-  unsigned char* share = coverage.begin();
-  for (int row = 0; row < mask.Rows(); ++row) {
-    unsigned char const* pixel = mask.Row(row);
-    for (int x = 0; x < mask.Columns();) {
-      int const count = std::min(BLOCK, mask.Columns() - x);
-      bool const isEmpty = count == BLOCK && IsPlain(pixel, empty);
-      for (int i = isEmpty ? count : 0; i < count; ++i) change(share[i], Mean(pixel + 3 * ptrdiff_t{i}));
-      x += count;
-      share += count;
-      pixel += 3 * count;
+// Gives each row of a mask, pixel by pixel as the mean of the colours, to use(means, x, y, count), in pieces.
+template <class Use>
+void ForEachMean(GdiMask const& mask, Use use) noexcept {
+  constexpr int PIECE = 256;
+  unsigned char means[PIECE];
+  img::Converter const average = img::BestConverter(IMG_BGR24, IMG_GRAY8);
+  for (int y = 0; y < mask.Rows(); ++y) {
+    for (int x = 0; x < mask.Columns(); x += PIECE) {
+      int const count = std::min(PIECE, mask.Columns() - x);
+      average(mask.Row(y) + 3 * ptrdiff_t{x}, means, static_cast<size_t>(count), nullptr);
+      use(means, x, y, count);
     }
   }
 }
 
+// Halves the sum of the coverage and that of black on white. Where eight pixels are white, it is as it was.
+void MixIn(unsigned char* shares, unsigned char const* means, int count) noexcept {
+  constexpr int BLOCK = 8;
+  __m128i const white = _mm_set1_epi8(-1);
+  int i = 0;
+  for (; i + BLOCK <= count; i += BLOCK) {
+    __m128i const black = _mm_xor_si128(LoadHalf(means + i), white);
+    uint64_t any;
+    StoreHalf(&any, black);
+    if (any) StoreHalf(shares + i, _mm_avg_epu8(LoadHalf(shares + i), black));
+  }
+  for (; i < count; ++i) shares[i] = static_cast<unsigned char>((shares[i] + 255 - means[i] + 1) / 2);
+}
+
 // GDI applies a gamma curve to coverage, which makes light letters bolder and dark ones thinner by the same
-// amount: the true coverage is the mean of white on black and black on white. A pixel that is empty in both
-// has none.
+// amount: the true coverage is the mean of white on black and black on white.
 HRESULT CoverText(Text const& text, xrect2d const& where, GdiMask& mask, Coverage& coverage) noexcept {
+  auto const sharesAt = [&](int x, int y) { return coverage.begin() + ptrdiff_t{mask.Columns()} * y + x; };
   if (!DrawInto(mask, text, where, WHITE)) return E_FAIL;
-  ForEachShare(coverage, mask, 0,
-               [](unsigned char& share, int mean) { share = static_cast<unsigned char>(mean); });
+  ForEachMean(mask, [&](unsigned char const* means, int x, int y, int count) {
+    memcpy(sharesAt(x, y), means, static_cast<size_t>(count));
+  });
   mask.Fill(255);
   if (!DrawInto(mask, text, where, BLACK)) return E_FAIL;
-  ForEachShare(coverage, mask, 255, [](unsigned char& share, int mean) {
-    share = static_cast<unsigned char>((share + 255 - mean + 1) / 2);
+  ForEachMean(mask, [&](unsigned char const* means, int x, int y, int count) {
+    MixIn(sharesAt(x, y), means, count);
   });
   return S_OK;
 }
@@ -224,7 +225,7 @@ HRESULT PaintClippedText(Canvas& canvas, IDC const& dc, Text const& text, xrect2
   if (!mask.Make()) return E_FAIL;
   size_t const columns = raster::Width(area);
   Coverage coverage;
-  if (!coverage.Fill(columns * static_cast<size_t>(mask.Rows()), 0)) return E_OUTOFMEMORY;
+  if (!coverage.Resize(columns * static_cast<size_t>(mask.Rows()))) return E_OUTOFMEMORY;
   HRESULT const result = CoverText(text, draw::Shifted(dc, r), mask, coverage);
   if (Failed(result)) return result;
   raster::Surface const surface = draw::SurfaceOf(dc);

@@ -55,6 +55,12 @@ void BuildConversionTable() noexcept {
 
 void FreeConversionTable() noexcept { isBuilt = false; }
 
+Converter BestConverter(IMG_FORMAT source, IMG_FORMAT target) noexcept {
+  Kernel const* kernel = BestKernels().converters;
+  while (kernel->source != source || kernel->target != target) ++kernel;
+  return kernel->run;
+}
+
 Converter FindConverter(IMG_FORMAT source, IMG_FORMAT target) noexcept {
   if (!isBuilt || !InTable(source) || !InTable(target)) return nullptr;
   return conversionTable[CellOf(source, target)];
