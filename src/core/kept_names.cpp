@@ -3,8 +3,9 @@
 #if defined(__MINGW32__)
 
 #define QECORE_KEPT_NAMES
-#include <windows.h>
 // first, for the platform's types
+#include <windows.h>
+
 #include <qecore/core/lock.h>
 #include <qecore/core/registry.h>
 #include <qecore/core/system.h>

@@ -1,5 +1,6 @@
-#include <qecore/core/module.h>
+#include "module_p.h"
 
+#include <qecore/core/module.h>
 #include <qecore/core/module_cache.h>
 #include <qecore/core/system.h>
 #include <qecore/io/file_find.h>
@@ -18,7 +19,6 @@
 #include "class_info_p.h"
 #include "error_p.h"
 #include "io/records_p.h"
-#include "module_p.h"
 #include "progress_p.h"
 #include "values/array_p.h"
 #include "values/indexed_array_p.h"

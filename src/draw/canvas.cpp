@@ -1,8 +1,8 @@
+#include "gdi_p.h"
+
 #include <algorithm>
 #include <atomic>
 #include <new>
-
-#include "gdi_p.h"
 
 namespace yk::draw {
 namespace {

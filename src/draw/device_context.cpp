@@ -1,5 +1,4 @@
-// first, for the platform's types
-#include "gdi_p.h"
+#include <qecore/draw/device_context.h>
 
 #include <qecore/core/ref.h>
 #include <qecore/draw/color.h>
@@ -16,6 +15,7 @@
 #include "core/error_p.h"
 #include "core/registry_p.h"
 #include "device_context_p.h"
+#include "gdi_p.h"
 
 namespace yk {
 namespace {

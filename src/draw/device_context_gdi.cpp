@@ -1,6 +1,4 @@
 // Drawing by GDI on a device context: text and aliased polygons, as masks whose coverage is then painted.
-
-// first, for the platform's types
 #include "device_context_p.h"
 
 #include <math.h>

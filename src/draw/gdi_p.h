@@ -1,12 +1,10 @@
 // Owners of GDI objects, and a small bitmap for drawing masks.
 #pragma once
 
-#include <windows.h>
-// first, for the platform's types
-
 #include <qecore/draw/geometry.h>
 #include <qecore/image/format.h>
 #include <string.h>
+#include <windows.h>
 
 #include <utility>
 

@@ -1,4 +1,3 @@
-// first, for the platform's types: RECTL and the points must be complete below
 #include <qecore/draw/geometry.h>
 
 #include <math.h>

@@ -1,7 +1,8 @@
 // Means of cells for processors with AVX2.
+#include "cell_kernels_p.h"
+
 #include <algorithm>
 
-#include "cell_kernels_p.h"
 #include "core/vectors_p.h"
 #include "unit_avx2_p.h"
 

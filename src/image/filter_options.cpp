@@ -1,7 +1,8 @@
 // Options of filters are checked here, and not by each filter.
+#include <qecore/image/filter_option.h>
+
 #include <limits.h>
 #include <qecore/core/error.h>
-#include <qecore/image/filter_option.h>
 #include <qecore/image/image_file.h>
 
 #include <iterator>

@@ -1,13 +1,13 @@
-#include "filters_p.h"
+#include <qecore/image/image_file.h>
 
 #include <qecore/core/error.h>
-#include <qecore/image/image_file.h>
 #include <qecore/io/file_find.h>
 #include <qecore/io/file_formats.h>
 #include <wchar.h>
 
 #include "core/error_p.h"
 #include "core/registry_p.h"
+#include "filters_p.h"
 
 namespace yk {
 

@@ -1,5 +1,6 @@
-#include <qecore/core/error.h>
 #include <qecore/image/image_file.h>
+
+#include <qecore/core/error.h>
 #include <qecore/io/file_formats.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/io/file_type.h>

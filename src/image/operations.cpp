@@ -1,6 +1,7 @@
+#include <qecore/image/image.h>
+
 #include <qecore/core/ref.h>
 #include <qecore/draw/geometry.h>
-#include <qecore/image/image.h>
 #include <string.h>
 
 #include <algorithm>

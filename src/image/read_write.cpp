@@ -1,6 +1,7 @@
 // Reading and writing through whichever filter accepts a file.
-#include <qecore/core/error.h>
 #include <qecore/image/image_file.h>
+
+#include <qecore/core/error.h>
 #include <qecore/io/file_stream.h>
 #include <qecore/io/file_type.h>
 #include <qecore/io/save_file.h>

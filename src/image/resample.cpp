@@ -1,5 +1,6 @@
-#include <qecore/core/ref.h>
 #include <qecore/image/image.h>
+
+#include <qecore/core/ref.h>
 #include <string.h>
 
 #include <algorithm>

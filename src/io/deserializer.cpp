@@ -1,3 +1,5 @@
+#include <qecore/io/deserializer.h>
+
 #include <qecore/io/file_stream.h>
 #include <qecore/values/array.h>
 

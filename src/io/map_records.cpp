@@ -1,7 +1,8 @@
 // How a map is written to object files and read back: one chunk per entry.
+#include <qecore/values/map.h>
+
 #include <qecore/core/ref.h>
 #include <qecore/io/serializer.h>
-#include <qecore/values/map.h>
 
 #include "records_p.h"
 #include "values/variant_p.h"

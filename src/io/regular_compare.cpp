@@ -2,6 +2,7 @@
 // so far can match up to; so a pattern of P elements takes at most P passes over the name, however many stars
 // it has.
 #include <qecore/io/file_find.h>
+
 #include <string.h>
 #include <wctype.h>
 

@@ -1,6 +1,7 @@
 // The streams over module resources.
-#include <qecore/core/ref.h>
 #include <qecore/io/mem_stream.h>
+
+#include <qecore/core/ref.h>
 #include <string.h>
 #include <windows.h>
 

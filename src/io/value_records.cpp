@@ -1,4 +1,6 @@
 // How texts and variants are written to object files and read back.
+#include "records_p.h"
+
 #include <qecore/core/ref.h>
 #include <qecore/io/deserializer.h>
 #include <qecore/io/file.h>
@@ -11,7 +13,6 @@
 #include <new>
 
 #include "core/error_p.h"
-#include "records_p.h"
 #include "values/variant_p.h"
 
 namespace yk {

@@ -1,3 +1,5 @@
+#include <qecore/io/xml.h>
+
 #include <qecore/core/ref.h>
 #include <qecore/values/str.h>
 

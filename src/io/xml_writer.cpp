@@ -1,3 +1,5 @@
+#include <qecore/io/xml.h>
+
 #include <qecore/io/stream.h>
 #include <qecore/values/str.h>
 #include <string.h>

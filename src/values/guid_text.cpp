@@ -1,5 +1,6 @@
 // Guid's function that reads a String is here, since core is below values.
 #include <qecore/core/guid.h>
+
 #include <qecore/values/string.h>
 
 namespace yk {
