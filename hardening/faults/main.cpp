@@ -83,7 +83,7 @@ void Judge(Series const& series, Outcome const& outcome, Start const& before, Su
   if (Failed(outcome.reported)) ++sums.reported;
   if (!outcome.whole && Succeeded(outcome.reported))
     Report(series, sums.silent, "data was lost without a reported failure");
-  // (That a stream ends early is no failure of the library's.)
+  // (That a stream ends early is not a failure of the library's.)
   if (Failed(outcome.reported) && ErrorCount() == before.failures && kind != harness::SHORT_READ)
     Report(series, sums.silent, "a failure was reported without a text");
   if (outcome.broken) Report(series, sums.broken, outcome.broken);

@@ -58,7 +58,7 @@ class TiffDirectory {
   bool Has(Tag tag) const noexcept { return Find(tag) != nullptr; }
   /// How many values a field has; 0: it is missing.
   uint32_t Count(Tag tag) const noexcept;
-  /// A value; `missing` when the field is missing, has fewer or is no number. The quotient, for fractions.
+  /// A value; `missing` when the field is missing, has fewer or is not a number. The quotient, for fractions.
   uint32_t Number(Tag tag, uint32_t missing, uint32_t index = 0) const noexcept;
   double Fraction(Tag tag, double missing, uint32_t index = 0) const noexcept;
   /// Whether a value that was asked for is beyond the end of the file, or of a type that no reader knows.

@@ -8,7 +8,6 @@
 #include <qecore/values/map.h>
 #include <string.h>
 
-#include <new>
 #include <utility>
 
 #include "cache_record_p.h"

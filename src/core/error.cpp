@@ -181,8 +181,8 @@ HRESULT Record(Earlier earlier, HRESULT code, char const* operation, wchar_t con
                va_list arguments) noexcept {
   ErrorChain* const chain = FindOrTakeChain();
   if (!chain) return code;
-  Error const record =
-      MakeRecord(code, operation, format, arguments);  // the arguments may be texts of older records
+  // Made before anything is forgotten: the arguments may be texts of older records.
+  Error const record = MakeRecord(code, operation, format, arguments);
   ++chain->count;
   chain->stamp = lastStamp.fetch_add(1, std::memory_order_relaxed) + 1;
   if (earlier == Earlier::FORGOTTEN) chain->length = 0;

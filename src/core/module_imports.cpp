@@ -37,7 +37,7 @@ class MappedImage {
   HMODULE module;
 };
 
-/// The names of API sets, which are no files, and of libraries in memory or where the system looks for them.
+/// The names of API sets, which are not files, and of libraries in memory or where the system looks for them.
 bool IsThere(char const* name, String const& folder) noexcept {
   if (!strncmp(name, "api-", 4) || !strncmp(name, "ext-", 4) || GetModuleHandleA(name)) return true;
   String const wide = name;

@@ -8,7 +8,6 @@
 #include <qecore/io/save_file.h>
 #include <qecore/io/serializer.h>
 #include <qecore/values/array.h>
-#include <wchar.h>
 #include <windows.h>
 
 #include <memory>
@@ -170,7 +169,7 @@ void ModuleScan::MarkKnown() noexcept {
   }
 }
 
-// An invalid cache counts as missing. That alone is no reason to overwrite it: it may be a file of another
+// An invalid cache counts as missing. That alone is not a reason to overwrite it: it may be a file of another
 // kind.
 void ModuleScan::ReadCache() noexcept {
   Attempt const attempt;

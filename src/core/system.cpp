@@ -390,9 +390,8 @@ bool System::Append(ClassInfo* record) noexcept {
   return true;
 }
 
-/// Registers a class. Meanwhile the class may have been registered
-/// by another thread, or by the filter while describing itself: S_FALSE when it just received its factory,
-/// and E_INVALIDARG when it had one.
+/// Registers a class. Meanwhile the class may have been registered by another thread, or by the filter while
+/// describing itself: S_FALSE when it just received its factory, and E_INVALIDARG when it had one.
 HRESULT System::AppendNew(ClassInfo* record) noexcept {
   RegistryLock const guard;
   if (ClassInfo* const present = RecordOf(registry, record->classId)) {

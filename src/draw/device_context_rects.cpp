@@ -9,8 +9,6 @@
 #include <qecore/image/image.h>
 #include <string.h>
 
-#include <algorithm>
-
 #include "core/buffer_p.h"
 #include "core/error_p.h"
 #include "image/convert_p.h"

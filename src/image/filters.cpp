@@ -144,7 +144,7 @@ HRESULT img::RankFilter(Guid const& classId, int rank) noexcept {
   ClassInfo const* const info = FindClass(classId);
   if (!info) return Fail(YK_E_NOTFOUND, OPERATION, L"the class is not registered");
   if (!IsImageFilter(*info) || !info->info)
-    return Fail(E_INVALIDARG, OPERATION, L"the class %s is no image filter", LabelOf(classId).c_str());
+    return Fail(E_INVALIDARG, OPERATION, L"the class %s is not an image filter", LabelOf(classId).c_str());
   Variant value;
   value.Init(rank);
   value.flags |= Variant::TRANSIENT;

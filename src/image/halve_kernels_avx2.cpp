@@ -33,8 +33,8 @@ __m256i LoadPairs(uint8_t const* at) noexcept {
 
 void HalveColour(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size_t pixels) noexcept {
   size_t i = 0;
-  for (; i + 11 <= pixels;
-       i += 8) {  // the last store extends into pixel 10, the loads into the one after the last
+  // The last store extends into pixel 10, the loads into the one after the last.
+  for (; i + 11 <= pixels; i += 8) {
     uint8_t const *const above = upper + 6 * i, *const below = lower + 6 * i;
     __m256i const even = MeansOfPairs(LoadPairs(above), LoadPairs(below));
     __m256i const odd = MeansOfPairs(LoadPairs(above + 12), LoadPairs(below + 12));

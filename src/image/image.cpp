@@ -1,7 +1,6 @@
 #include <qecore/image/image.h>
 
 #include <qecore/core/ref.h>
-#include <qecore/core/registry.h>
 #include <qecore/image/image_limits.h>
 #include <qecore/values/map.h>
 #include <stdlib.h>

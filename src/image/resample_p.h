@@ -16,11 +16,11 @@ constexpr size_t PixelsPerBlock(size_t channels) noexcept { return BLOCK_FLOATS 
 
 /// The adjacent source pixels that each target pixel covers, and their weights.
 struct Columns {
-  int32_t const*
-      first;  ///< for each target pixel the first source pixel; the last one repeats to fill a block
+  /// For each target pixel the first source pixel; the last one repeats to fill a block.
+  int32_t const* first;
   int32_t const* count;  ///< and how many it covers
-  float const*
-      weights;     ///< block by block, first those of all first pixels, then of all second ones; padded by 0
+  /// Block by block, first those of all first pixels, then of all second ones; padded by 0.
+  float const* weights;
   size_t targets;  ///< target pixels
   size_t depth;    ///< the largest of the counts
   bool uniform;    ///< every pixel covers `depth` pixels, and all weights are equal

@@ -186,8 +186,8 @@ requires(ISA >= Isa::SSSE3) struct VectorRearrange<ISA, uint8_t, 4, 3> {
 template <Isa ISA>
 __m128i AverageOf(__m128i const (&quad)[4]) noexcept {
   __m128i const colour = _mm_set1_epi32(0x00010101);
-  __m128i const third =
-      _mm_set1_epi16(static_cast<short>(0xAAAB));  // (x * 0xAAAB) >> 17 is x / 3 for 16 bits
+  // (x * 0xAAAB) >> 17 is x / 3 for 16 bits.
+  __m128i const third = _mm_set1_epi16(static_cast<short>(0xAAAB));
   __m128i const low = _mm_hadd_epi16(_mm_maddubs_epi16(quad[0], colour), _mm_maddubs_epi16(quad[1], colour));
   __m128i const high = _mm_hadd_epi16(_mm_maddubs_epi16(quad[2], colour), _mm_maddubs_epi16(quad[3], colour));
   return _mm_packus_epi16(_mm_srli_epi16(_mm_mulhi_epu16(low, third), 1),

@@ -1,6 +1,5 @@
 #include <qecore/io/file.h>
 
-#include <string.h>
 #include <wchar.h>
 #include <windows.h>
 
@@ -30,9 +29,9 @@ HRESULT MakeFolders(String const& path) noexcept {
 
   // Truncate the path at one separator after the other until a parent exists or can be created, then restore
   // the separators one by one. Not recursive, so that a path of a thousand names needs no deep stack.
-  String cut = path;
-  wchar_t* const text = cut.GetBuffer();
-  size_t const length = wcslen(cut.c_str());
+  String parent = path;
+  wchar_t* const text = parent.GetBuffer();
+  size_t const length = wcslen(parent.c_str());
   do {
     wchar_t* const end = text ? ParentEnd(text) : nullptr;
     if (!end) return made;

@@ -1,6 +1,5 @@
 #include <qecore/io/mem_stream.h>
 
-#include <qecore/core/ref.h>
 #include <string.h>
 #include <windows.h>
 

@@ -4,7 +4,6 @@
 #include <qecore/values/str.h>
 
 #include <new>
-#include <utility>
 
 #include "core/error_p.h"
 #include "xml_chars_p.h"

@@ -2,10 +2,8 @@
 
 #include <qecore/io/stream.h>
 #include <qecore/values/str.h>
-#include <string.h>
 
 #include <algorithm>
-#include <iterator>
 #include <memory>
 #include <new>
 #include <string_view>

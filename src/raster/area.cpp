@@ -2,8 +2,6 @@
 
 #include <math.h>
 
-#include <algorithm>
-
 #include "area_sweep_p.h"
 #include "ellipse_sweep_p.h"
 

@@ -1,7 +1,7 @@
 // The loops of fill_kernels_p.h on vectors: one template over an instruction set and an operation. Each file
 // that includes this is compiled for one instruction set.
 //
-// A row that is no whole number of vectors ends with one that overlaps the previous one: its result is
+// A row that is not a whole number of vectors ends with one that overlaps the previous one: its result is
 // computed before anything is stored. Rows shorter than a vector are left to the next narrower set.
 #pragma once
 

@@ -4,7 +4,7 @@
 //   |          removed entries  | Header | entries, up to capacity|  free   | slots |
 //   +--------+------------------+--------+------------------------+- - - - -+-------+
 //
-// It is no HashTable, so that a map has one block, which the fields that programs see describe.
+// It is not a HashTable, so that a map has one block, which the fields that programs see describe.
 //
 // The header is always in front of the first entry, so that this entry can be removed without moving the
 // others. A slot holds the number of an entry, counted from the start of the block, plus 1; or 0. The slot of

@@ -8,8 +8,8 @@ namespace yk {
 
 namespace {
 
-constexpr size_t ARGUMENT_ROOM =
-    4096;                             // characters of the formatted arguments, marks and terminator included
+// Characters of the formatted arguments, marks and terminator included.
+constexpr size_t ARGUMENT_ROOM = 4096;
 constexpr size_t FORMAT_ROOM = 8192;  // characters of an argument format, marks included
 constexpr size_t MOST_PIECES = 9;     // %1 to %9
 constexpr wchar_t MARK = 1;           // separates the pieces
@@ -40,19 +40,19 @@ struct MarkedFormat {
       bool const directive = *argfmt == L'%';
       bool const mark = directive && directives > 0;
       if (directive) ++directives;
-      if (end + mark + 1 >= FORMAT_ROOM) cut = true;
-      if (cut) continue;
+      if (end + mark + 1 >= FORMAT_ROOM) isTruncated = true;
+      if (isTruncated) continue;
       if (mark) text[end++] = MARK;
       text[end++] = *argfmt;
       inside = directive || (inside && IsInDirective(*argfmt));
       if (!inside) whole = end;
     }
-    text[cut ? whole : end] = 0;
+    text[isTruncated ? whole : end] = 0;
   }
 
   wchar_t text[FORMAT_ROOM];
   size_t directives = 0;  // including truncated ones
-  bool cut = false;
+  bool isTruncated = false;
 };
 
 // The pieces of the formatted arguments, each terminated where its mark was.
@@ -118,7 +118,7 @@ int FormatPositional(wchar_t* dst, size_t size, wchar_t const* format, wchar_t c
       out.Put(*format);
     }
   }
-  return marked.cut ? -1 : length;
+  return marked.isTruncated ? -1 : length;
 }
 
 }  // namespace

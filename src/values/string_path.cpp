@@ -1,16 +1,15 @@
 #include <qecore/values/string.h>
 
 #include <qecore/values/str.h>
-#include <string.h>
 #include <wchar.h>
 
 namespace yk {
 
 namespace {
 
-constexpr size_t RELATIVE_ROOM =
-    256;                           // characters of a relative path that are used, including the terminator
-constexpr size_t BASE_ROOM = 510;  // the same for the base
+// Characters that are used, including the terminator, of a relative path and of the base.
+constexpr size_t RELATIVE_ROOM = 256;
+constexpr size_t BASE_ROOM = 510;
 // The longest base, a separator, the longest relative path, the terminator.
 constexpr size_t PATH_ROOM = (BASE_ROOM - 1) + 1 + RELATIVE_ROOM;
 

@@ -38,7 +38,7 @@ TEST(Error, ChainsWhatLedToIt) {
   Fail(E_FAIL, "old", L"old");
   unsigned const before = ErrorCount();
   FailSince(before, YK_E_ACCESS, "first", L"first");
-  EXPECT_EQ(LastMessage(), L"first") << "what was recorded earlier is no cause";
+  EXPECT_EQ(LastMessage(), L"first") << "what was recorded earlier is not a cause";
   FailSince(before, E_OUTOFMEMORY, "second", nullptr);
   EXPECT_EQ(LastMessage(), L"not enough memory: first");
   FailSince(before, E_FAIL, "third", L"third of %s", LastError()->cause->text);

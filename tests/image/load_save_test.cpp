@@ -267,7 +267,7 @@ TEST_F(OpenFormats, AreWrittenByName) {
        L"cannot write " + other +
            L": no plug-in writes files of that name, but *.let, *.letter, *.let, *.letter",
        [&] { return img::Write(*image, other.c_str(), nullptr, nullptr, nullptr); }},
-      {E_INVALIDARG, L"the class unknown is no image filter",
+      {E_INVALIDARG, L"the class unknown is not an image filter",
        [&] { return img::RankFilter(ids::IMAGE_2D, 1); }},
   });
 }

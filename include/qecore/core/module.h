@@ -119,8 +119,8 @@ class Module : public Destroys<Module, Unknown> {
   void KeepLibrary(HINSTANCE loaded) noexcept;
   void RegisterClasses(System& system) noexcept;
 
-  static constexpr uint64_t UNKNOWN_TIME =
-      0;  // the time of no file, so that the next scan treats the plug-in as new
+  // The time of no file, so that the next scan treats the plug-in as new.
+  static constexpr uint64_t UNKNOWN_TIME = 0;
 };
 
 }  // namespace yk

@@ -36,8 +36,8 @@ namespace yk {
 
 class Variant;
 
-#pragma pack(push, \
-             4)  // 12 bytes without tail padding, so that derived classes have the same layout in both ABIs
+// 12 bytes without tail padding, so that derived classes have the same layout in both ABIs.
+#pragma pack(push, 4)
 
 class Unknown {
  public:

@@ -50,7 +50,6 @@
 
 namespace yk {
 
-class Array;
 class Image2d;
 class String;
 struct IADJUSTMENT;

@@ -37,7 +37,6 @@ struct FilterOption {
     QUALITY = 1,      ///< INTEGER, 1 to 100, of lossy compression: L"quality"
     COMPRESSION = 2,  ///< CHOICE of lossless methods: L"compression"
     FRAME = 3,        ///< INTEGER, from 0, of the pictures in the file: L"frame"
-    SIZE_LIMIT = 4,   ///< INTEGER, the most megabytes (1048576 bytes) that pixels may need: L"limit"
     FIRST_OWN = 1000,
   };
 

@@ -22,7 +22,7 @@
 
 namespace yk::chunk {
 
-/// A tag of the format itself; objects choose the tags of their own chunks
+/// The tags of the format itself. Objects choose the tags of their own chunks.
 inline constexpr unsigned short BODY = 1;
 inline constexpr unsigned short VERSION = 2;
 inline constexpr unsigned short CLASS_TABLE = 3;

@@ -64,7 +64,7 @@ class Deserializer : public Destroys<Deserializer, Unknown> {
   YK_API virtual unsigned GetVersion() noexcept;
   /// S_OK, or the first failure since Open: that of Open itself; a read, by this reader or by a value's Load,
   /// that failed or fell short before the end of the chunk; a corrupt chunk (YK_E_BADFILE); no memory for a
-  /// chunk, a value or a reference. Reaching the end is no failure. It stays until the next Open.
+  /// chunk, a value or a reference. Reaching the end is not a failure. It stays until the next Open.
   YK_API virtual HRESULT GetFailure() noexcept;
 
   /// The stream to read payload from, borrowed; null while no file is open.
@@ -107,8 +107,8 @@ class Deserializer : public Destroys<Deserializer, Unknown> {
   Ref<Array> objects;
   chunk::Stack<OpenChunk> chunks;
   int depth = -1;  // the innermost chunk's index in `chunks`
-  unsigned untracked =
-      0;  // chunks begun inside the innermost one without memory for them: all count as corrupt
+  // Chunks begun inside the innermost one without memory for them: all count as corrupt.
+  unsigned untracked = 0;
   unsigned streamSize = 0;
   unsigned fileStart = 0;
   unsigned flags = 0;

@@ -41,7 +41,7 @@ class Stream : public Answers<Stream, Unknown> {
   /// slot 8: reads a text, a 16-bit count followed by UTF-16 units. Always S_OK: missing data reads as zero.
   ///
   /// slot 9: reads up to `size` bytes. `*done`, if given, receives the number read; the rest of the buffer is
-  /// zeroed. A short read is no failure (except at the very end of a MemStream).
+  /// zeroed. A short read is not a failure (except at the very end of a MemStream).
   YK_SLOT_PAIR(virtual HRESULT Read(String& text) noexcept,
                virtual HRESULT Read(void* buffer, unsigned size, unsigned* done = nullptr) noexcept = 0);
 

@@ -21,9 +21,8 @@
 // DataArray::Allocate, which allocates its records at once, is exempt.
 // Failure: the operation returns false or null and changes nothing, and LastError() says why (error.h). An
 // index out of range is a programming error, which is also reported by qe_Error, in a message box, unless an
-// operation states otherwise. One thread at a time. A
-// deleter may call the array that calls it, and release it. A comparison may read the array and release it,
-// but must not change it: the order is then unspecified.
+// operation states otherwise. One thread at a time. A deleter may call the array that calls it, and release
+// it. A comparison may read the array and release it, but must not change it: the order is then unspecified.
 #pragma once
 
 #include <qecore/core/implements.h>
