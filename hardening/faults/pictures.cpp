@@ -183,6 +183,28 @@ Outcome Read() {
   return outcome;
 }
 
+// The same frame twice: the second is put on the first.
+void PutAnimation() {
+  std::string file = Sound<GIF>().after;
+  size_t const palette = file[10] & 0x80 ? size_t{6} << (file[10] & 7) : 0, head = 13 + palette;
+  file.insert(head, file.substr(head, file.size() - 1 - head));
+  harness::ClearFiles();
+  harness::PutFile(GIF.path, file);
+}
+
+Outcome ReadFrame() {
+  Outcome outcome;
+  Ref<AbstractImage> image;
+  Ref<Map> const options = Calmly([] {
+    Ref<Map> chosen = Ref<Map>::Adopt(Map::Create());
+    img::SetOption(ids::FILE_GIF, FILTER_READ, L"frame", L"1", chosen.get());
+    return chosen;
+  });
+  outcome.Note(img::Read(Wide(GIF.path), options.get(), nullptr, image.Receive()));
+  outcome.whole = image && IsThePicture(*image, GIF.isExact);
+  return outcome;
+}
+
 Outcome Query() {
   Outcome outcome;
   Ref<Map> const info = Calmly([] { return Ref<Map>::Adopt(Map::Create()); });
@@ -213,6 +235,7 @@ constexpr Scenario SCENARIOS[] = {
     {"tiff: load", LOADING, PutNew<TIFF>, Load<TIFF>},
     {"any filter: write", SAVING, PutOld<PNG>, Write},
     {"any filter: read", LOADING, PutNew<PNG>, Read},
+    {"gif: read a later frame", LOADING, PutAnimation, ReadFrame},
     {"any filter: describe", LOADING, PutNew<JPEG>, Query},
 };
 
