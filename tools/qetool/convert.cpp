@@ -269,7 +269,9 @@ void AddConvert(CLI::App& app, Host& host) {
                    "Leave pictures as the camera stored them, and say in the file how to turn them");
   command.add_flag("--strip", options->strip, "Leave out resolution, colour profile and texts");
   command.add_option("--format", options->format, "Pixel format: " + TargetFormats())->type_name("NAME");
-  command.add_option("--quality", options->quality, "Quality of JPEG files, 1 to 100")
+  command
+      .add_option("--quality", options->quality,
+                  "Quality, 1 to 100, of file types that have one, such as JPEG")
       ->type_name("N")
       ->check(CLI::Range(1, 100));
   command

@@ -272,7 +272,7 @@ void Run(Options const& options, Host& host) {
 
 void AddInfo(CLI::App& app, Host& host) {
   CLI::App& command = *app.add_subcommand(
-      "info", "Show the type, size, pixel format, palette, resolution, colour profile and texts of pictures");
+      "info", "Show type, size, pixel format, resolution, colour profile and texts of pictures");
   auto const options = std::make_shared<Options>();
   command
       .add_option("files", options->inputs.paths,

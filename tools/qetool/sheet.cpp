@@ -335,7 +335,9 @@ void AddSheet(CLI::App& app, Host& host) {
   command.add_option("--cell", options->cell, "Side of a cell in pixels; by default 320")
       ->type_name("N")
       ->check(CLI::Range(64, 2000));
-  command.add_option("--quality", options->quality, "Quality of a JPEG sheet, 1 to 100")
+  command
+      .add_option("--quality", options->quality,
+                  "Quality of the sheet, 1 to 100, if its file type has one, such as JPEG")
       ->type_name("N")
       ->check(CLI::Range(1, 100));
   AddExistingOptions(command, options->existing);

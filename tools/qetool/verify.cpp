@@ -109,8 +109,8 @@ void Run(Options const& options, Host& host) {
 }  // namespace
 
 void AddVerify(CLI::App& app, Host& host) {
-  CLI::App& command =
-      *app.add_subcommand("verify", "Read every pixel of pictures and every chunk of object files");
+  CLI::App& command = *app.add_subcommand(
+      "verify", "Read every pixel of all pictures in files, and every chunk of object files");
   auto const options = std::make_shared<Options>();
   command
       .add_option(
