@@ -143,23 +143,25 @@ class Parser {
 };
 
 // Tags of object files: the format's own are valid only outside the body, the others anywhere.
+enum class Place { FRAME, ANYWHERE };
+
 struct TagName {
   unsigned tag;
   char const* name;
-  bool onlyInFrame;
+  Place place;
 };
 
 constexpr TagName TAG_NAMES[] = {
-    {chunk::FILE_FRAME, "file", true},
-    {chunk::VERSION, "version", true},
-    {chunk::BANNER, "banner", true},
-    {chunk::CLASS_TABLE, "class table", true},
-    {chunk::OBJECT_TABLE, "object table", true},
-    {chunk::CLASS_TABLE_OFFSET, "offset of the class table", true},
-    {chunk::OBJECT_TABLE_OFFSET, "offset of the object table", true},
-    {chunk::BODY, "body", true},
-    {chunk::FIRST_OCCURRENCE, "first occurrence", false},
-    {chunk::MAP_ENTRY, "map entry", false},
+    {chunk::FILE_FRAME, "file", Place::FRAME},
+    {chunk::VERSION, "version", Place::FRAME},
+    {chunk::BANNER, "banner", Place::FRAME},
+    {chunk::CLASS_TABLE, "class table", Place::FRAME},
+    {chunk::OBJECT_TABLE, "object table", Place::FRAME},
+    {chunk::CLASS_TABLE_OFFSET, "offset of the class table", Place::FRAME},
+    {chunk::OBJECT_TABLE_OFFSET, "offset of the object table", Place::FRAME},
+    {chunk::BODY, "body", Place::FRAME},
+    {chunk::FIRST_OCCURRENCE, "first occurrence", Place::ANYWHERE},
+    {chunk::MAP_ENTRY, "map entry", Place::ANYWHERE},
 };
 
 bool IsText(unsigned unit) {
@@ -193,7 +195,7 @@ ChunkTree ParseChunks(Bytes file) { return Parser(file).Parse(); }
 char const* ChunkName(ChunkNode const& node, ChunkNode const* parent) {
   bool const inFrame = !parent || parent->tag == chunk::FILE_FRAME;
   for (TagName const& row : TAG_NAMES) {
-    if (row.tag == node.tag && (inFrame || !row.onlyInFrame)) return row.name;
+    if (row.tag == node.tag && (inFrame || row.place == Place::ANYWHERE)) return row.name;
   }
   for (auto const& [tag, name] : cache::TAG_NAMES) {
     if (tag == node.tag) return name;
