@@ -153,6 +153,7 @@ std::vector<ClassInfo const*> FiltersFor(std::string const& path) {
   HRESULT const result = img::FindFilters(path.empty() ? nullptr : wide.c_str(), found.Receive());
   if (Failed(result)) throw Failure{"cannot list the filters: " + Reason(result)};
   std::vector<ClassInfo const*> filters;
+  filters.reserve(static_cast<size_t>(found->Count()));
   for (int i = 0; i < found->Count(); ++i) filters.push_back(static_cast<ClassInfo const*>(found->At(i)));
   return filters;
 }

@@ -110,32 +110,38 @@ Entry MakeEntry(std::string const& path, int side, Listener& listener) {
 
 // ---- drawing
 
-struct DcDeleter {
-  using pointer = HDC;
-  void operator()(HDC dc) const { DeleteDC(dc); }
-};
-struct FontDeleter {
-  using pointer = HFONT;
-  void operator()(HFONT font) const { DeleteObject(font); }
-};
-using OwnedDc = std::unique_ptr<HDC, DcDeleter>;
-using OwnedFont = std::unique_ptr<HFONT, FontDeleter>;
+// A memory device context.
+class MemoryDc {
+ public:
+  MemoryDc() = default;
+  ~MemoryDc() { DeleteDC(handle); }
+  MemoryDc(MemoryDc const&) = delete;
+  MemoryDc& operator=(MemoryDc const&) = delete;
 
-// Selects a font into a device context for a scope.
+  HDC Get() const { return handle; }
+
+ private:
+  HDC handle = CreateCompatibleDC(nullptr);
+};
+
+// A font, selected into a device context for a scope.
 class Font {
  public:
   Font(HDC dc, int size, int weight)
-      : font(CreateFontW(-size, 0, 0, 0, weight, 0, 0, 0, DEFAULT_CHARSET, 0, 0, ANTIALIASED_QUALITY, 0,
+      : dc(dc),
+        font(CreateFontW(-size, 0, 0, 0, weight, 0, 0, 0, DEFAULT_CHARSET, 0, 0, ANTIALIASED_QUALITY, 0,
                          L"Tahoma")),
-        dc(dc),
-        before(SelectObject(dc, font.get())) {}
-  ~Font() { SelectObject(dc, before); }  // before the font is deleted
+        before(SelectObject(dc, font)) {}
+  ~Font() {
+    SelectObject(dc, before);
+    DeleteObject(font);
+  }
   Font(Font const&) = delete;
   Font& operator=(Font const&) = delete;
 
  private:
-  OwnedFont font;
   HDC dc;
+  HFONT font;
   HGDIOBJ before;
 };
 
@@ -247,7 +253,7 @@ class Sheet {
  public:
   explicit Sheet(Layout const& layout)
       : layout(layout), image(NewImage(IMG_BGR24, layout.width, layout.height)) {
-    if (!dc || Failed(dc->Attach(memory.get(), image.get()))) {
+    if (!dc || Failed(dc->Attach(memory.Get(), image.get()))) {
       throw Failure{"cannot draw on the sheet: " + LastReason()};
     }
     dc->FillGradientV({0, 0, layout.width, layout.height}, TOP, BOTTOM);
@@ -269,7 +275,7 @@ class Sheet {
 
  private:
   Layout const& layout;
-  OwnedDc memory{CreateCompatibleDC(nullptr)};
+  MemoryDc memory;
   ImageRef image;
   Ref<IDC> dc = Ref<IDC>::Adopt(IDC::Create());
 };

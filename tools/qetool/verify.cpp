@@ -42,7 +42,7 @@ Frames CountFramesIn(Stream& stream) {
 }
 
 std::string Describe(Picture const& first, Frames const& frames) {
-  std::string const text =
+  std::string text =
       Format("%s, %d x %d pixels", TypeName(first.type), first.image->width, first.image->height);
   if (frames.count == 1) return text;
   return text + Format(frames.readable == 1 ? ", the first of %u frames" : ", %u frames", frames.count);
@@ -74,7 +74,7 @@ Verdict VerifyChunks(ChunkTree const& tree) {
 Verdict Verify(std::string const& path, Listener& listener) {
   try {
     Ref<Stream> const stream = OpenInput(path);
-    Verdict const verdict = VerifyPicture(*stream, path, listener);
+    Verdict verdict = VerifyPicture(*stream, path, listener);
     if (verdict.isSound) return verdict;
     stream->Seek(0, Stream::FROM_START);
     std::vector<unsigned char> const bytes = ReadAll(*stream, path);
