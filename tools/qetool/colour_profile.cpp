@@ -15,7 +15,7 @@ using Bytes = std::span<unsigned char const>;
 
 // Of a profile: a header, the number of tags, and for each a name, its offset in the profile and its size.
 constexpr size_t TAG_COUNT = 128, TAGS = 132, TAG_SIZE = 12;
-constexpr size_t MOST_TAGS = 256;
+constexpr size_t MOST_TAGS = 256, MOST_BYTES = 256;  // of the name
 
 // What is within the bytes.
 Bytes Part(Bytes bytes, size_t offset, size_t size) {
@@ -47,7 +47,7 @@ Bytes FindTag(Bytes profile, std::string_view name) {
 // Of version 2: a type, a reserved number, a length and ASCII.
 std::string AsciiOf(Bytes tag) {
   std::string text;
-  for (unsigned char const c : Part(tag, 12, NumberAt(tag, 8))) {
+  for (unsigned char const c : Part(tag, 12, std::min(NumberAt(tag, 8), MOST_BYTES))) {
     if (c == 0) break;
     text += c < 0x80 ? static_cast<char>(c) : '?';
   }
@@ -57,7 +57,7 @@ std::string AsciiOf(Bytes tag) {
 // Of version 4: texts in several languages in UTF-16. The first is taken: its length and its offset follow
 // its language.
 std::string FirstLanguageOf(Bytes tag) {
-  Bytes const text = Part(tag, NumberAt(tag, 24), NumberAt(tag, 20));
+  Bytes const text = Part(tag, NumberAt(tag, 24), std::min(NumberAt(tag, 20), MOST_BYTES));
   std::wstring wide;
   for (size_t i = 0; i + 1 < text.size(); i += 2) wide += static_cast<wchar_t>(text[i] << 8 | text[i + 1]);
   return ToUtf8(wide.c_str());
