@@ -54,11 +54,10 @@ void FileFind::Begin(String const& where, String const& namePattern) noexcept {
   bool const whole = folder.Length() >= where.Length() && all.Length() == folder.Length() + wcslen(ALL);
   std::unique_ptr<State> started(whole ? Made(new (std::nothrow) State(all.c_str()), OPERATION) : nullptr);
   if (!started) return;
-  DWORD const error = GetLastError();  // of an empty drive: that there is no file
   if (started->IsOpen()) {
     state = started.release();
-  } else if (error != ERROR_FILE_NOT_FOUND) {
-    FailFile(OPERATION, folder, error);
+  } else if (GetLastError() != ERROR_FILE_NOT_FOUND) {  // which means that a drive is empty
+    FailFile(OPERATION, folder, GetLastError());
   }
 }
 
