@@ -42,7 +42,7 @@ HINSTANCE LoadWithNeighbours(wchar_t const* path) noexcept {
 }
 
 HRESULT FailToLoad(String const& path, DWORD error) noexcept {
-  String const missing = error == ERROR_MOD_NOT_FOUND ? FindMissingImport(path) : String();
+  FailureText const missing = error == ERROR_MOD_NOT_FOUND ? FindMissingImport(path) : FailureText();
   if (missing.IsEmpty()) return FailSystem(YK_E_NOTFOUND, LOAD, path.c_str(), error);
   return Fail(YK_E_NOTFOUND, LOAD, L"%s: it needs %s, which is missing", path.c_str(), missing.c_str());
 }

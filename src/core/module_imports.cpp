@@ -40,7 +40,8 @@ class MappedImage {
 /// The names of API sets, which are not files, and of libraries in memory or where the system looks for them.
 bool IsThere(char const* name, String const& folder) noexcept {
   if (!strncmp(name, "api-", 4) || !strncmp(name, "ext-", 4) || GetModuleHandleA(name)) return true;
-  String const wide = name;
+  FailureText wide;
+  wide.Add(L"%S", name);
   wchar_t found[MAX_PATH];
   return SearchPathW(nullptr, wide.c_str(), nullptr, MAX_PATH, found, nullptr) ||
          SearchPathW(folder.c_str(), wide.c_str(), nullptr, MAX_PATH, found, nullptr);
@@ -48,19 +49,20 @@ bool IsThere(char const* name, String const& folder) noexcept {
 
 }  // namespace
 
-String FindMissingImport(String const& path) noexcept {
+FailureText FindMissingImport(String const& path) noexcept {
+  FailureText missing;
   MappedImage const image(path.c_str());
   IMAGE_NT_HEADERS64 const* const headers = image.Headers();
-  if (!headers) return {};
+  if (!headers) return missing;
   IMAGE_DATA_DIRECTORY const& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
   DWORD const count = directory.Size / sizeof(IMAGE_IMPORT_DESCRIPTOR);
   auto const* import = static_cast<IMAGE_IMPORT_DESCRIPTOR const*>(image.At(directory.VirtualAddress));
   String const folder = path.FilePath();
-  for (DWORD i = 0; i < count && import->Name; ++i, ++import) {
+  for (DWORD i = 0; i < count && import->Name && missing.IsEmpty(); ++i, ++import) {
     auto const* const name = static_cast<char const*>(image.At(import->Name));
-    if (!IsThere(name, folder)) return name;
+    if (!IsThere(name, folder)) missing.Add(L"%S", name);
   }
-  return {};
+  return missing;
 }
 
 }  // namespace yk

@@ -119,54 +119,50 @@ bool ToChoice(FilterOption const& option, Variant const& value, Variant& out) no
 
 // What a value must be, for messages.
 
-String NeedsSwitch(FilterOption const&) noexcept { return L"yes or no"; }
+void AddSwitch(FilterOption const&, FailureText& text) noexcept { text.Add(L"yes or no"); }
 
-String NeedsInteger(FilterOption const& option) noexcept {
-  String text;
-  text.printf(L"a whole number from %.0f to %.0f", option.least, option.most);
-  return text;
+void AddInteger(FilterOption const& option, FailureText& text) noexcept {
+  text.Add(L"a whole number from %.0f to %.0f", option.least, option.most);
 }
 
-String NeedsNumber(FilterOption const& option) noexcept {
-  String text;
-  text.printf(L"a number from %g to %g", option.least, option.most);
-  return text;
+void AddNumber(FilterOption const& option, FailureText& text) noexcept {
+  text.Add(L"a number from %g to %g", option.least, option.most);
 }
 
-String NeedsText(FilterOption const& option) noexcept {
-  String text = L"a text";
-  if (option.most > 0) text.printf(L"a text of at most %.0f characters", option.most);
-  return text;
+void AddText(FilterOption const& option, FailureText& text) noexcept {
+  text.Add(L"a text");
+  if (option.most > 0) text.Add(L" of at most %.0f characters", option.most);
 }
 
-String NeedsChoice(FilterOption const& option) noexcept {
-  String text = L"one of ";
-  for (int i = 0, count = CountChoices(option); i < count; ++i) {
-    if (i > 0) text += L", ";
-    text += option.choices[i];
-  }
-  return text;
+void AddChoice(FilterOption const& option, FailureText& text) noexcept {
+  for (int i = 0, count = CountChoices(option); i < count; ++i)
+    text.Add(L"%s%s", i > 0 ? L", " : L"one of ", option.choices[i]);
 }
 
 struct KindFacts {
   bool (*convert)(FilterOption const& option, Variant const& value, Variant& out) noexcept;
-  String (*needs)(FilterOption const& option) noexcept;
+  void (*addNeed)(FilterOption const& option, FailureText& text) noexcept;
 };
 
-constexpr KindFacts KINDS[] = {{ToSwitch, NeedsSwitch},
-                               {ToInteger, NeedsInteger},
-                               {ToDouble, NeedsNumber},
-                               {ToText, NeedsText},
-                               {ToChoice, NeedsChoice}};
+constexpr KindFacts KINDS[] = {{ToSwitch, AddSwitch},
+                               {ToInteger, AddInteger},
+                               {ToDouble, AddNumber},
+                               {ToText, AddText},
+                               {ToChoice, AddChoice}};
 static_assert(std::size(KINDS) == FilterOption::CHOICE + 1);
 
 HRESULT Convert(FilterOption const& option, Variant const& value, char const* operation,
                 Variant& out) noexcept {
   bool const isKnown = option.kind < std::size(KINDS);
   if (isKnown && KINDS[option.kind].convert(option, value, out)) return S_OK;
-  String const needs = isKnown ? KINDS[option.kind].needs(option) : String(L"of a known kind");
+  FailureText need;
+  if (isKnown) {
+    KINDS[option.kind].addNeed(option, need);
+  } else {
+    need.Add(L"of a known kind");
+  }
   return Fail(E_INVALIDARG, operation, L"the option %s must be %s", option.name ? option.name : L"",
-              needs.c_str());
+              need.c_str());
 }
 
 /// Moves the value of an option, if there is one. \return S_FALSE: no value

@@ -89,36 +89,37 @@ bool IsForType(ClassInfo const& filter, Guid const& type) noexcept {
   return false;
 }
 
-String PatternsOf(ClassInfo const& filter) noexcept {
-  String all;
-  for (int i = 0, count = CountPatterns(filter); i < count; ++i) {
-    if (i > 0) all += L", ";
-    all += PatternAt(filter, i);
-  }
+FailureText PatternsOf(ClassInfo const& filter) noexcept {
+  FailureText all;
+  for (int i = 0, count = CountPatterns(filter); i < count; ++i)
+    all.Add(L"%s%s", i > 0 ? L", " : L"", PatternAt(filter, i).c_str());
   return all;
 }
 
-String LabelOf(Guid const& type) noexcept {
-  if (FileFormat const* const format = FindFileFormat(type)) return format->shortName;
-  ClassInfo const* const info = FindClass(type);
-  String label = info && info->name ? String(info->name) : String();
-  if (info && label.IsEmpty()) label = TextIn(*info, ClassInfo::INFO_NAME);
-  return label.IsEmpty() ? String(L"unknown") : label;
+FailureText LabelOf(Guid const& type) noexcept {
+  FailureText label;
+  FileFormat const* const format = FindFileFormat(type);
+  ClassInfo const* const info = format ? nullptr : FindClass(type);
+  if (format) label.Add(L"%S", format->shortName);
+  if (info && info->name) label.Add(L"%S", info->name);
+  if (info && label.IsEmpty()) label.Add(L"%s", TextIn(*info, ClassInfo::INFO_NAME).c_str());
+  if (label.IsEmpty()) label.Add(L"unknown");
+  return label;
 }
 
 HRESULT CreateFilter(Guid const& id, char const* operation, Ref<ykFlt2d>& filter) noexcept {
   ClassInfo const* const info = FindClass(id);
   bool const forAnother = info && !IsImageFilter(*info) && !(info->interfaceId == Guid{});
-  String const label = LabelOf(id);
   if (forAnother)
-    return Fail(E_NOINTERFACE, operation, L"the plug-in for %s files is not an image filter", label.c_str());
+    return Fail(E_NOINTERFACE, operation, L"the plug-in for %s files is not an image filter",
+                LabelOf(id).c_str());
   unsigned const before = ErrorCount();
   HRESULT const result = CreateInterface(id, filter.ReceiveVoid());
   if (Succeeded(result) && filter) return result;
   if (result == YK_E_NOTFOUND && !info)
-    return Fail(result, operation, L"there is no plug-in for %s files", label.c_str());
+    return Fail(result, operation, L"there is no plug-in for %s files", LabelOf(id).c_str());
   return FailSince(before, Failed(result) ? result : E_FAIL, operation,
-                   L"the plug-in for %s files cannot be started", label.c_str());
+                   L"the plug-in for %s files cannot be started", LabelOf(id).c_str());
 }
 
 Ref<ykFlt2dEx> ExtendedOf(ykFlt2d& filter) noexcept {

@@ -8,6 +8,8 @@
 #include <qecore/values/map.h>
 #include <qecore/values/string.h>
 
+#include "core/failure_text_p.h"
+
 namespace yk {
 
 /// The records of all image filters, borrowed, in the order in which they are tried. E_FAIL: there is no
@@ -25,10 +27,10 @@ bool HasPatternFor(ClassInfo const& filter, wchar_t const* path) noexcept;
 bool IsForType(ClassInfo const& filter, Guid const& type) noexcept;
 
 /// The filter's patterns: L"*.tif, *.tiff".
-String PatternsOf(ClassInfo const& filter) noexcept;
+FailureText PatternsOf(ClassInfo const& filter) noexcept;
 
 /// What messages call the files of a filter class: L"PNG", the name of a plug-in's class, or L"unknown".
-String LabelOf(Guid const& type) noexcept;
+FailureText LabelOf(Guid const& type) noexcept;
 
 /// A filter of the class `id`. The created object is trusted to be one, unless the class is registered for
 /// another interface: then E_NOINTERFACE, since calling its slots as a filter's would be undefined.

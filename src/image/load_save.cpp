@@ -65,16 +65,18 @@ HRESULT WriteFile(SaveFile& file, Saving const& saving) noexcept {
 }
 
 /// "jpg, jpeg or png": what Image2d::Save accepts.
-String SavedExtensions() noexcept {
-  String all, last;
+FailureText SavedExtensions() noexcept {
+  FailureText all;
+  wchar_t const* last = nullptr;
   for (FileFormat const& format : FILE_FORMATS) {
     for (FileExtension const& extension : format.extensions) {
       if (!extension.isSaved) continue;
-      if (!last.IsEmpty()) all += all.IsEmpty() ? last : String(L", ") + last;
+      if (last) all.Add(L"%s%s", all.IsEmpty() ? L"" : L", ", last);
       last = extension.text;
     }
   }
-  return all.IsEmpty() ? last : all + L" or " + last;
+  if (last) all.Add(L"%s%s", all.IsEmpty() ? L"" : L" or ", last);
+  return all;
 }
 
 }  // namespace

@@ -33,13 +33,6 @@ struct Request {
   Guid* type;
 };
 
-/// The last failure without what led to it in the caller: "damaged: ...".
-String LastReason() noexcept {
-  wchar_t line[2 * Error::TEXT_SIZE];
-  ErrorMessage(LastError(), line, std::size(line));
-  return line;
-}
-
 /// A search for the filter that accepts a file.
 class Search {
  public:
@@ -72,7 +65,7 @@ class Search {
   Guid type = {};  // if it was detected
   unsigned refusals = 0;
   HRESULT firstRefusal = YK_E_NOTFOUND;
-  String reasons;
+  FailureText reasons;
   bool isAccepted = false;  // a filter has recognised the file, or tried to read it
   bool isOver = false;      // no other filter is to be tried
 };
@@ -143,10 +136,9 @@ HRESULT Search::TryFilter(Step step, Guid const& id) noexcept {
 
 void Search::Refused(HRESULT result, Guid const& id) noexcept {
   if (refusals++ == 0) firstRefusal = result;
-  if (refusals > 1) reasons += L"; ";
-  reasons += LabelOf(id);
-  reasons += L": ";
-  reasons += LastReason();
+  wchar_t reason[Error::TEXT_SIZE];  // without what led to it in the caller: "damaged: ..."
+  ErrorMessage(LastError(), reason, std::size(reason));
+  reasons.Add(L"%s%s: %s", refusals > 1 ? L"; " : L"", LabelOf(id).c_str(), reason);
 }
 
 HRESULT Search::TryClass(Step step, Guid const& id) noexcept {
@@ -241,11 +233,10 @@ HRESULT WriteToFile(Guid const& id, wchar_t const* path, Writing const& writing)
 }
 
 HRESULT FailExtension(wchar_t const* path, Array& all) noexcept {
-  String known;
+  FailureText known;
   for (int i = 0; i < all.Count(); ++i) {
-    String const patterns = PatternsOf(FilterAt(all, i));
-    if (!known.IsEmpty() && !patterns.IsEmpty()) known += L", ";
-    known += patterns;
+    FailureText const patterns = PatternsOf(FilterAt(all, i));
+    if (!patterns.IsEmpty()) known.Add(L"%s%s", known.IsEmpty() ? L"" : L", ", patterns.c_str());
   }
   return Fail(YK_E_NOTFOUND, WRITE, L"cannot write %s: no plug-in writes files of that name%s%s", path,
               known.IsEmpty() ? L"" : L", but ", known.c_str());
