@@ -87,13 +87,35 @@ bool IsFilter(ClassInfo const& info) noexcept {
   return info.interfaceId == ids::FLT_2D || info.interfaceId == ids::FLT_3D;
 }
 
+/// Sets the flag of filters according to the interface, whatever a host or a cache says.
+void MarkFilter(ClassInfo& info) noexcept {
+  info.flags = (info.flags & ~ClassInfo::FILTER) | (IsFilter(info) ? ClassInfo::FILTER : 0u);
+}
+
+/// Replaces the interface that a cache states for a class by that of its factory, whose objects would
+/// otherwise be called through the wrong slots. The description stays, since others may be reading it, until
+/// the next scan asks the plug-in again. Call under the lock. \return false without memory
+bool Correct(ClassInfo& record, Guid const& interfaceId, Ref<Array>& filters) noexcept {
+  ClassInfo corrected;
+  corrected.interfaceId = interfaceId;
+  bool const wasFilter = IsFilter(record), isFilter = IsFilter(corrected);
+  if (isFilter && !wasFilter && !AppendTo(filters, &record)) return false;
+  if (wasFilter && !isFilter) RemoveFrom(filters, &record);
+  record.interfaceId = interfaceId;
+  MarkFilter(record);
+  record.module->fileTime = 0;
+  return true;
+}
+
 /// Gives a class registered without a factory its factory. Call under the lock.
-HRESULT Complete(ClassInfo& record, ClassFactory create) noexcept {
+HRESULT Complete(ClassInfo& record, ClassInfo const& info, Ref<Array>& filters) noexcept {
   if (record.create) {
     return FailClass(ErrorCount(), E_INVALIDARG, REGISTER, L"the class %s is already registered",
                      record.classId);
   }
-  record.create = create;
+  bool const isWrong = record.module && info.create && !(record.interfaceId == info.interfaceId);
+  if (isWrong && !Correct(record, info.interfaceId, filters)) return E_OUTOFMEMORY;
+  record.create = info.create;
   return S_OK;
 }
 
@@ -274,13 +296,13 @@ HRESULT System::RegisterInterface(ClassInfo const* info) noexcept {
   ClassInfo* present = nullptr;
   if (Succeeded(FindClass(info->classId, &present))) {
     RegistryLock const guard;
-    return Complete(*present, info->create);
+    return Complete(*present, *info, filters);
   }
   Ref<System> const kept = Ref<System>::Share(this);
   std::unique_ptr<ClassInfo> record = Copy(*info);
   if (!record) return E_OUTOFMEMORY;
+  MarkFilter(*record);
   if (IsFilter(*record)) {
-    record->flags |= ClassInfo::FILTER;
     Attempt const attempt;  // a filter that cannot be queried is still a class
     QueryFilterInfo(record.get());
   }
@@ -395,7 +417,7 @@ bool System::Append(ClassInfo* record) noexcept {
 HRESULT System::AppendNew(ClassInfo* record) noexcept {
   RegistryLock const guard;
   if (ClassInfo* const present = RecordOf(registry, record->classId)) {
-    HRESULT const result = Complete(*present, record->create);
+    HRESULT const result = Complete(*present, *record, filters);
     return Failed(result) ? result : S_FALSE;
   }
   return Append(record) ? S_OK : E_OUTOFMEMORY;
@@ -403,6 +425,7 @@ HRESULT System::AppendNew(ClassInfo* record) noexcept {
 
 /// Registers a class of the cache as it is.
 bool System::AppendCached(ClassInfo* record) noexcept {
+  MarkFilter(*record);
   RegistryLock const guard;
   return Append(record);
 }

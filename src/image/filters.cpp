@@ -32,6 +32,12 @@ int CountPatterns(ClassInfo const& filter) noexcept {
   return NumberIn(filter, ClassInfo::INFO_PATTERN_COUNT);
 }
 
+/// Whether a class has an interface, and another one.
+bool IsForAnother(Guid const& id) noexcept {
+  ClassInfo const* const info = FindClass(id);
+  return info && !IsImageFilter(*info) && !(info->interfaceId == Guid{});
+}
+
 /// A filter may give L"png" or L"*.png".
 String PatternAt(ClassInfo const& filter, int index) noexcept {
   String const pattern = TextIn(filter, ClassInfo::INFO_PATTERN + static_cast<unsigned>(index));
@@ -107,19 +113,21 @@ FailureText LabelOf(Guid const& type) noexcept {
   return label;
 }
 
+// The interface is compared twice: once the plug-in is loaded, it may differ from what the cache says.
 HRESULT CreateFilter(Guid const& id, char const* operation, Ref<ykFlt2d>& filter) noexcept {
-  ClassInfo const* const info = FindClass(id);
-  bool const forAnother = info && !IsImageFilter(*info) && !(info->interfaceId == Guid{});
-  if (forAnother)
-    return Fail(E_NOINTERFACE, operation, L"the plug-in for %s files is not an image filter",
-                LabelOf(id).c_str());
+  bool const isKnown = FindClass(id);
+  FailureText const label = LabelOf(id);
   unsigned const before = ErrorCount();
-  HRESULT const result = CreateInterface(id, filter.ReceiveVoid());
+  HRESULT const result = IsForAnother(id) ? E_NOINTERFACE : CreateInterface(id, filter.ReceiveVoid());
+  if (IsForAnother(id)) {
+    filter.Reset();
+    return Fail(E_NOINTERFACE, operation, L"the plug-in for %s files is not an image filter", label.c_str());
+  }
   if (Succeeded(result) && filter) return result;
-  if (result == YK_E_NOTFOUND && !info)
-    return Fail(result, operation, L"there is no plug-in for %s files", LabelOf(id).c_str());
+  if (result == YK_E_NOTFOUND && !isKnown)
+    return Fail(result, operation, L"there is no plug-in for %s files", label.c_str());
   return FailSince(before, Failed(result) ? result : E_FAIL, operation,
-                   L"the plug-in for %s files cannot be started", LabelOf(id).c_str());
+                   L"the plug-in for %s files cannot be started", label.c_str());
 }
 
 Ref<ykFlt2dEx> ExtendedOf(ykFlt2d& filter) noexcept {

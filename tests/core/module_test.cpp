@@ -1,4 +1,5 @@
 #include <malloc.h>
+#include <qecore/image/image_file.h>
 #include <qecore/values/array.h>
 #include <qecore/values/map.h>
 
@@ -329,7 +330,11 @@ TEST_F(CacheTest, DamagedCountsAsNone) {
   string const good = name + facts;
   auto const odd = [&](string const& more) { return List(good + Class(0, ECHO_ID, ECHO_ID, more)); };
   auto const in = [&](string const& path) { return List(Chunk(274, path + name.substr(6)) + facts); };
+  string const all = Chunk(1000, Le(10) + "\x0F\0\2\0\0\0*\0"s) + Chunk(1000, Le(3) + "\7\0\1\0\0\0"s);
+  Ref<Map> const info = Own(Map::Create());
   Table<char const*, string, wstring> const rows = {
+      {"a class as a filter", List(good + Class(8, ECHO_ID, ids::FLT_2D, Chunk(0x1005, all))), L""},
+      {"a filter as a class", List(good + Class(0, FILTER_ID, ECHO_ID) + echo), L""},
       {"a class that is cut in its flags", List(good + Chunk(0x1002, "\0\0"s)), LOADED},
       {"a class that is cut in its identifier", odd(Chunk(0x1007, "cut")), LOADED},
       {"a module that is cut in its time", List(name + Chunk(0x1003, "cut")), LOADED},
@@ -351,8 +356,13 @@ TEST_F(CacheTest, DamagedCountsAsNone) {
   for (auto const& [what, bytes, messages] : rows) {
     Start(bytes);
     EXPECT_EQ(TakeLog(), messages) << what;
+    EXPECT_TRUE(Failed(img::QueryInfo(folder.Path(L"cache").c_str(), info.get()))) << what;
     EXPECT_EQ(std::pair(CountModules(), Create(ECHO_ID)), std::pair(1, S_OK)) << what;
     EXPECT_EQ(folder.Read(L"cache") == bytes, messages.empty()) << what << ": otherwise it is rewritten";
+    Array* const filters = Field<Array*>(system.get(), 24);
+    EXPECT_EQ(std::pair(filters->Count(), filters->At(0)), std::pair(1, static_cast<void*>(Find(FILTER_ID))))
+        << what;
+    EXPECT_EQ(Find(ECHO_ID)->interfaceId, ECHO_ID) << what;
   }
 }
 

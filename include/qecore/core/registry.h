@@ -77,7 +77,8 @@ static_assert(offsetof(ClassInfo, flags) == 64 && offsetof(ClassInfo, next) == 7
 YK_API HRESULT CreateInterface(Guid const& classId, void** out) noexcept;
 
 /// Adds a class; the caller keeps `info`. A class registered without a factory receives the new one; a class
-/// that has a factory is unchanged: E_INVALIDARG.
+/// that has a factory is unchanged: E_INVALIDARG. A class that only the module cache lists also receives its
+/// interface.
 YK_API HRESULT RegisterInterface(ClassInfo* info) noexcept;
 
 }  // namespace yk

@@ -85,7 +85,8 @@ class System : public Destroys<System, Unknown> {
 
   /// The records of the classes of an interface or category, in order of registration, without hidden ones.
   /// S_OK: `*out` is a new array of borrowed `ClassInfo*`, owned by the caller. E_FAIL: there are none, and
-  /// `*out` is null; E_OUTOFMEMORY likewise.
+  /// `*out` is null; E_OUTOFMEMORY likewise. The record of a plug-in that is not loaded repeats the cache
+  /// file, which may be wrong: compare its interfaceId again after creating an object.
   YK_API virtual HRESULT EnumClasses(Guid const& interfaceId, Array** out, unsigned options) noexcept;
 
   /// Options of EnumClasses.
