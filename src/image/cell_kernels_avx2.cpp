@@ -66,7 +66,7 @@ class Divider {
   size_t listed = 0;
 };
 
-/// From 48 words, in each half of three vectors 24 of them, the sums of every three. A word at 3 t + k of its 24
+/// From 48 words, in each half of three vectors 24 of them, the sums of every three. Word 3 t + k of the 24
 /// is in lane (3 t + k) mod 8: one blend for each k, turned by k lanes, brings those of a t together.
 __m256i SumsOfThree(__m256i a, __m256i b, __m256i c) noexcept {
   __m256i const first = _mm256_blend_epi16(_mm256_blend_epi16(a, b, 0x92), c, 0x24);
@@ -115,7 +115,7 @@ void AddRows(CellRow const& row, size_t start, size_t count, uint16_t* sums) noe
   }
 }
 
-/// Adds the columns of each cell; of colours four words at a time, of which the last may belong to the next pixel.
+/// Adds the columns of each cell; of colours, four words at a time: the last may be of the next pixel.
 template <size_t N>
 void AddColumns(uint16_t const* columns, size_t across, size_t pixels, uint16_t* sums) noexcept {
   for (size_t i = 0; i < pixels; ++i, sums += N) {
@@ -163,7 +163,7 @@ __m128i LoadFours(uint8_t const* row, uint32_t const (&at)[8], int first) noexce
       _mm_insert_epi32(_mm_insert_epi32(_mm_cvtsi32_si128(four(0)), four(1), 1), four(2), 2), four(3), 3);
 }
 
-/// Eight cells whose pixels begin at these places. `ACROSS` is their width if it is known when compiled, or 0.
+/// Eight cells that begin at these places. `ACROSS` is their width if it is known when compiled, or 0.
 template <size_t ACROSS>
 __m256 SumEight(Cells const& cells, CellRow const& row, uint32_t const (&at)[8], __m256 weight) noexcept {
   size_t const across = ACROSS ? ACROSS : cells.across;

@@ -1,5 +1,5 @@
-// The loops that reduce images whose sizes are whole multiples: each target pixel is the mean of a cell of source
-// pixels, in whole numbers.
+// The loops that reduce images whose sizes are whole multiples: each target pixel is the mean of a cell of
+// source pixels, in whole numbers.
 #pragma once
 
 #include <stddef.h>

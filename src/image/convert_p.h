@@ -42,7 +42,7 @@ void BuildConversionTable() noexcept;
 /// Makes all look-ups fail again; called by System's destructor.
 void FreeConversionTable() noexcept;
 
-/// The best converter of a pair for this processor, also while there is no System. The pair must be one of the 48.
+/// The best converter for this processor, also while there is no System. The pair must be one of the 48.
 Converter BestConverter(IMG_FORMAT source, IMG_FORMAT target) noexcept;
 
 /// The converter of a pair of different formats, or null.

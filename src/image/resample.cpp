@@ -192,10 +192,10 @@ class Resampling {
   float weight = 0;  // of each pixel of a cell
 
  private:
-  /// Whether the averages can be taken in whole numbers. They then differ from those in single precision by less
-  /// than (count + 13) / 2 units of 2^-24, of 255, for any cell of `count` pixels. Colours are rounded: the mean of
-  /// an odd number of bytes is at least half a count-th away from where that changes. Grey is truncated: a mean
-  /// that is not whole is a count-th away, and the others are summed up as defined.
+  /// Whether the averages can be taken in whole numbers. For a cell of `count` pixels these differ from those
+  /// in single precision by less than 255 (count + 13) / 2^25. Colours are rounded: the mean of an odd number
+  /// of bytes is at least 1 / (2 count) away from where that changes. Grey is truncated: a mean that is not
+  /// whole is 1 / count away, and the others are summed up as defined.
   bool ChooseCells() noexcept {
     constexpr int MOST_TARGETS = 0x10000;    // up to here, weights are exact enough
     constexpr size_t MOST_PIXELS = 15 * 15;  // up to here, half a count-th is larger

@@ -70,7 +70,7 @@ requires(ISA >= Isa::SSSE3) struct VectorRecode<ISA, uint8_t, float> {
   }
 };
 
-/// GRAYF to GRAY8: clamped to 0.0 to 1.0, truncated. The narrowing integers are clamped at 0. NaN remains one, as
+/// GRAYF to GRAY8: clamped to 0.0 to 1.0, truncated. Narrowing clamps the integers at 0. NaN remains one, as
 /// the second operand of the minimum, and becomes the smallest integer.
 template <Isa ISA>
 struct VectorClamp {

@@ -12,8 +12,8 @@ namespace {
 constexpr double FLATNESS = 1.0 / 1100;
 constexpr double BULGE = FLATNESS / 3;
 
-// The vertices of a polygon of the same area as an ellipse are outside it, at most so far, and the middles of its
-// chords half as far inside.
+// The vertices of a polygon of the same area as an ellipse are outside it, at most so far, and the middles
+// of its chords half as far inside.
 constexpr double OUTSIDE = 1.0 / 660;
 
 constexpr double RIGHT_ANGLE = 1.5707963267948966;

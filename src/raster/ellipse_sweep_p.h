@@ -1,8 +1,8 @@
 // Converts an ellipse, or the ring inside its edge, into the coverage of each pixel.
 //
-// Curves of common sizes are walked along as polygons of the same area. Of all others, the point at the height
-// where each row begins and ends is computed; the arcs between are approximated by chords, in which all four
-// quarters are alike.
+// Curves of common sizes are walked along as polygons of the same area. Of all others, the point at the
+// height where each row begins and ends is computed; the arcs between are approximated by chords, in which
+// all four quarters are alike.
 #pragma once
 
 #include "area_p.h"
@@ -58,8 +58,8 @@ class EllipseCurve {
   double step = 0, stepBefore = 0;  // of the direction's y, to the last points found
 };
 
-/// The right half of the same curve as a polygon, from the top to the bottom. Each chord turns the direction by the
-/// same angle, and has the area of its arc. The chords do not depend on the rows.
+/// The right half of the same curve as a polygon, from the top to the bottom. Each chord turns the direction
+/// by the same angle, and has the area of its arc. The chords do not depend on the rows.
 class EllipseWalk {
  public:
   /// Whether the curve may be walked along: it is smooth, and neither very large nor very small.
