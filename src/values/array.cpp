@@ -378,7 +378,10 @@ bool DataArray::Grow() noexcept {
 }
 
 bool DataArray::Resize(int records, size_t wanted) noexcept {
-  if (recordSize == 0) return false;
+  if (recordSize == 0) {
+    Fail(YK_E_EMPTY, "DataArray::AtInsert", L"the records have no size");
+    return false;
+  }
   void* const block = yk_new(wanted * recordSize);
   if (!block) return false;
   if (buffer) memcpy(block, buffer, static_cast<size_t>(count) * recordSize);
