@@ -8,9 +8,9 @@ namespace yk {
 
 drvDataPtr::~drvDataPtr() {
   while (head) {
-    Ref<drvData> const goes = Ref<drvData>::Adopt(head);
-    head = goes->next;
-    goes->next = nullptr;
+    Ref<drvData> const removed = Ref<drvData>::Adopt(head);
+    head = removed->next;
+    removed->next = nullptr;
   }
 }
 
@@ -35,7 +35,7 @@ HRESULT drvDataPtr::Remove(drvData* record) noexcept {
   drvData** link = &head;
   while (*link && *link != record) link = &(*link)->next;
   if (!*link) return Fail(YK_E_NOTFOUND, "drvDataPtr::Remove", L"the record is not in the list");
-  Ref<drvData> const goes = Ref<drvData>::Adopt(record);
+  Ref<drvData> const removed = Ref<drvData>::Adopt(record);
   *link = record->next;
   return S_OK;
 }

@@ -64,7 +64,7 @@ void Attachments::Add(IDC& dc, Image2d& image) noexcept {
   Hang(*link, &Link::ofContext, ChainOf(byContext, &dc));
   Hang(*link, &Link::ofImage, ChainOf(byImage, &image));
   dc.attachment = ATTACHED;
-  img::Attached::pixelsGo = LoseAll;
+  img::Attached::onPixelsFreed = DetachAll;
   img::Attached::Mark(image);
 }
 
@@ -76,17 +76,17 @@ void Attachments::Forget(IDC& dc) noexcept {
   if (link) Remove(link);
 }
 
-void Attachments::LoseAll(Image2d const& image) noexcept {
+void Attachments::DetachAll(Image2d const& image) noexcept {
   SrwLocker const locked(lock);
   for (Link *link = ChainOf(byImage, &image), *next; link; link = next) {
     next = link->ofImage.next;
     if (link->image != &image) continue;
-    Lose(*link->dc);
+    MarkLost(*link->dc);
     Remove(link);
   }
 }
 
-void Attachments::Lose(IDC& dc) noexcept {
+void Attachments::MarkLost(IDC& dc) noexcept {
   dc.attachment = LOST;
   dc.bits = nullptr;
   dc.width = dc.height = dc.stride = 0;

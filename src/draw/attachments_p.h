@@ -32,8 +32,8 @@ class Attachments {
   template <class Hook>
   static void Unhang(Link& link, Hook hook) noexcept;
   static void Remove(Link* link) noexcept;
-  static void LoseAll(Image2d const& image) noexcept;
-  static void Lose(IDC& dc) noexcept;
+  static void DetachAll(Image2d const& image) noexcept;
+  static void MarkLost(IDC& dc) noexcept;
 
   static Chains byContext, byImage;
 };

@@ -9,14 +9,14 @@ namespace yk::img {
 
 struct Attached {
   /// Called before the pixels of a marked image are freed: drawing is a higher floor, which sets it.
-  static constinit std::atomic<void (*)(Image2d const&) noexcept> pixelsGo;
+  static constinit std::atomic<void (*)(Image2d const&) noexcept> onPixelsFreed;
 
   /// From now on, until its pixels are freed.
   static void Mark(Image2d& image) noexcept { image.isAttached = 1; }
 
-  static void Tell(Image2d& image) noexcept {
+  static void NotifyFreed(Image2d& image) noexcept {
     image.isAttached = 0;
-    if (auto const tell = pixelsGo.load()) tell(image);
+    if (auto const notify = onPixelsFreed.load()) notify(image);
   }
 };
 

@@ -31,7 +31,7 @@ static_assert(offsetof(Image2d, width) == 68 && offsetof(Image2d, height) == 72 
 static_assert(offsetof(Image2d, paletteCount) == 80 && offsetof(Image2d, bitsPerPixel) == 82);
 static_assert(offsetof(Image2d, bytesPerPixel) == 84 && offsetof(Image2d, flags) == 85);
 
-constinit std::atomic<void (*)(Image2d const&) noexcept> img::Attached::pixelsGo = nullptr;
+constinit std::atomic<void (*)(Image2d const&) noexcept> img::Attached::onPixelsFreed = nullptr;
 
 /// The allocator that owns the pixels.
 enum class img::Memory : uint32_t {
@@ -202,7 +202,7 @@ void* Image2d::DeleteThis(unsigned how) noexcept { return DeleteSelf(how); }
 
 HRESULT Image2d::Free() noexcept {
   if (!bits) return S_FALSE;
-  if (isAttached) img::Attached::Tell(*this);
+  if (isAttached) img::Attached::NotifyFreed(*this);
   if (img::GetFacts(format).paletteEntries) freedPalette = MarkOf(palette);
   Discard({memory, handle, bits});
   memory = Memory::HEAP;

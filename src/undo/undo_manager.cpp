@@ -84,7 +84,7 @@ void DestroyTransaction(void* element) noexcept {
   std::unique_ptr<Record> const owned(record);
   while (ykUndoItem* const item = record->first) {
     record->first = item->next;
-    Ref<ykUndoItem> const goes = Ref<ykUndoItem>::Adopt(item);
+    Ref<ykUndoItem> const removed = Ref<ykUndoItem>::Adopt(item);
     if (record->first) record->first->prev = nullptr;
     item->next = item->prev = nullptr;
   }
@@ -367,9 +367,9 @@ ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key, Transaction
     following = item->next;
     Ref<ykValueUndoItem> value = Ref<ykUndoItem>::Share(item).Query<ykValueUndoItem>();
     RecordedValues::Value const about = {value ? value->object : nullptr, value ? value->key : 0, item};
-    bool const answered = value.get() != nullptr;
+    bool const isValueItem = value.get() != nullptr;
     value.Reset();
-    if (answered && pin.IsDoomed()) return nullptr;  // the query cleared the history
+    if (isValueItem && pin.IsDoomed()) return nullptr;  // the query cleared the history
     if (recorded && recorded->Next(*ours) == item) recorded->Note(about);
     if (about.object == object && about.key == key) found = item;
   }

@@ -11,10 +11,10 @@
 // A path of the form "$(module)NAME:RESOURCE.TYPE" opens a resource of the loaded module NAME (see
 // MemStream::Create). Any other path names a file.
 //
-// While a SaveFile, a Serializer, a Deserializer or img::Load uses the stream, it reads and writes in pieces
-// of up to 64 KiB. What was written reaches the file when it no longer fits, when anything but writing and
-// moving the position is called, and when that use ends. The call that meets a failure returns it, and it is
-// kept.
+// While a SaveFile, a Serializer, a Deserializer or a function that reads pictures uses the stream, it reads
+// and writes in pieces of up to 64 KiB. What was written reaches the file when it no longer fits, when
+// anything but writing and moving the position is called, and when that use ends. The call that meets a
+// failure returns it, and it is kept.
 //
 // Failures: result codes, and LastError() says which file and why (error.h).
 #pragma once
