@@ -9,7 +9,7 @@
 
 namespace yk {
 
-/// A text that is put together without an allocation, since there may be no memory; truncated like an Error's.
+/// A text that is built without an allocation, since there may be no memory; truncated like an Error's.
 class FailureText {
  public:
   /// Appends what Fail would write.
