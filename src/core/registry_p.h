@@ -9,6 +9,9 @@ namespace yk {
 
 class Array;
 
+/// The maximum number of patterns of a filter, so that one with an endless list cannot hang the registration.
+inline constexpr unsigned MAX_PATTERNS = 4096;
+
 /// The records of all filters, borrowed, in order of registration. E_FAIL: there is no System;
 /// E_OUTOFMEMORY.
 HRESULT CopyFilters(char const* operation, Ref<Array>& copy) noexcept;

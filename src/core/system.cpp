@@ -31,7 +31,6 @@ namespace {
 System* theSystem;
 
 constexpr int VERSION = 2;
-constexpr unsigned MAX_PATTERNS = 4096;  // so that a filter with an endless list cannot hang the registration
 
 constexpr char CREATE[] = "CreateInterface";
 constexpr char REGISTER[] = "RegisterInterface";

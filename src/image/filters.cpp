@@ -5,6 +5,8 @@
 #include <qecore/io/file_formats.h>
 #include <wchar.h>
 
+#include <algorithm>
+
 #include "core/error_p.h"
 #include "core/registry_p.h"
 #include "filters_p.h"
@@ -28,10 +30,6 @@ String TextIn(ClassInfo const& filter, unsigned key) noexcept {
 
 bool IsImageFilter(ClassInfo const& info) noexcept { return info.interfaceId == ykFlt2d::Id(); }
 
-int CountPatterns(ClassInfo const& filter) noexcept {
-  return NumberIn(filter, ClassInfo::INFO_PATTERN_COUNT);
-}
-
 /// Whether a class has an interface, and another one.
 bool IsForAnother(Guid const& id) noexcept {
   ClassInfo const* const info = FindClass(id);
@@ -43,6 +41,20 @@ String PatternAt(ClassInfo const& filter, int index) noexcept {
   String const pattern = TextIn(filter, ClassInfo::INFO_PATTERN + static_cast<unsigned>(index));
   bool const isExtension = !pattern.IsEmpty() && !wcspbrk(pattern.c_str(), L"*?.[");
   return isExtension ? String(L"*.") + pattern : pattern;
+}
+
+/// Calls `use` with each pattern until it returns true, which is then the result. A cache may state any
+/// number of them. Empty patterns have no entry, but a filter does not have many of them in succession.
+template <class Use>
+bool AnyPattern(ClassInfo const& filter, Use use) noexcept {
+  constexpr int MOST_EMPTY = 16;
+  int const count = std::min(NumberIn(filter, ClassInfo::INFO_PATTERN_COUNT), int{MAX_PATTERNS});
+  for (int i = 0, empty = 0; i < count && empty < MOST_EMPTY; ++i) {
+    String const pattern = PatternAt(filter, i);
+    empty = pattern.IsEmpty() ? empty + 1 : 0;
+    if (empty == 0 && use(pattern)) return true;
+  }
+  return false;
 }
 
 wchar_t const* NameIn(wchar_t const* path) noexcept {
@@ -78,11 +90,7 @@ HRESULT ListFilters(char const* operation, Ref<Array>& list) noexcept {
 
 bool HasPatternFor(ClassInfo const& filter, wchar_t const* path) noexcept {
   wchar_t const* const name = NameIn(path);
-  for (int i = 0, count = CountPatterns(filter); i < count; ++i) {
-    String const pattern = PatternAt(filter, i);
-    if (!pattern.IsEmpty() && RegularCompare(pattern.c_str(), name)) return true;
-  }
-  return false;
+  return AnyPattern(filter, [=](String const& pattern) { return RegularCompare(pattern.c_str(), name); });
 }
 
 bool IsForType(ClassInfo const& filter, Guid const& type) noexcept {
@@ -97,8 +105,10 @@ bool IsForType(ClassInfo const& filter, Guid const& type) noexcept {
 
 FailureText PatternsOf(ClassInfo const& filter) noexcept {
   FailureText all;
-  for (int i = 0, count = CountPatterns(filter); i < count; ++i)
-    all.Add(L"%s%s", i > 0 ? L", " : L"", PatternAt(filter, i).c_str());
+  AnyPattern(filter, [&](String const& pattern) {
+    all.Add(L"%s%s", all.IsEmpty() ? L"" : L", ", pattern.c_str());
+    return false;
+  });
   return all;
 }
 

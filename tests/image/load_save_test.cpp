@@ -260,6 +260,9 @@ TEST_F(OpenFormats, AreWrittenByName) {
   EXPECT_EQ(static_cast<ClassInfo*>(filters->At(0))->classId, B_ID);
   EXPECT_EQ(img::Write(*image, target.c_str(), nullptr, nullptr, nullptr), S_OK) << "the next one can";
   std::wstring const other = folder.Path(L"a.xyz");
+  ClassInfo* lying = nullptr;
+  EXPECT_EQ(System::ptr()->FindClass(A_ID, &lying), S_OK);
+  lying->info->SetValue(ClassInfo::INFO_PATTERN_COUNT, Made(1000000000));
   ExpectFailures({
       {E_NOTIMPL, L"cannot write " + target + L": second files can only be read",
        [&] { return img::Write(*image, target.c_str(), &B_ID, nullptr, nullptr); }},
