@@ -65,6 +65,10 @@ wchar_t const* NameIn(wchar_t const* path) noexcept {
   return name;
 }
 
+ClassInfo const& FilterAt(Array& filters, int index) noexcept {
+  return *static_cast<ClassInfo const*>(filters.At(index));
+}
+
 /// Inserts a filter after those of the same rank. \return false without memory
 bool InsertByRank(Array& list, ClassInfo* filter) noexcept {
   int const rank = NumberIn(*filter, ClassInfo::INFO_RANK);
@@ -73,9 +77,9 @@ bool InsertByRank(Array& list, ClassInfo* filter) noexcept {
   return list.AtInsert(at, filter);
 }
 
-}  // namespace
-
-HRESULT ListFilters(char const* operation, Ref<Array>& list) noexcept {
+/// The records of all image filters, borrowed, in the order in which they are tried. E_FAIL: there is no
+/// System; E_OUTOFMEMORY.
+HRESULT RankedFilters(char const* operation, Ref<Array>& list) noexcept {
   Ref<Array> all;
   HRESULT const copied = CopyFilters(operation, all);
   if (Failed(copied)) return copied;
@@ -86,6 +90,22 @@ HRESULT ListFilters(char const* operation, Ref<Array>& list) noexcept {
     if (IsImageFilter(*filter) && !InsertByRank(*list, filter)) return E_OUTOFMEMORY;
   }
   return S_OK;
+}
+
+}  // namespace
+
+HRESULT ListFilters(char const* operation, Buffer<Guid>& ids) noexcept {
+  Ref<Array> list;
+  HRESULT const ranked = RankedFilters(operation, list);
+  for (int i = 0; Succeeded(ranked) && i < list->Count(); ++i) {
+    if (!ids.Append(FilterAt(*list, i).classId)) return FailMemory(operation, sizeof(Guid));
+  }
+  return ranked;
+}
+
+ClassInfo const* FindFilter(Guid const& id) noexcept {
+  ClassInfo const* const info = FindClass(id);
+  return info && IsImageFilter(*info) ? info : nullptr;
 }
 
 bool HasPatternFor(ClassInfo const& filter, wchar_t const* path) noexcept {
@@ -149,8 +169,8 @@ HRESULT img::FindFilters(wchar_t const* path, Array** filters) noexcept {
   if (!filters) return FailNull(OPERATION, L"filters");
   *filters = nullptr;
   Ref<Array> list;
-  HRESULT const listed = ListFilters(OPERATION, list);
-  if (Failed(listed)) return listed;
+  HRESULT const ranked = RankedFilters(OPERATION, list);
+  if (Failed(ranked)) return ranked;
   for (int i = list->Count() - 1; path && i >= 0; --i) {
     if (!HasPatternFor(FilterAt(*list, i), path)) list->AtDelete(i);
   }

@@ -8,17 +8,17 @@
 #include <qecore/values/map.h>
 #include <qecore/values/string.h>
 
+#include "core/buffer_p.h"
 #include "core/failure_text_p.h"
 
 namespace yk {
 
-/// The records of all image filters, borrowed, in the order in which they are tried. E_FAIL: there is no
-/// System; E_OUTOFMEMORY.
-HRESULT ListFilters(char const* operation, Ref<Array>& list) noexcept;
+/// The classes of all image filters, in the order in which they are tried. Any filter may unload others while
+/// it runs, so each record is looked up when it is needed. E_FAIL: there is no System; E_OUTOFMEMORY.
+HRESULT ListFilters(char const* operation, Buffer<Guid>& ids) noexcept;
 
-inline ClassInfo const& FilterAt(Array& filters, int index) noexcept {
-  return *static_cast<ClassInfo const*>(filters.At(index));
-}
+/// The record of an image filter, borrowed; null if the class is not one, or no longer.
+ClassInfo const* FindFilter(Guid const& id) noexcept;
 
 /// Whether one of the filter's patterns matches the name of a file, with or without its folder.
 bool HasPatternFor(ClassInfo const& filter, wchar_t const* path) noexcept;

@@ -59,7 +59,7 @@ class Search {
   Stream& stream;
   Request const& request;
   unsigned position;
-  Ref<Array> filters;
+  Buffer<Guid> filters;  // their classes
   String name;  // of a file stream
   HRESULT detected = S_OK;
   Guid type = {};  // if it was detected
@@ -149,11 +149,11 @@ HRESULT Search::TryClass(Step step, Guid const& id) noexcept {
 
 HRESULT Search::Try(Step step) noexcept {
   bool isKnown = false;  // to the filter list, unlike a class that is registered without an interface
-  for (int i = 0; i < filters->Count() && !isOver; ++i) {
-    ClassInfo const& filter = FilterAt(*filters, i);
-    if (!Wants(step, filter)) continue;
+  for (size_t i = 0; i < filters.Count() && !isOver; ++i) {
+    ClassInfo const* const filter = FindFilter(filters[i]);
+    if (!filter || !Wants(step, *filter)) continue;
     isKnown = true;
-    if (TryClass(step, Guid(filter.classId)) == S_OK) return S_OK;
+    if (TryClass(step, filters[i]) == S_OK) return S_OK;
   }
   bool const isLeft = step == BY_SIGNATURE && !isKnown && Succeeded(detected) && FindClass(type);
   return isLeft ? TryClass(step, type) : S_FALSE;
@@ -232,10 +232,11 @@ HRESULT WriteToFile(Guid const& id, wchar_t const* path, Writing const& writing)
   return Failed(committed) ? committed : S_OK;
 }
 
-HRESULT FailExtension(wchar_t const* path, Array& all) noexcept {
+HRESULT FailExtension(wchar_t const* path, Buffer<Guid> const& all) noexcept {
   FailureText known;
-  for (int i = 0; i < all.Count(); ++i) {
-    FailureText const patterns = PatternsOf(FilterAt(all, i));
+  for (Guid const& id : all) {
+    ClassInfo const* const filter = FindFilter(id);
+    FailureText const patterns = filter ? PatternsOf(*filter) : FailureText();
     if (!patterns.IsEmpty()) known.Add(L"%s%s", known.IsEmpty() ? L"" : L", ", patterns.c_str());
   }
   return Fail(YK_E_NOTFOUND, WRITE, L"cannot write %s: no plug-in writes files of that name%s%s", path,
@@ -244,18 +245,17 @@ HRESULT FailExtension(wchar_t const* path, Array& all) noexcept {
 
 /// Writes through the first filter for the path that writes at all.
 HRESULT WriteByName(wchar_t const* path, Writing const& writing) noexcept {
-  Ref<Array> filters;
+  Buffer<Guid> filters;
   HRESULT const listed = ListFilters(WRITE, filters);
   if (Failed(listed)) return listed;
   HRESULT result = S_FALSE;
-  for (int i = 0; i < filters->Count() && (result == S_FALSE || result == E_NOTIMPL); ++i) {
-    ClassInfo const& filter = FilterAt(*filters, i);
-    if (!HasPatternFor(filter, path)) continue;
-    Guid const id = filter.classId;
-    result = WriteToFile(id, path, writing);
+  for (size_t i = 0; i < filters.Count() && (result == S_FALSE || result == E_NOTIMPL); ++i) {
+    ClassInfo const* const filter = FindFilter(filters[i]);
+    if (!filter || !HasPatternFor(*filter, path)) continue;
+    result = WriteToFile(filters[i], path, writing);
     if (Succeeded(result)) return S_OK;
   }
-  return result == S_FALSE ? FailExtension(path, *filters) : result;
+  return result == S_FALSE ? FailExtension(path, filters) : result;
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include <malloc.h>
+#include <qecore/core/filter.h>
 #include <qecore/image/image_file.h>
 #include <qecore/values/array.h>
 #include <qecore/values/map.h>
@@ -164,6 +165,28 @@ TEST_F(ModuleTest, TheSecondFilterOfAClassIsItsRival) {
               std::tuple(true, 0x1Cu, 4u));
     EXPECT_EQ((Ints{Create(rival.classId), Create(FILTER_ID)}), (Ints{S_OK, S_OK}));
   }
+}
+
+/// A filter that unloads the one that is to be tried after it.
+struct Unloader final : Destroys<Unloader, ykFlt2d> {
+  wchar_t const* GetPattern(unsigned index) noexcept override { return index < 1 ? L"*.good" : nullptr; }
+  HRESULT Read(Stream*, AbstractImage**, unsigned) noexcept override {
+    System::ptr()->UnloadModule(Own(System::ptr()->FindModule(L"good.qem")).get());
+    return Fail(YK_E_BADFILE, "Unloader", L"damaged");
+  }
+};
+
+TEST_F(ModuleTest, AFilterMayUnloadThoseAfterIt) {
+  Install(L"good.qem");
+  for (int start = 0; start < 2; ++start) Start();
+  ClassInfo unloader;
+  Fill<Unloader>(&unloader, VERSION3_ID, ids::FLT_2D, "Unloader");
+  EXPECT_EQ((Ints{RegisterInterface(&unloader), img::RankFilter(VERSION3_ID, 1)}), Ints(2, S_OK));
+  folder.Write(L"x.good", "a picture");
+  wstring const path = folder.Path(L"x.good");
+  Ref<AbstractImage> image;
+  ExpectFailures({{YK_E_BADFILE, L"cannot read " + path + L": damaged",
+                   [&] { return img::Read(path.c_str(), nullptr, nullptr, image.Receive()); }}});
 }
 
 TEST_F(ModuleTest, FailuresNameTheClassAndThePlugin) {
