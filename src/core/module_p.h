@@ -43,6 +43,7 @@ class ModuleScan {
   void MarkKnown() noexcept;
   void ReadCache() noexcept;
   void ReadModule(Deserializer& reader) noexcept;
+  bool IsNew(String const& fileName) noexcept;
   void SearchFolder() noexcept;
   void ProcessFile(FileFind& file) noexcept;
   bool ConfirmFile(FileFind& file) noexcept;
@@ -55,7 +56,7 @@ class ModuleScan {
   void WriteCache() noexcept;
 
   Module* CachedAt(int index) noexcept;
-  void DropCached(Module* toDrop) noexcept;
+  void DropCached(int index) noexcept;
 
   System& system;
   String folder;

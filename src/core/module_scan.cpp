@@ -28,6 +28,7 @@ namespace {
 
 constexpr wchar_t PLUGIN_PATTERN[] = L"*.qem";
 constexpr size_t MAX_FILE_NAME = 255;
+constexpr int MAX_MODULES = 4096;  // since names may be chosen so that all look-ups collide
 
 /// A module record being read.
 struct CachedModule {
@@ -143,7 +144,7 @@ ModuleScan::ModuleScan(System& forSystem, String const& inFolder, String const& 
 }
 
 ModuleScan::~ModuleScan() {
-  while (cached && cached->Count() > 0) DropCached(CachedAt(cached->Count() - 1));
+  while (cached && cached->Count() > 0) DropCached(cached->Count() - 1);
 }
 
 HRESULT ModuleScan::Run() noexcept {
@@ -185,6 +186,11 @@ void ModuleScan::ReadCache() noexcept {
   }
 }
 
+// Whether the cache may have a record with this name, and has not had one before.
+bool ModuleScan::IsNew(String const& fileName) noexcept {
+  return IsPluginName(fileName) && cached->Count() < MAX_MODULES && !SeekModule(*cached, fileName);
+}
+
 // A record that is damaged, unreadable or in another folder is skipped: its file, if any, then counts as new,
 // as does any file without a record.
 void ModuleScan::ReadModule(Deserializer& reader) noexcept {
@@ -192,7 +198,7 @@ void ModuleScan::ReadModule(Deserializer& reader) noexcept {
   if (!module) return;
   module->flags = Module::UNSEEN;
   CachedModule target = {module.get(), &module->classes};
-  bool const sound = ReadItems(reader, ITEMS, target) && IsComplete(reader) && IsPluginName(module->fileName);
+  bool const sound = ReadItems(reader, ITEMS, target) && IsComplete(reader) && IsNew(module->fileName);
   module->path = folder + module->fileName;
   bool const whole = module->path.Length() == folder.Length() + module->fileName.Length();
   if (sound && whole && cached->Append(module.get())) {
@@ -237,7 +243,7 @@ bool ModuleScan::ConfirmFile(FileFind& file) noexcept {
   bool const keep = module && module->fileTime == file.lastWrite;
   if (keep) module->flags &= ~Module::UNSEEN;
   if (known && !keep) system.UnloadModule(known.get());
-  if (read && (known || !keep)) DropCached(read);
+  if (read && (known || !keep)) DropCached(cached->Find(read));
   return keep;
 }
 
@@ -249,7 +255,7 @@ void ModuleScan::DropUnseen() noexcept {
   }
   for (int i = cached->Count() - 1; i >= 0; --i) {
     if (!(CachedAt(i)->flags & Module::UNSEEN)) continue;
-    DropCached(CachedAt(i));
+    DropCached(i);
     changed = dropped = true;
   }
 }
@@ -333,9 +339,9 @@ void ModuleScan::WriteCache() noexcept {
 
 Module* ModuleScan::CachedAt(int index) noexcept { return static_cast<Module*>(cached->At(index)); }
 
-void ModuleScan::DropCached(Module* toDrop) noexcept {
-  Ref<Module> const module = Ref<Module>::Adopt(toDrop);
-  cached->Take(toDrop);
+void ModuleScan::DropCached(int index) noexcept {
+  Ref<Module> const module = Ref<Module>::Adopt(CachedAt(index));
+  cached->TakeAt(index);
   DeleteClasses(*module);
 }
 

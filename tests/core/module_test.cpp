@@ -321,6 +321,12 @@ string Class(unsigned flags, Guid const& id, Guid const& interfaceId, string con
   return Chunk(0x1002, Le(flags) + Chunk(0x1007, Le(id)) + Chunk(0x1006, Le(interfaceId)) + more);
 }
 
+string Many(unsigned count, auto make) {
+  string all;
+  for (unsigned n = 0; n < count; ++n) all += make(n);
+  return all;
+}
+
 struct CacheTest : ModuleTest {
   string const name = Chunk(274, "g\0o\0o\0d\0.\0q\0e\0m\0"s);
   string facts;  // the time and size of good.qem, as its record has them
@@ -355,6 +361,7 @@ TEST_F(CacheTest, DamagedCountsAsNone) {
   auto const in = [&](string const& path) { return List(Chunk(274, path + name.substr(6)) + facts); };
   string const all = Chunk(1000, Le(10) + "\x0F\0\2\0\0\0*\0"s) + Chunk(1000, Le(3) + "\7\0\1\0\0\0"s);
   Ref<Map> const info = Own(Map::Create());
+  auto const file = [&](unsigned n) { return Chunk(0x1001, Chunk(274, Le(0x414E00u + n) + name.substr(6))); };
   Table<char const*, string, wstring> const rows = {
       {"a class as a filter", List(good + Class(8, ECHO_ID, ids::FLT_2D, Chunk(0x1005, all))), L""},
       {"a filter as a class", List(good + Class(0, FILTER_ID, ECHO_ID) + echo), L""},
@@ -369,6 +376,7 @@ TEST_F(CacheTest, DamagedCountsAsNone) {
       {"another folder's file, otherwise", in(".\0.\0/\0"s), LOADED},
       {"another drive's file", in("c\0:\0"s), LOADED},
       {"a control character", in("\1\0"s), LOADED},
+      {"too many modules", File(Chunk(0x1000, Many(4096, file) + Chunk(0x1001, good + echo))), LOADED},
       {"a long name", in(string(600, 'a')), LOADED},
       {"a class without a name", odd(Chunk(11)), L""},
       {"a class described twice", odd(Chunk(0x1005) + Chunk(0x1005)), L""},
