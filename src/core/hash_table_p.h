@@ -119,6 +119,18 @@ class HashTable {
   size_t count = 0;
 };
 
+/// Mixes numbers that a file may contain to a hash that depends on an address: so no file can hold numbers
+/// that were chosen to collide. The address must be in before the first multiplication.
+inline uint32_t MixHash(uint64_t a, uint64_t b, void const* key) noexcept {
+  auto const mix = [](uint64_t x) {
+    x = (x ^ x >> 33) * 0xFF51AFD7ED558CCDu;
+    x = (x ^ x >> 33) * 0xC4CEB9FE1A85EC53u;
+    return x ^ x >> 33;
+  };
+  uint64_t const secret = reinterpret_cast<uintptr_t>(key) * 0x9E3779B97F4A7C15u;
+  return static_cast<uint32_t>(mix(mix(a + secret) ^ b) >> 32);
+}
+
 /// Mixes numbers to a hash.
 inline uint32_t MixHash(uint64_t a, uint64_t b) noexcept {
   uint64_t const mixed = (a ^ (b * 0x9E3779B97F4A7C15u)) * 0xD6E8FEB86659FD93u;

@@ -34,6 +34,7 @@ constexpr int MAX_MODULES = 4096;  // since names may be chosen so that all look
 struct CachedModule {
   Module* module;
   ClassInfo** end;  // where to link the next class record
+  unsigned classes = 0;
 };
 
 bool ReadFileName(Deserializer& reader, CachedModule& target) noexcept {
@@ -49,6 +50,7 @@ bool ReadFileSize(Deserializer& reader, CachedModule& target) noexcept {
 }
 
 bool ReadClass(Deserializer& reader, CachedModule& target) noexcept {
+  if (++target.classes > MODULE_MAX_CLASSES) return false;
   ClassInfo* const info = new (std::nothrow) ClassInfo;
   if (!info) return false;
   *target.end = info;
@@ -101,7 +103,7 @@ constexpr wchar_t Folded(wchar_t c) noexcept {
   return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;
 }
 
-uint32_t HashOfModule(void const* module) noexcept {
+uint32_t HashOfModule(void const* module, void const*) noexcept {
   return HashOfName(static_cast<Module const*>(module)->fileName);
 }
 

@@ -65,21 +65,32 @@ bool RemoveFrom(Ref<Array> const& array, void* element) noexcept {
   return index >= 0 && array->AtDelete(index);
 }
 
-uint32_t HashOf(Guid const& id) noexcept {
+uint32_t HashOf(Guid const& id, void const* key) noexcept {
   uint64_t halves[2];
   static_assert(sizeof halves == sizeof id);
   memcpy(halves, &id, sizeof halves);
-  return MixHash(halves[0], halves[1]);
+  return MixHash(halves[0], halves[1], key);
 }
 
-uint32_t HashOfRecord(void const* record) noexcept {
-  return HashOf(static_cast<ClassInfo const*>(record)->classId);
+uint32_t HashOfRecord(void const* record, void const* key) noexcept {
+  return HashOf(static_cast<ClassInfo const*>(record)->classId, key);
+}
+
+/// The first record of a class for which `matches(record)` is true, or null. Call under the lock.
+template <class Matches>
+ClassInfo* SeekRecord(Ref<Array> const& records, Guid const& classId, Matches matches) noexcept {
+  if (!records) return nullptr;
+  auto const isOf = [&](void* element) {
+    auto const& record = *static_cast<ClassInfo*>(element);
+    return record.classId == classId && matches(record);
+  };
+  IndexedArray& all = IndexedArray::Of(records);
+  return static_cast<ClassInfo*>(all.Seek(HashOf(classId, &all), isOf));
 }
 
 /// The record of a class, the first one registered, or null. Call under the lock.
 ClassInfo* RecordOf(Ref<Array> const& records, Guid const& classId) noexcept {
-  auto const isOf = [&](void* record) { return static_cast<ClassInfo*>(record)->classId == classId; };
-  return records ? static_cast<ClassInfo*>(IndexedArray::Of(records).Seek(HashOf(classId), isOf)) : nullptr;
+  return SeekRecord(records, classId, [](ClassInfo const&) { return true; });
 }
 
 bool IsFilter(ClassInfo const& info) noexcept {
@@ -422,11 +433,13 @@ HRESULT System::AppendNew(ClassInfo* record) noexcept {
   return Append(record) ? S_OK : E_OUTOFMEMORY;
 }
 
-/// Registers a class of the cache as it is.
+/// Registers a class of the cache as it is. Others may have the identifier, as those that a host registers
+/// before it scans, but no plug-in has one twice.
 bool System::AppendCached(ClassInfo* record) noexcept {
   MarkFilter(*record);
   RegistryLock const guard;
-  return Append(record);
+  auto const isOfSame = [&](ClassInfo const& other) { return other.module == record->module; };
+  return !SeekRecord(registry, record->classId, isOfSame) && Append(record);
 }
 
 /// Removes the first record of a module from all lists; null when it has none.

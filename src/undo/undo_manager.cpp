@@ -120,7 +120,7 @@ bool IsShared(ykUndoItem const& item) noexcept {
 
 uint32_t HashOf(ykUndoItem const* item) noexcept { return MixHash(reinterpret_cast<uintptr_t>(item), 0); }
 
-uint32_t HashOfFirst(void const* transaction) noexcept {
+uint32_t HashOfFirst(void const* transaction, void const*) noexcept {
   return HashOf(static_cast<Transaction const*>(transaction)->first);
 }
 

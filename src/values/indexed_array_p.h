@@ -15,7 +15,8 @@ namespace yk {
 /// when something is sought.
 class IndexedArray final : public Destroys<IndexedArray, Array> {
  public:
-  using Hash = uint32_t (*)(void const* element);
+  /// `key` is the array, so that the hashes of what a file contains may depend on it.
+  using Hash = uint32_t (*)(void const* element, void const* key);
 
   static IndexedArray* Create(Hash hash) noexcept {
     return Made(new (std::nothrow) IndexedArray(hash), "Array::Create");
@@ -38,7 +39,7 @@ class IndexedArray final : public Destroys<IndexedArray, Array> {
   bool TakeAt(int at) noexcept {
     if (at < indexed) {
       --indexed;
-      index.Remove(hashOf(At(at)), At(at));
+      index.Remove(hashOf(At(at), this), At(at));
     }
     return AtDelete(at);
   }
@@ -46,7 +47,7 @@ class IndexedArray final : public Destroys<IndexedArray, Array> {
   /// The first element with this hash for which `matches(element)` is true, or null.
   template <class Matches>
   void* Seek(uint32_t hash, Matches matches) noexcept {
-    while (indexed < Count() && index.Add(hashOf(At(indexed)), At(indexed))) ++indexed;
+    while (indexed < Count() && index.Add(hashOf(At(indexed), this), At(indexed))) ++indexed;
     void* found = index.Find(hash, matches);
     // There was no memory to index the rest.
     for (int i = indexed; !found && i < Count(); ++i) {
