@@ -46,7 +46,9 @@ bool ReadInfo(Deserializer& reader, ClassInfo& info) noexcept {
   Ref<Map> const map = Ref<Map>::Adopt(Map::Create());
   if (!map) return false;
   Ref<Map>::Adopt(std::exchange(info.info, Ref<Map>(map).Detach())).Reset();
-  return Succeeded(map->Load(&reader, nullptr));
+  bool const isRead = Succeeded(map->Load(&reader, nullptr));
+  while (Succeeded(map->Remove(ClassInfo::INFO_RANK))) continue;  // only hosts rank filters
+  return isRead;
 }
 
 bool ReadInterfaceId(Deserializer& reader, ClassInfo& info) noexcept {

@@ -360,7 +360,9 @@ TEST_F(CacheTest, DamagedCountsAsNone) {
   auto const odd = [&](string const& more) { return List(good + Class(0, ECHO_ID, ECHO_ID, more)); };
   auto const in = [&](string const& path) { return List(Chunk(274, path + name.substr(6)) + facts); };
   string const all = Chunk(1000, Le(10) + "\x0F\0\2\0\0\0*\0"s) + Chunk(1000, Le(3) + "\7\0\1\0\0\0"s);
+  string const ranked = Chunk(0x1005, all + Chunk(1000, Le(4) + "\7\0\1\0\0\0"s));
   Ref<Map> const info = Own(Map::Create());
+  Variant rank;
   auto const other = [](unsigned n) { return Class(0, TestId(n), ECHO_ID); };
   auto const file = [&](unsigned n) { return Chunk(0x1001, Chunk(274, Le(0x414E00u + n) + name.substr(6))); };
   Table<char const*, string, wstring> const rows = {
@@ -383,6 +385,7 @@ TEST_F(CacheTest, DamagedCountsAsNone) {
       {"a class described twice", odd(Chunk(0x1005) + Chunk(0x1005)), L""},
       {"a class without identifiers", List(good + echo + Chunk(0x1002, "\0\0\0\0"s)), L""},
       {"flags that lie", List(good + Class(~0u, ECHO_ID, ECHO_ID) + echo), L""},
+      {"a filter that ranks itself", List(good + echo + Class(8, FILTER_ID, ids::FLT_2D, ranked)), L""},
       {"a class twice", List(good + echo + echo), L""},
       {"too many classes", List(good + Many(4096, other) + echo), LOADED},
       {"a class of the library", List(good + Class(0, ids::MAP, ids::MAP) + echo), L""},
@@ -397,6 +400,8 @@ TEST_F(CacheTest, DamagedCountsAsNone) {
     EXPECT_EQ(std::pair(filters->Count(), filters->At(0)), std::pair(1, static_cast<void*>(Find(FILTER_ID))))
         << what;
     EXPECT_EQ(Find(ECHO_ID)->interfaceId, ECHO_ID) << what;
+    Map* const described = Find(FILTER_ID)->info;
+    EXPECT_TRUE(!described || Failed(described->GetValue(ClassInfo::INFO_RANK, rank))) << what;
     Array* const registry = Field<Array*>(system.get(), 16);
     int echoes = 0;
     for (int i = 0; i < registry->Count(); ++i)
