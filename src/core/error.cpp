@@ -121,13 +121,20 @@ bool HasEnded(DWORD thread) noexcept {
   return hasEnded;
 }
 
-/// Frees the chains of threads that ended without a notification, as terminated ones do.
-void FreeAbandoned() noexcept {
+/// Frees the chains of threads that ended without a notification, as terminated ones do. \return whether it
+/// found one
+bool FreeAbandoned() noexcept {
+  bool isFound = false;
   for (std::atomic<DWORD>& owner : owners) {
     DWORD thread = owner.load(std::memory_order_relaxed);
-    if (thread != 0 && HasEnded(thread)) owner.compare_exchange_strong(thread, 0, std::memory_order_release);
+    if (thread == 0 || !HasEnded(thread)) continue;
+    isFound = true;
+    owner.compare_exchange_strong(thread, 0, std::memory_order_release);
   }
+  return isFound;
 }
+
+constinit std::atomic<DWORD> foundNone = 0;  // the time at which it last found none
 
 /// A free chain for the calling thread, or null.
 ErrorChain* TakeFree() noexcept {
@@ -140,11 +147,15 @@ ErrorChain* TakeFree() noexcept {
   return nullptr;
 }
 
-/// A chain for the calling thread. Null: other threads have all of them.
+/// A chain for the calling thread. Null: other threads have all of them, or had a moment ago: searching opens
+/// every thread, which takes too long to be done at every failure.
 ErrorChain* TakeChain() noexcept {
+  constexpr DWORD PAUSE = 250;  // ms
   if (ErrorChain* const chain = TakeFree()) return chain;
+  DWORD const now = GetTickCount();
+  if (now - foundNone.load(std::memory_order_relaxed) < PAUSE) return nullptr;
   DWORD const error = GetLastError();  // callers may still need it
-  FreeAbandoned();
+  if (!FreeAbandoned()) foundNone.store(now, std::memory_order_relaxed);
   SetLastError(error);
   return TakeFree();
 }
