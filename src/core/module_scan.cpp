@@ -320,9 +320,9 @@ HRESULT ModuleScan::LoadNew() noexcept {
   return meter.Result(S_OK);
 }
 
-// All or nothing: an incomplete cache would be taken as complete.
+// All or nothing: an incomplete cache would be taken as complete. A failure, which is recorded, leaves the
+// file and its time as they were: the next start loads the new plug-ins again.
 void ModuleScan::WriteCache() noexcept {
-  system.SetCacheTime(Now());
   SaveFile file;
   if (Failed(file.Open(cacheFile))) return;
   Ref<Serializer> const writer = Ref<Serializer>::Adopt(Serializer::Create());
@@ -336,7 +336,7 @@ void ModuleScan::WriteCache() noexcept {
   }
   writer->EndChunk();
   writer->Close();
-  if (whole && Succeeded(writer->GetFailure())) file.Commit();
+  if (whole && Succeeded(writer->GetFailure()) && Succeeded(file.Commit())) system.SetCacheTime(Now());
 }
 
 Module* ModuleScan::CachedAt(int index) noexcept { return static_cast<Module*>(cached->At(index)); }

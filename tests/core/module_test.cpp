@@ -411,12 +411,17 @@ TEST_F(CacheTest, DamagedCountsAsNone) {
 }
 
 TEST_F(CacheTest, IsLeftAloneUnlessAFileIsNewOrGone) {
+  uint64_t time = 1;
+  system = Own(System::Create());
+  EXPECT_EQ(system->ScanModules(folder.Path().c_str(), folder.Path(L"none\\cache").c_str()), S_OK);
+  EXPECT_EQ(std::pair(system->GetCacheTime(&time, 8), time), std::pair(S_OK, uint64_t{0})) << "not written";
+  system.Reset();
   folder.Remove(L"good.qem");
   string const list = File(Chunk(0x1234, "?")), later = File(Chunk(0x1000, ""), 3);
   for (auto const& bytes : {"To whom it may concern"s, later, list}) {
     Start(bytes);
     EXPECT_EQ(folder.Read(L"cache"), bytes);
-    uint64_t time = 0;
+    time = 0;
     EXPECT_EQ((Ints{system->GetCacheTime(&time, 4), system->GetCacheTime(&time, 8)}), (Ints{E_FAIL, S_OK}));
     EXPECT_EQ(time > 0x01D0000000000000u, bytes == list) << bytes;
   }
