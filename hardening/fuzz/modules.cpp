@@ -109,16 +109,23 @@ void LookAtFilters(System& system, bool make) {
   if (make) CreateAndDrop(static_cast<ClassInfo*>(records->At(0))->classId);  // which may change the records
 }
 
-/// \return whether the next scan will read a.qem again, and leave its library loaded: see
+/// Whether the next scan will load a plug-in again, for instance as the cache was wrong about its classes.
+bool IsDue(System& system, wchar_t const* name) {
+  Ref<Module> const module = Ref<Module>::Adopt(system.FindModule(name));
+  return module && module->fileTime == UNKNOWN_TIME;
+}
+
+/// \return whether the next scan will load a plug-in again, and leave its library loaded: see
 ///   System::UnloadModule
 bool Scan(System& system, unsigned how, bool first) {
   system.ScanModules(FOLDER, CACHE);
   CreateAndDrop(ClassOf(0));
   LookAtFilters(system, (how & FILTERS_ARE_MADE) != 0);
+  bool const isDue = IsDue(system, L"a.qem") || IsDue(system, L"b.qem");
   Ref<Module> const module = Ref<Module>::Adopt(system.FindModule(L"a.qem"));
   if (module && (how & A_IS_FORGOTTEN)) system.UnloadModule(module.get());
   if (first && (how & A_GOES)) harness::PutFile(u"P:\\a.qem", "other").time = 2000;
-  return (how & (A_IS_FORGOTTEN | A_GOES)) || (module && module->fileTime == UNKNOWN_TIME);
+  return (how & (A_IS_FORGOTTEN | A_GOES)) || isDue;
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ namespace {
 
 constexpr wchar_t PLUGIN_PATTERN[] = L"*.qem";
 constexpr size_t MAX_FILE_NAME = 255;
-constexpr int MAX_MODULES = 4096;  // since names may be chosen so that all look-ups collide
+constexpr int MAX_MODULES = 2048;  // since names may be chosen so that all look-ups collide
 
 /// A module record being read.
 struct CachedModule {

@@ -379,7 +379,7 @@ TEST_F(CacheTest, DamagedCountsAsNone) {
       {"another folder's file, otherwise", in(".\0.\0/\0"s), LOADED},
       {"another drive's file", in("c\0:\0"s), LOADED},
       {"a control character", in("\1\0"s), LOADED},
-      {"too many modules", File(Chunk(0x1000, Many(4096, file) + Chunk(0x1001, good + echo))), LOADED},
+      {"too many modules", File(Chunk(0x1000, Many(2048, file) + Chunk(0x1001, good + echo))), LOADED},
       {"a long name", in(string(600, 'a')), LOADED},
       {"a class without a name", odd(Chunk(11)), L""},
       {"a class described twice", odd(Chunk(0x1005) + Chunk(0x1005)), L""},
