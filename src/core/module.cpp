@@ -84,7 +84,8 @@ bool LacksDescription(Module const& module) noexcept {
   return last && last->flags & ClassInfo::FILTER && !last->info;
 }
 
-/// Registers a class of a plug-in. That it is registered already, for instance by the cache, is not a failure.
+/// Registers a class of a plug-in. That it is registered already, for instance by the cache, is not a
+/// failure.
 HRESULT Register(System& system, ClassInfo const& info) noexcept {
   Attempt attempt;
   HRESULT const result = system.RegisterInterface(&info);

@@ -64,7 +64,8 @@ typedef tagPOINT POINT;          // NOLINT
 namespace yk {
 
 // Result codes: 0 or positive is success, negative is failure. The common ones (S_OK, S_FALSE, E_FAIL,
-// E_NOTIMPL, E_NOINTERFACE, E_INVALIDARG, E_OUTOFMEMORY, E_ABORT) are the platform's; these are the library's own.
+// E_NOTIMPL, E_NOINTERFACE, E_INVALIDARG, E_OUTOFMEMORY, E_ABORT) are the platform's; these are the library's
+// own.
 
 /// An item, class, module, key, file or file type was not found.
 inline constexpr HRESULT YK_E_NOTFOUND = static_cast<HRESULT>(0x80060002u);

@@ -98,8 +98,8 @@ YK_API HRESULT QueryInfo(Stream* stream, Map* info, Guid* type = nullptr) noexce
 YK_API HRESULT FindFilters(wchar_t const* path, Array** filters) noexcept;
 
 /// Changes the order of filters: those with a higher rank come first. It is 0 at first, and for all filters
-/// of a new System. YK_E_NOTFOUND: no such class; E_INVALIDARG: it is not an image filter; E_OUTOFMEMORY. Call it
-/// before several threads read pictures.
+/// of a new System. YK_E_NOTFOUND: no such class; E_INVALIDARG: it is not an image filter; E_OUTOFMEMORY.
+/// Call it before several threads read pictures.
 YK_API HRESULT RankFilter(Guid const& classId, int rank) noexcept;
 
 /// Sets an option, given as texts, in `options`: `value` is a number, yes or no, or one of the option's
