@@ -1,9 +1,12 @@
 #include "rescale_new_p.h"
 
+#include <qecore/core/ref.h>
 #include <string.h>
 
 #include <algorithm>
+#include <iterator>
 
+#include "convert_p.h"
 #include "core/error_p.h"
 #include "core/progress_p.h"
 #include "indexed_p.h"
@@ -91,15 +94,71 @@ void CopyNearest(Image2d& source, Image2d& target, ProgressMeter& meter) noexcep
   }
 }
 
-HRESULT Fill(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
-  img::FormatFacts const& facts = img::GetFacts(target.format);
-  memset(target.bits, 0, static_cast<size_t>(target.stride) * static_cast<size_t>(target.height));
-  if (facts.paletteEntries) memset(target.palette, 0, facts.paletteEntries * sizeof(IMG_PALENTRY));
-  if (source.format != target.format) return S_OK;
-  if (facts.channelBits == 16) return AverageWords(source, target, meter);
+void Clear(Image2d& image) noexcept {
+  memset(image.bits, 0, static_cast<size_t>(image.stride) * static_cast<size_t>(image.height));
+  unsigned const entries = img::GetFacts(image.format).paletteEntries;
+  if (entries) memset(image.palette, 0, entries * sizeof(IMG_PALENTRY));
+}
+
+HRESULT FillSameFormat(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
+  if (img::GetFacts(target.format).channelBits == 16) return AverageWords(source, target, meter);
   img::CopyPalette(source, target);
   CopyNearest(source, target, meter);
   return S_OK;
+}
+
+/// The formats between two that no converter connects.
+struct Way {
+  IMG_FORMAT steps[2];  // IMG_NONE: unused
+
+  bool Leads(IMG_FORMAT from, IMG_FORMAT to) const noexcept {
+    for (IMG_FORMAT const step : steps) {
+      if (step == IMG_NONE) break;
+      if (!img::FindConverter(from, step)) return false;
+      from = step;
+    }
+    return img::FindConverter(from, to);
+  }
+};
+
+constexpr Way WAYS[] = {{}, {{IMG_BGR24}}, {{IMG_BGR24, IMG_GRAY8}}};
+
+Way const* FindWay(IMG_FORMAT from, IMG_FORMAT to) noexcept {
+  for (Way const& way : WAYS) {
+    if (way.Leads(from, to)) return &way;
+  }
+  return nullptr;
+}
+
+/// Between images of one size.
+HRESULT ConvertAlong(Way const& way, Image2d& from, Image2d& to) noexcept {
+  std::unique_ptr<uint8_t[]> buffers[std::size(way.steps)];
+  for (auto& buffer : buffers) {
+    buffer = img::NewArray<uint8_t>(static_cast<size_t>(from.width) * img::GetFacts(IMG_BGR24).bytes);
+    if (!buffer) return FailMemory(RESCALE, static_cast<size_t>(from.width) * img::GetFacts(IMG_BGR24).bytes);
+  }
+  for (int y : img::RowsInMemory(0, to.height)) {
+    img::SourcePixels row = {from.GetLine(y), from.format, from.palette};
+    for (size_t i = 0; i < std::size(way.steps) && way.steps[i] != IMG_NONE; ++i) {
+      img::ConvertRow(row, {buffers[i].get(), way.steps[i]}, from.width);
+      row = {buffers[i].get(), way.steps[i]};
+    }
+    img::ConvertRow(row, {to.GetLine(y), to.format}, to.width);
+  }
+  return S_OK;
+}
+
+HRESULT Fill(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
+  Clear(target);
+  if (source.format == target.format) return FillSameFormat(source, target, meter);
+  Way const* const way = FindWay(source.format, target.format);
+  if (!way) return S_OK;
+  Ref<Image2d> const scaled = Ref<Image2d>::Adopt(Image2d::Create());
+  if (!scaled) return E_OUTOFMEMORY;
+  HRESULT result = scaled->Create(source.format, target.width, target.height);
+  if (Succeeded(result)) Clear(*scaled);
+  if (Succeeded(result)) result = FillSameFormat(source, *scaled, meter);
+  return Succeeded(result) ? ConvertAlong(*way, *scaled, target) : result;
 }
 
 }  // namespace

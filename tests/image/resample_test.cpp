@@ -135,7 +135,8 @@ TEST(Rescale, FillsFormatsThatAreNotResampled) {
   Table<ImageRef, IMG_FORMAT, int, string> const rows = {
       {words, IMG_GRAY16, 1, string("\0\3", 2)}, {Noise(IMG_MONO32, 9, 5), IMG_MONO32, 3, {}},
       {Noise(IMG_PAL1, 9, 5), IMG_PAL1, 9, {}},  {Noise(IMG_PAL4, 9, 5), IMG_PAL4, 27, {}},
-      {Noise(IMG_PAL8, 9, 5), IMG_PAL8, 27, {}}, {words, IMG_BGR24, 1, string(3, '\0')}};
+      {Noise(IMG_PAL8, 9, 5), IMG_PAL8, 27, {}}, {words, IMG_BGR24, 1, string(3, '\3')},
+      {words, IMG_PAL8, 1, string(1, '\0')}};
   for (auto const& [source, format, side, pixels] : rows) {
     Image2d* made = nullptr;
     ASSERT_EQ(source->Rescale(side, side, format, &made), S_OK);
@@ -151,6 +152,26 @@ TEST(Rescale, FillsFormatsThatAreNotResampled) {
       EXPECT_EQ(pixel(*scaled, i, i), pixels.empty() ? pixel(*source, x, y) : pixels) << format << ' ' << i;
     }
     EXPECT_TRUE(!scaled->palette || memcmp(scaled->palette, source->palette, 4 * scaled->paletteCount) == 0);
+  }
+}
+
+/// A colour survives on the way to every format that has it.
+TEST(Rescale, ConvertsFormatsThatAreNotResampled) {
+  for (IMG_FORMAT from : {IMG_GRAY16, IMG_PAL1, IMG_PAL4, IMG_RGB555}) {
+    ImageRef const source = NewImage(from, 8, 8);
+    memset(source->bits, 0x88, static_cast<size_t>(source->stride) * 8);
+    for (unsigned i = 0; i < source->paletteCount; ++i) source->palette[i] = {0x88, 0x88, 0x88, 255};
+    for (IMG_FORMAT to : {IMG_GRAY8, IMG_BGR24, IMG_BGRA32, IMG_GRAYF, IMG_BGRF, IMG_BGRAF}) {
+      for (int side : {3, 8}) {
+        Image2d* made = nullptr;
+        ASSERT_EQ(source->Rescale(side, side, to, &made), S_OK);
+        ImageRef const scaled = Own(made);
+        point4df colour;
+        scaled->GetPixel({0.9f, 0.9f, 0}, colour);
+        float const level = from == IMG_RGB555 ? 0.2f : 0.533f;
+        EXPECT_NEAR(colour.x, level, 0.07) << from << " to " << to;
+      }
+    }
   }
 }
 

@@ -163,9 +163,10 @@ class Image2d : public Destroys<Image2d, AbstractImage> {
   YK_API virtual HRESULT FlipV() noexcept;
 
   /// A new image of this size and format, with this one resampled into it. Where RescaleTo would write
-  /// nothing, the same format gets averages (16-bit channels) or the nearest pixels (palettes, MONO32,
-  /// RGB555), another format zeros. Fails with the result of Create or RescaleTo; the new image is released
-  /// then, and `*result` is a dangling pointer: check the result code, not the pointer (contract).
+  /// nothing, it gets averages (16-bit channels) or the nearest pixels (palettes, MONO32, RGB555), converted
+  /// to another format if conversions lead to it, else zeros. Fails with the result of Create or RescaleTo;
+  /// the new image is released then, and `*result` is a dangling pointer: check the result code, not the
+  /// pointer (contract).
   YK_API virtual HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result) noexcept;
   /// The same with progress; E_ABORT if the host stops it: the new image is released.
   YK_API HRESULT Rescale(int width, int height, IMG_FORMAT format, Image2d** result,
