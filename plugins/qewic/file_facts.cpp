@@ -208,7 +208,7 @@ void Facts::ReadSegment(uint8_t kind, uint64_t at, uint32_t size) noexcept {
     return size > length && memcmp(bytes, text, length) == 0;
   };
   if (kind == COMMENT) SetText(img::INFO_COMMENT, reinterpret_cast<char const*>(bytes), size, CP_UTF8);
-  if (kind == EXIF && begins("Exif\0", 6)) ReadTags(at + 6);
+  if (kind == EXIF && begins("Exif", 5)) ReadTags(at + 6);
   if (kind == PROFILE && begins("ICC_PROFILE", 12)) AddProfile(block);
   if (kind == JFIF && begins("JFIF", 5) && size >= 12 && (bytes[7] == 1 || bytes[7] == 2)) {
     double const unit = bytes[7] == 2 ? 2.54 : 1;

@@ -29,12 +29,12 @@ enum Compression : unsigned { PLAIN = 0, RLE8 = 1, RLE4 = 2, MASKS = 3, JPEG = 4
 enum Channel { RED, GREEN, BLUE, ALPHA, CHANNELS };
 
 struct BmpHeader {
-  uint32_t size, pixels;  // its own size; where the pixels begin
-  uint32_t width, height;
-  unsigned bits, compression, used;
-  uint32_t palette;  // where it begins
-  uint32_t masks[CHANNELS];
-  bool topDown;
+  uint32_t size = 0, pixels = 0;  // its own size; where the pixels begin
+  uint32_t width = 0, height = 0;
+  unsigned bits = 0, compression = 0, used = 0;
+  uint32_t palette = 0;  // where it begins
+  uint32_t masks[CHANNELS] = {};
+  bool topDown = false;
 };
 
 struct Masks {
@@ -72,7 +72,6 @@ HRESULT ReadHeader(StreamAdapter& file, BmpHeader& header) noexcept {
   uint8_t bytes[FILE_HEADER + 124] = {};
   if (!HasSignature(file, ids::FILE_BMP) || !file.ReadAt(0, bytes, FILE_HEADER + 4))
     return FailDamaged(L"the header is invalid");
-  header = {};
   header.pixels = Little(bytes + 10, 4);
   header.size = Little(bytes + FILE_HEADER, 4);
   bool const isShort = header.size == OS2_HEADER;
