@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <sstream>
 
 #include "text.h"
@@ -21,7 +22,7 @@ using namespace yk;
 
 namespace {
 
-constexpr int DEEPEST_FOLDER = 100;  // links can make folders contain themselves
+constexpr int DEEPEST_FOLDER = 100;  // each level takes some of the stack
 
 Ref<Stream> ReadStandardInput() {
   Ref<Stream> stream;
@@ -50,7 +51,31 @@ std::vector<std::string> ReadList(std::string const& path) {
   return paths;
 }
 
-/// Finds the pictures below a folder.
+/// What is the same for all paths of a folder. All zero: unknown, which some network drives leave it.
+struct FolderId {
+  DWORD volume, high, low;
+  auto operator<=>(FolderId const&) const = default;
+};
+
+FolderId IdOf(std::string const& folder) {
+  HANDLE const handle =
+      CreateFileW(ToWide(folder).c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return {};
+  BY_HANDLE_FILE_INFORMATION facts = {};
+  bool const isKnown =
+      GetFileInformationByHandle(handle, &facts) && (facts.nFileIndexHigh || facts.nFileIndexLow);
+  CloseHandle(handle);
+  return isKnown ? FolderId{facts.dwVolumeSerialNumber, facts.nFileIndexHigh, facts.nFileIndexLow}
+                 : FolderId{};
+}
+
+bool IsLink(std::string const& path) {
+  DWORD const attributes = GetFileAttributesW(ToWide(path).c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+}
+
+/// Finds the pictures below a folder, which may itself be a link.
 class Walk {
  public:
   Walk(Host const& host, std::string const& except) : except(except.empty() ? "" : PlaceOf(except)) {
@@ -59,8 +84,17 @@ class Walk {
     }
   }
 
+  void Start(std::string const& folder) {
+    entered.clear();
+    Enter(folder, {}, 0);
+  }
+
+  std::vector<Input> found;
+
+ private:
   // `name` is what the folder is called below the one that the command was given.
   void Enter(std::string const& folder, std::string const& name, int depth) {
+    if (!IsNew(folder)) return;
     std::vector<std::string> files, folders;
     FileFind find(ToWide(folder), L"*", FileFind::FILES | FileFind::FOLDERS);
     while (find.GetNext()) (find.IsFolder() ? folders : files).push_back(ToUtf8(find.name));
@@ -71,14 +105,17 @@ class Walk {
       if (IsPicture(file) && !IsLeftOut(base + file)) found.push_back({base + file, name + file});
     }
     for (std::string const& below : folders) {
-      bool const isEntered = depth < DEEPEST_FOLDER && !IsLeftOut(base + below);
+      bool const isEntered = depth < DEEPEST_FOLDER && !IsLeftOut(base + below) && !IsLink(base + below);
       if (isEntered) Enter(base + below, name + below + "/", depth + 1);
     }
   }
 
-  std::vector<Input> found;
+  // Some systems do not say that a folder is a link, which may lead to one above it.
+  bool IsNew(std::string const& folder) {
+    FolderId const id = IdOf(folder);
+    return id == FolderId{} || entered.insert(id).second;
+  }
 
- private:
   bool IsPicture(std::string const& name) const {
     return std::any_of(
         extensions.begin(), extensions.end(),
@@ -89,6 +126,7 @@ class Walk {
 
   std::string except;
   std::vector<std::string> extensions;
+  std::set<FolderId> entered;
 };
 
 }  // namespace
@@ -165,7 +203,7 @@ std::vector<Input> CollectInputs(InputOptions const& options, Host const& host, 
   Walk walk(host, except);
   for (std::string const& path : paths) {
     if (options.isRecursive && IsFolder(path)) {
-      walk.Enter(path, {}, 0);
+      walk.Start(path);
     } else {
       walk.found.push_back({path, NameOf(path)});
     }

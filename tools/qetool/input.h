@@ -40,9 +40,9 @@ struct Input {
 };
 
 /// All files: those that are named, match a wildcard or are listed, and the pictures in folders and their
-/// subfolders, but not `except`, a file or folder, sorted by name in each folder. Throws Failure when there
-/// is none, and for a pattern without a match. Without --recursive a folder counts as a file, which cannot be
-/// read.
+/// subfolders, but not `except`, a file or folder, nor what subfolders are links to, sorted by name in each
+/// folder. Throws Failure when there is none, and for a pattern without a match. Without --recursive a folder
+/// counts as a file, which cannot be read.
 std::vector<Input> CollectInputs(InputOptions const& options, Host const& host,
                                  std::string const& except = {});
 
