@@ -537,6 +537,8 @@ TEST_F(Tool, DumpsWhatADamagedFileStillHolds) {
     EXPECT_THAT(result.err, AllOf(StartsWith("qetool: cut.obj is damaged"), HasSubstr("at offset")));
     EXPECT_THAT(result.out, HasSubstr(length > 30 ? "(version), 4 bytes: 2 (0x2)" : "")) << length;
   }
+  folder.Write(L"lines.obj", Chunk(7, string(2'000'000, '\n')));
+  EXPECT_THAT(Run(L"dump lines.obj").out, AllOf(HasSubstr("bytes: \"\\n\\n"), HasSubstr("\\n\" ...\n")));
   folder.Write(L"bytes.obj", Chunk(7, "\xFF\xFE\xFD"));
   EXPECT_THAT(Run(L"dump bytes.obj").out, HasSubstr("7, 3 bytes: FF FE FD\n"));
   string deep, slow;

@@ -164,28 +164,32 @@ constexpr TagName TAG_NAMES[] = {
     {chunk::MAP_ENTRY, "map entry", Place::ANYWHERE},
 };
 
-bool IsText(unsigned unit) {
-  return (unit >= ' ' && unit != 0x7F && unit < 0xD800) || unit == '\n' || unit == '\t';
+/// An encoding of texts whose characters all have the same size.
+struct Encoding {
+  size_t bytes;   // of a character
+  unsigned most;  // the first number that is not a character
+};
+
+constexpr Encoding ASCII = {1, 0x80}, UTF16 = {2, 0xD800};
+
+bool IsText(unsigned unit, Encoding const& encoding) {
+  bool const isPrinted = unit >= ' ' && unit != 0x7F && unit < encoding.most;
+  return isPrinted || unit == '\n' || unit == '\t';
 }
 
-// Narrow or UTF-16 text, quoted; empty if the bytes are neither.
-std::optional<std::string> AsText(Bytes bytes) {
-  auto const quoted = [](std::string text) {
-    for (size_t at = 0; (at = text.find_first_of("\n\t", at)) != std::string::npos; at += 2) {
-      text.replace(at, 1, text[at] == '\n' ? "\\n" : "\\t");
-    }
-    return "\"" + text + "\"";
-  };
-  if (std::all_of(bytes.begin(), bytes.end(), [](unsigned c) { return c < 0x80 && IsText(c); })) {
-    return quoted(std::string(bytes.begin(), bytes.end()));
+// The beginning of a text, quoted; empty if the bytes are not one.
+std::optional<std::string> AsText(Bytes bytes, Encoding const& encoding) {
+  constexpr size_t MOST_SHOWN = 400;
+  if (bytes.size() % encoding.bytes) return {};
+  std::wstring text;
+  for (size_t i = 0; i < bytes.size(); i += encoding.bytes) {
+    auto const unit = static_cast<unsigned>(Number(bytes.subspan(i, encoding.bytes)));
+    if (!IsText(unit, encoding)) return {};
+    if (i >= MOST_SHOWN * encoding.bytes) continue;
+    text += unit == '\n' ? L"\\n" : unit == '\t' ? L"\\t" : std::wstring(1, static_cast<wchar_t>(unit));
   }
-  if (bytes.size() % 2) return {};
-  std::wstring wide;
-  for (size_t i = 0; i < bytes.size(); i += 2) {
-    wide += static_cast<wchar_t>(bytes[i] | bytes[i + 1] << 8);
-    if (!IsText(wide.back())) return {};
-  }
-  return quoted(ToUtf8(wide.c_str()));
+  bool const isWhole = bytes.size() <= MOST_SHOWN * encoding.bytes;
+  return "\"" + ToUtf8(text.c_str()) + (isWhole ? "\"" : "\" ...");
 }
 
 }  // namespace
@@ -218,7 +222,9 @@ std::string DescribePlain(ChunkNode const& node) {
     return Format("%llu (0x%llX)", static_cast<unsigned long long>(number),
                   static_cast<unsigned long long>(number));
   }
-  if (auto const text = AsText(bytes)) return *text;
+  for (Encoding const& encoding : {ASCII, UTF16}) {
+    if (auto const text = AsText(bytes, encoding)) return *text;
+  }
   std::string hex;
   size_t const shown = std::min<size_t>(bytes.size(), 16);
   for (size_t i = 0; i < shown; ++i) hex += Format(i ? " %02X" : "%02X", bytes[i]);
