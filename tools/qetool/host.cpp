@@ -124,15 +124,27 @@ unsigned NumberOf(Map* map, unsigned key) {
   return map && Succeeded(map->GetValue(key, value)) && value.Get(number) ? number : 0;
 }
 
+namespace {
+
+// As the library reads them: a cache may state any number of patterns, few of which may be empty.
+std::vector<std::string> ExtensionsOf(ClassInfo const& info) {
+  constexpr unsigned MOST_PATTERNS = 4096, MOST_EMPTY = 16;
+  unsigned const count = std::min(NumberOf(info.info, ClassInfo::INFO_PATTERN_COUNT), MOST_PATTERNS);
+  std::vector<std::string> extensions;
+  for (unsigned i = 0, empty = 0; i < count && empty < MOST_EMPTY; ++i) {
+    std::string const pattern = TextOf(info.info, ClassInfo::INFO_PATTERN + i);  // "png" or "*.png"
+    empty = pattern.empty() ? empty + 1 : 0;
+    if (empty == 0) extensions.push_back(pattern.substr(pattern.rfind('.') + 1));
+  }
+  return extensions;
+}
+
+}  // namespace
+
 FilterInfo Describe(ClassInfo const& info) {
-  FilterInfo filter = {info.classId, TextOf(info.info, ClassInfo::INFO_NAME), {}, 0};
+  FilterInfo filter = {info.classId, TextOf(info.info, ClassInfo::INFO_NAME), ExtensionsOf(info), 0};
   filter.flags = NumberOf(info.info, ClassInfo::INFO_FLAGS);
   if (filter.name.empty() && info.name) filter.name = info.name;
-  unsigned const count = NumberOf(info.info, ClassInfo::INFO_PATTERN_COUNT);
-  for (unsigned i = 0; i < count; ++i) {
-    std::string const pattern = TextOf(info.info, ClassInfo::INFO_PATTERN + i);  // "png" or "*.png"
-    filter.extensions.push_back(pattern.substr(pattern.rfind('.') + 1));
-  }
   return filter;
 }
 
