@@ -444,7 +444,9 @@ TEST_F(Tool, VerifiesPicturesAndObjectFiles) {
   EXPECT_THAT(Good(L"verify a.png a.obj"),
               AllOf(StartsWith("a.png: good: PNG, 90 x 90 pixels\na.obj: good: object file, "),
                     HasSubstr("2 of 2 files are good\n")));
-  for (auto const* name : {L"cut.png", L"cut.obj", L"text.txt", L"."}) {
+  folder.Write(L"huge.bin", "");
+  std::filesystem::resize_file(folder.Path(L"huge.bin"), 0xFFFF'FFFFu);  // too much to read into memory
+  for (auto const* name : {L"cut.png", L"cut.obj", L"text.txt", L"huge.bin", L"."}) {
     ToolResult const result = Run(wstring(L"verify ") + name);
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 1) << result.out;

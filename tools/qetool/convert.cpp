@@ -203,7 +203,7 @@ size_t ConvertAll(Options const& options, Plan const& plan, Recipe const& recipe
   for (size_t i = 0; i < jobs.size(); ++i) {
     watch.Next(jobs[i].input, jobs.size());
     try {
-      conversions.Await();
+      conversions.Await(jobs[i].input);
       watch.Clear();
       if (options.isVerbose) PrintLine(lines[i], jobs[i]);
     } catch (Failure const& failure) {

@@ -4,7 +4,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 #include <system_error>
+
+#include "input.h"
+#include "text.h"
 
 namespace qetool {
 
@@ -75,11 +79,13 @@ Jobs::~Jobs() {
   for (std::thread& thread : threads) thread.join();
 }
 
-void Jobs::Await() {
+void Jobs::Await(std::string const& path) try {
   size_t const index = awaited++;
   if (threads.empty()) return job(index, watch);
   items[index].Follow(watch);
   if (items[index].thrown) std::rethrow_exception(items[index].thrown);
+} catch (std::bad_alloc const&) {  // the next item may need less
+  throw Failure{"cannot read " + ShownName(path) + ": not enough memory"};
 }
 
 void Jobs::Work() noexcept {

@@ -8,6 +8,7 @@
 #include <exception>
 #include <functional>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -32,8 +33,9 @@ class Jobs {
   Jobs(Jobs const&) = delete;
   Jobs& operator=(Jobs const&) = delete;
 
-  /// Waits for the next item, showing its progress. Throws what the job threw.
-  void Await();
+  /// Waits for the next item, the file at `path`, showing its progress. Throws what the job threw; Failure
+  /// when there was not enough memory.
+  void Await(std::string const& path);
 
  private:
   /// Keeps the progress for the thread that shows it.

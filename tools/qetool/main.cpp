@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <new>
 
 #include "commands.h"
 #include "help.h"
@@ -98,6 +99,8 @@ int Run() {
   } catch (Stopped const&) {
     Report("stopped");
     return EXIT_STOPPED;
+  } catch (std::bad_alloc const&) {
+    fprintf(stderr, "qetool: not enough memory\n");
   } catch (std::exception const& error) {
     fprintf(stderr, "qetool: %s\n", error.what());
   }

@@ -289,7 +289,7 @@ std::vector<Entry> LoadEntries(std::vector<Input> const& files, Options const& o
   for (size_t i = 0; i < files.size(); ++i) {
     watch.Next(files[i].path, files.size());
     try {
-      loading.Await();
+      loading.Await(files[i].path);
       entries.push_back(std::move(all[i]));
     } catch (Failure const& failure) {
       watch.Clear();

@@ -4,6 +4,7 @@
 #include <stdio.h>
 
 #include <memory>
+#include <new>
 
 #include "chunk_tree.h"
 #include "commands.h"
@@ -65,7 +66,16 @@ Verdict VerifyPicture(Stream& stream, std::string const& path, Listener& listene
   }
 }
 
-// Every object file starts with the chunk that holds all others.
+// Every object file starts with the chunk that holds all others. Other files, which may be huge, are not read.
+bool IsObjectFile(Stream& stream) {
+  unsigned char tag[2] = {};
+  unsigned done = 0;
+  stream.Seek(0, Stream::FROM_START);
+  stream.Read(tag, sizeof tag, &done);
+  stream.Seek(0, Stream::FROM_START);
+  return done == sizeof tag && (tag[0] | tag[1] << 8) == chunk::FILE_FRAME;
+}
+
 Verdict VerifyChunks(ChunkTree const& tree) {
   if (!tree.damage.empty()) return {false, tree.damage};
   return {true, Format("object file, %zu chunks", tree.nodes.size())};
@@ -75,14 +85,14 @@ Verdict Verify(std::string const& path, Listener& listener) {
   try {
     Ref<Stream> const stream = OpenInput(path);
     Verdict verdict = VerifyPicture(*stream, path, listener);
-    if (verdict.isSound) return verdict;
-    stream->Seek(0, Stream::FROM_START);
+    if (verdict.isSound || !IsObjectFile(*stream)) return verdict;
     std::vector<unsigned char> const bytes = ReadAll(*stream, path);
     ChunkTree const tree = ParseChunks(bytes);
-    bool const isObjectFile = !tree.nodes.empty() && tree.nodes[0].tag == chunk::FILE_FRAME;
-    return isObjectFile ? VerifyChunks(tree) : verdict;
+    return tree.nodes.empty() ? verdict : VerifyChunks(tree);
   } catch (Failure const& failure) {
     return {false, failure.text};
+  } catch (std::bad_alloc const&) {
+    return {false, "not enough memory"};
   }
 }
 
@@ -96,7 +106,7 @@ void Run(Options const& options, Host& host) {
   size_t bad = 0;
   for (size_t i = 0; i < files.size(); ++i) {
     watch.Next(files[i].path, files.size());
-    work.Await();
+    work.Await(files[i].path);
     watch.Clear();
     auto const& [isSound, text] = verdicts[i];
     printf("%s: %s: %s\n", ShownName(files[i].path).c_str(), isSound ? "good" : "bad", text.c_str());
