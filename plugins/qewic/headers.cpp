@@ -39,14 +39,16 @@ IMG_FORMAT FormatOf(StreamAdapter& file, PngKind const& kind, unsigned bits) noe
   return bits < 8 ? IMG_NONE : FormatOfChannels(img::ChannelKind::UNSIGNED, kind.channels, bits);
 }
 
-bool ReadPngHeader(StreamAdapter& file, Header& header) noexcept {
+/// S_FALSE: there is no header.
+HRESULT ReadPngHeader(StreamAdapter& file, Header& header) noexcept {
   uint8_t head[26];
-  if (!HasSignature(file, ids::FILE_PNG) || !file.ReadAt(0, head, sizeof head)) return false;
+  if (!HasSignature(file, ids::FILE_PNG) || !file.ReadAt(0, head, sizeof head)) return S_FALSE;
   unsigned const bits = head[24];
   PngKind const kind = head[25] < std::size(PNG_KINDS) ? PNG_KINDS[head[25]] : PngKind{};
   header.claim = {Big(head + 16, 4), Big(head + 20, 4), kind.channels * bits};
+  if (header.claim.bits == 0) return FailDamaged(L"the header is invalid");
   header.format = FormatOf(file, kind, bits);
-  return true;
+  return S_OK;
 }
 
 bool ReadJpegHeader(StreamAdapter& file, Header& header) noexcept {
@@ -91,9 +93,7 @@ struct PngChunk {
 
 }  // namespace
 
-HRESULT DescribePng(StreamAdapter& file, Header& header) noexcept {
-  return ReadPngHeader(file, header) ? S_OK : S_FALSE;
-}
+HRESULT DescribePng(StreamAdapter& file, Header& header) noexcept { return ReadPngHeader(file, header); }
 
 HRESULT DescribeJpeg(StreamAdapter& file, Header& header) noexcept {
   return ReadJpegHeader(file, header) ? S_OK : S_FALSE;
@@ -104,7 +104,8 @@ HRESULT DescribeJpeg(StreamAdapter& file, Header& header) noexcept {
 // a damaged palette.
 HRESULT CheckPng(StreamAdapter& file, unsigned, Ref<Image2d>&) noexcept {
   Header header;
-  if (!ReadPngHeader(file, header)) return S_FALSE;
+  HRESULT const read = ReadPngHeader(file, header);
+  if (read != S_OK) return read;
   HRESULT const checked = CheckClaim(file, header.claim);
   uint64_t at = 8;  // of the first chunk
   for (PngChunk chunk; Succeeded(checked) && file.ReadAt(at, chunk.head, 8) && !chunk.Is("IEND");) {

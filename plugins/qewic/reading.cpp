@@ -75,7 +75,8 @@ bool CanBack(StreamAdapter const& file, double bytes) noexcept {
 
 HRESULT CheckClaim(StreamAdapter const& file, Claim const& claim) noexcept {
   if (claim.width < 1 || claim.height < 1) return FailDamaged(L"the picture has no pixels");
-  uint64_t const row = static_cast<uint64_t>(img::PaddedBytes(int64_t{claim.bits} * claim.width));
+  uint64_t const row =
+      static_cast<uint64_t>(img::PaddedBytes(int64_t{std::max(claim.bits, 1u)} * claim.width));
   double const bytes = static_cast<double>(row) * claim.height;  // which may exceed 64 bits
   if (claim.width > INT_MAX || bytes > static_cast<double>(img::LARGEST_IMAGE))
     return FailSize(claim, bytes, L"");

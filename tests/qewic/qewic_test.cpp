@@ -577,6 +577,8 @@ TEST_F(Filters, SayWhyTheyFail) {
   };
   string wrongSum = file;
   ++wrongSum[40];
+  string wrongKind = file;
+  wrongKind[25] = 5;
   string const jpegInTiff = FromHex(TIFF_WORDS).replace(60, 2, string("\0\7", 2));
   img::SetReadLimit(251);
   ExpectFailures(
@@ -585,6 +587,7 @@ TEST_F(Filters, SayWhyTheyFail) {
   img::SetReadLimit(img::LARGEST_IMAGE);
   ExpectFailures({
       {YK_E_BADFILE, L"damaged: a checksum does not match", [&] { return read(*Memory(wrongSum)); }},
+      {YK_E_BADFILE, L"damaged: the header is invalid", [&] { return read(*Memory(wrongKind)); }},
       {YK_E_BADFILE, L"not supported, because it is compressed as JPEG",
        [&] { return filters[4]->Read(Memory(jpegInTiff).get(), out.Receive(), 0); }},
       {YK_E_BADFILE, L"damaged, truncated or of another type",
