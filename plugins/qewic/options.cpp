@@ -3,6 +3,8 @@
 #include <limits.h>
 #include <wincodec.h>
 
+#include "failure.h"
+
 namespace qewic {
 
 using namespace yk;
@@ -31,6 +33,12 @@ constexpr Option FRAME = {.use = FILTER_READ,
 
 void SetValue(Variant& value, Option const& option, int number) noexcept {
   option.kind == Kind::SWITCH ? value.Init(number != 0) : value.Init(number);
+}
+
+int CountChoices(Option const& option) noexcept {
+  int count = 0;
+  while (option.choices[count]) ++count;
+  return count;
 }
 
 }  // namespace
@@ -100,16 +108,19 @@ int ValueOf(Map* options, unsigned key, int standard) noexcept {
   return options && Succeeded(options->GetValue(key, value)) && value.Get(number) ? number : standard;
 }
 
-size_t CollectSettings(std::span<Option const> options, Map* values,
-                       std::span<EncoderSetting> settings) noexcept {
+HRESULT CollectSettings(std::span<Option const> options, Map* values,
+                        std::span<EncoderSetting>& settings) noexcept {
   size_t count = 0;
   for (Option const& option : options) {
     int const value = ValueOf(values, option.key, Option::NO_STANDARD);
     if (!option.property || value == Option::NO_STANDARD || count == settings.size()) continue;
+    if (option.encoded && (value < 0 || value >= CountChoices(option)))
+      return Fail(E_INVALIDARG, WRITE, L"the option %s has no choice %d", option.name, value);
     settings[count++] = option.encoded ? EncoderSetting{option.property, VT_UI1, option.encoded[value]}
                                        : EncoderSetting{option.property, VT_BOOL, value ? 0xFFFFu : 0u};
   }
-  return count;
+  settings = settings.first(count);
+  return S_OK;
 }
 
 }  // namespace qewic

@@ -43,9 +43,9 @@ HRESULT DescribeOption(std::span<Option const> options, yk::FilterUse use, unsig
 /// The value under `key`, or `standard`.
 int ValueOf(yk::Map* options, unsigned key, int standard) noexcept;
 
-/// The encoder's options among `options` that are set in `values`, in the elements of `settings`. \return how
-/// many
-size_t CollectSettings(std::span<Option const> options, yk::Map* values,
-                       std::span<EncoderSetting> settings) noexcept;
+/// The encoder's options among `options` that are set in `values`, in the first elements of `settings`, which
+/// is shortened to them. E_INVALIDARG: a value is not the index of a choice.
+HRESULT CollectSettings(std::span<Option const> options, yk::Map* values,
+                        std::span<EncoderSetting>& settings) noexcept;
 
 }  // namespace qewic

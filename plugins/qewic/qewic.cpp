@@ -74,24 +74,27 @@ class Filter final : public Destroys<Filter, ykFlt2dEx> {
   }
 
   HRESULT Write(Stream* stream, AbstractImage* image, unsigned options) noexcept override {
-    if (format.hasQuality && options > 100)
-      return Fail(E_INVALIDARG, WRITE, L"the quality %u is not between 0 and 100", options);
-    return WriteWith(stream, image, format.hasQuality ? options : 0, {});
+    return WriteWith(stream, image, options, {});
   }
 
   HRESULT WriteEx(Stream* stream, AbstractImage* image, Map* options, ExecutionContext*) noexcept override {
-    EncoderSetting settings[MOST_SETTINGS];
-    size_t const count = CollectSettings(codec.options, options, settings);
+    EncoderSetting places[MOST_SETTINGS];
+    std::span<EncoderSetting> settings = places;
+    HRESULT const collected = CollectSettings(codec.options, options, settings);
+    if (yk::Failed(collected)) return collected;
     int const quality = ValueOf(options, FilterOption::QUALITY, 0);
-    return WriteWith(stream, image, static_cast<unsigned>(quality), {settings, count});
+    return WriteWith(stream, image, static_cast<unsigned>(quality), settings);
   }
 
  private:
   Filter(Codec const& codec, FileFormat const& format) noexcept : codec(codec), format(format) {}
 
-  // A quality of 0 is the Imaging Component's own.
+  // A quality of 0 is the Imaging Component's own. File types without one ignore it.
   HRESULT WriteWith(Stream* stream, AbstractImage* image, unsigned quality,
                     std::span<EncoderSetting const> settings) noexcept {
+    if (!format.hasQuality) quality = 0;
+    if (quality > 100)
+      return Fail(E_INVALIDARG, WRITE, L"the quality %d is not between 0 and 100", static_cast<int>(quality));
     if (!stream || !image) return Fail(E_INVALIDARG, WRITE, L"stream or image is null");
     if (!image->IsTypeOf(ids::IMAGE_2D))
       return Fail(YK_E_FORMAT, WRITE, L"the image has no pixels of its own");

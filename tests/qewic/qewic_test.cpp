@@ -580,6 +580,12 @@ TEST_F(Filters, SayWhyTheyFail) {
   string wrongKind = file;
   wrongKind[25] = 5;
   string const jpegInTiff = FromHex(TIFF_WORDS).replace(60, 2, string("\0\7", 2));
+  Ref<Map> const options = Own(Map::Create());
+  options->SetValue(FilterOption::FIRST_OWN, Value(6));
+  options->SetValue(FilterOption::QUALITY, Value(-1));
+  auto const writeEx = [&](ykFlt2d& to) {
+    return Extended(to)->WriteEx(Memory().get(), image.get(), options.get(), nullptr);
+  };
   img::SetReadLimit(251);
   ExpectFailures(
       {{E_OUTOFMEMORY, L"the picture needs 252 bytes, 9 \u00D7 9 pixels; the host allows 251 bytes",
@@ -596,6 +602,8 @@ TEST_F(Filters, SayWhyTheyFail) {
       {YK_E_ACCESS, L"it could not be written completely", [&] { return write(SpyStream::WRITE, 50); }},
       {E_INVALIDARG, L"the quality 101 is not between 0 and 100",
        [&] { return write(SpyStream::NONE, 101); }},
+      {E_INVALIDARG, L"the quality -1 is not between 0 and 100", [&] { return writeEx(jpeg); }},
+      {E_INVALIDARG, L"the option filter has no choice 6", [&] { return writeEx(png); }},
   });
 }
 
