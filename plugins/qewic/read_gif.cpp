@@ -75,6 +75,7 @@ class Reader {
   HRESULT PutFrame(bool isLast, Image2d& image) noexcept;
   void PutIndices(Image2d& image, unsigned outside) noexcept;
   void PutColours(Image2d& image) noexcept;
+  HRESULT CountWork() noexcept;
   void Clear(Image2d& image) noexcept;
   uint32_t RowOf(uint32_t line) const noexcept;
   uint32_t VisibleColumns() const noexcept {
@@ -86,6 +87,7 @@ class Reader {
   uint32_t width = 0, height = 0;
   Colours common;
   Frame frame;
+  double work = 0;  // pixels that were put or cleared
   IMG_PALENTRY palette[MOST_ENTRIES] = {};
   std::unique_ptr<uint8_t[]> indices;
 };
@@ -310,11 +312,20 @@ void Reader::Clear(Image2d& image) noexcept {
     memset(image.GetLine(static_cast<int>(y)) + 4 * size_t{frame.left}, 0, 4 * size_t{columns});
 }
 
+/// A few bytes of the file can clear the whole screen, but the compressed pixels of a frame are never as few as
+/// CanBack allows.
+HRESULT Reader::CountWork() noexcept {
+  work += static_cast<double>(frame.width) * frame.height;
+  return CanBack(file, work) ? S_OK : FailDamaged(L"the file is too small for its frames");
+}
+
 /// Puts the last frame, or what an earlier one leaves of itself.
 HRESULT Reader::PutFrame(bool isLast, Image2d& image) noexcept {
   if (!isLast && frame.disposal == UNDONE) return S_OK;
+  HRESULT result = CountWork();
+  if (yk::Failed(result)) return result;
   if (!isLast && frame.disposal == CLEARED) return Clear(image), S_OK;
-  HRESULT result = ReadPalette();
+  result = ReadPalette();
   if (Succeeded(result)) result = ReadIndices();
   if (Succeeded(result)) PutColours(image);
   return result;

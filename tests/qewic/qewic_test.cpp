@@ -586,6 +586,12 @@ TEST_F(Filters, SayWhyTheyFail) {
   auto const writeEx = [&](ykFlt2d& to) {
     return Extended(to)->WriteEx(Memory().get(), image.get(), options.get(), nullptr);
   };
+  string cleared = "GIF89a\0\x10\0\x10\x80\0\0\0\0\0\xFF\xFF\xFF"s;  // frames that are a pixel smaller
+  for (int i = 0; i < 9; ++i) cleared += "!\xF9\4\x08\0\0\0\0,\0\0\0\0\xFF\xF\0\x10\0\2\0"s;
+  options->SetValue(FilterOption::FRAME, Value(8));
+  auto const readFrame = [&] {
+    return Extended(*filters[3])->ReadEx(Memory(cleared).get(), options.get(), nullptr, out.Receive());
+  };
   img::SetReadLimit(251);
   ExpectFailures(
       {{E_OUTOFMEMORY, L"the picture needs 252 bytes, 9 \u00D7 9 pixels; the host allows 251 bytes",
@@ -594,6 +600,7 @@ TEST_F(Filters, SayWhyTheyFail) {
   ExpectFailures({
       {YK_E_BADFILE, L"damaged: a checksum does not match", [&] { return read(*Memory(wrongSum)); }},
       {YK_E_BADFILE, L"damaged: the header is invalid", [&] { return read(*Memory(wrongKind)); }},
+      {YK_E_BADFILE, L"damaged: the file is too small for its frames", readFrame},
       {YK_E_BADFILE, L"not supported, because it is compressed as JPEG",
        [&] { return filters[4]->Read(Memory(jpegInTiff).get(), out.Receive(), 0); }},
       {YK_E_BADFILE, L"damaged, truncated or of another type",
