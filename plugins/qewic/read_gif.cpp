@@ -312,8 +312,8 @@ void Reader::Clear(Image2d& image) noexcept {
     memset(image.GetLine(static_cast<int>(y)) + 4 * size_t{frame.left}, 0, 4 * size_t{columns});
 }
 
-/// A few bytes of the file can clear the whole screen, but the compressed pixels of a frame are never as few as
-/// CanBack allows.
+/// A few bytes of the file can clear the whole screen, but the compressed pixels of a frame are never as few
+/// as CanBack allows.
 HRESULT Reader::CountWork() noexcept {
   work += static_cast<double>(frame.width) * frame.height;
   return CanBack(file, work) ? S_OK : FailDamaged(L"the file is too small for its frames");

@@ -66,7 +66,8 @@ Verdict VerifyPicture(Stream& stream, std::string const& path, Listener& listene
   }
 }
 
-// Every object file starts with the chunk that holds all others. Other files, which may be huge, are not read.
+// Every object file starts with the chunk that holds all others. Other files, which may be huge, are not
+// read.
 bool IsObjectFile(Stream& stream) {
   unsigned char tag[2] = {};
   unsigned done = 0;
