@@ -238,6 +238,55 @@ void Run(Options const& options, Host& host) {
   if (failed) throw CLI::RuntimeError(1);
 }
 
+void AddEdits(CLI::App& command, Options& options) {
+  command
+      .add_option("--crop", options.crop, "Keep the columns L to R-1 and the rows T to B-1, counted from 0")
+      ->type_name("L,T,R,B");
+  command.add_option("--size", options.size, "Resample; in proportion if W or H is omitted (640x, x480)")
+      ->type_name("WxH");
+  command.add_flag_callback(
+      "--linear", [&options] { options.light = Light::LINEAR; },
+      "Resample amounts of light instead of the file's numbers");
+  command
+      .add_option("--background", options.background,
+                  "What is put under a picture with alpha for file types without; by default white")
+      ->type_name("RRGGBB");
+  command.add_option("--flip", options.flip, "Mirror: h swaps left and right, v top and bottom")
+      ->type_name("h|v");
+  command.add_flag("--no-orient", options.noOrient,
+                   "Leave pictures as the camera stored them, and say in the file how to turn them");
+  command.add_flag("--strip", options.strip, "Leave out resolution, colour profile and texts");
+  command.add_option("--format", options.format, "Pixel format: " + TargetFormats())->type_name("NAME");
+}
+
+void AddFileOptions(CLI::App& command, Options& options) {
+  command
+      .add_option("--quality", options.quality,
+                  "Quality, 1 to 100, of file types that have one, such as JPEG")
+      ->type_name("N")
+      ->check(CLI::Range(1, 100));
+  command
+      .add_option("--option", options.settings,
+                  "Option of the file type written; qetool formats EXT lists those that there are")
+      ->type_name("NAME=VALUE")
+      ->allow_extra_args(false);
+  command
+      .add_option("--type", options.plan.type,
+                  "File type of the output, png, jpg, ...; by default the output's extension, or in a folder "
+                  "each input's")
+      ->type_name("EXT");
+}
+
+constexpr char FOOTER[] =
+    "The extension of an output determines its file type. Operations are applied in this order: turning "
+    "upright,\n"
+    "crop, size, flip, format. Pixels that a file type cannot hold are written as the closest that it "
+    "can.\n"
+    "An output without an extension is a folder if --type is given.\n\n"
+    "  qetool convert photo.png photo.jpg --quality 90\n"
+    "  qetool convert -r photos small --size 1024x --type jpg --skip\n"
+    "  curl URL | qetool convert - - --type png > picture.png";
+
 }  // namespace
 
 void AddConvert(CLI::App& app, Host& host) {
@@ -251,39 +300,8 @@ void AddConvert(CLI::App& app, Host& host) {
       ->type_name("IN... OUT")
       ->required();
   AddFrameOption(command, options->frame);
-  command
-      .add_option("--crop", options->crop, "Keep the columns L to R-1 and the rows T to B-1, counted from 0")
-      ->type_name("L,T,R,B");
-  command.add_option("--size", options->size, "Resample; in proportion if W or H is omitted (640x, x480)")
-      ->type_name("WxH");
-  command.add_flag_callback(
-      "--linear", [options] { options->light = Light::LINEAR; },
-      "Resample amounts of light instead of the file's numbers");
-  command
-      .add_option("--background", options->background,
-                  "What is put under a picture with alpha for file types without; by default white")
-      ->type_name("RRGGBB");
-  command.add_option("--flip", options->flip, "Mirror: h swaps left and right, v top and bottom")
-      ->type_name("h|v");
-  command.add_flag("--no-orient", options->noOrient,
-                   "Leave pictures as the camera stored them, and say in the file how to turn them");
-  command.add_flag("--strip", options->strip, "Leave out resolution, colour profile and texts");
-  command.add_option("--format", options->format, "Pixel format: " + TargetFormats())->type_name("NAME");
-  command
-      .add_option("--quality", options->quality,
-                  "Quality, 1 to 100, of file types that have one, such as JPEG")
-      ->type_name("N")
-      ->check(CLI::Range(1, 100));
-  command
-      .add_option("--option", options->settings,
-                  "Option of the file type written; qetool formats EXT lists those that there are")
-      ->type_name("NAME=VALUE")
-      ->allow_extra_args(false);
-  command
-      .add_option("--type", options->plan.type,
-                  "File type of the output, png, jpg, ...; by default the output's extension, or in a folder "
-                  "each input's")
-      ->type_name("EXT");
+  AddEdits(command, *options);
+  AddFileOptions(command, *options);
   AddInputOptions(command, options->plan.inputs);
   AddExistingOptions(command, options->plan.existing);
   command.add_flag("--dry-run", options->isDry, "Only print what would be written");
@@ -291,15 +309,7 @@ void AddConvert(CLI::App& app, Host& host) {
   command.add_flag("-v,--verbose", options->isVerbose,
                    "Print each picture's result and the time of each step");
   host.AddOptions(command);
-  command.footer(
-      "The extension of an output determines its file type. Operations are applied in this order: turning "
-      "upright,\n"
-      "crop, size, flip, format. Pixels that a file type cannot hold are written as the closest that it "
-      "can.\n"
-      "An output without an extension is a folder if --type is given.\n\n"
-      "  qetool convert photo.png photo.jpg --quality 90\n"
-      "  qetool convert -r photos small --size 1024x --type jpg --skip\n"
-      "  curl URL | qetool convert - - --type png > picture.png");
+  command.footer(FOOTER);
   command.callback([options, &host] { Run(*options, host); });
 }
 
