@@ -121,6 +121,7 @@ void AddColumns(uint16_t const* columns, size_t across, size_t pixels, uint16_t*
   for (size_t i = 0; i < pixels; ++i, sums += N) {
     if constexpr (N == 1) {
       unsigned sum = 0;
+      // NOLINTNEXTLINE(clang-analyzer-core.uninitialized.Assign): AddRows has written them
       for (size_t k = 0; k < across; ++k) sum += *columns++;
       *sums = static_cast<uint16_t>(sum);
     } else {

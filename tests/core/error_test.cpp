@@ -72,22 +72,6 @@ TEST(Error, GivesUpTheRecordsOfThreadsThatEnd) {
   }
 }
 
-/// Runs `work` while so many threads have records.
-void AfterThreads(int count, std::function<void()> const& work) {
-  if (count == 0) return work();
-  OnThread([&] { Fail(E_FAIL, "", L""), AfterThreads(count - 1, work); });
-}
-
-TEST(Error, CostsLittleWhenOtherThreadsHaveAllRecords) {
-  AfterThreads(129, [] {
-    ULONGLONG const start = GetTickCount64();
-    for (int i = 0; i < 200; ++i) Fail(E_FAIL, "", L"");
-    EXPECT_EQ(LastError(), nullptr);
-    EXPECT_LT(GetTickCount64() - start, 1000u);
-  });
-  Sleep(300);  // until the next search, for the tests that follow
-}
-
 TEST(Error, NamesTheCodes) {
   EXPECT_STREQ(ErrorName(YK_E_NOTFOUND), "YK_E_NOTFOUND");
   EXPECT_STREQ(ErrorText(E_ABORT), "stopped");
