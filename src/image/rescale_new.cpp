@@ -4,7 +4,6 @@
 #include <string.h>
 
 #include <algorithm>
-#include <iterator>
 
 #include "convert_p.h"
 #include "core/error_p.h"
@@ -109,7 +108,8 @@ HRESULT FillSameFormat(Image2d& source, Image2d& target, ProgressMeter& meter) n
 
 /// The formats between two that no converter connects.
 struct Way {
-  IMG_FORMAT steps[2];  // IMG_NONE: unused
+  static constexpr size_t MOST = 2;
+  IMG_FORMAT steps[MOST];  // IMG_NONE: unused
 
   bool Leads(IMG_FORMAT from, IMG_FORMAT to) const noexcept {
     for (IMG_FORMAT const step : steps) {
@@ -132,14 +132,14 @@ Way const* FindWay(IMG_FORMAT from, IMG_FORMAT to) noexcept {
 
 /// Between images of one size.
 HRESULT ConvertAlong(Way const& way, Image2d& from, Image2d& to) noexcept {
-  std::unique_ptr<uint8_t[]> buffers[std::size(way.steps)];
+  std::unique_ptr<uint8_t[]> buffers[Way::MOST];
   for (auto& buffer : buffers) {
     buffer = img::NewArray<uint8_t>(static_cast<size_t>(from.width) * img::GetFacts(IMG_BGR24).bytes);
     if (!buffer) return FailMemory(RESCALE, static_cast<size_t>(from.width) * img::GetFacts(IMG_BGR24).bytes);
   }
   for (int y : img::RowsInMemory(0, to.height)) {
     img::SourcePixels row = {from.GetLine(y), from.format, from.palette};
-    for (size_t i = 0; i < std::size(way.steps) && way.steps[i] != IMG_NONE; ++i) {
+    for (size_t i = 0; i < Way::MOST && way.steps[i] != IMG_NONE; ++i) {
       img::ConvertRow(row, {buffers[i].get(), way.steps[i]}, from.width);
       row = {buffers[i].get(), way.steps[i]};
     }
