@@ -6,11 +6,14 @@
 #include <windows.h>
 
 #include <math.h>
+#include <qecore/core/diagnostics.h>
+#include <qecore/core/error.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
 #include <qecore/draw/color.h>
 #include <qecore/draw/device_context.h>
 #include <qecore/image/image.h>
+#include <qecore/values/str.h>
 #include <qecore/values/string.h>
 #include <stdio.h>
 
@@ -262,11 +265,27 @@ void DrawPage(IDC& dc) {
   }
 }
 
+// Not by "%ls", which ends the line at a character that the C locale lacks.
+void Print(wchar_t const* text) noexcept {
+  char line[2048] = "";
+  str::WToUTF8(text, line, sizeof line);
+  puts(line);
+}
+
+/// Prints why the last call failed.
+int Refuse() {
+  wchar_t why[400];
+  ErrorMessage(LastError(), why, 400);
+  return Print(why), 1;
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
   if (count != 2) return puts("usage: draw OUT.png"), 2;
+  SetErrorHandler(Print);  // nobody would close a message box
   Ref<System> const system = Ref<System>::Adopt(System::Create());
+  if (!system) return Refuse();
   system->ScanModules(String(arguments[0]).FilePath(), L"draw.cache");  // the plug-ins next to this program
 
   //! [attach]
@@ -287,7 +306,7 @@ int main(int count, char** arguments) {
   SelectObject(memory, before);
   DeleteObject(font);
   DeleteDC(memory);
-  if (Failed(page->Save(String(arguments[1]).c_str()))) return printf("cannot save %s\n", arguments[1]), 1;
+  if (Failed(page->Save(String(arguments[1]).c_str()))) return Refuse();
   printf("%s: %d x %d pixels\n", arguments[1], page->width, page->height);
   return 0;
 }

@@ -1,6 +1,7 @@
 // The code of the guides in docs/guides, compiled and run.
 //
 //   guides photograph.jpg             works in the current folder; prints what it does
+#include <qecore/core/diagnostics.h>
 #include <qecore/core/error.h>
 #include <qecore/core/execution_context.h>
 #include <qecore/core/parallel.h>
@@ -10,6 +11,7 @@
 #include <qecore/io/deserializer.h>
 #include <qecore/io/save_file.h>
 #include <qecore/io/serializer.h>
+#include <qecore/values/str.h>
 #include <qecore/values/variant.h>
 #include <stdio.h>
 
@@ -22,10 +24,17 @@ using namespace yk;
 namespace {
 
 //! [message]
+// Not by "%ls", which ends the line at a character that the C locale lacks.
+void Print(wchar_t const* text) noexcept {
+  char line[2048] = "";
+  str::WToUTF8(text, line, sizeof line);
+  puts(line);
+}
+
 void ShowFailure() {
   wchar_t line[512];
   ErrorMessage(LastError(), line, 512);
-  printf("%ls\n", line);  // "cannot read photo.png: the picture needs 4.3 GB, 38000 x 38000 pixels of bgr24"
+  Print(line);  // cannot read photo.png: the picture needs 4.3 GB, 38000 × 38000 pixels; the most is 2.1 GB
 }
 //! [message]
 
@@ -181,8 +190,9 @@ void Ownership() {
 int main(int count, char** arguments) {
   if (count != 2) return puts("usage: guides IN.jpg"), 2;
   //! [start]
+  SetErrorHandler(Print);  // a program without windows prints what would be shown in a message box
   Ref<System> const system = Ref<System>::Adopt(System::Create());
-  if (!system) return 1;  // out of memory
+  if (!system) return ShowFailure(), 1;  // no memory, or the library is older than the headers
   String const programs = String(arguments[0]).FilePath();
   system->ScanModules(programs, L"guides.cache");  // plug-ins beside the program; a cache where we may write
   //! [start]

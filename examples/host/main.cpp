@@ -1,31 +1,56 @@
 // A complete host: loads a picture through a plug-in, halves it, mirrors it, saves it.
 //
 //   host photograph.jpg small.png
+#include <qecore/core/diagnostics.h>
+#include <qecore/core/error.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
 #include <qecore/image/image.h>
+#include <qecore/values/str.h>
 #include <qecore/values/string.h>
 #include <stdio.h>
 
 using namespace yk;
 
+namespace {
+
+// Not by "%ls", which ends the line at a character that the C locale lacks.
+void Print(wchar_t const* text) noexcept {
+  char line[2048] = "";
+  str::WToUTF8(text, line, sizeof line);
+  puts(line);
+}
+
+/// Prints why the last call failed.
+int Refuse() {
+  wchar_t why[400];
+  ErrorMessage(LastError(), why, 400);
+  return Print(why), 1;
+}
+
+}  // namespace
+
 int main(int count, char** arguments) {
   if (count != 3) return puts("usage: host IN OUT.png"), 2;
 
+  SetErrorHandler(Print);  // nobody would close a message box
+
   // The System exists as long as this reference: plug-ins are unloaded with it.
   Ref<System> const system = Ref<System>::Adopt(System::Create());
+  if (!system) return Refuse();
   system->ScanModules(String(arguments[0]).FilePath(), L"host.cache");  // the plug-ins next to this program
 
   Ref<AbstractImage> const loaded =
       Ref<AbstractImage>::Adopt(AbstractImage::Load(String(arguments[1]).c_str()));
-  if (!loaded || !loaded->IsTypeOf(ids::IMAGE_2D)) return printf("cannot load %s\n", arguments[1]), 1;
+  if (!loaded) return Refuse();
+  if (!loaded->IsTypeOf(ids::IMAGE_2D)) return puts("this is not an image of pixels"), 1;
   Image2d& picture = static_cast<Image2d&>(*loaded);
 
   Image2d* half = nullptr;
-  if (Failed(picture.Rescale(picture.width / 2, picture.height / 2, IMG_BGR24, &half))) return 1;
+  if (Failed(picture.Rescale(picture.width / 2, picture.height / 2, IMG_BGR24, &half))) return Refuse();
   Ref<Image2d> const result = Ref<Image2d>::Adopt(half);
   result->FlipH();
-  if (Failed(result->Save(String(arguments[2]).c_str()))) return printf("cannot save %s\n", arguments[2]), 1;
+  if (Failed(result->Save(String(arguments[2]).c_str()))) return Refuse();
   printf("%s: %d x %d pixels\n", arguments[2], result->width, result->height);
   return 0;
 }

@@ -2,10 +2,12 @@
 // back and forth through them.
 //
 // Properties need no undo item of the host: RecordValue records them. Pixels do: PixelItem below.
+#include <qecore/core/diagnostics.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
 #include <qecore/image/image.h>
 #include <qecore/undo/undo_manager.h>
+#include <qecore/values/str.h>
 #include <qecore/values/variant.h>
 #include <stdio.h>
 #include <string.h>
@@ -167,9 +169,17 @@ void Work(Document& document) {
   document.Show();
 }
 
+// Not by "%ls", which ends the line at a character that the C locale lacks.
+void Print(wchar_t const* text) noexcept {
+  char line[2048] = "";
+  str::WToUTF8(text, line, sizeof line);
+  puts(line);
+}
+
 }  // namespace
 
 int main() {
+  SetErrorHandler(Print);  // nobody would close a message box
   Ref<System> const system = Ref<System>::Adopt(System::Create());
   Document document;
   if (!system || !document.Open()) {

@@ -1,10 +1,12 @@
 // A host: reads a picture through a plug-in, halves it, and writes it through a plug-in.
 //
 //   example IN OUT.png     or another extension that a plug-in has; without IN it draws a picture
+#include <qecore/core/diagnostics.h>
 #include <qecore/core/error.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
 #include <qecore/image/image_file.h>
+#include <qecore/values/str.h>
 #include <qecore/values/string.h>
 #include <stdio.h>
 
@@ -12,11 +14,19 @@ using namespace yk;
 
 namespace {
 
+// Not by "%ls", which ends the line at a character that the C locale lacks.
+void Print(wchar_t const* text) noexcept {
+  char line[2048] = "";
+  str::WToUTF8(text, line, sizeof line);
+  puts(line);
+}
+
 /// Prints why the last call failed.
 int Refuse(char const* what) {
   wchar_t why[400];
   ErrorMessage(LastError(), why, 400);
-  return printf("example: %s: %ls\n", what, why), 1;
+  printf("example: %s: ", what);
+  return Print(why), 1;
 }
 
 /// A sunset: rows of blue, green and red, from the top.
@@ -45,6 +55,7 @@ Ref<Image2d> Read(char const* path) {
 
 int main(int count, char** arguments) {
   if (count != 2 && count != 3) return puts("usage: example [IN] OUT.png"), 2;
+  SetErrorHandler(Print);  // nobody would close a message box
 
   // The System exists as long as this reference; the plug-ins are next to the program.
   Ref<System> const system = Ref<System>::Adopt(System::Create());

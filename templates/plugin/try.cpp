@@ -1,8 +1,10 @@
 // Tries the plug-in as a host does: pictures of several formats are written, read, and compared.
+#include <qecore/core/diagnostics.h>
 #include <qecore/core/error.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
 #include <qecore/image/image_file.h>
+#include <qecore/values/str.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -10,12 +12,18 @@
 
 using namespace yk;
 
+// Not by "%ls", which ends the line at a character that the C locale lacks.
+static void Print(wchar_t const* text) noexcept {
+  char line[2048] = "";
+  str::WToUTF8(text, line, sizeof line);
+  puts(line);
+}
+
 static int Refuse(char const* what) {
-  char line[400] = "";
   wchar_t why[400];
-  size_t const length = ErrorMessage(LastError(), why, 400);
-  for (size_t i = 0; i < length; ++i) line[i] = static_cast<char>(why[i] < 128 ? why[i] : '?');
-  return printf("%s: %s\n", what, line), 1;
+  ErrorMessage(LastError(), why, 400);
+  printf("%s: ", what);
+  return Print(why), 1;
 }
 
 /// A picture that differs in each byte.
@@ -50,6 +58,7 @@ static int Try(IMG_FORMAT format, wchar_t const* text) {
 }
 
 int main(int, char** arguments) {
+  SetErrorHandler(Print);  // nobody would close a message box
   Ref<System> const system = Ref<System>::Adopt(System::Create());
   if (!system) return Refuse("no System");
   system->ScanModules(String(arguments[0]).FilePath(), L"try.cache");

@@ -2,9 +2,13 @@
 //
 // A program without windows, which nobody could close a message box of, handles them itself:
 //
-//   void Print(wchar_t const* text) noexcept { fwprintf(stderr, L"%s\n", text); }
+//   void Print(wchar_t const* text) noexcept {
+//     char line[4096] = "";
+//     str::WToUTF8(text, line, sizeof line);  // "%ls" ends at a character that the C locale lacks
+//     fprintf(stderr, "%s\n", line);
+//   }
 //
-//   SetErrorHandler(Print);
+//   SetErrorHandler(Print);  // before System::Create
 #pragma once
 
 #include <qecore/core/base.h>
