@@ -8,6 +8,7 @@
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
 #include <qecore/image/image_file.h>
+#include <qecore/image/orientation.h>
 #include <qecore/io/deserializer.h>
 #include <qecore/io/save_file.h>
 #include <qecore/io/serializer.h>
@@ -43,7 +44,7 @@ class ProgressLine final : public ExecutionContext {
  public:
   bool Continue(Progress const& progress) noexcept override {
     printf("%s: %llu of %llu\r", progress.operation, progress.done, progress.total);
-    return !stopped;  // false: the operation returns E_ABORT and leaves nothing half made
+    return !stopped;  // false: the operation returns E_ABORT, and no incomplete file or new image is left
   }
   bool stopped = false;  // set by the Cancel button
 };
@@ -52,17 +53,18 @@ class ProgressLine final : public ExecutionContext {
 //! [load]
 HRESULT MakeSmall(wchar_t const* from, wchar_t const* to, ExecutionContext* progress) {
   Ref<AbstractImage> loaded;
-  HRESULT result = img::Load(from, progress, loaded.Receive());
+  HRESULT result = img::Read(from, nullptr, progress, loaded.Receive());
   if (Failed(result)) return result;
-  if (!loaded->IsTypeOf(ids::IMAGE_2D)) return YK_E_FORMAT;
-  Image2d& picture = static_cast<Image2d&>(*loaded);
+  if (!loaded->IsTypeOf(ids::IMAGE_2D)) return Fail(YK_E_FORMAT, "MakeSmall", L"not an image of pixels");
 
-  Ref<Image2d> const half = Ref<Image2d>::Adopt(Image2d::Create());
-  if (!half) return E_OUTOFMEMORY;
-  result = half->Create(IMG_BGR24, (picture.width + 1) / 2, (picture.height + 1) / 2);
-  if (Succeeded(result)) result = picture.RescaleTo(half.get(), progress);
-  if (Succeeded(result)) result = img::Save(*half, to, ids::FILE_PNG, 0, progress);
-  return result;
+  Ref<Image2d> picture;  // upright: cameras only say how to turn their pictures
+  result = img::MakeUpright(static_cast<Image2d&>(*loaded), picture.Receive());
+  if (Failed(result)) return result;
+
+  Image2d* half = nullptr;
+  result = picture->Rescale((picture->width + 1) / 2, (picture->height + 1) / 2, IMG_BGR24, &half, progress);
+  if (Failed(result)) return result;  // then `half` points to nothing
+  return img::Write(*Ref<Image2d>::Adopt(half), to, nullptr, nullptr, progress);
 }
 //! [load]
 

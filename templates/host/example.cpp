@@ -6,6 +6,7 @@
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
 #include <qecore/image/image_file.h>
+#include <qecore/image/orientation.h>
 #include <qecore/values/str.h>
 #include <qecore/values/string.h>
 #include <stdio.h>
@@ -44,11 +45,14 @@ Ref<Image2d> Draw() {
   return image;
 }
 
+/// A picture, upright: cameras only say how to turn theirs.
 Ref<Image2d> Read(char const* path) {
   Ref<AbstractImage> image;
+  Ref<Image2d> upright;
   if (Failed(img::Read(String(path).c_str(), nullptr, nullptr, image.Receive()))) return {};
   if (!image->IsTypeOf(ids::IMAGE_2D)) return {};
-  return Ref<Image2d>::Adopt(static_cast<Image2d*>(image.Detach()));
+  if (Failed(img::MakeUpright(static_cast<Image2d&>(*image), upright.Receive()))) return {};
+  return upright;
 }
 
 }  // namespace
