@@ -107,10 +107,10 @@ HRESULT Shape::Load(Deserializer& reader) {
         name.Load(&reader);
         break;
       case WIDTH:
-        reader.GetStream()->Read(&width, sizeof width);
+        if (reader.GetChunkSize() == sizeof width) reader.GetStream()->Read(&width, sizeof width);
         break;
       case COLOUR:
-        reader.GetStream()->Read(&colour, sizeof colour);
+        if (reader.GetChunkSize() == sizeof colour) reader.GetStream()->Read(&colour, sizeof colour);
         break;
       default:
         break;  // of a later version: EndChunk skips it

@@ -4,7 +4,9 @@
 //   if (Failed(reader->Open(stream, 0))) return;
 //   while (reader->IsInChunk()) {
 //     switch (reader->BeginChunk()) {
-//       case MY_TAG: reader->GetStream()->Read(&fields, sizeof fields); break;
+//       case MY_TAG:
+//         if (reader->GetChunkSize() == sizeof fields) reader->GetStream()->Read(&fields, sizeof fields);
+//         break;
 //       case TITLE_TAG: title.Load(reader.get()); break;
 //     }
 //     reader->EndChunk();                                   // skips the unread rest
