@@ -1,10 +1,12 @@
 // A complete plug-in: an image filter for uncompressed TGA files, whose pixels have the layout of an image's:
 // bottom row first, blue before green before red. Put plugin_tga.qem next to a host; ids::FILE_TGA is the
 // library's identifier of such files.
+#include <qecore/core/error.h>
 #include <qecore/core/filter.h>
 #include <qecore/core/module.h>
 #include <qecore/core/ref.h>
 #include <qecore/image/image.h>
+#include <qecore/image/image_limits.h>
 #include <qecore/io/stream.h>
 
 #include <new>
@@ -12,6 +14,8 @@
 using namespace yk;
 
 //! [filter]
+constexpr char READ[] = "TgaFilter::Read", WRITE[] = "TgaFilter::Write";
+
 class TgaFilter final : public Implements<TgaFilter, ykFlt2d> {
  public:
   static Guid const& Id() noexcept { return ids::FILE_TGA; }
@@ -30,28 +34,35 @@ class TgaFilter final : public Implements<TgaFilter, ykFlt2d> {
     unsigned done = 0;
     stream->Read(h, sizeof h, &done);
     bool const plain = done == sizeof h && h[0] == 0 && h[1] == 0 && h[2] == 2 && (h[17] & 0x30) == 0;
-    if (!plain || (h[16] != 24 && h[16] != 32)) return YK_E_FORMAT;
+    if (!plain || (h[16] != 24 && h[16] != 32))
+      return Fail(YK_E_FORMAT, READ, L"not an uncompressed TGA file of 24 or 32 bits");
+    IMG_FORMAT const format = h[16] == 24 ? IMG_BGR24 : IMG_BGRA32;
     int const width = h[12] | h[13] << 8, height = h[14] | h[15] << 8;
-    // Do not allocate for more pixels than the file can hold.
-    if (int64_t{width} * height * (h[16] / 8) > stream->GetSize()) return YK_E_BADFILE;
+    // Do not allocate for more pixels than the file can hold or the host allows.
+    if (int64_t{width} * height * (h[16] / 8) > stream->GetSize())
+      return Fail(YK_E_BADFILE, READ, L"the file is too short for %d \u00D7 %d pixels", width, height);
+    if (static_cast<uint64_t>(img::GetRowSize(format, width) * height) > img::GetReadLimit())
+      return Fail(E_OUTOFMEMORY, READ, L"%d \u00D7 %d pixels are beyond the limit", width, height);
     Ref<Image2d> picture = Ref<Image2d>::Adopt(Image2d::Create());
     if (!picture) return E_OUTOFMEMORY;
-    HRESULT const result = picture->Create(h[16] == 24 ? IMG_BGR24 : IMG_BGRA32, width, height);
+    HRESULT const result = picture->Create(format, width, height);
     if (Failed(result)) return result;
     unsigned const row = static_cast<unsigned>(picture->width * picture->bytesPerPixel);
     for (int y = picture->height - 1; y >= 0; --y) {
-      if (Failed(stream->Read(picture->GetLine(y), row, &done)) || done != row) return YK_E_BADFILE;
+      if (Failed(stream->Read(picture->GetLine(y), row, &done)) || done != row)
+        return Fail(YK_E_BADFILE, READ, L"the row %d of %d is missing", height - y, height);
     }
     *image = picture.Detach();
     return S_OK;
   }
 
   HRESULT Write(Stream* stream, AbstractImage* image, unsigned) noexcept override {
-    if (!image->IsTypeOf(ids::IMAGE_2D)) return YK_E_FORMAT;
+    if (!image->IsTypeOf(ids::IMAGE_2D)) return Fail(YK_E_FORMAT, WRITE, L"not an image of pixels");
     Image2d& picture = static_cast<Image2d&>(*image);
-    if (!picture.bits) return YK_E_EMPTY;
+    if (!picture.bits) return Fail(YK_E_EMPTY, WRITE, L"the image has no pixels");
     bool const fits = picture.width <= 0xFFFF && picture.height <= 0xFFFF;
-    if (!fits || (picture.format != IMG_BGR24 && picture.format != IMG_BGRA32)) return YK_E_FORMAT;
+    if (!fits || (picture.format != IMG_BGR24 && picture.format != IMG_BGRA32))
+      return Fail(YK_E_FORMAT, WRITE, L"not bgr24 or bgra32, or more than 65535 pixels wide or high");
     unsigned char h[18] = {};
     //! [filter]
     h[2] = 2;

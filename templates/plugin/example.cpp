@@ -12,6 +12,7 @@
 #include <qecore/core/ref.h>
 #include <qecore/image/filter_option.h>
 #include <qecore/image/image.h>
+#include <qecore/image/image_limits.h>
 #include <qecore/io/stream.h>
 #include <qecore/values/map.h>
 #include <qecore/values/str.h>
@@ -35,6 +36,17 @@ struct Layout {
   /// Where the channel `i` of a row of the file is in memory: there, blue comes first.
   unsigned Place(unsigned i) const noexcept { return isColour ? i + 2 - i % 3 * 2 : i; }
 };
+
+/// Nothing is allocated for pixels that the file is too short to hold, or that are more than the host allows.
+HRESULT CheckSize(Layout const& layout, unsigned width, unsigned height, unsigned fileSize) noexcept {
+  uint64_t const count = uint64_t{width} * height * layout.Channels();
+  if ((layout.isText || layout.top > 255 ? count * 2 - 1 : count) > fileSize)
+    return Fail(YK_E_BADFILE, READ, L"the file is too short for %u \u00D7 %u pixels", width, height);
+  int64_t const row = img::GetRowSize(layout.Format(), static_cast<int>(width));
+  if (static_cast<uint64_t>(row) * height > img::GetReadLimit())
+    return Fail(E_OUTOFMEMORY, READ, L"%u \u00D7 %u pixels are beyond the limit", width, height);
+  return S_OK;
+}
 
 bool IsKind(unsigned digit) noexcept { return digit - 2 < 5 && digit != 4; }
 
@@ -124,14 +136,11 @@ class ExampleFilter final : public Implements<ExampleFilter, ykFlt2dEx> {
     Layout const layout = {kind % 3 == 0, kind < 4, top};
     if (width - 1 >= LIMIT || height - 1 >= LIMIT || top - 1 >= 0xFFFF)
       return Fail(YK_E_BADFILE, READ, L"no valid size");
-    // Nothing is allocated for pixels that the file is too short to hold.
-    uint64_t const count = uint64_t{width} * height * layout.Channels();
-    if ((layout.isText || top > 255 ? count * 2 - 1 : count) > stream->GetSize())
-      return Fail(YK_E_BADFILE, READ, L"the file is too short for %u \u00D7 %u pixels", width, height);
+    HRESULT result = CheckSize(layout, width, height, stream->GetSize());
+    if (Failed(result)) return result;
     Ref<Image2d> picture = Ref<Image2d>::Adopt(Image2d::Create());
     if (!picture) return E_OUTOFMEMORY;
-    HRESULT const result =
-        picture->Create(layout.Format(), static_cast<int>(width), static_cast<int>(height));
+    result = picture->Create(layout.Format(), static_cast<int>(width), static_cast<int>(height));
     if (Failed(result)) return result;
     for (unsigned y = 0; y < height; ++y) {
       unsigned char* const row = picture->GetLine(static_cast<int>(y));
