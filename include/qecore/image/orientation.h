@@ -5,7 +5,7 @@
 //   HRESULT result = img::MakeUpright(static_cast<Image2d&>(*loaded), &upright);
 //
 //   A B   1 as it is       2 mirrored          3 turned by half            4 top to bottom
-//   C D   5 transposed     6 turned clockwise  7 along the other diagonal  8 turned counterclockwise
+//   C D   5 transposed     6 turned clockwise  7 along the other diagonal  8 turned anticlockwise
 //
 //   2 B A    3 D C    4 C D    5 A C    6 C A    7 D B    8 B D
 //     D C      B A      A B      B D      D B      C A      A C
