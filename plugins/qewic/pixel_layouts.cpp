@@ -34,18 +34,18 @@ constexpr Layout LAYOUTS[] = {
 };
 
 // One row per image format; unused elements are IMG_NONE. Each step is a conversion that the library
-// supports, or a widening of palette indices.
-constexpr IMG_FORMAT TO_WRITE[][4] = {
+// supports, a widening of palette indices, or StoreWords.
+constexpr IMG_FORMAT TO_WRITE[][5] = {
     {IMG_GRAY8, IMG_BGR24},
     {IMG_PAL8, IMG_BGRA32, IMG_BGR24},
     {IMG_BGR24},
     {IMG_BGRA32, IMG_BGR24},
-    {IMG_GRAY16, IMG_BGR24},
+    {IMG_GRAY16, IMG_BGR48, IMG_BGR24},
     {IMG_BGR48, IMG_BGR24},
     {IMG_BGRA64, IMG_BGRA32, IMG_BGR24},
-    {IMG_GRAYF, IMG_GRAY8, IMG_BGR24},
-    {IMG_BGRF, IMG_BGR24},
-    {IMG_BGRAF, IMG_BGRA32, IMG_BGR24},
+    {IMG_GRAYF, IMG_GRAY16, IMG_BGR48, IMG_GRAY8, IMG_BGR24},
+    {IMG_BGRF, IMG_BGR48, IMG_BGR24},
+    {IMG_BGRAF, IMG_BGRA64, IMG_BGRA32, IMG_BGR24},
     {IMG_PAL1, IMG_PAL8, IMG_BGRA32, IMG_BGR24},
     {IMG_PAL4, IMG_PAL8, IMG_BGRA32, IMG_BGR24},
     {IMG_RGB555, IMG_BGR24},
@@ -75,6 +75,20 @@ constexpr bool EveryFormatIsThere() noexcept {
 }
 static_assert(EveryFormatIsThere());
 
+uint16_t ToWord(uint16_t value) noexcept { return value; }
+
+// What is not a number becomes 0.
+uint16_t ToWord(float value) noexcept {
+  return static_cast<uint16_t>((value > 0 ? std::min(value, 1.0f) : 0.0f) * 65535 + 0.5f);
+}
+
+// Grey is copied to all channels.
+template <class From>
+void StoreWords(From const* from, int fromChannels, uint16_t* to, int channels, int width) noexcept {
+  for (int x = 0; x < width; ++x, from += fromChannels, to += channels)
+    for (int i = 0; i < channels; ++i) to[i] = ToWord(from[fromChannels == 1 ? 0 : i]);
+}
+
 unsigned Index(uint8_t const* row, int bits, int x) noexcept {
   int const bit = x * bits;
   return (row[bit / 8] >> (8 - bits - bit % 8)) & ((1u << bits) - 1);
@@ -101,6 +115,19 @@ void SwapRedBlue(void* row, int width, int channels) noexcept {
 void SwapBytes(void* row, int count) noexcept {
   uint8_t* byte = static_cast<uint8_t*>(row);
   for (int i = 0; i < count; ++i, byte += 2) std::swap(byte[0], byte[1]);
+}
+
+bool StoreWords(void const* from, IMG_FORMAT format, void* to, IMG_FORMAT target, int width) noexcept {
+  img::FormatFacts const &source = img::GetFacts(format), &wanted = img::GetFacts(target);
+  bool const isFloat = source.kind == img::ChannelKind::FLOAT;
+  bool const isWords = source.channelBits == 16 && source.channels != wanted.channels;
+  if (wanted.channelBits != 16 || (!isFloat && !isWords)) return false;
+  auto* const words = static_cast<uint16_t*>(to);
+  if (isFloat)
+    StoreWords(static_cast<float const*>(from), source.channels, words, wanted.channels, width);
+  else
+    StoreWords(static_cast<uint16_t const*>(from), source.channels, words, wanted.channels, width);
+  return true;
 }
 
 void WidenIndices(uint8_t const* from, int fromBits, uint8_t* to, int toBits, int width) noexcept {

@@ -42,6 +42,10 @@ void SwapRedBlue(void* row, int width, int channels) noexcept;
 /// Exchanges the bytes of `count` 16-bit channels.
 void SwapBytes(void* row, int count) noexcept;
 
+/// Converts `width` pixels to channels of 16 bits, which the library cannot: floats, limited to 0 to 1 and
+/// rounded, or grey to colour. False, with nothing written: another conversion.
+bool StoreWords(void const* from, yk::IMG_FORMAT format, void* to, yk::IMG_FORMAT target, int width) noexcept;
+
 /// Widens `width` palette indices of `fromBits` each (1, 2 or 4) to 4 or 8 bits. Works in place when the rows
 /// start at the same address, since it goes from right to left.
 void WidenIndices(uint8_t const* from, int fromBits, uint8_t* to, int toBits, int width) noexcept;

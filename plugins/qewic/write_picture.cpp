@@ -119,6 +119,7 @@ HRESULT ConvertRow(Image2d& image, int y, IMG_FORMAT format, uint8_t* out) noexc
     LookUpColours(image.GetLine(y), image.bitsPerPixel, image.palette, out, image.width);
     return S_OK;
   }
+  if (StoreWords(image.GetLine(y), image.format, out, format, image.width)) return S_OK;
   return img::ConvertPixels(image.GetLine(y), out, image.format, format, image.width, image.palette);
 }
 
