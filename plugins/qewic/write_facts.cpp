@@ -336,6 +336,25 @@ void WritePng(Out& out, Bytes const& file, Facts& facts) noexcept {
   }
 }
 
+// ---- BMP
+
+void StorePerMetre(uint8_t* at, double perInch) noexcept {
+  uint32_t const number = static_cast<uint32_t>(perInch / INCH + 0.5);
+  for (unsigned i = 0; i < 4; ++i) at[i] = static_cast<uint8_t>(number >> 8 * i);
+}
+
+void WriteBmp(Out& out, Bytes& file, Facts& facts) noexcept {
+  constexpr uint32_t HEAD = 54;
+  uint8_t* const bytes = file.data.get();
+  double const across = facts.Resolution(img::INFO_RESOLUTION_X),
+               down = facts.Resolution(img::INFO_RESOLUTION_Y);
+  if (across > 0 && down > 0 && file.size >= HEAD && Little(bytes + 14, 4) >= 40) {
+    StorePerMetre(bytes + 38, across);
+    StorePerMetre(bytes + 42, down);
+  }
+  out.Put(bytes, file.size);
+}
+
 // ---- JPEG
 
 constexpr uint32_t MOST_OF_SEGMENT = 65533;
@@ -423,6 +442,8 @@ struct FactsJob {
 void WritePngFacts(FactsJob& job) noexcept { WritePng(job.out, job.file, job.facts); }
 
 void WriteJpegFacts(FactsJob& job) noexcept { WriteJpegFile(job.out, job.file, job.facts); }
+
+void WriteBmpFacts(FactsJob& job) noexcept { WriteBmp(job.out, job.file, job.facts); }
 
 void WriteTiffFacts(FactsJob& job) noexcept { WriteTiff(job.out, job.file, job.facts); }
 

@@ -312,12 +312,16 @@ TEST_F(Filters, WriteWhatImagesSayOfThemselves) {
                                                 {img::INFO_AUTHOR, Value(L"Me")}};
   ImageRef const image = Noise(IMG_BGR24, 9, 5), plain = Noise(IMG_BGR24, 9, 5);
   for (auto const& [key, value] : facts) image->SetValue(key, value);
-  for (auto const& [type, quality] :
-       {std::pair(ids::FILE_PNG, 0u), {ids::FILE_JPEG, 0u}, {ids::FILE_JPEG, 90u}, {ids::FILE_TIFF, 0u}}) {
+  for (auto const& [type, quality] : {std::pair(ids::FILE_PNG, 0u),
+                                      {ids::FILE_JPEG, 0u},
+                                      {ids::FILE_JPEG, 90u},
+                                      {ids::FILE_TIFF, 0u},
+                                      {ids::FILE_BMP, 0u}}) {
     ImageRef const back = ThereAndBack(*Filter(type), *image, quality);
     EXPECT_EQ(Pixels(*back, IMG_BGR24), Pixels(*ThereAndBack(*Filter(type), *plain, quality), IMG_BGR24));
     for (auto const& [key, value] : facts) {
       Variant got;
+      if (type == ids::FILE_BMP && key != img::INFO_RESOLUTION_X && key != img::INFO_RESOLUTION_Y) continue;
       ASSERT_EQ(back->GetValue(key, got), S_OK) << key;
       double there = 0, here = 0;
       bool const isNumber = value.Get(here);
