@@ -34,17 +34,18 @@ Unit const& UnitFor(double bytes) noexcept {
                        [=](Unit const& unit) { return bytes >= unit.bytes; });
 }
 
-/// `addition` is a clause about a limit, or empty.
+/// `addition` is a clause about a limit.
 HRESULT FailSize(Claim const& claim, double bytes, wchar_t const* addition) noexcept {
   Unit const& unit = UnitFor(bytes);
   return Fail(E_OUTOFMEMORY, READ, L"the picture needs %.*f %s, %u \u00D7 %u pixels%s", unit.decimals,
               bytes / unit.bytes, unit.name, claim.width, claim.height, addition);
 }
 
-HRESULT FailLimit(Claim const& claim, double bytes, double limit) noexcept {
+/// `whose` says where the limit comes from.
+HRESULT FailLimit(Claim const& claim, double bytes, wchar_t const* whose, double limit) noexcept {
   Unit const& unit = UnitFor(limit);
   wchar_t addition[64];
-  str::printf(addition, std::size(addition), L"; the host allows %.*f %s", unit.decimals, limit / unit.bytes,
+  str::printf(addition, std::size(addition), L"; %s %.*f %s", whose, unit.decimals, limit / unit.bytes,
               unit.name);
   return FailSize(claim, bytes, addition);
 }
@@ -78,11 +79,12 @@ HRESULT CheckClaim(StreamAdapter const& file, Claim const& claim) noexcept {
   uint64_t const row =
       static_cast<uint64_t>(img::PaddedBytes(int64_t{std::max(claim.bits, 1u)} * claim.width));
   double const bytes = static_cast<double>(row) * claim.height;  // which may exceed 64 bits
-  if (claim.width > INT_MAX || bytes > static_cast<double>(img::LARGEST_IMAGE))
-    return FailSize(claim, bytes, L"");
+  if (claim.width > INT_MAX) return FailSize(claim, bytes, L"; the most across is 2147483647 pixels");
+  if (bytes > static_cast<double>(img::LARGEST_IMAGE))
+    return FailLimit(claim, bytes, L"the most is", static_cast<double>(img::LARGEST_IMAGE));
   uint64_t const size = row * claim.height;
   uint64_t const limit = img::GetReadLimit();
-  if (size > limit) return FailLimit(claim, bytes, static_cast<double>(limit));
+  if (size > limit) return FailLimit(claim, bytes, L"the host allows", static_cast<double>(limit));
   if (!CanBack(file, bytes))
     return Fail(YK_E_BADFILE, READ, L"damaged: the file is too small for %u \u00D7 %u pixels", claim.width,
                 claim.height);

@@ -629,6 +629,8 @@ TEST_F(Filters, SayWhyTheyFail) {
         [&] { return read(*Memory(file)); }}});
   img::SetReadLimit(img::LARGEST_IMAGE);
   ExpectFailures({
+      {E_OUTOFMEMORY, L"the picture needs 10.8 GB, 60000 \u00D7 60000 pixels; the most is 2.1 GB",
+       [&] { return read(*Memory(FromHex(PNG_HUGE))); }},
       {YK_E_BADFILE, L"damaged: a checksum does not match", [&] { return read(*Memory(wrongSum)); }},
       {YK_E_BADFILE, L"damaged: the header is invalid", [&] { return read(*Memory(wrongKind)); }},
       {YK_E_BADFILE, L"damaged: the file is too small for its frames", readFrame},
