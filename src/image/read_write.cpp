@@ -60,7 +60,7 @@ class Search {
   Request const& request;
   unsigned position;
   Buffer<Guid> filters;  // their classes
-  String name;  // of a file stream
+  String name;           // of a file stream
   HRESULT detected = S_OK;
   Guid type = {};  // if it was detected
   unsigned refusals = 0;
