@@ -217,8 +217,11 @@ TEST_F(Tool, TurnsPicturesAndKeepsWhatTheirFilesSay) {
   ASSERT_EQ(camera->Save(folder.Path(L"in.png").c_str()), S_OK);
   EXPECT_THAT(Good(L"info in.png"),
               HasSubstr("\n  orientation: 6, to be turned clockwise\n  resolution-x: 300"));
-  Table<wstring, int, bool> const rows = {
-      {L"", 3, true}, {L" --size 6x10", 6, true}, {L" --no-orient", 5, true}, {L" --strip", 3, false}};
+  Table<wstring, int, bool> const rows = {{L"", 3, true},
+                                          {L" --size 6x10", 6, true},
+                                          {L" --no-orient", 5, true},
+                                          {L" --strip", 3, false},
+                                          {L" --strip --no-orient", 5, false}};
   for (auto const& [options, width, keeps] : rows) {
     Good(L"convert in.png out.tif" + options);
     ImageRef const image = Load(L"out.tif");
@@ -228,6 +231,7 @@ TEST_F(Tool, TurnsPicturesAndKeepsWhatTheirFilesSay) {
     if (Succeeded(image->GetValue(img::INFO_ORIENTATION, turn))) turn.Get(number);
     EXPECT_EQ(number, width == 5 ? 6u : 1u);
   }
+  EXPECT_THAT(Bad(L"convert in.png out.bmp --no-orient"), HasSubstr("BMP files cannot say how to turn it"));
 }
 
 // Grey never becomes transparent, and formats without a direct conversion are reached in several steps.

@@ -92,6 +92,9 @@ Rgb ParseColour(std::string const& text) {
 // File types whose pixels have no alpha.
 bool IsOpaque(Guid const& filter) { return filter == ids::FILE_JPEG || filter == ids::FILE_BMP; }
 
+// Whether files of the type can say how to turn their pictures.
+bool HasOrientation(Guid const& filter) { return filter != ids::FILE_BMP && filter != ids::FILE_GIF; }
+
 Step FlipStep(std::string const& text) {
   if (text == "h") return {"flip", FlipHorizontally};
   if (text == "v") return {"flip", FlipVertically};
@@ -153,6 +156,9 @@ std::string ConvertOne(Job const& job, Recipe const& recipe, Listener& listener)
   Picture picture = LoadPicture(job.input, listener, recipe.frame);
   times.Done("read");
   if (recipe.orients) MakeUpright(picture.image);
+  if (!HasOrientation(job.filter) && OrientationOf(*picture.image) != 1)
+    throw Failure{"cannot convert " + ShownName(job.input) + ": --no-orient: " + TypeName(job.filter) +
+                  " files cannot say how to turn it"};
   ImageRef const before = picture.image;
   Apply(recipe, job, picture, times, listener);
   std::string note;

@@ -116,16 +116,25 @@ void MakeUpright(ImageRef& image) {
   image = ImageRef::Adopt(upright);
 }
 
+unsigned OrientationOf(Image2d& image) {
+  Variant value;
+  unsigned orientation = 1;
+  bool const isKnown = Succeeded(image.GetValue(img::INFO_ORIENTATION, value)) && value.Get(orientation);
+  return isKnown && orientation >= 1 && orientation <= 8 ? orientation : 1;
+}
+
 void KeepFileInfo(Image2d& from, Image2d& to, FileInfo info) {
   if (info == FileInfo::KEPT) {
     HRESULT const result = &from == &to ? S_OK : img::CopyFileInfo(from, to);
     if (Failed(result)) throw Failure{"cannot keep what the file says: " + Reason(result)};
     return;
   }
+  unsigned const orientation = OrientationOf(from);  // before it is removed: `to` may be the same picture
   for (img::FileInfoFacts const& facts : img::FILE_INFO) {
     Variant value;
     if (Succeeded(to.GetValue(facts.key, value))) to.SetValue(facts.key, {});
   }
+  if (orientation > 1) to.SetValue(img::INFO_ORIENTATION, Variant(orientation));
 }
 
 void FlipHorizontally(ImageRef& image, Listener& listener) {

@@ -44,9 +44,13 @@ void Crop(ImageRef& image, Edges const& edges, Listener& listener);
 /// Turns the picture as its file asks.
 void MakeUpright(ImageRef& image);
 
+/// How to turn the picture (see INFO_ORIENTATION): 1 if it is upright.
+unsigned OrientationOf(yk::Image2d& image);
+
 enum class FileInfo { KEPT, DROPPED };
 
-/// Copies what the file said of the picture `from` to `to`, which was made of it; or removes it.
+/// Copies what the file said of the picture `from` to `to`, which was made of it; or removes it, except
+/// how to turn a picture that is not upright.
 void KeepFileInfo(yk::Image2d& from, yk::Image2d& to, FileInfo info);
 
 void FlipHorizontally(ImageRef& image, Listener& listener);
