@@ -204,6 +204,7 @@ TEST_F(Tool, ResizesColoursAsFarAsTheyAreSeen) {
   EXPECT_THAT(Good(L"convert -v edge.png out.bmp"), HasSubstr("bgr24, on the background ffffff;"));
   EXPECT_EQ(At(*Load(L"out.bmp"), 1, 0), (Bytes{255, 255, 255}));
   EXPECT_THAT(Good(L"convert -v words.png out.jpg --quality 90"), HasSubstr("2 x 1 pixels, bgr24;"));
+  EXPECT_THAT(Run(L"convert -v words.png - --type jpg").err, HasSubstr("2 x 1 pixels, bgr24;"));
 }
 
 TEST_F(Tool, TurnsPicturesAndKeepsWhatTheirFilesSay) {

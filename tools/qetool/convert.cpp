@@ -167,12 +167,13 @@ std::string ConvertOne(Job const& job, Recipe const& recipe, Listener& listener)
     note = ", on the background " + recipe.backgroundName;
   }
   KeepFileInfo(*before, *picture.image, recipe.strips ? FileInfo::DROPPED : FileInfo::KEPT);
-  SavePicture(job.filter, *picture.image, job.output,
-              ParseOptions(job.filter, recipe.settings, recipe.quality), listener);
+  Ref<Stream> const output = SavePicture(job.filter, *picture.image, job.output,
+                                         ParseOptions(job.filter, recipe.settings, recipe.quality), listener);
   times.Done("write");
   if (!recipe.isVerbose) return {};
-  bool const isFile = job.output != STANDARD_STREAM;
-  ImageRef const made = isFile ? LoadPicture(job.output, listener).image : picture.image;
+  if (output) output->Seek(0, Stream::FROM_START);
+  ImageRef const made =
+      (output ? LoadPicture(*output, job.output, listener) : LoadPicture(job.output, listener)).image;
   return Format("%s -> %s: %d x %d pixels, %s%s; %s", job.input.c_str(), job.output.c_str(), made->width,
                 made->height, img::GetFacts(made->format).name, note.c_str(), times.text.c_str());
 }

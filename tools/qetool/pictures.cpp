@@ -47,6 +47,7 @@ struct Writing {
   Guid const& filter;
   WriteOptions const& options;
   Listener& listener;
+  Ref<Stream>& output;  ///< for the bytes that went to standard output
 };
 
 HRESULT WriteTo(Stream& stream, Image2d& image, Writing const& how) {
@@ -65,6 +66,7 @@ HRESULT SaveToOutput(Image2d& image, Writing const& how) {
   void* bytes = nullptr;
   if (Succeeded(result)) result = static_cast<MemStream*>(stream.get())->GetBuffer(&bytes);
   if (Succeeded(result)) WriteToOutput(bytes, stream->GetSize());
+  how.output = stream;
   return result;
 }
 
@@ -161,9 +163,10 @@ Guid FilterFor(Host const& host, std::string const& path) {
   throw Failure{"cannot write " + path + ": its extension must be one of " + known};
 }
 
-void SavePicture(Guid const& filter, Image2d& image, std::string const& path, WriteOptions const& options,
-                 Listener& listener) {
-  Writing const how = {filter, options, listener};
+Ref<Stream> SavePicture(Guid const& filter, Image2d& image, std::string const& path,
+                        WriteOptions const& options, Listener& listener) {
+  Ref<Stream> output;
+  Writing const how = {filter, options, listener, output};
   HRESULT result = Save(image, path, how);
   std::string reason = Reason(result);
   Ref<Image2d> const plain = result == YK_E_FORMAT ? MakePlain(image, listener) : Ref<Image2d>();
@@ -172,6 +175,7 @@ void SavePicture(Guid const& filter, Image2d& image, std::string const& path, Wr
     reason = Reason(result);
   }
   if (Failed(result)) throw Failure{reason.starts_with("cannot ") ? reason : "cannot write " + reason};
+  return output;
 }
 
 }  // namespace qetool
