@@ -477,8 +477,9 @@ TEST_F(Tool, WritesJson) {
   EXPECT_EQ(Good(L"info --json a.png"), "[\n  {\n    \"file\": \"a.png\",\n" + picture + "\n  }\n]\n");
   EXPECT_THAT(Run(L"info --json none.png").out, HasSubstr("\"error\": \"cannot open none.png: the file"));
   EXPECT_THAT(Run(L"dump --json chunk.obj").out, HasSubstr(R"("value": "\"a\\b\"")"));
-  EXPECT_THAT(Good(L"plugins --json . --cache my.cache"),
-              AllOf(HasSubstr("\"state\": \"loaded\""), HasSubstr("\"jpeg\",\n")));
+  EXPECT_THAT(
+      Good(L"plugins --json . --cache my.cache"),
+      AllOf(HasSubstr("\"state\": \"loaded\""), HasSubstr("\"rival\": false"), HasSubstr("\"jpeg\",\n")));
 }
 
 // ---- help

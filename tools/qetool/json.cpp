@@ -33,6 +33,11 @@ void Json::AddNumber(std::string_view key, unsigned long long value) {
   text += std::to_string(value);
 }
 
+void Json::AddTruth(std::string_view key, bool value) {
+  AddKey(key);
+  text += value ? "true" : "false";
+}
+
 void Json::AddReal(std::string_view key, double value) {
   AddKey(key);
   text += std::isfinite(value) ? Format("%.10g", value) : "null";

@@ -18,6 +18,7 @@ class Json {
 
   void AddText(std::string_view key, std::string_view value);
   void AddNumber(std::string_view key, unsigned long long value);
+  void AddTruth(std::string_view key, bool value);
   /// Null for a number that JSON does not have.
   void AddReal(std::string_view key, double value);
 

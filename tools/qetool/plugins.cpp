@@ -37,10 +37,15 @@ bool ByName(ClassInfo const* a, ClassInfo const* b) {
   return strcmp(a->name ? a->name : "", b->name ? b->name : "") < 0;
 }
 
-// Why a plug-in does not load; empty if it does.
+// Why a plug-in does not load, or should not have been: the library loads those of other versions, too. Empty
+// if nothing is wrong.
 std::string FailureOf(Module& module) {
   HRESULT const result = module.Load();
-  return Failed(result) ? Reason(result) : std::string();
+  if (Failed(result)) return Reason(result);
+  auto const version = module.entry ? module.entry(MODULE_VERSION_QUERY, KTZ_VERSION, nullptr) : KTZ_VERSION;
+  if (version == KTZ_VERSION) return {};
+  return Format("it has version %lld of the entry point's interface, not %lld",
+                static_cast<long long>(version), static_cast<long long>(KTZ_VERSION));
 }
 
 // Sorted: the order of the chain depends on where it was read from.
@@ -51,15 +56,17 @@ std::vector<ClassInfo const*> ClassesOf(Module const& module) {
   return classes;
 }
 
-// A module that did not load or has no classes has none in the cache either.
+// A module that did not load or has no classes has none in the cache either. A library without the entry point
+// is no plug-in, though the system has loaded it.
 char const* OriginOf(Module const& module) {
-  return module.library ? "loaded" : module.classes ? "from the cache" : "not loaded";
+  return module.library && module.entry ? "loaded" : module.classes ? "from the cache" : "not loaded";
 }
 
 void AddClass(Json& json, ClassInfo const& info) {
   json.BeginObject();
   json.AddText("id", ToText(info.classId));
   json.AddText("name", info.name ? info.name : "");
+  json.AddTruth("rival", info.flags & ClassInfo::RIVAL);
   if (info.flags & ClassInfo::FILTER) {
     FilterInfo const filter = Describe(info);
     json.AddText("format", filter.name);
