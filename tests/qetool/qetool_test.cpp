@@ -488,6 +488,7 @@ TEST_F(Tool, HelpsWithCommands) {
   EXPECT_THAT(Good(L"help"), AllOf(HasSubstr("Usage: qetool "), HasSubstr("\n  verify ")));
   EXPECT_EQ(Good(L"help convert"), Good(L"convert --help"));
   EXPECT_EQ(Good(L"help jpg"), Good(L"formats jpg"));
+  EXPECT_EQ(Bad(L"convert"), "qetool: IN... OUT is required (see qetool convert --help)\n");
 }
 
 // ---- xml

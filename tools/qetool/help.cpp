@@ -17,12 +17,6 @@ namespace {
 
 constexpr size_t COLUMN = 24, WIDTH = 100;  // of the descriptions, of a line
 
-// CLI11 adds the checks of a value to its type: "N:INT in [1 - 100]".
-std::string TypeOf(CLI::Option const* option) {
-  std::string const type = option->get_type_name();
-  return type.substr(0, type.find(':'));
-}
-
 void Print(CLI::App const& app, Host& host, std::string const& name) {
   if (name.empty()) {  // App::help would show that of this command
     printf("%s", app.get_formatter()->make_help(&app, "qetool", CLI::AppFormatMode::Normal).c_str());
@@ -54,6 +48,12 @@ std::string Wrap(std::string const& text, size_t indent, size_t width) {
 }
 
 }  // namespace
+
+// CLI11 adds the checks of a value to its type: "N:INT in [1 - 100]".
+std::string TypeOf(CLI::Option const* option) {
+  std::string const type = option->get_type_name();
+  return type.substr(0, type.find(':'));
+}
 
 HelpFormatter::HelpFormatter() {
   label("Positionals", "Arguments");

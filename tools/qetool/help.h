@@ -3,7 +3,12 @@
 
 #include <CLI/CLI.hpp>
 
+#include <string>
+
 namespace qetool {
+
+/// What the value of an option, or an argument, is called: "FILE".
+std::string TypeOf(CLI::Option const* option);
 
 /// Shows what an option or a file is called, and nothing of how it is parsed.
 class HelpFormatter final : public CLI::Formatter {

@@ -30,12 +30,23 @@ std::vector<std::string> Arguments() {
   return arguments;
 }
 
-// One line: CLI11's own text, and where to find help.
+// CLI11's own text, except for an argument that is missing: the help shows another name of it.
+std::string TextOf(CLI::App const& command, CLI::Error const& error) {
+  auto const missing = command.get_options([](CLI::Option const* option) {
+    return option->get_required() && option->get_positional() && option->count() == 0;
+  });
+  bool const isMissing = error.get_name() == "RequiredError" && !missing.empty();
+  return isMissing ? TypeOf(missing[0]) + " is required" : error.what();
+}
+
+// One line: why, and where to find help.
 std::string Explain(CLI::App const* app, CLI::Error const& error) {
-  std::string line = error.what();
+  std::string command = app->get_display_name(), line = TextOf(*app, error);
+  for (CLI::App const* chosen : app->get_subcommands()) {
+    command += " " + chosen->get_name();
+    line = TextOf(*chosen, error);
+  }
   for (char& c : line) c = c == '\n' ? ' ' : c;
-  std::string command = app->get_display_name();
-  for (CLI::App const* chosen : app->get_subcommands()) command += " " + chosen->get_name();
   return "qetool: " + line + " (see " + command + " --help)\n";
 }
 
