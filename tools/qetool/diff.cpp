@@ -109,7 +109,7 @@ std::string Describe(Difference const& difference, Image2d const& image) {
   double const pixels = 1.0 * image.width * image.height;
   if (difference.pixels == 0) return Format("equal: %d x %d pixels", image.width, image.height);
   double const mean = difference.squares / (pixels * img::GetFacts(image.format).channels);
-  return Format("different: %s of %s pixels (%.2g %%), by at most %.3g %% of the range; PSNR %.2f dB",
+  return Format("different: %s of %s pixels (%.3g %%), by at most %.3g %% of the range; PSNR %.2f dB",
                 Grouped(difference.pixels).c_str(), Grouped(static_cast<unsigned long long>(pixels)).c_str(),
                 100.0 * static_cast<double>(difference.pixels) / pixels, 100 * difference.largest,
                 -10 * std::log10(mean));

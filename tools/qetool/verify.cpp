@@ -49,6 +49,15 @@ std::string Describe(Picture const& first, Frames const& frames) {
   return text + Format(frames.readable == 1 ? ", the first of %u frames" : ", %u frames", frames.count);
 }
 
+// The name is printed before the reason anyway.
+std::string WithoutName(std::string const& text, std::string const& path) {
+  for (char const* what : {"cannot read ", "cannot open "}) {
+    std::string const known = what + ShownName(path) + ": ";
+    if (text.starts_with(known)) return text.substr(known.size());
+  }
+  return text;
+}
+
 Verdict VerifyPicture(Stream& stream, std::string const& path, Listener& listener) {
   unsigned frame = 0;
   try {
@@ -60,8 +69,7 @@ Verdict VerifyPicture(Stream& stream, std::string const& path, Listener& listene
     }
     return {true, Describe(first, frames)};
   } catch (Failure const& failure) {
-    std::string const known = "cannot read " + ShownName(path) + ": ";  // is printed before it anyway
-    std::string const reason = failure.text.substr(failure.text.starts_with(known) ? known.size() : 0);
+    std::string const reason = WithoutName(failure.text, path);
     return {false, frame > 0 ? Format("frame %u: %s", frame, reason.c_str()) : reason};
   }
 }
@@ -91,7 +99,7 @@ Verdict Verify(std::string const& path, Listener& listener) {
     ChunkTree const tree = ParseChunks(bytes);
     return tree.nodes.empty() ? verdict : VerifyChunks(tree);
   } catch (Failure const& failure) {
-    return {false, failure.text};
+    return {false, WithoutName(failure.text, path)};
   } catch (std::bad_alloc const&) {
     return {false, "not enough memory"};
   }
