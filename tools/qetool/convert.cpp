@@ -256,7 +256,7 @@ void AddEdits(CLI::App& command, Options& options) {
       "Resample amounts of light instead of the file's numbers");
   command
       .add_option("--background", options.background,
-                  "What is put under a picture with alpha for file types without; by default white")
+                  "Colour put under a picture with alpha when the file type has none (default ffffff)")
       ->type_name("RRGGBB");
   command.add_option("--flip", options.flip, "Mirror: h swaps left and right, v top and bottom")
       ->type_name("h|v");

@@ -285,7 +285,7 @@ void AddInfo(CLI::App& app, Host& host) {
   command.add_flag_callback(
       "--json", [options] { options->form = Form::JSON; }, "Write a JSON document");
   host.AddOptions(command);
-  command.footer("Of most pictures only the header is read: verify reads all of them.");
+  command.footer("Usually only the header is read; use verify to check the whole file.");
   command.callback([options, &host] { Run(*options, host); });
 }
 
