@@ -243,7 +243,7 @@ TEST_F(Tool, ChangesPixelFormats) {
       {L"gray8", L"gray8", IMG_GRAY8, {3}},  // of column 2, row 1, whose grey is (2 + 1 + 7) / 3
       {L"gray8", L"bgra32", IMG_BGRA32, {3, 3, 3, 255}},
       {L"bgra32", L"bgr24", IMG_BGR24, {2, 1, 7}},
-      {L"gray8", L"bgraf", IMG_BGRA32, {3, 3, 3, 255}}};
+      {L"gray8", L"bgraf", IMG_BGRA64, {3, 3, 3, 3, 3, 3, 255, 255}}};
   for (auto const& [first, second, format, pixel] : rows) {
     Good(L"convert in.png first.png --format " + first);
     Good(L"convert first.png second.png --format " + second);
