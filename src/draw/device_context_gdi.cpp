@@ -20,6 +20,7 @@ namespace {
 using draw::BorrowedCanvas;
 using draw::Canvas;
 using draw::GdiMask;
+using draw::Selected;
 using Coverage = Buffer<unsigned char>;
 using Corners = Buffer<POINT>;
 
@@ -56,23 +57,6 @@ HRESULT PaintMask(IDC const& dc, unsigned colour, GdiMask const& mask, int byte)
 
 // ---- text
 
-// Selects the font of a context into another device context for a scope.
-class SelectedFont {
- public:
-  SelectedFont(HDC dc, HDC from) noexcept : dc(dc) {
-    if (HGDIOBJ const font = GetCurrentObject(from, OBJ_FONT)) before = SelectObject(dc, font);
-  }
-  ~SelectedFont() {
-    if (before) SelectObject(dc, before);
-  }
-  SelectedFont(SelectedFont const&) = delete;
-  SelectedFont& operator=(SelectedFont const&) = delete;
-
- private:
-  HDC dc;
-  HGDIOBJ before = nullptr;
-};
-
 struct Text {
   wchar_t const* characters;
   int length;
@@ -97,7 +81,7 @@ HRESULT MeasureText(Canvas& canvas, Text const& text, xrect2d& r) noexcept {
 HRESULT Measured(IDC const& dc, Text const& text, xrect2d& r) noexcept {
   BorrowedCanvas const canvas;
   if (!canvas) return E_FAIL;
-  SelectedFont const font(canvas->Dc(), dc.memoryDC);
+  Selected const font(canvas->Dc(), GetCurrentObject(dc.memoryDC, OBJ_FONT));
   return MeasureText(*canvas, text, r);
 }
 
@@ -240,7 +224,9 @@ HRESULT PaintOnSurface(IDC const& dc, Text const& text, xrect2d const& r) noexce
   if (!draw::CanPaint(dc)) return E_NOTIMPL;
   BorrowedCanvas const canvas;
   if (!canvas) return E_FAIL;
-  SelectedFont const font(canvas->Dc(), dc.memoryDC);  // once: it takes the system longer than the text does
+  Selected const font(
+      canvas->Dc(),
+      GetCurrentObject(dc.memoryDC, OBJ_FONT));  // once: it takes the system longer than the text does
   xrect2d area = TextArea(*canvas, dc, text, r);
   if (!draw::SurfaceOf(dc).Clip(area)) return S_FALSE;
   return PaintClippedText(*canvas, dc, text, r, area);
@@ -311,22 +297,16 @@ bool ClipToBox(Corners& corners, xrect2d const& box) noexcept {
 bool FillMask(HDC dc, Corners& corners) noexcept {
   draw::GdiObject const brush(CreateSolidBrush(FILL_MASK));
   if (!brush.get()) return false;
-  HGDIOBJ const oldPen = SelectObject(dc, GetStockObject(NULL_PEN));
-  HGDIOBJ const oldBrush = SelectObject(dc, brush.get());
-  bool const drawn = Polygon(dc, corners.begin(), static_cast<int>(corners.Count()));
-  SelectObject(dc, oldBrush);
-  SelectObject(dc, oldPen);
-  return drawn;
+  Selected const noPen(dc, GetStockObject(NULL_PEN)), selected(dc, brush.get());
+  return Polygon(dc, corners.begin(), static_cast<int>(corners.Count()));
 }
 
 // The outline is drawn over the fill and removes it; the first corner is repeated at the end.
 bool OutlineMask(HDC dc, Corners& corners, int penWidth) noexcept {
   draw::GdiObject const pen(CreatePen(PS_SOLID, penWidth, OUTLINE_MASK));
   if (!pen.get()) return false;
-  HGDIOBJ const old = SelectObject(dc, pen.get());
-  bool const drawn = Polyline(dc, corners.begin(), static_cast<int>(corners.Count()));
-  SelectObject(dc, old);
-  return drawn;
+  Selected const selected(dc, pen.get());
+  return Polyline(dc, corners.begin(), static_cast<int>(corners.Count()));
 }
 
 struct PolygonLook {

@@ -55,6 +55,21 @@ class GdiObject {
   HGDIOBJ handle;
 };
 
+/// An object that is selected into a device context for a scope, or none.
+class Selected {
+ public:
+  Selected(HDC dc, HGDIOBJ object) noexcept : dc(dc), before(object ? SelectObject(dc, object) : nullptr) {}
+  ~Selected() {
+    if (before) SelectObject(dc, before);
+  }
+  Selected(Selected const&) = delete;
+  Selected& operator=(Selected const&) = delete;
+
+ private:
+  HDC const dc;
+  HGDIOBJ const before;
+};
+
 /// A 24- or 32-bit DIB section; a positive height is bottom-up. Null when the system cannot create it.
 inline HBITMAP MakeSection(int width, int height, int bitCount, unsigned char** bits) noexcept {
   BITMAPINFO info = {};

@@ -19,7 +19,8 @@
 namespace yk {
 
 /// A colour of its channels, 0 to 255, opaque unless stated otherwise: `Rgba(255, 0, 0)` is red.
-constexpr unsigned Rgba(uint8_t red, uint8_t green, uint8_t blue, uint8_t alpha = 255) noexcept {
+constexpr unsigned Rgba(unsigned char red, unsigned char green, unsigned char blue,
+                        unsigned char alpha = 255) noexcept {
   return unsigned{alpha} << 24 | unsigned{blue} << 16 | unsigned{green} << 8 | red;
 }
 
