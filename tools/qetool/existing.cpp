@@ -63,6 +63,8 @@ bool Existing::Ask(std::string const& path) {
       case 'q':
       case 0:
         throw Stopped{};
+      default:
+        break;  // asks again
     }
   }
 }
