@@ -17,8 +17,8 @@ void WriteBmpFacts(FactsJob& job) noexcept;
 void WriteTiffFacts(FactsJob& job) noexcept;
 
 /// Adds resolution, orientation, colour profile and texts to a PNG, JPEG or TIFF file that an encoder writes,
-/// and the resolution to a BMP file, in the way in which readers of these formats find them. Encoders differ in
-/// what of this they can write.
+/// and the resolution to a BMP file, in the way in which readers of these formats find them. Encoders differ
+/// in what of this they can write.
 ///
 ///   FactsWriter facts(codec.writeFacts, stream, image);
 ///   if (yk::Stream* to = facts.Target()) return facts.Finish(WritePicture(codec, to, image));

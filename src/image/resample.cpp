@@ -304,6 +304,7 @@ class ResampledRows {
     for (size_t done = 0, now = 0; done < count; done += now, row.whole += now) {
       now = std::min(BLOCK, count - done);
       img::BestKernels().cells.sumListed(plan.cells, row, now, plan.weight, exact);
+      // cppcheck-suppress legacyUninitvar  // it is written here
       img::ConvertRow({exact, plan.sumFormat}, {grey, plan.target.format}, static_cast<int>(now));
       for (size_t i = 0; i < now; ++i) row.target[row.whole[i]] = grey[i];
     }

@@ -46,8 +46,8 @@ std::string WrittenTypes(Host const& host);
 yk::Guid FilterFor(Host const& host, std::string const& path);
 
 /// Writes a file, or standard output for "-", through the filter of this class: all of it or nothing. An old
-/// file at `path` stays until the new one is complete. Throws Failure or Stopped. Returns the bytes that went to
-/// standard output; null after writing a file.
+/// file at `path` stays until the new one is complete. Throws Failure or Stopped. Returns the bytes that went
+/// to standard output; null after writing a file.
 yk::Ref<yk::Stream> SavePicture(yk::Guid const& filter, yk::Image2d& image, std::string const& path,
                                 WriteOptions const& options, Listener& listener);
 

@@ -56,8 +56,8 @@ std::vector<ClassInfo const*> ClassesOf(Module const& module) {
   return classes;
 }
 
-// A module that did not load or has no classes has none in the cache either. A library without the entry point
-// is no plug-in, though the system has loaded it.
+// A module that did not load or has no classes has none in the cache either. A library without the entry
+// point is no plug-in, though the system has loaded it.
 char const* OriginOf(Module const& module) {
   return module.library && module.entry ? "loaded" : module.classes ? "from the cache" : "not loaded";
 }
