@@ -7,17 +7,17 @@
 
 #include <math.h>
 #include <qecore/core/diagnostics.h>
-#include <qecore/core/error.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
 #include <qecore/draw/color.h>
 #include <qecore/draw/device_context.h>
 #include <qecore/image/image.h>
-#include <qecore/values/str.h>
 #include <qecore/values/string.h>
 #include <stdio.h>
 
 #include <iterator>
+
+#include "../print.h"
 
 using namespace yk;
 
@@ -263,20 +263,6 @@ void DrawPage(IDC& dc) {
   for (int i = 0; i < static_cast<int>(std::size(EXHIBITS)); ++i) {
     Show(dc, EXHIBITS[i], GAP + i % COLUMNS * (WIDTH + GAP), GAP + i / COLUMNS * (HEIGHT + LABEL + GAP));
   }
-}
-
-// Not by "%ls", which ends the line at a character that the C locale lacks.
-void Print(wchar_t const* text) noexcept {
-  char line[2048] = "";
-  str::WToUTF8(text, line, sizeof line);
-  puts(line);
-}
-
-/// Prints why the last call failed.
-int Refuse() {
-  wchar_t why[400];
-  ErrorMessage(LastError(), why, 400);
-  return Print(why), 1;
 }
 
 }  // namespace

@@ -2,33 +2,15 @@
 //
 //   host photograph.jpg small.png
 #include <qecore/core/diagnostics.h>
-#include <qecore/core/error.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
 #include <qecore/image/image.h>
-#include <qecore/values/str.h>
 #include <qecore/values/string.h>
 #include <stdio.h>
 
+#include "../print.h"
+
 using namespace yk;
-
-namespace {
-
-// Not by "%ls", which ends the line at a character that the C locale lacks.
-void Print(wchar_t const* text) noexcept {
-  char line[2048] = "";
-  str::WToUTF8(text, line, sizeof line);
-  puts(line);
-}
-
-/// Prints why the last call failed.
-int Refuse() {
-  wchar_t why[400];
-  ErrorMessage(LastError(), why, 400);
-  return Print(why), 1;
-}
-
-}  // namespace
 
 int main(int count, char** arguments) {
   if (count != 3) return puts("usage: host IN OUT.png"), 2;

@@ -7,7 +7,6 @@
 #include <qecore/core/system.h>
 #include <qecore/image/image.h>
 #include <qecore/undo/undo_manager.h>
-#include <qecore/values/str.h>
 #include <qecore/values/variant.h>
 #include <stdio.h>
 #include <string.h>
@@ -15,6 +14,8 @@
 #include <algorithm>
 #include <new>
 #include <vector>
+
+#include "../print.h"
 
 namespace {
 
@@ -167,13 +168,6 @@ void Work(Document& document) {
     document.End(L"Rate");
   }
   document.Show();
-}
-
-// Not by "%ls", which ends the line at a character that the C locale lacks.
-void Print(wchar_t const* text) noexcept {
-  char line[2048] = "";
-  str::WToUTF8(text, line, sizeof line);
-  puts(line);
 }
 
 }  // namespace
