@@ -9,9 +9,7 @@
 
 #include "core/buffer_p.h"
 #include "core/error_p.h"
-#include "core/vectors_p.h"
 #include "gdi_p.h"
-#include "image/convert_p.h"
 #include "raster/span_p.h"
 
 namespace yk {
@@ -24,7 +22,6 @@ using draw::Selected;
 using Coverage = Buffer<unsigned char>;
 using Corners = Buffer<POINT>;
 
-constexpr COLORREF WHITE = RGB(255, 255, 255);
 constexpr COLORREF BLACK = RGB(0, 0, 0);
 
 // A polygon's mask holds the coverage of both colours: of the fill in the red bytes, of the outline in the
@@ -156,49 +153,75 @@ bool DrawInto(GdiMask const& mask, Text const& text, xrect2d const& r, COLORREF 
   return height != 0;
 }
 
-// Gives each row of a mask, pixel by pixel as the mean of the colours, to use(means, x, y, count), in pieces.
-template <class Use>
-void ForEachMean(GdiMask const& mask, Use use) noexcept {
-  constexpr int PIECE = 256;
-  unsigned char means[PIECE];
-  img::Converter const average = img::BestConverter(IMG_BGR24, IMG_GRAY8);
-  for (int y = 0; y < mask.Rows(); ++y) {
-    for (int x = 0; x < mask.Columns(); x += PIECE) {
-      int const count = std::min(PIECE, mask.Columns() - x);
-      average(mask.Row(y) + 3 * ptrdiff_t{x}, means, static_cast<size_t>(count), nullptr);
-      use(means, x, y, count);
+// Yellow text on blue is white on black in its red and green bytes, and black on white in its blue ones; blue
+// text on yellow is the other way round.
+constexpr COLORREF YELLOW = RGB(255, 255, 0);
+constexpr COLORREF BLUE = RGB(0, 0, 255);
+
+// Of a pixel of either: how much text there is in its three bytes together.
+unsigned YellowText(unsigned char const* pixel) noexcept { return pixel[2] + pixel[1] + 255u - pixel[0]; }
+unsigned BlueText(unsigned char const* pixel) noexcept { return 3 * 255 - YellowText(pixel); }
+
+// Whether `count` pixels are blue, hence without any text.
+bool IsBlue(unsigned char const* pixels, int count) noexcept {
+  return YellowText(pixels) == 0 && memcmp(pixels, pixels + 3, 3 * static_cast<size_t>(count - 1)) == 0;
+}
+
+// Takes the coverage of yellow text from a row. False when red and green differ.
+bool TakeRow(unsigned char const* pixels, unsigned char* shares, int count) noexcept {
+  constexpr int BLOCK = 8;
+  int differing = 0;
+  for (int x = 0; x < count; x += BLOCK, pixels += ptrdiff_t{3} * BLOCK) {
+    int const size = std::min(BLOCK, count - x);
+    memset(shares + x, 0, static_cast<size_t>(size));
+    if (IsBlue(pixels, size)) continue;
+    unsigned char const* pixel = pixels;
+    for (int i = x; i < x + size; ++i, pixel += 3) {
+      shares[i] = static_cast<unsigned char>((pixel[2] + 255 - pixel[0] + 1) / 2);
+      differing |= pixel[1] ^ pixel[2];
     }
+  }
+  return differing == 0;
+}
+
+bool TakeMask(GdiMask const& mask, Coverage& coverage) noexcept {
+  for (int y = 0; y < mask.Rows(); ++y)
+    if (!TakeRow(mask.Row(y), coverage.begin() + ptrdiff_t{mask.Columns()} * y, mask.Columns())) return false;
+  return true;
+}
+
+// Calls use(pixel, index) for all pixels of a mask.
+template <class Use>
+void ForEachPixel(GdiMask const& mask, Use use) noexcept {
+  size_t index = 0;
+  for (int y = 0; y < mask.Rows(); ++y) {
+    unsigned char const* pixel = mask.Row(y);
+    for (int x = 0; x < mask.Columns(); ++x, pixel += 3) use(pixel, index++);
   }
 }
 
-// Halves the sum of the coverage and that of black on white. Where eight pixels are white, it is as it was.
-void MixIn(unsigned char* shares, unsigned char const* means, int count) noexcept {
-  constexpr int BLOCK = 8;
-  __m128i const white = _mm_set1_epi8(-1);
-  int i = 0;
-  for (; i + BLOCK <= count; i += BLOCK) {
-    __m128i const black = _mm_xor_si128(LoadHalf(means + i), white);
-    uint64_t any;
-    StoreHalf(&any, black);
-    if (any) StoreHalf(shares + i, _mm_avg_epu8(LoadHalf(shares + i), black));
-  }
-  for (; i < count; ++i) shares[i] = static_cast<unsigned char>((shares[i] + 255 - means[i] + 1) / 2);
+// Adds to the mask of yellow text what the other colours show of it.
+HRESULT CoverAgain(Text const& text, xrect2d const& where, GdiMask& mask, Coverage& coverage) noexcept {
+  Buffer<uint16_t> sums;
+  if (!sums.Resize(coverage.Count())) return E_OUTOFMEMORY;
+  ForEachPixel(mask, [&](unsigned char const* pixel, size_t i) {
+    sums[i] = static_cast<uint16_t>(YellowText(pixel));
+  });
+  mask.Fill(YELLOW);
+  if (!DrawInto(mask, text, where, BLUE)) return E_FAIL;
+  ForEachPixel(mask, [&](unsigned char const* pixel, size_t i) {
+    coverage[i] = static_cast<unsigned char>((sums[i] + BlueText(pixel) + 3) / 6);
+  });
+  return S_OK;
 }
 
 // GDI applies a gamma curve to coverage, which makes light letters bolder and dark ones thinner by the same
-// amount: the true coverage is the mean of white on black and black on white.
+// amount: the true coverage is the mean of white on black and black on white. One call draws both, unless GDI
+// smooths each of the three bytes on its own.
 HRESULT CoverText(Text const& text, xrect2d const& where, GdiMask& mask, Coverage& coverage) noexcept {
-  auto const sharesAt = [&](int x, int y) { return coverage.begin() + ptrdiff_t{mask.Columns()} * y + x; };
-  if (!DrawInto(mask, text, where, WHITE)) return E_FAIL;
-  ForEachMean(mask, [&](unsigned char const* means, int x, int y, int count) {
-    memcpy(sharesAt(x, y), means, static_cast<size_t>(count));
-  });
-  mask.Fill(255);
-  if (!DrawInto(mask, text, where, BLACK)) return E_FAIL;
-  ForEachMean(mask, [&](unsigned char const* means, int x, int y, int count) {
-    MixIn(sharesAt(x, y), means, count);
-  });
-  return S_OK;
+  mask.Fill(BLUE);
+  if (!DrawInto(mask, text, where, YELLOW)) return E_FAIL;
+  return TakeMask(mask, coverage) ? S_OK : CoverAgain(text, where, mask, coverage);
 }
 
 HRESULT PaintClippedText(Canvas& canvas, IDC const& dc, Text const& text, xrect2d const& r,
@@ -330,6 +353,7 @@ HRESULT PaintPolygon(IDC const& dc, POINT const* points, int count, PolygonLook 
   if (!canvas) return E_FAIL;
   GdiMask mask(*canvas, area);
   if (!mask.Make()) return E_FAIL;
+  mask.Fill(BLACK);
   if (look.fill >> 24 && !FillMask(mask.Dc(), corners)) return E_FAIL;
   if (!corners.Append(POINT(corners[0]))) return E_OUTOFMEMORY;
   if (look.outline >> 24 && !OutlineMask(mask.Dc(), corners, pen)) return E_FAIL;

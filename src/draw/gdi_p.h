@@ -137,16 +137,23 @@ class GdiMask {
  public:
   GdiMask(Canvas& canvas, xrect2d const& area) noexcept : canvas(canvas), area(area) {}
 
-  /// Makes it black. False when the system cannot make room for it.
+  /// Makes room for it; its pixels are undefined. False when the system cannot.
   bool Make() noexcept {
     if (!canvas.Fit(Columns(), Rows())) return false;
     SetViewportOrgEx(Dc(), -area.left, -area.top, nullptr);
-    Fill(0);
     return true;
   }
-  /// Sets every byte.
-  void Fill(int byte) noexcept {
-    for (int row = 0; row < Rows(); ++row) memset(canvas.Row(row), byte, static_cast<size_t>(Columns()) * 3);
+  /// Sets every pixel.
+  void Fill(COLORREF colour) noexcept {
+    if (Rows() <= 0) return;
+    size_t const size = static_cast<size_t>(Columns()) * 3;
+    unsigned char* const first = canvas.Row(0);
+    for (size_t i = 0; i < size; i += 3) {
+      first[i] = GetBValue(colour);
+      first[i + 1] = GetGValue(colour);
+      first[i + 2] = GetRValue(colour);
+    }
+    for (int row = 1; row < Rows(); ++row) memcpy(canvas.Row(row), first, size);
   }
 
   HDC Dc() const noexcept { return canvas.Dc(); }
