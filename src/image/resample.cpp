@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <span>
 
 #include "convert_p.h"
 #include "core/error_p.h"
@@ -62,6 +63,13 @@ struct Axis {
   std::unique_ptr<img::Run[]> runs;
   std::unique_ptr<float[]> weights;
 
+  /// The most source pixels that a target pixel covers.
+  size_t Depth() const noexcept {
+    size_t depth = 0;
+    for (size_t t = 0; t < targets; ++t) depth = std::max(depth, static_cast<size_t>(runs[t].count));
+    return depth;
+  }
+
   bool Build(int from, int to) noexcept {
     targets = static_cast<size_t>(to);
     runs = NewArray<img::Run>(targets);
@@ -85,9 +93,8 @@ class ColumnTable {
 
   bool Build(Axis const& axis, size_t channels) noexcept {
     size_t const lanes = img::PixelsPerBlock(channels);
-    size_t const padded = (axis.targets + lanes - 1) / lanes * lanes;
-    for (size_t t = 0; t < axis.targets; ++t)
-      columns.depth = std::max(columns.depth, static_cast<size_t>(axis.runs[t].count));
+    size_t const padded = img::BlocksOf(axis.targets, channels) * lanes;
+    columns.depth = axis.Depth();
     indices = NewArray<int32_t>(2 * padded);
     weights = NewArray<float>(padded * img::FloatsPerPixel(channels) * columns.depth);
     if (!indices || !weights) return false;
@@ -168,6 +175,7 @@ class Resampling {
     if (!across.Build(source.width, target.width) || !table.Build(across, channels)) return false;
     ChooseRows();
     hasCells = ChooseCells();
+    mixes = !hasCells && ChooseMixture();
     return true;
   }
 
@@ -189,7 +197,9 @@ class Resampling {
   ColumnTable table;
   bool hasCells = false;  // whose means are the averages
   img::Cells cells = {};
-  float weight = 0;  // of each pixel of a cell
+  float weight = 0;    // of each pixel of a cell
+  bool mixes = false;  // target rows are mixtures of stretched source rows
+  float bias = 0;      // of these
 
  private:
   /// Whether the averages can be taken in whole numbers. For a cell of `count` pixels these differ from those
@@ -211,6 +221,23 @@ class Resampling {
     if (!table.columns.uniform || !IsUniform(weights, static_cast<size_t>(source.height))) return false;
     weight = weights[0] * table.columns.weights[0];
     return true;
+  }
+
+  /// Whether bytes can be taken from a mixture of two rows: an image that grows has the same few source pixels
+  /// in many target rows, of which each is stretched once. Sums of at most four pixels and their mixture
+  /// differ by less than 11 roundings of values up to 255, 1 / 5957; see img::MixFunction.
+  bool ChooseMixture() noexcept {
+    static constexpr struct {
+      IMG_FORMAT sums, target;
+      float bias;
+    } BYTES[] = {{IMG_GRAYF, IMG_GRAY8, -0.5f}, {IMG_BGRAF, IMG_BGR24, 0}, {IMG_BGRAF, IMG_BGRA32, 0}};
+    auto const found = std::find_if(std::begin(BYTES), std::end(BYTES), [&](auto const& row) {
+      return row.sums == sumFormat && row.target == target.format;
+    });
+    if (found == std::end(BYTES) || img::GetFacts(source.format).kind == img::ChannelKind::FLOAT)
+      return false;
+    bias = found->bias;
+    return img::BestKernels().resample.mix && table.columns.depth <= 2 && down.Depth() <= 2;
   }
 
   static bool IsUniform(float const* weights, size_t count) noexcept {
@@ -241,16 +268,17 @@ class ResampledRows {
         sumsInPlace(of.sumFormat == of.target.format &&
                     of.table.columns.targets % img::PixelsPerBlock(of.channels) == 0),
         rowSize(static_cast<size_t>(of.source.width) * img::GetFacts(of.rowFormat).bytes),
-        readable(rowSize + (isDirect ? 0 : SPARE)) {}
+        readable(rowSize + (isDirect ? 0 : SPARE)),
+        sumFloats(img::BLOCK_FLOATS * img::BlocksOf(of.table.columns.targets, of.channels)) {}
 
   /// False: no memory. Widths have 31 bits: no size overflows.
   bool Allocate() noexcept {
-    size_t const lanes = img::PixelsPerBlock(plan.channels);
-    sums = NewArray<float>((plan.table.columns.targets + lanes - 1) / lanes * img::BLOCK_FLOATS);
+    sums = NewArray<float>(sumFloats);
     if (!isDirect) converted = NewArray<uint8_t>(HELD * readable);
-    bool const lists = plan.hasCells && plan.channels == 1;
+    bool const lists = plan.mixes || (plan.hasCells && plan.channels == 1);
     if (lists) listed = NewArray<uint32_t>(plan.table.columns.targets + img::CellRow::SPARE);
-    return sums && (isDirect || converted) && (!lists || listed);
+    if (plan.mixes) stretched = NewArray<float>(HELD * sumFloats);
+    return sums && (isDirect || converted) && (!lists || listed) && (!plan.mixes || stretched);
   }
 
   /// Makes the rows `first` to `end` - 1, in memory order.
@@ -273,7 +301,7 @@ class ResampledRows {
     uint8_t* const row = plan.targetRows[y];
     if (rowsToSum) {
       --rowsToSum;
-    } else if (plan.hasCells && AverageCells(run, row)) {
+    } else if (plan.hasCells ? AverageCells(run, row) : plan.mixes && Mix(run, row)) {
       return;
     }
     float* const to = sumsInPlace ? reinterpret_cast<float*>(row) : sums.get();
@@ -310,7 +338,64 @@ class ResampledRows {
     }
   }
 
-  void AddRun(img::Run const& run, float* to) noexcept {
+  /// False: so many bytes are undecided that all had better be summed up, in the following rows as well.
+  bool Mix(img::Run const& run, uint8_t* to) noexcept {
+    size_t const pixels = plan.table.columns.targets, blocks = img::BlocksOf(pixels, plan.channels);
+    float const* const first = Stretched(run.first);
+    if (run.count == 1) {
+      img::ConvertRow({first, plan.sumFormat}, {to, plan.target.format}, plan.target.width);
+      return true;
+    }
+    float const* const weights = &plan.down.weights[run.weights];
+    img::Mixture const row = {{first, Stretched(run.first + 1)},
+                              {weights[0] * 255, weights[1] * 255},
+                              plan.bias,
+                              to,
+                              pixels,
+                              static_cast<size_t>(plan.target.bytesPerPixel),
+                              listed.get()};
+    size_t found = img::BestKernels().resample.mix(row);
+    if (found > blocks / 4) {
+      rowsToSum = 15;
+      return false;
+    }
+    for (size_t rest = row.Blocks(); rest < blocks; ++rest) listed[found++] = static_cast<uint32_t>(rest);
+    SumBlocks(run, found, to);
+    return true;
+  }
+
+  /// The sums of a source row alone.
+  float const* Stretched(int y) noexcept {
+    size_t const slot = static_cast<size_t>(y) % HELD;
+    float* const to = stretched.get() + slot * sumFloats;
+    if (stretchedFrom[slot] != y) {
+      img::SourceRow const alone = {RowAt(y), 1};
+      plan.add(plan.table.columns, {to, &alone, 1, readable, isFinite, img::SumsFrom::ZERO});
+    }
+    stretchedFrom[slot] = y;
+    return to;
+  }
+
+  /// Makes the listed blocks as they are defined.
+  void SumBlocks(img::Run const& run, size_t count, uint8_t* to) noexcept {
+    constexpr size_t MOST = 32;
+    float exact[MOST * img::BLOCK_FLOATS];
+    uint8_t bytes[MOST * img::BLOCK_FLOATS];
+    size_t const perBlock = img::PixelsPerBlock(plan.channels), pixels = plan.table.columns.targets;
+    size_t const size = static_cast<size_t>(plan.target.bytesPerPixel);
+    for (size_t done = 0, now = 0; done < count; done += now) {
+      now = std::min(MOST, count - done);
+      AddRun(run, exact, {listed.get() + done, now});
+      img::ConvertRow({exact, plan.sumFormat}, {bytes, plan.target.format}, static_cast<int>(now * perBlock));
+      for (size_t i = 0; i < now; ++i) {
+        size_t const pixel = listed[done + i] * perBlock, there = std::min(perBlock, pixels - pixel);
+        memcpy(to + pixel * size, bytes + i * perBlock * size, there * size);
+      }
+    }
+  }
+
+  /// Of all blocks, or of those that are listed.
+  void AddRun(img::Run const& run, float* to, std::span<uint32_t const> blocks = {}) noexcept {
     size_t const most = isDirect ? AT_ONCE : HELD;
     size_t const count = static_cast<size_t>(run.count);
     img::SourceRow rows[AT_ONCE];
@@ -319,8 +404,8 @@ class ResampledRows {
       for (size_t i = 0; i < now; ++i) {
         rows[i] = {RowAt(run.first + static_cast<int>(done + i)), plan.down.weights[run.weights + done + i]};
       }
-      plan.add(plan.table.columns,
-               {to, rows, now, readable, isFinite, done ? img::SumsFrom::PRESENT : img::SumsFrom::ZERO});
+      img::SumsFrom const from = done ? img::SumsFrom::PRESENT : img::SumsFrom::ZERO;
+      plan.add(plan.table.columns, {to, rows, now, readable, isFinite, from, blocks.data(), blocks.size()});
     }
   }
 
@@ -349,10 +434,13 @@ class ResampledRows {
   bool const sumsInPlace;  // the target's rows have the format of sums, and consist of whole blocks
   size_t const rowSize;    // bytes
   size_t const readable;   // with the spare ones
+  size_t const sumFloats;  // of a row of sums
   std::unique_ptr<float[]> sums;
   std::unique_ptr<uint8_t[]> converted;
-  std::unique_ptr<uint32_t[]> listed;  // the cells of a row whose means are whole
-  int rowsToSum = 0;                   // the next rows whose cells are not worth a try
+  std::unique_ptr<float[]> stretched;  // the sums of single source rows
+  int stretchedFrom[HELD] = {-1, -1};
+  std::unique_ptr<uint32_t[]> listed;  // the cells of a row whose means are whole, or undecided blocks
+  int rowsToSum = 0;                   // the next rows of which these are not worth a try
   int held[HELD] = {-1, -1};
   int madeFrom = -1;    // the top row of those made last
   int aloneBelow = -1;  // the only source row of the target row below, if it has only one

@@ -4,6 +4,6 @@
 namespace yk::img {
 
 ResampleKernels const RESAMPLE_BASE = {
-    {AddRows<Isa::BASE, float, 1>, AddRows<Isa::BASE, float, 3>, AddRows<Isa::BASE, float, 4>}, {}};
+    {AddRows<Isa::BASE, float, 1>, AddRows<Isa::BASE, float, 3>, AddRows<Isa::BASE, float, 4>}, {}, nullptr};
 
 }  // namespace yk::img

@@ -1,6 +1,7 @@
 // Area averaging for processors with AVX2: a block of target pixels in a register.
 #include "resample_kernels_p.h"
 #include "unit_avx2_p.h"
+#include "vector_kernels_avx2_p.h"
 
 namespace yk::img {
 namespace {
@@ -159,10 +160,11 @@ size_t SafeBlocks(Columns const& columns, RowSum const& row) noexcept {
   constexpr size_t LANES = PixelsPerBlock(N);
   size_t const lastLoad = (columns.depth - 1) / Reader::PIXELS * Reader::PIXELS;
   size_t const reach = lastLoad * Reader::SIZE + Reader::REACH;
-  size_t blocks = columns.targets / LANES + (columns.targets % LANES != 0);
-  while (blocks &&
-         static_cast<size_t>(columns.first[blocks * LANES - 1]) * Reader::SIZE + reach > row.readable)
-    --blocks;
+  size_t blocks = row.Blocks(BlocksOf(columns.targets, N));
+  auto const last = [&](size_t block) {
+    return static_cast<size_t>(columns.first[block * LANES + LANES - 1]);
+  };
+  while (blocks && last(row.Block(blocks - 1)) * Reader::SIZE + reach > row.readable) --blocks;
   return blocks;
 }
 
@@ -172,14 +174,16 @@ void AllOf(std::index_sequence<I...>, Step step) noexcept {
   (void)(step(std::integral_constant<size_t, I>()) && ...);
 }
 
-/// `DEPTH` is the depth if it is known when compiled, or 0.
+/// `DEPTH` is the depth if it is known when compiled, or 0. The arguments are copies, which the compiler knows
+/// not to be changed by the stores.
 template <class Reader, size_t N, size_t DEPTH, bool UNIFORM>
-void AddBlocks(Columns const& columns, RowSum const& row, size_t blocks) noexcept {
+void AddBlocks(Columns columns, RowSum row, size_t blocks) noexcept {
   size_t const depth = DEPTH ? DEPTH : columns.depth;
   __m256 const alike = _mm256_set1_ps(columns.weights[0]);
-  float const* weights = columns.weights;
-  for (size_t b = 0; b < blocks; ++b, weights += depth * BLOCK_FLOATS) {
-    float* const at = row.sums + b * BLOCK_FLOATS;
+  for (size_t i = 0; i < blocks; ++i) {
+    size_t const b = row.Block(i);
+    float const* const weights = columns.weights + b * depth * BLOCK_FLOATS;
+    float* const at = row.sums + i * BLOCK_FLOATS;
     __m256 sum = row.from == SumsFrom::ZERO ? _mm256_setzero_ps() : _mm256_loadu_ps(at);
     Reader reader(columns.first + b * PixelsPerBlock(N));
     for (SourceRow const* source = row.rows; source != row.rows + row.rowCount; ++source) {
@@ -212,13 +216,13 @@ void AddBlocksOfDepth(Columns const& columns, RowSum const& row, size_t blocks) 
   AddBlocks<Reader, N, 0, UNIFORM>(columns, row, blocks);
 }
 
-/// \return the number of target pixels that are done
+/// \return how many blocks are done
 template <class Reader, size_t N>
 size_t AddWith(Columns const& columns, RowSum const& row) noexcept {
   size_t const blocks = SafeBlocks<Reader, N>(columns, row);
   columns.uniform ? AddBlocksOfDepth<Reader, N, true>(columns, row, blocks)
                   : AddBlocksOfDepth<Reader, N, false>(columns, row, blocks);
-  return blocks * PixelsPerBlock(N);
+  return blocks;
 }
 
 template <size_t N>
@@ -247,10 +251,63 @@ struct VectorAddRows<Isa::AVX2, float, N> {
   }
 };
 
+// ---- mixtures of two rows
+
+/// Writes 32 bytes: 32 grey pixels, or 8 of four channels, of which the target may have three.
+template <size_t N>
+void StoreBlocks(Mixture const& row, size_t block, __m256i bytes) noexcept {
+  size_t const pixel = block * PixelsPerBlock(N);
+  uint8_t* const to = row.target + pixel * N;
+  if constexpr (N == 3) {
+    StoreTwelves(to, DropFourth(bytes), row.pixels - pixel);
+  } else {
+    StoreWide(to, bytes);
+  }
+}
+
+__m256i PackBlocks(__m256i const (&values)[Mixture::AT_ONCE]) noexcept {
+  __m256i const packed =
+      _mm256_packus_epi16(_mm256_packs_epi32(values[0], values[1]), _mm256_packs_epi32(values[2], values[3]));
+  return _mm256_permutevar8x32_epi32(packed, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+}
+
+template <size_t N>
+size_t MixBlocks(Mixture const& row) noexcept {
+  __m256 const first = _mm256_set1_ps(row.weights[0]), second = _mm256_set1_ps(row.weights[1]);
+  __m256 const bias = _mm256_set1_ps(row.bias), sign = _mm256_set1_ps(-0.0f);
+  __m256 const decided = _mm256_set1_ps(0.5f - 1.0f / 4096);
+  size_t found = 0;
+  for (size_t block = 0, blocks = row.Blocks(); block < blocks; block += Mixture::AT_ONCE) {
+    __m256i values[Mixture::AT_ONCE];
+    __m256 isOpen[Mixture::AT_ONCE];
+    for (size_t k = 0; k < Mixture::AT_ONCE; ++k) {
+      size_t const at = (block + k) * BLOCK_FLOATS;
+      __m256 const mean = _mm256_fmadd_ps(_mm256_loadu_ps(row.rows[1] + at), second,
+                                          _mm256_fmadd_ps(_mm256_loadu_ps(row.rows[0] + at), first, bias));
+      values[k] = _mm256_cvtps_epi32(mean);
+      __m256 const distance = _mm256_andnot_ps(sign, _mm256_sub_ps(mean, _mm256_cvtepi32_ps(values[k])));
+      isOpen[k] = _mm256_cmp_ps(distance, decided, _CMP_GT_OQ);
+    }
+    StoreBlocks<N>(row, block, PackBlocks(values));
+    __m256 const any = _mm256_or_ps(_mm256_or_ps(isOpen[0], isOpen[1]), _mm256_or_ps(isOpen[2], isOpen[3]));
+    if (N != 1 && _mm256_testz_ps(any, any)) continue;  // too rare to foresee for grey, of which much is flat
+    for (size_t k = 0; k < Mixture::AT_ONCE; ++k) {
+      row.undecided[found] = static_cast<uint32_t>(block + k);
+      found += _mm256_movemask_ps(isOpen[k]) != 0;
+    }
+  }
+  return found;
+}
+
+size_t Mix(Mixture const& row) noexcept {
+  return row.channels == 1 ? MixBlocks<1>(row) : row.channels == 3 ? MixBlocks<3>(row) : MixBlocks<4>(row);
+}
+
 }  // namespace
 
 ResampleKernels const RESAMPLE_AVX2 = {
     {AddRows<Isa::AVX2, float, 1>, AddRows<Isa::AVX2, float, 3>, AddRows<Isa::AVX2, float, 4>},
-    {AddRows<Isa::AVX2, uint8_t, 1>, AddRows<Isa::AVX2, uint8_t, 3>, AddRows<Isa::AVX2, uint8_t, 4>}};
+    {AddRows<Isa::AVX2, uint8_t, 1>, AddRows<Isa::AVX2, uint8_t, 3>, AddRows<Isa::AVX2, uint8_t, 4>},
+    Mix};
 
 }  // namespace yk::img

@@ -2,6 +2,7 @@
 // the sums; the one over blocks adds as many as it can without reading past the rows, and leaves the rest.
 #pragma once
 
+#include <algorithm>
 #include <utility>
 
 #include "core/vectors_p.h"
@@ -48,25 +49,35 @@ void WriteSum(float* at, __m128 sum) noexcept {
 }
 
 template <class T, size_t N>
-void AddPixels(Columns const& columns, RowSum const& row, size_t target) noexcept {
+void AddPixel(Columns const& columns, RowSum const& row, size_t target, float* at) noexcept {
   constexpr size_t LANES = PixelsPerBlock(N), FLOATS = FloatsPerPixel(N);
-  for (; target < columns.targets; ++target) {
-    size_t const block = target / LANES * BLOCK_FLOATS;
-    float const* const weights = columns.weights + block * columns.depth + target % LANES * FLOATS;
-    float* const at = row.sums + target * FLOATS;
-    __m128 sum = row.from == SumsFrom::ZERO ? _mm_setzero_ps()
-                                            : ReadPixel<float, FLOATS>(reinterpret_cast<uint8_t*>(at));
-    for (size_t r = 0; r < row.rowCount; ++r) {
-      uint8_t const* source = row.rows[r].pixels + static_cast<size_t>(columns.first[target]) * N * sizeof(T);
-      for (size_t k = 0; k < static_cast<size_t>(columns.count[target]); ++k, source += N * sizeof(T)) {
-        __m128 const weight = _mm_set1_ps(row.rows[r].weight * weights[k * BLOCK_FLOATS]);
-        sum = _mm_add_ps(sum, _mm_mul_ps(weight, ReadPixel<T, N>(source)));
-      }
+  size_t const block = target / LANES * BLOCK_FLOATS;
+  float const* const weights = columns.weights + block * columns.depth + target % LANES * FLOATS;
+  __m128 sum = row.from == SumsFrom::ZERO ? _mm_setzero_ps()
+                                          : ReadPixel<float, FLOATS>(reinterpret_cast<uint8_t*>(at));
+  for (size_t r = 0; r < row.rowCount; ++r) {
+    uint8_t const* source = row.rows[r].pixels + static_cast<size_t>(columns.first[target]) * N * sizeof(T);
+    for (size_t k = 0; k < static_cast<size_t>(columns.count[target]); ++k, source += N * sizeof(T)) {
+      __m128 const weight = _mm_set1_ps(row.rows[r].weight * weights[k * BLOCK_FLOATS]);
+      sum = _mm_add_ps(sum, _mm_mul_ps(weight, ReadPixel<T, N>(source)));
     }
-    WriteSum<N>(at, sum);
+  }
+  WriteSum<N>(at, sum);
+}
+
+/// From block `i` on, of all or of those that are listed.
+template <class T, size_t N>
+void AddPixels(Columns const& columns, RowSum const& row, size_t i) noexcept {
+  constexpr size_t LANES = PixelsPerBlock(N);
+  for (; i < row.Blocks(BlocksOf(columns.targets, N)); ++i) {
+    size_t const first = row.Block(i) * LANES, end = std::min(first + LANES, columns.targets);
+    float* at = row.sums + i * BLOCK_FLOATS;
+    for (size_t target = first; target < end; ++target, at += FloatsPerPixel(N))
+      AddPixel<T, N>(columns, row, target, at);
   }
 }
 
+/// Run returns how many blocks are done.
 template <Isa ISA, class T, size_t N>
 struct VectorAddRows {
   static size_t Run(Columns const&, RowSum const&) noexcept { return 0; }

@@ -13,6 +13,10 @@ inline constexpr size_t BLOCK_FLOATS = 8;
 constexpr size_t FloatsPerPixel(size_t channels) noexcept { return channels == 1 ? 1 : 4; }
 /// The pixels in a block.
 constexpr size_t PixelsPerBlock(size_t channels) noexcept { return BLOCK_FLOATS / FloatsPerPixel(channels); }
+/// The blocks for so many pixels.
+constexpr size_t BlocksOf(size_t pixels, size_t channels) noexcept {
+  return (pixels + PixelsPerBlock(channels) - 1) / PixelsPerBlock(channels);
+}
 
 /// The adjacent source pixels that each target pixel covers, and their weights.
 struct Columns {
@@ -44,6 +48,12 @@ struct RowSum {
   size_t readable;  ///< bytes of each row that exist
   bool finite;      ///< no infinities or NaNs: times a weight of 0 they give 0
   SumsFrom from;
+  /// Null, or the blocks to sum up, in order: their sums are then one after another.
+  uint32_t const* blocks = nullptr;
+  size_t blockCount = 0;
+
+  size_t Blocks(size_t ofAll) const noexcept { return blocks ? blockCount : ofAll; }
+  size_t Block(size_t i) const noexcept { return blocks ? blocks[i] : i; }
 };
 
 /// For each row, for each pixel that a target pixel covers, for each channel:
@@ -53,10 +63,35 @@ struct RowSum {
 /// in single precision, in this order. The alpha of pixels without one becomes 1.
 using AddRowsFunction = void (*)(Columns const&, RowSum const&) noexcept;
 
+/// A target row of bytes that is a mixture of two rows of sums, each of one source row with the weight 1.
+struct Mixture {
+  float const* rows[2];
+  float weights[2];  ///< of the rows, times 255
+  float bias;        ///< 0 where bytes are rounded, -0.5 where they are truncated
+  uint8_t* target;
+  size_t pixels;
+  size_t channels;      ///< of the target
+  uint32_t* undecided;  ///< receives blocks, in order; room for all of them
+
+  static constexpr size_t AT_ONCE = 4;  ///< blocks
+
+  /// How many blocks are mixed.
+  size_t Blocks() const noexcept { return pixels / PixelsPerBlock(channels) / AT_ONCE * AT_ONCE; }
+};
+
+/// Writes the bytes of the first Blocks() blocks: those that are closest to
+///
+///   row 0 * weight 0 + row 1 * weight 1 + bias
+///
+/// This is not the sum that AddRowsFunction makes, but so close to it that the byte is the same unless the
+/// next byte is as close to within 1 / 4096. \return how many blocks have such channels
+using MixFunction = size_t (*)(Mixture const&) noexcept;
+
 /// The same loop for the kinds of rows: floats, and bytes that count as v / 255, of 1, 3 or 4 channels.
 struct ResampleKernels {
   AddRowsFunction floats[3];
   AddRowsFunction bytes[3];  ///< null where rows are better converted to floats first
+  MixFunction mix;           ///< null where adding is as fast
 
   static constexpr size_t IndexOf(size_t channels) noexcept { return channels == 1 ? 0 : channels - 2; }
 };

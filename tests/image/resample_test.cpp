@@ -89,6 +89,29 @@ TEST(RescaleTo, AgreesWhereCellsAreWhole) {
   }
 }
 
+/// Pictures that grow, whose bytes are mixed from stretched rows where that gives the same: of noise, of a
+/// few close values, of which many means are whole or halves, and of one colour.
+TEST(RescaleTo, AgreesWherePicturesGrow) {
+  Table<int, int, int, int> const sizes = {{100, 56, 192, 108}, {50, 30, 75, 45}, {33, 20, 100, 61},
+                                           {64, 1, 65, 3},      {7, 5, 300, 9},   {40, 9, 40, 16}};
+  for (IMG_FORMAT from : {IMG_GRAY8, IMG_BGR24, IMG_BGRA32, IMG_BGR48}) {
+    for (IMG_FORMAT to : {from == IMG_BGR48 ? IMG_BGR24 : from, IMG_BGRA32}) {
+      for (int mask : {0xFF, 0x81, 0}) {
+        for (auto const& [width, height, newWidth, newHeight] : sizes) {
+          ImageRef const source = Noise(from, width, height);
+          ImageRef const target = NewImage(to, newWidth, newHeight),
+                         expected = NewImage(to, newWidth, newHeight);
+          for (int i = 0; i < source->stride * height; ++i) source->bits[i] = (source->bits[i] & mask) | 0x54;
+          Resample(*source, *expected);
+          ASSERT_EQ(source->RescaleTo(target.get()), S_OK);
+          ASSERT_EQ(BlockOf(*target), BlockOf(*expected))
+              << from << ' ' << to << ' ' << mask << ' ' << newWidth;
+        }
+      }
+    }
+  }
+}
+
 /// Exactly to half: a box of 2 x 2, truncated, in these two formats, and through floats in all others.
 TEST(RescaleTo, HalvesByTheBox) {
   for (IMG_FORMAT format : {IMG_GRAY8, IMG_BGR24}) {
