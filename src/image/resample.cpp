@@ -223,9 +223,9 @@ class Resampling {
     return true;
   }
 
-  /// Whether bytes can be taken from a mixture of two rows: an image that grows has the same few source pixels
-  /// in many target rows, of which each is stretched once. Sums of at most four pixels and their mixture
-  /// differ by less than 11 roundings of values up to 255, 1 / 5957; see img::MixFunction.
+  /// Whether bytes can be taken from a mixture of two rows: an image that grows has the same few source
+  /// pixels in many target rows, of which each is stretched once. Sums of at most four pixels and their
+  /// mixture differ by less than 11 roundings of values up to 255, 1 / 5957; see img::MixFunction.
   bool ChooseMixture() noexcept {
     static constexpr struct {
       IMG_FORMAT sums, target;

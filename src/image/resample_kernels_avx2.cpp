@@ -174,8 +174,8 @@ void AllOf(std::index_sequence<I...>, Step step) noexcept {
   (void)(step(std::integral_constant<size_t, I>()) && ...);
 }
 
-/// `DEPTH` is the depth if it is known when compiled, or 0. The arguments are copies, which the compiler knows
-/// not to be changed by the stores.
+/// `DEPTH` is the depth if it is known when compiled, or 0. The arguments are copies, which the compiler
+/// knows not to be changed by the stores.
 template <class Reader, size_t N, size_t DEPTH, bool UNIFORM>
 void AddBlocks(Columns columns, RowSum row, size_t blocks) noexcept {
   size_t const depth = DEPTH ? DEPTH : columns.depth;
