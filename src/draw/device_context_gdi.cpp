@@ -162,28 +162,39 @@ constexpr COLORREF BLUE = RGB(0, 0, 255);
 unsigned YellowText(unsigned char const* pixel) noexcept { return pixel[2] + pixel[1] + 255u - pixel[0]; }
 unsigned BlueText(unsigned char const* pixel) noexcept { return 3 * 255 - YellowText(pixel); }
 
-// Whether `count` pixels are blue, hence without any text.
-bool IsBlue(unsigned char const* pixels, int count) noexcept {
-  return YellowText(pixels) == 0 && memcmp(pixels, pixels + 3, 3 * static_cast<size_t>(count - 1)) == 0;
+// Eight pixels, of which most are blue, hence without any text.
+constexpr int BLOCK = 8;
+
+bool IsBlue(unsigned char const* block) noexcept {
+  uint64_t words[3];
+  static_assert(sizeof words == 3 * BLOCK);
+  memcpy(words, block, sizeof words);
+  return words[0] == 0x00FF0000FF0000FF && words[1] == 0xFF0000FF0000FF00 && words[2] == 0x0000FF0000FF0000;
 }
 
-// Takes the coverage of yellow text from a row. False when red and green differ.
-bool TakeRow(unsigned char const* pixels, unsigned char* shares, int count) noexcept {
-  constexpr int BLOCK = 8;
+// Takes the coverage of yellow text. \return bits in which red and green differ
+int TakePixels(unsigned char const* pixel, unsigned char* shares, int count) noexcept {
   int differing = 0;
-  for (int x = 0; x < count; x += BLOCK, pixels += ptrdiff_t{3} * BLOCK) {
-    int const size = std::min(BLOCK, count - x);
-    memset(shares + x, 0, static_cast<size_t>(size));
-    if (IsBlue(pixels, size)) continue;
-    unsigned char const* pixel = pixels;
-    for (int i = x; i < x + size; ++i, pixel += 3) {
-      shares[i] = static_cast<unsigned char>((pixel[2] + 255 - pixel[0] + 1) / 2);
-      differing |= pixel[1] ^ pixel[2];
+  for (int i = 0; i < count; ++i, pixel += 3) {
+    shares[i] = static_cast<unsigned char>((pixel[2] + 255 - pixel[0] + 1) / 2);
+    differing |= pixel[1] ^ pixel[2];
+  }
+  return differing;
+}
+
+bool TakeRow(unsigned char const* pixels, unsigned char* shares, int count) noexcept {
+  int differing = 0;
+  for (; count >= BLOCK; count -= BLOCK, pixels += ptrdiff_t{3} * BLOCK, shares += BLOCK) {
+    if (IsBlue(pixels)) {
+      memset(shares, 0, BLOCK);
+    } else {
+      differing |= TakePixels(pixels, shares, BLOCK);
     }
   }
-  return differing == 0;
+  return (differing | TakePixels(pixels, shares, count)) == 0;
 }
 
+// False when red and green differ anywhere.
 bool TakeMask(GdiMask const& mask, Coverage& coverage) noexcept {
   for (int y = 0; y < mask.Rows(); ++y)
     if (!TakeRow(mask.Row(y), coverage.begin() + ptrdiff_t{mask.Columns()} * y, mask.Columns())) return false;

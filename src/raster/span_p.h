@@ -36,7 +36,8 @@ class SpanPainter {
     size_t const width = static_cast<size_t>(span.count);
     auto const isCovered = [&](size_t x) {
       uint64_t block = 0;
-      memcpy(&block, span.coverage + x, std::min(BLOCK, width - x));
+      size_t const rest = width - x;
+      rest >= BLOCK ? memcpy(&block, span.coverage + x, BLOCK) : memcpy(&block, span.coverage + x, rest);
       return block != 0;
     };
     for (size_t x = 0; x < width; x += BLOCK) {
