@@ -1,4 +1,5 @@
-// The library's entry point. Contract: it does nothing else. The host creates the System.
+// The library's entry point. Contract: it does nothing else. The host creates the System. Code that needs the
+// library's own handle asks the system for it by an address of its own.
 #include <windows.h>
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void*) {

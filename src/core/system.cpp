@@ -313,6 +313,7 @@ HRESULT System::RegisterInterface(ClassInfo const* info) noexcept {
   if (!record) return E_OUTOFMEMORY;
   MarkFilter(*record);
   if (IsFilter(*record)) {
+    // Before it is listed: other threads never find a filter that is not described.
     Attempt const attempt;  // a filter that cannot be queried is still a class
     QueryFilterInfo(record.get());
   }

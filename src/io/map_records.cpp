@@ -10,8 +10,6 @@
 namespace yk {
 namespace {
 
-constexpr unsigned SMALLEST_ENTRY = 4 + 2;  // a key, and a variant's header
-
 /// A copy that is saved exactly like the value itself, flags included. \return false without memory
 bool CopyToSave(Variant const& value, Variant& copy) noexcept {
   uint8_t const type = value.type, flags = value.flags;
@@ -63,8 +61,7 @@ HRESULT Map::Load(Deserializer* reader, ExecutionContext* context) noexcept {
                       ProgressMeter::Unit::BYTES);
   while (reader && reader->IsInChunk()) {
     if (stream && !meter.Reach(stream->GetPosition())) break;
-    bool const isEntry = reader->BeginChunk() == chunk::MAP_ENTRY;
-    if (isEntry && reader->GetRemaining() >= SMALLEST_ENTRY) {
+    if (reader->BeginChunk() == chunk::MAP_ENTRY) {  // contract: what is missing of it reads as zero
       unsigned key = 0;
       ReadInChunk(*reader, &key, sizeof key);
       Variant value;

@@ -129,9 +129,9 @@ void Writer<Unit>::Tree(XmlNode const& top) noexcept {
 template <class Unit>
 bool Writer<Unit>::Begin(XmlNode const& node) noexcept {
   if (node.Kind() == XML_ELEMENT) return BeginElement(node);
-  bool const isComment = node.Kind() == XML_COMMENT;
-  Enclosed(isComment ? "<!--" : "<?", node.Text(), isComment ? "-->" : "?>");
-  return false;
+  if (node.Kind() == XML_COMMENT) Enclosed("<!--", node.Text(), "-->");
+  if (node.Kind() == XML_INSTRUCTION) Enclosed("<?", node.Text(), "?>");
+  return false;  // nodes of any other kind are not written
 }
 
 template <class Unit>

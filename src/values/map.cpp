@@ -69,6 +69,7 @@ HRESULT Map::SetValue(unsigned key, Variant const& v) noexcept {
   if (copy.type == Variant::EMPTY) return E_OUTOFMEMORY;
   Entry* const entry = Seek(key);
   if (!entry) return Append(key, copy) ? S_OK : E_OUTOFMEMORY;
+  if (!KindOf(copy.type).payload) copy.size = entry->value.size;  // contract: as Variant::Init leaves it
   entry->value.Swap(copy);
   return S_OK;
 }

@@ -97,13 +97,14 @@ TEST(MapRecord, SavesEntriesAndAppends) {
       "\xE8\3\x12\0\0\0\2\1\0\0\x0E\0\3\0\0\0ab"
       "\xE8\3\x0D\0\0\0\6\0\0\0\1\0\1"s;
   std::string const strange = "\1\0\x08\0\0\0??\xE8\3\x0B\0\0\0\7\0\0\0\1"s;  // no entry; half an entry
+  std::string const completed = "\xE8\3\x0D\0\0\0\7\0\0\0\1\0\0"s;
   EXPECT_EQ(map->Load(ReaderOf(saved + strange).get(), nullptr), S_FALSE);
   Variant v = Made(1);
   v.flags |= Variant::TRANSIENT;
   map->SetValue(5, v);
-  EXPECT_EQ(Saved(*map), saved);
+  EXPECT_EQ(Saved(*map), saved + completed);
   EXPECT_EQ(map->Load(ReaderOf(saved).get(), nullptr), S_FALSE);
-  EXPECT_EQ(map->Count(), 5u) << "appended";
+  EXPECT_EQ(map->Count(), 6u) << "appended";
 }
 
 // A text of several pieces, alone and in a map, whose operation it is then a part of.

@@ -60,8 +60,8 @@ class Map : public Destroys<Map, qe_Streamable> {
   /// Appends the entries of the reader's current chunk after the existing ones.
   /// \return S_FALSE; E_ABORT if the host stops it: the map is then unchanged
   YK_API HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept override;
-  /// E_FAIL: no such key. Later entries move down, payloads included. The vacated entry keeps a copy of the
-  /// last value until it is reused or the map is destroyed.
+  /// E_FAIL: no such key. Later entries move down as they are, payloads and flags included. The vacated entry
+  /// keeps a copy of the last value until it is reused or the map is destroyed.
   YK_API virtual HRESULT Remove(unsigned key) noexcept;
   /// Always S_OK, whether the key is present or not (contract).
   YK_API virtual HRESULT Lookup(unsigned key) noexcept;
