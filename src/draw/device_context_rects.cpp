@@ -80,8 +80,8 @@ struct Placement {
 // The colour of a pixel of less than a byte: a palette entry has the channels in their order.
 unsigned IndexedColour(Image2d const& source, unsigned char const* row, int x) noexcept {
   unsigned colour;
-  memcpy(&colour, source.palette + img::IndexAt(row, source.bitsPerPixel, static_cast<size_t>(x)),
-         sizeof colour);
+  unsigned const bits = img::GetFacts(source.format).bits;
+  memcpy(&colour, source.palette + img::IndexAt(row, bits, static_cast<size_t>(x)), sizeof colour);
   return colour;
 }
 

@@ -158,7 +158,7 @@ HRESULT Image2d::Crop(int left, int top, int right, int bottom, Image2d** result
   Image2d& target = *(*result = made.Detach());
 
   CopyPalette(*this, target);
-  if (bitsPerPixel < 8) {
+  if (bytesPerPixel == 0) {
     size_t const skip = static_cast<size_t>(left) / 8;
     size_t const count = (static_cast<size_t>(w) + 7) / 8;  // Contract: for pixels of four bits as well
     for (int y : RowsInMemory(0, h)) {

@@ -28,13 +28,14 @@ struct Turn {
 void TurnRow(Image2d& from, Turn const& turn, Image2d& to, int y) noexcept {
   uint8_t* const row = to.GetLine(y);
   size_t const size = from.bytesPerPixel;
+  unsigned const bits = img::GetFacts(from.format).bits;
   for (int x = 0; x < to.width; ++x) {
     int const across = turn.isTurned ? y : x, down = turn.isTurned ? x : y;
     int const column = turn.flipsColumns ? from.width - 1 - across : across;
     uint8_t const* const line = from.GetLine(turn.flipsRows ? from.height - 1 - down : down);
     if (size == 0) {
-      unsigned const index = img::IndexAt(line, from.bitsPerPixel, static_cast<size_t>(column));
-      img::PutIndex(row, from.bitsPerPixel, static_cast<size_t>(x), index);
+      unsigned const index = img::IndexAt(line, bits, static_cast<size_t>(column));
+      img::PutIndex(row, bits, static_cast<size_t>(x), index);
     } else {
       memcpy(row + static_cast<size_t>(x) * size, line + static_cast<size_t>(column) * size, size);
     }

@@ -73,7 +73,7 @@ int Nearest(int at, int sources, int targets) noexcept {
 }
 
 void CopyNearestBits(Image2d const& source, uint8_t const* from, uint8_t* to, int targets) noexcept {
-  unsigned const bits = source.bitsPerPixel;
+  unsigned const bits = img::GetFacts(source.format).bits;
   for (int x = 0; x < targets; ++x) {
     auto const at = static_cast<size_t>(Nearest(x, source.width, targets));
     img::PutIndex(to, bits, static_cast<size_t>(x), img::IndexAt(from, bits, at));

@@ -31,9 +31,9 @@ void PaintLine(LineWalk const& line, LinePattern& pattern, Surface const& surfac
 HRESULT DrawLine(Surface const& surface, Paint paint, point2d const& a, point2d const& b,
                  LinePattern& pattern) noexcept {
   if (surface.IsEmpty()) return S_FALSE;
-  if (!CanPaint(surface, paint.mode)) return E_NOTIMPL;
   LineWalk const line(a, b, surface.clip, surface.clip);
   if (!line.IsVisible()) return S_FALSE;
+  if (!CanPaint(surface, paint.mode)) return E_NOTIMPL;
   RowCover const cover(paint, surface.bytesPerPixel);
   if (paint.mode != Mode::PAINT) {
     WalkLine(line, pattern, {}, {},

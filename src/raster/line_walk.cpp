@@ -32,7 +32,8 @@ LineWalk::LineWalk(point2d const& a, point2d const& b, xrect2d const& clip, xrec
   all = Modulo((stop - start) * direction + 1);
 
   // uses the clip, since the first and the last step may extend into rows that the line itself does not reach
-  visible = Reaches(a.x, b.x, clip.left, clip.right) && Reaches(a.y, b.y, clip.top, clip.bottom);
+  bool const isReached = std::max(start, stop) >= (steep ? clip.top : clip.left);
+  visible = isReached && Reaches(a.x, b.x, clip.left, clip.right) && Reaches(a.y, b.y, clip.top, clip.bottom);
   if (!visible) return;
   double low = std::max<double>(std::min(start, stop), steep ? area.top : area.left);
   double high = std::min<double>(std::max(start, stop), (steep ? area.bottom : area.right) - 1.0);

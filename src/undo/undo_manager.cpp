@@ -319,6 +319,8 @@ HRESULT UndoManager::DoCancel() noexcept {
   if (--depth > 0) return E_FAIL;  // as above
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
   CloseOpen();
+  depth = 0;    // Contract: even if the destructor of an item began another transaction,
+  CloseOpen();  // which is cancelled as well
   return S_OK;
 }
 
@@ -380,7 +382,12 @@ ykUndoItem* UndoManager::FindRecorded(Unknown* object, unsigned key, Transaction
 /// A new item for the property, in the open transaction; null when it could not be created.
 ykUndoItem* UndoManager::AddRecord(Unknown* object, unsigned key, Transaction*& holder) noexcept {
   ValueItem* const item = ValueItem::Create(object, key);
-  if (!item || Failed(AddItem(item))) return nullptr;
+  if (!item) {
+    Attempt const attempt;  // the failure that counts is that there is no memory
+    AddItem(nullptr);       // Contract: is asked, and refuses
+    return nullptr;
+  }
+  if (Failed(AddItem(item))) return nullptr;
   if (open && open->last == item) holder = open;
   return item;
 }

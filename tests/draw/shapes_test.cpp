@@ -287,6 +287,8 @@ TEST(Text, IsMeasured) {
 TEST(GdiPolygon, HasAFillAndAnOutline) {
   POINT const square[] = {{5, 6}, {25, 6}, {25, 26}, {5, 26}};
   POINT const wild[] = {{INT_MIN, 0}, {INT_MAX, INT_MIN}, {10, INT_MAX}};
+  xrect2d r(0, 0, 40, 40);
+  EXPECT_EQ(MakeBlack(40, 40)->DrawText(L"its mask is kept", -1, &r, DT_WORDBREAK), S_OK);
   Ref<IDC> const dc = MakeBlack(40, 40);
   dc->SetOrigin(2, -1);
   dc->SetClip({4, 8, 37, 33});

@@ -33,6 +33,7 @@ TEST(FlipAndCrop, MovePixelsOfEveryFormat) {
     for (int width : {1, 2, 5, 700}) {
       ImageRef const image = Noise(format, width, 5), before = Noise(format, width, 5);
       EXPECT_EQ(image->FlipH() | image->FlipV(), S_OK);
+      EXPECT_EQ(image->Create(static_cast<IMG_FORMAT>(5), 9, 9), E_INVALIDARG);  // leaves 0 bits per pixel
       int const left = width / 3, w = width - left;
       ImageRef const part = Part(*image, left, 1, width, 4);
       ASSERT_TRUE(part);

@@ -244,6 +244,7 @@ TEST(UndoManager, SurvivesTheLossOfWhatItWorksOn) {
       {"(ab)([qR]J", "hc+cnull"},
       {"(a)[?R]N", "hc+ca"},
       // items that read it in their destructors
+      {"(a[d(]X)", "-c"},
       {"(a)(b)(c)[d<N]C(d)(e)<(f)(g", "hchchcpauac-----chchcpeuecpdudc---hc!f!-c"},
   });
 }

@@ -50,7 +50,7 @@ struct point3df {
 
 /// Four components; from Image2d::GetPixel a colour.
 struct point4df {
-  float x = 0, y = 0, z = 0, w = 0;  ///< as a colour: red, green, blue, alpha
+  float x = 0, y = 0, z = 0, w = 0;  ///< as a colour: blue, green, red, alpha
 };
 
 struct xrect2d;

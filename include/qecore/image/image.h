@@ -217,7 +217,7 @@ class Image2d : public Destroys<Image2d, AbstractImage> {
   int32_t height = 0;               ///< rows, never negative
   int32_t stride = 0;               ///< bytes from one row to the next
   uint16_t paletteCount = 0;        ///< entries of the palette; 0 without one
-  uint16_t bitsPerPixel = 0;        ///< 1 to 128
+  uint16_t bitsPerPixel = 0;        ///< 1 to 128; 0 after a Create of an unknown format
   unsigned char bytesPerPixel = 0;  ///< 0 for formats of less than a byte per pixel
   unsigned char flags = 0;          ///< IMG_HEAP_MEMORY
 

@@ -43,9 +43,9 @@ class Deserializer : public Destroys<Deserializer, Unknown> {
   YK_API static Deserializer* Create() noexcept;
 
   /// Reads the frame from the stream's position up to the first byte of the body. With chunk::RAW there is no
-  /// frame. A file that is still open is closed first.
-  /// E_INVALIDARG: no stream. YK_E_BADFILE: not an object file, or a damaged one, as when
-  /// a chunk ends after its parent. E_FAIL: the file ends before its body, or its writer never closed it. After a failure the stream is held until Close.
+  /// frame. A file that is still open is closed first. E_INVALIDARG: no stream. YK_E_BADFILE: not an object
+  /// file, or a damaged one, as when a chunk ends after its parent. E_FAIL: the file ends before its body, or
+  /// its writer never closed it. After a failure the stream is held until Close.
   YK_API virtual HRESULT Open(Stream* newStream, unsigned openFlags) noexcept;
   /// Moves to the end of the frame and releases the stream and the objects. \return S_OK
   YK_API virtual HRESULT Close() noexcept;
