@@ -126,7 +126,11 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"help nothing", {"nothing", "qetool help"}},
       {L"convert good.png out.png --option quality=9", {"quality=9", "no option quality"}},
       {L"convert good.png out.png --option filter=x", {"filter=x", "one of none, sub, up"}},
-      {L"convert good.png out.png --option filter", {"NAME=VALUE"}},
+      {L"convert good.png out.png --option filter", {"--option: filter must be NAME=VALUE"}},
+      {L"info good.png --read-option frame=1",
+       {"good.png: --read-option frame=1: PNG", "when they are read"}},
+      {L"info text.txt --read-option frame=1", {"cannot read text.txt: not a picture"}},
+      {L"verify good.png --read-option Frame=1", {"verify reads every frame"}},
       {L"formats xyz", {"xyz"}},
       {L"convert good.png good.png text.txt", {"text.txt", "folder"}},
       {L"info good.png --cache good.png", {"good.png", "not a plug-in cache"}},
@@ -411,6 +415,9 @@ TEST_F(Tool, ReadsEachFrame) {
   EXPECT_EQ(At(*Load(L"out.png"), 0, 0), (Bytes{255, 255, 255}));
   EXPECT_THAT(Good(L"info two.gif --frame 1"), HasSubstr("GIF, 1 x 1 pixels, bgra32 (32 bits), 2 frames"));
   EXPECT_THAT(Bad(L"info two.gif --frame 2"), HasSubstr("two.gif: there is no frame 2"));
+  EXPECT_EQ(Run(L"diff two.gif two.gif --read-option frame=1").out, "equal: 1 x 1 pixels\n");
+  EXPECT_THAT(Good(L"info two.gif --read-option frame=1"), HasSubstr(" bgra32 "));
+  EXPECT_THAT(Bad(L"info two.gif --frame 0 --read-option frame=1"), HasSubstr("--frame 0: --read-option"));
   EXPECT_EQ(Good(L"verify two.gif"), "two.gif: good: GIF, 1 x 1 pixels, 2 frames\n");
   EXPECT_THAT(Run(L"verify cut.gif").out, StartsWith("cut.gif: bad: frame 1: "));
 }

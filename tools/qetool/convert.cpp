@@ -24,9 +24,10 @@ namespace {
 
 struct Options {
   PlanOptions plan;
+  ReadOptions reading;
   std::vector<std::string> settings;
   std::string size, format, crop, flip;
-  unsigned quality = 0, jobs = 0, frame = 0;
+  unsigned quality = 0, jobs = 0;
   std::string background = "ffffff";
   bool isVerbose = false, isDry = false, noOrient = false, strip = false;
   Light light = Light::AS_STORED;
@@ -134,8 +135,9 @@ struct Recipe {
   std::vector<Step> steps;
   Rgb background;
   std::string backgroundName;
+  ReadOptions reading;
   std::vector<std::string> settings;
-  unsigned quality, frame;
+  unsigned quality;
   bool isVerbose, orients, strips;
 };
 
@@ -153,7 +155,7 @@ void Apply(Recipe const& recipe, Job const& job, Picture& picture, StepTimes& ti
 // Returns a line that describes the file that was made: it may hold other pixels than those in memory.
 std::string ConvertOne(Job const& job, Recipe const& recipe, Listener& listener) {
   StepTimes times;
-  Picture picture = LoadPicture(job.input, listener, recipe.frame);
+  Picture picture = LoadPicture(job.input, listener, recipe.reading);
   times.Done("read");
   if (recipe.orients) MakeUpright(picture.image);
   if (!HasOrientation(job.filter) && OrientationOf(*picture.image) != 1)
@@ -226,9 +228,9 @@ void Run(Options const& options, Host& host) {
   Recipe const recipe = {.steps = PlanSteps(options),
                          .background = ParseColour(options.background),
                          .backgroundName = options.background,
+                         .reading = options.reading,
                          .settings = options.settings,
                          .quality = options.quality,
-                         .frame = options.frame,
                          .isVerbose = options.isVerbose,
                          .orients = !options.noOrient,
                          .strips = options.strip};
@@ -272,11 +274,7 @@ void AddFileOptions(CLI::App& command, Options& options) {
                   "Quality, 1 to 100, of file types that have one, such as JPEG")
       ->type_name("N")
       ->check(CLI::Range(1, 100));
-  command
-      .add_option("--option", options.settings,
-                  "Option of the file type written; qetool formats EXT lists those that there are")
-      ->type_name("NAME=VALUE")
-      ->allow_extra_args(false);
+  AddSettings(command, FILTER_WRITE, options.settings);
   command
       .add_option("--type", options.plan.type,
                   "File type of the output, png, jpg, ...; by default the output's extension, or in a folder "
@@ -306,7 +304,8 @@ void AddConvert(CLI::App& app, Host& host) {
                   "output: a file, a folder, or - for standard output")
       ->type_name("IN... OUT")
       ->required();
-  AddFrameOption(command, options->frame);
+  AddFrameOption(command, options->reading);
+  AddSettings(command, FILTER_READ, options->reading.settings);
   AddEdits(command, *options);
   AddFileOptions(command, *options);
   AddInputOptions(command, options->plan.inputs);

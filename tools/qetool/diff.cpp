@@ -21,6 +21,7 @@ namespace {
 
 struct Options {
   std::string first, second, output;
+  ReadOptions reading;
   ExistingOptions existing;
 };
 
@@ -124,7 +125,8 @@ void Run(Options const& options, Host& host) {
     CheckOutput(options.output);
     filter = FilterFor(host, options.output);
   }
-  ImageRef a = LoadPicture(options.first, watch).image, b = LoadPicture(options.second, watch).image;
+  ImageRef a = LoadPicture(options.first, watch, options.reading).image;
+  ImageRef b = LoadPicture(options.second, watch, options.reading).image;
   if (a->width != b->width || a->height != b->height) {
     watch.Clear();
     printf("different: %d x %d and %d x %d pixels\n", a->width, a->height, b->width, b->height);
@@ -154,6 +156,7 @@ void AddDiff(CLI::App& app, Host& host) {
           "Write a picture of the difference: black where both are equal, brightest where they differ "
           "most")
       ->type_name("FILE");
+  AddSettings(command, FILTER_READ, options->reading.settings);
   AddExistingOptions(command, options->existing);
   host.AddOptions(command);
   command.footer(

@@ -96,15 +96,22 @@ bool HasQuality(Guid const& filter) {
   return TakesPlainQuality(filter) || HasOption(filter, FILTER_WRITE, FilterOption::QUALITY);
 }
 
-void SetOption(Guid const& filter, std::string const& name, std::string const& value, Map& options) {
-  HRESULT const result =
-      img::SetOption(filter, FILTER_WRITE, ToWide(name).c_str(), ToWide(value).c_str(), &options);
-  if (Failed(result)) throw Failure{"--option " + name + "=" + value + ": " + Reason(result)};
-}
+struct UseFacts {
+  FilterUse use;
+  char const *flag, *doing, *help;
+};
 
-void PrintOptions(ykFlt2dEx& filter, FilterUse use, char const* heading) {
-  std::vector<FilterOption> const options = OptionsOf(&filter, use);
-  if (!options.empty()) printf("  %s\n", heading);
+constexpr UseFacts USES[] = {
+    {FILTER_READ, "--read-option", "reading",
+     "Option of the file type read; qetool formats EXT lists those that there are"},
+    {FILTER_WRITE, "--option", "writing",
+     "Option of the file type written; qetool formats EXT lists those that there are"}};
+
+UseFacts const& FactsOf(FilterUse use) { return USES[use == FILTER_WRITE]; }
+
+void PrintOptions(ykFlt2dEx& filter, UseFacts const& facts) {
+  std::vector<FilterOption> const options = OptionsOf(&filter, facts.use);
+  if (!options.empty()) printf("  options of %s (%s NAME=VALUE):\n", facts.doing, facts.flag);
   for (FilterOption const& option : options) {
     std::string const standard = StandardOf(option);
     printf("    %s=%s%s%s%s\n        %s\n", ToUtf8(option.name).c_str(), ValuesOf(option).c_str(),
@@ -165,8 +172,7 @@ bool PrintFormat(std::string const& extension) {
     PrintFilter(*info);
     Ref<ykFlt2dEx> const filter = MakeFilter(id);
     if (!filter) continue;
-    PrintOptions(*filter, FILTER_READ, "options of reading:");
-    PrintOptions(*filter, FILTER_WRITE, "options of writing (--option NAME=VALUE):");
+    for (UseFacts const& facts : USES) PrintOptions(*filter, facts);
   }
   return !filters.empty();
 }
@@ -176,15 +182,35 @@ bool HasOption(Guid const& filter, FilterUse use, unsigned key) {
   return std::any_of(options.begin(), options.end(), [=](FilterOption const& one) { return one.key == key; });
 }
 
-WriteOptions ParseOptions(Guid const& filter, std::vector<std::string> const& settings, unsigned quality) {
-  bool const isPlain = quality && TakesPlainQuality(filter);
-  WriteOptions options = {Ref<Map>::Adopt(Map::Create()), isPlain ? quality : 0};
-  if (!options.values) throw Failure{"cannot set options: " + LastReason()};
+void AddSettings(CLI::App& command, FilterUse use, std::vector<std::string>& settings) {
+  command.add_option(FactsOf(use).flag, settings, FactsOf(use).help)
+      ->type_name("NAME=VALUE")
+      ->allow_extra_args(false)
+      ->check([](std::string const& setting) {
+        bool const isValid = setting.find('=') != std::string::npos;
+        return isValid ? std::string() : setting + " must be NAME=VALUE";
+      });
+}
+
+Ref<Map> NewOptions() {
+  Ref<Map> options = Ref<Map>::Adopt(Map::Create());
+  if (!options) throw Failure{"cannot set options: " + LastReason()};
+  return options;
+}
+
+void SetOptions(Guid const& filter, FilterUse use, std::vector<std::string> const& settings, Map& options) {
   for (std::string const& setting : settings) {
     size_t const equals = setting.find('=');
-    if (equals == std::string::npos) throw Failure{"--option " + setting + ": it must be NAME=VALUE"};
-    SetOption(filter, setting.substr(0, equals), setting.substr(equals + 1), *options.values);
+    String const name = ToWide(setting.substr(0, equals)), value = ToWide(setting.substr(equals + 1));
+    HRESULT const result = img::SetOption(filter, use, name.c_str(), value.c_str(), &options);
+    if (Failed(result)) throw Failure{FactsOf(use).flag + (" " + setting) + ": " + Reason(result)};
   }
+}
+
+WriteOptions ParseOptions(Guid const& filter, std::vector<std::string> const& settings, unsigned quality) {
+  bool const isPlain = quality && TakesPlainQuality(filter);
+  WriteOptions options = {NewOptions(), isPlain ? quality : 0};
+  SetOptions(filter, FILTER_WRITE, settings, *options.values);
   if (isPlain || !quality || !HasQuality(filter)) return options;
   Variant value;
   if (Succeeded(options.values->GetValue(FilterOption::QUALITY, value)))

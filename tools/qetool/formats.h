@@ -5,6 +5,7 @@
 #include <qecore/core/ref.h>
 #include <qecore/values/map.h>
 
+#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,18 @@ struct WriteOptions {
   unsigned quality = 0;
 };
 
-/// NAME=VALUE texts as options of a filter class. A `quality` other than 0 is set if the class has one.
-/// Throws Failure.
+/// Adds --read-option or --option to a command: NAME=VALUE texts.
+void AddSettings(CLI::App& command, yk::FilterUse use, std::vector<std::string>& settings);
+
+/// No options yet. Throws Failure.
+yk::Ref<yk::Map> NewOptions();
+
+/// Sets NAME=VALUE texts as options of a filter class. Throws Failure.
+void SetOptions(yk::Guid const& filter, yk::FilterUse use, std::vector<std::string> const& settings,
+                yk::Map& options);
+
+/// The options of writing by a filter class. A `quality` other than 0 is set if the class has one. Throws
+/// Failure.
 WriteOptions ParseOptions(yk::Guid const& filter, std::vector<std::string> const& settings, unsigned quality);
 
 /// Throws Failure, which says why, when a quality is given but none of these filter classes has one.

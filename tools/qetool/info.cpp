@@ -25,13 +25,13 @@ enum class Palettes { COUNTED, LISTED };
 
 struct Options {
   InputOptions inputs;
-  unsigned frame = 0;
+  ReadOptions reading;
   Palettes palettes = Palettes::COUNTED;
   Form form = Form::LINES;
 };
 
 /// What is known of a picture. Its pixels are decoded only for the colours of a palette, for another picture
-/// than the first, and when the filter does not tell their format.
+/// than the first, for one that is read with options, and when the filter does not tell their format.
 struct Facts {
   Guid type = {};
   Ref<Map> values;  // under the keys of file_info.h
@@ -55,13 +55,13 @@ Facts Query(Stream& stream) {
 
 bool MustDecode(Facts const& facts, Options const& options) {
   bool const isComplete = facts.width && facts.height && facts.format != IMG_NONE;
-  return !isComplete || options.frame > 0 ||
+  return !isComplete || options.reading.frame.value_or(0) > 0 || !options.reading.settings.empty() ||
          (options.palettes == Palettes::LISTED && HasPalette(facts.format));
 }
 
 // What a picture carries replaces what is known of the first one.
-void Decode(Stream& stream, std::string const& path, unsigned frame, Watch& watch, Facts& facts) {
-  Picture const picture = LoadPicture(stream, path, watch, frame);
+void Decode(Stream& stream, std::string const& path, ReadOptions const& options, Watch& watch, Facts& facts) {
+  Picture const picture = LoadPicture(stream, path, watch, options);
   facts.type = picture.type;
   facts.image = picture.image;
   facts.width = static_cast<unsigned>(picture.image->width);
@@ -78,7 +78,7 @@ void Decode(Stream& stream, std::string const& path, unsigned frame, Watch& watc
 Facts Examine(std::string const& path, Options const& options, Watch& watch) {
   Ref<Stream> const stream = OpenInput(path);
   Facts facts = Query(*stream);
-  if (MustDecode(facts, options)) Decode(*stream, path, options.frame, watch, facts);
+  if (MustDecode(facts, options)) Decode(*stream, path, options.reading, watch, facts);
   return facts;
 }
 
@@ -279,7 +279,8 @@ void AddInfo(CLI::App& app, Host& host) {
                   "Pictures (with the wildcards * and ?), folders with -r, or - for standard input")
       ->type_name("FILE...");
   AddInputOptions(command, options->inputs);
-  AddFrameOption(command, options->frame);
+  AddFrameOption(command, options->reading);
+  AddSettings(command, FILTER_READ, options->reading.settings);
   command.add_flag_callback(
       "--palette", [options] { options->palettes = Palettes::LISTED; }, "List the colours of a palette");
   command.add_flag_callback(

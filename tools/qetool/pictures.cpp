@@ -83,13 +83,32 @@ HRESULT Save(Image2d& image, std::string const& path, Writing const& how) {
   return result;
 }
 
-// The options of reading one of several pictures; null for the first, which needs none.
-Ref<Map> FrameOptions(unsigned frame) {
-  if (frame == 0) return {};
-  Ref<Map> options = Ref<Map>::Adopt(Map::Create());
-  if (!options || Failed(options->SetValue(FilterOption::FRAME, Variant(static_cast<int>(frame)))))
+// The class of the filter that reads the file at the stream's position: only the library finds it, and a
+// filter that describes no files tells by reading it.
+Guid FilterOf(Stream& stream, Listener& listener) {
+  Guid type = {};
+  QueryPicture(stream, type);
+  if (!(type == Guid{})) return type;
+  Ref<AbstractImage> image;
+  HRESULT const result = img::Read(&stream, nullptr, &listener, image.Receive(), &type);
+  listener.Check();
+  if (Failed(result)) throw Failure{Reason(result)};
+  return type;
+}
+
+// Null without any.
+Ref<Map> ValuesOf(ReadOptions const& options, Stream& stream, Listener& listener) {
+  unsigned const frame = options.frame.value_or(0);
+  if (options.settings.empty() && frame == 0) return {};
+  Ref<Map> values = NewOptions();
+  Variant value;
+  if (!options.settings.empty())
+    SetOptions(FilterOf(stream, listener), FILTER_READ, options.settings, *values);
+  if (options.frame && Succeeded(values->GetValue(FilterOption::FRAME, value)))
+    throw Failure{Format("--frame %u: --read-option sets the frame, too", frame)};
+  if (frame > 0 && Failed(values->SetValue(FilterOption::FRAME, Variant(static_cast<int>(frame)))))
     throw Failure{"cannot set options: " + LastReason()};
-  return options;
+  return values;
 }
 
 // Why there is no such picture: the library says only that the filter has no such option.
@@ -109,8 +128,9 @@ char const* TypeName(Guid const& type) {
   return format ? format->shortName : "unknown type";
 }
 
-void AddFrameOption(CLI::App& command, unsigned& frame) {
-  command.add_option("--frame", frame, "Of a file with several pictures, read this one, counted from 0")
+void AddFrameOption(CLI::App& command, ReadOptions& options) {
+  command
+      .add_option("--frame", options.frame, "Of a file with several pictures, read this one, counted from 0")
       ->type_name("N")
       ->check(CLI::Range(0, 0x7FFFFFFF));
 }
@@ -124,23 +144,26 @@ Ref<Map> QueryPicture(Stream& stream, Guid& type) {
 
 unsigned CountFrames(Map& info) { return std::max(1u, NumberOf(&info, img::INFO_FRAMES)); }
 
-Picture LoadPicture(std::string const& path, Listener& listener, unsigned frame) {
-  return LoadPicture(*OpenInput(path), path, listener, frame);
+Picture LoadPicture(std::string const& path, Listener& listener, ReadOptions const& options) {
+  return LoadPicture(*OpenInput(path), path, listener, options);
 }
 
-Picture LoadPicture(Stream& stream, std::string const& path, Listener& listener, unsigned frame) {
+Picture LoadPicture(Stream& stream, std::string const& path, Listener& listener,
+                    ReadOptions const& options) try {
   Picture picture = {{}, {}, stream.GetSize()};
   Ref<AbstractImage> image;
-  Ref<Map> const options = FrameOptions(frame);
-  HRESULT const result = img::Read(&stream, options.get(), &listener, image.Receive(), &picture.type);
+  Ref<Map> const values = ValuesOf(options, stream, listener);
+  HRESULT const result = img::Read(&stream, values.get(), &listener, image.Receive(), &picture.type);
   listener.Check();
   std::string reason = Reason(result);
+  unsigned const frame = options.frame.value_or(0);
   if (frame > 0 && result == E_INVALIDARG) reason = FrameReason(stream, frame, reason);
-  if (Failed(result)) throw Failure{"cannot read " + ShownName(path) + ": " + reason};
-  if (!image->IsTypeOf(ids::IMAGE_2D))
-    throw Failure{"cannot read " + ShownName(path) + ": it holds no pixels"};
+  if (Failed(result)) throw Failure{reason};
+  if (!image->IsTypeOf(ids::IMAGE_2D)) throw Failure{"it holds no pixels"};
   picture.image = Ref<Image2d>::Adopt(static_cast<Image2d*>(image.Detach()));
   return picture;
+} catch (Failure const& failure) {
+  throw Failure{"cannot read " + ShownName(path) + ": " + failure.text};
 }
 
 bool IsWritten(Host const& host, std::string const& extension) {

@@ -6,7 +6,9 @@
 #include <qecore/io/stream.h>
 #include <qecore/values/map.h>
 
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "formats.h"
 #include "watch.h"
@@ -19,15 +21,22 @@ struct Picture {
   unsigned fileSize;  // bytes
 };
 
-/// Adds --frame to a command: which picture of a file with several is read, from 0.
-void AddFrameOption(CLI::App& command, unsigned& frame);
+/// How pictures are read.
+struct ReadOptions {
+  std::vector<std::string> settings;  // NAME=VALUE, options of the filter
+  std::optional<unsigned> frame;      // of a file with several pictures, from 0
+};
+
+/// Adds --frame to a command, the same as its option of reading.
+void AddFrameOption(CLI::App& command, ReadOptions& options);
 
 /// Reads a picture of the file that begins at the position of a stream, which is undefined afterwards;
 /// messages call it `path`. Throws Failure or Stopped.
-Picture LoadPicture(yk::Stream& stream, std::string const& path, Listener& listener, unsigned frame = 0);
+Picture LoadPicture(yk::Stream& stream, std::string const& path, Listener& listener,
+                    ReadOptions const& options = {});
 
 /// Reads a picture in a file, or on standard input for "-". Throws Failure or Stopped.
-Picture LoadPicture(std::string const& path, Listener& listener, unsigned frame = 0);
+Picture LoadPicture(std::string const& path, Listener& listener, ReadOptions const& options = {});
 
 /// What the file at a stream's position says of its pictures, under the keys of file_info.h, without decoding
 /// them; empty if its filter describes no files. `type` is unchanged then.

@@ -27,6 +27,7 @@ namespace {
 struct Options {
   std::string output;
   InputOptions inputs;
+  ReadOptions reading;
   int columns = 0;
   int cell = 320;
   unsigned quality = 0, jobs = 0;
@@ -94,8 +95,8 @@ void ShrinkInto(ImageRef& image, int side, Listener& listener) {
   Resize(image, scaled(image->width), scaled(image->height), Light::AS_STORED, listener);
 }
 
-Entry MakeEntry(std::string const& path, int side, Listener& listener) {
-  Picture picture = LoadPicture(path, listener);
+Entry MakeEntry(std::string const& path, Options const& options, Listener& listener) {
+  Picture picture = LoadPicture(path, listener, options.reading);
   MakeUpright(picture.image);
   Entry entry = {NameOf(ShownName(path)),
                  Format("%s, %d \xC3\x97 %d, %s bytes", TypeName(picture.type), picture.image->width,
@@ -104,7 +105,7 @@ Entry MakeEntry(std::string const& path, int side, Listener& listener) {
                  {}};
   ChangeFormat(entry.thumbnail, PlainFormat(*entry.thumbnail), listener);
   entry.histogram = CountLevels(*entry.thumbnail);
-  ShrinkInto(entry.thumbnail, side, listener);
+  ShrinkInto(entry.thumbnail, options.cell - 2 * FRAME, listener);
   return entry;
 }
 
@@ -283,9 +284,8 @@ class Sheet {
 // A picture that cannot be read leaves no gap, and does not prevent the others from being shown.
 std::vector<Entry> LoadEntries(std::vector<Input> const& files, Options const& options, Watch& watch) {
   std::vector<Entry> all(files.size()), entries;
-  Jobs loading(files.size(), options.jobs, watch, [&](size_t i, Listener& listener) {
-    all[i] = MakeEntry(files[i].path, options.cell - 2 * FRAME, listener);
-  });
+  Jobs loading(files.size(), options.jobs, watch,
+               [&](size_t i, Listener& listener) { all[i] = MakeEntry(files[i].path, options, listener); });
   for (size_t i = 0; i < files.size(); ++i) {
     watch.Next(files[i].path, files.size());
     try {
@@ -334,6 +334,7 @@ void AddSheet(CLI::App& app, Host& host) {
       .add_option("files", options->inputs.paths,
                   "Pictures (with the wildcards * and ?), folders with -r, or - for standard input")
       ->type_name("FILE...");
+  AddSettings(command, FILTER_READ, options->reading.settings);
   AddInputOptions(command, options->inputs);
   command.add_option("--columns", options->columns, "Cells side by side; by default about as many as rows")
       ->type_name("N")

@@ -21,6 +21,7 @@ namespace {
 
 struct Options {
   InputOptions inputs;
+  ReadOptions reading;
   unsigned jobs = 0;
 };
 
@@ -58,14 +59,15 @@ std::string WithoutName(std::string const& text, std::string const& path) {
   return text;
 }
 
-Verdict VerifyPicture(Stream& stream, std::string const& path, Listener& listener) {
+Verdict VerifyPicture(Stream& stream, std::string const& path, ReadOptions reading, Listener& listener) {
   unsigned frame = 0;
   try {
-    Picture const first = LoadPicture(stream, path, listener);
+    Picture const first = LoadPicture(stream, path, listener, reading);
     Frames const frames = CountFramesIn(stream);
     for (frame = 1; frame < frames.readable; ++frame) {
       stream.Seek(0, Stream::FROM_START);
-      LoadPicture(stream, path, listener, frame);
+      reading.frame = frame;
+      LoadPicture(stream, path, listener, reading);
     }
     return {true, Describe(first, frames)};
   } catch (Failure const& failure) {
@@ -90,10 +92,10 @@ Verdict VerifyChunks(ChunkTree const& tree) {
   return {true, Format("object file, %zu chunks", tree.nodes.size())};
 }
 
-Verdict Verify(std::string const& path, Listener& listener) {
+Verdict Verify(std::string const& path, ReadOptions const& reading, Listener& listener) {
   try {
     Ref<Stream> const stream = OpenInput(path);
-    Verdict verdict = VerifyPicture(*stream, path, listener);
+    Verdict verdict = VerifyPicture(*stream, path, reading, listener);
     if (verdict.isSound || !IsObjectFile(*stream)) return verdict;
     std::vector<unsigned char> const bytes = ReadAll(*stream, path);
     ChunkTree const tree = ParseChunks(bytes);
@@ -105,13 +107,22 @@ Verdict Verify(std::string const& path, Listener& listener) {
   }
 }
 
+void CheckSettings(std::vector<std::string> const& settings) {
+  for (std::string const& setting : settings) {
+    if (EqualNoCase(setting.substr(0, setting.find('=')), "frame"))
+      throw Failure{"--read-option " + setting + ": verify reads every frame"};
+  }
+}
+
 void Run(Options const& options, Host& host) {
+  CheckSettings(options.reading.settings);
   Watch watch;
   host.Start(watch);
   std::vector<Input> const files = CollectInputs(options.inputs, host);
   std::vector<Verdict> verdicts(files.size());
-  Jobs work(files.size(), options.jobs, watch,
-            [&](size_t i, Listener& listener) { verdicts[i] = Verify(files[i].path, listener); });
+  Jobs work(files.size(), options.jobs, watch, [&](size_t i, Listener& listener) {
+    verdicts[i] = Verify(files[i].path, options.reading, listener);
+  });
   size_t bad = 0;
   for (size_t i = 0; i < files.size(); ++i) {
     watch.Next(files[i].path, files.size());
@@ -136,6 +147,7 @@ void AddVerify(CLI::App& app, Host& host) {
           "files", options->inputs.paths,
           "Pictures and object files (with the wildcards * and ?), folders with -r, or - for standard input")
       ->type_name("FILE...");
+  AddSettings(command, FILTER_READ, options->reading.settings);
   AddInputOptions(command, options->inputs);
   AddJobsOption(command, options->jobs);
   host.AddOptions(command);
