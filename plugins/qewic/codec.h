@@ -27,6 +27,8 @@ struct Codec {
   /// Reads frame `frame`, from 0, of a file that begins at position 0. S_FALSE: the file is sound so far, and
   /// the platform's decoder has to read it.
   HRESULT (*read)(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
+  /// The same, decoding all frames before it, too. Null: there is one frame at most.
+  HRESULT (*readEvery)(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
   /// Describes the first frame. S_FALSE: the platform's decoder has to.
   HRESULT (*describe)(StreamAdapter& file, Header& header) noexcept;
   /// What the file says of a frame apart from the pixels (file_facts.h). Null: nothing.
@@ -45,9 +47,15 @@ Codec const* FindCodec(yk::Guid const& id) noexcept;
 /// Reads frame `frame`, from 0, of a file that begins at the stream's position. S_OK: `*image` has one
 /// reference, owned by the caller, and the format closest to the file's. Otherwise it is null: YK_E_BADFILE
 /// for a damaged or truncated file or another format, E_OUTOFMEMORY for one that is too large, E_INVALIDARG
-/// for a frame that the file does not have, or the stream's own failure.
-HRESULT ReadPicture(Codec const& codec, yk::Stream* stream, unsigned frame,
-                    yk::AbstractImage** image) noexcept;
+/// for a frame that the file does not have, or the stream's own failure. With EVERY, YK_E_BADFILE also for
+/// damage to a frame before it.
+enum class Decoded { ONE, EVERY };
+HRESULT ReadPicture(Codec const& codec, yk::Stream* stream, unsigned frame, yk::AbstractImage** image,
+                    Decoded decoded = Decoded::ONE) noexcept;
+
+/// Reads a frame by the platform's decoder for the container.
+HRESULT ReadWithPlatform(GUID const& container, StreamAdapter& file, unsigned frame,
+                         yk::Ref<yk::Image2d>& image) noexcept;
 
 /// Writes a file at the stream's position, which ends up after the file. Pixels that the format cannot hold
 /// are written as the closest that it can: with fewer bits per channel, without alpha, with 256 colours.

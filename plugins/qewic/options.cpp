@@ -31,6 +31,14 @@ constexpr Option FRAME = {.use = FILTER_READ,
                           .most = INT_MAX,
                           .standard = 0};
 
+constexpr Option EVERY_FRAME = {
+    .use = FILTER_READ,
+    .key = FilterOption::EVERY_FRAME,
+    .kind = Kind::SWITCH,
+    .name = L"every-frame",
+    .help = L"Decode all pictures before it, too, so that damage to any of them is found in one pass",
+    .standard = 0};
+
 void SetValue(Variant& value, Option const& option, int number) noexcept {
   option.kind == Kind::SWITCH ? value.Init(number != 0) : value.Init(number);
 }
@@ -71,10 +79,11 @@ constinit Option const JPEG_OPTIONS[1] = {
      .most = 100},
 };
 
-constinit Option const GIF_OPTIONS[1] = {FRAME};
+constinit Option const GIF_OPTIONS[2] = {FRAME, EVERY_FRAME};
 
-constinit Option const TIFF_OPTIONS[2] = {
+constinit Option const TIFF_OPTIONS[3] = {
     FRAME,
+    EVERY_FRAME,
     {.use = FILTER_WRITE,
      .key = FilterOption::COMPRESSION,
      .kind = Kind::CHOICE,

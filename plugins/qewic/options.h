@@ -34,7 +34,7 @@ struct EncoderSetting {
 };
 
 // The options of each format that has any.
-extern Option const PNG_OPTIONS[2], JPEG_OPTIONS[1], GIF_OPTIONS[1], TIFF_OPTIONS[2];
+extern Option const PNG_OPTIONS[2], JPEG_OPTIONS[1], GIF_OPTIONS[2], TIFF_OPTIONS[3];
 
 /// The body of ykFlt2dEx::GetOption.
 HRESULT DescribeOption(std::span<Option const> options, yk::FilterUse use, unsigned index,

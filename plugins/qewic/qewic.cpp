@@ -70,7 +70,8 @@ class Filter final : public Destroys<Filter, ykFlt2dEx> {
 
   HRESULT ReadEx(Stream* stream, Map* options, ExecutionContext*, AbstractImage** image) noexcept override {
     int const frame = ValueOf(options, FilterOption::FRAME, 0);
-    return ReadPicture(codec, stream, static_cast<unsigned>(frame), image);
+    Decoded const decoded = ValueOf(options, FilterOption::EVERY_FRAME, 0) ? Decoded::EVERY : Decoded::ONE;
+    return ReadPicture(codec, stream, static_cast<unsigned>(frame), image, decoded);
   }
 
   HRESULT Write(Stream* stream, AbstractImage* image, unsigned options) noexcept override {

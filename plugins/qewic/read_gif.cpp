@@ -48,7 +48,7 @@ struct Frame {
 
 class Reader {
  public:
-  explicit Reader(StreamAdapter& from) noexcept : file(from) {}
+  explicit Reader(StreamAdapter& from, bool decodesAll = false) noexcept : file(from), every(decodesAll) {}
   HRESULT Describe(Header& header) noexcept;
   HRESULT Read(unsigned index, Ref<Image2d>& image) noexcept;
 
@@ -83,6 +83,7 @@ class Reader {
   }
 
   StreamAdapter& file;
+  bool const every;  // frames of which nothing shows are decoded as well
   uint64_t at = 0;
   uint32_t width = 0, height = 0;
   Colours common;
@@ -300,7 +301,7 @@ HRESULT Reader::FindStart(unsigned index, unsigned& start) noexcept {
   for (unsigned i = 1; i <= index; ++i) {
     SkipPixels();
     if (FindFrame() != Next::FOUND) return FailNoFrame(index, i);
-    if (HidesAll(i == index)) start = i, begin = frame.at;
+    if (!every && HidesAll(i == index)) start = i, begin = frame.at;
   }
   at = begin;
   return S_OK;
@@ -321,14 +322,16 @@ HRESULT Reader::CountWork() noexcept {
 
 /// Puts the last frame, or what an earlier one leaves of itself.
 HRESULT Reader::PutFrame(bool isLast, Image2d& image) noexcept {
-  if (!isLast && frame.disposal == UNDONE) return S_OK;
+  bool const isUndone = !isLast && frame.disposal == UNDONE, isCleared = !isLast && frame.disposal == CLEARED;
+  bool const isSeen = !isUndone && !isCleared, isDecoded = isSeen || every;
+  if (isUndone && !isDecoded) return S_OK;
   HRESULT result = CountWork();
+  if (Succeeded(result) && isDecoded) result = ReadPalette();
+  if (Succeeded(result) && isDecoded) result = ReadIndices();
   if (yk::Failed(result)) return result;
-  if (!isLast && frame.disposal == CLEARED) return Clear(image), S_OK;
-  result = ReadPalette();
-  if (Succeeded(result)) result = ReadIndices();
-  if (Succeeded(result)) PutColours(image);
-  return result;
+  if (isCleared) Clear(image);
+  if (isSeen) PutColours(image);
+  return S_OK;
 }
 
 HRESULT Reader::Compose(unsigned index, Ref<Image2d>& image) noexcept {
@@ -365,6 +368,10 @@ HRESULT DescribeGif(StreamAdapter& file, Header& header) noexcept { return Reade
 
 HRESULT ReadGif(StreamAdapter& file, unsigned frame, Ref<Image2d>& image) noexcept {
   return Reader(file).Read(frame, image);
+}
+
+HRESULT ReadEveryGif(StreamAdapter& file, unsigned frame, Ref<Image2d>& image) noexcept {
+  return Reader(file, true).Read(frame, image);
 }
 
 }  // namespace qewic

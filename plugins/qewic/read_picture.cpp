@@ -136,6 +136,8 @@ HRESULT Reader::Decode(Ref<Image2d>& image) noexcept {
   return img::GetFacts(layout->image).paletteEntries ? FillPalette(*image) : S_OK;
 }
 
+}  // namespace
+
 HRESULT ReadWithPlatform(GUID const& container, StreamAdapter& file, unsigned frame,
                          Ref<Image2d>& image) noexcept {
   ComScope const com;
@@ -146,9 +148,8 @@ HRESULT ReadWithPlatform(GUID const& container, StreamAdapter& file, unsigned fr
   return SUCCEEDED(result) ? reader.Decode(image) : result;
 }
 
-}  // namespace
-
-HRESULT ReadPicture(Codec const& codec, Stream* stream, unsigned frame, AbstractImage** out) noexcept {
+HRESULT ReadPicture(Codec const& codec, Stream* stream, unsigned frame, AbstractImage** out,
+                    Decoded decoded) noexcept {
   if (!out) return Fail(E_INVALIDARG, READ, L"image is null");
   *out = nullptr;
   if (!stream) return Fail(E_INVALIDARG, READ, L"stream is null");
@@ -156,7 +157,8 @@ HRESULT ReadPicture(Codec const& codec, Stream* stream, unsigned frame, Abstract
   Ref<StreamAdapter> const file = StreamAdapter::Create(stream);
   if (!file) return Report(before, READ, E_OUTOFMEMORY, E_OUTOFMEMORY);
   Ref<Image2d> image;
-  HRESULT result = codec.read(*file, frame, image);
+  auto* const read = decoded == Decoded::EVERY && codec.readEvery ? codec.readEvery : codec.read;
+  HRESULT result = read(*file, frame, image);
   if (result == S_FALSE) result = ReadWithPlatform(*codec.container, *file, frame, image);
   if (SUCCEEDED(result)) result = ReadFacts(codec.readFacts, *file, frame, *image);
   HRESULT const ofStream = file->Failure();

@@ -13,6 +13,7 @@
 #include <iterator>
 #include <new>
 
+#include "codec.h"
 #include "headers.h"
 #include "inflate.h"
 #include "lzw.h"
@@ -101,9 +102,12 @@ void ReverseBits(uint8_t* bytes, size_t size) noexcept {
 
 class Reader {
  public:
-  explicit Reader(StreamAdapter& from, unsigned frame = 0) noexcept : file(from), page(frame) {}
+  /// `at` is the offset of the page's directory; 0: it is looked for.
+  explicit Reader(StreamAdapter& from, unsigned frame = 0, uint32_t at = 0) noexcept
+      : file(from), page(frame), place(at) {}
   HRESULT Describe(Header& header) noexcept;
   HRESULT Read(Ref<Image2d>& image) noexcept;
+  uint32_t Following() const noexcept { return directory.Following(); }
 
  private:
   HRESULT OpenDirectory() noexcept;
@@ -124,6 +128,7 @@ class Reader {
 
   StreamAdapter& file;
   unsigned const page;
+  uint32_t const place;
   TiffDirectory directory;
   TiffLayout layout;
   uint32_t compression = NONE;
@@ -221,7 +226,7 @@ HRESULT Reader::CheckCompression() noexcept {
 
 HRESULT Reader::OpenDirectory() noexcept {
   using Opened = TiffDirectory::Opened;
-  Opened const opened = directory.Open(file, 0, page);
+  Opened const opened = place ? directory.OpenAt(file, place) : directory.Open(file, 0, page);
   if (opened == Opened::BIG) return FailUnsupported(L"it is a BigTIFF file");
   if (opened == Opened::TRUNCATED) return FailTruncated();
   if (opened == Opened::MISSING) return FailNoFrame(page, directory.CountPages());
@@ -381,6 +386,23 @@ HRESULT DescribeTiff(StreamAdapter& file, Header& header) noexcept { return Read
 
 HRESULT ReadTiff(StreamAdapter& file, unsigned frame, Ref<Image2d>& image) noexcept {
   return Reader(file, frame).Read(image);
+}
+
+HRESULT ReadEveryTiff(StreamAdapter& file, unsigned frame, Ref<Image2d>& image) noexcept {
+  TiffDirectory last;
+  if (last.Open(file, 0, frame) == TiffDirectory::Opened::MISSING)
+    return FailNoFrame(frame, last.CountPages());
+  uint32_t place = 0;
+  for (unsigned page = 0;; ++page) {
+    Reader reader(file, page, place);
+    HRESULT result = reader.Read(image);
+    if (page == frame) return result;
+    if (result == S_FALSE) result = ReadWithPlatform(GUID_ContainerFormatTiff, file, page, image);
+    if (yk::Failed(result)) return result;
+    image.Reset();
+    place = reader.Following();
+    if (!place) return FailTruncated();  // the stream has changed meanwhile
+  }
 }
 
 }  // namespace qewic

@@ -85,7 +85,9 @@ HRESULT CheckPng(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& imag
 HRESULT CheckJpeg(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
 HRESULT ReadBmp(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
 HRESULT ReadGif(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
+HRESULT ReadEveryGif(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
 /// S_FALSE: it is compressed as fax.
 HRESULT ReadTiff(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
+HRESULT ReadEveryTiff(StreamAdapter& file, unsigned frame, yk::Ref<yk::Image2d>& image) noexcept;
 
 }  // namespace qewic

@@ -31,6 +31,7 @@ TiffDirectory::Opened TiffDirectory::ReadHeader() noexcept {
 TiffDirectory::Opened TiffDirectory::ReadFields(uint32_t directory) noexcept {
   uint8_t head[2];
   uint64_t const at = base + directory;
+  opened = directory;
   if (!file->ReadAt(at, head, sizeof head)) return Opened::TRUNCATED;
   uint32_t const present = Word(head, 2);
   for (uint32_t i = 0; i < present; ++i)
@@ -40,12 +41,18 @@ TiffDirectory::Opened TiffDirectory::ReadFields(uint32_t directory) noexcept {
 
 TiffDirectory::Opened TiffDirectory::Open(StreamAdapter& from, uint64_t start, uint32_t page) noexcept {
   file = &from, base = start, count = 0;
-  Opened const opened = ReadHeader();
-  if (opened != Opened::SOUND) return opened;
+  Opened const header = ReadHeader();
+  if (header != Opened::SOUND) return header;
   if (page > 0 && page >= CountPages()) return Opened::MISSING;
   uint32_t directory = first;
   for (; page > 0; --page) directory = Next(directory);
   return ReadFields(directory);
+}
+
+TiffDirectory::Opened TiffDirectory::OpenAt(StreamAdapter& from, uint32_t directory) noexcept {
+  file = &from, base = 0, count = 0;
+  Opened const header = ReadHeader();
+  return header == Opened::SOUND ? ReadFields(directory) : header;
 }
 
 /// The directory after this one; 0: it is the last.

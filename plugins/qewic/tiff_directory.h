@@ -52,6 +52,12 @@ class TiffDirectory {
   /// file is sound, but has fewer pages.
   Opened Open(StreamAdapter& file, uint64_t base = 0, uint32_t page = 0) noexcept;
 
+  /// Reads the directory at this offset of a file, which was the Following one of another page.
+  Opened OpenAt(StreamAdapter& file, uint32_t directory) noexcept;
+
+  /// The offset of the next page's directory; 0: the opened page is the last.
+  uint32_t Following() const noexcept { return Next(opened); }
+
   /// How many pages the opened file has.
   uint32_t CountPages() const noexcept;
 
@@ -88,7 +94,7 @@ class TiffDirectory {
 
   StreamAdapter* file = nullptr;
   uint64_t base = 0;
-  uint32_t first = 0;  // directory, counted from `base`
+  uint32_t first = 0, opened = 0;  // directories, counted from `base`
   bool bigEndian = false;
   mutable bool broken = false;
   unsigned count = 0;

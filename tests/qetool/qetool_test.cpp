@@ -411,6 +411,8 @@ TEST_F(Tool, ReadsEachFrame) {
   string const first = gif + frame + "\x44\1\0"s;
   folder.Write(L"two.gif", first + frame + "\x4C\1\0;"s);
   folder.Write(L"cut.gif", first + frame);
+  string const good = frame + "\x4C\1\0"s, bad = frame + "\5\0\0"s;
+  folder.Write(L"hidden.gif", first + good + good + bad + good + bad + good + ';');
   Good(L"convert two.gif out.png --frame 1 --format bgr24");
   EXPECT_EQ(At(*Load(L"out.png"), 0, 0), (Bytes{255, 255, 255}));
   EXPECT_THAT(Good(L"info two.gif --frame 1"), HasSubstr("GIF, 1 x 1 pixels, bgra32 (32 bits), 2 frames"));
@@ -420,6 +422,7 @@ TEST_F(Tool, ReadsEachFrame) {
   EXPECT_THAT(Bad(L"info two.gif --frame 0 --read-option frame=1"), HasSubstr("--frame 0: --read-option"));
   EXPECT_EQ(Good(L"verify two.gif"), "two.gif: good: GIF, 1 x 1 pixels, 2 frames\n");
   EXPECT_THAT(Run(L"verify cut.gif").out, StartsWith("cut.gif: bad: frame 1: "));
+  EXPECT_EQ(Run(L"verify hidden.gif").out, "hidden.gif: bad: frame 3: damaged: it is truncated\n");
 }
 
 // ---- diff, verify

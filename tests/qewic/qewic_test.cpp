@@ -380,10 +380,30 @@ TEST_F(Filters, ReadEachFrame) {
                        read}});
       continue;
     }
-    ASSERT_EQ(read(), S_OK);
-    string const pixels = Pixels(static_cast<Image2d&>(*out), IMG_BGRA32);
-    for (size_t i = 0; i < row.greens.size(); ++i)
-      EXPECT_EQ(uint8_t(pixels[4 * i + 3] ? pixels[4 * i + 1] : 0), row.greens[i]) << row.frame << ' ' << i;
+    for (bool const every : {false, true}) {
+      options->SetValue(FilterOption::EVERY_FRAME, Value(every));
+      ASSERT_EQ(read(), S_OK);
+      string const pixels = Pixels(static_cast<Image2d&>(*out), IMG_BGRA32);
+      for (size_t i = 0; i < row.greens.size(); ++i)
+        EXPECT_EQ(uint8_t(pixels[4 * i + 3] ? pixels[4 * i + 1] : 0), row.greens[i]) << row.frame << ' ' << i;
+    }
+  }
+}
+
+// A frame that is undone, and a page, that cannot be read.
+TEST_F(Filters, FindDamageToFramesThatAreNotSeen) {
+  string gif = FromHex(GIF_FRAMES), tiff = FromHex(TIFF_PAGES);
+  gif[43] = 12, gif[58] = 9, tiff[56] = 9;
+  Table<string, int, wchar_t const*> const rows = {{gif, 2, L"damaged: its code size is invalid"},
+                                                   {tiff, 1, L"not supported, because of its colour space"}};
+  for (auto const& [file, frame, reason] : rows) {
+    Ref<Map> const options = Own(Map::Create());
+    Ref<AbstractImage> out;
+    auto const read = [&] { return img::Read(Memory(file).get(), options.get(), nullptr, out.Receive()); };
+    options->SetValue(FilterOption::FRAME, Value(frame));
+    EXPECT_EQ(read(), S_OK);
+    options->SetValue(FilterOption::EVERY_FRAME, Value(true));
+    ExpectFailures({{YK_E_BADFILE, reason, read}});
   }
 }
 

@@ -96,6 +96,10 @@ Guid FilterOf(Stream& stream, Listener& listener) {
   return type;
 }
 
+void SetValue(Map& values, unsigned key, Variant const& value) {
+  if (Failed(values.SetValue(key, value))) throw Failure{"cannot set options: " + LastReason()};
+}
+
 // Null without any.
 Ref<Map> ValuesOf(ReadOptions const& options, Stream& stream, Listener& listener) {
   unsigned const frame = options.frame.value_or(0);
@@ -106,8 +110,8 @@ Ref<Map> ValuesOf(ReadOptions const& options, Stream& stream, Listener& listener
     SetOptions(FilterOf(stream, listener), FILTER_READ, options.settings, *values);
   if (options.frame && Succeeded(values->GetValue(FilterOption::FRAME, value)))
     throw Failure{Format("--frame %u: --read-option sets the frame, too", frame)};
-  if (frame > 0 && Failed(values->SetValue(FilterOption::FRAME, Variant(static_cast<int>(frame)))))
-    throw Failure{"cannot set options: " + LastReason()};
+  if (frame > 0) SetValue(*values, FilterOption::FRAME, Variant(static_cast<int>(frame)));
+  if (options.decodesEvery) SetValue(*values, FilterOption::EVERY_FRAME, Variant(true));
   return values;
 }
 

@@ -25,6 +25,7 @@ struct Picture {
 struct ReadOptions {
   std::vector<std::string> settings;  // NAME=VALUE, options of the filter
   std::optional<unsigned> frame;      // of a file with several pictures, from 0
+  bool decodesEvery = false;          // picture before it, too
 };
 
 /// Adds --frame to a command, the same as its option of reading.

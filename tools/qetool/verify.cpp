@@ -31,16 +31,18 @@ struct Verdict {
   std::string text;
 };
 
-// How many pictures there are in a file, and how many of them can be read.
+// How many pictures there are in a file, and how many of them can be read; by one call or one by one.
 struct Frames {
   unsigned count, readable;
+  bool canDecodeEvery;
 };
 
 Frames CountFramesIn(Stream& stream) {
   stream.Seek(0, Stream::FROM_START);
   Guid type = {};
   unsigned const count = CountFrames(*QueryPicture(stream, type));
-  return {count, HasOption(type, FILTER_READ, FilterOption::FRAME) ? count : 1};
+  return {count, HasOption(type, FILTER_READ, FilterOption::FRAME) ? count : 1,
+          HasOption(type, FILTER_READ, FilterOption::EVERY_FRAME)};
 }
 
 std::string Describe(Picture const& first, Frames const& frames) {
@@ -59,22 +61,60 @@ std::string WithoutName(std::string const& text, std::string const& path) {
   return text;
 }
 
-Verdict VerifyPicture(Stream& stream, std::string const& path, ReadOptions reading, Listener& listener) {
-  unsigned frame = 0;
-  try {
-    Picture const first = LoadPicture(stream, path, listener, reading);
-    Frames const frames = CountFramesIn(stream);
-    for (frame = 1; frame < frames.readable; ++frame) {
-      stream.Seek(0, Stream::FROM_START);
-      reading.frame = frame;
-      LoadPicture(stream, path, listener, reading);
+/// Reads the pictures of a file.
+class Reading {
+ public:
+  Reading(Stream& stream, std::string const& path, ReadOptions const& options, Listener& listener)
+      : stream(stream), path(path), options(options), listener(listener) {}
+
+  Verdict Verify() {
+    try {
+      Picture const first = LoadPicture(stream, path, listener, options);
+      Frames const frames = CountFramesIn(stream);
+      options.decodesEvery = frames.canDecodeEvery;
+      unsigned const bad = FindBadFrame(frames);
+      return bad ? Verdict{false, Format("frame %u: %s", bad, reason.c_str())}
+                 : Verdict{true, Describe(first, frames)};
+    } catch (Failure const& failure) {
+      return {false, WithoutName(failure.text, path)};
     }
-    return {true, Describe(first, frames)};
-  } catch (Failure const& failure) {
-    std::string const reason = WithoutName(failure.text, path);
-    return {false, frame > 0 ? Format("frame %u: %s", frame, reason.c_str()) : reason};
   }
-}
+
+ private:
+  // The first after the first of all that cannot be read; 0: there is none. A frame may need all that are
+  // before it, so reading one by one can take very long.
+  unsigned FindBadFrame(Frames const& frames) {
+    unsigned good = 0, bad = frames.readable;
+    if (!options.decodesEvery) {
+      while (++good < bad && CanRead(good)) continue;
+      return good < bad ? good : 0;
+    }
+    if (bad < 2 || CanRead(bad - 1)) return 0;
+    for (--bad; bad - good > 1;) {
+      unsigned const middle = good + (bad - good) / 2;
+      (CanRead(middle) ? good : bad) = middle;
+    }
+    return bad;
+  }
+
+  bool CanRead(unsigned frame) {
+    stream.Seek(0, Stream::FROM_START);
+    options.frame = frame;
+    try {
+      LoadPicture(stream, path, listener, options);
+    } catch (Failure const& failure) {
+      reason = WithoutName(failure.text, path);
+      return false;
+    }
+    return true;
+  }
+
+  Stream& stream;
+  std::string const& path;
+  ReadOptions options;
+  Listener& listener;
+  std::string reason;  // of the last that could not be read
+};
 
 // Every object file starts with the chunk that holds all others. Other files, which may be huge, are not
 // read.
@@ -95,7 +135,7 @@ Verdict VerifyChunks(ChunkTree const& tree) {
 Verdict Verify(std::string const& path, ReadOptions const& reading, Listener& listener) {
   try {
     Ref<Stream> const stream = OpenInput(path);
-    Verdict verdict = VerifyPicture(*stream, path, reading, listener);
+    Verdict verdict = Reading(*stream, path, reading, listener).Verify();
     if (verdict.isSound || !IsObjectFile(*stream)) return verdict;
     std::vector<unsigned char> const bytes = ReadAll(*stream, path);
     ChunkTree const tree = ParseChunks(bytes);
@@ -109,7 +149,8 @@ Verdict Verify(std::string const& path, ReadOptions const& reading, Listener& li
 
 void CheckSettings(std::vector<std::string> const& settings) {
   for (std::string const& setting : settings) {
-    if (EqualNoCase(setting.substr(0, setting.find('=')), "frame"))
+    std::string const name = setting.substr(0, setting.find('='));
+    if (EqualNoCase(name, "frame") || EqualNoCase(name, "every-frame"))
       throw Failure{"--read-option " + setting + ": verify reads every frame"};
   }
 }
