@@ -143,6 +143,16 @@ FailureText LabelOf(Guid const& type) noexcept {
   return label;
 }
 
+HRESULT FailWith(wchar_t const* path, unsigned before, HRESULT code, char const* operation,
+                 wchar_t const* what) noexcept {
+  size_t const length = wcslen(path);
+  bool isNamed = false;
+  for (Error const* cause = ErrorCount() != before ? LastError() : nullptr; cause; cause = cause->cause)
+    isNamed = isNamed || (wcsncmp(cause->text, path, length) == 0 && cause->text[length] == L':');
+  return isNamed ? FailSince(before, code, operation, L"%s", what)
+                 : FailSince(before, code, operation, L"%s %s", what, path);
+}
+
 // The interface is compared twice: once the plug-in is loaded, it may differ from what the cache says.
 HRESULT CreateFilter(Guid const& id, char const* operation, Ref<ykFlt2d>& filter) noexcept {
   bool const isKnown = FindClass(id);

@@ -32,6 +32,11 @@ FailureText PatternsOf(ClassInfo const& filter) noexcept;
 /// What messages call the files of a filter class: L"PNG", the name of a plug-in's class, or L"unknown".
 FailureText LabelOf(Guid const& type) noexcept;
 
+/// Fails because of what has failed since `before`, with `what` and the path of the file: "cannot read a.png";
+/// without the path when a cause begins with it, as those of file streams do.
+HRESULT FailWith(wchar_t const* path, unsigned before, HRESULT code, char const* operation,
+                 wchar_t const* what) noexcept;
+
 /// A filter of the class `id`. The created object is trusted to be one, unless the class is registered for
 /// another interface: then E_NOINTERFACE, since calling its slots as a filter's would be undefined.
 HRESULT CreateFilter(Guid const& id, char const* operation, Ref<ykFlt2d>& filter) noexcept;

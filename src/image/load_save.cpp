@@ -3,12 +3,12 @@
 #include <qecore/core/error.h>
 #include <qecore/io/file_formats.h>
 #include <qecore/io/file_stream.h>
-#include <qecore/io/file_type.h>
 #include <qecore/io/save_file.h>
 #include <wchar.h>
 
 #include "filter_run_p.h"
 #include "filters_p.h"
+#include "io/file_type_p.h"
 #include "io/file_window_p.h"
 
 namespace yk {
@@ -30,11 +30,14 @@ Guid const* FilterForPath(wchar_t const* path) noexcept {
   return nullptr;
 }
 
-/// qe_DetectFileType, whose text names the file. Here the caller adds the name.
 HRESULT DetectType(Stream& stream, Guid& type) noexcept {
-  HRESULT const result = qe_DetectFileType(&stream, type);
-  HRESULT const state = stream.GetState();
-  if (Failed(result) && Failed(state)) return result;
+  Ref<Stream> const held = Ref<Stream>::Share(&stream);
+  HRESULT read = S_OK;
+  unsigned const before = ErrorCount();
+  HRESULT const result = DetectFileType(stream, type, read);
+  bool const isUnreadable = Failed(result) && Failed(read);
+  if (isUnreadable && ErrorCount() == before) Fail(read, LOAD, L"the stream cannot be read");
+  if (isUnreadable) return read;
   if (result == YK_E_NOTFOUND) Fail(result, LOAD, L"not a picture of a known type");
   if (result == YK_E_TOOSHORT) Fail(result, LOAD, L"too short to be a picture");
   return result;
@@ -61,7 +64,7 @@ HRESULT WriteFile(SaveFile& file, Saving const& saving) noexcept {
     result = stream ? run.Finish(filter->Write(stream, &saving.image, saving.options))
                     : Fail(E_OUTOFMEMORY, SAVE, nullptr);
   }
-  return Failed(result) ? FailSince(before, result, SAVE, L"cannot write %s", saving.path) : result;
+  return Failed(result) ? FailWith(saving.path, before, result, SAVE, L"cannot write") : result;
 }
 
 /// "jpg, jpeg or png": what Image2d::Save accepts.
@@ -105,7 +108,7 @@ HRESULT img::Load(wchar_t const* path, ExecutionContext* context, AbstractImage*
   if (Failed(result)) return result;
   unsigned const before = ErrorCount();
   result = Load(stream.get(), context, image, type);
-  return Failed(result) ? FailSince(before, result, LOAD, L"cannot read %s", path) : result;
+  return Failed(result) ? FailWith(path, before, result, LOAD, L"cannot read") : result;
 }
 
 HRESULT img::Save(AbstractImage& image, wchar_t const* path, Guid const& type, unsigned options,

@@ -3,7 +3,6 @@
 
 #include <qecore/core/error.h>
 #include <qecore/io/file_stream.h>
-#include <qecore/io/file_type.h>
 #include <qecore/io/save_file.h>
 
 #include <iterator>
@@ -12,6 +11,7 @@
 #include "core/registry_p.h"
 #include "filter_run_p.h"
 #include "filters_p.h"
+#include "io/file_type_p.h"
 #include "io/file_window_p.h"
 #include "io/stream_p.h"
 
@@ -22,6 +22,7 @@ namespace {
 constexpr char READ[] = "img::Read";
 constexpr char WRITE[] = "img::Write";
 constexpr char QUERY[] = "img::QueryInfo";
+constexpr wchar_t UNREADABLE[] = L"the stream cannot be read";
 
 /// What is wanted from a file. One of `image` and `info` is set.
 struct Request {
@@ -32,6 +33,13 @@ struct Request {
   Map* info;
   Guid* type;
 };
+
+/// Adds why the last call failed.
+void AddMessage(FailureText& text) noexcept {
+  wchar_t message[Error::TEXT_SIZE];
+  ErrorMessage(LastError(), message, std::size(message));
+  text.Add(L"%s", message);
+}
 
 /// A search for the filter that accepts a file.
 class Search {
@@ -62,7 +70,9 @@ class Search {
   Buffer<Guid> filters;  // their classes
   String name;           // of a file stream
   HRESULT detected = S_OK;
-  Guid type = {};  // if it was detected
+  Guid type = {};             // if it was detected
+  HRESULT unreadable = S_OK;  // the failure that may have prevented it, and its reason
+  FailureText whyUnreadable;
   unsigned refusals = 0;
   HRESULT firstRefusal = YK_E_NOTFOUND;
   FailureText reasons;
@@ -72,7 +82,10 @@ class Search {
 
 void Search::Detect() noexcept {
   Attempt const attempt;
-  detected = qe_DetectFileType(&stream, type);
+  unsigned const before = ErrorCount();
+  detected = DetectFileType(stream, type, unreadable);
+  if (Failed(unreadable) && ErrorCount() != before) AddMessage(whyUnreadable);
+  if (whyUnreadable.IsEmpty()) whyUnreadable.Add(UNREADABLE);
   if (Ref<FileStream> const file = Ref<Stream>::Share(&stream).Query<FileStream>()) file->GetFileName(name);
 }
 
@@ -136,9 +149,8 @@ HRESULT Search::TryFilter(Step step, Guid const& id) noexcept {
 
 void Search::Refused(HRESULT result, Guid const& id) noexcept {
   if (refusals++ == 0) firstRefusal = result;
-  wchar_t reason[Error::TEXT_SIZE];  // without what led to it in the caller: "damaged: ..."
-  ErrorMessage(LastError(), reason, std::size(reason));
-  reasons.Add(L"%s%s: %s", refusals > 1 ? L"; " : L"", LabelOf(id).c_str(), reason);
+  reasons.Add(L"%s%s: ", refusals > 1 ? L"; " : L"", LabelOf(id).c_str());
+  AddMessage(reasons);  // without what led to it in the caller: "damaged: ..."
 }
 
 HRESULT Search::TryClass(Step step, Guid const& id) noexcept {
@@ -164,10 +176,11 @@ HRESULT Search::Result() noexcept {
   if (refusals == 1) return firstRefusal;
   if (refusals > 1) return Fail(firstRefusal, request.operation, L"%s", reasons.c_str());
   HRESULT const state = stream.GetState();
-  if (Failed(state)) return Fail(state, request.operation, L"the stream cannot be read");
+  if (Failed(state)) return Fail(state, request.operation, UNREADABLE);
   if (Succeeded(detected)) {
     return Fail(YK_E_NOTFOUND, request.operation, L"there is no plug-in for %s files", LabelOf(type).c_str());
   }
+  if (Failed(unreadable)) return Fail(unreadable, request.operation, L"%s", whyUnreadable.c_str());
   return Fail(detected, request.operation,
               detected == YK_E_TOOSHORT ? L"too short to be a picture" : L"not a picture of a known type");
 }
@@ -189,7 +202,7 @@ HRESULT RunOnFile(wchar_t const* path, Request const& request) noexcept {
   if (Failed(opened)) return opened;
   unsigned const before = ErrorCount();
   HRESULT const result = Search(*stream, request).Run();
-  return Failed(result) ? FailSince(before, result, request.operation, L"cannot read %s", path) : result;
+  return Failed(result) ? FailWith(path, before, result, request.operation, L"cannot read") : result;
 }
 
 // ---- writing
@@ -227,7 +240,7 @@ HRESULT WriteToFile(Guid const& id, wchar_t const* path, Writing const& writing)
   if (Failed(opened)) return opened;
   unsigned const before = ErrorCount();
   HRESULT const result = WriteWith(id, *file.GetStream(), writing);
-  if (Failed(result)) return FailSince(before, result, WRITE, L"cannot write %s", path);
+  if (Failed(result)) return FailWith(path, before, result, WRITE, L"cannot write");
   HRESULT const committed = file.Commit();
   return Failed(committed) ? committed : S_OK;
 }

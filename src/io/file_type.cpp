@@ -5,6 +5,7 @@
 #include <qecore/io/file_stream.h>
 
 #include "core/error_p.h"
+#include "file_type_p.h"
 #include "stream_p.h"
 
 namespace yk {
@@ -22,14 +23,14 @@ Guid const* BySignature(char const* bytes) noexcept {
 }
 
 /// A TGA file of the second version ends in two offsets, this text, a dot and a zero.
-Guid const* ByFooter(Stream& stream) noexcept {
+Guid const* ByFooter(Stream& stream, HRESULT& read) noexcept {
   constexpr char TEXT[] = "TRUEVISION-XFILE";
   constexpr unsigned FOOTER = 26;
   constexpr unsigned TEXT_AT = 8;
   unsigned char footer[FOOTER];
   Attempt const attempt;  // a file may well be shorter
   if (Failed(stream.Seek(-static_cast<long>(FOOTER), Stream::FROM_END))) return nullptr;
-  if (ReadUpTo(stream, footer, FOOTER) < FOOTER) return nullptr;
+  if (ReadUpTo(stream, footer, FOOTER, &read) < FOOTER) return nullptr;
   return memcmp(footer + TEXT_AT, TEXT, sizeof TEXT - 1) == 0 ? &ids::FILE_TGA : nullptr;
 }
 
@@ -61,20 +62,27 @@ HRESULT FailUnknown(HRESULT result, String const& name) noexcept {
 
 }  // namespace
 
+// Contract: a memory stream fails to read at its very end.
+HRESULT DetectFileType(Stream& stream, Guid& type, HRESULT& read) noexcept {
+  unsigned const position = stream.GetPosition();
+  char bytes[LOOKED_AT];
+  bool const enough = ReadUpTo(stream, bytes, LOOKED_AT, &read) >= NEEDED;
+  if (enough || position == stream.GetSize()) read = S_OK;
+  Guid const* format = enough ? BySignature(bytes) : nullptr;
+  if (!format && enough) format = ByFooter(stream, read);
+  if (!format) format = ByExtension(NameOf(stream));
+  SeekTo(stream, position);
+  if (!format) return enough ? YK_E_NOTFOUND : YK_E_TOOSHORT;
+  type = *format;
+  return S_OK;
+}
+
 HRESULT qe_DetectFileType(Stream* stream, Guid& type) noexcept {
   if (!stream) return FailNull("qe_DetectFileType", L"stream");
   Ref<Stream> const kept = Ref<Stream>::Share(stream);
-  unsigned const position = stream->GetPosition();
-  char bytes[LOOKED_AT];
-  bool const enough = ReadUpTo(*stream, bytes, LOOKED_AT) >= NEEDED;
-  Guid const* format = enough ? BySignature(bytes) : nullptr;
-  if (!format && enough) format = ByFooter(*stream);
-  String const name = format ? String() : NameOf(*stream);
-  if (!format) format = ByExtension(name);
-  SeekTo(*stream, position);
-  if (!format) return FailUnknown(enough ? YK_E_NOTFOUND : YK_E_TOOSHORT, name);
-  type = *format;
-  return S_OK;
+  HRESULT read = S_OK;
+  HRESULT const result = DetectFileType(*stream, type, read);
+  return Succeeded(result) ? result : FailUnknown(result, NameOf(*stream));
 }
 
 }  // namespace yk

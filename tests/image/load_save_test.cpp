@@ -186,6 +186,9 @@ class Letter final : public Destroys<Letter<LETTER>, ykFlt2dEx> {
   HRESULT Read(Stream* stream, AbstractImage** image, unsigned) noexcept override {
     char head[2] = {};
     stream->Read(head, 2);
+    String name;  // with which a file stream says why it fails
+    if (head[1] == '!') static_cast<FileStream*>(stream)->GetFileName(name);
+    if (head[1] == '!') return Fail(E_FAIL, "Letter", L"%s: the disk is slow", name.c_str());
     if (head[1] == '?') return Fail(YK_E_BADFILE, "Letter", L"%c is damaged", LETTER);
     Image2d* const made = Image2d::Create();
     *image = made;
@@ -249,6 +252,23 @@ TEST_F(OpenFormats, AreReadByTheFilterThatAcceptsTheFile) {
     HRESULT const described = img::QueryInfo(path.c_str(), info.get());
     EXPECT_EQ(described == S_OK, info->Count() == 1) << bytes;
   }
+}
+
+TEST_F(OpenFormats, NameAFileOnceAndSayThatItsReadFailed) {
+  Ref<AbstractImage> read;
+  Ref<Stream> unreadable;
+  std::wstring const text = folder.Path(L"a.txt"), named = folder.Path(L"a.let");
+  folder.Write(L"a.txt", "A3 padded");
+  folder.Write(L"a.let", "A!");
+  ASSERT_EQ(FileStream::Create(text.c_str(), FileStream::WRITE, unreadable.Receive()), S_OK);
+  ExpectFailures({
+      {E_FAIL, text + L": access is denied",
+       [&] { return img::Read(unreadable.get(), nullptr, nullptr, read.Receive()); }},
+      {E_FAIL, text + L": access is denied",
+       [&] { return img::Load(unreadable.get(), nullptr, read.Receive()); }},
+      {E_FAIL, L"cannot read: " + named + L": the disk is slow",
+       [&] { return img::Read(named.c_str(), nullptr, nullptr, read.Receive()); }},
+  });
 }
 
 TEST_F(OpenFormats, AreWrittenByName) {
