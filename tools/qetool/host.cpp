@@ -59,7 +59,7 @@ bool IsCache(Stream& file) {
 // A scan replaces the cache: another file, named by mistake, would be lost. An empty file has no content to
 // lose.
 void CheckCache(std::string const& path) {
-  CheckOutput(path);
+  CheckPlace(path);
   Ref<Stream> file;
   HRESULT const result = FileStream::Create(ToWide(path), FileStream::READ, file.Receive());
   if (result == YK_E_NOTFOUND) return;

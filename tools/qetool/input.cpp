@@ -70,6 +70,12 @@ FolderId IdOf(std::string const& folder) {
                  : FolderId{};
 }
 
+String FullPath(std::string const& path) {
+  wchar_t full[4096];
+  DWORD const length = GetFullPathNameW(ToWide(path).c_str(), std::size(full), full, nullptr);
+  return length && length < std::size(full) ? String(full) : ToWide(path);
+}
+
 bool IsLink(std::string const& path) {
   DWORD const attributes = GetFileAttributesW(ToWide(path).c_str());
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
@@ -140,7 +146,19 @@ std::string FolderOf(std::string const& path) {
   return slash == std::string::npos ? std::string() : path.substr(0, std::max<size_t>(slash, 1));
 }
 
+void CheckNoDevice(char const* what, std::string const& path) {
+  constexpr char DEVICES[] = "\\\\.\\";
+  std::string const full = ToUtf8(FullPath(path));
+  if (full.starts_with(DEVICES))
+    throw Failure{what + path + ": " + full.substr(sizeof DEVICES - 1) + " is the name of a device"};
+}
+
 void CheckOutput(std::string const& path) {
+  CheckNoDevice("cannot write ", path);
+  CheckPlace(path);
+}
+
+void CheckPlace(std::string const& path) {
   if (IsFolder(path)) throw Failure{"cannot write " + path + ": it is a folder"};
   std::string const folder = FolderOf(path);
   if (folder.empty() || IsFolder(folder)) return;
@@ -156,9 +174,7 @@ std::string ExtensionOf(std::string const& path) {
 }
 
 std::string PlaceOf(std::string const& path) {
-  wchar_t full[4096];
-  DWORD const length = GetFullPathNameW(ToWide(path).c_str(), std::size(full), full, nullptr);
-  String place = length && length < std::size(full) ? String(full) : ToWide(path);
+  String place = FullPath(path);
   place.MakeLower();
   std::string text = ToUtf8(place);
   text.erase(text.find_last_not_of("/\\") + 1);
@@ -167,6 +183,7 @@ std::string PlaceOf(std::string const& path) {
 
 Ref<Stream> OpenInput(std::string const& path) {
   if (path == STANDARD_STREAM) return ReadStandardInput();
+  CheckNoDevice("cannot read ", path);
   Ref<Stream> stream;
   HRESULT const result = FileStream::Create(ToWide(path), FileStream::READ, stream.Receive());
   if (Succeeded(result)) return stream;

@@ -51,7 +51,14 @@ bool IsFolder(std::string const& path);
 /// "a/b" of "a/b/c.png"; empty for a file in the current folder.
 std::string FolderOf(std::string const& path);
 
-/// Throws Failure when no file can be written at `path`: it is a folder, or in one that does not exist.
+/// Throws Failure when no file can be at `path`: it is a folder, or in one that does not exist.
+void CheckPlace(std::string const& path);
+
+/// Throws Failure when the system takes the path for a device, as many do with CON.png. `what` is what was
+/// to be done: "cannot write ".
+void CheckNoDevice(char const* what, std::string const& path);
+
+/// Throws Failure for a path at which no picture can be written.
 void CheckOutput(std::string const& path);
 
 /// The last part of a path.

@@ -53,6 +53,7 @@ Request Understand(PlanOptions const& options, Host const& host) {
   inputs.paths.pop_back();
   std::string const& output = request.output;
   if (output.empty()) throw Failure{"the output has no name"};
+  CheckNoDevice("cannot write ", output);
   request.inputs = CollectInputs(inputs, host, output);
   for (Input const& input : request.inputs) {
     if (IsFolder(input.path)) {
@@ -101,6 +102,7 @@ std::vector<Job> PlanFolder(Request const& request, Host const& host) {
     if (input.path == STANDARD_STREAM)
       throw Failure{"the picture of standard input needs a name: give a file"};
     std::string const target = folder + WithExtension(input.name, request.type);
+    CheckNoDevice("cannot write ", target);
     auto const [place, isNew] = taken.emplace(PlaceOf(target), input.path);
     if (!isNew) throw Failure{place->second + " and " + input.path + " would both be written to " + target};
     jobs.push_back({input.path, target, FilterFor(host, target)});
@@ -133,7 +135,7 @@ void CreateFolders(Plan const& plan) {
     std::string const folder = FolderOf(job.output);
     if (folder.empty() || !made.insert(folder).second || IsFolder(folder)) continue;
     HRESULT const result = file::NewFolderEx(ToWide(folder));
-    if (Failed(result)) throw Failure{"cannot create the folder " + folder + ": " + Reason(result)};
+    if (Failed(result)) throw Failure{"cannot create the folder " + Reason(result)};
   }
 }
 

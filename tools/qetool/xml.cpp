@@ -44,7 +44,7 @@ XmlNode* AddChunk(XmlDocument& document, XmlNode* parent, ChunkNode const& chunk
 }
 
 void Run(Options const& options) {
-  if (!options.output.empty()) CheckOutput(options.output);
+  if (!options.output.empty()) CheckPlace(options.output);
   XmlDocument document;
   document.Load(options.input);
   document.Save(options.output, (options.layout ? XML_LAYOUT : 0u) | (options.utf16 ? XML_UTF16 : 0u));
