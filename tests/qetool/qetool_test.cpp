@@ -93,6 +93,7 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
   MakePicture(L"good.png", 5, 4);
   folder.Write(L"text.txt", "this is no picture at all");
   folder.Write(L"cut.png", folder.Read(L"good.png").substr(0, 50));
+  folder.Write(L"devices", "lpt1");
   EXPECT_THAT(Run(L"verify none.png").out, StartsWith("none.png: bad: the file"));
   folder.Write(L"huge.bin", "");
   std::filesystem::create_directory(folder.Path(L"folder"));
@@ -111,6 +112,9 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"convert good.png out.png --flip x", {"--flip x"}},
       {L"convert good.png out.png --format rgb", {"rgb", "bgr24"}},
       {L"convert good.png out.jpg --quality 101", {"101"}},
+      {L"convert good.png CON.png", {"cannot write CON.png: CON is the name of a device"}},
+      {L"convert good.png made/ --type png --list devices", {"made/lpt1.png: lpt1 is the name of a device"}},
+      {L"info nul.png", {"cannot read nul.png: nul is the name of a device"}},
       {L"convert good.png nowhere\\out.png", {"the folder nowhere does not exist"}},
       {L"convert good.png good.png out.png", {"2 pictures to out.png", "the name of one picture"}},
       {L"convert good.png out.png --quality 9", {"--quality 9", "PNG"}},
@@ -208,6 +212,7 @@ TEST_F(Tool, ResizesColoursAsFarAsTheyAreSeen) {
   }
   EXPECT_THAT(Good(L"convert -v edge.png out.bmp"), HasSubstr("bgr24, on the background ffffff;"));
   EXPECT_EQ(At(*Load(L"out.bmp"), 1, 0), (Bytes{255, 255, 255}));
+  EXPECT_THAT(Good(L"convert -v edge.png out.tga"), HasSubstr("2 x 1 pixels, bgra32;"));
   EXPECT_THAT(Good(L"convert -v words.png out.jpg --quality 90"), HasSubstr("2 x 1 pixels, bgr24;"));
   EXPECT_THAT(Run(L"convert -v words.png - --type jpg").err, HasSubstr("2 x 1 pixels, bgr24;"));
 }
@@ -238,6 +243,7 @@ TEST_F(Tool, TurnsPicturesAndKeepsWhatTheirFilesSay) {
     EXPECT_EQ(number, width == 5 ? 6u : 1u);
   }
   EXPECT_THAT(Bad(L"convert in.png out.bmp --no-orient"), HasSubstr("BMP files cannot say how to turn it"));
+  EXPECT_THAT(Bad(L"convert in.png out.tga --no-orient"), HasSubstr("TGA files cannot say how to turn it"));
 }
 
 // Grey never becomes transparent, and formats without a direct conversion are reached in several steps.

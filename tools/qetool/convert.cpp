@@ -90,12 +90,6 @@ Rgb ParseColour(std::string const& text) {
           static_cast<unsigned char>(value)};
 }
 
-// File types whose pixels have no alpha.
-bool IsOpaque(Guid const& filter) { return filter == ids::FILE_JPEG || filter == ids::FILE_BMP; }
-
-// Whether files of the type can say how to turn their pictures.
-bool HasOrientation(Guid const& filter) { return filter != ids::FILE_BMP && filter != ids::FILE_GIF; }
-
 Step FlipStep(std::string const& text) {
   if (text == "h") return {"flip", FlipHorizontally};
   if (text == "v") return {"flip", FlipVertically};
@@ -158,13 +152,13 @@ std::string ConvertOne(Job const& job, Recipe const& recipe, Listener& listener)
   Picture picture = LoadPicture(job.input, listener, recipe.reading);
   times.Done("read");
   if (recipe.orients) MakeUpright(picture.image);
-  if (!HasOrientation(job.filter) && OrientationOf(*picture.image) != 1)
+  if (OrientationOf(*picture.image) != 1 && !WhatFilesKeep(job.filter, *picture.image).orientation)
     throw Failure{"cannot convert " + ShownName(job.input) + ": --no-orient: " + TypeName(job.filter) +
                   " files cannot say how to turn it"};
   ImageRef const before = picture.image;
   Apply(recipe, job, picture, times, listener);
   std::string note;
-  if (IsOpaque(job.filter) && HasAlpha(*picture.image)) {
+  if (HasAlpha(*picture.image) && !WhatFilesKeep(job.filter, *picture.image).alpha) {
     PutOnBackground(picture.image, recipe.background, listener);
     note = ", on the background " + recipe.backgroundName;
   }

@@ -11,6 +11,7 @@
 #include "image_edit.h"
 #include "input.h"
 #include "output.h"
+#include "resize.h"
 #include "text.h"
 
 namespace qetool {
@@ -115,6 +116,28 @@ Ref<Map> ValuesOf(ReadOptions const& options, Stream& stream, Listener& listener
   return values;
 }
 
+// A transparent pixel that is to be turned, if the format has alpha.
+ImageRef MakePixel(IMG_FORMAT format) {
+  ImageRef pixel = NewImage(format, 1, 1);
+  std::fill_n(pixel->bits, pixel->stride, uint8_t{0});
+  std::fill_n(pixel->palette, pixel->paletteCount, IMG_PALENTRY{0, 0, 0, 255});
+  if (pixel->paletteCount > 0) pixel->palette[0].alpha = 0;
+  pixel->SetValue(img::INFO_ORIENTATION, Variant(6u));
+  return pixel;
+}
+
+// The image as its file keeps it. YK_E_FORMAT: the filter does not accept it.
+HRESULT WriteAndRead(Guid const& type, Image2d& image, Ref<AbstractImage>& kept) {
+  Ref<Stream> stream;
+  Ref<ykFlt2d> filter;
+  HRESULT result = MemStream::Create(stream.Receive());
+  if (Succeeded(result)) result = CreateInterface(type, filter.ReceiveVoid());
+  if (Succeeded(result)) result = filter->Write(stream.get(), &image, 0);
+  if (Succeeded(result)) result = stream->Seek(0, Stream::FROM_START);
+  if (Succeeded(result)) result = filter->Read(stream.get(), kept.Receive(), 0);
+  return result;
+}
+
 // Why there is no such picture: the library says only that the filter has no such option.
 std::string FrameReason(Stream& stream, unsigned frame, std::string const& reason) {
   Guid type = {};
@@ -188,6 +211,21 @@ Guid FilterFor(Host const& host, std::string const& path) {
   std::string const known = WrittenTypes(host);
   if (known.empty()) throw Failure{"cannot write " + path + ": no plug-ins in " + host.PluginFolder()};
   throw Failure{"cannot write " + path + ": its extension must be one of " + known};
+}
+
+Kept WhatFilesKeep(Guid const& filter, Image2d const& picture) {
+  HRESULT result = YK_E_FORMAT;
+  Ref<AbstractImage> kept;
+  bool hasAlpha = false;
+  for (IMG_FORMAT const format : {picture.format, PlainFormat(picture), IMG_BGR24}) {
+    ImageRef const pixel = MakePixel(format);
+    hasAlpha = HasAlpha(*pixel);
+    result = WriteAndRead(filter, *pixel, kept);
+    if (result != YK_E_FORMAT) break;
+  }
+  if (Failed(result) || !kept->IsTypeOf(ids::IMAGE_2D)) return {hasAlpha, true};
+  auto& image = static_cast<Image2d&>(*kept);
+  return {hasAlpha && HasAlpha(image), OrientationOf(image) != 1};
 }
 
 Ref<Stream> SavePicture(Guid const& filter, Image2d& image, std::string const& path,

@@ -55,6 +55,15 @@ std::string WrittenTypes(Host const& host);
 /// The class of the filter that writes files with this path's extension. Throws Failure if no filter does.
 yk::Guid FilterFor(Host const& host, std::string const& path);
 
+/// What the files of a type keep of a picture apart from its colours.
+struct Kept {
+  bool alpha = true, orientation = true;
+};
+
+/// Determined by writing and reading one pixel of the picture's format, since no filter says it. All, if that
+/// fails.
+Kept WhatFilesKeep(yk::Guid const& filter, yk::Image2d const& picture);
+
 /// Writes a file, or standard output for "-", through the filter of this class: all of it or nothing. An old
 /// file at `path` stays until the new one is complete. Throws Failure or Stopped. Returns the bytes that went
 /// to standard output; null after writing a file.
