@@ -267,7 +267,7 @@ void DrawPage(IDC& dc) {
 
 }  // namespace
 
-int main(int count, char** arguments) {
+extern "C" int wmain(int count, wchar_t** arguments) {
   if (count != 2) return puts("usage: draw OUT.png"), 2;
   SetErrorHandler(Print);  // nobody would close a message box
   Ref<System> const system = Ref<System>::Adopt(System::Create());
@@ -292,7 +292,7 @@ int main(int count, char** arguments) {
   SelectObject(memory, before);
   DeleteObject(font);
   DeleteDC(memory);
-  if (Failed(page->Save(String(arguments[1]).c_str()))) return Refuse();
-  printf("%s: %d x %d pixels\n", arguments[1], page->width, page->height);
+  if (Failed(page->Save(arguments[1]))) return Refuse();
+  PrintSize(arguments[1], *page);
   return 0;
 }

@@ -189,7 +189,7 @@ void Ownership() {
 
 }  // namespace
 
-int main(int count, char** arguments) {
+extern "C" int wmain(int count, wchar_t** arguments) {
   if (count != 2) return puts("usage: guides IN.jpg"), 2;
   //! [start]
   SetErrorHandler(Print);  // a program without windows prints what would be shown in a message box

@@ -12,7 +12,7 @@
 
 using namespace yk;
 
-int main(int count, char** arguments) {
+extern "C" int wmain(int count, wchar_t** arguments) {
   if (count != 3) return puts("usage: host IN OUT.png"), 2;
 
   SetErrorHandler(Print);  // nobody would close a message box
@@ -22,8 +22,7 @@ int main(int count, char** arguments) {
   if (!system) return Refuse();
   system->ScanModules(String(arguments[0]).FilePath(), L"host.cache");  // the plug-ins next to this program
 
-  Ref<AbstractImage> const loaded =
-      Ref<AbstractImage>::Adopt(AbstractImage::Load(String(arguments[1]).c_str()));
+  Ref<AbstractImage> const loaded = Ref<AbstractImage>::Adopt(AbstractImage::Load(arguments[1]));
   if (!loaded) return Refuse();
   if (!loaded->IsTypeOf(ids::IMAGE_2D)) return puts("this is not an image of pixels"), 1;
   Image2d& picture = static_cast<Image2d&>(*loaded);
@@ -32,7 +31,7 @@ int main(int count, char** arguments) {
   if (Failed(picture.Rescale(picture.width / 2, picture.height / 2, IMG_BGR24, &half))) return Refuse();
   Ref<Image2d> const result = Ref<Image2d>::Adopt(half);
   result->FlipH();
-  if (Failed(result->Save(String(arguments[2]).c_str()))) return Refuse();
-  printf("%s: %d x %d pixels\n", arguments[2], result->width, result->height);
+  if (Failed(result->Save(arguments[2]))) return Refuse();
+  PrintSize(arguments[2], *result);
   return 0;
 }

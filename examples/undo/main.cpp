@@ -172,7 +172,7 @@ void Work(Document& document) {
 
 }  // namespace
 
-int main() {
+extern "C" int wmain() {
   SetErrorHandler(Print);  // nobody would close a message box
   Ref<System> const system = Ref<System>::Adopt(System::Create());
   Document document;

@@ -46,10 +46,10 @@ Ref<Image2d> Draw() {
 }
 
 /// A picture, upright: cameras only say how to turn theirs.
-Ref<Image2d> Read(char const* path) {
+Ref<Image2d> Read(wchar_t const* path) {
   Ref<AbstractImage> image;
   Ref<Image2d> upright;
-  if (Failed(img::Read(String(path).c_str(), nullptr, nullptr, image.Receive()))) return {};
+  if (Failed(img::Read(path, nullptr, nullptr, image.Receive()))) return {};
   if (!image->IsTypeOf(ids::IMAGE_2D)) return {};
   if (Failed(img::MakeUpright(static_cast<Image2d&>(*image), upright.Receive()))) return {};
   return upright;
@@ -57,7 +57,8 @@ Ref<Image2d> Read(char const* path) {
 
 }  // namespace
 
-int main(int count, char** arguments) {
+// Not main, whose arguments have lost each character that the code page lacks.
+extern "C" int wmain(int count, wchar_t** arguments) {
   if (count != 2 && count != 3) return puts("usage: example [IN] OUT.png"), 2;
   SetErrorHandler(Print);  // nobody would close a message box
 
@@ -72,8 +73,10 @@ int main(int count, char** arguments) {
   if (Failed(picture->Rescale(picture->width / 2, picture->height / 2, IMG_BGR24, &half)))
     return Refuse("cannot resize it");
   Ref<Image2d> const result = Ref<Image2d>::Adopt(half);
-  String const path(arguments[count - 1]);
-  if (Failed(img::Write(*result, path.c_str(), nullptr, nullptr, nullptr))) return Refuse("cannot write it");
-  printf("%s: %d x %d pixels\n", arguments[count - 1], result->width, result->height);
+  wchar_t const* const path = arguments[count - 1];
+  if (Failed(img::Write(*result, path, nullptr, nullptr, nullptr))) return Refuse("cannot write it");
+  String line;
+  line.printf(L"%s: %d x %d pixels", path, result->width, result->height);
+  Print(line.c_str());
   return 0;
 }

@@ -57,7 +57,8 @@ static int Try(IMG_FORMAT format, wchar_t const* text) {
   return 0;
 }
 
-int main(int, char** arguments) {
+// Not main, whose arguments have lost each character that the code page lacks.
+extern "C" int wmain(int, wchar_t** arguments) {
   SetErrorHandler(Print);  // nobody would close a message box
   Ref<System> const system = Ref<System>::Adopt(System::Create());
   if (!system) return Refuse("no System");
