@@ -275,7 +275,7 @@ def sanitizer_library(name):
     return Path(folder) / "lib/linux" / f"libclang_rt.{name}"
 
 
-WINE_LIBRARIES = "-lgdi32 -luser32 -lole32 -loleaut32 -lwindowscodecs -luuid -lkernel32"
+WINE_LIBRARIES = "-lgdi32 -luser32 -lole32 -loleaut32 -lwindowscodecs -luuid -lkernel32 -lz"
 
 
 def program_edge(ninja, name, program):

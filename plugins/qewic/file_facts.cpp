@@ -8,7 +8,7 @@
 #include <new>
 #include <utility>
 
-#include "inflate.h"
+#include "deflate.h"
 #include "tiff_directory.h"
 
 namespace qewic {
@@ -157,8 +157,10 @@ void Facts::ReadPngProfile(Block const& block) noexcept {
   for (uint32_t room = 1 << 12; room <= MOST_PROFILE; room *= 8) {
     std::unique_ptr<uint8_t[]> const bytes(new (std::nothrow) uint8_t[room]);
     if (!bytes) return void(result = E_OUTOFMEMORY);
-    size_t const size = InflateUpTo(at + 2, packed, bytes.get(), room);
-    if (size > 0) return SetProfile(bytes.get(), static_cast<uint32_t>(size));
+    size_t size = 0;
+    HRESULT const inflated = InflateUpTo(at + 2, packed, bytes.get(), room, size);
+    if (inflated == E_OUTOFMEMORY) return void(result = inflated);
+    if (Succeeded(inflated)) return SetProfile(bytes.get(), static_cast<uint32_t>(size));
   }
 }
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "checksums.h"
+#include "deflate.h"
 
 namespace qewic {
 

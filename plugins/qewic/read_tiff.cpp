@@ -14,8 +14,8 @@
 #include <new>
 
 #include "codec.h"
+#include "deflate.h"
 #include "headers.h"
-#include "inflate.h"
 #include "lzw.h"
 
 namespace qewic {
@@ -52,7 +52,7 @@ constexpr ColourKind KINDS[] = {
     {3, TiffColours::PALETTE, 1},       {5, TiffColours::CMYK, 4}, {6, TiffColours::YCBCR, 3},
 };
 
-bool UnpackBits(uint8_t const* data, size_t size, uint8_t* out, size_t room) noexcept {
+HRESULT UnpackBits(uint8_t const* data, size_t size, uint8_t* out, size_t room) noexcept {
   size_t done = 0;
   for (size_t i = 0; done < room && i < size;) {
     unsigned const head = data[i++];
@@ -60,7 +60,7 @@ bool UnpackBits(uint8_t const* data, size_t size, uint8_t* out, size_t room) noe
     bool const isRun = head > 128;
     size_t const count = isRun ? 257 - head : head + 1, fits = std::min(count, room - done);
     size_t const used = isRun ? 1 : count;
-    if (used > size - i && (isRun || fits > size - i)) return false;
+    if (used > size - i && (isRun || fits > size - i)) return YK_E_BADFILE;
     if (isRun) {
       std::fill_n(out + done, fits, data[i]);
     } else {
@@ -69,16 +69,17 @@ bool UnpackBits(uint8_t const* data, size_t size, uint8_t* out, size_t room) noe
     i += std::min(used, size - i);
     done += fits;
   }
-  return done == room;
+  return done == room ? S_OK : YK_E_BADFILE;
 }
 
-bool DecompressLzw(uint8_t const* data, size_t size, uint8_t* out, size_t room) noexcept {
-  return DecodeLzw({.rootBits = 8, .highestFirst = true, .early = true}, data, size, out, room) == room;
+HRESULT DecompressLzw(uint8_t const* data, size_t size, uint8_t* out, size_t room) noexcept {
+  size_t const done = DecodeLzw({.rootBits = 8, .highestFirst = true, .early = true}, data, size, out, room);
+  return done == room ? S_OK : YK_E_BADFILE;
 }
 
 struct Decompressor {
   uint32_t compression;
-  bool (*decode)(uint8_t const* data, size_t size, uint8_t* out, size_t room) noexcept;
+  HRESULT (*decode)(uint8_t const* data, size_t size, uint8_t* out, size_t room) noexcept;
 };
 
 constexpr Decompressor DECOMPRESSORS[] = {
@@ -331,8 +332,8 @@ HRESULT Reader::DecodeBlock(uint32_t index, size_t size) noexcept {
   size_t const used = static_cast<size_t>(std::min<uint64_t>(stored, 2 * uint64_t{size} + MOST_OVERHEAD));
   HRESULT const read = ReadPacked(offset, used);
   if (yk::Failed(read)) return read;
-  bool const isWhole = FindDecompressor(compression)->decode(packed.get(), used, block.get(), size);
-  return isWhole ? S_OK : FailDamaged(L"its compressed pixels are invalid");
+  HRESULT const decoded = FindDecompressor(compression)->decode(packed.get(), used, block.get(), size);
+  return decoded == YK_E_BADFILE ? FailDamaged(L"its compressed pixels are invalid") : decoded;
 }
 
 HRESULT Reader::PutBlock(Image2d& image, uint32_t index, TiffSamples& samples) noexcept {

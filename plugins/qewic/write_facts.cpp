@@ -10,7 +10,7 @@
 #include <memory>
 #include <new>
 
-#include "checksums.h"
+#include "deflate.h"
 #include "failure.h"
 #include "file_facts.h"
 
@@ -33,6 +33,10 @@ class Out {
     for (unsigned i = 0; i < size; ++i)
       bytes[bigEndian ? size - 1 - i : i] = static_cast<uint8_t>(number >> 8 * i);
     Put(bytes, size);
+  }
+
+  static void Take(void* out, uint8_t const* bytes, size_t size) noexcept {
+    static_cast<Out*>(out)->Put(bytes, size);
   }
 
   Stream& stream;
@@ -281,22 +285,15 @@ void PutPngTexts(Out& out, Facts& facts) noexcept {
   }
 }
 
-/// A zlib stream that is not compressed: profiles are small.
 void PutPngProfile(Out& out, Facts& facts, Bytes const& profile) noexcept {
-  constexpr uint32_t MOST = 65535;
   Ref<Stream> memory;
   if (!profile.size || !facts.Keep(Succeeded(MemStream::Create(memory.Receive())))) return;
-  Out packed(*memory, false);
-  packed.Put("ICC\0\0\x78\x01", 7);
-  for (uint32_t at = 0; at < profile.size; at += MOST) {
-    uint32_t const size = std::min(profile.size - at, MOST);
-    packed.Put(at + size == profile.size ? 1u : 0u, 1);
-    packed.Put(size, 2);
-    packed.Put(~size, 2);
-    packed.Put(profile.data.get() + at, size);
-  }
-  packed.bigEndian = true;
-  packed.Put(Adler(profile.data.get(), profile.size), 4);
+  Out packed(*memory);
+  Deflater deflater(Out::Take, &packed);
+  if (!facts.Keep(deflater.Open(Z_BEST_COMPRESSION, false))) return;
+  packed.Put("ICC\0", 5);  // its name, and how it is compressed
+  deflater.Add(profile.data.get(), profile.size);
+  deflater.Finish();
   Bytes chunk;
   if (facts.Keep(Succeeded(packed.result) && chunk.Read(*memory)))
     PutChunk(out, "iCCP", chunk.data.get(), chunk.size);
