@@ -1,5 +1,5 @@
 // The file formats of the plug-in, one row of a table for each, and the functions to read, describe and write
-// their pictures: with the plug-in's own decoders (reading.h), or through the Windows Imaging Component.
+// their pictures: with the plug-in's own code (reading.h), or through the Windows Imaging Component.
 //
 // Each call of the component initialises and uninitialises COM, in the thread's mode or else the
 // multithreaded one, and keeps nothing: no factory, no codec, no thread state.
@@ -33,9 +33,13 @@ struct Codec {
   HRESULT (*describe)(StreamAdapter& file, Header& header) noexcept;
   /// What the file says of a frame apart from the pixels (file_facts.h). Null: nothing.
   HRESULT (*readFacts)(StreamAdapter& file, unsigned frame, yk::Map& info) noexcept;
-  /// Adds the same to a written file (write_facts.h). Null: it cannot hold any.
-  void (*writeFacts)(FactsJob& job) noexcept;
-  bool paletteIsOpaque = false;  ///< its pixels can have alpha, but its palettes cannot
+  /// Writes a file at the stream's position, where it ends up after the file, with what the image says of
+  /// itself. Never S_OK when the stream refuses a byte. `options` may be null. Null: the platform's encoder
+  /// is used.
+  HRESULT (*write)(yk::Stream& stream, yk::Image2d& image, yk::Map* options) noexcept = nullptr;
+  /// Adds what the image says of itself to a file that the platform wrote (write_facts.h). Null: it cannot
+  /// hold any.
+  void (*writeFacts)(FactsJob& job) noexcept = nullptr;
 };
 
 /// All formats.
@@ -57,12 +61,16 @@ HRESULT ReadPicture(Codec const& codec, yk::Stream* stream, unsigned frame, yk::
 HRESULT ReadWithPlatform(GUID const& container, StreamAdapter& file, unsigned frame,
                          yk::Ref<yk::Image2d>& image) noexcept;
 
-/// Writes a file at the stream's position, which ends up after the file. Pixels that the format cannot hold
-/// are written as the closest that it can: with fewer bits per channel, without alpha, with 256 colours.
+/// Writes a file by the platform's encoder, at the stream's position, which ends up after the file. Pixels
+/// that the format cannot hold are written as the closest that it can: with fewer bits per channel, without
+/// alpha, with 256 colours.
 /// YK_E_FORMAT: pixels that no file format has. Never S_OK when the stream refuses a byte or its state is a
 /// failure at the end.
-HRESULT WritePicture(Codec const& codec, yk::Stream* stream, yk::Image2d& image,
-                     std::span<EncoderSetting const> settings = {}) noexcept;
+HRESULT WritePicture(Codec const& codec, yk::Stream* stream, yk::Image2d& image) noexcept;
+
+// The plug-in's own encoders: see Codec::write.
+HRESULT WritePng(yk::Stream& stream, yk::Image2d& image, yk::Map* options) noexcept;
+HRESULT WriteTiff(yk::Stream& stream, yk::Image2d& image, yk::Map* options) noexcept;
 
 /// The same for a JPEG file with a quality from 1 to 100. A grey picture reads back as a colour one.
 HRESULT WriteJpeg(yk::Stream* stream, yk::Image2d& image, unsigned quality) noexcept;

@@ -19,7 +19,7 @@ constexpr Codec CODECS[] = {
      .readEvery = nullptr,
      .describe = DescribePng,
      .readFacts = ReadPngFacts,
-     .writeFacts = WritePngFacts},
+     .write = WritePng},
     {.id = ids::FILE_JPEG,
      .container = &GUID_ContainerFormatJpeg,
      .className = "JPEG filter",
@@ -45,8 +45,7 @@ constexpr Codec CODECS[] = {
      .read = ReadGif,
      .readEvery = ReadEveryGif,
      .describe = DescribeGif,
-     .readFacts = nullptr,
-     .writeFacts = nullptr},
+     .readFacts = nullptr},
     {.id = ids::FILE_TIFF,
      .container = &GUID_ContainerFormatTiff,
      .className = "TIFF filter",
@@ -55,8 +54,7 @@ constexpr Codec CODECS[] = {
      .readEvery = ReadEveryTiff,
      .describe = DescribeTiff,
      .readFacts = ReadTiffFacts,
-     .writeFacts = WriteTiffFacts,
-     .paletteIsOpaque = true},
+     .write = WriteTiff},
 };
 
 }  // namespace

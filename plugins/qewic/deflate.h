@@ -28,13 +28,15 @@ using TakeBytes = void (*)(void* target, uint8_t const* bytes, size_t size) noex
 ///   deflater.Finish();        // passes on the rest; the next byte begins another stream
 class Deflater {
  public:
+  static constexpr int MOST = Z_BEST_COMPRESSION;
+
   Deflater(TakeBytes function, void* to) noexcept : take(function), target(to) {}
   ~Deflater();
   Deflater(Deflater const&) = delete;
   Deflater& operator=(Deflater const&) = delete;
 
-  /// Allocates all that is needed. `level`: 0, not compressed, to 9, the smallest. `isFiltered`: the bytes are
-  /// differences, most of them small. False: no memory.
+  /// Allocates all that is needed. `level`: 0, not compressed, to 9, the smallest. `isFiltered`: the bytes
+  /// are differences, most of them small. False: no memory.
   bool Open(int level, bool isFiltered) noexcept;
   void Add(uint8_t const* data, size_t size) noexcept;
   void Finish() noexcept;

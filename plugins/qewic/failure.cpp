@@ -33,6 +33,11 @@ constexpr CodecText TEXTS[] = {
 
 }  // namespace
 
+HRESULT FailMemory(uint64_t size) noexcept {
+  return yk::Fail(E_OUTOFMEMORY, WRITE, L"not enough memory for %llu bytes",
+                  static_cast<unsigned long long>(size));
+}
+
 HRESULT Report(unsigned before, char const* operation, HRESULT result, HRESULT ofCodec) noexcept {
   if (yk::ErrorCount() != before) return result;
   auto const* const row = std::find_if(std::begin(TEXTS), std::end(TEXTS),

@@ -9,6 +9,9 @@ inline constexpr char READ[] = "qewic::Read";
 inline constexpr char QUERY[] = "qewic::QueryFileInfo";
 inline constexpr char WRITE[] = "qewic::Write";
 
+/// Records that there is no memory for so many bytes. \return E_OUTOFMEMORY
+HRESULT FailMemory(uint64_t size) noexcept;
+
 /// Records why the Imaging Component returned `ofCodec`, unless a cause has been recorded since ErrorCount()
 /// was `before`. \return `result`
 HRESULT Report(unsigned before, char const* operation, HRESULT result, HRESULT ofCodec) noexcept;

@@ -1,6 +1,7 @@
 #include "lzw.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace qewic {
 
@@ -102,6 +103,83 @@ class Decoder {
 
 size_t DecodeLzw(LzwKind kind, uint8_t const* data, size_t size, uint8_t* out, size_t room) noexcept {
   return Decoder(kind, data, size, out, room).Run();
+}
+
+// ---- encoding
+
+namespace {
+
+constexpr uint32_t CLEAR = 256, END = 257, FIRST_FREE = 258, FIRST_BITS = 9;
+constexpr uint32_t ENOUGH = 4094;  // readers rely on it that codes end here, and begin anew
+
+}  // namespace
+
+void LzwEncoder::Forget() noexcept {
+  std::fill(std::begin(places), std::end(places), NONE);
+  next = FIRST_FREE;
+  bits = FIRST_BITS;
+}
+
+/// Where a string of a known one and another byte is, or has room.
+uint32_t& LzwEncoder::Place(uint32_t longer) noexcept {
+  uint32_t at = longer * 0x9E3779B1u >> (32 - PLACE_BITS);
+  while (places[at] != NONE && places[at] >> MOST_BITS != longer) at = (at + 1) % std::size(places);
+  return places[at];
+}
+
+void LzwEncoder::PutCode(uint32_t code) noexcept {
+  window = window << bits | code;
+  for (held += bits; held >= 8;) PutByte(window >> (held -= 8));
+}
+
+void LzwEncoder::PutByte(uint32_t byte) noexcept {
+  block[used++] = static_cast<uint8_t>(byte);
+  if (used == sizeof block) PassOn();
+}
+
+void LzwEncoder::PassOn() noexcept {
+  take(target, block, used);
+  used = 0;
+}
+
+// The reader knows the new string a code later.
+void LzwEncoder::EndString() noexcept {
+  PutCode(string);
+  if (++next == ENOUGH) {
+    PutCode(CLEAR);
+    Forget();
+  } else if (next == 1u << bits) {
+    ++bits;
+  }
+}
+
+void LzwEncoder::Add(uint8_t const* data, size_t size) noexcept {
+  for (size_t i = 0; i < size; ++i) {
+    if (string == NONE) {
+      Forget();
+      PutCode(CLEAR);
+      string = data[i];
+      continue;
+    }
+    uint32_t const longer = string << 8 | data[i];
+    uint32_t& place = Place(longer);
+    if (place != NONE) {
+      string = place & ((1u << MOST_BITS) - 1);
+      continue;
+    }
+    place = longer << MOST_BITS | next;
+    EndString();
+    string = data[i];
+  }
+}
+
+void LzwEncoder::Finish() noexcept {
+  if (string != NONE) EndString();
+  string = NONE;
+  PutCode(END);
+  if (held > 0) PutByte(window << (8 - held));
+  held = 0;
+  PassOn();
 }
 
 }  // namespace qewic

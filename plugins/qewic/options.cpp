@@ -1,7 +1,6 @@
 #include "options.h"
 
 #include <limits.h>
-#include <wincodec.h>
 
 #include "failure.h"
 
@@ -14,13 +13,7 @@ namespace {
 using Kind = FilterOption;
 
 constexpr wchar_t const* PNG_FILTERS[] = {L"none", L"sub", L"up", L"average", L"paeth", L"adaptive", nullptr};
-constexpr uint8_t WIC_PNG_FILTERS[] = {WICPngFilterNone,    WICPngFilterSub,   WICPngFilterUp,
-                                       WICPngFilterAverage, WICPngFilterPaeth, WICPngFilterAdaptive};
-
 constexpr wchar_t const* TIFF_METHODS[] = {L"none", L"lzw", L"zip", nullptr};
-constexpr uint8_t WIC_TIFF_METHODS[] = {WICTiffCompressionNone, WICTiffCompressionLZW, WICTiffCompressionZIP};
-
-constexpr unsigned PNG_FILTER = FilterOption::FIRST_OWN, PNG_INTERLACE = FilterOption::FIRST_OWN + 1;
 
 // The file tells how many there are.
 constexpr Option FRAME = {.use = FILTER_READ,
@@ -51,22 +44,28 @@ int CountChoices(Option const& option) noexcept {
 
 }  // namespace
 
-constinit Option const PNG_OPTIONS[2] = {
+constinit Option const PNG_OPTIONS[3] = {
     {.use = FILTER_WRITE,
-     .key = PNG_FILTER,
+     .key = FilterOption::FIRST_OWN + PNG_FILTER,
      .kind = Kind::CHOICE,
      .name = L"filter",
      .help = L"What is done to each row before it is compressed; adaptive is slow and compresses best",
-     .choices = PNG_FILTERS,
-     .property = L"FilterOption",
-     .encoded = WIC_PNG_FILTERS},
+     .choices = PNG_FILTERS},
     {.use = FILTER_WRITE,
-     .key = PNG_INTERLACE,
+     .key = FilterOption::FIRST_OWN + PNG_INTERLACE,
      .kind = Kind::SWITCH,
      .name = L"interlace",
      .help = L"Store a coarse picture first, which browsers show while the rest is loading",
-     .standard = 0,
-     .property = L"InterlaceOption"},
+     .standard = 0},
+    // Not the key of methods: this is how hard one method tries.
+    {.use = FILTER_WRITE,
+     .key = FilterOption::FIRST_OWN + PNG_COMPRESSION,
+     .kind = Kind::INTEGER,
+     .name = L"compression",
+     .help = L"How much time is spent on a small file: 0 does not compress, 1 is fast, 9 the smallest",
+     .least = 0,
+     .most = 9,
+     .standard = 6},
 };
 
 constinit Option const JPEG_OPTIONS[1] = {
@@ -88,10 +87,9 @@ constinit Option const TIFF_OPTIONS[3] = {
      .key = FilterOption::COMPRESSION,
      .kind = Kind::CHOICE,
      .name = L"compression",
-     .help = L"Lossless method; some systems ignore it and do not compress",
-     .choices = TIFF_METHODS,
-     .property = L"TiffCompressionMethod",
-     .encoded = WIC_TIFF_METHODS},
+     .help = L"Lossless method: zip files are smaller than lzw files, which older programs read as well",
+     .standard = 0,
+     .choices = TIFF_METHODS},
 };
 
 HRESULT DescribeOption(std::span<Option const> options, FilterUse use, unsigned index,
@@ -117,18 +115,14 @@ int ValueOf(Map* options, unsigned key, int standard) noexcept {
   return options && Succeeded(options->GetValue(key, value)) && value.Get(number) ? number : standard;
 }
 
-HRESULT CollectSettings(std::span<Option const> options, Map* values,
-                        std::span<EncoderSetting>& settings) noexcept {
-  size_t count = 0;
-  for (Option const& option : options) {
-    int const value = ValueOf(values, option.key, Option::NO_STANDARD);
-    if (!option.property || value == Option::NO_STANDARD || count == settings.size()) continue;
-    if (option.encoded && (value < 0 || value >= CountChoices(option)))
-      return Fail(E_INVALIDARG, WRITE, L"the option %s has no choice %d", option.name, value);
-    settings[count++] = option.encoded ? EncoderSetting{option.property, VT_UI1, option.encoded[value]}
-                                       : EncoderSetting{option.property, VT_BOOL, value ? 0xFFFFu : 0u};
-  }
-  settings = settings.first(count);
+HRESULT Choose(Option const& option, Map* values, int& chosen) noexcept {
+  chosen = ValueOf(values, option.key, option.standard);
+  if (chosen == option.standard) return S_OK;
+  if (option.kind == Kind::CHOICE && (chosen < 0 || chosen >= CountChoices(option)))
+    return Fail(E_INVALIDARG, WRITE, L"the option %s has no choice %d", option.name, chosen);
+  if (option.kind == Kind::INTEGER && (chosen < option.least || chosen > option.most))
+    return Fail(E_INVALIDARG, WRITE, L"the option %s is %d, not between %d and %d", option.name, chosen,
+                option.least, option.most);
   return S_OK;
 }
 

@@ -4,8 +4,6 @@
 #include <qecore/image/filter_option.h>
 #include <qecore/values/map.h>
 
-#include <wtypes.h>
-
 #include <span>
 
 namespace qewic {
@@ -22,19 +20,11 @@ struct Option {
   int least = 0, most = 0;
   int standard = NO_STANDARD;
   wchar_t const* const* choices = nullptr;
-  wchar_t const* property = nullptr;  ///< the encoder's name for it; null: not an option of the encoder
-  uint8_t const* encoded = nullptr;   ///< the encoder's value for each choice
 };
 
-/// An option of an encoder of the Imaging Component.
-struct EncoderSetting {
-  wchar_t const* property;
-  VARTYPE type;  ///< VT_BOOL or VT_UI1
-  unsigned value;
-};
-
-// The options of each format that has any.
-extern Option const PNG_OPTIONS[2], JPEG_OPTIONS[1], GIF_OPTIONS[2], TIFF_OPTIONS[3];
+// The options of each format that has any, and where in them those of the plug-in's encoders are.
+inline constexpr unsigned PNG_FILTER = 0, PNG_INTERLACE = 1, PNG_COMPRESSION = 2, TIFF_COMPRESSION = 2;
+extern Option const PNG_OPTIONS[3], JPEG_OPTIONS[1], GIF_OPTIONS[2], TIFF_OPTIONS[3];
 
 /// The body of ykFlt2dEx::GetOption.
 HRESULT DescribeOption(std::span<Option const> options, yk::FilterUse use, unsigned index,
@@ -43,9 +33,8 @@ HRESULT DescribeOption(std::span<Option const> options, yk::FilterUse use, unsig
 /// The value under `key`, or `standard`.
 int ValueOf(yk::Map* options, unsigned key, int standard) noexcept;
 
-/// The encoder's options among `options` that are set in `values`, in the first elements of `settings`, which
-/// is shortened to them. E_INVALIDARG: a value is not the index of a choice.
-HRESULT CollectSettings(std::span<Option const> options, yk::Map* values,
-                        std::span<EncoderSetting>& settings) noexcept;
+/// The value of an option in `values`, or its standard. E_INVALIDARG: it is not the index of a choice, or out
+/// of range.
+HRESULT Choose(Option const& option, yk::Map* values, int& chosen) noexcept;
 
 }  // namespace qewic

@@ -22,14 +22,14 @@ constexpr Layout LAYOUTS[] = {
     {&GUID_WICPixelFormat8bppIndexed, IMG_PAL8, Layout::BOTH, Layout::COPY},
     {&GUID_WICPixelFormat8bppGray, IMG_GRAY8, Layout::BOTH, Layout::COPY},
     {&GUID_WICPixelFormat8bppIndexed, IMG_GRAY8, Layout::WRITE, Layout::RAMP},
-    {&GUID_WICPixelFormat16bppGray, IMG_GRAY16, Layout::BOTH, Layout::COPY},
+    {&GUID_WICPixelFormat16bppGray, IMG_GRAY16, Layout::READ, Layout::COPY},
     {&GUID_WICPixelFormat16bppBGR555, IMG_RGB555, Layout::BOTH, Layout::COPY},
     {&GUID_WICPixelFormat24bppBGR, IMG_BGR24, Layout::BOTH, Layout::COPY},
     {&GUID_WICPixelFormat32bppBGRA, IMG_BGRA32, Layout::BOTH, Layout::COPY},
-    {&GUID_WICPixelFormat48bppRGB, IMG_BGR48, Layout::BOTH, Layout::SWAP_RED_BLUE},
-    {&GUID_WICPixelFormat48bppBGR, IMG_BGR48, Layout::BOTH, Layout::COPY},
-    {&GUID_WICPixelFormat64bppRGBA, IMG_BGRA64, Layout::BOTH, Layout::SWAP_RED_BLUE},
-    {&GUID_WICPixelFormat64bppBGRA, IMG_BGRA64, Layout::BOTH, Layout::COPY},
+    {&GUID_WICPixelFormat48bppRGB, IMG_BGR48, Layout::READ, Layout::SWAP_RED_BLUE},
+    {&GUID_WICPixelFormat48bppBGR, IMG_BGR48, Layout::READ, Layout::COPY},
+    {&GUID_WICPixelFormat64bppRGBA, IMG_BGRA64, Layout::READ, Layout::SWAP_RED_BLUE},
+    {&GUID_WICPixelFormat64bppBGRA, IMG_BGRA64, Layout::READ, Layout::COPY},
     {&GUID_WICPixelFormat8bppIndexed, IMG_BGR24, Layout::WRITE, Layout::QUANTISE},
 };
 
@@ -61,10 +61,10 @@ constexpr std::span<IMG_FORMAT const> RowOf(IMG_FORMAT format) noexcept {
 constexpr bool HasLayout(IMG_FORMAT format) noexcept {
   unsigned uses = 0;
   for (Layout const& layout : LAYOUTS) uses |= layout.image == format ? layout.use : 0u;
-  return uses == Layout::BOTH;
+  return uses & Layout::READ;
 }
 
-/// No file has floats; all other formats can be read and written directly, with BGR24 as the last resort.
+/// No file has floats; all other formats can be read, and all can be written, with BGR24 as the last resort.
 constexpr bool EveryFormatIsThere() noexcept {
   return std::all_of(std::begin(img::FORMATS), std::end(img::FORMATS), [](img::FormatFacts const& facts) {
     if (facts.kind == img::ChannelKind::NONE) return true;
@@ -89,9 +89,9 @@ void StoreWords(From const* from, int fromChannels, uint16_t* to, int channels, 
     for (int i = 0; i < channels; ++i) to[i] = ToWord(from[fromChannels == 1 ? 0 : i]);
 }
 
-unsigned Index(uint8_t const* row, int bits, int x) noexcept {
-  int const bit = x * bits;
-  return (row[bit / 8] >> (8 - bits - bit % 8)) & ((1u << bits) - 1);
+template <class T>
+void SwapEnds(T* pixel, int width, int channels) noexcept {
+  for (int x = 0; x < width; ++x, pixel += channels) std::swap(pixel[0], pixel[2]);
 }
 
 }  // namespace
@@ -107,14 +107,16 @@ std::span<Layout const> Layouts() noexcept { return LAYOUTS; }
 
 std::span<IMG_FORMAT const> FormatsToWrite(IMG_FORMAT format) noexcept { return RowOf(format); }
 
-void SwapRedBlue(void* row, int width, int channels) noexcept {
-  uint16_t* pixel = static_cast<uint16_t*>(row);
-  for (int x = 0; x < width; ++x, pixel += channels) std::swap(pixel[0], pixel[2]);
+void SwapRedBlue(void* row, int width, IMG_FORMAT format) noexcept {
+  img::FormatFacts const& facts = img::GetFacts(format);
+  if (facts.channels < 3) return;
+  facts.channelBits == 16 ? SwapEnds(static_cast<uint16_t*>(row), width, facts.channels)
+                          : SwapEnds(static_cast<uint8_t*>(row), width, facts.channels);
 }
 
-void SwapBytes(void* row, int count) noexcept {
-  uint8_t* byte = static_cast<uint8_t*>(row);
-  for (int i = 0; i < count; ++i, byte += 2) std::swap(byte[0], byte[1]);
+void SwapBytes(void* row, size_t count) noexcept {
+  uint16_t* const words = static_cast<uint16_t*>(row);
+  for (size_t i = 0; i < count; ++i) words[i] = static_cast<uint16_t>(words[i] << 8 | words[i] >> 8);
 }
 
 bool StoreWords(void const* from, IMG_FORMAT format, void* to, IMG_FORMAT target, int width) noexcept {
@@ -136,7 +138,7 @@ void WidenIndices(uint8_t const* from, int fromBits, uint8_t* to, int toBits, in
     unsigned value = 0;
     for (int i = 0; i < perByte; ++i) {
       int const x = byte * perByte + i;
-      value = value << toBits | (x < width ? Index(from, fromBits, x) : 0);
+      value = value << toBits | (x < width ? IndexAt(from, static_cast<unsigned>(fromBits), x) : 0);
     }
     to[byte] = static_cast<uint8_t>(value);
   }
@@ -145,7 +147,7 @@ void WidenIndices(uint8_t const* from, int fromBits, uint8_t* to, int toBits, in
 void LookUpColours(uint8_t const* from, int bits, IMG_PALENTRY const* palette, uint8_t* to,
                    int width) noexcept {
   for (int x = 0; x < width; ++x, to += 4) {
-    IMG_PALENTRY const& entry = palette[Index(from, bits, x)];
+    IMG_PALENTRY const& entry = palette[IndexAt(from, static_cast<unsigned>(bits), x)];
     to[0] = entry.blue, to[1] = entry.green, to[2] = entry.red, to[3] = entry.alpha;
   }
 }

@@ -36,15 +36,21 @@ std::span<Layout const> Layouts() noexcept;
 /// The formats in which an image of `format` can be written, the closest first. Empty: it cannot be written.
 std::span<yk::IMG_FORMAT const> FormatsToWrite(yk::IMG_FORMAT format) noexcept;
 
-/// Exchanges the first and third of `channels` 16-bit channels in `width` pixels.
-void SwapRedBlue(void* row, int width, int channels) noexcept;
+/// Exchanges red and blue in `width` pixels of 8 or 16 bits in each channel, if they have colours.
+void SwapRedBlue(void* row, int width, yk::IMG_FORMAT format) noexcept;
 
 /// Exchanges the bytes of `count` 16-bit channels.
-void SwapBytes(void* row, int count) noexcept;
+void SwapBytes(void* row, size_t count) noexcept;
 
 /// Converts `width` pixels to channels of 16 bits, which the library cannot: floats, limited to 0 to 1 and
 /// rounded, or grey to colour. False, with nothing written: another conversion.
 bool StoreWords(void const* from, yk::IMG_FORMAT format, void* to, yk::IMG_FORMAT target, int width) noexcept;
+
+/// The palette index of `bits` (1, 2 or 4) in column `x`.
+inline unsigned IndexAt(uint8_t const* row, unsigned bits, int x) noexcept {
+  uint64_t const bit = uint64_t{bits} * static_cast<unsigned>(x);
+  return row[bit / 8] >> (8 - bits - bit % 8) & ((1u << bits) - 1);
+}
 
 /// Widens `width` palette indices of `fromBits` each (1, 2 or 4) to 4 or 8 bits. Works in place when the rows
 /// start at the same address, since it goes from right to left.

@@ -16,8 +16,6 @@ using namespace yk;
 
 namespace {
 
-constexpr unsigned MOST_SETTINGS = 4;
-
 class Filter final : public Destroys<Filter, ykFlt2dEx> {
  public:
   static HRESULT Create(ClassInfo const* info, void** out) noexcept {
@@ -75,24 +73,19 @@ class Filter final : public Destroys<Filter, ykFlt2dEx> {
   }
 
   HRESULT Write(Stream* stream, AbstractImage* image, unsigned options) noexcept override {
-    return WriteWith(stream, image, options, {});
+    return WriteWith(stream, image, options, nullptr);
   }
 
   HRESULT WriteEx(Stream* stream, AbstractImage* image, Map* options, ExecutionContext*) noexcept override {
-    EncoderSetting places[MOST_SETTINGS];
-    std::span<EncoderSetting> settings = places;
-    HRESULT const collected = CollectSettings(codec.options, options, settings);
-    if (yk::Failed(collected)) return collected;
     int const quality = ValueOf(options, FilterOption::QUALITY, 0);
-    return WriteWith(stream, image, static_cast<unsigned>(quality), settings);
+    return WriteWith(stream, image, static_cast<unsigned>(quality), options);
   }
 
  private:
   Filter(Codec const& codec, FileFormat const& format) noexcept : codec(codec), format(format) {}
 
   // A quality of 0 is the Imaging Component's own. File types without one ignore it.
-  HRESULT WriteWith(Stream* stream, AbstractImage* image, unsigned quality,
-                    std::span<EncoderSetting const> settings) noexcept {
+  HRESULT WriteWith(Stream* stream, AbstractImage* image, unsigned quality, Map* options) noexcept {
     if (!format.hasQuality) quality = 0;
     if (quality > 100)
       return Fail(E_INVALIDARG, WRITE, L"the quality %d is not between 0 and 100", static_cast<int>(quality));
@@ -105,10 +98,11 @@ class Filter final : public Destroys<Filter, ykFlt2dEx> {
     Image2d& raster = *static_cast<Image2d*>(image);
     if (!raster.bits || raster.width < 1 || raster.height < 1)
       return Fail(YK_E_EMPTY, WRITE, L"the image has no pixels");
+    if (codec.write) return codec.write(*stream, raster, options);
     FactsWriter facts(codec.writeFacts, stream, raster);
     Stream* const to = facts.Target();
     if (!to) return E_OUTOFMEMORY;
-    return facts.Finish(quality ? WriteJpeg(to, raster, quality) : WritePicture(codec, to, raster, settings));
+    return facts.Finish(quality ? WriteJpeg(to, raster, quality) : WritePicture(codec, to, raster));
   }
 
   Codec const& codec;

@@ -115,10 +115,9 @@ void FlipRows(Image2d& image) noexcept {
 }
 
 void Rework(Image2d& image, Layout const& layout) noexcept {
-  int const channels = img::GetFacts(layout.image).channels;
   for (int y = image.height - 1; y >= 0; --y) {  // as they are in memory
     uint8_t* const row = image.GetLine(y);
-    if (layout.work & Layout::SWAP_RED_BLUE) SwapRedBlue(row, image.width, channels);
+    if (layout.work & Layout::SWAP_RED_BLUE) SwapRedBlue(row, image.width, layout.image);
     if (layout.work & Layout::WIDEN) WidenIndices(row, 2, row, 4, image.width);
   }
 }

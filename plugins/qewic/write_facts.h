@@ -11,14 +11,12 @@ namespace qewic {
 struct FactsJob;
 
 // Add facts to a file of one format: see Codec::writeFacts.
-void WritePngFacts(FactsJob& job) noexcept;
 void WriteJpegFacts(FactsJob& job) noexcept;
 void WriteBmpFacts(FactsJob& job) noexcept;
-void WriteTiffFacts(FactsJob& job) noexcept;
 
-/// Adds resolution, orientation, colour profile and texts to a PNG, JPEG or TIFF file that an encoder writes,
-/// and the resolution to a BMP file, in the way in which readers of these formats find them. Encoders differ
-/// in what of this they can write.
+/// Adds resolution, orientation, colour profile and texts to a JPEG file that an encoder writes, and the
+/// resolution to a BMP file, in the way in which readers of these formats find them. Encoders differ in what
+/// of this they can write.
 ///
 ///   FactsWriter facts(codec.writeFacts, stream, image);
 ///   if (yk::Stream* to = facts.Target()) return facts.Finish(WritePicture(codec, to, image));
