@@ -8,6 +8,7 @@
 #include <qecore/core/registry.h>
 #include <qecore/core/system.h>
 #include <qecore/image/file_info.h>
+#include <qecore/image/filter_option.h>
 #include <qecore/image/image.h>
 #include <qecore/image/image_file.h>
 #include <qecore/io/file_stream.h>
@@ -28,12 +29,17 @@ struct Format {
   char16_t const* path;
   bool isExact;
   bool saysMore = false;  // its picture has a resolution, a profile and a text
+  unsigned option = 0;    // of writing
+  int value = 1;
 };
 constexpr Format PNG = {0, u"C:\\picture.png", true}, JPEG = {1, u"C:\\picture.jpg", false},
                  BMP = {2, u"C:\\picture.bmp", true}, GIF = {3, u"C:\\picture.gif", false},
                  TIFF = {4, u"C:\\picture.tif", true}, PNG_SAYING = {0, u"C:\\facts.png", true, true},
                  JPEG_SAYING = {1, u"C:\\facts.jpg", false, true},
-                 TIFF_SAYING = {4, u"C:\\facts.tif", true, true};
+                 TIFF_SAYING = {4, u"C:\\facts.tif", true, true},
+                 TIFF_ZIP = {4, u"C:\\zip.tif", true, false, FilterOption::COMPRESSION, 2},
+                 TIFF_LZW = {4, u"C:\\lzw.tif", true, false, FilterOption::COMPRESSION},
+                 PNG_INTERLACED = {0, u"C:\\coarse.png", true, false, FilterOption::FIRST_OWN + 1};
 
 // Registered once, like the plug-in's classes; COM is initialised once.
 void RegisterFilters() {
@@ -72,6 +78,14 @@ Ref<Image2d> MakeImage(int seed, Format const& format) {
   return image;
 }
 
+Ref<Map> OptionOf(Format const& format) {
+  Ref<Map> options = Ref<Map>::Adopt(Map::Create());
+  Variant value;
+  value.Init(format.value);
+  options->SetValue(format.option, value);
+  return options;
+}
+
 /// Writes through a filter directly into a file.
 HRESULT WriteWith(Format const& format, Image2d& image) {
   ClassInfo info;
@@ -80,9 +94,12 @@ HRESULT WriteWith(Format const& format, Image2d& image) {
   HRESULT result = info.create(&info, &made);
   if (Failed(result)) return result;
   Ref<ykFlt2d> const filter = Ref<ykFlt2d>::Adopt(static_cast<ykFlt2d*>(made));
+  Ref<Map> const options = Calmly([&] { return format.option ? OptionOf(format) : Ref<Map>(); });
   Ref<Stream> file;
   result = FileStream::Create(Wide(format.path), FileStream::CREATE, file.Receive());
-  return Failed(result) ? result : filter->Write(file.get(), &image, 0);
+  return Failed(result)
+             ? result
+             : static_cast<ykFlt2dEx&>(*filter).WriteEx(file.get(), &image, options.get(), nullptr);
 }
 
 std::string MakeFile(Format const& format, int seed) {
@@ -222,6 +239,9 @@ constexpr Scenario SCENARIOS[] = {
     {"bmp: write", SAVING, PutOld<BMP>, WriteThroughFilter<BMP>},
     {"gif: write", SAVING, PutOld<GIF>, WriteThroughFilter<GIF>},
     {"tiff: write", SAVING, PutOld<TIFF>, WriteThroughFilter<TIFF>},
+    {"tiff with lzw: write", SAVING, PutOld<TIFF_LZW>, WriteThroughFilter<TIFF_LZW>},
+    {"tiff with zip: write", SAVING, PutOld<TIFF_ZIP>, WriteThroughFilter<TIFF_ZIP>},
+    {"png interlaced: write", SAVING, PutOld<PNG_INTERLACED>, WriteThroughFilter<PNG_INTERLACED>},
     {"png with texts: save", SAVING, PutOld<PNG_SAYING>, Save<PNG_SAYING>},
     {"jpeg with texts: save", SAVING, PutOld<JPEG_SAYING>, Save<JPEG_SAYING>},
     {"tiff with texts: write", SAVING, PutOld<TIFF_SAYING>, WriteThroughFilter<TIFF_SAYING>},
@@ -233,6 +253,8 @@ constexpr Scenario SCENARIOS[] = {
     {"bmp: load", LOADING, PutNew<BMP>, Load<BMP>},
     {"gif: load", LOADING, PutNew<GIF>, Load<GIF>},
     {"tiff: load", LOADING, PutNew<TIFF>, Load<TIFF>},
+    {"tiff with zip: load", LOADING, PutNew<TIFF_ZIP>, Load<TIFF_ZIP>},
+    {"tiff with lzw: load", LOADING, PutNew<TIFF_LZW>, Load<TIFF_LZW>},
     {"any filter: write", SAVING, PutOld<PNG>, Write},
     {"any filter: read", LOADING, PutNew<PNG>, Read},
     {"gif: read a later frame", LOADING, PutAnimation, ReadFrame},

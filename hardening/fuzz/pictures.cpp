@@ -25,7 +25,7 @@ using namespace yk;
 namespace {
 
 constexpr unsigned FILTERS = 5;
-constexpr unsigned JPEG = 1;  // the one with a quality
+constexpr unsigned PNG = 0, JPEG = 1, TIFF = 4;
 
 /// A stream that fails from its N-th call on, or once, or transfers less than requested.
 class OddStream final : public Destroys<OddStream, Stream> {
@@ -110,8 +110,23 @@ namespace {
 constexpr int64_t MOST_PIXELS_WRITTEN = 200000;
 
 struct Rewriting {
-  unsigned filter, quality, how, failsAt;
+  unsigned filter, quality, how, failsAt;  // the quality is also the number of a way to write without losses
 };
+
+Ref<Map> OptionsOf(Rewriting const& r) {
+  constexpr unsigned OWN = FilterOption::FIRST_OWN;
+  Ref<Map> options = Ref<Map>::Adopt(Map::Create());
+  auto const set = [&](unsigned key, unsigned number) {
+    Variant value;
+    value.Init(static_cast<int>(number));
+    if (options) options->SetValue(key, value);
+  };
+  unsigned const way = r.quality;
+  if (r.filter == JPEG) set(FilterOption::QUALITY, way);
+  if (r.filter == TIFF) set(FilterOption::COMPRESSION, way % 3);
+  if (r.filter == PNG) set(OWN, way % 6), set(OWN + 1, way / 6 % 2), set(OWN + 2, way / 12 % 10);
+  return options;
+}
 
 // Everything that was written without a failure must be readable.
 void Rewrite(Image2d& image, Rewriting const& r) {
@@ -121,7 +136,8 @@ void Rewrite(Image2d& image, Rewriting const& r) {
   if (!filter || Failed(MemStream::Create(memory.Receive()))) return;
   Ref<OddStream> const odd =
       Ref<OddStream>::Adopt(new OddStream(memory, r.how & OddStream::ALWAYS, r.failsAt));
-  HRESULT const result = filter->Write(odd.get(), &image, r.filter == JPEG ? r.quality : 0);
+  Ref<Map> const options = OptionsOf(r);
+  HRESULT const result = static_cast<ykFlt2dEx&>(*filter).WriteEx(odd.get(), &image, options.get(), nullptr);
   Require(!odd->HasFailed() || Failed(result), "a failed write is reported");
   if (Failed(result) || MayFail()) return;
   memory->Seek(0, Stream::FROM_START);
