@@ -415,6 +415,13 @@ def damaged(sound, count):
         yield Case(f"damaged-{i}-{case.name}", damage(case, rng), None, MAY, 17 / 255 if case.name.startswith("bmp") and "-16-" in case.name else case.tolerance, case, case.frame)
 
 
+def large():
+    """Pictures with many rows and codes."""
+    for depth, kind, channels in ((8, 0, 1), (8, 2, 3), (16, 2, 3)):
+        samples = noise(290, 310, channels, depth)
+        yield Case(f"png-{kind}-{depth}-large", e.png(samples, depth, kind), rgba(samples / ((1 << depth) - 1)))
+
+
 def laborious():
     """Files in which every part refers to the whole, or which have far more parts than pixels: they must not take long."""
     count = 100000

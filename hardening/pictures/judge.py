@@ -5,7 +5,8 @@
 
 A sound picture must be read as what it shows, or be refused as not supported. A damaged one must be refused, or be read as Pillow
 or ImageMagick read it, or as it was before it was damaged; where they refuse it, it is counted apart. No pixel may come from memory
-instead of the file, nothing may crash or take long. The exit code is 1 otherwise.
+instead of the file, nothing may crash or take long. What the library writes, with each value of each option, must be read by others
+as what it shows. The exit code is 1 otherwise.
 """
 
 import argparse
@@ -14,6 +15,7 @@ import functools
 import io
 import os
 import pathlib
+import shutil
 import struct
 import subprocess
 import sys
@@ -170,13 +172,12 @@ def read_records(path):
 
 def read_all(folder, wine_run, program, files, frames):
     """The record of each file; None where the program ended."""
-    (folder / "list").write_text("".join(f"{frame} Z:{file}\n".replace("/", "\\") for file, frame in zip(files, frames)))
+    (folder / "list").write_text("".join(f"{frame} {windows(file)}\n" for file, frame in zip(files, frames)))
     (folder / "records").write_bytes(b"")
     records, first = {}, 0
     while first < len(files):
         try:
-            subprocess.run([wine_run, program, f"Z:{folder}\\list".replace("/", "\\"),
-                            f"Z:{folder}\\records".replace("/", "\\"), str(first)],
+            subprocess.run([wine_run, program, windows(folder / "list"), windows(folder / "records"), str(first)],
                            timeout=1200, check=False, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         except subprocess.TimeoutExpired:
             pass
@@ -193,6 +194,33 @@ def read_all(folder, wine_run, program, files, frames):
         if record and record.text == "CRASHED":
             records[index] = None
     return [records[i] for i in range(len(files))]
+
+
+def windows(path):
+    return f"Z:{path}".replace("/", "\\")
+
+
+def written(folder, wine_run, program, sources):
+    """Has each source written in all ways. Returns how many files there are, and lines about those that show something else."""
+    target = folder / "written"
+    shutil.rmtree(target, ignore_errors=True)
+    target.mkdir()
+    for i, case in enumerate(sources):
+        (target / f"{i}.source").write_bytes(case.data)
+    (target / "list").write_text("".join(f"0 {windows(target / f'{i}.source')}\n" for i in range(len(sources))))
+    subprocess.run([wine_run, program, windows(target / "list"), windows(target)], timeout=1200, check=False, stdout=subprocess.DEVNULL,
+                   stderr=subprocess.DEVNULL)
+    files = sorted(target.glob("*-*-*.*"))
+    lines = []
+    for path in files:
+        case, data = sources[int(path.name.split("-")[0])], path.read_bytes()
+        judges = [(by_pillow, max(case.tolerance, 1.1 / 255))] + ([(by_magick, case.tolerance)] if "-16-" in case.name else [])
+        for judge, tolerance in judges:
+            seen = judge(data)
+            wrong = "not readable" if seen is None else difference(seen, case.truth, tolerance)
+            if wrong:
+                lines.append(f"WRITTEN WRONGLY: {case.name} ({path.name}): {judge.__name__}: {wrong}")
+    return len(files), lines
 
 
 def is_open(data):
@@ -292,6 +320,12 @@ def main():
             print(f"{outcome}: {case.name} ({file.name}): {text}")
     for (group, outcome), count in sorted(counts.items()):
         print(f"{group:10} {outcome:32} {count:6}")
+    if options.only in "written":
+        sources = [case for case in sound if case.name.startswith("png-") and "-n-" in case.name and case.truth is not None]
+        sources += cases.large()
+        count, wrong = written(folder, options.wine_run, options.program, sources)
+        print("\n".join([*wrong, f"{'written':10} {'read by others':32} {count - len(wrong):6}"]))
+        bad += len(wrong) + (count < 20 * len(sources))
     print(f"{len(everything)} pictures, {bad} faults")
     return 1 if bad else 0
 

@@ -11,9 +11,15 @@
 // Each picture is read twice, with different bytes in the memory that the heap hands out again. `stable` is 0
 // when the pixels differ: then some of them are such bytes. `described` is the format that the file's
 // description names, 0 for none, and -1 for a description of another size.
+//
+//   pictures.exe LIST FOLDER
+//
+// writes each picture with each value of each option, for judge.py to read: FOLDER\LINE-OPTION-VALUE.png and
+// .tif.
 #include <windows.h>
 
 #include <qecore/core/error.h>
+#include <qecore/core/filter.h>
 #include <qecore/core/system.h>
 #include <qecore/image/file_info.h>
 #include <qecore/image/filter_option.h>
@@ -123,14 +129,51 @@ std::string ProgramFolder() {
   return std::string(path).substr(0, std::string(path).find_last_of('\\'));
 }
 
+int LastValue(FilterOption const& option) {
+  int count = 0;
+  if (option.kind != FilterOption::CHOICE)
+    return option.kind == FilterOption::SWITCH ? 1 : static_cast<int>(option.most);
+  while (option.choices[count]) ++count;
+  return count - 1;
+}
+
+/// Writes `image` with each value of each option; `extension` is the type's, and paths begin with `start`.
+void WriteInAllWays(Image2d& image, Guid const& type, char const* extension, std::string const& start) {
+  Ref<ykFlt2dEx> filter;
+  if (Failed(CreateInterface(type, filter.ReceiveVoid()))) return;
+  FilterOption option;
+  for (unsigned i = 0; filter->GetOption(FILTER_WRITE, i, option) == S_OK; ++i, option = {}) {
+    for (int number = static_cast<int>(option.least); number <= LastValue(option); ++number) {
+      Ref<Map> const options = Ref<Map>::Adopt(Map::Create());
+      Variant value;
+      value.Init(number);
+      options->SetValue(option.key, value);
+      String const path((start + std::to_string(i) + "-" + std::to_string(number) + extension).c_str());
+      img::Write(image, path.c_str(), nullptr, options.get(), nullptr);
+    }
+  }
+}
+
+void WriteEach(std::ifstream& list, std::string const& folder) {
+  std::string line;
+  for (size_t index = 0; std::getline(list, line); ++index) {
+    Read const read = ReadOne({0, String(line.substr(line.find(' ') + 1).c_str())});
+    std::string const start = folder + "\\" + std::to_string(index) + "-";
+    if (!read.image) continue;
+    WriteInAllWays(*read.image, ids::FILE_PNG, ".png", start);
+    WriteInAllWays(*read.image, ids::FILE_TIFF, ".tif", start);
+  }
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
-  if (count != 4) return 2;
+  if (count < 3) return 2;
   Ref<System> const system = Ref<System>::Adopt(System::Create());
   system->ScanModules(String(ProgramFolder().c_str()),
                       String((std::string(arguments[2]) + ".cache").c_str()));
   std::ifstream list(arguments[1]);
+  if (count == 3) return WriteEach(list, arguments[2]), 0;
   std::ofstream out(arguments[2], std::ios::binary | std::ios::app);
   std::string line;
   for (size_t index = 0; std::getline(list, line); ++index) {
