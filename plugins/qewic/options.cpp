@@ -44,7 +44,7 @@ int CountChoices(Option const& option) noexcept {
 
 }  // namespace
 
-constinit Option const PNG_OPTIONS[3] = {
+constexpr Option PNG_OPTIONS[3] = {
     {.use = FILTER_WRITE,
      .key = FilterOption::FIRST_OWN + PNG_FILTER,
      .kind = Kind::CHOICE,
@@ -68,7 +68,7 @@ constinit Option const PNG_OPTIONS[3] = {
      .standard = 6},
 };
 
-constinit Option const JPEG_OPTIONS[1] = {
+constexpr Option JPEG_OPTIONS[1] = {
     {.use = FILTER_WRITE,
      .key = FilterOption::QUALITY,
      .kind = Kind::INTEGER,
@@ -78,9 +78,9 @@ constinit Option const JPEG_OPTIONS[1] = {
      .most = 100},
 };
 
-constinit Option const GIF_OPTIONS[2] = {FRAME, EVERY_FRAME};
+constexpr Option GIF_OPTIONS[2] = {FRAME, EVERY_FRAME};
 
-constinit Option const TIFF_OPTIONS[3] = {
+constexpr Option TIFF_OPTIONS[3] = {
     FRAME,
     EVERY_FRAME,
     {.use = FILTER_WRITE,
@@ -91,6 +91,10 @@ constinit Option const TIFF_OPTIONS[3] = {
      .standard = 0,
      .choices = TIFF_METHODS},
 };
+
+static_assert(PNG_OPTIONS[PNG_FILTER].choices == PNG_FILTERS &&
+              PNG_OPTIONS[PNG_INTERLACE].kind == Kind::SWITCH && PNG_OPTIONS[PNG_COMPRESSION].most == 9 &&
+              TIFF_OPTIONS[TIFF_COMPRESSION].choices == TIFF_METHODS);
 
 HRESULT DescribeOption(std::span<Option const> options, FilterUse use, unsigned index,
                        FilterOption& description) noexcept {
