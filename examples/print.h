@@ -1,7 +1,7 @@
 // How the example programs print, and what the library tells.
 //
-// They begin in wmain, whose arguments are in UTF-16: those of main have lost each character that the code page
-// lacks.
+// They begin in wmain, whose arguments are in UTF-16: those of main have lost each character that the code
+// page lacks.
 #pragma once
 
 #include <qecore/core/error.h>

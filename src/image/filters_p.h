@@ -32,8 +32,8 @@ FailureText PatternsOf(ClassInfo const& filter) noexcept;
 /// What messages call the files of a filter class: L"PNG", the name of a plug-in's class, or L"unknown".
 FailureText LabelOf(Guid const& type) noexcept;
 
-/// Fails because of what has failed since `before`, with `what` and the path of the file: "cannot read a.png";
-/// without the path when a cause begins with it, as those of file streams do.
+/// Fails because of what has failed since `before`, with `what` and the path of the file: "cannot read
+/// a.png"; without the path when a cause begins with it, as those of file streams do.
 HRESULT FailWith(wchar_t const* path, unsigned before, HRESULT code, char const* operation,
                  wchar_t const* what) noexcept;
 

@@ -1,6 +1,9 @@
 // Halving for processors with AVX2. What does not fill a register is left to the loops for any processor.
 #include "halve_kernels_p.h"
 
+#include <initializer_list>
+
+#include "unit_avx2_p.h"
 #include "vector_kernels_avx2_p.h"
 
 namespace yk::img {
@@ -43,8 +46,34 @@ void HalveColour(uint8_t const* upper, uint8_t const* lower, uint8_t* target, si
   HALVE_BASE.colour(upper + 6 * i, lower + 6 * i, target + 3 * i, pixels - i);
 }
 
+/// The sums of pairs of pixels with alpha, of the first and of the second row: 255 times the mean, rounded to
+/// an integer in the low bits; see VectorRecode<Isa::AVX2, uint8_t, float>.
+__m256i SumOfPairs(uint8_t const* upper, uint8_t const* lower) noexcept {
+  constexpr float UNIT_1 = 0x1.8p23f;
+  __m256 sum = _mm256_setzero_ps();
+  for (uint8_t const* row : {upper, lower}) {
+    __m128i const evenThenOdd = _mm_shuffle_epi32(LoadVector(row), 0xD8);
+    sum = _mm256_add_ps(sum, Unit(_mm256_cvtepu8_epi32(evenThenOdd)));
+    sum = _mm256_add_ps(sum, Unit(_mm256_cvtepu8_epi32(_mm_unpackhi_epi64(evenThenOdd, evenThenOdd))));
+  }
+  return _mm256_castps_si256(_mm256_fmadd_ps(sum, _mm256_set1_ps(255.0f / 4), _mm256_set1_ps(UNIT_1)));
+}
+
+void HalveAlpha(uint8_t const* upper, uint8_t const* lower, uint8_t* target, size_t pixels) noexcept {
+  size_t i = 0;
+  for (; i + 8 <= pixels; i += 8) {
+    __m256i values[4];
+    for (size_t k = 0; k < 4; ++k) {
+      size_t const at = 8 * i + 16 * k;
+      values[k] = _mm256_and_si256(SumOfPairs(upper + at, lower + at), _mm256_set1_epi32(0xFF));
+    }
+    StoreWide(target + 4 * i, PackBytes(values));
+  }
+  HALVE_BASE.alpha(upper + 8 * i, lower + 8 * i, target + 4 * i, pixels - i);
+}
+
 }  // namespace
 
-HalveKernels const HALVE_AVX2 = {HalveGrey, HalveColour};
+HalveKernels const HALVE_AVX2 = {HalveGrey, HalveColour, HalveAlpha};
 
 }  // namespace yk::img

@@ -6,13 +6,14 @@
 
 namespace yk::img {
 
-/// Averages blocks of 2 x 2 pixels of two rows, truncating. `pixels` counts the results.
+/// Averages blocks of 2 x 2 pixels of two rows. `pixels` counts the results.
 using HalveFunction = void (*)(uint8_t const* upper, uint8_t const* lower, uint8_t* target,
                                size_t pixels) noexcept;
 
 struct HalveKernels {
-  HalveFunction grey;
-  HalveFunction colour;  ///< three bytes
+  HalveFunction grey;    ///< truncates
+  HalveFunction colour;  ///< three bytes; truncates
+  HalveFunction alpha;   ///< four bytes: the sums that area averaging makes, rounded
 };
 
 extern HalveKernels const HALVE_BASE;

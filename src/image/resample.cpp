@@ -44,9 +44,22 @@ HRESULT CopyPixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexc
   return S_OK;
 }
 
-HRESULT HalvePixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
+/// Whether the weights of whole multiples are those that their sizes let expect.
+bool HasExactWeights(Image2d const& target) noexcept {
+  constexpr int MOST_TARGETS = 0x10000;
+  return std::max(target.width, target.height) <= MOST_TARGETS;
+}
+
+/// How an image is halved; null: as any others are.
+img::HalveFunction FindHalver(Image2d const& target) noexcept {
   img::HalveKernels const& kernels = img::BestKernels().halve;
-  img::HalveFunction const halve = img::GetFacts(target.format).channels == 1 ? kernels.grey : kernels.colour;
+  if (target.format == IMG_BGRA32) return HasExactWeights(target) ? kernels.alpha : nullptr;
+  if (!img::GetFacts(target.format).halved) return nullptr;
+  return img::GetFacts(target.format).channels == 1 ? kernels.grey : kernels.colour;
+}
+
+HRESULT HalvePixels(Image2d& source, Image2d& target, ProgressMeter& meter) noexcept {
+  img::HalveFunction const halve = FindHalver(target);
   RowTable from(source);
   RowTable to(target);
   unsigned const threads = ThreadsForRows(SizeOf(source), from, to);
@@ -207,11 +220,10 @@ class Resampling {
   /// of bytes is at least 1 / (2 count) away from where that changes. Grey is truncated: a mean that is not
   /// whole is 1 / count away, and the others are summed up as defined.
   bool ChooseCells() noexcept {
-    constexpr int MOST_TARGETS = 0x10000;    // up to here, weights are exact enough
     constexpr size_t MOST_PIXELS = 15 * 15;  // up to here, half a count-th is larger
     bool const bytes = source.format == target.format && source.format == img::GetFacts(source.format).summed;
     if (!bytes || source.width % target.width || source.height % target.height) return false;
-    if (std::max(target.width, target.height) > MOST_TARGETS) return false;
+    if (!HasExactWeights(target)) return false;
     bool const rounds = channels != 1;
     if (!cells.Choose(static_cast<size_t>(source.width / target.width),
                       static_cast<size_t>(source.height / target.height), rounds))
@@ -484,8 +496,7 @@ HRESULT Resample(Image2d& source, Image2d& target, ProgressMeter& meter) noexcep
   if (source.width == target.width && source.height == target.height)
     return CopyPixels(source, target, meter);
   bool const half = source.width == int64_t{2} * target.width && source.height == int64_t{2} * target.height;
-  bool const halved = img::GetFacts(source.format).halved && source.format == target.format;
-  if (half && halved) return HalvePixels(source, target, meter);
+  if (half && source.format == target.format && FindHalver(target)) return HalvePixels(source, target, meter);
   return AverageAreas(source, target, meter);
 }
 

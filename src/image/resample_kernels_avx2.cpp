@@ -265,12 +265,6 @@ void StoreBlocks(Mixture const& row, size_t block, __m256i bytes) noexcept {
   }
 }
 
-__m256i PackBlocks(__m256i const (&values)[Mixture::AT_ONCE]) noexcept {
-  __m256i const packed =
-      _mm256_packus_epi16(_mm256_packs_epi32(values[0], values[1]), _mm256_packs_epi32(values[2], values[3]));
-  return _mm256_permutevar8x32_epi32(packed, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
-}
-
 template <size_t N>
 size_t MixBlocks(Mixture const& row) noexcept {
   __m256 const first = _mm256_set1_ps(row.weights[0]), second = _mm256_set1_ps(row.weights[1]);
@@ -288,7 +282,7 @@ size_t MixBlocks(Mixture const& row) noexcept {
       __m256 const distance = _mm256_andnot_ps(sign, _mm256_sub_ps(mean, _mm256_cvtepi32_ps(values[k])));
       isOpen[k] = _mm256_cmp_ps(distance, decided, _CMP_GT_OQ);
     }
-    StoreBlocks<N>(row, block, PackBlocks(values));
+    StoreBlocks<N>(row, block, PackBytes(values));
     __m256 const any = _mm256_or_ps(_mm256_or_ps(isOpen[0], isOpen[1]), _mm256_or_ps(isOpen[2], isOpen[3]));
     if (N != 1 && _mm256_testz_ps(any, any)) continue;  // too rare to foresee for grey, of which much is flat
     for (size_t k = 0; k < Mixture::AT_ONCE; ++k) {

@@ -112,20 +112,25 @@ TEST(ResampleKernels, AgreeWithTheDefinition) {
   }
 }
 
+uint8_t MeanOfFour(size_t channels, uint8_t a, uint8_t b, uint8_t c, uint8_t d) {
+  float const sum = ((a / 255.0f + b / 255.0f) + c / 255.0f) + d / 255.0f;
+  return static_cast<uint8_t>(channels < 4 ? (a + b + c + d) / 4 : static_cast<int>(sum / 4 * 255.0 + 0.5));
+}
+
 TEST(HalveKernels, AverageTwoByTwo) {
   GuardedMemory const upper(1024), lower(1024), target(1024);
   std::mt19937 random(5);
   for (size_t width = 0; width <= 100; ++width) {
-    for (size_t n : {1, 3}) {
+    for (size_t n : {1, 3, 4}) {
       uint8_t *const a = upper.Last(2 * n * width), *const b = lower.Last(2 * n * width);
       Randomize(IMG_GRAY8, a, 2 * n * width, random), Randomize(IMG_GRAY8, b, 2 * n * width, random);
       for (img::HalveKernels const* set :
            {&img::HALVE_BASE, HasAvx2() ? &img::HALVE_AVX2 : &img::HALVE_BASE}) {
         uint8_t* const out = target.Last(n * width);
-        (n == 1 ? set->grey : set->colour)(a, b, out, width);
+        (n == 1 ? set->grey : n == 3 ? set->colour : set->alpha)(a, b, out, width);
         for (size_t i = 0; i < n * width; ++i) {
           size_t const at = i / n * 2 * n + i % n;
-          ASSERT_EQ(out[i], (a[at] + a[at + n] + b[at] + b[at + n]) >> 2) << width << " of " << n;
+          ASSERT_EQ(out[i], MeanOfFour(n, a[at], a[at + n], b[at], b[at + n])) << width << " of " << n;
         }
       }
     }

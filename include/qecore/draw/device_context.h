@@ -142,8 +142,8 @@ class IDC : public Destroys<IDC, Unknown> {
                                                     void* context) noexcept,
                YK_API virtual HRESULT FrameRectWith(xrect2d const& r, ColorCallback callback,
                                                     void* context) noexcept);
-  /// A frame with faded corners: the corner pixels get a fifth of the colour's alpha, and the pixels diagonally
-  /// inside get a third. Always S_OK.
+  /// A frame with faded corners: the corner pixels get a fifth of the colour's alpha, and the pixels
+  /// diagonally inside get a third. Always S_OK.
   YK_API virtual HRESULT FrameRoundRect(xrect2d const& r) noexcept;
   /// A frame of `width` pixels, inside the rectangle, in the current mode: left and top in the colour
   /// `light`, right and bottom in `dark`, with mitred corners whose diagonal is dark. A width of more than
