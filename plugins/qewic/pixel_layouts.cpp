@@ -11,7 +11,7 @@ using namespace yk;
 
 namespace {
 
-// Reading uses the first row with the file's pixels; writing the first that the file format accepts.
+// Reading uses the first row with the file's pixels; writing BMP, GIF and JPEG the first that is accepted.
 constexpr Layout LAYOUTS[] = {
     {&GUID_WICPixelFormat1bppIndexed, IMG_PAL1, Layout::BOTH, Layout::COPY},
     {&GUID_WICPixelFormatBlackWhite, IMG_PAL1, Layout::READ, Layout::RAMP},
@@ -58,10 +58,10 @@ constexpr std::span<IMG_FORMAT const> RowOf(IMG_FORMAT format) noexcept {
   return {};
 }
 
-constexpr bool HasLayout(IMG_FORMAT format) noexcept {
-  unsigned uses = 0;
-  for (Layout const& layout : LAYOUTS) uses |= layout.image == format ? layout.use : 0u;
-  return uses & Layout::READ;
+constexpr bool CanBeRead(IMG_FORMAT format) noexcept {
+  return std::any_of(std::begin(LAYOUTS), std::end(LAYOUTS), [=](Layout const& layout) {
+    return layout.image == format && (layout.use & Layout::READ);
+  });
 }
 
 /// No file has floats; all other formats can be read, and all can be written, with BGR24 as the last resort.
@@ -70,7 +70,7 @@ constexpr bool EveryFormatIsThere() noexcept {
     if (facts.kind == img::ChannelKind::NONE) return true;
     auto const steps = RowOf(facts.format);
     bool const isWritten = !steps.empty() && steps.back() == IMG_BGR24;
-    return isWritten && (facts.kind == img::ChannelKind::FLOAT || HasLayout(facts.format));
+    return isWritten && (facts.kind == img::ChannelKind::FLOAT || CanBeRead(facts.format));
   });
 }
 static_assert(EveryFormatIsThere());
