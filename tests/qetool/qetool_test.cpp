@@ -99,7 +99,10 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
   std::filesystem::create_directory(folder.Path(L"folder"));
   std::filesystem::resize_file(folder.Path(L"huge.bin"), uint64_t{1} << 32);  // 0 as a stream's size
   Table<wchar_t const*, std::vector<string>> const rows = {
-      {L"", {"subcommand"}},
+      {L"", {"a command is required"}},
+      {L"info good.png --bogus", {"unknown option --bogus (see qetool info --help)"}},
+      {L"convert good.png out.jpg --quality", {"--quality needs a value"}},
+      {L"help info more", {"unexpected argument more"}},
       {L"info", {"files"}},
       {L"info missing.png", {"missing.png", "file does not exist"}},
       {L"info /missing/a.png",
@@ -111,7 +114,7 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"convert good.png out.png --crop 0,0,6,4", {"good.png", "0,0,6,4 is not inside 5"}},
       {L"convert good.png out.png --flip x", {"--flip x"}},
       {L"convert good.png out.png --format rgb", {"rgb", "bgr24"}},
-      {L"convert good.png out.jpg --quality 101", {"101"}},
+      {L"convert good.png out.jpg --quality 101", {"--quality: 101 must be a whole number from 1 to 100"}},
       {L"convert good.png CON.png", {"cannot write CON.png: CON is the name of a device"}},
       {L"convert good.png made/ --type png --list devices", {"made/lpt1.png: lpt1 is the name of a device"}},
       {L"info nul.png", {"cannot read nul.png: nul is the name of a device"}},
@@ -502,7 +505,8 @@ TEST_F(Tool, WritesJson) {
 // ---- help
 
 TEST_F(Tool, HelpsWithCommands) {
-  EXPECT_THAT(Good(L"help"), AllOf(HasSubstr("Usage: qetool "), HasSubstr("\n  verify ")));
+  EXPECT_THAT(Good(L"help"),
+              AllOf(HasSubstr("Usage: qetool "), HasSubstr("\nCommands:\n"), HasSubstr("\n  verify ")));
   EXPECT_EQ(Good(L"help convert"), Good(L"convert --help"));
   EXPECT_EQ(Good(L"help jpg"), Good(L"formats jpg"));
   EXPECT_EQ(Bad(L"convert"), "qetool: IN... OUT is required (see qetool convert --help)\n");

@@ -9,6 +9,7 @@
 
 #include "commands.h"
 #include "formats.h"
+#include "help.h"
 #include "image_edit.h"
 #include "jobs.h"
 #include "pictures.h"
@@ -267,7 +268,7 @@ void AddFileOptions(CLI::App& command, Options& options) {
       .add_option("--quality", options.quality,
                   "Quality, 1 to 100, of file types that have one, such as JPEG")
       ->type_name("N")
-      ->check(CLI::Range(1, 100));
+      ->check(WholeNumber(1, 100));
   AddSettings(command, FILTER_WRITE, options.settings);
   command
       .add_option("--type", options.plan.type,
@@ -277,11 +278,9 @@ void AddFileOptions(CLI::App& command, Options& options) {
 }
 
 constexpr char FOOTER[] =
-    "The extension of an output determines its file type. Operations are applied in this order: turning "
-    "upright,\n"
-    "crop, size, flip, format. Pixels that a file type cannot hold are written as the closest that it "
-    "can.\n"
-    "An output without an extension is a folder if --type is given.\n\n"
+    "The extension of an output determines its file type. Operations are applied in this order:\n"
+    "turning upright, crop, size, flip, format. Pixels that a file type cannot hold are written as the\n"
+    "closest that it can. An output without an extension is a folder if --type is given.\n\n"
     "  qetool convert photo.png photo.jpg --quality 90\n"
     "  qetool convert -r photos small --size 1024x --type jpg --skip\n"
     "  curl URL | qetool convert - - --type png > picture.png";

@@ -148,8 +148,11 @@ void Run(Options const& options, Host& host) {
 void AddDiff(CLI::App& app, Host& host) {
   CLI::App& command = *app.add_subcommand(DIFF, "Compare the pixels of two pictures");
   auto const options = std::make_shared<Options>();
-  command.add_option("first", options->first, "Picture; - is standard input")->type_name("A")->required();
-  command.add_option("second", options->second, "Picture to compare with it")->type_name("B")->required();
+  command.add_option("first", options->first, "Picture")->type_name("A")->required();
+  command
+      .add_option("second", options->second, "Picture to compare with it; either may be - for standard input")
+      ->type_name("B")
+      ->required();
   command
       .add_option(
           "-o,--output", options->output,
@@ -160,11 +163,9 @@ void AddDiff(CLI::App& app, Host& host) {
   AddExistingOptions(command, options->existing);
   host.AddOptions(command);
   command.footer(
-      "Pixel formats and file types do not matter: the values of the channels are compared, as floats if "
-      "either\n"
-      "picture has more than 8 bits for each. PSNR is the ratio of the range to the mean difference, in "
-      "decibels:\n"
-      "above 40, differences are hard to see.\n\n"
+      "Pixel formats and file types do not matter: the values of the channels are compared, as floats if\n"
+      "either picture has more than 8 bits for each. PSNR is the ratio of the range to the mean\n"
+      "difference, in decibels: above 40, differences are hard to see.\n\n"
       "The exit code is 0 if they are equal, 1 if they differ, 2 if they cannot be compared.");
   command.callback([options, &host] { Run(*options, host); });
 }

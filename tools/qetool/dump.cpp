@@ -75,7 +75,7 @@ void AddDump(CLI::App& app, Host&) {
   CLI::App& command =
       *app.add_subcommand("dump", "Show the chunk tree of an object file, such as a plug-in cache");
   auto const path = std::make_shared<std::string>();
-  command.add_option("file", *path, "Object file")->type_name("FILE")->required();
+  command.add_option("file", *path, "Object file, or - for standard input")->type_name("FILE")->required();
   command.footer(
       "Each line shows the offset of a chunk, its tag, size and content. Of a damaged file, everything that\n"
       "can be read is shown.");

@@ -103,14 +103,15 @@ struct UseFacts {
 
 constexpr UseFacts USES[] = {
     {FILTER_READ, "--read-option", "reading",
-     "Option of the file type read; qetool formats EXT lists those that there are"},
+     "Set an option of the file type read, once for each; qetool formats EXT lists them"},
     {FILTER_WRITE, "--option", "writing",
-     "Option of the file type written; qetool formats EXT lists those that there are"}};
+     "Set an option of the file type written, once for each; qetool formats EXT lists them"}};
 
 UseFacts const& FactsOf(FilterUse use) { return USES[use == FILTER_WRITE]; }
 
-void PrintOptions(ykFlt2dEx& filter, UseFacts const& facts) {
-  std::vector<FilterOption> const options = OptionsOf(&filter, facts.use);
+// Returns whether there are any.
+bool PrintOptions(ykFlt2dEx* filter, UseFacts const& facts) {
+  std::vector<FilterOption> const options = OptionsOf(filter, facts.use);
   if (!options.empty()) printf("  options of %s (%s NAME=VALUE):\n", facts.doing, facts.flag);
   for (FilterOption const& option : options) {
     std::string const standard = StandardOf(option);
@@ -118,6 +119,7 @@ void PrintOptions(ykFlt2dEx& filter, UseFacts const& facts) {
            standard.empty() ? "" : " (", standard.c_str(), standard.empty() ? "" : ")",
            ToUtf8(option.help).c_str());
   }
+  return !options.empty();
 }
 
 // Why another filter comes first for a pattern.
@@ -171,8 +173,9 @@ bool PrintFormat(std::string const& extension) {
     Guid const id = info->classId;
     PrintFilter(*info);
     Ref<ykFlt2dEx> const filter = MakeFilter(id);
-    if (!filter) continue;
-    for (UseFacts const& facts : USES) PrintOptions(*filter, facts);
+    bool hasOptions = TakesPlainQuality(id);  // by --quality
+    for (UseFacts const& facts : USES) hasOptions |= PrintOptions(filter.get(), facts);
+    if (!hasOptions) printf("  no options\n");
   }
   return !filters.empty();
 }

@@ -4,6 +4,7 @@
 #include <stdio.h>
 
 #include <algorithm>
+#include <charconv>
 #include <memory>
 #include <sstream>
 
@@ -49,6 +50,17 @@ std::string Wrap(std::string const& text, size_t indent, size_t width) {
 
 }  // namespace
 
+ValueCheck WholeNumber(unsigned least, unsigned most) {
+  return [=](std::string const& value) {
+    unsigned number = 0;
+    char const* const end = value.data() + value.size();
+    auto const [next, error] = std::from_chars(value.data(), end, number);
+    bool const isValid = error == std::errc() && next == end && number >= least && number <= most;
+    return isValid ? std::string()
+                   : Format("%s must be a whole number from %u to %u", value.c_str(), least, most);
+  };
+}
+
 // CLI11 adds the checks of a value to its type: "N:INT in [1 - 100]".
 std::string TypeOf(CLI::Option const* option) {
   std::string const type = option->get_type_name();
@@ -57,12 +69,14 @@ std::string TypeOf(CLI::Option const* option) {
 
 HelpFormatter::HelpFormatter() {
   label("Positionals", "Arguments");
+  label("SUBCOMMAND", "COMMAND");
   column_width(COLUMN);
 }
 
 std::string HelpFormatter::make_option(CLI::Option const* option, bool isPositional) const {
   std::string line = "  " + make_option_name(option, isPositional) + make_option_opts(option);
-  line.resize(std::max(line.size() + 2, COLUMN), ' ');
+  if (line.size() + 2 > COLUMN) line += "\n" + std::string(COLUMN, ' ');
+  if (line.size() < COLUMN) line.resize(COLUMN, ' ');
   return line + Wrap(option->get_description(), COLUMN, WIDTH - COLUMN) + "\n";
 }
 

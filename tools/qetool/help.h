@@ -1,11 +1,18 @@
-// How the help texts look.
+// How the help texts look, and what the values of options must be.
 #pragma once
 
 #include <CLI/CLI.hpp>
 
+#include <functional>
 #include <string>
 
 namespace qetool {
+
+/// A check of an option's value: empty, or what it must be.
+using ValueCheck = std::function<std::string(std::string const& value)>;
+
+/// For a whole number in a range.
+ValueCheck WholeNumber(unsigned least, unsigned most);
 
 /// What the value of an option, or an argument, is called: "FILE".
 std::string TypeOf(CLI::Option const* option);

@@ -7,6 +7,7 @@
 #include <new>
 #include <system_error>
 
+#include "help.h"
 #include "input.h"
 #include "text.h"
 
@@ -23,7 +24,7 @@ void AddJobsOption(CLI::App& command, unsigned& jobs) {
   command
       .add_option("--jobs", jobs, "Pictures processed at a time; by default as many as there are processors")
       ->type_name("N")
-      ->check(CLI::Range(1u, MOST_JOBS));
+      ->check(WholeNumber(1, MOST_JOBS));
 }
 
 bool Jobs::Item::Continue(Progress const& progress) noexcept {

@@ -30,13 +30,24 @@ std::vector<std::string> Arguments() {
   return arguments;
 }
 
-// CLI11's own text, except for an argument that is missing: the help shows another name of it.
+bool Is(CLI::Error const& error, CLI::ExitCodes code) {
+  return error.get_exit_code() == static_cast<int>(code);
+}
+
+// CLI11's own text, where the user understands it.
 std::string TextOf(CLI::App const& command, CLI::Error const& error) {
+  std::string const text = error.what();
+  size_t const colon = text.find(": ");
+  if (Is(error, CLI::ExitCodes::ArgumentMismatch)) return text.substr(0, colon) + " needs a value";
+  if (Is(error, CLI::ExitCodes::ExtrasError)) {  // "The following argument was not expected: --x"
+    std::string const extra = text.substr(colon + 2);
+    return (extra[0] == '-' ? "unknown option " : "unexpected argument ") + extra;
+  }
   auto const missing = command.get_options([](CLI::Option const* option) {
     return option->get_required() && option->get_positional() && option->count() == 0;
   });
-  bool const isMissing = error.get_name() == "RequiredError" && !missing.empty();
-  return isMissing ? TypeOf(missing[0]) + " is required" : error.what();
+  bool const isMissing = Is(error, CLI::ExitCodes::RequiredError) && !missing.empty();
+  return isMissing ? TypeOf(missing[0]) + " is required" : text;  // by the name that the help shows
 }
 
 // One line: why, and where to find help.
@@ -75,8 +86,10 @@ int Parse(std::vector<std::string> arguments, int trouble) {
   AddDiff(app, host);
   AddVerify(app, host);
   AddHelp(app, host);
+  for (CLI::App* command : app.get_subcommands({})) command->group("Commands");
   app.footer("qetool help COMMAND shows the options of a command.");  // last: commands would take it over
-  if (!arguments.empty() && !HasCommand(app, arguments[0]) && !app.get_option_no_throw(arguments[0])) {
+  if (arguments.empty()) throw Failure{"a command is required (see qetool --help)"};
+  if (!HasCommand(app, arguments[0]) && !app.get_option_no_throw(arguments[0])) {
     char const* const kind = arguments[0][0] == '-' ? "option " : "command ";
     throw Failure{"unknown " + (kind + arguments[0]) + " (see qetool --help)"};
   }

@@ -5,7 +5,12 @@
 #include <io.h>
 #include <qecore/io/save_file.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <initializer_list>
 
 #include "text.h"
 #include "watch.h"
@@ -13,6 +18,14 @@
 namespace qetool {
 
 using namespace yk;
+
+namespace {
+
+bool IsOf(unsigned long error, std::initializer_list<unsigned long> errors) {
+  return std::find(errors.begin(), errors.end(), error) != errors.end();
+}
+
+}  // namespace
 
 void WriteWhole(std::string const& path, std::function<HRESULT(Stream&)> const& write) {
   Watch const watch;  // Ctrl-C waits for the end of the write: the incomplete file is then removed
@@ -35,7 +48,10 @@ void WriteToOutput(void const* bytes, size_t size) {
 // A failure is told once. Its reason is that of the last write, here or before.
 void FlushOutput() {
   if (fflush(stdout) == 0 && !ferror(stdout)) return;
-  std::string const reason = errno ? std::string(": ") + strerror(errno) : std::string();
+  bool const isClosed = IsOf(_doserrno, {ERROR_BROKEN_PIPE, ERROR_NO_DATA, ERROR_PIPE_NOT_CONNECTED});
+  std::string const reason = isClosed ? ": it has been closed"
+                             : errno  ? std::string(": ") + strerror(errno)
+                                      : "";
   clearerr(stdout);
   throw Failure{"cannot write to the output" + reason};
 }

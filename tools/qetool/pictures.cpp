@@ -1,5 +1,6 @@
 #include "pictures.h"
 
+#include <limits.h>
 #include <qecore/image/file_info.h>
 #include <qecore/image/filter_option.h>
 #include <qecore/image/image_file.h>
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 
+#include "help.h"
 #include "image_edit.h"
 #include "input.h"
 #include "output.h"
@@ -159,7 +161,7 @@ void AddFrameOption(CLI::App& command, ReadOptions& options) {
   command
       .add_option("--frame", options.frame, "Of a file with several pictures, read this one, counted from 0")
       ->type_name("N")
-      ->check(CLI::Range(0, 0x7FFFFFFF));
+      ->check(WholeNumber(0, INT_MAX));
 }
 
 Ref<Map> QueryPicture(Stream& stream, Guid& type) {

@@ -10,6 +10,7 @@
 
 #include "commands.h"
 #include "formats.h"
+#include "help.h"
 #include "image_edit.h"
 #include "input.h"
 #include "jobs.h"
@@ -338,15 +339,15 @@ void AddSheet(CLI::App& app, Host& host) {
   AddInputOptions(command, options->inputs);
   command.add_option("--columns", options->columns, "Cells side by side; by default about as many as rows")
       ->type_name("N")
-      ->check(CLI::Range(1, 100));
+      ->check(WholeNumber(1, 100));
   command.add_option("--cell", options->cell, "Side of a cell in pixels; by default 320")
       ->type_name("N")
-      ->check(CLI::Range(64, 2000));
+      ->check(WholeNumber(64, 2000));
   command
       .add_option("--quality", options->quality,
                   "Quality of the sheet, 1 to 100, if its file type has one, such as JPEG")
       ->type_name("N")
-      ->check(CLI::Range(1, 100));
+      ->check(WholeNumber(1, 100));
   AddExistingOptions(command, options->existing);
   AddJobsOption(command, options->jobs);
   host.AddOptions(command);

@@ -121,7 +121,9 @@ void PrintChunksAsXml(ChunkTree const& tree, std::string const& path) {
 void AddXml(CLI::App& app, Host&) {
   CLI::App& command = *app.add_subcommand("xml", "Read an XML document and write it back");
   auto const options = std::make_shared<Options>();
-  command.add_option("file", options->input, "Document, in UTF-8 or UTF-16")->type_name("FILE")->required();
+  command.add_option("file", options->input, "Document, in UTF-8 or UTF-16, or - for standard input")
+      ->type_name("FILE")
+      ->required();
   command.add_flag("--layout", options->layout, "Indent with tabs and line breaks");
   command.add_flag("--utf16", options->utf16,
                    "Write UTF-16 with a byte-order mark, instead of UTF-8 without one");
