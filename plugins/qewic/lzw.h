@@ -44,9 +44,8 @@ class LzwEncoder {
   uint32_t string = NONE;  // the code of the bytes that no code has been put for
   uint32_t next = 0, bits = 0;
   uint32_t window = 0;
-  unsigned held = 0;  // bits in the window
-  uint32_t places[1 << PLACE_BITS] =
-      {};  // by hash: a known string's code, another byte, and the code of both
+  unsigned held = 0;                      // bits in the window
+  uint32_t places[1 << PLACE_BITS] = {};  // by hash: a known string's code, a byte, and the code of both
   unsigned used = 0;
   uint8_t block[4096] = {};
 };
