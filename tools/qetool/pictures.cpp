@@ -140,6 +140,14 @@ HRESULT WriteAndRead(Guid const& type, Image2d& image, Ref<AbstractImage>& kept)
   return result;
 }
 
+// Without the name that a file stream puts before its reason: the caller says it as well.
+std::string WithoutName(std::string const& reason, std::string const& path) {
+  std::string const name = path + ": ", inside = ": " + name;
+  size_t const at = reason.find(inside);
+  if (reason.starts_with(name)) return reason.substr(name.size());
+  return at == std::string::npos ? reason : reason.substr(0, at + 2) + reason.substr(at + inside.size());
+}
+
 // Why there is no such picture: the library says only that the filter has no such option.
 std::string FrameReason(Stream& stream, unsigned frame, std::string const& reason) {
   Guid type = {};
@@ -192,7 +200,7 @@ Picture LoadPicture(Stream& stream, std::string const& path, Listener& listener,
   picture.image = Ref<Image2d>::Adopt(static_cast<Image2d*>(image.Detach()));
   return picture;
 } catch (Failure const& failure) {
-  throw Failure{"cannot read " + ShownName(path) + ": " + failure.text};
+  throw Failure{"cannot read " + ShownName(path) + ": " + WithoutName(failure.text, path)};
 }
 
 bool IsWritten(Host const& host, std::string const& extension) {

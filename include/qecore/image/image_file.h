@@ -48,8 +48,9 @@ namespace img {
 
 /// Reads the file at `path` through the filter for its type, which its first bytes determine. `*type`, if not
 /// null, receives that type as soon as it is known. FileStream::Create's codes for a file that cannot be
-/// opened, qe_DetectFileType's for one of unknown type; YK_E_NOTFOUND: there is no filter for it;
-/// E_NOINTERFACE: the class with that identifier is not an image filter; otherwise the filter's result.
+/// opened, the stream's failure for one that cannot be read, qe_DetectFileType's for one of unknown type;
+/// YK_E_NOTFOUND: there is no filter for it; E_NOINTERFACE: the class with that identifier is not an image
+/// filter; otherwise the filter's result.
 YK_API HRESULT Load(wchar_t const* path, ExecutionContext* context, AbstractImage** image,
                     Guid* type = nullptr) noexcept;
 
@@ -65,8 +66,9 @@ YK_API HRESULT Save(AbstractImage& image, wchar_t const* path, Guid const& type,
 
 /// Reads the file at `path` through any filter that accepts it, with the options `options`, which may be
 /// null. `*type`, if not null, receives the filter's class. FileStream::Create's codes for a file that cannot
-/// be opened; YK_E_NOTFOUND: no filter accepts it; E_INVALIDARG: an option that the filter does not have, or
-/// a value out of its range; otherwise the result of the filter that came first.
+/// be opened, the stream's failure for one that cannot be read; YK_E_NOTFOUND: no filter accepts it;
+/// E_INVALIDARG: an option that the filter does not have, or a value out of its range; otherwise the result of
+/// the filter that came first.
 YK_API HRESULT Read(wchar_t const* path, Map* options, ExecutionContext* context, AbstractImage** image,
                     Guid* type = nullptr) noexcept;
 
