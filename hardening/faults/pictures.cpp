@@ -209,12 +209,14 @@ void PutAnimation() {
   harness::PutFile(GIF.path, file);
 }
 
+template <bool EVERY>
 Outcome ReadFrame() {
   Outcome outcome;
   Ref<AbstractImage> image;
   Ref<Map> const options = Calmly([] {
     Ref<Map> chosen = Ref<Map>::Adopt(Map::Create());
     img::SetOption(ids::FILE_GIF, FILTER_READ, L"frame", L"1", chosen.get());
+    if (EVERY) img::SetOption(ids::FILE_GIF, FILTER_READ, L"every-frame", L"yes", chosen.get());
     return chosen;
   });
   outcome.Note(img::Read(Wide(GIF.path), options.get(), nullptr, image.Receive()));
@@ -257,7 +259,8 @@ constexpr Scenario SCENARIOS[] = {
     {"tiff with lzw: load", LOADING, PutNew<TIFF_LZW>, Load<TIFF_LZW>},
     {"any filter: write", SAVING, PutOld<PNG>, Write},
     {"any filter: read", LOADING, PutNew<PNG>, Read},
-    {"gif: read a later frame", LOADING, PutAnimation, ReadFrame},
+    {"gif: read a later frame", LOADING, PutAnimation, ReadFrame<false>},
+    {"gif: read every frame", LOADING, PutAnimation, ReadFrame<true>},
     {"any filter: describe", LOADING, PutNew<JPEG>, Query},
 };
 

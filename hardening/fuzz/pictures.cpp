@@ -76,12 +76,14 @@ Ref<ykFlt2d> MakeFilter(unsigned index) {
   return Ref<ykFlt2d>::Adopt(static_cast<ykFlt2d*>(made));
 }
 
-Ref<Image2d> ReadWith(ykFlt2d& filter, Stream& stream, unsigned frame = 0) {
+Ref<Image2d> ReadWith(ykFlt2d& filter, Stream& stream, unsigned frame = 0, bool every = false) {
   AbstractImage* image = nullptr;
   Ref<Map> const options = frame ? Ref<Map>::Adopt(Map::Create()) : Ref<Map>();
   Variant chosen;
   chosen.Init(static_cast<int>(frame));
   if (options) options->SetValue(FilterOption::FRAME, chosen);
+  chosen.Init(every);
+  if (options) options->SetValue(FilterOption::EVERY_FRAME, chosen);
   HRESULT const result = static_cast<ykFlt2dEx&>(filter).ReadEx(&stream, options.get(), nullptr, &image);
   Require(Succeeded(result) == (image != nullptr), "success comes with an image");
   return Ref<Image2d>::Adopt(static_cast<Image2d*>(image));
@@ -170,6 +172,16 @@ void PreparePictures() {
   System::Create();
 }
 
+// Decoding what is not seen changes nothing of a picture.
+void CheckEveryFrame(ykFlt2d& filter, std::vector<uint8_t> const& bytes, unsigned frame) {
+  Ref<Image2d> const every = ReadWith(filter, *StreamOf(bytes.data(), bytes.size()), frame, true);
+  Ref<Image2d> const alone = every ? ReadWith(filter, *StreamOf(bytes.data(), bytes.size()), frame) : every;
+  if (!every || MayFail()) return;
+  bool const isSame = alone && alone->stride == every->stride && alone->height == every->height;
+  Require(isSame && !memcmp(alone->bits, every->bits, size_t(alone->stride) * alone->height),
+          "a frame is the same, whether those before it are decoded or not");
+}
+
 // filter to read with, misbehaviour of the stream, from which call on, filter to write with, quality, file
 void ReadPictures(Input& in) {
   Ref<ykFlt2d> const filter = MakeFilter(in.Below(FILTERS));
@@ -184,6 +196,7 @@ void ReadPictures(Input& in) {
   Ref<Image2d> const image = ReadWith(*filter, *stream, how / OddStream::FRAME);
   if (!image) return;
   Touch(*image);
+  if (how >= OddStream::FRAME) CheckEveryFrame(*filter, bytes, how / OddStream::FRAME);
   if (how < OddStream::FRAME) CheckDescription(*filter, *stream, *image);
   Rewrite(*image, {target, quality, how, writeAt});
 }
