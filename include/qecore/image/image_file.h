@@ -67,8 +67,8 @@ YK_API HRESULT Save(AbstractImage& image, wchar_t const* path, Guid const& type,
 /// Reads the file at `path` through any filter that accepts it, with the options `options`, which may be
 /// null. `*type`, if not null, receives the filter's class. FileStream::Create's codes for a file that cannot
 /// be opened, the stream's failure for one that cannot be read; YK_E_NOTFOUND: no filter accepts it;
-/// E_INVALIDARG: an option that the filter does not have, or a value out of its range; otherwise the result of
-/// the filter that came first.
+/// E_INVALIDARG: an option that the filter does not have, or a value out of its range; otherwise the result
+/// of the filter that came first.
 YK_API HRESULT Read(wchar_t const* path, Map* options, ExecutionContext* context, AbstractImage** image,
                     Guid* type = nullptr) noexcept;
 
