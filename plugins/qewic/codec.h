@@ -48,12 +48,14 @@ std::span<Codec const> Codecs() noexcept;
 /// The row of a format, or null.
 Codec const* FindCodec(yk::Guid const& id) noexcept;
 
+/// Which frames are decoded: the one that is read, or those before it as well.
+enum class Decoded { ONE, EVERY };
+
 /// Reads frame `frame`, from 0, of a file that begins at the stream's position. S_OK: `*image` has one
 /// reference, owned by the caller, and the format closest to the file's. Otherwise it is null: YK_E_BADFILE
 /// for a damaged or truncated file or another format, E_OUTOFMEMORY for one that is too large, E_INVALIDARG
 /// for a frame that the file does not have, or the stream's own failure. With EVERY, YK_E_BADFILE also for
 /// damage to a frame before it.
-enum class Decoded { ONE, EVERY };
 HRESULT ReadPicture(Codec const& codec, yk::Stream* stream, unsigned frame, yk::AbstractImage** image,
                     Decoded decoded = Decoded::ONE) noexcept;
 

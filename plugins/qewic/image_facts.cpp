@@ -49,7 +49,8 @@ double ImageFacts::OneResolution(img::FileInfoKey key) noexcept {
   Variant value;
   double inch = 0;
   bool const isKnown = Get(key, value) && value.Get(inch);
-  return isKnown && inch > 0 && inch < 1e6 ? inch : 0;
+  constexpr double LEAST = 0.02, LIMIT = 1e6;  // in between no file type rounds it to 0 or has no room for it
+  return isKnown && inch >= LEAST && inch < LIMIT ? inch : 0;
 }
 
 bool ImageFacts::Resolution(double& across, double& down) noexcept {
@@ -106,11 +107,6 @@ Tags::Value* Tags::New(Tag tag, uint16_t type, uint32_t length) noexcept {
   return value;
 }
 
-void Tags::Store(uint8_t* at, uint32_t number, unsigned size) const noexcept {
-  for (unsigned i = 0; i < size; ++i)
-    at[bigEndian ? size - 1 - i : i] = static_cast<uint8_t>(number >> 8 * i);
-}
-
 Tags::Value* Tags::AddNumbers(Tag tag, Type type, uint32_t length) noexcept {
   Value* const made = New(tag, type, length);
   size_t const size = size_t{SizeOf(type)} * length;
@@ -122,7 +118,7 @@ Tags::Value* Tags::AddNumbers(Tag tag, Type type, uint32_t length) noexcept {
 void Tags::Set(Value* value, uint32_t index, uint32_t number) const noexcept {
   if (!value) return;
   unsigned const size = SizeOf(value->type);
-  Store(value->bytes.data.get() + size_t{index} * size, number, size);
+  StoreNumber(value->bytes.data.get() + size_t{index} * size, number, size, bigEndian);
 }
 
 void Tags::AddFraction(Tag tag, double number) noexcept {
@@ -176,7 +172,7 @@ void Tags::Write(Out& out, uint32_t at) noexcept {
     Value const& value = values[i];
     uint8_t field[4] = {};
     uint32_t const size = value.bytes.size;
-    if (size > 4) Store(field, place, 4);
+    if (size > 4) StoreNumber(field, place, 4, bigEndian);
     if (size <= 4) std::copy_n(value.bytes.data.get(), size, field);
     if (size > 4) place += Even(size);
     out.Put(static_cast<uint32_t>(value.tag), 2);

@@ -77,7 +77,6 @@ class Tags {
   static constexpr unsigned MOST = 32;
 
   Value* New(Tag tag, uint16_t type, uint32_t length) noexcept;
-  void Store(uint8_t* at, uint32_t number, unsigned size) const noexcept;
 
   ImageFacts& facts;
   bool const bigEndian;

@@ -31,8 +31,7 @@ void Out::Put(void const* bytes, size_t size) noexcept {
 
 void Out::Put(uint32_t number, unsigned size) noexcept {
   uint8_t bytes[4];
-  for (unsigned i = 0; i < size; ++i)
-    bytes[bigEndian ? size - 1 - i : i] = static_cast<uint8_t>(number >> 8 * i);
+  StoreNumber(bytes, number, size, bigEndian);
   Put(bytes, size);
 }
 

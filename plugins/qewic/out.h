@@ -7,6 +7,12 @@
 
 namespace qewic {
 
+/// Stores the low `size` bytes of a number, at most 4.
+inline void StoreNumber(uint8_t* at, uint32_t number, unsigned size, bool highestFirst) noexcept {
+  for (unsigned i = 0; i < size; ++i)
+    at[highestFirst ? size - 1 - i : i] = static_cast<uint8_t>(number >> 8 * i);
+}
+
 /// Collects bytes and numbers into blocks for a stream, until a write fails.
 class Out {
  public:

@@ -24,17 +24,7 @@ using namespace yk;
 
 namespace {
 
-enum Compression : uint32_t {
-  NONE = 1,
-  FAX_FIRST = 2,
-  FAX_LAST = 4,
-  LZW = 5,
-  OLD_JPEG = 6,
-  JPEG = 7,
-  DEFLATE = 8,
-  OLD_DEFLATE = 32946,
-  PACK_BITS = 32773,
-};
+using enum TiffCompression;
 
 // Bytes for which a compression may need more than twice those of the pixels.
 constexpr uint64_t MOST_OVERHEAD = 1024;
@@ -78,14 +68,14 @@ HRESULT DecompressLzw(uint8_t const* data, size_t size, uint8_t* out, size_t roo
 }
 
 struct Decompressor {
-  uint32_t compression;
+  TiffCompression compression;
   HRESULT (*decode)(uint8_t const* data, size_t size, uint8_t* out, size_t room) noexcept;
 };
 
 constexpr Decompressor DECOMPRESSORS[] = {
     {LZW, DecompressLzw}, {DEFLATE, Inflate}, {OLD_DEFLATE, Inflate}, {PACK_BITS, UnpackBits}};
 
-Decompressor const* FindDecompressor(uint32_t compression) noexcept {
+Decompressor const* FindDecompressor(TiffCompression compression) noexcept {
   auto const* const found =
       std::find_if(std::begin(DECOMPRESSORS), std::end(DECOMPRESSORS),
                    [=](Decompressor const& row) { return row.compression == compression; });
@@ -132,7 +122,7 @@ class Reader {
   uint32_t const place;
   TiffDirectory directory;
   TiffLayout layout;
-  uint32_t compression = NONE;
+  TiffCompression compression = NONE;
   bool reversed = false, tiled = false;
   Tag offsets = Tag::STRIP_OFFSETS, sizes = Tag::STRIP_SIZES;
   std::unique_ptr<uint8_t[]> packed, block;
@@ -183,7 +173,7 @@ HRESULT Reader::CheckSamples() noexcept {
 }
 
 HRESULT Reader::ReadAlpha() noexcept {
-  enum : uint32_t { PREMULTIPLIED = 1, STRAIGHT = 2 };
+  enum : uint32_t { PREMULTIPLIED = 1, STRAIGHT = TIFF_STRAIGHT_ALPHA };
   uint32_t const kind = directory.Number(Tag::EXTRA_SAMPLES, 0);
   bool const canHave = layout.colours == TiffColours::GREY || layout.colours == TiffColours::RGB ||
                        layout.colours == TiffColours::WHITE_IS_ZERO;
@@ -214,7 +204,7 @@ HRESULT Reader::ReadBlocks() noexcept {
 }
 
 HRESULT Reader::CheckCompression() noexcept {
-  compression = directory.Number(Tag::COMPRESSION, NONE);
+  compression = TiffCompression{directory.Number(Tag::COMPRESSION, static_cast<uint32_t>(NONE))};
   bool const isFax = compression >= FAX_FIRST && compression <= FAX_LAST;
   if (isFax && layout.bits == 1 && layout.samples == 1) return S_FALSE;
   if (compression == JPEG || compression == OLD_JPEG) return FailUnsupported(L"it is compressed as JPEG");
@@ -394,12 +384,15 @@ HRESULT ReadEveryTiff(StreamAdapter& file, unsigned frame, Ref<Image2d>& image) 
   if (last.Open(file, 0, frame) == TiffDirectory::Opened::MISSING)
     return FailNoFrame(frame, last.CountPages());
   uint32_t place = 0;
+  double work = 0;  // pages may have their pixels in common
   for (unsigned page = 0;; ++page) {
     Reader reader(file, page, place);
     HRESULT result = reader.Read(image);
     if (page == frame) return result;
     if (result == S_FALSE) result = ReadWithPlatform(GUID_ContainerFormatTiff, file, page, image);
     if (yk::Failed(result)) return result;
+    work += static_cast<double>(image->stride) * image->height;
+    if (!CanBack(file, work)) return FailDamaged(L"the file is too small for its pages");
     image.Reset();
     place = reader.Following();
     if (!place) return FailTruncated();  // the stream has changed meanwhile

@@ -16,7 +16,8 @@ RowsToWrite::RowsToWrite(Image2d& of) noexcept
   unsigned const most = img::GetFacts(format).paletteEntries;
   if (!of.palette || !most) return;
   entries = of.paletteCount ? std::min<unsigned>(of.paletteCount, most) : most;
-  std::copy_n(of.palette, most, palette);
+  std::fill_n(palette, most, IMG_PALENTRY{0, 0, 0, 255});
+  std::copy_n(of.palette, entries, palette);
 }
 
 bool RowsToWrite::HasPaletteAlpha() const noexcept {
@@ -24,7 +25,16 @@ bool RowsToWrite::HasPaletteAlpha() const noexcept {
                      [](IMG_PALENTRY const& entry) { return entry.alpha != 255; });
 }
 
+void RowsToWrite::CompletePalette() noexcept {
+  unsigned const indexBits = img::GetFacts(format).bits, most = img::GetFacts(format).paletteEntries;
+  for (int y = 0; entries < most && y < height; ++y) {
+    uint8_t const* const row = image.GetLine(y);
+    for (int x = 0; x < width; ++x) entries = std::max(entries, IndexAt(row, indexBits, x) + 1);
+  }
+}
+
 HRESULT RowsToWrite::Check() const noexcept {
+  if (!IsSame()) return Fail(E_FAIL, WRITE, L"the image changed while it was being written");
   bool const isWhole = entries || !img::GetFacts(format).paletteEntries;
   return isWhole ? S_OK : Fail(YK_E_FORMAT, WRITE, L"the image has no palette");
 }
@@ -36,8 +46,6 @@ bool RowsToWrite::IsSame() const noexcept {
 
 HRESULT RowsToWrite::Convert(uint8_t const* from, IMG_FORMAT target, uint8_t* to) noexcept {
   img::FormatFacts const &source = img::GetFacts(format), &wanted = img::GetFacts(target);
-  HRESULT const checked = Check();
-  if (Failed(checked)) return checked;
   if (wanted.kind == img::ChannelKind::INDEX && source.bits < wanted.bits) {
     WidenIndices(from, source.bits, to, wanted.bits, width);
     return S_OK;
@@ -51,7 +59,8 @@ HRESULT RowsToWrite::Convert(uint8_t const* from, IMG_FORMAT target, uint8_t* to
 }
 
 HRESULT RowsToWrite::Get(int y, IMG_FORMAT target, void* row) noexcept {
-  if (!IsSame()) return Fail(E_FAIL, WRITE, L"the image changed while it was being written");
+  HRESULT const checked = Check();
+  if (Failed(checked)) return checked;
   uint8_t* const to = static_cast<uint8_t*>(row);
   uint64_t const size = uint64_t{img::GetFacts(target).bits} * static_cast<unsigned>(width);
   HRESULT const result = Convert(image.GetLine(y), target, to);

@@ -7,8 +7,8 @@
 
 namespace qewic {
 
-/// The stream's code is called between rows and may change or release the image, so each row is checked
-/// before it is read. What has been read stays: rows are copied, and so is the palette.
+/// Whatever asks the stream calls its code, which may change or release the image: this is made before, and
+/// each row is checked before it is read. What has been read stays: rows are copied, and so is the palette.
 class RowsToWrite {
  public:
   explicit RowsToWrite(yk::Image2d& of) noexcept;
@@ -22,10 +22,13 @@ class RowsToWrite {
   std::span<yk::IMG_PALENTRY const> Palette() const noexcept { return {palette, entries}; }
   bool HasPaletteAlpha() const noexcept;
 
-  /// YK_E_FORMAT: the image has indices, but no palette.
+  /// Adds black entries for indices beyond those in use.
+  void CompletePalette() noexcept;
+
+  /// E_FAIL: the image is another one now. YK_E_FORMAT: it has indices, but no palette.
   HRESULT Check() const noexcept;
   /// Copies row `y`, counted from the top, as pixels of `target`, one of FormatsToWrite (pixel_layouts.h).
-  /// The bits after the last pixel are 0. E_FAIL: the image is another one now.
+  /// The bits after the last pixel are 0. Fails as Check does.
   HRESULT Get(int y, yk::IMG_FORMAT target, void* row) noexcept;
 
  private:
@@ -39,6 +42,11 @@ class RowsToWrite {
   unsigned entries = 0;
   yk::IMG_PALENTRY palette[256] = {};
 };
+
+/// The formats that PNG and TIFF files hold as they are; first those with palettes.
+inline constexpr yk::IMG_FORMAT ENCODED[] = {yk::IMG_PAL1,   yk::IMG_PAL4,   yk::IMG_PAL8,
+                                             yk::IMG_GRAY8,  yk::IMG_GRAY16, yk::IMG_BGR24,
+                                             yk::IMG_BGRA32, yk::IMG_BGR48,  yk::IMG_BGRA64};
 
 /// The format of `held` that is closest to an image's. IMG_NONE: its pixels have no meaning, which is
 /// recorded.

@@ -43,6 +43,22 @@ enum class Tag : uint16_t {
   PROFILE = 34675,
 };
 
+/// Values of Tag::COMPRESSION.
+enum class TiffCompression : uint32_t {
+  NONE = 1,
+  FAX_FIRST = 2,
+  FAX_LAST = 4,
+  LZW = 5,
+  OLD_JPEG = 6,
+  JPEG = 7,
+  DEFLATE = 8,
+  OLD_DEFLATE = 32946,
+  PACK_BITS = 32773,
+};
+
+/// The value of Tag::EXTRA_SAMPLES for an alpha that colours are not multiplied by.
+inline constexpr uint32_t TIFF_STRAIGHT_ALPHA = 2;
+
 /// One directory. Values are read when they are asked for.
 class TiffDirectory {
  public:

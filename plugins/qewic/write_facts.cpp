@@ -19,8 +19,7 @@ namespace {
 // ---- BMP
 
 void StorePerMetre(uint8_t* at, double perInch) noexcept {
-  uint32_t const number = static_cast<uint32_t>(perInch / INCH + 0.5);
-  for (unsigned i = 0; i < 4; ++i) at[i] = static_cast<uint8_t>(number >> 8 * i);
+  StoreNumber(at, static_cast<uint32_t>(perInch / INCH + 0.5), 4, false);
 }
 
 void WriteBmp(Out& out, Bytes& file, ImageFacts& facts) noexcept {

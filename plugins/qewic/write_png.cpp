@@ -23,9 +23,6 @@ using namespace yk;
 
 namespace {
 
-constexpr IMG_FORMAT HELD[] = {IMG_PAL1,  IMG_PAL4,   IMG_PAL8,  IMG_GRAY8, IMG_GRAY16,
-                               IMG_BGR24, IMG_BGRA32, IMG_BGR48, IMG_BGRA64};
-
 // By the channels of a pixel; indices have none.
 constexpr uint8_t COLOUR_KINDS[] = {3, 0, 4, 2, 6};
 
@@ -70,10 +67,9 @@ void PutProfile(Out& out, ImageFacts& facts) noexcept {
 void PutResolution(Out& out, ImageFacts& facts) noexcept {
   double across = 0, down = 0;
   if (!facts.Resolution(across, down)) return;
-  uint32_t const sides[] = {static_cast<uint32_t>(across / INCH + 0.5),
-                            static_cast<uint32_t>(down / INCH + 0.5)};
   uint8_t bytes[9] = {};
-  for (unsigned i = 0; i < 8; ++i) bytes[i] = static_cast<uint8_t>(sides[i / 4] >> (24 - i % 4 * 8));
+  StoreNumber(bytes, static_cast<uint32_t>(across / INCH + 0.5), 4, true);
+  StoreNumber(bytes + 4, static_cast<uint32_t>(down / INCH + 0.5), 4, true);
   bytes[8] = 1;  // metres
   PutChunk(out, "pHYs", bytes, sizeof bytes);
 }
@@ -154,7 +150,7 @@ struct PngOptions {
 
 class Writer {
  public:
-  Writer(Stream& stream, Image2d& image, IMG_FORMAT format, PngOptions const& options) noexcept
+  Writer(Stream& stream, RowsToWrite& image, IMG_FORMAT format, PngOptions const& options) noexcept
       : out(stream), rows(image), facts(img::GetFacts(format)), how(options), deflater(TakePixels, &out) {}
 
   /// Allocates what is needed.
@@ -172,7 +168,7 @@ class Writer {
   HRESULT Fetch(int y, Pass const& pass, int count) noexcept;
 
   Out out;
-  RowsToWrite rows;
+  RowsToWrite& rows;
   img::FormatFacts const& facts;  // of the file's pixels
   PngOptions const how;
   Deflater deflater;
@@ -184,6 +180,7 @@ class Writer {
 HRESULT Writer::Prepare(Image2d& image) noexcept {
   HRESULT const checked = rows.Check();
   if (Failed(checked)) return checked;
+  if (facts.paletteEntries) rows.CompletePalette();
   if (!MakeFacts(image, chunks)) return ImageFacts::FailLost();
   size_t const size = BytesOf(uint64_t{facts.bits} * static_cast<unsigned>(rows.Width()));
   if (how.isInterlaced) whole.reset(new (std::nothrow) uint8_t[size]);
@@ -194,10 +191,8 @@ HRESULT Writer::Prepare(Image2d& image) noexcept {
 
 void Writer::PutHead() noexcept {
   uint8_t head[13] = {};
-  for (unsigned i = 0; i < 4; ++i) {
-    head[i] = static_cast<uint8_t>(rows.Width() >> (24 - 8 * i));
-    head[4 + i] = static_cast<uint8_t>(rows.Height() >> (24 - 8 * i));
-  }
+  StoreNumber(head, static_cast<uint32_t>(rows.Width()), 4, true);
+  StoreNumber(head + 4, static_cast<uint32_t>(rows.Height()), 4, true);
   head[8] = facts.channels ? facts.channelBits : static_cast<uint8_t>(facts.bits);
   head[9] = COLOUR_KINDS[facts.channels];
   head[12] = how.isInterlaced;
@@ -262,12 +257,13 @@ HRESULT Writer::Write() noexcept {
 }  // namespace
 
 HRESULT WritePng(Stream& stream, Image2d& image, Map* options) noexcept {
-  IMG_FORMAT const format = ClosestFormat(image.format, HELD);
+  RowsToWrite rows(image);
+  IMG_FORMAT const format = ClosestFormat(rows.Format(), ENCODED);
   if (format == IMG_NONE) return YK_E_FORMAT;
   PngOptions how;
   HRESULT result = how.Read(options, img::GetFacts(format));
   if (Failed(result)) return result;
-  Writer writer(stream, image, format, how);
+  Writer writer(stream, rows, format, how);
   result = writer.Prepare(image);
   return Failed(result) ? result : writer.Write();
 }

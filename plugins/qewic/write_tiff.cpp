@@ -23,19 +23,18 @@ using namespace yk;
 
 namespace {
 
-constexpr IMG_FORMAT HELD[] = {IMG_PAL1,  IMG_PAL4,   IMG_PAL8,  IMG_GRAY8, IMG_GRAY16,
-                               IMG_BGR24, IMG_BGRA32, IMG_BGR48, IMG_BGRA64};
-constexpr size_t PALETTES = 3;  // the first; they have no alpha in TIFF files
+constexpr size_t PALETTES = 3;  // the first that are encoded; they have no alpha in TIFF files
 
 /// Values of tags.
-enum : uint32_t { STRAIGHT_ALPHA = 2, DIFFERENCES = 2, NO_UNIT = 1 };
+enum : uint32_t { DIFFERENCES = 2, NO_UNIT = 1 };
 
 // By the channels of a pixel; indices have none.
 constexpr uint32_t PHOTOMETRICS[] = {3, 1, 1, 2, 2};
 
 /// By the choice of the option.
 enum Method : int { PLAIN, LZW, ZIP };
-constexpr uint32_t COMPRESSIONS[] = {1, 5, 8};
+constexpr TiffCompression COMPRESSIONS[] = {TiffCompression::NONE, TiffCompression::LZW,
+                                            TiffCompression::DEFLATE};
 
 constexpr uint32_t HEAD = 8;                  // bytes before the pixels
 constexpr uint32_t PLACE_OF_DIRECTORY = 4;    // where in them the place of the directory is
@@ -49,9 +48,9 @@ void MakeDifferences(T* row, size_t count, size_t channels) noexcept {
 
 class Writer {
  public:
-  Writer(Stream& to, Image2d& image, IMG_FORMAT format, Method how) noexcept
+  Writer(Stream& to, Image2d& image, RowsToWrite& rowsOf, IMG_FORMAT format, Method how) noexcept
       : out(to, false),
-        rows(image),
+        rows(rowsOf),
         pixels(img::GetFacts(format)),
         method(how),
         said(image),
@@ -78,7 +77,7 @@ class Writer {
   HRESULT PutDirectory() noexcept;
 
   Out out;
-  RowsToWrite rows;
+  RowsToWrite& rows;
   img::FormatFacts const& pixels;  // of the file
   Method const method;
   ImageFacts said;
@@ -100,6 +99,8 @@ uint64_t Writer::Most() const noexcept {
 
 HRESULT Writer::CheckSize(uint64_t size) const noexcept {
   if (size <= Most()) return S_OK;
+  if (Most() == 0)
+    return Fail(YK_E_FORMAT, WRITE, L"the stream is too long to be given a compressed TIFF file");
   return Fail(YK_E_FORMAT, WRITE, L"the TIFF file would be larger than %.1f GB",
               static_cast<double>(Most()) / 1e9);
 }
@@ -111,14 +112,14 @@ void Writer::AddLayout() noexcept {
   tags.AddNumber(Tag::HEIGHT, Tags::LONG, height);
   Tags::Value* const bits = tags.AddNumbers(Tag::BITS, Tags::SHORT, samples);
   for (unsigned i = 0; i < samples; ++i) tags.Set(bits, i, pixels.bits / samples);
-  tags.AddNumber(Tag::COMPRESSION, Tags::SHORT, COMPRESSIONS[method]);
+  tags.AddNumber(Tag::COMPRESSION, Tags::SHORT, static_cast<uint32_t>(COMPRESSIONS[method]));
   tags.AddNumber(Tag::PHOTOMETRIC, Tags::SHORT, PHOTOMETRICS[pixels.channels]);
   tags.AddNumber(Tag::SAMPLES, Tags::SHORT, samples);
   tags.AddNumber(Tag::ROWS_PER_STRIP, Tags::LONG, rowsOfStrip);
   offsets = tags.AddNumbers(Tag::STRIP_OFFSETS, Tags::LONG, strips);
   sizes = tags.AddNumbers(Tag::STRIP_SIZES, Tags::LONG, strips);
   if (IsPredicted()) tags.AddNumber(Tag::PREDICTOR, Tags::SHORT, DIFFERENCES);
-  if (pixels.channels == 4) tags.AddNumber(Tag::EXTRA_SAMPLES, Tags::SHORT, STRAIGHT_ALPHA);
+  if (pixels.channels == 4) tags.AddNumber(Tag::EXTRA_SAMPLES, Tags::SHORT, TIFF_STRAIGHT_ALPHA);
 }
 
 /// All reds, all greens, all blues, of 16 bits.
@@ -214,11 +215,12 @@ HRESULT WriteTiff(Stream& stream, Image2d& image, Map* options) noexcept {
   int method = 0;
   HRESULT result = Choose(TIFF_OPTIONS[TIFF_COMPRESSION], options, method);
   if (Failed(result)) return result;
-  std::span<IMG_FORMAT const> const held = HELD;
+  RowsToWrite rows(image);
+  std::span<IMG_FORMAT const> const all = ENCODED;
   IMG_FORMAT const format =
-      ClosestFormat(image.format, RowsToWrite(image).HasPaletteAlpha() ? held.subspan(PALETTES) : held);
+      ClosestFormat(rows.Format(), rows.HasPaletteAlpha() ? all.subspan(PALETTES) : all);
   if (format == IMG_NONE) return YK_E_FORMAT;
-  Writer writer(stream, image, format, static_cast<Method>(method));
+  Writer writer(stream, image, rows, format, static_cast<Method>(method));
   result = writer.Prepare();
   return Failed(result) ? result : writer.Write();
 }

@@ -49,7 +49,6 @@ void HalveColour(uint8_t const* upper, uint8_t const* lower, uint8_t* target, si
 /// The sums of pairs of pixels with alpha, of the first and of the second row: 255 times the mean, rounded to
 /// an integer in the low bits; see VectorRecode<Isa::AVX2, uint8_t, float>.
 __m256i SumOfPairs(uint8_t const* upper, uint8_t const* lower) noexcept {
-  constexpr float UNIT_1 = 0x1.8p23f;
   __m256 sum = _mm256_setzero_ps();
   for (uint8_t const* row : {upper, lower}) {
     __m128i const evenThenOdd = _mm_shuffle_epi32(LoadVector(row), 0xD8);

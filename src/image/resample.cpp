@@ -398,6 +398,7 @@ class ResampledRows {
     for (size_t done = 0, now = 0; done < count; done += now) {
       now = std::min(MOST, count - done);
       AddRun(run, exact, {listed.get() + done, now});
+      // cppcheck-suppress legacyUninitvar  // it is written here
       img::ConvertRow({exact, plan.sumFormat}, {bytes, plan.target.format}, static_cast<int>(now * perBlock));
       for (size_t i = 0; i < now; ++i) {
         size_t const pixel = listed[done + i] * perBlock, there = std::min(perBlock, pixels - pixel);

@@ -18,6 +18,9 @@ inline __m256i PackBytes(__m256i const (&eight)[4]) noexcept {
 
 // ---- float to byte ----------------------------------------------------------------------------------------
 
+/// A number whose unit is 1, with room for a sign: the low 16 bits of a sum with it are those of the integer.
+constexpr float UNIT_1 = 0x1.8p23f;
+
 /// The rule v * 255 + 0.5, truncated, is one of double precision, in which it is exact. So is one fused
 /// multiply-add that adds a number whose unit is 1: it rounds v * 255 to the nearest integer, and to an even
 /// one only for halves. Between -1.5 and 1.5 these are at v = 0.5 and -0.5, where the even one is that of the
@@ -36,8 +39,6 @@ struct VectorRecode<Isa::AVX2, uint8_t, float> {
 
  private:
   static bool StoreIfSmall(uint8_t const* in, uint8_t* out) noexcept {
-    constexpr float UNIT_1 =
-        0x1.8p23f;  // and room for a sign; the low 16 bits of a sum are those of the integer
     __m256i const limit = _mm256_set1_epi32(0x7F7FFFFF);  // twice the bits of 1.5, less one
     __m256i most = limit;                                 // twice the bits of a float are without its sign
     __m256i sum[4];

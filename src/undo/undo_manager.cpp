@@ -318,9 +318,10 @@ HRESULT UndoManager::DoCancel() noexcept {
   if (depth == 0) return FailClosed("UndoManager::CancelTransaction");
   if (--depth > 0) return E_FAIL;  // as above
   Ref<UndoManager> const stay = Ref<UndoManager>::Share(this);
-  CloseOpen();
-  depth = 0;    // Contract: even if the destructor of an item began another transaction,
-  CloseOpen();  // which is cancelled as well
+  constexpr int MOST = 100;  // transactions that destructors of items begin: they are cancelled as well
+  for (int i = 0; open && i < MOST; ++i) CloseOpen();
+  open = nullptr;
+  depth = 0;
   return S_OK;
 }
 

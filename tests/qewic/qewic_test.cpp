@@ -743,12 +743,15 @@ TEST_F(Filters, SayWhyTheyFail) {
        [&] { return filters[4]->Write(Memory().get(), Noise(IMG_PAL1, 40000, 27000).get(), 0); }},
   });
   for (size_t index : {0, 4}) {
-    ImageRef const large = Noise(IMG_BGR24, 200, 200);
-    SpyStream
-        changing;  // releases the image in the first write, which comes after a question for the position
-    changing.onCall = [&] { changing.onCall = [&] { large->Create(IMG_GRAY8, 200, 200); }; };
-    ExpectFailures({{E_FAIL, L"the image changed while it was being written",
-                     [&] { return filters[index]->Write(&changing, large.get(), 0); }}});
+    for (bool const isLate : {false, true}) {  // during a question for the position, and the first write
+      ImageRef const large = Noise(IMG_BGR24, 200, 200);
+      SpyStream changing;
+      auto const change = [&] { large->Create(IMG_GRAY8, 200, 200); };
+      changing.onCall = change;
+      if (isLate) changing.onCall = [&] { changing.onCall = change; };
+      ExpectFailures({{E_FAIL, L"the image changed while it was being written",
+                       [&] { return filters[index]->Write(&changing, large.get(), 0); }}});
+    }
   }
 }
 
