@@ -95,7 +95,7 @@ void SaveVariant(Variant const& variant, Serializer& writer, ProgressMeter& mete
   writer.Write(header, sizeof header);
   VariantKind const& kind = KindOf(variant.type);
   if (kind.inlineBytes) writer.Write(&variant.value, kind.inlineBytes);
-  if (!kind.sized) return;
+  if (!kind.sized) return;  // contract: of blobs, objects, matrices and POINT_3DF, only the header
   auto const* const payload = static_cast<uint8_t const*>(variant.value.pointer);
   uint32_t const bytes = payload ? variant.size : 0;
   writer.Write(&bytes, sizeof bytes);

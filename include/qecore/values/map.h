@@ -14,6 +14,8 @@
 // Entries keep the order in which they were set. SetValue keeps keys unique; Load appends the entries that it
 // reads, so that a key may then occur twice: lookups find the first. Values with the flag Variant::TRANSIENT
 // are not saved. A saved map has one chunk for each entry: the tag 1000, the key in 4 bytes, the variant.
+// Contract: objects, a map in a map among them, blobs, matrices and POINT_3DF are saved without their values,
+// and no failure says so. Save a tree with each map in a chunk of its own.
 //
 // Ownership: the map owns copies of its values. Failure: result codes; when there is no memory for a value,
 // it is not set (E_OUTOFMEMORY), and LastError() says so (error.h). One thread at a time.
@@ -58,7 +60,7 @@ class Map : public Destroys<Map, qe_Streamable> {
   /// Writes a chunk for each entry. E_ABORT if the host stops it; otherwise the first refusal of a chunk.
   YK_API HRESULT Save(Serializer* writer, ExecutionContext* context) noexcept override;
   /// Appends the entries of the reader's current chunk after the existing ones.
-  /// \return S_FALSE; E_ABORT if the host stops it: the map is then unchanged
+  /// \return S_FALSE (contract); E_ABORT if the host stops it: the map is then unchanged
   YK_API HRESULT Load(Deserializer* reader, ExecutionContext* context) noexcept override;
   /// E_FAIL: no such key. Later entries move down as they are, payloads and flags included. The vacated entry
   /// keeps a copy of the last value until it is reused or the map is destroyed.
