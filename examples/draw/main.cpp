@@ -25,12 +25,10 @@ namespace {
 
 constexpr int WIDTH = 200, HEIGHT = 120, GAP = 20, LABEL = 24, COLUMNS = 4;
 
-constexpr unsigned Colour(unsigned red, unsigned green, unsigned blue, unsigned alpha = 255) {
-  return red | green << 8 | blue << 16 | alpha << 24;
-}
-constexpr unsigned WHITE = Colour(255, 255, 255), INK = Colour(40, 44, 52), PAPER = Colour(236, 238, 241);
-constexpr unsigned RED = Colour(214, 69, 65), GREEN = Colour(59, 160, 104), BLUE = Colour(52, 109, 199);
-constexpr unsigned AMBER = Colour(240, 173, 60);
+//! [helpers]
+constexpr unsigned WHITE = Rgba(255, 255, 255), INK = Rgba(40, 44, 52), PAPER = Rgba(236, 238, 241);
+constexpr unsigned RED = Rgba(214, 69, 65), GREEN = Rgba(59, 160, 104), BLUE = Rgba(52, 109, 199);
+constexpr unsigned AMBER = Rgba(240, 173, 60);
 
 constexpr unsigned Translucent(unsigned colour, unsigned alpha) { return (colour & 0xFFFFFF) | alpha << 24; }
 
@@ -46,6 +44,7 @@ point2df OnCircle(float x, float y, float radius, float turn) {
 void Star(float x, float y, float radius, point2df (&points)[5]) {
   for (int i = 0; i < 5; ++i) points[i] = OnCircle(x, y, radius, i * 0.4f);
 }
+//! [helpers]
 
 // ---- the exhibits
 
@@ -59,11 +58,11 @@ void Rectangles(IDC& dc) {
 
 //! [Modes]
 void Modes(IDC& dc) {
-  dc.FillGradientH({0, 0, WIDTH, HEIGHT}, Colour(40, 30, 90), Colour(250, 200, 120));
+  dc.FillGradientH({0, 0, WIDTH, HEIGHT}, Rgba(40, 30, 90), Rgba(250, 200, 120));
   unsigned const modes[] = {IDC::MODE_PAINT, IDC::MODE_INVERT, IDC::MODE_ADD, IDC::MODE_SUBTRACT};
   for (int i = 0; i < 4; ++i) {
     dc.SetMode(modes[i]);
-    FillOne(dc, Colour(90, 60, 30, 128), 12, 12 + 26 * i, WIDTH - 24, 18);
+    FillOne(dc, Rgba(90, 60, 30, 128), 12, 12 + 26 * i, WIDTH - 24, 18);
   }
   //! [Modes]
 }
@@ -85,7 +84,7 @@ void Frames(IDC& dc) {
 
 //! [Bevels]
 void Bevels(IDC& dc) {
-  FillOne(dc, Colour(192, 196, 204), 0, 0, WIDTH, HEIGHT);
+  FillOne(dc, Rgba(192, 196, 204), 0, 0, WIDTH, HEIGHT);
   dc.FrameBevel({15, 20, 95, 100}, Translucent(WHITE, 200), Translucent(INK, 120), 8);
   dc.FrameBevel({105, 20, 185, 100}, Translucent(INK, 120), Translucent(WHITE, 200), 8);
 }
@@ -94,7 +93,7 @@ void Bevels(IDC& dc) {
 // The colour of a pixel in a field of two waves.
 unsigned Waves(int x, int y, void*) {
   double const wave = sin(hypot(x - 60, y - 50) / 6) + sin(hypot(x - 150, y - 80) / 6);
-  return BlendColor(Colour(20, 60, 120), Colour(190, 225, 250), static_cast<float>((wave + 2) / 4));
+  return BlendColor(Rgba(20, 60, 120), Rgba(190, 225, 250), static_cast<float>((wave + 2) / 4));
 }
 
 //! [Callback]
@@ -192,7 +191,7 @@ void Over(unsigned char* to, unsigned char const* from, void*) {
 // A layer with alpha: composited in its own image, then drawn through a callback.
 //! [Layer]
 void Layer(IDC& dc) {
-  FillOne(dc, Colour(205, 210, 218), 0, 0, WIDTH, HEIGHT);
+  FillOne(dc, Rgba(205, 210, 218), 0, 0, WIDTH, HEIGHT);
   for (int i = 0; i < 30; i += 2) FillOne(dc, WHITE, i * WIDTH / 30, 0, WIDTH / 30, HEIGHT);
   Ref<Image2d> const layer = Ref<Image2d>::Adopt(Image2d::Create());
   Ref<IDC> const onLayer = Ref<IDC>::Adopt(IDC::Create());
@@ -214,7 +213,7 @@ void Adjustments(IDC& dc) {
   int const settings[][2] = {{0, 0}, {40, 0}, {-40, 0}, {0, 60}, {0, -60}};
   for (int i = 0; i < 5; ++i) {
     xrect2d const strip(10, 8 + 22 * i, WIDTH - 10, 24 + 22 * i);
-    dc.FillGradientH(strip, Colour(0, 0, 0), WHITE);
+    dc.FillGradientH(strip, Rgba(0, 0, 0), WHITE);
     dc.Adjust(&strip, settings[i][0], settings[i][1], &adjustment);
   }
   //! [Adjustments]

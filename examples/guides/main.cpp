@@ -7,9 +7,11 @@
 #include <qecore/core/parallel.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
+#include <qecore/image/file_info.h>
 #include <qecore/image/image_file.h>
 #include <qecore/image/orientation.h>
 #include <qecore/io/deserializer.h>
+#include <qecore/io/mem_stream.h>
 #include <qecore/io/save_file.h>
 #include <qecore/io/serializer.h>
 #include <qecore/values/str.h>
@@ -43,7 +45,11 @@ void ShowFailure() {
 class ProgressLine final : public ExecutionContext {
  public:
   bool Continue(Progress const& progress) noexcept override {
-    printf("%s: %llu of %llu\r", progress.operation, progress.done, progress.total);
+    if (progress.total > 0)
+      printf("%s: %llu of %llu\r", progress.operation, progress.done, progress.total);
+    else
+      printf("%s: %llu\r", progress.operation,
+             progress.done);  // the total is unknown while a file is written
     return !stopped;  // false: the operation returns E_ABORT, and no incomplete file or new image is left
   }
   bool stopped = false;  // set by the Cancel button
@@ -67,6 +73,39 @@ HRESULT MakeSmall(wchar_t const* from, wchar_t const* to, ExecutionContext* prog
   return img::Write(*Ref<Image2d>::Adopt(half), to, nullptr, nullptr, progress);
 }
 //! [load]
+
+//! [options]
+// Reads one picture of a file that may have several.
+HRESULT ReadFrame(wchar_t const* path, wchar_t const* frame, AbstractImage** image) {
+  *image = nullptr;
+  Ref<Map> const info = Ref<Map>::Adopt(Map::Create()), options = Ref<Map>::Adopt(Map::Create());
+  if (!info || !options) return E_OUTOFMEMORY;
+  Guid type;
+  HRESULT result = img::QueryInfo(path, info.get(), &type);  // finds the filter, and reads no pixels
+  if (Failed(result)) return result;
+  Variant frames;
+  unsigned count = 1;
+  if (Succeeded(info->GetValue(img::INFO_FRAMES, frames))) frames.Get(count);
+  printf("frames: %u\n", count);
+  result = img::SetOption(type, FILTER_READ, L"frame", frame, options.get());
+  if (Failed(result)) return result;  // JPEG files have no option frame when they are read
+  return img::Read(path, options.get(), nullptr, image);
+}
+
+HRESULT WriteSmallTiff(Image2d& picture, wchar_t const* path) {
+  Ref<Map> const options = Ref<Map>::Adopt(Map::Create());
+  if (!options) return E_OUTOFMEMORY;
+  HRESULT const result = img::SetOption(ids::FILE_TIFF, FILTER_WRITE, L"compression", L"zip", options.get());
+  return Failed(result) ? result : img::Write(picture, path, &ids::FILE_TIFF, options.get(), nullptr);
+}
+//! [options]
+
+bool KnowsOptions(wchar_t const* photograph) {
+  Ref<AbstractImage> image;
+  if (Failed(img::Read(photograph, nullptr, nullptr, image.Receive()))) return false;
+  if (Failed(WriteSmallTiff(static_cast<Image2d&>(*image), L"guides.tif"))) return false;
+  return Succeeded(ReadFrame(L"guides.tif", L"0", image.Receive()));
+}
 
 //! [class]
 constexpr Guid SHAPE_ID = {0x6B1F0A34, 0x52C7, 0x4D8E, {0x9A, 0x03, 0x7C, 0xE1, 0x48, 0xB5, 0x20, 0xD9}};
@@ -163,6 +202,57 @@ bool KeepsDrawings() {
   return read.size() == 1 && read[0]->name == L"circle" && read[0]->width == 2.5f;
 }
 
+//! [tree]
+struct Node {
+  Ref<Map> values = Ref<Map>::Adopt(Map::Create());
+  std::vector<Node> children;
+};
+
+enum NodeTag : unsigned short { VALUES = 200, CHILD = 201 };
+
+void SaveNode(Serializer& writer, Node const& node) {
+  writer.BeginChunk(VALUES);
+  node.values->Save(&writer, nullptr);
+  writer.EndChunk();
+  for (Node const& child : node.children) {
+    writer.BeginChunk(CHILD);
+    SaveNode(writer, child);
+    writer.EndChunk();
+  }
+}
+
+// A file may nest chunks to any depth, so that the recursion needs a limit.
+HRESULT LoadNode(Deserializer& reader, Node& node, unsigned depth = 100) {
+  if (depth == 0) return Fail(YK_E_BADFILE, "LoadNode", L"the tree is too deep");
+  HRESULT result = node.values ? S_OK : E_OUTOFMEMORY;
+  while (Succeeded(result) && reader.IsInChunk()) {
+    unsigned short const tag = reader.BeginChunk();
+    if (tag == VALUES) result = node.values->Load(&reader, nullptr);
+    if (tag == CHILD) result = LoadNode(reader, node.children.emplace_back(), depth - 1);
+    reader.EndChunk();
+  }
+  return Failed(result) ? result : reader.GetFailure();
+}
+//! [tree]
+
+bool KeepsTrees() {
+  Node root, read;
+  root.children.resize(1);
+  root.children[0].values->SetValue(7, Variant(L"leaf"));
+  Ref<Stream> stream;
+  Ref<Serializer> const writer = Ref<Serializer>::Adopt(Serializer::Create());
+  Ref<Deserializer> const reader = Ref<Deserializer>::Adopt(Deserializer::Create());
+  if (!writer || !reader || Failed(MemStream::Create(stream.Receive()))) return false;
+  writer->Open(stream.get(), 0);
+  SaveNode(*writer, root);
+  writer->Close();
+  stream->Seek(0, Stream::FROM_START);
+  if (Failed(writer->GetFailure()) || Failed(reader->Open(stream.get(), 0))) return false;
+  Variant value;
+  return Succeeded(LoadNode(*reader, read)) && read.children.size() == 1 &&
+         Succeeded(read.children[0].values->GetValue(7, value)) && value.Compare(Variant(L"leaf"));
+}
+
 //! [threads]
 void MakeSmallTogether(std::vector<wchar_t const*> const& names, wchar_t const* from) {
   SetThreadCount(1);  // each of these threads processes a picture of its own
@@ -204,7 +294,7 @@ extern "C" int wmain(int count, wchar_t** arguments) {
   if (Failed(MakeSmall(photograph.c_str(), L"guides.png", &progress))) return ShowFailure(), 1;
   MakeSmallTogether({L"guides1.png", L"guides2.png"}, photograph.c_str());
   Ownership();
-  if (!KeepsDrawings()) return ShowFailure(), 1;
+  if (!KnowsOptions(photograph.c_str()) || !KeepsDrawings() || !KeepsTrees()) return ShowFailure(), 1;
   puts("\nall guides work");
   return 0;
 }

@@ -30,6 +30,7 @@ struct Area {
 
 // ---- the undo item for a change of pixels
 
+//! [item]
 /// Stores the pixels of a rectangle, and exchanges them with the image's at each undo and redo.
 class PixelItem final : public UndoItemOf<PixelItem> {
  public:
@@ -62,6 +63,7 @@ class PixelItem final : public UndoItemOf<PixelItem> {
   Area area;
   std::vector<unsigned char> kept;
 };
+//! [item]
 
 // ---- the document
 
@@ -81,6 +83,7 @@ class Document {
     return true;
   }
 
+  //! [changes]
   /// Part of a transaction: one rectangle of one grey.
   void Paint(Area area, unsigned char grey) {
     undo->AddItem(PixelItem::Create(image.get(), area));
@@ -101,6 +104,7 @@ class Document {
 
   void Begin() { undo->BeginTransaction(); }
   void End(wchar_t const* name) { undo->EndTransaction(name); }
+  //! [changes]
 
   void Undo() {
     puts("\n-- Undo");
@@ -130,6 +134,7 @@ class Document {
   }
 
  private:
+  //! [menu]
   /// The manager calls this whenever its history has changed.
   static void ShowMenu(UndoManager* manager) {
     String name;
@@ -146,11 +151,13 @@ class Document {
       printf("  |   %d %ls\n", list->Count() - i, entry->name.c_str());
     }
   }
+  //! [menu]
 
   Ref<Image2d> image;
   Ref<UndoManager> undo;
 };
 
+//! [work]
 void Work(Document& document) {
   document.Begin();
   document.Set(TITLE, L"Meadow");
@@ -169,6 +176,7 @@ void Work(Document& document) {
   }
   document.Show();
 }
+//! [work]
 
 }  // namespace
 
