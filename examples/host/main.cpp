@@ -1,10 +1,10 @@
-// A complete host: loads a picture through a plug-in, halves it, mirrors it, saves it.
+// A complete host: reads a picture through a plug-in, halves it, mirrors it, writes it.
 //
 //   host photograph.jpg small.png
 #include <qecore/core/diagnostics.h>
 #include <qecore/core/ref.h>
 #include <qecore/core/system.h>
-#include <qecore/image/image.h>
+#include <qecore/image/image_file.h>
 #include <qecore/values/string.h>
 #include <stdio.h>
 
@@ -22,16 +22,17 @@ extern "C" int wmain(int count, wchar_t** arguments) {
   if (!system) return Refuse();
   system->ScanModules(String(arguments[0]).FilePath(), L"host.cache");  // the plug-ins next to this program
 
-  Ref<AbstractImage> const loaded = Ref<AbstractImage>::Adopt(AbstractImage::Load(arguments[1]));
-  if (!loaded) return Refuse();
-  if (!loaded->IsTypeOf(ids::IMAGE_2D)) return puts("this is not an image of pixels"), 1;
-  Image2d& picture = static_cast<Image2d&>(*loaded);
+  Ref<AbstractImage> loaded;
+  if (Failed(img::Read(arguments[1], nullptr, nullptr, loaded.Receive()))) return Refuse();
+  Image2d* const picture = Cast<Image2d>(loaded.get());
+  if (!picture) return puts("this is not an image of pixels"), 1;
 
   Image2d* half = nullptr;
-  if (Failed(picture.Rescale(picture.width / 2, picture.height / 2, IMG_BGR24, &half))) return Refuse();
+  if (Failed(picture->Rescale((picture->width + 1) / 2, (picture->height + 1) / 2, IMG_BGR24, &half)))
+    return Refuse();
   Ref<Image2d> const result = Ref<Image2d>::Adopt(half);
   result->FlipH();
-  if (Failed(result->Save(arguments[2]))) return Refuse();
+  if (Failed(img::Write(*result, arguments[2], nullptr, nullptr, nullptr))) return Refuse();
   PrintSize(arguments[2], *result);
   return 0;
 }

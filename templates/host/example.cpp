@@ -70,7 +70,7 @@ extern "C" int wmain(int count, wchar_t** arguments) {
   Ref<Image2d> const picture = count == 2 ? Draw() : Read(arguments[1]);
   if (!picture) return Refuse("there is no picture");
   Image2d* half = nullptr;
-  if (Failed(picture->Rescale(picture->width / 2, picture->height / 2, IMG_BGR24, &half)))
+  if (Failed(picture->Rescale((picture->width + 1) / 2, (picture->height + 1) / 2, IMG_BGR24, &half)))
     return Refuse("cannot resize it");
   Ref<Image2d> const result = Ref<Image2d>::Adopt(half);
   wchar_t const* const path = arguments[count - 1];
