@@ -33,6 +33,7 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/qeCoreConfigVersion.cmak
 install(FILES "${PROJECT_BINARY_DIR}/qeCoreConfigVersion.cmake" DESTINATION lib/cmake/qeCore)
 
 install(FILES LICENSE SECURITY.md packaging/THIRD-PARTY.md DESTINATION share/doc/qeCore)
+install(FILES docs/guides/package.md DESTINATION share/doc/qeCore RENAME README.md)
 
 configure_file(cmake/qeCore.pc.in "${PROJECT_BINARY_DIR}/qeCore.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/qeCore.pc" DESTINATION lib/pkgconfig)

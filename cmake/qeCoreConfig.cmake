@@ -1,4 +1,11 @@
 # find_package(qeCore): the target qeCore::qeCore, with the import library of the compiler that uses it.
+if(NOT WIN32)
+  get_filename_component(toolchain "${CMAKE_CURRENT_LIST_DIR}/../../../share/qecore/mingw-w64.cmake" ABSOLUTE)
+  set(qeCore_FOUND FALSE)
+  set(qeCore_NOT_FOUND_MESSAGE "It is a library for Windows. To build on Linux, remove the build folder and configure with \
+CMAKE_TOOLCHAIN_FILE=${toolchain}")
+  return()
+endif()
 include("${CMAKE_CURRENT_LIST_DIR}/qeCoreTargets.cmake")
 
 # Microsoft's compiler, and Clang with that ABI under either command line.

@@ -5,6 +5,8 @@
 //   P3 2 1 255 0 0 0 9 9 9     colour; then decimal numbers
 //   P5, P2                     the same in grey
 //   # ...                      a comment, up to the end of the line, before any number
+//
+// The picture decides what is written, and not the extension: one with colours makes a P6 or P3 file.
 #include "example.h"
 
 #include <qecore/core/error.h>
