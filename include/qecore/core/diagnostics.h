@@ -1,6 +1,6 @@
 // Messages about faults that a caller cannot handle, and messages for a debugger.
 //
-// A program without windows, which nobody could close a message box of, handles them itself:
+// A program without windows, in which nobody could close a message box, handles them itself:
 //
 //   void Print(wchar_t const* text) noexcept {
 //     char line[4096] = "";

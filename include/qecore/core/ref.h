@@ -1,7 +1,7 @@
 // yk::Ref: holds one reference to a counted object.
 //
 //   Ref<Stream> stream;
-//   if (Failed(FileStream::Create(path, 1, stream.Receive()))) ...   // an output parameter: receive
+//   if (Failed(FileStream::Create(path, FileStream::READ, stream.Receive()))) ...  // output: receive
 //   Ref<Map> map = Ref<Map>::Adopt(Map::Create());                   // returned and owned: adopt
 //   Ref<Stream> kept = Ref<Stream>::Share(borrowed);                 // borrowed: share, adding a reference
 //   return map.Detach();                                             // passed on: detach

@@ -55,7 +55,7 @@ struct ClassInfo {
   };
 
   ClassInfo() noexcept = default;
-  /// Reads the record from a module cache; its chunk must be the reader's current one (see module.h).
+  /// Reads the record from a module cache; its chunk must be the reader's current one (module_cache.h).
   YK_API_INLINE explicit ClassInfo(Deserializer* reader) noexcept { Read(reader); }
   /// Releases `info` and frees the record's own name. Does not touch `module` and `next`.
   YK_API ~ClassInfo();

@@ -96,8 +96,8 @@ struct xrect2d {
   constexpr xrect2d() noexcept = default;
   /// From the edges: left, top, right, bottom.
   constexpr xrect2d(int x1, int y1, int x2, int y2) noexcept : left(x1), top(y1), right(x2), bottom(y2) {}
-  /// From two corners, each value rounded to the nearest integer, halves away from zero: 2.5 gives 3, -2.5
-  /// -3.
+  /// From two corners, each value rounded to the nearest integer, halves away from zero: 2.5 gives 3, and
+  /// -2.5 gives -3.
   YK_API_INLINE explicit xrect2d(point2d const* corners) noexcept
       : left(round(corners[0].x)),
         top(round(corners[0].y)),

@@ -32,7 +32,8 @@ struct FilterOption {
   enum Kind : unsigned { SWITCH = 0, INTEGER = 1, NUMBER = 2, STRING = 3, CHOICE = 4 };
 
   /// The keys of options that mean the same in every filter that has them. A filter's other options have keys
-  /// from FIRST_OWN.
+  /// from FIRST_OWN. The name does not imply the key: that of L"compression" is COMPRESSION for TIFF, but
+  /// PNG's is a level with a key of its own. img::SetOption goes by the name.
   enum Key : unsigned {
     QUALITY = 1,      ///< INTEGER, 1 to 100, of lossy compression: L"quality"
     COMPRESSION = 2,  ///< CHOICE of lossless methods: L"compression"

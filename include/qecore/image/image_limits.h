@@ -13,13 +13,13 @@
 
 namespace yk::img {
 
-/// The limit at first, in bytes: what an image can have at most.
+/// The initial limit, in bytes: what an image can have at most.
 inline constexpr uint64_t LARGEST_IMAGE = 0x7FFFFFFF;
 
 /// The bytes of pixels that a picture from a file may have: those of its rows, padded.
 YK_API uint64_t GetReadLimit() noexcept;
 
-/// Sets them for the whole process. Values above LARGEST_IMAGE mean the same as it.
+/// Sets the limit for the whole process. Values above LARGEST_IMAGE mean the same as it.
 YK_API void SetReadLimit(uint64_t bytes) noexcept;
 
 }  // namespace yk::img
