@@ -174,6 +174,16 @@ HRESULT CheckOption(FilterOption const& option, Map& options, char const* operat
   return Failed(result) ? result : checked.SetValue(option.key, converted);
 }
 
+/// By their keys: only a filter that has an option knows its name.
+HRESULT FailUnknown(Map const& options, Map& known, char const* operation) noexcept {
+  FailureText keys;
+  Variant value;
+  for (Map::Entry const& entry : options) {
+    if (known.GetValue(entry.key, value) == E_FAIL) keys.Add(keys.IsEmpty() ? L"%u" : L", %u", entry.key);
+  }
+  return Fail(E_INVALIDARG, operation, L"the filter has no options with these keys: %s", keys.c_str());
+}
+
 }  // namespace
 
 HRESULT CheckOptions(ykFlt2dEx* filter, FilterUse use, Map* options, char const* operation,
@@ -191,9 +201,7 @@ HRESULT CheckOptions(ykFlt2dEx* filter, FilterUse use, Map* options, char const*
     known += found == S_OK;
   }
   checked = result;
-  if (known == options->Count()) return S_OK;
-  return Fail(E_INVALIDARG, operation, L"%u of the options %s unknown to the filter",
-              options->Count() - known, options->Count() - known == 1 ? L"is" : L"are");
+  return known == options->Count() ? S_OK : FailUnknown(*options, *result, operation);
 }
 
 HRESULT img::SetOption(Guid const& type, FilterUse use, wchar_t const* name, wchar_t const* value,

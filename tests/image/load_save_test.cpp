@@ -312,7 +312,7 @@ TEST_F(OpenFormats, CheckTheirOptions) {
       {LEVEL + 3, Made(L"abcd"), L"the option text must be a text of at most 3 characters"},
       {LEVEL + 4, Made(L"GREEN"), L""},
       {LEVEL + 4, Made(2), L"the option colour must be one of red, green"},
-      {LEVEL + 5, Made(1), L"1 of the options is unknown to the filter"},
+      {LEVEL + 5, Made(1), L"the filter has no options with these keys: 1005"},
   };
   for (auto const& [key, value, reason] : rows) {
     Ref<Map> const options = Own(Map::Create());
