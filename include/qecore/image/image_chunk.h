@@ -21,8 +21,8 @@
 //             +----------+---------+
 //
 // Parts of unknown tags are skipped. The two persistence slots of an image stay E_NOTIMPL: these functions
-// are beside the class. Not saved: the data of drivers, properties that are transient or objects' own, and the
-// values that a Map does not save (map.h), such as a colour profile.
+// are beside the class. Not saved: the data of drivers, properties that are transient or objects' own, and
+// the values that a Map does not save (map.h), such as a colour profile.
 //
 // Pixels are compressed by the plug-in for a method (core/compressor.h), such as qezip; without it they are
 // stored as they are. To read them, the same plug-in is needed.

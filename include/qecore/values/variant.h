@@ -218,8 +218,8 @@ class Variant {
   /// two blobs, two objects and two 2-D matrices are never equal (contract).
   YK_API bool Compare(Variant const& other) const noexcept;
 
-  // ---- persistence: type, flags and payload, directly in the writer's stream. Of blobs, objects, matrices and
-  // POINT_3DF only the type and the flags are saved: they come back without a value (contract).
+  // ---- persistence: type, flags and payload, directly in the writer's stream. Of blobs, objects, matrices
+  // and POINT_3DF only the type and the flags are saved: they come back without a value (contract).
 
   /// \return S_OK; E_ABORT: the host stopped it inside a large payload
   YK_API HRESULT Save(Serializer* writer, ExecutionContext* context) const noexcept;
