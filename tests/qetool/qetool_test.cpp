@@ -130,6 +130,8 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"info folder", {"folder: it is a folder"}},
       {L"dump folder", {"folder: it is a folder"}},
       {L"convert -r folder out", {"no picture in folder"}},
+      {L"convert missing.png good.png made --dry-run", {"cannot open missing.png: the file"}},
+      {L"convert -r missing made", {"cannot open missing: the file"}},
       {L"help nothing", {"nothing", "qetool help"}},
       {L"convert good.png out.png --option quality=9", {"quality=9", "no option quality"}},
       {L"convert good.png out.png --option filter=x", {"filter=x", "one of none, sub, up"}},

@@ -186,10 +186,10 @@ void CheckOptions(Options const& options, Plan const& plan) {
 }
 
 void PrintCount(Plan const& plan, size_t failed) {
-  size_t const count = plan.jobs.size();
-  if (count + plan.kept.size() < 2) return;
+  size_t const all = plan.jobs.size() + plan.kept.size() + plan.missing.size();
+  if (all < 2) return;
   std::string const kept = plan.kept.empty() ? "" : Format(", %zu kept", plan.kept.size());
-  printf("%zu of %zu pictures converted%s\n", count - failed, count + plan.kept.size(), kept.c_str());
+  printf("%zu of %zu pictures converted%s\n", plan.jobs.size() - failed, all, kept.c_str());
 }
 
 // Standard output may be the picture.
@@ -219,6 +219,14 @@ size_t ConvertAll(Options const& options, Plan const& plan, Recipe const& recipe
   return failed;
 }
 
+// Returns how many failed.
+size_t Convert(Options const& options, Plan const& plan, Recipe const& recipe, Watch& watch) {
+  CreateFolders(plan);
+  size_t const failed = ConvertAll(options, plan, recipe, watch);
+  PrintCount(plan, failed);
+  return failed;
+}
+
 void Run(Options const& options, Host& host) {
   Recipe const recipe = {.steps = PlanSteps(options),
                          .background = ParseColour(options.background),
@@ -235,10 +243,14 @@ void Run(Options const& options, Host& host) {
   planned.existing.isReplaced |= options.isDry && !planned.existing.isKept;  // nothing is asked
   Plan const plan = MakePlan(planned, host);
   CheckOptions(options, plan);
-  if (options.isDry) return PrintPlan(plan);
-  CreateFolders(plan);
-  size_t const failed = ConvertAll(options, plan, recipe, watch);
-  PrintCount(plan, failed);
+  watch.Clear();
+  for (std::string const& why : plan.missing) Report(why);
+  size_t failed = plan.missing.size();
+  if (options.isDry) {
+    PrintPlan(plan);
+  } else {
+    failed += Convert(options, plan, recipe, watch);
+  }
   if (failed) throw CLI::RuntimeError(1);
 }
 

@@ -20,7 +20,8 @@ bool EndsWithSeparator(std::string const& path) { return path.back() == '/' || p
 
 /// The options, understood.
 struct Request {
-  std::vector<Input> inputs;
+  std::vector<Input> inputs;         // that exist
+  std::vector<std::string> missing;  // see Plan
   std::string output, type;
   bool isFolder;  // the output is one
 };
@@ -44,12 +45,31 @@ void CheckFolderName(Request const& request, Host const& host) {
              request.inputs.size(), request.inputs.size() == 1 ? "" : "s", output.c_str(), output.c_str())};
 }
 
+// Why there is nothing to read at the path; empty if there is a file.
+std::string WhyMissing(std::string const& path) {
+  if (path == STANDARD_STREAM || Exists(path)) return {};
+  try {
+    OpenInput(path);  // also where no attributes can be read
+    return {};
+  } catch (Failure const& failure) {
+    return failure.text;
+  }
+}
+
+void SeparateMissing(Request& request) {
+  std::erase_if(request.inputs, [&](Input const& input) {
+    std::string const why = WhyMissing(input.path);
+    if (!why.empty()) request.missing.push_back(why);
+    return !why.empty();
+  });
+}
+
 Request Understand(PlanOptions const& options, Host const& host) {
   InputOptions inputs = options.inputs;
   if (inputs.paths.size() + !inputs.list.empty() < 2) {
     throw Failure{"convert needs an input and an output (see qetool convert --help)"};
   }
-  Request request = {{}, inputs.paths.back(), ReadType(options.type, host), false};
+  Request request = {{}, {}, inputs.paths.back(), ReadType(options.type, host), false};
   inputs.paths.pop_back();
   std::string const& output = request.output;
   if (output.empty()) throw Failure{"the output has no name"};
@@ -110,19 +130,20 @@ std::vector<Job> PlanFolder(Request const& request, Host const& host) {
   return jobs;
 }
 
+std::vector<Job> PlanJobs(Request const& request, Host const& host) {
+  if (request.isFolder) return PlanFolder(request, host);
+  if (request.inputs.empty()) return {};
+  return {request.output == STANDARD_STREAM ? PlanStream(request, host) : PlanFile(request, host)};
+}
+
 }  // namespace
 
 Plan MakePlan(PlanOptions const& options, Host const& host) {
-  Request const request = Understand(options, host);
-  std::vector<Job> jobs;
-  if (request.isFolder) {
-    jobs = PlanFolder(request, host);
-  } else {
-    jobs = {request.output == STANDARD_STREAM ? PlanStream(request, host) : PlanFile(request, host)};
-  }
-  Plan plan;
+  Request request = Understand(options, host);
+  SeparateMissing(request);
+  Plan plan = {{}, {}, request.missing};
   Existing existing(options.existing);
-  for (Job const& job : jobs) {
+  for (Job const& job : PlanJobs(request, host)) {
     bool const isWritten = job.output == STANDARD_STREAM || existing.MayWrite(job.output);
     (isWritten ? plan.jobs : plan.kept).push_back(job);
   }

@@ -21,12 +21,13 @@ struct Job {
 
 struct Plan {
   std::vector<Job> jobs;
-  std::vector<Job> kept;  // whose outputs exist and are not written
+  std::vector<Job> kept;             // whose outputs exist and are not written
+  std::vector<std::string> missing;  // why inputs that do not exist cannot be opened
 };
 
 /// Determines the output of each input, without touching any file. Several inputs, and an output that is a
 /// folder: the files keep their names in that folder, and those of folders their subfolders. Throws Failure
-/// for what cannot succeed.
+/// for what cannot succeed, except for inputs that do not exist: the others can be converted.
 Plan MakePlan(PlanOptions const& options, Host const& host);
 
 /// Creates the folders of the outputs. Throws Failure.
