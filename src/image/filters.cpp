@@ -137,8 +137,8 @@ FailureText LabelOf(Guid const& type) noexcept {
   FileFormat const* const format = FindFileFormat(type);
   ClassInfo const* const info = format ? nullptr : FindClass(type);
   if (format) label.Add(L"%S", format->shortName);
-  if (info && info->name) label.Add(L"%S", info->name);
-  if (info && label.IsEmpty()) label.Add(L"%s", TextIn(*info, ClassInfo::INFO_NAME).c_str());
+  if (info) label.Add(L"%s", TextIn(*info, ClassInfo::INFO_NAME).c_str());
+  if (info && info->name && label.IsEmpty()) label.Add(L"%S", info->name);
   if (label.IsEmpty()) label.Add(L"unknown");
   return label;
 }

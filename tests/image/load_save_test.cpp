@@ -47,7 +47,7 @@ class Registered {
  public:
   Registered(Guid const& id, Guid const& interfaceId, ClassFactory create) {
     ClassInfo info;
-    info.classId = id, info.interfaceId = interfaceId, info.create = create;
+    info.classId = id, info.interfaceId = interfaceId, info.create = create, info.name = "not shown";
     EXPECT_EQ(RegisterInterface(&info), S_OK);
   }
   ~Registered() { System::ptr()->Release(), System::Create(); }
