@@ -227,7 +227,7 @@ void CheckQuality(unsigned quality, std::vector<Guid> const& filters) {
   Guid const& filter = filters[0];
   throw Failure{Format(MakeFilter(filter) ? "--quality %u: %s files have no option quality"
                                           : "--quality %u: the plug-in that writes %s files takes no options",
-                       quality, TypeName(filter))};
+                       quality, TypeName(filter).c_str())};
 }
 
 void AddFormats(CLI::App& app, Host& host) {

@@ -160,9 +160,11 @@ std::string FrameReason(Stream& stream, unsigned frame, std::string const& reaso
 
 }  // namespace
 
-char const* TypeName(Guid const& type) {
-  FileFormat const* const format = FindFileFormat(type);
-  return format ? format->shortName : "unknown type";
+std::string TypeName(Guid const& type) {
+  if (FileFormat const* const format = FindFileFormat(type)) return format->shortName;
+  ClassInfo* info = nullptr;
+  std::string const name = Succeeded(System::ptr()->FindClass(type, &info)) ? Describe(*info).name : "";
+  return name.empty() ? "unknown type" : name;
 }
 
 void AddFrameOption(CLI::App& command, ReadOptions& options) {

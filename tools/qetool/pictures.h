@@ -70,7 +70,7 @@ Kept WhatFilesKeep(yk::Guid const& filter, yk::Image2d const& picture);
 yk::Ref<yk::Stream> SavePicture(yk::Guid const& filter, yk::Image2d& image, std::string const& path,
                                 WriteOptions const& options, Listener& listener);
 
-/// "PNG", "JPEG", ...
-char const* TypeName(yk::Guid const& type);
+/// "PNG", "JPEG", ...: the library's name for the format of a filter class, or else the filter's own.
+std::string TypeName(yk::Guid const& type);
 
 }  // namespace qetool

@@ -100,7 +100,7 @@ Entry MakeEntry(std::string const& path, Options const& options, Listener& liste
   Picture picture = LoadPicture(path, listener, options.reading);
   MakeUpright(picture.image);
   Entry entry = {NameOf(ShownName(path)),
-                 Format("%s, %d \xC3\x97 %d, %s bytes", TypeName(picture.type), picture.image->width,
+                 Format("%s, %d \xC3\x97 %d, %s bytes", TypeName(picture.type).c_str(), picture.image->width,
                         picture.image->height, Grouped(picture.fileSize).c_str()),
                  picture.image,
                  {}};

@@ -47,7 +47,7 @@ Frames CountFramesIn(Stream& stream) {
 
 std::string Describe(Picture const& first, Frames const& frames) {
   std::string text =
-      Format("%s, %d x %d pixels", TypeName(first.type), first.image->width, first.image->height);
+      Format("%s, %d x %d pixels", TypeName(first.type).c_str(), first.image->width, first.image->height);
   if (frames.count == 1) return text;
   return text + Format(frames.readable == 1 ? ", the first of %u frames" : ", %u frames", frames.count);
 }
