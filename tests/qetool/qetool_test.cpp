@@ -103,6 +103,7 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"info good.png --bogus", {"unknown option --bogus (see qetool info --help)"}},
       {L"convert good.png out.jpg --quality", {"--quality needs a value"}},
       {L"help info more", {"unexpected argument more"}},
+      {L"dump good.png --bogus value", {"unknown option --bogus (see"}},
       {L"info", {"files"}},
       {L"info missing.png", {"missing.png", "file does not exist"}},
       {L"info /missing/a.png",
@@ -511,6 +512,7 @@ TEST_F(Tool, HelpsWithCommands) {
               AllOf(HasSubstr("Usage: qetool "), HasSubstr("\nCommands:\n"), HasSubstr("\n  verify ")));
   EXPECT_EQ(Good(L"help convert"), Good(L"convert --help"));
   EXPECT_EQ(Good(L"help jpg"), Good(L"formats jpg"));
+  EXPECT_THAT(Bad(L"help jpg --plugins ."), HasSubstr("unknown command or format jpg"));
   EXPECT_EQ(Bad(L"convert"), "qetool: IN... OUT is required (see qetool convert --help)\n");
 }
 

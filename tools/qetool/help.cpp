@@ -100,6 +100,7 @@ void AddHelp(CLI::App& app, Host& host) {
       .add_option("command", *name,
                   "Command, or extension of a file format; without it, the commands are listed")
       ->type_name("NAME");
+  host.AddOptions(command);
   command.callback([&app, &host, name] { Print(app, host, *name); });
 }
 

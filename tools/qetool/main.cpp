@@ -34,15 +34,20 @@ bool Is(CLI::Error const& error, CLI::ExitCodes code) {
   return error.get_exit_code() == static_cast<int>(code);
 }
 
+// What was not understood. CLI11's own text has it in reverse order.
+std::string DescribeExtras(std::vector<std::string> const& extras) {
+  auto const option = std::ranges::find_if(extras, [](std::string const& one) { return one[0] == '-'; });
+  if (option != extras.end()) return "unknown option " + *option;
+  return "unexpected argument " + extras.front();
+}
+
 // CLI11's own text, where the user understands it.
 std::string TextOf(CLI::App const& command, CLI::Error const& error) {
   std::string const text = error.what();
   size_t const colon = text.find(": ");
   if (Is(error, CLI::ExitCodes::ArgumentMismatch)) return text.substr(0, colon) + " needs a value";
-  if (Is(error, CLI::ExitCodes::ExtrasError)) {  // "The following argument was not expected: --x"
-    std::string const extra = text.substr(colon + 2);
-    return (extra[0] == '-' ? "unknown option " : "unexpected argument ") + extra;
-  }
+  std::vector<std::string> const extras = command.remaining();
+  if (Is(error, CLI::ExitCodes::ExtrasError) && !extras.empty()) return DescribeExtras(extras);
   auto const missing = command.get_options([](CLI::Option const* option) {
     return option->get_required() && option->get_positional() && option->count() == 0;
   });
