@@ -450,6 +450,9 @@ TEST_F(Tool, ComparesPixels) {
       {L"diff a.png other.png -o d.png", 1,
        "different: 72 of 81 pixels (88.9 %), by at most 3.14 % of the range; PSNR 38.64 dB\n"},
       {L"diff a.png small.png", 1, "different: 9 x 9 and 9 x 8 pixels\n"},
+      {L"diff a.png small.png -o none.png", 1,
+       "different: 9 x 9 and 9 x 8 pixels; no picture of the difference is written\n"},
+      {L"diff - -", 2, ""},
       {L"diff a.png missing.png", 2, ""},
       {L"diff a.png", 2, ""}};
   for (auto const& [arguments, code, said] : rows) {

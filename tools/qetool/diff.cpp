@@ -118,6 +118,8 @@ std::string Describe(Difference const& difference, Image2d const& image) {
 
 // Throws the exit code of a difference.
 void Run(Options const& options, Host& host) {
+  if (options.first == STANDARD_STREAM && options.second == STANDARD_STREAM)
+    throw Failure{"only one of the two pictures can be standard input"};
   Watch watch;
   host.Start(watch);
   Guid filter = {};
@@ -129,7 +131,8 @@ void Run(Options const& options, Host& host) {
   ImageRef b = LoadPicture(options.second, watch, options.reading).image;
   if (a->width != b->width || a->height != b->height) {
     watch.Clear();
-    printf("different: %d x %d and %d x %d pixels\n", a->width, a->height, b->width, b->height);
+    char const* const note = options.output.empty() ? "" : "; no picture of the difference is written";
+    printf("different: %d x %d and %d x %d pixels%s\n", a->width, a->height, b->width, b->height, note);
     throw CLI::RuntimeError(EXIT_DIFFERENT);
   }
   IMG_FORMAT const format = CommonFormat(*a, *b);
@@ -150,7 +153,7 @@ void AddDiff(CLI::App& app, Host& host) {
   auto const options = std::make_shared<Options>();
   command.add_option("first", options->first, "Picture")->type_name("A")->required();
   command
-      .add_option("second", options->second, "Picture to compare with it; either may be - for standard input")
+      .add_option("second", options->second, "Picture to compare with it; one of the two may be - for standard input")
       ->type_name("B")
       ->required();
   command
