@@ -110,7 +110,8 @@ HRESULT FailUnsupported(wchar_t const* reason) noexcept {
 }
 
 HRESULT FailNoFrame(unsigned frame, unsigned frames) noexcept {
-  return Fail(E_INVALIDARG, READ, L"there is no frame %u: the file has %u, counted from 0", frame, frames);
+  if (frames < 2) return Fail(E_INVALIDARG, READ, L"there is no frame %u: the file has one picture", frame);
+  return Fail(E_INVALIDARG, READ, L"there is no frame %u: the file has frames 0 to %u", frame, frames - 1);
 }
 
 HRESULT FailTruncated() noexcept { return FailDamaged(L"it is truncated"); }

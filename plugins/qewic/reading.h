@@ -74,7 +74,7 @@ HRESULT FailDamaged(wchar_t const* what) noexcept;
 /// Records that the file may be sound: "not supported, because " and `reason`. \return YK_E_BADFILE
 HRESULT FailUnsupported(wchar_t const* reason) noexcept;
 
-/// Records that there is no frame `frame`, but only `frames`. \return E_INVALIDARG
+/// Records that there is no frame `frame`, but only `frames`, at least one. \return E_INVALIDARG
 HRESULT FailNoFrame(unsigned frame, unsigned frames) noexcept;
 
 /// "it is truncated", which is what most damage amounts to.

@@ -378,8 +378,8 @@ TEST_F(Filters, ReadEachFrame) {
     auto const read = [&] { return img::Read(Memory(file).get(), options.get(), nullptr, out.Receive()); };
     if (row.greens.empty()) {
       ExpectFailures({{E_INVALIDARG,
-                       L"there is no frame " + std::to_wstring(frames) + L": the file has " +
-                           std::to_wstring(frames) + L", counted from 0",
+                       L"there is no frame " + std::to_wstring(frames) + L": the file has frames 0 to " +
+                           std::to_wstring(frames - 1),
                        read}});
       continue;
     }

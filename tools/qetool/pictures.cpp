@@ -155,7 +155,7 @@ std::string FrameReason(Stream& stream, unsigned frame, std::string const& reaso
   if (HasOption(type, FILTER_READ, FilterOption::FRAME)) return reason;
   unsigned const frames = CountFrames(*info);
   if (type == Guid{} || frames > 1) return "its plug-in reads only the first picture of a file";
-  return Format("there is no frame %u, since it holds one picture", frame);
+  return Format("there is no frame %u: the file has one picture", frame);
 }
 
 }  // namespace
