@@ -177,20 +177,37 @@ bool IsText(unsigned unit, Encoding const& encoding) {
   return isPrinted || unit == '\n' || unit == '\t';
 }
 
-// The beginning of a text, quoted; empty if the bytes are not one.
-std::optional<std::string> AsText(Bytes bytes, Encoding const& encoding) {
-  constexpr size_t MOST_SHOWN = 400;
+// Nothing if the bytes are not a text.
+std::optional<std::wstring> AsText(Bytes bytes, Encoding const& encoding) {
   if (bytes.size() % encoding.bytes) return {};
   std::wstring text;
   for (size_t i = 0; i < bytes.size(); i += encoding.bytes) {
     auto const unit = static_cast<unsigned>(Number(bytes.subspan(i, encoding.bytes)));
     if (!IsText(unit, encoding)) return {};
-    if (i >= MOST_SHOWN * encoding.bytes) continue;
-    text += unit == '\n' ? L"\\n" : unit == '\t' ? L"\\t" : std::wstring(1, static_cast<wchar_t>(unit));
+    text += static_cast<wchar_t>(unit);
   }
-  bool const isWhole = bytes.size() <= MOST_SHOWN * encoding.bytes;
-  return "\"" + ToUtf8(text.c_str()) + (isWhole ? "\"" : "\" ...");
+  return text;
 }
+
+// The beginning of a text in one line.
+std::string Quoted(std::wstring const& text) {
+  constexpr size_t MOST_SHOWN = 400;
+  std::wstring shown;
+  for (wchar_t const c : text.substr(0, MOST_SHOWN))
+    shown += c == '\n' ? L"\\n" : c == '\t' ? L"\\t" : std::wstring(1, c);
+  return "\"" + ToUtf8(shown.c_str()) + (text.size() <= MOST_SHOWN ? "\"" : "\" ...");
+}
+
+// Nothing if the bytes are not one, or the chunk is not for one.
+std::optional<Guid> AsIdentifier(ChunkNode const& node) {
+  bool const isForOne = node.tag == cache::INTERFACE_ID || node.tag == cache::CLASS_ID;
+  Guid id;
+  if (!isForOne || node.plain.size() != sizeof id) return {};
+  std::copy(node.plain.begin(), node.plain.end(), reinterpret_cast<unsigned char*>(&id));
+  return id;
+}
+
+constexpr size_t MOST_HEX = 16;
 
 }  // namespace
 
@@ -207,28 +224,38 @@ char const* ChunkName(ChunkNode const& node, ChunkNode const* parent) {
   return nullptr;
 }
 
-std::string DescribePlain(ChunkNode const& node) {
+PlainValue ReadPlain(ChunkNode const& node) {
+  using Kind = PlainValue::Kind;
   Bytes const bytes = node.plain;
   if (bytes.empty()) return {};
-  if (node.tag == cache::INTERFACE_ID || node.tag == cache::CLASS_ID) {
-    Guid id;
-    if (bytes.size() == sizeof id) {
-      std::copy(bytes.begin(), bytes.end(), reinterpret_cast<unsigned char*>(&id));
-      return ToText(id);
-    }
-  }
-  if (bytes.size() == 4 || bytes.size() == 8) {
-    uint64_t const number = Number(bytes);
-    return Format("%llu (0x%llX)", static_cast<unsigned long long>(number),
-                  static_cast<unsigned long long>(number));
-  }
+  if (auto const id = AsIdentifier(node)) return {Kind::IDENTIFIER, 0, ToWide(ToText(*id)).c_str(), bytes};
+  if (bytes.size() == 4 || bytes.size() == 8) return {Kind::NUMBER, Number(bytes), {}, bytes};
   for (Encoding const& encoding : {ASCII, UTF16}) {
-    if (auto const text = AsText(bytes, encoding)) return *text;
+    if (auto const text = AsText(bytes, encoding)) return {Kind::TEXT, 0, *text, bytes};
   }
+  return {Kind::BYTES, 0, {}, bytes};
+}
+
+std::string ToHex(Bytes bytes) {
   std::string hex;
-  size_t const shown = std::min<size_t>(bytes.size(), 16);
-  for (size_t i = 0; i < shown; ++i) hex += Format(i ? " %02X" : "%02X", bytes[i]);
-  return hex + (shown < bytes.size() ? " ..." : "");
+  for (unsigned char const byte : bytes.first(std::min(bytes.size(), MOST_HEX)))
+    hex += Format(hex.empty() ? "%02X" : " %02X", byte);
+  return hex;
+}
+
+std::string DescribePlain(ChunkNode const& node) {
+  PlainValue const value = ReadPlain(node);
+  unsigned long long const number = value.number;
+  switch (value.kind) {
+    case PlainValue::Kind::NUMBER:
+      return Format("%llu (0x%llX)", number, number);
+    case PlainValue::Kind::TEXT:
+      return Quoted(value.text);
+    case PlainValue::Kind::IDENTIFIER:
+      return ToUtf8(value.text.c_str());
+    default:
+      return ToHex(value.bytes) + (value.bytes.size() > MOST_HEX ? " ..." : "");
+  }
 }
 
 }  // namespace qetool

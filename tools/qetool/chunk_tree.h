@@ -43,7 +43,22 @@ ChunkTree ParseChunks(Bytes file);
 /// top.
 char const* ChunkName(ChunkNode const& node, ChunkNode const* parent);
 
-/// The plain bytes in readable form: a number, a text, an identifier, or hexadecimal bytes.
+/// What the plain bytes of a chunk mean.
+struct PlainValue {
+  enum class Kind { NONE, NUMBER, IDENTIFIER, TEXT, BYTES };
+
+  Kind kind = Kind::NONE;
+  uint64_t number = 0;
+  std::wstring text;  // of an identifier or a text, the whole one
+  Bytes bytes;        // all of them
+};
+
+PlainValue ReadPlain(ChunkNode const& node);
+
+/// The first bytes in hexadecimal form: "FF FE FD".
+std::string ToHex(Bytes bytes);
+
+/// The plain bytes in readable form: a number, the beginning of a text, an identifier, or hexadecimal bytes.
 std::string DescribePlain(ChunkNode const& node);
 
 }  // namespace qetool

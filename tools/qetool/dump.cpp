@@ -29,6 +29,20 @@ void Print(ChunkNode const& node, ChunkNode const* parent) {
          plain.c_str());
 }
 
+// Texts are whole. Bytes, which may be many, have another key, so that nobody takes them for a text.
+void AddPlain(Json& json, PlainValue const& value) {
+  switch (value.kind) {
+    case PlainValue::Kind::NONE:
+      return;
+    case PlainValue::Kind::NUMBER:
+      return json.AddNumber("value", value.number);
+    case PlainValue::Kind::BYTES:
+      return json.AddText("hex", ToHex(value.bytes));
+    default:
+      return json.AddText("value", ToUtf8(value.text.c_str()));
+  }
+}
+
 // A flat list, since the chunks may be nested deeper than what JSON readers accept.
 void PrintAsJson(ChunkTree const& tree, std::string const& path) {
   Json json;
@@ -38,14 +52,13 @@ void PrintAsJson(ChunkTree const& tree, std::string const& path) {
   json.BeginList("chunks");
   for (ChunkNode const& node : tree.nodes) {
     char const* const name = ChunkName(node, tree.ParentOf(node));
-    std::string const plain = DescribePlain(node);
     json.BeginObject();
     json.AddNumber("tag", node.tag);
     if (name) json.AddText("name", name);
     json.AddNumber("depth", static_cast<unsigned>(node.depth));
     json.AddNumber("offset", node.offset);
     json.AddNumber("bytes", node.payload.size());
-    if (!plain.empty()) json.AddText("value", plain);
+    AddPlain(json, ReadPlain(node));
     json.End();
   }
   json.End();
@@ -78,7 +91,7 @@ void AddDump(CLI::App& app, Host&) {
   command.add_option("file", *path, "Object file, or - for standard input")->type_name("FILE")->required();
   command.footer(
       "Each line shows the offset of a chunk, its tag, size and content. Of a damaged file, everything that\n"
-      "can be read is shown.");
+      "can be read is shown. In JSON, \"value\" is a number or a whole text, \"hex\" up to 16 other bytes.");
   auto const form = std::make_shared<Form>(Form::LINES);
   CLI::Option* const asXml = command.add_flag_callback(
       "--xml", [form] { *form = Form::XML; }, "Write the tree as an XML document");
