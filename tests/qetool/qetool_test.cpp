@@ -104,7 +104,7 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"convert good.png out.jpg --quality", {"--quality needs a value"}},
       {L"help info more", {"unexpected argument more"}},
       {L"dump good.png --bogus value", {"unknown option --bogus (see"}},
-      {L"info", {"files"}},
+      {L"info", {"no files are given (see qetool info --help)"}},
       {L"info missing.png", {"missing.png", "file does not exist"}},
       {L"info /missing/a.png",
        {"cannot open /missing/a.png", "folder does not exist"}},  // a path, not an option
@@ -136,6 +136,8 @@ TEST_F(Tool, SaysInOneLineWhatWhereAndWhy) {
       {L"help nothing", {"nothing", "qetool help"}},
       {L"convert good.png out.png --option quality=9", {"quality=9", "no option quality"}},
       {L"convert good.png out.png --option filter=x", {"filter=x", "one of none, sub, up"}},
+      {L"convert good.png out.png --option filter=up --option Filter=sub",
+       {"--option Filter=sub: filter=up is set already"}},
       {L"convert good.png out.png --option filter", {"--option: filter must be NAME=VALUE"}},
       {L"info good.png --read-option frame=1",
        {"good.png: --read-option frame=1: PNG", "when they are read"}},

@@ -53,7 +53,7 @@ std::string ValuesOf(FilterOption const& option) {
     case FilterOption::CHOICE:
       return ChoicesOf(option);
     case FilterOption::STRING:
-      return "TEXT";
+      return option.most > 0 ? Format("TEXT of at most %.0f characters", option.most) : "TEXT";
     case FilterOption::INTEGER:
       return Format(option.most < INT_MAX ? "%.0f..%.0f" : "%.0f or more", option.least, option.most);
     default:
@@ -108,6 +108,18 @@ constexpr UseFacts USES[] = {
      "Set an option of the file type written, once for each; qetool formats EXT lists them"}};
 
 UseFacts const& FactsOf(FilterUse use) { return USES[use == FILTER_WRITE]; }
+
+std::string NameIn(std::string const& setting) { return setting.substr(0, setting.find('=')); }
+
+// Of two values for one option, one would be ignored.
+void CheckUnique(std::vector<std::string> const& settings, UseFacts const& facts) {
+  for (size_t i = 0; i < settings.size(); ++i) {
+    for (size_t j = 0; j < i; ++j) {
+      if (EqualNoCase(NameIn(settings[i]), NameIn(settings[j])))
+        throw Failure{Format("%s %s: %s is set already", facts.flag, settings[i].c_str(), settings[j].c_str())};
+    }
+  }
+}
 
 // Returns whether there are any.
 bool PrintOptions(ykFlt2dEx* filter, UseFacts const& facts) {
@@ -202,9 +214,10 @@ Ref<Map> NewOptions() {
 }
 
 void SetOptions(Guid const& filter, FilterUse use, std::vector<std::string> const& settings, Map& options) {
+  CheckUnique(settings, FactsOf(use));
   for (std::string const& setting : settings) {
-    size_t const equals = setting.find('=');
-    String const name = ToWide(setting.substr(0, equals)), value = ToWide(setting.substr(equals + 1));
+    std::string const text = NameIn(setting);
+    String const name = ToWide(text), value = ToWide(setting.substr(text.size() + 1));
     HRESULT const result = img::SetOption(filter, use, name.c_str(), value.c_str(), &options);
     if (Failed(result)) throw Failure{FactsOf(use).flag + (" " + setting) + ": " + Reason(result)};
   }

@@ -203,6 +203,7 @@ std::vector<unsigned char> ReadAll(Stream& stream, std::string const& path) {
 }
 
 void AddInputOptions(CLI::App& command, InputOptions& options) {
+  options.command = command.get_name();
   command.add_flag("-r,--recursive", options.isRecursive,
                    "Of a folder, take all pictures in it and in its subfolders");
   command
@@ -227,7 +228,7 @@ std::vector<Input> CollectInputs(InputOptions const& options, Host const& host, 
   }
   if (!walk.found.empty()) return walk.found;
   if (!paths.empty()) throw Failure{"there is no picture in " + paths[0]};
-  throw Failure{options.list.empty() ? "no files are given (see qetool --help)"
+  throw Failure{options.list.empty() ? "no files are given (see qetool " + options.command + " --help)"
                                      : "the list " + options.list + " is empty"};
 }
 

@@ -25,6 +25,7 @@ std::vector<unsigned char> ReadAll(yk::Stream& stream, std::string const& path);
 
 /// The files that a command is given.
 struct InputOptions {
+  std::string command;  // that is given them
   std::vector<std::string> paths;
   std::string list;  // a file with more paths
   bool isRecursive = false;
