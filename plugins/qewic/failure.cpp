@@ -46,4 +46,15 @@ HRESULT Report(unsigned before, char const* operation, HRESULT result, HRESULT o
   return yk::Fail(result, operation, L"the codec failed: %08lX", static_cast<unsigned long>(ofCodec));
 }
 
+HRESULT ToFileError(HRESULT result) noexcept {
+  constexpr int FACILITY_IMAGING = 0x898;
+  bool const fileAtFault = HRESULT_FACILITY(result) == FACILITY_IMAGING || result == E_FAIL;
+  return fileAtFault ? yk::YK_E_BADFILE : result;
+}
+
+HRESULT ReportFrame(unsigned frame, unsigned before, HRESULT ofCodec) noexcept {
+  HRESULT const result = Report(before, READ, ToFileError(ofCodec), ofCodec);
+  return yk::FailSince(before, result, READ, L"frame %u", frame);
+}
+
 }  // namespace qewic

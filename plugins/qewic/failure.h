@@ -16,4 +16,10 @@ HRESULT FailMemory(uint64_t size) noexcept;
 /// was `before`. \return `result`
 HRESULT Report(unsigned before, char const* operation, HRESULT result, HRESULT ofCodec) noexcept;
 
+/// Codes of the Imaging Component itself mean that the file is at fault; any other code is passed on.
+HRESULT ToFileError(HRESULT result) noexcept;
+
+/// Report for a frame that was not asked for alone: the text begins with its number.
+HRESULT ReportFrame(unsigned frame, unsigned before, HRESULT ofCodec) noexcept;
+
 }  // namespace qewic

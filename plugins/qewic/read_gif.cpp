@@ -14,6 +14,7 @@
 #include <memory>
 #include <new>
 
+#include "failure.h"
 #include "headers.h"
 #include "lzw.h"
 #include "reading.h"
@@ -339,8 +340,10 @@ HRESULT Reader::Compose(unsigned index, Ref<Image2d>& image) noexcept {
   HRESULT result = FindStart(index, i);
   if (Succeeded(result)) result = MakePicture(file, IMG_BGRA32, width, height, image);
   for (; Succeeded(result) && i <= index; ++i) {
+    unsigned const before = ErrorCount();
     FindFrame();
     result = PutFrame(i == index, *image);
+    if (every && yk::Failed(result)) return ReportFrame(i, before, result);
     SkipPixels();
   }
   return result;

@@ -14,13 +14,6 @@ using namespace yk;
 
 namespace {
 
-// Codes of the Imaging Component itself mean that the file is at fault; any other code is passed on.
-HRESULT ToFileError(HRESULT result) noexcept {
-  constexpr int FACILITY_IMAGING = 0x898;
-  bool const fileAtFault = HRESULT_FACILITY(result) == FACILITY_IMAGING || result == E_FAIL;
-  return fileAtFault ? YK_E_BADFILE : result;
-}
-
 // Reads one picture: the calls to the Imaging Component, step by step.
 class Reader {
  public:

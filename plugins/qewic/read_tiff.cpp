@@ -15,6 +15,7 @@
 
 #include "codec.h"
 #include "deflate.h"
+#include "failure.h"
 #include "headers.h"
 #include "lzw.h"
 
@@ -386,13 +387,14 @@ HRESULT ReadEveryTiff(StreamAdapter& file, unsigned frame, Ref<Image2d>& image) 
   uint32_t place = 0;
   double work = 0;  // pages may have their pixels in common
   for (unsigned page = 0;; ++page) {
+    unsigned const before = ErrorCount();
     Reader reader(file, page, place);
     HRESULT result = reader.Read(image);
-    if (page == frame) return result;
     if (result == S_FALSE) result = ReadWithPlatform(GUID_ContainerFormatTiff, file, page, image);
-    if (yk::Failed(result)) return result;
-    work += static_cast<double>(image->stride) * image->height;
-    if (!CanBack(file, work)) return FailDamaged(L"the file is too small for its pages");
+    if (SUCCEEDED(result)) work += static_cast<double>(image->stride) * image->height;
+    if (!CanBack(file, work)) result = FailDamaged(L"the file is too small for its pages");
+    if (FAILED(result)) return ReportFrame(page, before, result);
+    if (page == frame) return S_OK;
     image.Reset();
     place = reader.Following();
     if (!place) return FailTruncated();  // the stream has changed meanwhile

@@ -506,7 +506,8 @@ TEST_F(Tool, WritesJson) {
   EXPECT_THAT(Run(L"info --json none.png").out, HasSubstr("\"error\": \"cannot open none.png: the file"));
   EXPECT_THAT(Run(L"dump --json chunk.obj").out, HasSubstr(R"("value": "a\\b")"));
   folder.Write(L"kinds.obj", Chunk(7, "\xFF\xFE\xFD") + Chunk(7, "\2\0\0\0"s));
-  EXPECT_THAT(Run(L"dump --json kinds.obj").out, AllOf(HasSubstr(R"("hex": "FF FE FD")"), HasSubstr("\"value\": 2\n")));
+  EXPECT_THAT(Run(L"dump --json kinds.obj").out,
+              AllOf(HasSubstr(R"("hex": "FF FE FD")"), HasSubstr("\"value\": 2\n")));
   EXPECT_THAT(
       Good(L"plugins --json . --cache my.cache"),
       AllOf(HasSubstr("\"state\": \"loaded\""), HasSubstr("\"rival\": false"), HasSubstr("\"jpeg\",\n")));

@@ -397,8 +397,9 @@ TEST_F(Filters, ReadEachFrame) {
 TEST_F(Filters, FindDamageToFramesThatAreNotSeen) {
   string gif = FromHex(GIF_FRAMES), tiff = FromHex(TIFF_PAGES);
   gif[43] = 12, gif[58] = 9, tiff[56] = 9;
-  Table<string, int, wchar_t const*> const rows = {{gif, 2, L"damaged: its code size is invalid"},
-                                                   {tiff, 1, L"not supported, because of its colour space"}};
+  Table<string, int, wchar_t const*> const rows = {
+      {gif, 2, L"frame 1: damaged: its code size is invalid"},
+      {tiff, 1, L"frame 0: not supported, because of its colour space"}};
   for (auto const& [file, frame, reason] : rows) {
     Ref<Map> const options = Own(Map::Create());
     Ref<AbstractImage> out;

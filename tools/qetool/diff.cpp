@@ -153,7 +153,8 @@ void AddDiff(CLI::App& app, Host& host) {
   auto const options = std::make_shared<Options>();
   command.add_option("first", options->first, "Picture")->type_name("A")->required();
   command
-      .add_option("second", options->second, "Picture to compare with it; one of the two may be - for standard input")
+      .add_option("second", options->second,
+                  "Picture to compare with it; one of the two may be - for standard input")
       ->type_name("B")
       ->required();
   command

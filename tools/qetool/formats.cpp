@@ -116,7 +116,8 @@ void CheckUnique(std::vector<std::string> const& settings, UseFacts const& facts
   for (size_t i = 0; i < settings.size(); ++i) {
     for (size_t j = 0; j < i; ++j) {
       if (EqualNoCase(NameIn(settings[i]), NameIn(settings[j])))
-        throw Failure{Format("%s %s: %s is set already", facts.flag, settings[i].c_str(), settings[j].c_str())};
+        throw Failure{
+            Format("%s %s: %s is set already", facts.flag, settings[i].c_str(), settings[j].c_str())};
     }
   }
 }

@@ -170,8 +170,9 @@ bool IsRepeated(img::FileInfoFacts const& row, Variant const& value, Map& values
 
 void PrintInfo(std::string const& path, Facts const& facts, Options const& options) {
   img::FormatFacts const& format = img::GetFacts(facts.format);
-  std::string line = Format("%s: %s, %u x %u pixels, %s (%u bits), ", ShownName(path).c_str(),
-                            TypeName(facts.type).c_str(), facts.width, facts.height, format.name, format.bits);
+  std::string line =
+      Format("%s: %s, %u x %u pixels, %s (%u bits), ", ShownName(path).c_str(), TypeName(facts.type).c_str(),
+             facts.width, facts.height, format.name, format.bits);
   bool const hasColours = facts.image && HasPalette(facts.format);
   if (hasColours) {
     line += Format("palette of %u%s, ", facts.image->paletteCount,

@@ -3,6 +3,7 @@
 #include <qecore/io/chunk.h>
 #include <stdio.h>
 
+#include <algorithm>
 #include <memory>
 #include <new>
 
@@ -71,49 +72,36 @@ class Reading {
     try {
       Picture const first = LoadPicture(stream, path, listener, options);
       Frames const frames = CountFramesIn(stream);
-      options.decodesEvery = frames.canDecodeEvery;
-      unsigned const bad = FindBadFrame(frames);
-      return bad ? Verdict{false, Format("frame %u: %s", bad, reason.c_str())}
-                 : Verdict{true, Describe(first, frames)};
+      ReadOthers(frames);
+      return {true, Describe(first, frames)};
     } catch (Failure const& failure) {
       return {false, WithoutName(failure.text, path)};
     }
   }
 
  private:
-  // The first after the first of all that cannot be read; 0: there is none. A frame may need all that are
-  // before it, so reading one by one can take very long.
-  unsigned FindBadFrame(Frames const& frames) {
-    unsigned good = 0, bad = frames.readable;
-    if (!options.decodesEvery) {
-      while (++good < bad && CanRead(good)) continue;
-      return good < bad ? good : 0;
-    }
-    if (bad < 2 || CanRead(bad - 1)) return 0;
-    for (--bad; bad - good > 1;) {
-      unsigned const middle = good + (bad - good) / 2;
-      (CanRead(middle) ? good : bad) = middle;
-    }
-    return bad;
+  // All after the first, by one call if the filter can: a frame may need all that are before it.
+  void ReadOthers(Frames const& frames) {
+    options.decodesEvery = frames.canDecodeEvery;
+    unsigned const last = std::max(frames.readable, 1u) - 1;
+    for (unsigned frame = options.decodesEvery ? last : 1; frame > 0 && frame <= last; ++frame) Read(frame);
   }
 
-  bool CanRead(unsigned frame) {
+  void Read(unsigned frame) {
     stream.Seek(0, Stream::FROM_START);
     options.frame = frame;
     try {
       LoadPicture(stream, path, listener, options);
     } catch (Failure const& failure) {
-      reason = WithoutName(failure.text, path);
-      return false;
+      if (options.decodesEvery) throw;  // its text says which frame
+      throw Failure{Format("frame %u: %s", frame, WithoutName(failure.text, path).c_str())};
     }
-    return true;
   }
 
   Stream& stream;
   std::string const& path;
   ReadOptions options;
   Listener& listener;
-  std::string reason;  // of the last that could not be read
 };
 
 // Every object file starts with the chunk that holds all others. Other files, which may be huge, are not

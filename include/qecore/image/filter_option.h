@@ -38,7 +38,9 @@ struct FilterOption {
     QUALITY = 1,      ///< INTEGER, 1 to 100, of lossy compression: L"quality"
     COMPRESSION = 2,  ///< CHOICE of lossless methods: L"compression"
     FRAME = 3,        ///< INTEGER, from 0, of the pictures in the file: L"frame"
-    EVERY_FRAME = 4,  ///< SWITCH: fail for damage to any picture up to FRAME, even if unseen: L"every-frame"
+    /// SWITCH: L"every-frame": fail for damage to any picture up to FRAME, even if unseen; the text begins
+    /// with "frame " and its number.
+    EVERY_FRAME = 4,
     FIRST_OWN = 1000,
   };
 
