@@ -29,7 +29,8 @@ bool IsForType(ClassInfo const& filter, Guid const& type) noexcept;
 /// The filter's patterns: L"*.tif, *.tiff".
 FailureText PatternsOf(ClassInfo const& filter) noexcept;
 
-/// What messages call the files of a filter class: L"PNG", the filter's name, that of its class, or L"unknown".
+/// What messages call the files of a filter class: L"PNG", the filter's name, that of its class, or
+/// L"unknown".
 FailureText LabelOf(Guid const& type) noexcept;
 
 /// Fails because of what has failed since `before`, with `what` and the path of the file: "cannot read
