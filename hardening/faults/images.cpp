@@ -152,6 +152,12 @@ Outcome Draw() {
 
 // ---- in object files
 
+bool HasBlob(Image2d& image) {
+  Variant blob;
+  unsigned char bytes[5];
+  return Succeeded(image.GetValue(2, blob)) && blob.Get(bytes, 5) == 5 && memcmp(bytes, "bytes", 5) == 0;
+}
+
 Outcome Keep() {
   Outcome outcome;
   Ref<Image2d> const image = MakeImage(IMG_PAL8);
@@ -160,6 +166,9 @@ Outcome Keep() {
     memset(image->palette, 9, 256 * sizeof(IMG_PALENTRY));
     image->name = L"name";
     image->SetValue(1, Variant(L"value"));
+    Variant blob;
+    blob.Init("bytes", 5, false);
+    image->SetValue(2, blob);
     Ref<Stream> memory;
     (void)MemStream::Create(memory.Receive());
     return memory;
@@ -177,7 +186,7 @@ Outcome Keep() {
   if (!outcome.Note(img::LoadFrom(*reader, loaded.Receive()))) return outcome.End();
   bool const isWhole = AreEqual(*loaded, *image) && loaded->name == L"name" &&
                        loaded->palette[255].red == 9 && loaded->GetProperties() &&
-                       loaded->GetProperties()->Count() == 1;
+                       loaded->GetProperties()->Count() == 2 && Calmly([&] { return HasBlob(*loaded); });
   if (!isWhole) outcome.broken = "a damaged image, and S_OK";
   return outcome;
 }

@@ -126,13 +126,32 @@ HRESULT SavePixels(Serializer& writer, Image2d const& image, ykCompressor* metho
   return S_OK;
 }
 
+// The bytes that a Map does not save. Copies, since the stream may change the properties meanwhile.
+HRESULT SaveBlobs(Serializer& writer, Map& properties) noexcept {
+  for (unsigned i = 0; i < properties.Count(); ++i) {
+    Map::Entry const& entry = properties.begin()[i];
+    unsigned const key = entry.key, size = entry.value.size;
+    bool const isSaved = entry.value.type == Variant::BLOB && !(entry.value.flags & Variant::TRANSIENT);
+    if (!isSaved || !entry.value.value.pointer) continue;
+    Bytes copy;
+    if (!copy.Resize(size)) return FailMemory(SAVE, size);
+    entry.value.Get(copy.begin(), size);
+    writer.BeginChunk(img::CHUNK_BLOB);
+    writer.Write(&key, sizeof key);
+    writer.Write(copy.begin(), size);
+    writer.EndChunk();
+  }
+  return S_OK;
+}
+
 HRESULT SaveProperties(Serializer& writer, Image2d& image, ExecutionContext* context) noexcept {
   Map* const properties = image.GetProperties();
   if (!properties || properties->Count() == 0) return S_OK;
   writer.BeginChunk(img::CHUNK_PROPERTIES);
+  Ref<Map> const held = Ref<Map>::Share(properties);
   HRESULT const saved = properties->Save(&writer, context);
   writer.EndChunk();
-  return saved;
+  return Failed(saved) ? saved : SaveBlobs(writer, *properties);
 }
 
 HRESULT SaveParts(Serializer& writer, Image2d& image, Guid const& method,
@@ -177,6 +196,7 @@ class Loading {
   HRESULT LoadName() noexcept;
   HRESULT LoadPalette() noexcept;
   HRESULT LoadProperties() noexcept;
+  HRESULT LoadBlob() noexcept;
   HRESULT LoadPixels() noexcept;
   HRESULT LoadBlocks(Blocks const& blocks) noexcept;
   HRESULT LoadBlock(unsigned char* to, unsigned size) noexcept;
@@ -239,6 +259,19 @@ HRESULT Loading::LoadProperties() noexcept {
   return img::CopyProperties(properties.get(), *image) ? S_OK : FailMemory(LOAD, sizeof *properties);
 }
 
+HRESULT Loading::LoadBlob() noexcept {
+  unsigned key = 0;
+  if (!Read(&key, sizeof key)) return FailDamaged();
+  unsigned const size = reader.GetRemaining();
+  Variant value;
+  Bytes bytes;
+  if (!bytes.Resize(size)) return FailMemory(LOAD, size);
+  if (!Read(bytes.begin(), size)) return FailDamaged();
+  value.Init(bytes.begin(), size, false);
+  bool const isHeld = size == 0 || value.type == Variant::BLOB;
+  return isHeld && image->SetValue(key, value) != E_OUTOFMEMORY ? S_OK : FailMemory(LOAD, size);
+}
+
 /// Nothing is allocated that the file's bytes, or the host's limit, do not justify.
 HRESULT Loading::CheckSize(Blocks const& blocks) noexcept {
   int64_t const least = compressor ? blocks.Count() * int64_t{sizeof(unsigned) + 1} : blocks.Total();
@@ -291,7 +324,8 @@ HRESULT Loading::LoadBlock(unsigned char* to, unsigned size) noexcept {
 Loading::Part const Loading::PARTS[] = {
     {img::CHUNK_HEADER, &Loading::LoadHeader},   {img::CHUNK_METHOD, &Loading::LoadMethod},
     {img::CHUNK_NAME, &Loading::LoadName},       {img::CHUNK_PROPERTIES, &Loading::LoadProperties},
-    {img::CHUNK_PALETTE, &Loading::LoadPalette}, {img::CHUNK_PIXELS, &Loading::LoadPixels}};
+    {img::CHUNK_PALETTE, &Loading::LoadPalette}, {img::CHUNK_PIXELS, &Loading::LoadPixels},
+    {img::CHUNK_BLOB, &Loading::LoadBlob}};
 
 HRESULT Loading::LoadPart(unsigned short tag) noexcept {
   for (Part const& part : PARTS) {

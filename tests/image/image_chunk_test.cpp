@@ -1,5 +1,6 @@
 #include <qecore/core/compressor.h>
 #include <qecore/core/system.h>
+#include <qecore/image/file_info.h>
 #include <qecore/image/image_chunk.h>
 #include <qecore/image/image_limits.h>
 #include <qecore/io/mem_stream.h>
@@ -41,6 +42,8 @@ struct WithRuns {
 
 TEST(ImageChunk, KeepsEveryFormatWithoutLoss) {
   WithRuns const runs;
+  Variant profile;
+  profile.Init("icc", 4, false);
   for (int format = 0; format <= img::LAST_FORMAT; ++format) {
     IMG_FORMAT const kind = img::FORMATS[format].format;
     for (bool isPlain : {false, true}) {
@@ -48,10 +51,16 @@ TEST(ImageChunk, KeepsEveryFormatWithoutLoss) {
       if (isPlain && kind) memset(image->bits, 0x5A, size_t(image->stride) * 1200);
       image->name = L"noise";
       image->SetValue(7, Variant(L"seven"));
+      image->SetValue(img::INFO_COLOR_PROFILE, profile);
       Ref<Stream> const file = SavedImage(*image, RUNS);
       ImageRef const loaded = LoadedImage(*file);
       ASSERT_TRUE(loaded) << format;
       ExpectSameImage(*loaded, *image);
+      Variant kept;
+      unsigned char bytes[4] = {};
+      loaded->GetValue(img::INFO_COLOR_PROFILE, kept);
+      EXPECT_EQ(kept.Get(bytes, sizeof bytes), 4u) << format;
+      EXPECT_EQ(memcmp(bytes, "icc", 4), 0) << format;
       EXPECT_TRUE(!isPlain || file->GetSize() < 2000) << file->GetSize();
     }
   }

@@ -13,6 +13,7 @@
 //                    ├─ NAME        characters (String)
 //                    ├─ PALETTE     entries, of the palette formats
 //                    ├─ PROPERTIES  the entries of a Map
+//                    ├─ BLOB        one for each property of bytes, such as a colour profile: key, bytes
 //                    └─ PIXELS      rows without padding, the bottom one first, in blocks
 //
 //   a block   0          4
@@ -22,7 +23,7 @@
 //
 // Parts of unknown tags are skipped. The two persistence slots of an image stay E_NOTIMPL: these functions
 // are beside the class. Not saved: the data of drivers, properties that are transient or objects' own, and
-// the values that a Map does not save (map.h), such as a colour profile.
+// the other values that a Map does not save (map.h).
 //
 // Pixels are compressed by the plug-in for a method (core/compressor.h), such as qezip; without it they are
 // stored as they are. To read them, the same plug-in is needed.
@@ -48,6 +49,7 @@ enum ChunkTag : unsigned short {
   CHUNK_PALETTE = 1103,
   CHUNK_PROPERTIES = 1104,
   CHUNK_PIXELS = 1105,
+  CHUNK_BLOB = 1106,
 };
 
 /// Rows are put in blocks of up to so many bytes; a larger row has its own.
