@@ -237,7 +237,7 @@ class Resampling {
 
   /// Whether bytes can be taken from a mixture of two rows: an image that grows has the same few source
   /// pixels in many target rows, of which each is stretched once. Sums of at most four pixels and their
-  /// mixture differ by less than 11 roundings of values up to 255, 1 / 5957; see img::MixFunction.
+  /// mixture differ by less than 11 roundings of values up to 255, 1 / 5981; see img::MixFunction.
   bool ChooseMixture() noexcept {
     static constexpr struct {
       IMG_FORMAT sums, target;

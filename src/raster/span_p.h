@@ -37,6 +37,7 @@ class SpanPainter {
     auto const isCovered = [&](size_t x) {
       uint64_t block = 0;
       size_t const rest = width - x;
+      // A constant size is a load, any other a call, which would take longer than painting.
       rest >= BLOCK ? memcpy(&block, span.coverage + x, BLOCK) : memcpy(&block, span.coverage + x, rest);
       return block != 0;
     };
